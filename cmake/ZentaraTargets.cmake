@@ -1,0 +1,33 @@
+# Helpers that give every target of the project the same language level, warnings and sanitizer.
+
+function(zentara_configure_target target)
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    set_target_properties(${target} PROPERTIES
+        CXX_EXTENSIONS OFF
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON
+        POSITION_INDEPENDENT_CODE ON)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+        -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wnull-dereference
+        $<$<BOOL:${ZENTARA_WARNINGS_AS_ERRORS}>:-Werror>
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+    # g++ 12 reports null dereferences inside its own inlined headers at -O2.
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-null-dereference>)
+    if(ZENTARA_SANITIZER)
+        target_compile_options(${target} PRIVATE
+            -fsanitize=${ZENTARA_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        target_link_options(${target} PUBLIC -fsanitize=${ZENTARA_SANITIZER})
+    endif()
+endfunction()
+
+# One folder of the library: an object library that both the shared and the static library take in.
+function(zentara_library_folder name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+    add_library(zentara_${name} OBJECT ${ARG_SOURCES})
+    zentara_configure_target(zentara_${name})
+    target_include_directories(zentara_${name} PUBLIC
+        "${PROJECT_SOURCE_DIR}/library" "${PROJECT_BINARY_DIR}/include")
+    target_link_libraries(zentara_${name} PUBLIC Boost::json ${ARG_USES})
+    set_property(GLOBAL APPEND PROPERTY ZENTARA_LIBRARY_FOLDERS zentara_${name})
+endfunction()

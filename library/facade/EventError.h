@@ -1,0 +1,114 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <zentara/Export.h>
+#include <zentara/JSONValue.h>
+
+namespace zentara {
+
+/// The codes of the library's errors. Codes tell groups apart; classes tell errors apart, because
+/// two classes share `notQueued`.
+enum class EventErrorCode : std::int64_t {
+    notInitialized = 0,
+    notReady = 1,
+    invalidData = 2,
+    unknown = 3,
+    notQueued = 4,
+};
+
+/// The code with this raw value, or nothing.
+[[nodiscard]] ZENTARA_EXPORT std::optional<EventErrorCode> eventErrorCode(
+    std::int64_t rawValue) noexcept;
+
+/// Base of every failure that reaches the host through a callback: a domain, a code and a
+/// dictionary that holds one message. Immutable; shared by pointer and free to keep.
+class ZENTARA_EXPORT ZentaraClientError : public std::exception {
+  public:
+    /// The domain of the library's own errors.
+    static constexpr const char* errorDomain = "ZentaraClient";
+
+    /// The key of the message in `userInfo()`.
+    static constexpr const char* localizedDescriptionKey = "NSLocalizedDescription";
+
+    /// Also for errors of the host's own.
+    ZentaraClientError(std::string domain, std::int64_t code,
+                       std::optional<JSONObject> userInfo = std::nullopt);
+    ~ZentaraClientError() override;
+
+    [[nodiscard]] const std::string& domain() const noexcept { return domain_; }
+    [[nodiscard]] std::int64_t code() const noexcept { return code_; }
+    [[nodiscard]] const JSONObject& userInfo() const noexcept { return userInfo_; }
+
+    /// The message for people; empty when `userInfo()` holds none.
+    [[nodiscard]] std::string localizedDescription() const;
+
+    /// The same message, valid as long as this object.
+    [[nodiscard]] const char* what() const noexcept override;
+
+  protected:
+    ZentaraClientError(EventErrorCode code, const std::string& message);
+
+  private:
+    std::string domain_;
+    std::int64_t code_;
+    JSONObject userInfo_;
+};
+
+/// An error that several owners share; null stands for success.
+using ZentaraClientErrorRef = std::shared_ptr<const ZentaraClientError>;
+
+/// An event was sent before `ZentaraClient::useSettings`.
+class ZENTARA_EXPORT ZentaraClientNotInitializedError final : public ZentaraClientError {
+  public:
+    ZentaraClientNotInitializedError();
+    ~ZentaraClientNotInitializedError() override;
+};
+
+/// An event was sent before the schemas were there; the detail says what became of it.
+class ZENTARA_EXPORT ZentaraClientNotReady final : public ZentaraClientError {
+  public:
+    explicit ZentaraClientNotReady(const std::string& detail);
+    ~ZentaraClientNotReady() override;
+};
+
+/// An event's properties do not satisfy its schema; the detail lists every message.
+class ZENTARA_EXPORT InvalidDataForSpecifiedSchemaError final : public ZentaraClientError {
+  public:
+    explicit InvalidDataForSpecifiedSchemaError(const std::string& detail);
+    ~InvalidDataForSpecifiedSchemaError() override;
+};
+
+/// An event could not be validated, for example because its schema is not known.
+class ZENTARA_EXPORT UnknownError final : public ZentaraClientError {
+  public:
+    UnknownError();
+    ~UnknownError() override;
+};
+
+/// A valid event could not be stored.
+class ZENTARA_EXPORT EventNotQueuedError final : public ZentaraClientError {
+  public:
+    EventNotQueuedError();
+    ~EventNotQueuedError() override;
+};
+
+/// The schemas could not be obtained; delivered to the ready callback.
+class ZENTARA_EXPORT SchemasInitializationError final : public ZentaraClientError {
+  public:
+    SchemasInitializationError();
+    ~SchemasInitializationError() override;
+};
+
+/// Thrown when the library is used before `ZentaraClient::useSettings`. The only failure of the
+/// library that is thrown.
+struct ZENTARA_EXPORT ZentaraClientNotConfiguredError final : std::exception {
+    ~ZentaraClientNotConfiguredError() override;
+    [[nodiscard]] const char* what() const noexcept override;
+};
+
+}  // namespace zentara

@@ -1,0 +1,151 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <zentara/AnyText.h>
+#include <zentara/ClientSettings.h>
+#include <zentara/Event.h>
+#include <zentara/EventError.h>
+#include <zentara/Export.h>
+#include <zentara/HostApplication.h>
+#include <zentara/JSONValue.h>
+#include <zentara/URL.h>
+#include <zentara/ZentaraEndpoints.h>
+
+namespace zentara {
+
+/// What a background fetch achieved.
+enum class BackgroundFetchResult : std::uint64_t {
+    newData = 0,  ///< a batch was delivered
+    noData = 1,   ///< nothing was waiting
+    failed = 2,   ///< a batch could not be delivered; its events are back in the queue
+};
+
+/// The library's one entry point.
+///
+/// ```cpp
+/// using namespace zentara;
+/// ZentaraClient::useSettings("my-tenant", ZentaraEnvironment::qa);
+/// auto client = ZentaraClient::get([](ZentaraClientErrorRef error) {
+///     if (!error) { /* schemas are there, events are validated and queued from now on */ }
+/// });
+/// client->send("page-view", "1", "application/json", "https://example.com/", "",
+///              {{"title", "Home"}}, std::nullopt,
+///              [](EventRef event, ZentaraClientErrorRef error) {
+///                  if (error) std::cerr << event->schemaId() << ": " << error->what() << '\n';
+///              });
+/// ```
+///
+/// Every operation may be called from any thread, and from inside the library's callbacks. Nothing
+/// waits for the network. Callbacks are called without any lock held and may be null wherever they
+/// are passed; an exception must not leave one.
+class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<ZentaraClient> {
+  public:
+    /// Null when the library is ready, otherwise why it is not.
+    using ReadyCallback = std::function<void(ZentaraClientErrorRef)>;
+    /// The event, and null when it was queued, otherwise what became of it.
+    using SendHandler = std::function<void(EventRef, ZentaraClientErrorRef)>;
+    /// The token's type, its value and its public value; "", "" and nothing without a token.
+    using AnonymousUserCallback = std::function<void(
+        const std::string& type, const std::string& value, std::optional<std::string> publicValue)>;
+    using HsidCallback = std::function<void(const std::string& hsid)>;
+    using FetchCallback = std::function<void(BackgroundFetchResult)>;
+
+    /// Configures the process. Called again, it replaces the whole record; what is already built
+    /// reads the new values at its next use.
+    static void useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
+                            std::optional<std::string> advertisingId = std::nullopt);
+
+    /// The client of this process, built by the first call.
+    ///
+    /// `readyCallback` belongs to the call that builds: it is called with null each time the
+    /// schemas are there and with an error each time they could not be had, the last call
+    /// deciding. With schemas in the cache the first call comes before `get` returns; the others
+    /// come on a worker thread. When the client exists already, the callback is called at once with
+    /// null.
+    ///
+    /// Throws `ZentaraClientNotConfiguredError` before `useSettings`.
+    static std::shared_ptr<ZentaraClient> get(ReadyCallback readyCallback = nullptr);
+
+    /// Whether schemas are there, so that events are validated and queued when sent. Until then
+    /// they are held back, on disk.
+    [[nodiscard]] static bool isReady() noexcept;
+    static void setIsReady(bool ready) noexcept;
+
+    /// The client that `get` returns, or null. Setting it to null makes the next `get` build anew.
+    [[nodiscard]] static std::shared_ptr<ZentaraClient> sharedClient();
+    static void setSharedClient(std::shared_ptr<ZentaraClient> client);
+
+    /// Sets the user whose token goes with the events sent from now on. Builds the client if
+    /// needed; throws `ZentaraClientNotConfiguredError` before `useSettings`.
+    static void setLoggedUser(UserTokenType tokenType, std::string token);
+
+    /// Forgets the logged user; otherwise like `setLoggedUser`.
+    static void removeLoggedUser();
+
+    /// An event with exactly these values, to be sent later with others. Takes `properties` over;
+    /// bytes that are not UTF-8 become U+FFFD.
+    [[nodiscard]] static EventRef createEvent(std::string schemaId, std::string schemaVersion,
+                                              std::string contentType, AnyText url, AnyText referer,
+                                              JSONObject properties,
+                                              std::optional<std::string> relationId = std::nullopt);
+
+    /// Validates, stamps and queues one event. `handler` is called exactly once, on this thread,
+    /// before `send` returns; null means that the event is on disk. The event that the handler
+    /// receives has an empty referer; the one that is queued has the caller's.
+    void send(std::string schemaId, std::string schemaVersion, std::string contentType, AnyText url,
+              AnyText referer, JSONObject properties,
+              std::optional<std::string> relationId = std::nullopt,
+              const SendHandler& handler = {});
+
+    /// Sends each event in order, as above, with `relationId` in place of its own, also when
+    /// absent. `handler` is called once per event. Null pointers in the list are skipped.
+    void send(const std::vector<EventRef>& events, std::optional<std::string> relationId,
+              const SendHandler& handler = {});
+
+    /// Starts a new context: the events sent from now on carry another context id.
+    void newContextId();
+
+    /// The current context id, a UUID in lower case.
+    [[nodiscard]] std::string getContextId() const;
+
+    /// Sets the advertising id of the settings and of the identity cookies. Nothing happens
+    /// without settings.
+    void setAdvertisingId(std::string advertisingIdentifier);
+    void removeAdvertisingId();
+
+    /// Reports the stored anonymous token, before it returns. Throws
+    /// `ZentaraClientNotConfiguredError` before `useSettings`.
+    void getAnonymousUser(const AnonymousUserCallback& callbackUser);
+
+    /// Fetches the identity and reports the session token that came with it: "" when the fetch
+    /// failed. Not called when the fetch succeeded without one. Called on a worker thread. Throws
+    /// `ZentaraClientNotConfiguredError` before `useSettings`.
+    void getHsid(HsidCallback callbackHsid);
+
+    /// Delivers one batch now, for an application's background-fetch hook or to drain the queue.
+    /// The completion is called exactly once, on a worker thread or before this returns.
+    void performFetch(FetchCallback completion);
+
+    ~ZentaraClient();
+    ZentaraClient(const ZentaraClient&) = delete;
+    ZentaraClient& operator=(const ZentaraClient&) = delete;
+
+  private:
+    struct Collaborators;
+    struct Implementation;
+
+    explicit ZentaraClient(Collaborators collaborators);
+    static std::shared_ptr<ZentaraClient> build(
+        const std::shared_ptr<const ClientSettings>& settings, ReadyCallback onReady);
+
+    std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace zentara

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <concepts>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include <zentara/Export.h>
+#include <zentara/URL.h>
+
+namespace zentara {
+
+/// A text given as whatever the caller has at hand: a string, a `URL`, a number, or any type that
+/// can be converted to a string or written to a stream. It always ends as text, never as a failure;
+/// bytes that are not UTF-8 become U+FFFD.
+class ZENTARA_EXPORT AnyText {
+  public:
+    AnyText() = default;
+    AnyText(std::string text) : text_(repaired(std::move(text))) {}
+    AnyText(std::string_view text) : AnyText(std::string(text)) {}
+    /// A null pointer is the empty text.
+    AnyText(const char* text) : AnyText(text == nullptr ? std::string() : std::string(text)) {}
+    AnyText(std::nullptr_t) {}
+    AnyText(const URL& url) : AnyText(url.string()) {}
+
+    template <typename T>
+    requires(!std::same_as<std::remove_cvref_t<T>, AnyText> &&
+             !std::convertible_to<const T&, std::string_view> &&
+             std::convertible_to<const T&, std::string>) AnyText(const T& value)
+        : AnyText(static_cast<std::string>(value)) {}
+
+    template <typename T>
+    requires(!std::same_as<std::remove_cvref_t<T>, AnyText> &&
+             !std::convertible_to<const T&, std::string_view> &&
+             !std::convertible_to<const T&, std::string> &&
+             requires(std::ostream & stream, const T& value) { stream << value; })
+        AnyText(const T& value)
+        : AnyText(streamed(value)) {}
+
+    /// The text of the value, or the empty text when there is none.
+    template <typename T>
+    AnyText(const std::optional<T>& value) : AnyText(value ? AnyText(*value) : AnyText()) {}
+
+    [[nodiscard]] const std::string& string() const noexcept { return text_; }
+
+    friend bool operator==(const AnyText&, const AnyText&) = default;
+
+  private:
+    template <typename T>
+    static std::string streamed(const T& value) {
+        std::ostringstream stream;
+        stream << std::boolalpha << value;
+        return std::move(stream).str();
+    }
+
+    static std::string repaired(std::string text);
+
+    std::string text_;
+};
+
+}  // namespace zentara

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace zentara {
+
+/// A handle on the application's preferences: small values under string keys, kept in memory and
+/// in one file of the preferences directory, replaced atomically. All handles share one store.
+/// Safe for use from any thread.
+class UserDefaults {
+  public:
+    /// The integer under `key`; 0 when there is none. Values beyond the signed 64-bit range, which
+    /// an unsigned one can be, read as the same bits, hence as negative.
+    [[nodiscard]] std::int64_t integer(std::string_view key) const;
+
+    /// Stores a number under `key`. A file that cannot be written costs persistence only.
+    void set(std::string_view key, std::int64_t value);
+    void set(std::string_view key, std::uint64_t value);
+};
+
+}  // namespace zentara

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <mutex>
+
+// Clang's thread-safety analysis checks these; other compilers see nothing.
+#if defined(__clang__)
+#define ZENTARA_THREAD_ATTRIBUTE(x) __attribute__((x))
+#else
+#define ZENTARA_THREAD_ATTRIBUTE(x)
+#endif
+
+#define ZENTARA_GUARDED_BY(mutex) ZENTARA_THREAD_ATTRIBUTE(guarded_by(mutex))
+#define ZENTARA_REQUIRES(mutex) ZENTARA_THREAD_ATTRIBUTE(requires_capability(mutex))
+#define ZENTARA_EXCLUDES(mutex) ZENTARA_THREAD_ATTRIBUTE(locks_excluded(mutex))
+
+namespace zentara {
+
+/// A std::mutex that the thread-safety analysis knows.
+class ZENTARA_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
+  public:
+    void lock() ZENTARA_THREAD_ATTRIBUTE(acquire_capability()) { mutex_.lock(); }
+    void unlock() ZENTARA_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
+
+  private:
+    std::mutex mutex_;
+};
+
+/// Holds a Mutex for the length of a scope.
+class ZENTARA_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
+  public:
+    explicit MutexLock(Mutex& mutex) ZENTARA_THREAD_ATTRIBUTE(acquire_capability(mutex))
+        : mutex_(mutex) {
+        mutex_.lock();
+    }
+    ~MutexLock() ZENTARA_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
+
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
+
+  private:
+    Mutex& mutex_;
+};
+
+}  // namespace zentara
