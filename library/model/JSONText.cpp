@@ -1,0 +1,185 @@
+#include "model/JSONText.h"
+
+#include <array>
+#include <boost/json/parser.hpp>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "platform/PlatformError.h"
+
+namespace zentara {
+
+namespace {
+
+template <typename Integer>
+void appendInteger(std::string& text, Integer number) {
+    std::array<char, 24> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    text.append(digits.data(), end);
+}
+
+/// For each byte, how a string literal holds it: 0 as it is, 'u' as \u00XX, else the letter after
+/// the backslash.
+constexpr std::array<char, 256> escapes = [] {
+    std::array<char, 256> table{};
+    for (std::size_t control = 0; control < 0x20; ++control) table[control] = 'u';
+    table['\b'] = 'b';
+    table['\f'] = 'f';
+    table['\n'] = 'n';
+    table['\r'] = 'r';
+    table['\t'] = 't';
+    table['"'] = '"';
+    table['\\'] = '\\';
+    return table;
+}();
+
+bool write(std::string& text, const JSONValue& value, std::size_t depth);
+
+bool write(std::string& text, const JSONObject& object, std::size_t depth) {
+    if (depth == 0) return false;
+    text += '{';
+    bool first = true;
+    for (const auto& [key, member] : object) {
+        if (!first) text += ',';
+        first = false;
+        appendJSONString(text, key);
+        text += ':';
+        if (!write(text, member, depth - 1)) return false;
+    }
+    text += '}';
+    return true;
+}
+
+bool write(std::string& text, const JSONArray& array, std::size_t depth) {
+    if (depth == 0) return false;
+    text += '[';
+    bool first = true;
+    for (const auto& element : array) {
+        if (!first) text += ',';
+        first = false;
+        if (!write(text, element, depth - 1)) return false;
+    }
+    text += ']';
+    return true;
+}
+
+bool write(std::string& text, const JSONValue& value, std::size_t depth) {
+    switch (value.kind()) {
+        case boost::json::kind::null:
+            text += "null";
+            return true;
+        case boost::json::kind::bool_:
+            text += value.get_bool() ? "true" : "false";
+            return true;
+        case boost::json::kind::int64:
+            appendInteger(text, value.get_int64());
+            return true;
+        case boost::json::kind::uint64:
+            appendInteger(text, value.get_uint64());
+            return true;
+        case boost::json::kind::double_:
+            if (!std::isfinite(value.get_double())) return false;
+            appendDouble(text, value.get_double());
+            return true;
+        case boost::json::kind::string:
+            appendJSONString(text, value.get_string());
+            return true;
+        case boost::json::kind::array:
+            return write(text, value.get_array(), depth);
+        case boost::json::kind::object:
+            return write(text, value.get_object(), depth);
+    }
+    return false;
+}
+
+template <typename Value>
+bool appendWhole(std::string& text, const Value& value, std::size_t depth) {
+    const auto start = text.size();
+    if (write(text, value, depth)) return true;
+    text.resize(start);
+    return false;
+}
+
+ParsedJSON failure(int code, std::string message) {
+    return {JSONValue(), std::make_shared<PlatformError>(PlatformError::Domain::json, code,
+                                                         "JSON: " + std::move(message))};
+}
+
+}  // namespace
+
+void appendDouble(std::string& text, double number) {
+    if (std::isnan(number)) {
+        text += "nan";
+        return;
+    }
+    if (std::isinf(number)) {
+        text += number < 0 ? "-inf" : "inf";
+        return;
+    }
+    constexpr double largestExactInteger = 9007199254740992.0;  // 2^53
+    const double magnitude = std::fabs(number);
+    const bool decimal =
+        magnitude == 0 || (magnitude >= 0.0001 && magnitude <= largestExactInteger);
+    std::array<char, 40> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                                   decimal ? std::chars_format::fixed
+                                           : std::chars_format::scientific)
+                         .ptr;
+    const std::string_view written(digits.data(), static_cast<std::size_t>(end - digits.data()));
+    text += written;
+    if (decimal && written.find('.') == std::string_view::npos) text += ".0";
+}
+
+void appendJSONString(std::string& text, std::string_view value) {
+    text += '"';
+    std::size_t copied = 0;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(value[i]);
+        const char escape = escapes[byte];
+        if (escape == 0) continue;
+        text.append(value, copied, i - copied);
+        copied = i + 1;
+        text += '\\';
+        text += escape;
+        if (escape == 'u') {
+            constexpr std::string_view hexadecimal = "0123456789abcdef";
+            text += "00";
+            text += hexadecimal[byte >> 4U];
+            text += hexadecimal[byte & 0xFU];
+        }
+    }
+    text.append(value, copied);
+    text += '"';
+}
+
+bool appendJSON(std::string& text, const JSONValue& value, std::size_t depth) {
+    return appendWhole(text, value, depth);
+}
+
+bool appendJSON(std::string& text, const JSONObject& object, std::size_t depth) {
+    return appendWhole(text, object, depth);
+}
+
+ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage) {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+
+    boost::json::parse_options options;
+    options.max_depth = maximumJSONDepth;
+    // The parser's own scratch space: enough for most documents without the heap.
+    std::array<unsigned char, 4096> scratch;
+    boost::json::parser parser(storage, options, scratch.data(), scratch.size());
+    boost::json::error_code code;
+    parser.write(text.data(), text.size(), code);
+    if (code) return failure(code.value(), code.message());
+    ParsedJSON parsed{parser.release(), nullptr};
+    if (!parsed.value.is_object() && !parsed.value.is_array()) {
+        return failure(0, "the top level is neither an object nor an array");
+    }
+    return parsed;
+}
+
+}  // namespace zentara
