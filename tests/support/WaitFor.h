@@ -1,0 +1,75 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace zentara::test {
+
+/// Long enough for a loaded machine under a sanitizer; only a failing test ever waits for it.
+inline constexpr std::chrono::seconds generousTimeout{30};
+
+/// Counts what other threads do and waits until enough of it was done. Must outlive whoever
+/// signals; share it where that is not certain.
+class Signal {
+  public:
+    void notify() {
+        const std::lock_guard lock(mutex_);
+        ++count_;
+        changed_.notify_all();
+    }
+
+    /// Whether `count` calls of `notify` in all were seen before the time was up.
+    [[nodiscard]] bool waitFor(std::size_t count = 1,
+                               std::chrono::milliseconds timeout = generousTimeout) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, timeout, [&] { return count_ >= count; });
+    }
+
+    [[nodiscard]] std::size_t count() const {
+        const std::lock_guard lock(mutex_);
+        return count_;
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::size_t count_ = 0;
+};
+
+/// Values that other threads deliver, in order of arrival. Must outlive whoever delivers.
+template <typename Value>
+class Mailbox {
+  public:
+    void put(Value value) {
+        const std::lock_guard lock(mutex_);
+        values_.push_back(std::move(value));
+        changed_.notify_all();
+    }
+
+    /// The value at `index` once it has come, or nothing when the time was up first.
+    [[nodiscard]] std::optional<Value> waitFor(
+        std::size_t index = 0, std::chrono::milliseconds timeout = generousTimeout) {
+        std::unique_lock lock(mutex_);
+        if (!changed_.wait_for(lock, timeout, [&] { return values_.size() > index; })) {
+            return std::nullopt;
+        }
+        return values_[index];
+    }
+
+    [[nodiscard]] std::vector<Value> values() const {
+        const std::lock_guard lock(mutex_);
+        return values_;
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Value> values_;
+};
+
+}  // namespace zentara::test
