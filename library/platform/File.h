@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "support/Error.h"
+
+namespace zentara {
+
+/// Which file a name stands for, whatever it is called.
+struct FileIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t number = 0;
+
+    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+/// An open file that is written in place. Operations that can fail return null on success.
+class File {
+  public:
+    /// Makes a new, empty file, readable by this user only, in place of one that has this name.
+    /// Makes the folder too when it is missing.
+    [[nodiscard]] static ErrorRef create(const std::filesystem::path& path, File& file);
+
+    File() = default;
+    ~File();
+    File(File&& other) noexcept;
+    File& operator=(File&& other) noexcept;
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
+    [[nodiscard]] FileIdentity identity() const noexcept { return identity_; }
+
+    /// Writes all of `bytes` at `offset`.
+    [[nodiscard]] ErrorRef write(std::string_view bytes, std::uint64_t offset);
+    [[nodiscard]] ErrorRef truncate(std::uint64_t size);
+
+    /// Waits until the content is on the device.
+    [[nodiscard]] ErrorRef synchronise();
+
+    void close() noexcept;
+
+  private:
+    int descriptor_ = -1;
+    FileIdentity identity_;
+};
+
+/// The file of that name, or nothing when there is none.
+[[nodiscard]] std::optional<FileIdentity> fileIdentity(const std::filesystem::path& path);
+
+/// A whole file, or why it could not be read. Without a file both members are empty.
+struct [[nodiscard]] FileContents {
+    std::optional<std::string> bytes;
+    ErrorRef error;
+};
+FileContents readFile(const std::filesystem::path& path);
+
+/// Puts `bytes` in place of the file in one step: the old content or the new one, never a mixture.
+[[nodiscard]] ErrorRef writeFileAtomically(const std::filesystem::path& path,
+                                           std::string_view bytes);
+
+/// Lets two existing files of one folder trade names in one step. `unsupported` is set when the
+/// file system cannot do it.
+[[nodiscard]] ErrorRef exchangeNames(const std::filesystem::path& one,
+                                     const std::filesystem::path& other, bool& unsupported);
+
+/// Renames a file over another in one step.
+[[nodiscard]] ErrorRef renameFile(const std::filesystem::path& from,
+                                  const std::filesystem::path& to);
+
+/// Removes a file if it is there.
+void removeFile(const std::filesystem::path& path) noexcept;
+
+/// Waits until the names in `folder` are on the device.
+[[nodiscard]] ErrorRef synchroniseFolder(const std::filesystem::path& folder);
+
+}  // namespace zentara

@@ -1,0 +1,208 @@
+#include "platform/File.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include "platform/PlatformError.h"
+
+namespace zentara {
+
+namespace {
+
+constexpr mode_t privateFile = 0600;
+constexpr mode_t privateFolder = 0700;
+
+ErrorRef failure(int code, const char* operation, const std::filesystem::path& path) {
+    return std::make_shared<PlatformError>(
+        PlatformError::Domain::file, code,
+        std::string(operation) + " '" + path.string() +
+            "': " + std::generic_category().message(code));
+}
+
+ErrorRef failure(int code, const char* operation) {
+    return std::make_shared<PlatformError>(
+        PlatformError::Domain::file, code,
+        std::string(operation) + ": " + std::generic_category().message(code));
+}
+
+template <typename Call>
+auto retried(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) result = call();
+    return result;
+}
+
+/// Makes the folder and those above it, each for this user only.
+void makeFolder(const std::filesystem::path& folder) {
+    if (folder.empty()) return;
+    if (::mkdir(folder.c_str(), privateFolder) == 0 || errno != ENOENT) return;
+    const auto parent = folder.parent_path();
+    if (parent == folder) return;
+    makeFolder(parent);
+    ::mkdir(folder.c_str(), privateFolder);
+}
+
+int openNew(const std::filesystem::path& path) {
+    constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+    int descriptor = retried([&] { return ::open(path.c_str(), flags, privateFile); });
+    if (descriptor < 0 && errno == EEXIST) {
+        ::unlink(path.c_str());
+        descriptor = retried([&] { return ::open(path.c_str(), flags, privateFile); });
+    } else if (descriptor < 0 && errno == ENOENT) {
+        makeFolder(path.parent_path());
+        descriptor = retried([&] { return ::open(path.c_str(), flags, privateFile); });
+    }
+    return descriptor;
+}
+
+}  // namespace
+
+ErrorRef File::create(const std::filesystem::path& path, File& file) {
+    const int descriptor = openNew(path);
+    if (descriptor < 0) return failure(errno, "cannot create", path);
+    file.close();
+    file.descriptor_ = descriptor;
+    struct stat status {};
+    ::fstat(descriptor, &status);
+    file.identity_ = {status.st_dev, status.st_ino};
+    return nullptr;
+}
+
+File::~File() { close(); }
+
+File::File(File&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)), identity_(other.identity_) {}
+
+File& File::operator=(File&& other) noexcept {
+    if (this != &other) {
+        close();
+        descriptor_ = std::exchange(other.descriptor_, -1);
+        identity_ = other.identity_;
+    }
+    return *this;
+}
+
+ErrorRef File::write(std::string_view bytes, std::uint64_t offset) {
+    while (!bytes.empty()) {
+        const auto written = retried([&] {
+            return ::pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        });
+        if (written < 0) return failure(errno, "cannot write");
+        if (written == 0) return failure(EIO, "cannot write");
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+        offset += static_cast<std::uint64_t>(written);
+    }
+    return nullptr;
+}
+
+ErrorRef File::truncate(std::uint64_t size) {
+    if (retried([&] { return ::ftruncate(descriptor_, static_cast<off_t>(size)); }) < 0) {
+        return failure(errno, "cannot truncate");
+    }
+    return nullptr;
+}
+
+ErrorRef File::synchronise() {
+    if (retried([&] { return ::fdatasync(descriptor_); }) < 0) {
+        return failure(errno, "cannot flush");
+    }
+    return nullptr;
+}
+
+void File::close() noexcept {
+    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+}
+
+std::optional<FileIdentity> fileIdentity(const std::filesystem::path& path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
+    return FileIdentity{status.st_dev, status.st_ino};
+}
+
+FileContents readFile(const std::filesystem::path& path) {
+    const int descriptor = retried([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); });
+    if (descriptor < 0) {
+        if (errno == ENOENT || errno == ENOTDIR) return {};
+        return {std::nullopt, failure(errno, "cannot open", path)};
+    }
+    struct stat status {};
+    ::fstat(descriptor, &status);
+    std::string bytes;
+    bytes.resize(static_cast<std::size_t>(status.st_size));
+    std::size_t filled = 0;
+    ErrorRef error;
+    for (;;) {
+        if (filled == bytes.size()) {
+            // The size may be out of date, or unknown as for a pipe: one more read finds the end.
+            char probe = 0;
+            const auto extra = retried([&] { return ::read(descriptor, &probe, 1); });
+            if (extra == 0) break;
+            if (extra > 0) {
+                bytes += probe;
+                ++filled;
+                bytes.resize(bytes.size() * 2);
+                continue;
+            }
+            error = failure(errno, "cannot read", path);
+            break;
+        }
+        const auto count = retried(
+            [&] { return ::read(descriptor, bytes.data() + filled, bytes.size() - filled); });
+        if (count < 0) error = failure(errno, "cannot read", path);
+        if (count <= 0) break;
+        filled += static_cast<std::size_t>(count);
+    }
+    ::close(descriptor);
+    if (error) return {std::nullopt, error};
+    bytes.resize(filled);
+    return {std::move(bytes), nullptr};
+}
+
+ErrorRef writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {
+    auto temporary = path;
+    temporary.replace_filename("." + path.filename().string() + ".new");
+    File file;
+    if (auto error = File::create(temporary, file)) return error;
+    auto error = file.write(bytes, 0);
+    if (!error) error = renameFile(temporary, path);
+    if (error) removeFile(temporary);
+    return error;
+}
+
+ErrorRef exchangeNames(const std::filesystem::path& one, const std::filesystem::path& other,
+                       bool& unsupported) {
+    unsupported = false;
+    if (::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) {
+        return nullptr;
+    }
+    unsupported = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+    return failure(errno, "cannot exchange", one);
+}
+
+ErrorRef renameFile(const std::filesystem::path& from, const std::filesystem::path& to) {
+    if (::rename(from.c_str(), to.c_str()) == 0) return nullptr;
+    return failure(errno, "cannot rename", from);
+}
+
+void removeFile(const std::filesystem::path& path) noexcept { ::unlink(path.c_str()); }
+
+ErrorRef synchroniseFolder(const std::filesystem::path& folder) {
+    const int descriptor =
+        retried([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+    if (descriptor < 0) return failure(errno, "cannot open", folder);
+    const int result = retried([&] { return ::fsync(descriptor); });
+    const int code = errno;
+    ::close(descriptor);
+    if (result < 0) return failure(code, "cannot flush", folder);
+    return nullptr;
+}
+
+}  // namespace zentara
