@@ -28,15 +28,16 @@ class ZENTARA_EXPORT HostApplication {
     static void setBundleIdentifier(std::string identifier);
     [[nodiscard]] static std::string bundleIdentifier();
 
-    /// The directory that holds the library's queue, cache and identity files; made on first use,
-    /// readable by this user only. Default: `$XDG_DATA_HOME/<bundle id>`, or
-    /// `~/.local/share/<bundle id>`. Nothing when no such place can be named.
+    /// The directory that holds the library's queue, cache and identity files; made with the first
+    /// file, readable by this user only. Default: `$XDG_DATA_HOME/<bundle id>`, or
+    /// `~/.local/share/<bundle id>`. Nothing when no such place can be named. An empty path
+    /// restores the default.
     static void setDocumentsDirectory(std::filesystem::path directory);
     [[nodiscard]] static std::optional<std::filesystem::path> documentsDirectory();
 
     /// The directory of the library's preferences file. Default: `$XDG_CONFIG_HOME/<bundle id>`,
     /// or `~/.config/<bundle id>`. Nothing when no such place can be named; preferences then live
-    /// in memory only.
+    /// in memory only. An empty path restores the default.
     static void setPreferencesDirectory(std::filesystem::path directory);
     [[nodiscard]] static std::optional<std::filesystem::path> preferencesDirectory();
 

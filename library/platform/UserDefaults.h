@@ -6,8 +6,10 @@
 namespace zentara {
 
 /// A handle on the application's preferences: small values under string keys, kept in memory and
-/// in one file of the preferences directory, replaced atomically. All handles share one store.
-/// Safe for use from any thread.
+/// in the file "user-defaults.json" of the preferences directory, replaced atomically. All handles
+/// share the store of the directory that `HostApplication` names at the moment of the call; its
+/// file is read once. A file that is damaged is set aside under another name and the store starts
+/// empty. Safe for use from any thread.
 class UserDefaults {
   public:
     /// The integer under `key`; 0 when there is none. Values beyond the signed 64-bit range, which

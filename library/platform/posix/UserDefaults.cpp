@@ -1,0 +1,129 @@
+#include "platform/UserDefaults.h"
+
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "platform/File.h"
+#include "platform/HostApplication.h"
+#include "platform/JSONValue.h"
+#include "platform/posix/HostFacts.h"
+#include "support/Mutex.h"
+
+namespace zentara {
+
+namespace {
+
+using Path = std::filesystem::path;
+
+/// The preferences of one directory.
+class Store {
+  public:
+    /// Reads the directory's file. Without a directory the values live in memory only.
+    explicit Store(const std::optional<Path>& directory) {
+        if (!directory) return;
+        file_ = *directory / "user-defaults.json";
+        const FileContents contents = readFile(*file_);
+        if (!contents.bytes && !contents.error) return;
+        if (contents.bytes) {
+            boost::json::error_code error;
+            JSONValue value = boost::json::parse(*contents.bytes, error);
+            if (!error && value.is_object()) {
+                values_ = std::move(value.get_object());
+                return;
+            }
+        }
+        setFileAside();
+    }
+
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
+
+    [[nodiscard]] std::int64_t integer(std::string_view key) {
+        const MutexLock lock(mutex_);
+        const JSONValue* const value = values_.if_contains(key);
+        if (value == nullptr) return 0;
+        if (const auto* number = value->if_int64()) return *number;
+        if (const auto* number = value->if_uint64()) return static_cast<std::int64_t>(*number);
+        return 0;
+    }
+
+    void set(std::string_view key, const JSONValue& value) {
+        const MutexLock lock(mutex_);
+        JSONValue& slot = values_[key];
+        if (slot == value) return;
+        slot = value;
+        if (file_) {
+            // The value holds for this process all the same.
+            [[maybe_unused]] const ErrorRef lost =
+                writeFileAtomically(*file_, boost::json::serialize(values_));
+        }
+    }
+
+  private:
+    /// What cannot be read is kept for whoever wants to look at it. If even that fails, nothing is
+    /// written over it.
+    void setFileAside() {
+        Path aside = *file_;
+        aside += ".damaged";
+        for (int number = 2; fileIdentity(aside); ++number) {
+            aside = *file_;
+            aside += ".damaged-" + std::to_string(number);
+        }
+        if (renameFile(*file_, aside)) file_.reset();
+    }
+
+    std::optional<Path> file_;
+    Mutex mutex_;
+    JSONObject values_ ZENTARA_GUARDED_BY(mutex_);
+};
+
+/// The stores of all directories that were current at some time. Never destroyed: threads of the
+/// library may ask while the process ends.
+class Stores {
+  public:
+    [[nodiscard]] static Store& current() {
+        static auto* const stores = new Stores;
+        return stores->find();
+    }
+
+  private:
+    Store& find() {
+        const MutexLock lock(mutex_);
+        const std::uint64_t generation = hostFactsGeneration();
+        if (current_ == nullptr || generation_ != generation) {
+            const auto directory = HostApplication::preferencesDirectory();
+            auto& store = stores_[directory.value_or(Path()).lexically_normal()];
+            if (!store) store = std::make_unique<Store>(directory);
+            current_ = store.get();
+            generation_ = generation;
+        }
+        return *current_;
+    }
+
+    Mutex mutex_;
+    std::map<Path, std::unique_ptr<Store>> stores_ ZENTARA_GUARDED_BY(mutex_);
+    Store* current_ ZENTARA_GUARDED_BY(mutex_) = nullptr;
+    std::uint64_t generation_ ZENTARA_GUARDED_BY(mutex_) = 0;
+};
+
+}  // namespace
+
+std::int64_t UserDefaults::integer(std::string_view key) const {
+    return Stores::current().integer(key);
+}
+
+void UserDefaults::set(std::string_view key, std::int64_t value) {
+    Stores::current().set(key, JSONValue(value));
+}
+
+void UserDefaults::set(std::string_view key, std::uint64_t value) {
+    Stores::current().set(key, JSONValue(value));
+}
+
+}  // namespace zentara
