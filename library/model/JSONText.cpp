@@ -25,7 +25,8 @@ void appendInteger(std::string& text, Integer number) {
 /// the backslash.
 constexpr std::array<char, 256> escapes = [] {
     std::array<char, 256> table{};
-    for (std::size_t control = 0; control < 0x20; ++control) table[control] = 'u';
+    for (std::size_t control = 0; control < 0x20; ++control)
+        table[control] = 'u';
     table['\b'] = 'b';
     table['\f'] = 'f';
     table['\n'] = 'n';
@@ -124,10 +125,10 @@ void appendDouble(std::string& text, double number) {
     const bool decimal =
         magnitude == 0 || (magnitude >= 0.0001 && magnitude <= largestExactInteger);
     std::array<char, 40> digits;
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number,
-                                   decimal ? std::chars_format::fixed
-                                           : std::chars_format::scientific)
-                         .ptr;
+    const auto end =
+        std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                      decimal ? std::chars_format::fixed : std::chars_format::scientific)
+            .ptr;
     const std::string_view written(digits.data(), static_cast<std::size_t>(end - digits.data()));
     text += written;
     if (decimal && written.find('.') == std::string_view::npos) text += ".0";

@@ -59,6 +59,10 @@ struct [[nodiscard]] FileContents {
     std::optional<std::string> bytes;
     ErrorRef error;
 };
+
+/// The largest file that is read; a larger one is an error, so that no file can take all memory.
+inline constexpr std::uint64_t maximumFileSize = std::uint64_t{512} * 1024 * 1024;
+
 FileContents readFile(const std::filesystem::path& path);
 
 /// Puts `bytes` in place of the file in one step: the old content or the new one, never a mixture.

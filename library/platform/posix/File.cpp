@@ -21,10 +21,9 @@ constexpr mode_t privateFile = 0600;
 constexpr mode_t privateFolder = 0700;
 
 ErrorRef failure(int code, const char* operation, const std::filesystem::path& path) {
-    return std::make_shared<PlatformError>(
-        PlatformError::Domain::file, code,
-        std::string(operation) + " '" + path.string() +
-            "': " + std::generic_category().message(code));
+    return std::make_shared<PlatformError>(PlatformError::Domain::file, code,
+                                           std::string(operation) + " '" + path.string() +
+                                               "': " + std::generic_category().message(code));
 }
 
 ErrorRef failure(int code, const char* operation) {
@@ -36,7 +35,8 @@ ErrorRef failure(int code, const char* operation) {
 template <typename Call>
 auto retried(Call call) {
     auto result = call();
-    while (result < 0 && errno == EINTR) result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
     return result;
 }
 
@@ -63,6 +63,29 @@ int openNew(const std::filesystem::path& path) {
     return descriptor;
 }
 
+ErrorRef readAll(int descriptor, const std::filesystem::path& path, std::string& bytes) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) return failure(errno, "cannot read", path);
+    if (!S_ISREG(status.st_mode)) return failure(EINVAL, "cannot read", path);
+    if (static_cast<std::uint64_t>(status.st_size) > maximumFileSize) {
+        return failure(EFBIG, "cannot read", path);
+    }
+    // Parsers want some room behind the text; giving it now spares a copy later.
+    constexpr std::size_t room = 256;
+    bytes.reserve(static_cast<std::size_t>(status.st_size) + room);
+    bytes.resize(static_cast<std::size_t>(status.st_size));
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        const auto count = retried(
+            [&] { return ::read(descriptor, bytes.data() + filled, bytes.size() - filled); });
+        if (count < 0) return failure(errno, "cannot read", path);
+        if (count == 0) break;
+        filled += static_cast<std::size_t>(count);
+    }
+    bytes.resize(filled);
+    return nullptr;
+}
+
 }  // namespace
 
 ErrorRef File::create(const std::filesystem::path& path, File& file) {
@@ -76,7 +99,9 @@ ErrorRef File::create(const std::filesystem::path& path, File& file) {
     return nullptr;
 }
 
-File::~File() { close(); }
+File::~File() {
+    close();
+}
 
 File::File(File&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)), identity_(other.identity_) {}
@@ -128,41 +153,17 @@ std::optional<FileIdentity> fileIdentity(const std::filesystem::path& path) {
 }
 
 FileContents readFile(const std::filesystem::path& path) {
-    const int descriptor = retried([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); });
+    // Not blocking, or a pipe in place of the file would hold the caller up.
+    const int descriptor =
+        retried([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); });
     if (descriptor < 0) {
         if (errno == ENOENT || errno == ENOTDIR) return {};
         return {std::nullopt, failure(errno, "cannot open", path)};
     }
-    struct stat status {};
-    ::fstat(descriptor, &status);
     std::string bytes;
-    bytes.resize(static_cast<std::size_t>(status.st_size));
-    std::size_t filled = 0;
-    ErrorRef error;
-    for (;;) {
-        if (filled == bytes.size()) {
-            // The size may be out of date, or unknown as for a pipe: one more read finds the end.
-            char probe = 0;
-            const auto extra = retried([&] { return ::read(descriptor, &probe, 1); });
-            if (extra == 0) break;
-            if (extra > 0) {
-                bytes += probe;
-                ++filled;
-                bytes.resize(bytes.size() * 2);
-                continue;
-            }
-            error = failure(errno, "cannot read", path);
-            break;
-        }
-        const auto count = retried(
-            [&] { return ::read(descriptor, bytes.data() + filled, bytes.size() - filled); });
-        if (count < 0) error = failure(errno, "cannot read", path);
-        if (count <= 0) break;
-        filled += static_cast<std::size_t>(count);
-    }
+    const ErrorRef error = readAll(descriptor, path, bytes);
     ::close(descriptor);
     if (error) return {std::nullopt, error};
-    bytes.resize(filled);
     return {std::move(bytes), nullptr};
 }
 
@@ -192,7 +193,9 @@ ErrorRef renameFile(const std::filesystem::path& from, const std::filesystem::pa
     return failure(errno, "cannot rename", from);
 }
 
-void removeFile(const std::filesystem::path& path) noexcept { ::unlink(path.c_str()); }
+void removeFile(const std::filesystem::path& path) noexcept {
+    ::unlink(path.c_str());
+}
 
 ErrorRef synchroniseFolder(const std::filesystem::path& folder) {
     const int descriptor =

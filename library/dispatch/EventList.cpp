@@ -1,0 +1,48 @@
+#include "dispatch/EventList.h"
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <utility>
+
+namespace zentara {
+
+EventList::EventList(std::vector<InternalEvent> events) : slots_(std::move(events)) {
+    changed();
+}
+
+void EventList::changed() {
+    static std::atomic<std::uint64_t> last{0};
+    revision_ = ++last;
+}
+
+void EventList::insertAtFront(std::span<const InternalEvent> events) {
+    if (events.empty()) return;
+    if (events.size() <= first_) {
+        first_ -= events.size();
+        std::copy(events.begin(), events.end(),
+                  slots_.begin() + static_cast<std::ptrdiff_t>(first_));
+    } else {
+        slots_.erase(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(first_));
+        slots_.insert(slots_.begin(), events.begin(), events.end());
+        first_ = 0;
+    }
+    changed();
+}
+
+std::vector<InternalEvent> EventList::takeFront(std::size_t count) {
+    count = std::min(count, size());
+    if (count == 0) return {};
+    const auto begin = slots_.begin() + static_cast<std::ptrdiff_t>(first_);
+    const auto end = begin + static_cast<std::ptrdiff_t>(count);
+    std::vector<InternalEvent> taken(std::make_move_iterator(begin), std::make_move_iterator(end));
+    first_ += count;
+    if (first_ > slots_.size() / 2) {
+        slots_.erase(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(first_));
+        first_ = 0;
+    }
+    changed();
+    return taken;
+}
+
+}  // namespace zentara

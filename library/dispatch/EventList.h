@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "model/InternalEvent.h"
+
+namespace zentara {
+
+/// Queued events, oldest first.
+///
+/// The list carries a revision that every change draws anew, except an append. Two looks at a list
+/// that find one revision therefore differ by what was appended in between, which lets a store
+/// write the difference without comparing the lists.
+class EventList {
+  public:
+    EventList() : EventList(std::vector<InternalEvent>()) {}
+    explicit EventList(std::vector<InternalEvent> events);
+
+    EventList(const EventList&) = delete;
+    EventList& operator=(const EventList&) = delete;
+    EventList(EventList&&) = default;
+    EventList& operator=(EventList&&) = default;
+
+    [[nodiscard]] std::span<const InternalEvent> events() const noexcept {
+        return std::span(slots_).subspan(first_);
+    }
+    [[nodiscard]] std::size_t size() const noexcept { return slots_.size() - first_; }
+    [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+    [[nodiscard]] std::uint64_t revision() const noexcept { return revision_; }
+
+    void append(InternalEvent event) { slots_.push_back(std::move(event)); }
+
+    /// Puts `events` ahead of all others, in their order.
+    void insertAtFront(std::span<const InternalEvent> events);
+
+    /// Removes the first `count` events and returns them.
+    std::vector<InternalEvent> takeFront(std::size_t count);
+
+  private:
+    void changed();
+
+    // Taken events leave a gap at the front, so that taking one costs no move of the others.
+    std::vector<InternalEvent> slots_;
+    std::size_t first_ = 0;
+    std::uint64_t revision_ = 0;
+};
+
+}  // namespace zentara

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <variant>
+#include <vector>
+
+#include "model/InternalEvent.h"
+#include "support/Error.h"
+
+namespace zentara {
+
+/// The outcome of adding an event: the event that was added, or the error of the store.
+class EventRepositoryResult {
+  public:
+    [[nodiscard]] static EventRepositoryResult success(InternalEvent event) {
+        return EventRepositoryResult(std::move(event));
+    }
+    [[nodiscard]] static EventRepositoryResult failure(ErrorRef error) {
+        return EventRepositoryResult(std::move(error));
+    }
+
+    /// The event, or null after a failure.
+    [[nodiscard]] const InternalEvent* event() const {
+        return std::get_if<InternalEvent>(&outcome_);
+    }
+    /// The error, or null after a success.
+    [[nodiscard]] ErrorRef error() const {
+        const auto* error = std::get_if<ErrorRef>(&outcome_);
+        return error == nullptr ? nullptr : *error;
+    }
+
+    /// Failures are equal whatever their errors; successes when their events are.
+    friend bool operator==(const EventRepositoryResult& one, const EventRepositoryResult& other) {
+        if (one.event() == nullptr || other.event() == nullptr) {
+            return one.event() == other.event();
+        }
+        return *one.event() == *other.event();
+    }
+
+  private:
+    explicit EventRepositoryResult(std::variant<InternalEvent, ErrorRef> outcome)
+        : outcome_(std::move(outcome)) {}
+
+    std::variant<InternalEvent, ErrorRef> outcome_;
+};
+
+/// A bounded, persistent queue of events, oldest first. Every operation is one step: operations of
+/// several threads follow each other, and each returns when it is done.
+class EventRepositoryProtocol {
+  public:
+    using AddCompletion = std::function<void(const EventRepositoryResult&)>;
+    /// Tells for one event of a batch whether it is to be taken; `oldest` is the batch's first.
+    using Selection = std::function<bool(const InternalEvent& oldest, const InternalEvent& event)>;
+
+    virtual ~EventRepositoryProtocol() = default;
+
+    /// Appends an event, drops the oldest one if there are too many, saves, and reports before it
+    /// returns. The completion runs inside the queue and must not call the repository. An event
+    /// that the store failed to write stays in memory; one that JSON cannot hold does not, since it
+    /// would spoil every later save.
+    virtual void add(const InternalEvent& event, const AddCompletion& completion) = 0;
+
+    /// Writes the list to the store. A failure is ignored: the next save writes it all.
+    virtual void save() = 0;
+
+    /// Puts events back at the front, in their order. Neither bounds nor saves.
+    virtual void insert(std::span<const InternalEvent> events) = 0;
+
+    /// Replaces the list with what the store holds; with nothing when it cannot be read.
+    virtual void load() = 0;
+
+    /// Removes up to `count` events from the front and returns those that `selection` accepts; the
+    /// others stay at the front, in their order. Does not save.
+    [[nodiscard]] virtual std::vector<InternalEvent> take(std::int64_t count,
+                                                          const Selection& selection) = 0;
+
+    /// Removes up to `count` events from the front and returns them. Does not save.
+    [[nodiscard]] std::vector<InternalEvent> take(std::int64_t count) { return take(count, {}); }
+};
+
+}  // namespace zentara

@@ -1,0 +1,66 @@
+#include "dispatch/EventsRepository.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/PlatformError.h"
+
+namespace zentara {
+
+EventsRepository::EventsRepository(std::int64_t maxEvents,
+                                   std::unique_ptr<InternalEventStorage> storage)
+    : maxEvents_(maxEvents), storage_(std::move(storage)) {
+    load();
+}
+
+void EventsRepository::add(const InternalEvent& event, const AddCompletion& completion) {
+    const auto report = [&](const EventRepositoryResult& result) {
+        if (completion) completion(result);
+    };
+    queue_.sync([&] {
+        if (!event.jsonText()) {
+            report(EventRepositoryResult::failure(std::make_shared<PlatformError>(
+                PlatformError::Domain::json, 0, "JSON cannot hold the event")));
+            return;
+        }
+        // Without its fields a queued event takes little more memory than its text.
+        events_.append(event.packed());
+        if (static_cast<std::int64_t>(events_.size()) > maxEvents_) {
+            static_cast<void>(events_.takeFront(1));
+        }
+        if (const auto error = storage_->save(events_)) {
+            report(EventRepositoryResult::failure(error));
+        } else {
+            report(EventRepositoryResult::success(event));
+        }
+    });
+}
+
+void EventsRepository::save() {
+    queue_.sync([&] { static_cast<void>(storage_->save(events_)); });
+}
+
+void EventsRepository::insert(std::span<const InternalEvent> events) {
+    queue_.sync([&] { events_.insertAtFront(events); });
+}
+
+void EventsRepository::load() {
+    queue_.sync([&] { events_ = EventList(storage_->load().records); });
+}
+
+std::vector<InternalEvent> EventsRepository::take(std::int64_t count, const Selection& selection) {
+    if (count < 1) return {};
+    return queue_.sync([&] {
+        auto taken = events_.takeFront(static_cast<std::size_t>(count));
+        if (!selection || taken.empty()) return taken;
+        const auto oldest = taken.front();
+        const auto others = std::stable_partition(
+            taken.begin(), taken.end(),
+            [&](const InternalEvent& event) { return selection(oldest, event); });
+        events_.insertAtFront({others, taken.end()});
+        taken.erase(others, taken.end());
+        return taken;
+    });
+}
+
+}  // namespace zentara

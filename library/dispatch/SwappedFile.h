@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <span>
+
+#include "model/InternalEvent.h"
+#include "platform/File.h"
+#include "support/Error.h"
+
+namespace zentara {
+
+/// A file that holds a list of events as one compact JSON array, and its spare.
+///
+/// Promise: whoever opens the file under its name finds a whole list, the old one or the new one,
+/// whatever happens to the process. With `Durability::flushed` that holds for a loss of power too.
+///
+/// A write brings the spare up to date and lets the two trade names in one step. After an append
+/// the spare, which holds the list before last, lacks only the last events, so an append costs the
+/// bytes of two events and no new file, at any length. Any other change rewrites the spare in
+/// place. Where the file system cannot exchange names, a fresh file is renamed over the old one.
+///
+/// Not promised: that two writers on one name see each other's lists. Not synchronised.
+class SwappedFile {
+  public:
+    enum class Durability { process, flushed };
+
+    SwappedFile(std::filesystem::path path, std::filesystem::path sparePath, Durability durability)
+        : path_(std::move(path)), sparePath_(std::move(sparePath)), durability_(durability) {}
+
+    /// Tells what the file holds, when somebody has read it: `events`, in canonical form.
+    void holds(std::span<const InternalEvent> events);
+
+    /// Makes the file hold `events`, whose first `unchanged` are the first of those that the file
+    /// holds. On failure the file holds what it held.
+    [[nodiscard]] ErrorRef write(std::span<const InternalEvent> events, std::size_t unchanged);
+
+    /// Brings the spare up to `events`, which the file holds, so that the next append is cheap.
+    void prepareSpare(std::span<const InternalEvent> events);
+
+    /// The number of events in the file, or nothing when it is not known.
+    [[nodiscard]] std::optional<std::size_t> count() const noexcept {
+        return current_.known ? std::optional(current_.count) : std::nullopt;
+    }
+
+  private:
+    struct Side {
+        File file;
+        bool known = false;  ///< for the spare: holds the first `count` events of the file
+        std::size_t count = 0;
+        std::uint64_t bytes = 0;  ///< whole length
+    };
+
+    [[nodiscard]] ErrorRef fillSpare(std::span<const InternalEvent> events, std::size_t unchanged);
+    [[nodiscard]] ErrorRef tradeNames(bool& spareIsGone);
+    void forgetReplacedFiles();
+
+    const std::filesystem::path path_;
+    const std::filesystem::path sparePath_;
+    const Durability durability_;
+    Side current_;
+    Side spare_;
+};
+
+}  // namespace zentara

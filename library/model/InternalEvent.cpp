@@ -1,0 +1,221 @@
+#include "model/InternalEvent.h"
+
+#include <array>
+#include <charconv>
+#include <mutex>
+#include <utility>
+
+#include "model/JSONText.h"
+#include "model/ObjectEquality.h"
+
+namespace zentara {
+
+namespace {
+
+// An event lies three levels deep in an envelope: the envelope, its list of actions, the action.
+constexpr std::size_t propertiesDepth = maximumJSONDepth - 3;
+
+void appendInteger(std::string& text, std::int64_t number) {
+    std::array<char, 24> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    text.append(digits.data(), end);
+}
+
+void appendMember(std::string& text, std::string_view key, std::string_view value) {
+    text += key;
+    appendJSONString(text, value);
+}
+
+/// Appends the members in the one order that `EventDecoder` takes without decoding, "user" last so
+/// that it can be cut off. Returns where "user" begins, or nothing when JSON cannot hold the event.
+std::optional<std::size_t> appendFields(std::string& text, const InternalEvent::Fields& fields) {
+    appendMember(text, R"({"id":)", fields.id);
+    appendMember(text, R"(,"version":)", fields.version);
+    appendMember(text, R"(,"url":)", fields.url);
+    appendMember(text, R"(,"contentType":)", fields.contentType);
+    text += R"(,"properties":)";
+    if (!appendJSON(text, *fields.properties, propertiesDepth)) return std::nullopt;
+    text += R"(,"actionTs":)";
+    appendInteger(text, fields.createdAt);
+    appendMember(text, R"(,"zentaraClientVersion":)", fields.clientVersion);
+    appendMember(text, R"(,"zentaraClientReferer":)", fields.referer);
+    if (fields.relationId) {
+        appendMember(text, R"(,"zentaraRelationId":)", *fields.relationId);
+    } else {
+        text += R"(,"zentaraRelationId":null)";
+    }
+    appendMember(text, R"(,"zentaraClientContextID":)", fields.zentaraClientContextID);
+    text += R"(,"zentaraActionSequence":)";
+    appendInteger(text, fields.zentaraActionSequence);
+    appendMember(text, R"(,"zentaraActionUUID":)", fields.zentaraActionUUID);
+    appendMember(text, R"(,"zentaraActionExtraAttributes":)", fields.zentaraActionExtraAttributes);
+    const auto userOffset = text.size();
+    text += R"(,"user":{)";
+    bool first = true;
+    for (const auto& [key, value] : fields.user) {
+        if (!first) text += ',';
+        first = false;
+        appendJSONString(text, key);
+        text += ':';
+        appendJSONString(text, value);
+    }
+    text += "}}";
+    return userOffset;
+}
+
+std::optional<InternalEvent::Fields> decodeFields(const JSONObject& dictionary,
+                                                  std::shared_ptr<const JSONValue> properties) {
+    RecordReader reader(dictionary);
+    InternalEvent::Fields fields;
+    fields.id = reader.string("id");
+    fields.version = reader.string("version");
+    fields.url = reader.string("url");
+    fields.contentType = reader.string("contentType");
+    const auto* propertiesObject = reader.object("properties");
+    fields.createdAt = reader.integer("actionTs");
+    fields.clientVersion = reader.string("zentaraClientVersion");
+    fields.referer = reader.string("zentaraClientReferer");
+    fields.user = reader.strings("user");
+    fields.zentaraActionUUID = reader.string("zentaraActionUUID");
+    fields.zentaraActionExtraAttributes = reader.string("zentaraActionExtraAttributes");
+    fields.zentaraClientContextID = reader.string("zentaraClientContextID");
+    fields.zentaraActionSequence = reader.integer("zentaraActionSequence");
+    fields.relationId = reader.optionalString("zentaraRelationId");
+    if (reader.failed()) return std::nullopt;
+    fields.properties =
+        properties ? std::move(properties) : std::make_shared<const JSONValue>(*propertiesObject);
+    return fields;
+}
+
+InternalEvent::Fields fieldsOfText(std::string_view text) {
+    if (const auto parsed = parseJSON(text); !parsed.error && parsed.value.is_object()) {
+        if (auto fields = decodeFields(parsed.value.get_object(), nullptr))
+            return *std::move(fields);
+    }
+    // Unreachable for a text that was written by this class; harmless otherwise, since the text
+    // itself is what is stored and posted.
+    InternalEvent::Fields empty;
+    empty.properties = std::make_shared<const JSONValue>(JSONObject());
+    return empty;
+}
+
+}  // namespace
+
+struct InternalEvent::Payload {
+    // Each form is there from the start or made once under its flag, and never changes after.
+    std::once_flag fieldsFlag;
+    std::once_flag textFlag;
+    std::unique_ptr<const Fields> fields;
+    std::shared_ptr<const std::string> textOwner;
+    Text text;  // empty while unmade, and for good when JSON cannot hold the event
+
+    Payload() = default;
+    Payload(std::shared_ptr<const std::string> owner, Text given)
+        : textOwner(std::move(owner)), text(given) {}
+
+    const Fields& madeFields() {
+        std::call_once(fieldsFlag, [this] {
+            if (!fields) fields = std::make_unique<const Fields>(fieldsOfText(text.json));
+        });
+        return *fields;
+    }
+
+    const Text& madeText() {
+        std::call_once(textFlag, [this] {
+            if (textOwner) return;
+            std::string encoded;
+            encoded.reserve(1024);
+            const auto userOffset = appendFields(encoded, *fields);
+            if (!userOffset) return;
+            encoded.shrink_to_fit();
+            textOwner = std::make_shared<const std::string>(std::move(encoded));
+            text = {*textOwner, *userOffset};
+        });
+        return text;
+    }
+};
+
+std::string InternalEvent::DecodingError::description() const {
+    return "the dictionary does not hold an event";
+}
+
+InternalEvent::InternalEvent(Fields fields) : payload_(std::make_shared<Payload>()) {
+    if (!fields.properties) fields.properties = std::make_shared<const JSONValue>(JSONObject());
+    payload_->fields = std::make_unique<const Fields>(std::move(fields));
+}
+
+Decoded<InternalEvent> InternalEvent::fromDictionary(const JSONObject& dictionary) {
+    if (auto fields = decodeFields(dictionary, nullptr)) {
+        return {InternalEvent(*std::move(fields)), nullptr};
+    }
+    return {std::nullopt, std::make_shared<DecodingError>()};
+}
+
+InternalEvent InternalEvent::fromText(std::shared_ptr<const std::string> owner, Text text) {
+    return InternalEvent(std::make_shared<Payload>(std::move(owner), text));
+}
+
+JSONObject InternalEvent::toDictionary() const {
+    const auto& all = fields();
+    JSONObject user;
+    for (const auto& [key, value] : all.user)
+        user[key] = value;
+    JSONObject dictionary{
+        {"id", all.id},
+        {"version", all.version},
+        {"url", all.url},
+        {"contentType", all.contentType},
+        {"properties", *all.properties},
+        {"actionTs", all.createdAt},
+        {"zentaraClientVersion", all.clientVersion},
+        {"zentaraClientReferer", all.referer},
+        {"zentaraRelationId", nullptr},
+        {"zentaraClientContextID", all.zentaraClientContextID},
+        {"zentaraActionSequence", all.zentaraActionSequence},
+        {"zentaraActionUUID", all.zentaraActionUUID},
+        {"zentaraActionExtraAttributes", all.zentaraActionExtraAttributes},
+    };
+    if (all.relationId) dictionary["zentaraRelationId"] = *all.relationId;
+    dictionary["user"] = std::move(user);
+    return dictionary;
+}
+
+const InternalEvent::Fields& InternalEvent::fields() const {
+    return payload_->madeFields();
+}
+
+std::optional<std::string_view> InternalEvent::jsonText() const {
+    const auto& text = payload_->madeText();
+    if (text.json.empty()) return std::nullopt;
+    return text.json;
+}
+
+bool InternalEvent::appendBodyText(std::string& text) const {
+    const auto& own = payload_->madeText();
+    if (own.json.empty()) return false;
+    text += own.json.substr(0, own.userOffset);
+    text += '}';
+    return true;
+}
+
+InternalEvent InternalEvent::packed() const {
+    const auto& text = payload_->madeText();
+    if (text.json.empty()) return *this;
+    return fromText(payload_->textOwner, text);
+}
+
+bool operator==(const InternalEvent& left, const InternalEvent& right) {
+    if (left.isCopyOf(right)) return true;
+    const auto& one = left.fields();
+    const auto& other = right.fields();
+    // Two events of different contexts may be equal: the context says when, not what.
+    return one.id == other.id && one.version == other.version && one.url == other.url &&
+           one.contentType == other.contentType && one.createdAt == other.createdAt &&
+           one.clientVersion == other.clientVersion && one.referer == other.referer &&
+           objectsEqual(*one.properties, *other.properties) && one.relationId == other.relationId &&
+           one.user == other.user && one.zentaraActionSequence == other.zentaraActionSequence &&
+           one.zentaraActionUUID == other.zentaraActionUUID &&
+           one.zentaraActionExtraAttributes == other.zentaraActionExtraAttributes;
+}
+
+}  // namespace zentara

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "model/JSONCodable.h"
+
+namespace zentara {
+
+/// A stamped event as it is queued, stored and posted.
+///
+/// An immutable value: copies share one payload. The payload knows the event as fields, as JSON
+/// text, or both; the form that is missing is made when somebody first asks for it and kept. So an
+/// event is encoded once however often the queue is saved, and an event read from a file is decoded
+/// only if its fields matter. Safe to use from any thread.
+class InternalEvent {
+  public:
+    struct Fields {
+        std::string id;
+        std::string version;
+        std::string url;
+        std::string contentType;
+        std::shared_ptr<const JSONValue> properties;  ///< holds an object
+        std::int64_t createdAt = 0;                   ///< milliseconds since 1970-01-01 UTC
+        std::string clientVersion;
+        std::string referer;
+        std::optional<std::string> relationId;
+        StringMap user;
+        std::string zentaraClientContextID;
+        std::int64_t zentaraActionSequence = 0;
+        std::string zentaraActionUUID;
+        std::string zentaraActionExtraAttributes;
+    };
+
+    struct DecodingError final : Error {
+        [[nodiscard]] std::string description() const override;
+    };
+
+    /// The event's text and where its "user" member, the last one, begins with its comma.
+    struct Text {
+        std::string_view json;
+        std::size_t userOffset = 0;
+    };
+
+    explicit InternalEvent(Fields fields);
+
+    [[nodiscard]] static Decoded<InternalEvent> fromDictionary(const JSONObject& dictionary);
+
+    /// An event that `text` spells in exactly the form that `jsonText` writes. `owner` keeps the
+    /// text alive.
+    [[nodiscard]] static InternalEvent fromText(std::shared_ptr<const std::string> owner,
+                                                Text text);
+
+    /// All fourteen members, an absent relation id as null.
+    [[nodiscard]] JSONObject toDictionary() const;
+
+    [[nodiscard]] const Fields& fields() const;
+    [[nodiscard]] const std::string& id() const { return fields().id; }
+    [[nodiscard]] const std::string& version() const { return fields().version; }
+    [[nodiscard]] const JSONValue& properties() const { return *fields().properties; }
+    [[nodiscard]] const StringMap& user() const { return fields().user; }
+
+    /// The compact text of `toDictionary`, valid as long as this event or a copy. Nothing when JSON
+    /// cannot hold the event: a number that is not finite, or properties nested too deep to be
+    /// read again inside an envelope.
+    [[nodiscard]] std::optional<std::string_view> jsonText() const;
+
+    /// Appends the text without "user", as the collector gets it. False when JSON cannot hold it.
+    [[nodiscard]] bool appendBodyText(std::string& text) const;
+
+    /// The same event without its fields in memory, if it has a text.
+    [[nodiscard]] InternalEvent packed() const;
+
+    /// Whether both are copies of one event: the same payload, whatever it holds.
+    [[nodiscard]] bool isCopyOf(const InternalEvent& other) const noexcept {
+        return payload_ == other.payload_;
+    }
+
+    /// Whether all fields but the context id are equal; numbers in properties compare by value.
+    friend bool operator==(const InternalEvent& left, const InternalEvent& right);
+
+  private:
+    struct Payload;
+
+    explicit InternalEvent(std::shared_ptr<Payload> payload) : payload_(std::move(payload)) {}
+
+    std::shared_ptr<Payload> payload_;
+};
+
+}  // namespace zentara

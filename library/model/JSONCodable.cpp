@@ -1,0 +1,91 @@
+#include "model/JSONCodable.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+namespace zentara {
+
+std::string JSONCoding<std::string>::DecodingError::description() const {
+    return "the dictionary does not hold a string";
+}
+
+JSONObject JSONCoding<std::string>::toDictionary(const std::string& string) {
+    return {{"value", string}};
+}
+
+Decoded<std::string> JSONCoding<std::string>::fromDictionary(const JSONObject& dictionary) {
+    RecordReader reader(dictionary);
+    auto value = reader.string("value");
+    if (reader.failed()) return {std::nullopt, std::make_shared<DecodingError>()};
+    return {std::move(value), nullptr};
+}
+
+const JSONValue* RecordReader::required(std::string_view key) {
+    if (failed_) return nullptr;
+    const auto* value = dictionary_.if_contains(key);
+    failed_ = value == nullptr;
+    return value;
+}
+
+std::string RecordReader::string(std::string_view key) {
+    const auto* value = required(key);
+    const auto* string = value == nullptr ? nullptr : value->if_string();
+    failed_ = string == nullptr;
+    return failed_ ? std::string() : std::string(*string);
+}
+
+std::int64_t RecordReader::integer(std::string_view key) {
+    const auto* value = required(key);
+    if (value != nullptr) {
+        if (const auto* integer = value->if_int64()) return *integer;
+        if (const auto* number = value->if_double()) {
+            constexpr double bound = 9223372036854775808.0;  // 2^63
+            if (*number >= -bound && *number < bound && std::trunc(*number) == *number) {
+                return static_cast<std::int64_t>(*number);
+            }
+        }
+    }
+    failed_ = true;
+    return 0;
+}
+
+const JSONObject* RecordReader::object(std::string_view key) {
+    const auto* value = required(key);
+    const auto* object = value == nullptr ? nullptr : value->if_object();
+    failed_ = object == nullptr;
+    return object;
+}
+
+const JSONArray* RecordReader::arrayOfObjects(std::string_view key) {
+    const auto* value = required(key);
+    const auto* array = value == nullptr ? nullptr : value->if_array();
+    failed_ =
+        array == nullptr || !std::all_of(array->begin(), array->end(),
+                                         [](const auto& element) { return element.is_object(); });
+    return failed_ ? nullptr : array;
+}
+
+StringMap RecordReader::strings(std::string_view key) {
+    StringMap strings;
+    const auto* members = object(key);
+    if (members == nullptr) return strings;
+    for (const auto& [name, value] : *members) {
+        const auto* string = value.if_string();
+        if (string == nullptr) {
+            failed_ = true;
+            return {};
+        }
+        strings.emplace(name, *string);
+    }
+    return strings;
+}
+
+std::optional<std::string> RecordReader::optionalString(std::string_view key) const {
+    const auto* value = dictionary_.if_contains(key);
+    const auto* string = value == nullptr ? nullptr : value->if_string();
+    if (string == nullptr) return std::nullopt;
+    return std::string(*string);
+}
+
+}  // namespace zentara

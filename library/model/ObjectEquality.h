@@ -1,0 +1,5 @@
+#pragma once
+#include "platform/JSONValue.h"
+namespace zentara {
+bool objectsEqual(const JSONValue&, const JSONValue&);
+}

@@ -1,0 +1,83 @@
+#include "model/ZentaraEnvelope.h"
+
+#include <memory>
+#include <utility>
+
+#include "model/JSONText.h"
+
+namespace zentara {
+
+namespace {
+
+constexpr std::string_view environmentName = "app";
+
+}  // namespace
+
+std::string ZentaraEnvelope::DecodingError::description() const {
+    return "the dictionary does not hold an envelope";
+}
+
+JSONObject ZentaraEnvelope::toDictionary() const {
+    JSONArray actionDictionaries;
+    actionDictionaries.reserve(actions.size());
+    for (const auto& action : actions)
+        actionDictionaries.push_back(action.toDictionary());
+    return {
+        {"zentaraClientUUID", zentaraClientUUID},
+        {"zentaraClientTenant", zentaraClientTenant},
+        {"zentaraClientType", zentaraClientType},
+        {"zentaraClientDeviceGroup", zentaraClientDeviceGroup},
+        {"zentaraClientTs", zentaraClientTs},
+        {"zentaraEnvironment", environmentName},
+        {"actions", std::move(actionDictionaries)},
+        {"zentaraDispatchNumber", zentaraDispatchNumber},
+        {"zentaraActionCounter", zentaraActionCounter},
+    };
+}
+
+Decoded<ZentaraEnvelope> ZentaraEnvelope::fromDictionary(const JSONObject& dictionary) {
+    RecordReader reader(dictionary);
+    ZentaraEnvelope envelope;
+    envelope.zentaraClientUUID = reader.string("zentaraClientUUID");
+    envelope.zentaraClientTenant = reader.string("zentaraClientTenant");
+    envelope.zentaraClientType = reader.string("zentaraClientType");
+    envelope.zentaraClientDeviceGroup = reader.string("zentaraClientDeviceGroup");
+    envelope.zentaraClientTs = reader.integer("zentaraClientTs");
+    const auto* actions = reader.arrayOfObjects("actions");
+    envelope.zentaraDispatchNumber = reader.integer("zentaraDispatchNumber");
+    envelope.zentaraActionCounter = reader.integer("zentaraActionCounter");
+    if (reader.failed()) return {std::nullopt, std::make_shared<DecodingError>()};
+    for (const auto& action : *actions) {
+        auto decoded = InternalEvent::fromDictionary(action.get_object());
+        if (!decoded.value) return {std::nullopt, decoded.error};
+        envelope.actions.push_back(*std::move(decoded.value));
+    }
+    return {std::move(envelope), nullptr};
+}
+
+std::optional<std::string> ZentaraEnvelope::requestBody() const {
+    const JSONObject head{
+        {"zentaraClientUUID", zentaraClientUUID},
+        {"zentaraClientTenant", zentaraClientTenant},
+        {"zentaraClientType", zentaraClientType},
+        {"zentaraClientDeviceGroup", zentaraClientDeviceGroup},
+        {"zentaraClientTs", zentaraClientTs},
+        {"zentaraEnvironment", environmentName},
+        {"zentaraDispatchNumber", zentaraDispatchNumber},
+        {"zentaraActionCounter", zentaraActionCounter},
+    };
+    std::string body;
+    if (!appendJSON(body, head)) return std::nullopt;
+    body.pop_back();
+    body += R"(,"actions":[)";
+    bool first = true;
+    for (const auto& action : actions) {
+        if (!first) body += ',';
+        first = false;
+        if (!action.appendBodyText(body)) return std::nullopt;
+    }
+    body += "]}";
+    return body;
+}
+
+}  // namespace zentara

@@ -1,0 +1,52 @@
+#include "support/ReferenceTime.h"
+
+#include <cmath>
+
+#include "platform/FatalError.h"
+#include "platform/UserDefaults.h"
+
+namespace zentara {
+
+std::int64_t millisecondsSince1970(double seconds) {
+    const double milliseconds = seconds * 1000.0;
+    constexpr double bound = 9223372036854775808.0;  // 2^63
+    if (!std::isfinite(milliseconds) || milliseconds < -bound || milliseconds >= bound) {
+        fatalError("the wall clock does not fit a 64-bit count of milliseconds");
+    }
+    return static_cast<std::int64_t>(milliseconds);
+}
+
+void captureReferenceTime(const DateSource& now, const ControlTimeProtocol& controlTime) {
+    const std::chrono::duration<double> sinceEpoch = now().time_since_epoch();
+    UserDefaults defaults;
+    defaults.set(inicialTimeStampKey, millisecondsSince1970(sinceEpoch.count()));
+    defaults.set(inicialMonotonicValueKey, controlTime.currentMonotonicValue());
+}
+
+ReferenceTime loadReferenceTime() {
+    const UserDefaults defaults;
+    const auto monotonicValue = defaults.integer(inicialMonotonicValueKey);
+    if (monotonicValue < 0) fatalError("the stored inicialMonotonicValue is negative");
+    return {defaults.integer(inicialTimeStampKey), static_cast<std::uint64_t>(monotonicValue)};
+}
+
+void resetReferenceTime() {
+    UserDefaults defaults;
+    defaults.set(inicialTimeStampKey, std::int64_t{0});
+    defaults.set(inicialMonotonicValueKey, std::int64_t{0});
+}
+
+std::int64_t validatedTimestamp(const ReferenceTime& reference, std::uint64_t monotonicNow) {
+    constexpr std::int64_t ticksPerMillisecond = 10'000;
+    std::int64_t elapsed = 0;
+    std::int64_t timestamp = 0;
+    if (__builtin_sub_overflow(monotonicNow, reference.monotonicValue, &elapsed)) {
+        fatalError("the time since inicialMonotonicValue overflows");
+    }
+    if (__builtin_add_overflow(reference.timestamp, elapsed / ticksPerMillisecond, &timestamp)) {
+        fatalError("the validated timestamp overflows");
+    }
+    return timestamp;
+}
+
+}  // namespace zentara

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "support/ControlTime.h"
+#include "support/ZentaraClock.h"
+
+namespace zentara {
+
+/// A moment known by both clocks. Later moments are told from it by the monotonic clock alone, so
+/// that a change of the wall clock does not make timestamps jump.
+struct ReferenceTime {
+    std::int64_t timestamp = 0;        ///< milliseconds since 1970-01-01 UTC
+    std::uint64_t monotonicValue = 0;  ///< `ControlTime` ticks of 100 nanoseconds
+
+    friend bool operator==(const ReferenceTime&, const ReferenceTime&) = default;
+};
+
+/// The keys of the pair in the user defaults. The two spellings are what earlier versions wrote.
+inline constexpr std::string_view inicialTimeStampKey = "inicialTimeStamp";
+inline constexpr std::string_view inicialMonotonicValueKey = "inicialMonotonicValue";
+
+/// Milliseconds since 1970-01-01 UTC of a time in seconds, truncated toward zero. A value that is
+/// not finite or does not fit is a fatal error.
+[[nodiscard]] std::int64_t millisecondsSince1970(double seconds);
+
+/// Takes a new reference from the two clocks and stores it in the user defaults.
+void captureReferenceTime(const DateSource& now, const ControlTimeProtocol& controlTime);
+
+/// The stored reference; zero where nothing is stored. A negative monotonic value is a fatal error.
+[[nodiscard]] ReferenceTime loadReferenceTime();
+
+/// Stores zeros.
+void resetReferenceTime();
+
+/// The timestamp at `monotonicNow`: milliseconds since 1970-01-01 UTC. An overflow is a fatal
+/// error.
+[[nodiscard]] std::int64_t validatedTimestamp(const ReferenceTime& reference,
+                                              std::uint64_t monotonicNow);
+
+}  // namespace zentara
