@@ -41,9 +41,9 @@ WorkerPool::WorkerPool() : context_(workerCount) {
     std::atexit([] { shared().context_.stop(); });
 }
 
-void runGuarded(const std::function<void()>& work) noexcept {
+void currentExceptionIsFatal() noexcept {
     try {
-        work();
+        throw;
     } catch (const std::exception& error) {
         fatalError(std::string("exception on a library thread: ") + error.what());
     } catch (...) {

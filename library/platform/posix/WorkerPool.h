@@ -2,6 +2,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <functional>
+#include <utility>
 
 namespace zentara {
 
@@ -24,8 +25,18 @@ class WorkerPool {
     boost::asio::io_context context_;
 };
 
-/// Runs `work`; an exception that leaves it is a fatal error that tells where it came from.
-void runGuarded(const std::function<void()>& work) noexcept;
+/// Ends the process because of the exception that is being handled.
+[[noreturn]] void currentExceptionIsFatal() noexcept;
+
+/// Runs `work`, which no exception may leave: on a thread of the library nobody could catch it.
+template <typename Work>
+void runGuarded(Work&& work) noexcept {
+    try {
+        std::forward<Work>(work)();
+    } catch (...) {
+        currentExceptionIsFatal();
+    }
+}
 
 /// Starts a thread that nobody waits for and that leaves the signals of the process to the host's
 /// threads. Returns false when the system gives no more threads.

@@ -1,0 +1,69 @@
+#include "network/RestClient.h"
+
+#include <memory>
+#include <utility>
+
+#include "model/JSONText.h"
+#include "network/RestClientError.h"
+
+namespace zentara {
+
+namespace {
+
+ErrorRef made(const RestClientError& error) {
+    return std::make_shared<const RestClientError>(error);
+}
+
+/// Null for an HTTP response that reports success.
+ErrorRef failureOf(const std::optional<URLResponse>& response, const ErrorRef& error) {
+    if (error) return error;
+    if (!response || !response->statusCode)
+        return made(RestClientError::unexpectedResponseFormat());
+    const int status = *response->statusCode;
+    if (status < 200 || status > 299) return made(RestClientError::unexpectedStatusCode(status));
+    return nullptr;
+}
+
+}  // namespace
+
+const RestClient& RestClient::shared() {
+    // Never destroyed: requests may be under way when the process ends.
+    static const auto* const client = new RestClient;
+    return *client;
+}
+
+void RestClient::dataRequest(URLRequest request, DataCompletion completion) const {
+    URLSession::shared().start(
+        std::move(request), [completion = std::move(completion)](
+                                std::optional<URLResponse> response, const ErrorRef& error) {
+            if (auto failure = failureOf(response, error)) {
+                completion(std::nullopt, std::move(failure));
+            } else if (!response->body) {
+                completion(std::nullopt, made(RestClientError::unexpectedBodyFormat()));
+            } else {
+                completion(std::move(response->body), nullptr);
+            }
+        });
+}
+
+void RestClient::statusRequest(URLRequest request, StatusCompletion completion) const {
+    URLSession::shared().start(
+        std::move(request), [completion = std::move(completion)](
+                                const std::optional<URLResponse>& response, const ErrorRef& error) {
+            completion(failureOf(response, error));
+        });
+}
+
+void RestClient::decodeJSON(const std::optional<std::string>& body, ErrorRef error,
+                            const JSONCompletion& completion) const {
+    if (error) return completion({}, std::move(error));
+    if (!body) return completion({}, made(RestClientError::unexpectedBodyFormat()));
+    ParsedJSON parsed = parseJSON(*body);
+    if (parsed.error) return completion({}, std::move(parsed.error));
+    if (!parsed.value.is_object()) {
+        return completion({}, made(RestClientError::invalidJSONFormat()));
+    }
+    completion(std::move(parsed.value.get_object()), nullptr);
+}
+
+}  // namespace zentara

@@ -1,0 +1,223 @@
+#include "platform/posix/Transfer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "platform/PlatformError.h"
+
+namespace zentara {
+
+namespace {
+
+/// Of all header lines of one exchange together.
+constexpr std::size_t maximumHeaderSize = std::size_t{256} * 1024;
+
+/// Names of methods and header fields: anything else could smuggle in a second line.
+bool isToken(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+               (c != '\0' && std::strchr("!#$%&'*+-.^_`|~", c) != nullptr);
+    });
+}
+
+bool isHeaderValue(std::string_view text) {
+    return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+}
+
+bool equalIgnoringCase(std::string_view one, std::string_view other) {
+    return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
+}
+
+bool isLoopback(const std::string& host) {
+    if (host == "localhost") return true;
+    in_addr v4{};
+    if (::inet_pton(AF_INET, host.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24U) == 127;
+    in6_addr v6{};
+    return ::inet_pton(AF_INET6, host.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
+}
+
+/// Sets options until the first that fails.
+class Options {
+  public:
+    explicit Options(CURL* handle) : handle_(handle) {}
+
+    template <typename Value>
+    void set(CURLoption option, Value value) {
+        if (code_ == CURLE_OK) code_ = ::curl_easy_setopt(handle_, option, value);
+    }
+
+    [[nodiscard]] CURLcode code() const noexcept { return code_; }
+
+  private:
+    CURL* handle_;
+    CURLcode code_ = CURLE_OK;
+};
+
+}  // namespace
+
+Transfer::Transfer(URLRequest request, URLSession::Completion completion, std::string authorityFile)
+    : request_(std::move(request)),
+      completion_(std::move(completion)),
+      authorityFile_(std::move(authorityFile)) {}
+
+CURLcode Transfer::prepare() {
+    if (!isToken(request_.method)) return CURLE_BAD_FUNCTION_ARGUMENT;
+    handle_.reset(::curl_easy_init());
+    if (!handle_ || !buildHeaderList()) return CURLE_OUT_OF_MEMORY;
+
+    Options options(handle_.get());
+    options.set(CURLOPT_PRIVATE, this);
+    options.set(CURLOPT_ERRORBUFFER, message_);
+    options.set(CURLOPT_NOSIGNAL, 1L);
+    // A look-up that hangs must not hold up the other exchanges when its own is given up.
+    options.set(CURLOPT_QUICK_EXIT, 1L);
+    options.set(CURLOPT_PROTOCOLS_STR, "http,https");
+    options.set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    options.set(CURLOPT_FOLLOWLOCATION, 0L);
+    options.set(CURLOPT_SSL_VERIFYPEER, 1L);
+    options.set(CURLOPT_SSL_VERIFYHOST, 2L);
+    options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    if (!authorityFile_.empty()) options.set(CURLOPT_CAINFO, authorityFile_.c_str());
+    if (isLoopback(request_.url.host())) options.set(CURLOPT_PROXY, "");
+    options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    const auto longest = std::numeric_limits<int>::max();
+    options.set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::clamp<decltype(request_.timeout)::rep>(
+                                        request_.timeout.count(), 1, longest)));
+
+    options.set(CURLOPT_URL, request_.url.string().c_str());
+    options.set(CURLOPT_HTTPHEADER, headerList_.get());
+    if (!hasHeader("Accept-Encoding")) options.set(CURLOPT_ACCEPT_ENCODING, "");
+    if (request_.body || request_.method == "POST") {
+        const std::string_view body = request_.body ? *request_.body : std::string_view();
+        options.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+        options.set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
+    } else if (request_.method == "HEAD") {
+        options.set(CURLOPT_NOBODY, 1L);
+    }
+    options.set(CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+
+    options.set(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+    options.set(CURLOPT_HEADERDATA, this);
+    options.set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+    options.set(CURLOPT_WRITEDATA, this);
+    options.set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(URLSession::maximumBodySize));
+    return options.code();
+}
+
+bool Transfer::hasHeader(const char* name) const {
+    return std::any_of(request_.headers.begin(), request_.headers.end(),
+                       [&](const auto& header) { return equalIgnoringCase(header.first, name); });
+}
+
+bool Transfer::addHeaderLine(const std::string& line) {
+    curl_slist* const longer = ::curl_slist_append(headerList_.get(), line.c_str());
+    if (longer == nullptr) return false;
+    [[maybe_unused]] auto* const same = headerList_.release();
+    headerList_.reset(longer);
+    return true;
+}
+
+bool Transfer::buildHeaderList() {
+    for (const auto& [name, value] : request_.headers) {
+        if (!isToken(name) || !isHeaderValue(value)) continue;
+        // To curl "Name:" takes a header away; an empty one is spelt "Name;".
+        const bool isBlank = value.find_first_not_of(" \t") == std::string::npos;
+        if (!addHeaderLine(isBlank ? name + ";" : name + ": " + value)) return false;
+    }
+    // Takes away what curl would add of its own accord.
+    for (const char* const name : {"Accept", "Expect", "Content-Type"}) {
+        if (!hasHeader(name) && !addHeaderLine(std::string(name) + ":")) return false;
+    }
+    return true;
+}
+
+std::size_t Transfer::onHeader(char* line, std::size_t size, std::size_t count, void* transfer) {
+    const std::size_t length = size * count;
+    return static_cast<Transfer*>(transfer)->acceptsHeaderLine(line, length) ? length : 0;
+}
+
+std::size_t Transfer::onBody(char* bytes, std::size_t size, std::size_t count, void* transfer) {
+    const std::size_t length = size * count;
+    return static_cast<Transfer*>(transfer)->acceptsBody(bytes, length) ? length : 0;
+}
+
+bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
+    headerBytes_ += length;
+    if (headerBytes_ > maximumHeaderSize) {
+        refusal_ = Refusal::largeHeaders;
+        return false;
+    }
+    const std::string_view text(line, length);
+    if (text.starts_with("HTTP/")) {
+        // A provisional response may have come before this one.
+        bodyAnnounced_ = false;
+    } else if (text == "\r\n" || text == "\n") {
+        // After 100, 102 and 103 the real response follows; other codes of that class have no
+        // meaning that would let one wait for more.
+        endedByProvisionalStatus_ = status() > 103 && status() < 200;
+        return !endedByProvisionalStatus_;
+    } else {
+        const std::string_view name = text.substr(0, text.find(':'));
+        bodyAnnounced_ = bodyAnnounced_ || equalIgnoringCase(name, "Content-Length") ||
+                         equalIgnoringCase(name, "Transfer-Encoding");
+    }
+    return true;
+}
+
+bool Transfer::acceptsBody(const char* bytes, std::size_t length) {
+    if (length > URLSession::maximumBodySize - body_.size()) {
+        refusal_ = Refusal::largeBody;
+        return false;
+    }
+    try {
+        body_.append(bytes, length);
+    } catch (const std::bad_alloc&) {
+        refusal_ = Refusal::largeBody;
+        return false;
+    }
+    return true;
+}
+
+int Transfer::status() const {
+    long code = 0;
+    ::curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &code);
+    return static_cast<int>(code);
+}
+
+TransferOutcome Transfer::outcome(CURLcode code) {
+    const int statusCode = handle_ ? status() : 0;
+    if (endedByProvisionalStatus_) return {URLResponse{statusCode, std::nullopt}, nullptr};
+    if (code == CURLE_OK) {
+        URLResponse response{statusCode, std::nullopt};
+        if (!body_.empty() || (bodyAnnounced_ && request_.method != "HEAD")) {
+            response.body = std::move(body_);
+        }
+        return {std::move(response), nullptr};
+    }
+    // Bytes came, but not a status line of HTTP.
+    const bool isGarbage = code == CURLE_UNSUPPORTED_PROTOCOL || code == CURLE_WEIRD_SERVER_REPLY;
+    if (handle_ && isGarbage && statusCode < 100) return {URLResponse{}, nullptr};
+
+    std::string message = "request to '" + request_.url.host() + "' failed: ";
+    if (refusal_ == Refusal::largeBody || code == CURLE_FILESIZE_EXCEEDED) {
+        code = CURLE_FILESIZE_EXCEEDED;
+        message +=
+            "the body is larger than " + std::to_string(URLSession::maximumBodySize) + " bytes";
+    } else if (refusal_ == Refusal::largeHeaders) {
+        message += "the headers are larger than " + std::to_string(maximumHeaderSize) + " bytes";
+    } else {
+        message += *message_ != '\0' ? message_ : ::curl_easy_strerror(code);
+    }
+    return {std::nullopt, std::make_shared<PlatformError>(PlatformError::Domain::network, code,
+                                                          std::move(message))};
+}
+
+}  // namespace zentara
