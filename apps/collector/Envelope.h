@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace zentara::collector {
+
+/// One event of an envelope.
+struct Action {
+    std::string schema;  ///< "{id}-{version}"
+    std::string uuid;
+    std::int64_t sequence = 0;
+    std::string json;  ///< the whole action, compact
+};
+
+/// A batch of events as an application posts it.
+struct Envelope {
+    std::string clientUUID;
+    std::string tenant;
+    std::string clientType;
+    std::string deviceGroup;
+    std::string environment;
+    std::int64_t clientTs = 0;  ///< milliseconds since 1970-01-01 UTC
+    std::int64_t dispatchNumber = 0;
+    std::int64_t actionCounter = 0;
+    std::vector<Action> actions;
+};
+
+/// Why a body is not an envelope.
+struct EnvelopeFault {
+    enum class Kind { notJSON, wrongShape };
+    Kind kind = Kind::wrongShape;
+    std::string reason;  ///< names the place, for example `actions[2]: "url" is missing`
+};
+
+/// Reads a posted body. Every field that an envelope and its events must have is checked for its
+/// kind; the first fault ends the reading. Further keys do not matter.
+[[nodiscard]] std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body);
+
+}  // namespace zentara::collector

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace zentara::collector {
+
+using NamedTexts = std::vector<std::pair<std::string, std::string>>;
+
+/// A request as the services see it, free of the server that received it.
+struct HttpRequest {
+    std::int64_t receivedAt = 0;  ///< milliseconds since 1970-01-01 UTC
+    std::string method;
+    std::string target;  ///< as sent, with the query
+    std::string path;    ///< decoded, without the query
+    NamedTexts query;    ///< decoded
+    NamedTexts headers;  ///< names as sent
+    std::string body;
+
+    /// The value of a header, whatever the case of its name; several are joined with `separator`.
+    [[nodiscard]] std::string header(std::string_view name,
+                                     std::string_view separator = ", ") const;
+};
+
+/// What goes back: always JSON.
+struct HttpResponse {
+    int status = 200;
+    std::string body;
+    NamedTexts headers;
+};
+
+}  // namespace zentara::collector

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <boost/json/value.hpp>
+
+#include <string>
+#include <string_view>
+
+namespace zentara::collector {
+
+/// Appends `value` as compact JSON with numbers as people expect them (`1.5`, not `1.5E0`) and
+/// with the difference between `5` and `5.0` kept.
+void appendJSON(std::string& text, const boost::json::value& value);
+
+/// Appends `string` as a quoted JSON string. Text that is not UTF-8, which header fields may hold,
+/// is read as Latin-1, so that what is written is JSON in any case.
+void appendJSONString(std::string& text, std::string_view string);
+
+}  // namespace zentara::collector
