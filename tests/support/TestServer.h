@@ -1,0 +1,83 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <zentara/URL.h>
+#include "support/TestAuthority.h"
+#include "support/WaitFor.h"
+
+namespace httplib {
+class Server;
+}
+
+namespace zentara::test {
+
+/// A request as the server got it.
+struct RecordedRequest {
+    std::string method;
+    std::string target;  ///< the path, with the query if there is one
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+
+    /// The value of a header whatever its case; nothing when it was not sent.
+    [[nodiscard]] std::optional<std::string> header(std::string_view name) const;
+};
+
+struct TestAnswer {
+    int status = 200;
+    std::string body = "{}";
+    std::string contentType = "application/json";
+    std::vector<std::pair<std::string, std::string>> headers;
+};
+
+/// A real HTTP or HTTPS server on a free port of the loopback interface. It keeps what it was asked
+/// and closes each connection after its answer.
+class TestServer {
+  public:
+    /// Runs on a thread of the server, several at a time; it may block.
+    using Responder = std::function<TestAnswer(const RecordedRequest&)>;
+
+    /// An HTTP server that answers 200 with "{}" until told otherwise.
+    TestServer();
+    /// The same over HTTPS.
+    explicit TestServer(const TestCertificate& certificate);
+    ~TestServer();
+    TestServer(const TestServer&) = delete;
+    TestServer& operator=(const TestServer&) = delete;
+
+    /// Decides the answers from now on.
+    void respond(Responder responder);
+    void respond(TestAnswer answer);
+
+    /// This server's URL with `target` after the port, under `host`.
+    [[nodiscard]] URL url(std::string_view target = "", std::string_view host = "localhost") const;
+    [[nodiscard]] int port() const noexcept { return port_; }
+
+    /// All requests so far, in the order in which they were read.
+    [[nodiscard]] std::vector<RecordedRequest> requests() const { return requests_.values(); }
+    /// The request at `index`, when it comes in time.
+    [[nodiscard]] std::optional<RecordedRequest> waitForRequest(std::size_t index = 0) {
+        return requests_.waitFor(index);
+    }
+
+  private:
+    TestServer(std::unique_ptr<httplib::Server> server, std::string scheme);
+
+    const std::string scheme_;
+    int port_ = 0;
+    Mailbox<RecordedRequest> requests_;
+    std::mutex mutex_;
+    Responder responder_;  // guarded by mutex_
+    std::unique_ptr<httplib::Server> server_;
+    std::thread thread_;
+};
+
+}  // namespace zentara::test
