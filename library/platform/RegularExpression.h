@@ -4,12 +4,15 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "support/WorkAllowance.h"
 
 namespace zentara {
 
 /// The number of user-perceived characters (extended grapheme clusters) in UTF-8 text: a family
-/// emoji counts 1, CR LF counts 1.
+/// emoji counts 1, CR LF counts 1. An ill-formed sequence counts as U+FFFD.
 [[nodiscard]] std::size_t characterCount(std::string_view text);
 
 /// The number of UTF-16 units that the UTF-8 text takes.
@@ -19,8 +22,10 @@ namespace zentara {
 /// safe for use from any thread.
 ///
 /// Compiled forms are kept in a bounded cache of the process, so compiling the same pattern at
-/// each use costs a look-up. Matching has a time and a stack limit, so that no pattern from a
-/// server can hang or overflow the host; running into one counts as no match.
+/// each use costs a look-up. Each match has a work limit (about a tenth of a second) and a stack
+/// limit (8 MB of heap), so that no pattern from a server can hang or overflow the host; running
+/// into one counts as no match. A caller that matches many times shares one allowance among the
+/// calls: what compiling and matching cost is taken from it, and with nothing left nothing matches.
 class RegularExpression {
   public:
     /// A match, in UTF-16 units from the start of the text.
@@ -31,18 +36,25 @@ class RegularExpression {
         friend bool operator==(const Range&, const Range&) = default;
     };
 
-    /// The compiled `pattern`, or nothing when it is not a valid expression.
-    [[nodiscard]] static std::optional<RegularExpression> compile(std::string_view pattern);
+    /// The compiled `pattern`, or nothing when it is not a valid expression. The empty text is not,
+    /// nor is one of more than 64 KB or with thousands of character sets, which takes too long.
+    [[nodiscard]] static std::optional<RegularExpression> compile(
+        std::string_view pattern, WorkAllowance* allowance = nullptr);
 
     /// Whether the expression matches somewhere in the first `searchLength` UTF-16 units of `text`.
-    [[nodiscard]] bool matches(std::string_view text, std::size_t searchLength) const;
+    /// The text ends there for anchors and look-ahead, too.
+    [[nodiscard]] bool matches(std::string_view text, std::size_t searchLength,
+                               WorkAllowance* allowance = nullptr) const;
 
     /// Up to `limit` successive matches within the first `searchLength` UTF-16 units of `text`.
     [[nodiscard]] std::vector<Range> findAll(std::string_view text, std::size_t searchLength,
-                                             std::size_t limit) const;
+                                             std::size_t limit,
+                                             WorkAllowance* allowance = nullptr) const;
 
   private:
-    struct Compiled;
+    class Compiled;
+    class Cache;
+
     explicit RegularExpression(std::shared_ptr<const Compiled> compiled)
         : compiled_(std::move(compiled)) {}
 

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+
+namespace zentara {
+
+/// How much work may still be done, in units of about a nanosecond. What is spent is counted rather
+/// than measured wherever possible, so that the same input ends the same way on every machine.
+class WorkAllowance {
+  public:
+    explicit WorkAllowance(std::int64_t units) noexcept : remaining_(units) {}
+
+    /// Takes `units` away. False when nothing is left.
+    bool spend(std::int64_t units) noexcept {
+        remaining_ -= units;
+        return remaining_ > 0;
+    }
+
+    [[nodiscard]] std::int64_t remaining() const noexcept { return remaining_; }
+    [[nodiscard]] bool exhausted() const noexcept { return remaining_ <= 0; }
+
+  private:
+    std::int64_t remaining_;
+};
+
+}  // namespace zentara
