@@ -48,19 +48,20 @@ class FileStorage final : public Storage<DataType> {
 
     Loaded<DataType> load() override {
         const auto file = readFile(fileURL);
-        if (file.error) return {{}, file.error};
+        if (file.error) return {{}, file.error, true};
         if (!file.bytes) return {};
         // Records that keep what they are given keep their share of this memory with it.
         auto parsed = parseJSON(
             *file.bytes, boost::json::make_shared_resource<boost::json::monotonic_resource>());
-        if (parsed.error) return {{}, parsed.error};
+        if (parsed.error) return {{}, parsed.error, true};
         auto* array = parsed.value.if_array();
         if (array == nullptr || !std::all_of(array->begin(), array->end(), [](const auto& element) {
                 return element.is_object();
             })) {
-            return {};
+            return {{}, nullptr, true};
         }
         Loaded<DataType> loaded;
+        loaded.found = true;
         for (auto& element : *array) {
             auto decoded = JSONCoding<DataType>::fromDictionary(std::move(element.get_object()));
             if (decoded.value) loaded.records.push_back(*std::move(decoded.value));

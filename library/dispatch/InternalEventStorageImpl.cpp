@@ -123,10 +123,10 @@ void InternalEventStorageImpl::Shared::recover() {
 
 Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
     DecodedEvents events;
+    bool exists = true;
     if (recovered) {
         events = *std::exchange(recovered, std::nullopt);
     } else {
-        bool exists = false;
         events = readEvents(path, exists);
     }
     savedRevision.reset();
@@ -136,7 +136,7 @@ Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
         current.holds(saved);
         if (!saved.empty()) scheduleSpare();
     }
-    return {std::move(events.events), events.error};
+    return {std::move(events.events), events.error, exists};
 }
 
 ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {

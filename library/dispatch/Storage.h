@@ -13,7 +13,8 @@ namespace zentara {
 template <typename Record>
 struct [[nodiscard]] Loaded {
     std::vector<Record> records;
-    ErrorRef error;  ///< null on success
+    ErrorRef error;      ///< null on success
+    bool found = false;  ///< whether something was stored at all; an empty list counts
 };
 
 /// Keeps one list of records. Holds no lock: its owner serialises the calls.

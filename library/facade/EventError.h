@@ -45,7 +45,7 @@ class ZENTARA_EXPORT ZentaraClientError : public std::exception {
     [[nodiscard]] const JSONObject& userInfo() const noexcept { return userInfo_; }
 
     /// The message for people; empty when `userInfo()` holds none.
-    [[nodiscard]] std::string localizedDescription() const;
+    [[nodiscard]] const std::string& localizedDescription() const noexcept { return description_; }
 
     /// The same message, valid as long as this object.
     [[nodiscard]] const char* what() const noexcept override;
@@ -54,9 +54,12 @@ class ZENTARA_EXPORT ZentaraClientError : public std::exception {
     ZentaraClientError(EventErrorCode code, const std::string& message);
 
   private:
+    static std::string storedDescription(const JSONObject& userInfo);
+
     std::string domain_;
     std::int64_t code_;
     JSONObject userInfo_;
+    std::string description_;
 };
 
 /// An error that several owners share; null stands for success.

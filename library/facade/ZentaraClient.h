@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -138,14 +137,12 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     ZentaraClient& operator=(const ZentaraClient&) = delete;
 
   private:
-    struct Collaborators;
+    friend struct ZentaraClientBuilder;
     struct Implementation;
 
-    explicit ZentaraClient(Collaborators collaborators);
-    static std::shared_ptr<ZentaraClient> build(
-        const std::shared_ptr<const ClientSettings>& settings, ReadyCallback onReady);
+    explicit ZentaraClient(std::unique_ptr<Implementation> implementation);
 
-    std::unique_ptr<Implementation> implementation_;
+    const std::unique_ptr<Implementation> implementation_;
 };
 
 }  // namespace zentara

@@ -1,11 +1,11 @@
 #include "model/AnyText.h"
 
-#include "platform/Unicode.h"
+#include "model/UTF8Repair.h"
 
 namespace zentara {
 
 std::string AnyText::repaired(std::string text) {
-    return isValidUTF8(text) ? std::move(text) : repairedUTF8(text);
+    return withValidUTF8(std::move(text));
 }
 
 }  // namespace zentara

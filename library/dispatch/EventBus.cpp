@@ -1,0 +1,182 @@
+#include "dispatch/EventBus.h"
+
+#include <limits>
+#include <utility>
+
+#include <zentara/ClientSettings.h>
+#include <zentara/ZentaraEndpoints.h>
+#include "dispatch/EventBusError.h"
+#include "identity/IDManager.h"
+#include "model/ZentaraEnvelope.h"
+#include "network/RestClient.h"
+#include "network/URLRequestBuilder.h"
+
+namespace zentara {
+
+namespace {
+
+DispatchResult failure(EventBusError::Case errorCase) {
+    return DispatchResult::failure(std::make_shared<EventBusError>(errorCase));
+}
+
+std::optional<std::string> entry(const StringMap& user, const std::string& key) {
+    const auto found = user.find(key);
+    if (found == user.end()) return std::nullopt;
+    return found->second;
+}
+
+/// An envelope speaks for one user: the one of the oldest event.
+bool isOfSameUser(const InternalEvent& oldest, const InternalEvent& event) {
+    const auto& one = oldest.user();
+    const auto& other = event.user();
+    return entry(one, "token") == entry(other, "token") &&
+           entry(one, "type") == entry(other, "type");
+}
+
+/// The cookie that names a user other than the anonymous one.
+std::optional<ExtraCookie> userCookie(const StringMap& user) {
+    auto type = entry(user, "type");
+    auto token = entry(user, "token");
+    if (!type || !token || *type == EventBus::anonymousTokenName) return std::nullopt;
+    return ExtraCookie{*std::move(type), *std::move(token)};
+}
+
+ReferenceTime takeReference(const EventBus::Clocks& clocks) {
+    captureReferenceTime(clocks.now, *clocks.controlTime);
+    return loadReferenceTime();
+}
+
+}  // namespace
+
+std::shared_ptr<EventBus> EventBus::create(std::unique_ptr<EventRepositoryProtocol> repository,
+                                           std::shared_ptr<IDManager> idManager,
+                                           std::string instanceId,
+                                           std::unique_ptr<TickerProtocol> ticker, Clocks clocks) {
+    const std::shared_ptr<EventBus> bus(new EventBus(std::move(repository), std::move(idManager),
+                                                     std::move(instanceId), std::move(ticker),
+                                                     std::move(clocks)));
+    bus->startTicking();
+    return bus;
+}
+
+std::shared_ptr<EventBus> EventBus::create(std::unique_ptr<EventRepositoryProtocol> repository,
+                                           std::shared_ptr<IDManager> idManager,
+                                           std::string instanceId,
+                                           std::unique_ptr<TickerProtocol> ticker) {
+    return create(std::move(repository), std::move(idManager), std::move(instanceId),
+                  std::move(ticker), Clocks());
+}
+
+EventBus::EventBus(std::unique_ptr<EventRepositoryProtocol> repository,
+                   std::shared_ptr<IDManager> idManager, std::string instanceId,
+                   std::unique_ptr<TickerProtocol> ticker, Clocks clocks)
+    : repository_(std::move(repository)),
+      idManager_(std::move(idManager)),
+      instanceId_(std::move(instanceId)),
+      ticker_(std::move(ticker)),
+      clocks_(std::move(clocks)),
+      reference_(takeReference(clocks_)) {}
+
+EventBus::~EventBus() {
+    ticker_->cancel();
+    // A bus that was built after this one has put its own reference there, which is to stay.
+    if (loadReferenceTime() == reference_) resetReferenceTime();
+}
+
+void EventBus::startTicking() {
+    const auto settings = ClientSettings::current();
+    if (!settings || ticker_->isRunning()) return;
+    ticker_->setHandler([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->dispatch(nullptr);
+    });
+    ticker_->start(TickerProtocol::Clock::now(), settings->dispatchInterval);
+}
+
+void EventBus::enqueue(const InternalEvent& event, const EnqueueCompletion& completion) {
+    repository_->add(event, [&](const EventRepositoryResult& result) {
+        if (!completion) return;
+        completion(result.event() != nullptr
+                       ? nullptr
+                       : std::make_shared<EventBusError>(EventBusError::Case::enqueueError));
+    });
+}
+
+void EventBus::dispatch(DispatchCompletion completion) {
+    if (!completion)
+        completion = [](const DispatchResult&) {
+        };
+    const auto settings = ClientSettings::current();
+    if (!settings) {
+        completion(failure(EventBusError::Case::clientNotInitialized));
+        return;
+    }
+    if (!idManager_->isReady()) {
+        completion(failure(EventBusError::Case::idManagerNotReady));
+        return;
+    }
+    auto batch = repository_->take(settings->dispatchBatchSize, isOfSameUser);
+    if (batch.empty()) {
+        completion(DispatchResult::emptyRepository());
+        return;
+    }
+    auto body = envelopeBody(*settings, batch);
+    if (!body) {
+        putBack(batch);
+        completion(failure(EventBusError::Case::invalidJSONFormat));
+        return;
+    }
+    post(*settings, std::move(batch), *std::move(body), std::move(completion));
+}
+
+std::optional<std::string> EventBus::envelopeBody(const ClientSettings& settings,
+                                                  std::vector<InternalEvent> batch) {
+    ZentaraEnvelope envelope;
+    envelope.zentaraClientUUID = instanceId_;
+    envelope.zentaraClientTenant = settings.tenant;
+    envelope.zentaraClientType = settings.clientType;
+    envelope.zentaraClientDeviceGroup = settings.deviceGroup;
+    envelope.zentaraActionCounter = static_cast<std::int64_t>(batch.size());
+    envelope.actions = std::move(batch);
+    {
+        const MutexLock lock(mutex_);
+        validTimestamp_ =
+            validatedTimestamp(reference_, clocks_.controlTime->currentMonotonicValue());
+        dispatchNumberCounter_ = dispatchNumberCounter_ == std::numeric_limits<std::int64_t>::max()
+                                     ? 0
+                                     : dispatchNumberCounter_ + 1;
+        envelope.zentaraClientTs = validTimestamp_;
+        envelope.zentaraDispatchNumber = dispatchNumberCounter_;
+    }
+    return envelope.requestBody();
+}
+
+void EventBus::post(const ClientSettings& settings, std::vector<InternalEvent> batch,
+                    std::string body, DispatchCompletion completion) {
+    URLRequestBuilder builder(ZentaraEndpoints::collector(settings.environment)
+                                  .appendingPathComponent(settings.eventLabel));
+    builder.method = "POST";
+    for (const auto& [name, value] : idManager_->getHeaders(userCookie(batch.front().user()))) {
+        builder.headers[name] = value;
+    }
+    builder.headers["Content-Type"] = requestContentType;
+    builder.body = std::move(body);
+    // Holding the bus: a batch that comes back must find its queue.
+    RestClient::shared().statusRequest(builder.build(),
+                                       [self = shared_from_this(), batch = std::move(batch),
+                                        completion = std::move(completion)](const ErrorRef& error) {
+                                           if (error) {
+                                               self->putBack(batch);
+                                               completion(DispatchResult::failure(error));
+                                           } else {
+                                               self->repository_->save();
+                                               completion(DispatchResult::success());
+                                           }
+                                       });
+}
+
+void EventBus::putBack(const std::vector<InternalEvent>& batch) {
+    repository_->insert(batch);
+    repository_->save();
+}
+
+}  // namespace zentara

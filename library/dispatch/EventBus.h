@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dispatch/EventBusProtocol.h"
+#include "dispatch/EventRepositoryProtocol.h"
+#include "dispatch/TickerProtocol.h"
+#include "support/ControlTime.h"
+#include "support/Mutex.h"
+#include "support/ReferenceTime.h"
+#include "support/ZentaraClock.h"
+
+namespace zentara {
+
+struct ClientSettings;
+
+/// Posts a batch of queued events on every tick, and puts it back at the front of the queue when
+/// the post fails. Batches may overlap: a slow post does not hold up the next tick.
+///
+/// While a bus exists, the reference time that it took at its creation is in the user defaults.
+class EventBus final : public EventBusProtocol, public std::enable_shared_from_this<EventBus> {
+  public:
+    static constexpr std::string_view requestContentType = "application/json";
+    static constexpr std::string_view anonymousTokenName = "Anonymous";
+    static constexpr std::string_view typeName = "EventBus";
+
+    /// The clocks behind the timestamps.
+    struct Clocks {
+        DateSource now = [] {
+            return ZentaraClock().now();
+        };
+        const ControlTimeProtocol* controlTime = &ControlTime::shared();
+    };
+
+    /// A bus that has taken its reference time and started its timer, which fires at once.
+    [[nodiscard]] static std::shared_ptr<EventBus> create(
+        std::unique_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
+        std::string instanceId, std::unique_ptr<TickerProtocol> ticker, Clocks clocks);
+    [[nodiscard]] static std::shared_ptr<EventBus> create(
+        std::unique_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
+        std::string instanceId, std::unique_ptr<TickerProtocol> ticker);
+
+    ~EventBus() override;
+    EventBus(const EventBus&) = delete;
+    EventBus& operator=(const EventBus&) = delete;
+
+    void enqueue(const InternalEvent& event, const EnqueueCompletion& completion) override;
+    void dispatch(DispatchCompletion completion) override;
+    void startTicking() override;
+    [[nodiscard]] IDManager& idManager() const override { return *idManager_; }
+
+  private:
+    EventBus(std::unique_ptr<EventRepositoryProtocol> repository,
+             std::shared_ptr<IDManager> idManager, std::string instanceId,
+             std::unique_ptr<TickerProtocol> ticker, Clocks clocks);
+
+    [[nodiscard]] std::optional<std::string> envelopeBody(const ClientSettings& settings,
+                                                          std::vector<InternalEvent> batch);
+    void post(const ClientSettings& settings, std::vector<InternalEvent> batch, std::string body,
+              DispatchCompletion completion);
+    void putBack(const std::vector<InternalEvent>& batch);
+
+    const std::unique_ptr<EventRepositoryProtocol> repository_;
+    const std::shared_ptr<IDManager> idManager_;
+    const std::string instanceId_;
+    const std::unique_ptr<TickerProtocol> ticker_;
+    const Clocks clocks_;
+    const ReferenceTime reference_;  // inicialTimestamp and inicialMonotonicValue
+
+    Mutex mutex_;
+    std::int64_t dispatchNumberCounter_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    std::int64_t validTimestamp_ ZENTARA_GUARDED_BY(mutex_) = 0;
+};
+
+}  // namespace zentara

@@ -1,0 +1,44 @@
+#include "facade/ReadinessRelay.h"
+
+#include <utility>
+
+namespace zentara {
+
+void ReadinessRelay::report(ZentaraClientErrorRef error) {
+    if (!callback_) return;
+    {
+        const MutexLock lock(mutex_);
+        reports_.push_back(std::move(error));
+        // Whoever delivers already takes the new report along, so that none overtakes another.
+        if (!isOpen_ || std::exchange(isDelivering_, true)) return;
+    }
+    deliver();
+}
+
+void ReadinessRelay::open() {
+    if (!callback_) return;
+    {
+        const MutexLock lock(mutex_);
+        isOpen_ = true;
+        isDelivering_ = true;
+    }
+    deliver();
+}
+
+void ReadinessRelay::deliver() {
+    for (;;) {
+        ZentaraClientErrorRef error;
+        {
+            const MutexLock lock(mutex_);
+            if (reports_.empty()) {
+                isDelivering_ = false;
+                return;
+            }
+            error = std::move(reports_.front());
+            reports_.pop_front();
+        }
+        callback_(std::move(error));
+    }
+}
+
+}  // namespace zentara

@@ -1,0 +1,199 @@
+#include "facade/ZentaraClient.h"
+
+#include <atomic>
+#include <utility>
+
+#include "facade/ReadinessRelay.h"
+#include "facade/ZentaraClientBuilder.h"
+#include "facade/ZentaraClientImplementation.h"
+#include "model/EventAccess.h"
+#include "model/UTF8Repair.h"
+#include "support/Mutex.h"
+
+namespace zentara {
+
+namespace {
+
+/// What all callers of the class share.
+struct SharedState {
+    std::atomic<bool> isReady = false;
+
+    /// Held while a client is being built, so that concurrent first calls yield one client. No code
+    /// of the host's runs under it.
+    Mutex buildMutex;
+
+    Mutex mutex;
+    std::shared_ptr<ZentaraClient> client ZENTARA_GUARDED_BY(mutex);
+};
+
+SharedState& state() {
+    // Never destroyed: workers use the client until the process is gone.
+    static auto* const instance = new SharedState;
+    return *instance;
+}
+
+std::optional<std::string> withValidUTF8(std::optional<std::string> text) {
+    if (!text) return std::nullopt;
+    return zentara::withValidUTF8(*std::move(text));
+}
+
+}  // namespace
+
+ZentaraClient::ZentaraClient(std::unique_ptr<Implementation> implementation)
+    : implementation_(std::move(implementation)) {}
+
+ZentaraClient::~ZentaraClient() = default;
+
+void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
+                                std::optional<std::string> advertisingId) {
+    auto settings = std::make_shared<ClientSettings>();
+    settings->tenant = zentara::withValidUTF8(std::move(tenant));
+    settings->environment = zentaraEnvironment;
+    settings->advertisingId = withValidUTF8(std::move(advertisingId));
+    ClientSettings::setCurrent(std::move(settings));
+}
+
+std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
+    const auto settings = ClientSettings::current();
+    if (!settings) throw ZentaraClientNotConfiguredError();
+
+    std::shared_ptr<ReadinessRelay> readiness;
+    std::shared_ptr<ZentaraClient> client = sharedClient();
+    if (!client) {
+        const MutexLock building(state().buildMutex);
+        client = sharedClient();
+        if (!client) {
+            readiness = std::make_shared<ReadinessRelay>(readyCallback);
+            client = ZentaraClientBuilder::build(*settings, readiness);
+            setSharedClient(client);
+        }
+    }
+    if (readiness) {
+        readiness->open();
+    } else if (readyCallback) {
+        readyCallback(nullptr);
+    }
+    return client;
+}
+
+bool ZentaraClient::isReady() noexcept {
+    return state().isReady;
+}
+
+void ZentaraClient::setIsReady(bool ready) noexcept {
+    state().isReady = ready;
+}
+
+std::shared_ptr<ZentaraClient> ZentaraClient::sharedClient() {
+    const MutexLock lock(state().mutex);
+    return state().client;
+}
+
+void ZentaraClient::setSharedClient(std::shared_ptr<ZentaraClient> client) {
+    // The previous client may go with this, and must not go under the lock.
+    const MutexLock lock(state().mutex);
+    state().client.swap(client);
+}
+
+void ZentaraClient::setLoggedUser(UserTokenType tokenType, std::string token) {
+    get()->implementation_->eventBus->idManager().setLoggedUser(
+        tokenType, zentara::withValidUTF8(std::move(token)));
+}
+
+void ZentaraClient::removeLoggedUser() {
+    get()->implementation_->eventBus->idManager().removeLoggedUser();
+}
+
+EventRef ZentaraClient::createEvent(std::string schemaId, std::string schemaVersion,
+                                    std::string contentType, AnyText url, AnyText referer,
+                                    JSONObject properties, std::optional<std::string> relationId) {
+    return EventAccess::make(
+        zentara::withValidUTF8(std::move(schemaId)),
+        zentara::withValidUTF8(std::move(schemaVersion)), std::move(url),
+        zentara::withValidUTF8(std::move(contentType)),
+        std::make_shared<const JSONValue>(zentara::withValidUTF8(std::move(properties))),
+        std::move(referer), withValidUTF8(std::move(relationId)));
+}
+
+void ZentaraClient::send(std::string schemaId, std::string schemaVersion, std::string contentType,
+                         AnyText url, AnyText referer, JSONObject properties,
+                         std::optional<std::string> relationId, const SendHandler& handler) {
+    const auto event =
+        createEvent(std::move(schemaId), std::move(schemaVersion), std::move(contentType),
+                    std::move(url), AnyText(), std::move(properties), std::move(relationId));
+    implementation_->send(event, referer.string(), handler);
+}
+
+void ZentaraClient::send(const std::vector<EventRef>& events, std::optional<std::string> relationId,
+                         const SendHandler& handler) {
+    relationId = withValidUTF8(std::move(relationId));
+    for (const auto& event : events) {
+        if (!event) continue;
+        const auto sent = EventAccess::make(event->schemaId(), event->schemaVersion(), event->url(),
+                                            event->contentType(), EventAccess::properties(*event),
+                                            AnyText(), relationId);
+        implementation_->send(sent, event->referer().string(), handler);
+    }
+}
+
+void ZentaraClient::newContextId() {
+    implementation_->newContextId();
+}
+
+std::string ZentaraClient::getContextId() const {
+    return implementation_->contextId();
+}
+
+void ZentaraClient::setAdvertisingId(std::string advertisingIdentifier) {
+    advertisingIdentifier = zentara::withValidUTF8(std::move(advertisingIdentifier));
+    if (!ClientSettings::setAdvertisingId(advertisingIdentifier)) return;
+    implementation_->idManager->setAdvertisingId(std::move(advertisingIdentifier));
+}
+
+void ZentaraClient::removeAdvertisingId() {
+    if (!ClientSettings::setAdvertisingId(std::nullopt)) return;
+    implementation_->idManager->removeAdvertisingId();
+}
+
+void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) {
+    get()->implementation_->eventBus->idManager().loadAnonymousToken(
+        [&callbackUser](const std::optional<Token>& token) {
+            if (!callbackUser) return;
+            if (token) {
+                callbackUser(token->type, token->value, token->publicValue);
+            } else {
+                callbackUser("", "", std::nullopt);
+            }
+        });
+}
+
+void ZentaraClient::getHsid(HsidCallback callbackHsid) {
+    get()->implementation_->idManager->start(std::move(callbackHsid));
+}
+
+void ZentaraClient::performFetch(FetchCallback completion) {
+    if (!completion)
+        completion = [](BackgroundFetchResult) {
+        };
+    const auto client = sharedClient();
+    if (!client) {
+        completion(BackgroundFetchResult::failed);
+        return;
+    }
+    client->implementation_->eventBus->dispatch(
+        [completion = std::move(completion)](const DispatchResult& result) {
+            switch (result.kind()) {
+                case DispatchResult::Kind::success:
+                    completion(BackgroundFetchResult::newData);
+                    break;
+                case DispatchResult::Kind::emptyRepository:
+                    completion(BackgroundFetchResult::noData);
+                    break;
+                case DispatchResult::Kind::failure:
+                    completion(BackgroundFetchResult::failed);
+                    break;
+            }
+        });
+}
+
+}  // namespace zentara

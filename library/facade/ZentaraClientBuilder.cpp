@@ -1,0 +1,77 @@
+#include "facade/ZentaraClientBuilder.h"
+
+#include <string>
+#include <utility>
+
+#include <zentara/HostApplication.h>
+#include "dispatch/EventBus.h"
+#include "dispatch/EventsRepository.h"
+#include "dispatch/FileStorage.h"
+#include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/SchemasStorage.h"
+#include "dispatch/Ticker.h"
+#include "identity/ZentaraIDManager.h"
+#include "schemas/SchemasProvider.h"
+#include "schemas/SchemasServiceApi.h"
+#include "support/UUID.h"
+
+namespace zentara {
+
+namespace {
+
+std::string userAgent(const std::string& bundleIdentifier, const ClientSettings& settings) {
+    const auto device = HostApplication::device();
+    return "Mobile App: " + bundleIdentifier + " - " + device.systemName + " " +
+           device.systemVersion + " - ZentaraClient " + settings.clientVersion +
+           " - Device Model: " + device.hardwareModel;
+}
+
+std::unique_ptr<EventsRepository> repository(const std::string& fileName,
+                                             const ClientSettings& settings) {
+    auto storage = std::make_unique<InternalEventStorageImpl>(
+        fileName, std::chrono::duration<double>(settings.dispatchInterval));
+    storage->recover();
+    return std::make_unique<EventsRepository>(settings.maxEvents, std::move(storage));
+}
+
+}  // namespace
+
+std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
+    const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& readiness) {
+    const auto bundleIdentifier = HostApplication::bundleIdentifier();
+    ZentaraClient::Implementation::Collaborators collaborators;
+    collaborators.schemasProvider = SchemasProvider::create(
+        std::make_unique<SchemasStorage>(settings.schemasStorageName), std::make_unique<Ticker>(),
+        std::make_unique<SchemasServiceApi>(), [readiness](ZentaraClientErrorRef error) {
+            ZentaraClient::setIsReady(error == nullptr);
+            readiness->report(std::move(error));
+        });
+    auto idManager = ZentaraIDManager::create(
+        userAgent(bundleIdentifier, settings),
+        std::make_unique<FileStorage<Token>>(settings.anonymousTokenStorageName),
+        std::make_unique<Ticker>());
+    if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
+    auto events = repository(settings.eventsStorageName, settings);
+    collaborators.unvalidatedEventsRepository =
+        repository(settings.unvalidatedEventsStorageName, settings);
+    auto instanceId = lowerCaseUUID();
+    collaborators.eventBus = EventBus::create(std::move(events), idManager, std::move(instanceId),
+                                              std::make_unique<Ticker>());
+    collaborators.clock = [] {
+        return ZentaraClock().now();
+    };
+    collaborators.idManager = std::move(idManager);
+    return assemble(std::move(collaborators));
+}
+
+std::shared_ptr<ZentaraClient> ZentaraClientBuilder::assemble(
+    ZentaraClient::Implementation::Collaborators collaborators) {
+    const std::shared_ptr<ZentaraClient> client(new ZentaraClient(
+        std::make_unique<ZentaraClient::Implementation>(std::move(collaborators))));
+    client->implementation_->idManager->start(
+        [client](const std::string& hsid) { client->implementation_->setHsid(hsid); });
+    client->implementation_->newContextId();
+    return client;
+}
+
+}  // namespace zentara

@@ -1,0 +1,136 @@
+#include "facade/ZentaraClientImplementation.h"
+
+#include <limits>
+#include <utility>
+
+#include "model/EventAccess.h"
+#include "support/Diagnostics.h"
+#include "support/ReferenceTime.h"
+#include "support/UUID.h"
+
+namespace zentara {
+
+ZentaraClient::Implementation::Implementation(Collaborators collaborators)
+    : schemasProvider(std::move(collaborators.schemasProvider)),
+      eventBus(std::move(collaborators.eventBus)),
+      schemaValidator(std::make_unique<SchemaValidator>()),
+      clock(std::move(collaborators.clock)),
+      idManager(std::move(collaborators.idManager)),
+      unvalidatedEventsRepository(std::move(collaborators.unvalidatedEventsRepository)),
+      controlTime(*collaborators.controlTime),
+      zentaraClientContextID_(lowerCaseUUID()) {}
+
+void ZentaraClient::Implementation::newContextId() {
+    auto contextId = lowerCaseUUID();
+    const MutexLock lock(mutex_);
+    zentaraClientContextID_ = std::move(contextId);
+}
+
+std::string ZentaraClient::Implementation::contextId() const {
+    const MutexLock lock(mutex_);
+    return zentaraClientContextID_;
+}
+
+void ZentaraClient::Implementation::setHsid(std::string hsid) {
+    const MutexLock lock(mutex_);
+    hsid_ = std::move(hsid);
+}
+
+void ZentaraClient::Implementation::send(const EventRef& event, const std::string& referer,
+                                         const SendHandler& handler) {
+    const auto report = [&](ZentaraClientErrorRef error) {
+        if (handler) handler(event, std::move(error));
+    };
+    const auto settings = ClientSettings::current();
+    if (!settings) {
+        report(std::make_shared<ZentaraClientNotInitializedError>());
+        return;
+    }
+    const auto stamped = stamp(*event, referer, *settings);
+    if (!isReady()) {
+        report(holdBack(stamped));
+        return;
+    }
+    revalidate(settings->dispatchBatchSize);
+    report(validateAndQueue(stamped));
+}
+
+InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std::string& referer,
+                                                   const ClientSettings& settings) {
+    InternalEvent::Fields fields;
+    fields.user = {{"type", std::string(anonymousTokenName)},
+                   {"token", std::string(anonymousTokenName)}};
+    if (auto user = idManager->getLoggedUser()) {
+        fields.user["type"] = userTokenTypeName(user->type);
+        fields.user["token"] = std::move(user->token);
+    }
+    fields.createdAt = validatedTimestamp(loadReferenceTime(), controlTime.currentMonotonicValue());
+    validTimestamp_ = fields.createdAt;
+    fields.url = event.url().string();
+    fields.referer = referer;
+    fields.zentaraActionUUID = lowerCaseUUID();
+    {
+        const MutexLock lock(mutex_);
+        if (zentaraActionSequence_ == std::numeric_limits<std::int64_t>::max()) {
+            zentaraActionSequence_ = 0;
+        }
+        fields.zentaraActionSequence = ++zentaraActionSequence_;
+        fields.zentaraClientContextID = zentaraClientContextID_;
+    }
+    fields.id = event.schemaId();
+    fields.version = event.schemaVersion();
+    fields.contentType = event.contentType();
+    fields.properties = EventAccess::properties(event);
+    fields.clientVersion = settings.clientVersion;
+    fields.relationId = event.relationId();
+    fields.zentaraActionExtraAttributes = extraAttributes;
+    return InternalEvent(std::move(fields));
+}
+
+ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEvent& event) {
+    bool isQueued = false;
+    unvalidatedEventsRepository->add(event, [&isQueued](const EventRepositoryResult& result) {
+        isQueued = result.event() != nullptr;
+    });
+    const auto detail =
+        (isQueued ? "Event queued to be sent later: " : "Event not queued: ") + event.id() + ".";
+    printDiagnostic(detail);
+    return std::make_shared<ZentaraClientNotReady>(detail);
+}
+
+void ZentaraClient::Implementation::revalidate(std::int64_t count) {
+    // One thread at a time: the save of another would take events out of the file that this one has
+    // not queued yet.
+    const MutexLock lock(revalidationMutex_);
+    for (const auto& event : unvalidatedEventsRepository->take(count)) {
+        static_cast<void>(validateAndQueue(event));
+    }
+    unvalidatedEventsRepository->save();
+}
+
+ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const InternalEvent& event) {
+    const auto schema = schemasProvider->schema(event.id(), event.version());
+    if (!schema) return std::make_shared<UnknownError>();
+    const auto validation = schemaValidator->validate(event.properties(), *schema);
+    if (!validation.isValid) {
+        if (!validation.errors) return std::make_shared<UnknownError>();
+        auto detail = "Error validating " + event.id() + "-" + event.version() + " schema: ";
+        bool first = true;
+        for (const auto& error : *validation.errors) {
+            if (!first) detail += ", ";
+            first = false;
+            detail += error.description;
+        }
+        printDiagnostic(detail);
+        return std::make_shared<InvalidDataForSpecifiedSchemaError>(detail);
+    }
+    // The completion runs inside the queue, so it only notes the outcome; the host hears of it
+    // when the queue is free again and may send the next event from its handler.
+    bool isQueued = false;
+    eventBus->enqueue(event, [&isQueued](const ErrorRef& error) { isQueued = error == nullptr; });
+    eventBus->startTicking();
+    if (!isQueued) return std::make_shared<EventNotQueuedError>();
+    return nullptr;
+}
+
+}  // namespace zentara

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <zentara/ZentaraClient.h>
+#include "dispatch/EventBusProtocol.h"
+#include "dispatch/EventRepositoryProtocol.h"
+#include "identity/IDManager.h"
+#include "model/InternalEvent.h"
+#include "schemas/SchemaValidator.h"
+#include "schemas/SchemasProvider.h"
+#include "support/ControlTime.h"
+#include "support/Mutex.h"
+#include "support/ZentaraClock.h"
+
+namespace zentara {
+
+/// The client behind its public face: what it holds and how one event goes through it.
+struct ZentaraClient::Implementation {
+    static constexpr std::string_view anonymousTokenName = "Anonymous";
+    static constexpr std::string_view typeName = "EventBus";
+
+    /// What the client works with; all of it lives as long as the client.
+    struct Collaborators {
+        std::shared_ptr<SchemaProviderProtocol> schemasProvider;
+        std::shared_ptr<EventBusProtocol> eventBus;
+        DateSource clock;
+        std::shared_ptr<IDManager> idManager;
+        std::unique_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
+        const ControlTimeProtocol* controlTime = &ControlTime::shared();
+    };
+
+    explicit Implementation(Collaborators collaborators);
+
+    /// Sends one event on this thread. `referer` is the one to queue; `event` carries none.
+    void send(const EventRef& event, const std::string& referer, const SendHandler& handler);
+
+    void newContextId();
+    [[nodiscard]] std::string contextId() const;
+    void setHsid(std::string hsid);
+
+    // Constant after construction.
+    const std::shared_ptr<SchemaProviderProtocol> schemasProvider;
+    const std::shared_ptr<EventBusProtocol> eventBus;
+    const std::unique_ptr<SchemaValidatorProtocol> schemaValidator;
+    const DateSource clock;
+    const std::shared_ptr<IDManager> idManager;
+    const std::unique_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
+    const ControlTimeProtocol& controlTime;
+    const std::string extraAttributes;
+
+  private:
+    [[nodiscard]] InternalEvent stamp(const Event& event, const std::string& referer,
+                                      const ClientSettings& settings);
+    [[nodiscard]] ZentaraClientErrorRef holdBack(const InternalEvent& event);
+    /// Null when the event was queued.
+    [[nodiscard]] ZentaraClientErrorRef validateAndQueue(const InternalEvent& event);
+    /// Gives up to `count` held-back events their second chance; nobody hears of the outcome.
+    void revalidate(std::int64_t count) ZENTARA_EXCLUDES(revalidationMutex_);
+
+    Mutex revalidationMutex_;
+    mutable Mutex mutex_;
+    std::string hsid_ ZENTARA_GUARDED_BY(mutex_);
+    std::string zentaraClientContextID_ ZENTARA_GUARDED_BY(mutex_);
+    std::int64_t zentaraActionSequence_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    std::atomic<std::int64_t> validTimestamp_ = 0;
+};
+
+}  // namespace zentara

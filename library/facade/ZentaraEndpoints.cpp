@@ -1,0 +1,65 @@
+#include "facade/ZentaraEndpoints.h"
+
+#include "platform/FatalError.h"
+#include "platform/URLSession.h"
+#include "support/Mutex.h"
+
+namespace zentara {
+
+namespace {
+
+struct EndpointsRecord {
+    Mutex mutex;
+    ZentaraEndpoints endpoints ZENTARA_GUARDED_BY(mutex) = {
+        ZENTARA_PRODUCTION_COLLECTOR_URL,
+        ZENTARA_QA_COLLECTOR_URL,
+        ZENTARA_PRODUCTION_SCHEMAS_URL,
+        ZENTARA_QA_SCHEMAS_URL,
+        "",
+    };
+};
+
+EndpointsRecord& record() {
+    // Never destroyed: workers read it until the process is gone.
+    static auto* const instance = new EndpointsRecord;
+    return *instance;
+}
+
+URL endpoint(const std::string& text) {
+    auto url = URL::parse(text);
+    if (!url || (url->scheme() != "http" && url->scheme() != "https")) {
+        fatalError("not an http or https URL: '" + text + "'");
+    }
+    return *std::move(url);
+}
+
+}  // namespace
+
+void ZentaraEndpoints::use(const ZentaraEndpoints& endpoints) {
+    for (const auto* text : {&endpoints.productionCollector, &endpoints.qaCollector,
+                             &endpoints.productionSchemas, &endpoints.qaSchemas}) {
+        static_cast<void>(endpoint(*text));
+    }
+    const MutexLock lock(record().mutex);
+    record().endpoints = endpoints;
+    URLSession::shared().setCertificateAuthorityFile(endpoints.certificateAuthorityFile);
+}
+
+ZentaraEndpoints ZentaraEndpoints::current() {
+    const MutexLock lock(record().mutex);
+    return record().endpoints;
+}
+
+URL ZentaraEndpoints::collector(ZentaraEnvironment environment) {
+    const auto all = current();
+    return endpoint(environment == ZentaraEnvironment::production ? all.productionCollector
+                                                                  : all.qaCollector);
+}
+
+URL ZentaraEndpoints::schemas(ZentaraEnvironment environment) {
+    const auto all = current();
+    return endpoint(environment == ZentaraEnvironment::production ? all.productionSchemas
+                                                                  : all.qaSchemas);
+}
+
+}  // namespace zentara

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include <zentara/ClientSettings.h>
+#include "identity/Token.h"
+#include "model/JSONCodable.h"
+
+namespace zentara {
+
+/// The token of a logged-in user.
+struct LoggedUser {
+    UserTokenType type;
+    std::string token;
+
+    friend bool operator==(const LoggedUser&, const LoggedUser&) = default;
+};
+
+/// A cookie beside those of the identity itself.
+struct ExtraCookie {
+    std::string name;
+    std::string value;
+};
+
+/// Keeps who the user is. Safe for use from any thread.
+class IDManager {
+  public:
+    using TokenCompletion = std::function<void(std::optional<Token>)>;
+    using HsidCompletion = std::function<void(const std::string& hsid)>;
+
+    virtual ~IDManager() = default;
+
+    /// Whether there is anybody to speak for: an anonymous token or a logged user.
+    [[nodiscard]] virtual bool isReady() const = 0;
+
+    /// The "User-Agent" and, unless it were empty, the "Cookie" header that tell who the user is.
+    /// A cookie with a carriage return, a line feed or a NUL in it is left out.
+    [[nodiscard]] virtual StringMap getHeaders(
+        const std::optional<ExtraCookie>& extraCookie) const = 0;
+
+    virtual void setLoggedUser(UserTokenType tokenType, std::string token) = 0;
+    virtual void removeLoggedUser() = 0;
+    [[nodiscard]] virtual std::optional<LoggedUser> getLoggedUser() const = 0;
+
+    /// Reports the stored token before it returns.
+    virtual void loadAnonymousToken(const TokenCompletion& completion) const = 0;
+
+    virtual void setAdvertisingId(std::string advertisingId) = 0;
+    virtual void removeAdvertisingId() = 0;
+
+    /// Fetches the anonymous token and reports the session token that came with it, or "" when the
+    /// fetch failed, on a worker thread. Not called when none came. A fetch under way serves every
+    /// caller that comes meanwhile, so that two requests at start do not make two identities.
+    virtual void start(HsidCompletion completion) = 0;
+};
+
+}  // namespace zentara

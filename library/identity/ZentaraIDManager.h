@@ -1,0 +1,76 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dispatch/Storage.h"
+#include "dispatch/TickerProtocol.h"
+#include "identity/IDManager.h"
+#include "support/Mutex.h"
+
+namespace zentara {
+
+/// Fetches, keeps and persists the user's tokens.
+class ZentaraIDManager final : public IDManager,
+                               public std::enable_shared_from_this<ZentaraIDManager> {
+  public:
+    static constexpr std::string_view anonymousPublicTokenName = "qvn_uid_public";
+    static constexpr std::string_view anonymousTokenName = "qvn_uid";
+    static constexpr std::string_view hsidTokenName = "hsid";
+    static constexpr std::string_view advertisingTokenName = "ADVERTISING_ID";
+
+    /// A manager that starts with the stored token, if there is one, and that fetches a token at
+    /// once and then on every tick until one fetch succeeds. `onReady`, which may be null, is
+    /// called without a lock each time a token has been stored.
+    [[nodiscard]] static std::shared_ptr<ZentaraIDManager> create(
+        std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
+        std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady = nullptr);
+
+    ~ZentaraIDManager() override;
+    ZentaraIDManager(const ZentaraIDManager&) = delete;
+    ZentaraIDManager& operator=(const ZentaraIDManager&) = delete;
+
+    [[nodiscard]] bool isReady() const override;
+    [[nodiscard]] StringMap getHeaders(
+        const std::optional<ExtraCookie>& extraCookie) const override;
+    void setLoggedUser(UserTokenType tokenType, std::string token) override;
+    void removeLoggedUser() override;
+    [[nodiscard]] std::optional<LoggedUser> getLoggedUser() const override;
+    void loadAnonymousToken(const TokenCompletion& completion) const override;
+    void setAdvertisingId(std::string advertisingId) override;
+    void removeAdvertisingId() override;
+    void start(HsidCompletion completion) override;
+
+  private:
+    /// The session token that came with a successful fetch, or why the fetch failed.
+    using FetchCompletion = std::function<void(const std::optional<std::string>& hsid, ErrorRef)>;
+
+    ZentaraIDManager(std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
+                     std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady);
+
+    void beginTicking();
+    void fetch(FetchCompletion completion);
+    void finishFetch(const JSONObject& response, ErrorRef error);
+    void setAnonymousToken(Token token);
+
+    const std::string userAgent_;
+    const std::unique_ptr<TickerProtocol> ticker_;  // synchronises itself
+    const std::function<void()> onReady_;
+
+    mutable Mutex storageMutex_;
+    const std::unique_ptr<Storage<Token>> anonymousStorage_ ZENTARA_GUARDED_BY(storageMutex_);
+
+    mutable Mutex mutex_;
+    std::optional<Token> anonymousToken_ ZENTARA_GUARDED_BY(mutex_);
+    std::optional<std::string> advertisingToken_ ZENTARA_GUARDED_BY(mutex_);
+    std::optional<std::string> hsidToken_ ZENTARA_GUARDED_BY(mutex_);
+    std::optional<LoggedUser> loggedUserToken_ ZENTARA_GUARDED_BY(mutex_);
+    bool fetching_ ZENTARA_GUARDED_BY(mutex_) = false;
+    std::vector<FetchCompletion> waiting_ ZENTARA_GUARDED_BY(mutex_);
+};
+
+}  // namespace zentara

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <zentara/EventError.h>
+#include <zentara/JSONValue.h>
+#include "dispatch/Storage.h"
+#include "dispatch/TickerProtocol.h"
+#include "schemas/SchemasServiceApi.h"
+#include "support/Mutex.h"
+
+namespace zentara {
+
+/// Why a look-up gave no schema.
+enum class SchemasProviderError { schemaNotFound };
+
+/// A schema document that stays valid for as long as it is held; null means
+/// `SchemasProviderError::schemaNotFound`.
+using SchemaDocument = std::shared_ptr<const JSONObject>;
+
+/// Finds the schema of an event.
+class SchemaProviderProtocol {
+  public:
+    virtual ~SchemaProviderProtocol() = default;
+
+    /// The schema document of this id and version, or null when there is none. Any thread.
+    [[nodiscard]] virtual SchemaDocument schema(std::string_view schemaId,
+                                                std::string_view schemaVersion) const = 0;
+};
+
+/// Holds the table of schemas: the cached one at first, then the one that it fetches, once per tick
+/// until a fetch succeeds. Safe for use from any thread.
+class SchemasProvider final : public SchemaProviderProtocol,
+                              public std::enable_shared_from_this<SchemasProvider> {
+  public:
+    /// Null when there is a table, an error when one could not be had. Comes again and again; the
+    /// last one decides. Called without a lock, on the creating thread for the cached table, on a
+    /// worker for fetches.
+    using OnReady = std::function<void(ZentaraClientErrorRef)>;
+
+    /// A provider that has looked at its cache and begun to fetch.
+    [[nodiscard]] static std::shared_ptr<SchemasProvider> create(
+        std::unique_ptr<SchemaStorageProtocol> storage, std::unique_ptr<TickerProtocol> ticker,
+        std::unique_ptr<SchemaServiceProtocol> schemaService, OnReady onReady);
+
+    ~SchemasProvider() override;
+    SchemasProvider(const SchemasProvider&) = delete;
+    SchemasProvider& operator=(const SchemasProvider&) = delete;
+
+    [[nodiscard]] SchemaDocument schema(std::string_view schemaId,
+                                        std::string_view schemaVersion) const override;
+
+  private:
+    using Table = std::shared_ptr<const JSONObject>;
+
+    SchemasProvider(std::unique_ptr<SchemaStorageProtocol> storage,
+                    std::unique_ptr<TickerProtocol> ticker,
+                    std::unique_ptr<SchemaServiceProtocol> schemaService, OnReady onReady);
+
+    void loadCache();
+    void startRefresh();
+    void fetch();
+    void finishFetch(std::optional<JSONObject> table);
+    void report(ZentaraClientErrorRef error) const;
+
+    const std::unique_ptr<SchemaStorageProtocol> storage_;  // used while creating only
+    const std::unique_ptr<TickerProtocol> ticker_;          // synchronises itself
+    const std::unique_ptr<SchemaServiceProtocol> schemaService_;
+    const OnReady onReady_;
+
+    mutable Mutex mutex_;
+    Table schemas_ ZENTARA_GUARDED_BY(mutex_);
+    bool isFetched_ ZENTARA_GUARDED_BY(mutex_) = false;
+};
+
+}  // namespace zentara

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "platform/JSONValue.h"
+#include "support/Error.h"
+
+namespace zentara {
+
+/// The service's own failure: the response is not a usable table, or the library is not configured.
+class SchemasServiceError final : public Error {
+  public:
+    enum class Case { schemaNotFound };
+
+    [[nodiscard]] Case errorCase() const noexcept { return Case::schemaNotFound; }
+    [[nodiscard]] std::string description() const override { return "schemas not found"; }
+};
+
+/// Fetches the table of schemas.
+class SchemaServiceProtocol {
+  public:
+    /// The table, or nothing and an error.
+    using Completion = std::function<void(std::optional<JSONObject>, ErrorRef)>;
+
+    virtual ~SchemaServiceProtocol() = default;
+
+    /// Starts one fetch; the completion is called once, on a worker or before this returns.
+    virtual void fetch(Completion completion) = 0;
+};
+
+/// The schemas service of the configured environment.
+class SchemasServiceApi final : public SchemaServiceProtocol {
+  public:
+    void fetch(Completion completion) override;
+};
+
+}  // namespace zentara
