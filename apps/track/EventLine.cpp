@@ -1,0 +1,82 @@
+#include "track/EventLine.h"
+
+#include <boost/json/parse.hpp>
+#include <utility>
+
+namespace zentara::track {
+
+namespace {
+
+// As deep as the library reads.
+constexpr std::size_t deepestNesting = 512;
+
+/// Takes the optional members of an object and notes the first that has the wrong kind.
+class MemberReader {
+  public:
+    explicit MemberReader(JSONObject& object) : object_(object) {}
+
+    void take(std::string_view key, std::string& text) {
+        const JSONValue* value = find(key);
+        if (value == nullptr) return;
+        if (!value->is_string()) return note(key, "is not a string");
+        text.assign(value->get_string().data(), value->get_string().size());
+    }
+
+    void take(std::string_view key, std::optional<std::string>& text) {
+        if (find(key) != nullptr) take(key, text.emplace());
+    }
+
+    void take(std::string_view key, JSONObject& object) {
+        JSONValue* value = find(key);
+        if (value == nullptr) return;
+        if (!value->is_object()) return note(key, "is not an object");
+        object = std::move(value->get_object());
+    }
+
+    void require(std::string_view key, std::string& text) {
+        if (find(key) == nullptr) return note(key, "is missing");
+        take(key, text);
+    }
+
+    [[nodiscard]] const std::string& fault() const noexcept { return fault_; }
+
+  private:
+    [[nodiscard]] JSONValue* find(std::string_view key) {
+        JSONValue* value = object_.if_contains({key.data(), key.size()});
+        return value == nullptr || value->is_null() ? nullptr : value;
+    }
+
+    void note(std::string_view key, std::string_view problem) {
+        if (fault_.empty()) {
+            fault_.append("\"").append(key).append("\" ").append(problem);
+        }
+    }
+
+    JSONObject& object_;
+    std::string fault_;
+};
+
+}  // namespace
+
+std::variant<EventLine, UnreadableLine> readEventLine(std::string_view line) {
+    boost::json::parse_options options;
+    options.max_depth = deepestNesting;
+    boost::json::error_code error;
+    JSONValue value = boost::json::parse({line.data(), line.size()}, error, {}, options);
+    if (error) return UnreadableLine{"not JSON: " + error.message()};
+    if (!value.is_object()) return UnreadableLine{"not a JSON object"};
+
+    MemberReader members(value.get_object());
+    EventLine event;
+    members.require("schemaId", event.schemaId);
+    members.require("schemaVersion", event.schemaVersion);
+    members.take("contentType", event.contentType);
+    members.take("url", event.url);
+    members.take("referer", event.referer);
+    members.take("properties", event.properties);
+    members.take("relationId", event.relationId);
+    if (!members.fault().empty()) return UnreadableLine{members.fault()};
+    return event;
+}
+
+}  // namespace zentara::track

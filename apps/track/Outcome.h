@@ -1,0 +1,55 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace zentara::track {
+
+/// What can become of a line of input.
+enum class Outcome {
+    accepted,       ///< validated and queued
+    invalid,        ///< its properties do not satisfy the schema
+    unknownSchema,  ///< it could not be validated, as a rule because nobody knows its schema
+    heldBack,       ///< kept on disk, to be validated later
+    notQueued,      ///< it could not be stored
+    unreadable,     ///< the line is not an event
+};
+
+constexpr std::size_t outcomeCount = 6;
+
+/// The name in results files.
+[[nodiscard]] constexpr std::string_view outcomeName(Outcome outcome) noexcept {
+    constexpr std::array<std::string_view, outcomeCount> names{
+        "accepted", "invalid", "unknownSchema", "heldBack", "notQueued", "unreadable"};
+    return names.at(static_cast<std::size_t>(outcome));
+}
+
+/// What became of one line, and why.
+struct Result {
+    Outcome outcome = Outcome::accepted;
+    std::string message;  ///< empty when accepted
+};
+
+/// How often each outcome came.
+class Tally {
+  public:
+    void add(Outcome outcome) { ++counts_.at(static_cast<std::size_t>(outcome)); }
+
+    [[nodiscard]] std::size_t of(Outcome outcome) const {
+        return counts_.at(static_cast<std::size_t>(outcome));
+    }
+
+    [[nodiscard]] std::size_t total() const noexcept {
+        std::size_t sum = 0;
+        for (const std::size_t count : counts_)
+            sum += count;
+        return sum;
+    }
+
+  private:
+    std::array<std::size_t, outcomeCount> counts_{};
+};
+
+}  // namespace zentara::track

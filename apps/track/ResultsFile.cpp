@@ -1,0 +1,31 @@
+#include "track/ResultsFile.h"
+
+#include <boost/json/serialize.hpp>
+#include <boost/json/value.hpp>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace zentara::track {
+
+ResultsFile::ResultsFile(std::filesystem::path file)
+    : file_(std::move(file)), stream_(file_, std::ios::binary | std::ios::trunc) {
+    if (!stream_.is_open()) throw std::runtime_error(file_.string() + " cannot be opened");
+}
+
+void ResultsFile::add(std::size_t line, const std::string& schema, const Result& result) {
+    const std::string_view outcome = outcomeName(result.outcome);
+    const boost::json::object record{
+        {"line", line},
+        {"schema", schema.empty() ? boost::json::value() : boost::json::value(schema)},
+        {"outcome", boost::json::string_view(outcome.data(), outcome.size())},
+        {"message", result.message}};
+    stream_ << boost::json::serialize(record) << '\n';
+}
+
+void ResultsFile::close() {
+    stream_.close();
+    if (stream_.fail()) throw std::runtime_error(file_.string() + " could not be written");
+}
+
+}  // namespace zentara::track

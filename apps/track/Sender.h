@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "track/Drain.h"
+#include "track/EventLine.h"
+#include "track/Options.h"
+#include "track/Outcome.h"
+
+namespace zentara::track {
+
+/// The library, set up for one run of the program.
+class Sender {
+  public:
+    /// Configures the process and builds the client; once per process. Throws
+    /// `std::runtime_error` when the options do not make sense.
+    explicit Sender(const Options& options);
+    Sender(const Sender&) = delete;
+    Sender& operator=(const Sender&) = delete;
+
+    /// Waits for the schemas. Nothing when they are there, otherwise why they are not.
+    [[nodiscard]] std::optional<std::string> waitUntilReady(std::chrono::milliseconds timeout);
+
+    [[nodiscard]] Result send(EventLine event);
+
+    /// Delivers everything that waits in the queue.
+    [[nodiscard]] Drain::Result drain(const Drain::Progress& progress);
+
+  private:
+    struct Readiness;
+
+    std::shared_ptr<Readiness> readiness_;
+    std::shared_ptr<ZentaraClient> client_;
+    Drain::Patience patience_;
+};
+
+}  // namespace zentara::track

@@ -1,0 +1,145 @@
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <istream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "track/EventLine.h"
+#include "track/LineReader.h"
+#include "track/Options.h"
+#include "track/Outcome.h"
+#include "track/ProgressBar.h"
+#include "track/ResultsFile.h"
+#include "track/Sender.h"
+
+namespace {
+
+using namespace zentara::track;
+
+constexpr std::size_t eventsBetweenDrains = 1000;
+constexpr std::size_t eventsPerBatch = 10;
+
+double seconds(std::chrono::milliseconds duration) {
+    return std::chrono::duration<double>(duration).count();
+}
+
+/// Sends the lines of a stream and delivers what was accepted.
+class Run {
+  public:
+    Run(const Options& options, Sender& sender, ResultsFile* results)
+        : options_(options), sender_(sender), results_(results) {}
+
+    int overAll(std::istream& input) {
+        LineReader lines(input);
+        while (auto line = lines.next()) {
+            sendLine(*line);
+            if (waiting_ >= eventsBetweenDrains && !deliver()) break;
+        }
+        if (drained_) deliver();
+        report();
+        if (options_.drain && !drained_) return exitUndelivered;
+        return tally_.of(Outcome::accepted) == tally_.total() ? exitComplete : exitRefused;
+    }
+
+  private:
+    void sendLine(const LineReader::Line& line) {
+        auto read = line.tooLong ? UnreadableLine{"longer than 1 MiB"} : readEventLine(line.text);
+        if (const auto* unreadable = std::get_if<UnreadableLine>(&read)) {
+            std::cerr << "line " << line.number << ": " << unreadable->reason << '\n';
+            return note(line.number, "", {Outcome::unreadable, unreadable->reason});
+        }
+        auto& event = std::get<EventLine>(read);
+        const std::string schema = event.schema();
+        note(line.number, schema, sender_.send(std::move(event)));
+    }
+
+    void note(std::size_t line, const std::string& schema, const Result& result) {
+        tally_.add(result.outcome);
+        if (result.outcome == Outcome::accepted) ++waiting_;
+        if (results_ != nullptr) results_->add(line, schema, result);
+        if (!options_.verbose || result.outcome == Outcome::unreadable) return;
+        std::cout << "line " << line << ": " << schema << ' ' << outcomeName(result.outcome);
+        if (!result.message.empty()) std::cout << ": " << result.message;
+        std::cout << '\n';
+    }
+
+    /// Empties the queue, unless that is not wanted. Tells whether one can go on.
+    bool deliver() {
+        const std::size_t total = std::exchange(waiting_, 0);
+        if (!options_.drain) return true;
+        ProgressBar bar(stderr, ProgressBar::styleFor(stderr), "delivering", total);
+        const auto result =
+            sender_.drain([&](std::size_t batches) { bar.show(batches * eventsPerBatch); });
+        bar.finish(result.complete);
+        batches_ += result.batches;
+        drained_ = result.complete;
+        if (!drained_) {
+            std::cerr << "zentara-track: nothing could be delivered for "
+                      << seconds(options_.drainTimeout)
+                      << " s; what is left waits in the queue for the next run\n";
+        }
+        return drained_;
+    }
+
+    void report() const {
+        std::cout << "events      " << tally_.total() << '\n';
+        for (std::size_t index = 0; index < outcomeCount; ++index) {
+            const auto outcome = static_cast<Outcome>(index);
+            if (tally_.of(outcome) == 0) continue;
+            std::cout << "  " << outcomeName(outcome) << ' ' << tally_.of(outcome) << '\n';
+        }
+        if (options_.drain) {
+            std::cout << "batches     " << batches_ << (drained_ ? "" : ", not all") << '\n';
+        }
+        std::cout.flush();
+    }
+
+    const Options& options_;
+    Sender& sender_;
+    ResultsFile* results_;
+    Tally tally_;
+    std::size_t waiting_ = 0;  // accepted since the queue was last empty
+    std::size_t batches_ = 0;
+    bool drained_ = true;
+};
+
+int track(const Options& options) {
+    std::ifstream file;
+    if (options.input != "-") {
+        file.open(options.input, std::ios::binary);
+        if (!file.is_open()) throw std::runtime_error(options.input + " cannot be opened");
+    }
+    std::optional<ResultsFile> results;
+    if (!options.results.empty()) results.emplace(options.results);
+
+    Sender sender(options);
+    if (const auto problem = sender.waitUntilReady(options.readyTimeout)) {
+        std::cerr << "zentara-track: no schemas within " << seconds(options.readyTimeout)
+                  << " s: " << *problem << '\n';
+        return exitNotReady;
+    }
+    Run run(options, sender, results ? &*results : nullptr);
+    const int exitCode = run.overAll(options.input == "-" ? std::cin : file);
+    if (results) results->close();
+    return exitCode;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::ios::sync_with_stdio(false);
+    const auto parsed = parseOptions(argc, argv);
+    if (!parsed.options) return parsed.exitCode;
+    try {
+        return track(*parsed.options);
+    } catch (const std::exception& error) {
+        std::cerr << "zentara-track: " << error.what() << '\n';
+        return exitUsage;
+    }
+}

@@ -1,0 +1,65 @@
+#include "track/EventLine.h"
+
+#include <gmock/gmock.h>
+
+#include <boost/json/parse.hpp>
+
+namespace zentara::track {
+namespace {
+
+TEST(EventLineTest, EveryMemberIsRead) {
+    const auto event = std::get<EventLine>(readEventLine(
+        R"({"schemaId":"page-view","schemaVersion":"2","contentType":"text/x","url":"u",)"
+        R"("referer":"r","properties":{"b":1,"a":[2.5]},"relationId":"rel","more":1})"));
+    EXPECT_EQ(event.schema(), "page-view-2");
+    EXPECT_EQ(event.contentType, "text/x");
+    EXPECT_EQ(event.url, "u");
+    EXPECT_EQ(event.referer, "r");
+    EXPECT_EQ(JSONValue(event.properties), boost::json::parse(R"({"b":1,"a":[2.5]})"));
+    EXPECT_EQ(event.relationId, "rel");
+}
+
+TEST(EventLineTest, AbsentAndNullMembersHaveTheirDefaults) {
+    for (const char* line :
+         {R"({"schemaId":"a","schemaVersion":"1"})",
+          R"({"schemaId":"a","schemaVersion":"1","contentType":null,"url":null,"referer":null,)"
+          R"("properties":null,"relationId":null})"}) {
+        const auto event = std::get<EventLine>(readEventLine(line));
+        EXPECT_EQ(event.contentType, "application/json");
+        EXPECT_EQ(event.url, "");
+        EXPECT_TRUE(event.properties.empty());
+        EXPECT_FALSE(event.relationId);
+    }
+}
+
+TEST(EventLineTest, ALineThatIsNoEventIsToldWhy) {
+    const struct {
+        std::string line;
+        const char* reason;
+    } cases[] = {
+        {R"({"schemaId":"a")", "not JSON: "},
+        {R"({"schemaId":"a","schemaVersion":"1"} x)", "not JSON: "},
+        {"{\"schemaId\":\"\xFF\"}", "not JSON: "},
+        {"[]", "not a JSON object"},
+        {R"({"schemaVersion":"1"})", R"("schemaId" is missing)"},
+        {R"({"schemaId":"a","schemaVersion":null})", R"("schemaVersion" is missing)"},
+        {R"({"schemaId":"a","schemaVersion":1})", R"("schemaVersion" is not a string)"},
+        {R"({"schemaId":"a","schemaVersion":"1","url":{}})", R"("url" is not a string)"},
+        {R"({"schemaId":"a","schemaVersion":"1","relationId":4})",
+         R"("relationId" is not a string)"},
+        {R"({"schemaId":"a","schemaVersion":"1","properties":[]})",
+         R"("properties" is not an object)"},
+        {R"({"schemaId":"a","schemaVersion":"1","properties":{"a":)" + std::string(600, '[') +
+             std::string(600, ']') + "}}",
+         "not JSON: "},
+    };
+    for (const auto& each : cases) {
+        const auto read = readEventLine(each.line);
+        const auto* unreadable = std::get_if<UnreadableLine>(&read);
+        ASSERT_NE(unreadable, nullptr) << each.line;
+        EXPECT_THAT(unreadable->reason, testing::StartsWith(each.reason)) << each.line;
+    }
+}
+
+}  // namespace
+}  // namespace zentara::track
