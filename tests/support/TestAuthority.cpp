@@ -46,7 +46,8 @@ void addExtension(X509* certificate, int kind, const std::string& value) {
 
 }  // namespace
 
-TestAuthority::TestAuthority() : own_(makeCertificate("Test authority", nullptr)) {
+TestAuthority::TestAuthority()
+    : own_(makeCertificate(directory_.path().filename().c_str(), nullptr)) {
     X509* const certificate = own_.certificate.get();
     addExtension(certificate, NID_basic_constraints, "critical,CA:TRUE");
     addExtension(certificate, NID_key_usage, "critical,keyCertSign");

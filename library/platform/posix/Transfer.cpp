@@ -32,6 +32,17 @@ bool isHeaderValue(std::string_view text) {
     return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
 }
 
+/// For example "HTTP/1.1 200 OK" or "HTTP/2 200". curl takes any line that begins with "HTTP/" and
+/// reads a status of 200 out of those that it does not understand.
+bool isStatusLine(std::string_view line) {
+    const std::size_t space = line.find(' ');
+    if (space == std::string_view::npos || line.size() < space + 4) return false;
+    const std::string_view version = line.substr(5, space - 5);
+    const std::string_view code = line.substr(space + 1, 3);
+    return !version.empty() && version.find_first_not_of("0123456789.") == std::string_view::npos &&
+           code.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 bool equalIgnoringCase(std::string_view one, std::string_view other) {
     return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
 }
@@ -159,6 +170,10 @@ bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
     if (text.starts_with("HTTP/")) {
         // A provisional response may have come before this one.
         bodyAnnounced_ = false;
+        if (!isStatusLine(text)) {
+            refusal_ = Refusal::badStatusLine;
+            return false;
+        }
     } else if (text == "\r\n" || text == "\n") {
         // After 100, 102 and 103 the real response follows; other codes of that class have no
         // meaning that would let one wait for more.
@@ -204,7 +219,9 @@ TransferOutcome Transfer::outcome(CURLcode code) {
     }
     // Bytes came, but not a status line of HTTP.
     const bool isGarbage = code == CURLE_UNSUPPORTED_PROTOCOL || code == CURLE_WEIRD_SERVER_REPLY;
-    if (handle_ && isGarbage && statusCode < 100) return {URLResponse{}, nullptr};
+    if (refusal_ == Refusal::badStatusLine || (handle_ && isGarbage && statusCode < 100)) {
+        return {URLResponse{}, nullptr};
+    }
 
     std::string message = "request to '" + request_.url.host() + "' failed: ";
     if (refusal_ == Refusal::largeBody || code == CURLE_FILESIZE_EXCEEDED) {

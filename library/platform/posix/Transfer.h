@@ -42,7 +42,7 @@ class Transfer {
         void operator()(curl_slist* list) const noexcept { ::curl_slist_free_all(list); }
     };
 
-    enum class Refusal { none, largeBody, largeHeaders };
+    enum class Refusal { none, badStatusLine, largeBody, largeHeaders };
 
     [[nodiscard]] bool buildHeaderList();
     [[nodiscard]] bool addHeaderLine(const std::string& line);

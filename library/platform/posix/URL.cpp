@@ -74,7 +74,7 @@ std::optional<URL> URL::parse(std::string_view text) {
     // curl repairs "http:/host" and "http:///host"; here both are mistakes.
     const std::size_t colon = text.find(':');
     if (colon == std::string_view::npos || text.substr(colon, 3) != "://") return std::nullopt;
-    if (!hasOnlyURLCharacters(text)) return std::nullopt;
+    if (!isLetter(text.front()) || !hasOnlyURLCharacters(text)) return std::nullopt;
     const std::string scheme = lowered(std::string(text.substr(0, colon)));
     const bool isFile = scheme == "file";
     const std::string_view rest = text.substr(colon + 3);

@@ -1,0 +1,55 @@
+#include "platform/SerialQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace zentara {
+namespace {
+
+TEST(SerialQueueTest, RunsOneBlockAtATime) {
+    SerialQueue queue("test");
+    int inside = 0;
+    int highest = 0;
+    int total = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int j = 0; j < 2000; ++j) {
+                queue.sync([&] {
+                    highest = std::max(highest, ++inside);
+                    ++total;
+                    --inside;
+                });
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(highest, 1);
+    EXPECT_EQ(total, 8000);
+}
+
+TEST(SerialQueueTest, ABlockThatThrowsLeavesTheQueue) {
+    SerialQueue queue("test");
+    EXPECT_THROW(queue.sync([] { throw std::runtime_error("no"); }), std::runtime_error);
+    EXPECT_EQ(queue.sync([] { return 5; }), 5);
+}
+
+TEST(SerialQueueDeathTest, EnteringFromInsideNamesTheLabel) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    SerialQueue queue("com.example.label");
+    EXPECT_DEATH(queue.sync([&] { queue.sync([] {}); }),
+                 "fatal error: serial queue \"com.example.label\" entered again");
+}
+
+TEST(SerialQueueTest, OneQueueMayBeEnteredFromInsideAnother) {
+    SerialQueue outer("outer");
+    SerialQueue inner("inner");
+    EXPECT_EQ(outer.sync([&] { return inner.sync([] { return 7; }); }), 7);
+}
+
+}  // namespace
+}  // namespace zentara
