@@ -44,7 +44,8 @@ inline std::vector<InternalEvent> sampleEvents(std::int64_t first, std::int64_t 
 template <typename Events>
 std::vector<std::int64_t> numbersOf(const Events& events) {
     std::vector<std::int64_t> numbers;
-    for (const auto& event : events) numbers.push_back(event.fields().zentaraActionSequence);
+    for (const auto& event : events)
+        numbers.push_back(event.fields().zentaraActionSequence);
     return numbers;
 }
 

@@ -1,0 +1,114 @@
+#include "model/ObjectEquality.h"
+
+#include <algorithm>
+#include <cmath>
+#include <compare>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+
+namespace zentara {
+
+namespace {
+
+/// A number as it compares: an integer where it holds one, else the double.
+struct Number {
+    bool isInteger = false;
+    bool isNegative = false;
+    std::uint64_t integer = 0;  ///< two's complement when negative
+    double real = 0;
+
+    friend bool operator==(const Number&, const Number&) = default;
+};
+
+Number numberOf(std::int64_t value) {
+    return {true, value < 0, static_cast<std::uint64_t>(value), 0};
+}
+
+std::optional<Number> numberOf(const JSONValue& value) {
+    switch (value.kind()) {
+        case boost::json::kind::bool_:
+            return numberOf(std::int64_t{value.get_bool()});
+        case boost::json::kind::int64:
+            return numberOf(value.get_int64());
+        case boost::json::kind::uint64:
+            return Number{true, false, value.get_uint64(), 0};
+        case boost::json::kind::double_: {
+            // A double that holds an integer of 64 bits is that integer, so that nothing is lost by
+            // comparing large integers as doubles.
+            const double real = value.get_double();
+            if (std::trunc(real) == real && real >= -0x1p63 && real < 0x1p64) {
+                if (real < 0) return numberOf(static_cast<std::int64_t>(real));
+                return Number{true, false, static_cast<std::uint64_t>(real), 0};
+            }
+            return Number{false, false, 0, real};
+        }
+        default:
+            return std::nullopt;
+    }
+}
+
+std::size_t mixed(std::size_t seed, std::size_t hash) {
+    return (seed ^ hash) * 0x9E3779B97F4A7C15U + (seed << 6U);
+}
+
+}  // namespace
+
+// The recursions below go as deep as the values, which readers and writers bound.
+
+// NOLINTNEXTLINE(misc-no-recursion)
+bool objectsEqual(const JSONValue& one, const JSONValue& other) {
+    if (const auto number = numberOf(one)) return number == numberOf(other);
+    if (one.kind() != other.kind()) return false;
+    switch (one.kind()) {
+        case boost::json::kind::string:
+            return one.get_string() == other.get_string();
+        case boost::json::kind::array:
+            return std::equal(one.get_array().begin(), one.get_array().end(),
+                              other.get_array().begin(), other.get_array().end(), objectsEqual);
+        case boost::json::kind::object: {
+            const auto& members = one.get_object();
+            const auto& others = other.get_object();
+            return members.size() == others.size() &&
+                   std::all_of(members.begin(), members.end(), [&](const auto& member) {
+                       const auto* match = others.if_contains(member.key());
+                       return match != nullptr && objectsEqual(member.value(), *match);
+                   });
+        }
+        default:
+            return true;
+    }
+}
+
+// NOLINTNEXTLINE(misc-no-recursion)
+std::size_t objectHash(const JSONValue& value) {
+    if (const auto number = numberOf(value)) {
+        return number->isInteger ? std::hash<std::uint64_t>()(number->integer)
+                                 : std::hash<double>()(number->real);
+    }
+    const auto kindHash = static_cast<std::size_t>(value.kind()) + 1;
+    switch (value.kind()) {
+        case boost::json::kind::string:
+            return std::hash<std::string_view>()(value.get_string());
+        case boost::json::kind::array: {
+            auto hash = kindHash;
+            for (const auto& element : value.get_array())
+                hash = mixed(hash, objectHash(element));
+            return hash;
+        }
+        case boost::json::kind::object: {
+            // A sum, since the order of members does not count.
+            auto hash = kindHash;
+            for (const auto& member : value.get_object()) {
+                hash +=
+                    mixed(std::hash<std::string_view>()(member.key()), objectHash(member.value()));
+            }
+            return hash;
+        }
+        default:
+            return kindHash;
+    }
+}
+
+}  // namespace zentara

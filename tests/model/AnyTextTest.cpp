@@ -1,0 +1,67 @@
+#include <zentara/AnyText.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <ostream>
+
+#include "model/UTF8Repair.h"
+
+namespace zentara {
+namespace {
+
+struct Streamable {
+    friend std::ostream& operator<<(std::ostream& stream, const Streamable&) {
+        return stream << "streamed";
+    }
+};
+
+struct ToString {
+    operator std::string() const { return "converted"; }
+};
+
+struct ToView {
+    operator std::string_view() const { return "viewed"; }
+};
+
+TEST(AnyText, TakesWhateverTheCallerHas) {
+    const char* const none = nullptr;
+    const std::pair<AnyText, std::string> cases[] = {
+        {AnyText("literal"), "literal"},
+        {AnyText(std::string("string")), "string"},
+        {AnyText(std::string_view("view")), "view"},
+        {AnyText(none), ""},
+        {AnyText(nullptr), ""},
+        {AnyText(*URL::parse("https://example.com/a")), "https://example.com/a"},
+        {AnyText(std::filesystem::path("/a/b")), "/a/b"},
+        {AnyText(42), "42"},
+        {AnyText(1.5), "1.5"},
+        {AnyText(true), "true"},
+        {AnyText(Streamable()), "streamed"},
+        {AnyText(ToString()), "converted"},
+        {AnyText(ToView()), "viewed"},
+        {AnyText(std::optional<std::string>()), ""},
+        {AnyText(std::optional<int>(7)), "7"},
+        {AnyText("broken \xFF"), "broken \xEF\xBF\xBD"},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(text.string(), expected);
+}
+
+TEST(UTF8Repair, ReplacesIllFormedBytesWhereverTheyAre) {
+    const JSONObject broken{
+        {"good", "\xC3\xA9"},
+        {"bad\xFE", JSONArray{"\xF0\x9F\x98", JSONObject{{"\xC3", "x"}}}},
+        {"surrogate", "\xED\xA0\x80"},
+    };
+    const JSONObject repaired{
+        {"good", "\xC3\xA9"},
+        {"bad\xEF\xBF\xBD", JSONArray{"\xEF\xBF\xBD", JSONObject{{"\xEF\xBF\xBD", "x"}}}},
+        {"surrogate", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+    };
+    EXPECT_EQ(withValidUTF8(broken), repaired);
+    EXPECT_EQ(withValidUTF8(repaired), repaired);
+}
+
+}  // namespace
+}  // namespace zentara
