@@ -3,7 +3,6 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <cstdlib>
@@ -30,9 +29,7 @@ WorkerPool& WorkerPool::shared() {
     return *pool;
 }
 
-WorkerPool::WorkerPool() : context_(workerCount) {
-    // The guard keeps idle workers waiting instead of leaving; it is never released.
-    new boost::asio::executor_work_guard(boost::asio::make_work_guard(context_));
+WorkerPool::WorkerPool() : context_(workerCount), guard_(context_.get_executor()) {
     int started = 0;
     for (int i = 0; i < workerCount; ++i) {
         if (startDetachedThread([this] { context_.run(); })) ++started;

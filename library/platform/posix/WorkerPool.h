@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <functional>
 #include <utility>
@@ -23,6 +24,8 @@ class WorkerPool {
     WorkerPool();
 
     boost::asio::io_context context_;
+    // Keeps idle workers waiting instead of leaving.
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard_;
 };
 
 /// Ends the process because of the exception that is being handled.
