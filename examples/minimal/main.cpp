@@ -1,0 +1,72 @@
+// The smallest host application: one event, from the call to the collector.
+//
+//     zentara-collector --port 8080 --schemas examples/schemas &
+//     minimal http://127.0.0.1:8080 http://127.0.0.1:8080
+
+#include <zentara/ZentaraClient.h>
+
+#include <chrono>
+#include <future>
+#include <iostream>
+#include <thread>
+
+using namespace zentara;
+
+namespace {
+
+BackgroundFetchResult deliver(const std::shared_ptr<ZentaraClient>& client) {
+    const auto result = std::make_shared<std::promise<BackgroundFetchResult>>();
+    client->performFetch([result](BackgroundFetchResult outcome) { result->set_value(outcome); });
+    return result->get_future().get();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::cerr << "usage: minimal COLLECTOR_URL SCHEMAS_URL\n";
+        return 2;
+    }
+
+    // Once, when the application starts.
+    auto endpoints = ZentaraEndpoints::current();
+    endpoints.qaCollector = argv[1];
+    endpoints.qaSchemas = argv[2];
+    ZentaraEndpoints::use(endpoints);
+    ZentaraClient::useSettings("my-tenant", ZentaraEnvironment::qa);
+
+    auto ready = std::make_shared<std::promise<void>>();
+    auto schemas = ready->get_future();
+    const auto client = ZentaraClient::get([ready](const ZentaraClientErrorRef& error) mutable {
+        if (error) {
+            std::cerr << error->what() << '\n';
+        } else if (const auto first = std::move(ready)) {
+            first->set_value();
+        }
+    });
+    if (schemas.wait_for(std::chrono::seconds(30)) != std::future_status::ready) return 1;
+
+    // Whenever something happens.
+    client->send("page-view", "1", "application/json", "https://example.com/", "",
+                 {{"title", "Home"}, {"section", "home"}, {"language", "en"}}, std::nullopt,
+                 [](const EventRef& event, const ZentaraClientErrorRef& error) {
+                     std::cout << event->schemaId() << ": " << (error ? error->what() : "queued")
+                               << '\n';
+                 });
+
+    // Every ten seconds the library delivers by itself; a program that ends can ask for it. The
+    // first tries may fail until the collector has issued an identity.
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        switch (deliver(client)) {
+            case BackgroundFetchResult::noData:
+                std::cout << "delivered\n";
+                return 0;
+            case BackgroundFetchResult::newData:
+                break;
+            case BackgroundFetchResult::failed:
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    }
+    std::cerr << "the collector does not answer; the event waits for the next run\n";
+    return 1;
+}
