@@ -1,0 +1,321 @@
+#include "dispatch/InternalEventStorageImpl.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <deque>
+#include <random>
+
+#include "support/Files.h"
+#include "support/SampleEvents.h"
+#include "support/TestHost.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+using Duration = std::chrono::steady_clock::duration;
+
+/// Keeps background work until the test lets it run.
+class ManualScheduler {
+  public:
+    InternalEventStorageImpl::Scheduler scheduler() {
+        return [this](Duration delay, std::function<void()> work) {
+            tasks_.emplace_back(delay, std::move(work));
+        };
+    }
+
+    /// Runs what is waiting; returns how many tasks there were.
+    std::size_t run() {
+        auto tasks = std::exchange(tasks_, {});
+        for (auto& [delay, work] : tasks)
+            work();
+        return tasks.size();
+    }
+
+    [[nodiscard]] std::size_t waiting() const { return tasks_.size(); }
+    [[nodiscard]] Duration longestDelay() const {
+        Duration longest{};
+        for (const auto& [delay, work] : tasks_)
+            longest = std::max(longest, delay);
+        return longest;
+    }
+
+  private:
+    std::deque<std::pair<Duration, std::function<void()>>> tasks_;
+};
+
+class InternalEventStorageTest : public testing::Test {
+  protected:
+    [[nodiscard]] InternalEventStorageImpl storage() {
+        return InternalEventStorageImpl("queue", std::chrono::seconds(10), scheduler_.scheduler());
+    }
+
+    /// A list as a store of the next process reads it.
+    [[nodiscard]] std::vector<std::int64_t> reopened() {
+        auto next = storage();
+        next.recover();
+        auto loaded = next.load();
+        EXPECT_EQ(loaded.error, nullptr);
+        return numbersOf(loaded.records);
+    }
+
+    [[nodiscard]] std::string file() const { return contentsOf(host_.file("queue")); }
+
+    TestHost host_;
+    ManualScheduler scheduler_;
+};
+
+TEST_F(InternalEventStorageTest, TheFileIsTheWholeListAfterEverySave) {
+    std::mt19937 random(7);
+    std::int64_t next = 1;
+    for (int process = 0; process < 12; ++process) {
+        auto store = storage();
+        store.recover();
+        auto loaded = store.load();
+        ASSERT_EQ(loaded.error, nullptr);
+        EventList list(std::move(loaded.records));
+        for (int step = 0; step < 60; ++step) {
+            std::vector<InternalEvent> taken;
+            switch (random() % 8) {
+                case 0:
+                    taken = list.takeFront(random() % 4);
+                    break;
+                case 1:
+                    taken = list.takeFront(random() % 12);
+                    ASSERT_EQ(store.save(list), nullptr);
+                    ASSERT_EQ(file(), fileOf(list.events()));
+                    list.insertAtFront(taken);
+                    break;
+                case 2:
+                    scheduler_.run();
+                    break;
+                case 3: {
+                    auto foreign = sampleEvents(next, 2);
+                    next += 2;
+                    list.insertAtFront(foreign);
+                    break;
+                }
+                default:
+                    list.append(sampleEvent(next++));
+            }
+            ASSERT_EQ(store.save(list), nullptr);
+            ASSERT_EQ(file(), fileOf(list.events())) << process << ' ' << step;
+        }
+        EXPECT_EQ(reopened(), numbersOf(list.events()));
+    }
+}
+
+TEST_F(InternalEventStorageTest, ASaveOfWhatTheFileHoldsWritesNothing) {
+    auto store = storage();
+    EventList list(sampleEvents(1, 3));
+    ASSERT_EQ(store.save(list), nullptr);
+    struct stat before {};
+    ::stat(host_.file("queue").c_str(), &before);
+
+    ASSERT_EQ(store.save(list), nullptr);
+    const auto batch = list.takeFront(2);
+    list.insertAtFront(batch);
+    ASSERT_EQ(store.save(list), nullptr);
+
+    struct stat after {};
+    ::stat(host_.file("queue").c_str(), &after);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_ctim.tv_nsec, before.st_ctim.tv_nsec);
+}
+
+TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
+    auto store = storage();
+    EventList list(sampleEvents(1, 3));
+    const auto saveOneMore = [&](std::int64_t number) {
+        list.append(sampleEvent(number));
+        EXPECT_EQ(store.save(list), nullptr);
+        EXPECT_EQ(file(), fileOf(list.events()));
+    };
+    saveOneMore(4);
+    saveOneMore(5);
+    std::filesystem::remove(host_.file("queue"));
+    saveOneMore(6);
+    std::filesystem::remove(host_.file(".queue.spare"));
+    saveOneMore(7);
+    std::filesystem::remove_all(host_.documents());
+    saveOneMore(8);
+    writeTo(host_.file("other"), "[]");
+    std::filesystem::rename(host_.file("other"), host_.file("queue"));
+    saveOneMore(9);
+    saveOneMore(10);
+    {
+        auto second = storage();
+        EventList others(sampleEvents(100, 2));
+        EXPECT_EQ(second.save(others), nullptr);
+        EXPECT_EQ(file(), fileOf(others.events()));
+    }
+    saveOneMore(11);
+    saveOneMore(12);
+}
+
+TEST_F(InternalEventStorageTest, AFailedSaveKeepsTheOldListAndTheNextOneWritesItAll) {
+    auto store = storage();
+    EventList list(sampleEvents(1, 3));
+    ASSERT_EQ(store.save(list), nullptr);
+    const auto old = file();
+    // A folder with something in it cannot give way to the spare.
+    std::filesystem::remove(host_.file(".queue.spare"));
+    writeTo(host_.file(".queue.spare") / "in-the-way", "");
+    list.append(sampleEvent(4));
+    EXPECT_NE(store.save(list), nullptr);
+    EXPECT_EQ(file(), old);
+    std::filesystem::remove_all(host_.file(".queue.spare"));
+    EXPECT_EQ(store.save(list), nullptr);
+    EXPECT_EQ(file(), fileOf(list.events()));
+}
+
+TEST_F(InternalEventStorageTest, TheSpareIsPutRightInTheBackgroundAfterTheFrontHasChanged) {
+    auto store = storage();
+    EventList list(sampleEvents(1, 50));
+    ASSERT_EQ(store.save(list), nullptr);
+    static_cast<void>(list.takeFront(10));
+    ASSERT_EQ(store.save(list), nullptr);
+    EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
+    scheduler_.run();
+    EXPECT_EQ(contentsOf(host_.file(".queue.spare")), file());
+}
+
+TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
+    auto store = storage();
+    EventList list(sampleEvents(1, 1));
+    ASSERT_EQ(store.save(list), nullptr);
+    ASSERT_EQ(scheduler_.waiting(), 1U) << "the first change is flushed at once";
+    EXPECT_EQ(scheduler_.longestDelay(), Duration::zero());
+    scheduler_.run();
+    EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), file());
+
+    for (std::int64_t number = 2; number < 40; ++number) {
+        list.append(sampleEvent(number));
+        ASSERT_EQ(store.save(list), nullptr);
+    }
+    ASSERT_EQ(scheduler_.waiting(), 1U) << "the others wait for the next interval together";
+    EXPECT_GT(scheduler_.longestDelay(), std::chrono::seconds(5));
+    EXPECT_LE(scheduler_.longestDelay(), std::chrono::seconds(10));
+    scheduler_.run();
+    EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), file());
+    ASSERT_EQ(store.save(list), nullptr);
+    EXPECT_EQ(scheduler_.waiting(), 0U) << "nothing changed, nothing to flush";
+}
+
+/// What a loss of power can leave of the file.
+struct Damage {
+    const char* name;
+    std::function<std::optional<std::string>(std::string)> apply;
+};
+
+class DamagedQueueTest : public InternalEventStorageTest, public testing::WithParamInterface<int> {
+  public:
+    static const std::vector<Damage>& damages() {
+        static const std::vector<Damage> all = {
+            {"missing",
+             [](std::string) {
+                 return std::nullopt;
+             }},
+            {"empty",
+             [](std::string) {
+                 return "";
+             }},
+            {"truncated",
+             [](std::string text) {
+                 return text.substr(0, text.size() / 2);
+             }},
+            {"zeroFilledTail",
+             [](std::string text) {
+                 std::fill(text.begin() + static_cast<std::ptrdiff_t>(text.size() / 2), text.end(),
+                           '\0');
+                 return text;
+             }},
+            {"otherFile",
+             [](std::string) {
+                 return "{\"not\":\"ours\"}";
+             }},
+        };
+        return all;
+    }
+
+  protected:
+    void damage(const char* name) {
+        const auto left =
+            damages()[static_cast<std::size_t>(GetParam())].apply(contentsOf(host_.file(name)));
+        std::filesystem::remove(host_.file(name));
+        if (left) writeTo(host_.file(name), *left);
+    }
+
+    [[nodiscard]] std::vector<std::string> asideContents() const {
+        std::vector<std::string> contents;
+        for (const auto& name : namesIn(host_.documents())) {
+            if (name.starts_with("queue.unreadable-")) {
+                contents.push_back(contentsOf(host_.file(name)));
+            }
+        }
+        return contents;
+    }
+};
+
+TEST_P(DamagedQueueTest, TheCheckpointTakesThePlaceOfADamagedFile) {
+    {
+        auto store = storage();
+        EventList list(sampleEvents(1, 20));
+        ASSERT_EQ(store.save(list), nullptr);
+        scheduler_.run();
+        list.append(sampleEvent(21));
+        ASSERT_EQ(store.save(list), nullptr);
+    }
+    damage("queue");
+    const auto damaged = contentsOf(host_.file("queue"));
+    const bool wasThere = std::filesystem::exists(host_.file("queue"));
+    EXPECT_EQ(reopened(), numbersOf(sampleEvents(1, 20)));
+    EXPECT_EQ(asideContents(), wasThere ? std::vector{damaged} : std::vector<std::string>());
+    EXPECT_EQ(file(), fileOf(sampleEvents(1, 20)));
+}
+
+TEST_P(DamagedQueueTest, WithoutASoundCheckpointTheQueueStartsEmptyAndGoesOn) {
+    {
+        auto store = storage();
+        const EventList list(sampleEvents(1, 20));
+        ASSERT_EQ(store.save(list), nullptr);
+        scheduler_.run();
+    }
+    damage("queue");
+    damage(".queue.checkpoint");
+    auto store = storage();
+    store.recover();
+    EXPECT_TRUE(store.load().records.empty());
+    EventList list;
+    list.append(sampleEvent(1));
+    ASSERT_EQ(store.save(list), nullptr);
+    scheduler_.run();
+    EXPECT_EQ(reopened(), std::vector<std::int64_t>{1});
+}
+
+INSTANTIATE_TEST_SUITE_P(Damages, DamagedQueueTest, testing::Range(0, 5), [](const auto& info) {
+    return DamagedQueueTest::damages()[static_cast<std::size_t>(info.param)].name;
+});
+
+TEST_F(InternalEventStorageTest, WhateverIsInThePlaceOfTheFileIsSetAsideWhole) {
+    std::filesystem::create_directories(host_.file("queue") / "in-the-way");
+    auto store = storage();
+    store.recover();
+    EXPECT_TRUE(store.load().records.empty());
+    EventList list(sampleEvents(1, 1));
+    ASSERT_EQ(store.save(list), nullptr);
+    EXPECT_EQ(reopened(), std::vector<std::int64_t>{1});
+    // The folder went aside, whole.
+    std::size_t aside = 0;
+    for (const auto& name : namesIn(host_.documents())) {
+        if (name.starts_with("queue.unreadable-")) {
+            ++aside;
+            EXPECT_TRUE(std::filesystem::exists(host_.file(name) / "in-the-way"));
+        }
+    }
+    EXPECT_EQ(aside, 1U);
+}
+
+}  // namespace
+}  // namespace zentara
