@@ -53,27 +53,39 @@ std::size_t mixed(std::size_t seed, std::size_t hash) {
     return (seed ^ hash) * 0x9E3779B97F4A7C15U + (seed << 6U);
 }
 
+bool spend(WorkAllowance* allowance, std::size_t bytes) {
+    constexpr std::int64_t unitsPerValue = 8;
+    return allowance == nullptr ||
+           allowance->spend(unitsPerValue + static_cast<std::int64_t>(bytes / 8));
+}
+
 }  // namespace
 
 // The recursions below go as deep as the values, which readers and writers bound.
 
 // NOLINTNEXTLINE(misc-no-recursion)
-bool objectsEqual(const JSONValue& one, const JSONValue& other) {
+bool objectsEqual(const JSONValue& one, const JSONValue& other, WorkAllowance* allowance) {
+    if (!spend(allowance, 0)) return false;
     if (const auto number = numberOf(one)) return number == numberOf(other);
     if (one.kind() != other.kind()) return false;
     switch (one.kind()) {
         case boost::json::kind::string:
-            return one.get_string() == other.get_string();
+            return one.get_string().size() == other.get_string().size() &&
+                   spend(allowance, one.get_string().size()) &&
+                   one.get_string() == other.get_string();
         case boost::json::kind::array:
             return std::equal(one.get_array().begin(), one.get_array().end(),
-                              other.get_array().begin(), other.get_array().end(), objectsEqual);
+                              other.get_array().begin(), other.get_array().end(),
+                              [allowance](const JSONValue& left, const JSONValue& right) {
+                                  return objectsEqual(left, right, allowance);
+                              });
         case boost::json::kind::object: {
             const auto& members = one.get_object();
             const auto& others = other.get_object();
             return members.size() == others.size() &&
                    std::all_of(members.begin(), members.end(), [&](const auto& member) {
                        const auto* match = others.if_contains(member.key());
-                       return match != nullptr && objectsEqual(member.value(), *match);
+                       return match != nullptr && objectsEqual(member.value(), *match, allowance);
                    });
         }
         default:
@@ -82,7 +94,8 @@ bool objectsEqual(const JSONValue& one, const JSONValue& other) {
 }
 
 // NOLINTNEXTLINE(misc-no-recursion)
-std::size_t objectHash(const JSONValue& value) {
+std::size_t objectHash(const JSONValue& value, WorkAllowance* allowance) {
+    if (!spend(allowance, 0)) return 0;
     if (const auto number = numberOf(value)) {
         return number->isInteger ? std::hash<std::uint64_t>()(number->integer)
                                  : std::hash<double>()(number->real);
@@ -90,19 +103,21 @@ std::size_t objectHash(const JSONValue& value) {
     const auto kindHash = static_cast<std::size_t>(value.kind()) + 1;
     switch (value.kind()) {
         case boost::json::kind::string:
+            if (!spend(allowance, value.get_string().size())) return 0;
             return std::hash<std::string_view>()(value.get_string());
         case boost::json::kind::array: {
             auto hash = kindHash;
             for (const auto& element : value.get_array())
-                hash = mixed(hash, objectHash(element));
+                hash = mixed(hash, objectHash(element, allowance));
             return hash;
         }
         case boost::json::kind::object: {
             // A sum, since the order of members does not count.
             auto hash = kindHash;
             for (const auto& member : value.get_object()) {
-                hash +=
-                    mixed(std::hash<std::string_view>()(member.key()), objectHash(member.value()));
+                if (!spend(allowance, member.key().size())) return 0;
+                hash += mixed(std::hash<std::string_view>()(member.key()),
+                              objectHash(member.value(), allowance));
             }
             return hash;
         }

@@ -3,14 +3,18 @@
 #include <cstddef>
 
 #include "platform/JSONValue.h"
+#include "support/WorkAllowance.h"
 
 namespace zentara {
 
 /// Whether two values are equal as objects: numbers by numeric value whatever their kind, booleans
 /// as 1 and 0, strings by content, lists and dictionaries deeply, the order of keys ignored.
-[[nodiscard]] bool objectsEqual(const JSONValue& one, const JSONValue& other);
+///
+/// What comparing costs is taken from `allowance`; with nothing left the answer is false.
+[[nodiscard]] bool objectsEqual(const JSONValue& one, const JSONValue& other,
+                                WorkAllowance* allowance = nullptr);
 
-/// A hash that is the same for values that are equal as objects.
-[[nodiscard]] std::size_t objectHash(const JSONValue& value);
+/// A hash that is the same for values that are equal as objects, unless `allowance` runs out.
+[[nodiscard]] std::size_t objectHash(const JSONValue& value, WorkAllowance* allowance = nullptr);
 
 }  // namespace zentara
