@@ -17,7 +17,9 @@ function(zentara_configure_target target)
     if(ZENTARA_SANITIZER)
         target_compile_options(${target} PRIVATE
             -fsanitize=${ZENTARA_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-        target_link_options(${target} PUBLIC -fsanitize=${ZENTARA_SANITIZER})
+        # Whoever links our objects needs the sanitizer's runtime, but only within this build.
+        target_link_options(${target} PUBLIC
+            "$<BUILD_INTERFACE:-fsanitize=${ZENTARA_SANITIZER}>")
     endif()
 endfunction()
 

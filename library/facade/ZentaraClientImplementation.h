@@ -20,8 +20,9 @@
 
 namespace zentara {
 
-/// The client behind its public face: what it holds and how one event goes through it.
-struct ZentaraClient::Implementation {
+/// The client behind its public face: what it holds and how one event goes through it. Hidden,
+/// unlike the class that it is nested in.
+struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     static constexpr std::string_view anonymousTokenName = "Anonymous";
     static constexpr std::string_view typeName = "EventBus";
 

@@ -1,0 +1,36 @@
+# What `cmake --install` puts where: both libraries, the public headers as <zentara/Name.h>, and
+# what find_package(ZentaraClient) and pkg-config need to find them.
+include(CMakePackageConfigHelpers)
+
+set(ZENTARA_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/ZentaraClient")
+
+# Two export sets, so that who links the shared library needs none of the libraries inside it.
+install(TARGETS ZentaraClient EXPORT ZentaraClientTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(TARGETS ZentaraClientStatic EXPORT ZentaraClientStaticTargets
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+# Not a file set: its folder would become a place of includes of its own, and <URL.h> ours.
+list(TRANSFORM ZENTARA_PUBLIC_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+install(FILES ${ZENTARA_PUBLIC_HEADERS} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zentara")
+foreach(set IN ITEMS ZentaraClientTargets ZentaraClientStaticTargets)
+    install(EXPORT ${set} NAMESPACE ZentaraClient:: DESTINATION "${ZENTARA_PACKAGE_DIR}")
+endforeach()
+
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/ZentaraClientConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/ZentaraClientConfig.cmake"
+    INSTALL_DESTINATION "${ZENTARA_PACKAGE_DIR}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/ZentaraClientConfigVersion.cmake"
+    COMPATIBILITY SameMajorVersion)
+install(FILES
+    "${PROJECT_BINARY_DIR}/ZentaraClientConfig.cmake"
+    "${PROJECT_BINARY_DIR}/ZentaraClientConfigVersion.cmake"
+    DESTINATION "${ZENTARA_PACKAGE_DIR}")
+
+# Relative to the file itself, so that the install tree can be moved.
+file(RELATIVE_PATH ZENTARA_PC_PREFIX
+    "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" ZENTARA_PC_PREFIX "${ZENTARA_PC_PREFIX}")
+configure_file("${PROJECT_SOURCE_DIR}/cmake/zentaraclient.pc.in"
+    "${PROJECT_BINARY_DIR}/zentaraclient.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/zentaraclient.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
