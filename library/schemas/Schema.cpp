@@ -1,0 +1,46 @@
+#include "schemas/Schema.h"
+
+#include <string_view>
+#include <utility>
+
+#include "schemas/KeywordValues.h"
+#include "schemas/ValidationRun.h"
+
+namespace zentara {
+
+namespace {
+
+std::optional<std::string> stringUnder(const JSONObject& document, std::string_view key) {
+    const auto* const value = document.if_contains(key);
+    if (value == nullptr || !value->is_string()) return std::nullopt;
+    return std::string(value->get_string());
+}
+
+std::vector<Type> declaredTypes(const JSONObject& document) {
+    std::vector<Type> types;
+    const auto add = [&types](std::string_view name) {
+        if (const auto type = typeFromRawValue(name)) types.push_back(*type);
+    };
+    if (const auto* const value = document.if_contains("type")) {
+        if (const auto* const name = value->if_string()) add(*name);
+        if (const auto* const names = listOfStrings(*value)) {
+            for (const auto& name : *names)
+                add(name.get_string());
+        }
+    }
+    return types;
+}
+
+}  // namespace
+
+Schema::Schema(JSONObject document)
+    : title(stringUnder(document, "title")),
+      description(stringUnder(document, "description")),
+      type(declaredTypes(document)),
+      schema(std::move(document)) {}
+
+ValidationResult Schema::validate(const JSONValue& data) const {
+    return ValidationRun(schema, formats).run(data);
+}
+
+}  // namespace zentara

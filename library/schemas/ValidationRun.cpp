@@ -1,0 +1,200 @@
+#include "schemas/ValidationRun.h"
+
+#include <algorithm>
+
+#include "schemas/KeywordValues.h"
+#include "schemas/Reference.h"
+
+namespace zentara {
+
+namespace {
+
+constexpr std::int64_t unitsPerSubschema = 20;
+constexpr std::int64_t unitsPerElement = 2;
+constexpr std::int64_t unitsPerReference = 20;
+constexpr std::int64_t unitsPerMessage = 500;
+/// High, since this bounds memory rather than time.
+constexpr std::int64_t unitsPerMessageByte = 8;
+
+std::int64_t costOf(std::size_t elements) noexcept {
+    return unitsPerElement * static_cast<std::int64_t>(elements);
+}
+
+}  // namespace
+
+ValidationResult ValidationRun::run(const JSONValue& value) {
+    const Entered root{&root_, &value, nullptr};
+    entered_ = &root;
+    const bool passed = validate(root_, value);
+    if (passed && !stopMessage_) return {};
+    if (stopMessage_) gathered_.push_back(*std::move(stopMessage_));
+    return ValidationResult::invalid(std::move(gathered_));
+}
+
+bool ValidationRun::validate(const JSONObject& schema, const JSONValue& value) {
+    if (depth_ == maximumDepth) {
+        return stop("Validation stopped: the schema is applied more than " +
+                    std::to_string(maximumDepth) + " levels deep");
+    }
+    if (!spend(unitsPerSubschema + costOf(schema.size()))) return false;
+    ++depth_;
+    bool passed = true;
+    SchemaKeywords keywords(schema);
+    for (auto keyword = keywords.takeNext(); keyword != Keyword::none;
+         keyword = keywords.takeNext()) {
+        if (!check(keyword, keywords, value)) {
+            passed = false;
+            if (isDecided()) break;
+        }
+    }
+    --depth_;
+    return passed;
+}
+
+bool ValidationRun::passesSilently(const JSONObject& schema, const JSONValue& value) {
+    auto* const messages = std::exchange(messages_, nullptr);
+    const bool passed = validate(schema, value);
+    messages_ = messages;
+    return passed;
+}
+
+bool ValidationRun::check(Keyword keyword, const SchemaKeywords& keywords, const JSONValue& value) {
+    if (keyword == Keyword::properties) return properties(keywords, value);
+    const JSONValue& parameter = *keywords.find(keyword);
+    switch (keyword) {
+        case Keyword::format:
+            return format(parameter, value);
+        case Keyword::reference:
+            return reference(parameter, value);
+        case Keyword::type:
+            return type(parameter, value);
+        case Keyword::allOf:
+            return allOf(parameter, value);
+        case Keyword::anyOf:
+            return anyOf(parameter, value);
+        case Keyword::oneOf:
+            return oneOf(parameter, value);
+        case Keyword::negation:
+            return negation(parameter, value);
+        case Keyword::enumeration:
+            return enumeration(parameter, value);
+        case Keyword::maxLength:
+            return maxLength(parameter, value);
+        case Keyword::minLength:
+            return minLength(parameter, value);
+        case Keyword::pattern:
+            return pattern(parameter, value);
+        case Keyword::multipleOf:
+            return multipleOf(parameter, value);
+        case Keyword::minimum:
+            return minimum(parameter, keywords.find(Keyword::exclusiveMinimum), value);
+        case Keyword::maximum:
+            return maximum(parameter, keywords.find(Keyword::exclusiveMaximum), value);
+        case Keyword::minItems:
+            return minItems(parameter, value);
+        case Keyword::maxItems:
+            return maxItems(parameter, value);
+        case Keyword::uniqueItems:
+            return uniqueItems(parameter, value);
+        case Keyword::items:
+            return items(parameter, keywords.find(Keyword::additionalItems), value);
+        case Keyword::maxProperties:
+            return maxProperties(parameter, value);
+        case Keyword::minProperties:
+            return minProperties(parameter, value);
+        case Keyword::required:
+            return required(parameter, value);
+        case Keyword::dependencies:
+            return dependencies(parameter, value);
+        default:
+            return true;
+    }
+}
+
+const JSONObject* ValidationRun::resolve(std::string_view reference) {
+    const auto wanted = messages_ == nullptr ? FailureText::unwanted : FailureText::wanted;
+    const auto resolved = resolveReference(root_, reference, wanted);
+    if (resolved.schema == nullptr) fail(resolved.failure);
+    return resolved.schema;
+}
+
+bool ValidationRun::reference(const JSONValue& reference, const JSONValue& value) {
+    const auto* const text = reference.if_string();
+    if (text == nullptr) return true;
+    if (!spend(unitsPerReference + costOf(text->size()))) return false;
+    const auto* const target = resolve(*text);
+    if (target == nullptr) return false;
+    for (const auto* entered = entered_; entered != nullptr && entered->value == &value;
+         entered = entered->outer) {
+        if (entered->schema == target) {
+            return stop("Reference '" + std::string(*text) +
+                        "' leads back to itself without going deeper into the value");
+        }
+    }
+    const Entered here{target, &value, entered_};
+    entered_ = &here;
+    const bool passed = validate(*target, value);
+    entered_ = here.outer;
+    return passed;
+}
+
+bool ValidationRun::allOf(const JSONValue& schemas, const JSONValue& value) {
+    const auto* const list = listOfObjects(schemas);
+    if (list == nullptr) return true;
+    if (!spend(costOf(list->size()))) return false;
+    bool passed = true;
+    for (const auto& schema : *list) {
+        if (!validate(schema.get_object(), value)) {
+            passed = false;
+            if (isDecided()) break;
+        }
+    }
+    return passed;
+}
+
+bool ValidationRun::anyOf(const JSONValue& schemas, const JSONValue& value) {
+    const auto* const list = listOfObjects(schemas);
+    if (list == nullptr) return true;
+    if (!spend(costOf(list->size()))) return false;
+    for (const auto& schema : *list) {
+        if (passesSilently(schema.get_object(), value)) return true;
+        if (stopMessage_) return false;
+    }
+    return fail(value, " does not meet anyOf validation rules.");
+}
+
+bool ValidationRun::oneOf(const JSONValue& schemas, const JSONValue& value) {
+    const auto* const list = listOfObjects(schemas);
+    if (list == nullptr) return true;
+    if (!spend(costOf(list->size()))) return false;
+    std::int64_t count = 0;
+    for (const auto& schema : *list) {
+        if (passesSilently(schema.get_object(), value)) ++count;
+        if (stopMessage_ || (count > 1 && messages_ == nullptr)) return false;
+    }
+    return count == 1 || fail(count, " validates instead `oneOf`.");
+}
+
+bool ValidationRun::negation(const JSONValue& schema, const JSONValue& value) {
+    const auto* const negated = schema.if_object();
+    if (negated == nullptr) return true;
+    if (!passesSilently(*negated, value)) return !stopMessage_;
+    return fail("'", value, "' does not match 'not' validation.");
+}
+
+void ValidationRun::addMessage(std::string message) {
+    const auto size = static_cast<std::int64_t>(message.size());
+    messages_->push_back(std::move(message));
+    spend(unitsPerMessage + unitsPerMessageByte * size);
+}
+
+bool ValidationRun::stop(std::string message) {
+    if (!stopMessage_) stopMessage_ = std::move(message);
+    return false;
+}
+
+bool ValidationRun::stopForCost() {
+    return stop("Validation stopped: checking this value against this schema takes too long");
+}
+
+}  // namespace zentara

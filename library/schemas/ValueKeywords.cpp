@@ -1,0 +1,147 @@
+#include <algorithm>
+#include <cmath>
+
+#include "model/ObjectEquality.h"
+#include "platform/RegularExpression.h"
+#include "schemas/KeywordValues.h"
+#include "schemas/Type.h"
+#include "schemas/ValidationRun.h"
+
+// The keywords that look at a value as a whole, and those for strings and numbers.
+
+namespace zentara {
+
+namespace {
+
+bool hasType(const JSONValue& value, std::string_view name) noexcept {
+    const auto type = typeFromRawValue(name);
+    if (!type) return false;
+    switch (*type) {
+        case Type::Object:
+            return value.is_object();
+        case Type::Array:
+            return value.is_array();
+        case Type::String:
+            return value.is_string();
+        case Type::Integer:
+            return value.is_int64() || value.is_uint64();
+        case Type::Number:
+            return value.is_number();
+        case Type::Boolean:
+            return value.is_bool();
+        case Type::Null:
+            return value.is_null();
+    }
+    return false;
+}
+
+bool isTrue(const JSONValue* value) noexcept {
+    return value != nullptr && value->is_bool() && value->get_bool();
+}
+
+}  // namespace
+
+bool ValidationRun::format(const JSONValue& name, const JSONValue& value) {
+    const auto* const text = name.if_string();
+    if (text == nullptr) return true;
+    const auto format = std::find_if(
+        formats_.begin(), formats_.end(),
+        [wanted = std::string_view(*text)](const Format& each) { return each.name == wanted; });
+    if (format == formats_.end()) {
+        return fail("'format' validation of '", *text, "' is not yet supported.");
+    }
+    if (const auto* const string = value.if_string()) {
+        if (!spend(static_cast<std::int64_t>(string->size()))) return false;
+    }
+    return format->accepts(value) || fail("'", value, "'", format->complaint);
+}
+
+bool ValidationRun::type(const JSONValue& type, const JSONValue& value) {
+    if (const auto* const name = type.if_string()) {
+        return hasType(value, *name) || fail("'", value, "' is not of type '", *name, "'");
+    }
+    const auto* const names = listOfStrings(type);
+    if (names == nullptr) return fail("'", type, "' is not a valid 'type'");
+    if (!spend(static_cast<std::int64_t>(names->size()))) return false;
+    const auto fits = [&value](const JSONValue& name) {
+        return hasType(value, name.get_string());
+    };
+    return std::any_of(names->begin(), names->end(), fits) ||
+           fail(value, " does not meet anyOf validation rules.");
+}
+
+bool ValidationRun::enumeration(const JSONValue& list, const JSONValue& value) {
+    const auto* const values = list.if_array();
+    if (values == nullptr) return true;
+    for (const auto& each : *values) {
+        if (objectsEqual(value, each, &allowance_)) return true;
+        if (allowance_.exhausted()) return stopForCost();
+    }
+    return fail("'", value, "' is not a valid enumeration value of '", list, "'");
+}
+
+std::size_t ValidationRun::countCharacters(std::string_view text) {
+    const auto count = characterCount(text);
+    const auto size = static_cast<std::int64_t>(text.size());
+    allowance_.spend(count == text.size() ? size / 8 : size * 16);
+    return count;
+}
+
+bool ValidationRun::maxLength(const JSONValue& bound, const JSONValue& value) {
+    const auto* const text = value.if_string();
+    const auto most = integerValue(bound);
+    if (text == nullptr || !most) return true;
+    // No text has more characters than bytes.
+    if (static_cast<std::int64_t>(text->size()) <= *most) return true;
+    return static_cast<std::int64_t>(countCharacters(*text)) <= *most ||
+           fail("Length of string is larger than max length ", *most);
+}
+
+bool ValidationRun::minLength(const JSONValue& bound, const JSONValue& value) {
+    const auto* const text = value.if_string();
+    const auto least = integerValue(bound);
+    if (text == nullptr || !least) return true;
+    return static_cast<std::int64_t>(countCharacters(*text)) >= *least ||
+           fail("Length of string is smaller than minimum length ", *least);
+}
+
+bool ValidationRun::pattern(const JSONValue& pattern, const JSONValue& value) {
+    const auto* const expressionText = pattern.if_string();
+    const auto* const text = value.if_string();
+    if (expressionText == nullptr || text == nullptr) return true;
+    const auto expression = RegularExpression::compile(*expressionText, &allowance_);
+    if (allowance_.exhausted()) return stopForCost();
+    if (!expression) return fail("[Schema] Regex pattern '", pattern, "' is not valid");
+    if (expression->matches(*text, countCharacters(*text), &allowance_)) return true;
+    if (allowance_.exhausted()) return stopForCost();
+    return fail("'", value, "' does not match pattern: '", pattern, "'");
+}
+
+bool ValidationRun::multipleOf(const JSONValue& divisor, const JSONValue& value) {
+    const auto unit = numberValue(divisor);
+    const auto number = numberValue(value);
+    if (!unit || !number || !(*unit > 0)) return true;
+    const double quotient = *number / *unit;
+    return quotient == std::floor(quotient) ||
+           fail(AsDouble{*number}, " is not a multiple of ", AsDouble{*unit});
+}
+
+bool ValidationRun::minimum(const JSONValue& bound, const JSONValue* exclusive,
+                            const JSONValue& value) {
+    const auto least = numberValue(bound);
+    const auto number = numberValue(value);
+    if (!least || !number) return true;
+    if (isTrue(exclusive) ? *number > *least : *number >= *least) return true;
+    return fail("Value is lower than minimum value of ", AsDouble{*least});
+}
+
+bool ValidationRun::maximum(const JSONValue& bound, const JSONValue* exclusive,
+                            const JSONValue& value) {
+    const auto most = numberValue(bound);
+    const auto number = numberValue(value);
+    if (!most || !number) return true;
+    if (isTrue(exclusive) ? *number < *most : *number <= *most) return true;
+    return fail("Value exceeds maximum value of ", AsDouble{*most});
+}
+
+}  // namespace zentara
