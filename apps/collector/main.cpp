@@ -116,12 +116,13 @@ int main(int argc, char** argv) {
     CLI::App app(description, "zentara-collector");
     app.footer(details);
     app.add_option("--port", options.port, "The port to listen on; 0 for a free one")
-        ->check(CLI::Range(0, 65535))
+        ->type_name("PORT")
+        ->check(CLI::Range(0, 65535).description(""))
         ->capture_default_str();
     app.add_option("--schemas", options.schemas,
                    "A folder of files {id}-{version}.json, the schemas to serve")
         ->type_name("DIR")
-        ->check(CLI::ExistingDirectory);
+        ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
     app.add_option("--record", options.record,
                    "Append each received event to this file, as a JSON line")
         ->type_name("FILE");
