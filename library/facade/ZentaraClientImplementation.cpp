@@ -119,7 +119,7 @@ ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const Inte
         for (const auto& error : *validation.errors) {
             if (!first) detail += ", ";
             first = false;
-            detail += error.description;
+            detail += error.description();
         }
         printDiagnostic(detail);
         return std::make_shared<InvalidDataForSpecifiedSchemaError>(detail);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <utility>
 
 namespace zentara {
 
@@ -39,6 +40,10 @@ std::int64_t RecordReader::integer(std::string_view key) {
     const auto* value = required(key);
     if (value != nullptr) {
         if (const auto* integer = value->if_int64()) return *integer;
+        if (const auto* large = value->if_uint64();
+            large != nullptr && std::in_range<std::int64_t>(*large)) {
+            return static_cast<std::int64_t>(*large);
+        }
         if (const auto* number = value->if_double()) {
             constexpr double bound = 9223372036854775808.0;  // 2^63
             if (*number >= -bound && *number < bound && std::trunc(*number) == *number) {

@@ -139,7 +139,9 @@ TEST_F(EventBusTest, PostsAnEnvelopeWithTheIdentityHeaders) {
 
 TEST_F(EventBusTest, AFailedBatchReturnsAheadOfNewerEvents) {
     const auto bus = makeBus(sampleEvents(1, 12));
-    server_.respond(TestAnswer{.status = 503});
+    TestAnswer unavailable;
+    unavailable.status = 503;
+    server_.respond(unavailable);
     for (int attempt = 0; attempt < 2; ++attempt) {
         const auto result = dispatch(*bus);
         ASSERT_EQ(result.kind(), DispatchResult::Kind::failure);
@@ -149,7 +151,7 @@ TEST_F(EventBusTest, AFailedBatchReturnsAheadOfNewerEvents) {
         EXPECT_EQ(numbersOf(disk_->events), range(1, 12 + attempt));
         bus->enqueue(sampleEvent(13 + attempt), nullptr);
     }
-    server_.respond(TestAnswer{});
+    server_.respond(TestAnswer());
     EXPECT_EQ(dispatch(*bus), DispatchResult::success());
     for (std::size_t request = 0; request < 3; ++request) {
         EXPECT_EQ(actions(request), range(1, 10));

@@ -33,7 +33,8 @@ class EventsRepositoryTest : public testing::TestWithParam<bool> {
         repository.add(event, [&](const EventRepositoryResult& result) {
             ++calls;
             succeeded = result.event() != nullptr;
-            if (succeeded) EXPECT_EQ(*result.event(), event);
+            EXPECT_EQ(result, succeeded ? EventRepositoryResult::success(event)
+                                        : EventRepositoryResult::failure(nullptr));
         });
         EXPECT_EQ(calls, 1);
         return succeeded;
@@ -48,7 +49,7 @@ class EventsRepositoryTest : public testing::TestWithParam<bool> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Stores, EventsRepositoryTest, testing::Bool(),
-                         [](const auto& info) { return info.param ? "File" : "Memory"; });
+                         [](const auto& store) { return store.param ? "File" : "Memory"; });
 
 TEST_P(EventsRepositoryTest, AnAddedEventIsInTheStoreAndInTheNextRun) {
     {

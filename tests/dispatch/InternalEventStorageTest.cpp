@@ -294,8 +294,8 @@ TEST_P(DamagedQueueTest, WithoutASoundCheckpointTheQueueStartsEmptyAndGoesOn) {
     EXPECT_EQ(reopened(), std::vector<std::int64_t>{1});
 }
 
-INSTANTIATE_TEST_SUITE_P(Damages, DamagedQueueTest, testing::Range(0, 5), [](const auto& info) {
-    return DamagedQueueTest::damages()[static_cast<std::size_t>(info.param)].name;
+INSTANTIATE_TEST_SUITE_P(Damages, DamagedQueueTest, testing::Range(0, 5), [](const auto& damage) {
+    return DamagedQueueTest::damages()[static_cast<std::size_t>(damage.param)].name;
 });
 
 TEST_F(InternalEventStorageTest, WhateverIsInThePlaceOfTheFileIsSetAsideWhole) {

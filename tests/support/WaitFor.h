@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -71,5 +72,16 @@ class Mailbox {
     std::condition_variable changed_;
     std::vector<Value> values_;
 };
+
+/// Whether `condition` came true in time, for what gives no signal.
+template <typename Condition>
+[[nodiscard]] bool eventually(const Condition& condition) {
+    const auto end = std::chrono::steady_clock::now() + generousTimeout;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
 
 }  // namespace zentara::test

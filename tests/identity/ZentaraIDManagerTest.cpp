@@ -1,0 +1,201 @@
+#include "identity/ZentaraIDManager.h"
+
+#include <gtest/gtest.h>
+
+#include "dispatch/FileStorage.h"
+#include "support/Files.h"
+#include "support/ManualTicker.h"
+#include "support/TestHost.h"
+#include "support/TestServer.h"
+#include "support/WaitFor.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+
+class ZentaraIDManagerTest : public testing::Test {
+  protected:
+    ZentaraIDManagerTest() { TestHost::useServer(server_.url("/base")); }
+
+    std::shared_ptr<ZentaraIDManager> makeManager() {
+        return ZentaraIDManager::create("agent", std::make_unique<FileStorage<Token>>("token"),
+                                        std::make_unique<ManualTicker>(ticker_),
+                                        [ready = ready_] { ready->notify(); });
+    }
+
+    void answer(std::string body, int status = 200) {
+        TestAnswer answer;
+        answer.status = status;
+        answer.body = std::move(body);
+        server_.respond(answer);
+    }
+
+    /// What one fetch reports.
+    static std::optional<std::string> fetch(ZentaraIDManager& manager) {
+        const auto hsids = std::make_shared<Mailbox<std::string>>();
+        manager.start([hsids](const std::string& hsid) { hsids->put(hsid); });
+        return hsids->waitFor();
+    }
+
+    static std::optional<std::string> cookieOf(const ZentaraIDManager& manager,
+                                               const std::optional<ExtraCookie>& extra = {}) {
+        const auto headers = manager.getHeaders(extra);
+        EXPECT_EQ(headers.at("User-Agent"), "agent");
+        const auto cookie = headers.find("Cookie");
+        return cookie == headers.end() ? std::nullopt : std::optional(cookie->second);
+    }
+
+    static constexpr const char* whole = R"({"qvn_uid":"t1","qvn_uid_public":"p1","hsid":"h1"})";
+    static constexpr const char* wholeFile =
+        R"([{"type":"qvn_uid","value":"t1","publicValue":"p1"}])";
+
+    TestHost host_;
+    TickerView ticker_;
+    std::shared_ptr<Signal> ready_ = std::make_shared<Signal>();
+    TestServer server_;
+};
+
+TEST_F(ZentaraIDManagerTest, FetchesStoresAndRenewsTheAnonymousToken) {
+    answer(whole);
+    const auto manager = makeManager();
+    EXPECT_FALSE(manager->isReady());
+    EXPECT_EQ(cookieOf(*manager), std::nullopt);
+    EXPECT_EQ(fetch(*manager), "h1");
+    EXPECT_TRUE(manager->isReady());
+    EXPECT_EQ(ready_->count(), 1U);
+    EXPECT_EQ(contentsOf(host_.file("token")), wholeFile);
+    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
+
+    answer(R"({"qvn_uid":"t2","qvn_uid_public":"p2","hsid":"h2"})");
+    EXPECT_EQ(fetch(*manager), "h2");
+    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t2;hsid=h2;");
+
+    const auto requests = server_.requests();
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(requests[0].method, "GET");
+    EXPECT_EQ(requests[0].target, "/base/id");
+    EXPECT_EQ(requests[0].header("Cookie"), std::nullopt);
+    EXPECT_EQ(requests[1].header("Cookie"), "qvn_uid=t1;");
+}
+
+TEST_F(ZentaraIDManagerTest, StartsWithTheStoredToken) {
+    writeTo(host_.file("token"), R"([{"type":"qvn_uid","value":"t0","publicValue":"p0"},)"
+                                 R"({"type":"qvn_uid","value":"x","publicValue":"y"}])");
+    const auto manager = makeManager();
+    EXPECT_TRUE(manager->isReady());
+    EXPECT_EQ(ready_->count(), 1U);
+    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t0;");
+    EXPECT_EQ(contentsOf(host_.file("token")),
+              R"([{"type":"qvn_uid","value":"t0","publicValue":"p0"}])");
+    std::optional<Token> reported;
+    manager->loadAnonymousToken([&](const std::optional<Token>& token) { reported = token; });
+    EXPECT_EQ(reported, (Token{"qvn_uid", "t0", "p0"}));
+}
+
+TEST_F(ZentaraIDManagerTest, TicksUntilAFetchSucceeds) {
+    answer("{}", 500);
+    const auto manager = makeManager();
+    EXPECT_EQ(ticker_.runningInterval(), 5.0);
+    ticker_.fire();
+    EXPECT_EQ(fetch(*manager), "");
+    EXPECT_TRUE(ticker_.isRunning());
+    answer("[]");
+    EXPECT_EQ(fetch(*manager), "") << "not an object";
+    EXPECT_TRUE(ticker_.isRunning());
+    answer(whole);
+    ticker_.fire();
+    EXPECT_TRUE(eventually([&] { return !ticker_.isRunning(); }));
+    EXPECT_TRUE(manager->isReady());
+}
+
+TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {
+    struct Case {
+        const char* response;
+        const char* cookie;  ///< after a token t1 with the session h1
+    };
+    const Case cases[] = {
+        {R"({"qvn_uid":"t2","qvn_uid_public":"p2"})", "qvn_uid=t2;"},
+        {R"({"qvn_uid":"t2"})", "qvn_uid=t1;"},
+        {R"({"qvn_uid":"t2","qvn_uid_public":5,"hsid":7})", "qvn_uid=t1;"},
+        {R"({"hsid":"h2"})", "qvn_uid=t1;hsid=h2;"},
+        {"{}", "qvn_uid=t1;"},
+    };
+    for (const auto& [response, cookie] : cases) {
+        answer(whole);
+        const auto manager = makeManager();
+        ASSERT_EQ(fetch(*manager), "h1");
+        answer(response);
+        manager->start(nullptr);
+        EXPECT_TRUE(eventually([&] { return cookieOf(*manager) == cookie; })) << response;
+    }
+}
+
+TEST_F(ZentaraIDManagerTest, AFetchUnderWayServesWhoeverComesMeanwhile) {
+    Signal release;
+    server_.respond([&](const RecordedRequest&) {
+        EXPECT_TRUE(release.waitFor());
+        TestAnswer answer;
+        answer.body = whole;
+        return answer;
+    });
+    const auto manager = makeManager();
+    const auto hsids = std::make_shared<Mailbox<std::string>>();
+    ticker_.fire();
+    for (int caller = 0; caller < 3; ++caller) {
+        manager->start([hsids](const std::string& hsid) { hsids->put(hsid); });
+    }
+    EXPECT_TRUE(server_.waitForRequest());
+    ticker_.fire();
+    release.notify();
+    EXPECT_EQ(hsids->waitFor(2), "h1");
+    EXPECT_TRUE(eventually([&] { return !ticker_.isRunning(); }));
+    EXPECT_EQ(server_.requests().size(), 1U);
+}
+
+TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
+    answer(whole);
+    const auto manager = makeManager();
+    ASSERT_EQ(fetch(*manager), "h1");
+    manager->setAdvertisingId("ad/1");
+    EXPECT_EQ(cookieOf(*manager, ExtraCookie{"GST", "user"}),
+              "qvn_uid=t1;GST=user;hsid=h1;ADVERTISING_ID=ad/1;");
+    for (const std::string& forged :
+         {std::string("a\r\nX-Forged: 1"), std::string("a\nb"), std::string("a\0b", 3)}) {
+        manager->setAdvertisingId(forged);
+        EXPECT_EQ(cookieOf(*manager, ExtraCookie{"GST", forged}), "qvn_uid=t1;hsid=h1;");
+        EXPECT_EQ(cookieOf(*manager, ExtraCookie{forged, "user"}), "qvn_uid=t1;hsid=h1;");
+    }
+    manager->removeAdvertisingId();
+    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
+}
+
+TEST_F(ZentaraIDManagerTest, ALoggedUserIsEnoughToBeReady) {
+    const auto manager = makeManager();
+    manager->setLoggedUser(UserTokenType::guest, "user");
+    EXPECT_TRUE(manager->isReady());
+    EXPECT_EQ(manager->getLoggedUser(), (LoggedUser{UserTokenType::guest, "user"}));
+    EXPECT_EQ(cookieOf(*manager), std::nullopt) << "the token of an event's user goes per envelope";
+    manager->removeLoggedUser();
+    EXPECT_FALSE(manager->isReady());
+}
+
+TEST_F(ZentaraIDManagerTest, WithoutSettingsAFetchFailsAtOnce) {
+    const auto manager = makeManager();
+    ClientSettings::setCurrent(nullptr);
+    std::string reported = "nothing";
+    manager->start([&](const std::string& hsid) { reported = hsid; });
+    EXPECT_EQ(reported, "");
+    EXPECT_TRUE(server_.requests().empty());
+}
+
+TEST_F(ZentaraIDManagerTest, ATokenThatCannotBeStoredServesThisRun) {
+    std::filesystem::create_directories(host_.file("token") / "in-the-way");
+    answer(whole);
+    const auto manager = makeManager();
+    EXPECT_EQ(fetch(*manager), "h1");
+    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
+}
+
+}  // namespace
+}  // namespace zentara
