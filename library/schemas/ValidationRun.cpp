@@ -9,9 +9,9 @@ namespace zentara {
 
 namespace {
 
-constexpr std::int64_t unitsPerSubschema = 20;
+constexpr std::int64_t unitsPerSubschema = 40;
 constexpr std::int64_t unitsPerElement = 2;
-constexpr std::int64_t unitsPerReference = 20;
+constexpr std::int64_t unitsPerReference = 40;
 constexpr std::int64_t unitsPerMessage = 500;
 /// High, since this bounds memory rather than time.
 constexpr std::int64_t unitsPerMessageByte = 8;

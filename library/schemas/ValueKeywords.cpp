@@ -13,6 +13,15 @@ namespace zentara {
 
 namespace {
 
+/// The kind of the number counts: 3.0 is a floating-point number. Integers beyond 64 bits, however,
+/// are read as doubles, so a double out there is taken for one of them.
+bool isInteger(const JSONValue& value) noexcept {
+    if (const auto* const number = value.if_double()) {
+        return std::isfinite(*number) && (*number <= -0x1p63 || *number >= 0x1p64);
+    }
+    return value.is_int64() || value.is_uint64();
+}
+
 bool hasType(const JSONValue& value, std::string_view name) noexcept {
     const auto type = typeFromRawValue(name);
     if (!type) return false;
@@ -24,7 +33,7 @@ bool hasType(const JSONValue& value, std::string_view name) noexcept {
         case Type::String:
             return value.is_string();
         case Type::Integer:
-            return value.is_int64() || value.is_uint64();
+            return isInteger(value);
         case Type::Number:
             return value.is_number();
         case Type::Boolean:

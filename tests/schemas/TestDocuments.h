@@ -1,0 +1,40 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "model/JSONText.h"
+
+namespace zentara {
+
+/// The value that `text` spells, of any kind.
+inline JSONValue json(std::string_view text) {
+    const auto parsed = parseJSON("[" + std::string(text) + "]");
+    if (parsed.error) throw std::runtime_error(parsed.error->description());
+    return parsed.value.get_array().at(0);
+}
+
+inline JSONObject jsonObject(std::string_view text) {
+    return json(text).as_object();
+}
+
+inline JSONValue readDocument(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    const auto parsed = parseJSON(text.str());
+    if (!file || parsed.error) throw std::runtime_error("cannot read " + path.string());
+    return parsed.value;
+}
+
+inline std::string text(const JSONValue& value) {
+    return std::string(value.as_string());
+}
+
+}  // namespace zentara
