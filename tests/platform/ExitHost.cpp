@@ -2,6 +2,8 @@
 // work queued. Arguments: the URLs of a server that answers (HTTPS), of one that never does, the
 // authority's PEM file, how many timers must have fired before the return.
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -37,6 +39,8 @@ void keepWorking() {
 
 int main(int argc, char** argv) {
     if (argc != 5) return 2;
+    // An end that hangs is an end by this signal.
+    ::alarm(20);
     HostApplication::setPreferencesDirectory("/nowhere");
     const URL answering = URL::parse(argv[1]).value();
     const URL silent = URL::parse(argv[2]).value();
