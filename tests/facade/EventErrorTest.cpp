@@ -1,0 +1,54 @@
+#include <zentara/EventError.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace zentara {
+namespace {
+
+TEST(EventError, EveryClassHasItsCodeAndItsMessage) {
+    struct Case {
+        ZentaraClientErrorRef error;
+        std::int64_t code;
+        const char* message;
+    };
+    const Case cases[] = {
+        {std::make_shared<ZentaraClientNotInitializedError>(), 0,
+         "Zentara Client not initialized!"},
+        {std::make_shared<ZentaraClientNotReady>("detail."), 1,
+         "Zentara Client is not Ready! detail."},
+        {std::make_shared<ZentaraClientNotReady>(""), 1, "Zentara Client is not Ready! "},
+        {std::make_shared<InvalidDataForSpecifiedSchemaError>("detail"), 2,
+         "Data not valid for specified Schema. detail"},
+        {std::make_shared<UnknownError>(), 3, "Unknown error"},
+        {std::make_shared<EventNotQueuedError>(), 4, "Event Not Queued"},
+        {std::make_shared<SchemasInitializationError>(), 4, "Zentara client can not get schemas"},
+    };
+    for (const auto& [error, code, message] : cases) {
+        EXPECT_EQ(error->domain(), "ZentaraClient");
+        EXPECT_EQ(error->code(), code);
+        EXPECT_EQ(error->localizedDescription(), message);
+        EXPECT_STREQ(error->what(), message);
+        EXPECT_EQ(error->userInfo(), (JSONObject{{"NSLocalizedDescription", message}}));
+    }
+}
+
+TEST(EventError, HostsMakeErrorsOfTheirOwn) {
+    const ZentaraClientError plain("host", 77);
+    EXPECT_EQ(plain.domain(), "host");
+    EXPECT_EQ(plain.code(), 77);
+    EXPECT_STREQ(plain.what(), "");
+    const ZentaraClientError odd("host", 1, JSONObject{{"NSLocalizedDescription", 5}});
+    EXPECT_EQ(odd.localizedDescription(), "");
+}
+
+TEST(EventError, RawValuesOutsideTheEnumerationGiveNothing) {
+    EXPECT_EQ(eventErrorCode(4), EventErrorCode::notQueued);
+    EXPECT_EQ(eventErrorCode(0), EventErrorCode::notInitialized);
+    EXPECT_EQ(eventErrorCode(5), std::nullopt);
+    EXPECT_EQ(eventErrorCode(-1), std::nullopt);
+}
+
+}  // namespace
+}  // namespace zentara

@@ -1,0 +1,468 @@
+#include <zentara/ZentaraClient.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <thread>
+
+#include "model/EventDecoder.h"
+#include "model/JSONText.h"
+#include "support/Files.h"
+#include "support/TestHost.h"
+#include "support/TestServer.h"
+#include "support/WaitFor.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+using testing::ElementsAre;
+
+/// The collector and the schemas service in one, as a test wants them to be.
+class Services {
+  public:
+    Services() {
+        server_.respond([this](const RecordedRequest& request) { return answer(request); });
+    }
+
+    std::atomic<int> schemasStatus = 200;
+    std::atomic<int> eventStatus = 200;
+
+    [[nodiscard]] URL url() const { return server_.url(); }
+
+    [[nodiscard]] std::vector<RecordedRequest> requests(const std::string& target) const {
+        std::vector<RecordedRequest> matching;
+        for (const auto& request : server_.requests()) {
+            if (request.target == target) matching.push_back(request);
+        }
+        return matching;
+    }
+
+    /// The actions of the accepted and refused envelopes alike, in their order.
+    [[nodiscard]] std::vector<JSONObject> actions() const {
+        std::vector<JSONObject> all;
+        for (const auto& request : requests("/event")) {
+            const auto envelope = parseJSON(request.body).value;
+            for (const auto& action : envelope.at("actions").as_array()) {
+                all.push_back(action.as_object());
+            }
+        }
+        return all;
+    }
+
+    static constexpr const char* table = R"({
+        "view-1": {"type": "object", "required": ["title"],
+                   "properties": {"title": {"type": "string"}, "n": {"type": "integer"}}},
+        "any-1": {}
+    })";
+
+  private:
+    TestAnswer answer(const RecordedRequest& request) {
+        TestAnswer answer;
+        if (request.target == "/schemas") {
+            answer.status = schemasStatus;
+            answer.body = table;
+        } else if (request.target == "/id") {
+            answer.body = R"({"qvn_uid":"anon","qvn_uid_public":"public","hsid":"session"})";
+        } else {
+            answer.status = eventStatus;
+        }
+        return answer;
+    }
+
+    TestServer server_;
+};
+
+struct Outcome {
+    EventRef event;
+    ZentaraClientErrorRef error;
+};
+
+std::string messageOf(const Outcome& outcome) {
+    return outcome.error ? outcome.error->what() : "queued";
+}
+
+class ZentaraClientTest : public testing::Test {
+  protected:
+    ZentaraClientTest() {
+        reset();
+        TestHost::useServer(services_.url());
+    }
+    ~ZentaraClientTest() override { reset(); }
+
+    /// As at the start of a process.
+    static void reset() {
+        ZentaraClient::setSharedClient(nullptr);
+        ZentaraClient::setIsReady(false);
+    }
+
+    static std::shared_ptr<ZentaraClient> readyClient() {
+        const auto reports = std::make_shared<Mailbox<bool>>();
+        auto client =
+            ZentaraClient::get([reports](const ZentaraClientErrorRef& e) { reports->put(!e); });
+        EXPECT_EQ(reports->waitFor(), true);
+        return client;
+    }
+
+    /// A client that has an identity too, so that it may dispatch.
+    static std::shared_ptr<ZentaraClient> dispatchingClient() {
+        auto client = readyClient();
+        const auto hsids = std::make_shared<Mailbox<std::string>>();
+        client->getHsid([hsids](const std::string& hsid) { hsids->put(hsid); });
+        EXPECT_EQ(hsids->waitFor(), "session");
+        return client;
+    }
+
+    static Outcome send(ZentaraClient& client, const std::string& schema, JSONObject properties) {
+        std::vector<Outcome> outcomes;
+        client.send(schema, "1", "application/json", "https://example.com/a",
+                    "https://from.example", std::move(properties), "relation",
+                    [&](EventRef event, ZentaraClientErrorRef error) {
+                        outcomes.push_back({std::move(event), std::move(error)});
+                    });
+        EXPECT_EQ(outcomes.size(), 1U);
+        return outcomes.at(0);
+    }
+
+    static BackgroundFetchResult fetch(ZentaraClient& client) {
+        const auto results = std::make_shared<Mailbox<BackgroundFetchResult>>();
+        client.performFetch([results](BackgroundFetchResult result) { results->put(result); });
+        return results->waitFor().value();
+    }
+
+    static void drain(ZentaraClient& client) {
+        while (fetch(client) != BackgroundFetchResult::noData) {
+        }
+    }
+
+    [[nodiscard]] std::vector<std::string> schemasIn(const std::string& file) const {
+        std::vector<std::string> ids;
+        for (const auto& event : decodeEvents(contentsOf(host_.file(file))).events) {
+            ids.push_back(event.id());
+        }
+        return ids;
+    }
+
+    TestHost host_;
+    Services services_;
+};
+
+TEST_F(ZentaraClientTest, ThrowsBeforeItIsConfigured) {
+    const auto client = readyClient();
+    reset();
+    ClientSettings::setCurrent(nullptr);
+    bool called = false;
+    EXPECT_THROW(static_cast<void>(ZentaraClient::get([&](const auto&) { called = true; })),
+                 ZentaraClientNotConfiguredError);
+    EXPECT_THROW(ZentaraClient::setLoggedUser(UserTokenType::guest, "x"),
+                 ZentaraClientNotConfiguredError);
+    EXPECT_THROW(ZentaraClient::removeLoggedUser(), ZentaraClientNotConfiguredError);
+    EXPECT_THROW(client->getAnonymousUser(nullptr), ZentaraClientNotConfiguredError);
+    EXPECT_THROW(client->getHsid(nullptr), ZentaraClientNotConfiguredError);
+    EXPECT_FALSE(called);
+    EXPECT_EQ(ZentaraClient::sharedClient(), nullptr);
+
+    const auto outcome = send(*client, "any", {});
+    EXPECT_NE(dynamic_cast<const ZentaraClientNotInitializedError*>(outcome.error.get()), nullptr);
+    TestHost::configure();
+    ZentaraClient::setIsReady(true);
+    ASSERT_EQ(messageOf(send(*client, "any", {})), "queued");
+    const auto queued = decodeEvents(contentsOf(host_.file("events-storage"))).events;
+    EXPECT_EQ(queued.at(0).fields().zentaraActionSequence, 1) << "a refused event counts nothing";
+}
+
+TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
+    const auto client = readyClient();
+    JSONValue deep = JSONArray();
+    for (int i = 0; i < 600; ++i)
+        deep = JSONArray{std::move(deep)};
+    struct Case {
+        const char* schema;
+        JSONObject properties;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"view", {{"title", "Home"}, {"n", 1}}, "queued"},
+        {"view",
+         {{"n", 1.5}},
+         "Data not valid for specified Schema. Error validating view-1 schema: "
+         "Required properties are missing '[\"title\"]', '1.5' is not of type 'integer'"},
+        {"nowhere", {}, "Unknown error"},
+        {"any", {{"x", std::nan("")}}, "Event Not Queued"},
+        {"any", {{"x", deep}}, "Event Not Queued"},
+        {"any", {{"x", std::string(1'000'000, 'x')}}, "queued"},
+        {"any", {{"broken \xFF", "\xC0"}}, "queued"},
+    };
+    std::size_t queued = 0;
+    for (const auto& [schema, properties, message] : cases) {
+        const auto outcome = send(*client, schema, properties);
+        EXPECT_EQ(messageOf(outcome), message);
+        EXPECT_EQ(outcome.event->schemaId(), schema);
+        EXPECT_EQ(outcome.event->referer().string(), "");
+        EXPECT_EQ(outcome.event->relationId(), "relation");
+        if (!outcome.error) ++queued;
+        EXPECT_EQ(schemasIn("events-storage").size(), queued);
+    }
+}
+
+TEST_F(ZentaraClientTest, AnEventThatCannotBeStoredIsReportedAndKept) {
+    const auto client = readyClient();
+    std::filesystem::remove_all(host_.documents());
+    writeTo(host_.documents(), "a file is in the way");
+    const auto outcome = send(*client, "any", {});
+    EXPECT_NE(dynamic_cast<const EventNotQueuedError*>(outcome.error.get()), nullptr);
+    std::filesystem::remove(host_.documents());
+    EXPECT_EQ(messageOf(send(*client, "view", {{"title", ""}})), "queued");
+    EXPECT_THAT(schemasIn("events-storage"), ElementsAre("any", "view"));
+}
+
+TEST_F(ZentaraClientTest, HoldsEventsBackUntilTheSchemasAreThere) {
+    services_.schemasStatus = 503;
+    const auto errors = std::make_shared<Mailbox<ZentaraClientErrorRef>>();
+    const auto client = ZentaraClient::get([errors](const auto& error) { errors->put(error); });
+    const auto error = errors->waitFor().value();
+    EXPECT_NE(dynamic_cast<const SchemasInitializationError*>(error.get()), nullptr);
+    EXPECT_FALSE(ZentaraClient::isReady());
+    bool calledAtOnce = false;
+    EXPECT_EQ(ZentaraClient::get([&](const auto& none) { calledAtOnce = none == nullptr; }),
+              client);
+    EXPECT_TRUE(calledAtOnce);
+
+    EXPECT_EQ(messageOf(send(*client, "view", {{"title", 5}})),
+              "Zentara Client is not Ready! Event queued to be sent later: view.");
+    EXPECT_EQ(messageOf(send(*client, "bad", {{"x", std::nan("")}})),
+              "Zentara Client is not Ready! Event not queued: bad.");
+    EXPECT_THAT(schemasIn("unvalidated-events-storage"), ElementsAre("view"));
+    EXPECT_THAT(schemasIn("events-storage"), ElementsAre());
+}
+
+TEST_F(ZentaraClientTest, GivesHeldBackEventsTheirSecondChanceTenAtATime) {
+    const auto client = dispatchingClient();
+    ZentaraClient::setIsReady(false);
+    for (int n = 1; n <= 9; ++n)
+        send(*client, "any", {{"n", n}});
+    send(*client, "view", {{"title", false}});
+    send(*client, "nowhere", {});
+    send(*client, "any", {{"n", 12}});
+    EXPECT_EQ(schemasIn("unvalidated-events-storage").size(), 12U);
+
+    ZentaraClient::setIsReady(true);
+    EXPECT_EQ(messageOf(send(*client, "view", {{"title", "new"}})), "queued");
+    EXPECT_THAT(schemasIn("unvalidated-events-storage"), ElementsAre("nowhere", "any"));
+    EXPECT_EQ(messageOf(send(*client, "view", {{"title", 5}})).substr(0, 14), "Data not valid");
+    EXPECT_THAT(schemasIn("unvalidated-events-storage"), ElementsAre());
+    drain(*client);
+    std::vector<std::int64_t> sequence;
+    for (const auto& action : services_.actions()) {
+        sequence.push_back(action.at("zentaraActionSequence").as_int64());
+    }
+    EXPECT_THAT(sequence, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 12));
+}
+
+TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {
+    HostApplication::setBundleIdentifier("com.example.app");
+    ZentaraClient::useSettings("tenant", ZentaraEnvironment::qa, "ad-1");
+    const auto client = dispatchingClient();
+    const auto context = client->getContextId();
+    const JSONObject properties{{"title", "a/b"}, {"list", {1, 2.0, nullptr}}};
+    ASSERT_EQ(messageOf(send(*client, "view", properties)), "queued");
+    client->newContextId();
+    EXPECT_NE(client->getContextId(), context);
+    client->removeAdvertisingId();
+    client->setAdvertisingId("ad-2");
+    ZentaraClient::setLoggedUser(UserTokenType::externalId, "user-7");
+    client->send("any", "1", "text/plain", 42, nullptr, {});
+    ZentaraClient::removeLoggedUser();
+    ZentaraClient::useSettings("other tenant", ZentaraEnvironment::qa);
+    drain(*client);
+
+    const auto posts = services_.requests("/event");
+    ASSERT_EQ(posts.size(), 2U);
+    EXPECT_EQ(
+        posts[0].header("User-Agent"),
+        "Mobile App: com.example.app - TestOS 1.2 - ZentaraClient 3.3.0 - Device Model: Model3");
+    EXPECT_EQ(posts[0].header("Cookie"), "qvn_uid=anon;hsid=session;ADVERTISING_ID=ad-2;");
+    EXPECT_EQ(posts[1].header("Cookie"),
+              "qvn_uid=anon;EXT_ID=user-7;hsid=session;ADVERTISING_ID=ad-2;");
+    EXPECT_EQ(parseJSON(posts[0].body).value.at("zentaraClientTenant"), "other tenant");
+
+    auto first = services_.actions().at(0);
+    const auto uuid = std::string(first.at("zentaraActionUUID").as_string());
+    EXPECT_THAT(uuid, testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"));
+    EXPECT_THAT(context, testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"));
+    const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
+    EXPECT_NEAR(static_cast<double>(first.at("actionTs").as_int64()),
+                static_cast<double>(now.count()), 60'000);
+    first.erase("zentaraActionUUID");
+    first.erase("actionTs");
+    const JSONObject expected{
+        {"id", "view"},
+        {"version", "1"},
+        {"url", "https://example.com/a"},
+        {"contentType", "application/json"},
+        {"properties", properties},
+        {"zentaraClientVersion", "3.3.0"},
+        {"zentaraClientReferer", "https://from.example"},
+        {"zentaraRelationId", "relation"},
+        {"zentaraClientContextID", context},
+        {"zentaraActionSequence", 1},
+        {"zentaraActionExtraAttributes", ""},
+    };
+    EXPECT_EQ(first, expected);
+
+    const auto second = services_.actions().at(1);
+    EXPECT_EQ(second.at("url"), "42");
+    EXPECT_EQ(second.at("zentaraClientReferer"), "");
+    EXPECT_EQ(second.at("zentaraRelationId"), nullptr);
+    EXPECT_EQ(second.at("zentaraActionSequence"), 2);
+    EXPECT_NE(second.at("zentaraClientContextID"), JSONValue(context));
+}
+
+TEST_F(ZentaraClientTest, TheRelationOfABatchWinsOverThatOfItsEvents) {
+    const auto client = dispatchingClient();
+    const std::vector<EventRef> events = {
+        ZentaraClient::createEvent("any", "1", "a", "u", "r1", {}, "own"),
+        nullptr,
+        ZentaraClient::createEvent("view", "1", "b", "u", "r2", {}),
+        ZentaraClient::createEvent("any", "1", "c", "u", "r3", {}, "own"),
+    };
+    std::vector<std::string> contentTypes;
+    const auto note = [&](const EventRef& event, const auto&) {
+        contentTypes.push_back(event->contentType());
+    };
+    client->send(events, "batch", note);
+    client->send({events[0]}, std::nullopt, note);
+    client->send({}, "batch", note);
+    EXPECT_THAT(contentTypes, ElementsAre("a", "b", "c", "a"));
+    EXPECT_EQ(events[0]->referer().string(), "r1");
+
+    drain(*client);
+    std::vector<JSONValue> relations;
+    std::vector<JSONValue> referers;
+    for (const auto& action : services_.actions()) {
+        relations.push_back(action.at("zentaraRelationId"));
+        referers.push_back(action.at("zentaraClientReferer"));
+    }
+    EXPECT_THAT(relations, ElementsAre("batch", "batch", nullptr));
+    EXPECT_THAT(referers, ElementsAre("r1", "r3", "r1"));
+}
+
+TEST_F(ZentaraClientTest, CallbacksMayCallTheLibrary) {
+    writeTo(host_.file("zentara-schemas-storage"), "[" + std::string(Services::table) + "]");
+    services_.schemasStatus = 500;
+    std::vector<std::string> calls;
+    std::shared_ptr<ZentaraClient> inside;
+    // The later reports come on a worker, so only the first may touch the locals.
+    const auto isFirst = std::make_shared<std::atomic<bool>>(true);
+    const auto client = ZentaraClient::get([&, isFirst](const ZentaraClientErrorRef& error) {
+        if (!isFirst->exchange(false)) return;
+        calls.push_back(error ? "not ready" : "ready");
+        inside = ZentaraClient::get([&](const auto&) { calls.push_back("inner get"); });
+        inside->send("any", "1", "t", "u", "r", {}, std::nullopt, [&](const auto&, const auto& e) {
+            calls.push_back(e ? e->what() : "first");
+            inside->send(
+                "any", "1", "t", "u", "r", {}, std::nullopt,
+                [&](const auto&, const auto& e2) { calls.push_back(e2 ? e2->what() : "second"); });
+        });
+    });
+    EXPECT_EQ(inside, client);
+    EXPECT_THAT(calls, ElementsAre("ready", "inner get", "first", "second"))
+        << "cached schemas make the client ready before get returns";
+}
+
+TEST_F(ZentaraClientTest, ConcurrentFirstCallsYieldOneClient) {
+    std::vector<std::shared_ptr<ZentaraClient>> clients(8);
+    {
+        std::vector<std::jthread> threads;
+        for (auto& client : clients) {
+            threads.emplace_back([&client] { client = ZentaraClient::get([](const auto&) {}); });
+        }
+    }
+    EXPECT_THAT(clients, testing::Each(clients.front()));
+    EXPECT_NE(clients.front(), nullptr);
+}
+
+TEST_F(ZentaraClientTest, SeveralThreadsSendWithoutLossOrRepetition) {
+    const auto client = dispatchingClient();
+    constexpr int perThread = 50;
+    std::atomic<int> queued = 0;
+    {
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < 4; ++thread) {
+            threads.emplace_back([&, thread] {
+                for (int n = 0; n < perThread; ++n) {
+                    if (n % 7 == thread) client->newContextId();
+                    if (n % 20 == 0) client->performFetch(nullptr);
+                    ZentaraClient::setIsReady(n % 11 != thread);
+                    client->send("any", "1", "t", "u", "r", {{"n", n}}, std::nullopt,
+                                 [&](const auto&, const auto& error) {
+                                     if (!error || error->code() == 1) ++queued;
+                                 });
+                }
+            });
+        }
+    }
+    EXPECT_EQ(queued, 4 * perThread);
+    ZentaraClient::setIsReady(true);
+    // Every send gives ten held-back events their chance.
+    for (int n = 0; n < 20; ++n)
+        send(*client, "any", {});
+    const auto distinct = [&] {
+        std::set<std::int64_t> sequences;
+        for (const auto& action : services_.actions()) {
+            sequences.insert(action.at("zentaraActionSequence").as_int64());
+        }
+        return sequences.size();
+    };
+    EXPECT_TRUE(eventually([&] {
+        drain(*client);
+        return distinct() == 4 * perThread + 20;
+    }));
+    EXPECT_EQ(services_.actions().size(), 4U * perThread + 20);
+}
+
+TEST_F(ZentaraClientTest, FetchesReportWhatTheyAchieved) {
+    const auto client = dispatchingClient();
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::noData);
+    send(*client, "any", {});
+    services_.eventStatus = 500;
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
+    EXPECT_THAT(schemasIn("events-storage"), ElementsAre("any"));
+    services_.eventStatus = 204;
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::newData);
+    EXPECT_THAT(schemasIn("events-storage"), ElementsAre());
+    ZentaraClient::setSharedClient(nullptr);
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
+}
+
+TEST_F(ZentaraClientTest, TheNextRunSendsWhatThisOneLeft) {
+    send(*readyClient(), "any", {{"run", 1}});
+    reset();
+    const auto client = dispatchingClient();
+    send(*client, "any", {{"run", 2}});
+    drain(*client);
+    std::vector<std::int64_t> runs;
+    for (const auto& action : services_.actions()) {
+        runs.push_back(action.at("properties").at("run").as_int64());
+    }
+    EXPECT_THAT(runs, ElementsAre(1, 2));
+}
+
+TEST_F(ZentaraClientTest, ReportsTheAnonymousUser) {
+    const auto user = [](ZentaraClient& client) {
+        std::string text;
+        client.getAnonymousUser([&](const std::string& type, const std::string& value,
+                                    const std::optional<std::string>& publicValue) {
+            text = type + "|" + value + "|" + publicValue.value_or("none");
+        });
+        return text;
+    };
+    EXPECT_EQ(user(*dispatchingClient()), "qvn_uid|anon|public");
+    std::filesystem::remove(host_.file("anonymous-token-storage"));
+    EXPECT_EQ(user(*ZentaraClient::sharedClient()), "||none");
+}
+
+}  // namespace
+}  // namespace zentara

@@ -1,0 +1,64 @@
+#include "platform/File.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/Files.h"
+#include "support/TemporaryDirectory.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+
+TEST(File, MakesPrivateFoldersOnItsWay) {
+    const TemporaryDirectory directory;
+    const auto path = directory.path() / "a" / "b" / "file";
+    ASSERT_EQ(writeFileAtomically(path, "bytes"), nullptr);
+    struct stat status {};
+    ::stat(path.parent_path().c_str(), &status);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U);
+    EXPECT_EQ(readFile(path).bytes, "bytes");
+}
+
+TEST(File, DoesNotFollowALinkInThePlaceOfANewFile) {
+    const TemporaryDirectory directory;
+    writeTo(directory.path() / "victim", "precious");
+    std::filesystem::create_symlink(directory.path() / "victim", directory.path() / "link");
+    File file;
+    ASSERT_EQ(File::create(directory.path() / "link", file), nullptr);
+    ASSERT_EQ(file.write("new", 0), nullptr);
+    EXPECT_EQ(contentsOf(directory.path() / "victim"), "precious");
+    EXPECT_EQ(contentsOf(directory.path() / "link"), "new");
+}
+
+TEST(File, ReadsRegularFilesOfABoundedSizeOnly) {
+    const TemporaryDirectory directory;
+    const auto at = [&](const char* name) {
+        return directory.path() / name;
+    };
+    EXPECT_FALSE(readFile(at("none")).error);
+    EXPECT_FALSE(readFile(at("none")).bytes);
+    EXPECT_TRUE(readFile(directory.path()).error);
+    ASSERT_EQ(::mkfifo(at("pipe").c_str(), 0600), 0);
+    EXPECT_TRUE(readFile(at("pipe")).error) << "must not wait for a writer";
+    writeTo(at("huge"), "");
+    std::filesystem::resize_file(at("huge"), maximumFileSize + 1);
+    EXPECT_TRUE(readFile(at("huge")).error);
+}
+
+TEST(File, AnExchangeNeedsBothFiles) {
+    const TemporaryDirectory directory;
+    writeTo(directory.path() / "a", "A");
+    bool unsupported = true;
+    EXPECT_NE(exchangeNames(directory.path() / "a", directory.path() / "b", unsupported), nullptr);
+    EXPECT_FALSE(unsupported);
+    writeTo(directory.path() / "b", "B");
+    EXPECT_EQ(exchangeNames(directory.path() / "a", directory.path() / "b", unsupported), nullptr);
+    EXPECT_EQ(contentsOf(directory.path() / "a"), "B");
+    EXPECT_EQ(contentsOf(directory.path() / "b"), "A");
+}
+
+}  // namespace
+}  // namespace zentara

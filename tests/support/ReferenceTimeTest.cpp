@@ -1,0 +1,54 @@
+#include "support/ReferenceTime.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "platform/UserDefaults.h"
+#include "support/TestHost.h"
+
+namespace zentara {
+namespace {
+
+constexpr auto smallest = std::numeric_limits<std::int64_t>::min();
+constexpr auto largest = std::numeric_limits<std::int64_t>::max();
+
+TEST(ReferenceTime, TimestampsGoOnByElapsedTimeTruncatedTowardZero) {
+    struct Case {
+        std::int64_t elapsedTicks;
+        std::int64_t milliseconds;
+    };
+    for (const auto& [ticks, milliseconds] :
+         {Case{0, 0}, Case{9'999, 0}, Case{10'000, 1}, Case{25'000'000, 2'500}, Case{-9'999, 0},
+          Case{-10'000, -1}, Case{-25'009'999, -2'500}}) {
+        const ReferenceTime reference{1'700'000'000'000, 100'000'000};
+        const auto now = static_cast<std::uint64_t>(100'000'000 + ticks);
+        EXPECT_EQ(validatedTimestamp(reference, now), 1'700'000'000'000 + milliseconds) << ticks;
+    }
+    EXPECT_EQ(validatedTimestamp({}, 20'000), 2) << "without a reference, time since the origin";
+}
+
+TEST(ReferenceTime, WhatDoesNotFitIsFatal) {
+    EXPECT_DEATH(static_cast<void>(validatedTimestamp({0, 0}, std::uint64_t{1} << 63U)),
+                 "inicialMonotonicValue");
+    EXPECT_DEATH(static_cast<void>(validatedTimestamp({largest, 0}, 10'000)),
+                 "timestamp overflows");
+    EXPECT_DEATH(static_cast<void>(validatedTimestamp({smallest, 10'000}, 0)),
+                 "timestamp overflows");
+    EXPECT_DEATH(static_cast<void>(millisecondsSince1970(1e300)), "wall clock");
+    EXPECT_DEATH(static_cast<void>(millisecondsSince1970(std::numeric_limits<double>::quiet_NaN())),
+                 "wall clock");
+    EXPECT_EQ(millisecondsSince1970(-0.0019), -1);
+}
+
+TEST(ReferenceTime, ANegativeStoredCounterIsFatal) {
+    const test::TestHost host;
+    EXPECT_EQ(loadReferenceTime(), ReferenceTime());
+    UserDefaults().set(inicialMonotonicValueKey, std::int64_t{-1});
+    EXPECT_DEATH(static_cast<void>(loadReferenceTime()), "inicialMonotonicValue is negative");
+    UserDefaults().set(inicialMonotonicValueKey, std::numeric_limits<std::uint64_t>::max());
+    EXPECT_DEATH(static_cast<void>(loadReferenceTime()), "inicialMonotonicValue is negative");
+}
+
+}  // namespace
+}  // namespace zentara
