@@ -26,7 +26,8 @@ std::optional<BackgroundFetchResult> fetchUntil(const Drain::Fetch& fetch,
 
 }  // namespace
 
-Drain::Drain(Fetch fetch, Patience patience) : fetch_(std::move(fetch)), patience_(patience) {}
+Drain::Drain(Fetch fetch, Settled settled, Patience patience)
+    : fetch_(std::move(fetch)), settled_(std::move(settled)), patience_(patience) {}
 
 Drain::Result Drain::run(const Progress& progress) {
     Result result;
@@ -34,7 +35,7 @@ Drain::Result Drain::run(const Progress& progress) {
     auto pause = patience_.firstPause;
     for (;;) {
         const auto outcome = fetchUntil(fetch_, deadline);
-        if (outcome == BackgroundFetchResult::noData) {
+        if (outcome == BackgroundFetchResult::noData && settled_()) {
             result.complete = true;
             return result;
         }

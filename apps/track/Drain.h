@@ -10,12 +10,16 @@ namespace zentara::track {
 
 /// Delivers batch after batch until nothing waits any more.
 ///
-/// A delivery that fails is tried again after a pause, which doubles from failure to failure.
-/// Failures are normal at first, until the collector has issued an identity.
+/// A fetch that finds nothing waiting does not end it alone: a batch that the library dispatches
+/// by itself may be under way. A delivery that fails is tried again after a pause, which doubles
+/// from failure to failure. Failures are normal at first, until the collector has issued an
+/// identity.
 class Drain {
   public:
     /// Starts the delivery of one batch, as `ZentaraClient::performFetch` does.
     using Fetch = std::function<void(ZentaraClient::FetchCallback)>;
+    /// Tells whether also the queue on disk is empty, so that no batch is under way.
+    using Settled = std::function<bool()>;
     /// Gets the number of batches delivered so far.
     using Progress = std::function<void(std::size_t)>;
 
@@ -30,13 +34,14 @@ class Drain {
         std::size_t batches = 0;
     };
 
-    Drain(Fetch fetch, Patience patience);
+    Drain(Fetch fetch, Settled settled, Patience patience);
 
     /// Blocks until everything is delivered or the patience is at an end.
     Result run(const Progress& progress = {});
 
   private:
     Fetch fetch_;
+    Settled settled_;
     Patience patience_;
 };
 

@@ -6,8 +6,11 @@
 #include <zentara/ZentaraEndpoints.h>
 
 #include <condition_variable>
+#include <cstdint>
+#include <filesystem>
 #include <mutex>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace zentara::track {
@@ -61,6 +64,17 @@ void useEndpoints(const Options& options) {
     ZentaraEndpoints::use(endpoints);
 }
 
+/// The library removes a batch from the file of its queue when it is delivered, not before.
+bool queueFileIsEmpty() {
+    const auto settings = ClientSettings::current();
+    const auto directory = HostApplication::documentsDirectory();
+    if (!settings || !directory) return true;
+    constexpr std::uintmax_t emptyList = 2;  // "[]"
+    std::error_code noFile;
+    const auto size = std::filesystem::file_size(*directory / settings->eventsStorageName, noFile);
+    return noFile || size <= emptyList;
+}
+
 Result resultOf(const ZentaraClientErrorRef& error) {
     if (!error) return {};
     const auto is = [&]<typename Error>() {
@@ -111,7 +125,7 @@ Result Sender::send(EventLine event) {
 Drain::Result Sender::drain(const Drain::Progress& progress) {
     Drain drain([client = client_](
                     ZentaraClient::FetchCallback done) { client->performFetch(std::move(done)); },
-                patience_);
+                queueFileIsEmpty, patience_);
     return drain.run(progress);
 }
 

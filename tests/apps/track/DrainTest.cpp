@@ -16,6 +16,13 @@ using testing::ElementsAre;
 constexpr Drain::Patience quick{std::chrono::milliseconds(40), std::chrono::milliseconds(1),
                                 std::chrono::milliseconds(4)};
 
+constexpr Drain::Patience patient{std::chrono::seconds(30), std::chrono::milliseconds(1),
+                                  std::chrono::milliseconds(2)};
+
+bool settled() {
+    return true;
+}
+
 /// Answers from a script; the last answer goes on for ever.
 Drain::Fetch scripted(std::deque<BackgroundFetchResult> script) {
     return [script](const ZentaraClient::FetchCallback& done) mutable {
@@ -27,25 +34,38 @@ Drain::Fetch scripted(std::deque<BackgroundFetchResult> script) {
 
 TEST(DrainTest, ItGoesOnUntilNothingWaitsAndTriesFailuresAgain) {
     std::vector<std::size_t> progress;
-    Drain drain(scripted({failed, newData, failed, failed, newData, newData, noData}),
-                {.withoutDelivery = std::chrono::seconds(30),
-                 .firstPause = std::chrono::milliseconds(1),
-                 .longestPause = std::chrono::milliseconds(2)});
+    Drain drain(scripted({failed, newData, failed, failed, newData, newData, noData}), settled,
+                patient);
     const auto result = drain.run([&](std::size_t batches) { progress.push_back(batches); });
     EXPECT_TRUE(result.complete);
     EXPECT_EQ(result.batches, 3U);
     EXPECT_THAT(progress, ElementsAre(1, 2, 3));
 }
 
+TEST(DrainTest, ItWaitsForABatchThatIsUnderWayElsewhere) {
+    int asked = 0;
+    Drain drain(
+        scripted({newData, noData, noData, newData, noData}), [&] { return ++asked == 3; },
+        patient);
+    const auto result = drain.run();
+    EXPECT_TRUE(result.complete);
+    EXPECT_EQ(result.batches, 2U);
+
+    EXPECT_FALSE(Drain(
+                     scripted({noData}), [] { return false; }, quick)
+                     .run()
+                     .complete);
+}
+
 TEST(DrainTest, ItGivesUpWhenNothingIsDeliveredForTooLong) {
-    const auto result = Drain(scripted({newData, failed}), quick).run();
+    const auto result = Drain(scripted({newData, failed}), settled, quick).run();
     EXPECT_FALSE(result.complete);
     EXPECT_EQ(result.batches, 1U);
 }
 
 TEST(DrainTest, ItGivesUpOnAnAnswerThatDoesNotComeAndBearsItComingLate) {
     ZentaraClient::FetchCallback late;
-    const auto result = Drain([&](const auto& done) { late = done; }, quick).run();
+    const auto result = Drain([&](const auto& done) { late = done; }, settled, quick).run();
     EXPECT_FALSE(result.complete);
     late(newData);
 }
