@@ -22,10 +22,32 @@ inline constexpr std::array<std::string_view, 7> typeRawValues = {
 
 /// The type of that name, letter by letter; nothing for any other text.
 [[nodiscard]] constexpr std::optional<Type> typeFromRawValue(std::string_view text) noexcept {
-    for (std::size_t i = 0; i < detail::typeRawValues.size(); ++i) {
-        if (detail::typeRawValues[i] == text) return static_cast<Type>(i);
+    // The first letter and the length leave one candidate.
+    if (text.size() < 4) return std::nullopt;
+    Type candidate = Type::Object;
+    switch (text.front()) {
+        case 'o':
+            break;
+        case 'a':
+            candidate = Type::Array;
+            break;
+        case 's':
+            candidate = Type::String;
+            break;
+        case 'i':
+            candidate = Type::Integer;
+            break;
+        case 'b':
+            candidate = Type::Boolean;
+            break;
+        case 'n':
+            candidate = text.size() == 4 ? Type::Null : Type::Number;
+            break;
+        default:
+            return std::nullopt;
     }
-    return std::nullopt;
+    if (rawValue(candidate) != text) return std::nullopt;
+    return candidate;
 }
 
 }  // namespace zentara

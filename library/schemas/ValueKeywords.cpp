@@ -22,10 +22,8 @@ bool isInteger(const JSONValue& value) noexcept {
     return value.is_int64() || value.is_uint64();
 }
 
-bool hasType(const JSONValue& value, std::string_view name) noexcept {
-    const auto type = typeFromRawValue(name);
-    if (!type) return false;
-    switch (*type) {
+bool hasType(const JSONValue& value, Type type) noexcept {
+    switch (type) {
         case Type::Object:
             return value.is_object();
         case Type::Array:
@@ -42,6 +40,11 @@ bool hasType(const JSONValue& value, std::string_view name) noexcept {
             return value.is_null();
     }
     return false;
+}
+
+bool hasType(const JSONValue& value, std::string_view name) noexcept {
+    const auto type = typeFromRawValue(name);
+    return type && hasType(value, *type);
 }
 
 bool isTrue(const JSONValue* value) noexcept {
@@ -110,6 +113,8 @@ bool ValidationRun::minLength(const JSONValue& bound, const JSONValue& value) {
     const auto* const text = value.if_string();
     const auto least = integerValue(bound);
     if (text == nullptr || !least) return true;
+    // A text that is not empty has at least one.
+    if (*least <= (text->empty() ? 0 : 1)) return true;
     return static_cast<std::int64_t>(countCharacters(*text)) >= *least ||
            fail("Length of string is smaller than minimum length ", *least);
 }
