@@ -11,6 +11,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "platform/ASCIIPattern.h"
 #include "platform/posix/UTF16Text.h"
 #include "support/Mutex.h"
 
@@ -24,6 +25,7 @@ constexpr std::int32_t stackLimit = 8'000'000;
 constexpr std::int64_t unitsPerStep = 200'000;
 constexpr std::int64_t unitsPerCall = 200;
 constexpr std::int64_t unitsPerByte = 2;
+constexpr std::int64_t unitsPerQuickByte = 10;
 constexpr std::int64_t unitsPerCompilation = 10'000;
 constexpr std::int64_t unitsPerPatternByte = 100;
 
@@ -156,11 +158,22 @@ ExpressionPointer open(std::string_view pattern) {
 /// last matcher used is kept for the next match, so that a single thread clones once.
 class RegularExpression::Compiled {
   public:
-    explicit Compiled(ExpressionPointer prototype) : prototype_(std::move(prototype)) {}
+    Compiled(ExpressionPointer prototype, std::string_view pattern)
+        : prototype_(std::move(prototype)), quick_(ASCIIPattern::compile(pattern)) {}
     ~Compiled() { delete spare_.load(); }
 
     Compiled(const Compiled&) = delete;
     Compiled& operator=(const Compiled&) = delete;
+
+    /// The answer of the quick road; nothing when it cannot be taken.
+    [[nodiscard]] std::optional<bool> matchQuickly(std::string_view text, std::size_t searchLength,
+                                                   WorkAllowance* allowance) const {
+        if (!quick_ || !ASCIIPattern::accepts(text)) return std::nullopt;
+        const auto searched = text.substr(0, searchLength);
+        const auto cost = unitsPerQuickByte * static_cast<std::int64_t>(searched.size() + 1);
+        if (allowance != nullptr && !allowance->spend(cost)) return false;
+        return quick_->matches(searched);
+    }
 
     /// Runs `visit(matcher)` with a matcher at the start of the searched text, within the limits.
     template <typename Visit>
@@ -193,6 +206,7 @@ class RegularExpression::Compiled {
     }
 
     const ExpressionPointer prototype_;
+    const std::optional<ASCIIPattern> quick_;
     mutable std::atomic<Matcher*> spare_{nullptr};
 };
 
@@ -256,7 +270,8 @@ std::optional<RegularExpression> RegularExpression::compile(std::string_view pat
                                unitsPerPatternByte * static_cast<std::int64_t>(pattern.size());
             allowance->spend(std::max<std::int64_t>(least, took.count()));
         }
-        cached = expression ? std::make_shared<const Compiled>(std::move(expression)) : nullptr;
+        cached =
+            expression ? std::make_shared<const Compiled>(std::move(expression), pattern) : nullptr;
         cache.add(pattern, *cached);
     }
     if (*cached == nullptr) return std::nullopt;
@@ -265,6 +280,7 @@ std::optional<RegularExpression> RegularExpression::compile(std::string_view pat
 
 bool RegularExpression::matches(std::string_view text, std::size_t searchLength,
                                 WorkAllowance* allowance) const {
+    if (const auto answer = compiled_->matchQuickly(text, searchLength, allowance)) return *answer;
     bool found = false;
     compiled_->match(text, searchLength, allowance,
                      [&found](Matcher& matcher) { found = matcher.findNext(); });
