@@ -1,5 +1,6 @@
 #include "dispatch/EventBus.h"
 
+#include <cstdlib>
 #include <limits>
 #include <utility>
 
@@ -41,6 +42,42 @@ std::optional<ExtraCookie> userCookie(const StringMap& user) {
     return ExtraCookie{*std::move(type), *std::move(token)};
 }
 
+/// The buses that are to stop when the process exits.
+class LiveBuses {
+  public:
+    static void add(std::weak_ptr<EventBus> bus) {
+        auto& live = shared();
+        const MutexLock lock(live.mutex_);
+        std::erase_if(live.buses_, [](const auto& other) { return other.expired(); });
+        live.buses_.push_back(std::move(bus));
+    }
+
+  private:
+    LiveBuses() {
+        std::atexit([] { shared().stop(); });
+    }
+
+    static LiveBuses& shared() {
+        // Never destroyed: workers use their buses until the process is gone.
+        static auto* const instance = new LiveBuses;
+        return *instance;
+    }
+
+    void stop() {
+        std::vector<std::weak_ptr<EventBus>> buses;
+        {
+            const MutexLock lock(mutex_);
+            buses.swap(buses_);
+        }
+        for (const auto& bus : buses) {
+            if (const auto alive = bus.lock()) alive->stopDispatching();
+        }
+    }
+
+    Mutex mutex_;
+    std::vector<std::weak_ptr<EventBus>> buses_ ZENTARA_GUARDED_BY(mutex_);
+};
+
 ReferenceTime takeReference(const EventBus::Clocks& clocks) {
     captureReferenceTime(clocks.now, *clocks.controlTime);
     return loadReferenceTime();
@@ -55,6 +92,7 @@ std::shared_ptr<EventBus> EventBus::create(std::unique_ptr<EventRepositoryProtoc
     const std::shared_ptr<EventBus> bus(new EventBus(std::move(repository), std::move(idManager),
                                                      std::move(instanceId), std::move(ticker),
                                                      std::move(clocks)));
+    LiveBuses::add(bus);
     bus->startTicking();
     return bus;
 }
@@ -160,18 +198,52 @@ void EventBus::post(const ClientSettings& settings, std::vector<InternalEvent> b
     }
     builder.headers["Content-Type"] = requestContentType;
     builder.body = std::move(body);
+    const auto number = setOut(batch);
+    if (!number) {
+        putBack(batch);
+        completion(failure(EventBusError::Case::clientNotInitialized));
+        return;
+    }
     // Holding the bus: a batch that comes back must find its queue.
-    RestClient::shared().statusRequest(builder.build(),
-                                       [self = shared_from_this(), batch = std::move(batch),
-                                        completion = std::move(completion)](const ErrorRef& error) {
-                                           if (error) {
-                                               self->putBack(batch);
-                                               completion(DispatchResult::failure(error));
-                                           } else {
-                                               self->repository_->save();
-                                               completion(DispatchResult::success());
-                                           }
-                                       });
+    RestClient::shared().statusRequest(
+        builder.build(), [self = shared_from_this(), number = *number, batch = std::move(batch),
+                          completion = std::move(completion)](const ErrorRef& error) {
+            const bool isOurs = self->hasArrived(number);
+            if (error) {
+                if (isOurs) self->putBack(batch);
+                completion(DispatchResult::failure(error));
+            } else {
+                if (isOurs) self->repository_->save();
+                completion(DispatchResult::success());
+            }
+        });
+}
+
+std::optional<std::uint64_t> EventBus::setOut(const std::vector<InternalEvent>& batch) {
+    const MutexLock lock(mutex_);
+    if (isStopped_) return std::nullopt;
+    underWay_.emplace(++lastBatch_, batch);
+    return lastBatch_;
+}
+
+bool EventBus::hasArrived(std::uint64_t number) {
+    const MutexLock lock(mutex_);
+    return underWay_.erase(number) > 0;
+}
+
+void EventBus::stopDispatching() {
+    ticker_->cancel();
+    decltype(underWay_) interrupted;
+    {
+        const MutexLock lock(mutex_);
+        isStopped_ = true;
+        interrupted.swap(underWay_);
+    }
+    // The latest first, so that the oldest ends up in front.
+    for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
+        repository_->insert(entry->second);
+    }
+    if (!interrupted.empty()) repository_->save();
 }
 
 void EventBus::putBack(const std::vector<InternalEvent>& batch) {

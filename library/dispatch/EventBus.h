@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +22,9 @@ struct ClientSettings;
 
 /// Posts a batch of queued events on every tick, and puts it back at the front of the queue when
 /// the post fails. Batches may overlap: a slow post does not hold up the next tick.
+///
+/// A batch under way is neither in the queue nor, after the next save, in its file. When the
+/// process exits the batches under way go back into both, so that the next run sends them again.
 ///
 /// While a bus exists, the reference time that it took at its creation is in the user defaults.
 class EventBus final : public EventBusProtocol, public std::enable_shared_from_this<EventBus> {
@@ -50,6 +55,11 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
 
     void enqueue(const InternalEvent& event, const EnqueueCompletion& completion) override;
     void dispatch(DispatchCompletion completion) override;
+
+    /// Puts the batches under way back into the queue and takes no more out; their answers no
+    /// longer count. For the end of the process.
+    void stopDispatching();
+
     void startTicking() override;
     [[nodiscard]] IDManager& idManager() const override { return *idManager_; }
 
@@ -64,6 +74,12 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
               DispatchCompletion completion);
     void putBack(const std::vector<InternalEvent>& batch);
 
+    /// Notes that the batch is under way and returns its number; nothing when the process is
+    /// ending.
+    [[nodiscard]] std::optional<std::uint64_t> setOut(const std::vector<InternalEvent>& batch);
+    /// Whether the batch of that number was still under way; it no longer is.
+    bool hasArrived(std::uint64_t number);
+
     const std::unique_ptr<EventRepositoryProtocol> repository_;
     const std::shared_ptr<IDManager> idManager_;
     const std::string instanceId_;
@@ -74,6 +90,9 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     Mutex mutex_;
     std::int64_t dispatchNumberCounter_ ZENTARA_GUARDED_BY(mutex_) = 0;
     std::int64_t validTimestamp_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    std::map<std::uint64_t, std::vector<InternalEvent>> underWay_ ZENTARA_GUARDED_BY(mutex_);
+    std::uint64_t lastBatch_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    bool isStopped_ ZENTARA_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace zentara

@@ -1,0 +1,238 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "model/EventDecoder.h"
+#include "model/JSONText.h"
+#include "network/RestClient.h"
+#include "network/URLRequestBuilder.h"
+#include "support/ChildProcess.h"
+#include "support/Files.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WaitFor.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+
+/// The real collector, in a process of its own.
+class Collector {
+  public:
+    explicit Collector(const std::filesystem::path& schemas)
+        : process_({ZENTARA_COLLECTOR, "--port", "0", "--quiet", "--schemas", schemas.string()}) {
+        const auto line = process_.readLine().value_or("");
+        url_ = line.substr(line.find("http"));
+    }
+
+    [[nodiscard]] const std::string& url() const { return url_; }
+
+    [[nodiscard]] JSONObject received(const std::string& what) const {
+        const auto answers = std::make_shared<Mailbox<JSONObject>>();
+        URLRequestBuilder builder(*URL::parse(url_ + "/received/" + what));
+        RestClient::shared().dataRequest(builder.build(), [answers](const auto& body, auto error) {
+            RestClient::shared().decodeJSON(body, error,
+                                            [&](const JSONObject& object, const ErrorRef& failure) {
+                                                EXPECT_EQ(failure, nullptr);
+                                                answers->put(object);
+                                            });
+        });
+        return answers->waitFor().value();
+    }
+
+    /// How often each of the numbered events of the sending host has arrived.
+    [[nodiscard]] std::map<std::int64_t, int> arrivals() const {
+        std::map<std::int64_t, int> counts;
+        const auto received = this->received("events");
+        for (const auto& entry : received.at("events").as_array()) {
+            ++counts[entry.at("event").at("properties").at("number").as_int64()];
+        }
+        return counts;
+    }
+
+    int stop() {
+        process_.signal(SIGTERM);
+        return process_.wait();
+    }
+
+  private:
+    ChildProcess process_;
+    std::string url_;
+};
+
+class EndToEndTest : public testing::Test {
+  protected:
+    /// A port at which nobody listens.
+    static constexpr const char* nobody = "http://127.0.0.1:9";
+
+    EndToEndTest() {
+        writeTo(schemas_ / "numbered-1.json",
+                R"({"type":"object","required":["number"],"additionalProperties":false,)"
+                R"("properties":{"number":{"type":"integer"}}})");
+    }
+
+    /// Runs zentara-track to its end; its exit code.
+    int track(const std::string& collector, std::vector<std::string> arguments,
+              const std::optional<std::filesystem::path>& input = std::nullopt) {
+        std::vector<std::string> command{ZENTARA_TRACK,      "--collector", collector,
+                                         "--documents",      documents_,    "--bundle-id",
+                                         "com.example.test", "--results",   results_};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        ChildProcess process(std::move(command), input);
+        output_ = process.readLines();
+        return process.wait();
+    }
+
+    /// Sends what earlier runs have left.
+    int drain(const Collector& collector) {
+        writeTo(directory_.path() / "nothing", "");
+        return track(collector.url(), {(directory_.path() / "nothing").string()});
+    }
+
+    [[nodiscard]] std::vector<JSONObject> results() const {
+        std::vector<JSONObject> lines;
+        std::ifstream stream(results_);
+        for (std::string line; std::getline(stream, line);) {
+            lines.push_back(parseJSON(line).value.as_object());
+        }
+        return lines;
+    }
+
+    TemporaryDirectory directory_;
+    const std::filesystem::path schemas_ = directory_.path() / "schemas";
+    const std::string documents_ = directory_.path() / "documents";
+    const std::string results_ = directory_.path() / "results";
+    std::vector<std::string> output_;
+};
+
+TEST_F(EndToEndTest, EveryAcceptedExampleArrivesExactlyOnce) {
+    const auto examples = std::filesystem::path(ZENTARA_EXAMPLES);
+    Collector collector(examples / "schemas");
+    EXPECT_EQ(track(collector.url(), {examples / "events.jsonl"}), 1)
+        << "some are wrong on purpose";
+
+    // An event is known by what the application gave to it.
+    std::map<std::string, int> balance;
+    std::ifstream stream(examples / "events.jsonl");
+    std::size_t accepted = 0;
+    for (const auto& result : results()) {
+        std::string line;
+        std::getline(stream, line);
+        if (result.at("outcome") != "accepted") continue;
+        ++accepted;
+        const auto event = parseJSON(line).value.as_object();
+        std::string key;
+        EXPECT_TRUE(appendJSON(key, JSONArray{event.at("schemaId"), event.at("properties")}));
+        ++balance[key];
+    }
+    const auto received = collector.received("events");
+    std::set<std::string> uuids;
+    for (const auto& entry : received.at("events").as_array()) {
+        const auto& event = entry.at("event");
+        std::string key;
+        EXPECT_TRUE(appendJSON(key, JSONArray{event.at("id"), event.at("properties")}));
+        --balance[key];
+        uuids.emplace(event.at("zentaraActionUUID").as_string());
+    }
+    EXPECT_GT(accepted, 250U);
+    EXPECT_EQ(uuids.size(), accepted);
+    for (const auto& [event, difference] : balance)
+        EXPECT_EQ(difference, 0) << event;
+    EXPECT_EQ(contentsOf(std::filesystem::path(documents_) / "events-storage"), "[]");
+    EXPECT_EQ(collector.stop(), 0);
+}
+
+TEST_F(EndToEndTest, UnreadableLinesAreReportedAndTheRestGoesOn) {
+    Collector collector(schemas_);
+    const auto input = directory_.path() / "input";
+    writeTo(
+        input,
+        "{\"schemaId\":\"numbered\",\"schemaVersion\":\"1\",\"properties\":{\"number\":1}}\n"
+        "not json\n"
+        "\n"
+        "{\"schemaId\":\"numbered\"}\n"
+        "{\"schemaId\":\"numbered\",\"schemaVersion\":\"1\",\"properties\":{\"number\":\"1\"}}\n"
+        "{\"schemaId\":\"numbered\",\"schemaVersion\":\"9\",\"properties\":{\"number\":3}}\n"
+        "{\"schemaId\":\"numbered\",\"schemaVersion\":\"1\",\"properties\":{\"number\":4}}\n");
+    EXPECT_EQ(track(collector.url(), {"--verbose", "-"}, input), 1);
+    std::vector<std::pair<std::int64_t, std::string>> outcomes;
+    for (const auto& result : results()) {
+        outcomes.emplace_back(result.at("line").as_int64(), result.at("outcome").as_string());
+    }
+    EXPECT_THAT(outcomes, testing::ElementsAre(
+                              testing::Pair(1, "accepted"), testing::Pair(2, "unreadable"),
+                              testing::Pair(4, "unreadable"), testing::Pair(5, "invalid"),
+                              testing::Pair(6, "unknownSchema"), testing::Pair(7, "accepted")));
+    EXPECT_THAT(collector.arrivals(),
+                testing::ElementsAre(testing::Pair(1, 1), testing::Pair(4, 1)));
+}
+
+TEST_F(EndToEndTest, EventsWaitOnDiskWhileTheCollectorIsAway) {
+    const auto example = std::string("{\"schemaId\":\"numbered\",\"schemaVersion\":\"1\",") +
+                         "\"properties\":{\"number\":7}}\n";
+    writeTo(directory_.path() / "input", example);
+    const auto input = (directory_.path() / "input").string();
+    EXPECT_EQ(track(nobody, {"--ready-timeout", "0.1", input}), 4) << "nobody gives schemas";
+    Collector collector(schemas_);
+    EXPECT_EQ(track(nobody, {"--schemas", collector.url(), "--no-drain", input}), 0);
+    EXPECT_EQ(track(nobody, {"--schemas", collector.url(), "--drain-timeout", "0.2", input}), 2)
+        << "queued, but not delivered";
+    EXPECT_EQ(drain(collector), 0);
+    EXPECT_THAT(collector.arrivals(), testing::ElementsAre(testing::Pair(7, 2)));
+}
+
+TEST_F(EndToEndTest, AKilledHostLosesNothingOfWhatWasQueued) {
+    Collector collector(schemas_);
+    std::set<std::int64_t> reported;
+    std::int64_t first = 1;
+    for (const int lines : {1, 7, 40, 3, 120, 15}) {
+        ChildProcess host(
+            {ZENTARA_SENDING_HOST, "http://127.0.0.1:9", documents_, std::to_string(first), "0"});
+        for (int line = 0; line < lines; ++line) {
+            const auto number = host.readLine();
+            ASSERT_TRUE(number);
+            reported.insert(std::stoll(*number));
+        }
+        host.signal(SIGKILL);
+        for (const auto& number : host.readLines())
+            reported.insert(std::stoll(number));
+        EXPECT_EQ(host.wait(), -SIGKILL);
+        first = *reported.rbegin() + 2;
+
+        const auto file = contentsOf(std::filesystem::path(documents_) / "events-storage");
+        const auto stored = decodeEvents(file);
+        EXPECT_EQ(stored.error, nullptr);
+        EXPECT_GE(stored.events.size(), reported.size());
+    }
+    EXPECT_EQ(drain(collector), 0);
+    const auto arrivals = collector.arrivals();
+    for (const auto number : reported) {
+        EXPECT_EQ(arrivals.count(number), 1U) << number;
+    }
+    for (const auto& [number, count] : arrivals)
+        EXPECT_EQ(count, 1) << number;
+    // One event may have been stored when the kill came before its report.
+    EXPECT_LE(arrivals.size(), reported.size() + 6);
+}
+
+TEST_F(EndToEndTest, AHostMayReturnFromMainInTheMiddleOfADelivery) {
+    Collector collector(schemas_);
+    std::int64_t first = 1;
+    for (int run = 0; run < 5; ++run, first += 25) {
+        ChildProcess host({ZENTARA_SENDING_HOST, collector.url(), collector.url(), documents_,
+                           std::to_string(first), "25", "leave"});
+        EXPECT_EQ(host.readLines().size(), 25U);
+        EXPECT_EQ(host.wait(), 0);
+    }
+    EXPECT_EQ(drain(collector), 0);
+    const auto arrivals = collector.arrivals();
+    EXPECT_EQ(arrivals.size(), 125U);
+    EXPECT_EQ(arrivals.rbegin()->first, 125);
+}
+
+}  // namespace
+}  // namespace zentara

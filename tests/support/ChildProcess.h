@@ -1,0 +1,40 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zentara::test {
+
+/// A program that runs beside the test. Its standard output is read line by line; its standard
+/// error is the test's. Killed at the end of its scope if it still runs.
+class ChildProcess {
+  public:
+    explicit ChildProcess(std::vector<std::string> command,
+                          const std::optional<std::filesystem::path>& input = std::nullopt);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    /// The next line of its output, when it comes; nothing at the end.
+    [[nodiscard]] std::optional<std::string> readLine();
+
+    /// All that is left of its output, read to its end.
+    [[nodiscard]] std::vector<std::string> readLines();
+
+    void signal(int number) const;
+
+    /// Its exit code, or minus the number of the signal that ended it.
+    int wait();
+
+  private:
+    pid_t process_ = -1;
+    int output_ = -1;
+    std::string received_;
+    std::optional<int> result_;
+};
+
+}  // namespace zentara::test
