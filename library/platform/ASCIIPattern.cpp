@@ -162,20 +162,20 @@ class ASCIIPatternParser {
             return std::nullopt;
         }
         const auto end = rest_;
-        Part all;
-        for (unsigned copy = 1; part; ++copy) {
-            const bool isLast = copy >= repetition->most;
-            if (isLast && repetition->isUnbounded) follow(part->last, part->first);
-            if (copy > repetition->least) part->canBeEmpty = true;
-            all = joined(all, *part);
-            if (isLast) {
-                rest_ = end;
-                return all;
-            }
+        Part all = *part;
+        all.canBeEmpty = part->canBeEmpty || repetition->least == 0;
+        for (unsigned copy = 2; copy <= repetition->most; ++copy) {
+            // A copy is entered from the one before it only, so that few positions are alive.
+            const auto previous = part->last;
             rest_ = start;
             part = single(depth);
+            if (!part) return std::nullopt;
+            follow(previous, part->first);
+            all.last = copy <= repetition->least ? part->last : all.last | part->last;
         }
-        return std::nullopt;
+        if (repetition->isUnbounded) follow(part->last, part->first);
+        rest_ = end;
+        return all;
     }
 
     std::optional<Repetition> quantifier() {

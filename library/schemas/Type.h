@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -21,33 +22,31 @@ inline constexpr std::array<std::string_view, 7> typeRawValues = {
 }
 
 /// The type of that name, letter by letter; nothing for any other text.
-[[nodiscard]] constexpr std::optional<Type> typeFromRawValue(std::string_view text) noexcept {
-    // The first letter and the length leave one candidate.
-    if (text.size() < 4) return std::nullopt;
-    Type candidate = Type::Object;
-    switch (text.front()) {
-        case 'o':
+[[nodiscard]] inline std::optional<Type> typeFromRawValue(std::string_view text) noexcept {
+    // Comparing a length known when compiling takes a word or two instead of a call.
+    const auto spells = [text]<std::size_t size>(const char(&word)[size]) {
+        return std::memcmp(text.data(), word, size - 1) == 0;
+    };
+    switch (text.size()) {
+        case 4:
+            if (spells("null")) return Type::Null;
             break;
-        case 'a':
-            candidate = Type::Array;
+        case 5:
+            if (spells("array")) return Type::Array;
             break;
-        case 's':
-            candidate = Type::String;
+        case 6:
+            if (spells("string")) return Type::String;
+            if (spells("number")) return Type::Number;
+            if (spells("object")) return Type::Object;
             break;
-        case 'i':
-            candidate = Type::Integer;
-            break;
-        case 'b':
-            candidate = Type::Boolean;
-            break;
-        case 'n':
-            candidate = text.size() == 4 ? Type::Null : Type::Number;
+        case 7:
+            if (spells("integer")) return Type::Integer;
+            if (spells("boolean")) return Type::Boolean;
             break;
         default:
-            return std::nullopt;
+            break;
     }
-    if (rawValue(candidate) != text) return std::nullopt;
-    return candidate;
+    return std::nullopt;
 }
 
 }  // namespace zentara
