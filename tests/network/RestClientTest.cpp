@@ -1,0 +1,163 @@
+#include "network/RestClient.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "network/RestClientError.h"
+#include "network/URLRequestBuilder.h"
+#include "platform/PlatformError.h"
+#include "support/RawServer.h"
+#include "support/TestServer.h"
+#include "support/WaitFor.h"
+
+namespace zentara {
+namespace {
+
+using test::Mailbox;
+using test::RawServer;
+using test::TestServer;
+using Case = RestClientError::Case;
+
+struct Data {
+    std::optional<std::string> body;
+    ErrorRef error;
+};
+
+Data data(URLRequest request) {
+    const auto results = std::make_shared<Mailbox<Data>>();
+    RestClient::shared().dataRequest(std::move(request),
+                                     [results](std::optional<std::string> body, ErrorRef error) {
+                                         results->put({std::move(body), std::move(error)});
+                                     });
+    const auto result = results->waitFor();
+    EXPECT_TRUE(result) << "no completion";
+    return result.value_or(Data{});
+}
+
+ErrorRef status(URLRequest request) {
+    const auto results = std::make_shared<Mailbox<ErrorRef>>();
+    RestClient::shared().statusRequest(std::move(request),
+                                       [results](ErrorRef error) { results->put(error); });
+    const auto result = results->waitFor();
+    EXPECT_TRUE(result) << "no completion";
+    return result.value_or(nullptr);
+}
+
+/// The description of a `RestClientError`, "network" for an error of the network, "" for none.
+std::string name(const ErrorRef& error) {
+    if (!error) return "";
+    if (dynamic_cast<const RestClientError*>(error.get()) != nullptr) return error->description();
+    const auto* const failure = dynamic_cast<const PlatformError*>(error.get());
+    if (failure == nullptr) return "unknown";
+    return failure->domain() == PlatformError::Domain::network ? "network" : "json";
+}
+
+TEST(RestClientTest, JudgesAnswersByStatusAndBody) {
+    const std::string noBody = RestClientError::unexpectedBodyFormat().description();
+    const std::string noHTTP = RestClientError::unexpectedResponseFormat().description();
+    const auto unexpected = [](int code) {
+        return RestClientError::unexpectedStatusCode(code).description();
+    };
+    const struct {
+        std::string answer;
+        std::optional<std::string> body;
+        std::string dataError;
+        std::string statusError;
+    } cases[] = {
+        {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", "{}", "", ""},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", "", "", ""},
+        {"HTTP/1.1 204 No\r\nContent-Length: 0\r\n\r\n", "", "", ""},
+        {"HTTP/1.1 204 No\r\n\r\n", {}, noBody, ""},
+        {"HTTP/1.1 299 Fine\r\nContent-Length: 1\r\n\r\nx", "x", "", ""},
+        {"HTTP/1.1 199 Odd\r\n\r\n", {}, unexpected(199), unexpected(199)},
+        {"HTTP/1.1 300 Many\r\nContent-Length: 1\r\n\r\nx", {}, unexpected(300), unexpected(300)},
+        {"HTTP/1.1 301 Away\r\nLocation: /\r\nContent-Length: 0\r\n\r\n",
+         {},
+         unexpected(301),
+         unexpected(301)},
+        {"HTTP/1.1 400 Bad\r\n\r\n", {}, unexpected(400), unexpected(400)},
+        {"HTTP/1.1 500 Broken\r\nContent-Length: 2\r\n\r\n{}",
+         {},
+         unexpected(500),
+         unexpected(500)},
+        {"hello\n", {}, noHTTP, noHTTP},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", {}, "network", "network"},
+        {"", {}, "network", "network"},
+    };
+    for (const auto& each : cases) {
+        RawServer server(RawServer::answer(each.answer));
+        const URLRequest request = URLRequestBuilder(server.url()).build();
+        const Data result = data(request);
+        EXPECT_EQ(result.body, each.body) << each.answer;
+        EXPECT_EQ(name(result.error), each.dataError) << each.answer;
+        EXPECT_EQ(name(status(request)), each.statusError) << each.answer;
+    }
+}
+
+TEST(RestClientTest, SendsWhatTheBuilderDescribes) {
+    TestServer server;
+    URLRequestBuilder builder(server.url().appendingPathComponent("event"));
+    builder.method = "POST";
+    builder.headers["Content-Type"] = "application/json";
+    builder.headers["User-Agent"] = "Mobile App: test";
+    builder.cookies["qvn_uid"] = "abc";
+    builder.body = R"({"events":[]})";
+    EXPECT_EQ(status(builder.build()), nullptr);
+    const auto request = server.waitForRequest();
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->method, "POST");
+    EXPECT_EQ(request->target, "/event");
+    EXPECT_EQ(request->header("Content-Type"), "application/json");
+    EXPECT_EQ(request->header("User-Agent"), "Mobile App: test");
+    EXPECT_EQ(request->header("Cookie"), "qvn_uid=abc;");
+    EXPECT_EQ(request->body, R"({"events":[]})");
+}
+
+TEST(RestClientTest, ErrorsAreEqualByCaseAndStatus) {
+    EXPECT_EQ(RestClientError::unexpectedStatusCode(404),
+              RestClientError::unexpectedStatusCode(404));
+    EXPECT_NE(RestClientError::unexpectedStatusCode(404),
+              RestClientError::unexpectedStatusCode(500));
+    EXPECT_NE(RestClientError::invalidJSONFormat(), RestClientError::unexpectedBodyFormat());
+    EXPECT_EQ(RestClientError::invalidJSONFormat(), RestClientError::invalidJSONFormat());
+}
+
+TEST(RestClientTest, DecodesObjectsOnly) {
+    const auto noBody =
+        std::make_shared<const RestClientError>(RestClientError::unexpectedBodyFormat());
+    const std::string wrongKind = RestClientError::invalidJSONFormat().description();
+    const struct {
+        std::optional<std::string> body;
+        ErrorRef error;
+        JSONObject object;
+        std::string expected;
+    } cases[] = {
+        {R"({"a":[1,2.0,"x"]})", nullptr, {{"a", {1, 2.0, "x"}}}, ""},
+        {"{}", nullptr, {}, ""},
+        {"\xef\xbb\xbf{}", nullptr, {}, ""},
+        {"[1,2]", nullptr, {}, wrongKind},
+        {"", nullptr, {}, "json"},
+        {"{\"a\":", nullptr, {}, "json"},
+        {"5", nullptr, {}, "json"},
+        {std::nullopt, nullptr, {}, noBody->description()},
+        {"{\"a\":1}", noBody, {}, noBody->description()},
+    };
+    for (const auto& each : cases) {
+        int calls = 0;
+        const std::string text = each.body.value_or("(none)");
+        RestClient::shared().decodeJSON(each.body, each.error,
+                                        [&](const JSONObject& object, const ErrorRef& error) {
+                                            ++calls;
+                                            EXPECT_EQ(object, each.object) << text;
+                                            EXPECT_EQ(name(error), each.expected) << text;
+                                        });
+        EXPECT_EQ(calls, 1);
+    }
+}
+
+}  // namespace
+}  // namespace zentara

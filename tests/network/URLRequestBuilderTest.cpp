@@ -1,0 +1,92 @@
+#include "network/URLRequestBuilder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <utility>
+
+namespace zentara {
+namespace {
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+URLRequestBuilder builder() {
+    return URLRequestBuilder(URL::parse("http://localhost/id").value());
+}
+
+TEST(URLRequestBuilderTest, StartsAsAPlainGet) {
+    const URLRequest request = builder().build();
+    EXPECT_EQ(request.url.string(), "http://localhost/id");
+    EXPECT_EQ(request.method, "GET");
+    EXPECT_THAT(request.headers, IsEmpty());
+    EXPECT_FALSE(request.body);
+    EXPECT_EQ(request.timeout, std::chrono::seconds(60));
+}
+
+TEST(URLRequestBuilderTest, CookiesGoBeforeTheCookieHeader) {
+    const struct {
+        JSONObject cookies;
+        HeaderFields headers;
+        std::string expected;
+    } cases[] = {
+        {{{"a", "abc"}}, {}, "a=abc;"},
+        {{{"a", 1}}, {{"Cookie", "x=2"}}, "a=1;x=2"},
+        {{}, {{"Cookie", "x=2"}}, "x=2"},
+        {{{"z", "1"}, {"a", "2"}}, {}, "z=1;a=2;"},
+        {{{"a", "1"}, {"b", "x\r\nForged: 1"}, {"c\nd", "2"}, {"e", "x\0y"s}, {"f", "3"}},
+         {},
+         "a=1;f=3;"},
+        {{{"a", "1"}}, {{"Cookie", "x=2\r\nForged: 1"}}, "a=1;"},
+    };
+    for (const auto& each : cases) {
+        URLRequestBuilder description = builder();
+        description.cookies = each.cookies;
+        description.headers = each.headers;
+        EXPECT_THAT(description.build().headers, ElementsAre(Pair("Cookie", each.expected)));
+        EXPECT_EQ(description.headers, (HeaderFields{{"Cookie", each.expected}}));
+    }
+}
+
+TEST(URLRequestBuilderTest, CookieValuesOfAnyKindAreSentAsPlainText) {
+    const struct {
+        JSONValue value;
+        std::string text;
+    } cases[] = {
+        {5, "5"},
+        {-5, "-5"},
+        {18446744073709551615ULL, "18446744073709551615"},
+        {5.0, "5.0"},
+        {1.5, "1.5"},
+        {1e16, "1e+16"},
+        {true, "true"},
+        {"bare \"text\"", "bare \"text\""},
+        {nullptr, "<null>"},
+        {JSONArray{"a", 1, JSONArray{}}, R"(["a", 1, []])"},
+        {JSONObject{{"k", 1}, {"o", JSONObject{}}}, R"(["k": 1, "o": [:]])"},
+    };
+    for (const auto& each : cases) {
+        URLRequestBuilder description = builder();
+        description.cookies["c"] = each.value;
+        EXPECT_THAT(description.build().headers,
+                    ElementsAre(Pair("Cookie", "c=" + each.text + ";")));
+    }
+}
+
+TEST(URLRequestBuilderTest, HeadersKeepTheirOrderAndForgedOnesStayOut) {
+    URLRequestBuilder description = builder();
+    description.headers["User-Agent"] = "Mobile";
+    description.headers["Bad"] = "x\r\nForged: 1";
+    description.headers["Accept"] = "a/b";
+    description.headers["Bad\nName"] = "x";
+    description.headers["User-Agent"] = "Other";
+    EXPECT_THAT(description.build().headers,
+                ElementsAre(Pair("User-Agent", "Other"), Pair("Accept", "a/b")));
+}
+
+}  // namespace
+}  // namespace zentara
