@@ -1,10 +1,10 @@
 // A host application for the tests. It sends numbered events and tells on standard output, one line
 // each, the numbers of those that the library has queued.
 //
-//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT [leave]
+//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT leave|linger
 //
-// A count of 0 goes on until the process is killed. With "leave" it asks for a delivery at the end
-// and returns from main without waiting for it.
+// At the end it asks for a delivery and returns from main without waiting for it ("leave"), or
+// waits to be killed ("linger").
 
 #include <zentara/ZentaraClient.h>
 
@@ -14,11 +14,12 @@
 #include <future>
 #include <memory>
 #include <string>
+#include <string_view>
 
 using namespace zentara;
 
 int main(int argc, char** argv) {
-    if (argc < 6) return 64;
+    if (argc != 7) return 64;
     HostApplication::setDocumentsDirectory(argv[3]);
     HostApplication::setPreferencesDirectory(argv[3]);
     auto endpoints = ZentaraEndpoints::current();
@@ -34,7 +35,7 @@ int main(int argc, char** argv) {
     ready->get_future().wait();
     const auto first = std::stoll(argv[4]);
     const auto count = std::stoll(argv[5]);
-    for (std::int64_t number = first; count == 0 || number < first + count; ++number) {
+    for (std::int64_t number = first; number < first + count; ++number) {
         client->send("numbered", "1", "text/plain", number, "", {{"number", number}}, std::nullopt,
                      [number](const EventRef&, const ZentaraClientErrorRef& error) {
                          if (error) return;
@@ -44,6 +45,7 @@ int main(int argc, char** argv) {
                          std::fflush(stdout);
                      });
     }
-    if (argc > 6) client->performFetch(nullptr);
+    if (std::string_view(argv[6]) == "linger") std::promise<void>().get_future().wait();
+    client->performFetch(nullptr);
     return 0;
 }
