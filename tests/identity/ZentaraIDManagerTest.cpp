@@ -121,13 +121,13 @@ TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {
         {R"({"hsid":"h2"})", "qvn_uid=t1;hsid=h2;"},
         {"{}", "qvn_uid=t1;"},
     };
-    for (const auto& [response, cookie] : cases) {
+    for (const auto& test : cases) {
         answer(whole);
         const auto manager = makeManager();
         ASSERT_EQ(fetch(*manager), "h1");
-        answer(response);
+        answer(test.response);
         manager->start(nullptr);
-        EXPECT_TRUE(eventually([&] { return cookieOf(*manager) == cookie; })) << response;
+        EXPECT_TRUE(eventually([&] { return cookieOf(*manager) == test.cookie; })) << test.response;
     }
 }
 
