@@ -21,7 +21,7 @@ const Format& formatNamed(std::string_view name) {
                          [name](const Format& format) { return format.name == name; });
 }
 
-TEST(Format, AcceptsAndRefusesAsSpecified) {
+TEST(Format, AcceptsAndRefusesTheseTexts) {
     struct Case {
         const char* format;
         std::vector<const char*> accepted;
