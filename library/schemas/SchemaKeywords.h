@@ -61,7 +61,7 @@ class SchemaKeywords {
         }
         // One check serves the three, when any of them is there.
         const auto properties = bit(Keyword::properties) | bit(Keyword::patternProperties) |
-                                    bit(Keyword::additionalProperties);
+                                bit(Keyword::additionalProperties);
         unchecked_ = present_ & (bit(Keyword::exclusiveMinimum) - 1);
         if ((present_ & properties) != 0) unchecked_ |= bit(Keyword::properties);
     }
