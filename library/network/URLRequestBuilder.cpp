@@ -46,7 +46,7 @@ void appendPlainText(std::string& text, const JSONValue& value, Quotes quotes = 
             }
             break;
         case boost::json::kind::array: {
-            std::string_view separator = "";
+            std::string_view separator;
             text += '[';
             for (const auto& element : value.get_array()) {
                 text += separator;
@@ -57,7 +57,7 @@ void appendPlainText(std::string& text, const JSONValue& value, Quotes quotes = 
             break;
         }
         case boost::json::kind::object: {
-            std::string_view separator = "";
+            std::string_view separator;
             text += '[';
             for (const auto& [key, element] : value.get_object()) {
                 text += separator;

@@ -68,11 +68,11 @@ std::optional<Path> defaultDirectory(const char* variable, const char* belowHome
 }
 
 /// The directory as it is meant now, should the host change its working directory later.
-std::optional<Path> given(const Path& directory) {
+std::optional<Path> given(Path directory) {
     if (directory.empty()) return std::nullopt;
     std::error_code error;
     Path absolute = std::filesystem::absolute(directory, error);
-    return error ? directory : absolute;
+    return error ? std::move(directory) : std::move(absolute);
 }
 
 }  // namespace
@@ -97,7 +97,7 @@ std::string HostApplication::bundleIdentifier() {
 
 void HostApplication::setDocumentsDirectory(std::filesystem::path directory) {
     const MutexLock lock(facts().mutex);
-    facts().documentsDirectory = given(directory);
+    facts().documentsDirectory = given(std::move(directory));
     ++facts().generation;
 }
 
@@ -111,7 +111,7 @@ std::optional<std::filesystem::path> HostApplication::documentsDirectory() {
 
 void HostApplication::setPreferencesDirectory(std::filesystem::path directory) {
     const MutexLock lock(facts().mutex);
-    facts().preferencesDirectory = given(directory);
+    facts().preferencesDirectory = given(std::move(directory));
     ++facts().generation;
 }
 

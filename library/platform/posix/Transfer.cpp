@@ -141,7 +141,13 @@ bool Transfer::buildHeaderList() {
         if (!isToken(name) || !isHeaderValue(value)) continue;
         // To curl "Name:" takes a header away; an empty one is spelt "Name;".
         const bool isBlank = value.find_first_not_of(" \t") == std::string::npos;
-        if (!addHeaderLine(isBlank ? name + ";" : name + ": " + value)) return false;
+        std::string line = name;
+        if (isBlank) {
+            line += ';';
+        } else {
+            line.append(": ").append(value);
+        }
+        if (!addHeaderLine(line)) return false;
     }
     // Takes away what curl would add of its own accord.
     for (const char* const name : {"Accept", "Expect", "Content-Type"}) {

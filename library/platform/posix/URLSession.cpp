@@ -92,24 +92,19 @@ void Engine::setAuthorityFile(std::string path) {
 
 void Engine::start(URLRequest request, URLSession::Completion completion) {
     const std::string scheme = request.url.scheme();
-    std::unique_ptr<Transfer> transfer;
-    CURLcode code = CURLE_OK;
+    const bool isWeb = scheme == "http" || scheme == "https";
+    std::unique_ptr<Transfer> refused;
     {
         const MutexLock lock(mutex_);
-        transfer =
+        auto transfer =
             std::make_unique<Transfer>(std::move(request), std::move(completion), authorityFile_);
-        if (scheme != "http" && scheme != "https") {
-            code = CURLE_UNSUPPORTED_PROTOCOL;
-        } else if (!isThreadRunning()) {
-            code = CURLE_FAILED_INIT;
-        } else {
-            waiting_.push_back(std::move(transfer));
-        }
+        auto& place = isWeb && isThreadRunning() ? waiting_.emplace_back() : refused;
+        place = std::move(transfer);
     }
-    if (code == CURLE_OK) {
-        ::curl_multi_wakeup(multi_);
+    if (refused) {
+        complete(*refused, isWeb ? CURLE_FAILED_INIT : CURLE_UNSUPPORTED_PROTOCOL);
     } else {
-        complete(*transfer, code);
+        ::curl_multi_wakeup(multi_);
     }
 }
 
