@@ -207,7 +207,7 @@ TEST_F(EventBusTest, TheTickerDispatchesAndIsStartedOnce) {
     const auto bus = makeBus(sampleEvents(1, 12));
     EXPECT_EQ(ticker_.runningInterval(), 10.0);
     bus->startTicking();
-    EXPECT_EQ(ticker_.starts, 1);
+    EXPECT_EQ(ticker_.starts(), 1);
     ticker_.fire();
     EXPECT_EQ(actions(0), range(1, 10));
 }

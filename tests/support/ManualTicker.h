@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -8,56 +9,71 @@
 
 namespace zentara::test {
 
-/// What a test sees of a ticker that it has given away; must outlive the ticker.
-struct TickerView {
-    Mutex mutex;
-    TickerProtocol::Handler handler;
-    std::optional<double> interval;  ///< of the running timer
-    int starts = 0;
+/// What a test sees of a ticker that it has given away. Copies see the same ticker, which a request
+/// under way may keep alive beyond the test.
+class TickerView {
+  public:
+    [[nodiscard]] bool isRunning() const { return runningInterval().has_value(); }
 
-    [[nodiscard]] bool isRunning() {
-        const MutexLock lock(mutex);
-        return interval.has_value();
+    /// In seconds; nothing without a running timer.
+    [[nodiscard]] std::optional<double> runningInterval() const {
+        const MutexLock lock(state_->mutex);
+        return state_->interval;
     }
 
-    [[nodiscard]] std::optional<double> runningInterval() {
-        const MutexLock lock(mutex);
-        return interval;
+    [[nodiscard]] int starts() const {
+        const MutexLock lock(state_->mutex);
+        return state_->starts;
     }
 
     /// Lets the timer fire, on this thread.
-    void fire() {
+    void fire() const {
         TickerProtocol::Handler current;
         {
-            const MutexLock lock(mutex);
-            if (interval) current = handler;
+            const MutexLock lock(state_->mutex);
+            if (state_->interval) current = state_->handler;
         }
         if (current) current();
     }
+
+  private:
+    friend class ManualTicker;
+
+    struct State {
+        Mutex mutex;
+        TickerProtocol::Handler handler ZENTARA_GUARDED_BY(mutex);
+        std::optional<double> interval ZENTARA_GUARDED_BY(mutex);
+        int starts ZENTARA_GUARDED_BY(mutex) = 0;
+    };
+
+    std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
 /// A ticker that fires when the test says so.
 class ManualTicker final : public TickerProtocol {
   public:
-    explicit ManualTicker(TickerView& view) : view_(view) {}
+    explicit ManualTicker(const TickerView& view) : state_(view.state_) {}
 
     void setHandler(Handler handler) override {
-        const MutexLock lock(view_.mutex);
-        view_.handler = std::move(handler);
+        const MutexLock lock(state_->mutex);
+        state_->handler = std::move(handler);
     }
     void start(Clock::time_point, double interval) override {
-        const MutexLock lock(view_.mutex);
-        view_.interval = interval;
-        ++view_.starts;
+        const MutexLock lock(state_->mutex);
+        state_->interval = interval;
+        ++state_->starts;
     }
     void cancel() override {
-        const MutexLock lock(view_.mutex);
-        view_.interval.reset();
+        const MutexLock lock(state_->mutex);
+        state_->interval.reset();
     }
-    [[nodiscard]] bool isRunning() const override { return view_.isRunning(); }
+    [[nodiscard]] bool isRunning() const override {
+        const MutexLock lock(state_->mutex);
+        return state_->interval.has_value();
+    }
 
   private:
-    TickerView& view_;
+    const std::shared_ptr<TickerView::State> state_;
 };
 
 }  // namespace zentara::test
