@@ -77,7 +77,8 @@ std::optional<Store::Selection> readSelection(const HttpRequest& request, std::s
         }
         const auto number = count(value);
         if (!number) {
-            fault = name + " is a number from 0 on, not \"" + value + "\"";
+            fault = name;
+            fault.append(" is a number from 0 on, not \"").append(value).append("\"");
             return std::nullopt;
         }
         if (name == "offset") {

@@ -4,8 +4,11 @@
 // library's guarded static objects for races. What the library itself does is not looked at; the
 // services that it calls are.
 
+// The name is the sanitizer's.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" const char* __tsan_default_suppressions();
 
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
     return "called_from_lib:libcpp-httplib.so\n";
 }
+// NOLINTEND(bugprone-reserved-identifier)

@@ -33,12 +33,19 @@ Drain::Result Drain::run(const Progress& progress) {
     Result result;
     auto deadline = Clock::now() + patience_.withoutDelivery;
     auto pause = patience_.firstPause;
+    bool wasQuiet = false;
     for (;;) {
         const auto outcome = fetchUntil(fetch_, deadline);
         if (outcome == BackgroundFetchResult::noData && settled_()) {
-            result.complete = true;
-            return result;
+            if (wasQuiet) {
+                result.complete = true;
+                return result;
+            }
+            wasQuiet = true;
+            std::this_thread::sleep_for(patience_.moment);
+            continue;
         }
+        wasQuiet = false;
         if (outcome == BackgroundFetchResult::newData) {
             ++result.batches;
             if (progress) progress(result.batches);

@@ -133,7 +133,6 @@ int track(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::ios::sync_with_stdio(false);
     const auto parsed = parseOptions(argc, argv);
     if (!parsed.options) return parsed.exitCode;
     try {

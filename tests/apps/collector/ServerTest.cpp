@@ -31,6 +31,7 @@ TEST_F(ServerTest, EnvelopesOfManyClientsAllArriveOnce) {
     constexpr int clients = 8;
     constexpr int posts = 40;
     std::vector<std::thread> threads;
+    threads.reserve(clients);
     for (int number = 0; number < clients; ++number) {
         threads.emplace_back([&, number] {
             auto http = client();

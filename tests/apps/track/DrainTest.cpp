@@ -14,10 +14,10 @@ using enum BackgroundFetchResult;
 using testing::ElementsAre;
 
 constexpr Drain::Patience quick{std::chrono::milliseconds(40), std::chrono::milliseconds(1),
-                                std::chrono::milliseconds(4)};
+                                std::chrono::milliseconds(4), std::chrono::milliseconds(1)};
 
 constexpr Drain::Patience patient{std::chrono::seconds(30), std::chrono::milliseconds(1),
-                                  std::chrono::milliseconds(2)};
+                                  std::chrono::milliseconds(2), std::chrono::milliseconds(1)};
 
 bool settled() {
     return true;
