@@ -43,18 +43,22 @@ TEST(DrainTest, ItGoesOnUntilNothingWaitsAndTriesFailuresAgain) {
 }
 
 TEST(DrainTest, ItWaitsForABatchThatIsUnderWayElsewhere) {
-    int asked = 0;
-    Drain drain(
-        scripted({newData, noData, noData, newData, noData}), [&] { return ++asked == 3; },
-        patient);
-    const auto result = drain.run();
-    EXPECT_TRUE(result.complete);
-    EXPECT_EQ(result.batches, 2U);
+    // Back in the queue a moment after the first look.
+    const auto back = Drain(scripted({newData, noData, newData, noData}), settled, patient).run();
+    EXPECT_TRUE(back.complete);
+    EXPECT_EQ(back.batches, 2U);
 
-    EXPECT_FALSE(Drain(
-                     scripted({noData}), [] { return false; }, quick)
-                     .run()
-                     .complete);
+    int looks = 0;
+    const auto onDisk = [&] {
+        return ++looks > 5;
+    };
+    EXPECT_TRUE(Drain(scripted({noData}), onDisk, patient).run().complete);
+    EXPECT_EQ(looks, 7);
+
+    const auto never = [] {
+        return false;
+    };
+    EXPECT_FALSE(Drain(scripted({noData}), never, quick).run().complete);
 }
 
 TEST(DrainTest, ItGivesUpWhenNothingIsDeliveredForTooLong) {
