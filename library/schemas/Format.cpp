@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <string>
 
+#include "model/PrintedForm.h"
 #include "platform/FatalError.h"
 #include "platform/InternetAddress.h"
 #include "platform/RegularExpression.h"
-#include "schemas/PrintedForm.h"
 
 namespace zentara {
 

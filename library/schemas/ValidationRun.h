@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "model/JSONText.h"
+#include "model/PrintedForm.h"
 #include "platform/JSONValue.h"
 #include "schemas/Format.h"
-#include "schemas/PrintedForm.h"
 #include "schemas/SchemaKeywords.h"
 #include "schemas/ValidationResult.h"
 #include "support/WorkAllowance.h"

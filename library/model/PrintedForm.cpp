@@ -1,4 +1,4 @@
-#include "schemas/PrintedForm.h"
+#include "model/PrintedForm.h"
 
 #include <string_view>
 
