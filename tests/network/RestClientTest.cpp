@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "network/RestClientError.h"
 #include "network/URLRequestBuilder.h"
@@ -20,7 +19,6 @@ namespace {
 using test::Mailbox;
 using test::RawServer;
 using test::TestServer;
-using Case = RestClientError::Case;
 
 struct Data {
     std::optional<std::string> body;
@@ -66,27 +64,20 @@ TEST(RestClientTest, JudgesAnswersByStatusAndBody) {
         std::string answer;
         std::optional<std::string> body;
         std::string dataError;
-        std::string statusError;
+        std::string statusError = dataError;
     } cases[] = {
-        {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", "{}", "", ""},
-        {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", "", "", ""},
-        {"HTTP/1.1 204 No\r\nContent-Length: 0\r\n\r\n", "", "", ""},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", "{}", ""},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", "", ""},
+        {"HTTP/1.1 204 No\r\nContent-Length: 0\r\n\r\n", "", ""},
         {"HTTP/1.1 204 No\r\n\r\n", {}, noBody, ""},
-        {"HTTP/1.1 299 Fine\r\nContent-Length: 1\r\n\r\nx", "x", "", ""},
-        {"HTTP/1.1 199 Odd\r\n\r\n", {}, unexpected(199), unexpected(199)},
-        {"HTTP/1.1 300 Many\r\nContent-Length: 1\r\n\r\nx", {}, unexpected(300), unexpected(300)},
-        {"HTTP/1.1 301 Away\r\nLocation: /\r\nContent-Length: 0\r\n\r\n",
-         {},
-         unexpected(301),
-         unexpected(301)},
-        {"HTTP/1.1 400 Bad\r\n\r\n", {}, unexpected(400), unexpected(400)},
-        {"HTTP/1.1 500 Broken\r\nContent-Length: 2\r\n\r\n{}",
-         {},
-         unexpected(500),
-         unexpected(500)},
-        {"hello\n", {}, noHTTP, noHTTP},
-        {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", {}, "network", "network"},
-        {"", {}, "network", "network"},
+        {"HTTP/1.1 299 Fine\r\nContent-Length: 1\r\n\r\nx", "x", ""},
+        {"HTTP/1.1 199 Odd\r\n\r\n", {}, unexpected(199)},
+        {"HTTP/1.1 300 Many\r\nContent-Length: 1\r\n\r\nx", {}, unexpected(300)},
+        {"HTTP/1.1 301 Away\r\nLocation: /\r\nContent-Length: 0\r\n\r\n", {}, unexpected(301)},
+        {"HTTP/1.1 429 Slowly\r\nContent-Length: 0\r\n\r\n", {}, unexpected(429)},
+        {"HTTP/1.1 500 Broken\r\nContent-Length: 2\r\n\r\n{}", {}, unexpected(500)},
+        {"hello\n", {}, noHTTP},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", {}, "network"},
     };
     for (const auto& each : cases) {
         RawServer server(RawServer::answer(each.answer));
@@ -117,15 +108,6 @@ TEST(RestClientTest, SendsWhatTheBuilderDescribes) {
     EXPECT_EQ(request->body, R"({"events":[]})");
 }
 
-TEST(RestClientTest, ErrorsAreEqualByCaseAndStatus) {
-    EXPECT_EQ(RestClientError::unexpectedStatusCode(404),
-              RestClientError::unexpectedStatusCode(404));
-    EXPECT_NE(RestClientError::unexpectedStatusCode(404),
-              RestClientError::unexpectedStatusCode(500));
-    EXPECT_NE(RestClientError::invalidJSONFormat(), RestClientError::unexpectedBodyFormat());
-    EXPECT_EQ(RestClientError::invalidJSONFormat(), RestClientError::invalidJSONFormat());
-}
-
 TEST(RestClientTest, DecodesObjectsOnly) {
     const auto noBody =
         std::make_shared<const RestClientError>(RestClientError::unexpectedBodyFormat());
@@ -137,12 +119,10 @@ TEST(RestClientTest, DecodesObjectsOnly) {
         std::string expected;
     } cases[] = {
         {R"({"a":[1,2.0,"x"]})", nullptr, {{"a", {1, 2.0, "x"}}}, ""},
-        {"{}", nullptr, {}, ""},
         {"\xef\xbb\xbf{}", nullptr, {}, ""},
         {"[1,2]", nullptr, {}, wrongKind},
         {"", nullptr, {}, "json"},
         {"{\"a\":", nullptr, {}, "json"},
-        {"5", nullptr, {}, "json"},
         {std::nullopt, nullptr, {}, noBody->description()},
         {"{\"a\":1}", noBody, {}, noBody->description()},
     };

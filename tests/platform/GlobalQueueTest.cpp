@@ -7,7 +7,6 @@
 #include <chrono>
 #include <memory>
 #include <stdexcept>
-#include <thread>
 
 #include "support/WaitFor.h"
 
@@ -17,23 +16,6 @@ namespace {
 using test::Mailbox;
 using test::Signal;
 using Clock = std::chrono::steady_clock;
-
-TEST(GlobalQueueTest, WorkRunsSideBySideOnOtherThreads) {
-    Signal arrived;
-    Signal released;
-    Mailbox<std::thread::id> threads;
-    for (int i = 0; i < 2; ++i) {
-        GlobalQueue::shared().async([&] {
-            arrived.notify();
-            EXPECT_TRUE(arrived.waitFor(2)) << "the other one must run meanwhile";
-            threads.put(std::this_thread::get_id());
-            released.notify();
-        });
-    }
-    ASSERT_TRUE(released.waitFor(2));
-    EXPECT_NE(threads.values()[0], threads.values()[1]);
-    EXPECT_NE(threads.values()[0], std::this_thread::get_id());
-}
 
 TEST(GlobalQueueTest, DelayedWorkDoesNotRunEarly) {
     Mailbox<Clock::time_point> times;

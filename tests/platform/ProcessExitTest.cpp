@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
-#include <spawn.h>
 #include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <string>
-#include <vector>
 
+#include "support/ChildProcess.h"
 #include "support/RawServer.h"
 #include "support/TestServer.h"
 
@@ -23,21 +20,9 @@ TEST(ProcessExitTest, ReturningFromMainEndsCleanlyAndAtOnceWhateverIsUnderWay) {
     const auto start = std::chrono::steady_clock::now();
     constexpr int processes = 30;
     for (int i = 0; i < processes; ++i) {
-        std::vector<std::string> arguments{ZENTARA_EXIT_HOST, answering.url().string(),
-                                           silent.url().string(), authority.file(),
-                                           std::to_string(i * 7)};
-        std::vector<char*> pointers;
-        for (auto& argument : arguments)
-            pointers.push_back(argument.data());
-        pointers.push_back(nullptr);
-        pid_t child = 0;
-        ASSERT_EQ(
-            ::posix_spawn(&child, ZENTARA_EXIT_HOST, nullptr, nullptr, pointers.data(), environ),
-            0);
-        int status = -1;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
-        EXPECT_EQ(WEXITSTATUS(status), 0);
+        test::ChildProcess host({ZENTARA_EXIT_HOST, answering.url().string(), silent.url().string(),
+                                 authority.file(), std::to_string(i * 7)});
+        EXPECT_EQ(host.wait(), 0);
     }
     // Waiting for a request or for the limit of the clean-up would take longer than that.
     const auto each = (std::chrono::steady_clock::now() - start) / processes;

@@ -45,11 +45,5 @@ TEST(SerialQueueDeathTest, EnteringFromInsideNamesTheLabel) {
                  "fatal error: serial queue \"com.example.label\" entered again");
 }
 
-TEST(SerialQueueTest, OneQueueMayBeEnteredFromInsideAnother) {
-    SerialQueue outer("outer");
-    SerialQueue inner("inner");
-    EXPECT_EQ(outer.sync([&] { return inner.sync([] { return 7; }); }), 7);
-}
-
 }  // namespace
 }  // namespace zentara

@@ -82,23 +82,22 @@ TEST(TimerSourceTest, MissedFiringsBecomeOneAndTheGridStays) {
     EXPECT_GE(firings->values()[2], deadline + 102 * interval);
 }
 
-TEST(TimerSourceTest, WithoutAnIntervalItFiresOnce) {
+TEST(TimerSourceTest, OneFiringWithoutAnIntervalAndNoneWhenCancelledBeforeItsStart) {
     const auto runs = std::make_shared<Signal>();
     const auto probes = std::make_shared<Signal>();
-    TimerSource timer;
-    timer.start(Clock::now(), Clock::duration::zero(), [runs] { runs->notify(); });
-    ASSERT_TRUE(runs->waitFor());
+    TimerSource once;
+    TimerSource never;
+    TimerSource last;
     TimerSource probe;
+    never.cancel();
+    once.start(Clock::now(), Clock::duration::zero(), [runs] { runs->notify(); });
+    never.start(Clock::now(), milliseconds(1), [runs] { runs->notify(); });
+    // The longest interval is no overflow.
+    last.start(Clock::now(), Clock::duration::max(), [runs] { runs->notify(); });
+    ASSERT_TRUE(runs->waitFor(2));
     probe.start(Clock::now(), milliseconds(5), [probes] { probes->notify(); });
     ASSERT_TRUE(probes->waitFor(3));
-    EXPECT_EQ(runs->count(), 1U);
-}
-
-TEST(TimerSourceTest, TheLongestIntervalIsNotAnOverflow) {
-    const auto runs = std::make_shared<Signal>();
-    TimerSource timer;
-    timer.start(Clock::now(), Clock::duration::max(), [runs] { runs->notify(); });
-    EXPECT_TRUE(runs->waitFor());
+    EXPECT_EQ(runs->count(), 2U);
 }
 
 TEST(TimerSourceTest, AFiringThatIsDueButNotBegunDoesNotRunAfterCancel) {
@@ -125,24 +124,8 @@ TEST(TimerSourceTest, CancelledFromItsOwnHandlerItLetsGoOfIt) {
     ASSERT_TRUE(runs->waitFor());
     const std::weak_ptr<TimerSource> watched = timer;
     timer.reset();
-    // Nothing can be waited for here: what ends is the last thing that could tell.
-    const auto limit = Clock::now() + test::generousTimeout;
-    while (!watched.expired() && Clock::now() < limit)
-        std::this_thread::yield();
-    EXPECT_TRUE(watched.expired());
+    EXPECT_TRUE(test::eventually([&] { return watched.expired(); }));
     EXPECT_EQ(runs->count(), 1U);
-}
-
-TEST(TimerSourceTest, CancelledBeforeItsStartItNeverFires) {
-    const auto runs = std::make_shared<Signal>();
-    const auto probes = std::make_shared<Signal>();
-    TimerSource timer;
-    timer.cancel();
-    timer.start(Clock::now(), milliseconds(1), [runs] { runs->notify(); });
-    TimerSource probe;
-    probe.start(Clock::now(), milliseconds(5), [probes] { probes->notify(); });
-    ASSERT_TRUE(probes->waitFor(3));
-    EXPECT_EQ(runs->count(), 0U);
 }
 
 TEST(TimerSourceTest, ManyTimersComeAndGoOnManyThreads) {

@@ -2,7 +2,6 @@
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <stdlib.h>
 
 #include <atomic>
@@ -69,20 +68,14 @@ TEST(URLSessionTest, ReportsStatusAndBodyAsTheyCome) {
     } cases[] = {
         {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", 200, "{}"},
         {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", 200, ""},
-        {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 200, ""},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n", 200, "{}"},
         {"HTTP/1.1 200 OK\r\n\r\nuntil the end", 200, "until the end"},
         {"HTTP/1.1 200 OK\r\n\r\n", 200, {}},
-        {"HTTP/1.0 200 OK\r\nContent-Length: 1\r\n\r\nx", 200, "x"},
         {"HTTP/1.1 204 No Content\r\n\r\n", 204, {}},
         {"HTTP/1.1 204 No Content\r\nContent-Length: 0\r\n\r\n", 204, ""},
-        {"HTTP/1.1 299 Fine\r\nContent-Length: 1\r\n\r\nx", 299, "x"},
-        {"HTTP/1.1 300 Many\r\nContent-Length: 1\r\n\r\nx", 300, "x"},
+        {"HTTP/1.1 301 Away\r\nLocation: /b\r\nContent-Length: 0\r\n\r\n", 301, ""},
         {"HTTP/1.1 304 Same\r\n\r\n", 304, {}},
-        {"HTTP/1.1 400 Bad\r\nContent-Length: 1\r\n\r\nx", 400, "x"},
-        {"HTTP/1.1 413 Large\r\nContent-Length: 1\r\n\r\nx", 413, "x"},
         {"HTTP/1.1 429 Slowly\r\nContent-Length: 1\r\n\r\nx", 429, "x"},
-        {"HTTP/1.1 500 Broken\r\nContent-Length: 1\r\n\r\nx", 500, "x"},
         {"HTTP/1.1 999 Odd\r\nContent-Length: 1\r\n\r\nx", 999, "x"},
         {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx", 200, "x"},
         {"HTTP/1.1 103 Hints\r\nContent-Length: 9\r\n\r\nHTTP/1.1 204 No\r\n\r\n", 204, {}},
@@ -113,8 +106,8 @@ TEST(URLSessionTest, AnUnknownProvisionalStatusEndsTheExchange) {
 
 TEST(URLSessionTest, AnswersThatAreNotHTTPHaveNoStatus) {
     for (const char* const answer :
-         {"hello\n", "no line at all", "{\"a\":1}\r\n\r\n", "SSH-2.0-x\r\n", "\x16\x03\x01\x02",
-          "HTTP/x.y 200 OK\r\n\r\n", "HTTP/\r\n\r\n", "HTTP/1.1 OK\r\n\r\n", "<html></html>\n"}) {
+         {"hello\n", "no line at all", "{\"a\":1}\r\n\r\n", "\x16\x03\x01\x02",
+          "HTTP/x.y 200 OK\r\n\r\n", "HTTP/1.1 OK\r\n\r\n"}) {
         RawServer server(RawServer::answer(answer));
         const Result result = run(get(server.url()));
         ASSERT_TRUE(result.response) << answer << result.error->description();
@@ -139,30 +132,38 @@ TEST(URLSessionTest, BrokenAnswersAreErrorsOfTheNetwork) {
         RawServer server(RawServer::answer(each.answer));
         const Result result = run(get(server.url()));
         ASSERT_TRUE(result.error) << each.answer;
-        EXPECT_NE(result.errorCode(), 0);
         EXPECT_EQ(result.errorCode(), each.code) << each.answer << result.error->description();
         EXPECT_NE(result.error->description().find("127.0.0.1"), std::string::npos);
     }
 }
 
-TEST(URLSessionTest, ASilentServerRunsIntoTheTimeOut) {
-    RawServer server(RawServer::silence());
-    URLRequest request = get(server.url());
-    request.timeout = milliseconds(50);
-    EXPECT_EQ(run(std::move(request)).errorCode(), CURLE_OPERATION_TIMEDOUT);
-}
-
-TEST(URLSessionTest, TheTimeOutIsForTheWholeExchange) {
-    // Each drop comes in time; all together do not.
-    RawServer server([](RawConnection& connection) {
-        if (!connection.readRequest()) return;
-        connection.send("HTTP/1.1 200 OK\r\n\r\n");
-        while (connection.send("x"))
-            std::this_thread::yield();
-    });
-    URLRequest request = get(server.url());
-    request.timeout = milliseconds(50);
-    EXPECT_EQ(run(std::move(request)).errorCode(), CURLE_OPERATION_TIMEDOUT);
+TEST(URLSessionTest, NoServerHoldsARequestUpOrFillsTheMemory) {
+    const struct {
+        const char* head;
+        std::string forEver;  ///< sent again and again; nothing when empty
+        milliseconds timeout;
+        int code;
+    } cases[] = {
+        {"", "", milliseconds(50), CURLE_OPERATION_TIMEDOUT},
+        // Each drop comes in time; all together do not.
+        {"HTTP/1.1 200 OK\r\n\r\n", "x", milliseconds(50), CURLE_OPERATION_TIMEDOUT},
+        {"HTTP/1.1 200 OK\r\n\r\n", std::string(1024 * 1024, 'x'), test::generousTimeout,
+         CURLE_FILESIZE_EXCEEDED},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\nx", "", test::generousTimeout,
+         CURLE_FILESIZE_EXCEEDED},
+    };
+    for (const auto& each : cases) {
+        RawServer server([&each](RawConnection& connection) {
+            if (!connection.readRequest()) return;
+            connection.send(each.head);
+            while (!each.forEver.empty() && connection.send(each.forEver))
+                std::this_thread::yield();
+            connection.waitForClose();
+        });
+        URLRequest request = get(server.url());
+        request.timeout = each.timeout;
+        EXPECT_EQ(run(std::move(request)).errorCode(), each.code) << each.head;
+    }
 }
 
 TEST(URLSessionTest, ARefusedConnectionIsAnError) {
@@ -170,26 +171,6 @@ TEST(URLSessionTest, ARefusedConnectionIsAnError) {
         return RawServer(RawServer::silence()).url();
     }();
     EXPECT_EQ(run(get(std::move(url))).errorCode(), CURLE_COULDNT_CONNECT);
-}
-
-TEST(URLSessionTest, AnEndlessBodyIsCutOff) {
-    RawServer server([](RawConnection& connection) {
-        if (!connection.readRequest()) return;
-        connection.send("HTTP/1.1 200 OK\r\n\r\n");
-        const std::string megabyte(1024 * 1024, 'x');
-        while (connection.send(megabyte)) {
-        }
-    });
-    EXPECT_EQ(run(get(server.url())).errorCode(), CURLE_FILESIZE_EXCEEDED);
-}
-
-TEST(URLSessionTest, ABodyAnnouncedTooLargeIsNotWaitedFor) {
-    RawServer server([](RawConnection& connection) {
-        if (!connection.readRequest()) return;
-        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\nx");
-        connection.waitForClose();
-    });
-    EXPECT_EQ(run(get(server.url())).errorCode(), CURLE_FILESIZE_EXCEEDED);
 }
 
 TEST(URLSessionTest, EndlessHeadersAreCutOff) {
@@ -204,14 +185,6 @@ TEST(URLSessionTest, EndlessHeadersAreCutOff) {
     ASSERT_TRUE(result.error);
     EXPECT_NE(result.error->description().find("headers are larger"), std::string::npos)
         << result.error->description();
-}
-
-TEST(URLSessionTest, RedirectsAreReportedAndNotFollowed) {
-    TestServer server;
-    server.respond(TestAnswer{301, "", "text/plain", {{"Location", server.url("/b").string()}}});
-    EXPECT_EQ(run(get(server.url("/a"))).response->statusCode, 301);
-    ASSERT_EQ(server.requests().size(), 1U);
-    EXPECT_EQ(server.requests()[0].target, "/a");
 }
 
 /// The request as it travels, for a server that answers nothing but that it came.
@@ -238,10 +211,9 @@ TEST(URLSessionTest, SendsWhatItWasGivenAndNoMoreThanItMust) {
                   "Content-Type: application/json\r\nContent-Length: 2\r\n\r\n{}");
     EXPECT_EQ(sent({placeholder, "POST", {}, {}}),
               "POST /p?q=1 HTTP/1.1\r\n" + end + "Content-Length: 0\r\n\r\n");
-    EXPECT_EQ(sent({placeholder, "PUT", {}, "x"}),
-              "PUT /p?q=1 HTTP/1.1\r\n" + end + "Content-Length: 1\r\n\r\nx");
-    EXPECT_EQ(sent({placeholder, "DELETE", {{"A", "1"}, {"A", "2"}, {"Empty", ""}}, {}}),
-              "DELETE /p?q=1 HTTP/1.1\r\n" + end + "A: 1\r\nA: 2\r\nEmpty:\r\n\r\n");
+    EXPECT_EQ(
+        sent({placeholder, "PUT", {{"A", "1"}, {"A", "2"}, {"Empty", ""}}, "x"}),
+        "PUT /p?q=1 HTTP/1.1\r\n" + end + "A: 1\r\nA: 2\r\nEmpty:\r\nContent-Length: 1\r\n\r\nx");
     EXPECT_EQ(sent({placeholder, "GET", {{"Accept-Encoding", "identity"}, {"Accept", "a/b"}}, {}}),
               "GET /p?q=1 HTTP/1.1\r\nHost: 127.0.0.1:PORT\r\n"
               "Accept-Encoding: identity\r\nAccept: a/b\r\n\r\n");
@@ -254,16 +226,14 @@ TEST(URLSessionTest, ALargeBodyIsSentWithoutAskingFirst) {
     EXPECT_TRUE(text.ends_with("\r\n\r\n" + body));
 }
 
-TEST(URLSessionTest, HeadersThatCouldForgeOthersAreNotSent) {
+TEST(URLSessionTest, HeadersAndMethodsThatCouldForgeOthersAreNotSent) {
     using namespace std::string_literals;
     const std::string text = sent({URL::parse("http://localhost").value(),
                                    "GET",
                                    {{"One", "a\r\nForged: 1"},
-                                    {"Two", "a\nForged: 2"},
-                                    {"Three", "a\rForged: 3"},
+                                    {"Two", "a\rForged: 3"},
                                     {"Four", "a\0Forged: 4"s},
                                     {"Five\r\nForged", "5"},
-                                    {"Six: x\r\nForged", "6"},
                                     {"Sev en", "7"},
                                     {"", "8"},
                                     {"Nine", "9"}},
@@ -271,9 +241,7 @@ TEST(URLSessionTest, HeadersThatCouldForgeOthersAreNotSent) {
     EXPECT_EQ(text.find("Forged"), std::string::npos) << text;
     EXPECT_EQ(text.find("Sev en"), std::string::npos) << text;
     EXPECT_NE(text.find("\r\nNine: 9\r\n"), std::string::npos) << text;
-}
 
-TEST(URLSessionTest, AMethodThatIsNotAWordIsRefused) {
     RawServer server(RawServer::silence());
     URLRequest request = get(server.url());
     request.method = "GET / HTTP/1.1\r\nX: y\r\n\r\nGET";
@@ -331,21 +299,6 @@ TEST(URLSessionTest, CompletionsComeOneAfterTheOtherAndHoldUpNoTransfer) {
     EXPECT_EQ(state->highest, 1);
 }
 
-TEST(URLSessionTest, ACompletionMayStartTheNextRequest) {
-    TestServer server;
-    const auto done = std::make_shared<Signal>();
-    const URL url = server.url();
-    URLSession::shared().start(
-        get(url), [done, url](const std::optional<URLResponse>&, const ErrorRef&) {
-            URLSession::shared().start(
-                get(url), [done](const std::optional<URLResponse>& response, const ErrorRef&) {
-                    EXPECT_TRUE(response);
-                    done->notify();
-                });
-        });
-    EXPECT_TRUE(done->waitFor());
-}
-
 TEST(URLSessionTest, CertificatesAreVerified) {
     const test::TestAuthority known;
     const test::TestAuthority unknown;
@@ -382,23 +335,6 @@ TEST(URLSessionTest, LoopbackHostsAreReachedWithoutTheProxy) {
     EXPECT_EQ(proxy.requests().size(), 1U);
     ::unsetenv("http_proxy");
     ::unsetenv("no_proxy");
-}
-
-TEST(URLSessionTest, NoThreadOfItTakesTheHostsSignals) {
-    {
-        RawServer server(RawServer::answer("HTTP/1.1 204 No\r\n\r\n"));
-        EXPECT_TRUE(run(get(server.url())).response);
-    }
-    std::size_t blocking = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream status(task.path() / "status");
-        for (std::string line; std::getline(status, line);) {
-            if (!line.starts_with("SigBlk:")) continue;
-            const auto mask = std::stoull(line.substr(7), nullptr, 16);
-            if ((mask >> (SIGTERM - 1U)) % 2 == 1) ++blocking;
-        }
-    }
-    EXPECT_GE(blocking, 5U) << "four workers and the thread of the transfers";
 }
 
 }  // namespace

@@ -5,20 +5,21 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/HostApplication.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
 namespace zentara {
 namespace {
 
 namespace fs = std::filesystem;
+using test::contentsOf;
+using test::writeTo;
 
 /// Each store lives in a directory of its own; a copied file in another directory stands for the
 /// next run of the process.
@@ -35,42 +36,28 @@ class UserDefaultsTest : public testing::Test {
         fs::copy_file(first_ / fileName, second_ / fileName);
         use(second_);
     }
-    static std::string contents(const fs::path& file) {
-        std::ifstream stream(file);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
 
     static constexpr const char* fileName = "user-defaults.json";
     test::TemporaryDirectory directory_;
     const fs::path first_ = directory_.path() / "deep" / "first";
     const fs::path second_ = directory_.path() / "second";
-    UserDefaults defaults_;
 };
 
 TEST_F(UserDefaultsTest, ValuesSurviveARestart) {
-    EXPECT_EQ(defaults_.integer("stamp"), 0);
-    defaults_.set("stamp", std::int64_t{-5});
-    defaults_.set("least", std::numeric_limits<std::int64_t>::min());
-    defaults_.set("ticks", std::numeric_limits<std::uint64_t>::max());
-    EXPECT_EQ(defaults_.integer("stamp"), -5);
+    EXPECT_EQ(UserDefaults().integer("stamp"), 0);
+    UserDefaults().set("stamp", std::int64_t{-5});
+    UserDefaults().set("least", std::numeric_limits<std::int64_t>::min());
+    UserDefaults().set("ticks", std::numeric_limits<std::uint64_t>::max());
+    EXPECT_EQ(UserDefaults().integer("stamp"), -5);
     restart();
-    EXPECT_EQ(defaults_.integer("stamp"), -5);
-    EXPECT_EQ(defaults_.integer("least"), std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(defaults_.integer("ticks"), -1) << "the same bits, read as signed";
-    EXPECT_NE(contents(second_ / fileName).find("18446744073709551615"), std::string::npos);
-}
-
-TEST_F(UserDefaultsTest, DirectoriesDoNotShareValues) {
-    defaults_.set("key", std::int64_t{1});
-    use(second_);
-    EXPECT_EQ(defaults_.integer("key"), 0);
-    defaults_.set("key", std::int64_t{2});
-    use(first_);
-    EXPECT_EQ(defaults_.integer("key"), 1);
+    EXPECT_EQ(UserDefaults().integer("stamp"), -5);
+    EXPECT_EQ(UserDefaults().integer("least"), std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(UserDefaults().integer("ticks"), -1) << "the same bits, read as signed";
+    EXPECT_NE(contentsOf(second_ / fileName).find("18446744073709551615"), std::string::npos);
 }
 
 TEST_F(UserDefaultsTest, OnlyThisUserCanReadTheFile) {
-    defaults_.set("key", std::int64_t{1});
+    UserDefaults().set("key", std::int64_t{1});
     struct stat status {};
     ASSERT_EQ(::stat((first_ / fileName).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
@@ -85,32 +72,30 @@ TEST_F(UserDefaultsTest, ADamagedFileIsSetAsideAndTheStoreStartsEmpty) {
     int number = 0;
     for (const auto& text : damaged) {
         const fs::path directory = directory_.path() / std::to_string(number++);
-        fs::create_directories(directory);
-        std::ofstream(directory / fileName) << text;
-        std::ofstream(directory / "user-defaults.json.damaged") << "from before";
+        writeTo(directory / fileName, text);
+        writeTo(directory / "user-defaults.json.damaged", "from before");
         use(directory);
-        EXPECT_EQ(defaults_.integer("key"), 0);
-        EXPECT_EQ(contents(directory / "user-defaults.json.damaged-2"), text);
-        EXPECT_EQ(contents(directory / "user-defaults.json.damaged"), "from before");
-        defaults_.set("key", std::int64_t{3});
-        EXPECT_EQ(contents(directory / fileName), R"({"key":3})");
+        EXPECT_EQ(UserDefaults().integer("key"), 0);
+        EXPECT_EQ(contentsOf(directory / "user-defaults.json.damaged-2"), text);
+        EXPECT_EQ(contentsOf(directory / "user-defaults.json.damaged"), "from before");
+        UserDefaults().set("key", std::int64_t{3});
+        EXPECT_EQ(contentsOf(directory / fileName), R"({"key":3})");
     }
 }
 
 TEST_F(UserDefaultsTest, WhatElseIsInTheFileStays) {
-    fs::create_directories(first_);
-    std::ofstream(first_ / fileName) << R"({"name": "x", "key": 1})";
-    EXPECT_EQ(defaults_.integer("name"), 0);
-    EXPECT_EQ(defaults_.integer("key"), 1);
-    defaults_.set("key", std::int64_t{2});
-    EXPECT_EQ(contents(first_ / fileName), R"({"name":"x","key":2})");
+    writeTo(first_ / fileName, R"({"name": "x", "key": 1})");
+    EXPECT_EQ(UserDefaults().integer("name"), 0);
+    EXPECT_EQ(UserDefaults().integer("key"), 1);
+    UserDefaults().set("key", std::int64_t{2});
+    EXPECT_EQ(contentsOf(first_ / fileName), R"({"name":"x","key":2})");
 }
 
 TEST_F(UserDefaultsTest, ADirectoryThatCannotBeWrittenCostsPersistenceOnly) {
-    std::ofstream(directory_.path() / "file") << "no folder";
+    writeTo(directory_.path() / "file", "no folder");
     use(directory_.path() / "file" / "preferences");
-    defaults_.set("key", std::int64_t{4});
-    EXPECT_EQ(defaults_.integer("key"), 4);
+    UserDefaults().set("key", std::int64_t{4});
+    EXPECT_EQ(UserDefaults().integer("key"), 4);
 }
 
 TEST_F(UserDefaultsTest, ThreadsMayReadAndWriteAtTheSameTime) {
@@ -129,7 +114,7 @@ TEST_F(UserDefaultsTest, ThreadsMayReadAndWriteAtTheSameTime) {
         thread.join();
     restart();
     for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(defaults_.integer("key" + std::to_string(i)), 50);
+        EXPECT_EQ(UserDefaults().integer("key" + std::to_string(i)), 50);
 }
 
 }  // namespace
