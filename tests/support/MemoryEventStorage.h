@@ -13,7 +13,6 @@ namespace zentara::test {
 struct MemoryDisk {
     std::vector<InternalEvent> events;
     bool isBroken = false;  ///< every operation fails
-    int saves = 0;
 };
 
 /// The twin of the file store.
@@ -23,7 +22,6 @@ class MemoryEventStorage final : public InternalEventStorage {
 
     [[nodiscard]] ErrorRef save(const EventList& events) override {
         if (disk_->isBroken) return error();
-        ++disk_->saves;
         disk_->events.assign(events.events().begin(), events.events().end());
         return nullptr;
     }
