@@ -78,14 +78,14 @@ class LiveBuses {
     std::vector<std::weak_ptr<EventBus>> buses_ ZENTARA_GUARDED_BY(mutex_);
 };
 
-ReferenceTime takeReference(const EventBus::Clocks& clocks) {
-    captureReferenceTime(clocks.now, *clocks.controlTime);
-    return loadReferenceTime();
+ReferenceTime takeReference(UserDefaults& defaults, const EventBus::Clocks& clocks) {
+    captureReferenceTime(defaults, clocks.now, *clocks.controlTime);
+    return loadReferenceTime(defaults);
 }
 
 }  // namespace
 
-std::shared_ptr<EventBus> EventBus::create(std::unique_ptr<EventRepositoryProtocol> repository,
+std::shared_ptr<EventBus> EventBus::create(std::shared_ptr<EventRepositoryProtocol> repository,
                                            std::shared_ptr<IDManager> idManager,
                                            std::string instanceId,
                                            std::unique_ptr<TickerProtocol> ticker, Clocks clocks) {
@@ -97,7 +97,7 @@ std::shared_ptr<EventBus> EventBus::create(std::unique_ptr<EventRepositoryProtoc
     return bus;
 }
 
-std::shared_ptr<EventBus> EventBus::create(std::unique_ptr<EventRepositoryProtocol> repository,
+std::shared_ptr<EventBus> EventBus::create(std::shared_ptr<EventRepositoryProtocol> repository,
                                            std::shared_ptr<IDManager> idManager,
                                            std::string instanceId,
                                            std::unique_ptr<TickerProtocol> ticker) {
@@ -105,7 +105,7 @@ std::shared_ptr<EventBus> EventBus::create(std::unique_ptr<EventRepositoryProtoc
                   std::move(ticker), Clocks());
 }
 
-EventBus::EventBus(std::unique_ptr<EventRepositoryProtocol> repository,
+EventBus::EventBus(std::shared_ptr<EventRepositoryProtocol> repository,
                    std::shared_ptr<IDManager> idManager, std::string instanceId,
                    std::unique_ptr<TickerProtocol> ticker, Clocks clocks)
     : repository_(std::move(repository)),
@@ -113,12 +113,12 @@ EventBus::EventBus(std::unique_ptr<EventRepositoryProtocol> repository,
       instanceId_(std::move(instanceId)),
       ticker_(std::move(ticker)),
       clocks_(std::move(clocks)),
-      reference_(takeReference(clocks_)) {}
+      reference_(takeReference(defaults_, clocks_)) {}
 
 EventBus::~EventBus() {
     ticker_->cancel();
     // A bus that was built after this one has put its own reference there, which is to stay.
-    if (loadReferenceTime() == reference_) resetReferenceTime();
+    if (loadReferenceTime(defaults_) == reference_) resetReferenceTime(defaults_);
 }
 
 void EventBus::startTicking() {
@@ -152,8 +152,8 @@ void EventBus::dispatch(DispatchCompletion completion) {
         completion(failure(EventBusError::Case::idManagerNotReady));
         return;
     }
-    auto batch = repository_->take(settings->dispatchBatchSize, isOfSameUser);
-    if (batch.empty()) {
+    auto batch = takeBatch(settings->dispatchBatchSize);
+    if (batch.events.empty()) {
         completion(DispatchResult::emptyRepository());
         return;
     }
@@ -166,15 +166,58 @@ void EventBus::dispatch(DispatchCompletion completion) {
     post(*settings, std::move(batch), *std::move(body), std::move(completion));
 }
 
+EventBus::Batch EventBus::takeBatch(std::int64_t count) {
+    // In one step, so that the end of the process never finds events that are neither in the queue
+    // nor on their way. The repository's lock is taken inside of this one, never the other way
+    // round.
+    const MutexLock lock(mutex_);
+    if (isStopped_) return {};
+    Batch batch{lastBatch_ + 1, repository_->take(count, isOfSameUser)};
+    if (!batch.events.empty()) onTheirWay_.emplace(++lastBatch_, batch.events);
+    return batch;
+}
+
+void EventBus::settle(const Batch& batch) {
+    {
+        const MutexLock lock(mutex_);
+        onTheirWay_.erase(batch.number);
+    }
+    repository_->save();
+}
+
+void EventBus::putBack(const Batch& batch) {
+    {
+        const MutexLock lock(mutex_);
+        // At the end of the process it may have been put back already.
+        if (onTheirWay_.erase(batch.number) > 0) repository_->insert(batch.events);
+    }
+    repository_->save();
+}
+
+void EventBus::stopDispatching() {
+    ticker_->cancel();
+    decltype(onTheirWay_) interrupted;
+    {
+        const MutexLock lock(mutex_);
+        isStopped_ = true;
+        interrupted.swap(onTheirWay_);
+    }
+    // The latest first, so that the oldest ends up in front.
+    for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
+        repository_->insert(entry->second);
+    }
+    repository_->save();
+}
+
 std::optional<std::string> EventBus::envelopeBody(const ClientSettings& settings,
-                                                  std::vector<InternalEvent> batch) {
+                                                  const Batch& batch) {
     ZentaraEnvelope envelope;
     envelope.zentaraClientUUID = instanceId_;
     envelope.zentaraClientTenant = settings.tenant;
     envelope.zentaraClientType = settings.clientType;
     envelope.zentaraClientDeviceGroup = settings.deviceGroup;
-    envelope.zentaraActionCounter = static_cast<std::int64_t>(batch.size());
-    envelope.actions = std::move(batch);
+    envelope.zentaraActionCounter = static_cast<std::int64_t>(batch.events.size());
+    envelope.actions = batch.events;
     {
         const MutexLock lock(mutex_);
         validTimestamp_ =
@@ -188,67 +231,29 @@ std::optional<std::string> EventBus::envelopeBody(const ClientSettings& settings
     return envelope.requestBody();
 }
 
-void EventBus::post(const ClientSettings& settings, std::vector<InternalEvent> batch,
-                    std::string body, DispatchCompletion completion) {
+void EventBus::post(const ClientSettings& settings, Batch batch, std::string body,
+                    DispatchCompletion completion) {
     URLRequestBuilder builder(ZentaraEndpoints::collector(settings.environment)
                                   .appendingPathComponent(settings.eventLabel));
     builder.method = "POST";
-    for (const auto& [name, value] : idManager_->getHeaders(userCookie(batch.front().user()))) {
+    const auto headers = idManager_->getHeaders(userCookie(batch.events.front().user()));
+    for (const auto& [name, value] : headers) {
         builder.headers[name] = value;
     }
     builder.headers["Content-Type"] = requestContentType;
     builder.body = std::move(body);
-    const auto number = setOut(batch);
-    if (!number) {
-        putBack(batch);
-        completion(failure(EventBusError::Case::clientNotInitialized));
-        return;
-    }
     // Holding the bus: a batch that comes back must find its queue.
-    RestClient::shared().statusRequest(
-        builder.build(), [self = shared_from_this(), number = *number, batch = std::move(batch),
-                          completion = std::move(completion)](const ErrorRef& error) {
-            const bool isOurs = self->hasArrived(number);
-            if (error) {
-                if (isOurs) self->putBack(batch);
-                completion(DispatchResult::failure(error));
-            } else {
-                if (isOurs) self->repository_->save();
-                completion(DispatchResult::success());
-            }
-        });
-}
-
-std::optional<std::uint64_t> EventBus::setOut(const std::vector<InternalEvent>& batch) {
-    const MutexLock lock(mutex_);
-    if (isStopped_) return std::nullopt;
-    underWay_.emplace(++lastBatch_, batch);
-    return lastBatch_;
-}
-
-bool EventBus::hasArrived(std::uint64_t number) {
-    const MutexLock lock(mutex_);
-    return underWay_.erase(number) > 0;
-}
-
-void EventBus::stopDispatching() {
-    ticker_->cancel();
-    decltype(underWay_) interrupted;
-    {
-        const MutexLock lock(mutex_);
-        isStopped_ = true;
-        interrupted.swap(underWay_);
-    }
-    // The latest first, so that the oldest ends up in front.
-    for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
-        repository_->insert(entry->second);
-    }
-    if (!interrupted.empty()) repository_->save();
-}
-
-void EventBus::putBack(const std::vector<InternalEvent>& batch) {
-    repository_->insert(batch);
-    repository_->save();
+    RestClient::shared().statusRequest(builder.build(),
+                                       [self = shared_from_this(), batch = std::move(batch),
+                                        completion = std::move(completion)](const ErrorRef& error) {
+                                           if (error) {
+                                               self->putBack(batch);
+                                               completion(DispatchResult::failure(error));
+                                           } else {
+                                               self->settle(batch);
+                                               completion(DispatchResult::success());
+                                           }
+                                       });
 }
 
 }  // namespace zentara

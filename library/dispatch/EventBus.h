@@ -43,10 +43,10 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
 
     /// A bus that has taken its reference time and started its timer, which fires at once.
     [[nodiscard]] static std::shared_ptr<EventBus> create(
-        std::unique_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
+        std::shared_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
         std::string instanceId, std::unique_ptr<TickerProtocol> ticker, Clocks clocks);
     [[nodiscard]] static std::shared_ptr<EventBus> create(
-        std::unique_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
+        std::shared_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
         std::string instanceId, std::unique_ptr<TickerProtocol> ticker);
 
     ~EventBus() override;
@@ -64,33 +64,39 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     [[nodiscard]] IDManager& idManager() const override { return *idManager_; }
 
   private:
-    EventBus(std::unique_ptr<EventRepositoryProtocol> repository,
+    EventBus(std::shared_ptr<EventRepositoryProtocol> repository,
              std::shared_ptr<IDManager> idManager, std::string instanceId,
              std::unique_ptr<TickerProtocol> ticker, Clocks clocks);
 
+    /// Events that have left the queue and are not delivered yet.
+    struct Batch {
+        std::uint64_t number = 0;
+        std::vector<InternalEvent> events;
+    };
+
+    /// The next batch, on its way from now on; empty when nothing waits or the process is ending.
+    [[nodiscard]] Batch takeBatch(std::int64_t count);
+    /// Forgets a batch that was delivered, and saves the queue without it.
+    void settle(const Batch& batch);
+    /// Puts a batch that was not delivered back at the front, and saves the queue with it.
+    void putBack(const Batch& batch);
     [[nodiscard]] std::optional<std::string> envelopeBody(const ClientSettings& settings,
-                                                          std::vector<InternalEvent> batch);
-    void post(const ClientSettings& settings, std::vector<InternalEvent> batch, std::string body,
+                                                          const Batch& batch);
+    void post(const ClientSettings& settings, Batch batch, std::string body,
               DispatchCompletion completion);
-    void putBack(const std::vector<InternalEvent>& batch);
 
-    /// Notes that the batch is under way and returns its number; nothing when the process is
-    /// ending.
-    [[nodiscard]] std::optional<std::uint64_t> setOut(const std::vector<InternalEvent>& batch);
-    /// Whether the batch of that number was still under way; it no longer is.
-    bool hasArrived(std::uint64_t number);
-
-    const std::unique_ptr<EventRepositoryProtocol> repository_;
+    const std::shared_ptr<EventRepositoryProtocol> repository_;
     const std::shared_ptr<IDManager> idManager_;
     const std::string instanceId_;
     const std::unique_ptr<TickerProtocol> ticker_;
     const Clocks clocks_;
+    UserDefaults defaults_;          // synchronises itself
     const ReferenceTime reference_;  // inicialTimestamp and inicialMonotonicValue
 
     Mutex mutex_;
     std::int64_t dispatchNumberCounter_ ZENTARA_GUARDED_BY(mutex_) = 0;
     std::int64_t validTimestamp_ ZENTARA_GUARDED_BY(mutex_) = 0;
-    std::map<std::uint64_t, std::vector<InternalEvent>> underWay_ ZENTARA_GUARDED_BY(mutex_);
+    std::map<std::uint64_t, std::vector<InternalEvent>> onTheirWay_ ZENTARA_GUARDED_BY(mutex_);
     std::uint64_t lastBatch_ ZENTARA_GUARDED_BY(mutex_) = 0;
     bool isStopped_ ZENTARA_GUARDED_BY(mutex_) = false;
 };

@@ -8,9 +8,9 @@
 
 #include "dispatch/SwappedFile.h"
 #include "model/EventDecoder.h"
+#include "platform/Diagnostics.h"
 #include "platform/File.h"
 #include "platform/GlobalQueue.h"
-#include "support/Diagnostics.h"
 #include "support/Mutex.h"
 #include "support/ZentaraClock.h"
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "facade/ClientSettingsAccess.h"
 #include "platform/FatalError.h"
 #include "support/Mutex.h"
 
@@ -50,12 +51,12 @@ std::shared_ptr<const ClientSettings> ClientSettings::current() {
     return record().settings;
 }
 
-void ClientSettings::setCurrent(std::shared_ptr<const ClientSettings> settings) {
+void ClientSettingsAccess::setCurrent(std::shared_ptr<const ClientSettings> settings) {
     const MutexLock lock(record().mutex);
     record().settings = std::move(settings);
 }
 
-bool ClientSettings::setAdvertisingId(std::optional<std::string> advertisingId) {
+bool ClientSettingsAccess::setAdvertisingId(std::optional<std::string> advertisingId) {
     const MutexLock lock(record().mutex);
     if (!record().settings) return false;
     auto changed = std::make_shared<ClientSettings>(*record().settings);

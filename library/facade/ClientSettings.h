@@ -56,14 +56,6 @@ struct ZENTARA_EXPORT ClientSettings {
     /// The record in force, or null. A record never changes; a change of settings puts another in
     /// its place. Any thread.
     [[nodiscard]] static std::shared_ptr<const ClientSettings> current();
-
-    /// Puts `settings` in force; null makes the library unconfigured again. Applications call
-    /// `ZentaraClient::useSettings` instead.
-    static void setCurrent(std::shared_ptr<const ClientSettings> settings);
-
-    /// Changes the advertising id of the record in force; does nothing when there is none.
-    /// Tells whether there was one.
-    static bool setAdvertisingId(std::optional<std::string> advertisingId);
 };
 
 }  // namespace zentara

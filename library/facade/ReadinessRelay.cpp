@@ -37,7 +37,14 @@ void ReadinessRelay::deliver() {
             error = std::move(reports_.front());
             reports_.pop_front();
         }
-        callback_(std::move(error));
+        try {
+            callback_(std::move(error));
+        } catch (...) {
+            // The exception is the host's; the reports that follow are still to be delivered.
+            const MutexLock lock(mutex_);
+            isDelivering_ = false;
+            throw;
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <utility>
 
+#include "facade/ClientSettingsAccess.h"
 #include "facade/ReadinessRelay.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "facade/ZentaraClientImplementation.h"
@@ -50,7 +51,7 @@ void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEn
     settings->tenant = zentara::withValidUTF8(std::move(tenant));
     settings->environment = zentaraEnvironment;
     settings->advertisingId = withValidUTF8(std::move(advertisingId));
-    ClientSettings::setCurrent(std::move(settings));
+    ClientSettingsAccess::setCurrent(std::move(settings));
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
@@ -111,21 +112,21 @@ EventRef ZentaraClient::createEvent(std::string schemaId, std::string schemaVers
         zentara::withValidUTF8(std::move(schemaId)),
         zentara::withValidUTF8(std::move(schemaVersion)), std::move(url),
         zentara::withValidUTF8(std::move(contentType)),
-        std::make_shared<const JSONValue>(zentara::withValidUTF8(std::move(properties))),
-        std::move(referer), withValidUTF8(std::move(relationId)));
+        std::make_shared<const JSONValue>(ownedAndValid(std::move(properties))), std::move(referer),
+        withValidUTF8(std::move(relationId)));
 }
 
 void ZentaraClient::send(std::string schemaId, std::string schemaVersion, std::string contentType,
                          AnyText url, AnyText referer, JSONObject properties,
-                         std::optional<std::string> relationId, const SendHandler& handler) {
+                         std::optional<std::string> relationId, SendHandler handler) {
     const auto event =
         createEvent(std::move(schemaId), std::move(schemaVersion), std::move(contentType),
                     std::move(url), AnyText(), std::move(properties), std::move(relationId));
     implementation_->send(event, referer.string(), handler);
 }
 
-void ZentaraClient::send(const std::vector<EventRef>& events, std::optional<std::string> relationId,
-                         const SendHandler& handler) {
+void ZentaraClient::send(std::vector<EventRef> events, std::optional<std::string> relationId,
+                         SendHandler handler) {
     relationId = withValidUTF8(std::move(relationId));
     for (const auto& event : events) {
         if (!event) continue;
@@ -145,14 +146,11 @@ std::string ZentaraClient::getContextId() const {
 }
 
 void ZentaraClient::setAdvertisingId(std::string advertisingIdentifier) {
-    advertisingIdentifier = zentara::withValidUTF8(std::move(advertisingIdentifier));
-    if (!ClientSettings::setAdvertisingId(advertisingIdentifier)) return;
-    implementation_->idManager->setAdvertisingId(std::move(advertisingIdentifier));
+    implementation_->setAdvertisingId(zentara::withValidUTF8(std::move(advertisingIdentifier)));
 }
 
 void ZentaraClient::removeAdvertisingId() {
-    if (!ClientSettings::setAdvertisingId(std::nullopt)) return;
-    implementation_->idManager->removeAdvertisingId();
+    implementation_->setAdvertisingId(std::nullopt);
 }
 
 void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) {

@@ -100,13 +100,12 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// receives has an empty referer; the one that is queued has the caller's.
     void send(std::string schemaId, std::string schemaVersion, std::string contentType, AnyText url,
               AnyText referer, JSONObject properties,
-              std::optional<std::string> relationId = std::nullopt,
-              const SendHandler& handler = {});
+              std::optional<std::string> relationId = std::nullopt, SendHandler handler = {});
 
     /// Sends each event in order, as above, with `relationId` in place of its own, also when
     /// absent. `handler` is called once per event. Null pointers in the list are skipped.
-    void send(const std::vector<EventRef>& events, std::optional<std::string> relationId,
-              const SendHandler& handler = {});
+    void send(std::vector<EventRef> events, std::optional<std::string> relationId,
+              SendHandler handler = {});
 
     /// Starts a new context: the events sent from now on carry another context id.
     void newContextId();

@@ -1,5 +1,8 @@
 #include "facade/ZentaraClientBuilder.h"
 
+#include <filesystem>
+#include <map>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -13,6 +16,7 @@
 #include "identity/ZentaraIDManager.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
+#include "support/Mutex.h"
 #include "support/UUID.h"
 
 namespace zentara {
@@ -26,12 +30,28 @@ std::string userAgent(const std::string& bundleIdentifier, const ClientSettings&
            " - Device Model: " + device.hardwareModel;
 }
 
-std::unique_ptr<EventsRepository> repository(const std::string& fileName,
+/// The repositories of this process, one per file. A client that replaces another one shares the
+/// queues that the other, or a batch of its, still uses: two lists on one file would overwrite each
+/// other.
+struct Repositories {
+    Mutex mutex;
+    std::map<std::filesystem::path, std::weak_ptr<EventsRepository>> byFile
+        ZENTARA_GUARDED_BY(mutex);
+};
+
+std::shared_ptr<EventsRepository> repository(const std::string& fileName,
                                              const ClientSettings& settings) {
+    // Never destroyed: workers use the queues until the process is gone.
+    static auto* const repositories = new Repositories;
+    const MutexLock lock(repositories->mutex);
+    auto& known = repositories->byFile[documentsFile(fileName)];
+    if (auto inUse = known.lock()) return inUse;
     auto storage = std::make_unique<InternalEventStorageImpl>(
         fileName, std::chrono::duration<double>(settings.dispatchInterval));
     storage->recover();
-    return std::make_unique<EventsRepository>(settings.maxEvents, std::move(storage));
+    auto created = std::make_shared<EventsRepository>(settings.maxEvents, std::move(storage));
+    known = created;
+    return created;
 }
 
 }  // namespace

@@ -3,8 +3,9 @@
 #include <limits>
 #include <utility>
 
+#include "facade/ClientSettingsAccess.h"
 #include "model/EventAccess.h"
-#include "support/Diagnostics.h"
+#include "platform/Diagnostics.h"
 #include "support/ReferenceTime.h"
 #include "support/UUID.h"
 
@@ -29,6 +30,17 @@ void ZentaraClient::Implementation::newContextId() {
 std::string ZentaraClient::Implementation::contextId() const {
     const MutexLock lock(mutex_);
     return zentaraClientContextID_;
+}
+
+void ZentaraClient::Implementation::setAdvertisingId(std::optional<std::string> advertisingId) {
+    // One change at a time, or the settings and the identity manager could end up apart.
+    const MutexLock lock(advertisingMutex_);
+    if (!ClientSettingsAccess::setAdvertisingId(advertisingId)) return;
+    if (advertisingId) {
+        idManager->setAdvertisingId(*std::move(advertisingId));
+    } else {
+        idManager->removeAdvertisingId();
+    }
 }
 
 void ZentaraClient::Implementation::setHsid(std::string hsid) {
@@ -64,7 +76,8 @@ InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std
         fields.user["type"] = userTokenTypeName(user->type);
         fields.user["token"] = std::move(user->token);
     }
-    fields.createdAt = validatedTimestamp(loadReferenceTime(), controlTime.currentMonotonicValue());
+    fields.createdAt =
+        validatedTimestamp(loadReferenceTime(defaults), controlTime.currentMonotonicValue());
     validTimestamp_ = fields.createdAt;
     fields.url = event.url().string();
     fields.referer = referer;
@@ -89,9 +102,12 @@ InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std
 
 ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEvent& event) {
     bool isQueued = false;
-    unvalidatedEventsRepository->add(event, [&isQueued](const EventRepositoryResult& result) {
-        isQueued = result.event() != nullptr;
-    });
+    {
+        const MutexLock lock(heldBackMutex_);
+        unvalidatedEventsRepository->add(event, [&isQueued](const EventRepositoryResult& result) {
+            isQueued = result.event() != nullptr;
+        });
+    }
     const auto detail =
         (isQueued ? "Event queued to be sent later: " : "Event not queued: ") + event.id() + ".";
     printDiagnostic(detail);
@@ -101,7 +117,7 @@ ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEven
 void ZentaraClient::Implementation::revalidate(std::int64_t count) {
     // One thread at a time: the save of another would take events out of the file that this one has
     // not queued yet.
-    const MutexLock lock(revalidationMutex_);
+    const MutexLock lock(heldBackMutex_);
     for (const auto& event : unvalidatedEventsRepository->take(count)) {
         static_cast<void>(validateAndQueue(event));
     }
@@ -121,7 +137,6 @@ ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const Inte
             first = false;
             detail += error.description();
         }
-        printDiagnostic(detail);
         return std::make_shared<InvalidDataForSpecifiedSchemaError>(detail);
     }
     // The completion runs inside the queue, so it only notes the outcome; the host hears of it

@@ -12,6 +12,7 @@
 #include "dispatch/EventRepositoryProtocol.h"
 #include "identity/IDManager.h"
 #include "model/InternalEvent.h"
+#include "platform/UserDefaults.h"
 #include "schemas/SchemaValidator.h"
 #include "schemas/SchemasProvider.h"
 #include "support/ControlTime.h"
@@ -32,7 +33,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
         std::shared_ptr<EventBusProtocol> eventBus;
         DateSource clock;
         std::shared_ptr<IDManager> idManager;
-        std::unique_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
+        std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
         const ControlTimeProtocol* controlTime = &ControlTime::shared();
     };
 
@@ -44,6 +45,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     void newContextId();
     [[nodiscard]] std::string contextId() const;
     void setHsid(std::string hsid);
+    void setAdvertisingId(std::optional<std::string> advertisingId);
 
     // Constant after construction.
     const std::shared_ptr<SchemaProviderProtocol> schemasProvider;
@@ -51,8 +53,9 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     const std::unique_ptr<SchemaValidatorProtocol> schemaValidator;
     const DateSource clock;
     const std::shared_ptr<IDManager> idManager;
-    const std::unique_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
+    const std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
     const ControlTimeProtocol& controlTime;
+    const UserDefaults defaults;
     const std::string extraAttributes;
 
   private:
@@ -62,14 +65,17 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     /// Null when the event was queued.
     [[nodiscard]] ZentaraClientErrorRef validateAndQueue(const InternalEvent& event);
     /// Gives up to `count` held-back events their second chance; nobody hears of the outcome.
-    void revalidate(std::int64_t count) ZENTARA_EXCLUDES(revalidationMutex_);
+    void revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
 
-    Mutex revalidationMutex_;
+    /// Held while held-back events are added or moved on, across calls of both repositories.
+    Mutex heldBackMutex_;
     mutable Mutex mutex_;
     std::string hsid_ ZENTARA_GUARDED_BY(mutex_);
     std::string zentaraClientContextID_ ZENTARA_GUARDED_BY(mutex_);
     std::int64_t zentaraActionSequence_ ZENTARA_GUARDED_BY(mutex_) = 0;
     std::atomic<std::int64_t> validTimestamp_ = 0;
+
+    Mutex advertisingMutex_;
 };
 
 }  // namespace zentara

@@ -1,11 +1,18 @@
 #include "model/AnyText.h"
 
+#include "model/JSONText.h"
 #include "model/UTF8Repair.h"
 
 namespace zentara {
 
 std::string AnyText::repaired(std::string text) {
     return withValidUTF8(std::move(text));
+}
+
+std::string AnyText::printed(double number) {
+    std::string text;
+    appendDouble(text, number);
+    return text;
 }
 
 }  // namespace zentara

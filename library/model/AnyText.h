@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <locale>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -51,11 +52,19 @@ class ZENTARA_EXPORT AnyText {
   private:
     template <typename T>
     static std::string streamed(const T& value) {
-        std::ostringstream stream;
-        stream << std::boolalpha << value;
-        return std::move(stream).str();
+        if constexpr (std::is_floating_point_v<T>) {
+            return printed(static_cast<double>(value));
+        } else {
+            std::ostringstream stream;
+            // Whatever language the host speaks, a number in a URL has no thousands separators.
+            stream.imbue(std::locale::classic());
+            stream << std::boolalpha << value;
+            return std::move(stream).str();
+        }
     }
 
+    /// The shortest text that reads back as the number.
+    static std::string printed(double number);
     static std::string repaired(std::string text);
 
     std::string text_;

@@ -10,7 +10,8 @@ namespace zentara {
 
 namespace {
 
-// Both walks are bounded by their depth: what lies deeper than a document may be is refused later.
+// Both walks are bounded: what lies deeper than a document may be is refused later.
+constexpr std::size_t walkedDepth = maximumJSONDepth + 1;
 
 // NOLINTNEXTLINE(misc-no-recursion)
 bool isValid(const JSONValue& value, std::size_t depth) {
@@ -28,30 +29,35 @@ bool isValid(const JSONValue& value, std::size_t depth) {
     return true;
 }
 
-JSONObject repaired(JSONObject object, std::size_t depth);
+JSONObject repairedCopy(const JSONObject& object, std::size_t depth);
 
 // NOLINTNEXTLINE(misc-no-recursion)
-void repair(JSONValue& value, std::size_t depth) {
-    if (isValid(value, depth)) return;
-    if (auto* string = value.if_string()) {
-        *string = repairedUTF8(*string);
-    } else if (auto* array = value.if_array()) {
-        for (auto& element : *array)
-            repair(element, depth - 1);
-    } else {
-        value = repaired(std::move(value.get_object()), depth);
+JSONValue repairedCopy(const JSONValue& value, std::size_t depth) {
+    if (const auto* string = value.if_string()) {
+        return boost::json::string(withValidUTF8(std::string(*string)));
     }
+    if (const auto* array = value.if_array()) {
+        JSONArray copy;
+        if (depth == 0) return copy;
+        copy.reserve(array->size());
+        for (const auto& element : *array)
+            copy.push_back(repairedCopy(element, depth - 1));
+        return copy;
+    }
+    if (const auto* object = value.if_object()) return repairedCopy(*object, depth);
+    // Scalars own no memory.
+    return JSONValue(value, boost::json::storage_ptr());
 }
 
 // NOLINTNEXTLINE(misc-no-recursion)
-JSONObject repaired(JSONObject object, std::size_t depth) {
-    JSONObject result;
-    result.reserve(object.size());
-    for (auto& member : object) {
-        repair(member.value(), depth - 1);
-        result[repairedUTF8(member.key())] = std::move(member.value());
+JSONObject repairedCopy(const JSONObject& object, std::size_t depth) {
+    JSONObject copy;
+    if (depth == 0) return copy;
+    copy.reserve(object.size());
+    for (const auto& [key, value] : object) {
+        copy[withValidUTF8(std::string(key))] = repairedCopy(value, depth - 1);
     }
-    return result;
+    return copy;
 }
 
 }  // namespace
@@ -60,11 +66,13 @@ std::string withValidUTF8(std::string text) {
     return isValidUTF8(text) ? std::move(text) : repairedUTF8(text);
 }
 
-JSONObject withValidUTF8(JSONObject object) {
-    const bool isSound = std::all_of(object.begin(), object.end(), [](const auto& member) {
-        return isValidUTF8(member.key()) && isValid(member.value(), maximumJSONDepth);
-    });
-    return isSound ? std::move(object) : repaired(std::move(object), maximumJSONDepth + 1);
+JSONObject ownedAndValid(JSONObject object) {
+    const bool isOwned = *object.storage() == *boost::json::storage_ptr();
+    const bool isSound =
+        isOwned && std::all_of(object.begin(), object.end(), [](const auto& member) {
+            return isValidUTF8(member.key()) && isValid(member.value(), walkedDepth);
+        });
+    return isSound ? std::move(object) : repairedCopy(object, walkedDepth);
 }
 
 }  // namespace zentara

@@ -9,8 +9,10 @@ namespace zentara {
 /// `text` with ill-formed UTF-8 replaced by U+FFFD.
 [[nodiscard]] std::string withValidUTF8(std::string text);
 
-/// The same for every string and key in `object`. Sound objects, the usual case, are passed
-/// through untouched. Members nested deeper than any document may be are left as they are.
-[[nodiscard]] JSONObject withValidUTF8(JSONObject object);
+/// `object` for the library to keep: every string and key is valid UTF-8, and nothing in it refers
+/// to memory that belongs to the caller. An object that is so already, the usual case, is passed
+/// through untouched. In others, what is nested deeper than any document may be is cut off one
+/// level below that, where it is still too deep to be taken for a document.
+[[nodiscard]] JSONObject ownedAndValid(JSONObject object);
 
 }  // namespace zentara

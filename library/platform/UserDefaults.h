@@ -7,11 +7,14 @@ namespace zentara {
 
 /// A handle on the application's preferences: small values under string keys, kept in memory and
 /// in the file "user-defaults.json" of the preferences directory, replaced atomically. All handles
-/// share the store of the directory that `HostApplication` names at the moment of the call; its
-/// file is read once. A file that is damaged is set aside under another name and the store starts
-/// empty. Safe for use from any thread.
+/// on one directory share what is stored; its file is read once. A file that is damaged is set
+/// aside under another name and the store starts empty. A cheap, copyable value, safe for use from
+/// any thread.
 class UserDefaults {
   public:
+    /// A handle on the preferences of the directory that `HostApplication` names at this moment.
+    UserDefaults();
+
     /// The integer under `key`; 0 when there is none. Values beyond the signed 64-bit range, which
     /// an unsigned one can be, read as the same bits, hence as negative.
     [[nodiscard]] std::int64_t integer(std::string_view key) const;
@@ -19,6 +22,12 @@ class UserDefaults {
     /// Stores a number under `key`. A file that cannot be written costs persistence only.
     void set(std::string_view key, std::int64_t value);
     void set(std::string_view key, std::uint64_t value);
+
+  private:
+    class Store;
+    class Stores;
+
+    Store* store_;  // lives until the process ends
 };
 
 }  // namespace zentara

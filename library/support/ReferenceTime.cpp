@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "platform/FatalError.h"
-#include "platform/UserDefaults.h"
 
 namespace zentara {
 
@@ -16,22 +15,20 @@ std::int64_t millisecondsSince1970(double seconds) {
     return static_cast<std::int64_t>(milliseconds);
 }
 
-void captureReferenceTime(const DateSource& now, const ControlTimeProtocol& controlTime) {
+void captureReferenceTime(UserDefaults& defaults, const DateSource& now,
+                          const ControlTimeProtocol& controlTime) {
     const std::chrono::duration<double> sinceEpoch = now().time_since_epoch();
-    UserDefaults defaults;
     defaults.set(inicialTimeStampKey, millisecondsSince1970(sinceEpoch.count()));
     defaults.set(inicialMonotonicValueKey, controlTime.currentMonotonicValue());
 }
 
-ReferenceTime loadReferenceTime() {
-    const UserDefaults defaults;
+ReferenceTime loadReferenceTime(const UserDefaults& defaults) {
     const auto monotonicValue = defaults.integer(inicialMonotonicValueKey);
     if (monotonicValue < 0) fatalError("the stored inicialMonotonicValue is negative");
     return {defaults.integer(inicialTimeStampKey), static_cast<std::uint64_t>(monotonicValue)};
 }
 
-void resetReferenceTime() {
-    UserDefaults defaults;
+void resetReferenceTime(UserDefaults& defaults) {
     defaults.set(inicialTimeStampKey, std::int64_t{0});
     defaults.set(inicialMonotonicValueKey, std::int64_t{0});
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/UserDefaults.h"
 #include "support/ControlTime.h"
 #include "support/ZentaraClock.h"
 
@@ -25,14 +26,15 @@ inline constexpr std::string_view inicialMonotonicValueKey = "inicialMonotonicVa
 /// not finite or does not fit is a fatal error.
 [[nodiscard]] std::int64_t millisecondsSince1970(double seconds);
 
-/// Takes a new reference from the two clocks and stores it in the user defaults.
-void captureReferenceTime(const DateSource& now, const ControlTimeProtocol& controlTime);
+/// Takes a new reference from the two clocks and stores it.
+void captureReferenceTime(UserDefaults& defaults, const DateSource& now,
+                          const ControlTimeProtocol& controlTime);
 
 /// The stored reference; zero where nothing is stored. A negative monotonic value is a fatal error.
-[[nodiscard]] ReferenceTime loadReferenceTime();
+[[nodiscard]] ReferenceTime loadReferenceTime(const UserDefaults& defaults);
 
 /// Stores zeros.
-void resetReferenceTime();
+void resetReferenceTime(UserDefaults& defaults);
 
 /// The timestamp at `monotonicNow`: milliseconds since 1970-01-01 UTC. An overflow is a fatal
 /// error.

@@ -11,6 +11,7 @@
 #include "model/ZentaraEnvelope.h"
 #include "network/RestClientError.h"
 #include "platform/UserDefaults.h"
+#include "facade/ClientSettingsAccess.h"
 #include "support/ManualTicker.h"
 #include "support/MemoryEventStorage.h"
 #include "support/SampleEvents.h"
@@ -193,7 +194,7 @@ TEST_F(EventBusTest, DoesNotTouchTheQueueBeforeItMaySend) {
     identity_->ready = false;
     EXPECT_EQ(dispatch(*bus), DispatchResult::failure(std::make_shared<EventBusError>(
                                   EventBusError::Case::idManagerNotReady)));
-    ClientSettings::setCurrent(nullptr);
+    ClientSettingsAccess::setCurrent(nullptr);
     EXPECT_EQ(dispatch(*bus), DispatchResult::failure(std::make_shared<EventBusError>(
                                   EventBusError::Case::clientNotInitialized)));
     EXPECT_TRUE(server_.requests().empty());

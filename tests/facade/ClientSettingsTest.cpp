@@ -4,22 +4,23 @@
 #include <gtest/gtest.h>
 
 #include <zentara/ZentaraClient.h>
+#include "facade/ClientSettingsAccess.h"
 
 namespace zentara {
 namespace {
 
 TEST(ClientSettings, UseSettingsReplacesTheWholeRecord) {
-    ClientSettings::setCurrent(nullptr);
-    EXPECT_FALSE(ClientSettings::setAdvertisingId("x"));
+    ClientSettingsAccess::setCurrent(nullptr);
+    EXPECT_FALSE(ClientSettingsAccess::setAdvertisingId("x"));
     ZentaraClient::useSettings("first", ZentaraEnvironment::production, "ad");
     const auto first = ClientSettings::current();
-    EXPECT_TRUE(ClientSettings::setAdvertisingId("other"));
+    EXPECT_TRUE(ClientSettingsAccess::setAdvertisingId("other"));
     EXPECT_EQ(ClientSettings::current()->advertisingId, "other");
     EXPECT_EQ(first->advertisingId, "ad") << "a record never changes";
 
     ZentaraClient::useSettings("second \xFF", ZentaraEnvironment::qa);
     const auto settings = ClientSettings::current();
-    ClientSettings::setCurrent(nullptr);
+    ClientSettingsAccess::setCurrent(nullptr);
     EXPECT_EQ(settings->tenant, "second \xEF\xBF\xBD");
     EXPECT_EQ(settings->environment, ZentaraEnvironment::qa);
     EXPECT_EQ(settings->advertisingId, std::nullopt);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <thread>
 
+#include "facade/ClientSettingsAccess.h"
 #include "model/EventDecoder.h"
 #include "model/JSONText.h"
 #include "support/Files.h"
@@ -57,6 +58,12 @@ class Services {
         "any-1": {}
     })";
 
+    /// Runs before each answer to an envelope from now on.
+    void beforeAnswering(std::function<void()> hook) {
+        const std::lock_guard lock(mutex_);
+        hook_ = std::move(hook);
+    }
+
   private:
     TestAnswer answer(const RecordedRequest& request) {
         TestAnswer answer;
@@ -66,11 +73,19 @@ class Services {
         } else if (request.target == "/id") {
             answer.body = R"({"qvn_uid":"anon","qvn_uid_public":"public","hsid":"session"})";
         } else {
+            std::function<void()> hook;
+            {
+                const std::lock_guard lock(mutex_);
+                hook = hook_;
+            }
+            if (hook) hook();
             answer.status = eventStatus;
         }
         return answer;
     }
 
+    std::mutex mutex_;
+    std::function<void()> hook_;  // guarded by mutex_
     TestServer server_;
 };
 
@@ -151,7 +166,7 @@ class ZentaraClientTest : public testing::Test {
 TEST_F(ZentaraClientTest, ThrowsBeforeItIsConfigured) {
     const auto client = readyClient();
     reset();
-    ClientSettings::setCurrent(nullptr);
+    ClientSettingsAccess::setCurrent(nullptr);
     bool called = false;
     EXPECT_THROW(static_cast<void>(ZentaraClient::get([&](const auto&) { called = true; })),
                  ZentaraClientNotConfiguredError);
@@ -435,6 +450,33 @@ TEST_F(ZentaraClientTest, FetchesReportWhatTheyAchieved) {
     EXPECT_THAT(schemasIn("events-storage"), ElementsAre());
     ZentaraClient::setSharedClient(nullptr);
     EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
+}
+
+TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
+    const auto old = dispatchingClient();
+    send(*old, "any", {{"n", 1}});
+    Signal release;
+    services_.beforeAnswering([&] { EXPECT_TRUE(release.waitFor()); });
+    const auto results = std::make_shared<Mailbox<BackgroundFetchResult>>();
+    services_.eventStatus = 500;
+    old->performFetch([results](BackgroundFetchResult result) { results->put(result); });
+    EXPECT_TRUE(eventually([&] { return services_.requests("/event").size() == 1; }));
+    reset();
+    const auto client = ZentaraClient::get();
+    EXPECT_NE(client, old);
+    ZentaraClient::setIsReady(true);
+    release.notify();
+    EXPECT_EQ(results->waitFor(), BackgroundFetchResult::failed);
+    client->send("any", "1", "t", "u", "r", {{"n", 2}});
+    EXPECT_EQ(schemasIn("events-storage").size(), 2U) << "the batch that came back is not lost";
+}
+
+TEST_F(ZentaraClientTest, LaterChangesOfTheHostDoNotMoveTheClock) {
+    const auto client = readyClient();
+    HostApplication::setPreferencesDirectory(host_.documents() / "elsewhere");
+    send(*client, "any", {});
+    const auto queued = decodeEvents(contentsOf(host_.file("events-storage"))).events;
+    EXPECT_GT(queued.at(0).fields().createdAt, 1'600'000'000'000);
 }
 
 TEST_F(ZentaraClientTest, TheNextRunSendsWhatThisOneLeft) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "dispatch/FileStorage.h"
+#include "facade/ClientSettingsAccess.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
 #include "support/TestHost.h"
@@ -182,7 +183,7 @@ TEST_F(ZentaraIDManagerTest, ALoggedUserIsEnoughToBeReady) {
 
 TEST_F(ZentaraIDManagerTest, WithoutSettingsAFetchFailsAtOnce) {
     const auto manager = makeManager();
-    ClientSettings::setCurrent(nullptr);
+    ClientSettingsAccess::setCurrent(nullptr);
     std::string reported = "nothing";
     manager->start([&](const std::string& hsid) { reported = hsid; });
     EXPECT_EQ(reported, "");

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/json/monotonic_resource.hpp>
 #include <filesystem>
 #include <ostream>
 
+#include "model/JSONText.h"
 #include "model/UTF8Repair.h"
 
 namespace zentara {
@@ -34,6 +36,7 @@ TEST(AnyText, TakesWhateverTheCallerHas) {
         {AnyText(*URL::parse("https://example.com/a")), "https://example.com/a"},
         {AnyText(std::filesystem::path("/a/b")), "/a/b"},
         {AnyText(42), "42"},
+        {AnyText(0.1 + 0.2), "0.30000000000000004"},
         {AnyText(true), "true"},
         {AnyText(Streamable()), "streamed"},
         {AnyText(ToString()), "converted"},
@@ -57,8 +60,19 @@ TEST(UTF8Repair, ReplacesIllFormedBytesWhereverTheyAre) {
         {"bad\xEF\xBF\xBD", JSONArray{"\xEF\xBF\xBD", JSONObject{{"\xEF\xBF\xBD", "x"}}}},
         {"surrogate", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
     };
-    EXPECT_EQ(withValidUTF8(broken), repaired);
-    EXPECT_EQ(withValidUTF8(repaired), repaired);
+    EXPECT_EQ(ownedAndValid(broken), repaired);
+    EXPECT_EQ(ownedAndValid(repaired), repaired);
+}
+
+TEST(UTF8Repair, NothingRefersToMemoryOfTheCaller) {
+    JSONObject kept;
+    {
+        boost::json::monotonic_resource callers;
+        const auto parsed = parseJSON(R"({"key":["a long text that needs memory of its own"]})",
+                                      boost::json::storage_ptr(&callers));
+        kept = ownedAndValid(parsed.value.get_object());
+    }
+    EXPECT_EQ(kept.at("key").at(0), "a long text that needs memory of its own");
 }
 
 }  // namespace

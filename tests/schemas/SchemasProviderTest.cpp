@@ -4,6 +4,7 @@
 
 #include "dispatch/SchemasStorage.h"
 #include "schemas/SchemasServiceApi.h"
+#include "facade/ClientSettingsAccess.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
 #include "support/TestHost.h"
@@ -128,12 +129,12 @@ TEST_F(SchemasProviderTest, ALateFailureDoesNotUndoASuccess) {
 }
 
 TEST_F(SchemasProviderTest, WithoutSettingsItDoesNotFetch) {
-    ClientSettings::setCurrent(nullptr);
+    ClientSettingsAccess::setCurrent(nullptr);
     const auto unconfigured = makeProvider();
     EXPECT_FALSE(ticker_.isRunning());
     TestHost::configure();
     const auto provider = makeProvider();
-    ClientSettings::setCurrent(nullptr);
+    ClientSettingsAccess::setCurrent(nullptr);
     ticker_.fire();
     EXPECT_EQ(reports_->values(), std::vector<std::string>{failed});
 }

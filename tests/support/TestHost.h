@@ -7,6 +7,7 @@
 #include <zentara/ClientSettings.h>
 #include <zentara/HostApplication.h>
 #include <zentara/ZentaraEndpoints.h>
+#include "facade/ClientSettingsAccess.h"
 #include "support/TemporaryDirectory.h"
 
 namespace zentara::test {
@@ -22,7 +23,7 @@ class TestHost {
         HostApplication::setDevice({"TestOS", "1.2", "Model3"});
         configure();
     }
-    ~TestHost() { ClientSettings::setCurrent(nullptr); }
+    ~TestHost() { ClientSettingsAccess::setCurrent(nullptr); }
     TestHost(const TestHost&) = delete;
     TestHost& operator=(const TestHost&) = delete;
 
@@ -30,7 +31,7 @@ class TestHost {
         auto settings = std::make_shared<ClientSettings>();
         settings->tenant = "tenant";
         settings->environment = ZentaraEnvironment::qa;
-        ClientSettings::setCurrent(std::move(settings));
+        ClientSettingsAccess::setCurrent(std::move(settings));
     }
 
     /// Sends the QA environment's traffic to this base URL.

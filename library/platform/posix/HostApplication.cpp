@@ -3,13 +3,12 @@
 #include <sys/utsname.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
-#include "platform/posix/HostFacts.h"
+#include "platform/Unicode.h"
 #include "support/Mutex.h"
 
 namespace zentara {
@@ -25,13 +24,17 @@ struct Facts {
     std::optional<Path> documentsDirectory ZENTARA_GUARDED_BY(mutex);
     std::optional<Path> preferencesDirectory ZENTARA_GUARDED_BY(mutex);
     std::optional<HostApplication::Device> device ZENTARA_GUARDED_BY(mutex);
-    std::atomic<std::uint64_t> generation{0};
 };
 
 Facts& facts() {
     // Never destroyed: threads of the library may ask while the process ends.
     static auto* const facts = new Facts;
     return *facts;
+}
+
+/// Text from the host, which may hold anything.
+std::string repaired(std::string text) {
+    return isValidUTF8(text) ? std::move(text) : repairedUTF8(text);
 }
 
 std::string executableName() {
@@ -77,14 +80,9 @@ std::optional<Path> given(Path directory) {
 
 }  // namespace
 
-std::uint64_t hostFactsGeneration() noexcept {
-    return facts().generation.load(std::memory_order_acquire);
-}
-
 void HostApplication::setBundleIdentifier(std::string identifier) {
     const MutexLock lock(facts().mutex);
-    facts().bundleIdentifier = std::move(identifier);
-    ++facts().generation;
+    facts().bundleIdentifier = repaired(std::move(identifier));
 }
 
 std::string HostApplication::bundleIdentifier() {
@@ -98,7 +96,6 @@ std::string HostApplication::bundleIdentifier() {
 void HostApplication::setDocumentsDirectory(std::filesystem::path directory) {
     const MutexLock lock(facts().mutex);
     facts().documentsDirectory = given(std::move(directory));
-    ++facts().generation;
 }
 
 std::optional<std::filesystem::path> HostApplication::documentsDirectory() {
@@ -112,7 +109,6 @@ std::optional<std::filesystem::path> HostApplication::documentsDirectory() {
 void HostApplication::setPreferencesDirectory(std::filesystem::path directory) {
     const MutexLock lock(facts().mutex);
     facts().preferencesDirectory = given(std::move(directory));
-    ++facts().generation;
 }
 
 std::optional<std::filesystem::path> HostApplication::preferencesDirectory() {
@@ -125,8 +121,9 @@ std::optional<std::filesystem::path> HostApplication::preferencesDirectory() {
 
 void HostApplication::setDevice(Device device) {
     const MutexLock lock(facts().mutex);
-    facts().device = std::move(device);
-    ++facts().generation;
+    facts().device =
+        Device{repaired(std::move(device.systemName)), repaired(std::move(device.systemVersion)),
+               repaired(std::move(device.hardwareModel))};
 }
 
 HostApplication::Device HostApplication::device() {

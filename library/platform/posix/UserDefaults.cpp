@@ -12,7 +12,6 @@
 #include "platform/File.h"
 #include "platform/HostApplication.h"
 #include "platform/JSONValue.h"
-#include "platform/posix/HostFacts.h"
 #include "support/Mutex.h"
 
 namespace zentara {
@@ -21,8 +20,10 @@ namespace {
 
 using Path = std::filesystem::path;
 
+}  // namespace
+
 /// The preferences of one directory.
-class Store {
+class UserDefaults::Store {
   public:
     /// Reads the directory's file. Without a directory the values live in memory only.
     explicit Store(const std::optional<Path>& directory) {
@@ -85,45 +86,33 @@ class Store {
 
 /// The stores of all directories that were current at some time. Never destroyed: threads of the
 /// library may ask while the process ends.
-class Stores {
+class UserDefaults::Stores {
   public:
-    [[nodiscard]] static Store& current() {
+    [[nodiscard]] static Store* of(const std::optional<Path>& directory) {
         static auto* const stores = new Stores;
-        return stores->find();
+        const MutexLock lock(stores->mutex_);
+        auto& store = stores->stores_[directory.value_or(Path()).lexically_normal()];
+        if (!store) store = std::make_unique<Store>(directory);
+        return store.get();
     }
 
   private:
-    Store& find() {
-        const MutexLock lock(mutex_);
-        const std::uint64_t generation = hostFactsGeneration();
-        if (current_ == nullptr || generation_ != generation) {
-            const auto directory = HostApplication::preferencesDirectory();
-            auto& store = stores_[directory.value_or(Path()).lexically_normal()];
-            if (!store) store = std::make_unique<Store>(directory);
-            current_ = store.get();
-            generation_ = generation;
-        }
-        return *current_;
-    }
-
     Mutex mutex_;
     std::map<Path, std::unique_ptr<Store>> stores_ ZENTARA_GUARDED_BY(mutex_);
-    Store* current_ ZENTARA_GUARDED_BY(mutex_) = nullptr;
-    std::uint64_t generation_ ZENTARA_GUARDED_BY(mutex_) = 0;
 };
 
-}  // namespace
+UserDefaults::UserDefaults() : store_(Stores::of(HostApplication::preferencesDirectory())) {}
 
 std::int64_t UserDefaults::integer(std::string_view key) const {
-    return Stores::current().integer(key);
+    return store_->integer(key);
 }
 
 void UserDefaults::set(std::string_view key, std::int64_t value) {
-    Stores::current().set(key, JSONValue(value));
+    store_->set(key, JSONValue(value));
 }
 
 void UserDefaults::set(std::string_view key, std::uint64_t value) {
-    Stores::current().set(key, JSONValue(value));
+    store_->set(key, JSONValue(value));
 }
 
 }  // namespace zentara

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <zentara/ClientSettings.h>
+
+namespace zentara {
+
+/// Writes the settings that everybody reads. Any thread.
+struct ClientSettingsAccess {
+    /// Puts `settings` in force; null makes the library unconfigured again.
+    static void setCurrent(std::shared_ptr<const ClientSettings> settings);
+
+    /// Changes the advertising id of the record in force. False when there is none.
+    [[nodiscard]] static bool setAdvertisingId(std::optional<std::string> advertisingId);
+};
+
+}  // namespace zentara
