@@ -13,8 +13,6 @@ using testing::HasSubstr;
 
 constexpr const char* tooLong =
     "Validation stopped: checking this value against this schema takes too long";
-constexpr const char* tooDeep =
-    "Validation stopped: the schema is applied more than 2560 levels deep";
 
 /// The last message or its end, when a failing test had better not print it whole.
 std::string lastMessage(const JSONValue& value, const JSONObject& schema) {
@@ -29,6 +27,14 @@ std::string repeated(std::string_view text, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         all += text;
     return all;
+}
+
+/// "0,1,2" and so on.
+std::string numbersBelow(int count) {
+    std::string numbers = "0";
+    for (int i = 1; i < count; ++i)
+        numbers += "," + std::to_string(i);
+    return numbers;
 }
 
 JSONValue nestedLists(std::size_t depth) {
@@ -47,16 +53,12 @@ std::string fan(std::string_view keyword) {
 }
 
 TEST(HostileSchemas, ReferencesThatFanOutStop) {
-    for (const char* keyword : {"allOf", "anyOf", "oneOf"}) {
+    for (const char* keyword : {"allOf", "anyOf", "oneOf"})
         EXPECT_EQ(lastMessage(json("1"), jsonObject(fan(keyword))), tooLong) << keyword;
-    }
-}
-
-TEST(HostileSchemas, AStopInsideNotIsNoPass) {
-    auto schema = jsonObject(fan("anyOf"));
-    schema["not"] = {{"$ref", "#/0"}};
-    schema.erase("$ref");
-    EXPECT_EQ(lastMessage(json("1"), schema), tooLong);
+    auto negated = jsonObject(fan("anyOf"));
+    negated["not"] = {{"$ref", "#/0"}};
+    negated.erase("$ref");
+    EXPECT_EQ(lastMessage(json("1"), negated), tooLong);
 }
 
 TEST(HostileSchemas, TheDeepestDataThatIsReadIsValidated) {
@@ -73,32 +75,26 @@ TEST(HostileSchemas, DepthThatMultipliesStops) {
     std::string step = R"({"$ref": "#"})";
     for (int i = 0; i < 6; ++i)
         step = R"({"allOf": [)" + step + "]}";
-    EXPECT_EQ(lastMessage(nestedLists(511), jsonObject(R"({"items": )" + step + "}")), tooDeep);
+    EXPECT_EQ(lastMessage(nestedLists(511), jsonObject(R"({"items": )" + step + "}")),
+              "Validation stopped: the schema is applied more than 2560 levels deep");
 }
 
 TEST(HostileSchemas, HugeListsAgainstHugeEnumerationsStop) {
-    std::string values = "0";
-    for (int i = 1; i < 20'000; ++i)
-        values += "," + std::to_string(i);
+    const auto values = numbersBelow(20'000);
     const auto schema = jsonObject(R"({"items": {"enum": [)" + values + "]}}");
     EXPECT_EQ(lastMessage(json("[" + values + "]"), schema), tooLong);
 }
 
 TEST(HostileSchemas, ManyUniqueItemsAreCounted) {
-    std::string values = "0";
-    for (int i = 1; i < 100'000; ++i) {
-        values += (i % 2 == 0 ? "," : ",\"k") + std::to_string(i) + (i % 2 == 0 ? "" : "\"");
-    }
+    const auto values = numbersBelow(100'000);
     const auto schema = jsonObject(R"({"uniqueItems": true})");
-    EXPECT_TRUE(validate(json("[" + values + "]"), schema).valid());
-    EXPECT_FALSE(validate(json("[" + values + ",4.0]"), schema).valid());
-    EXPECT_FALSE(validate(json("[" + values + ",\"k7\"]"), schema).valid());
+    EXPECT_TRUE(validate(json(R"(["7", )" + values + "]"), schema).valid());
+    EXPECT_FALSE(validate(json("[" + values + ", 4.0]"), schema).valid());
+    EXPECT_FALSE(validate(json(R"(["7", )" + values + R"(, "7"])"), schema).valid());
 }
 
 TEST(HostileSchemas, UniqueItemsAtEveryLevelStop) {
-    std::string values = "0";
-    for (int i = 1; i < 200'000; ++i)
-        values += "," + std::to_string(i);
+    const auto values = numbersBelow(200'000);
     const auto list =
         repeated("[1,2,3,4,5,6,7,8,9,", 500) + "[" + values + "]" + repeated("]", 500);
     const auto schema = jsonObject(R"({"uniqueItems": true, "items": {"anyOf": [{"$ref": "#"}]}})");
@@ -115,34 +111,25 @@ TEST(HostileSchemas, ExplodingPatternsShareOneLimit) {
 }
 
 TEST(HostileSchemas, ManyPatternsForManyKeysStop) {
-    std::string patterns;
-    std::string members;
+    JSONObject patterns;
+    JSONObject members;
     for (int i = 0; i < 6'000; ++i) {
-        const auto name = std::to_string(i);
-        patterns += (i == 0 ? "\"" : ",\"") + std::string("x") + name + R"(": {"type": "null"})";
-        members += (i == 0 ? "\"" : ",\"") + name + R"(": 1)";
+        patterns["x" + std::to_string(i)] = JSONObject();
+        members[std::to_string(i)] = 1;
     }
-    const auto schema = jsonObject(R"({"patternProperties": {)" + patterns + "}}");
-    EXPECT_EQ(lastMessage(json("{" + members + "}"), schema), tooLong);
+    EXPECT_EQ(lastMessage(members, JSONObject{{"patternProperties", patterns}}), tooLong);
 }
 
-TEST(HostileSchemas, MessagesStayWithinMemory) {
-    // Each of the thousand would print the whole megabyte.
+TEST(HostileSchemas, LargeValuesPrintWholeAndMessagesStayWithinMemory) {
+    // Each of the thousand would print the whole text.
     const auto schema = jsonObject(R"({"allOf": [)" + repeated(R"({"enum": []},)", 1'000) + "{}]}");
-    const auto result = validate(JSONValue(std::string(1'000'000, 'x')), schema);
-    ASSERT_FALSE(result.valid());
-    std::size_t total = 0;
-    for (const auto& message : *result.errors())
-        total += message.size();
-    EXPECT_LT(total, 70'000'000U);
-    EXPECT_EQ(result.errors()->back(), tooLong);
-}
-
-TEST(HostileSchemas, ALargeValuePrintsWhole) {
     const std::string large(5'000'000, 'x');
-    const auto result = validate(JSONValue(large), jsonObject(R"({"type": "null"})"));
+    const auto result = validate(JSONValue(large), schema);
     ASSERT_FALSE(result.valid());
-    EXPECT_TRUE(result.errors()->front() == "'" + large + "' is not of type 'null'");
+    EXPECT_TRUE(result.errors()->front() ==
+                "'" + large + "' is not a valid enumeration value of '[]'");
+    EXPECT_LT(result.errors()->size(), 15U);
+    EXPECT_EQ(result.errors()->back(), tooLong);
 }
 
 }  // namespace

@@ -33,6 +33,10 @@ inline JSONValue readDocument(const std::filesystem::path& path) {
     return parsed.value;
 }
 
+inline JSONValue readTestData(const char* file) {
+    return readDocument(std::filesystem::path(ZENTARA_SCHEMAS_TEST_DATA) / file);
+}
+
 inline std::string text(const JSONValue& value) {
     return std::string(value.as_string());
 }
