@@ -59,13 +59,13 @@ bool spend(WorkAllowance* allowance, std::size_t bytes) {
            allowance->spend(unitsPerValue + static_cast<std::int64_t>(bytes / 8));
 }
 
-}  // namespace
-
-// The recursions below go as deep as the values, which readers and writers bound.
+// The recursions below end at this depth, beyond what is ever read, since a host can build deeper
+// values than its stack can take: what lies deeper is not equal.
+constexpr int maximumDepth = 1024;
 
 // NOLINTNEXTLINE(misc-no-recursion)
-bool objectsEqual(const JSONValue& one, const JSONValue& other, WorkAllowance* allowance) {
-    if (!spend(allowance, 0)) return false;
+bool equal(const JSONValue& one, const JSONValue& other, WorkAllowance* allowance, int depth) {
+    if (depth == maximumDepth || !spend(allowance, 0)) return false;
     if (const auto number = numberOf(one)) return number == numberOf(other);
     if (one.kind() != other.kind()) return false;
     switch (one.kind()) {
@@ -76,8 +76,8 @@ bool objectsEqual(const JSONValue& one, const JSONValue& other, WorkAllowance* a
         case boost::json::kind::array:
             return std::equal(one.get_array().begin(), one.get_array().end(),
                               other.get_array().begin(), other.get_array().end(),
-                              [allowance](const JSONValue& left, const JSONValue& right) {
-                                  return objectsEqual(left, right, allowance);
+                              [allowance, depth](const JSONValue& left, const JSONValue& right) {
+                                  return equal(left, right, allowance, depth + 1);
                               });
         case boost::json::kind::object: {
             const auto& members = one.get_object();
@@ -85,7 +85,8 @@ bool objectsEqual(const JSONValue& one, const JSONValue& other, WorkAllowance* a
             return members.size() == others.size() &&
                    std::all_of(members.begin(), members.end(), [&](const auto& member) {
                        const auto* match = others.if_contains(member.key());
-                       return match != nullptr && objectsEqual(member.value(), *match, allowance);
+                       return match != nullptr &&
+                              equal(member.value(), *match, allowance, depth + 1);
                    });
         }
         default:
@@ -94,8 +95,8 @@ bool objectsEqual(const JSONValue& one, const JSONValue& other, WorkAllowance* a
 }
 
 // NOLINTNEXTLINE(misc-no-recursion)
-std::size_t objectHash(const JSONValue& value, WorkAllowance* allowance) {
-    if (!spend(allowance, 0)) return 0;
+std::size_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth) {
+    if (depth == maximumDepth || !spend(allowance, 0)) return 0;
     if (const auto number = numberOf(value)) {
         return number->isInteger ? std::hash<std::uint64_t>()(number->integer)
                                  : std::hash<double>()(number->real);
@@ -108,7 +109,7 @@ std::size_t objectHash(const JSONValue& value, WorkAllowance* allowance) {
         case boost::json::kind::array: {
             auto hash = kindHash;
             for (const auto& element : value.get_array())
-                hash = mixed(hash, objectHash(element, allowance));
+                hash = mixed(hash, hashOf(element, allowance, depth + 1));
             return hash;
         }
         case boost::json::kind::object: {
@@ -117,13 +118,23 @@ std::size_t objectHash(const JSONValue& value, WorkAllowance* allowance) {
             for (const auto& member : value.get_object()) {
                 if (!spend(allowance, member.key().size())) return 0;
                 hash += mixed(std::hash<std::string_view>()(member.key()),
-                              objectHash(member.value(), allowance));
+                              hashOf(member.value(), allowance, depth + 1));
             }
             return hash;
         }
         default:
             return kindHash;
     }
+}
+
+}  // namespace
+
+bool objectsEqual(const JSONValue& one, const JSONValue& other, WorkAllowance* allowance) {
+    return equal(one, other, allowance, 0);
+}
+
+std::size_t objectHash(const JSONValue& value, WorkAllowance* allowance) {
+    return hashOf(value, allowance, 0);
 }
 
 }  // namespace zentara

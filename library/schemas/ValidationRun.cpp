@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/StackSpace.h"
 #include "schemas/KeywordValues.h"
 #include "schemas/Reference.h"
 
@@ -32,9 +33,9 @@ ValidationResult ValidationRun::run(const JSONValue& value) {
 }
 
 bool ValidationRun::validate(const JSONObject& schema, const JSONValue& value) {
-    if (depth_ == maximumDepth) {
-        return stop("Validation stopped: the schema is applied more than " +
-                    std::to_string(maximumDepth) + " levels deep");
+    if (depth_ == maximumDepth) return stopForDepth();
+    if (depth_ % levelsPerStackCheck == 0 && remainingStackSpace() < leastStackSpace) {
+        return stopForDepth();
     }
     if (!spend(unitsPerSubschema + costOf(schema.size()))) return false;
     ++depth_;
@@ -191,6 +192,11 @@ void ValidationRun::addMessage(std::string message) {
 bool ValidationRun::stop(std::string message) {
     if (!stopMessage_) stopMessage_ = std::move(message);
     return false;
+}
+
+bool ValidationRun::stopForDepth() {
+    return stop("Validation stopped: the schema is applied more than " + std::to_string(depth_) +
+                " levels deep");
 }
 
 bool ValidationRun::stopForCost() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -29,8 +30,13 @@ class ValidationRun {
     /// What one validation may cost, about half a second; then it stops with a message.
     static constexpr std::int64_t maximumUnits = 500'000'000;
     /// How many subschemas may be under way inside each other: five for each level of the deepest
-    /// data that is read. Bounds the stack.
+    /// data that is read.
     static constexpr int maximumDepth = 2560;
+    /// What must be left of the stack, which on a small one comes before that depth. Looked at
+    /// every few levels; a level takes less than a kilobyte, or a few where a debugger or sanitizer
+    /// is served.
+    static constexpr std::size_t leastStackSpace = 128 * 1024;
+    static constexpr int levelsPerStackCheck = 8;
 
     ValidationRun(const JSONObject& root, std::span<const Format> formats)
         : root_(root), formats_(formats), allowance_(maximumUnits) {}
@@ -129,6 +135,7 @@ class ValidationRun {
     /// Takes work off the allowance; false when the validation has been stopped for it.
     bool spend(std::int64_t units) { return allowance_.spend(units) || stopForCost(); }
     bool stopForCost();
+    bool stopForDepth();
 
     /// Whether what is left to check cannot change the outcome.
     [[nodiscard]] bool isDecided() const noexcept { return messages_ == nullptr || stopMessage_; }
