@@ -1,6 +1,5 @@
 #include "dispatch/EventBus.h"
 
-#include <cstdlib>
 #include <limits>
 #include <utility>
 
@@ -11,6 +10,7 @@
 #include "model/ZentaraEnvelope.h"
 #include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
+#include "platform/ProcessExit.h"
 
 namespace zentara {
 
@@ -54,7 +54,7 @@ class LiveBuses {
 
   private:
     LiveBuses() {
-        std::atexit([] { shared().stop(); });
+        runAtExit([] { shared().stop(); });
     }
 
     static LiveBuses& shared() {
@@ -172,8 +172,10 @@ EventBus::Batch EventBus::takeBatch(std::int64_t count) {
     // round.
     const MutexLock lock(mutex_);
     if (isStopped_) return {};
-    Batch batch{lastBatch_ + 1, repository_->take(count, isOfSameUser)};
-    if (!batch.events.empty()) onTheirWay_.emplace(++lastBatch_, batch.events);
+    auto& events = onTheirWay_[++lastBatch_];
+    events = repository_->take(count, isOfSameUser);
+    Batch batch{lastBatch_, events};
+    if (events.empty()) onTheirWay_.erase(lastBatch_);
     return batch;
 }
 

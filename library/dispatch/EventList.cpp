@@ -24,8 +24,8 @@ void EventList::insertAtFront(std::span<const InternalEvent> events) {
                   slots_.begin() + static_cast<std::ptrdiff_t>(first_));
     } else {
         slots_.erase(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(first_));
-        slots_.insert(slots_.begin(), events.begin(), events.end());
         first_ = 0;
+        slots_.insert(slots_.begin(), events.begin(), events.end());
     }
     changed();
 }

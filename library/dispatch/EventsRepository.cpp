@@ -51,14 +51,22 @@ void EventsRepository::load() {
 std::vector<InternalEvent> EventsRepository::take(std::int64_t count, const Selection& selection) {
     if (count < 1) return {};
     return queue_.sync([&] {
-        auto taken = events_.takeFront(static_cast<std::size_t>(count));
-        if (!selection || taken.empty()) return taken;
-        const auto oldest = taken.front();
-        const auto others = std::stable_partition(
-            taken.begin(), taken.end(),
-            [&](const InternalEvent& event) { return selection(oldest, event); });
-        events_.insertAtFront({others, taken.end()});
-        taken.erase(others, taken.end());
+        const auto candidates =
+            events_.events().first(std::min(static_cast<std::size_t>(count), events_.size()));
+        // Decided before anything moves: looking into an event may fail for lack of memory.
+        std::vector<InternalEvent> others;
+        if (selection) {
+            for (const auto& event : candidates) {
+                if (!selection(candidates.front(), event)) others.push_back(event);
+            }
+        }
+        auto taken = events_.takeFront(candidates.size());
+        std::erase_if(taken, [&others](const InternalEvent& event) {
+            return std::any_of(others.begin(), others.end(), [&event](const InternalEvent& other) {
+                return other.isCopyOf(event);
+            });
+        });
+        events_.insertAtFront(others);
         return taken;
     });
 }

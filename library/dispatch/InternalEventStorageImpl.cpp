@@ -1,6 +1,9 @@
 #include "dispatch/InternalEventStorageImpl.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
+#include <new>
 #include <optional>
 #include <span>
 #include <utility>
@@ -11,6 +14,7 @@
 #include "platform/Diagnostics.h"
 #include "platform/File.h"
 #include "platform/GlobalQueue.h"
+#include "platform/PlatformError.h"
 #include "support/Mutex.h"
 #include "support/ZentaraClock.h"
 
@@ -83,23 +87,23 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     SwappedFile checkpoint ZENTARA_GUARDED_BY(checkpointMutex);
     std::vector<InternalEvent> checkpointed ZENTARA_GUARDED_BY(checkpointMutex);
 
-    ErrorRef setAside() ZENTARA_REQUIRES(mutex);
+    ErrorRef setAside(const std::filesystem::path& unreadable) ZENTARA_REQUIRES(mutex);
     void recover() ZENTARA_REQUIRES(mutex);
     Loaded<InternalEvent> load() ZENTARA_REQUIRES(mutex);
     ErrorRef save(const EventList& events) ZENTARA_REQUIRES(mutex);
     void scheduleSpare() ZENTARA_REQUIRES(mutex);
     void scheduleCheckpoint() ZENTARA_REQUIRES(mutex);
+    void prepareSpare() ZENTARA_REQUIRES(mutex);
     void writeCheckpoint();
 };
 
-ErrorRef InternalEventStorageImpl::Shared::setAside() {
+ErrorRef InternalEventStorageImpl::Shared::setAside(const std::filesystem::path& unreadable) {
     const auto now = ZentaraClock().now().time_since_epoch();
     const auto stamp = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
-    const auto aside = sibling(path, "", ".unreadable-" + std::to_string(stamp));
-    auto error = renameFile(path, aside);
-    unreadableFileInPlace = error != nullptr;
+    const auto aside = sibling(unreadable, "", ".unreadable-" + std::to_string(stamp));
+    auto error = renameFile(unreadable, aside);
     if (!error) {
-        printWarning("ZentaraClient: '" + path.string() +
+        printWarning("ZentaraClient: '" + unreadable.string() +
                      "' could not be read and was set aside as '" + aside.filename().string() +
                      "'");
     }
@@ -113,10 +117,17 @@ void InternalEventStorageImpl::Shared::recover() {
         recovered = std::move(events);
         return;
     }
-    if (exists && setAside()) return;
+    if (exists) {
+        unreadableFileInPlace = setAside(path) != nullptr;
+        if (unreadableFileInPlace) return;
+    }
     bool checkpointExists = false;
     auto flushed = readEvents(checkpointPath, checkpointExists);
-    if (!flushed.isList || renameFile(checkpointPath, path)) return;
+    if (!flushed.isList) {
+        if (checkpointExists) static_cast<void>(setAside(checkpointPath));
+        return;
+    }
+    if (renameFile(checkpointPath, path)) return;
     static_cast<void>(synchroniseFolder(path.parent_path()));
     recovered = std::move(flushed);
 }
@@ -134,20 +145,28 @@ Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
     if (events.isCanonical) {
         saved = events.events;
         current.holds(saved);
-        if (!saved.empty()) scheduleSpare();
+        if (!saved.empty()) {
+            scheduleSpare();
+            scheduleCheckpoint();
+        }
     }
     return {std::move(events.events), events.error, exists};
 }
 
 ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
     if (unreadableFileInPlace) {
-        if (auto error = setAside()) return error;
+        if (auto error = setAside(path)) return error;
+        unreadableFileInPlace = false;
     }
     const auto events = list.events();
     const auto unchanged =
         savedRevision == list.revision() ? saved.size() : commonPrefix(saved, events);
     const bool isSame = unchanged == saved.size() && unchanged == events.size();
     const bool onlyAppended = unchanged == saved.size();
+    // Before anything is written, so that what follows the write cannot fail.
+    if (saved.capacity() < events.size()) {
+        saved.reserve(std::max(events.size(), 2 * saved.capacity()));
+    }
     if (auto error = current.write(events, unchanged)) return error;
     savedRevision = list.revision();
     if (isSame) return nullptr;
@@ -163,18 +182,19 @@ ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
 }
 
 void InternalEventStorageImpl::Shared::scheduleSpare() {
-    if (std::exchange(spareScheduled, true)) return;
+    if (spareScheduled) return;
     scheduler(sparePreparationDelay, [weak = weak_from_this()] {
         const auto self = weak.lock();
         if (!self) return;
         const MutexLock lock(self->mutex);
         self->spareScheduled = false;
-        self->current.prepareSpare(self->saved);
+        self->prepareSpare();
     });
+    spareScheduled = true;
 }
 
 void InternalEventStorageImpl::Shared::scheduleCheckpoint() {
-    if (std::exchange(checkpointScheduled, true)) return;
+    if (checkpointScheduled) return;
     auto delay = Clock::duration::zero();
     if (lastCheckpoint) {
         delay = std::max(delay, *lastCheckpoint + checkpointInterval - Clock::now());
@@ -182,21 +202,46 @@ void InternalEventStorageImpl::Shared::scheduleCheckpoint() {
     scheduler(delay, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->writeCheckpoint();
     });
+    checkpointScheduled = true;
+}
+
+void InternalEventStorageImpl::Shared::prepareSpare() {
+    try {
+        current.prepareSpare(saved);
+    } catch (const std::bad_alloc&) {
+        // The next save does without.
+    }
 }
 
 void InternalEventStorageImpl::Shared::writeCheckpoint() {
     const MutexLock checkpointLock(checkpointMutex);
-    std::vector<InternalEvent> events;
-    {
-        const MutexLock lock(mutex);
-        checkpointScheduled = false;
-        lastCheckpoint = Clock::now();
-        events = saved;
+    ErrorRef error;
+    try {
+        std::vector<InternalEvent> events;
+        std::array<File, 2> files;
+        {
+            const MutexLock lock(mutex);
+            checkpointScheduled = false;
+            lastCheckpoint = Clock::now();
+            events = saved;
+            prepareSpare();
+            files = current.duplicates();
+        }
+        // Both files that trade names: with an old list still on the device, a loss of power could
+        // bring back one that is whole and yet older than the checkpoint.
+        for (auto& file : files) {
+            if (file.isOpen() && !error) error = file.synchronise();
+        }
+        if (!error) error = checkpoint.write(events, commonPrefix(checkpointed, events));
+        if (!error) checkpointed = std::move(events);
+    } catch (const std::bad_alloc&) {
+        error = std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM,
+                                                "not enough memory for the checkpoint");
     }
-    // A failure leaves the last checkpoint as it was; the next change brings the next try.
-    if (!checkpoint.write(events, commonPrefix(checkpointed, events))) {
-        checkpointed = std::move(events);
-    }
+    if (!error) return;
+    // The last checkpoint is as it was.
+    const MutexLock lock(mutex);
+    scheduleCheckpoint();
 }
 
 InternalEventStorageImpl::InternalEventStorageImpl(std::string_view fileName,

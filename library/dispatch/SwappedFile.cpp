@@ -49,12 +49,27 @@ ErrorRef notEncodable() {
                                            "JSON cannot hold one of the events");
 }
 
+ErrorRef tooLarge() {
+    return std::make_shared<PlatformError>(PlatformError::Domain::file, 0,
+                                           "the list is larger than a file may be");
+}
+
 }  // namespace
 
 void SwappedFile::holds(std::span<const InternalEvent> events) {
     current_ = {};
     current_.known = true;
     current_.count = events.size();
+    current_.bytes = 2 + (events.empty() ? 0 : events.size() - 1);
+    for (const auto& event : events) {
+        current_.bytes += event.jsonText().value_or(std::string_view()).size();
+    }
+    // Open, it can become the spare of the next save. It need not.
+    static_cast<void>(File::open(path_, current_.file));
+}
+
+std::array<File, 2> SwappedFile::duplicates() const {
+    return {current_.file.duplicate(), spare_.file.duplicate()};
 }
 
 ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t unchanged) {
@@ -103,6 +118,8 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
     }
     writer.append("]");
     if (auto error = writer.finish()) return error;
+    // What is longer would not be read again.
+    if (writer.offset() > maximumFileSize) return tooLarge();
     if (!extends) {
         if (auto error = spare_.file.truncate(writer.offset())) return error;
     }

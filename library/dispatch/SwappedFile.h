@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -35,6 +36,9 @@ class SwappedFile {
     /// Makes the file hold `events`, whose first `unchanged` are the first of those that the file
     /// holds. On failure the file holds what it held.
     [[nodiscard]] ErrorRef write(std::span<const InternalEvent> events, std::size_t unchanged);
+
+    /// The files behind both names, for flushing what they hold by now.
+    [[nodiscard]] std::array<File, 2> duplicates() const;
 
     /// Brings the spare up to `events`, which the file holds, so that the next append is cheap.
     void prepareSpare(std::span<const InternalEvent> events);

@@ -204,7 +204,10 @@ DecodedEvents decodeAny(std::string_view json) {
     DecodedEvents decoded;
     decoded.isList = true;
     for (const auto& element : *array) {
-        if (auto event = InternalEvent::fromDictionary(element.get_object()); event.value) {
+        auto event = InternalEvent::fromDictionary(element.get_object());
+        // One without a text, for example with a number beyond all doubles, could never be saved
+        // again and would take the others with it.
+        if (event.value && event.value->jsonText()) {
             decoded.events.push_back(*std::move(event.value));
         }
     }

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "platform/PlatformError.h"
@@ -174,7 +175,12 @@ ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage) {
     std::array<unsigned char, 4096> scratch;
     boost::json::parser parser(storage, options, scratch.data(), scratch.size());
     boost::json::error_code code;
-    parser.write(text.data(), text.size(), code);
+    try {
+        parser.write(text.data(), text.size(), code);
+    } catch (const std::bad_alloc&) {
+        // Small texts can need much: a document is not worth the process.
+        return failure(0, "not enough memory");
+    }
     if (code) return failure(code.value(), code.message());
     ParsedJSON parsed{parser.release(), nullptr};
     if (!parsed.value.is_object() && !parsed.value.is_array()) {

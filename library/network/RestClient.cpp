@@ -47,6 +47,7 @@ void RestClient::dataRequest(URLRequest request, DataCompletion completion) cons
 }
 
 void RestClient::statusRequest(URLRequest request, StatusCompletion completion) const {
+    request.discardsBody = true;
     URLSession::shared().start(
         std::move(request), [completion = std::move(completion)](
                                 const std::optional<URLResponse>& response, const ErrorRef& error) {

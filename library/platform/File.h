@@ -27,6 +27,9 @@ class File {
     /// Makes the folder too when it is missing.
     [[nodiscard]] static ErrorRef create(const std::filesystem::path& path, File& file);
 
+    /// Opens an existing regular file for writing.
+    [[nodiscard]] static ErrorRef open(const std::filesystem::path& path, File& file);
+
     File() = default;
     ~File();
     File(File&& other) noexcept;
@@ -43,6 +46,9 @@ class File {
 
     /// Waits until the content is on the device.
     [[nodiscard]] ErrorRef synchronise();
+
+    /// The same file once more, closed apart from this one; not open when that fails.
+    [[nodiscard]] File duplicate() const;
 
     void close() noexcept;
 

@@ -21,11 +21,12 @@ void SchemasServiceApi::fetch(Completion completion) {
     const auto& client = RestClient::shared();
     client.dataRequest(
         builder.build(), [completion = std::move(completion)](
-                             const std::optional<std::string>& body, ErrorRef error) {
+                             const std::optional<std::string>& body, const ErrorRef& error) {
+            if (error) return completion(std::nullopt, error);
             RestClient::shared().decodeJSON(
-                body, std::move(error), [&completion](JSONObject table, const ErrorRef& failure) {
+                body, nullptr, [&completion](JSONObject table, const ErrorRef& failure) {
                     if (failure) {
-                        completion(std::nullopt, failure);
+                        completion(std::nullopt, std::make_shared<SchemasServiceError>());
                     } else {
                         completion(std::move(table), nullptr);
                     }

@@ -52,6 +52,12 @@ TEST(EventDecoder, LeavesOutWhatIsNoEvent) {
     EXPECT_EQ(decoded.error, nullptr);
     EXPECT_EQ(numbersOf(decoded.events), (std::vector<std::int64_t>{1, 3}));
 
+    // A number beyond all doubles could not be written again.
+    auto poisoned = good(2);
+    poisoned.replace(poisoned.find("5.0"), 3, "1e999");
+    const auto kept = decodeEvents("[" + good(1) + "," + poisoned + "]");
+    EXPECT_EQ(numbersOf(kept.events), std::vector<std::int64_t>{1});
+
     for (const char* foreign : {"{}", "[1,2]", "[{},5]", R"({"a":[]})"}) {
         const auto nothing = decodeEvents(foreign);
         EXPECT_EQ(nothing.error, nullptr) << foreign;

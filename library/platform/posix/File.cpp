@@ -99,6 +99,27 @@ ErrorRef File::create(const std::filesystem::path& path, File& file) {
     return nullptr;
 }
 
+ErrorRef File::open(const std::filesystem::path& path, File& file) {
+    const int descriptor =
+        retried([&] { return ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK); });
+    if (descriptor < 0) return failure(errno, "cannot open", path);
+    file.close();
+    file.descriptor_ = descriptor;
+    struct stat status {};
+    ::fstat(descriptor, &status);
+    file.identity_ = {status.st_dev, status.st_ino};
+    if (S_ISREG(status.st_mode)) return nullptr;
+    file.close();
+    return failure(EINVAL, "cannot open", path);
+}
+
+File File::duplicate() const {
+    File copy;
+    copy.descriptor_ = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+    copy.identity_ = identity_;
+    return copy;
+}
+
 File::~File() {
     close();
 }

@@ -1,6 +1,7 @@
 #include "platform/posix/Transfer.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <strings.h>
 
@@ -35,12 +36,14 @@ bool isHeaderValue(std::string_view text) {
 /// For example "HTTP/1.1 200 OK" or "HTTP/2 200". curl takes any line that begins with "HTTP/" and
 /// reads a status of 200 out of those that it does not understand.
 bool isStatusLine(std::string_view line) {
-    const std::size_t space = line.find(' ');
-    if (space == std::string_view::npos || line.size() < space + 4) return false;
-    const std::string_view version = line.substr(5, space - 5);
-    const std::string_view code = line.substr(space + 1, 3);
-    return !version.empty() && version.find_first_not_of("0123456789.") == std::string_view::npos &&
-           code.find_first_not_of("0123456789") == std::string_view::npos;
+    for (const std::string_view version : {"HTTP/1.0 ", "HTTP/1.1 ", "HTTP/2 ", "HTTP/3 "}) {
+        if (!line.starts_with(version) || line.size() < version.size() + 4) continue;
+        const std::string_view code = line.substr(version.size(), 3);
+        const char next = line[version.size() + 3];
+        return code.find_first_not_of("0123456789") == std::string_view::npos &&
+               code.front() != '0' && (next == ' ' || next == '\r' || next == '\n');
+    }
+    return false;
 }
 
 bool equalIgnoringCase(std::string_view one, std::string_view other) {
@@ -96,7 +99,11 @@ CURLcode Transfer::prepare() {
     options.set(CURLOPT_SSL_VERIFYPEER, 1L);
     options.set(CURLOPT_SSL_VERIFYHOST, 2L);
     options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    if (!authorityFile_.empty()) options.set(CURLOPT_CAINFO, authorityFile_.c_str());
+    if (!authorityFile_.empty()) {
+        options.set(CURLOPT_CAINFO, authorityFile_.c_str());
+        // Otherwise the system's folder of authorities would count as well.
+        options.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    }
     if (isLoopback(request_.url.host())) options.set(CURLOPT_PROXY, "");
     options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     const auto longest = std::numeric_limits<int>::max();
@@ -110,6 +117,9 @@ CURLcode Transfer::prepare() {
         const std::string_view body = request_.body ? *request_.body : std::string_view();
         options.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
         options.set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
+        // When a connection that was used before is closed without an answer, curl sends the
+        // request again by itself, and events would arrive twice.
+        options.set(CURLOPT_FRESH_CONNECT, 1L);
     } else if (request_.method == "HEAD") {
         options.set(CURLOPT_NOBODY, 1L);
     }
@@ -119,7 +129,11 @@ CURLcode Transfer::prepare() {
     options.set(CURLOPT_HEADERDATA, this);
     options.set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
     options.set(CURLOPT_WRITEDATA, this);
-    options.set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(URLSession::maximumBodySize));
+    if (!request_.discardsBody) {
+        options.set(CURLOPT_MAXFILESIZE_LARGE,
+                    static_cast<curl_off_t>(URLSession::maximumBodySize));
+    }
+    options.set(CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
     return options.code();
 }
 
@@ -183,8 +197,8 @@ bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
     } else if (text == "\r\n" || text == "\n") {
         // After 100, 102 and 103 the real response follows; other codes of that class have no
         // meaning that would let one wait for more.
-        endedByProvisionalStatus_ = status() > 103 && status() < 200;
-        return !endedByProvisionalStatus_;
+        endedWithStatus_ = status() > 103 && status() < 200;
+        return !endedWithStatus_;
     } else {
         const std::string_view name = text.substr(0, text.find(':'));
         bodyAnnounced_ = bodyAnnounced_ || equalIgnoringCase(name, "Content-Length") ||
@@ -193,7 +207,18 @@ bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
     return true;
 }
 
+int Transfer::onSocket(void*, curl_socket_t socket, curlsocktype) {
+    // Programs that the host starts must not hold our connections.
+    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+    return CURL_SOCKOPT_OK;
+}
+
 bool Transfer::acceptsBody(const char* bytes, std::size_t length) {
+    if (request_.discardsBody) {
+        discarded_ += length;
+        endedWithStatus_ = discarded_ > URLSession::maximumBodySize;
+        return !endedWithStatus_;
+    }
     if (length > URLSession::maximumBodySize - body_.size()) {
         refusal_ = Refusal::largeBody;
         return false;
@@ -215,7 +240,7 @@ int Transfer::status() const {
 
 TransferOutcome Transfer::outcome(CURLcode code) {
     const int statusCode = handle_ ? status() : 0;
-    if (endedByProvisionalStatus_) return {URLResponse{statusCode, std::nullopt}, nullptr};
+    if (endedWithStatus_) return {URLResponse{statusCode, std::nullopt}, nullptr};
     if (code == CURLE_OK) {
         URLResponse response{statusCode, std::nullopt};
         if (!body_.empty() || (bodyAnnounced_ && request_.method != "HEAD")) {

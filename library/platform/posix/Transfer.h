@@ -52,6 +52,7 @@ class Transfer {
     [[nodiscard]] int status() const;
 
     static std::size_t onHeader(char* line, std::size_t size, std::size_t count, void* transfer);
+    static int onSocket(void* unused, curl_socket_t socket, curlsocktype purpose);
     static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* transfer);
 
     URLRequest request_;
@@ -61,7 +62,8 @@ class Transfer {
     std::string body_;
     std::size_t headerBytes_ = 0;
     bool bodyAnnounced_ = false;
-    bool endedByProvisionalStatus_ = false;
+    std::size_t discarded_ = 0;
+    bool endedWithStatus_ = false;  ///< given up on purpose: the status is all there is to know
     Refusal refusal_ = Refusal::none;
     char message_[CURL_ERROR_SIZE] = "";
 

@@ -9,7 +9,6 @@
 #include <boost/asio/strand.hpp>
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -19,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/ProcessExit.h"
 #include "platform/posix/Transfer.h"
 #include "platform/posix/WorkerPool.h"
 #include "support/Mutex.h"
@@ -26,6 +26,30 @@
 namespace zentara {
 
 namespace {
+
+/// Which authorities to trust. Apart from the engine, so that configuring starts no thread: a host
+/// may still fork into the background after it.
+class AuthorityFile {
+  public:
+    [[nodiscard]] static AuthorityFile& shared() {
+        // Never destroyed: threads of the library may ask while the process ends.
+        static auto* const file = new AuthorityFile;
+        return *file;
+    }
+
+    void set(std::string path) {
+        const MutexLock lock(mutex_);
+        path_ = std::move(path);
+    }
+    [[nodiscard]] std::string path() {
+        const MutexLock lock(mutex_);
+        return path_;
+    }
+
+  private:
+    Mutex mutex_;
+    std::string path_ ZENTARA_GUARDED_BY(mutex_);
+};
 
 /// The thread that moves the bytes, and what it shares with those who ask for exchanges.
 class Engine {
@@ -40,7 +64,6 @@ class Engine {
     Engine& operator=(const Engine&) = delete;
 
     void start(URLRequest request, URLSession::Completion completion);
-    void setAuthorityFile(std::string path);
 
   private:
     Engine();
@@ -60,7 +83,6 @@ class Engine {
 
     Mutex mutex_;
     std::vector<std::unique_ptr<Transfer>> waiting_ ZENTARA_GUARDED_BY(mutex_);
-    std::string authorityFile_ ZENTARA_GUARDED_BY(mutex_);
     bool threadStarted_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool isEnding_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool isParked_ ZENTARA_GUARDED_BY(mutex_) = false;
@@ -82,22 +104,18 @@ Engine::Engine()
     : multi_(makeMulti()), completions_(WorkerPool::shared().context().get_executor()) {
     // A host that uses OpenSSL itself may have had it initialised with its clean-up. Ours is
     // registered later and so runs earlier: the thread is out of OpenSSL by then.
-    std::atexit([] { shared().park(); });
-}
-
-void Engine::setAuthorityFile(std::string path) {
-    const MutexLock lock(mutex_);
-    authorityFile_ = std::move(path);
+    runAtExit([] { shared().park(); });
 }
 
 void Engine::start(URLRequest request, URLSession::Completion completion) {
     const std::string scheme = request.url.scheme();
+    const auto authorityFile = AuthorityFile::shared().path();
     const bool isWeb = scheme == "http" || scheme == "https";
     std::unique_ptr<Transfer> refused;
     {
         const MutexLock lock(mutex_);
         auto transfer =
-            std::make_unique<Transfer>(std::move(request), std::move(completion), authorityFile_);
+            std::make_unique<Transfer>(std::move(request), std::move(completion), authorityFile);
         auto& place = isWeb && isThreadRunning() ? waiting_.emplace_back() : refused;
         place = std::move(transfer);
     }
@@ -194,7 +212,7 @@ void URLSession::start(URLRequest request, Completion completion) {
 }
 
 void URLSession::setCertificateAuthorityFile(std::string path) {
-    Engine::shared().setAuthorityFile(std::move(path));
+    AuthorityFile::shared().set(std::move(path));
 }
 
 }  // namespace zentara

@@ -5,7 +5,6 @@
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <string>
@@ -15,6 +14,7 @@
 
 #include "platform/FatalError.h"
 #include "platform/GlobalQueue.h"
+#include "platform/ProcessExit.h"
 
 namespace zentara {
 
@@ -35,7 +35,7 @@ WorkerPool::WorkerPool() : context_(workerCount), guard_(context_.get_executor()
         if (startDetachedThread([this] { context_.run(); })) ++started;
     }
     if (started == 0) fatalError("the system gives no thread for the worker pool");
-    std::atexit([] { shared().context_.stop(); });
+    runAtExit([] { shared().context_.stop(); });
 }
 
 void currentExceptionIsFatal() noexcept {

@@ -1,0 +1,50 @@
+#include "platform/ProcessExit.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "support/Mutex.h"
+
+namespace zentara {
+
+namespace {
+
+struct ExitWork {
+    const pid_t process = ::getpid();
+    Mutex mutex;
+    std::vector<void (*)()> work ZENTARA_GUARDED_BY(mutex);
+};
+
+ExitWork& exitWork() {
+    // Never destroyed: it is used while the process ends.
+    static auto* const instance = new ExitWork;
+    return *instance;
+}
+
+void runLatest() {
+    // Asked first, as the lock may have been held when the process was forked.
+    if (::getpid() != exitWork().process) return;
+    void (*latest)() = nullptr;
+    {
+        const MutexLock lock(exitWork().mutex);
+        if (exitWork().work.empty()) return;
+        latest = exitWork().work.back();
+        exitWork().work.pop_back();
+    }
+    latest();
+}
+
+}  // namespace
+
+void runAtExit(void (*work)()) {
+    {
+        const MutexLock lock(exitWork().mutex);
+        exitWork().work.push_back(work);
+    }
+    // One entry each, so that the order among other libraries' clean-ups is that of registration.
+    std::atexit(runLatest);
+}
+
+}  // namespace zentara
