@@ -89,9 +89,9 @@ std::shared_ptr<EventBus> EventBus::create(std::shared_ptr<EventRepositoryProtoc
                                            std::shared_ptr<IDManager> idManager,
                                            std::string instanceId,
                                            std::unique_ptr<TickerProtocol> ticker, Clocks clocks) {
-    const std::shared_ptr<EventBus> bus(new EventBus(std::move(repository), std::move(idManager),
-                                                     std::move(instanceId), std::move(ticker),
-                                                     std::move(clocks)));
+    std::shared_ptr<EventBus> bus(new EventBus(std::move(repository), std::move(idManager),
+                                               std::move(instanceId), std::move(ticker),
+                                               std::move(clocks)));
     LiveBuses::add(bus);
     bus->startTicking();
     return bus;

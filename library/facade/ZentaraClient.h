@@ -43,8 +43,8 @@ enum class BackgroundFetchResult : std::uint64_t {
 ///
 /// Every operation may be called from any thread, and from inside the library's callbacks. Nothing
 /// waits for the network. Callbacks are called without any lock held and may be null wherever they
-/// are passed. An exception must not leave one, and a callback on a worker must not wait for another
-/// one: they come one after the other.
+/// are passed. An exception must not leave one, and a callback on a worker must not wait for
+/// another one: they come one after the other.
 class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<ZentaraClient> {
   public:
     /// Null when the library is ready, otherwise why it is not.

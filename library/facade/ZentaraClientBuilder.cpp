@@ -86,7 +86,7 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
 
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::assemble(
     ZentaraClient::Implementation::Collaborators collaborators) {
-    const std::shared_ptr<ZentaraClient> client(new ZentaraClient(
+    std::shared_ptr<ZentaraClient> client(new ZentaraClient(
         std::make_unique<ZentaraClient::Implementation>(std::move(collaborators))));
     client->implementation_->idManager->start(
         [client](const std::string& hsid) { client->implementation_->setHsid(hsid); });

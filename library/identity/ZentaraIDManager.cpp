@@ -39,7 +39,7 @@ std::optional<std::string> stringMember(const JSONObject& object, std::string_vi
 std::shared_ptr<ZentaraIDManager> ZentaraIDManager::create(
     std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
     std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady) {
-    const std::shared_ptr<ZentaraIDManager> manager(new ZentaraIDManager(
+    std::shared_ptr<ZentaraIDManager> manager(new ZentaraIDManager(
         std::move(userAgent), std::move(anonymousStorage), std::move(ticker), std::move(onReady)));
     manager->beginTicking();
     return manager;

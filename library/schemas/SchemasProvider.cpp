@@ -10,7 +10,7 @@ namespace zentara {
 std::shared_ptr<SchemasProvider> SchemasProvider::create(
     std::unique_ptr<SchemaStorageProtocol> storage, std::unique_ptr<TickerProtocol> ticker,
     std::unique_ptr<SchemaServiceProtocol> schemaService, OnReady onReady) {
-    const std::shared_ptr<SchemasProvider> provider(new SchemasProvider(
+    std::shared_ptr<SchemasProvider> provider(new SchemasProvider(
         std::move(storage), std::move(ticker), std::move(schemaService), std::move(onReady)));
     provider->loadCache();
     provider->startRefresh();
@@ -85,17 +85,18 @@ void SchemasProvider::fetch() {
 }
 
 void SchemasProvider::finishFetch(std::optional<JSONObject> table) {
+    const bool succeeded = table.has_value();
     {
         const MutexLock lock(mutex_);
         // Fetches may overlap. One that ends after the first success has nothing to add, and its
         // failure must not make a ready library unready for good.
         if (isFetched_) return;
-        if (table) {
+        if (succeeded) {
             schemas_ = std::make_shared<const JSONObject>(*std::move(table));
             isFetched_ = true;
         }
     }
-    if (!table) {
+    if (!succeeded) {
         report(std::make_shared<SchemasInitializationError>());
         return;
     }

@@ -6,12 +6,12 @@
 
 #include "dispatch/EventBusError.h"
 #include "dispatch/EventsRepository.h"
+#include "facade/ClientSettingsAccess.h"
 #include "identity/IDManager.h"
 #include "model/JSONText.h"
 #include "model/ZentaraEnvelope.h"
 #include "network/RestClientError.h"
 #include "platform/UserDefaults.h"
-#include "facade/ClientSettingsAccess.h"
 #include "support/ManualTicker.h"
 #include "support/MemoryEventStorage.h"
 #include "support/SampleEvents.h"

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "dispatch/SchemasStorage.h"
-#include "schemas/SchemasServiceApi.h"
 #include "facade/ClientSettingsAccess.h"
+#include "schemas/SchemasServiceApi.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
 #include "support/TestHost.h"

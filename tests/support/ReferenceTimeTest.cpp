@@ -45,9 +45,11 @@ TEST(ReferenceTime, ANegativeStoredCounterIsFatal) {
     const test::TestHost host;
     EXPECT_EQ(loadReferenceTime(UserDefaults()), ReferenceTime());
     UserDefaults().set(inicialMonotonicValueKey, std::int64_t{-1});
-    EXPECT_DEATH(static_cast<void>(loadReferenceTime(UserDefaults())), "inicialMonotonicValue is negative");
+    EXPECT_DEATH(static_cast<void>(loadReferenceTime(UserDefaults())),
+                 "inicialMonotonicValue is negative");
     UserDefaults().set(inicialMonotonicValueKey, std::numeric_limits<std::uint64_t>::max());
-    EXPECT_DEATH(static_cast<void>(loadReferenceTime(UserDefaults())), "inicialMonotonicValue is negative");
+    EXPECT_DEATH(static_cast<void>(loadReferenceTime(UserDefaults())),
+                 "inicialMonotonicValue is negative");
 }
 
 }  // namespace
