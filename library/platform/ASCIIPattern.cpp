@@ -91,6 +91,7 @@ class ASCIIPatternParser {
         }
         result_.first_ = whole->first;
         result_.last_ = whole->last;
+        result_.positions_ = count_;
         result_.matchesNothing_ = whole->canBeEmpty;
         return result_;
     }

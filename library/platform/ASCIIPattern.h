@@ -23,6 +23,9 @@ class ASCIIPattern {
     /// Whether this may be asked about `text`: ASCII without line terminators and the like.
     [[nodiscard]] static bool accepts(std::string_view text) noexcept;
 
+    /// About how many nanoseconds a character may take at most.
+    [[nodiscard]] std::int64_t costPerByte() const noexcept { return 2 + positions_ * 5 / 4; }
+
     /// Whether the expression matches somewhere in an accepted text.
     [[nodiscard]] bool matches(std::string_view text) const noexcept;
 
@@ -37,6 +40,7 @@ class ASCIIPattern {
     std::array<std::uint64_t, 64> following_{};
     std::uint64_t first_ = 0;
     std::uint64_t last_ = 0;
+    std::int64_t positions_ = 0;
     bool matchesNothing_ = false;  ///< the empty text is a match
     bool isAnchoredAtStart_ = false;
     bool isAnchoredAtEnd_ = false;

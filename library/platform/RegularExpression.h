@@ -21,11 +21,13 @@ namespace zentara {
 /// A compiled regular expression in ICU's dialect, with no options set. A cheap, copyable handle;
 /// safe for use from any thread.
 ///
-/// Compiled forms are kept in a bounded cache of the process, so compiling the same pattern at
-/// each use costs a look-up. Each match has a work limit (about a tenth of a second) and a stack
-/// limit (8 MB of heap), so that no pattern from a server can hang or overflow the host; running
-/// into one counts as no match. A caller that matches many times shares one allowance among the
-/// calls: what compiling and matching cost is taken from it, and with nothing left nothing matches.
+/// Compiled forms are kept in a cache of the process, bounded to about 32 MB, so compiling the same
+/// pattern at each use costs a look-up. Each match has a work limit (about a tenth of a second) and
+/// a stack limit (8 MB of heap), so that no pattern from a server can hang or overflow the host;
+/// running into one counts as no match. So does a search of more than 32,768 UTF-16 units, or 8192
+/// where case is ignored, except for the simple expressions on plain ASCII text that take time
+/// linear to it. A caller that matches many times shares one allowance among the calls: what
+/// compiling and matching cost is taken from it, and with nothing left nothing matches.
 class RegularExpression {
   public:
     /// A match, in UTF-16 units from the start of the text.
@@ -37,7 +39,7 @@ class RegularExpression {
     };
 
     /// The compiled `pattern`, or nothing when it is not a valid expression. The empty text is not,
-    /// nor is one of more than 64 KB or with thousands of character sets, which takes too long.
+    /// nor is one of more than 16 KB or with thousands of character sets, which takes too long.
     [[nodiscard]] static std::optional<RegularExpression> compile(
         std::string_view pattern, WorkAllowance* allowance = nullptr);
 

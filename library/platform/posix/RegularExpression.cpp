@@ -25,12 +25,19 @@ constexpr std::int32_t stackLimit = 8'000'000;
 constexpr std::int64_t unitsPerStep = 200'000;
 constexpr std::int64_t unitsPerCall = 200;
 constexpr std::int64_t unitsPerByte = 2;
-constexpr std::int64_t unitsPerQuickByte = 10;
+constexpr std::int64_t unitsPerLookUp = 150;
 constexpr std::int64_t unitsPerCompilation = 10'000;
 constexpr std::int64_t unitsPerPatternByte = 100;
 
-/// A matcher that has seen a longer text may hold a large stack; it is not kept.
-constexpr std::size_t longestTextOfKeptMatcher = 1024;
+/// What the full engine looks at: up to ten thousand scans of the whole text may pass before it
+/// lets the clock be read, and scans that ignore case are slow.
+constexpr std::size_t longestText = 32'768;
+constexpr std::size_t longestTextIgnoringCase = 8'192;
+constexpr std::size_t longestPattern = 16'384;
+
+/// A matcher keeps the stack that its matches have grown: one whose stack may be larger than this
+/// is not kept.
+constexpr std::size_t largestKeptStack = 128 * 1024;
 
 struct Closer {
     void operator()(URegularExpression* expression) const noexcept { uregex_close(expression); }
@@ -52,8 +59,10 @@ class Matcher {
 
     /// Starts over with a text that must outlive the finds.
     bool start(const UTF16Text& text, std::int64_t units) {
-        left_ = units;
+        limit_ = units;
+        spent_ = 0;
         attempts_ = 0;
+        started_ = std::chrono::steady_clock::now();
         // Some expressions scan the rest of the text from each place without saving a state, so
         // the longer the text the more often the clock is read.
         attemptsPerClockReading_ = static_cast<std::uint32_t>(
@@ -76,7 +85,15 @@ class Matcher {
         return {start, end - start};
     }
 
-    [[nodiscard]] std::int64_t unitsLeft() const noexcept { return left_; }
+    /// What the match has cost so far: what it did or the time it took, whichever is more, since
+    /// some steps scan the text or copy many groups.
+    [[nodiscard]] std::int64_t unitsSpent() const {
+        const auto took = std::chrono::steady_clock::now() - started_;
+        return std::max<std::int64_t>(spent_, std::chrono::nanoseconds(took).count());
+    }
+
+    /// Whether the match was too short to reach the first report of steps.
+    [[nodiscard]] bool wasShort() const noexcept { return spent_ == 0; }
 
   private:
     static Matcher& self(const void* context) noexcept {
@@ -85,26 +102,22 @@ class Matcher {
 
     static UBool U_CALLCONV afterSteps(const void* context, std::int32_t /*steps*/) {
         auto& matcher = self(context);
-        matcher.left_ -= unitsPerStep;
-        return matcher.left_ > 0;
+        matcher.spent_ += unitsPerStep;
+        return matcher.unitsSpent() < matcher.limit_;
     }
 
     static UBool U_CALLCONV afterAttempt(const void* context, std::int64_t /*index*/) {
         auto& matcher = self(context);
         if (++matcher.attempts_ % matcher.attemptsPerClockReading_ != 0) return true;
-        const auto now = std::chrono::steady_clock::now();
-        if (matcher.attempts_ != matcher.attemptsPerClockReading_) {
-            matcher.left_ -= std::chrono::nanoseconds(now - matcher.lastReading_).count();
-        }
-        matcher.lastReading_ = now;
-        return matcher.left_ > 0;
+        return matcher.unitsSpent() < matcher.limit_;
     }
 
     ExpressionPointer expression_;
-    std::int64_t left_ = 0;
+    std::int64_t limit_ = 0;
+    std::int64_t spent_ = 0;
     std::uint32_t attempts_ = 0;
     std::uint32_t attemptsPerClockReading_ = 1;
-    std::chrono::steady_clock::time_point lastReading_;
+    std::chrono::steady_clock::time_point started_;
 };
 
 struct TextHash {
@@ -113,6 +126,10 @@ struct TextHash {
         return std::hash<std::string_view>()(text);
     }
 };
+
+bool isOneOf(char c, std::string_view characters) noexcept {
+    return characters.find(c) != std::string_view::npos;
+}
 
 bool ignoresCase(std::string_view pattern) noexcept {
     for (auto at = pattern.find("(?"); at != std::string_view::npos; at = pattern.find("(?", at)) {
@@ -123,22 +140,46 @@ bool ignoresCase(std::string_view pattern) noexcept {
     return false;
 }
 
+/// How many character sets the engine builds for the pattern, at most. Those of \w and the like
+/// exist already, but within brackets they are copied.
+std::size_t countSets(std::string_view pattern) noexcept {
+    std::size_t sets = 0;
+    bool hasBrackets = false;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] == '[') {
+            ++sets;
+            hasBrackets = true;
+        } else if (pattern[i] == '\\' && i + 1 < pattern.size()) {
+            ++i;
+            if (isOneOf(pattern[i], hasBrackets ? "pPNwWsSdDhHvV" : "pPN")) ++sets;
+        }
+    }
+    return sets;
+}
+
+/// About how many bytes the compiled form takes.
+std::size_t estimatedSize(std::string_view pattern) noexcept {
+    constexpr std::size_t bytesPerExpression = 4096;
+    constexpr std::size_t bytesPerSet = 8192;
+    return bytesPerExpression + 8 * pattern.size() + bytesPerSet * countSets(pattern);
+}
+
+/// At most how many bytes of state the engine saves for each alternative, about: its groups and
+/// counters take up to three words each.
+std::size_t estimatedFrameSize(std::string_view pattern) noexcept {
+    const auto slots =
+        std::count_if(pattern.begin(), pattern.end(), [](char c) { return isOneOf(c, "({*+"); });
+    return 8 * (4 + 3 * static_cast<std::size_t>(slots));
+}
+
 /// Whether compiling would take longer than a host can wait. Compiling cannot be interrupted, takes
 /// time that grows with the square of the length, and builds character sets at up to 5 ms each
 /// where case is ignored and up to 0.1 ms elsewhere.
 bool isTooCostlyToCompile(std::string_view pattern) noexcept {
-    constexpr std::size_t longest = 65'536;
-    constexpr std::size_t mostSets = 5'000;
+    constexpr std::size_t mostSets = 2'000;
     constexpr std::size_t mostSetsIgnoringCase = 100;
-    if (pattern.size() > longest) return true;
-    std::size_t sets = 0;
-    for (std::size_t i = 0; i < pattern.size(); ++i) {
-        if (pattern[i] == '[') ++sets;
-        if (pattern[i] == '\\' && i + 1 < pattern.size()) {
-            ++i;
-            if (std::string_view("pPN").find(pattern[i]) != std::string_view::npos) ++sets;
-        }
-    }
+    if (pattern.size() > longestPattern) return true;
+    const auto sets = countSets(pattern);
     return sets >
            (sets > mostSetsIgnoringCase && ignoresCase(pattern) ? mostSetsIgnoringCase : mostSets);
 }
@@ -159,7 +200,10 @@ ExpressionPointer open(std::string_view pattern) {
 class RegularExpression::Compiled {
   public:
     Compiled(ExpressionPointer prototype, std::string_view pattern)
-        : prototype_(std::move(prototype)), quick_(ASCIIPattern::compile(pattern)) {}
+        : prototype_(std::move(prototype)),
+          quick_(ASCIIPattern::compile(pattern)),
+          longestText_(ignoresCase(pattern) ? longestTextIgnoringCase : longestText),
+          longestTextOfKeptMatcher_(largestKeptStack / estimatedFrameSize(pattern)) {}
     ~Compiled() { delete spare_.load(); }
 
     Compiled(const Compiled&) = delete;
@@ -170,7 +214,7 @@ class RegularExpression::Compiled {
                                                    WorkAllowance* allowance) const {
         if (!quick_ || !ASCIIPattern::accepts(text)) return std::nullopt;
         const auto searched = text.substr(0, searchLength);
-        const auto cost = unitsPerQuickByte * static_cast<std::int64_t>(searched.size() + 1);
+        const auto cost = quick_->costPerByte() * static_cast<std::int64_t>(searched.size() + 1);
         if (allowance != nullptr && !allowance->spend(cost)) return false;
         return quick_->matches(searched);
     }
@@ -179,19 +223,19 @@ class RegularExpression::Compiled {
     template <typename Visit>
     void match(std::string_view text, std::size_t searchLength, WorkAllowance* allowance,
                const Visit& visit) const {
-        const UTF16Text units(text, searchLength);
-        if (units.size() > std::numeric_limits<std::int32_t>::max()) return;
         auto limit = unitsPerMatch;
         if (allowance != nullptr) {
             const auto cost = unitsPerCall + unitsPerByte * static_cast<std::int64_t>(text.size());
             if (!allowance->spend(cost)) return;
             limit = std::min(limit, allowance->remaining());
         }
+        const UTF16Text units(text, std::min(searchLength, longestText_ + 1));
+        if (units.size() > longestText_) return;
         auto matcher = take();
         if (!matcher || !matcher->start(units, limit)) return;
         visit(*matcher);
-        if (allowance != nullptr) allowance->spend(limit - matcher->unitsLeft());
-        if (units.size() <= longestTextOfKeptMatcher) {
+        if (allowance != nullptr) allowance->spend(matcher->unitsSpent());
+        if (matcher->wasShort() && units.size() <= longestTextOfKeptMatcher_) {
             const std::unique_ptr<Matcher> previous(spare_.exchange(matcher.release()));
         }
     }
@@ -207,12 +251,14 @@ class RegularExpression::Compiled {
 
     const ExpressionPointer prototype_;
     const std::optional<ASCIIPattern> quick_;
+    const std::size_t longestText_;
+    const std::size_t longestTextOfKeptMatcher_;
     mutable std::atomic<Matcher*> spare_{nullptr};
 };
 
 /// The process's compiled patterns, invalid ones (null) included. Two generations: a pattern that
-/// is used moves to the young one; when that is full it becomes the old one, and what nobody has
-/// used since is dropped.
+/// is used moves to the young one; when that is full, of patterns or of memory, it becomes the old
+/// one, and what nobody has used since is dropped.
 class RegularExpression::Cache {
   public:
     using Entry = std::shared_ptr<const Compiled>;
@@ -229,7 +275,7 @@ class RegularExpression::Cache {
         if (found == old_.end()) return std::nullopt;
         auto node = old_.extract(found);
         auto entry = node.mapped();
-        makeRoom();
+        makeRoom(sizeOf(pattern, entry));
         young_.insert(std::move(node));
         return entry;
     }
@@ -237,28 +283,41 @@ class RegularExpression::Cache {
     void add(std::string_view pattern, const Entry& entry) {
         if (pattern.size() > longestPattern) return;
         const MutexLock lock(mutex_);
-        makeRoom();
+        makeRoom(sizeOf(pattern, entry));
         young_.emplace(pattern, entry);
     }
 
   private:
     static constexpr std::size_t patternsPerGeneration = 512;
-    static constexpr std::size_t longestPattern = 4096;
+    static constexpr std::size_t bytesPerGeneration = 16 * 1024 * 1024;
     using Generation = std::unordered_map<std::string, Entry, TextHash, std::equal_to<>>;
 
-    void makeRoom() ZENTARA_REQUIRES(mutex_) {
-        if (young_.size() < patternsPerGeneration) return;
-        old_ = std::move(young_);
-        young_.clear();
+    /// Of what is not valid only the text is kept.
+    static std::size_t sizeOf(std::string_view pattern, const Entry& entry) {
+        return entry == nullptr ? pattern.size() : estimatedSize(pattern);
+    }
+
+    /// Makes room for one more pattern of that size in the young generation.
+    void makeRoom(std::size_t size) ZENTARA_REQUIRES(mutex_) {
+        if (young_.size() == patternsPerGeneration || youngSize_ + size > bytesPerGeneration) {
+            old_ = std::move(young_);
+            young_.clear();
+            youngSize_ = 0;
+        }
+        youngSize_ += size;
     }
 
     Mutex mutex_;
     Generation young_ ZENTARA_GUARDED_BY(mutex_);
     Generation old_ ZENTARA_GUARDED_BY(mutex_);
+    std::size_t youngSize_ ZENTARA_GUARDED_BY(mutex_) = 0;
 };
 
 std::optional<RegularExpression> RegularExpression::compile(std::string_view pattern,
                                                             WorkAllowance* allowance) {
+    if (allowance != nullptr) {
+        allowance->spend(unitsPerLookUp + static_cast<std::int64_t>(pattern.size()));
+    }
     auto& cache = Cache::shared();
     auto cached = cache.find(pattern);
     if (!cached) {
