@@ -84,6 +84,8 @@ bool equal(const JSONValue& one, const JSONValue& other, WorkAllowance* allowanc
             const auto& others = other.get_object();
             return members.size() == others.size() &&
                    std::all_of(members.begin(), members.end(), [&](const auto& member) {
+                       // In a large dictionary all of the key is hashed.
+                       if (!spend(allowance, 8 * member.key().size())) return false;
                        const auto* match = others.if_contains(member.key());
                        return match != nullptr &&
                               equal(member.value(), *match, allowance, depth + 1);

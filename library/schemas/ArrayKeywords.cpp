@@ -117,9 +117,8 @@ bool ValidationRun::items(const JSONValue& schemas, const JSONValue* additional,
         }
         return passed;
     }
-    const auto* const positional = listOfObjects(schemas);
+    const auto* const positional = listOfObjects(schemas, allowance_);
     if (positional == nullptr) return true;
-    if (!spend(static_cast<std::int64_t>(positional->size()))) return false;
     const std::size_t positions = std::min(positional->size(), array->size());
     for (std::size_t i = 0; i < positions; ++i) {
         if (!validate((*positional)[i].get_object(), (*array)[i])) {

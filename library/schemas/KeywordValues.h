@@ -7,8 +7,16 @@
 #include <optional>
 
 #include "platform/JSONValue.h"
+#include "support/WorkAllowance.h"
 
 namespace zentara {
+
+// Looking at all elements of a list or dictionary is charged, whatever they turn out to be. Whether
+// anything is left is for the caller to see, at the latest in the next subschema.
+inline void spendOnElements(std::size_t count, WorkAllowance& allowance) noexcept {
+    constexpr std::int64_t unitsPerElement = 2;
+    allowance.spend(unitsPerElement * static_cast<std::int64_t>(count));
+}
 
 // What a keyword's value is taken as; nothing or null when it is of another kind, which makes the
 // keyword have no effect.
@@ -35,30 +43,37 @@ namespace zentara {
     return std::nullopt;
 }
 
-[[nodiscard]] inline const JSONArray* listOfObjects(const JSONValue& value) noexcept {
+[[nodiscard]] inline const JSONArray* listOfObjects(const JSONValue& value,
+                                                    WorkAllowance& allowance) noexcept {
     const auto* const list = value.if_array();
+    if (list == nullptr) return nullptr;
+    spendOnElements(list->size(), allowance);
     const auto isObject = [](const JSONValue& element) {
         return element.is_object();
     };
-    return list != nullptr && std::all_of(list->begin(), list->end(), isObject) ? list : nullptr;
+    return std::all_of(list->begin(), list->end(), isObject) ? list : nullptr;
 }
 
-[[nodiscard]] inline const JSONArray* listOfStrings(const JSONValue& value) noexcept {
+[[nodiscard]] inline const JSONArray* listOfStrings(const JSONValue& value,
+                                                    WorkAllowance& allowance) noexcept {
     const auto* const list = value.if_array();
+    if (list == nullptr) return nullptr;
+    spendOnElements(list->size(), allowance);
     const auto isString = [](const JSONValue& element) {
         return element.is_string();
     };
-    return list != nullptr && std::all_of(list->begin(), list->end(), isString) ? list : nullptr;
+    return std::all_of(list->begin(), list->end(), isString) ? list : nullptr;
 }
 
-[[nodiscard]] inline const JSONObject* dictionaryOfObjects(const JSONValue* value) noexcept {
+[[nodiscard]] inline const JSONObject* dictionaryOfObjects(const JSONValue* value,
+                                                           WorkAllowance& allowance) noexcept {
     const auto* const dictionary = value == nullptr ? nullptr : value->if_object();
+    if (dictionary == nullptr) return nullptr;
+    spendOnElements(dictionary->size(), allowance);
     const auto isObject = [](const auto& member) {
         return member.value().is_object();
     };
-    return dictionary != nullptr && std::all_of(dictionary->begin(), dictionary->end(), isObject)
-               ? dictionary
-               : nullptr;
+    return std::all_of(dictionary->begin(), dictionary->end(), isObject) ? dictionary : nullptr;
 }
 
 /// Whether "additionalItems" or "additionalProperties" excludes anything: a schema or false does.

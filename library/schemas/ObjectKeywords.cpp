@@ -61,11 +61,11 @@ bool ValidationRun::minProperties(const JSONValue& bound, const JSONValue& value
 
 bool ValidationRun::required(const JSONValue& names, const JSONValue& value) {
     const auto* const object = value.if_object();
-    const auto* const list = object == nullptr ? nullptr : listOfStrings(names);
+    const auto* const list = object == nullptr ? nullptr : listOfStrings(names, allowance_);
     if (list == nullptr) return true;
     if (!spend(costOfLookUps(list->size()))) return false;
-    const auto isPresent = [object](const JSONValue& name) {
-        return object->contains(name.get_string());
+    const auto isPresent = [this, object](const JSONValue& name) {
+        return spendOnName(name.get_string()) && object->contains(name.get_string());
     };
     return std::all_of(list->begin(), list->end(), isPresent) ||
            fail("Required properties are missing '", names, "'");
@@ -75,7 +75,7 @@ bool ValidationRun::properties(const SchemaKeywords& keywords, const JSONValue& 
     const auto* const object = value.if_object();
     if (object == nullptr) return true;
     const std::size_t firstMessage = messages_ == nullptr ? 0 : messages_->size();
-    const auto* const named = dictionaryOfObjects(keywords.find(Keyword::properties));
+    const auto* const named = dictionaryOfObjects(keywords.find(Keyword::properties), allowance_);
     bool passed = true;
     std::size_t found = 0;
     if (named != nullptr) {
@@ -99,6 +99,7 @@ bool ValidationRun::namedProperties(const JSONObject& schemas, const JSONObject&
     auto next = object.begin();
     for (const auto& [name, schema] : schemas) {
         if (next == object.end() || next->key() != name) {
+            if (!spendOnName(name)) return false;
             const auto member = object.find(name);
             if (member == object.end()) continue;
             next = member;
@@ -120,6 +121,8 @@ bool ValidationRun::fewOfManyProperties(const JSONObject& schemas, const JSONObj
     std::array<std::uint32_t, fewProperties> positions;
     std::uint32_t count = 0;
     for (const auto& member : object) {
+        // Found here, it is looked up in the value again below.
+        if (!spendOnName(member.key()) || !spendOnName(member.key())) return false;
         const auto schema = schemas.find(member.key());
         if (schema == schemas.end()) continue;
         positions[count++] = static_cast<std::uint32_t>(schema - schemas.begin());
@@ -139,7 +142,8 @@ bool ValidationRun::fewOfManyProperties(const JSONObject& schemas, const JSONObj
 
 bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONObject* named,
                                     const JSONObject& object, std::size_t firstMessage) {
-    const auto* const patterns = dictionaryOfObjects(keywords.find(Keyword::patternProperties));
+    const auto* const patterns =
+        dictionaryOfObjects(keywords.find(Keyword::patternProperties), allowance_);
     const auto* const additional = keywords.find(Keyword::additionalProperties);
     bool passed = true;
     Positions covered(patterns == nullptr ? 0 : object.size());
@@ -175,7 +179,10 @@ bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONOb
     for (const auto& [name, value] : object) {
         const auto current = position++;
         if (patterns != nullptr && covered.contains(current)) continue;
-        if (named != nullptr && named->contains(name)) continue;
+        if (named != nullptr) {
+            if (!spendOnName(name)) return false;
+            if (named->contains(name)) continue;
+        }
         if (!(schema != nullptr
                   ? validate(*schema, value)
                   : fail("Additional properties are not permitted in this object."))) {
@@ -193,6 +200,7 @@ bool ValidationRun::dependencies(const JSONValue& dependencies, const JSONValue&
     if (!spend(costOfLookUps(entries->size()))) return false;
     bool passed = true;
     for (const auto& [key, dependency] : *entries) {
+        if (!spendOnName(key)) return false;
         if (!object->contains(key)) continue;
         const auto* const schema = dependency.if_object();
         if (!(schema != nullptr ? validate(*schema, value)
@@ -206,11 +214,12 @@ bool ValidationRun::dependencies(const JSONValue& dependencies, const JSONValue&
 
 bool ValidationRun::propertyDependency(std::string_view key, const JSONValue& dependency,
                                        const JSONObject& object) {
-    const auto* const names = listOfStrings(dependency);
+    const auto* const names = listOfStrings(dependency, allowance_);
     if (names == nullptr) return true;
     if (!spend(costOfLookUps(names->size()))) return false;
     bool passed = true;
     for (const auto& name : *names) {
+        if (!spendOnName(name.get_string())) return false;
         if (object.contains(name.get_string())) continue;
         passed = fail("'", key, "' is missing it's dependency of '", name, "'");
         if (isDecided()) break;

@@ -1,12 +1,12 @@
 #include "schemas/Reference.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <optional>
 #include <string>
 
 #include "platform/Unicode.h"
+#include "schemas/KeywordValues.h"
 
 namespace zentara {
 
@@ -60,20 +60,19 @@ class Path {
 };
 
 /// The element of a list of dictionaries that `component` names; null when it names none.
-const JSONObject* element(const JSONArray& list, std::optional<std::string_view> component) {
+const JSONObject* element(const JSONValue& value, std::optional<std::string_view> component,
+                          WorkAllowance& allowance) {
     if (!component || component->empty() || component->front() == '-') return nullptr;
     std::size_t index = 0;
     const auto* const last = component->data() + component->size();
     const auto [end, error] = std::from_chars(component->data(), last, index);
-    if (error != std::errc() || end != last || index >= list.size()) return nullptr;
-    const auto isObject = [](const JSONValue& value) {
-        return value.is_object();
-    };
-    if (!std::all_of(list.begin(), list.end(), isObject)) return nullptr;
-    return &list[index].get_object();
+    if (error != std::errc() || end != last) return nullptr;
+    const auto* const list = listOfObjects(value, allowance);
+    return list != nullptr && index < list->size() ? &(*list)[index].get_object() : nullptr;
 }
 
-ResolvedReference follow(const JSONObject& root, std::string_view text, FailureText failureText) {
+ResolvedReference follow(const JSONObject& root, std::string_view text, FailureText failureText,
+                         WorkAllowance& allowance) {
     const auto* current = &root;
     Path path(text);
     while (const auto component = path.take()) {
@@ -81,8 +80,8 @@ ResolvedReference follow(const JSONObject& root, std::string_view text, FailureT
         const JSONObject* next = nullptr;
         if (value != nullptr) {
             next = value->if_object();
-            if (const auto* const list = value->if_array()) {
-                next = element(*list, path.peek());
+            if (value->is_array()) {
+                next = element(*value, path.peek(), allowance);
                 if (next != nullptr) path.take();
             }
         }
@@ -102,12 +101,14 @@ ResolvedReference follow(const JSONObject& root, std::string_view text, FailureT
 }  // namespace
 
 ResolvedReference resolveReference(const JSONObject& root, std::string_view reference,
-                                   FailureText failureText) {
+                                   FailureText failureText, WorkAllowance& allowance) {
     if (reference == "#") return {&root, {}};
     if (reference.starts_with("#/")) {
         const auto text = reference.substr(2);
-        if (text.find('%') == std::string_view::npos) return follow(root, text, failureText);
-        if (const auto decoded = percentDecoded(text)) return follow(root, *decoded, failureText);
+        if (text.find('%') == std::string_view::npos)
+            return follow(root, text, failureText, allowance);
+        if (const auto decoded = percentDecoded(text))
+            return follow(root, *decoded, failureText, allowance);
     }
     ResolvedReference remote;
     if (failureText == FailureText::wanted) {

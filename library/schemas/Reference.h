@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/JSONValue.h"
+#include "support/WorkAllowance.h"
 
 namespace zentara {
 
@@ -19,8 +20,9 @@ enum class FailureText { wanted, unwanted };
 
 /// Resolves `reference` against the root document: "#" is the root itself, "#/a/b" a path of
 /// percent-encoded keys in which an element of a list of dictionaries is named by its index, and
-/// anything else is remote. Documents are never fetched.
+/// anything else is remote. Documents are never fetched. What looking at lists costs is taken from
+/// `allowance`.
 ResolvedReference resolveReference(const JSONObject& root, std::string_view reference,
-                                   FailureText failureText);
+                                   FailureText failureText, WorkAllowance& allowance);
 
 }  // namespace zentara

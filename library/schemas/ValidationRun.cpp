@@ -13,6 +13,7 @@ namespace {
 constexpr std::int64_t unitsPerSubschema = 40;
 constexpr std::int64_t unitsPerElement = 2;
 constexpr std::int64_t unitsPerReference = 40;
+constexpr std::int64_t unitsPerEntered = 3;
 constexpr std::int64_t unitsPerMessage = 500;
 /// High, since this bounds memory rather than time.
 constexpr std::int64_t unitsPerMessageByte = 8;
@@ -114,7 +115,11 @@ bool ValidationRun::check(Keyword keyword, const SchemaKeywords& keywords, const
 
 const JSONObject* ValidationRun::resolve(std::string_view reference) {
     const auto wanted = messages_ == nullptr ? FailureText::unwanted : FailureText::wanted;
-    const auto resolved = resolveReference(root_, reference, wanted);
+    const auto resolved = resolveReference(root_, reference, wanted, allowance_);
+    if (allowance_.exhausted()) {
+        stopForCost();
+        return nullptr;
+    }
     if (resolved.schema == nullptr) fail(resolved.failure);
     return resolved.schema;
 }
@@ -127,6 +132,7 @@ bool ValidationRun::reference(const JSONValue& reference, const JSONValue& value
     if (target == nullptr) return false;
     for (const auto* entered = entered_; entered != nullptr && entered->value == &value;
          entered = entered->outer) {
+        allowance_.spend(unitsPerEntered);
         if (entered->schema == target) {
             return stop("Reference '" + std::string(*text) +
                         "' leads back to itself without going deeper into the value");
@@ -140,9 +146,8 @@ bool ValidationRun::reference(const JSONValue& reference, const JSONValue& value
 }
 
 bool ValidationRun::allOf(const JSONValue& schemas, const JSONValue& value) {
-    const auto* const list = listOfObjects(schemas);
+    const auto* const list = listOfObjects(schemas, allowance_);
     if (list == nullptr) return true;
-    if (!spend(costOf(list->size()))) return false;
     bool passed = true;
     for (const auto& schema : *list) {
         if (!validate(schema.get_object(), value)) {
@@ -154,9 +159,8 @@ bool ValidationRun::allOf(const JSONValue& schemas, const JSONValue& value) {
 }
 
 bool ValidationRun::anyOf(const JSONValue& schemas, const JSONValue& value) {
-    const auto* const list = listOfObjects(schemas);
+    const auto* const list = listOfObjects(schemas, allowance_);
     if (list == nullptr) return true;
-    if (!spend(costOf(list->size()))) return false;
     for (const auto& schema : *list) {
         if (passesSilently(schema.get_object(), value)) return true;
         if (stopMessage_) return false;
@@ -165,9 +169,8 @@ bool ValidationRun::anyOf(const JSONValue& schemas, const JSONValue& value) {
 }
 
 bool ValidationRun::oneOf(const JSONValue& schemas, const JSONValue& value) {
-    const auto* const list = listOfObjects(schemas);
+    const auto* const list = listOfObjects(schemas, allowance_);
     if (list == nullptr) return true;
-    if (!spend(costOf(list->size()))) return false;
     std::int64_t count = 0;
     for (const auto& schema : *list) {
         if (passesSilently(schema.get_object(), value)) ++count;

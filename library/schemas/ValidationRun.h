@@ -134,6 +134,10 @@ class ValidationRun {
     bool stop(std::string message);
     /// Takes work off the allowance; false when the validation has been stopped for it.
     bool spend(std::int64_t units) { return allowance_.spend(units) || stopForCost(); }
+    /// What looking up a long name costs more: in large dictionaries all of it is hashed.
+    bool spendOnName(std::string_view name) {
+        return spend(static_cast<std::int64_t>(name.size()));
+    }
     bool stopForCost();
     bool stopForDepth();
 

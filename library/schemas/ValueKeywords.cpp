@@ -13,11 +13,15 @@ namespace zentara {
 
 namespace {
 
+constexpr std::int64_t unitsPerTypeName = 15;
+/// Where combining characters are looked for.
+constexpr std::int64_t unitsPerCountedByte = 16;
+
 /// The kind of the number counts: 3.0 is a floating-point number. Integers beyond 64 bits, however,
 /// are read as doubles, so a double out there is taken for one of them.
 bool isInteger(const JSONValue& value) noexcept {
     if (const auto* const number = value.if_double()) {
-        return std::isfinite(*number) && (*number <= -0x1p63 || *number >= 0x1p64);
+        return std::isfinite(*number) && (*number < -0x1p63 || *number >= 0x1p64);
     }
     return value.is_int64() || value.is_uint64();
 }
@@ -63,7 +67,12 @@ bool ValidationRun::format(const JSONValue& name, const JSONValue& value) {
         return fail("'format' validation of '", *text, "' is not yet supported.");
     }
     if (const auto* const string = value.if_string()) {
-        if (!spend(static_cast<std::int64_t>(string->size()))) return false;
+        // The characters of other text may have to be counted.
+        const bool isPlain = std::none_of(string->begin(), string->end(), [](char c) {
+            return (static_cast<unsigned char>(c) & 0x80U) != 0;
+        });
+        const auto size = static_cast<std::int64_t>(string->size());
+        if (!spend(isPlain ? size : unitsPerCountedByte * size)) return false;
     }
     return format->accepts(value) || fail("'", value, "'", format->complaint);
 }
@@ -72,9 +81,9 @@ bool ValidationRun::type(const JSONValue& type, const JSONValue& value) {
     if (const auto* const name = type.if_string()) {
         return hasType(value, *name) || fail("'", value, "' is not of type '", *name, "'");
     }
-    const auto* const names = listOfStrings(type);
+    const auto* const names = listOfStrings(type, allowance_);
     if (names == nullptr) return fail("'", type, "' is not a valid 'type'");
-    if (!spend(static_cast<std::int64_t>(names->size()))) return false;
+    if (!spend(unitsPerTypeName * static_cast<std::int64_t>(names->size()))) return false;
     const auto fits = [&value](const JSONValue& name) {
         return hasType(value, name.get_string());
     };
@@ -95,7 +104,7 @@ bool ValidationRun::enumeration(const JSONValue& list, const JSONValue& value) {
 std::size_t ValidationRun::countCharacters(std::string_view text) {
     const auto count = characterCount(text);
     const auto size = static_cast<std::int64_t>(text.size());
-    allowance_.spend(count == text.size() ? size / 8 : size * 16);
+    allowance_.spend(count == text.size() ? size / 8 : unitsPerCountedByte * size);
     return count;
 }
 
