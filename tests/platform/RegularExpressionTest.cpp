@@ -63,7 +63,22 @@ TEST(RegularExpression, WhatTakesTooMuchTimeOrStackCountsAsNoMatch) {
     // No states are saved here: only the clock tells.
     EXPECT_FALSE(matches("(?>[^b]*)b", std::string(2'000'000, 'a')));
     EXPECT_TRUE(matches("^(?=a)(a|b)*$", std::string(1'000, 'a')));
+    EXPECT_TRUE(matches("^(?=a)[ab]*$", std::string(32'768, 'a')));
+    EXPECT_FALSE(matches("^(?=a)[ab]*$", std::string(32'769, 'a')));
     EXPECT_FALSE(matches("^(?=a)(a|b)*$", std::string(10'000'000, 'a')));
+}
+
+TEST(RegularExpression, IsChargedForTheTimeThatAMatchTakes) {
+    // Each saved state copies three hundred groups.
+    std::string pattern = "^(?=a)(?:a|b)*c";
+    for (int i = 0; i < 300; ++i)
+        pattern.insert(9, "()");
+    const auto expression = RegularExpression::compile(pattern);
+    ASSERT_TRUE(expression);
+    WorkAllowance allowance(20'000'000);
+    for (int i = 0; i < 1'000; ++i)
+        EXPECT_FALSE(expression->matches(std::string(1'000, 'a'), 1'000, &allowance));
+    EXPECT_TRUE(allowance.exhausted());
 }
 
 TEST(RegularExpression, SharesOneAllowanceAmongManyMatches) {
@@ -83,10 +98,13 @@ TEST(RegularExpression, RefusesWhatTakesTooLongToCompile) {
     for (int i = 0; i < 100; ++i)
         sets += "[\\x{0}-\\x{10ffff}\\p{L}]|";
     std::string plainSets;
-    for (int i = 0; i < 6'000; ++i)
+    for (int i = 0; i < 3'000; ++i)
         plainSets += "[^a]";
-    const std::string longest(65'537, 'a');
-    for (const auto& pattern : {sets, plainSets, longest})
+    std::string setsWithin = "(?i)";
+    for (int i = 0; i < 90; ++i)
+        setsWithin += "[^\\W\\D\\S]";
+    const std::string tooLong(16'385, 'a');
+    for (const auto& pattern : {sets, plainSets, setsWithin, tooLong})
         EXPECT_FALSE(RegularExpression::compile(pattern).has_value()) << pattern.substr(0, 20);
 }
 

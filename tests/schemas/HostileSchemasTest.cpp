@@ -1,7 +1,11 @@
 #include <gmock/gmock.h>
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <chrono>
 #include <string>
+#include <utility>
 
 #include "TestDocuments.h"
 #include "schemas/Validators.h"
@@ -42,14 +46,14 @@ JSONValue nestedLists(std::size_t depth) {
 }
 
 /// "0" refers twice to "1", that twice to "2" and so on: 2^40 paths.
-std::string fan(std::string_view keyword) {
+std::string fan(std::string_view keyword, std::string_view end = R"({"type": "null"})") {
     std::string schema = R"({"$ref": "#/0")";
     for (int i = 0; i < 40; ++i) {
         const auto next = R"({"$ref": "#/)" + std::to_string(i + 1) + "\"}";
         schema += ", \"" + std::to_string(i) + "\": {\"" + std::string(keyword) + "\": [" + next +
                   ", " + next + "]}";
     }
-    return schema + R"(, "40": {"type": "null"}})";
+    return schema + R"(, "40": )" + std::string(end) + "}";
 }
 
 TEST(HostileSchemas, ReferencesThatFanOutStop) {
@@ -59,6 +63,71 @@ TEST(HostileSchemas, ReferencesThatFanOutStop) {
     negated["not"] = {{"$ref", "#/0"}};
     negated.erase("$ref");
     EXPECT_EQ(lastMessage(json("1"), negated), tooLong);
+}
+
+TEST(HostileSchemas, WhatIsPassedOverIsCharged) {
+    // Uncharged, each of these takes minutes.
+    const auto manyNames = repeated(R"("a",)", 30'000);
+    std::string manyMembers;
+    std::string fewMembers = R"("e": {})";
+    for (int i = 0; i < 30'000; ++i)
+        manyMembers += "\"" + std::to_string(i) + R"(": {},)";
+    for (int i = 0; i < 30; ++i)
+        fewMembers += ", \"b" + std::to_string(i) + "\": 1";
+    const auto patterns = manyMembers.substr(0, manyMembers.find(R"("500")"));
+    const auto longName = "\"" + std::string(100'000, 'n') + "\"";
+    const std::string ends[] = {
+        R"({"$ref": "#/list/0"}, "list": [)" + repeated("{},", 30'000) + "{}]",
+        R"({"allOf": [)" + repeated("{},", 30'000) + "1]}",
+        R"({"required": [)" + manyNames + "1]}",
+        R"({"properties": {)" + manyMembers + R"("x": 1}})",
+        R"({"dependencies": {)" + longName + ": []}}",
+        R"({"properties": {"e": {"patternProperties": {)" + patterns + R"("x": {}}}}})",
+    };
+    const auto value = json("{" + fewMembers + "}");
+    for (const auto& end : ends) {
+        const auto schema = jsonObject(fan("allOf", end));
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(lastMessage(value, schema), tooLong) << end.substr(0, 40);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20))
+            << end.substr(0, 40);
+    }
+}
+
+TEST(HostileSchemas, ASmallStackIsEnough) {
+    JSONValue deep = 1;
+    for (int i = 0; i < 5'000; ++i) {
+        JSONArray outer;
+        outer.push_back(std::move(deep));
+        deep = std::move(outer);
+    }
+    std::string chain = R"({"$ref": "#/0")";
+    for (int i = 0; i < 2'500; ++i) {
+        chain += ", \"" + std::to_string(i) + R"(": {"$ref": "#/)" + std::to_string(i + 1) + "\"}";
+    }
+    struct Run {
+        JSONValue value;
+        JSONObject schema;
+        std::string message;
+    };
+    Run runs[] = {{1, jsonObject(chain + R"(, "2500": {}})"), ""},
+                  {JSONArray{deep, deep}, jsonObject(R"({"uniqueItems": true})"), ""}};
+    for (auto& run : runs) {
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstacksize(&attributes, std::size_t{512} * 1024);
+        const auto body = [](void* context) -> void* {
+            auto& own = *static_cast<Run*>(context);
+            own.message = lastMessage(own.value, own.schema);
+            return nullptr;
+        };
+        pthread_t thread{};
+        ASSERT_EQ(pthread_create(&thread, &attributes, body, &run), 0);
+        pthread_join(thread, nullptr);
+        pthread_attr_destroy(&attributes);
+    }
+    EXPECT_THAT(runs[0].message, HasSubstr("the schema is applied more than"));
+    EXPECT_EQ(runs[1].message, "valid") << "what lies too deep is not equal";
 }
 
 TEST(HostileSchemas, TheDeepestDataThatIsReadIsValidated) {
