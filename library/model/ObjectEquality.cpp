@@ -8,6 +8,8 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/StackSpace.h"
+
 namespace zentara {
 
 namespace {
@@ -59,13 +61,20 @@ bool spend(WorkAllowance* allowance, std::size_t bytes) {
            allowance->spend(unitsPerValue + static_cast<std::int64_t>(bytes / 8));
 }
 
-// The recursions below end at this depth, beyond what is ever read, since a host can build deeper
-// values than its stack can take: what lies deeper is not equal.
+// The recursions below end at this depth, beyond what is ever read, or where a small stack does,
+// since a host can build deeper values than its stack can take: what lies deeper is not equal.
 constexpr int maximumDepth = 1024;
+constexpr std::size_t leastStackSpace = 64 * 1024;
+constexpr int levelsPerStackCheck = 16;
+
+bool isTooDeep(int depth) {
+    return depth == maximumDepth || (depth % levelsPerStackCheck == levelsPerStackCheck - 1 &&
+                                     remainingStackSpace() < leastStackSpace);
+}
 
 // NOLINTNEXTLINE(misc-no-recursion)
 bool equal(const JSONValue& one, const JSONValue& other, WorkAllowance* allowance, int depth) {
-    if (depth == maximumDepth || !spend(allowance, 0)) return false;
+    if (isTooDeep(depth) || !spend(allowance, 0)) return false;
     if (const auto number = numberOf(one)) return number == numberOf(other);
     if (one.kind() != other.kind()) return false;
     switch (one.kind()) {
@@ -98,7 +107,7 @@ bool equal(const JSONValue& one, const JSONValue& other, WorkAllowance* allowanc
 
 // NOLINTNEXTLINE(misc-no-recursion)
 std::size_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth) {
-    if (depth == maximumDepth || !spend(allowance, 0)) return 0;
+    if (isTooDeep(depth) || !spend(allowance, 0)) return 0;
     if (const auto number = numberOf(value)) {
         return number->isInteger ? std::hash<std::uint64_t>()(number->integer)
                                  : std::hash<double>()(number->real);

@@ -10,8 +10,8 @@ namespace zentara {
 /// Whether two values are equal as objects: numbers by numeric value whatever their kind, booleans
 /// as 1 and 0, strings by content, lists and dictionaries deeply, the order of keys ignored.
 ///
-/// What lies more than 1024 levels deep is never equal. What comparing costs is taken from
-/// `allowance`; with nothing left the answer is false.
+/// What lies more than 1024 levels deep, or deeper than a small stack takes, is never equal. What
+/// comparing costs is taken from `allowance`; with nothing left the answer is false.
 [[nodiscard]] bool objectsEqual(const JSONValue& one, const JSONValue& other,
                                 WorkAllowance* allowance = nullptr);
 
