@@ -54,15 +54,17 @@ inline void spendOnElements(std::size_t count, WorkAllowance& allowance) noexcep
     return std::all_of(list->begin(), list->end(), isObject) ? list : nullptr;
 }
 
-[[nodiscard]] inline const JSONArray* listOfStrings(const JSONValue& value,
-                                                    WorkAllowance& allowance) noexcept {
+[[nodiscard]] inline const JSONArray* listOfStrings(const JSONValue& value) noexcept {
     const auto* const list = value.if_array();
-    if (list == nullptr) return nullptr;
-    spendOnElements(list->size(), allowance);
     const auto isString = [](const JSONValue& element) {
         return element.is_string();
     };
-    return std::all_of(list->begin(), list->end(), isString) ? list : nullptr;
+    return list != nullptr && std::all_of(list->begin(), list->end(), isString) ? list : nullptr;
+}
+[[nodiscard]] inline const JSONArray* listOfStrings(const JSONValue& value,
+                                                    WorkAllowance& allowance) noexcept {
+    if (const auto* const list = value.if_array()) spendOnElements(list->size(), allowance);
+    return listOfStrings(value);
 }
 
 [[nodiscard]] inline const JSONObject* dictionaryOfObjects(const JSONValue* value,
