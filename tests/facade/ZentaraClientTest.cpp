@@ -29,6 +29,7 @@ class Services {
 
     std::atomic<int> schemasStatus = 200;
     std::atomic<int> eventStatus = 200;
+    std::atomic<int> idStatus = 200;
 
     [[nodiscard]] URL url() const { return server_.url(); }
 
@@ -71,6 +72,7 @@ class Services {
             answer.status = schemasStatus;
             answer.body = table;
         } else if (request.target == "/id") {
+            answer.status = idStatus;
             answer.body = R"({"qvn_uid":"anon","qvn_uid_public":"public","hsid":"session"})";
         } else {
             std::function<void()> hook;
@@ -461,6 +463,9 @@ TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
     services_.eventStatus = 500;
     old->performFetch([results](BackgroundFetchResult result) { results->put(result); });
     EXPECT_TRUE(eventually([&] { return services_.requests("/event").size() == 1; }));
+    // Without an identity the new client does not dispatch, and what is queued stays.
+    services_.idStatus = 500;
+    std::filesystem::remove(host_.file("anonymous-token-storage"));
     reset();
     const auto client = ZentaraClient::get();
     EXPECT_NE(client, old);
