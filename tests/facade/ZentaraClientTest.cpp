@@ -467,12 +467,11 @@ TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
     services_.idStatus = 500;
     std::filesystem::remove(host_.file("anonymous-token-storage"));
     reset();
-    const auto client = ZentaraClient::get();
+    const auto client = readyClient();
     EXPECT_NE(client, old);
-    ZentaraClient::setIsReady(true);
     release.notify();
     EXPECT_EQ(results->waitFor(), BackgroundFetchResult::failed);
-    client->send("any", "1", "t", "u", "r", {{"n", 2}});
+    EXPECT_EQ(messageOf(send(*client, "any", {{"n", 2}})), "queued");
     EXPECT_EQ(schemasIn("events-storage").size(), 2U) << "the batch that came back is not lost";
 }
 
