@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -32,7 +33,14 @@ WorkerPool& WorkerPool::shared() {
 WorkerPool::WorkerPool() : context_(workerCount), guard_(context_.get_executor()) {
     int started = 0;
     for (int i = 0; i < workerCount; ++i) {
-        if (startDetachedThread([this] { context_.run(); })) ++started;
+        const bool isRunning = startDetachedThread([this] {
+            context_.run();
+            // A thread that ends calls into OpenSSL if it ever used it, and that may be clearing up
+            // by then: the host's process is ending.
+            for (;;)
+                ::pause();
+        });
+        if (isRunning) ++started;
     }
     if (started == 0) fatalError("the system gives no thread for the worker pool");
     runAtExit([] { shared().context_.stop(); });
