@@ -1,7 +1,5 @@
 #include "model/InternalEvent.h"
 
-#include <array>
-#include <charconv>
 #include <mutex>
 #include <utility>
 
@@ -14,12 +12,6 @@ namespace {
 
 // An event lies three levels deep in an envelope: the envelope, its list of actions, the action.
 constexpr std::size_t propertiesDepth = maximumJSONDepth - 3;
-
-void appendInteger(std::string& text, std::int64_t number) {
-    std::array<char, 24> digits;
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-    text.append(digits.data(), end);
-}
 
 void appendMember(std::string& text, std::string_view key, std::string_view value) {
     text += key;

@@ -16,7 +16,7 @@ namespace zentara {
 namespace {
 
 template <typename Integer>
-void appendInteger(std::string& text, Integer number) {
+void appendDigits(std::string& text, Integer number) {
     std::array<char, 24> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
     text.append(digits.data(), end);
@@ -77,10 +77,10 @@ bool write(std::string& text, const JSONValue& value, std::size_t depth) {
             text += value.get_bool() ? "true" : "false";
             return true;
         case boost::json::kind::int64:
-            appendInteger(text, value.get_int64());
+            appendDigits(text, value.get_int64());
             return true;
         case boost::json::kind::uint64:
-            appendInteger(text, value.get_uint64());
+            appendDigits(text, value.get_uint64());
             return true;
         case boost::json::kind::double_:
             if (!std::isfinite(value.get_double())) return false;
@@ -111,6 +111,10 @@ ParsedJSON failure(int code, std::string message) {
 }
 
 }  // namespace
+
+void appendInteger(std::string& text, std::int64_t number) {
+    appendDigits(text, number);
+}
 
 void appendDouble(std::string& text, double number) {
     if (std::isnan(number)) {

@@ -11,6 +11,20 @@ namespace {
 
 constexpr std::string_view environmentName = "app";
 
+/// All members but the actions.
+JSONObject headOf(const ZentaraEnvelope& envelope) {
+    return {
+        {"zentaraClientUUID", envelope.zentaraClientUUID},
+        {"zentaraClientTenant", envelope.zentaraClientTenant},
+        {"zentaraClientType", envelope.zentaraClientType},
+        {"zentaraClientDeviceGroup", envelope.zentaraClientDeviceGroup},
+        {"zentaraClientTs", envelope.zentaraClientTs},
+        {"zentaraEnvironment", environmentName},
+        {"zentaraDispatchNumber", envelope.zentaraDispatchNumber},
+        {"zentaraActionCounter", envelope.zentaraActionCounter},
+    };
+}
+
 }  // namespace
 
 std::string ZentaraEnvelope::DecodingError::description() const {
@@ -22,17 +36,9 @@ JSONObject ZentaraEnvelope::toDictionary() const {
     actionDictionaries.reserve(actions.size());
     for (const auto& action : actions)
         actionDictionaries.push_back(action.toDictionary());
-    return {
-        {"zentaraClientUUID", zentaraClientUUID},
-        {"zentaraClientTenant", zentaraClientTenant},
-        {"zentaraClientType", zentaraClientType},
-        {"zentaraClientDeviceGroup", zentaraClientDeviceGroup},
-        {"zentaraClientTs", zentaraClientTs},
-        {"zentaraEnvironment", environmentName},
-        {"actions", std::move(actionDictionaries)},
-        {"zentaraDispatchNumber", zentaraDispatchNumber},
-        {"zentaraActionCounter", zentaraActionCounter},
-    };
+    auto dictionary = headOf(*this);
+    dictionary["actions"] = std::move(actionDictionaries);
+    return dictionary;
 }
 
 Decoded<ZentaraEnvelope> ZentaraEnvelope::fromDictionary(const JSONObject& dictionary) {
@@ -56,18 +62,8 @@ Decoded<ZentaraEnvelope> ZentaraEnvelope::fromDictionary(const JSONObject& dicti
 }
 
 std::optional<std::string> ZentaraEnvelope::requestBody() const {
-    const JSONObject head{
-        {"zentaraClientUUID", zentaraClientUUID},
-        {"zentaraClientTenant", zentaraClientTenant},
-        {"zentaraClientType", zentaraClientType},
-        {"zentaraClientDeviceGroup", zentaraClientDeviceGroup},
-        {"zentaraClientTs", zentaraClientTs},
-        {"zentaraEnvironment", environmentName},
-        {"zentaraDispatchNumber", zentaraDispatchNumber},
-        {"zentaraActionCounter", zentaraActionCounter},
-    };
     std::string body;
-    if (!appendJSON(body, head)) return std::nullopt;
+    if (!appendJSON(body, headOf(*this))) return std::nullopt;
     body.pop_back();
     body += R"(,"actions":[)";
     bool first = true;
