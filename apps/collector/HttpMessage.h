@@ -13,6 +13,7 @@ using NamedTexts = std::vector<std::pair<std::string, std::string>>;
 /// A request as the services see it, free of the server that received it.
 struct HttpRequest {
     std::int64_t receivedAt = 0;  ///< milliseconds since 1970-01-01 UTC
+    bool secure = false;          ///< came over TLS
     std::string method;
     std::string target;  ///< as sent, with the query
     std::string path;    ///< decoded, without the query
@@ -25,11 +26,12 @@ struct HttpRequest {
                                      std::string_view separator = ", ") const;
 };
 
-/// What goes back: always JSON.
+/// What goes back.
 struct HttpResponse {
     int status = 200;
     std::string body;
     NamedTexts headers;
+    std::string contentType = "application/json";
 };
 
 }  // namespace zentara::collector
