@@ -1,6 +1,8 @@
 #pragma once
 
+#include <boost/json/value.hpp>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -12,8 +14,12 @@ namespace zentara::collector {
 struct Action {
     std::string schema;  ///< "{id}-{version}"
     std::string uuid;
+    std::string contextID;
     std::int64_t sequence = 0;
-    std::string json;  ///< the whole action, compact
+    std::int64_t actionTs = 0;  ///< milliseconds since 1970-01-01 UTC, by the client's clock
+    std::string json;           ///< the whole action, compact
+    /// An object. Lives as long as any copy of its envelope's `document`.
+    const boost::json::value* properties = nullptr;
 };
 
 /// A batch of events as an application posts it.
@@ -27,6 +33,7 @@ struct Envelope {
     std::int64_t dispatchNumber = 0;
     std::int64_t actionCounter = 0;
     std::vector<Action> actions;
+    std::shared_ptr<const boost::json::value> document;  ///< all that was posted
 };
 
 /// Why a body is not an envelope.

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace zentara::collector {
+
+/// Sequence numbers of one context that have not arrived, though lower and higher ones have.
+struct Gap {
+    std::string context;
+    std::string clientUUID;
+    std::int64_t from = 0;  ///< the first that is missing
+    std::int64_t to = 0;    ///< the last
+    std::uint64_t count = 0;
+
+    friend bool operator==(const Gap&, const Gap&) = default;
+};
+
+}  // namespace zentara::collector
