@@ -1,0 +1,180 @@
+#include "collector/FaultText.h"
+
+#include <algorithm>
+#include <boost/json/object.hpp>
+#include <boost/json/parse.hpp>
+#include <boost/json/value.hpp>
+#include <charconv>
+#include <limits>
+
+#include "collector/JSONText.h"
+
+namespace zentara::collector {
+
+namespace {
+
+namespace json = boost::json;
+
+std::string range(std::int64_t least, std::int64_t most) {
+    if (most == std::numeric_limits<std::int64_t>::max()) {
+        return "an integer of at least " + std::to_string(least);
+    }
+    return "an integer from " + std::to_string(least) + " to " + std::to_string(most);
+}
+
+/// The members of a fault, whichever form they came in.
+class FaultReader {
+  public:
+    void take(std::string_view name, const json::value& value) {
+        constexpr auto unbounded = std::numeric_limits<std::int64_t>::max();
+        if (name == "answer") {
+            takeAnswer(value);
+        } else if (name == "status") {
+            hasStatus_ = true;
+            fault_.status = static_cast<int>(integer(name, value, 200, 599));
+        } else if (name == "rate") {
+            takeRate(value);
+        } else if (name == "times") {
+            fault_.times.reset();
+            if (!value.is_null()) fault_.times = integer(name, value, 1, unbounded);
+        } else if (name == "latency") {
+            fault_.latency = integer(name, value, 0, Fault::longestLatency);
+        } else if (name == "readingPace") {
+            fault_.readingPace.reset();
+            if (!value.is_null()) fault_.readingPace = integer(name, value, 1, unbounded);
+        } else {
+            note("a fault has no member \"" + std::string(name) +
+                 "\", but answer, status, rate, times, latency and readingPace");
+        }
+    }
+
+    void note(const std::string& reason) {
+        if (reason_.empty()) reason_ = reason;
+    }
+
+    [[nodiscard]] std::variant<Fault, std::string> result() const {
+        if (!reason_.empty()) return reason_;
+        Fault fault = fault_;
+        if (hasStatus_ && !hasAnswer_) fault.answer = Fault::Answer::status;
+        return fault;
+    }
+
+  private:
+    void takeAnswer(const json::value& value) {
+        const auto* const text = value.if_string();
+        const auto answer =
+            text == nullptr ? std::nullopt : answerNamed({text->data(), text->size()});
+        if (!answer) {
+            return note(
+                "answer is one of normal, status, none, dropped, lost, truncated, garbage "
+                "and not-http");
+        }
+        hasAnswer_ = true;
+        fault_.answer = *answer;
+    }
+
+    void takeRate(const json::value& value) {
+        json::error_code notANumber;
+        const auto rate = value.to_number<double>(notANumber);
+        if (notANumber || !(rate >= 0 && rate <= 1)) return note("rate is a number from 0 to 1");
+        fault_.rate = rate;
+    }
+
+    std::int64_t integer(std::string_view name, const json::value& value, std::int64_t least,
+                         std::int64_t most) {
+        json::error_code notAnInteger;
+        const auto number = value.to_number<std::int64_t>(notAnInteger);
+        if (!notAnInteger && number >= least && number <= most) return number;
+        note(std::string(name) + " is " + range(least, most));
+        return least;
+    }
+
+    Fault fault_;
+    bool hasAnswer_ = false;
+    bool hasStatus_ = false;
+    std::string reason_;
+};
+
+/// A setting of the command line as JSON has it: a number where it is one, else text.
+json::value settingValue(std::string_view text) {
+    json::error_code error;
+    json::value value = json::parse({text.data(), text.size()}, error);
+    if (!error && value.is_number()) return value;
+    return json::value(json::string_view(text.data(), text.size()));
+}
+
+void appendCount(std::string& json, const std::optional<std::uint64_t>& count) {
+    json += count ? std::to_string(*count) : "null";
+}
+
+}  // namespace
+
+std::variant<Fault, std::string> readFault(std::string_view text) {
+    json::error_code error;
+    const json::value value = json::parse({text.data(), text.size()}, error);
+    const auto* const object = error ? nullptr : value.if_object();
+    if (object == nullptr) return "a fault is a JSON object";
+    FaultReader reader;
+    for (const auto& [name, member] : *object)
+        reader.take({name.data(), name.size()}, member);
+    return reader.result();
+}
+
+std::variant<ServiceFaults, std::string> readFaultOption(std::string_view option) {
+    const std::size_t colon = std::min(option.find(':'), option.size());
+    const auto services = servicesNamed(option.substr(0, colon));
+    if (services.empty()) {
+        return "a fault begins with schemas:, id:, event: or all:, not \"" +
+               std::string(option.substr(0, colon)) + "\"";
+    }
+    std::string_view settings = option.substr(std::min(option.size(), colon + 1));
+    if (settings.empty()) return "a fault says what to do wrong, for example event:status=503";
+
+    FaultReader reader;
+    while (!settings.empty()) {
+        const std::string_view setting = settings.substr(0, settings.find(','));
+        settings.remove_prefix(std::min(settings.size(), setting.size() + 1));
+        const std::size_t equals = setting.find('=');
+        if (equals == std::string_view::npos) {
+            reader.note("\"" + std::string(setting) + "\" has no value");
+        } else {
+            reader.take(setting.substr(0, equals), settingValue(setting.substr(equals + 1)));
+        }
+    }
+    const auto read = reader.result();
+    if (const auto* reason = std::get_if<std::string>(&read)) return *reason;
+    ServiceFaults faults;
+    for (const Service service : services)
+        faults.emplace_back(service, std::get<Fault>(read));
+    return faults;
+}
+
+void appendFault(std::string& json, const Fault& fault) {
+    json += "{\"answer\":";
+    appendJSONString(json, nameOf(fault.answer));
+    json += ",\"status\":" + std::to_string(fault.status) + ",\"rate\":";
+    appendJSON(json, fault.rate);
+    json += ",\"times\":";
+    appendCount(json, fault.times);
+    json += ",\"latency\":" + std::to_string(fault.latency) + ",\"readingPace\":";
+    appendCount(json, fault.readingPace);
+    json += '}';
+}
+
+std::string faultsText(const Faults& faults) {
+    std::string json;
+    for (const Service service : allServices) {
+        json += json.empty() ? '{' : ',';
+        appendJSONString(json, nameOf(service));
+        json += ':';
+        const auto fault = faults.current(service);
+        if (fault) {
+            appendFault(json, *fault);
+        } else {
+            json += "null";
+        }
+    }
+    return json + "}";
+}
+
+}  // namespace zentara::collector

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zentara::collector {
+
+/// What the library talks to.
+enum class Service { schemas, id, event };
+
+inline constexpr std::array allServices{Service::schemas, Service::id, Service::event};
+
+[[nodiscard]] std::string_view nameOf(Service service);
+[[nodiscard]] std::optional<Service> serviceNamed(std::string_view name);
+
+/// One service, or all of them for "all"; none for any other name.
+[[nodiscard]] std::vector<Service> servicesNamed(std::string_view name);
+
+/// What a service is to do wrong.
+struct Fault {
+    enum class Answer {
+        normal,
+        status,     ///< `status` instead of an answer; the request has no effect
+        none,       ///< no answer; the request has no effect
+        dropped,    ///< connection reset; the request has no effect
+        lost,       ///< the request takes effect, then the connection is reset
+        truncated,  ///< the request takes effect, then half of the answer's body
+        garbage,    ///< the request takes effect, then a body that is not JSON (status 200)
+        notHTTP,    ///< the request takes effect, then bytes that are not HTTP
+    };
+
+    static constexpr std::int64_t longestLatency = 10L * 60 * 1000;
+
+    Answer answer = Answer::normal;
+    int status = 503;                          ///< 200...599
+    double rate = 1.0;                         ///< the share of requests that meet it, 0...1
+    std::optional<std::uint64_t> times;        ///< it ends after it was met so often
+    std::int64_t latency = 0;                  ///< milliseconds before the answer
+    std::optional<std::uint64_t> readingPace;  ///< bytes of the body read a second, at least 1
+
+    /// Whether a request notices it at all.
+    [[nodiscard]] bool isEffective() const;
+
+    /// What a request meets, for the record: `status 503`, `lost, latency 200 ms`.
+    [[nodiscard]] std::string description() const;
+
+    bool operator==(const Fault&) const = default;
+};
+
+/// The names of the answers on the command line and in JSON.
+[[nodiscard]] std::string_view nameOf(Fault::Answer answer);
+[[nodiscard]] std::optional<Fault::Answer> answerNamed(std::string_view name);
+
+/// The switches of all services. Any thread.
+class Faults {
+  public:
+    /// `seed` decides which requests meet a fault of less than all of them.
+    explicit Faults(std::uint64_t seed = std::random_device()());
+
+    /// A fault without effect clears.
+    void set(Service service, const Fault& fault);
+    void clear(Service service);
+    void clear();
+
+    /// The fault that the next request of `service` meets, if any. Counts.
+    [[nodiscard]] std::optional<Fault> next(Service service);
+
+    /// What is set, with the times that are left.
+    [[nodiscard]] std::optional<Fault> current(Service service) const;
+
+  private:
+    mutable std::mutex mutex_;
+    std::array<std::optional<Fault>, allServices.size()> faults_;  // guarded by mutex_
+    std::mt19937_64 generator_;                                    // guarded by mutex_
+};
+
+}  // namespace zentara::collector

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+namespace zentara::collector {
+
+class HttpConnection;
+
+/// The open connections of a server. Any thread.
+class HttpConnections {
+  public:
+    /// False, and nothing is kept, once the server stops.
+    [[nodiscard]] bool add(const std::shared_ptr<HttpConnection>& connection);
+    void remove(const HttpConnection* connection);
+
+    /// From now on none is added.
+    void close();
+    [[nodiscard]] std::vector<std::shared_ptr<HttpConnection>> all() const;
+    void waitUntilEmpty(std::chrono::milliseconds atMost);
+
+  private:
+    mutable std::mutex mutex_;
+    std::condition_variable isEmpty_;
+    bool isClosed_ = false;  // guarded by mutex_
+    // guarded by mutex_
+    std::unordered_map<const HttpConnection*, std::weak_ptr<HttpConnection>> connections_;
+};
+
+}  // namespace zentara::collector
