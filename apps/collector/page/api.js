@@ -1,0 +1,58 @@
+// Speaks with the collector's query interface.
+
+// Numbers are shown and copied as they were sent (5.0, or more digits than a number of JavaScript
+// keeps), where the browser hands out their text. That costs time in very large answers.
+const exactLimit = 4_000_000;
+const keepsText = typeof JSON.rawJSON === 'function';
+
+function exactly(key, value, context) {
+    return typeof value === 'number' && context && String(value) !== context.source
+        ? JSON.rawJSON(context.source) : value;
+}
+
+export const isExactNumber = (value) => keepsText && JSON.isRawJSON(value);
+
+function parse(text) {
+    return keepsText && text.length <= exactLimit ? JSON.parse(text, exactly) : JSON.parse(text);
+}
+
+export function target(path, parameters = {}) {
+    const query = new URLSearchParams(parameters);
+    return query.size > 0 ? `${path}?${query}` : path;
+}
+
+async function call(method, where, {signal, body} = {}) {
+    const response = await fetch(where, {
+        method, signal, cache: 'no-store',
+        body: body === undefined ? undefined : JSON.stringify(body),
+        headers: body === undefined ? {} : {'Content-Type': 'application/json'},
+    });
+    const text = await response.text();
+    let answer = null;
+    try {
+        answer = parse(text);
+    } catch {
+        throw new Error(`the answer to ${where} is not JSON (status ${response.status})`);
+    }
+    if (!response.ok) {
+        const error = new Error(answer?.error ?? `status ${response.status}`);
+        error.status = response.status;
+        throw error;
+    }
+    return answer;
+}
+
+export const events = (parameters, signal) =>
+    call('GET', target('/received/events', parameters), {signal});
+export const eventByUUID = (uuid, signal) =>
+    call('GET', `/received/events/${encodeURIComponent(uuid)}`, {signal});
+export const envelopes = (parameters, signal) =>
+    call('GET', target('/received/envelopes', parameters), {signal});
+export const timeline = (parameters, signal) =>
+    call('GET', target('/received/timeline', parameters), {signal});
+export const gaps = () => call('GET', '/received/gaps');
+export const forgetAll = () => call('DELETE', '/received');
+export const faults = () => call('GET', '/faults');
+export const setFault = (service, fault) => call('PUT', `/faults/${service}`, {body: fault});
+export const clearFault = (service) => call('DELETE', `/faults/${service}`);
+export const clearFaults = () => call('DELETE', '/faults');

@@ -1,0 +1,188 @@
+// Puts the page together: what the collector tells goes to the counts, the list and the chart;
+// what the user does goes to the address, and from there to everything that shows the view.
+
+import {Address} from './address.js';
+import * as api from './api.js';
+import {Chart} from './chart.js';
+import {openGaps, setUpClear, setUpHelp, showEmpty, tellReset} from './dialogs.js';
+import {byId, setText} from './dom.js';
+import {Faults} from './faults.js';
+import {Filters} from './filters.js';
+import {count, plural} from './format.js';
+import {listenToKeys} from './keys.js';
+import {List} from './list.js';
+import {Live} from './live.js';
+import {Panel} from './panel.js';
+import {Rows} from './rows.js';
+
+const announcePace = 5000;  // ms between two announcements of the counts
+
+let summary = null;
+let connection = 'connecting';
+let announced = 0;
+
+const address = new Address(showView);
+const rows = new Rows({
+    onChange: showRows,
+    onProblem: (text) => {
+        setText(byId('problem'), text);
+        // A collector that is away is told in the header already.
+        byId('problem').hidden = text === '' || connection === 'lost';
+    },
+    wantedRange: () => list.wantedRange(),
+});
+const list = new List({
+    rows, onOpen: openEvent, onSort: (name) => filters.sortBy(name),
+    onMove: (event) => {
+        if (panel.isOpen && event) address.go({open: event.number}, 'walk');
+    },
+});
+const chart = new Chart({onNarrow: (times) => address.filter(times)});
+const filters = new Filters({address, onGaps: () => openGaps((filter) => address.filter(filter))});
+const faults = new Faults();
+const panel = new Panel({
+    find: findEvent,
+    onFilter: (filter) => address.filter(filter),
+    onClose: closeEvent,
+    onStep: (by) => list.move(by),
+    onOpen: openEvent,
+});
+
+setUpClear(() => summary);
+const openHelp = setUpHelp();
+listenToKeys(list, {
+    move: (by) => list.move(by),
+    moveTo: (index) => list.moveTo(index),
+    open: () => list.activeEvent && openEvent(list.activeEvent.number),
+    close: () => panel.isOpen && (closeEvent(), true),
+    pause: togglePause,
+    help: openHelp,
+});
+byId('pause').addEventListener('click', togglePause);
+setText(byId('origin'), location.host);
+
+showView(address.view, {rows: true, open: true});
+new Live({onSummary: showSummary, onState: showConnection});
+
+function showView(view, changed) {
+    filters.show(view);
+    if (changed.rows) {
+        list.toTop();
+        rows.show(view);
+        chart.show(view.filters);
+    }
+    if (changed.open) showOpen(view.open);
+}
+
+async function showOpen(number) {
+    list.setOpen(number);
+    document.body.classList.toggle('panelOpen', number !== null);
+    if (number === null) {
+        panel.close();
+        return;
+    }
+    await panel.open(number);
+    pointToOpen();
+}
+
+/// Makes the row of the open event the active one, so that moving starts there.
+async function pointToOpen() {
+    const number = address.view.open;
+    if (number === null || list.activeEvent?.number === number) return;
+    const rank = await rows.findRank(number).catch(() => null);
+    if (rank !== null && address.view.open === number) list.point(rank);
+}
+
+async function findEvent(number, signal) {
+    for (const event of rows.held.values()) if (event.number === number) return event;
+    const {events} = await api.events({after: number - 1, sort: 'number', order: 'ascending', limit: 1}, signal);
+    return events[0]?.number === number ? events[0] : null;
+}
+
+function openEvent(number) {
+    address.go({open: number}, panel.isOpen ? 'walk' : null);
+    // On a small screen the panel covers the list.
+    if (getComputedStyle(byId('panel')).position === 'fixed') panel.focus();
+}
+
+function closeEvent() {
+    address.go({open: null});
+    byId('list').focus({preventScroll: true});
+}
+
+function togglePause() {
+    rows.setPaused(!rows.paused);
+    byId('pause').setAttribute('aria-pressed', String(rows.paused));
+    byId('pauseIcon').setAttribute('href', rows.paused ? '#iconResume' : '#iconPause');
+    if (!rows.paused) chart.look();
+    showState();
+}
+
+function showSummary(next) {
+    const isFirst = summary === null;
+    summary = next;
+    filters.showSummary(next);
+    faults.showMet(next.faults);
+    faults.look();
+    document.title = next.bad > 0 ? `(${count(next.bad)} bad) Zentara collector` : 'Zentara collector';
+    const wasReset = rows.hear(next.lastNumber);
+    if (wasReset) {
+        const wasOpen = address.view.open !== null;
+        if (wasOpen) address.go({open: null});
+        tellReset(wasOpen);
+    }
+    if (!rows.paused || wasReset) chart.look();
+    if (isFirst) showRows({arrived: 0, reloaded: false});
+    announce();
+}
+
+function showRows(change) {
+    list.update(change);
+    if (change.reloaded) pointToOpen();
+    const isFiltered = Object.keys(address.view.filters).length > 0;
+    const isCut = list.shownTotal < rows.total;
+    setText(byId('matches'), !rows.loaded ? '' :
+        (isFiltered ? `${plural(rows.total, 'event')} match${rows.total === 1 ? 'es' : ''}` : plural(rows.total, 'event')) +
+        (isCut ? `, the first ${count(list.shownTotal)} listed` : ''));
+    showEmpty({
+        isEmpty: rows.loaded && rows.total === 0,
+        hasEvents: (summary?.events ?? 0) > 0,
+        onClearFilters: () => filters.clear(),
+    });
+    showState();
+}
+
+function showConnection(state) {
+    const wasLost = connection === 'lost';
+    const isFirst = connection === 'connecting';
+    connection = state;
+    if (state === 'open') {
+        byId('problem').hidden = true;
+        // What happened meanwhile may have been anything, also another collector.
+        if (!isFirst || wasLost) {
+            rows.reload();
+            chart.look();
+        }
+    }
+    showState();
+}
+
+function showState() {
+    const states = {connecting: 'Connecting', lost: 'Collector is away, reconnecting', open: 'Live'};
+    const isPaused = rows.paused && connection === 'open';
+    const place = byId('connection');
+    setText(place, isPaused ? 'Paused' : states[connection]);
+    place.dataset.state = isPaused ? 'paused' : connection;
+    setText(byId('pauseLabel'), !rows.paused ? 'Pause' : rows.pending > 0 ? `${count(rows.pending)} new` : 'Resume');
+    byId('pause').setAttribute('aria-label', !rows.paused ? 'Pause' : `Resume, ${count(rows.pending)} new`);
+}
+
+/// The counts change many times a second; a screen reader hears them now and then.
+function announce() {
+    if (announced !== 0) return;
+    announced = setTimeout(() => {
+        announced = 0;
+        setText(byId('announcement'), `${plural(summary.events, 'event')}, ${count(summary.good)} good, ` +
+            `${count(summary.bad)} bad`);
+    }, announcePace);
+}

@@ -1,0 +1,38 @@
+// What a row tells of its event, in one line.
+
+import {isExactNumber} from './api.js';
+import {element} from './dom.js';
+import {pointerText, shortened} from './format.js';
+
+const mostMembers = 8;
+
+function brief(value) {
+    if (value === null) return 'null';
+    if (isExactNumber(value)) return value.rawJSON;
+    if (Array.isArray(value)) return value.length === 0 ? '[]' : `[…${value.length}]`;
+    if (typeof value === 'object') return Object.keys(value).length === 0 ? '{}' : '{…}';
+    return shortened(String(value), 60);
+}
+
+function properties(event) {
+    const all = event.event?.properties ?? {};
+    const names = Object.keys(all);
+    const parts = [];
+    for (const name of names.slice(0, mostMembers)) {
+        parts.push(element('span', {class: 'previewKey'}, shortened(name, 40)), ` ${brief(all[name])}  `);
+    }
+    if (names.length > mostMembers) parts.push('…');
+    return parts;
+}
+
+export function detailParts(event) {
+    const parts = [];
+    if (event.duplicate) parts.push(element('span', {class: 'badge duplicate'}, 'duplicate'));
+    if (event.good) return [...parts, ...properties(event)];
+    const [first, ...others] = event.messages;
+    const place = first ? pointerText(first.path) : '';
+    if (place) parts.push(element('span', {class: 'messagePath'}, shortened(place, 60)), ' ');
+    parts.push(element('span', {class: 'message'}, shortened(first?.message ?? 'not valid', 300)));
+    if (others.length > 0) parts.push(element('span', {class: 'badge more'}, `+${others.length}`));
+    return parts;
+}
