@@ -129,8 +129,9 @@ bool ValidationRun::items(const JSONValue& schemas, const JSONValue* additional,
     if (!restricts(additional)) return passed;
     for (std::size_t i = positions; i < array->size(); ++i) {
         const auto* const schema = additional->if_object();
-        if (!(schema != nullptr ? validate(*schema, (*array)[i])
-                                : fail("Additional results are not permitted in this array."))) {
+        if (!(schema != nullptr
+                  ? validate(*schema, (*array)[i])
+                  : failAt((*array)[i], "Additional results are not permitted in this array."))) {
             passed = false;
             if (isDecided()) return false;
         }

@@ -153,7 +153,10 @@ bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONOb
             if (allowance_.exhausted()) return stopForCost();
             if (!expression) {
                 // Takes the place of everything that this keyword has found so far.
-                if (messages_ != nullptr) messages_->resize(firstMessage);
+                if (messages_ != nullptr) {
+                    messages_->resize(firstMessage);
+                    places_.resize(firstMessage);
+                }
                 return fail("[Schema] '", pattern,
                             "' is not a valid regex pattern for patternProperties");
             }
@@ -185,7 +188,7 @@ bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONOb
         }
         if (!(schema != nullptr
                   ? validate(*schema, value)
-                  : fail("Additional properties are not permitted in this object."))) {
+                  : failAt(value, "Additional properties are not permitted in this object."))) {
             passed = false;
             if (isDecided()) return false;
         }

@@ -27,9 +27,13 @@ std::int64_t costOf(std::size_t elements) noexcept {
 ValidationResult ValidationRun::run(const JSONValue& value) {
     const Entered root{&root_, &value, nullptr};
     entered_ = &root;
+    place_ = &value;
     const bool passed = validate(root_, value);
     if (passed && !stopMessage_) return {};
-    if (stopMessage_) gathered_.push_back(*std::move(stopMessage_));
+    if (stopMessage_) {
+        gathered_.push_back(*std::move(stopMessage_));
+        places_.push_back(stopPlace_);
+    }
     return ValidationResult::invalid(std::move(gathered_));
 }
 
@@ -40,6 +44,7 @@ bool ValidationRun::validate(const JSONObject& schema, const JSONValue& value) {
     }
     if (!spend(unitsPerSubschema + costOf(schema.size()))) return false;
     ++depth_;
+    const auto* const outerPlace = std::exchange(place_, &value);
     bool passed = true;
     SchemaKeywords keywords(schema);
     for (auto keyword = keywords.takeNext(); keyword != Keyword::none;
@@ -49,6 +54,7 @@ bool ValidationRun::validate(const JSONObject& schema, const JSONValue& value) {
             if (isDecided()) break;
         }
     }
+    place_ = outerPlace;
     --depth_;
     return passed;
 }
@@ -186,14 +192,25 @@ bool ValidationRun::negation(const JSONValue& schema, const JSONValue& value) {
     return fail("'", value, "' does not match 'not' validation.");
 }
 
+bool ValidationRun::failAt(const JSONValue& value, std::string_view message) {
+    const auto* const outerPlace = std::exchange(place_, &value);
+    fail(message);
+    place_ = outerPlace;
+    return false;
+}
+
 void ValidationRun::addMessage(std::string message) {
     const auto size = static_cast<std::int64_t>(message.size());
     messages_->push_back(std::move(message));
+    places_.push_back(place_);
     spend(unitsPerMessage + unitsPerMessageByte * size);
 }
 
 bool ValidationRun::stop(std::string message) {
-    if (!stopMessage_) stopMessage_ = std::move(message);
+    if (!stopMessage_) {
+        stopMessage_ = std::move(message);
+        stopPlace_ = place_;
+    }
     return false;
 }
 

@@ -46,6 +46,10 @@ class ValidationRun {
 
     ValidationResult run(const JSONValue& value);
 
+    /// The parts of the value that the messages of `run` are about, one for each, in their order:
+    /// the value that a subschema refused, or the element or member that should not be there.
+    [[nodiscard]] const std::vector<const JSONValue*>& places() const noexcept { return places_; }
+
   private:
     /// A subschema that a reference entered, with the value it is applied to.
     struct Entered {
@@ -128,6 +132,8 @@ class ValidationRun {
             message += std::string_view(part);
         }
     }
+    /// A failure of an element or member for being there at all.
+    bool failAt(const JSONValue& value, std::string_view message);
     void addMessage(std::string message);
 
     /// Ends the whole validation with `message`, whatever is under way.
@@ -149,7 +155,10 @@ class ValidationRun {
     WorkAllowance allowance_;
     std::vector<std::string> gathered_;
     std::vector<std::string>* messages_ = &gathered_;  ///< null while nothing is gathered
+    std::vector<const JSONValue*> places_;             ///< one for each that is gathered
+    const JSONValue* place_ = nullptr;                 ///< what is being checked
     std::optional<std::string> stopMessage_;
+    const JSONValue* stopPlace_ = nullptr;
     const Entered* entered_ = nullptr;
     int depth_ = 0;
 };
