@@ -53,9 +53,10 @@ class FieldReader {
         return number.value_or(0);
     }
 
-    void requireObject(std::string_view key) {
+    [[nodiscard]] const boost::json::value* objectValue(std::string_view key) {
         const auto* value = find(key);
         if (value != nullptr && !value->is_object()) note(key, "is not an object");
+        return value;
     }
 
     void requireStringOrNull(std::string_view key) {
@@ -101,12 +102,12 @@ Action readAction(const boost::json::value& value, std::size_t index, std::strin
     action.schema += fields.text("version");
     (void)fields.text("url");
     (void)fields.text("contentType");
-    fields.requireObject("properties");
-    (void)fields.integer("actionTs");
+    action.properties = fields.objectValue("properties");
+    action.actionTs = fields.integer("actionTs");
     (void)fields.text("zentaraClientVersion");
     (void)fields.text("zentaraClientReferer");
     fields.requireStringOrNull("zentaraRelationId");
-    (void)fields.text("zentaraClientContextID");
+    action.contextID = fields.text("zentaraClientContextID");
     action.sequence = fields.integer("zentaraActionSequence");
     action.uuid = fields.text("zentaraActionUUID");
     (void)fields.text("zentaraActionExtraAttributes");
@@ -117,22 +118,22 @@ Action readAction(const boost::json::value& value, std::size_t index, std::strin
 }  // namespace
 
 std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body) {
-    boost::json::monotonic_resource memory;
     boost::json::parse_options options;
     options.max_depth = deepestNesting;
     boost::json::error_code error;
-    const boost::json::value document =
-        boost::json::parse({body.data(), body.size()}, error, &memory, options);
+    auto document = std::make_shared<const boost::json::value>(boost::json::parse(
+        {body.data(), body.size()}, error,
+        boost::json::make_shared_resource<boost::json::monotonic_resource>(), options));
     if (error) {
         return EnvelopeFault{EnvelopeFault::Kind::notJSON,
                              "the body is not JSON: " + error.message()};
     }
-    if (!document.is_object()) {
+    if (!document->is_object()) {
         return EnvelopeFault{EnvelopeFault::Kind::wrongShape, "an envelope is a JSON object"};
     }
 
     std::string fault;
-    FieldReader fields(document.get_object(), "", fault);
+    FieldReader fields(document->get_object(), "", fault);
     Envelope envelope;
     envelope.clientUUID = fields.text("zentaraClientUUID");
     envelope.tenant = fields.text("zentaraClientTenant");
@@ -149,6 +150,7 @@ std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body) {
         }
     }
     if (!fault.empty()) return EnvelopeFault{EnvelopeFault::Kind::wrongShape, fault};
+    envelope.document = std::move(document);
     return envelope;
 }
 

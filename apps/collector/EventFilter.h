@@ -19,18 +19,18 @@ class ParameterError : public std::invalid_argument {
 
 /// Which events. All that is set must hold.
 struct EventFilter {
-    std::optional<std::string> schema;  ///< "{id}-{version}"
-    std::optional<std::string> user;    ///< the token of the user, or "{type}={token}"
-    std::optional<std::string> tenant;
-    std::optional<std::string> context;  ///< zentaraClientContextID
-    std::optional<std::string> client;   ///< zentaraClientUUID
-    std::optional<bool> good;
-    std::optional<bool> duplicate;
+    std::optional<std::string> schema = {};  ///< "{id}-{version}"
+    std::optional<std::string> user = {};    ///< the token of the user, or "{type}={token}"
+    std::optional<std::string> tenant = {};
+    std::optional<std::string> context = {};  ///< zentaraClientContextID
+    std::optional<std::string> client = {};   ///< zentaraClientUUID
+    std::optional<bool> good = {};
+    std::optional<bool> duplicate = {};
     /// Anywhere in the event's JSON text, as it is; ASCII letters match in either case.
-    std::optional<std::string> text;
-    std::optional<std::int64_t> since;  ///< received then or later; milliseconds since 1970 UTC
-    std::optional<std::int64_t> until;  ///< received earlier than that
-    std::optional<std::int64_t> after;  ///< with a higher number
+    std::optional<std::string> text = {};
+    std::optional<std::int64_t> since = {};  ///< received then or later, in ms since 1970 UTC
+    std::optional<std::int64_t> until = {};  ///< received earlier than that
+    std::optional<std::int64_t> after = {};  ///< with a higher number
 
     /// Takes a decoded parameter of the query interface. False when no filter has that name.
     /// The value "any" of `good` and `duplicate` lifts what was set before. Throws
@@ -45,11 +45,11 @@ struct EventQuery {
     enum class Sort { number, receivedAt, actionTs, schema, sequence };
     enum class Order { ascending, descending };
 
-    EventFilter filter;
+    EventFilter filter = {};
     Sort sort = Sort::number;  ///< those that are equal in it go by number
     Order order = Order::ascending;
     std::size_t offset = 0;
-    std::optional<std::size_t> limit;
+    std::optional<std::size_t> limit = {};
 
     /// As `EventFilter::take`, and knows "sort", "order", "offset" and "limit" as well.
     [[nodiscard]] bool take(std::string_view name, std::string_view value);

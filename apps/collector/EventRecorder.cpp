@@ -9,10 +9,10 @@ EventRecorder::EventRecorder(const std::filesystem::path& file)
     if (!stream_.is_open()) throw std::runtime_error(file.string() + " cannot be opened");
 }
 
-bool EventRecorder::append(const std::vector<Store::Record>& events) {
+bool EventRecorder::append(const std::vector<Store::Arrival>& events) {
     std::string lines;
     for (const auto& event : events) {
-        lines += *event;
+        lines += event.record;
         lines += '\n';
     }
     const std::lock_guard lock(mutex_);

@@ -20,7 +20,7 @@ class EventRecorder {
     EventRecorder& operator=(const EventRecorder&) = delete;
 
     /// Tells whether everything was written.
-    [[nodiscard]] bool append(const std::vector<Store::Record>& events);
+    [[nodiscard]] bool append(const std::vector<Store::Arrival>& events);
 
   private:
     std::mutex mutex_;

@@ -2,6 +2,7 @@
 
 #include <boost/json/object.hpp>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -9,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zentara::collector {
@@ -52,37 +54,43 @@ class SchemaCatalogue {
     [[nodiscard]] Snapshot refreshed();
 
   private:
-    /// What tells one state of a file from another, without reading it.
+    /// What tells one state of a file from another without reading it.
     struct Signature {
         std::uint64_t size = 0;
-        std::int64_t modified = 0;  ///< nanoseconds since 1970 UTC
-        std::int64_t changed = 0;
+        std::int64_t modified = 0;  ///< nanoseconds since 1970-01-01 UTC
+        std::int64_t changed = 0;   ///< the same, for more than the content
         std::uint64_t inode = 0;
 
         friend bool operator==(const Signature&, const Signature&) = default;
     };
 
+    /// A file as it was read.
     struct File {
         Signature signature;
-        bool isSettled = false;  ///< a change after the reading would show in the signature
+        bool isSettled = false;  ///< any later change shows in the signature
         std::shared_ptr<const boost::json::object> schema;  ///< null when there is a problem
         std::string json;
         std::string problem;
     };
+    using Files = std::map<std::string, std::shared_ptr<const File>>;  ///< by name
 
-    /// Reads what has changed; gives the problems to report.
-    [[nodiscard]] std::vector<std::string> look();
+    [[nodiscard]] Snapshot look(std::optional<std::chrono::milliseconds> oldestAccepted);
+    [[nodiscard]] std::vector<std::string> fileNames(std::string& problem) const;
+    [[nodiscard]] std::shared_ptr<const File> read(const std::string& name,
+                                                   const std::shared_ptr<const File>& known) const;
+    [[nodiscard]] Snapshot snapshotOf(const Files& files, const std::string& folderProblem) const;
 
     const std::optional<std::filesystem::path> folder_;
     const Report report_;
     const Clock clock_;
 
-    std::mutex looking_;                 // one look at a time; taken before mutex_
-    std::map<std::string, File> files_;  // by file name; guarded by looking_
-    std::string folderProblem_;          // guarded by looking_
-    std::mutex mutex_;                   // guards the two below
-    Snapshot snapshot_;
-    std::chrono::steady_clock::time_point lookedAt_;
+    std::mutex looking_;         // one look at a time; taken before mutex_
+    Files files_;                // guarded by looking_
+    std::string folderProblem_;  // guarded by looking_
+
+    std::mutex mutex_;
+    Snapshot snapshot_ = std::make_shared<const SchemaSnapshot>();  // guarded by mutex_
+    std::chrono::steady_clock::time_point lookedAt_;                // guarded by mutex_
 };
 
 }  // namespace zentara::collector

@@ -6,25 +6,23 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "collector/Database.h"
+#include "collector/DatabaseFile.h"
 #include "collector/Envelope.h"
 #include "collector/EventFilter.h"
 #include "collector/Finding.h"
 #include "collector/Gap.h"
 #include "collector/HttpMessage.h"
+#include "collector/SequenceGaps.h"
+#include "collector/StoreError.h"
 
 namespace zentara::collector {
-
-/// The database could not be opened, read or written; says why, for people.
-class StoreError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
 
 /// Everything that was received, in a database: one file, or memory.
 ///
@@ -89,9 +87,9 @@ class Store {
     };
 
     struct RequestQuery {
-        std::optional<bool> fault;  ///< whether they met one
+        std::optional<bool> fault = {};  ///< whether they met one
         std::size_t offset = 0;
-        std::optional<std::size_t> limit;
+        std::optional<std::size_t> limit = {};
     };
 
     /// How many events arrived when.
@@ -146,7 +144,7 @@ class Store {
                                  std::optional<std::size_t> limit = std::nullopt) const;
     [[nodiscard]] Page requests(const RequestQuery& query) const;
 
-    /// By context in the order in which they first appeared, then by number.
+    /// By the name of the context, then by number.
     [[nodiscard]] std::vector<Gap> gaps() const;
 
     /// `width` in milliseconds, at least 1; when there is none, one that gives at most
@@ -158,8 +156,31 @@ class Store {
     void reset();
 
   private:
-    struct State;
-    std::unique_ptr<State> state_;
+    void createTables();
+    void rebuildCounts();
+    [[nodiscard]] std::int64_t insertRequest(const HttpRequest& request, const RequestNote& note,
+                                             std::int64_t storedEvents, bool isStored);
+    void countRequest(const RequestNote& note);
+    void notify() const;
+
+    /// Gives `read` a connection that stands still at one state of the database.
+    template <typename Read>
+    auto reading(Read read) const;
+
+    std::function<void()> changed_;             // constant once in use
+    const std::unique_ptr<DatabaseFile> file_;  // none in memory
+
+    mutable std::mutex writing_;  // taken before counting_
+    mutable Database writer_;     // guarded by writing_
+    std::int64_t unstored_ = 0;   // requests kept that stored nothing; guarded by writing_
+
+    mutable std::mutex reading_;
+    mutable std::optional<Database> reader_;  // guarded by reading_; none in memory
+
+    // Changed under writing_ and counting_, so that either will do to read them.
+    mutable std::mutex counting_;
+    Summary summary_;  // but for `missing`
+    SequenceGaps gaps_;
 };
 
 }  // namespace zentara::collector

@@ -30,8 +30,19 @@ TEST(EnvelopeTest, FieldsAndActionsAreRead) {
     ASSERT_EQ(envelope.actions.size(), 2U);
     EXPECT_EQ(envelope.actions[1].schema, "search-1");
     EXPECT_EQ(envelope.actions[1].uuid, "u2");
+    EXPECT_EQ(envelope.actions[1].contextID, "c-1");
     EXPECT_EQ(envelope.actions[1].sequence, 7);
+    EXPECT_EQ(envelope.actions[1].actionTs, 1700000000000);
     EXPECT_EQ(envelope.actions[1].json, samples::action("search", "u2"));
+}
+
+TEST(EnvelopeTest, PropertiesLiveAsLongAsAnyCopyOfTheEnvelope) {
+    Envelope copy;
+    {
+        const auto envelope = std::get<Envelope>(readEnvelope(goodEnvelope));
+        copy = envelope;
+    }
+    EXPECT_EQ(copy.actions[1].properties->at("price"), 5.0);
 }
 
 TEST(EnvelopeTest, EachFaultIsNamedWithItsPlace) {
