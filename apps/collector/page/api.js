@@ -1,7 +1,8 @@
 // Speaks with the collector's query interface.
 
-// Numbers are shown and copied as they were sent (5.0, or more digits than a number of JavaScript
-// keeps), where the browser hands out their text. That costs time in very large answers.
+// Numbers of events are shown and copied as they were sent (5.0, or more digits than a number of
+// JavaScript keeps), where the browser hands out their text; `numberText` and `isExactNumber` are
+// for those. That costs time in very large answers.
 const exactLimit = 4_000_000;
 const keepsText = typeof JSON.rawJSON === 'function';
 
@@ -11,9 +12,10 @@ function exactly(key, value, context) {
 }
 
 export const isExactNumber = (value) => keepsText && JSON.isRawJSON(value);
+export const numberText = (value) => (isExactNumber(value) ? value.rawJSON : String(value));
 
-function parse(text) {
-    return keepsText && text.length <= exactLimit ? JSON.parse(text, exactly) : JSON.parse(text);
+function parse(text, exact) {
+    return exact && keepsText && text.length <= exactLimit ? JSON.parse(text, exactly) : JSON.parse(text);
 }
 
 export function target(path, parameters = {}) {
@@ -21,7 +23,7 @@ export function target(path, parameters = {}) {
     return query.size > 0 ? `${path}?${query}` : path;
 }
 
-async function call(method, where, {signal, body} = {}) {
+async function call(method, where, {signal, body, exact = false} = {}) {
     const response = await fetch(where, {
         method, signal, cache: 'no-store',
         body: body === undefined ? undefined : JSON.stringify(body),
@@ -30,7 +32,7 @@ async function call(method, where, {signal, body} = {}) {
     const text = await response.text();
     let answer = null;
     try {
-        answer = parse(text);
+        answer = parse(text, exact);
     } catch {
         throw new Error(`the answer to ${where} is not JSON (status ${response.status})`);
     }
@@ -43,11 +45,11 @@ async function call(method, where, {signal, body} = {}) {
 }
 
 export const events = (parameters, signal) =>
-    call('GET', target('/received/events', parameters), {signal});
+    call('GET', target('/received/events', parameters), {signal, exact: true});
 export const eventByUUID = (uuid, signal) =>
-    call('GET', `/received/events/${encodeURIComponent(uuid)}`, {signal});
+    call('GET', `/received/events/${encodeURIComponent(uuid)}`, {signal, exact: true});
 export const envelopes = (parameters, signal) =>
-    call('GET', target('/received/envelopes', parameters), {signal});
+    call('GET', target('/received/envelopes', parameters), {signal, exact: true});
 export const timeline = (parameters, signal) =>
     call('GET', target('/received/timeline', parameters), {signal});
 export const gaps = () => call('GET', '/received/gaps');

@@ -7,6 +7,8 @@ import {axisTime, count, duration, plural, shortTime} from './format.js';
 
 const pace = 1000;         // ms between two looks at the time line
 const fewestBuckets = 24;  // a few events shall not look like a wall
+const mostFine = 60;       // bars, when the bars of a short time are made finer
+const finest = 10;         // ms
 const margin = {left: 38, right: 8, top: 6, bottom: 18};
 const dragAtLeast = 5;  // px
 
@@ -61,7 +63,7 @@ export class Chart {
             this.wanted = false;
             const {filters} = this;
             try {
-                const data = await api.timeline(filters);
+                const data = await timeline(filters);
                 if (filters === this.filters) {
                     this.data = data;
                     this.draw();
@@ -235,6 +237,15 @@ export class Chart {
             event.stopPropagation();
         });
     }
+}
+
+/// What the collector puts into few bars is asked for again in finer ones.
+async function timeline(filters) {
+    const data = await api.timeline(filters);
+    if (data.buckets.length === 0) return data;
+    const span = data.buckets.at(-1).start + data.width - data.buckets[0].start;
+    const width = Math.max(finest, tickStep(span, mostFine));
+    return width < data.width ? api.timeline({...filters, width}) : data;
 }
 
 function hatching() {

@@ -1,5 +1,7 @@
 // Numbers, times and short texts as they are shown.
 
+import {numberText} from './api.js';
+
 const integers = new Intl.NumberFormat();
 const clock = new Intl.DateTimeFormat(undefined, {
     hour: '2-digit', minute: '2-digit', second: '2-digit', fractionalSecondDigits: 3, hourCycle: 'h23',
@@ -15,27 +17,27 @@ export const count = (number) => integers.format(number);
 export const plural = (number, one, many = `${one}s`) =>
     `${count(number)} ${number === 1 ? one : many}`;
 
-// Times of clients may be any integer, also far from what a date can hold.
+// Times of clients may be any number, also far from what a date can hold.
 function dateOf(milliseconds) {
-    const date = new Date(Number(milliseconds));
+    const date = new Date(Number(numberText(milliseconds)));
     return Number.isNaN(date.getTime()) ? null : date;
 }
 
 export function isoTime(milliseconds) {
-    return dateOf(milliseconds)?.toISOString() ?? String(milliseconds);
+    return dateOf(milliseconds)?.toISOString() ?? numberText(milliseconds);
 }
 
 /// The time of day; the day in front, and no fractions, when it is not today.
 export function shortTime(milliseconds) {
     const date = dateOf(milliseconds);
-    if (!date) return String(milliseconds);
+    if (!date) return numberText(milliseconds);
     const today = date.toDateString() === new Date().toDateString();
     return today ? clock.format(date) : `${day.format(date)} ${clock.format(date).slice(0, 8)}`;
 }
 
 export function fullTime(milliseconds) {
     const date = dateOf(milliseconds);
-    return date ? full.format(date) : String(milliseconds);
+    return date ? full.format(date) : numberText(milliseconds);
 }
 
 /// A label for an axis whose ticks are `step` milliseconds apart.

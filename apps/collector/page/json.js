@@ -1,7 +1,7 @@
 // Shows JSON as a tree that opens and closes. Children are made when they are seen first, in
 // portions, so that a value of any size and depth can be shown.
 
-import {isExactNumber} from './api.js';
+import {isExactNumber, numberText} from './api.js';
 import {button, element} from './dom.js';
 import {count, pointerSteps} from './format.js';
 
@@ -36,7 +36,7 @@ function place(node, value, steps, note) {
 }
 
 function leaf(value) {
-    if (isExactNumber(value)) return element('span', {class: 'jsonNumber'}, value.rawJSON);
+    if (isExactNumber(value)) return element('span', {class: 'jsonNumber'}, numberText(value));
     if (typeof value === 'string') return text(value);
     const kind = value === null ? 'jsonNull' : typeof value === 'number' ? 'jsonNumber' : 'jsonBoolean';
     return element('span', {class: kind}, String(value));

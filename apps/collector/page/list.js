@@ -1,6 +1,7 @@
 // Shows the rows of the list that are on screen, and few more: a list of any length takes a few
 // dozen elements.
 
+import {numberText} from './api.js';
 import {byId, element, icon} from './dom.js';
 import {count, isoTime, plural, shortTime, shortened} from './format.js';
 import {detailParts} from './preview.js';
@@ -219,5 +220,5 @@ function fillRow(row, event) {
     schema.title = shortened(event.schema, 300);
     detail.replaceChildren(...detailParts(event));
     user.textContent = event.user ? shortened(`${event.user.type} ${event.user.token}`, 80) : '';
-    sequence.textContent = event.sequence;
+    sequence.textContent = numberText(event.sequence);
 }

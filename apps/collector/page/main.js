@@ -125,7 +125,7 @@ function showSummary(next) {
     faults.showMet(next.faults);
     faults.look();
     document.title = next.bad > 0 ? `(${count(next.bad)} bad) Zentara collector` : 'Zentara collector';
-    const wasReset = rows.hear(next.lastNumber);
+    const wasReset = rows.hear(next);
     if (wasReset) {
         const wasOpen = address.view.open !== null;
         if (wasOpen) address.go({open: null});

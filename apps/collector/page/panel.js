@@ -119,7 +119,7 @@ export class Panel {
         const user = event.user && `${event.user.type}=${event.user.token}`;
         const short = [
             ['Number', `${count(event.number)}, envelope ${count(event.envelope)}`],
-            ['Sequence', `${event.sequence}, dispatch ${event.dispatchNumber}`],
+            ['Sequence', `${api.numberText(event.sequence)}, dispatch ${api.numberText(event.dispatchNumber)}`],
             ['Received', time(event.receivedAt)],
             ['Happened', time(event.event.actionTs)],
             ['Schema', filter('schema', event.schema)],

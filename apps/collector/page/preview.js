@@ -1,6 +1,6 @@
 // What a row tells of its event, in one line.
 
-import {isExactNumber} from './api.js';
+import {isExactNumber, numberText} from './api.js';
 import {element} from './dom.js';
 import {pointerText, shortened} from './format.js';
 
@@ -8,7 +8,7 @@ const mostMembers = 8;
 
 function brief(value) {
     if (value === null) return 'null';
-    if (isExactNumber(value)) return value.rawJSON;
+    if (isExactNumber(value)) return numberText(value);
     if (Array.isArray(value)) return value.length === 0 ? '[]' : `[…${value.length}]`;
     if (typeof value === 'object') return Object.keys(value).length === 0 ? '{}' : '{…}';
     return shortened(String(value), 60);

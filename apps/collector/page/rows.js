@@ -20,6 +20,7 @@ export class Rows {
         this.paused = false;
         this.pending = 0;     // new while paused
         this.lastNumber = 0;  // of the collector, as far as heard
+        this.resets = null;
         this.epoch = 0;       // answers to questions of an earlier one are dropped
         this.view = null;
         this.#forget();
@@ -44,14 +45,16 @@ export class Rows {
         this.epoch += 1;
         this.known = null;
         this.pending = 0;
+        this.resets = null;
         this.#refresh();
     }
 
-    /// The collector holds events up to `lastNumber`.
-    hear(lastNumber) {
-        const wasReset = lastNumber < this.lastNumber;
-        const isNew = lastNumber !== this.lastNumber;
+    /// The collector holds events up to `lastNumber`, and was reset `resets` times, if it tells.
+    hear({lastNumber, resets}) {
+        const wasReset = lastNumber < this.lastNumber || (this.resets !== null && resets !== this.resets);
+        const isNew = wasReset || lastNumber !== this.lastNumber;
         this.lastNumber = lastNumber;
+        this.resets = resets;
         if (wasReset) {
             this.epoch += 1;
             this.#forget();
