@@ -83,4 +83,17 @@ void appendJSONString(std::string& text, std::string_view string) {
     text += json;
 }
 
+void appendJSONList(std::string& text, std::span<const std::string> elements) {
+    std::size_t size = text.size() + 2;
+    for (const std::string& element : elements)
+        size += element.size() + 1;
+    text.reserve(size);
+    text += '[';
+    for (const std::string& element : elements) {
+        if (&element != elements.data()) text += ',';
+        text += element;
+    }
+    text += ']';
+}
+
 }  // namespace zentara::collector

@@ -2,6 +2,7 @@
 
 #include <boost/json/value.hpp>
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -14,5 +15,8 @@ void appendJSON(std::string& text, const boost::json::value& value);
 /// Appends `string` as a quoted JSON string. Text that is not UTF-8, which header fields may hold,
 /// is read as Latin-1, so that what is written is JSON in any case.
 void appendJSONString(std::string& text, std::string_view string);
+
+/// Appends a list of what is JSON text already.
+void appendJSONList(std::string& text, std::span<const std::string> elements);
 
 }  // namespace zentara::collector

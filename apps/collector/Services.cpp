@@ -1,114 +1,37 @@
 #include "collector/Services.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <optional>
 #include <string_view>
 #include <utility>
+#include <variant>
 
 #include "collector/Cookies.h"
 #include "collector/Envelope.h"
 #include "collector/Identity.h"
 #include "collector/JSONText.h"
+#include "collector/Refusal.h"
 
 namespace zentara::collector {
 
 struct Services::Answer {
     HttpResponse response;
     std::string reason;  ///< why the request was refused; empty when it was not
-    std::string remark;  ///< for the log
+    std::optional<Envelope> envelope = std::nullopt;  ///< what was stored, with the request
+    std::vector<std::vector<Finding>> findings = {};
+    std::vector<Store::Arrival> arrivals = {};
 
-    static Answer json(std::string body) { return {{200, std::move(body), {}}, {}, {}}; }
+    static Answer json(std::string body) { return {{200, std::move(body), {}}, ""}; }
 
-    static Answer refusal(int status, const std::string& reason) {
-        std::string body = R"({"error":)";
-        appendJSONString(body, reason);
-        body += '}';
-        return {{status, std::move(body), {}}, reason, {}};
+    static Answer refused(int status, const std::string& why) {
+        return {refusal(status, why), why};
     }
 
-    static Answer wrongMethod(const HttpRequest& request, std::string_view allowed) {
-        Answer answer = refusal(
-            405, request.path + " takes " + std::string(allowed) + ", not " + request.method);
-        answer.response.headers.emplace_back("Allow", allowed);
-        return answer;
+    static Answer wrongMethod(const HttpRequest& request, const std::string& allowed) {
+        return {collector::wrongMethod(request, allowed), request.path + " takes " + allowed};
     }
 };
 
 namespace {
-
-struct Route {
-    std::string_view path;
-    std::string_view method;
-};
-
-constexpr std::array<Route, 8> routes{{{"/schemas", "GET"},
-                                       {"/id", "GET"},
-                                       {"/event", "POST"},
-                                       {"/received/summary", "GET"},
-                                       {"/received/events", "GET"},
-                                       {"/received/envelopes", "GET"},
-                                       {"/received/requests", "GET"},
-                                       {"/received", "DELETE"}}};
-
-bool isQuery(const HttpRequest& request) {
-    return request.path == "/received" || request.path.starts_with("/received/");
-}
-
-std::optional<std::size_t> count(std::string_view text) {
-    std::size_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return number;
-}
-
-/// What the query asks for; nothing, with `fault` set, when it is not understood.
-std::optional<Store::Selection> readSelection(const HttpRequest& request, std::string& fault) {
-    Store::Selection selection;
-    for (const auto& [name, value] : request.query) {
-        if (name == "schema" && request.path == "/received/events") {
-            selection.schema = value;
-            continue;
-        }
-        if (name != "offset" && name != "limit") {
-            fault = request.path + " does not know the parameter " + name;
-            return std::nullopt;
-        }
-        const auto number = count(value);
-        if (!number) {
-            fault = name;
-            fault.append(" is a number from 0 on, not \"").append(value).append("\"");
-            return std::nullopt;
-        }
-        if (name == "offset") {
-            selection.offset = *number;
-        } else {
-            selection.limit = *number;
-        }
-    }
-    return selection;
-}
-
-std::string listed(std::string_view name, const Store::Page& page, std::size_t offset) {
-    std::string json = R"({"total":)" + std::to_string(page.total) + R"(,"offset":)" +
-                       std::to_string(offset) + ",";
-    appendJSONString(json, name);
-    std::size_t size = json.size() + 4;
-    for (const auto& record : page.records)
-        size += record->size() + 1;
-    json.reserve(size);
-    char separator = ':';
-    json += separator;
-    separator = '[';
-    for (const auto& record : page.records) {
-        json += separator;
-        json += *record;
-        separator = ',';
-    }
-    json += page.records.empty() ? "[]}" : "]}";
-    return json;
-}
 
 std::string identityFor(const HttpRequest& request) {
     std::optional<std::string> known;
@@ -136,93 +59,139 @@ bool isJSONContent(const HttpRequest& request) {
     return type == "application/json";
 }
 
+/// Whether a request that meets `fault` is handled as if nothing was wrong, up to its answer.
+bool takesEffect(const std::optional<Fault>& fault) {
+    return !fault ||
+           (fault->answer != Fault::Answer::status && fault->answer != Fault::Answer::none &&
+            fault->answer != Fault::Answer::dropped);
+}
+
+Manner mannerOf(Fault::Answer answer) {
+    switch (answer) {
+        case Fault::Answer::none:
+            return Manner::none;
+        case Fault::Answer::dropped:
+        case Fault::Answer::lost:
+            return Manner::dropped;
+        case Fault::Answer::truncated:
+            return Manner::truncated;
+        case Fault::Answer::notHTTP:
+            return Manner::garbage;
+        default:
+            return Manner::whole;
+    }
+}
+
+/// The status that the client gets to see.
+int sentStatus(int status, const std::optional<Fault>& fault) {
+    if (!fault) return status;
+    switch (mannerOf(fault->answer)) {
+        case Manner::none:
+        case Manner::dropped:
+        case Manner::garbage:
+            return 0;
+        default:
+            return status;
+    }
+}
+
 }  // namespace
 
-Services::Services(Store& store, Options options) : store_(store), options_(std::move(options)) {}
+Services::Services(Store& store, SchemaCatalogue& catalogue, Faults& faults, Options options)
+    : store_(store), catalogue_(catalogue), faults_(faults), options_(std::move(options)) {}
 
-HttpResponse Services::answer(const HttpRequest& request) {
-    return keep(request, route(request));
+std::optional<Service> Services::at(std::string_view path) {
+    if (!path.starts_with('/')) return std::nullopt;
+    return serviceNamed(path.substr(1));
+}
+
+Delivery Services::answer(Service service, const HttpRequest& request) {
+    const auto fault = faults_.next(service);
+    const std::string description = fault ? fault->description() : "";
+    Answer answer;
+    try {
+        answer = route(service, request, fault);
+        if (fault && fault->answer == Fault::Answer::garbage) {
+            answer.response.status = 200;
+            answer.response.body = "<html>\x01\xFF{\"not\": JSON";
+        }
+        answer.response.status = sentStatus(answer.response.status, fault);
+        if (!answer.envelope) keep(request, answer, description);
+    } catch (const StoreError& error) {
+        // The client keeps what it sent and comes again.
+        answer =
+            Answer::refused(503, std::string("the database cannot be written: ") + error.what());
+        if (options_.complaint) options_.complaint(answer.reason);
+    }
+    if (options_.report) {
+        options_.report(
+            {request, answer.response.status, answer.reason, description,
+             answer.envelope ? std::move(answer.envelope->actions) : std::vector<Action>(),
+             std::move(answer.findings), std::move(answer.arrivals)});
+    }
+
+    Delivery delivery{std::move(answer.response)};
+    if (fault) {
+        delivery.manner = mannerOf(fault->answer);
+        delivery.delay = std::chrono::milliseconds(fault->latency);
+    }
+    return delivery;
 }
 
 HttpResponse Services::refuse(const HttpRequest& request, int status, const std::string& reason) {
-    return keep(request, Answer::refusal(status, reason));
+    const Answer answer = Answer::refused(status, reason);
+    try {
+        keep(request, answer, "");
+    } catch (const StoreError& error) {
+        if (options_.complaint) options_.complaint(error.what());
+    }
+    if (options_.report) options_.report({request, status, reason, "", {}, {}, {}});
+    return answer.response;
 }
 
-Services::Answer Services::route(const HttpRequest& request) {
-    const auto known = std::find_if(routes.begin(), routes.end(), [&](const Route& candidate) {
-        return candidate.path == request.path;
-    });
-    if (known == routes.end()) return Answer::refusal(404, "there is nothing at " + request.path);
-    const bool asksForHeaders = request.method == "HEAD" && known->method == "GET";
-    if (request.method != known->method && !asksForHeaders) {
-        return Answer::wrongMethod(request, known->method);
+Services::Answer Services::route(Service service, const HttpRequest& request,
+                                 const std::optional<Fault>& fault) {
+    if (!takesEffect(fault)) {
+        const std::string why = "a fault was asked for";
+        return Answer::refused(fault->answer == Fault::Answer::status ? fault->status : 503, why);
     }
-
-    if (request.path == "/event") return acceptEnvelope(request);
-    if (request.path == "/schemas") return Answer::json(options_.schemasTable);
-    if (request.path == "/id") return Answer::json(identityFor(request));
-    if (request.path == "/received/summary") return showSummary();
-    if (request.path == "/received") {
-        store_.reset();
-        return Answer::json("{}");
+    if (service == Service::event) {
+        if (request.method != "POST") return Answer::wrongMethod(request, "POST");
+        return acceptEnvelope(request, fault);
     }
-
-    std::string fault;
-    const auto selection = readSelection(request, fault);
-    if (!selection) return Answer::refusal(400, fault);
-    const std::string list = request.path.substr(std::string_view("/received/").size());
-    const Store::Page page = list == "events"      ? store_.events(*selection)
-                             : list == "envelopes" ? store_.envelopes(*selection)
-                                                   : store_.requests(*selection);
-    return Answer::json(listed(list, page, selection->offset));
+    if (!isReading(request)) return Answer::wrongMethod(request, "GET");
+    if (service == Service::id) return Answer::json(identityFor(request));
+    return Answer::json(catalogue_.refreshed()->json);
 }
 
-Services::Answer Services::acceptEnvelope(const HttpRequest& request) {
+Services::Answer Services::acceptEnvelope(const HttpRequest& request,
+                                          const std::optional<Fault>& fault) {
     if (!isJSONContent(request)) {
-        return Answer::refusal(415, "the content type of an envelope is application/json");
+        return Answer::refused(415, "the content type of an envelope is application/json");
     }
-    const auto read = readEnvelope(request.body);
-    if (const auto* fault = std::get_if<EnvelopeFault>(&read)) {
-        return Answer::refusal(fault->kind == EnvelopeFault::Kind::notJSON ? 400 : 422,
-                               fault->reason);
+    auto read = readEnvelope(request.body);
+    if (const auto* mistake = std::get_if<EnvelopeFault>(&read)) {
+        return Answer::refused(mistake->kind == EnvelopeFault::Kind::notJSON ? 400 : 422,
+                               mistake->reason);
     }
-    const auto& envelope = std::get<Envelope>(read);
-    const auto events = store_.addEnvelope(request, envelope);
-    if (options_.recorder != nullptr && !options_.recorder->append(events) && options_.log) {
-        options_.log("the file of --record could not be written");
+    auto& envelope = std::get<Envelope>(read);
+    Answer answer = Answer::json(R"({"received":)" + std::to_string(envelope.actions.size()) + "}");
+    answer.findings = checkEnvelope(envelope, *catalogue_.current());
+    answer.arrivals = store_.addEnvelope(request, envelope, answer.findings,
+                                         {.status = sentStatus(200, fault),
+                                          .reason = "",
+                                          .fault = fault ? fault->description() : ""});
+    answer.envelope = std::move(envelope);
+    if (options_.recorder != nullptr && !options_.recorder->append(answer.arrivals) &&
+        options_.complaint) {
+        options_.complaint("the file of --record cannot be written");
     }
-    Answer answer = Answer::json(R"({"received":)" + std::to_string(events.size()) + "}");
-    answer.remark = std::to_string(events.size()) + " events, dispatch " +
-                    std::to_string(envelope.dispatchNumber);
     return answer;
 }
 
-Services::Answer Services::showSummary() const {
-    const Store::Summary summary = store_.summary();
-    std::string json =
-        R"({"requests":)" + std::to_string(summary.requests) + R"(,"envelopes":)" +
-        std::to_string(summary.envelopes) + R"(,"events":)" + std::to_string(summary.events) +
-        R"(,"distinctActions":)" + std::to_string(summary.distinctActions) + R"(,"duplicates":)" +
-        std::to_string(summary.events - summary.distinctActions) + R"(,"eventsBySchema":{)";
-    for (const auto& [schema, events] : summary.eventsBySchema) {
-        if (json.back() != '{') json += ',';
-        appendJSONString(json, schema);
-        json += ':' + std::to_string(events);
-    }
-    return Answer::json(json + "}}");
-}
-
-HttpResponse Services::keep(const HttpRequest& request, Answer answer) {
-    if (!isQuery(request)) {
-        store_.addRequest(request, answer.response.status, answer.reason);
-        if (options_.log) {
-            const std::string& remark = answer.reason.empty() ? answer.remark : answer.reason;
-            options_.log(request.method + " " + request.target + " " +
-                         std::to_string(answer.response.status) +
-                         (remark.empty() ? "" : "  " + remark));
-        }
-    }
-    return std::move(answer.response);
+void Services::keep(const HttpRequest& request, const Answer& answer, const std::string& fault) {
+    store_.addRequest(request,
+                      {.status = answer.response.status, .reason = answer.reason, .fault = fault});
 }
 
 }  // namespace zentara::collector

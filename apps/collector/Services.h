@@ -1,54 +1,74 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "collector/ArrivalCheck.h"
 #include "collector/EventRecorder.h"
-#include "collector/HttpMessage.h"
+#include "collector/Exchange.h"
+#include "collector/Faults.h"
+#include "collector/SchemaCatalogue.h"
 #include "collector/Store.h"
 
 namespace zentara::collector {
 
-/// The collector's services, request in and response out, without a network.
+/// What happened to a request to one of the services.
+struct RequestReport {
+    const HttpRequest& request;
+    int status = 0;      ///< 0 when no answer goes out
+    std::string reason;  ///< why it was refused; empty when it was not
+    std::string fault;   ///< what went wrong on purpose; empty when nothing did
+
+    // What was stored; the three lists are as long as each other.
+    std::vector<Action> actions;
+    std::vector<std::vector<Finding>> findings;
+    std::vector<Store::Arrival> arrivals;
+};
+
+/// The services that the library speaks to, request in and delivery out, without a network.
 ///
-///     GET    /schemas              the schemas table
-///     GET    /id                   an anonymous identity; renewed when the cookie qvn_uid names
-///     one POST   /event                takes an envelope GET    /received/summary     counts GET
-///     /received/events      events with the facts of their envelope; ?schema= GET
-///     /received/envelopes   envelopes as posted GET    /received/requests    requests, except
-///     those for /received itself DELETE /received             forgets all of it
+///     GET  /schemas   the table of all schemas
+///     GET  /id        an anonymous identity; renewed when the cookie qvn_uid names one
+///     POST /event     takes an envelope
 ///
-/// The three lists take ?offset= and ?limit=. Whatever is refused is answered with a 4xx status
-/// and {"error": reason}. Any thread.
+/// Every request is kept in the store before its answer is given, with the fault that it met.
+/// Whatever is refused is answered with a 4xx status and {"error": reason}. Any thread.
 class Services {
   public:
     struct Options {
-        std::string schemasTable = "{}";       ///< answered by /schemas as it is
-        EventRecorder* recorder = nullptr;     ///< outlives the services
-        std::function<void(std::string)> log;  ///< gets a line for each request kept
+        EventRecorder* recorder = nullptr;                  ///< outlives the services
+        std::function<void(const RequestReport&)> report;   ///< on the thread of the request
+        std::function<void(const std::string&)> complaint;  ///< something is wrong with the program
     };
 
-    /// `store` outlives the services.
-    Services(Store& store, Options options);
+    /// The references outlive the services.
+    Services(Store& store, SchemaCatalogue& catalogue, Faults& faults, Options options);
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
 
-    [[nodiscard]] HttpResponse answer(const HttpRequest& request);
+    /// The service at `path`; nothing when there is none.
+    [[nodiscard]] static std::optional<Service> at(std::string_view path);
 
-    /// The answer to a request that did not get as far as a service, for example because it is
-    /// too large. It is kept like the others.
+    [[nodiscard]] Delivery answer(Service service, const HttpRequest& request);
+
+    /// The answer to a request that reaches no service.
     [[nodiscard]] HttpResponse refuse(const HttpRequest& request, int status,
                                       const std::string& reason);
 
   private:
     struct Answer;
 
-    [[nodiscard]] Answer route(const HttpRequest& request);
-    [[nodiscard]] Answer acceptEnvelope(const HttpRequest& request);
-    [[nodiscard]] Answer showSummary() const;
-    [[nodiscard]] HttpResponse keep(const HttpRequest& request, Answer answer);
+    [[nodiscard]] Answer route(Service service, const HttpRequest& request,
+                               const std::optional<Fault>& fault);
+    [[nodiscard]] Answer acceptEnvelope(const HttpRequest& request,
+                                        const std::optional<Fault>& fault);
+    void keep(const HttpRequest& request, const Answer& answer, const std::string& fault);
 
     Store& store_;
+    SchemaCatalogue& catalogue_;
+    Faults& faults_;
     const Options options_;
 };
 

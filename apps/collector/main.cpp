@@ -1,77 +1,32 @@
 #include <pthread.h>
-#include <unistd.h>
 
-#include <CLI/CLI.hpp>
-#include <array>
-#include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
+#include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
 
 #include "collector/EventRecorder.h"
-#include "collector/SchemaFolder.h"
-#include "collector/Server.h"
+#include "collector/Faults.h"
+#include "collector/Front.h"
+#include "collector/HttpServer.h"
+#include "collector/LocalAuthority.h"
+#include "collector/Options.h"
+#include "collector/QueryInterface.h"
+#include "collector/SchemaCatalogue.h"
 #include "collector/Services.h"
 #include "collector/Store.h"
+#include "collector/TerminalLog.h"
 
 namespace {
 
 using namespace zentara::collector;
 
-constexpr int exitFailure = 1;
-constexpr int exitUsage = 2;
-
-struct Options {
-    int port = 8080;
-    std::string schemas;
-    std::string record;
-    bool quiet = false;
-};
-
-constexpr const char* description =
-    "A collector and schemas service for development and tests, on this machine only.";
-
-constexpr const char* details = R"(Services:
-  GET    /schemas             the table of all schemas, keyed "{id}-{version}"
-  GET    /id                  an anonymous identity; the cookie qvn_uid renews it
-  POST   /event               takes an envelope; 400, 415 or 422 tell what is wrong with it
-What was received:
-  GET    /received/summary    counts: envelopes, events, distinct actions, duplicates, schemas
-  GET    /received/events     events with the facts of their envelope (?schema=ID-VERSION)
-  GET    /received/envelopes  envelopes as posted, with the request's headers
-  GET    /received/requests   requests to the services above
-  DELETE /received            forgets all of it
-The lists take ?offset=N and ?limit=N. Bodies have at most 16 MiB.
-
-Everything is kept in memory until the end: all envelopes and events, and the latest 100000
-requests. The first line on standard output is "listening http://127.0.0.1:PORT"; requests are
-logged on standard error. SIGTERM or SIGINT ends the program with exit code 0; it ends with 1 when
-the port or a file cannot be had, and with 2 when the command line is not understood.
-
-Example: zentara-collector --schemas examples/schemas --record received.jsonl)";
-
-void logLine(const std::string& message) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    std::array<char, 16> clock{};
-    std::strftime(clock.data(), clock.size(), "%H:%M:%S", &local);
-    const std::string line = std::string(clock.data()) + " " + message + "\n";
-    std::fwrite(line.data(), 1, line.size(), stderr);
-}
-
-std::string schemasTable(const std::string& folder) {
-    if (folder.empty()) return "{}";
-    SchemaTable table = readSchemaFolder(folder);
-    for (const auto& problem : table.problems) {
-        std::cerr << "zentara-collector: schema left out: " << problem << '\n';
-    }
-    return std::move(table.json);
+void complain(const std::string& message) {
+    std::fputs(("zentara-collector: " + message + "\n").c_str(), stderr);
 }
 
 /// Blocks the signals that end the program, here and in the threads started from now on.
@@ -84,59 +39,99 @@ sigset_t blockEndSignals() {
     return signals;
 }
 
+std::filesystem::path dataFolder(const Options& options) {
+    if (!options.data.empty()) return options.data;
+    const char* data = std::getenv("XDG_DATA_HOME");
+    if (data != nullptr && *data == '/') return std::filesystem::path(data) / "zentara-collector";
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && *home == '/') {
+        return std::filesystem::path(home) / ".local/share/zentara-collector";
+    }
+    throw std::runtime_error(
+        "there is no home directory to keep the certificate authority in; name a folder with "
+        "--data, or serve HTTP only with --no-https");
+}
+
+template <typename Text>
+std::optional<Text> given(const std::string& text) {
+    return text.empty() ? std::nullopt : std::optional<Text>(text);
+}
+
+std::string inURL(const std::string& host) {
+    return host.find(':') == std::string::npos ? host : "[" + host + "]";
+}
+
+/// Starts to listen; then tells where, on standard output for programs and on standard error for
+/// people.
+void listen(HttpServer& server, const Options& options) {
+    const std::string host = inURL(options.host) + ":";
+    const std::string page =
+        "http://" + host + std::to_string(server.listen(options.host, options.port));
+    std::string lines = "listening " + page + "\n";
+    std::string trust;
+    if (options.https) {
+        const LocalAuthority authority(dataFolder(options));
+        const int port =
+            server.listen(options.host, options.httpsPort, authority.issue({options.host}));
+        const std::string file = authority.certificateFile().string();
+        lines += "listening https://" + host + std::to_string(port) + "\nauthority " + file + "\n";
+        if (authority.isNew()) {
+            trust = "made a certificate authority; to trust it on this machine: sudo cp " + file +
+                    " /usr/local/share/ca-certificates/zentara-collector.crt && sudo "
+                    "update-ca-certificates";
+        }
+    }
+    std::cout << lines << std::flush;
+    if (!trust.empty()) complain(trust);
+    if (!options.quiet) complain("the page is at " + page + "/");
+}
+
 int serve(const Options& options) {
     const sigset_t endSignals = blockEndSignals();
+    // Who reads the log may leave; the events go on.
+    std::signal(SIGPIPE, SIG_IGN);
 
-    Store store;
+    Store store(given<std::filesystem::path>(options.database));
+    SchemaCatalogue catalogue(given<std::filesystem::path>(options.schemas),
+                              [](const auto& line) { complain("schema left out: " + line); });
+    Faults faults;
+    for (const auto& [service, fault] : options.faults)
+        faults.set(service, fault);
     std::optional<EventRecorder> recorder;
     if (!options.record.empty()) recorder.emplace(options.record);
-    Services services(store, {.schemasTable = schemasTable(options.schemas),
-                              .recorder = recorder ? &*recorder : nullptr,
-                              .log = options.quiet ? nullptr : logLine});
 
-    std::atomic<bool> broken = false;
-    Server server(services);
-    const int port = server.start(options.port, [&broken] {
-        broken = true;
-        kill(getpid(), SIGTERM);
-    });
-    std::cout << "listening http://127.0.0.1:" << port << std::endl;
+    Services::Options wishes;
+    wishes.recorder = recorder ? &*recorder : nullptr;
+    wishes.complaint = complain;
+    if (!options.quiet) {
+        wishes.report = [style = TerminalLog::styleFor(stderr)](const RequestReport& report) {
+            const std::string lines = TerminalLog::lines(report, style);
+            std::fwrite(lines.data(), 1, lines.size(), stderr);
+        };
+    }
+    Services services(store, catalogue, faults, std::move(wishes));
+    QueryInterface queries(store, faults);
+    store.onChange([&queries] { queries.notify(); });
+    Front front(services, queries, faults);
+    HttpServer server(front);
+    listen(server, options);
 
     int signal = 0;
     sigwait(&endSignals, &signal);
+    queries.stop();
     server.stop();
-    if (broken) std::cerr << "zentara-collector: the listening socket broke\n";
-    return broken ? exitFailure : 0;
+    return exitStopped;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    CLI::App app(description, "zentara-collector");
-    app.footer(details);
-    app.add_option("--port", options.port, "The port to listen on; 0 for a free one")
-        ->type_name("PORT")
-        ->check(CLI::Range(0, 65535).description(""))
-        ->capture_default_str();
-    app.add_option("--schemas", options.schemas,
-                   "A folder of files {id}-{version}.json, the schemas to serve")
-        ->type_name("DIR")
-        ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
-    app.add_option("--record", options.record,
-                   "Append each received event to this file, as a JSON line")
-        ->type_name("FILE");
-    app.add_flag("--quiet", options.quiet, "Do not log requests");
+    const ParsedOptions parsed = parseOptions(argc, argv);
+    if (!parsed.options) return parsed.exitCode;
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : exitUsage;
-    }
-
-    try {
-        return serve(options);
+        return serve(*parsed.options);
     } catch (const std::exception& error) {
-        std::cerr << "zentara-collector: " << error.what() << '\n';
+        complain(error.what());
         return exitFailure;
     }
 }

@@ -25,6 +25,8 @@ class ChildProcess {
     /// All that is left of its output, read to its end.
     [[nodiscard]] std::vector<std::string> readLines();
 
+    [[nodiscard]] pid_t id() const { return process_; }
+
     void signal(int number) const;
 
     /// Its exit code, or minus the number of the signal that ended it.

@@ -5,6 +5,7 @@
 #include <boost/json/parse.hpp>
 
 #include "apps/collector/Samples.h"
+#include "apps/collector/SchemaFolder.h"
 
 namespace zentara::collector {
 namespace {
@@ -13,85 +14,122 @@ using testing::HasSubstr;
 
 class ServicesTest : public testing::Test {
   protected:
-    boost::json::value get(const std::string& path, NamedTexts query = {},
-                           const std::string& cookie = "") {
-        auto request = samples::request("GET", path);
-        request.query = std::move(query);
-        if (!cookie.empty()) request.headers.emplace_back("Cookie", cookie);
-        return boost::json::parse(services.answer(request).body);
+    Delivery post(const std::string& body) {
+        return services.answer(Service::event, samples::request("POST", "/event", body));
     }
 
+    boost::json::value identity(const std::string& cookie = "") {
+        auto request = samples::request("GET", "/id");
+        if (!cookie.empty()) request.headers.emplace_back("Cookie", cookie);
+        return boost::json::parse(services.answer(Service::id, request).response.body);
+    }
+
+    const SchemaFolder folder_{
+        {"a-1", R"({"properties":{"price":{"type":"number","minimum":1}}})"}};
     Store store;
-    Services services{store, {.schemasTable = R"({"a-1":{}})", .recorder = nullptr, .log = {}}};
+    SchemaCatalogue catalogue{folder_.path()};
+    Faults faults;
+    Services services{store,
+                      catalogue,
+                      faults,
+                      {.recorder = nullptr,
+                       .report = [this](const auto& report) { statuses.push_back(report.status); },
+                       .complaint = {}}};
+    std::vector<int> statuses;
 };
 
-TEST_F(ServicesTest, RefusalsNameStatusAndReasonAndStoreNothing) {
+TEST_F(ServicesTest, RefusalsNameStatusAndReasonAndStoreNoEvent) {
     const auto good = samples::envelope(samples::action("a", "u1"));
     auto wrongType = samples::request("POST", "/event", good);
     wrongType.headers = {{"Content-Type", "text/plain"}};
     const struct {
+        Service service;
         HttpRequest request;
         int status;
         const char* reason;
     } cases[] = {
-        {samples::request("GET", "/nothing"), 404, "there is nothing at /nothing"},
-        {samples::request("GET", "/event"), 405, "/event takes POST, not GET"},
-        {samples::request("GET", "/received"), 405, "/received takes DELETE, not GET"},
-        {samples::request("POST", "/event", "{"), 400, "the body is not JSON"},
-        {samples::request("POST", "/event", "{}"), 422, "\"zentaraClientUUID\" is missing"},
-        {wrongType, 415, "application/json"},
+        {Service::event, samples::request("GET", "/event"), 405, "/event takes POST, not GET"},
+        {Service::id, samples::request("POST", "/id", "x"), 405, "/id takes GET, not POST"},
+        {Service::event, samples::request("POST", "/event", "{"), 400, "the body is not JSON"},
+        {Service::event, samples::request("POST", "/event", "{}"), 422,
+         "\"zentaraClientUUID\" is missing"},
+        {Service::event, wrongType, 415, "application/json"},
     };
     for (const auto& each : cases) {
-        const auto response = services.answer(each.request);
+        const auto response = services.answer(each.service, each.request).response;
         EXPECT_EQ(response.status, each.status);
         EXPECT_THAT(std::string(boost::json::parse(response.body).at("error").as_string()),
                     HasSubstr(each.reason));
     }
     EXPECT_EQ(store.summary().envelopes, 0U);
-    EXPECT_EQ(store.summary().events, 0U);
-    EXPECT_EQ(store.summary().requests, 5U) << "all but the one for /received";
+    EXPECT_EQ(store.summary().requests, std::size(cases));
+    EXPECT_THAT(statuses, testing::ElementsAre(405, 405, 400, 422, 415));
 }
 
 TEST_F(ServicesTest, AnIdentityIsRenewedByItsCookieAndOthersAreNot) {
-    const auto first = get("/id");
-    const auto second = get("/id");
+    const auto first = identity();
+    const auto second = identity();
     EXPECT_NE(first.at("qvn_uid"), second.at("qvn_uid"));
+    EXPECT_NE(first.at("qvn_uid_public"), second.at("qvn_uid_public"));
 
     const std::string uid(first.at("qvn_uid").as_string());
-    const auto renewed = get("/id", {}, "other=1;qvn_uid=" + uid + ";");
+    const auto renewed = identity("other=1;qvn_uid=" + uid + ";");
     EXPECT_EQ(renewed.at("qvn_uid"), first.at("qvn_uid"));
     EXPECT_EQ(renewed.at("qvn_uid_public"), first.at("qvn_uid_public"));
     EXPECT_FALSE(renewed.at("hsid").as_string().empty());
-    EXPECT_NE(first.at("qvn_uid_public"), second.at("qvn_uid_public"));
 
-    EXPECT_NE(get("/id", {}, "qvn_uid=<script>").at("qvn_uid"), "<script>");
+    EXPECT_NE(identity("qvn_uid=<script>").at("qvn_uid"), "<script>");
 }
 
-TEST_F(ServicesTest, ReceivedEventsCanBeAskedForAndForgotten) {
-    const auto response = services.answer(samples::request(
-        "POST", "/event",
-        samples::envelope(samples::action("a", "u1") + "," + samples::action("b", "u2"))));
-    EXPECT_EQ(response.body, R"({"received":2})");
-
-    const auto events = get("/received/events", {{"schema", "b-1"}});
-    EXPECT_EQ(events.at("total"), 1);
-    EXPECT_EQ(events.at("events").at(0).at("actionUUID"), "u2");
-    EXPECT_EQ(get("/received/summary"),
-              boost::json::parse(R"({"requests":1,"envelopes":1,"events":2,"distinctActions":2,
-                                     "duplicates":0,"eventsBySchema":{"a-1":1,"b-1":1}})"));
-    EXPECT_EQ(get("/received/requests").at("requests").at(0).at("target"), "/event");
-
-    EXPECT_EQ(services.answer(samples::request("DELETE", "/received")).status, 200);
-    EXPECT_EQ(get("/received/events").at("events").as_array().size(), 0U);
+TEST_F(ServicesTest, AnEventIsStoredWithTheVerdictOfItsSchema) {
+    auto bad = samples::action("a", "u2");
+    bad.replace(bad.find("5.0"), 3, "0.5");
+    const auto answer = post(samples::envelope(samples::action("a", "u1") + "," + bad + "," +
+                                               samples::action("unknown", "u3")));
+    EXPECT_EQ(answer.response.body, R"({"received":3})");
+    EXPECT_EQ(store.summary().good, 1U);
+    const auto event = boost::json::parse(store.event("u2").value()).at("event");
+    EXPECT_EQ(event.at("good"), false);
+    EXPECT_EQ(event.at("messages").at(0).at("path"), "/price");
 }
 
-TEST_F(ServicesTest, AQueryThatIsNotUnderstoodIsRefused) {
-    const NamedTexts queries{
-        {"limit", "-1"}, {"limit", ""}, {"offset", "1x"}, {"schema", "a-1"}, {"color", "red"}};
-    for (const auto& [name, value] : queries) {
-        auto request = samples::request("GET", "/received/envelopes");
-        request.query = {{name, value}};
-        EXPECT_EQ(services.answer(request).status, 400) << name << '=' << value;
+TEST_F(ServicesTest, AFaultDecidesWhatIsStoredAndWhatIsSeen) {
+    using Answer = Fault::Answer;
+    const struct {
+        Answer answer;
+        bool stores;
+        Manner manner;
+        int status;  // as it is recorded; 0 when the client sees none
+    } cases[] = {
+        {Answer::normal, true, Manner::whole, 200},
+        {Answer::status, false, Manner::whole, 503},
+        {Answer::none, false, Manner::none, 0},
+        {Answer::dropped, false, Manner::dropped, 0},
+        {Answer::lost, true, Manner::dropped, 0},
+        {Answer::truncated, true, Manner::truncated, 200},
+        {Answer::garbage, true, Manner::whole, 200},
+        {Answer::notHTTP, true, Manner::garbage, 0},
+    };
+    int number = 0;
+    for (const auto& each : cases) {
+        SCOPED_TRACE(++number);
+        store.reset();
+        Fault fault;
+        fault.answer = each.answer;
+        fault.latency = 7;
+        faults.set(Service::event, fault);
+        const auto delivery = post(samples::envelope(samples::action("a", "u1")));
+        EXPECT_EQ(delivery.manner, each.manner);
+        EXPECT_EQ(delivery.delay, std::chrono::milliseconds(7));
+        EXPECT_EQ(store.summary().events, each.stores ? 1U : 0U);
+        if (each.answer == Answer::garbage) {
+            boost::json::error_code error;
+            (void)boost::json::parse(delivery.response.body, error);
+            EXPECT_TRUE(error);
+        }
+        const auto recorded = boost::json::parse(store.requests({true, 0, {}}).records.at(0));
+        EXPECT_EQ(recorded.at("status"), each.status);
+        EXPECT_EQ(recorded.at("storedEvents"), each.stores ? 1 : 0);
     }
 }
 

@@ -1,4 +1,4 @@
-// Part of every program with the collector in it that the thread sanitizer watches.
+// Part of every test program that the thread sanitizer watches.
 //
 // The HTTP library of the distribution is not compiled for the sanitizer, which then takes the
 // library's guarded static objects for races. What the library itself does is not looked at; the

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "collector/Exchange.h"
+#include "collector/Faults.h"
+#include "collector/QueryInterface.h"
+#include "collector/Services.h"
+
+namespace zentara::collector {
+
+/// Sends each request to where it belongs: the services, the query interface, or the files of the
+/// page. The services' faults act here, on nothing else.
+class Front final : public HttpHandler {
+  public:
+    /// The references outlive it.
+    Front(Services& services, QueryInterface& queries, const Faults& faults)
+        : services_(services), queries_(queries), faults_(faults) {}
+
+    [[nodiscard]] std::optional<std::size_t> readingPace(const HttpRequest& head) override;
+    void handle(std::shared_ptr<Exchange> exchange) override;
+    [[nodiscard]] HttpResponse refuse(const HttpRequest& request, int status,
+                                      const std::string& reason) override;
+
+  private:
+    Services& services_;
+    QueryInterface& queries_;
+    const Faults& faults_;
+};
+
+}  // namespace zentara::collector

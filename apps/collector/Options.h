@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "collector/Faults.h"
+
+namespace zentara::collector {
+
+/// The exit codes of the program.
+enum ExitCode : int {
+    exitStopped = 0,  ///< ended by SIGTERM or SIGINT
+    exitFailure = 1,  ///< a port, a file or the data folder cannot be had
+    exitUsage = 2,    ///< the command line is not understood
+};
+
+/// What the command line asks for.
+struct Options {
+    std::string host = "127.0.0.1";
+    int port = 8080;       ///< 0 for a free one
+    int httpsPort = 8443;  ///< 0 for a free one
+    bool https = true;
+    std::string data;      ///< folder of the certificate authority; empty for the user's
+    std::string database;  ///< empty to keep everything in memory
+    std::string schemas;   ///< empty for no schemas
+    std::string record;    ///< empty for none
+    std::vector<std::pair<Service, Fault>> faults;
+    bool quiet = false;
+};
+
+/// The options, or the code to exit with at once; what there is to say is then already said.
+struct ParsedOptions {
+    std::optional<Options> options;
+    int exitCode = exitStopped;
+};
+
+[[nodiscard]] ParsedOptions parseOptions(int argc, const char* const* argv);
+
+/// Whether only programs on this machine can reach `host`: an address of the loopback range, or
+/// "localhost".
+[[nodiscard]] bool isLoopback(const std::string& host);
+
+}  // namespace zentara::collector

@@ -1,0 +1,287 @@
+#include "collector/QueryInterface.h"
+
+#include <boost/json/parse.hpp>
+
+#include <optional>
+#include <utility>
+#include <variant>
+
+#include "collector/EventFilter.h"
+#include "collector/FaultText.h"
+#include "collector/JSONText.h"
+#include "collector/Refusal.h"
+
+namespace zentara::collector {
+
+namespace {
+
+constexpr std::string_view receivedPath = "/received";
+constexpr std::string_view faultsPath = "/faults";
+
+constexpr std::size_t longestWait = 600'000;                      // milliseconds
+constexpr std::size_t longestBucket = 366ULL * 24 * 3600 * 1000;  // milliseconds
+
+/// What is behind `root` in `path`: "" at the root itself, "summary" for "/received/summary".
+/// Nothing when the path is not of the root.
+std::optional<std::string_view> below(std::string_view path, std::string_view root) {
+    if (path == root) return "";
+    if (!path.starts_with(root) || path[root.size()] != '/') return std::nullopt;
+    return path.substr(root.size() + 1);
+}
+
+HttpResponse json(std::string body) {
+    HttpResponse response;
+    response.body = std::move(body);
+    return response;
+}
+
+void appendMember(std::string& text, std::string_view name, std::string_view json) {
+    if (text.back() != '{') text += ',';
+    appendJSONString(text, name);
+    text.append(":").append(json);
+}
+
+template <typename Number>
+requires std::is_integral_v<Number>
+void appendMember(std::string& text, std::string_view name, Number number) {
+    appendMember(text, name, std::to_string(number));
+}
+
+void appendText(std::string& text, std::string_view name, std::string_view value) {
+    std::string json;
+    appendJSONString(json, value);
+    appendMember(text, name, json);
+}
+
+void appendCounts(std::string& text, std::string_view name,
+                  const std::map<std::string, std::uint64_t>& counts) {
+    std::string json = "{";
+    for (const auto& [key, count] : counts)
+        appendMember(json, key, count);
+    appendMember(text, name, json + "}");
+}
+
+std::string listed(std::string_view name, const Store::Page& page, std::size_t offset) {
+    std::string text = "{";
+    appendMember(text, "total", page.total);
+    appendMember(text, "offset", offset);
+    appendMember(text, name, "");
+    appendJSONList(text, page.records);
+    return text + "}";
+}
+
+std::string gapsText(const std::vector<Gap>& gaps, std::uint64_t missing) {
+    std::vector<std::string> records;
+    records.reserve(gaps.size());
+    for (const Gap& gap : gaps) {
+        std::string& record = records.emplace_back("{");
+        appendText(record, "context", gap.context);
+        appendText(record, "clientUUID", gap.clientUUID);
+        appendMember(record, "from", gap.from);
+        appendMember(record, "to", gap.to);
+        appendMember(record, "count", gap.count);
+        record += '}';
+    }
+    std::string text = "{";
+    appendMember(text, "missing", missing);
+    appendMember(text, "gaps", "");
+    appendJSONList(text, records);
+    return text + "}";
+}
+
+std::string timelineText(const Store::Timeline& timeline) {
+    std::vector<std::string> records;
+    records.reserve(timeline.buckets.size());
+    for (const auto& bucket : timeline.buckets) {
+        std::string& record = records.emplace_back("{");
+        appendMember(record, "start", bucket.start);
+        appendMember(record, "good", bucket.good);
+        appendMember(record, "bad", bucket.bad);
+        record += '}';
+    }
+    std::string text = "{";
+    appendMember(text, "width", timeline.width);
+    appendMember(text, "buckets", "");
+    appendJSONList(text, records);
+    return text + "}";
+}
+
+/// Hands each parameter of the request to `take`, which tells whether there is one of that name.
+template <typename Take>
+void readParameters(const HttpRequest& request, Take take) {
+    for (const auto& [name, value] : request.query) {
+        if (!take(name, value)) {
+            throw ParameterError(request.path + " does not know the parameter " + name);
+        }
+    }
+}
+
+struct PagePart {
+    std::size_t offset = 0;
+    std::optional<std::size_t> limit;
+
+    [[nodiscard]] bool take(std::string_view name, std::string_view value) {
+        if (name == "offset") {
+            offset = readCount(name, value);
+        } else if (name == "limit") {
+            limit = readCount(name, value);
+        } else {
+            return false;
+        }
+        return true;
+    }
+};
+
+std::string answerEvents(const Store& store, const HttpRequest& request) {
+    EventQuery query;
+    readParameters(request,
+                   [&](const auto& name, const auto& value) { return query.take(name, value); });
+    return listed("events", store.events(query), query.offset);
+}
+
+std::string answerEnvelopes(const Store& store, const HttpRequest& request) {
+    PagePart part;
+    readParameters(request,
+                   [&](const auto& name, const auto& value) { return part.take(name, value); });
+    return listed("envelopes", store.envelopes(part.offset, part.limit), part.offset);
+}
+
+std::string answerRequests(const Store& store, const HttpRequest& request) {
+    PagePart part;
+    EventFilter flags;  // of which "duplicate" has the values that "fault" takes here
+    readParameters(request, [&](const auto& name, const auto& value) {
+        if (name != "fault") return part.take(name, value);
+        return flags.take("duplicate", value);
+    });
+    return listed("requests", store.requests({flags.duplicate, part.offset, part.limit}),
+                  part.offset);
+}
+
+std::string answerTimeline(const Store& store, const HttpRequest& request) {
+    EventFilter filter;
+    std::optional<std::int64_t> width;
+    readParameters(request, [&](const auto& name, const auto& value) {
+        if (name != "width") return filter.take(name, value);
+        const std::size_t wanted = readCount(name, value);
+        if (wanted == 0 || wanted > longestBucket) {
+            throw ParameterError("width is a number of milliseconds from 1 to " +
+                                 std::to_string(longestBucket));
+        }
+        width = static_cast<std::int64_t>(wanted);
+        return true;
+    });
+    return timelineText(store.timeline(filter, width));
+}
+
+}  // namespace
+
+QueryInterface::QueryInterface(Store& store, Faults& faults)
+    : store_(store), faults_(faults), watch_(store, [this] { return summary(); }) {}
+
+bool QueryInterface::owns(std::string_view path) {
+    return below(path, receivedPath) || below(path, faultsPath);
+}
+
+void QueryInterface::handle(const std::shared_ptr<Exchange>& exchange) {
+    const HttpRequest& request = exchange->request();
+    try {
+        if (request.path == "/received/wait" && isReading(request)) {
+            wait(exchange);
+        } else if (request.path == "/received/stream" && isReading(request)) {
+            watch_.follow(exchange);
+        } else {
+            exchange->deliver({answer(request)});
+        }
+    } catch (const ParameterError& error) {
+        exchange->deliver({refusal(400, error.what())});
+    } catch (const StoreError& error) {
+        exchange->deliver({refusal(500, error.what())});
+    }
+}
+
+HttpResponse QueryInterface::answer(const HttpRequest& request) {
+    if (const auto service = below(request.path, faultsPath)) {
+        return answerFaults(request, *service);
+    }
+    const std::string_view what = below(request.path, receivedPath).value_or("");
+    if (what.empty()) {
+        if (request.method != "DELETE") return wrongMethod(request, "DELETE");
+        store_.reset();
+        return json("{}");
+    }
+    if (!isReading(request)) return wrongMethod(request, "GET");
+    if (what == "summary") return json(summary());
+    if (what == "events") return json(answerEvents(store_, request));
+    if (what == "envelopes") return json(answerEnvelopes(store_, request));
+    if (what == "requests") return json(answerRequests(store_, request));
+    if (what == "timeline") return json(answerTimeline(store_, request));
+    if (what == "gaps") return json(gapsText(store_.gaps(), store_.summary().missing));
+    if (const auto uuid = below(what, "events")) {
+        auto event = store_.event(*uuid);
+        if (event) return json(std::move(*event));
+        return refusal(404, "no event has the action UUID " + std::string(*uuid));
+    }
+    return refusal(404, "there is nothing at " + request.path);
+}
+
+HttpResponse QueryInterface::answerFaults(const HttpRequest& request, std::string_view service) {
+    const auto services = servicesNamed(service.empty() ? "all" : service);
+    if (services.empty()) {
+        return refusal(404, "there is no service " + std::string(service));
+    }
+    if (service.empty() && isReading(request)) return json(faultsText(faults_));
+    if (request.method == "DELETE") {
+        for (const Service each : services)
+            faults_.clear(each);
+    } else if (!service.empty() && request.method == "PUT") {
+        const auto read = readFault(request.body);
+        if (const auto* reason = std::get_if<std::string>(&read)) return refusal(400, *reason);
+        for (const Service each : services)
+            faults_.set(each, std::get<Fault>(read));
+    } else {
+        return wrongMethod(request, service.empty() ? "GET, DELETE" : "PUT, DELETE");
+    }
+    watch_.notify();
+    return json(faultsText(faults_));
+}
+
+void QueryInterface::wait(const std::shared_ptr<Exchange>& exchange) {
+    Watch::Wait wait;
+    wait.filter.good = true;
+    readParameters(exchange->request(), [&](const auto& name, const auto& value) {
+        if (name == "count") {
+            wait.count = readCount(name, value);
+        } else if (name == "timeout") {
+            const std::size_t timeout = readCount(name, value);
+            if (timeout > longestWait) {
+                throw ParameterError("timeout is a number of milliseconds up to " +
+                                     std::to_string(longestWait));
+            }
+            wait.timeout = std::chrono::milliseconds(timeout);
+        } else {
+            return wait.filter.take(name, value);
+        }
+        return true;
+    });
+    watch_.wait(exchange, std::move(wait));
+}
+
+std::string QueryInterface::summary() const {
+    const Store::Summary counts = store_.summary();
+    std::string text = "{";
+    appendMember(text, "requests", counts.requests);
+    appendMember(text, "envelopes", counts.envelopes);
+    appendMember(text, "events", counts.events);
+    appendMember(text, "good", counts.good);
+    appendMember(text, "bad", counts.bad);
+    appendMember(text, "distinctActions", counts.distinctActions);
+    appendMember(text, "duplicates", counts.duplicates);
+    appendMember(text, "missing", counts.missing);
+    appendMember(text, "lastNumber", counts.lastNumber);
+    appendCounts(text, "eventsBySchema", counts.eventsBySchema);
+    appendCounts(text, "badBySchema", counts.badBySchema);
+    appendCounts(text, "faults", counts.faults);
+    return text + "}";
+}
+
+}  // namespace zentara::collector

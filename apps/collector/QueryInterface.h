@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "collector/Exchange.h"
+#include "collector/Faults.h"
+#include "collector/Store.h"
+#include "collector/Watch.h"
+
+namespace zentara::collector {
+
+/// What was received and which faults are on, as JSON over HTTP, for tests, scripts and the page.
+/// docs/collector.md describes it. What is not understood is answered with a 4xx status and
+/// {"error": reason}. Any thread.
+class QueryInterface {
+  public:
+    /// The references outlive the query interface.
+    QueryInterface(Store& store, Faults& faults);
+    QueryInterface(const QueryInterface&) = delete;
+    QueryInterface& operator=(const QueryInterface&) = delete;
+
+    /// Whether `path` belongs to it.
+    [[nodiscard]] static bool owns(std::string_view path);
+
+    void handle(const std::shared_ptr<Exchange>& exchange);
+
+    /// Something was received. Any thread; quick.
+    void notify() { watch_.notify(); }
+
+    /// Answers those who wait for events, and takes no more of them.
+    void stop() { watch_.stop(); }
+
+  private:
+    [[nodiscard]] HttpResponse answer(const HttpRequest& request);
+    [[nodiscard]] HttpResponse answerFaults(const HttpRequest& request, std::string_view service);
+    void wait(const std::shared_ptr<Exchange>& exchange);
+    [[nodiscard]] std::string summary() const;
+
+    Store& store_;
+    Faults& faults_;
+    Watch watch_;
+};
+
+}  // namespace zentara::collector

@@ -1,0 +1,27 @@
+#include "collector/Refusal.h"
+
+#include "collector/JSONText.h"
+
+namespace zentara::collector {
+
+HttpResponse refusal(int status, std::string_view reason) {
+    HttpResponse response;
+    response.status = status;
+    response.body = R"({"error":)";
+    appendJSONString(response.body, reason);
+    response.body += '}';
+    return response;
+}
+
+HttpResponse wrongMethod(const HttpRequest& request, const std::string& allowed) {
+    HttpResponse response =
+        refusal(405, request.path + " takes " + allowed + ", not " + request.method);
+    response.headers.emplace_back("Allow", allowed);
+    return response;
+}
+
+bool isReading(const HttpRequest& request) {
+    return request.method == "GET" || request.method == "HEAD";
+}
+
+}  // namespace zentara::collector

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
+#include "collector/Services.h"
+
+namespace zentara::collector {
+
+/// Shows what arrives, one line for each event and for each other request. What events hold is
+/// hostile text: no control character of it reaches the terminal. Any thread.
+class TerminalLog {
+  public:
+    struct Style {
+        bool color = false;
+        std::size_t columns = 0;  ///< longer lines are cut; 0 for no limit
+    };
+
+    /// The style that suits `stream`: color and cut lines on a terminal only, and no color where
+    /// the user does not want any (NO_COLOR).
+    [[nodiscard]] static Style styleFor(std::FILE* stream);
+
+    /// The lines for `report`, each with its end of line.
+    [[nodiscard]] static std::string lines(const RequestReport& report, const Style& style);
+};
+
+}  // namespace zentara::collector

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <boost/json/object.hpp>
+#include <boost/json/value.hpp>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zentara::collector {
+
+/// The collector cannot be reached, or does not answer as it should.
+class CollectorError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What a test expected of the events is not so. The text tells what was asked for and what arrived
+/// instead.
+class ExpectationError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Which events a question is about; every member that is set must hold. Made for designated
+/// initialisers: {.schema = "page-view-1", .text = "Home"}.
+struct EventSelection {
+    enum class Verdict { good, bad, any };
+
+    std::optional<std::string> schema = {};   ///< "{id}-{version}"
+    std::optional<std::string> user = {};     ///< the user's token
+    std::optional<std::string> tenant = {};   ///< of the envelope
+    std::optional<std::string> context = {};  ///< the client's context id
+    std::optional<std::string> client = {};   ///< the client's UUID
+    std::optional<std::string> text = {};     ///< anywhere in the event's JSON text
+    std::optional<std::int64_t> since = {};   ///< received then or later, milliseconds since 1970
+    std::optional<std::int64_t> after = {};   ///< with a larger number
+    std::optional<bool> duplicate = {};
+    Verdict verdict = Verdict::good;  ///< of the check against the schema on arrival
+};
+
+/// The counts of everything received.
+struct CollectorSummary {
+    std::size_t requests = 0;
+    std::size_t envelopes = 0;
+    std::size_t events = 0;
+    std::size_t good = 0;
+    std::size_t bad = 0;
+    std::size_t distinctActions = 0;
+    std::size_t duplicates = 0;
+    std::size_t missing = 0;      ///< sequence numbers that no client should have left out
+    std::int64_t lastNumber = 0;  ///< of the newest event
+};
+
+/// Asks a running zentara-collector what has arrived, for tests.
+///
+/// ```cpp
+/// zentara::collector::CollectorClient collector("http://127.0.0.1:8080");
+/// collector.reset();
+/// application.openHomePage();
+/// const auto view = collector.expectEvent({.schema = "page-view-1", .text = "Home"});
+/// EXPECT_EQ(view.at("event").at("properties").at("section"), "home");
+/// collector.expectNoEvent({.verdict = EventSelection::Verdict::bad});
+/// ```
+///
+/// Each call is one request and blocks until it is answered. Any thread. All of them throw
+/// `CollectorError`. Events are the JSON objects that docs/collector.md describes.
+class CollectorClient {
+  public:
+    /// `url` is the line that the collector prints, for example "http://127.0.0.1:8080". For https,
+    /// `authorityFile` names the certificate authority; empty for the system's.
+    explicit CollectorClient(std::string url, std::string authorityFile = {});
+
+    /// Waits until at least `count` events match, at most `timeout`. Gives back those that do, the
+    /// first 100 of them at most; fewer than `count` when the time was over.
+    [[nodiscard]] std::vector<boost::json::object> waitFor(
+        const EventSelection& selection, std::size_t count = 1,
+        std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+
+    /// As `waitFor`, for one event, which it gives back. Throws `ExpectationError` when there is
+    /// none in time.
+    boost::json::object expectEvent(
+        const EventSelection& selection,
+        std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+
+    /// Throws `ExpectationError` when an event matches, now or within `quietTime`. Without a quiet
+    /// time it is for the caller to know that everything has arrived.
+    void expectNoEvent(const EventSelection& selection,
+                       std::chrono::milliseconds quietTime = std::chrono::milliseconds(0)) const;
+
+    /// All events that match, in order of arrival.
+    [[nodiscard]] std::vector<boost::json::object> events(const EventSelection& selection) const;
+
+    [[nodiscard]] std::size_t count(const EventSelection& selection) const;
+    [[nodiscard]] CollectorSummary summary() const;
+
+    /// Forgets everything received.
+    void reset() const;
+
+    /// Makes `service` ("schemas", "id", "event" or "all") fail, for example with
+    /// {{"answer", "status"}, {"status", 503}}.
+    void setFault(std::string_view service, const boost::json::object& fault) const;
+    void clearFaults() const;
+
+    /// The answer to GET `path`, for what has no operation of its own here.
+    [[nodiscard]] boost::json::value get(const std::string& path) const;
+
+  private:
+    boost::json::value ask(const std::string& method, const std::string& path,
+                           const std::string& body, std::chrono::milliseconds patience) const;
+    boost::json::value matching(const EventSelection& selection, std::size_t count,
+                                std::chrono::milliseconds timeout) const;
+
+    const std::string url_;
+    const std::string authorityFile_;
+};
+
+}  // namespace zentara::collector

@@ -1,0 +1,180 @@
+#include <gmock/gmock.h>
+#include <zentara/CollectorClient.h>
+
+#include <future>
+#include <thread>
+
+#include "apps/collector/RawClient.h"
+#include "apps/collector/Samples.h"
+#include "apps/collector/SchemaFolder.h"
+#include "collector/Front.h"
+#include "collector/HttpServer.h"
+#include "support/WaitFor.h"
+
+namespace zentara::collector {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using Verdict = EventSelection::Verdict;
+
+/// The collector without its command line, asked over HTTP by the client that tests use.
+class CollectorTest : public testing::Test {
+  protected:
+    CollectorTest() {
+        store.onChange([this] { queries.notify(); });
+    }
+    ~CollectorTest() override {
+        queries.stop();
+        server.stop();
+    }
+
+    void post(const std::string& actions) {
+        const auto delivery = services.answer(
+            Service::event, samples::request("POST", "/event", samples::envelope(actions)));
+        ASSERT_EQ(delivery.response.status, 200) << delivery.response.body;
+    }
+
+    std::string refusalOf(const std::string& path) {
+        try {
+            (void)client.get(path);
+            return "";
+        } catch (const CollectorError& error) {
+            return error.what();
+        }
+    }
+
+    const SchemaFolder folder{{"a-1", R"({"properties":{"price":{"minimum":1}}})"},
+                              {"b-1", R"({"properties":{"price":{"minimum":9}}})"}};
+    Store store;
+    SchemaCatalogue catalogue{folder.path()};
+    Faults faults;
+    Services services{store, catalogue, faults, {}};
+    QueryInterface queries{store, faults};
+    Front front{services, queries, faults};
+    HttpServer server{front};
+    const int port = server.listen("127.0.0.1", 0);
+    const CollectorClient client{"http://127.0.0.1:" + std::to_string(port)};
+};
+
+TEST_F(CollectorTest, AWaitEndsWithTheEventsThatItWaitsForAndNotBefore) {
+    auto waiting = std::async(std::launch::async, [this] {
+        return client.waitFor({.schema = "a-1", .text = "wanted"}, 2, 60s);
+    });
+    post(samples::action("a", "wanted-1"));
+    post(samples::action("b", "wanted-2"));  // of another schema, and bad
+    EXPECT_EQ(client.waitFor({.schema = "a-1"}).size(), 1U);
+    EXPECT_EQ(waiting.wait_for(0s), std::future_status::timeout);
+    post(samples::action("a", "wanted-3"));
+    const auto events = waiting.get();
+    ASSERT_EQ(events.size(), 2U);
+    EXPECT_EQ(events[1].at("actionUUID"), "wanted-3");
+}
+
+TEST_F(CollectorTest, AWaitThatIsInVainTellsWhatArrivedInstead) {
+    post(samples::action("b", "bad-one"));
+    EXPECT_TRUE(client.waitFor({.schema = "b-1"}, 1, 1ms).empty()) << "it is bad";
+    EXPECT_EQ(client.expectEvent({.schema = "b-1", .verdict = Verdict::bad}).at("good"), false);
+    try {
+        client.expectEvent({.schema = "a-1"}, 1ms);
+        ADD_FAILURE() << "it has not arrived";
+    } catch (const ExpectationError& error) {
+        EXPECT_THAT(error.what(), HasSubstr("\"b-1\":1"));
+    }
+    EXPECT_THROW(client.expectNoEvent({.verdict = Verdict::any}), ExpectationError);
+    client.expectNoEvent({.schema = "a-1", .verdict = Verdict::any}, 1ms);
+}
+
+/// Somebody who asks in this process.
+class RecordingExchange final : public Exchange {
+  public:
+    explicit RecordingExchange(const std::string& path) : request_(samples::request("GET", path)) {}
+
+    [[nodiscard]] const HttpRequest& request() const override { return request_; }
+    void deliver(Delivery delivery) override { answers.put(std::move(delivery.response)); }
+    [[nodiscard]] std::shared_ptr<EventStream> openStream() override { return nullptr; }
+
+    test::Mailbox<HttpResponse> answers;
+
+  private:
+    const HttpRequest request_;
+};
+
+TEST_F(CollectorTest, WhoStillWaitsAtTheEndIsAnswered) {
+    const auto early = std::make_shared<RecordingExchange>("/received/wait");
+    const auto late = std::make_shared<RecordingExchange>("/received/wait");
+    queries.handle(early);
+    queries.stop();
+    queries.handle(late);
+    EXPECT_EQ(early->answers.waitFor().value().body,
+              R"({"satisfied":false,"total":0,"events":[]})");
+    EXPECT_EQ(late->answers.waitFor().value().status, 503);
+}
+
+TEST_F(CollectorTest, AStreamTellsOfWhatArrivesUntilTheServerStops) {
+    RawClient page(port, "GET /received/stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_THAT(page.readUntil("\"lastNumber\":0"), HasSubstr("text/event-stream"));
+    post(samples::action("a", "u1") + "," + samples::action("b", "u2"));
+    EXPECT_THAT(page.readUntil("\"lastNumber\":2"), HasSubstr("\"good\":1,\"bad\":1"));
+    client.setFault("id", {{"status", 500}});
+    server.stop();
+    page.readToEnd();
+    EXPECT_NE(page.end(), RawClient::End::timeout);
+}
+
+TEST_F(CollectorTest, ThePageIsServedSoThatNothingInItCanRunOrLeave) {
+    RawClient browser(port, "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    const std::string page = browser.readToEnd();
+    EXPECT_THAT(page, HasSubstr("Content-Security-Policy: default-src 'none'; script-src 'self'"));
+    EXPECT_THAT(page, HasSubstr("Content-Type: text/html"));
+    EXPECT_THAT(page, HasSubstr("<!doctype html>"));
+    EXPECT_EQ(store.summary().requests, 0U) << "the page is not part of what is received";
+}
+
+TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
+    post(samples::action("a", "u1") + "," + samples::action("a", "u1") + "," +
+         samples::action("b", "u2"));
+    EXPECT_EQ(client.count({.verdict = Verdict::any}), 3U);
+    EXPECT_EQ(client.count({.duplicate = true}), 1U);
+    EXPECT_EQ(client.events({.client = "client-1", .verdict = Verdict::bad}).size(), 1U);
+    EXPECT_EQ(client.summary().bad, 1U);
+    EXPECT_EQ(client.get("/received/events/u1").at("arrivals").as_array().size(), 2U);
+    EXPECT_EQ(client.get("/received/timeline").at("buckets").at(0).at("good"), 2);
+    EXPECT_EQ(client.get("/received/gaps").at("missing"), 0);
+    EXPECT_EQ(client.get("/received/requests?limit=0").at("total"), 1);
+
+    const std::pair<const char*, const char*> refusals[] = {
+        {"/received", "405"},
+        {"/received/nothing", "404"},
+        {"/received/events/u3", "no event has the action UUID u3"},
+        {"/received/events?limit=-1", "limit"},
+        {"/received/events?color=red", "does not know the parameter color"},
+        {"/received/envelopes?schema=a-1", "does not know the parameter schema"},
+        {"/received/wait?timeout=600001", "up to 600000"},
+        {"/received/timeline?width=0", "width"},
+        {"/faults/pages", "404"},
+        {"/nothing", "there is nothing at /nothing"},
+    };
+    for (const auto& [path, reason] : refusals)
+        EXPECT_THAT(refusalOf(path), HasSubstr(reason));
+
+    client.reset();
+    EXPECT_EQ(client.summary().events, 0U);
+}
+
+TEST_F(CollectorTest, FaultsAreSwitchedAndSeen) {
+    client.setFault("all", {{"answer", "dropped"}, {"times", 1}});
+    EXPECT_THAT(refusalOf("/schemas"), testing::Not(HasSubstr("503")));
+    EXPECT_EQ(refusalOf("/schemas"), "") << "once was enough";
+    client.setFault("id", {{"status", 418}});
+    EXPECT_THAT(refusalOf("/id"), HasSubstr("418"));
+    EXPECT_EQ(client.get("/faults").at("id").at("status"), 418);
+    client.clearFaults();
+    EXPECT_EQ(refusalOf("/id"), "");
+    EXPECT_EQ(client.summary().requests, 4U);
+    EXPECT_THROW(client.setFault("event", {{"status", 99}}), CollectorError);
+    EXPECT_THROW(client.setFault("event", {{"answer", "sometimes"}}), CollectorError);
+}
+
+}  // namespace
+}  // namespace zentara::collector

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <string>
+#include <string_view>
+
+#include "support/WaitFor.h"
+
+namespace zentara::collector {
+
+/// A TCP client that says exactly what it is told to and sees how the server ends.
+class RawClient {
+  public:
+    enum class End { open, closed, reset, timeout };
+
+    explicit RawClient(int port, int sendBuffer = 0) {
+        descriptor_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (sendBuffer > 0) {
+            ::setsockopt(descriptor_, SOL_SOCKET, SO_SNDBUF, &sendBuffer, sizeof sendBuffer);
+        }
+        const timeval patience{test::generousTimeout.count(), 0};
+        ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<in_port_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        isConnected_ = ::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address),
+                                 sizeof address) == 0;
+    }
+    RawClient(int port, std::string_view bytes) : RawClient(port) { send(bytes); }
+    ~RawClient() { ::close(descriptor_); }
+    RawClient(const RawClient&) = delete;
+    RawClient& operator=(const RawClient&) = delete;
+
+    [[nodiscard]] bool isConnected() const { return isConnected_; }
+
+    void send(std::string_view bytes) {
+        while (!bytes.empty()) {
+            const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            if (count <= 0) return;
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+        }
+    }
+
+    /// How much of `bytes` was taken before nothing more was for a while.
+    std::size_t sendUntilHeldUp(std::string_view bytes, int milliseconds) {
+        std::size_t sent = 0;
+        pollfd socket{descriptor_, POLLOUT, 0};
+        while (sent < bytes.size() && ::poll(&socket, 1, milliseconds) == 1) {
+            const ssize_t count = ::send(descriptor_, bytes.data() + sent, bytes.size() - sent,
+                                         MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (count < 0 && errno != EAGAIN) return bytes.size();
+            if (count > 0) sent += static_cast<std::size_t>(count);
+        }
+        return sent;
+    }
+
+    void endOutput() { ::shutdown(descriptor_, SHUT_WR); }
+
+    /// All that was received until `text` has come, or until the end.
+    std::string readUntil(std::string_view text) {
+        while (end_ == End::open && received_.find(text) == std::string::npos)
+            receive();
+        return received_;
+    }
+
+    /// All that was received until the server ended the connection.
+    std::string readToEnd() {
+        while (end_ == End::open)
+            receive();
+        return received_;
+    }
+
+    [[nodiscard]] End end() const { return end_; }
+
+  private:
+    void receive() {
+        std::array<char, 64UL * 1024> buffer{};
+        const ssize_t count = ::recv(descriptor_, buffer.data(), buffer.size(), 0);
+        if (count > 0) {
+            received_.append(buffer.data(), static_cast<std::size_t>(count));
+        } else if (count == 0) {
+            end_ = End::closed;
+        } else {
+            end_ = errno == ECONNRESET ? End::reset : End::timeout;
+        }
+    }
+
+    int descriptor_ = -1;
+    bool isConnected_ = false;
+    End end_ = End::open;
+    std::string received_;
+};
+
+}  // namespace zentara::collector

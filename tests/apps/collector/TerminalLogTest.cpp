@@ -1,0 +1,52 @@
+#include "collector/TerminalLog.h"
+
+#include <gmock/gmock.h>
+
+#include <boost/json/parse.hpp>
+
+namespace zentara::collector {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+TEST(TerminalLogTest, NothingThatAnEventHoldsReachesTheTerminalAsACommand) {
+    // A CSI both as an escape sequence and as one character of the upper control range, and DEL.
+    const auto properties = boost::json::parse("{\"a\":\"\\u001b[2J\u009b2J\x7f\"}");
+    HttpRequest request;
+    RequestReport report{request, 200, "", "", {}, {}, {}};
+    report.actions.emplace_back().properties = &properties;
+    report.findings.push_back({{"/a", "'\x1b[31m' is wrong"}});
+    auto& arrival = report.arrivals.emplace_back();
+    arrival.number = 7;
+    arrival.schema = "s\n-1";
+    arrival.good = false;
+
+    const auto text = TerminalLog::lines(report, {});
+    EXPECT_THAT(text, HasSubstr("BAD  s?-1 #7 /a: '?[31m' is wrong"));
+    EXPECT_EQ(text.find_first_of("\x1b\x7f"), std::string::npos);
+    EXPECT_THAT(text, Not(HasSubstr("\xC2\x9B")));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+}
+
+TEST(TerminalLogTest, ALineIsCutBetweenCharactersAndItsColorEnds) {
+    HttpRequest request;
+    request.method = "GET";
+    request.target = "/ééééééééééé";
+    const RequestReport report{request, 404, "there is nothing", "", {}, {}, {}};
+    const auto text = TerminalLog::lines(report, {.color = true, .columns = 16});
+    EXPECT_THAT(text, testing::EndsWith(" GET /éé\n"));
+    EXPECT_THAT(text, testing::StartsWith("\033[2m"));
+    EXPECT_THAT(text, HasSubstr("\033[0m"));
+}
+
+TEST(TerminalLogTest, ARequestThatMetAFaultHasALineOfItsOwn) {
+    HttpRequest request;
+    request.method = "POST";
+    request.target = "/event";
+    EXPECT_THAT(TerminalLog::lines({request, 0, "", "lost", {}, {}, {}}, {}),
+                HasSubstr("POST /event no answer fault: lost"));
+}
+
+}  // namespace
+}  // namespace zentara::collector
