@@ -162,6 +162,26 @@ std::int64_t widthFor(std::int64_t first, std::int64_t last) {
     return width;
 }
 
+/// With no references to check, a table is let go of as a whole rather than row by row.
+class UncheckedReferences {
+  public:
+    explicit UncheckedReferences(Database& database) : database_(database) {
+        database_.execute("PRAGMA foreign_keys = OFF");
+    }
+    UncheckedReferences(const UncheckedReferences&) = delete;
+    UncheckedReferences& operator=(const UncheckedReferences&) = delete;
+    ~UncheckedReferences() {
+        try {
+            database_.execute("PRAGMA foreign_keys = ON");
+        } catch (const StoreError&) {
+            // They only guard against faults of this program's own.
+        }
+    }
+
+  private:
+    Database& database_;
+};
+
 }  // namespace
 
 Store::Store(const std::optional<std::filesystem::path>& file)
@@ -511,9 +531,8 @@ Store::Timeline Store::timeline(const EventFilter& filter,
 void Store::reset() {
     {
         const std::lock_guard lock(writing_);
-        // With no references to check, a table is let go of as a whole.
-        writer_.execute("PRAGMA foreign_keys = OFF");
         {
+            const UncheckedReferences unchecked(writer_);
             Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
             for (const char* table : {"events", "envelopes", "requests", "faults"})
                 writer_.execute(std::string("DELETE FROM ") + table);
