@@ -86,9 +86,12 @@ export class Chart {
         const plotWidth = wide - margin.left - margin.right;
         const plotHeight = high - margin.top - margin.bottom;
         const last = buckets.at(-1)?.start ?? Date.now();
-        const end = Number(this.filters.until ?? last + width);
-        const first = buckets[0]?.start ?? end - width * fewestBuckets;
-        const start = Number(this.filters.since ?? Math.min(first, end - width * fewestBuckets));
+        const first = buckets[0]?.start ?? last + width * (1 - fewestBuckets);
+        // The time that was chosen, but not so much of it that the events in it become a line.
+        const beside = 3 * Math.max(last + width - first, width * fewestBuckets);
+        const end = Math.min(Number(this.filters.until ?? last + width), last + width + beside);
+        const usual = Math.min(first, end - width * fewestBuckets);
+        const start = Math.max(Number(this.filters.since ?? usual), first - beside);
         const span = Math.max(1, end - start);
         const top = roundTop(Math.max(0, ...buckets.map(({good, bad}) => good + bad)));
         this.scale = {
@@ -119,7 +122,8 @@ export class Chart {
         for (let time = Math.ceil((start - zone) / step) * step + zone; time <= end; time += step) {
             const x = this.scale.x(time);
             if (x > wide - 26 || x < margin.left + 12) continue;
-            parts.push(svgElement('line', {class: 'grid', x1: x, x2: x, y1: high - margin.bottom, y2: high - margin.bottom + 4}));
+            const y1 = high - margin.bottom;
+            parts.push(svgElement('line', {class: 'grid', x1: x, x2: x, y1, y2: y1 + 4}));
             parts.push(svgElement('text', {class: 'tick', x, y: high - 3, 'text-anchor': 'middle'},
                 axisTime(time, step)));
         }

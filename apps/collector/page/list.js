@@ -129,7 +129,6 @@ export class List {
                 row = this.spare.pop() ?? makeRow();
                 row.style.transform = `translateY(${index * this.rowHeight}px)`;
                 row.setAttribute('aria-rowindex', index + 2);
-                row.classList.toggle('odd', index % 2 === 1);
                 this.elements.set(index, row);
                 this.area.append(row);
             }

@@ -17,6 +17,8 @@ import {Rows} from './rows.js';
 
 const announcePace = 5000;  // ms between two announcements of the counts
 
+const narrow = matchMedia('(max-width: 1000px)');  // as in panel.css
+
 let summary = null;
 let connection = 'connecting';
 let announced = 0;
@@ -58,6 +60,7 @@ listenToKeys(list, {
     pause: togglePause,
     help: openHelp,
 });
+narrow.addEventListener('change', coverRest);
 byId('pause').addEventListener('click', togglePause);
 setText(byId('origin'), location.host);
 
@@ -76,13 +79,17 @@ function showView(view, changed) {
 
 async function showOpen(number) {
     list.setOpen(number);
-    document.body.classList.toggle('panelOpen', number !== null);
-    if (number === null) {
-        panel.close();
-        return;
-    }
-    await panel.open(number);
+    if (number === null) panel.close();
+    else await panel.open(number);
+    coverRest();
     pointToOpen();
+}
+
+/// On a small screen the open panel covers everything else.
+function coverRest() {
+    const isCovered = narrow.matches && panel.isOpen;
+    for (const part of document.querySelectorAll('.top, .overview, .filters, .listArea')) part.inert = isCovered;
+    if (isCovered && !byId('panel').contains(document.activeElement)) panel.focus();
 }
 
 /// Makes the row of the open event the active one, so that moving starts there.
@@ -101,12 +108,11 @@ async function findEvent(number, signal) {
 
 function openEvent(number) {
     address.go({open: number}, panel.isOpen ? 'walk' : null);
-    // On a small screen the panel covers the list.
-    if (getComputedStyle(byId('panel')).position === 'fixed') panel.focus();
 }
 
 function closeEvent() {
     address.go({open: null});
+    coverRest();
     byId('list').focus({preventScroll: true});
 }
 
@@ -141,9 +147,9 @@ function showRows(change) {
     if (change.reloaded) pointToOpen();
     const isFiltered = Object.keys(address.view.filters).length > 0;
     const isCut = list.shownTotal < rows.total;
-    setText(byId('matches'), !rows.loaded ? '' :
-        (isFiltered ? `${plural(rows.total, 'event')} match${rows.total === 1 ? 'es' : ''}` : plural(rows.total, 'event')) +
-        (isCut ? `, the first ${count(list.shownTotal)} listed` : ''));
+    const match = !isFiltered ? '' : rows.total === 1 ? ' matches' : ' match';
+    const cut = isCut ? `, the first ${count(list.shownTotal)} listed` : '';
+    setText(byId('matches'), rows.loaded ? plural(rows.total, 'event') + match + cut : '');
     showEmpty({
         isEmpty: rows.loaded && rows.total === 0,
         hasEvents: (summary?.events ?? 0) > 0,

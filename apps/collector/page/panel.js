@@ -85,11 +85,20 @@ export class Panel {
             icon(event.good ? 'iconGood' : 'iconBad'), event.good ? 'good' : 'bad')];
         if (event.duplicate) badges.push(element('span', {class: 'badge duplicate'}, 'duplicate'));
         this.arrivals = element('p', {class: 'arrivals', hidden: true});
-        this.tabs = element('div', {class: 'tabs', role: 'tablist', 'aria-label': 'Parts', onkeydown: (key) => this.#tabKey(key)});
+        this.tabs = element('div', {
+            class: 'tabs', role: 'tablist', 'aria-label': 'Parts', onkeydown: (key) => this.#tabKey(key),
+        });
         this.tabPanel = element('div', {class: 'tabPanel', role: 'tabpanel', id: 'tabPanel', tabindex: 0});
         const body = element('div', {class: 'panelBody'}, this.arrivals, this.#messages(), this.#facts(),
             this.#copies(), this.tabs, this.tabPanel);
+        // Who walks through events with a button of the panel stays on it.
+        const focused = this.panel.contains(document.activeElement)
+            ? document.activeElement.getAttribute('aria-label') ?? '' : null;
         this.panel.replaceChildren(this.#head(shortened(event.schema, 80), badges), body);
+        if (focused !== null) {
+            const same = this.panel.querySelector(`[aria-label="${CSS.escape(focused)}"]`);
+            (same ?? this.panel.querySelector('h2')).focus();
+        }
         for (const [name, label] of Object.entries(tabNames)) {
             this.tabs.append(button(label, {
                 role: 'tab', id: `tab-${name}`, 'aria-controls': 'tabPanel', onclick: () => this.#choose(name),
@@ -204,7 +213,8 @@ export class Panel {
         } else if (this.details.problem) {
             this.tabPanel.replaceChildren(element('p', {class: 'problem'}, this.details.problem));
         } else {
-            this.tabPanel.replaceChildren(jsonTree(this.details[this.tab], {opened: 2}));
+            const {envelope, request} = this.details;
+            this.tabPanel.replaceChildren(jsonTree(this.tab === 'envelope' ? envelope.envelope : request, {opened: 2}));
         }
         this.tabPanel.dataset.tab = this.tab;
     }

@@ -13,8 +13,9 @@ const mostHeld = 3000;
 const pace = 250;  // ms between the starts of two requests for new rows, at least
 
 export class Rows {
-    /// `onChange({arrived, reloaded})`, `arrived` new rows at the end of the ranks, after the list has changed; `onProblem(text)` with "" when
-    /// all is well again; `wantedRange()` gives the first and last rank that are on screen.
+    /// `onChange({arrived, reloaded})` after the list has changed, with so many new rows at the end
+    /// of the ranks; `onProblem(text)`, with "" when all is well again; `wantedRange()` gives the
+    /// first and last rank that are on screen.
     constructor({onChange, onProblem, wantedRange}) {
         Object.assign(this, {onChange, onProblem, wantedRange});
         this.paused = false;
