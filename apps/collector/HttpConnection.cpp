@@ -17,8 +17,9 @@ namespace {
 // reset connection; one that sends more than this will not read answers anyway.
 constexpr std::size_t mostDiscarded = 4 * HttpRequestReader::bodyLimit;
 
-// Little enough for a client that is read slowly to notice.
-constexpr int slowReceiveBuffer = 16 * 1024;
+// What the system begins with, kept from growing so that a client that is read slowly soon notices.
+// With less, what is sent over TLS in one go would not fit and come again and again.
+constexpr int slowReceiveBuffer = 64 * 1024;
 
 constexpr std::string_view notHttp = "\x02\x7f no HTTP here \xff\xfe\r\n\r\n";
 
@@ -173,15 +174,19 @@ void HttpConnection::proceed() {
     if (pace_ == 0) return read();
 
     after(deadline_, surroundings_->timeouts.request, &HttpConnection::requestIsLate);
-    const std::size_t slice = std::clamp<std::size_t>(pace_ / 10, 1, chunk_->size());
-    allowance_ = std::min(allowance_, input_.size()) + slice;
-    after(pause_, std::chrono::nanoseconds(std::chrono::seconds(slice)) / pace_,
+    if (input_.size() < allowance_) return read(allowance_ - input_.size());
+    after(pause_, std::chrono::nanoseconds(std::chrono::seconds(slice())) / pace_,
           &HttpConnection::takeSlice);
 }
 
+/// How much of a body that is read slowly is read at a time.
+std::size_t HttpConnection::slice() const {
+    return std::clamp<std::size_t>(pace_ / 10, 1, chunk_->size());
+}
+
 void HttpConnection::takeSlice() {
-    if (input_.size() >= allowance_ || hasInputEnded_) return proceed();
-    read(allowance_ - input_.size());
+    allowance_ += slice();
+    proceed();
 }
 
 void HttpConnection::beginBody() {

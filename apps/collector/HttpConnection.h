@@ -87,6 +87,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void beginRequest();
     void proceed();
     void beginBody();
+    [[nodiscard]] std::size_t slice() const;
     void takeSlice();
     void handOver();
 

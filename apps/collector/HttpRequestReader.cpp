@@ -54,7 +54,7 @@ HeadEnd findHeadEnd(std::string_view bytes, std::size_t from) {
 
 }  // namespace
 
-/// Beast's grammar of HTTP/1, filling in a request of ours.
+/// Beast's grammar of a head of HTTP/1, filling in a request of ours.
 class HttpRequestReader::Parser : public http::basic_parser<true> {
   public:
     HttpRequest request;
@@ -79,8 +79,6 @@ class HttpRequestReader::Parser : public http::basic_parser<true> {
     }
     void on_field_impl(http::field, boost::beast::string_view name, boost::beast::string_view value,
                        ErrorCode& error) override {
-        // Fields that follow a body in chunks announce nothing that is of use.
-        if (is_header_done()) return;
         if (request.headers.size() == fieldLimit) {
             hasTooManyFields = true;
             error = http::error::header_limit;
@@ -88,14 +86,10 @@ class HttpRequestReader::Parser : public http::basic_parser<true> {
         }
         request.headers.emplace_back(viewOf(name), viewOf(value));
     }
-    std::size_t on_body_impl(boost::beast::string_view bytes, ErrorCode&) override {
-        request.body.append(bytes.data(), bytes.size());
-        return bytes.size();
-    }
-    std::size_t on_chunk_body_impl(std::uint64_t, boost::beast::string_view bytes,
-                                   ErrorCode&) override {
-        request.body.append(bytes.data(), bytes.size());
-        return bytes.size();
+    // Heads only are given to it.
+    std::size_t on_body_impl(boost::beast::string_view, ErrorCode&) override { return 0; }
+    std::size_t on_chunk_body_impl(std::uint64_t, boost::beast::string_view, ErrorCode&) override {
+        return 0;
     }
     void on_response_impl(int, boost::beast::string_view, int, ErrorCode&) override {}
     void on_header_impl(ErrorCode&) override {}
@@ -195,23 +189,26 @@ void HttpRequestReader::checkHead() {
 }
 
 std::size_t HttpRequestReader::takeBody(std::string_view bytes) {
-    std::size_t taken = 0;
-    while (state_ == State::body && taken < bytes.size()) {
-        const std::string_view rest = bytes.substr(taken);
-        ErrorCode error;
-        const std::size_t used = parser_->put(boost::asio::buffer(rest.data(), rest.size()), error);
-        taken += used;
-        if (parser_->is_done()) {
-            state_ = State::complete;
-        } else if (error == http::error::need_more) {
-            // Nothing but what stands between chunks is asked for again.
-            if (rest.size() - used > headLimit) refuse(400, "a chunk of the body is malformed");
+    std::string& body = parser_->request.body;
+    if (!parser_->chunked()) {
+        const std::string_view part = bytes.substr(0, *parser_->content_length() - body.size());
+        body += part;
+        if (body.size() == *parser_->content_length()) state_ = State::complete;
+        return part.size();
+    }
+    const std::size_t taken = chunks_.take(bytes, body);
+    switch (chunks_.state()) {
+        case ChunkedBody::State::incomplete:
             break;
-        } else if (error == http::error::body_limit) {
+        case ChunkedBody::State::complete:
+            state_ = State::complete;
+            break;
+        case ChunkedBody::State::malformed:
+            refuse(400, "the chunks of the body are malformed");
+            break;
+        case ChunkedBody::State::tooLarge:
             refuse(413, "a body has at most " + std::to_string(bodyLimit) + " bytes");
-        } else if (error) {
-            refuse(400, "the body is malformed: " + error.message());
-        }
+            break;
     }
     return taken;
 }

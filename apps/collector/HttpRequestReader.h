@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "collector/ChunkedBody.h"
 #include "collector/HttpMessage.h"
 
 namespace zentara::collector {
@@ -67,6 +68,7 @@ class HttpRequestReader {
     const Names names_;
     State state_ = State::head;
     Refusal refusal_;
+    ChunkedBody chunks_{bodyLimit};
     std::size_t scanned_ = 0;  // bytes of the head that are known not to end it
 };
 
