@@ -207,6 +207,8 @@ HttpResponse QueryInterface::answer(const HttpRequest& request) {
     if (what.empty()) {
         if (request.method != "DELETE") return wrongMethod(request, "DELETE");
         store_.reset();
+        ++resets_;
+        watch_.notify();
         return json("{}");
     }
     if (!isReading(request)) return wrongMethod(request, "GET");
@@ -278,6 +280,8 @@ std::string QueryInterface::summary() const {
     appendMember(text, "duplicates", counts.duplicates);
     appendMember(text, "missing", counts.missing);
     appendMember(text, "lastNumber", counts.lastNumber);
+    // Numbers begin again with a reset, and may have come as far by the time that somebody looks.
+    appendMember(text, "resets", resets_.load());
     appendCounts(text, "eventsBySchema", counts.eventsBySchema);
     appendCounts(text, "badBySchema", counts.badBySchema);
     appendCounts(text, "faults", counts.faults);

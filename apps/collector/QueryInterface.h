@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -40,6 +42,7 @@ class QueryInterface {
 
     Store& store_;
     Faults& faults_;
+    std::atomic<std::uint64_t> resets_ = 0;
     Watch watch_;
 };
 

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <zentara/CollectorClient.h>
 
 #include <fstream>
 #include <map>
@@ -8,8 +9,6 @@
 
 #include "model/EventDecoder.h"
 #include "model/JSONText.h"
-#include "network/RestClient.h"
-#include "network/URLRequestBuilder.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
@@ -20,46 +19,47 @@ namespace {
 
 using namespace test;
 
+using collector::CollectorClient;
+
 /// The real collector, in a process of its own.
 class Collector {
   public:
-    explicit Collector(const std::filesystem::path& schemas)
-        : process_({ZENTARA_COLLECTOR, "--port", "0", "--quiet", "--schemas", schemas.string()}) {
-        const auto line = process_.readLine().value_or("");
-        url_ = line.substr(line.find("http"));
-    }
+    explicit Collector(const std::filesystem::path& schemas, std::vector<std::string> options = {})
+        : process_(command(schemas, std::move(options))), url_(announced("listening http:")) {}
 
     [[nodiscard]] const std::string& url() const { return url_; }
+    [[nodiscard]] CollectorClient client() const { return CollectorClient(url_); }
 
-    [[nodiscard]] JSONObject received(const std::string& what) const {
-        const auto answers = std::make_shared<Mailbox<JSONObject>>();
-        URLRequestBuilder builder(*URL::parse(url_ + "/received/" + what));
-        RestClient::shared().dataRequest(builder.build(), [answers](const auto& body, auto error) {
-            RestClient::shared().decodeJSON(body, error,
-                                            [&](const JSONObject& object, const ErrorRef& failure) {
-                                                EXPECT_EQ(failure, nullptr);
-                                                answers->put(object);
-                                            });
-        });
-        return answers->waitFor().value();
+    /// What the next line of its output says; each begins with a word that tells of what.
+    std::string announced(const std::string& beginning) {
+        const auto line = process_.readLine().value_or("");
+        if (!line.starts_with(beginning)) throw std::runtime_error("the collector said: " + line);
+        return line.substr(line.find(' ') + 1);
     }
 
     /// How often each of the numbered events of the sending host has arrived.
     [[nodiscard]] std::map<std::int64_t, int> arrivals() const {
         std::map<std::int64_t, int> counts;
-        const auto received = this->received("events");
-        for (const auto& entry : received.at("events").as_array()) {
+        for (const auto& entry : client().events({}))
             ++counts[entry.at("event").at("properties").at("number").as_int64()];
-        }
         return counts;
     }
 
-    int stop() {
-        process_.signal(SIGTERM);
+    int stop(int signal = SIGTERM) {
+        process_.signal(signal);
         return process_.wait();
     }
 
   private:
+    static std::vector<std::string> command(const std::filesystem::path& schemas,
+                                            std::vector<std::string> options) {
+        std::vector<std::string> words{ZENTARA_COLLECTOR, "--port",    "0",
+                                       "--quiet",         "--schemas", schemas.string()};
+        if (options.empty()) options = {"--no-https"};
+        words.insert(words.end(), options.begin(), options.end());
+        return words;
+    }
+
     ChildProcess process_;
     std::string url_;
 };
@@ -129,15 +129,17 @@ TEST_F(EndToEndTest, EveryAcceptedExampleArrivesExactlyOnce) {
         EXPECT_TRUE(appendJSON(key, JSONArray{event.at("schemaId"), event.at("properties")}));
         ++balance[key];
     }
-    const auto received = collector.received("events");
     std::set<std::string> uuids;
-    for (const auto& entry : received.at("events").as_array()) {
+    for (const auto& entry : collector.client().events({})) {
         const auto& event = entry.at("event");
         std::string key;
         EXPECT_TRUE(appendJSON(key, JSONArray{event.at("id"), event.at("properties")}));
         --balance[key];
         uuids.emplace(event.at("zentaraActionUUID").as_string());
     }
+    const auto summary = collector.client().summary();
+    EXPECT_EQ(summary.bad, 0U) << "the same engine has checked them before they were sent";
+    EXPECT_EQ(summary.missing, summary.lastNumber == 0 ? 0U : results().size() - accepted);
     EXPECT_GT(accepted, 250U);
     EXPECT_EQ(uuids.size(), accepted);
     for (const auto& [event, difference] : balance)
@@ -219,6 +221,41 @@ TEST_F(EndToEndTest, AKilledHostLosesNothingOfWhatWasQueued) {
         EXPECT_EQ(count, 1) << number;
     // One event may have been stored when the kill came before its report.
     EXPECT_LE(arrivals.size(), reported.size() + 6);
+}
+
+TEST_F(EndToEndTest, ALostAcknowledgementRepeatsABatchAndLosesNothing) {
+    Collector collector(schemas_, {"--no-https", "--fault", "event:answer=lost,times=2"});
+    std::string lines;
+    for (int number = 1; number <= 25; ++number) {
+        lines += R"({"schemaId":"numbered","schemaVersion":"1","properties":{"number":)" +
+                 std::to_string(number) + "}}\n";
+    }
+    writeTo(directory_.path() / "input", lines);
+    EXPECT_EQ(track(collector.url(), {(directory_.path() / "input").string()}), 0);
+
+    const auto summary = collector.client().summary();
+    EXPECT_EQ(summary.distinctActions, 25U);
+    EXPECT_EQ(summary.duplicates, 20U) << "a batch of ten, twice stored in vain";
+    const auto met = collector.client().get("/received/requests?fault=true");
+    ASSERT_EQ(met.at("total"), 2);
+    EXPECT_EQ(met.at("requests").at(0).at("storedEvents"), 10);
+}
+
+TEST_F(EndToEndTest, WhatWasAcknowledgedOverHTTPSOutlivesTheCollector) {
+    const auto data = directory_.path() / "data";
+    const std::vector<std::string> options{"--data", data.string(), "--database",
+                                           (directory_.path() / "events.sqlite").string()};
+    writeTo(directory_.path() / "input",
+            R"({"schemaId":"numbered","schemaVersion":"1","properties":{"number":1}})");
+    {
+        Collector collector(schemas_, options);
+        const auto secure = collector.announced("listening https:");
+        const auto authority = collector.announced("authority ");
+        EXPECT_EQ(track(secure, {"--ca", authority, (directory_.path() / "input").string()}), 0);
+        EXPECT_EQ(collector.stop(SIGKILL), -SIGKILL);
+    }
+    Collector again(schemas_, options);
+    EXPECT_EQ(CollectorClient(again.announced("listening https:"), data / "ca.pem").count({}), 1U);
 }
 
 TEST_F(EndToEndTest, AHostMayReturnFromMainInTheMiddleOfADelivery) {

@@ -373,7 +373,6 @@ TEST_F(ZentaraClientTest, TheRelationOfABatchWinsOverThatOfItsEvents) {
 
 TEST_F(ZentaraClientTest, CallbacksMayCallTheLibrary) {
     writeTo(host_.file("zentara-schemas-storage"), "[" + std::string(Services::table) + "]");
-    services_.schemasStatus = 500;
     std::vector<std::string> calls;
     std::shared_ptr<ZentaraClient> inside;
     // The later reports come on a worker, so only the first may touch the locals.
