@@ -212,14 +212,15 @@ TEST_F(HttpServerTest, ARefusedRequestTellsWhatWasAskedFor) {
 TEST_F(HttpServerTest, AClientSeesItsRefusalWhileItStillSends) {
     start();
     const std::string large(17UL * 1024 * 1024, ' ');
-    RawClient announcing(port, "POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
-                                   std::to_string(large.size()) + "\r\n\r\n" + large);
+    RawClient announcing(port);
+    EXPECT_TRUE(announcing.send("POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+                                std::to_string(large.size()) + "\r\n\r\n" + large));
     EXPECT_THAT(announcing.readToEnd(), StartsWith("HTTP/1.1 413 "));
 
     RawClient chunking(port,
                        "POST / HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n");
     for (std::size_t sent = 0; sent < large.size(); sent += 0x100000)
-        chunking.send("100000\r\n" + large.substr(0, 0x100000) + "\r\n");
+        EXPECT_TRUE(chunking.send("100000\r\n" + large.substr(0, 0x100000) + "\r\n"));
     EXPECT_THAT(chunking.readToEnd(), StartsWith("HTTP/1.1 413 "));
 }
 

@@ -40,12 +40,14 @@ class RawClient {
 
     [[nodiscard]] bool isConnected() const { return isConnected_; }
 
-    void send(std::string_view bytes) {
+    /// Whether all was taken.
+    bool send(std::string_view bytes) {
         while (!bytes.empty()) {
             const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (count <= 0) return;
+            if (count <= 0) return false;
             bytes.remove_prefix(static_cast<std::size_t>(count));
         }
+        return true;
     }
 
     /// How much of `bytes` was taken before nothing more was for a while.
