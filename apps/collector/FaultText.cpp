@@ -7,7 +7,7 @@
 #include <charconv>
 #include <limits>
 
-#include "collector/JSONText.h"
+#include "collector/data/JSONText.h"
 
 namespace zentara::collector {
 

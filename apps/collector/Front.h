@@ -1,9 +1,9 @@
 #pragma once
 
-#include "collector/Exchange.h"
 #include "collector/Faults.h"
 #include "collector/QueryInterface.h"
 #include "collector/Services.h"
+#include "collector/http/Exchange.h"
 
 namespace zentara::collector {
 

@@ -6,10 +6,10 @@
 #include <utility>
 #include <variant>
 
-#include "collector/EventFilter.h"
 #include "collector/FaultText.h"
-#include "collector/JSONText.h"
 #include "collector/Refusal.h"
+#include "collector/data/EventFilter.h"
+#include "collector/data/JSONText.h"
 
 namespace zentara::collector {
 

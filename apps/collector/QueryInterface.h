@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "collector/Exchange.h"
 #include "collector/Faults.h"
-#include "collector/Store.h"
 #include "collector/Watch.h"
+#include "collector/data/Store.h"
+#include "collector/http/Exchange.h"
 
 namespace zentara::collector {
 

@@ -1,6 +1,6 @@
 #include "collector/Refusal.h"
 
-#include "collector/JSONText.h"
+#include "collector/data/JSONText.h"
 
 namespace zentara::collector {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "collector/HttpMessage.h"
+#include "collector/http/HttpMessage.h"
 
 namespace zentara::collector {
 

@@ -5,11 +5,11 @@
 #include <utility>
 #include <variant>
 
-#include "collector/Cookies.h"
-#include "collector/Envelope.h"
 #include "collector/Identity.h"
-#include "collector/JSONText.h"
 #include "collector/Refusal.h"
+#include "collector/data/Cookies.h"
+#include "collector/data/Envelope.h"
+#include "collector/data/JSONText.h"
 
 namespace zentara::collector {
 

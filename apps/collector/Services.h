@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "collector/ArrivalCheck.h"
-#include "collector/EventRecorder.h"
-#include "collector/Exchange.h"
 #include "collector/Faults.h"
-#include "collector/SchemaCatalogue.h"
-#include "collector/Store.h"
+#include "collector/data/ArrivalCheck.h"
+#include "collector/data/EventRecorder.h"
+#include "collector/data/SchemaCatalogue.h"
+#include "collector/data/Store.h"
+#include "collector/http/Exchange.h"
 
 namespace zentara::collector {
 

@@ -8,7 +8,7 @@
 #include <ctime>
 #include <string_view>
 
-#include "collector/JSONText.h"
+#include "collector/data/JSONText.h"
 
 namespace zentara::collector {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "collector/JSONText.h"
 #include "collector/Refusal.h"
+#include "collector/data/JSONText.h"
 
 namespace zentara::collector {
 

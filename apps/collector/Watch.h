@@ -10,9 +10,9 @@
 #include <string>
 #include <thread>
 
-#include "collector/EventFilter.h"
-#include "collector/Exchange.h"
-#include "collector/Store.h"
+#include "collector/data/EventFilter.h"
+#include "collector/data/Store.h"
+#include "collector/http/Exchange.h"
 
 namespace zentara::collector {
 

@@ -9,17 +9,17 @@
 #include <optional>
 #include <string>
 
-#include "collector/EventRecorder.h"
 #include "collector/Faults.h"
 #include "collector/Front.h"
-#include "collector/HttpServer.h"
-#include "collector/LocalAuthority.h"
 #include "collector/Options.h"
 #include "collector/QueryInterface.h"
-#include "collector/SchemaCatalogue.h"
 #include "collector/Services.h"
-#include "collector/Store.h"
 #include "collector/TerminalLog.h"
+#include "collector/data/EventRecorder.h"
+#include "collector/data/SchemaCatalogue.h"
+#include "collector/data/Store.h"
+#include "collector/http/HttpServer.h"
+#include "collector/http/LocalAuthority.h"
 
 namespace {
 

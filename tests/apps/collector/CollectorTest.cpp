@@ -4,11 +4,11 @@
 #include <future>
 #include <thread>
 
-#include "apps/collector/RawClient.h"
 #include "apps/collector/Samples.h"
 #include "apps/collector/SchemaFolder.h"
+#include "apps/collector/http/RawClient.h"
 #include "collector/Front.h"
-#include "collector/HttpServer.h"
+#include "collector/http/HttpServer.h"
 #include "support/WaitFor.h"
 
 namespace zentara::collector {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "collector/HttpMessage.h"
+#include "collector/http/HttpMessage.h"
 
 namespace zentara::collector::samples {
 

@@ -1,0 +1,144 @@
+#include "collector/data/ArrivalCheck.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "schemas/Format.h"
+#include "schemas/ValidationRun.h"
+
+namespace zentara::collector {
+
+namespace {
+
+// Paths are for people. A value that would have a longer one is said to be where the nearest value
+// around it is, and messages beyond the first many are about the whole: their texts together would
+// be larger than anything that was posted.
+constexpr std::size_t longestPath = 1024;
+constexpr std::size_t mostPlaces = 1000;
+
+bool acceptsNumericString(const JSONValue& value) {
+    const auto formats = standardFormats();
+    const auto standard = std::find_if(formats.begin(), formats.end(), [](const Format& format) {
+        return format.name == "numericString";
+    });
+    return value.is_string() && standard->accepts(value);
+}
+
+/// The formats of the library, but for one that ends the process when it meets what is no string.
+std::span<const Format> harmlessFormats() {
+    static const auto formats = [] {
+        std::vector<Format> copies(standardFormats().begin(), standardFormats().end());
+        for (auto& format : copies) {
+            if (format.name == "numericString") format.accepts = &acceptsNumericString;
+        }
+        return copies;
+    }();
+    return formats;
+}
+
+/// The JSON pointers of values by their addresses, found in one walk over what holds them.
+class Paths {
+  public:
+    Paths(const JSONValue& root, std::span<const JSONValue* const> wanted) {
+        for (const auto* value : wanted)
+            found_.try_emplace(value);
+        unseen_ = found_.size();
+        walk(root);
+    }
+
+    [[nodiscard]] std::string of(const JSONValue* value) const {
+        const auto found = found_.find(value);
+        return found == found_.end() ? std::string() : found->second;
+    }
+
+  private:
+    void walk(const JSONValue& value) {
+        const auto wanted = found_.find(&value);
+        if (wanted != found_.end()) {
+            wanted->second = path_;
+            --unseen_;
+        }
+        if (const auto* const object = value.if_object()) {
+            for (const auto& [name, member] : *object) {
+                if (unseen_ == 0) return;
+                enter(name, member);
+            }
+        } else if (const auto* const array = value.if_array()) {
+            std::size_t index = 0;
+            for (const auto& element : *array) {
+                if (unseen_ == 0) return;
+                enter(std::to_string(index++), element);
+            }
+        }
+    }
+
+    void enter(std::string_view name, const JSONValue& value) {
+        const auto size = path_.size();
+        const bool wasFull = isFull_;
+        isFull_ = wasFull || size + 1 + name.size() > longestPath;
+        if (!isFull_) append(name);
+        walk(value);
+        path_.resize(size);
+        isFull_ = wasFull;
+    }
+
+    void append(std::string_view name) {
+        path_ += '/';
+        for (const char letter : name) {
+            if (letter == '~') {
+                path_ += "~0";
+            } else if (letter == '/') {
+                path_ += "~1";
+            } else {
+                path_ += letter;
+            }
+        }
+    }
+
+    std::unordered_map<const JSONValue*, std::string> found_;
+    std::size_t unseen_ = 0;
+    std::string path_;
+    bool isFull_ = false;
+};
+
+}  // namespace
+
+std::vector<Finding> checkProperties(const boost::json::value& properties,
+                                     const boost::json::object& schema) {
+    ValidationRun run(schema, harmlessFormats());
+    auto messages = run.run(properties).errors();
+    if (!messages) return {};
+    if (messages->empty()) messages->emplace_back("the properties do not fit their schema");
+
+    const auto& places = run.places();
+    const Paths paths(properties, std::span(places).first(std::min(places.size(), mostPlaces)));
+    std::vector<Finding> findings;
+    findings.reserve(messages->size());
+    for (std::size_t i = 0; i < messages->size(); ++i) {
+        findings.push_back(
+            {i < places.size() ? paths.of(places[i]) : "", std::move((*messages)[i])});
+    }
+    return findings;
+}
+
+std::vector<Finding> checkAction(const Action& action, const SchemaSnapshot& schemas) {
+    const auto* const schema = schemas.find(action.schema);
+    if (schema == nullptr) return {{"", "there is no schema \"" + action.schema + "\""}};
+    return checkProperties(*action.properties, *schema);
+}
+
+std::vector<std::vector<Finding>> checkEnvelope(const Envelope& envelope,
+                                                const SchemaSnapshot& schemas) {
+    std::vector<std::vector<Finding>> findings;
+    findings.reserve(envelope.actions.size());
+    for (const auto& action : envelope.actions)
+        findings.push_back(checkAction(action, schemas));
+    return findings;
+}
+
+}  // namespace zentara::collector

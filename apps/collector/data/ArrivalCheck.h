@@ -1,0 +1,29 @@
+#pragma once
+
+#include <boost/json/object.hpp>
+#include <boost/json/value.hpp>
+#include <vector>
+
+#include "collector/data/Envelope.h"
+#include "collector/data/Finding.h"
+#include "collector/data/SchemaCatalogue.h"
+
+namespace zentara::collector {
+
+/// Checks properties against a schema with the library's own engine. Empty when they fit;
+/// otherwise the engine's messages, all of them and in its order, each at the value that it is
+/// about. Bounded whatever the two hold, as the engine is. Any thread.
+///
+/// A value that is no string under the format "numericString", which ends an application, is a
+/// message here.
+[[nodiscard]] std::vector<Finding> checkProperties(const boost::json::value& properties,
+                                                   const boost::json::object& schema);
+
+/// Checks an event against its schema; a schema that is not among `schemas` is a message too.
+[[nodiscard]] std::vector<Finding> checkAction(const Action& action, const SchemaSnapshot& schemas);
+
+/// All events of an envelope, in their order.
+[[nodiscard]] std::vector<std::vector<Finding>> checkEnvelope(const Envelope& envelope,
+                                                              const SchemaSnapshot& schemas);
+
+}  // namespace zentara::collector

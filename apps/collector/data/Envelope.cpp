@@ -1,0 +1,157 @@
+#include "collector/data/Envelope.h"
+
+#include <boost/json/monotonic_resource.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/parse.hpp>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "collector/data/JSONText.h"
+
+namespace zentara::collector {
+
+namespace {
+
+// Properties may be nested 512 levels deep; the envelope around them adds a few.
+constexpr std::size_t deepestNesting = 520;
+
+std::optional<std::int64_t> integerIn(const boost::json::value& value) {
+    if (value.is_int64()) return value.get_int64();
+    if (value.is_double()) {
+        const double number = value.get_double();
+        constexpr double limit = 9223372036854775808.0;
+        if (std::trunc(number) == number && number >= -limit && number < limit) {
+            return static_cast<std::int64_t>(number);
+        }
+    }
+    return std::nullopt;
+}
+
+/// Takes fields out of one object and notes the first that is not as it should be; after that it
+/// answers with empty values.
+class FieldReader {
+  public:
+    FieldReader(const boost::json::object& object, std::string place, std::string& fault)
+        : object_(object), place_(std::move(place)), fault_(fault) {}
+
+    [[nodiscard]] std::string text(std::string_view key) {
+        const auto* value = find(key);
+        if (value == nullptr) return {};
+        if (!value->is_string()) {
+            note(key, "is not a string");
+            return {};
+        }
+        return {value->get_string().data(), value->get_string().size()};
+    }
+
+    [[nodiscard]] std::int64_t integer(std::string_view key) {
+        const auto* value = find(key);
+        if (value == nullptr) return 0;
+        const auto number = integerIn(*value);
+        if (!number) note(key, "is not an integer");
+        return number.value_or(0);
+    }
+
+    [[nodiscard]] const boost::json::value* objectValue(std::string_view key) {
+        const auto* value = find(key);
+        if (value != nullptr && !value->is_object()) note(key, "is not an object");
+        return value;
+    }
+
+    void requireStringOrNull(std::string_view key) {
+        const auto* value = find(key);
+        if (value != nullptr && !value->is_string() && !value->is_null()) {
+            note(key, "is neither a string nor null");
+        }
+    }
+
+    [[nodiscard]] const boost::json::array* array(std::string_view key) {
+        const auto* value = find(key);
+        if (value != nullptr && !value->is_array()) note(key, "is not an array");
+        return value == nullptr ? nullptr : value->if_array();
+    }
+
+  private:
+    [[nodiscard]] const boost::json::value* find(std::string_view key) {
+        if (!fault_.empty()) return nullptr;
+        const auto* value = object_.if_contains({key.data(), key.size()});
+        if (value == nullptr) note(key, "is missing");
+        return value;
+    }
+
+    void note(std::string_view key, std::string_view problem) {
+        fault_.append(place_).append("\"").append(key).append("\" ").append(problem);
+    }
+
+    const boost::json::object& object_;
+    std::string place_;
+    std::string& fault_;
+};
+
+Action readAction(const boost::json::value& value, std::size_t index, std::string& fault) {
+    const std::string place = "actions[" + std::to_string(index) + "]";
+    if (!value.is_object()) {
+        fault = place + " is not an object";
+        return {};
+    }
+    FieldReader fields(value.get_object(), place + ": ", fault);
+    Action action;
+    action.schema = fields.text("id");
+    action.schema += '-';
+    action.schema += fields.text("version");
+    (void)fields.text("url");
+    (void)fields.text("contentType");
+    action.properties = fields.objectValue("properties");
+    action.actionTs = fields.integer("actionTs");
+    (void)fields.text("zentaraClientVersion");
+    (void)fields.text("zentaraClientReferer");
+    fields.requireStringOrNull("zentaraRelationId");
+    action.contextID = fields.text("zentaraClientContextID");
+    action.sequence = fields.integer("zentaraActionSequence");
+    action.uuid = fields.text("zentaraActionUUID");
+    (void)fields.text("zentaraActionExtraAttributes");
+    if (fault.empty()) appendJSON(action.json, value);
+    return action;
+}
+
+}  // namespace
+
+std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body) {
+    boost::json::parse_options options;
+    options.max_depth = deepestNesting;
+    boost::json::error_code error;
+    auto document = std::make_shared<const boost::json::value>(boost::json::parse(
+        {body.data(), body.size()}, error,
+        boost::json::make_shared_resource<boost::json::monotonic_resource>(), options));
+    if (error) {
+        return EnvelopeFault{EnvelopeFault::Kind::notJSON,
+                             "the body is not JSON: " + error.message()};
+    }
+    if (!document->is_object()) {
+        return EnvelopeFault{EnvelopeFault::Kind::wrongShape, "an envelope is a JSON object"};
+    }
+
+    std::string fault;
+    FieldReader fields(document->get_object(), "", fault);
+    Envelope envelope;
+    envelope.clientUUID = fields.text("zentaraClientUUID");
+    envelope.tenant = fields.text("zentaraClientTenant");
+    envelope.clientType = fields.text("zentaraClientType");
+    envelope.deviceGroup = fields.text("zentaraClientDeviceGroup");
+    envelope.environment = fields.text("zentaraEnvironment");
+    envelope.clientTs = fields.integer("zentaraClientTs");
+    envelope.dispatchNumber = fields.integer("zentaraDispatchNumber");
+    envelope.actionCounter = fields.integer("zentaraActionCounter");
+    if (const auto* actions = fields.array("actions")) {
+        envelope.actions.reserve(actions->size());
+        for (std::size_t index = 0; index < actions->size() && fault.empty(); ++index) {
+            envelope.actions.push_back(readAction((*actions)[index], index, fault));
+        }
+    }
+    if (!fault.empty()) return EnvelopeFault{EnvelopeFault::Kind::wrongShape, fault};
+    envelope.document = std::move(document);
+    return envelope;
+}
+
+}  // namespace zentara::collector

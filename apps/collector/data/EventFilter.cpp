@@ -1,0 +1,136 @@
+#include "collector/data/EventFilter.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <utility>
+
+namespace zentara::collector {
+
+namespace {
+
+[[noreturn]] void refuse(std::string_view name, std::string_view expectation,
+                         std::string_view value) {
+    std::string reason(name);
+    reason.append(" is ").append(expectation).append(", not \"").append(value).append("\"");
+    throw ParameterError(reason);
+}
+
+template <typename Number>
+Number readNumber(std::string_view name, std::string_view expectation, std::string_view value) {
+    Number number{};
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+    if (error != std::errc() || end != value.data() + value.size() || value.empty()) {
+        refuse(name, expectation, value);
+    }
+    return number;
+}
+
+std::optional<bool> readChoice(std::string_view name, std::string_view value) {
+    if (value == "true") return true;
+    if (value == "false") return false;
+    if (value != "any") refuse(name, "true, false or any", value);
+    return std::nullopt;
+}
+
+std::string inLowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
+        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    });
+    return text;
+}
+
+}  // namespace
+
+bool EventFilter::take(std::string_view name, std::string_view value) {
+    const std::array<std::pair<std::string_view, std::optional<std::string>*>, 6> texts{
+        {{"schema", &schema},
+         {"user", &user},
+         {"tenant", &tenant},
+         {"context", &context},
+         {"client", &client},
+         {"text", &text}}};
+    for (const auto& [known, field] : texts) {
+        if (name != known) continue;
+        *field = value;
+        return true;
+    }
+    if (name == "good" || name == "duplicate") {
+        (name == "good" ? good : duplicate) = readChoice(name, value);
+    } else if (name == "since" || name == "until") {
+        (name == "since" ? since : until) =
+            readNumber<std::int64_t>(name, "a time in milliseconds since 1970-01-01 UTC", value);
+    } else if (name == "after") {
+        after = readNumber<std::int64_t>(name, "the number of an event", value);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+bool EventQuery::take(std::string_view name, std::string_view value) {
+    if (name == "offset") {
+        offset = readCount(name, value);
+    } else if (name == "limit") {
+        limit = readCount(name, value);
+    } else if (name == "order") {
+        if (value != "ascending" && value != "descending") {
+            refuse(name, "ascending or descending", value);
+        }
+        order = value == "ascending" ? Order::ascending : Order::descending;
+    } else if (name == "sort") {
+        constexpr std::array<std::pair<std::string_view, Sort>, 5> sorts{
+            {{"number", Sort::number},
+             {"receivedAt", Sort::receivedAt},
+             {"actionTs", Sort::actionTs},
+             {"schema", Sort::schema},
+             {"sequence", Sort::sequence}}};
+        const auto* const known = std::find_if(
+            sorts.begin(), sorts.end(), [&](const auto& each) { return each.first == value; });
+        if (known == sorts.end()) {
+            refuse(name, "number, receivedAt, actionTs, schema or sequence", value);
+        }
+        sort = known->second;
+    } else {
+        return filter.take(name, value);
+    }
+    return true;
+}
+
+std::size_t readCount(std::string_view name, std::string_view value) {
+    return readNumber<std::size_t>(name, "a number from 0 on", value);
+}
+
+SQLCondition conditionFor(const EventFilter& filter) {
+    SQLCondition condition;
+    const auto require = [&](std::string_view term) {
+        condition.text += condition.text.empty() ? " WHERE " : " AND ";
+        condition.text += term;
+    };
+    const auto compare = [&](std::string_view term, const auto& value) {
+        if (!value) return;
+        require(term);
+        condition.values.emplace_back(*value);
+    };
+    compare("schema = ?", filter.schema);
+    compare("tenant = ?", filter.tenant);
+    compare("context = ?", filter.context);
+    compare("client = ?", filter.client);
+    compare("receivedAt >= ?", filter.since);
+    compare("receivedAt < ?", filter.until);
+    compare("number > ?", filter.after);
+    if (filter.user) {
+        require("(userToken = ? OR userType || '=' || userToken = ?)");
+        condition.values.insert(condition.values.end(), 2, *filter.user);
+    }
+    // Written out, because that is how the indices of the few are defined.
+    if (filter.good) require(*filter.good ? "good = 1" : "good = 0");
+    if (filter.duplicate) require(*filter.duplicate ? "duplicate = 1" : "duplicate = 0");
+    if (filter.text) {
+        require("instr(lower(json), ?) > 0");
+        condition.values.emplace_back(inLowerCase(*filter.text));
+    }
+    return condition;
+}
+
+}  // namespace zentara::collector

@@ -1,0 +1,556 @@
+#include "collector/data/Store.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <utility>
+
+#include "collector/data/Records.h"
+
+namespace zentara::collector {
+
+namespace {
+
+constexpr DatabaseFile::Kind fileKind{0x5A434F4C, 1};
+
+/// The indices hold what is counted and sorted by, so that the rows with their long texts are only
+/// read to be shown.
+constexpr const char* tables = R"(
+CREATE TABLE requests (
+    number INTEGER PRIMARY KEY, receivedAt INTEGER NOT NULL, service TEXT NOT NULL,
+    method TEXT NOT NULL, target TEXT NOT NULL, secure INTEGER NOT NULL, headers TEXT NOT NULL,
+    bodySize INTEGER NOT NULL, status INTEGER NOT NULL, reason TEXT NOT NULL, fault TEXT NOT NULL,
+    storedEvents INTEGER NOT NULL, isStored INTEGER NOT NULL);
+CREATE INDEX requestsByStored ON requests (isStored);
+CREATE INDEX requestsWithFault ON requests (number) WHERE fault <> '';
+
+CREATE TABLE envelopes (
+    number INTEGER PRIMARY KEY, request INTEGER NOT NULL UNIQUE REFERENCES requests (number),
+    facts TEXT NOT NULL, body TEXT NOT NULL);
+
+CREATE TABLE events (
+    number INTEGER PRIMARY KEY, envelope INTEGER NOT NULL REFERENCES envelopes (number),
+    duplicate INTEGER NOT NULL, good INTEGER NOT NULL, receivedAt INTEGER NOT NULL,
+    actionTs INTEGER NOT NULL, sequence INTEGER NOT NULL, schema TEXT NOT NULL,
+    actionUUID TEXT NOT NULL, context TEXT NOT NULL, client TEXT NOT NULL, tenant TEXT NOT NULL,
+    userType TEXT NOT NULL, userToken TEXT NOT NULL, findings TEXT NOT NULL, json TEXT NOT NULL);
+CREATE INDEX eventsByTime ON events (receivedAt, good, duplicate);
+CREATE INDEX eventsBySchema ON events (schema, number, good);
+CREATE INDEX eventsByAction ON events (actionUUID);
+CREATE INDEX eventsByContext ON events (context, number, sequence, duplicate);
+CREATE INDEX badEvents ON events (number) WHERE good = 0;
+CREATE INDEX duplicateEvents ON events (number) WHERE duplicate = 1;
+
+CREATE TABLE faults (description TEXT PRIMARY KEY, count INTEGER NOT NULL) WITHOUT ROWID;
+)";
+
+constexpr const char* eventByNumber =
+    "SELECT e.number, e.envelope, e.duplicate, e.good, e.schema, e.actionUUID, e.sequence, "
+    "e.findings, n.facts, e.json "
+    "FROM events e JOIN envelopes n ON n.number = e.envelope WHERE e.number = ?";
+
+constexpr const char* requestColumns =
+    "SELECT number, receivedAt, service, method, target, secure, headers, bodySize, status, "
+    "reason, fault, storedEvents FROM requests";
+
+constexpr const char* envelopeColumns =
+    "SELECT n.number, r.receivedAt, r.headers, n.body "
+    "FROM envelopes n JOIN requests r ON r.number = n.request";
+
+std::string_view serviceOf(const HttpRequest& request) {
+    for (const std::string_view service : {"event", "id", "schemas"}) {
+        if (request.path.starts_with('/') && request.path.substr(1) == service) return service;
+    }
+    return "";
+}
+
+std::int64_t boundLimit(std::optional<std::size_t> limit) {
+    constexpr auto most = std::numeric_limits<std::int64_t>::max();
+    if (!limit || *limit > static_cast<std::size_t>(most)) return most;
+    return static_cast<std::int64_t>(*limit);
+}
+
+Database::Query start(Database& database, const std::string& sql,
+                      const std::vector<SQLCondition::Value>& values) {
+    Database::Query query = database.queryOnce(sql);
+    for (const auto& value : values) {
+        std::visit([&](const auto& each) { query.bind(each); }, value);
+    }
+    return query;
+}
+
+std::size_t countIn(Database& database, const SQLCondition& condition,
+                    std::optional<std::size_t> most) {
+    // Numbers are given without a gap.
+    if (condition.text.empty() && !most) {
+        return static_cast<std::size_t>(database.number("SELECT max(number) FROM events"));
+    }
+    auto rows =
+        most ? start(database,
+                     "SELECT count(*) FROM (SELECT 1 FROM events" + condition.text + " LIMIT ?)",
+                     condition.values)
+             : start(database, "SELECT count(*) FROM events" + condition.text, condition.values);
+    if (most) rows.bind(boundLimit(most));
+    return rows.step() ? static_cast<std::size_t>(rows.integer(0)) : 0;
+}
+
+std::string orderOf(const EventQuery& query) {
+    constexpr std::array<const char*, 5> columns{"number", "receivedAt", "actionTs", "schema",
+                                                 "sequence"};
+    const std::string direction = query.order == EventQuery::Order::ascending ? " ASC" : " DESC";
+    std::string order = columns.at(static_cast<std::size_t>(query.sort)) + direction;
+    if (query.sort != EventQuery::Sort::number) order += ", number" + direction;
+    return order;
+}
+
+/// The texts stay with `row`.
+std::string eventIn(const Database::Query& row) {
+    EventRecord record;
+    record.number = row.integer(0);
+    record.envelope = row.integer(1);
+    record.duplicate = row.integer(2) != 0;
+    record.good = row.integer(3) != 0;
+    record.schema = row.text(4);
+    record.actionUUID = row.text(5);
+    record.sequence = row.integer(6);
+    record.findingsJSON = row.text(7);
+    record.factsJSON = row.text(8);
+    record.eventJSON = row.text(9);
+    return record.json();
+}
+
+std::string requestIn(const Database::Query& row) {
+    RequestRecord record;
+    record.number = row.integer(0);
+    record.receivedAt = row.integer(1);
+    record.service = row.text(2);
+    record.method = row.text(3);
+    record.target = row.text(4);
+    record.secure = row.integer(5) != 0;
+    record.headersJSON = row.text(6);
+    record.bodySize = row.integer(7);
+    record.status = row.integer(8);
+    record.reason = row.text(9);
+    record.fault = row.text(10);
+    record.storedEvents = row.integer(11);
+    return record.json();
+}
+
+std::string envelopeIn(const Database::Query& row) {
+    return EnvelopeRecord{row.integer(0), row.integer(1), row.text(2), row.text(3)}.json();
+}
+
+/// The smallest of the widths that people like which covers the time in `mostBuckets` buckets.
+std::int64_t widthFor(std::int64_t first, std::int64_t last) {
+    constexpr std::int64_t second = 1000;
+    constexpr std::int64_t minute = 60 * second;
+    constexpr std::int64_t hour = 60 * minute;
+    constexpr std::int64_t day = 24 * hour;
+    constexpr std::array<std::int64_t, 16> widths{second,      2 * second,  5 * second, 10 * second,
+                                                  30 * second, minute,      2 * minute, 5 * minute,
+                                                  10 * minute, 30 * minute, hour,       2 * hour,
+                                                  6 * hour,    12 * hour,   day,        7 * day};
+    const auto buckets = [&](std::int64_t width) {
+        return last / width - first / width + 1;
+    };
+    for (const auto width : widths) {
+        if (buckets(width) <= Store::mostBuckets) return width;
+    }
+    std::int64_t width = widths.back();
+    while (buckets(width) > Store::mostBuckets)
+        width *= 2;
+    return width;
+}
+
+/// With no references to check, a table is let go of as a whole rather than row by row.
+class UncheckedReferences {
+  public:
+    explicit UncheckedReferences(Database& database) : database_(database) {
+        database_.execute("PRAGMA foreign_keys = OFF");
+    }
+    UncheckedReferences(const UncheckedReferences&) = delete;
+    UncheckedReferences& operator=(const UncheckedReferences&) = delete;
+    ~UncheckedReferences() {
+        try {
+            database_.execute("PRAGMA foreign_keys = ON");
+        } catch (const StoreError&) {
+            // They only guard against faults of this program's own.
+        }
+    }
+
+  private:
+    Database& database_;
+};
+
+}  // namespace
+
+Store::Store(const std::optional<std::filesystem::path>& file)
+    : file_(file ? std::make_unique<DatabaseFile>(*file, fileKind) : nullptr), writer_(file) {
+    try {
+        writer_.execute("PRAGMA foreign_keys = ON; PRAGMA secure_delete = FAST;");
+        createTables();
+        if (file) {
+            writer_.execute(
+                "PRAGMA synchronous = NORMAL; PRAGMA wal_autocheckpoint = 4000;"
+                "PRAGMA cache_size = -32000; PRAGMA journal_size_limit = 67108864;");
+            reader_.emplace(file);
+            reader_->execute("PRAGMA query_only = ON; PRAGMA cache_size = -8000;");
+        }
+        rebuildCounts();
+    } catch (const StoreError& error) {
+        throw StoreError((file ? file->string() : "the database in memory") + ": " + error.what());
+    }
+}
+
+Store::~Store() = default;
+
+void Store::createTables() {
+    if (writer_.number("SELECT count(*) FROM sqlite_schema") == 0) {
+        // In one transaction with the marks that the file is known by, and before there is a
+        // write-ahead log, so that they are in the file itself from its first moment.
+        Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
+        writer_.execute(tables +
+                        ("PRAGMA application_id = " + std::to_string(fileKind.applicationID)) +
+                        "; PRAGMA user_version = " + std::to_string(fileKind.newestVersion));
+        transaction.commit();
+    }
+    if (file_ == nullptr) return;
+    auto mode = writer_.queryOnce("PRAGMA journal_mode = WAL");
+    if (!mode.step() || mode.text(0) != "wal") {
+        throw StoreError("the file system does not allow a write-ahead log");
+    }
+}
+
+void Store::rebuildCounts() {
+    const auto total = [this](std::string_view sql) {
+        return static_cast<std::uint64_t>(writer_.number(sql));
+    };
+    summary_.requests = total("SELECT max(number) FROM requests");
+    summary_.envelopes = total("SELECT max(number) FROM envelopes");
+    summary_.events = total("SELECT max(number) FROM events");
+    summary_.lastNumber = static_cast<std::int64_t>(summary_.events);
+    summary_.duplicates = total("SELECT count(*) FROM events WHERE duplicate = 1");
+    summary_.distinctActions = summary_.events - summary_.duplicates;
+    unstored_ = writer_.number("SELECT count(*) FROM requests WHERE isStored = 0");
+
+    auto schemas = writer_.query("SELECT schema, count(*), sum(good) FROM events GROUP BY schema");
+    while (schemas.step()) {
+        const std::string schema(schemas.text(0));
+        const auto events = static_cast<std::uint64_t>(schemas.integer(1));
+        const auto good = static_cast<std::uint64_t>(schemas.integer(2));
+        summary_.eventsBySchema.emplace(schema, events);
+        if (good < events) summary_.badBySchema.emplace(schema, events - good);
+        summary_.good += good;
+        summary_.bad += events - good;
+    }
+
+    auto faults = writer_.query("SELECT description, count FROM faults");
+    while (faults.step()) {
+        summary_.faults.emplace(faults.text(0), static_cast<std::uint64_t>(faults.integer(1)));
+    }
+
+    auto sequences = writer_.query(
+        "SELECT context, sequence, number FROM events WHERE duplicate = 0 "
+        "ORDER BY context, number");
+    std::string context;
+    std::string client;
+    for (bool isFirst = true; sequences.step(); isFirst = false) {
+        if (isFirst || sequences.text(0) != context) {
+            context = sequences.text(0);
+            auto row =
+                writer_.query("SELECT client FROM events WHERE number = ?", sequences.integer(2));
+            client = row.step() ? row.text(0) : "";
+        }
+        gaps_.add(context, client, sequences.integer(1));
+    }
+}
+
+void Store::onChange(std::function<void()> changed) {
+    changed_ = std::move(changed);
+}
+
+void Store::notify() const {
+    if (changed_) changed_();
+}
+
+std::int64_t Store::insertRequest(const HttpRequest& request, const RequestNote& note,
+                                  std::int64_t storedEvents, bool isStored) {
+    const auto number = static_cast<std::int64_t>(summary_.requests) + 1;
+    const std::string headers = headersJSON(request);
+    writer_.run("INSERT INTO requests VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)", number,
+                request.receivedAt, serviceOf(request), request.method, request.target,
+                request.secure, headers, request.body.size(), note.status, note.reason, note.fault,
+                storedEvents, isStored);
+    if (!note.fault.empty()) {
+        writer_.run(
+            "INSERT INTO faults VALUES (?, 1) "
+            "ON CONFLICT (description) DO UPDATE SET count = count + 1",
+            note.fault);
+    }
+    return number;
+}
+
+void Store::countRequest(const RequestNote& note) {
+    ++summary_.requests;
+    if (!note.fault.empty()) ++summary_.faults[note.fault];
+}
+
+void Store::addRequest(const HttpRequest& request, const RequestNote& note) {
+    {
+        const std::lock_guard lock(writing_);
+        Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
+        (void)insertRequest(request, note, 0, false);
+        const bool isFull = unstored_ >= static_cast<std::int64_t>(requestCapacity);
+        if (isFull) {
+            writer_.run(
+                "DELETE FROM requests WHERE number = "
+                "(SELECT number FROM requests WHERE isStored = 0 ORDER BY number LIMIT 1)");
+        }
+        transaction.commit();
+        if (!isFull) ++unstored_;
+        const std::lock_guard counting(counting_);
+        countRequest(note);
+    }
+    notify();
+}
+
+std::vector<Store::Arrival> Store::addEnvelope(const HttpRequest& request, const Envelope& envelope,
+                                               const std::vector<std::vector<Finding>>& findings,
+                                               const RequestNote& note) {
+    // What does not depend on what came before is built without the lock.
+    const User user = userOf(request);
+    const std::string facts = factsJSON(request, envelope, user);
+    std::vector<Arrival> arrivals(envelope.actions.size());
+    std::vector<std::string> messages(envelope.actions.size());
+    for (std::size_t i = 0; i < arrivals.size(); ++i) {
+        arrivals[i].schema = envelope.actions[i].schema;
+        arrivals[i].actionUUID = envelope.actions[i].uuid;
+        arrivals[i].good = findings.at(i).empty();
+        messages[i] = findingsJSON(findings[i]);
+    }
+
+    std::int64_t envelopeNumber = 0;
+    {
+        const std::lock_guard lock(writing_);
+        Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
+        const auto requestNumber =
+            insertRequest(request, note, static_cast<std::int64_t>(arrivals.size()), true);
+        envelopeNumber = static_cast<std::int64_t>(summary_.envelopes) + 1;
+        writer_.run("INSERT INTO envelopes VALUES (?, ?, ?, ?)", envelopeNumber, requestNumber,
+                    facts, request.body);
+        auto number = summary_.lastNumber;
+        for (std::size_t i = 0; i < arrivals.size(); ++i) {
+            const Action& action = envelope.actions[i];
+            Arrival& arrival = arrivals[i];
+            arrival.number = ++number;
+            arrival.duplicate =
+                writer_.query("SELECT 1 FROM events WHERE actionUUID = ? LIMIT 1", action.uuid)
+                    .step();
+            writer_.run(
+                "INSERT INTO events VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+                number, envelopeNumber, arrival.duplicate, arrival.good, request.receivedAt,
+                action.actionTs, action.sequence, action.schema, action.uuid, action.contextID,
+                envelope.clientUUID, envelope.tenant, user.type, user.token, messages[i],
+                action.json);
+        }
+        transaction.commit();
+
+        const std::lock_guard counting(counting_);
+        countRequest(note);
+        ++summary_.envelopes;
+        summary_.events += arrivals.size();
+        summary_.lastNumber = number;
+        for (std::size_t i = 0; i < arrivals.size(); ++i) {
+            const Arrival& arrival = arrivals[i];
+            ++summary_.eventsBySchema[arrival.schema];
+            ++(arrival.good ? summary_.good : summary_.bad);
+            if (!arrival.good) ++summary_.badBySchema[arrival.schema];
+            ++(arrival.duplicate ? summary_.duplicates : summary_.distinctActions);
+            if (arrival.duplicate) continue;
+            const Action& action = envelope.actions[i];
+            gaps_.add(action.contextID, envelope.clientUUID, action.sequence);
+        }
+    }
+
+    for (std::size_t i = 0; i < arrivals.size(); ++i) {
+        Arrival& arrival = arrivals[i];
+        const Action& action = envelope.actions[i];
+        arrival.record =
+            EventRecord{arrival.number, envelopeNumber,     arrival.duplicate, arrival.good,
+                        arrival.schema, arrival.actionUUID, action.sequence,   messages[i],
+                        facts,          action.json}
+                .json();
+    }
+    notify();
+    return arrivals;
+}
+
+Store::Summary Store::summary() const {
+    const std::lock_guard lock(counting_);
+    Summary summary = summary_;
+    summary.missing = gaps_.missing();
+    return summary;
+}
+
+std::vector<Gap> Store::gaps() const {
+    const std::lock_guard lock(counting_);
+    return gaps_.gaps();
+}
+
+template <typename Read>
+auto Store::reading(Read read) const {
+    const std::lock_guard lock(reader_ ? reading_ : writing_);
+    Database& database = reader_ ? *reader_ : writer_;
+    const Database::Transaction transaction(database, Database::Transaction::Kind::reading);
+    return read(database);
+}
+
+Store::Page Store::events(const EventQuery& query) const {
+    const SQLCondition condition = conditionFor(query.filter);
+    return reading([&](Database& database) {
+        Page page;
+        page.total = countIn(database, condition, std::nullopt);
+        if (query.offset >= page.total) return page;
+        // The numbers first: what is sorted and skipped need not be read.
+        std::string where = condition.text;
+        std::size_t offset = query.offset;
+        if (where.empty() && query.sort == EventQuery::Sort::number) {
+            // Without a gap, so that there is nothing to count off.
+            where = query.order == EventQuery::Order::ascending
+                        ? " WHERE number > " + std::to_string(offset)
+                        : " WHERE number <= " + std::to_string(page.total - offset);
+            offset = 0;
+        }
+        auto rows = start(database,
+                          "SELECT number FROM events" + where + " ORDER BY " + orderOf(query) +
+                              " LIMIT ? OFFSET ?",
+                          condition.values);
+        rows.bind(boundLimit(query.limit));
+        rows.bind(offset);
+        while (rows.step()) {
+            auto row = database.query(eventByNumber, rows.integer(0));
+            if (row.step()) page.records.push_back(eventIn(row));
+        }
+        return page;
+    });
+}
+
+std::size_t Store::count(const EventFilter& filter, std::optional<std::size_t> most) const {
+    const SQLCondition condition = conditionFor(filter);
+    return reading([&](Database& database) { return countIn(database, condition, most); });
+}
+
+std::optional<std::string> Store::event(std::string_view actionUUID) const {
+    return reading([&](Database& database) -> std::optional<std::string> {
+        std::string arrivals;
+        std::int64_t first = 0;
+        auto rows = database.query("SELECT number FROM events WHERE actionUUID = ? ORDER BY number",
+                                   actionUUID);
+        while (rows.step()) {
+            if (first == 0) first = rows.integer(0);
+            if (!arrivals.empty()) arrivals += ',';
+            arrivals += std::to_string(rows.integer(0));
+        }
+        if (first == 0) return std::nullopt;
+
+        auto event = database.query(eventByNumber, first);
+        (void)event.step();
+        const auto envelopeNumber = event.integer(1);
+        auto envelope =
+            database.query(envelopeColumns + std::string(" WHERE n.number = ?"), envelopeNumber);
+        (void)envelope.step();
+        auto request = database.query(
+            requestColumns +
+                std::string(" WHERE number = (SELECT request FROM envelopes WHERE number = ?)"),
+            envelopeNumber);
+        (void)request.step();
+        return R"({"event":)" + eventIn(event) + R"(,"arrivals":[)" + arrivals +
+               R"(],"envelope":)" + envelopeIn(envelope) + R"(,"request":)" + requestIn(request) +
+               "}";
+    });
+}
+
+Store::Page Store::envelopes(std::size_t offset, std::optional<std::size_t> limit) const {
+    return reading([&](Database& database) {
+        Page page;
+        page.total = static_cast<std::size_t>(database.number("SELECT max(number) FROM envelopes"));
+        auto rows = database.query(
+            envelopeColumns + std::string(" WHERE n.number > ? ORDER BY n.number LIMIT ?"),
+            boundLimit(offset), boundLimit(limit));
+        while (rows.step())
+            page.records.push_back(envelopeIn(rows));
+        return page;
+    });
+}
+
+Store::Page Store::requests(const RequestQuery& query) const {
+    const std::string condition =
+        query.fault ? (*query.fault ? " WHERE fault <> ''" : " WHERE fault = ''") : "";
+    return reading([&](Database& database) {
+        Page page;
+        page.total =
+            static_cast<std::size_t>(database.number("SELECT count(*) FROM requests" + condition));
+        auto rows = database.query(requestColumns + condition + " ORDER BY number LIMIT ? OFFSET ?",
+                                   boundLimit(query.limit), boundLimit(query.offset));
+        while (rows.step())
+            page.records.push_back(requestIn(rows));
+        return page;
+    });
+}
+
+Store::Timeline Store::timeline(const EventFilter& filter,
+                                std::optional<std::int64_t> width) const {
+    const SQLCondition condition = conditionFor(filter);
+    return reading([&](Database& database) {
+        std::map<std::int64_t, Timeline::Bucket> moments;
+        auto rows = start(database, "SELECT receivedAt, good FROM events" + condition.text,
+                          condition.values);
+        while (rows.step()) {
+            // Mostly in order of time.
+            const auto moment = rows.integer(0);
+            auto& counts = moments.try_emplace(moments.end(), moment)->second;
+            ++(rows.integer(1) != 0 ? counts.good : counts.bad);
+        }
+
+        Timeline timeline;
+        if (moments.empty()) return timeline;
+        timeline.width = width ? std::max<std::int64_t>(*width, 1)
+                               : widthFor(moments.begin()->first, moments.rbegin()->first);
+        for (const auto& [moment, counts] : moments) {
+            const auto start = moment - moment % timeline.width;
+            if (timeline.buckets.empty() || timeline.buckets.back().start != start) {
+                timeline.buckets.push_back({start, 0, 0});
+            }
+            timeline.buckets.back().good += counts.good;
+            timeline.buckets.back().bad += counts.bad;
+        }
+        return timeline;
+    });
+}
+
+void Store::reset() {
+    {
+        const std::lock_guard lock(writing_);
+        {
+            const UncheckedReferences unchecked(writer_);
+            Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
+            for (const char* table : {"events", "envelopes", "requests", "faults"})
+                writer_.execute(std::string("DELETE FROM ") + table);
+            transaction.commit();
+        }
+        unstored_ = 0;
+        {
+            const std::lock_guard counting(counting_);
+            summary_ = {};
+            gaps_ = {};
+        }
+        // Gives the space back, and with it what it held. It is put off while somebody reads.
+        try {
+            writer_.execute("VACUUM; PRAGMA wal_checkpoint(TRUNCATE);");
+        } catch (const StoreError&) {
+        }
+    }
+    notify();
+}
+
+}  // namespace zentara::collector

@@ -1,0 +1,186 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collector/data/Database.h"
+#include "collector/data/DatabaseFile.h"
+#include "collector/data/Envelope.h"
+#include "collector/data/EventFilter.h"
+#include "collector/data/Finding.h"
+#include "collector/data/Gap.h"
+#include "collector/data/SequenceGaps.h"
+#include "collector/data/StoreError.h"
+#include "collector/http/HttpMessage.h"
+
+namespace zentara::collector {
+
+/// Everything that was received, in a database: one file, or memory.
+///
+/// What is added is committed on return. After the process was killed all of it is still in the
+/// file; after the machine lost its power the latest may be missing, but nothing is half there.
+/// Envelopes and events are kept without a bound; of the requests that stored nothing the latest
+/// `requestCapacity`. A file is used by one collector at a time and readable only to its owner.
+///
+/// Any thread. Who reads sees all that was committed before. With a file, reading never holds up
+/// adding.
+///
+/// The tables, for those who open the file with other tools. Times are milliseconds since
+/// 1970-01-01 UTC; `number` counts from 1 in order of arrival.
+///
+///     requests   number, receivedAt, service, method, target, secure, headers (JSON object),
+///                bodySize, status, reason, fault, storedEvents, isStored (has an envelope)
+///     envelopes  number, request, facts (what its events show of it: JSON members without
+///                braces), body (as posted)
+///     events     number, envelope, duplicate, good, receivedAt, actionTs, sequence, schema,
+///                actionUUID, context, client, tenant, userType, userToken,
+///                findings (JSON array of {path, message}), json (the event, compact)
+///     faults     description, count
+class Store {
+  public:
+    static constexpr std::size_t requestCapacity = 100'000;
+
+    /// How a request ended.
+    struct RequestNote {
+        int status = 0;      ///< 0 when no answer was sent
+        std::string reason;  ///< why it was refused; empty when it was not
+        std::string fault;   ///< the fault that it met, as `Summary::faults` counts it; or empty
+    };
+
+    /// An event as it was kept.
+    struct Arrival {
+        std::int64_t number = 0;
+        std::string schema;
+        std::string actionUUID;
+        bool good = true;
+        bool duplicate = false;
+        std::string record;  ///< the JSON that the query interface shows
+    };
+
+    struct Summary {
+        std::uint64_t requests = 0;  ///< received, whether still kept or not
+        std::uint64_t envelopes = 0;
+        std::uint64_t events = 0;
+        std::uint64_t good = 0;
+        std::uint64_t bad = 0;
+        std::uint64_t distinctActions = 0;  ///< different action UUIDs among the events
+        std::uint64_t duplicates = 0;       ///< events that are not the first of their UUID
+        std::uint64_t missing = 0;          ///< the sum of the gaps, or the largest number
+        std::int64_t lastNumber = 0;        ///< of the latest event
+        std::map<std::string, std::uint64_t> eventsBySchema;
+        std::map<std::string, std::uint64_t> badBySchema;
+        std::map<std::string, std::uint64_t> faults;  ///< by `RequestNote::fault`
+    };
+
+    struct Page {
+        std::size_t total = 0;             ///< records that match, shown or not
+        std::vector<std::string> records;  ///< JSON
+    };
+
+    struct RequestQuery {
+        std::optional<bool> fault = {};  ///< whether they met one
+        std::size_t offset = 0;
+        std::optional<std::size_t> limit = {};
+    };
+
+    /// How many events arrived when.
+    struct Timeline {
+        struct Bucket {
+            std::int64_t start = 0;  ///< milliseconds since 1970-01-01 UTC, a multiple of `width`
+            std::uint64_t good = 0;
+            std::uint64_t bad = 0;
+        };
+        std::int64_t width = 1000;    ///< of a bucket, milliseconds
+        std::vector<Bucket> buckets;  ///< ascending; only those with events
+    };
+    static constexpr std::int64_t mostBuckets = 120;
+
+    /// Keeps everything in `file`, which is made when it does not exist; in memory when there is
+    /// none. Throws `StoreError`, leaving the file as it was, when it holds something else or was
+    /// made by a later version, is in use by another collector, or cannot be opened.
+    explicit Store(const std::optional<std::filesystem::path>& file = std::nullopt);
+    ~Store();
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
+
+    /// To be set before use. Called after each commit and reset, on the thread that made it and
+    /// without a lock; must be quick.
+    void onChange(std::function<void()> changed);
+
+    /// Keeps a request that stored nothing. Throws `StoreError`.
+    void addRequest(const HttpRequest& request, const RequestNote& note);
+
+    /// Keeps a request, the envelope that it posted and its events; all of it or, with a
+    /// `StoreError`, nothing. `findings` has an element for each action, empty for a good one.
+    [[nodiscard]] std::vector<Arrival> addEnvelope(
+        const HttpRequest& request, const Envelope& envelope,
+        const std::vector<std::vector<Finding>>& findings, const RequestNote& note);
+
+    /// Takes next to no time, however much is kept.
+    [[nodiscard]] Summary summary() const;
+
+    // All of these throw `StoreError`.
+
+    [[nodiscard]] Page events(const EventQuery& query) const;
+
+    /// How many events match; does not count beyond `most`.
+    [[nodiscard]] std::size_t count(const EventFilter& filter,
+                                    std::optional<std::size_t> most = std::nullopt) const;
+
+    /// {"event", "arrivals", "envelope", "request"} for the first arrival of an action; nothing
+    /// when it is not known.
+    [[nodiscard]] std::optional<std::string> event(std::string_view actionUUID) const;
+
+    [[nodiscard]] Page envelopes(std::size_t offset = 0,
+                                 std::optional<std::size_t> limit = std::nullopt) const;
+    [[nodiscard]] Page requests(const RequestQuery& query) const;
+
+    /// By the name of the context, then by number.
+    [[nodiscard]] std::vector<Gap> gaps() const;
+
+    /// `width` in milliseconds, at least 1; when there is none, one that gives at most
+    /// `mostBuckets`.
+    [[nodiscard]] Timeline timeline(const EventFilter& filter,
+                                    std::optional<std::int64_t> width = std::nullopt) const;
+
+    /// Forgets everything, on disk too, and counts from the beginning.
+    void reset();
+
+  private:
+    void createTables();
+    void rebuildCounts();
+    [[nodiscard]] std::int64_t insertRequest(const HttpRequest& request, const RequestNote& note,
+                                             std::int64_t storedEvents, bool isStored);
+    void countRequest(const RequestNote& note);
+    void notify() const;
+
+    /// Gives `read` a connection that stands still at one state of the database.
+    template <typename Read>
+    auto reading(Read read) const;
+
+    std::function<void()> changed_;             // constant once in use
+    const std::unique_ptr<DatabaseFile> file_;  // none in memory
+
+    mutable std::mutex writing_;  // taken before counting_
+    mutable Database writer_;     // guarded by writing_
+    std::int64_t unstored_ = 0;   // requests kept that stored nothing; guarded by writing_
+
+    mutable std::mutex reading_;
+    mutable std::optional<Database> reader_;  // guarded by reading_; none in memory
+
+    // Changed under writing_ and counting_, so that either will do to read them.
+    mutable std::mutex counting_;
+    Summary summary_;  // but for `missing`
+    SequenceGaps gaps_;
+};
+
+}  // namespace zentara::collector

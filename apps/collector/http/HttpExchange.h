@@ -1,0 +1,35 @@
+#pragma once
+
+#include <atomic>
+#include <boost/asio/io_context.hpp>
+#include <memory>
+
+#include "collector/http/Exchange.h"
+
+namespace zentara::collector {
+
+class HttpConnection;
+
+/// A request of a connection, in the hands of the handler.
+class HttpExchange : public Exchange {
+  public:
+    /// `context` runs the connection; kept, so that both can outlive the server.
+    HttpExchange(std::shared_ptr<boost::asio::io_context> context,
+                 std::shared_ptr<HttpConnection> connection, HttpRequest request);
+    ~HttpExchange() override;
+    HttpExchange(const HttpExchange&) = delete;
+    HttpExchange& operator=(const HttpExchange&) = delete;
+
+    [[nodiscard]] const HttpRequest& request() const override { return request_; }
+    void deliver(Delivery delivery) override;
+    [[nodiscard]] std::shared_ptr<EventStream> openStream() override;
+
+  private:
+    // Let go of after the connection.
+    const std::shared_ptr<boost::asio::io_context> context_;
+    const std::shared_ptr<HttpConnection> connection_;
+    const HttpRequest request_;
+    std::atomic<bool> isAnswered_ = false;
+};
+
+}  // namespace zentara::collector

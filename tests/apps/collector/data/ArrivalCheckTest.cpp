@@ -1,0 +1,156 @@
+#include "collector/data/ArrivalCheck.h"
+
+#include <gmock/gmock.h>
+
+#include <boost/json/parse.hpp>
+
+#include "schemas/Validators.h"
+
+namespace zentara::collector {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+boost::json::value parsed(const std::string& text) {
+    boost::json::parse_options options;
+    options.max_depth = 1000;
+    return boost::json::parse(text, {}, options);
+}
+
+std::vector<std::string> messagesOf(const std::vector<Finding>& findings) {
+    std::vector<std::string> messages;
+    for (const auto& finding : findings)
+        messages.push_back(finding.message);
+    return messages;
+}
+
+TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
+    const struct {
+        const char* schema;
+        const char* properties;
+        std::vector<std::string> paths;
+    } cases[] = {
+        {R"({"type":"object"})", R"({"a":1})", {}},
+        {R"({"required":["b"]})", R"({"a":1})", {""}},
+        {R"({"properties":{"price":{"properties":{"amount":{"type":"integer","minimum":5}}}}})",
+         R"({"price":{"amount":1.5}})",
+         {"/price/amount", "/price/amount"}},
+        // The same message in several places, and from around them.
+        {R"({"properties":{"a":{"type":"string"},"b":{"type":"string"},
+                           "c":{"properties":{"d":{"type":"string"}}}}})",
+         R"({"b":1,"a":1,"c":{"d":1}})",
+         {"/a", "/b", "/c/d"}},
+        {R"({"not":{"type":"object"},"allOf":[{"minProperties":2}],
+             "properties":{"a":{"minProperties":1}}})",
+         R"({"a":{}})",
+         {"", "", "/a"}},
+        {R"({"items":{"type":"string"}})", R"(["x",1,["y"]])", {"/1", "/2"}},
+        {R"({"items":[{"type":"string"}],"additionalItems":false})", "[1,2,3]", {"/0", "/1", "/2"}},
+        {R"({"properties":{"a":{}},"additionalProperties":false})",
+         R"({"a":1,"b":2,"c":3})",
+         {"/b", "/c"}},
+        {R"({"patternProperties":{"^x":{"type":"string"}},"additionalProperties":{"minimum":9}})",
+         R"({"x1":1,"y":2})",
+         {"/x1", "/y"}},
+        // Takes the place of what was found in the members before.
+        {R"({"properties":{"a":{"type":"string"}},"patternProperties":{"(":{}}})",
+         R"({"a":1})",
+         {""}},
+        {R"({"properties":{"a":{"$ref":"#/definitions/x"}},
+             "definitions":{"x":{"properties":{"b":{"$ref":"#/definitions/y"}}},
+                            "y":{"items":{"enum":[1]}}}})",
+         R"({"a":{"b":[1,2]}})",
+         {"/a/b/1"}},
+        {R"({"properties":{"a":{"$ref":"#"}},"maxProperties":1})",
+         R"({"a":{"a":{"a":1,"b":2}}})",
+         {"/a/a"}},
+        {R"({"properties":{"a":{"anyOf":[{"properties":{"b":{"type":"string"}}}]}}})",
+         R"({"a":{"b":1}})",
+         {"/a"}},
+        {R"({"dependencies":{"a":["b"],"c":{"properties":{"d":{"type":"null"}}}}})",
+         R"({"a":1,"c":2,"d":3})",
+         {"", "/d"}},
+        {R"({"properties":{"a":{"$ref":"#/loop"}},"loop":{"$ref":"#/loop"}})",
+         R"({"a":1})",
+         {"/a"}},
+        {R"({"properties":{"a/b~c":{"type":"string"},"":{"type":"string"}}})",
+         R"({"a/b~c":1,"":2})",
+         {"/a~1b~0c", "/"}},
+    };
+    for (const auto& each : cases) {
+        const auto schema = parsed(each.schema);
+        const auto properties = parsed(each.properties);
+        const auto findings = checkProperties(properties, schema.get_object());
+        std::vector<std::string> paths;
+        for (const auto& finding : findings)
+            paths.push_back(finding.path);
+        EXPECT_EQ(paths, each.paths) << each.schema;
+        EXPECT_EQ(
+            messagesOf(findings),
+            validate(properties, schema.get_object()).errors().value_or(std::vector<std::string>()))
+            << each.schema;
+    }
+}
+
+TEST(ArrivalCheckTest, TheFormatThatEndsAnApplicationIsAMessage) {
+    const auto schema = parsed(R"({"properties":{"a":{"format":"numericString"},
+                                                 "b":{"format":"numericString"}}})");
+    EXPECT_THAT(checkProperties(parsed(R"({"a":5,"b":"1.5"})"), schema.get_object()),
+                ElementsAre(Finding{"/a", "'5' is not valid NumericString format."}));
+}
+
+TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedPaths) {
+    // Many messages below a long name.
+    const std::string name(900, 'n');
+    std::string elements = "1";
+    for (int i = 0; i < 5000; ++i)
+        elements += ",1";
+    const auto schema = parsed(R"({"additionalProperties":{"items":{"type":"string"}}})");
+    const auto many =
+        checkProperties(parsed("{\"" + name + "\":[" + elements + "]}"), schema.get_object());
+    ASSERT_EQ(many.size(), 5001U);
+    EXPECT_EQ(many[999].path, "/" + name + "/999");
+    EXPECT_EQ(many[5000].path, "");
+
+    // Deep, below names of which the second makes the path too long.
+    const std::string longName(1000, 'n');
+    const auto deep = checkProperties(parsed("{\"" + longName + "\":{\"" + longName + "\":[1]}}"),
+                                      parsed(R"({"additionalProperties":{"additionalProperties":
+                                   {"items":{"type":"string"}}}})")
+                                          .get_object());
+    ASSERT_EQ(deep.size(), 1U);
+    EXPECT_EQ(deep[0].path, "/" + longName);
+
+    const std::string nested = std::string(500, '[') + "1" + std::string(500, ']');
+    const auto deepest = checkProperties(
+        parsed(nested), parsed(R"({"items":{"$ref":"#"},"type":"array"})").get_object());
+    ASSERT_EQ(deepest.size(), 1U);
+    EXPECT_EQ(deepest[0].path.size(), 1000U);
+
+    // Two references at each level, so that the engine gives up.
+    const auto doubled =
+        parsed(R"({"additionalProperties":{"allOf":[{"$ref":"#"},{"$ref":"#"}]}})");
+    std::string value = "1";
+    for (int i = 0; i < 60; ++i)
+        value = R"({"a":)" + value + "}";
+    const auto stopped = checkProperties(parsed(value), doubled.get_object());
+    ASSERT_EQ(stopped.size(), 1U);
+    EXPECT_THAT(stopped[0].message, testing::StartsWith("Validation stopped"));
+}
+
+TEST(ArrivalCheckTest, AnEventWithoutASchemaIsBad) {
+    SchemaSnapshot schemas;
+    schemas.schemas.emplace("x-1", std::make_shared<const boost::json::object>());
+    const auto properties = parsed("{}");
+    Action action;
+    action.properties = &properties;
+    action.schema = "x-1";
+    EXPECT_THAT(checkAction(action, schemas), IsEmpty());
+    action.schema = "x-2";
+    EXPECT_THAT(checkAction(action, schemas),
+                ElementsAre(Finding{"", "there is no schema \"x-2\""}));
+}
+
+}  // namespace
+}  // namespace zentara::collector

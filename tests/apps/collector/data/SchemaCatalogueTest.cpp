@@ -1,0 +1,178 @@
+#include "collector/data/SchemaCatalogue.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+#include "model/JSONText.h"
+
+namespace zentara::collector {
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+class SchemaCatalogueTest : public testing::Test {
+  protected:
+    SchemaCatalogueTest() {
+        std::string name = testing::TempDir() + "schemas-XXXXXX";
+        folder = ::mkdtemp(name.data());
+    }
+    ~SchemaCatalogueTest() override { fs::remove_all(folder); }
+
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(folder / name, std::ios::binary) << text;
+    }
+
+    [[nodiscard]] SchemaCatalogue::Report report() {
+        return [this](const std::string& problem) {
+            reported.push_back(problem);
+        };
+    }
+    [[nodiscard]] SchemaCatalogue::Clock clock() {
+        return [this] {
+            return now;
+        };
+    }
+
+    fs::path folder;
+    std::vector<std::string> reported;
+    std::chrono::steady_clock::time_point now{};
+};
+
+std::string nested(std::size_t levels) {
+    std::string text;
+    for (std::size_t i = 1; i < levels; ++i)
+        text += R"({"a":)";
+    return text + "{}" + std::string(levels - 1, '}');
+}
+
+TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
+    fs::create_directories(folder / "folder-1.json");
+    write("page-view-2.json", R"({ "type" : "object", "maximum": 1.5 })");
+    write("a-1.json", "\xEF\xBB\xBF{}");
+    write("broken-1.json", R"({"type":)");
+    write("list-1.json", "[]");
+    write("twice-1.json", R"({"a":{"b":1,"c":[{"b":2}],"b":3}})");
+    write("latin-1.json", "{\"a\":\"\xe4\"}");
+    write("unversioned.json", "{}");
+    write("notes.txt", "not a schema");
+    write(".a-1.json", "not saved yet");
+    fs::create_symlink("nowhere", folder / "link-1.json");
+
+    SchemaCatalogue catalogue(folder, report());
+    const auto schemas = catalogue.current();
+    EXPECT_EQ(schemas->json, R"({"a-1":{},"page-view-2":{"type":"object","maximum":1.5}})");
+    ASSERT_NE(schemas->find("page-view-2"), nullptr);
+    EXPECT_EQ(schemas->find("page-view-2")->at("maximum"), 1.5);
+    EXPECT_EQ(schemas->find("broken-1"), nullptr);
+    EXPECT_THAT(
+        schemas->problems,
+        ElementsAre(HasSubstr("/broken-1.json: not JSON: "),
+                    EndsWith("/folder-1.json: is not a file"), HasSubstr("/latin-1.json: not JSON"),
+                    EndsWith("/link-1.json: cannot be read: No such file or directory"),
+                    EndsWith("/list-1.json: a schema is a JSON object"),
+                    EndsWith("/twice-1.json: the key \"b\" occurs twice in one object"),
+                    EndsWith("/unversioned.json: the name is not {id}-{version}.json")));
+    EXPECT_EQ(reported, schemas->problems);
+}
+
+TEST_F(SchemaCatalogueTest, AChangeIsSeenAtOnceByTheTableAndSoonByArrivals) {
+    write("a-1.json", "{}");
+    SchemaCatalogue catalogue(folder, report(), clock());
+    const auto first = catalogue.current();
+
+    write("a-1.json", R"({"type":"object"})");
+    write("b-1.json", "{}");
+    now += 99ms;
+    EXPECT_EQ(catalogue.current(), first);
+    now += 1ms;
+    EXPECT_EQ(catalogue.current()->json, R"({"a-1":{"type":"object"},"b-1":{}})");
+    EXPECT_EQ(first->json, R"({"a-1":{}})");
+
+    fs::remove(folder / "a-1.json");
+    EXPECT_EQ(catalogue.refreshed()->json, R"({"b-1":{}})");
+    EXPECT_EQ(catalogue.current()->json, R"({"b-1":{}})");
+    EXPECT_EQ(catalogue.refreshed(), catalogue.refreshed());
+}
+
+TEST_F(SchemaCatalogueTest, AChangeWithinATickOfTheClockAndOfTheSameSizeIsSeen) {
+    write("a-1.json", R"({"a":0})");
+    SchemaCatalogue catalogue(folder);
+    for (int i = 1; i < 10; ++i) {
+        const std::string text = R"({"a":)" + std::to_string(i) + "}";
+        write("a-1.json", text);
+        EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":)" + text + "}");
+    }
+}
+
+TEST_F(SchemaCatalogueTest, AProblemIsReportedOnceForEachChange) {
+    write("a-1.json", "[]");
+    SchemaCatalogue catalogue(folder, report());
+    (void)catalogue.refreshed();
+    EXPECT_THAT(reported, SizeIs(1));
+    write("a-1.json", "{}");
+    EXPECT_THAT(catalogue.refreshed()->problems, IsEmpty());
+    write("a-1.json", "{");
+    (void)catalogue.refreshed();
+    (void)catalogue.refreshed();
+    EXPECT_THAT(reported, ElementsAre(HasSubstr("JSON object"), HasSubstr("not JSON")));
+
+    fs::remove_all(folder);
+    EXPECT_EQ(catalogue.refreshed()->json, "{}");
+    (void)catalogue.refreshed();
+    EXPECT_EQ(reported.back(), folder.string() + ": cannot be read: No such file or directory");
+    EXPECT_THAT(reported, SizeIs(3));
+}
+
+TEST_F(SchemaCatalogueTest, ASchemaTooDeepForTheLibraryDoesNotSpoilTheTable) {
+    write("deep-1.json", nested(511));
+    write("deeper-1.json", nested(512));
+    SchemaCatalogue catalogue(folder);
+    const auto schemas = catalogue.current();
+    EXPECT_THAT(schemas->problems,
+                ElementsAre(EndsWith("/deeper-1.json: nested more than 511 levels deep")));
+    EXPECT_FALSE(parseJSON(schemas->json).error);
+    EXPECT_TRUE(parseJSON(R"({"a-1":)" + nested(512) + "}").error);
+}
+
+TEST_F(SchemaCatalogueTest, WithoutAFolderTheTableIsEmpty) {
+    SchemaCatalogue catalogue(std::nullopt, report());
+    EXPECT_EQ(catalogue.refreshed()->json, "{}");
+    EXPECT_THAT(reported, IsEmpty());
+}
+
+TEST_F(SchemaCatalogueTest, AFolderThatChangesAllTheTimeGivesWholeTables) {
+    SchemaCatalogue catalogue(folder);
+    std::atomic<bool> isDone = false;
+    std::vector<std::jthread> readers;
+    for (int i = 0; i < 3; ++i) {
+        readers.emplace_back([&] {
+            while (!isDone) {
+                const auto schemas = catalogue.refreshed();
+                EXPECT_EQ(parseJSON(schemas->json).value.get_object().size(),
+                          schemas->schemas.size());
+            }
+        });
+    }
+    for (int i = 0; i < 100; ++i) {
+        // Replaced as a whole, as careful editors do.
+        write(".new", R"({"a":)" + std::to_string(i) + "}");
+        fs::rename(folder / ".new", folder / ("s-" + std::to_string(i % 7) + ".json"));
+    }
+    isDone = true;
+    readers.clear();
+    EXPECT_EQ(catalogue.refreshed()->schemas.size(), 7U);
+    EXPECT_EQ(catalogue.current()->find("s-1")->at("a"), 99);
+}
+
+}  // namespace
+}  // namespace zentara::collector

@@ -1,0 +1,505 @@
+#include "collector/data/Store.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <boost/json/parse.hpp>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "apps/collector/Samples.h"
+
+namespace zentara::collector {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+namespace fs = std::filesystem;
+
+/// An event that was posted, in short.
+struct Posted {
+    std::string uuid;
+    std::string schema = "a-1";
+    std::string context = "c-1";
+    std::int64_t sequence = 1;
+    bool good = true;
+    std::string json = "{}";
+    std::int64_t actionTs = 0;
+};
+
+/// What is the same for all events of an envelope.
+struct Sender {
+    std::string tenant = "shop";
+    std::string client = "client-1";
+    std::string cookie = "GST=tok";
+    std::int64_t receivedAt = 1000;
+};
+
+std::vector<Store::Arrival> post(Store& store, const std::vector<Posted>& events,
+                                 const Sender& sender = {}, const std::string& fault = {}) {
+    auto request = samples::request("POST", "/event", "{}");
+    request.receivedAt = sender.receivedAt;
+    request.headers.emplace_back("Cookie", sender.cookie);
+    Envelope envelope;
+    envelope.tenant = sender.tenant;
+    envelope.clientUUID = sender.client;
+    std::vector<std::vector<Finding>> findings;
+    for (const auto& event : events) {
+        envelope.actions.push_back({event.schema, event.uuid, event.context, event.sequence,
+                                    event.actionTs, event.json, nullptr});
+        findings.push_back(event.good ? std::vector<Finding>()
+                                      : std::vector<Finding>{{"/price", "is too low"}});
+    }
+    return store.addEnvelope(request, envelope, findings, {200, "", fault});
+}
+
+std::string uuidsOf(const Store::Page& page) {
+    std::string uuids;
+    for (const auto& record : page.records) {
+        if (!uuids.empty()) uuids += ' ';
+        uuids += boost::json::parse(record).at("actionUUID").as_string();
+    }
+    return uuids;
+}
+
+std::string bytesOf(const fs::path& file) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+std::string refusalOf(const fs::path& file) {
+    try {
+        const Store store(file);
+    } catch (const StoreError& error) {
+        return error.what();
+    }
+    return "opened";
+}
+
+class Folder {
+  public:
+    Folder() {
+        std::string name = testing::TempDir() + "store-XXXXXX";
+        path_ = ::mkdtemp(name.data());
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    ~Folder() { fs::remove_all(path_); }
+
+    [[nodiscard]] fs::path operator/(const char* name) const { return path_ / name; }
+
+  private:
+    fs::path path_;
+};
+
+enum class Place { memory, file };
+
+/// What holds wherever the database is.
+class StoreTest : public testing::TestWithParam<Place> {
+  protected:
+    const Folder folder;
+    Store store{GetParam() == Place::file ? std::make_optional(folder / "events.db")
+                                          : std::nullopt};
+};
+
+INSTANTIATE_TEST_SUITE_P(Places, StoreTest, testing::Values(Place::memory, Place::file),
+                         [](const auto& place) {
+                             return place.param == Place::file ? "File" : "Memory";
+                         });
+
+TEST_P(StoreTest, ASecondArrivalOfAnActionIsADuplicateAlsoWithinAnEnvelope) {
+    post(store, {{"u1"}, {"u1"}});
+    const auto arrivals = post(store, {{"u2", "b-1", "c-1", 1, false}, {"u1"}}, {}, "event: lost");
+    EXPECT_FALSE(arrivals[0].duplicate);
+    EXPECT_TRUE(arrivals[1].duplicate);
+
+    const auto summary = store.summary();
+    EXPECT_EQ(summary.requests, 2U);
+    EXPECT_EQ(summary.envelopes, 2U);
+    EXPECT_EQ(summary.events, 4U);
+    EXPECT_EQ(summary.lastNumber, 4);
+    EXPECT_EQ(summary.distinctActions, 2U);
+    EXPECT_EQ(summary.duplicates, 2U);
+    EXPECT_EQ(summary.good, 3U);
+    EXPECT_THAT(summary.eventsBySchema, ElementsAre(Pair("a-1", 3), Pair("b-1", 1)));
+    EXPECT_THAT(summary.badBySchema, ElementsAre(Pair("b-1", 1)));
+    EXPECT_THAT(summary.faults, ElementsAre(Pair("event: lost", 1)));
+
+    std::string duplicates;
+    for (const auto& record : store.events({}).records) {
+        duplicates += boost::json::parse(record).at("duplicate").as_bool() ? 'd' : '.';
+    }
+    EXPECT_EQ(duplicates, ".d.d");
+}
+
+TEST_P(StoreTest, AnEventIsShownWithTheFactsOfItsEnvelopeAndFoundWithAllOfIt) {
+    const std::string body = samples::envelope("\n  " + samples::action("a", "u\\u0031\\/") + " ");
+    auto request = samples::request("POST", "/event", body);
+    request.headers.emplace_back("Cookie", "qvn_uid=1;GST=tok;hsid=2;");
+    const auto envelope = std::get<Envelope>(readEnvelope(body));
+    const auto arrivals =
+        store.addEnvelope(request, envelope, {{{"/price", "\"5\" is odd"}}}, {200, "", ""});
+    post(store, {{"u1/"}});
+
+    const auto page = store.events({});
+    EXPECT_EQ(page.records.at(0), arrivals.at(0).record);
+    const auto event = boost::json::parse(page.records[0]);
+    EXPECT_EQ(event.at("clientUUID"), "client-1");
+    EXPECT_EQ(event.at("dispatchNumber"), 3);
+    EXPECT_EQ(event.at("sequence"), 7);
+    EXPECT_EQ(event.at("good"), false);
+    EXPECT_EQ(event.at("messages"),
+              boost::json::parse(R"([{"path":"/price","message":"\"5\" is odd"}])"));
+    EXPECT_EQ(event.at("user"), (boost::json::value{{"type", "GST"}, {"token", "tok"}}));
+    EXPECT_EQ(event.at("event"), boost::json::parse(samples::action("a", "u1/")));
+    // Byte by byte as posted.
+    EXPECT_THAT(store.envelopes().records.at(0), HasSubstr(body));
+
+    const auto found = boost::json::parse(store.event("u1/").value());
+    EXPECT_EQ(found.at("event"), event);
+    EXPECT_EQ(found.at("arrivals"), (boost::json::value{1, 2}));
+    EXPECT_EQ(found.at("envelope"), boost::json::parse(store.envelopes().records[0]));
+    EXPECT_EQ(found.at("request"), boost::json::parse(store.requests({}).records.at(0)));
+    EXPECT_EQ(found.at("request").at("service"), "event");
+    EXPECT_EQ(found.at("request").at("storedEvents"), 1);
+    EXPECT_EQ(store.event("u1"), std::nullopt);
+}
+
+TEST_P(StoreTest, AFilterGivesExactlyWhatMatches) {
+    post(store, {{"1", "a-1", "c-1", 1, true, R"({"Text":"100% OFF"})"}, {"2", "b-1"}},
+         {"shop", "client-1", "GST=tok", 1000});
+    post(store, {{"3", "a-1", "c-2", 1, false, R"({"text":"a_b\\c"})"}, {"1"}},
+         {"bank", "client-2", "QVNID=tok; GST=x", 2000});
+    post(store, {{"4", "'; DROP TABLE events; --", "c\"%", 1, true, R"({"text":"äÄ'"})"}},
+         {"", "", "other=1", 3000});
+    const std::vector<std::pair<EventFilter, std::string>> cases{
+        {{}, "1 2 3 1 4"},
+        {{.schema = "a-1"}, "1 3 1"},
+        {{.schema = "'; DROP TABLE events; --"}, "4"},
+        {{.schema = "' OR '1' = '1"}, ""},
+        {{.schema = "a%"}, ""},
+        {{.user = "tok"}, "1 2 3 1"},
+        {{.user = "QVNID=tok"}, "3 1"},
+        {{.user = ""}, "4"},
+        {{.tenant = "bank"}, "3 1"},
+        {{.context = "c\"%"}, "4"},
+        {{.client = "client-1"}, "1 2"},
+        {{.good = false}, "3"},
+        {{.good = true}, "1 2 1 4"},
+        {{.duplicate = true}, "1"},
+        {{.duplicate = false}, "1 2 3 4"},
+        {{.text = "100% off"}, "1"},
+        {{.text = "%"}, "1"},
+        {{.text = "_"}, "3"},
+        {{.text = "\\"}, "3"},
+        {{.text = "TEXT"}, "1 3 4"},
+        {{.text = "ÄÄ"}, ""},
+        {{.text = "äÄ'"}, "4"},
+        {{.text = std::string("Text\0", 5)}, ""},
+        {{.text = ""}, "1 2 3 1 4"},
+        {{.text = std::string(100'000, '%')}, ""},
+        {{.since = 2000, .until = 3000}, "3 1"},
+        {{.after = 3}, "1 4"},
+        {{.schema = "a-1", .good = true, .duplicate = false}, "1"},
+    };
+    for (const auto& [filter, expected] : cases) {
+        const auto page = store.events({.filter = filter});
+        EXPECT_EQ(uuidsOf(page), expected) << conditionFor(filter).text;
+        EXPECT_EQ(page.total, page.records.size());
+        EXPECT_EQ(store.count(filter), page.total);
+        EXPECT_EQ(store.count(filter, 1), std::min<std::size_t>(page.total, 1));
+    }
+    EXPECT_EQ(store.summary().events, 5U);
+}
+
+TEST_P(StoreTest, APageIsAPartOfAllThatMatchInTheOrderAskedFor) {
+    post(store, {{"1", "c-1", "c", 30, true, "{}", 7}, {"2", "a-1", "c", 20, true, "{}", 9}});
+    post(store, {{"3", "b-1", "c", 10, true, "{}", 7}, {"4", "a-1", "c", -5, true, "{}", 8}},
+         {"shop", "client", "", 500});
+    using Sort = EventQuery::Sort;
+    using enum EventQuery::Order;
+    const std::vector<std::pair<EventQuery, std::string>> cases{
+        {{.order = descending}, "4 3 2 1"},
+        {{.offset = 1, .limit = 2}, "2 3"},
+        {{.order = descending, .offset = 1, .limit = 2}, "3 2"},
+        {{.offset = 9}, ""},
+        {{.limit = 0}, ""},
+        {{.offset = 3, .limit = SIZE_MAX}, "4"},
+        {{.sort = Sort::receivedAt}, "3 4 1 2"},
+        {{.sort = Sort::actionTs}, "1 3 4 2"},
+        {{.sort = Sort::actionTs, .order = descending}, "2 4 3 1"},
+        {{.sort = Sort::schema, .limit = 3}, "2 4 3"},
+        {{.sort = Sort::sequence, .offset = 1}, "3 2 1"},
+        {{.filter = {.schema = "a-1"}, .offset = 1}, "4"},
+    };
+    for (const auto& [query, expected] : cases)
+        EXPECT_EQ(uuidsOf(store.events(query)), expected);
+    EXPECT_EQ(store.events({.offset = 9}).total, 4U);
+    EXPECT_EQ(store.envelopes(1, 5).records.size(), 1U);
+    EXPECT_EQ(store.envelopes(1, 5).total, 2U);
+}
+
+TEST_P(StoreTest, DuplicatesNeitherOpenNorFillGaps) {
+    post(store, {{"1", "a-1", "x", 1}, {"2", "a-1", "x", 5}, {"1", "a-1", "x", 9}});
+    post(store, {{"2", "a-1", "x", 3}, {"4", "a-1", "x", 4}}, {.client = "other"});
+    EXPECT_THAT(store.gaps(), ElementsAre(Gap{"x", "client-1", 2, 3, 2}));
+    EXPECT_EQ(store.summary().missing, 2U);
+}
+
+TEST_P(StoreTest, ATimelineCountsEachEventInItsBucket) {
+    post(store, {{"1"}, {"2", "a-1", "c", 1, false}}, {.receivedAt = 10'999});
+    post(store, {{"3"}}, {.receivedAt = 11'000});
+    post(store, {{"4"}}, {.receivedAt = 11'000 + 3'600'000});
+    const auto shown = [&](const EventFilter& filter, std::optional<std::int64_t> width) {
+        const auto timeline = store.timeline(filter, width);
+        std::string text = std::to_string(timeline.width) + ":";
+        for (const auto& bucket : timeline.buckets) {
+            text += " " + std::to_string(bucket.start) + "=" + std::to_string(bucket.good) + "+" +
+                    std::to_string(bucket.bad);
+        }
+        return text;
+    };
+    EXPECT_EQ(shown({}, 1000), "1000: 10000=1+1 11000=1+0 3611000=1+0");
+    EXPECT_EQ(shown({.good = false}, 7), "7: 10997=0+1");
+    EXPECT_EQ(shown({.until = 20'000}, std::nullopt), "1000: 10000=1+1 11000=1+0");
+    // An hour in at most 120 buckets.
+    EXPECT_EQ(shown({}, std::nullopt), "60000: 0=2+1 3600000=1+0");
+    EXPECT_EQ(shown({.good = false, .after = 2}, std::nullopt), "1000:");
+}
+
+TEST_P(StoreTest, RequestsTellHowTheyEnded) {
+    auto request = samples::request("GET", "/id");
+    request.target = "/id?a=\"\xff";
+    request.headers = {{"X", "1"}, {"X", "2"}};
+    store.addRequest(request, {503, "no \"luck\"", "id: status 503"});
+    store.addRequest(samples::request("GET", "/"), {0, "", ""});
+    const auto faulty = store.requests({.fault = true});
+    EXPECT_EQ(faulty.total, 1U);
+    EXPECT_EQ(faulty.records.at(0),
+              "{\"number\":1,\"receivedAt\":0,\"service\":\"id\",\"method\":\"GET\","
+              "\"target\":\"/id?a=\\\"\xc3\xbf\",\"secure\":false,\"headers\":{\"X\":\"1, 2\"},"
+              "\"bodySize\":0,\"status\":503,\"reason\":\"no \\\"luck\\\"\","
+              "\"fault\":\"id: status 503\",\"storedEvents\":0}");
+    EXPECT_EQ(store.requests({.fault = false}).total, 1U);
+    EXPECT_EQ(store.requests({.offset = 1, .limit = 5}).records.size(), 1U);
+}
+
+TEST_P(StoreTest, AResetForgetsAlsoWhichActionsWereSeen) {
+    post(store, {{"u1", "a-1", "x", 1}, {"u2", "a-1", "x", 5}}, {}, "event: lost");
+    store.addRequest(samples::request("GET", "/id"), {200, "", ""});
+    store.reset();
+    EXPECT_EQ(store.summary().events + store.summary().requests + store.summary().missing, 0U);
+    EXPECT_THAT(store.summary().faults, IsEmpty());
+    EXPECT_EQ(store.events({}).total + store.requests({}).total + store.envelopes().total, 0U);
+    const auto arrivals = post(store, {{"u1"}});
+    EXPECT_EQ(arrivals[0].number, 1);
+    EXPECT_FALSE(arrivals[0].duplicate);
+}
+
+TEST_P(StoreTest, EachChangeIsToldAfterItCanBeSeenAndWithoutALock) {
+    std::vector<std::uint64_t> requests;
+    store.onChange([&] {
+        EXPECT_EQ(store.requests({}).total, store.summary().requests);
+        requests.push_back(store.summary().requests);
+    });
+    store.addRequest(samples::request("GET", "/id"), {200, "", ""});
+    post(store, {{"u1"}});
+    store.reset();
+    EXPECT_THAT(requests, ElementsAre(1, 2, 0));
+}
+
+TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
+    constexpr std::size_t writers = 3;
+    constexpr std::size_t envelopes = 100;
+    std::atomic<std::size_t> writing = writers;
+    std::vector<std::jthread> threads;
+    for (std::size_t writer = 0; writer < writers; ++writer) {
+        threads.emplace_back([&, writer] {
+            const std::string context = "c-" + std::to_string(writer);
+            for (std::size_t i = 0; i < envelopes; ++i) {
+                const auto first = static_cast<std::int64_t>(2 * i);
+                const std::string uuid = context + "-" + std::to_string(i);
+                const auto arrivals =
+                    post(store, {{uuid, "a-1", context, first}, {uuid, "a-1", "dup", first}});
+                // Committed on return: whoever asks now sees it.
+                EXPECT_EQ(store.count({.context = context, .after = arrivals[0].number - 1}), 1U);
+            }
+            --writing;
+        });
+    }
+    while (writing > 0) {
+        const auto page = store.events({.filter = {.schema = "a-1"}});
+        EXPECT_EQ(page.total % 2, 0U);
+        EXPECT_EQ(page.records.size(), page.total);
+    }
+    threads.clear();
+    const auto summary = store.summary();
+    EXPECT_EQ(summary.events, 2 * writers * envelopes);
+    EXPECT_EQ(summary.duplicates, writers * envelopes);
+    EXPECT_EQ(summary.missing, writers * (envelopes - 1));
+}
+
+TEST(StoreInMemoryTest, OnlyTheLatestRequestsThatStoredNothingAreKeptButAllAreCounted) {
+    Store store;
+    post(store, {{"u1"}});
+    auto request = samples::request("GET", "/id");
+    for (std::size_t number = 0; number <= Store::requestCapacity; ++number) {
+        request.receivedAt = static_cast<std::int64_t>(number);
+        store.addRequest(request, {200, "", ""});
+    }
+    const auto page = store.requests({.limit = 2});
+    EXPECT_EQ(page.total, Store::requestCapacity + 1);
+    EXPECT_EQ(boost::json::parse(page.records.at(0)).at("storedEvents"), 1);
+    EXPECT_EQ(boost::json::parse(page.records.at(1)).at("receivedAt"), 1);
+    EXPECT_EQ(store.summary().requests, Store::requestCapacity + 2);
+}
+
+class StoreFileTest : public testing::Test {
+  protected:
+    void expectKept(const fs::path& database) {
+        Store store(database);
+        const auto summary = store.summary();
+        EXPECT_EQ(summary.requests, 3U);
+        EXPECT_EQ(summary.envelopes, 2U);
+        EXPECT_EQ(summary.lastNumber, 3);
+        EXPECT_EQ(summary.bad, 1U);
+        EXPECT_EQ(summary.duplicates, 1U);
+        EXPECT_EQ(summary.distinctActions, 2U);
+        EXPECT_THAT(summary.eventsBySchema, ElementsAre(Pair("a-1", 2), Pair("b-1", 1)));
+        EXPECT_THAT(summary.badBySchema, ElementsAre(Pair("b-1", 1)));
+        EXPECT_THAT(summary.faults, ElementsAre(Pair("event: lost", 2)));
+        EXPECT_THAT(store.gaps(), ElementsAre(Gap{"x", "client-1", 2, 4, 3}));
+        EXPECT_EQ(uuidsOf(store.events({})), "u1 u2 u1");
+        EXPECT_TRUE(post(store, {{"u2"}})[0].duplicate);
+        EXPECT_EQ(store.summary().lastNumber, 4);
+    }
+
+    void fill(Store& store) {
+        post(store, {{"u1", "a-1", "x", 1}, {"u2", "b-1", "x", 5, false}}, {}, "event: lost");
+        post(store, {{"u1", "a-1", "x", 3}}, {.client = "later"}, "event: lost");
+        store.addRequest(samples::request("GET", "/id"), {200, "", ""});
+    }
+
+    const Folder folder;
+    const fs::path file = folder / "events.db";
+};
+
+TEST_F(StoreFileTest, EverythingIsThereAgainAfterTheEnd) {
+    {
+        Store store(file);
+        fill(store);
+    }
+    // All of it in one file, which holds identities.
+    EXPECT_FALSE(fs::exists(file.string() + "-wal"));
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    expectKept(file);
+}
+
+TEST_F(StoreFileTest, EverythingIsThereAgainAfterAKill) {
+    const auto copy = folder / "copy.db";
+    Store store(file);
+    fill(store);
+    // As the files are while the store is in use, so a killed process leaves them.
+    fs::copy_file(file, copy);
+    fs::copy_file(file.string() + "-wal", copy.string() + "-wal");
+    expectKept(copy);
+}
+
+TEST_F(StoreFileTest, AResetLeavesNothingOnDisk) {
+    Store store(file);
+    const Posted event{"u", "a-1", "c", 1, true, '"' + std::string(1000, 'x') + "needle\""};
+    post(store, std::vector(100, event));
+    store.reset();
+    EXPECT_THAT(bytesOf(file) + bytesOf(file.string() + "-wal"), Not(HasSubstr("needle")));
+}
+
+TEST_F(StoreFileTest, AFileInUseIsRefused) {
+    const Store store(file);
+    EXPECT_EQ(refusalOf(file), file.string() + " is in use by another collector");
+}
+
+TEST_F(StoreFileTest, AFileThatIsSomethingElseIsRefusedAndNotTouched) {
+    const auto patched = [&](std::size_t position, char byte) {
+        { const Store store(file); }
+        auto bytes = bytesOf(file);
+        bytes.at(position) = byte;
+        return bytes;
+    };
+    const struct {
+        std::string bytes;
+        std::string reason;
+    } cases[] = {
+        {"a letter", " is not a database of this collector"},
+        {std::string(5000, 'x'), " is not a database of this collector"},
+        {patched(68, 1), " is not a database of this collector"},
+        {patched(63, 2), " was made by a later version of this collector (2 instead of 1)"},
+    };
+    for (const auto& each : cases) {
+        const auto other = folder / "other";
+        std::ofstream(other, std::ios::binary) << each.bytes;
+        EXPECT_EQ(refusalOf(other), other.string() + each.reason);
+        EXPECT_EQ(bytesOf(other), each.bytes);
+        EXPECT_FALSE(fs::exists(other.string() + "-wal"));
+    }
+    EXPECT_THAT(refusalOf(folder / "none/events.db"), HasSubstr("No such file or directory"));
+    EXPECT_THAT(refusalOf(folder / "."), HasSubstr("Is a directory"));
+}
+
+TEST_F(StoreFileTest, ACorruptDatabaseIsRefusedWithItsName) {
+    { const Store store(file); }
+    auto bytes = bytesOf(file);
+    std::fill(bytes.begin() + 100, bytes.end(), 'x');
+    std::ofstream(file, std::ios::binary) << bytes;
+    EXPECT_THAT(refusalOf(file), testing::StartsWith(file.string() + ": "));
+}
+
+/// Lets no file of this process grow beyond a size, as if the disk were full.
+class FullDisk {
+  public:
+    explicit FullDisk(std::uintmax_t size) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limited{size, before_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    ~FullDisk() {
+        ::setrlimit(RLIMIT_FSIZE, &before_);
+        (void)std::signal(SIGXFSZ, handler_);
+    }
+
+  private:
+    rlimit before_{};
+    void (*handler_)(int);
+};
+
+TEST_F(StoreFileTest, AFullDiskIsAnErrorAndKeepsNothingOfTheEnvelope) {
+    Store store(file);
+    fill(store);
+    int changes = 0;
+    store.onChange([&] { ++changes; });
+    {
+        // Room for the beginning of the transaction only.
+        const FullDisk disk(fs::file_size(file.string() + "-wal") + 20'000);
+        const std::string large = '"' + std::string(100'000, 'x') + '"';
+        EXPECT_THROW(post(store, {{"u7", "z-1"}, {"u8", "z-1", "x", 9, true, large}}), StoreError);
+        EXPECT_EQ(uuidsOf(store.events({})), "u1 u2 u1");
+        EXPECT_EQ(store.summary().requests, 3U);
+        EXPECT_THAT(store.gaps(), ElementsAre(Gap{"x", "client-1", 2, 4, 3}));
+    }
+    EXPECT_EQ(changes, 0);
+    EXPECT_FALSE(post(store, {{"u7"}})[0].duplicate);
+    EXPECT_EQ(store.summary().lastNumber, 4);
+    EXPECT_EQ(store.requests({}).total, 4U);
+}
+
+}  // namespace
+}  // namespace zentara::collector

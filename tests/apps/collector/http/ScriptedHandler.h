@@ -1,0 +1,42 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "collector/http/Exchange.h"
+#include "support/WaitFor.h"
+
+namespace zentara::collector {
+
+/// Answers with the body that was sent unless told otherwise. To be set up before use.
+class ScriptedHandler : public HttpHandler {
+  public:
+    std::function<void(std::shared_ptr<Exchange>)> script = [](const auto& exchange) {
+        exchange->deliver(saying(exchange->request().body));
+    };
+    std::optional<std::size_t> pace;
+    test::Mailbox<HttpRequest> refused;
+
+    static Delivery saying(std::string body, Manner manner = Manner::whole) {
+        Delivery delivery;
+        delivery.response.body = std::move(body);
+        delivery.manner = manner;
+        return delivery;
+    }
+
+    std::optional<std::size_t> readingPace(const HttpRequest&) override { return pace; }
+    void handle(std::shared_ptr<Exchange> exchange) override { script(std::move(exchange)); }
+    HttpResponse refuse(const HttpRequest& request, int status,
+                        const std::string& reason) override {
+        refused.put(request);
+        HttpResponse response;
+        response.status = status;
+        response.body = "{\"error\":\"" + reason + "\"}";
+        return response;
+    }
+};
+
+}  // namespace zentara::collector
