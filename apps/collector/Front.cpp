@@ -28,11 +28,9 @@ HttpResponse show(const PageAsset& asset) {
 
 }  // namespace
 
-std::optional<std::size_t> Front::readingPace(const HttpRequest& head) {
+std::optional<std::size_t> Front::readingPace(HttpRequest& head) {
     const auto service = Services::at(head.path);
-    if (!service) return std::nullopt;
-    const auto fault = faults_.current(*service);
-    return fault ? fault->readingPace : std::nullopt;
+    return service ? services_.begin(*service, head) : std::nullopt;
 }
 
 void Front::handle(std::shared_ptr<Exchange> exchange) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "collector/Faults.h"
 #include "collector/QueryInterface.h"
 #include "collector/Services.h"
 #include "collector/http/Exchange.h"
@@ -12,10 +11,9 @@ namespace zentara::collector {
 class Front final : public HttpHandler {
   public:
     /// The references outlive it.
-    Front(Services& services, QueryInterface& queries, const Faults& faults)
-        : services_(services), queries_(queries), faults_(faults) {}
+    Front(Services& services, QueryInterface& queries) : services_(services), queries_(queries) {}
 
-    [[nodiscard]] std::optional<std::size_t> readingPace(const HttpRequest& head) override;
+    [[nodiscard]] std::optional<std::size_t> readingPace(HttpRequest& head) override;
     void handle(std::shared_ptr<Exchange> exchange) override;
     [[nodiscard]] HttpResponse refuse(const HttpRequest& request, int status,
                                       const std::string& reason) override;
@@ -23,7 +21,6 @@ class Front final : public HttpHandler {
   private:
     Services& services_;
     QueryInterface& queries_;
-    const Faults& faults_;
 };
 
 }  // namespace zentara::collector

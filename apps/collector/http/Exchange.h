@@ -46,6 +46,10 @@ class Exchange {
 
     [[nodiscard]] virtual const HttpRequest& request() const = 0;
 
+    /// False once the client has gone or was answered. A client that has ended its sending counts
+    /// as gone, though an answer would still be sent to it: nothing tells the two apart.
+    [[nodiscard]] virtual bool isOpen() const = 0;
+
     /// Answers. To be called once, unless `openStream` is.
     virtual void deliver(Delivery delivery) = 0;
 
@@ -60,8 +64,10 @@ class HttpHandler {
     virtual ~HttpHandler() = default;
 
     /// How fast the body of a request is to be read, in bytes a second; nothing means at once.
-    /// `head` has no body yet.
-    [[nodiscard]] virtual std::optional<std::size_t> readingPace(const HttpRequest& head) = 0;
+    /// Asked once for each request with a sound head, before anything else and also without a
+    /// body. `head` has no body yet; of it the tag may be set. When the client gives up or is too
+    /// slow, `handle` is never called and the tag is let go of, on any thread.
+    [[nodiscard]] virtual std::optional<std::size_t> readingPace(HttpRequest& head) = 0;
 
     virtual void handle(std::shared_ptr<Exchange> exchange) = 0;
 

@@ -168,8 +168,8 @@ void HttpConnection::proceed() {
     if (reader_->state() == State::refused) {
         return refuse(reader_->refusal().status, reader_->refusal().reason);
     }
+    if (before == State::head && reader_->state() != State::head) return hasHead();
     if (reader_->state() == State::complete) return handOver();
-    if (before != reader_->state()) return beginBody();
     if (hasInputEnded_ && input_.size() <= allowance_) return close();
     if (pace_ == 0) return read();
 
@@ -189,12 +189,13 @@ void HttpConnection::takeSlice() {
     proceed();
 }
 
-void HttpConnection::beginBody() {
+void HttpConnection::hasHead() {
     try {
         pace_ = surroundings_->handler.readingPace(reader_->request()).value_or(0);
     } catch (...) {
         return refuse(500, thrownReason());
     }
+    if (reader_->state() == HttpRequestReader::State::complete) return handOver();
     if (pace_ > 0) {
         allowance_ = 0;
         ErrorCode ignored;
@@ -226,7 +227,9 @@ void HttpConnection::handOver() {
 void HttpConnection::refuse(int status, const std::string& reason) {
     use_ = ConnectionUse::once;
     isHead_ = reader_->request().method == "HEAD";
-    sendAnswer(refusal(reader_->request(), status, reason), Manner::whole);
+    HttpResponse response = refusal(reader_->request(), status, reason);
+    reader_.reset();
+    sendAnswer(std::move(response), Manner::whole);
 }
 
 HttpResponse HttpConnection::refusal(const HttpRequest& request, int status,
@@ -395,6 +398,7 @@ void HttpConnection::close() {
     phase_ = Phase::closed;
     isClosed_ = true;
     isStreamOpen_ = false;
+    reader_.reset();
     disarm(deadline_);
     disarm(pause_);
     ErrorCode ignored;

@@ -51,6 +51,8 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void deliver(Delivery delivery);
     void drop();
     void openStream();
+    /// False once the connection is closed, by whomever, or its client has ended its sending.
+    [[nodiscard]] bool hasClient() const noexcept { return !isClosed_ && !hasInputEnded_; }
 
     void writeToStream(std::string text);
     [[nodiscard]] bool isStreamOpen() const noexcept { return isStreamOpen_; }
@@ -86,7 +88,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void awaitRequest();
     void beginRequest();
     void proceed();
-    void beginBody();
+    void hasHead();
     [[nodiscard]] std::size_t slice() const;
     void takeSlice();
     void handOver();
@@ -124,7 +126,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
     std::unique_ptr<Chunk> chunk_ = std::make_unique<Chunk>();
     bool isReading_ = false;
-    bool hasInputEnded_ = false;
+    std::atomic<bool> hasInputEnded_ = false;
     std::string input_;  // read, not yet taken
     std::optional<HttpRequestReader> reader_;
     std::size_t pace_ = 0;               // bytes of the body a second; 0 = at once

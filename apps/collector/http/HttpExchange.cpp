@@ -45,6 +45,10 @@ HttpExchange::~HttpExchange() {
     if (!isAnswered_) connection_->drop();
 }
 
+bool HttpExchange::isOpen() const {
+    return !isAnswered_ && connection_->hasClient();
+}
+
 void HttpExchange::deliver(Delivery delivery) {
     if (!isAnswered_.exchange(true)) connection_->deliver(std::move(delivery));
 }

@@ -21,6 +21,7 @@ class HttpExchange : public Exchange {
     HttpExchange& operator=(const HttpExchange&) = delete;
 
     [[nodiscard]] const HttpRequest& request() const override { return request_; }
+    [[nodiscard]] bool isOpen() const override;
     void deliver(Delivery delivery) override;
     [[nodiscard]] std::shared_ptr<EventStream> openStream() override;
 

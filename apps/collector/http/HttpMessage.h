@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,6 +21,8 @@ struct HttpRequest {
     NamedTexts query;    ///< decoded
     NamedTexts headers;  ///< names as sent
     std::string body;
+    /// Whatever the handler noted when the head had come; travels with the request.
+    std::shared_ptr<void> tag;
 
     /// The value of a header, whatever the case of its name; several are joined with `separator`.
     [[nodiscard]] std::string header(std::string_view name,

@@ -91,6 +91,7 @@ class RecordingExchange final : public Exchange {
     explicit RecordingExchange(const std::string& path) : request_(samples::request("GET", path)) {}
 
     [[nodiscard]] const HttpRequest& request() const override { return request_; }
+    [[nodiscard]] bool isOpen() const override { return true; }
     void deliver(Delivery delivery) override { answers.put(std::move(delivery.response)); }
     [[nodiscard]] std::shared_ptr<EventStream> openStream() override { return nullptr; }
 

@@ -17,6 +17,7 @@ class ScriptedHandler : public HttpHandler {
     std::function<void(std::shared_ptr<Exchange>)> script = [](const auto& exchange) {
         exchange->deliver(saying(exchange->request().body));
     };
+    std::function<void(HttpRequest&)> onHead;
     std::optional<std::size_t> pace;
     test::Mailbox<HttpRequest> refused;
 
@@ -27,11 +28,16 @@ class ScriptedHandler : public HttpHandler {
         return delivery;
     }
 
-    std::optional<std::size_t> readingPace(const HttpRequest&) override { return pace; }
+    std::optional<std::size_t> readingPace(HttpRequest& head) override {
+        if (onHead) onHead(head);
+        return pace;
+    }
     void handle(std::shared_ptr<Exchange> exchange) override { script(std::move(exchange)); }
     HttpResponse refuse(const HttpRequest& request, int status,
                         const std::string& reason) override {
-        refused.put(request);
+        HttpRequest kept = request;
+        kept.tag = nullptr;
+        refused.put(std::move(kept));
         HttpResponse response;
         response.status = status;
         response.body = "{\"error\":\"" + reason + "\"}";
