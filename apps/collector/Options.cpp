@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <iostream>
 #include <variant>
 
@@ -22,7 +23,7 @@ On standard output, one line each, once connections are accepted:
   listening https://127.0.0.1:8443
   authority /home/me/.local/share/zentara-collector/ca.pem
 The page is at the first of them. Standard error has a line for each event and for each other
-request.
+request to the services.
 
 Services:   GET /schemas, GET /id, POST /event
 Queries:    GET /received/summary, /received/events, /received/wait and others; DELETE /received
@@ -50,6 +51,10 @@ Example: zentara-collector --schemas examples/schemas --database events.sqlite)"
 /// Puts CLI11's checks of the values to use without their texts in the help.
 CLI::Validator quietly(CLI::Validator check) {
     return check.description("");
+}
+
+bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
+    return std::filesystem::weakly_canonical(one) == std::filesystem::weakly_canonical(other);
 }
 
 CLI::Validator readsFault(Options& options) {
@@ -123,6 +128,9 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
                 "--host " + options.host +
                 " would let other machines read, send and delete what is here; if that is wanted, "
                 "add --reachable-from-the-network");
+        }
+        if (!options.record.empty() && isSameFile(options.record, options.database)) {
+            throw CLI::ValidationError("--record and --database name the same file");
         }
     } catch (const CLI::ParseError& error) {
         return {std::nullopt, app.exit(error) == 0 ? exitStopped : exitUsage};

@@ -2,7 +2,9 @@
 
 #include <boost/json/parse.hpp>
 
+#include <boost/asio/post.hpp>
 #include <optional>
+#include <set>
 #include <utility>
 #include <variant>
 
@@ -14,6 +16,9 @@
 namespace zentara::collector {
 
 namespace {
+
+// Of a hostile application there may be any number; the page is sent them ten times a second.
+constexpr std::size_t mostNames = 1000;
 
 constexpr std::string_view receivedPath = "/received";
 constexpr std::string_view faultsPath = "/faults";
@@ -56,8 +61,11 @@ void appendText(std::string& text, std::string_view name, std::string_view value
 void appendCounts(std::string& text, std::string_view name,
                   const std::map<std::string, std::uint64_t>& counts) {
     std::string json = "{";
-    for (const auto& [key, count] : counts)
+    std::size_t shown = 0;
+    for (const auto& [key, count] : counts) {
+        if (shown++ == mostNames) break;
         appendMember(json, key, count);
+    }
     appendMember(text, name, json + "}");
 }
 
@@ -109,11 +117,19 @@ std::string timelineText(const Store::Timeline& timeline) {
 /// Hands each parameter of the request to `take`, which tells whether there is one of that name.
 template <typename Take>
 void readParameters(const HttpRequest& request, Take take) {
+    std::set<std::string_view> names;
     for (const auto& [name, value] : request.query) {
+        if (!names.insert(name).second) {
+            throw ParameterError("the parameter " + name + " is there twice");
+        }
         if (!take(name, value)) {
             throw ParameterError(request.path + " does not know the parameter " + name);
         }
     }
+}
+
+void readNoParameters(const HttpRequest& request) {
+    readParameters(request, [](const auto&, const auto&) { return false; });
 }
 
 struct PagePart {
@@ -148,13 +164,16 @@ std::string answerEnvelopes(const Store& store, const HttpRequest& request) {
 
 std::string answerRequests(const Store& store, const HttpRequest& request) {
     PagePart part;
-    EventFilter flags;  // of which "duplicate" has the values that "fault" takes here
+    std::optional<bool> fault;
     readParameters(request, [&](const auto& name, const auto& value) {
         if (name != "fault") return part.take(name, value);
-        return flags.take("duplicate", value);
+        if (value != "true" && value != "false") {
+            throw ParameterError("fault is true or false, not \"" + value + "\"");
+        }
+        fault = value == "true";
+        return true;
     });
-    return listed("requests", store.requests({flags.duplicate, part.offset, part.limit}),
-                  part.offset);
+    return listed("requests", store.requests({fault, part.offset, part.limit}), part.offset);
 }
 
 std::string answerTimeline(const Store& store, const HttpRequest& request) {
@@ -188,15 +207,30 @@ void QueryInterface::handle(const std::shared_ptr<Exchange>& exchange) {
         if (request.path == "/received/wait" && isReading(request)) {
             wait(exchange);
         } else if (request.path == "/received/stream" && isReading(request)) {
+            readNoParameters(request);
             watch_.follow(exchange);
         } else {
-            exchange->deliver({answer(request)});
+            boost::asio::post(workers_, [this, exchange] { answerLater(exchange); });
         }
     } catch (const ParameterError& error) {
         exchange->deliver({refusal(400, error.what())});
-    } catch (const StoreError& error) {
+    }
+}
+
+void QueryInterface::answerLater(const std::shared_ptr<Exchange>& exchange) {
+    try {
+        exchange->deliver({answer(exchange->request())});
+    } catch (const ParameterError& error) {
+        exchange->deliver({refusal(400, error.what())});
+    } catch (const std::exception& error) {
         exchange->deliver({refusal(500, error.what())});
     }
+}
+
+void QueryInterface::stop() {
+    watch_.stop();
+    workers_.stop();
+    workers_.join();
 }
 
 HttpResponse QueryInterface::answer(const HttpRequest& request) {
@@ -206,27 +240,30 @@ HttpResponse QueryInterface::answer(const HttpRequest& request) {
     const std::string_view what = below(request.path, receivedPath).value_or("");
     if (what.empty()) {
         if (request.method != "DELETE") return wrongMethod(request, "DELETE");
+        readNoParameters(request);
         store_.reset();
         ++resets_;
-        watch_.notify();
+        watch_.reset();
         return json("{}");
     }
     if (!isReading(request)) return wrongMethod(request, "GET");
-    if (what == "summary") return json(summary());
     if (what == "events") return json(answerEvents(store_, request));
     if (what == "envelopes") return json(answerEnvelopes(store_, request));
     if (what == "requests") return json(answerRequests(store_, request));
     if (what == "timeline") return json(answerTimeline(store_, request));
-    if (what == "gaps") return json(gapsText(store_.gaps(), store_.summary().missing));
+    readNoParameters(request);
     if (const auto uuid = below(what, "events")) {
         auto event = store_.event(*uuid);
         if (event) return json(std::move(*event));
         return refusal(404, "no event has the action UUID " + std::string(*uuid));
     }
+    if (what == "summary") return json(summary());
+    if (what == "gaps") return json(gapsText(store_.gaps(), store_.summary().missing));
     return refusal(404, "there is nothing at " + request.path);
 }
 
 HttpResponse QueryInterface::answerFaults(const HttpRequest& request, std::string_view service) {
+    readNoParameters(request);
     const auto services = servicesNamed(service.empty() ? "all" : service);
     if (services.empty()) {
         return refusal(404, "there is no service " + std::string(service));

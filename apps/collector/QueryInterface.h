@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <boost/asio/thread_pool.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -26,24 +27,28 @@ class QueryInterface {
     /// Whether `path` belongs to it.
     [[nodiscard]] static bool owns(std::string_view path);
 
+    /// Answers now or, on a thread of its own, later.
     void handle(const std::shared_ptr<Exchange>& exchange);
 
     /// Something was received. Any thread; quick.
     void notify() { watch_.notify(); }
 
-    /// Answers those who wait for events, and takes no more of them.
-    void stop() { watch_.stop(); }
+    /// Answers those who wait for events, and takes no more requests.
+    void stop();
 
   private:
     [[nodiscard]] HttpResponse answer(const HttpRequest& request);
     [[nodiscard]] HttpResponse answerFaults(const HttpRequest& request, std::string_view service);
     void wait(const std::shared_ptr<Exchange>& exchange);
+    void answerLater(const std::shared_ptr<Exchange>& exchange);
     [[nodiscard]] std::string summary() const;
 
     Store& store_;
     Faults& faults_;
     std::atomic<std::uint64_t> resets_ = 0;
     Watch watch_;
+    // Whoever searches a large store does not hold up those who send.
+    boost::asio::thread_pool workers_{2};
 };
 
 }  // namespace zentara::collector

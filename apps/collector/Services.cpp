@@ -31,7 +31,45 @@ struct Services::Answer {
     }
 };
 
+/// The fault that a request has met, from its head to its answer.
+class Services::Meeting {
+  public:
+    Meeting(Services& services, const HttpRequest& head, Fault fault, std::string description)
+        : services_(services),
+          head_(head),
+          fault_(std::move(fault)),
+          description_(std::move(description)) {}
+    Meeting(const Meeting&) = delete;
+    Meeting& operator=(const Meeting&) = delete;
+
+    ~Meeting() {
+        if (!isAnswered_) services_.noteUnfinished(head_, description_);
+    }
+
+    const Fault& answer() {
+        isAnswered_ = true;
+        return fault_;
+    }
+
+  private:
+    Services& services_;
+    const HttpRequest head_;
+    const Fault fault_;
+    const std::string description_;
+    bool isAnswered_ = false;
+};
+
 namespace {
+
+std::string descriptionOf(Service service, const Fault& fault) {
+    return std::string(nameOf(service)) + ": " + fault.description();
+}
+
+bool hasBody(const HttpRequest& head) {
+    const std::string length = head.header("Content-Length");
+    return !head.header("Transfer-Encoding").empty() ||
+           length.find_first_not_of('0') != std::string::npos;
+}
 
 std::string identityFor(const HttpRequest& request) {
     std::optional<std::string> known;
@@ -105,12 +143,21 @@ std::optional<Service> Services::at(std::string_view path) {
     return serviceNamed(path.substr(1));
 }
 
+std::optional<std::size_t> Services::begin(Service service, HttpRequest& head) {
+    auto fault = faults_.next(service);
+    if (fault && !hasBody(head)) fault->readingPace.reset();
+    if (!fault || !fault->isEffective()) return std::nullopt;
+    head.tag = std::make_shared<Meeting>(*this, head, *fault, descriptionOf(service, *fault));
+    return fault->readingPace;
+}
+
 Delivery Services::answer(Service service, const HttpRequest& request) {
-    const auto fault = faults_.next(service);
-    const std::string description = fault ? fault->description() : "";
+    std::optional<Fault> fault;
+    if (request.tag) fault = std::static_pointer_cast<Meeting>(request.tag)->answer();
+    const std::string description = fault ? descriptionOf(service, *fault) : "";
     Answer answer;
     try {
-        answer = route(service, request, fault);
+        answer = route(service, request, fault, description);
         if (fault && fault->answer == Fault::Answer::garbage) {
             answer.response.status = 200;
             answer.response.body = "<html>\x01\xFF{\"not\": JSON";
@@ -149,15 +196,26 @@ HttpResponse Services::refuse(const HttpRequest& request, int status, const std:
     return answer.response;
 }
 
+void Services::noteUnfinished(const HttpRequest& head, const std::string& fault) {
+    const std::string reason = "the request did not come to its end";
+    try {
+        store_.addRequest(head, {.status = 0, .reason = reason, .fault = fault});
+    } catch (const StoreError& error) {
+        if (options_.complaint) options_.complaint(error.what());
+    }
+    if (options_.report) options_.report({head, 0, reason, fault, {}, {}, {}});
+}
+
 Services::Answer Services::route(Service service, const HttpRequest& request,
-                                 const std::optional<Fault>& fault) {
+                                 const std::optional<Fault>& fault,
+                                 const std::string& description) {
     if (!takesEffect(fault)) {
         const std::string why = "a fault was asked for";
         return Answer::refused(fault->answer == Fault::Answer::status ? fault->status : 503, why);
     }
     if (service == Service::event) {
         if (request.method != "POST") return Answer::wrongMethod(request, "POST");
-        return acceptEnvelope(request, fault);
+        return acceptEnvelope(request, fault, description);
     }
     if (!isReading(request)) return Answer::wrongMethod(request, "GET");
     if (service == Service::id) return Answer::json(identityFor(request));
@@ -165,7 +223,8 @@ Services::Answer Services::route(Service service, const HttpRequest& request,
 }
 
 Services::Answer Services::acceptEnvelope(const HttpRequest& request,
-                                          const std::optional<Fault>& fault) {
+                                          const std::optional<Fault>& fault,
+                                          const std::string& description) {
     if (!isJSONContent(request)) {
         return Answer::refused(415, "the content type of an envelope is application/json");
     }
@@ -177,10 +236,9 @@ Services::Answer Services::acceptEnvelope(const HttpRequest& request,
     auto& envelope = std::get<Envelope>(read);
     Answer answer = Answer::json(R"({"received":)" + std::to_string(envelope.actions.size()) + "}");
     answer.findings = checkEnvelope(envelope, *catalogue_.current());
-    answer.arrivals = store_.addEnvelope(request, envelope, answer.findings,
-                                         {.status = sentStatus(200, fault),
-                                          .reason = "",
-                                          .fault = fault ? fault->description() : ""});
+    answer.arrivals =
+        store_.addEnvelope(request, envelope, answer.findings,
+                           {.status = sentStatus(200, fault), .reason = "", .fault = description});
     answer.envelope = std::move(envelope);
     if (options_.recorder != nullptr && !options_.recorder->append(answer.arrivals) &&
         options_.complaint) {

@@ -51,6 +51,12 @@ class Services {
     /// The service at `path`; nothing when there is none.
     [[nodiscard]] static std::optional<Service> at(std::string_view path);
 
+    /// The head of a request has come: decides which fault it meets, and notes that in it. Gives
+    /// how fast its body is to be read, as `HttpHandler::readingPace`. A request that never becomes
+    /// whole is kept as one that was not answered.
+    [[nodiscard]] std::optional<std::size_t> begin(Service service, HttpRequest& head);
+
+    /// Answers a request that `begin` has seen, or that has none of its own.
     [[nodiscard]] Delivery answer(Service service, const HttpRequest& request);
 
     /// The answer to a request that reaches no service.
@@ -59,11 +65,14 @@ class Services {
 
   private:
     struct Answer;
+    class Meeting;
 
     [[nodiscard]] Answer route(Service service, const HttpRequest& request,
-                               const std::optional<Fault>& fault);
+                               const std::optional<Fault>& fault, const std::string& description);
     [[nodiscard]] Answer acceptEnvelope(const HttpRequest& request,
-                                        const std::optional<Fault>& fault);
+                                        const std::optional<Fault>& fault,
+                                        const std::string& description);
+    void noteUnfinished(const HttpRequest& head, const std::string& fault);
     void keep(const HttpRequest& request, const Answer& answer, const std::string& fault);
 
     Store& store_;

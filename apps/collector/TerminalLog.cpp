@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <ctime>
@@ -20,23 +21,52 @@ constexpr std::string_view red = "\033[1;31m";
 constexpr std::string_view green = "\033[32m";
 constexpr std::string_view yellow = "\033[33m";
 
-/// `text` without anything that a terminal would obey: the control characters of ASCII, and those
-/// from U+0080 to U+009F.
+bool continuesCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+/// How many bytes the character at the front of `text` has; 0 when it is no UTF-8.
+std::size_t characterSize(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    const std::size_t size = lead < 0x80   ? 1
+                             : lead < 0xC2 ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                             : lead < 0xF5 ? 4
+                                           : 0;
+    if (size > text.size()) return 0;
+    const std::string_view rest = text.substr(0, size).substr(size > 0 ? 1 : 0);
+    return std::all_of(rest.begin(), rest.end(), continuesCharacter) ? size : 0;
+}
+
+/// Whether a terminal would obey `character`: control characters, and those that turn the direction
+/// of what follows.
+bool isCommand(std::string_view character) {
+    const auto first = static_cast<unsigned char>(character.front());
+    if (character.size() == 1) return first < 0x20 || first == 0x7F;
+    const auto second = static_cast<unsigned char>(character[1]);
+    if (character.size() == 2) return first == 0xC2 && second < 0xA0;
+    const auto third = static_cast<unsigned char>(character[2]);
+    return first == 0xE2 && ((second == 0x80 && ((third >= 0x8E && third <= 0x8F) ||
+                                                 (third >= 0xA8 && third <= 0xAE))) ||
+                             (second == 0x81 && third >= 0xA6 && third <= 0xA9));
+}
+
+/// `text` without anything that a terminal would obey or not understand.
 std::string harmless(std::string_view text) {
     std::string result;
     result.reserve(text.size());
-    for (std::size_t index = 0; index < text.size(); ++index) {
-        const auto byte = static_cast<unsigned char>(text[index]);
-        const bool startsHighControl = byte == 0xC2 && index + 1 < text.size() &&
-                                       static_cast<unsigned char>(text[index + 1]) < 0xA0;
-        if (startsHighControl) ++index;
-        result += byte < 0x20 || byte == 0x7F || startsHighControl ? '?' : text[index];
+    while (!text.empty()) {
+        const std::size_t size = characterSize(text);
+        const std::string_view character = text.substr(0, std::max<std::size_t>(size, 1));
+        if (size == 0 || isCommand(character)) {
+            result += '?';
+        } else {
+            result += character;
+        }
+        text.remove_prefix(character.size());
     }
     return result;
-}
-
-bool continuesCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
 /// At most `columns` characters of `text`.

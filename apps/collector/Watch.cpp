@@ -1,6 +1,7 @@
 #include "collector/Watch.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "collector/Refusal.h"
@@ -14,6 +15,7 @@ using namespace std::chrono_literals;
 
 constexpr Watch::Clock::duration betweenLooks = 20ms;
 constexpr Watch::Clock::duration betweenWrites = 100ms;
+constexpr Watch::Clock::duration betweenVisits = 1s;
 // Also finds out that a page has gone, which nobody notices while there is nothing to say.
 constexpr Watch::Clock::duration keepAlive = 15s;
 
@@ -31,6 +33,12 @@ void Watch::notify() {
         const std::lock_guard lock(mutex_);
         if (std::exchange(dirty_, true)) return;
     }
+    changed_.notify_one();
+}
+
+void Watch::reset() {
+    const std::lock_guard lock(mutex_);
+    wasReset_ = dirty_ = true;
     changed_.notify_one();
 }
 
@@ -76,60 +84,85 @@ void Watch::run() {
         changed_.wait_until(lock, nextWakeUp(), [this] {
             return stopped_ || dirty_ || !newWaits_.empty() || !newStreams_.empty();
         });
-        const bool look = dirty_ || !newWaits_.empty();
+        const bool isChanged = dirty_ || !newWaits_.empty();
         hasUnwritten_ = hasUnwritten_ || std::exchange(dirty_, false);
+        if (std::exchange(wasReset_, false)) {
+            for (Waiting& waiting : waits_)
+                waiting = {waiting.exchange, waiting.wait, waiting.deadline};
+        }
         waits_.splice(waits_.end(), newWaits_);
         const auto arrived = std::exchange(newStreams_, {});
         lock.unlock();
 
-        const auto now = Clock::now();
-        waits_.remove_if([&](const Waiting& waiting) {
-            const bool isOverdue = waiting.deadline <= now;
-            return (look || isOverdue) && answer(waiting, isOverdue);
-        });
+        serveWaits(isChanged);
         writeStreams(arrived);
 
         lock.lock();
         waitCount_ = waits_.size() + newWaits_.size();
         streamCount_ = streams_.size() + newStreams_.size();
-        changed_.wait_for(lock, betweenLooks, [this] { return stopped_; });
+        changed_.wait_for(lock, betweenLooks, [this] { return stopped_.load(); });
     }
     waits_.splice(waits_.end(), newWaits_);
     lock.unlock();
     for (const Waiting& waiting : waits_)
-        answer(waiting, true);
+        waiting.exchange->deliver({refusal(503, "the collector stops")});
 }
 
 Watch::Clock::time_point Watch::nextWakeUp() const {
     auto wakeUp = lastWrite_ + (hasUnwritten_ ? betweenWrites : keepAlive);
+    // Those who have gone are noticed then.
+    if (!waits_.empty()) wakeUp = std::min(wakeUp, Clock::now() + betweenVisits);
     for (const Waiting& waiting : waits_)
         wakeUp = std::min(wakeUp, waiting.deadline);
     return wakeUp;
 }
 
-bool Watch::answer(const Waiting& waiting, bool isOverdue) {
-    try {
-        const std::size_t wanted = waiting.wait.count;
-        const bool isSatisfied = store_.count(waiting.wait.filter, wanted) >= wanted;
-        if (!isSatisfied && !isOverdue) return false;
-        EventQuery query;
-        query.filter = waiting.wait.filter;
-        query.limit = mostEventsShown;
-        const Store::Page page = store_.events(query);
-        HttpResponse response;
-        response.body = std::string(R"({"satisfied":)") + (isSatisfied ? "true" : "false") +
-                        R"(,"total":)" + std::to_string(page.total) + R"(,"events":)";
-        appendJSONList(response.body, page.records);
-        response.body += '}';
-        waiting.exchange->deliver({std::move(response)});
-    } catch (const std::exception& error) {
-        waiting.exchange->deliver({refusal(500, error.what())});
-    }
-    return true;
+void Watch::serveWaits(bool isChanged) {
+    waits_.remove_if([&](Waiting& waiting) {
+        if (stopped_) return false;
+        if (!waiting.exchange->isOpen()) return true;
+        const bool isOverdue = waiting.deadline <= Clock::now();
+        if (!isChanged && !isOverdue) return false;
+        try {
+            if (isChanged) look(waiting);
+            const bool isSatisfied = waiting.matching >= waiting.wait.count;
+            if (!isSatisfied && !isOverdue) return false;
+            HttpResponse response;
+            response.body = std::string(R"({"satisfied":)") + (isSatisfied ? "true" : "false") +
+                            R"(,"total":)" + std::to_string(waiting.matching) + R"(,"events":)";
+            appendJSONList(response.body, waiting.shown);
+            response.body += '}';
+            waiting.exchange->deliver({std::move(response)});
+        } catch (const std::exception& error) {
+            waiting.exchange->deliver({refusal(500, error.what())});
+        }
+        return true;
+    });
+}
+
+void Watch::look(Waiting& waiting) const {
+    const std::int64_t latest = store_.summary().lastNumber;
+    if (latest <= waiting.seen) return;
+    EventQuery query;
+    query.filter = waiting.wait.filter;
+    query.filter.after = std::max(query.filter.after.value_or(0), waiting.seen);
+    query.filter.upTo = latest;
+    query.limit = mostEventsShown - waiting.shown.size();
+    Store::Page page = store_.events(query);
+    waiting.matching += page.total;
+    waiting.shown.insert(waiting.shown.end(), std::make_move_iterator(page.records.begin()),
+                         std::make_move_iterator(page.records.end()));
+    waiting.seen = latest;
 }
 
 void Watch::writeStreams(const std::list<std::shared_ptr<Exchange>>& arrived) {
     streams_.remove_if([](const auto& stream) { return !stream->isOpen(); });
+    if (streams_.empty() && arrived.empty()) {
+        // The first to come is told everything anyway.
+        hasUnwritten_ = false;
+        lastWrite_ = Clock::now();
+        return;
+    }
     for (const auto& exchange : arrived)
         streams_.push_back(exchange->openStream());
 

@@ -1,14 +1,17 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "collector/data/EventFilter.h"
 #include "collector/data/Store.h"
@@ -43,6 +46,9 @@ class Watch {
     /// Something has changed. Any thread; quick.
     void notify();
 
+    /// Everything was forgotten; what waits counts from the beginning. Any thread.
+    void reset();
+
     /// Answers `exchange` once `wait.count` events match or the time is over. Any thread.
     void wait(std::shared_ptr<Exchange> exchange, Wait wait);
 
@@ -57,13 +63,17 @@ class Watch {
         std::shared_ptr<Exchange> exchange;
         Wait wait;
         Clock::time_point deadline;
+        std::int64_t seen = 0;     ///< the latest event that was looked at
+        std::size_t matching = 0;  ///< so far
+        std::vector<std::string> shown = {};
     };
 
     void run();
     [[nodiscard]] Clock::time_point nextWakeUp() const;
-    /// Looks at the store for a wait and answers it, if enough has arrived or `isOverdue`; whether
-    /// it did.
-    bool answer(const Waiting& waiting, bool isOverdue);
+    /// Answers those for whom enough has arrived, whose time is over, or who have gone.
+    void serveWaits(bool isChanged);
+    /// Looks at what has arrived since the last look.
+    void look(Waiting& waiting) const;
     void writeStreams(const std::list<std::shared_ptr<Exchange>>& arrived);
 
     const Store& store_;
@@ -72,11 +82,13 @@ class Watch {
     std::mutex mutex_;
     std::condition_variable changed_;
     bool dirty_ = false;                               // guarded by mutex_
-    bool stopped_ = false;                             // guarded by mutex_
+    bool wasReset_ = false;                            // guarded by mutex_
     std::list<Waiting> newWaits_;                      // guarded by mutex_
     std::list<std::shared_ptr<Exchange>> newStreams_;  // guarded by mutex_
     std::size_t waitCount_ = 0;                        // guarded by mutex_
     std::size_t streamCount_ = 0;                      // guarded by mutex_
+
+    std::atomic<bool> stopped_ = false;  // set under mutex_
 
     // Of the thread alone:
     std::list<Waiting> waits_;

@@ -1,5 +1,8 @@
 #include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +14,7 @@
 
 #include "collector/Faults.h"
 #include "collector/Front.h"
+#include "collector/LogWriter.h"
 #include "collector/Options.h"
 #include "collector/QueryInterface.h"
 #include "collector/Services.h"
@@ -25,8 +29,8 @@ namespace {
 
 using namespace zentara::collector;
 
-void complain(const std::string& message) {
-    std::fputs(("zentara-collector: " + message + "\n").c_str(), stderr);
+std::string complaint(const std::string& message) {
+    return "zentara-collector: " + message + "\n";
 }
 
 /// Blocks the signals that end the program, here and in the threads started from now on.
@@ -37,6 +41,22 @@ sigset_t blockEndSignals() {
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return signals;
+}
+
+/// A second signal ends the program without further ado.
+void unblock(const sigset_t& signals) {
+    std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGINT, SIG_DFL);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+/// Every connection takes a descriptor, and some systems give few of them at first.
+void raiseDescriptorLimit() {
+    constexpr rlim_t enough = 65'536;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= enough) return;
+    limit.rlim_cur = std::min(limit.rlim_max, enough);
+    (void)setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 std::filesystem::path dataFolder(const Options& options) {
@@ -63,7 +83,7 @@ std::string inURL(const std::string& host) {
 
 /// Starts to listen; then tells where, on standard output for programs and on standard error for
 /// people.
-void listen(HttpServer& server, const Options& options) {
+void listen(HttpServer& server, const Options& options, LogWriter& log) {
     const std::string host = inURL(options.host) + ":";
     const std::string page =
         "http://" + host + std::to_string(server.listen(options.host, options.port));
@@ -82,8 +102,8 @@ void listen(HttpServer& server, const Options& options) {
         }
     }
     std::cout << lines << std::flush;
-    if (!trust.empty()) complain(trust);
-    if (!options.quiet) complain("the page is at " + page + "/");
+    if (!trust.empty()) log.add(complaint(trust));
+    if (!options.quiet) log.add(complaint("the page is at " + page + "/"));
 }
 
 int serve(const Options& options) {
@@ -91,9 +111,15 @@ int serve(const Options& options) {
     // Who reads the log may leave; the events go on.
     std::signal(SIGPIPE, SIG_IGN);
 
+    raiseDescriptorLimit();
+    LogWriter log(STDERR_FILENO);
+    const auto complain = [&log](const std::string& message) {
+        log.add(complaint(message));
+    };
+
     Store store(given<std::filesystem::path>(options.database));
     SchemaCatalogue catalogue(given<std::filesystem::path>(options.schemas),
-                              [](const auto& line) { complain("schema left out: " + line); });
+                              [&](const auto& line) { complain("schema left out: " + line); });
     Faults faults;
     for (const auto& [service, fault] : options.faults)
         faults.set(service, fault);
@@ -104,20 +130,20 @@ int serve(const Options& options) {
     wishes.recorder = recorder ? &*recorder : nullptr;
     wishes.complaint = complain;
     if (!options.quiet) {
-        wishes.report = [style = TerminalLog::styleFor(stderr)](const RequestReport& report) {
-            const std::string lines = TerminalLog::lines(report, style);
-            std::fwrite(lines.data(), 1, lines.size(), stderr);
+        wishes.report = [&log, style = TerminalLog::styleFor(stderr)](const auto& report) {
+            log.add(TerminalLog::lines(report, style));
         };
     }
     Services services(store, catalogue, faults, std::move(wishes));
     QueryInterface queries(store, faults);
     store.onChange([&queries] { queries.notify(); });
-    Front front(services, queries, faults);
+    Front front(services, queries);
     HttpServer server(front);
-    listen(server, options);
+    listen(server, options, log);
 
     int signal = 0;
     sigwait(&endSignals, &signal);
+    unblock(endSignals);
     queries.stop();
     server.stop();
     return exitStopped;
@@ -131,7 +157,7 @@ int main(int argc, char** argv) {
     try {
         return serve(*parsed.options);
     } catch (const std::exception& error) {
-        complain(error.what());
+        std::cerr << complaint(error.what());
         return exitFailure;
     }
 }

@@ -78,29 +78,35 @@ std::vector<boost::json::object> eventsOf(boost::json::value& answer) {
 CollectorClient::CollectorClient(std::string url, std::string authorityFile)
     : url_(std::move(url)), authorityFile_(std::move(authorityFile)) {
     prepareCurl();
+    while (url_.ends_with('/'))
+        url_.pop_back();
 }
 
-std::vector<boost::json::object> CollectorClient::waitFor(const EventSelection& selection,
-                                                          std::size_t count,
-                                                          milliseconds timeout) const {
-    auto answer = matching(selection, count, timeout);
-    return eventsOf(answer);
+FoundEvents CollectorClient::waitFor(const EventSelection& selection, std::size_t count,
+                                     milliseconds timeout) const {
+    auto answer = ask("GET",
+                      "/received/wait?count=" + std::to_string(count) +
+                          "&timeout=" + std::to_string(timeout.count()) + queryFor(selection),
+                      {}, timeout + patienceForAnswers);
+    return {.satisfied = answer.at("satisfied").as_bool(),
+            .total = boost::json::value_to<std::size_t>(answer.at("total")),
+            .events = eventsOf(answer)};
 }
 
 boost::json::object CollectorClient::expectEvent(const EventSelection& selection,
                                                  milliseconds timeout) const {
-    auto events = waitFor(selection, 1, timeout);
-    if (!events.empty()) return std::move(events.front());
+    auto found = waitFor(selection, 1, timeout);
+    if (found.satisfied) return std::move(found.events.front());
     throw ExpectationError("no event with " + queryFor(selection).substr(1) + " within " +
                            std::to_string(timeout.count()) +
                            " ms; received: " + boost::json::serialize(get("/received/summary")));
 }
 
 void CollectorClient::expectNoEvent(const EventSelection& selection, milliseconds quietTime) const {
-    const auto events = waitFor(selection, 1, quietTime);
-    if (events.empty()) return;
+    const auto found = waitFor(selection, 1, quietTime);
+    if (!found.satisfied) return;
     throw ExpectationError("an event with " + queryFor(selection).substr(1) +
-                           " has arrived: " + boost::json::serialize(events.front()));
+                           " has arrived: " + boost::json::serialize(found.events.front()));
 }
 
 std::vector<boost::json::object> CollectorClient::events(const EventSelection& selection) const {
@@ -146,14 +152,6 @@ boost::json::value CollectorClient::get(const std::string& path) const {
     return ask("GET", path, {}, patienceForAnswers);
 }
 
-boost::json::value CollectorClient::matching(const EventSelection& selection, std::size_t count,
-                                             milliseconds timeout) const {
-    return ask("GET",
-               "/received/wait?count=" + std::to_string(count) +
-                   "&timeout=" + std::to_string(timeout.count()) + queryFor(selection),
-               {}, timeout + patienceForAnswers);
-}
-
 boost::json::value CollectorClient::ask(const std::string& method, const std::string& path,
                                         const std::string& body, milliseconds patience) const {
     const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(),
@@ -164,6 +162,7 @@ boost::json::value CollectorClient::ask(const std::string& method, const std::st
     curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
     curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
     curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl.get(), CURLOPT_NOPROXY, "*");
     curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT_MS, static_cast<long>(patience.count()));
     curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, append);
     curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &answer);

@@ -44,6 +44,13 @@ struct EventSelection {
     Verdict verdict = Verdict::good;  ///< of the check against the schema on arrival
 };
 
+/// The events that a wait has found.
+struct FoundEvents {
+    bool satisfied = false;                   ///< there were as many as were waited for
+    std::size_t total = 0;                    ///< that match
+    std::vector<boost::json::object> events;  ///< the first 100 of them at most
+};
+
 /// The counts of everything received.
 struct CollectorSummary {
     std::size_t requests = 0;
@@ -76,9 +83,8 @@ class CollectorClient {
     /// `authorityFile` names the certificate authority; empty for the system's.
     explicit CollectorClient(std::string url, std::string authorityFile = {});
 
-    /// Waits until at least `count` events match, at most `timeout`. Gives back those that do, the
-    /// first 100 of them at most; fewer than `count` when the time was over.
-    [[nodiscard]] std::vector<boost::json::object> waitFor(
+    /// Waits until at least `count` events match, at most `timeout`.
+    [[nodiscard]] FoundEvents waitFor(
         const EventSelection& selection, std::size_t count = 1,
         std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
@@ -113,11 +119,9 @@ class CollectorClient {
   private:
     boost::json::value ask(const std::string& method, const std::string& path,
                            const std::string& body, std::chrono::milliseconds patience) const;
-    boost::json::value matching(const EventSelection& selection, std::size_t count,
-                                std::chrono::milliseconds timeout) const;
 
-    const std::string url_;
-    const std::string authorityFile_;
+    std::string url_;
+    std::string authorityFile_;
 };
 
 }  // namespace zentara::collector

@@ -119,6 +119,7 @@ SQLCondition conditionFor(const EventFilter& filter) {
     compare("receivedAt >= ?", filter.since);
     compare("receivedAt < ?", filter.until);
     compare("number > ?", filter.after);
+    compare("number <= ?", filter.upTo);
     if (filter.user) {
         require("(userToken = ? OR userType || '=' || userToken = ?)");
         condition.values.insert(condition.values.end(), 2, *filter.user);

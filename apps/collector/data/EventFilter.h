@@ -31,6 +31,8 @@ struct EventFilter {
     std::optional<std::int64_t> since = {};  ///< received then or later, in ms since 1970 UTC
     std::optional<std::int64_t> until = {};  ///< received earlier than that
     std::optional<std::int64_t> after = {};  ///< with a higher number
+    /// With that number or a lower one. No parameter sets it.
+    std::optional<std::int64_t> upTo = {};
 
     /// Takes a decoded parameter of the query interface. False when no filter has that name.
     /// The value "any" of `good` and `duplicate` lifts what was set before. Throws

@@ -51,7 +51,7 @@ class CollectorTest : public testing::Test {
     Faults faults;
     Services services{store, catalogue, faults, {}};
     QueryInterface queries{store, faults};
-    Front front{services, queries, faults};
+    Front front{services, queries};
     HttpServer server{front};
     const int port = server.listen("127.0.0.1", 0);
     const CollectorClient client{"http://127.0.0.1:" + std::to_string(port)};
@@ -63,17 +63,18 @@ TEST_F(CollectorTest, AWaitEndsWithTheEventsThatItWaitsForAndNotBefore) {
     });
     post(samples::action("a", "wanted-1"));
     post(samples::action("b", "wanted-2"));  // of another schema, and bad
-    EXPECT_EQ(client.waitFor({.schema = "a-1"}).size(), 1U);
+    EXPECT_EQ(client.waitFor({.schema = "a-1"}).total, 1U);
     EXPECT_EQ(waiting.wait_for(0s), std::future_status::timeout);
     post(samples::action("a", "wanted-3"));
-    const auto events = waiting.get();
-    ASSERT_EQ(events.size(), 2U);
-    EXPECT_EQ(events[1].at("actionUUID"), "wanted-3");
+    const auto found = waiting.get();
+    EXPECT_TRUE(found.satisfied);
+    ASSERT_EQ(found.events.size(), 2U);
+    EXPECT_EQ(found.events[1].at("actionUUID"), "wanted-3");
 }
 
 TEST_F(CollectorTest, AWaitThatIsInVainTellsWhatArrivedInstead) {
     post(samples::action("b", "bad-one"));
-    EXPECT_TRUE(client.waitFor({.schema = "b-1"}, 1, 1ms).empty()) << "it is bad";
+    EXPECT_FALSE(client.waitFor({.schema = "b-1"}, 1, 1ms).satisfied) << "it is bad";
     EXPECT_EQ(client.expectEvent({.schema = "b-1", .verdict = Verdict::bad}).at("good"), false);
     try {
         client.expectEvent({.schema = "a-1"}, 1ms);
@@ -88,28 +89,58 @@ TEST_F(CollectorTest, AWaitThatIsInVainTellsWhatArrivedInstead) {
 /// Somebody who asks in this process.
 class RecordingExchange final : public Exchange {
   public:
-    explicit RecordingExchange(const std::string& path) : request_(samples::request("GET", path)) {}
+    explicit RecordingExchange(NamedTexts query = {})
+        : request_(samples::request("GET", "/received/wait")) {
+        request_.query = std::move(query);
+    }
 
     [[nodiscard]] const HttpRequest& request() const override { return request_; }
-    [[nodiscard]] bool isOpen() const override { return true; }
+    [[nodiscard]] bool isOpen() const override { return !hasGone; }
     void deliver(Delivery delivery) override { answers.put(std::move(delivery.response)); }
     [[nodiscard]] std::shared_ptr<EventStream> openStream() override { return nullptr; }
 
+    std::atomic<bool> hasGone = false;
     test::Mailbox<HttpResponse> answers;
 
   private:
-    const HttpRequest request_;
+    HttpRequest request_;
 };
 
 TEST_F(CollectorTest, WhoStillWaitsAtTheEndIsAnswered) {
-    const auto early = std::make_shared<RecordingExchange>("/received/wait");
-    const auto late = std::make_shared<RecordingExchange>("/received/wait");
+    const auto early = std::make_shared<RecordingExchange>();
+    const auto late = std::make_shared<RecordingExchange>();
     queries.handle(early);
     queries.stop();
     queries.handle(late);
-    EXPECT_EQ(early->answers.waitFor().value().body,
-              R"({"satisfied":false,"total":0,"events":[]})");
+    EXPECT_EQ(early->answers.waitFor().value().status, 503);
     EXPECT_EQ(late->answers.waitFor().value().status, 503);
+}
+
+TEST_F(CollectorTest, AWaitCountsFromTheBeginningAfterAReset) {
+    const auto waiting = std::make_shared<RecordingExchange>(NamedTexts{{"count", "2"}});
+    post(samples::action("a", "u1"));
+    queries.handle(waiting);
+    EXPECT_EQ(client.waitFor({}).total, 1U) << "by then the other has looked, too";
+    client.reset();
+    post(samples::action("a", "u2"));
+    EXPECT_EQ(client.waitFor({}).total, 1U);
+    EXPECT_FALSE(waiting->answers.waitFor(0, 0ms));
+    post(samples::action("a", "u3"));
+    EXPECT_THAT(waiting->answers.waitFor().value().body, HasSubstr("\"total\":2"));
+}
+
+TEST_F(CollectorTest, WhoHasGoneTakesNobodysPlace) {
+    for (std::size_t number = 0; number < Watch::mostWaits; ++number) {
+        const auto gone = std::make_shared<RecordingExchange>(NamedTexts{{"timeout", "600000"}});
+        queries.handle(gone);
+        gone->hasGone = true;
+    }
+    post(samples::action("a", "u1"));
+    EXPECT_TRUE(test::eventually([this] {
+        const auto next = std::make_shared<RecordingExchange>();
+        queries.handle(next);
+        return next->answers.waitFor().value().status == 200;
+    }));
 }
 
 TEST_F(CollectorTest, AStreamTellsOfWhatArrivesUntilTheServerStops) {
@@ -149,6 +180,9 @@ TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
         {"/received/nothing", "404"},
         {"/received/events/u3", "no event has the action UUID u3"},
         {"/received/events?limit=-1", "limit"},
+        {"/received/events?limit=1&limit=2", "there twice"},
+        {"/received/summary?schema=a-1", "does not know the parameter schema"},
+        {"/received/requests?fault=1", "fault is true or false"},
         {"/received/events?color=red", "does not know the parameter color"},
         {"/received/envelopes?schema=a-1", "does not know the parameter schema"},
         {"/received/wait?timeout=600001", "up to 600000"},

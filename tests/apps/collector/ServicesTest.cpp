@@ -15,7 +15,9 @@ using testing::HasSubstr;
 class ServicesTest : public testing::Test {
   protected:
     Delivery post(const std::string& body) {
-        return services.answer(Service::event, samples::request("POST", "/event", body));
+        auto request = samples::request("POST", "/event", body);
+        (void)services.begin(Service::event, request);
+        return services.answer(Service::event, request);
     }
 
     boost::json::value identity(const std::string& cookie = "") {
@@ -131,6 +133,27 @@ TEST_F(ServicesTest, AFaultDecidesWhatIsStoredAndWhatIsSeen) {
         EXPECT_EQ(recorded.at("status"), each.status);
         EXPECT_EQ(recorded.at("storedEvents"), each.stores ? 1 : 0);
     }
+}
+
+TEST_F(ServicesTest, ARequestThatIsReadSlowlyAndNeverEndsIsRecordedWithItsFault) {
+    Fault slow;
+    slow.readingPace = 1000;
+    slow.times = 2;
+    faults.set(Service::event, slow);
+    auto whole = samples::request("POST", "/event", samples::envelope(samples::action("a", "u1")));
+    whole.headers.emplace_back("Content-Length", "5");
+    EXPECT_EQ(services.begin(Service::event, whole), 1000U);
+    EXPECT_EQ(services.answer(Service::event, whole).response.status, 200);
+    {
+        auto unfinished = whole;
+        unfinished.tag.reset();
+        EXPECT_EQ(services.begin(Service::event, unfinished), 1000U);
+    }
+    whole.tag.reset();
+    EXPECT_FALSE(services.begin(Service::event, whole)) << "twice was enough";
+    EXPECT_EQ(store.requests({true, 0, {}}).total, 2U);
+    EXPECT_EQ(statuses, (std::vector{200, 0}));
+    EXPECT_EQ(store.summary().faults.begin()->first, "event: reading pace 1000 bytes/s");
 }
 
 }  // namespace

@@ -11,8 +11,9 @@ using testing::HasSubstr;
 using testing::Not;
 
 TEST(TerminalLogTest, NothingThatAnEventHoldsReachesTheTerminalAsACommand) {
-    // A CSI both as an escape sequence and as one character of the upper control range, and DEL.
-    const auto properties = boost::json::parse("{\"a\":\"\\u001b[2J\u009b2J\x7f\"}");
+    // A CSI both as an escape sequence and as one character of the upper control range, DEL, and
+    // what turns the direction of writing.
+    const auto properties = boost::json::parse("{\"a\":\"\\u001b[2J\u009b2J\x7f\u202e\"}");
     HttpRequest request;
     RequestReport report{request, 200, "", "", {}, {}, {}};
     report.actions.emplace_back().properties = &properties;
@@ -26,6 +27,10 @@ TEST(TerminalLogTest, NothingThatAnEventHoldsReachesTheTerminalAsACommand) {
     EXPECT_THAT(text, HasSubstr("BAD  s?-1 #7 /a: '?[31m' is wrong"));
     EXPECT_EQ(text.find_first_of("\x1b\x7f"), std::string::npos);
     EXPECT_THAT(text, Not(HasSubstr("\xC2\x9B")));
+    EXPECT_THAT(text, Not(HasSubstr("\u202e")));
+    request.target = "/\x9b[2J\xff";
+    EXPECT_THAT(TerminalLog::lines({request, 404, "", "", {}, {}, {}}, {}),
+                HasSubstr("/?[2J? 404"));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
 }
 
