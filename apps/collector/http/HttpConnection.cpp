@@ -15,7 +15,7 @@ namespace {
 
 // What a client sends after it was refused is read away, so that it sees the answer rather than a
 // reset connection; one that sends more than this will not read answers anyway.
-constexpr std::size_t mostDiscarded = 4 * HttpRequestReader::bodyLimit;
+constexpr std::size_t mostDiscarded = 16 * HttpRequestReader::bodyLimit;
 
 // What the system begins with, kept from growing so that a client that is read slowly soon notices.
 // With less, what is sent over TLS in one go would not fit and come again and again.
@@ -142,6 +142,7 @@ void HttpConnection::discard(ErrorCode error, std::size_t count, bool isEncrypte
 void HttpConnection::awaitRequest() {
     phase_ = Phase::idle;
     reader_.emplace(surroundings_->names);
+    share_ = std::make_unique<BodyBudget::Share>(surroundings_->bodies);
     reader_->request().secure = surroundings_->isSecure;
     pace_ = 0;
     allowance_ = unlimited;
@@ -167,6 +168,9 @@ void HttpConnection::proceed() {
 
     if (reader_->state() == State::refused) {
         return refuse(reader_->refusal().status, reader_->refusal().reason);
+    }
+    if (before == State::body && !share_->growTo(reader_->request().body.capacity())) {
+        return refuse(503, "the requests under way have too many bytes");
     }
     if (before == State::head && reader_->state() != State::head) return hasHead();
     if (reader_->state() == State::complete) return handOver();
@@ -211,8 +215,9 @@ void HttpConnection::handOver() {
     disarm(deadline_);
     use_ = reader_->keepsConnection() ? ConnectionUse::again : ConnectionUse::once;
     isHead_ = reader_->request().method == "HEAD";
-    const auto exchange = std::make_shared<HttpExchange>(
-        surroundings_->context.lock(), shared_from_this(), std::move(reader_->request()));
+    const auto exchange =
+        std::make_shared<HttpExchange>(surroundings_->context.lock(), shared_from_this(),
+                                       std::move(reader_->request()), std::move(share_));
     reader_.reset();
     if (input_.size() < HttpRequestReader::headLimit) read();
     try {
@@ -222,13 +227,18 @@ void HttpConnection::handOver() {
     }
 }
 
+void HttpConnection::forgetRequest() {
+    reader_.reset();
+    share_.reset();
+}
+
 // Output
 
 void HttpConnection::refuse(int status, const std::string& reason) {
     use_ = ConnectionUse::once;
     isHead_ = reader_->request().method == "HEAD";
     HttpResponse response = refusal(reader_->request(), status, reason);
-    reader_.reset();
+    forgetRequest();
     sendAnswer(std::move(response), Manner::whole);
 }
 
@@ -398,7 +408,7 @@ void HttpConnection::close() {
     phase_ = Phase::closed;
     isClosed_ = true;
     isStreamOpen_ = false;
-    reader_.reset();
+    forgetRequest();
     disarm(deadline_);
     disarm(pause_);
     ErrorCode ignored;

@@ -13,6 +13,7 @@
 #include <string>
 #include <tuple>
 
+#include "collector/http/BodyBudget.h"
 #include "collector/http/ByteStream.h"
 #include "collector/http/Exchange.h"
 #include "collector/http/HttpConnections.h"
@@ -34,6 +35,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
         HttpHandler& handler;  ///< called until the server stops
         HttpTimeouts timeouts;
         std::shared_ptr<HttpConnections> connections;
+        std::shared_ptr<BodyBudget> bodies;
         std::weak_ptr<asio::io_context> context;
         HttpRequestReader::Names names = HttpRequestReader::Names::any;
         bool isSecure = false;
@@ -92,6 +94,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     [[nodiscard]] std::size_t slice() const;
     void takeSlice();
     void handOver();
+    void forgetRequest();
 
     // Output
     void refuse(int status, const std::string& reason);
@@ -129,8 +132,9 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     std::atomic<bool> hasInputEnded_ = false;
     std::string input_;  // read, not yet taken
     std::optional<HttpRequestReader> reader_;
-    std::size_t pace_ = 0;               // bytes of the body a second; 0 = at once
-    std::size_t allowance_ = unlimited;  // bytes of the input that may be taken now
+    std::unique_ptr<BodyBudget::Share> share_;  // of the reader's body
+    std::size_t pace_ = 0;                      // bytes of the body a second; 0 = at once
+    std::size_t allowance_ = unlimited;         // bytes of the input that may be taken now
     std::size_t discarded_ = 0;
 
     ConnectionUse use_ = ConnectionUse::again;

@@ -4,7 +4,7 @@ namespace zentara::collector {
 
 bool HttpConnections::add(const std::shared_ptr<HttpConnection>& connection) {
     const std::lock_guard lock(mutex_);
-    if (isClosed_) return false;
+    if (isClosed_ || connections_.size() >= most_) return false;
     connections_.emplace(connection.get(), connection);
     return true;
 }

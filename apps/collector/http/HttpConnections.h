@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -14,7 +15,9 @@ class HttpConnection;
 /// The open connections of a server. Any thread.
 class HttpConnections {
   public:
-    /// False, and nothing is kept, once the server stops.
+    explicit HttpConnections(std::size_t most) : most_(most) {}
+
+    /// False, and nothing is kept, when there are as many as may be, and once the server stops.
     [[nodiscard]] bool add(const std::shared_ptr<HttpConnection>& connection);
     void remove(const HttpConnection* connection);
 
@@ -24,6 +27,7 @@ class HttpConnections {
     void waitUntilEmpty(std::chrono::milliseconds atMost);
 
   private:
+    const std::size_t most_;
     mutable std::mutex mutex_;
     std::condition_variable isEmpty_;
     bool isClosed_ = false;  // guarded by mutex_

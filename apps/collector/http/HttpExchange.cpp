@@ -36,9 +36,11 @@ class ClosedStream : public EventStream {
 }  // namespace
 
 HttpExchange::HttpExchange(std::shared_ptr<boost::asio::io_context> context,
-                           std::shared_ptr<HttpConnection> connection, HttpRequest request)
+                           std::shared_ptr<HttpConnection> connection, HttpRequest request,
+                           std::unique_ptr<const BodyBudget::Share> share)
     : context_(std::move(context)),
       connection_(std::move(connection)),
+      share_(std::move(share)),
       request_(std::move(request)) {}
 
 HttpExchange::~HttpExchange() {

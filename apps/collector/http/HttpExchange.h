@@ -4,6 +4,7 @@
 #include <boost/asio/io_context.hpp>
 #include <memory>
 
+#include "collector/http/BodyBudget.h"
 #include "collector/http/Exchange.h"
 
 namespace zentara::collector {
@@ -13,9 +14,11 @@ class HttpConnection;
 /// A request of a connection, in the hands of the handler.
 class HttpExchange : public Exchange {
   public:
-    /// `context` runs the connection; kept, so that both can outlive the server.
+    /// `context` runs the connection; kept, so that both can outlive the server. `share` is that
+    /// of the request's body, which lives as long.
     HttpExchange(std::shared_ptr<boost::asio::io_context> context,
-                 std::shared_ptr<HttpConnection> connection, HttpRequest request);
+                 std::shared_ptr<HttpConnection> connection, HttpRequest request,
+                 std::unique_ptr<const BodyBudget::Share> share);
     ~HttpExchange() override;
     HttpExchange(const HttpExchange&) = delete;
     HttpExchange& operator=(const HttpExchange&) = delete;
@@ -29,6 +32,7 @@ class HttpExchange : public Exchange {
     // Let go of after the connection.
     const std::shared_ptr<boost::asio::io_context> context_;
     const std::shared_ptr<HttpConnection> connection_;
+    const std::unique_ptr<const BodyBudget::Share> share_;
     const HttpRequest request_;
     std::atomic<bool> isAnswered_ = false;
 };

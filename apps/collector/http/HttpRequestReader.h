@@ -18,7 +18,7 @@ class HttpRequestReader {
   public:
     static constexpr std::size_t headLimit = 16UL * 1024;
     static constexpr std::size_t fieldLimit = 100;
-    static constexpr std::size_t bodyLimit = 16UL * 1024 * 1024;
+    static constexpr std::size_t bodyLimit = 4UL * 1024 * 1024;
 
     /// The names under which clients may ask for the server. Where only programs of this machine
     /// can connect, a foreign name is that of a web page whose author points it at this machine to

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "collector/http/BodyBudget.h"
 #include "collector/http/HttpConnections.h"
 #include "collector/http/HttpListener.h"
 
@@ -15,8 +16,11 @@ namespace zentara::collector {
 
 class HttpServer::Implementation {
   public:
-    Implementation(HttpHandler& handler, const HttpTimeouts& timeouts)
-        : handler_(handler), timeouts_(timeouts) {
+    Implementation(HttpHandler& handler, const HttpTimeouts& timeouts, const HttpLimits& limits)
+        : handler_(handler),
+          timeouts_(timeouts),
+          connections_(std::make_shared<HttpConnections>(limits.connections)),
+          bodies_(std::make_shared<BodyBudget>(limits.bodies)) {
         for (auto& thread : threads_)
             thread = std::thread([this] { run(); });
     }
@@ -30,6 +34,7 @@ class HttpServer::Implementation {
                                            HttpConnection::Surroundings{.handler = handler_,
                                                                         .timeouts = timeouts_,
                                                                         .connections = connections_,
+                                                                        .bodies = bodies_,
                                                                         .context = context_});
         listener->start();
         listeners_.push_back(listener);
@@ -72,7 +77,8 @@ class HttpServer::Implementation {
 
     HttpHandler& handler_;
     const HttpTimeouts timeouts_;
-    const std::shared_ptr<HttpConnections> connections_ = std::make_shared<HttpConnections>();
+    const std::shared_ptr<HttpConnections> connections_;
+    const std::shared_ptr<BodyBudget> bodies_;
     // Shared with the exchanges, which may outlive the server.
     const std::shared_ptr<asio::io_context> context_ =
         std::make_shared<asio::io_context>(static_cast<int>(threadCount));
@@ -85,8 +91,8 @@ class HttpServer::Implementation {
     std::array<std::thread, threadCount> threads_;          // after all that they use
 };
 
-HttpServer::HttpServer(HttpHandler& handler, const HttpTimeouts& timeouts)
-    : implementation_(std::make_unique<Implementation>(handler, timeouts)) {}
+HttpServer::HttpServer(HttpHandler& handler, const HttpTimeouts& timeouts, const HttpLimits& limits)
+    : implementation_(std::make_unique<Implementation>(handler, timeouts, limits)) {}
 
 HttpServer::~HttpServer() {
     stop();

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "collector/http/Exchange.h"
+#include "collector/http/HttpLimits.h"
 #include "collector/http/HttpTimeouts.h"
 #include "collector/http/TLSCredentials.h"
 
@@ -24,7 +25,8 @@ namespace zentara::collector {
 class HttpServer {
   public:
     /// `handler` outlives the server.
-    explicit HttpServer(HttpHandler& handler, const HttpTimeouts& timeouts = {});
+    explicit HttpServer(HttpHandler& handler, const HttpTimeouts& timeouts = {},
+                        const HttpLimits& limits = {});
     /// Stops.
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;

@@ -35,12 +35,13 @@ std::ptrdiff_t openDescriptors() {
 class HttpServerTest : public testing::Test {
   protected:
     void start() {
-        server = std::make_unique<HttpServer>(handler, timeouts);
+        server = std::make_unique<HttpServer>(handler, timeouts, limits);
         port = server->listen("127.0.0.1", 0);
     }
 
     ScriptedHandler handler;
     HttpTimeouts timeouts;
+    HttpLimits limits;
     std::unique_ptr<HttpServer> server;
     int port = 0;
 };
@@ -165,9 +166,9 @@ TEST_F(HttpServerTest, WhatIsNoRequestIsRefusedInJSON) {
         {post + "Transfer-Encoding: chunked\r\n\r\n1\r\nabcde\r\n", 400},
         {post + "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(40'000, 'x'), 400},
         {post + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 501},
-        {post + "Content-Length: 16777217\r\n\r\n", 413},
-        {post + "Content-Length: 16777217\r\nExpect: 100-continue\r\n\r\n", 413},
-        {post + "Transfer-Encoding: chunked\r\n\r\n1000001\r\n", 413},
+        {post + "Content-Length: 4194305\r\n\r\n", 413},
+        {post + "Content-Length: 4194305\r\nExpect: 100-continue\r\n\r\n", 413},
+        {post + "Transfer-Encoding: chunked\r\n\r\n400001\r\n", 413},
         {"GET /" + std::string(17'000, 'a') + " HTTP/1.1\r\nHost: localhost\r\n\r\n", 414},
         {get + "Host: evil.example\r\n\r\n", 421},
         {get + "Host: 127.0.0.1.evil.example\r\n\r\n", 421},
@@ -385,7 +386,7 @@ TEST_F(HttpServerTest, AStreamThatIsNotReadIsBounded) {
 TEST_F(HttpServerTest, ABodyThatIsReadSlowlyHoldsItsSenderUp) {
     handler.pace = 1000;
     start();
-    constexpr std::size_t size = 8UL * 1024 * 1024;
+    constexpr std::size_t size = 4UL * 1024 * 1024;
     RawClient client(port, 4096);
     client.send("POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: " + std::to_string(size) +
                 "\r\n\r\n");
@@ -417,6 +418,112 @@ TEST_F(HttpServerTest, ClientsThatTakeTooLongAreGivenUp) {
         RawClient slow(port, begun);
         EXPECT_THAT(slow.readToEnd(), StartsWith("HTTP/1.1 408 "));
     }
+}
+
+TEST_F(HttpServerTest, WhatTheHandlerNotesOfAHeadTravelsWithTheRequestOrIsLetGoOf) {
+    std::atomic<int> asked = 0;
+    std::atomic<int> noted = 0;
+    handler.onHead = [&](HttpRequest& head) {
+        ++asked;
+        if (head.path == "/thrown") throw std::runtime_error("no head for it");
+        const auto forget = [&noted](std::string* path) {
+            delete path;
+            --noted;
+        };
+        ++noted;
+        head.tag = std::shared_ptr<std::string>(new std::string(head.method), forget);
+    };
+    handler.script = [](const auto& exchange) {
+        exchange->deliver(ScriptedHandler::saying(
+            *std::static_pointer_cast<std::string>(exchange->request().tag)));
+    };
+    timeouts.request = 50ms;
+    timeouts.linger = later;
+    start();
+    const std::string post = "POST / HTTP/1.1\r\nHost: localhost\r\n";
+    RawClient kept(port, hello + post + "Content-Length: 3\r\n\r\none");
+    EXPECT_THAT(kept.readUntil("POST"), testing::ContainsRegex("\r\n\r\nGETHTTP.*\r\n\r\nPOST"));
+    EXPECT_EQ(asked, 2);
+
+    RawClient thrown(port, "GET /thrown HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_THAT(thrown.readUntil("no head for it"), StartsWith("HTTP/1.1 500 "));
+    RawClient(port, post + "Content-Length: 3\r\n\r\non");  // gives up
+    RawClient malformed(port, post + "Transfer-Encoding: chunked\r\n\r\nx\r\n");
+    EXPECT_THAT(malformed.readUntil("\"}"), StartsWith("HTTP/1.1 400 "));
+    RawClient slow(port, post + "Content-Length: 3\r\n\r\non");
+    EXPECT_THAT(slow.readUntil("\"}"), StartsWith("HTTP/1.1 408 "));
+    EXPECT_TRUE(eventually([&] { return asked == 6 && noted == 0; })) << asked << ' ' << noted;
+}
+
+TEST_F(HttpServerTest, AnExchangeTellsWhetherItsClientIsStillThere) {
+    test::Mailbox<std::shared_ptr<Exchange>> pending;
+    handler.script = [&](auto exchange) {
+        pending.put(std::move(exchange));
+    };
+    timeouts.stop = 50ms;
+    start();
+    auto leaving = std::make_unique<RawClient>(port, hello);
+    const auto left = pending.waitFor(0).value();
+    RawClient answeredClient(port, hello);
+    const auto answered = pending.waitFor(1).value();
+    RawClient waiting(port, hello);
+    const auto unanswered = pending.waitFor(2).value();
+    EXPECT_TRUE(left->isOpen());
+    leaving.reset();
+    EXPECT_TRUE(eventually([&] { return !left->isOpen(); }));
+    EXPECT_TRUE(answered->isOpen());
+    answered->deliver({});
+    EXPECT_FALSE(answered->isOpen());
+    EXPECT_TRUE(unanswered->isOpen());
+    server.reset();
+    EXPECT_FALSE(unanswered->isOpen());
+}
+
+TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosedUntilOneEnds) {
+    limits.connections = 2;
+    start();
+    auto first = std::make_unique<RawClient>(port, hello);
+    RawClient second(port, hello);
+    first->readUntil("\r\n\r\n");
+    second.readUntil("\r\n\r\n");
+    RawClient third(port);
+    EXPECT_EQ(third.readToEnd(), "");
+    EXPECT_EQ(third.end(), RawClient::End::closed);
+    first.reset();
+    EXPECT_TRUE(eventually([&] {
+        return RawClient(port, hello).readUntil("\r\n\r\n").rfind("HTTP/1.1 200 ", 0) == 0;
+    }));
+}
+
+TEST_F(HttpServerTest, BodiesThatAreTooLargeTogetherAreRefusedUntilOneIsDoneWith) {
+    limits.bodies = 300'000;
+    test::Signal handling;
+    test::Signal release;
+    handler.script = [&](const auto& exchange) {
+        if (!exchange->request().body.empty()) {
+            handling.notify();
+            EXPECT_TRUE(release.waitFor());
+        }
+        exchange->deliver({});
+    };
+    start();
+    const std::string head = "POST / HTTP/1.1\r\nHost: localhost\r\n";
+    const std::string chunked = head + "Transfer-Encoding: chunked\r\n\r\n30000\r\n" +
+                                std::string(0x30000, 'x') + "\r\n0\r\n\r\n";
+    const std::string whole = head + "Content-Length: 200000\r\n\r\n" + std::string(200'000, 'x');
+    // What is only announced takes nothing from others.
+    const RawClient announcing(port, head + "Content-Length: 4000000\r\n\r\n");
+    const RawClient first(port, whole);
+    ASSERT_TRUE(handling.waitFor());
+    const auto answer = [this](const std::string& bytes) {
+        return RawClient(port, bytes).readUntil("\r\n\r\n").substr(9, 3);
+    };
+    EXPECT_EQ(answer(whole), "503");
+    EXPECT_EQ(answer(chunked), "503");
+    EXPECT_EQ(answer(hello), "200");
+
+    release.notify();
+    EXPECT_TRUE(eventually([&] { return answer(whole) == "200"; }));
 }
 
 TEST_F(HttpServerTest, AStopWaitsForNoClient) {
