@@ -219,6 +219,23 @@ test('whatever an event holds is text', async () => {
     assert.equal(await page.evaluate(() => window.hacked), undefined);
 });
 
+test('long names and many messages are shown in part', async () => {
+    const long = 'n'.repeat(50_000);
+    const names = Array.from({length: 300}, (_, index) => `extra${index}`);
+    await send(action({[long]: {[long]: 1}, ...Object.fromEntries(names.map((name) => [name, 0]))}, {id: 'add-to-cart'}));
+    await open();
+    await page.click('#row1');
+    const [{messages}] = (await collector.get('/received/events')).events;
+    assert.ok(messages.length > 300);
+    await hasText('.messages li:last-child', `${messages.length - 100} more`);
+    assert.equal(await page.locator('.messages button').count(), 100);
+    assert.ok(await page.locator('.jsonNote').count() <= 100);
+    const markup = () => page.evaluate(() => document.body.outerHTML.length);
+    assert.ok(await markup() < 4 * long.length);
+    await page.getByRole('button', {name: '48,000 more characters'}).first().click();
+    await page.getByRole('button', {name: '10,000 more characters'}).waitFor();
+});
+
 test('pause holds the rows back, clearing forgets', async () => {
     await send(goodPage('one'));
     await open();
@@ -289,8 +306,8 @@ test('the theme can be chosen, and a phone needs no scrolling aside', async () =
 
 test('fifty thousand events take few elements, and the oldest can be reached', async () => {
     await open();
-    for (let sent = 0; sent < 50_000; sent += 10_000) {
-        await send(...Array.from({length: 10_000}, (_, index) => goodPage(`page ${sent + index + 1}`)));
+    for (let sent = 0; sent < 50_000; sent += 5_000) {
+        await send(...Array.from({length: 5_000}, (_, index) => goodPage(`page ${sent + index + 1}`)));
     }
     await rowOf(50_000).waitFor();
     const elements = () => page.evaluate(() => document.querySelectorAll('.rows *').length);

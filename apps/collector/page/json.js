@@ -3,10 +3,10 @@
 
 import {isExactNumber, numberText} from './api.js';
 import {button, element} from './dom.js';
-import {count, pointerSteps} from './format.js';
+import {count, pointerSteps, shortened} from './format.js';
 
 const portion = 100;       // children made at once
-const textPortion = 2000;  // characters of a text
+const textPortion = 2000;  // characters of a text or a name
 const openUntil = 200;     // lines that are opened by themselves
 
 const isBranch = (value) => typeof value === 'object' && value !== null && !isExactNumber(value);
@@ -37,13 +37,13 @@ function place(node, value, steps, note) {
 
 function leaf(value) {
     if (isExactNumber(value)) return element('span', {class: 'jsonNumber'}, numberText(value));
-    if (typeof value === 'string') return text(value);
+    if (typeof value === 'string') return text(value, 'jsonText');
     const kind = value === null ? 'jsonNull' : typeof value === 'number' ? 'jsonNumber' : 'jsonBoolean';
     return element('span', {class: kind}, String(value));
 }
 
-function text(value) {
-    const span = element('span', {class: 'jsonText'});
+function text(value, kind) {
+    const span = element('span', {class: kind});
     const show = (end) => {
         span.replaceChildren(JSON.stringify(value.slice(0, end)));
         const rest = value.length - end;
@@ -58,12 +58,12 @@ function text(value) {
 
 function noteLines(found) {
     return (found?.notes ?? []).map((note) => element('div', {class: 'jsonNote', id: note.id},
-        note.missing === null ? note.text : `${note.missing}: ${note.text}`));
+        (note.missing === null ? '' : `${shortened(note.missing, 200)}: `) + shortened(note.text, textPortion)));
 }
 
 function lines(value, key, isLast, found, opened, budget) {
     const comma = isLast ? '' : ',';
-    const name = key === null ? [] : [element('span', {class: 'jsonKey'}, JSON.stringify(key)), ': '];
+    const name = key === null ? [] : [text(key, 'jsonKey'), ': '];
     const marked = found?.notes.length > 0 ? ' marked' : '';
     budget.lines -= 1;
     if (!isBranch(value)) {
@@ -79,7 +79,7 @@ function lines(value, key, isLast, found, opened, budget) {
     const end = element('div', {class: 'jsonLine'}, right + comma);
     const rest = element('span', {class: 'jsonRest'},
         ` ${count(size)} ${isList ? 'items' : 'members'} ${right}${comma}`);
-    const twisty = button('', {class: 'twisty', 'aria-label': key === null ? 'contents' : `contents of ${key}`});
+    const twisty = button('', {class: 'twisty', 'aria-label': key === null ? 'contents' : `contents of ${shortened(key, 200)}`});
     const setOpen = (open) => {
         if (open && !children.hasChildNodes()) grow(children, value, 0, found, opened - 1, budget);
         children.hidden = end.hidden = !open;

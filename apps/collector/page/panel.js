@@ -6,6 +6,7 @@ import {count, isoTime, plural, pointerText, shortTime, shortened} from './forma
 import {jsonTree} from './json.js';
 
 const tabNames = {event: 'Event', envelope: 'Envelope', request: 'Request'};
+const mostMessages = 100;
 const noteId = (index) => `note${index}`;
 const pretty = (value) => JSON.stringify(value, null, 2);
 
@@ -110,14 +111,15 @@ export class Panel {
     #messages() {
         const {event} = this;
         if (event.good) return null;
-        const items = event.messages.map((message, index) => element('li', {}, button('', {
+        const items = event.messages.slice(0, mostMessages).map((message, index) => element('li', {}, button('', {
             title: 'Show the property', onclick: () => this.#showNote(index),
         }, element('span', {class: 'messagePath'}, shortened(pointerText(message.path) || 'properties', 200)),
             ` ${shortened(message.message, 2000)}`)));
         return element('section', {class: 'messages', 'aria-label': 'Messages'},
             element('h3', {}, event.messages.length > 0
                 ? plural(event.messages.length, 'problem') : 'Not valid, without a message'),
-            element('ul', {}, ...items));
+            element('ul', {}, ...items, items.length < event.messages.length
+                ? element('li', {class: 'hint'}, `${count(event.messages.length - items.length)} more`) : null));
     }
 
     #facts() {
@@ -204,7 +206,7 @@ export class Panel {
         if (this.tab === 'event') {
             if (this.drawn === this.event && this.tabPanel.dataset.tab === 'event') return;
             this.drawn = this.event;
-            const notes = this.event.messages.map((message, index) => ({
+            const notes = this.event.messages.slice(0, mostMessages).map((message, index) => ({
                 pointer: `/properties${message.path}`, text: message.message, id: noteId(index),
             }));
             this.tabPanel.replaceChildren(jsonTree(this.event.event, {notes, opened: 4}));
