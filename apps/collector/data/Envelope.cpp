@@ -16,6 +16,9 @@ namespace {
 // Properties may be nested 512 levels deep; the envelope around them adds a few.
 constexpr std::size_t deepestNesting = 520;
 
+// What is counted and listed by its name stays small enough to be shown with all others.
+constexpr std::size_t longestName = 256;
+
 std::optional<std::int64_t> integerIn(const boost::json::value& value) {
     if (value.is_int64()) return value.get_int64();
     if (value.is_double()) {
@@ -43,6 +46,13 @@ class FieldReader {
             return {};
         }
         return {value->get_string().data(), value->get_string().size()};
+    }
+
+    [[nodiscard]] std::string name(std::string_view key) {
+        std::string name = text(key);
+        if (name.size() <= longestName) return name;
+        note(key, "is longer than " + std::to_string(longestName) + " bytes");
+        return {};
     }
 
     [[nodiscard]] std::int64_t integer(std::string_view key) {
@@ -97,9 +107,9 @@ Action readAction(const boost::json::value& value, std::size_t index, std::strin
     }
     FieldReader fields(value.get_object(), place + ": ", fault);
     Action action;
-    action.schema = fields.text("id");
+    action.schema = fields.name("id");
     action.schema += '-';
-    action.schema += fields.text("version");
+    action.schema += fields.name("version");
     (void)fields.text("url");
     (void)fields.text("contentType");
     action.properties = fields.objectValue("properties");
@@ -107,10 +117,13 @@ Action readAction(const boost::json::value& value, std::size_t index, std::strin
     (void)fields.text("zentaraClientVersion");
     (void)fields.text("zentaraClientReferer");
     fields.requireStringOrNull("zentaraRelationId");
-    action.contextID = fields.text("zentaraClientContextID");
+    action.contextID = fields.name("zentaraClientContextID");
     action.sequence = fields.integer("zentaraActionSequence");
-    action.uuid = fields.text("zentaraActionUUID");
+    action.uuid = fields.name("zentaraActionUUID");
     (void)fields.text("zentaraActionExtraAttributes");
+    if (fault.empty() && holdsInfinity(value)) {
+        fault = place + ": a number is beyond what a double holds";
+    }
     if (fault.empty()) appendJSON(action.json, value);
     return action;
 }
@@ -135,8 +148,8 @@ std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body) {
     std::string fault;
     FieldReader fields(document->get_object(), "", fault);
     Envelope envelope;
-    envelope.clientUUID = fields.text("zentaraClientUUID");
-    envelope.tenant = fields.text("zentaraClientTenant");
+    envelope.clientUUID = fields.name("zentaraClientUUID");
+    envelope.tenant = fields.name("zentaraClientTenant");
     envelope.clientType = fields.text("zentaraClientType");
     envelope.deviceGroup = fields.text("zentaraClientDeviceGroup");
     envelope.environment = fields.text("zentaraEnvironment");

@@ -44,7 +44,8 @@ struct EnvelopeFault {
 };
 
 /// Reads a posted body. Every field that an envelope and its events must have is checked for its
-/// kind; the first fault ends the reading. Further keys do not matter.
+/// kind, and the names among them for their length; the first fault ends the reading. Further keys
+/// do not matter.
 [[nodiscard]] std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body);
 
 }  // namespace zentara::collector

@@ -6,6 +6,7 @@
 #include <boost/json/serialize.hpp>
 #include <boost/json/string.hpp>
 #include <charconv>
+#include <cmath>
 
 namespace zentara::collector {
 
@@ -20,6 +21,10 @@ std::string quoted(std::string_view string) {
 }
 
 void appendDouble(std::string& text, double number) {
+    if (!std::isfinite(number)) {
+        text += "null";
+        return;
+    }
     std::array<char, 32> buffer{};
     const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr;
     const std::string_view digits(buffer.data(), static_cast<std::size_t>(end - buffer.data()));
@@ -59,6 +64,17 @@ void appendJSON(std::string& text, const boost::json::value& value) {
         default:
             text += boost::json::serialize(value);
     }
+}
+
+bool holdsInfinity(const boost::json::value& value) {
+    if (const auto* const array = value.if_array()) {
+        return std::any_of(array->begin(), array->end(), holdsInfinity);
+    }
+    if (const auto* const object = value.if_object()) {
+        return std::any_of(object->begin(), object->end(),
+                           [](const auto& member) { return holdsInfinity(member.value()); });
+    }
+    return value.is_double() && !std::isfinite(value.get_double());
 }
 
 void appendJSONString(std::string& text, std::string_view string) {

@@ -12,6 +12,10 @@ namespace zentara::collector {
 /// with the difference between `5` and `5.0` kept.
 void appendJSON(std::string& text, const boost::json::value& value);
 
+/// Whether a number in `value`, however deep, is beyond what a double holds. JSON has no text for
+/// it; `appendJSON` writes null.
+[[nodiscard]] bool holdsInfinity(const boost::json::value& value);
+
 /// Appends `string` as a quoted JSON string. Text that is not UTF-8, which header fields may hold,
 /// is read as Latin-1, so that what is written is JSON in any case.
 void appendJSONString(std::string& text, std::string_view string);

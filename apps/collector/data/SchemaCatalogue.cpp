@@ -29,8 +29,9 @@ std::int64_t nanoseconds(const timespec& time) {
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-std::string errnoText() {
-    return std::generic_category().message(errno);
+/// Whether an error tells that nothing is there, and not that it could not be read just now.
+bool isAbsence(int error) {
+    return error == ENOENT || error == ENOTDIR;
 }
 
 /// An open file, closed at the end.
@@ -87,6 +88,8 @@ std::shared_ptr<const boost::json::value> parseSchema(std::string_view text, std
         problem = "not JSON: " + error.message();
     } else if (!schema->is_object()) {
         problem = "a schema is a JSON object";
+    } else if (holdsInfinity(*schema)) {
+        problem = "a number is beyond what a double holds";
     } else if (const auto key = repeatedKey(text)) {
         problem = "the key \"" + *key + "\" occurs twice in one object";
     } else {
@@ -139,7 +142,7 @@ SchemaCatalogue::Snapshot SchemaCatalogue::look(
         for (const auto& name : fileNames(folderProblem)) {
             const auto known = files_.find(name);
             const auto before = known == files_.end() ? nullptr : known->second;
-            const auto file = read(name, before);
+            const auto file = folderProblem.empty() ? read(name, before) : before;
             files.emplace(name, file);
             if (file == before) continue;
             const bool isNews = before == nullptr || before->problem != file->problem;
@@ -182,6 +185,9 @@ std::vector<std::string> SchemaCatalogue::fileNames(std::string& problem) const 
     if (error) {
         problem = folder_->string() + ": cannot be read: " + error.message();
         names.clear();
+        if (isAbsence(error.value())) return names;
+        for (const auto& [name, file] : files_)
+            names.push_back(name);
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -196,9 +202,19 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
         file.problem = path.string() + ": " + reason;
         return std::make_shared<const File>(std::move(file));
     };
+    const auto refuseUnread = [&] {
+        const int error = errno;
+        std::string reason = "cannot be read: " + std::generic_category().message(error);
+        if (known != nullptr && known->schema != nullptr && !isAbsence(error)) {
+            file = *known;
+            file.isSettled = false;
+            reason += "; served as it was before";
+        }
+        return refuse(reason);
+    };
 
     struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) return refuse("cannot be read: " + errnoText());
+    if (::stat(path.c_str(), &status) != 0) return refuseUnread();
     const auto signatureOf = [](const struct stat& of) {
         return Signature{static_cast<std::uint64_t>(of.st_size), nanoseconds(of.st_mtim),
                          nanoseconds(of.st_ctim), of.st_ino};
@@ -209,7 +225,7 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
 
     const Descriptor descriptor(path);
     if (descriptor.number() < 0 || ::fstat(descriptor.number(), &status) != 0) {
-        return refuse("cannot be read: " + errnoText());
+        return refuseUnread();
     }
     file.signature = signatureOf(status);
     const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -220,7 +236,7 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
     if (!S_ISREG(status.st_mode)) return refuse("is not a file");
     if (!isSchemaName(name)) return refuse("the name is not {id}-{version}.json");
     std::string text;
-    if (!readAll(descriptor, text)) return refuse("cannot be read: " + errnoText());
+    if (!readAll(descriptor, text)) return refuseUnread();
     std::string problem;
     const auto schema = parseSchema(text, problem);
     if (schema == nullptr) return refuse(problem);
@@ -235,10 +251,8 @@ SchemaCatalogue::Snapshot SchemaCatalogue::snapshotOf(const Files& files,
     if (!folderProblem.empty()) snapshot->problems.push_back(folderProblem);
     std::string& json = snapshot->json = "{";
     for (const auto& [name, file] : files) {
-        if (file->schema == nullptr) {
-            snapshot->problems.push_back(file->problem);
-            continue;
-        }
+        if (!file->problem.empty()) snapshot->problems.push_back(file->problem);
+        if (file->schema == nullptr) continue;
         const std::string key = std::filesystem::path(name).stem().string();
         if (json.size() > 1) json += ',';
         appendJSONString(json, key);

@@ -19,7 +19,8 @@ namespace zentara::collector {
 struct SchemaSnapshot {
     std::string json = "{}";  ///< the table: one object keyed "{id}-{version}"
     std::map<std::string, std::shared_ptr<const boost::json::object>, std::less<>> schemas;
-    std::vector<std::string> problems;  ///< a line for each file that is not in the table
+    std::vector<std::string>
+        problems;  ///< a line for each file that is not in the table as it is now
 
     /// Null when there is no such schema.
     [[nodiscard]] const boost::json::object* find(std::string_view key) const;
@@ -29,8 +30,9 @@ struct SchemaSnapshot {
 ///
 /// A file that cannot be served is left out, with a problem, and keeps no other back: one that
 /// cannot be read, is not JSON or not an object, names a key twice in one object, or is nested too
-/// deep for the library. Each problem is reported once, and again only after it has changed. Any
-/// thread.
+/// deep for the library. What was read before is served on when a file or the folder is there but
+/// cannot be read, as when there are too many open files. Each problem is reported once, and again
+/// only after it has changed. Any thread.
 class SchemaCatalogue {
   public:
     using Snapshot = std::shared_ptr<const SchemaSnapshot>;
@@ -68,13 +70,14 @@ class SchemaCatalogue {
     struct File {
         Signature signature;
         bool isSettled = false;  ///< any later change shows in the signature
-        std::shared_ptr<const boost::json::object> schema;  ///< null when there is a problem
+        std::shared_ptr<const boost::json::object> schema;  ///< null when it cannot be served
         std::string json;
         std::string problem;
     };
     using Files = std::map<std::string, std::shared_ptr<const File>>;  ///< by name
 
     [[nodiscard]] Snapshot look(std::optional<std::chrono::milliseconds> oldestAccepted);
+    /// The names that were known before when the folder cannot be read just now.
     [[nodiscard]] std::vector<std::string> fileNames(std::string& problem) const;
     [[nodiscard]] std::shared_ptr<const File> read(const std::string& name,
                                                    const std::shared_ptr<const File>& known) const;

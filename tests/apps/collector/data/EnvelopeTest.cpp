@@ -51,6 +51,8 @@ TEST(EnvelopeTest, EachFaultIsNamedWithItsPlace) {
         const char* to;
         const char* reason;
     } cases[] = {
+        {R"("price":5.0)", R"("price":[{"a":1e309}])",
+         "actions[0]: a number is beyond what a double holds"},
         {R"("zentaraClientTenant":"shop",)", "", R"("zentaraClientTenant" is missing)"},
         {R"("mobile")", "1", R"("zentaraClientType" is not a string)"},
         {R"("zentaraDispatchNumber":3)", R"("zentaraDispatchNumber":3.5)",
@@ -71,6 +73,17 @@ TEST(EnvelopeTest, EachFaultIsNamedWithItsPlace) {
         EXPECT_EQ(faultOf(replaced(goodEnvelope, each.from, each.to)), each.reason);
     }
     EXPECT_EQ(faultOf("[]"), "an envelope is a JSON object");
+}
+
+TEST(EnvelopeTest, NamesHaveAtMost256Bytes) {
+    const std::string name(256, 'n');
+    for (const std::string value : {"client-1", "shop", "page-view", "1", "c-1", "u1"}) {
+        const auto named = [&](const std::string& longer) {
+            return faultOf(replaced(goodEnvelope, ":\"" + value + '"', ":\"" + longer + '"'));
+        };
+        EXPECT_EQ(named(name), "");
+        EXPECT_THAT(named(name + "n"), testing::EndsWith("\" is longer than 256 bytes"));
+    }
 }
 
 TEST(EnvelopeTest, WholeNumbersAndFurtherKeysAndNoActionsAreFine) {

@@ -16,6 +16,15 @@ TEST(JSONTextTest, ValuesAreWrittenAsTheyWereRead) {
     EXPECT_EQ(written, text);
 }
 
+TEST(JSONTextTest, ANumberBeyondADoubleIsFoundAndNeverWritten) {
+    const auto value = boost::json::parse(R"([{"a":[-1e309,1e308]}])");
+    std::string written;
+    appendJSON(written, value);
+    EXPECT_EQ(written, R"([{"a":[null,1e+308]}])");
+    EXPECT_TRUE(holdsInfinity(value));
+    EXPECT_FALSE(holdsInfinity(boost::json::parse(written)));
+}
+
 TEST(JSONTextTest, TextThatIsNotUTF8IsReadAsLatin1) {
     std::string written;
     appendJSONString(written, "caf\xE9");

@@ -1,6 +1,7 @@
 #include "collector/data/SchemaCatalogue.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -61,6 +62,7 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
     write("a-1.json", "\xEF\xBB\xBF{}");
     write("broken-1.json", R"({"type":)");
     write("list-1.json", "[]");
+    write("large-1.json", R"({"maximum":1e309})");
     write("twice-1.json", R"({"a":{"b":1,"c":[{"b":2}],"b":3}})");
     write("latin-1.json", "{\"a\":\"\xe4\"}");
     write("unversioned.json", "{}");
@@ -74,14 +76,15 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
     ASSERT_NE(schemas->find("page-view-2"), nullptr);
     EXPECT_EQ(schemas->find("page-view-2")->at("maximum"), 1.5);
     EXPECT_EQ(schemas->find("broken-1"), nullptr);
-    EXPECT_THAT(
-        schemas->problems,
-        ElementsAre(HasSubstr("/broken-1.json: not JSON: "),
-                    EndsWith("/folder-1.json: is not a file"), HasSubstr("/latin-1.json: not JSON"),
-                    EndsWith("/link-1.json: cannot be read: No such file or directory"),
-                    EndsWith("/list-1.json: a schema is a JSON object"),
-                    EndsWith("/twice-1.json: the key \"b\" occurs twice in one object"),
-                    EndsWith("/unversioned.json: the name is not {id}-{version}.json")));
+    EXPECT_THAT(schemas->problems,
+                ElementsAre(HasSubstr("/broken-1.json: not JSON: "),
+                            EndsWith("/folder-1.json: is not a file"),
+                            EndsWith("/large-1.json: a number is beyond what a double holds"),
+                            HasSubstr("/latin-1.json: not JSON"),
+                            EndsWith("/link-1.json: cannot be read: No such file or directory"),
+                            EndsWith("/list-1.json: a schema is a JSON object"),
+                            EndsWith("/twice-1.json: the key \"b\" occurs twice in one object"),
+                            EndsWith("/unversioned.json: the name is not {id}-{version}.json")));
     EXPECT_EQ(reported, schemas->problems);
 }
 
@@ -142,6 +145,31 @@ TEST_F(SchemaCatalogueTest, ASchemaTooDeepForTheLibraryDoesNotSpoilTheTable) {
                 ElementsAre(EndsWith("/deeper-1.json: nested more than 511 levels deep")));
     EXPECT_FALSE(parseJSON(schemas->json).error);
     EXPECT_TRUE(parseJSON(R"({"a-1":)" + nested(512) + "}").error);
+}
+
+TEST_F(SchemaCatalogueTest, WhatCannotBeReadJustNowIsServedAsItWasBefore) {
+    write("a-1.json", "{}");
+    SchemaCatalogue catalogue(folder, report());
+    write("a-1.json", "[]");
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":{}})");
+    (void)catalogue.refreshed();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_THAT(reported, ElementsAre(EndsWith(": cannot be read: Too many open files")));
+
+    // A file whose reading is an error of input.
+    fs::remove(folder / "a-1.json");
+    fs::create_symlink("/proc/self/mem", folder / "a-1.json");
+    EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":{}})");
+    (void)catalogue.refreshed();
+    EXPECT_THAT(reported, SizeIs(2));
+    EXPECT_THAT(catalogue.refreshed()->problems,
+                ElementsAre(EndsWith("Input/output error; served as it was before")));
+    fs::remove(folder / "a-1.json");
+    EXPECT_EQ(catalogue.refreshed()->json, "{}");
 }
 
 TEST_F(SchemaCatalogueTest, WithoutAFolderTheTableIsEmpty) {
