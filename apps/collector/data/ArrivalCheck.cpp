@@ -15,11 +15,11 @@ namespace zentara::collector {
 
 namespace {
 
-// Paths are for people. A value that would have a longer one is said to be where the nearest value
-// around it is, and messages beyond the first many are about the whole: their texts together would
-// be larger than anything that was posted.
+// Messages are for people. Without a bound their texts together could be much larger than anything
+// that was posted. A value that would have a longer path is said to be where the nearest value
+// around it is.
 constexpr std::size_t longestPath = 1024;
-constexpr std::size_t mostPlaces = 1000;
+constexpr std::size_t mostFindings = 1000;
 
 bool acceptsNumericString(const JSONValue& value) {
     const auto formats = standardFormats();
@@ -116,12 +116,16 @@ std::vector<Finding> checkProperties(const boost::json::value& properties,
     if (messages->empty()) messages->emplace_back("the properties do not fit their schema");
 
     const auto& places = run.places();
-    const Paths paths(properties, std::span(places).first(std::min(places.size(), mostPlaces)));
+    const Paths paths(properties, std::span(places).first(std::min(places.size(), mostFindings)));
+    const auto shown = std::min(messages->size(), mostFindings);
     std::vector<Finding> findings;
-    findings.reserve(messages->size());
-    for (std::size_t i = 0; i < messages->size(); ++i) {
+    findings.reserve(shown + 1);
+    for (std::size_t i = 0; i < shown; ++i) {
         findings.push_back(
             {i < places.size() ? paths.of(places[i]) : "", std::move((*messages)[i])});
+    }
+    if (shown < messages->size()) {
+        findings.push_back({"", "and " + std::to_string(messages->size() - shown) + " more"});
     }
     return findings;
 }

@@ -11,8 +11,9 @@
 namespace zentara::collector {
 
 /// Checks properties against a schema with the library's own engine. Empty when they fit;
-/// otherwise the engine's messages, all of them and in its order, each at the value that it is
-/// about. Bounded whatever the two hold, as the engine is. Any thread.
+/// otherwise the engine's messages in its order, each at the value that it is about. Beyond 1,000
+/// of them the last says only how many more there are. Bounded whatever the two hold, as the engine
+/// is. Any thread.
 ///
 /// A value that is no string under the format "numericString", which ends an application, is a
 /// message here.
