@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-#include "collector/data/StoreError.h"
+#include "collector/data/BusyError.h"
 
 namespace zentara::collector {
 
@@ -14,7 +14,10 @@ constexpr std::chrono::milliseconds longestWait{5000};
 
 [[noreturn]] void fail(sqlite3* connection, int result) {
     // Out of memory leaves no connection that could say so.
-    throw StoreError(connection == nullptr ? sqlite3_errstr(result) : sqlite3_errmsg(connection));
+    const char* const reason =
+        connection == nullptr ? sqlite3_errstr(result) : sqlite3_errmsg(connection);
+    if (result == SQLITE_BUSY) throw BusyError(reason);
+    throw StoreError(reason);
 }
 
 }  // namespace
@@ -86,24 +89,34 @@ void Database::Transaction::commit() {
     database_.run("COMMIT");
 }
 
-Database::Database(const std::optional<std::filesystem::path>& file) {
-    // An absolute path, so that no name is taken for something else than a file.
-    const std::string name = file ? std::filesystem::absolute(*file).string() : ":memory:";
-    const int result = sqlite3_open_v2(name.c_str(), &connection_,
+// An absolute path, so that no name is taken for something else than a file.
+Database::Database(const std::optional<std::filesystem::path>& file)
+    : name_(file ? std::filesystem::absolute(*file).string() : ":memory:") {
+    open();
+}
+
+void Database::open() {
+    const int result = sqlite3_open_v2(name_.c_str(), &connection_,
                                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (result != SQLITE_OK) {
         const std::string reason =
             connection_ == nullptr ? sqlite3_errstr(result) : sqlite3_errmsg(connection_);
-        (void)sqlite3_close(connection_);
-        throw StoreError(name + ": " + reason);
+        close();
+        throw StoreError(name_ + ": " + reason);
     }
     (void)sqlite3_busy_timeout(connection_, static_cast<int>(longestWait.count()));
 }
 
 Database::~Database() {
+    close();
+}
+
+void Database::close() noexcept {
     for (const auto& [sql, statement] : statements_)
         (void)sqlite3_finalize(statement);
+    statements_.clear();
     (void)sqlite3_close(connection_);
+    connection_ = nullptr;
 }
 
 void Database::execute(const std::string& script) {

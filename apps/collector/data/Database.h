@@ -16,7 +16,7 @@ struct sqlite3_stmt;
 namespace zentara::collector {
 
 /// A connection to an SQLite database. One thread at a time. Whatever goes wrong is a `StoreError`
-/// with SQLite's own words.
+/// with SQLite's own words, a `BusyError` when another connection is in the way.
 class Database {
   public:
     /// A statement under way. Texts given to it are borrowed until it is gone.
@@ -75,6 +75,11 @@ class Database {
     Database& operator=(const Database&) = delete;
     ~Database();
 
+    /// Lets go of the database, of which there is no statement under way; until it is opened again
+    /// every statement fails.
+    void close() noexcept;
+    void open();
+
     /// Runs statements without parameters and rows.
     void execute(const std::string& script);
 
@@ -105,6 +110,7 @@ class Database {
     [[nodiscard]] sqlite3_stmt* prepare(std::string_view sql);
     [[nodiscard]] sqlite3_stmt* cached(std::string_view sql);
 
+    const std::string name_;
     sqlite3* connection_ = nullptr;
     std::map<std::string, sqlite3_stmt*, std::less<>> statements_;
 };

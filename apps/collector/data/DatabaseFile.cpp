@@ -51,6 +51,12 @@ DatabaseFile::~DatabaseFile() {
     ::close(descriptor_);
 }
 
+void DatabaseFile::clear() const {
+    if (::ftruncate(descriptor_, 0) != 0) {
+        throw StoreError(std::generic_category().message(errno));
+    }
+}
+
 // The head is read here rather than by SQLite, which would write to a file that was left in the
 // middle of something, whatever it is.
 void DatabaseFile::check(const std::filesystem::path& path, const Kind& kind) const {

@@ -22,6 +22,10 @@ class DatabaseFile {
     DatabaseFile& operator=(const DatabaseFile&) = delete;
     ~DatabaseFile();
 
+    /// Makes the file empty. There is to be no connection to it; a write-ahead log that is left
+    /// beside it goes when the next one is opened. Throws `StoreError`.
+    void clear() const;
+
   private:
     void check(const std::filesystem::path& path, const Kind& kind) const;
 

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <utility>
 
+#include "collector/data/JSONText.h"
+
 namespace zentara::collector {
 
 namespace {
@@ -128,8 +130,14 @@ SQLCondition conditionFor(const EventFilter& filter) {
     if (filter.good) require(*filter.good ? "good = 1" : "good = 0");
     if (filter.duplicate) require(*filter.duplicate ? "duplicate = 1" : "duplicate = 0");
     if (filter.text) {
-        require("instr(lower(json), ?) > 0");
+        std::string encoded;
+        appendJSONString(encoded, *filter.text);
+        encoded = encoded.substr(1, encoded.size() - 2);
+        const bool isAsItIs = encoded == *filter.text;
+        require(isAsItIs ? "instr(lower(json), ?) > 0"
+                         : "(instr(lower(json), ?) > 0 OR instr(lower(json), ?) > 0)");
         condition.values.emplace_back(inLowerCase(*filter.text));
+        if (!isAsItIs) condition.values.emplace_back(inLowerCase(std::move(encoded)));
     }
     return condition;
 }

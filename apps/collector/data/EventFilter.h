@@ -26,7 +26,8 @@ struct EventFilter {
     std::optional<std::string> client = {};   ///< zentaraClientUUID
     std::optional<bool> good = {};
     std::optional<bool> duplicate = {};
-    /// Anywhere in the event's JSON text, as it is; ASCII letters match in either case.
+    /// Anywhere in the event's JSON text or in the strings that it holds, taken literally; ASCII
+    /// letters match in either case.
     std::optional<std::string> text = {};
     std::optional<std::int64_t> since = {};  ///< received then or later, in ms since 1970 UTC
     std::optional<std::int64_t> until = {};  ///< received earlier than that

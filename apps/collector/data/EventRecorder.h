@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -11,20 +10,23 @@
 namespace zentara::collector {
 
 /// Appends received events to a file, one JSON line each. The lines of an envelope stand together
-/// and have reached the operating system when `append` returns. Any thread.
+/// and have reached the operating system when `append` returns; when there is no room for all of
+/// them, none is left. Envelopes that arrive at the same time may stand in another order than their
+/// events' numbers. Any thread.
 class EventRecorder {
   public:
     /// Throws `std::runtime_error` when the file cannot be opened.
     explicit EventRecorder(const std::filesystem::path& file);
     EventRecorder(const EventRecorder&) = delete;
     EventRecorder& operator=(const EventRecorder&) = delete;
+    ~EventRecorder();
 
     /// Tells whether everything was written.
     [[nodiscard]] bool append(const std::vector<Store::Arrival>& events);
 
   private:
-    std::mutex mutex_;
-    std::ofstream stream_;  // guarded by mutex_
+    const int descriptor_;
+    std::mutex mutex_;  // one envelope at a time
 };
 
 }  // namespace zentara::collector

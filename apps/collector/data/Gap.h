@@ -5,9 +5,9 @@
 
 namespace zentara::collector {
 
-/// Sequence numbers of one context that have not arrived, though lower and higher ones have.
+/// Sequence numbers that have not arrived, though lower and higher ones of the same client have.
 struct Gap {
-    std::string context;
+    std::string context;  ///< that of the numbers around it, or the later one of the two
     std::string clientUUID;
     std::int64_t from = 0;  ///< the first that is missing
     std::int64_t to = 0;    ///< the last

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <tuple>
 
 namespace zentara::collector {
 
@@ -13,27 +14,32 @@ std::uint64_t between(std::int64_t low, std::int64_t high) {
     return static_cast<std::uint64_t>(high) - static_cast<std::uint64_t>(low) - 1;
 }
 
+/// How many numbers there are from one to another; not all that there are.
+std::uint64_t numberOf(std::int64_t first, std::int64_t last) {
+    return static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(first) + 1;
+}
+
 }  // namespace
 
 void SequenceGaps::add(std::string_view context, std::string_view clientUUID,
                        std::int64_t sequence) {
     auto known = contexts_.find(context);
     if (known == contexts_.end()) {
-        known = contexts_.emplace(context, Context{std::string(clientUUID), {}}).first;
-    }
-    auto& runs = known->second.runs;
-    if (runs.empty()) {
-        runs.emplace(sequence, sequence);
+        begin(context, clientUUID, sequence);
         return;
     }
+    auto& runs = known->second.runs;
+    Client& client = clients_.find(known->second.clientUUID)->second;
 
     const auto next = runs.upper_bound(sequence);
     const auto previous = next == runs.begin() ? runs.end() : std::prev(next);
     if (previous != runs.end() && sequence <= previous->second) return;
     if (previous == runs.end()) {
         missing_ += between(sequence, next->first);
+        cover(client, sequence, next->first - 1);
     } else if (next == runs.end()) {
         missing_ += between(previous->second, sequence);
+        cover(client, previous->second + 1, sequence);
     } else {
         --missing_;
     }
@@ -46,6 +52,37 @@ void SequenceGaps::add(std::string_view context, std::string_view clientUUID,
         previous->second = last;
     } else {
         runs.emplace(sequence, last);
+    }
+}
+
+void SequenceGaps::begin(std::string_view context, std::string_view clientUUID,
+                         std::int64_t sequence) {
+    contexts_.emplace(context, Context{std::string(clientUUID), {{sequence, sequence}}});
+    const auto [known, isNew] = clients_.try_emplace(std::string(clientUUID), Client{sequence, {}});
+    if (isNew) return;
+    Client& client = known->second;
+    if (sequence > client.highest && between(client.highest, sequence) > 0) {
+        missing_ += between(client.highest, sequence);
+        client.holes.emplace(client.highest + 1, Hole{sequence - 1, std::string(context)});
+    }
+    cover(client, sequence, sequence);
+}
+
+/// These numbers are in a context now, which counts for itself those that are missing.
+void SequenceGaps::cover(Client& client, std::int64_t from, std::int64_t to) {
+    client.highest = std::max(client.highest, to);
+    auto hole = client.holes.upper_bound(to);
+    while (hole != client.holes.begin()) {
+        --hole;
+        const auto [first, last] = std::pair(hole->first, hole->second.last);
+        if (last < from) return;
+        missing_ -= numberOf(std::max(first, from), std::min(last, to));
+        if (last > to) client.holes.emplace(to + 1, hole->second);
+        if (first < from) {
+            hole->second.last = from - 1;
+        } else {
+            hole = client.holes.erase(hole);
+        }
     }
 }
 
@@ -64,6 +101,13 @@ std::vector<Gap> SequenceGaps::gaps() const {
                             between(run->second, next->first)});
         }
     }
+    for (const auto& [uuid, client] : clients_) {
+        for (const auto& [first, hole] : client.holes)
+            gaps.push_back({hole.context, uuid, first, hole.last, numberOf(first, hole.last)});
+    }
+    std::sort(gaps.begin(), gaps.end(), [](const Gap& one, const Gap& other) {
+        return std::tie(one.context, one.from) < std::tie(other.context, other.from);
+    });
     return gaps;
 }
 

@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "collector/data/BusyError.h"
 #include "collector/data/Records.h"
 
 namespace zentara::collector {
@@ -187,15 +188,8 @@ class UncheckedReferences {
 Store::Store(const std::optional<std::filesystem::path>& file)
     : file_(file ? std::make_unique<DatabaseFile>(*file, fileKind) : nullptr), writer_(file) {
     try {
-        writer_.execute("PRAGMA foreign_keys = ON; PRAGMA secure_delete = FAST;");
-        createTables();
-        if (file) {
-            writer_.execute(
-                "PRAGMA synchronous = NORMAL; PRAGMA wal_autocheckpoint = 4000;"
-                "PRAGMA cache_size = -32000; PRAGMA journal_size_limit = 67108864;");
-            reader_.emplace(file);
-            reader_->execute("PRAGMA query_only = ON; PRAGMA cache_size = -8000;");
-        }
+        if (file) reader_.emplace(file);
+        setUp();
         rebuildCounts();
     } catch (const StoreError& error) {
         throw StoreError((file ? file->string() : "the database in memory") + ": " + error.what());
@@ -203,6 +197,16 @@ Store::Store(const std::optional<std::filesystem::path>& file)
 }
 
 Store::~Store() = default;
+
+void Store::setUp() {
+    writer_.execute("PRAGMA foreign_keys = ON; PRAGMA secure_delete = FAST;");
+    createTables();
+    if (!reader_) return;
+    writer_.execute(
+        "PRAGMA synchronous = NORMAL; PRAGMA wal_autocheckpoint = 4000;"
+        "PRAGMA cache_size = -32000; PRAGMA journal_size_limit = 67108864;");
+    reader_->execute("PRAGMA query_only = ON; PRAGMA cache_size = -8000;");
+}
 
 void Store::createTables() {
     if (writer_.number("SELECT count(*) FROM sqlite_schema") == 0) {
@@ -249,19 +253,19 @@ void Store::rebuildCounts() {
         summary_.faults.emplace(faults.text(0), static_cast<std::uint64_t>(faults.integer(1)));
     }
 
-    auto sequences = writer_.query(
-        "SELECT context, sequence, number FROM events WHERE duplicate = 0 "
-        "ORDER BY context, number");
-    std::string context;
-    std::string client;
-    for (bool isFirst = true; sequences.step(); isFirst = false) {
-        if (isFirst || sequences.text(0) != context) {
-            context = sequences.text(0);
-            auto row =
-                writer_.query("SELECT client FROM events WHERE number = ?", sequences.integer(2));
-            client = row.step() ? row.text(0) : "";
-        }
-        gaps_.add(context, client, sequences.integer(1));
+    auto contexts = writer_.query(
+        "SELECT context, min(number) AS first FROM events WHERE duplicate = 0 "
+        "GROUP BY context ORDER BY first");
+    while (contexts.step()) {
+        const std::string context(contexts.text(0));
+        auto first =
+            writer_.query("SELECT client FROM events WHERE number = ?", contexts.integer(1));
+        const std::string client(first.step() ? first.text(0) : "");
+        auto sequences = writer_.query(
+            "SELECT sequence FROM events WHERE context = ? AND duplicate = 0 ORDER BY number",
+            std::string_view(context));
+        while (sequences.step())
+            gaps_.add(context, client, sequences.integer(0));
     }
 }
 
@@ -528,21 +532,44 @@ Store::Timeline Store::timeline(const EventFilter& filter,
     });
 }
 
+void Store::emptyTables() {
+    const UncheckedReferences unchecked(writer_);
+    Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
+    for (const char* table : {"events", "envelopes", "requests", "faults"})
+        writer_.execute(std::string("DELETE FROM ") + table);
+    transaction.commit();
+}
+
+void Store::startAfresh() {
+    const std::lock_guard lock(reading_);
+    reader_->close();
+    writer_.close();
+    file_->clear();
+    forgetCounts();
+    writer_.open();
+    reader_->open();
+    setUp();
+}
+
+void Store::forgetCounts() {
+    unstored_ = 0;
+    const std::lock_guard counting(counting_);
+    summary_ = {};
+    gaps_ = {};
+}
+
 void Store::reset() {
     {
         const std::lock_guard lock(writing_);
-        {
-            const UncheckedReferences unchecked(writer_);
-            Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
-            for (const char* table : {"events", "envelopes", "requests", "faults"})
-                writer_.execute(std::string("DELETE FROM ") + table);
-            transaction.commit();
-        }
-        unstored_ = 0;
-        {
-            const std::lock_guard counting(counting_);
-            summary_ = {};
-            gaps_ = {};
+        try {
+            emptyTables();
+            forgetCounts();
+        } catch (const BusyError&) {
+            throw;
+        } catch (const StoreError&) {
+            // To forget takes room too, which a full disk does not have.
+            if (file_ == nullptr) throw;
+            startAfresh();
         }
         // Gives the space back, and with it what it held. It is put off while somebody reads.
         try {

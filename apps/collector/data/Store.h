@@ -152,15 +152,20 @@ class Store {
     [[nodiscard]] Timeline timeline(const EventFilter& filter,
                                     std::optional<std::int64_t> width = std::nullopt) const;
 
-    /// Forgets everything, on disk too, and counts from the beginning.
+    /// Forgets everything, on disk too, and counts from the beginning. A full disk does not keep it
+    /// from that.
     void reset();
 
   private:
+    void setUp();
     void createTables();
     void rebuildCounts();
     [[nodiscard]] std::int64_t insertRequest(const HttpRequest& request, const RequestNote& note,
                                              std::int64_t storedEvents, bool isStored);
     void countRequest(const RequestNote& note);
+    void emptyTables();
+    void startAfresh();
+    void forgetCounts();
     void notify() const;
 
     /// Gives `read` a connection that stands still at one state of the database.
@@ -170,11 +175,11 @@ class Store {
     std::function<void()> changed_;             // constant once in use
     const std::unique_ptr<DatabaseFile> file_;  // none in memory
 
-    mutable std::mutex writing_;  // taken before counting_
+    mutable std::mutex writing_;  // taken before reading_ and counting_
     mutable Database writer_;     // guarded by writing_
     std::int64_t unstored_ = 0;   // requests kept that stored nothing; guarded by writing_
 
-    mutable std::mutex reading_;
+    mutable std::mutex reading_;              // taken before counting_
     mutable std::optional<Database> reader_;  // guarded by reading_; none in memory
 
     // Changed under writing_ and counting_, so that either will do to read them.

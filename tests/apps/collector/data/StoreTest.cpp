@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "apps/collector/Samples.h"
+#include "collector/data/EventRecorder.h"
 
 namespace zentara::collector {
 namespace {
@@ -178,7 +179,7 @@ TEST_P(StoreTest, AFilterGivesExactlyWhatMatches) {
          {"shop", "client-1", "GST=tok", 1000});
     post(store, {{"3", "a-1", "c-2", 1, false, R"({"text":"a_b\\c"})"}, {"1"}},
          {"bank", "client-2", "QVNID=tok; GST=x", 2000});
-    post(store, {{"4", "'; DROP TABLE events; --", "c\"%", 1, true, R"({"text":"äÄ'"})"}},
+    post(store, {{"4", "'; DROP TABLE events; --", "c\"%", 1, true, R"({"text":"äÄ'\t\"a\""})"}},
          {"", "", "other=1", 3000});
     const std::vector<std::pair<EventFilter, std::string>> cases{
         {{}, "1 2 3 1 4"},
@@ -199,7 +200,10 @@ TEST_P(StoreTest, AFilterGivesExactlyWhatMatches) {
         {{.text = "100% off"}, "1"},
         {{.text = "%"}, "1"},
         {{.text = "_"}, "3"},
-        {{.text = "\\"}, "3"},
+        {{.text = "\\"}, "3 4"},
+        {{.text = "A_B\\C"}, "3"},
+        {{.text = "'\t\"A\""}, "4"},
+        {{.text = "\"text\":\"A_"}, "3"},
         {{.text = "TEXT"}, "1 3 4"},
         {{.text = "ÄÄ"}, ""},
         {{.text = "äÄ'"}, "4"},
@@ -403,6 +407,18 @@ TEST_F(StoreFileTest, EverythingIsThereAgainAfterTheEnd) {
     expectKept(file);
 }
 
+TEST_F(StoreFileTest, TheGapsBetweenContextsAreFoundAgain) {
+    const std::vector<Gap> gaps{{"a", "client-1", 5, 5, 1}, {"b", "client-1", 7, 7, 1}};
+    {
+        Store store(file);
+        post(store, {{"1", "a-1", "c", 90}}, {.client = "client-2"});
+        post(store, {{"2", "a-1", "a", 4}, {"3", "a-1", "b", 8}, {"4", "a-1", "a", 6}});
+        post(store, {{"5", "a-1", "0", 2}}, {.client = "client-2"});
+        EXPECT_EQ(store.gaps(), gaps);
+    }
+    EXPECT_EQ(Store(file).gaps(), gaps);
+}
+
 TEST_F(StoreFileTest, EverythingIsThereAgainAfterAKill) {
     const auto copy = folder / "copy.db";
     Store store(file);
@@ -499,6 +515,37 @@ TEST_F(StoreFileTest, AFullDiskIsAnErrorAndKeepsNothingOfTheEnvelope) {
     EXPECT_FALSE(post(store, {{"u7"}})[0].duplicate);
     EXPECT_EQ(store.summary().lastNumber, 4);
     EXPECT_EQ(store.requests({}).total, 4U);
+}
+
+TEST_F(StoreFileTest, AResetFreesAFullDisk) {
+    {
+        Store store(file);
+        for (int i = 0; i < 20; ++i)
+            fill(store);
+        const FullDisk disk(fs::file_size(file.string() + "-wal"));
+        EXPECT_THROW(post(store, {{"u", "a-1", "x", 1, true, std::string(9999, ' ')}}), StoreError);
+        store.reset();
+        EXPECT_EQ(store.summary().requests + store.events({}).total, 0U);
+        fill(store);
+        EXPECT_EQ(uuidsOf(store.events({})), "u1 u2 u1");
+    }
+    expectKept(file);
+}
+
+TEST_F(StoreFileTest, AFullDiskLeavesNoPartOfAnEnvelopeInTheRecord) {
+    const auto lines = folder / "events.jsonl";
+    std::ofstream(lines) << "before\n";
+    EventRecorder recorder(lines);
+    std::vector<Store::Arrival> events(2);
+    events[0].record = "one";
+    events[1].record = "two";
+    {
+        const FullDisk disk(fs::file_size(lines) + 6);
+        EXPECT_FALSE(recorder.append(events));
+        EXPECT_EQ(bytesOf(lines), "before\n");
+    }
+    EXPECT_TRUE(recorder.append(events));
+    EXPECT_EQ(bytesOf(lines), "before\none\ntwo\n");
 }
 
 }  // namespace
