@@ -16,9 +16,10 @@ foreach(set IN ITEMS ZentaraClientTargets ZentaraClientStaticTargets)
     install(EXPORT ${set} NAMESPACE ZentaraClient:: DESTINATION "${ZENTARA_PACKAGE_DIR}")
 endforeach()
 
+set(ZENTARA_GNUSTEP_HEADERS "${CMAKE_INSTALL_INCLUDEDIR}/zentara/gnustep")
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/ZentaraClientConfig.cmake.in"
     "${PROJECT_BINARY_DIR}/ZentaraClientConfig.cmake"
-    INSTALL_DESTINATION "${ZENTARA_PACKAGE_DIR}")
+    INSTALL_DESTINATION "${ZENTARA_PACKAGE_DIR}" PATH_VARS ZENTARA_GNUSTEP_HEADERS)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/ZentaraClientConfigVersion.cmake"
     COMPATIBILITY SameMajorVersion)
 install(FILES

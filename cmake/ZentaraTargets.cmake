@@ -23,6 +23,14 @@ function(zentara_configure_target target)
     endif()
 endfunction()
 
+# What a target with Objective-C sources needs beside zentara_configure_target. Debug information of
+# clang's newest kind is more than today's valgrind can read.
+function(zentara_configure_objc target)
+    set_target_properties(${target} PROPERTIES
+        OBJC_STANDARD 17 OBJC_EXTENSIONS ON OBJC_VISIBILITY_PRESET hidden)
+    target_compile_options(${target} PRIVATE "$<$<COMPILE_LANGUAGE:OBJC>:-gdwarf-4>")
+endfunction()
+
 # One folder of the library: an object library that both the shared and the static library take in.
 function(zentara_library_folder name)
     cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})

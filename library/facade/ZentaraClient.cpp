@@ -5,6 +5,7 @@
 
 #include "facade/ClientSettingsAccess.h"
 #include "facade/ReadinessRelay.h"
+#include "facade/ZentaraClientAccess.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "facade/ZentaraClientImplementation.h"
 #include "model/EventAccess.h"
@@ -96,13 +97,27 @@ void ZentaraClient::setSharedClient(std::shared_ptr<ZentaraClient> client) {
     state().client.swap(client);
 }
 
+std::shared_ptr<ZentaraClient> ZentaraClientAccess::makePlain() {
+    return std::shared_ptr<ZentaraClient>(new ZentaraClient(nullptr));
+}
+
+void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder) {
+    // As in setSharedClient, what goes must not go under the lock.
+    const MutexLock lock(state().mutex);
+    if (state().client == holder) state().client.swap(holder);
+}
+
 void ZentaraClient::setLoggedUser(UserTokenType tokenType, std::string token) {
-    get()->implementation_->eventBus->idManager().setLoggedUser(
+    const auto client = get();
+    if (!client->implementation_) return;
+    client->implementation_->eventBus->idManager().setLoggedUser(
         tokenType, zentara::withValidUTF8(std::move(token)));
 }
 
 void ZentaraClient::removeLoggedUser() {
-    get()->implementation_->eventBus->idManager().removeLoggedUser();
+    const auto client = get();
+    if (!client->implementation_) return;
+    client->implementation_->eventBus->idManager().removeLoggedUser();
 }
 
 EventRef ZentaraClient::createEvent(std::string schemaId, std::string schemaVersion,
@@ -122,7 +137,7 @@ void ZentaraClient::send(std::string schemaId, std::string schemaVersion, std::s
     const auto event =
         createEvent(std::move(schemaId), std::move(schemaVersion), std::move(contentType),
                     std::move(url), AnyText(), std::move(properties), std::move(relationId));
-    implementation_->send(event, referer.string(), handler);
+    sendOne(event, referer.string(), handler);
 }
 
 void ZentaraClient::send(std::vector<EventRef> events, std::optional<std::string> relationId,
@@ -133,28 +148,43 @@ void ZentaraClient::send(std::vector<EventRef> events, std::optional<std::string
         const auto sent = EventAccess::make(event->schemaId(), event->schemaVersion(), event->url(),
                                             event->contentType(), EventAccess::properties(*event),
                                             AnyText(), relationId);
-        implementation_->send(sent, event->referer().string(), handler);
+        sendOne(sent, event->referer().string(), handler);
+    }
+}
+
+void ZentaraClient::sendOne(const EventRef& event, const std::string& referer,
+                            const SendHandler& handler) {
+    if (implementation_) {
+        implementation_->send(event, referer, handler);
+    } else if (handler) {
+        handler(event, std::make_shared<ZentaraClientNotInitializedError>());
     }
 }
 
 void ZentaraClient::newContextId() {
-    implementation_->newContextId();
+    if (implementation_) implementation_->newContextId();
 }
 
 std::string ZentaraClient::getContextId() const {
-    return implementation_->contextId();
+    return implementation_ ? implementation_->contextId() : std::string();
 }
 
 void ZentaraClient::setAdvertisingId(std::string advertisingIdentifier) {
+    if (!implementation_) return;
     implementation_->setAdvertisingId(zentara::withValidUTF8(std::move(advertisingIdentifier)));
 }
 
 void ZentaraClient::removeAdvertisingId() {
-    implementation_->setAdvertisingId(std::nullopt);
+    if (implementation_) implementation_->setAdvertisingId(std::nullopt);
 }
 
 void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) {
-    get()->implementation_->eventBus->idManager().loadAnonymousToken(
+    const auto client = get();
+    if (!client->implementation_) {
+        if (callbackUser) callbackUser("", "", std::nullopt);
+        return;
+    }
+    client->implementation_->eventBus->idManager().loadAnonymousToken(
         [&callbackUser](const std::optional<Token>& token) {
             if (!callbackUser) return;
             if (token) {
@@ -166,7 +196,12 @@ void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) 
 }
 
 void ZentaraClient::getHsid(HsidCallback callbackHsid) {
-    get()->implementation_->idManager->start(std::move(callbackHsid));
+    const auto client = get();
+    if (client->implementation_) {
+        client->implementation_->idManager->start(std::move(callbackHsid));
+    } else if (callbackHsid) {
+        callbackHsid("");
+    }
 }
 
 void ZentaraClient::performFetch(FetchCallback completion) {
@@ -174,7 +209,7 @@ void ZentaraClient::performFetch(FetchCallback completion) {
         completion = [](BackgroundFetchResult) {
         };
     const auto client = sharedClient();
-    if (!client) {
+    if (!client || !client->implementation_) {
         completion(BackgroundFetchResult::failed);
         return;
     }

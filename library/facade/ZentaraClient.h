@@ -137,11 +137,16 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     ZentaraClient& operator=(const ZentaraClient&) = delete;
 
   private:
+    friend struct ZentaraClientAccess;
     friend struct ZentaraClientBuilder;
     struct Implementation;
 
     explicit ZentaraClient(std::unique_ptr<Implementation> implementation);
 
+    /// Sends one event on this thread. `referer` is the one to queue; `event` carries none.
+    void sendOne(const EventRef& event, const std::string& referer, const SendHandler& handler);
+
+    // Null in a client that was made for nothing but to be held.
     const std::unique_ptr<Implementation> implementation_;
 };
 

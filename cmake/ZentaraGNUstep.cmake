@@ -1,0 +1,56 @@
+# Gives ZentaraClient::GNUstep: everything that Objective-C sources with blocks need in order to be
+# compiled with clang for GCC's Objective-C runtime and GNUstep. Says in ZENTARA_GNUSTEP_PROBLEM
+# what is missing, if anything is.
+#
+# ZENTARA_GNUSTEP_HEADERS names the folder of the headers that belong to the Blocks runtime.
+
+# How the compiler `clang` can be given, and where the headers and libraries are that it needs.
+function(zentara_find_gnustep clang)
+    set(problem "")
+    foreach(file IN ITEMS include/objc/objc.h libobjc.so)
+        # The compiler knows where GCC keeps its own; a name that it does not find comes back bare.
+        execute_process(COMMAND "${clang}" "-print-file-name=${file}" OUTPUT_VARIABLE path
+            OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+        get_filename_component(path "${path}" ABSOLUTE)
+        if(NOT IS_ABSOLUTE "${path}" OR NOT EXISTS "${path}")
+            set(problem "${clang} does not find ${file} of GCC's Objective-C runtime")
+        endif()
+        get_filename_component(name "${file}" NAME)
+        set(found_${name} "${path}")
+    endforeach()
+    find_path(ZENTARA_FOUNDATION_DIR Foundation/Foundation.h
+        PATHS /usr/include/GNUstep PATH_SUFFIXES GNUstep)
+    find_library(ZENTARA_GNUSTEP_LIBRARY gnustep-base PATHS /usr/lib)
+    mark_as_advanced(ZENTARA_FOUNDATION_DIR ZENTARA_GNUSTEP_LIBRARY)
+    if(NOT ZENTARA_FOUNDATION_DIR OR NOT ZENTARA_GNUSTEP_LIBRARY)
+        set(problem "GNUstep Base is not installed (libgnustep-base-dev)")
+    endif()
+    get_filename_component(objc_headers "${found_objc.h}" DIRECTORY)
+    set(ZENTARA_OBJC_HEADERS "${objc_headers}" PARENT_SCOPE)
+    set(ZENTARA_OBJC_LIBRARY "${found_libobjc.so}" PARENT_SCOPE)
+    set(ZENTARA_GNUSTEP_PROBLEM "${problem}" PARENT_SCOPE)
+endfunction()
+
+# Makes the target, once zentara_find_gnustep has found what it needs.
+function(zentara_add_gnustep compatibility_headers)
+    # GCC's folder of headers holds more than those of Objective-C, and clang must not see the rest.
+    set(only_objc "${CMAKE_BINARY_DIR}/CMakeFiles/zentara-objc")
+    file(MAKE_DIRECTORY "${only_objc}")
+    file(CREATE_LINK "${ZENTARA_OBJC_HEADERS}" "${only_objc}/objc" SYMBOLIC)
+
+    find_package(Threads REQUIRED)
+    add_library(ZentaraClient::GNUstep INTERFACE IMPORTED)
+    set(flags
+        -fPIC -fobjc-runtime=gcc -fblocks -fexceptions -fobjc-exceptions
+        -fconstant-string-class=NSConstantString -fno-strict-aliasing -pthread)
+    set(folders "${compatibility_headers}" "${only_objc}" "${ZENTARA_FOUNDATION_DIR}")
+    foreach(folder IN LISTS folders)
+        list(APPEND flags "SHELL:-isystem \"${folder}\"")
+    endforeach()
+    set(definitions GNUSTEP GNUSTEP_BASE_LIBRARY=1 GNU_RUNTIME=1 _NATIVE_OBJC_EXCEPTIONS)
+    target_compile_options(ZentaraClient::GNUstep INTERFACE "$<$<COMPILE_LANGUAGE:OBJC>:${flags}>")
+    target_compile_definitions(ZentaraClient::GNUstep INTERFACE
+        "$<$<COMPILE_LANGUAGE:OBJC>:${definitions}>")
+    target_link_libraries(ZentaraClient::GNUstep INTERFACE
+        "${ZENTARA_GNUSTEP_LIBRARY}" "${ZENTARA_OBJC_LIBRARY}" Threads::Threads)
+endfunction()

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+
+#include <zentara/ZentaraClient.h>
+
+namespace zentara {
+
+/// What the Objective-C surface needs of the client beyond its interface: exported, because that is
+/// a library of its own, but not for applications. Any thread.
+struct ZENTARA_EXPORT ZentaraClientAccess {
+    /// A client without anything to work with. Events sent through it are answered with
+    /// `ZentaraClientNotInitializedError`; its other operations do nothing or report nothing.
+    [[nodiscard]] static std::shared_ptr<ZentaraClient> makePlain();
+
+    /// Keeps the shared client by `holder` from now on, which points to it but may own more;
+    /// nothing happens when it points to another client.
+    static void holdSharedClient(std::shared_ptr<ZentaraClient> holder);
+};
+
+}  // namespace zentara

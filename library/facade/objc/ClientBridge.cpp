@@ -1,0 +1,183 @@
+#include "facade/objc/ClientBridge.h"
+
+#include <memory>
+#include <utility>
+
+#include <zentara/ZentaraClient.h>
+#include "facade/ZentaraClientAccess.h"
+#include "facade/objc/BridgeText.h"
+#include "facade/objc/BuilderHandle.h"
+#include "facade/objc/ErrorHandle.h"
+#include "facade/objc/EventHandle.h"
+
+using namespace zentara;
+
+struct ZentaraClientHandle {
+    /// Owns nothing but the client itself: whoever shares it may own more, this reference included.
+    std::shared_ptr<ZentaraClient> client;
+};
+
+namespace {
+
+using HeldBlock = std::shared_ptr<void>;
+
+/// Lets go of the block when the last copy is gone.
+HeldBlock held(ZentaraBlock block) {
+    if (block.block == nullptr) return nullptr;
+    return {block.block, block.release};
+}
+
+ZentaraClientHandle* handle(const std::shared_ptr<ZentaraClient>& client) {
+    if (!client) return nullptr;
+    return new ZentaraClientHandle{client->shared_from_this()};
+}
+
+ZentaraClient::SendHandler handler(void* context, ZentaraSendCall call) {
+    if (call == nullptr) return nullptr;
+    return [context, call](const EventRef& event, const ZentaraClientErrorRef& error) {
+        const ZentaraEvent bridgedEvent{event};
+        const ZentaraError bridgedError{error};
+        call(context, &bridgedEvent, error ? &bridgedError : nullptr);
+    };
+}
+
+/// The client by a pointer that owns `keeper`, too.
+std::shared_ptr<ZentaraClient> keptBy(ZentaraBlock keeper,
+                                      const std::shared_ptr<ZentaraClient>& client) {
+    return {held(keeper), client.get()};
+}
+
+/// Whether the operation was carried out, which takes settings.
+template <typename Operation>
+bool ifConfigured(const Operation& operation) {
+    try {
+        operation();
+        return true;
+    } catch (const ZentaraClientNotConfiguredError&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+ZentaraClientHandle* zentaraMakePlainClient() noexcept {
+    return handle(ZentaraClientAccess::makePlain());
+}
+
+ZentaraClientHandle* zentaraKeepClient(const ZentaraClientHandle* client) noexcept {
+    return new ZentaraClientHandle(*client);
+}
+
+void zentaraReleaseClient(ZentaraClientHandle* client) noexcept {
+    delete client;
+}
+
+const void* zentaraClientIdentity(const ZentaraClientHandle* client) noexcept {
+    return client->client.get();
+}
+
+ZentaraClientHandle* zentaraSharedClient() noexcept {
+    return handle(ZentaraClient::sharedClient());
+}
+
+void zentaraSetSharedClient(const ZentaraClientHandle* client, ZentaraBlock keeper) noexcept {
+    ZentaraClient::setSharedClient(client == nullptr ? nullptr : keptBy(keeper, client->client));
+}
+
+bool zentaraIsSharedWithoutKeeper(const ZentaraClientHandle* client) noexcept {
+    const auto shared = ZentaraClient::sharedClient();
+    return shared == client->client && !shared.owner_before(client->client) &&
+           !client->client.owner_before(shared);
+}
+
+void zentaraKeepWhileShared(const ZentaraClientHandle* client, ZentaraBlock keeper) noexcept {
+    ZentaraClientAccess::holdSharedClient(keptBy(keeper, client->client));
+}
+
+bool zentaraIsConfigured() noexcept {
+    return ClientSettings::current() != nullptr;
+}
+
+bool zentaraUseSettings(ZentaraText tenant, int64_t environment,
+                        ZentaraText advertisingId) noexcept {
+    const auto known = zentaraEnvironment(environment);
+    if (!known) return false;
+    ZentaraClient::useSettings(string(tenant), *known, optionalString(advertisingId));
+    return true;
+}
+
+ZentaraClientHandle* zentaraGetClient(ZentaraBlock block, ZentaraReadyCall call) noexcept {
+    ZentaraClient::ReadyCallback callback;
+    if (auto ready = held(block)) {
+        callback = [ready = std::move(ready), call](const ZentaraClientErrorRef& error) {
+            const ZentaraError bridgedError{error};
+            call(ready.get(), error ? &bridgedError : nullptr);
+        };
+    }
+    ZentaraClientHandle* client = nullptr;
+    ifConfigured([&] { client = handle(ZentaraClient::get(std::move(callback))); });
+    return client;
+}
+
+bool zentaraIsTokenType(int64_t tokenType) noexcept {
+    return userTokenType(tokenType).has_value();
+}
+
+bool zentaraSetLoggedUser(int64_t tokenType, ZentaraText token) noexcept {
+    return ifConfigured([&] {
+        ZentaraClient::setLoggedUser(static_cast<UserTokenType>(tokenType), string(token));
+    });
+}
+
+bool zentaraRemoveLoggedUser() noexcept {
+    return ifConfigured([] { ZentaraClient::removeLoggedUser(); });
+}
+
+bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraBlock block,
+                             ZentaraAnonymousUserCall call) noexcept {
+    ZentaraClient::AnonymousUserCallback callback;
+    if (auto user = held(block)) {
+        callback = [user = std::move(user), call](const std::string& type, const std::string& value,
+                                                  const std::optional<std::string>& publicValue) {
+            call(user.get(), bridged(type), bridged(value),
+                 publicValue ? bridged(*publicValue) : ZentaraText{});
+        };
+    }
+    return ifConfigured([&] { client->client->getAnonymousUser(callback); });
+}
+
+bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraBlock block,
+                    ZentaraHsidCall call) noexcept {
+    ZentaraClient::HsidCallback callback;
+    if (auto hsid = held(block)) {
+        callback = [hsid = std::move(hsid), call](const std::string& value) {
+            call(hsid.get(), bridged(value));
+        };
+    }
+    return ifConfigured([&] { client->client->getHsid(std::move(callback)); });
+}
+
+void zentaraSend(const ZentaraClientHandle* client, const ZentaraEventTexts* texts,
+                 ZentaraBuilder* properties, void* context, ZentaraSendCall call) noexcept {
+    client->client->send(string(texts->schemaId), string(texts->schemaVersion),
+                         string(texts->contentType), string(texts->url), string(texts->referer),
+                         ZentaraBuilder::finish(properties), optionalString(texts->relationId),
+                         handler(context, call));
+}
+
+void zentaraSendEvent(const ZentaraClientHandle* client, const ZentaraEvent* event,
+                      ZentaraText relationId, void* context, ZentaraSendCall call) noexcept {
+    client->client->send(std::vector{event->event}, optionalString(relationId),
+                         handler(context, call));
+}
+
+void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraBlock block,
+                         ZentaraFetchCall call) noexcept {
+    ZentaraClient::FetchCallback callback;
+    if (auto fetch = held(block)) {
+        callback = [fetch = std::move(fetch), call](BackgroundFetchResult result) {
+            call(fetch.get(), static_cast<std::uint64_t>(result));
+        };
+    }
+    client->client->performFetch(std::move(callback));
+}

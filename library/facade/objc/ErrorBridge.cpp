@@ -1,0 +1,72 @@
+#include "facade/objc/ErrorBridge.h"
+
+#include <memory>
+#include <utility>
+
+#include "facade/objc/BridgeText.h"
+#include "facade/objc/ErrorHandle.h"
+#include "facade/objc/ValueHandle.h"
+
+using namespace zentara;
+
+namespace {
+
+ZentaraClientErrorRef makeError(ZentaraErrorKind kind, const std::string& detail) {
+    switch (kind) {
+        case zentaraNotInitializedError:
+            return std::make_shared<ZentaraClientNotInitializedError>();
+        case zentaraNotReadyError:
+            return std::make_shared<ZentaraClientNotReady>(detail);
+        case zentaraInvalidDataError:
+            return std::make_shared<InvalidDataForSpecifiedSchemaError>(detail);
+        case zentaraUnknownError:
+            return std::make_shared<UnknownError>();
+        case zentaraEventNotQueuedError:
+            return std::make_shared<EventNotQueuedError>();
+        case zentaraSchemasInitializationError:
+            return std::make_shared<SchemasInitializationError>();
+        case zentaraOtherError:
+            break;
+    }
+    return std::make_shared<ZentaraClientError>(
+        ZentaraClientError::errorDomain, static_cast<std::int64_t>(EventErrorCode::unknown),
+        JSONObject{{ZentaraClientError::localizedDescriptionKey, detail}});
+}
+
+template <typename Class>
+bool is(const ZentaraClientError* error) {
+    return dynamic_cast<const Class*>(error) != nullptr;
+}
+
+}  // namespace
+
+ZentaraError* zentaraMakeError(ZentaraErrorKind kind, ZentaraText detail) noexcept {
+    return new ZentaraError{makeError(kind, string(detail))};
+}
+
+void zentaraReleaseError(ZentaraError* error) noexcept {
+    delete error;
+}
+
+ZentaraErrorKind zentaraErrorKind(const ZentaraError* error) noexcept {
+    const auto* object = error->error.get();
+    if (is<ZentaraClientNotInitializedError>(object)) return zentaraNotInitializedError;
+    if (is<ZentaraClientNotReady>(object)) return zentaraNotReadyError;
+    if (is<InvalidDataForSpecifiedSchemaError>(object)) return zentaraInvalidDataError;
+    if (is<UnknownError>(object)) return zentaraUnknownError;
+    if (is<EventNotQueuedError>(object)) return zentaraEventNotQueuedError;
+    if (is<SchemasInitializationError>(object)) return zentaraSchemasInitializationError;
+    return zentaraOtherError;
+}
+
+ZentaraText zentaraErrorDomain(const ZentaraError* error) noexcept {
+    return bridged(error->error->domain());
+}
+
+int64_t zentaraErrorCode(const ZentaraError* error) noexcept {
+    return error->error->code();
+}
+
+const ZentaraObject* zentaraErrorUserInfo(const ZentaraError* error) noexcept {
+    return bridged(error->error->userInfo());
+}

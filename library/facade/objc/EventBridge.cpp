@@ -1,0 +1,40 @@
+#include "facade/objc/EventBridge.h"
+
+#include <zentara/ZentaraClient.h>
+#include "facade/objc/BridgeText.h"
+#include "facade/objc/BuilderHandle.h"
+#include "facade/objc/EventHandle.h"
+#include "facade/objc/ValueHandle.h"
+
+using namespace zentara;
+
+ZentaraEvent* zentaraMakeEvent(const ZentaraEventTexts* texts,
+                               ZentaraBuilder* properties) noexcept {
+    return new ZentaraEvent{ZentaraClient::createEvent(
+        string(texts->schemaId), string(texts->schemaVersion), string(texts->contentType),
+        string(texts->url), string(texts->referer), ZentaraBuilder::finish(properties),
+        optionalString(texts->relationId))};
+}
+
+ZentaraEvent* zentaraKeepEvent(const ZentaraEvent* event) noexcept {
+    return new ZentaraEvent(*event);
+}
+
+void zentaraReleaseEvent(ZentaraEvent* event) noexcept {
+    delete event;
+}
+
+ZentaraEventTexts zentaraEventTexts(const ZentaraEvent* event) noexcept {
+    if (event == nullptr) return {};
+    const auto& values = *event->event;
+    return {bridged(values.schemaId()),
+            bridged(values.schemaVersion()),
+            bridged(values.contentType()),
+            bridged(values.url().string()),
+            bridged(values.referer().string()),
+            values.relationId() ? bridged(*values.relationId()) : ZentaraText{}};
+}
+
+const ZentaraObject* zentaraEventProperties(const ZentaraEvent* event) noexcept {
+    return bridged(event->event->properties());
+}

@@ -1,0 +1,106 @@
+#import "facade/objc/HostBlocks.h"
+
+#import "facade/objc/BlockCopy.h"
+#import "facade/objc/HostCode.h"
+#import "facade/objc/QVNEvent+Internal.h"
+#import "facade/objc/QVNEventError+Internal.h"
+#import "facade/objc/Text.h"
+
+// What a block holds goes with it, and may be the application's own.
+static void releaseBlock(void *block) {
+    zentaraCallHost("the release of a block", ^{
+        zentaraReleaseBlock((id)block);
+    });
+}
+
+static void releaseObject(void *object) {
+    zentaraCallHost("the release of a client", ^{
+        [(id)object release];
+    });
+}
+
+ZentaraBlock zentaraHeldBlock(id block) {
+    return (ZentaraBlock){zentaraCopyBlock(block), releaseBlock};
+}
+
+ZentaraBlock zentaraHeldObject(id object) {
+    return (ZentaraBlock){[object retain], releaseObject};
+}
+
+SendHandler zentaraBeginSend(id handler) {
+    return (SendHandler){.block = zentaraCopyBlock(handler)};
+}
+
+void zentaraEndSend(SendHandler *handler) {
+    releaseBlock(handler->block);
+}
+
+static void tell(id block, Event *event, ZentaraClientError *error) {
+    zentaraCallHost("the handler of an event", ^{
+        ((void (^)(Event *, ZentaraClientError *))block)(event, error);
+    });
+}
+
+static void callSend(void *context, const ZentaraEvent *event, const ZentaraError *error) {
+    const SendHandler *handler = context;
+    @autoreleasepool {
+        tell(handler->block,
+             [Event eventWithHandle:zentaraKeepEvent(event)
+                                url:handler->url
+                            referer:@""
+                            refusal:nil
+                         properties:nil],
+             zentaraErrorObject(error));
+    }
+}
+
+ZentaraSendCall zentaraSendCall(const SendHandler *handler) {
+    return handler->block == nil ? NULL : callSend;
+}
+
+void zentaraRefuse(const SendHandler *handler, const ZentaraEventTexts *texts,
+                   NSDictionary *properties, NSString *reason) {
+    const bool isConfigured = zentaraIsConfigured();
+    if (isConfigured) {
+        zentaraWarnWith(
+            [NSString stringWithFormat:@"ZentaraClient: event %@ not queued: %@",
+                                       zentaraString(texts->schemaId), reason]);
+    }
+    if (handler->block == nil) return;
+    ZentaraEventTexts withoutReferer = *texts;
+    withoutReferer.referer = (ZentaraText){NULL, 0};
+    tell(handler->block,
+         [Event eventWithHandle:zentaraMakeEvent(&withoutReferer, NULL)
+                            url:handler->url
+                        referer:@""
+                        refusal:reason
+                     properties:properties],
+         zentaraErrorOfKind(isConfigured ? zentaraEventNotQueuedError : zentaraNotInitializedError,
+                            nil));
+}
+
+void zentaraCallReady(void *block, const ZentaraError *error) {
+    zentaraCallHost("the ready block", ^{
+        ((void (^)(ZentaraClientError *))(id)block)(zentaraErrorObject(error));
+    });
+}
+
+void zentaraCallAnonymousUser(void *block, ZentaraText type, ZentaraText value,
+                              ZentaraText publicValue) {
+    zentaraCallHost("the block for the anonymous user", ^{
+        ((void (^)(NSString *, NSString *, NSString *))(id)block)(
+            zentaraString(type), zentaraString(value), zentaraOptionalString(publicValue));
+    });
+}
+
+void zentaraCallHsid(void *block, ZentaraText hsid) {
+    zentaraCallHost("the block for the session token", ^{
+        ((void (^)(NSString *))(id)block)(zentaraString(hsid));
+    });
+}
+
+void zentaraCallFetch(void *block, uint64_t result) {
+    zentaraCallHost("the block for the fetch", ^{
+        ((void (^)(NSUInteger))(id)block)((NSUInteger)result);
+    });
+}

@@ -1,0 +1,21 @@
+#import <Foundation/Foundation.h>
+
+/// Selects the collector and the schemas service.
+typedef NS_ENUM(NSInteger, ZentaraEnvironment) {
+    ZentaraEnvironmentProduction = 0,
+    ZentaraEnvironmentQa = 1,
+};
+
+/// The kinds of token that a logged-in user can have.
+typedef NS_ENUM(NSInteger, UserTokenType) {
+    UserTokenTypeQvnId = 0,
+    UserTokenTypeGuest = 1,
+    UserTokenTypeExternalId = 2,
+};
+
+/// What a background fetch achieved.
+typedef NS_ENUM(NSUInteger, ZentaraBackgroundFetchResult) {
+    ZentaraBackgroundFetchResultNewData = 0,  ///< a batch was delivered
+    ZentaraBackgroundFetchResultNoData = 1,   ///< nothing was waiting
+    ZentaraBackgroundFetchResultFailed = 2,   ///< a batch could not be delivered; it waits
+};

@@ -1,0 +1,101 @@
+#import "facade/objc/QVNEvent+Internal.h"
+
+#include "facade/objc/Bridge.h"
+#import "facade/objc/Text.h"
+#import "facade/objc/Values.h"
+
+__attribute__((noreturn)) static void failWithoutValues(void) {
+    const char cause[] =
+        "init of Event is not available: events are made with +[QVNZentaraClient "
+        "createEventWithSchemaId:schemaVersion:contentType:url:referer:properties:relationId:]";
+    zentaraFatalError((ZentaraText){cause, sizeof cause - 1});
+}
+
+@implementation Event
+
++ (instancetype)new {
+    failWithoutValues();
+}
+
+- (instancetype)init {
+    failWithoutValues();
+}
+
+- (void)dealloc {
+    zentaraReleaseEvent(_event);
+    [_url release];
+    [_referer release];
+    [(id)_properties release];
+    [_refusal release];
+    [super dealloc];
+}
+
+- (NSString *)schemaId {
+    return zentaraString(zentaraEventTexts(_event).schemaId);
+}
+
+- (NSString *)schemaVersion {
+    return zentaraString(zentaraEventTexts(_event).schemaVersion);
+}
+
+- (NSString *)contentType {
+    return zentaraString(zentaraEventTexts(_event).contentType);
+}
+
+- (id)url {
+    return _url;
+}
+
+- (id)referer {
+    return _referer;
+}
+
+- (NSDictionary<NSString *, id> *)properties {
+    void *known = __atomic_load_n(&_properties, __ATOMIC_ACQUIRE);
+    if (known != NULL) return known;
+    if (_event == NULL) return [NSDictionary dictionary];
+    // Of several threads that ask first, one makes what all of them get.
+    NSDictionary *made = zentaraDictionary(zentaraEventProperties(_event));
+    if (__atomic_compare_exchange_n(&_properties, &known, [made retain], false, __ATOMIC_ACQ_REL,
+                                    __ATOMIC_ACQUIRE)) {
+        return made;
+    }
+    [made release];
+    return known;
+}
+
+- (NSString *)relationId {
+    return zentaraOptionalString(zentaraEventTexts(_event).relationId);
+}
+
+- (NSString *)description {
+    return [NSString stringWithFormat:@"<Event %@-%@>", self.schemaId, self.schemaVersion];
+}
+
+@end
+
+@implementation Event (Internal)
+
++ (Event *)eventWithHandle:(ZentaraEvent *)handle
+                       url:(id)url
+                   referer:(id)referer
+                   refusal:(NSString *)refusal
+                properties:(NSDictionary *)properties {
+    Event *event = [Event alloc];
+    event->_event = handle;
+    event->_url = [url retain];
+    event->_referer = [referer retain];
+    event->_refusal = [refusal copy];
+    event->_properties = [properties retain];
+    return [event autorelease];
+}
+
+- (const ZentaraEvent *)handle {
+    return _event;
+}
+
+- (NSString *)refusal {
+    return _refusal;
+}
+
+@end

@@ -1,0 +1,56 @@
+#import <Foundation/Foundation.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+/// The codes of the library's errors. Codes tell groups apart; classes tell errors apart, because
+/// two classes share `EventErrorCodeNotQueued`.
+typedef NS_ENUM(NSInteger, EventErrorCode) {
+    EventErrorCodeNotInitialized = 0,
+    EventErrorCodeNotReady = 1,
+    EventErrorCodeInvalidData = 2,
+    EventErrorCodeUnknown = 3,
+    EventErrorCodeNotQueued = 4,
+};
+
+/// Base of the failures that blocks receive: domain @"ZentaraClient", an `EventErrorCode`, and the
+/// message under `NSLocalizedDescriptionKey` as the only entry of the user info.
+///
+/// The base class can be made with `initWithDomain:code:userInfo:` for errors of the application's
+/// own. For its subclasses this initialiser, and the one from an archive, are fatal errors.
+@interface ZentaraClientError : NSError
+@end
+
+/// An event was sent before `+[QVNZentaraClient useSettingsWithTenant:...]`, or through a client
+/// that was made with `init`.
+@interface ZentaraClientNotInitializedError : ZentaraClientError
+- (instancetype)init;
+@end
+
+/// An event was sent before the schemas were there; the message says what became of it.
+@interface ZentaraClientNotReady : ZentaraClientError
+- (instancetype)initWithDetail:(NSString *)detail;
+- (instancetype)init __attribute__((unavailable("use initWithDetail:")));
+@end
+
+/// An event's properties do not satisfy its schema; the message lists why.
+@interface InvalidDataForSpecifiedSchemaError : ZentaraClientError
+- (instancetype)initWithDetail:(NSString *)detail;
+- (instancetype)init __attribute__((unavailable("use initWithDetail:")));
+@end
+
+/// An event could not be validated, for example because its schema is not known.
+@interface UnknownError : ZentaraClientError
+- (instancetype)init;
+@end
+
+/// An event could not be stored, or holds what JSON cannot.
+@interface EventNotQueuedError : ZentaraClientError
+- (instancetype)init;
+@end
+
+/// The schemas could not be obtained.
+@interface SchemasInitializationError : ZentaraClientError
+- (instancetype)init;
+@end
+
+NS_ASSUME_NONNULL_END

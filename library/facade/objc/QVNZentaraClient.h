@@ -1,0 +1,137 @@
+#import <Foundation/Foundation.h>
+
+#import <zentara/QVNClientSettings.h>
+#import <zentara/QVNEvent.h>
+#import <zentara/QVNEventError.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+/// The library's one entry point.
+///
+///     [QVNZentaraClient useSettingsWithTenant:@"my-tenant"
+///                          zentaraEnvironment:ZentaraEnvironmentQa
+///                               advertisingId:nil];
+///     NSError *error = nil;
+///     QVNZentaraClient *client =
+///         [QVNZentaraClient getAndReturnError:&error
+///                               readyCallback:^(ZentaraClientError *failure) {
+///                                   // nil: events are validated and queued from now on
+///                               }];
+///     [client sendWithSchemaId:@"page-view"
+///                schemaVersion:@"1"
+///                  contentType:@"application/json"
+///                          url:[NSURL URLWithString:@"https://example.com/"]
+///                      referer:@""
+///                   properties:@{@"title" : @"Home"}
+///                   relationId:nil
+///                      handler:^(Event *event, ZentaraClientError *failure) {
+///                          if (failure) NSLog(@"%@", [failure localizedDescription]);
+///                      }];
+///
+/// Every operation may be called from any thread, and from inside the library's blocks. Nothing
+/// waits for the network. Blocks are copied before an
+/// operation begins and released after their last call; each call has an autorelease pool of its
+/// own. A block may be nil. An exception that leaves a block ends there, with a line on standard
+/// error.
+///
+/// Objects of the application are converted during the call that takes them and can be changed
+/// afterwards. Strings may hold anything; what is not Unicode becomes U+FFFD. nil in place of a
+/// string, a url or a referer is the empty text, in place of a dictionary or an array the empty
+/// one.
+///
+/// Properties are dictionaries with strings for keys, arrays, strings, numbers and `NSNull`, up to
+/// the depth that JSON text may have. Integers of 64 bits and booleans arrive as such. An event
+/// with anything else in it (a date, NaN, a container within itself, an object that raises an
+/// exception when it is looked at) is not queued: its handler receives an `EventNotQueuedError`,
+/// and a line on standard error says why. Nothing else is affected.
+@interface QVNZentaraClient : NSObject {
+  @private
+    struct ZentaraClientHandle *_client;
+}
+
+/// The client that `getAndReturnError:readyCallback:` returns, or nil; the same that C++ code of
+/// this process shares. It is retained. Setting it to nil makes the next get build another one.
+@property(class, nonatomic, strong, nullable) QVNZentaraClient *sharedClient;
+
+/// The client of this process, built by the first call; nil and an error before the settings.
+///
+/// `readyCallback` belongs to the call that builds: it receives nil each time the schemas are
+/// there and an error each time they could not be had, on a worker thread or before this returns.
+/// When the client exists already, it receives nil at once.
++ (nullable QVNZentaraClient *)
+    getAndReturnError:(NSError *_Nullable *_Nullable)error
+        readyCallback:(void (^_Nullable)(ZentaraClientError *_Nullable error))readyCallback;
+
+/// Configures the process; called again, replaces the whole record. An environment that is not one
+/// raises `NSInvalidArgumentException`.
++ (void)useSettingsWithTenant:(NSString *)tenant
+           zentaraEnvironment:(ZentaraEnvironment)zentaraEnvironment
+                advertisingId:(nullable NSString *)advertisingId;
+
+/// Sets the user whose token goes with the events sent from now on. false and an error before the
+/// settings, or when there is no such type of tokens.
++ (bool)setLoggedUserWithTokenType:(UserTokenType)tokenType
+                             token:(NSString *)token
+                             error:(NSError *_Nullable *_Nullable)error;
+
+/// Forgets the logged user. false and an error before the settings.
++ (bool)removeLoggedUserAndReturnError:(NSError *_Nullable *_Nullable)error;
+
+/// An event with exactly these values, to be sent later with others. `url` and `referer` may be
+/// any objects: a string counts as it is, an `NSURL` as its absolute string, anything else as its
+/// description.
++ (Event *)createEventWithSchemaId:(NSString *)schemaId
+                     schemaVersion:(NSString *)schemaVersion
+                       contentType:(NSString *)contentType
+                               url:(id)url
+                           referer:(id)referer
+                        properties:(NSDictionary<NSString *, id> *)properties
+                        relationId:(nullable NSString *)relationId;
+
+/// Reports the stored anonymous token, before it returns: its type, its value and its public
+/// value; @"", @"" and nil without a token. false and an error before the settings.
+- (bool)getAnonymousUserAndReturnError:(NSError *_Nullable *_Nullable)error
+                          callbackUser:(void (^_Nullable)(NSString *type, NSString *value,
+                                                          NSString *_Nullable publicValue))
+                                           callbackUser;
+
+/// Fetches the identity and reports the session token that came with it, on a worker thread: @""
+/// when the fetch failed; not at all when it succeeded without one. false and an error before the
+/// settings.
+- (bool)getHsidAndReturnError:(NSError *_Nullable *_Nullable)error
+                 callbackHsid:(void (^_Nullable)(NSString *hsid))callbackHsid;
+
+/// Validates, stamps and queues one event. `handler` is called exactly once, on this thread, before
+/// this returns; a nil error means that the event is on disk. The event that it receives has an
+/// empty referer; the one that is queued has the caller's.
+- (void)sendWithSchemaId:(NSString *)schemaId
+           schemaVersion:(NSString *)schemaVersion
+             contentType:(NSString *)contentType
+                     url:(id)url
+                 referer:(id)referer
+              properties:(NSDictionary<NSString *, id> *)properties
+              relationId:(nullable NSString *)relationId
+                 handler:(void (^_Nullable)(Event *event,
+                                            ZentaraClientError *_Nullable error))handler;
+
+/// Sends each event in order, as above, with `relationId` in place of its own, also when nil.
+/// `handler` is called once for each. In place of an object that is not an event it receives an
+/// event without values and an `EventNotQueuedError`.
+- (void)sendWithEvents:(NSArray<Event *> *)events
+            relationId:(nullable NSString *)relationId
+               handler:(void (^_Nullable)(Event *event,
+                                          ZentaraClientError *_Nullable error))handler;
+
+/// Delivers one batch now, for an application's background-fetch hook or to drain the queue.
+/// `completion` receives a `ZentaraBackgroundFetchResult` exactly once, on a worker thread or
+/// before this returns.
+- (void)performFetchWith:(void (^_Nullable)(NSUInteger result))completion;
+
+/// A client of its own that works with nothing: events sent through it come back with a
+/// `ZentaraClientNotInitializedError`. The client to use comes from
+/// `getAndReturnError:readyCallback:`.
+- (instancetype)init;
+
+@end
+
+NS_ASSUME_NONNULL_END

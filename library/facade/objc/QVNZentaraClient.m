@@ -1,0 +1,297 @@
+#import <zentara/QVNZentaraClient.h>
+
+#include <pthread.h>
+
+#include "facade/objc/ClientBridge.h"
+#import "facade/objc/EventInput.h"
+#import "facade/objc/HostBlocks.h"
+#import "facade/objc/HostCode.h"
+#import "facade/objc/QVNEvent+Internal.h"
+#import "facade/objc/QVNEventError+Internal.h"
+#import "facade/objc/Text.h"
+
+// The objects that exist, by the identity of their clients, so that one client is never two
+// objects. Not retained; guarded by the mutex, as is every release that could be an object's last.
+static NSMapTable *objects;
+static pthread_mutex_t objectsMutex = PTHREAD_MUTEX_INITIALIZER;
+
+static void fail(NSError **error, NSError *reason) {
+    if (error != NULL) *error = reason;
+}
+
+@interface QVNZentaraClient (Internal)
+- (instancetype)initWithHandle:(ZentaraClientHandle *)handle;
+@end
+
+/// The object of this client, autoreleased and, while the client is shared, kept with it; nil for
+/// null. Takes `handle` over.
+static QVNZentaraClient *objectOf(ZentaraClientHandle *handle) {
+    if (handle == NULL) return nil;
+    pthread_mutex_lock(&objectsMutex);
+    QVNZentaraClient *client =
+        [(QVNZentaraClient *)NSMapGet(objects, zentaraClientIdentity(handle)) retain];
+    if (client == nil) {
+        client = [[QVNZentaraClient alloc] initWithHandle:zentaraKeepClient(handle)];
+        NSMapInsert(objects, zentaraClientIdentity(handle), client);
+    }
+    pthread_mutex_unlock(&objectsMutex);
+    // Objects that are shared are often used without being retained.
+    if (zentaraIsSharedWithoutKeeper(handle)) {
+        zentaraKeepWhileShared(handle, zentaraHeldObject(client));
+    }
+    zentaraReleaseClient(handle);
+    return [client autorelease];
+}
+
+static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
+    if (handle == NULL) {
+        const char cause[] = "a QVNZentaraClient is used that was not initialised";
+        zentaraFatalError((ZentaraText){cause, sizeof cause - 1});
+    }
+    return handle;
+}
+
+@implementation QVNZentaraClient
+
++ (void)initialize {
+    if (self != [QVNZentaraClient class]) return;
+    objects = NSCreateMapTable(NSNonOwnedPointerMapKeyCallBacks, NSNonOwnedPointerMapValueCallBacks,
+                               1);
+}
+
+- (instancetype)init {
+    self = [super init];
+    if (self == nil) return nil;
+    _client = zentaraMakePlainClient();
+    pthread_mutex_lock(&objectsMutex);
+    NSMapInsert(objects, zentaraClientIdentity(_client), self);
+    pthread_mutex_unlock(&objectsMutex);
+    return self;
+}
+
+- (oneway void)release {
+    pthread_mutex_lock(&objectsMutex);
+    if ([self retainCount] > 1 || _client == NULL) {
+        [super release];
+        pthread_mutex_unlock(&objectsMutex);
+        return;
+    }
+    // Nobody finds the object any more, so that the last reference stays the last one. It goes
+    // without the lock, because the client, and what the application has tied to it, go with it.
+    NSMapRemove(objects, zentaraClientIdentity(_client));
+    pthread_mutex_unlock(&objectsMutex);
+    [super release];
+}
+
+- (void)dealloc {
+    zentaraReleaseClient(_client);
+    [super dealloc];
+}
+
++ (QVNZentaraClient *)sharedClient {
+    return objectOf(zentaraSharedClient());
+}
+
++ (void)setSharedClient:(QVNZentaraClient *)client {
+    if (client == nil) {
+        zentaraSetSharedClient(NULL, (ZentaraBlock){NULL, NULL});
+        return;
+    }
+    if (![client isKindOfClass:[QVNZentaraClient class]]) {
+        [NSException raise:NSInvalidArgumentException
+                    format:@"sharedClient cannot be an object of class %@",
+                           NSStringFromClass([client class])];
+    }
+    zentaraSetSharedClient(handleOf(client->_client), zentaraHeldObject(client));
+}
+
++ (QVNZentaraClient *)getAndReturnError:(NSError **)error
+                          readyCallback:(void (^)(ZentaraClientError *))readyCallback {
+    QVNZentaraClient *client =
+        objectOf(zentaraGetClient(zentaraHeldBlock(readyCallback), zentaraCallReady));
+    if (client == nil) fail(error, zentaraNotConfiguredError());
+    return client;
+}
+
++ (void)useSettingsWithTenant:(NSString *)tenant
+           zentaraEnvironment:(ZentaraEnvironment)zentaraEnvironment
+                advertisingId:(NSString *)advertisingId {
+    NSString *refusal = nil;
+    @autoreleasepool {
+        const ZentaraText text = zentaraArgument(tenant, @"tenant", &refusal);
+        ZentaraText advertisingText = {NULL, 0};
+        if (advertisingId != nil) {
+            advertisingText = zentaraArgument(advertisingId, @"advertisingId", &refusal);
+        }
+        if (refusal == nil && !zentaraUseSettings(text, zentaraEnvironment, advertisingText)) {
+            refusal = [NSString
+                stringWithFormat:@"there is no environment %lld", (long long)zentaraEnvironment];
+        }
+        [refusal retain];
+    }
+    [refusal autorelease];
+    if (refusal != nil) {
+        [NSException raise:NSInvalidArgumentException
+                    format:@"%@: %@", NSStringFromSelector(_cmd), refusal];
+    }
+}
+
++ (bool)setLoggedUserWithTokenType:(UserTokenType)tokenType
+                             token:(NSString *)token
+                             error:(NSError **)error {
+    NSString *refusal = nil;
+    const ZentaraText text = zentaraArgument(token, @"token", &refusal);
+    if (refusal == nil && !zentaraIsTokenType(tokenType)) {
+        refusal = [NSString stringWithFormat:@"there is no token type %lld", (long long)tokenType];
+    }
+    if (refusal != nil) {
+        fail(error, zentaraErrorOfKind(zentaraOtherError, refusal));
+        return false;
+    }
+    if (zentaraSetLoggedUser(tokenType, text)) return true;
+    fail(error, zentaraNotConfiguredError());
+    return false;
+}
+
++ (bool)removeLoggedUserAndReturnError:(NSError **)error {
+    if (zentaraRemoveLoggedUser()) return true;
+    fail(error, zentaraNotConfiguredError());
+    return false;
+}
+
++ (Event *)createEventWithSchemaId:(NSString *)schemaId
+                     schemaVersion:(NSString *)schemaVersion
+                       contentType:(NSString *)contentType
+                               url:(id)url
+                           referer:(id)referer
+                        properties:(NSDictionary *)properties
+                        relationId:(NSString *)relationId {
+    Event *event = nil;
+    @autoreleasepool {
+        const EventInput input = zentaraConvertEvent(schemaId, schemaVersion, contentType, url,
+                                                     referer, properties, relationId);
+        event = [[Event eventWithHandle:zentaraMakeEvent(&input.texts, input.properties)
+                                    url:input.url
+                                referer:input.referer
+                                refusal:input.refusal
+                             properties:input.givenProperties] retain];
+    }
+    return [event autorelease];
+}
+
+- (bool)getAnonymousUserAndReturnError:(NSError **)error
+                          callbackUser:
+                              (void (^)(NSString *, NSString *, NSString *))callbackUser {
+    if (zentaraGetAnonymousUser(handleOf(_client), zentaraHeldBlock(callbackUser),
+                                zentaraCallAnonymousUser)) {
+        return true;
+    }
+    fail(error, zentaraNotConfiguredError());
+    return false;
+}
+
+- (bool)getHsidAndReturnError:(NSError **)error callbackHsid:(void (^)(NSString *))callbackHsid {
+    if (zentaraGetHsid(handleOf(_client), zentaraHeldBlock(callbackHsid), zentaraCallHsid)) {
+        return true;
+    }
+    fail(error, zentaraNotConfiguredError());
+    return false;
+}
+
+- (void)sendWithSchemaId:(NSString *)schemaId
+           schemaVersion:(NSString *)schemaVersion
+             contentType:(NSString *)contentType
+                     url:(id)url
+                 referer:(id)referer
+              properties:(NSDictionary *)properties
+              relationId:(NSString *)relationId
+                 handler:(void (^)(Event *, ZentaraClientError *))block {
+    SendHandler handler = zentaraBeginSend(block);
+    @autoreleasepool {
+        const EventInput input = zentaraConvertEvent(schemaId, schemaVersion, contentType, url,
+                                                     referer, properties, relationId);
+        handler.url = input.url;
+        if (input.refusal != nil) {
+            zentaraRefuse(&handler, &input.texts, input.givenProperties, input.refusal);
+        } else {
+            zentaraSend(handleOf(_client), &input.texts, input.properties, &handler,
+                        zentaraSendCall(&handler));
+        }
+    }
+    zentaraEndSend(&handler);
+}
+
+/// The element of an array as an event; nil when it is something else.
+static Event *eventIn(id element) {
+    @try {
+        return [element isKindOfClass:[Event class]] && [element handle] != NULL ? element : nil;
+    } @catch (id exception) {
+        return nil;
+    }
+}
+
+/// The elements of what should be an array. A copy: a handler may change the application's own.
+static NSArray *elementsOf(id events) {
+    @try {
+        if (events == nil) return nil;
+        if ([events isKindOfClass:[NSArray class]]) return [NSArray arrayWithArray:events];
+    } @catch (id exception) {
+        zentaraWarnWith([NSString stringWithFormat:@"ZentaraClient: an array of events raised %@",
+                                                   zentaraDescriptionOfException(exception)]);
+    }
+    return [NSArray arrayWithObject:[NSNull null]];
+}
+
+/// Sends one element of an array of events, whatever it is.
+static void sendElement(const ZentaraClientHandle *client, id element, ZentaraText relationId,
+                        NSString *refusal, SendHandler *handler) {
+    ZentaraEventTexts texts = {.relationId = relationId};
+    Event *event = eventIn(element);
+    if (event == nil) {
+        handler->url = @"";
+        zentaraRefuse(handler, &texts, nil, @"an object that is not an event");
+        return;
+    }
+    handler->url = event.url;
+    if (refusal == nil) refusal = [event refusal];
+    if (refusal == nil) {
+        zentaraSendEvent(client, [event handle], relationId, handler, zentaraSendCall(handler));
+        return;
+    }
+    texts = zentaraEventTexts([event handle]);
+    texts.relationId = relationId;
+    zentaraRefuse(handler, &texts, event.properties, refusal);
+}
+
+- (void)sendWithEvents:(NSArray<Event *> *)events
+            relationId:(NSString *)relationId
+               handler:(void (^)(Event *, ZentaraClientError *))block {
+    SendHandler handler = zentaraBeginSend(block);
+    @autoreleasepool {
+        NSString *refusal = nil;
+        ZentaraText relationText = {NULL, 0};
+        if (relationId != nil) relationText = zentaraArgument(relationId, @"relationId", &refusal);
+        for (id element in elementsOf(events)) {
+            @autoreleasepool {
+                sendElement(handleOf(_client), element, relationText, refusal, &handler);
+            }
+        }
+    }
+    zentaraEndSend(&handler);
+}
+
+- (void)performFetchWith:(void (^)(NSUInteger))completion {
+    zentaraPerformFetch(handleOf(_client), zentaraHeldBlock(completion), zentaraCallFetch);
+}
+
+@end
+
+@implementation QVNZentaraClient (Internal)
+
+- (instancetype)initWithHandle:(ZentaraClientHandle *)handle {
+    self = [super init];
+    if (self != nil) _client = handle;
+    return self;
+}
+
+@end

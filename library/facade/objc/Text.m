@@ -1,0 +1,108 @@
+#import "facade/objc/Text.h"
+
+// Both ways go unit by unit: Foundation's own conversions fail on text that is not Unicode, and
+// GNUstep's take a first U+FEFF for a mark of the byte order.
+
+enum {
+    replacementCharacter = 0xFFFD,
+    firstSupplementary = 0x10000,
+};
+
+static bool isHighSurrogate(unichar unit) {
+    return (unit & 0xFC00) == 0xD800;
+}
+
+static bool isLowSurrogate(unichar unit) {
+    return (unit & 0xFC00) == 0xDC00;
+}
+
+static char continuation(uint32_t bits) {
+    return (char)(0x80 | (bits & 0x3F));
+}
+
+/// The number of bytes written.
+static size_t encode(uint32_t character, char *bytes) {
+    if (character < 0x80) {
+        bytes[0] = (char)character;
+        return 1;
+    }
+    if (character < 0x800) {
+        bytes[0] = (char)(0xC0 | (character >> 6));
+        bytes[1] = continuation(character);
+        return 2;
+    }
+    if (character < firstSupplementary) {
+        bytes[0] = (char)(0xE0 | (character >> 12));
+        bytes[1] = continuation(character >> 6);
+        bytes[2] = continuation(character);
+        return 3;
+    }
+    bytes[0] = (char)(0xF0 | (character >> 18));
+    bytes[1] = continuation(character >> 12);
+    bytes[2] = continuation(character >> 6);
+    bytes[3] = continuation(character);
+    return 4;
+}
+
+ZentaraText zentaraText(NSString *string) {
+    const NSUInteger length = [string length];
+    // No unit takes more than three bytes.
+    NSMutableData *utf16 = [NSMutableData dataWithLength:length * sizeof(unichar)];
+    NSMutableData *utf8 = [NSMutableData dataWithLength:length * 3 + 1];
+    unichar *units = [utf16 mutableBytes];
+    char *bytes = [utf8 mutableBytes];
+    if (length != 0) [string getCharacters:units range:NSMakeRange(0, length)];
+    size_t size = 0;
+    for (NSUInteger index = 0; index < length; ++index) {
+        uint32_t character = units[index];
+        if (isHighSurrogate(units[index]) && index + 1 < length &&
+            isLowSurrogate(units[index + 1])) {
+            ++index;
+            character = firstSupplementary + ((character & 0x3FF) << 10) + (units[index] & 0x3FF);
+        } else if (isHighSurrogate(units[index]) || isLowSurrogate(units[index])) {
+            character = replacementCharacter;
+        }
+        size += encode(character, bytes + size);
+    }
+    return (ZentaraText){bytes, size};
+}
+
+/// The next character of well-formed UTF-8.
+static uint32_t decode(const unsigned char **next) {
+    const uint32_t first = *(*next)++;
+    if (first < 0x80) return first;
+    const int more = first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
+    uint32_t character = first & (0x3Fu >> more);
+    for (int index = 0; index < more; ++index) {
+        character = (character << 6) | (*(*next)++ & 0x3F);
+    }
+    return character;
+}
+
+NSString *zentaraString(ZentaraText text) {
+    if (text.length == 0) return @"";
+    NSMutableData *utf16 = [NSMutableData dataWithLength:(text.length + 1) * sizeof(unichar)];
+    unichar *units = [utf16 mutableBytes];
+    // Behind another character, no character is a mark of the byte order.
+    units[0] = ' ';
+    NSUInteger length = 1;
+    const unsigned char *next = (const unsigned char *)text.bytes;
+    const unsigned char *end = next + text.length;
+    while (next != end) {
+        const uint32_t character = decode(&next);
+        if (character < firstSupplementary) {
+            units[length++] = (unichar)character;
+        } else {
+            units[length++] = (unichar)(0xD800 | ((character - firstSupplementary) >> 10));
+            units[length++] = (unichar)(0xDC00 | (character & 0x3FF));
+        }
+    }
+    if (units[1] != 0xFEFF && units[1] != 0xFFFE) {
+        return [NSString stringWithCharacters:units + 1 length:length - 1];
+    }
+    return [[NSString stringWithCharacters:units length:length] substringFromIndex:1];
+}
+
+NSString *zentaraOptionalString(ZentaraText text) {
+    return text.bytes == NULL ? nil : zentaraString(text);
+}

@@ -1,0 +1,192 @@
+#import "facade/objc/Values.h"
+
+#include <errno.h>
+#include <math.h>
+#include <stdlib.h>
+#include <string.h>
+
+#import "facade/objc/Text.h"
+
+enum {
+    // Of an object graph that looks small but holds the same arrays over and over.
+    maximumValueCount = 1000000,
+    maximumDepth = 512,
+    stackPerLevel = 16 * 1024,
+};
+
+/// One walk over the application's objects.
+typedef struct Walk {
+    ZentaraBuilder *builder;
+    Class booleanClass;
+    size_t valueCount;
+    size_t depth;
+    const void *containers[maximumDepth];  // that the walk is in now, outermost first
+    NSString *reason;                      // why it ended early
+    NSString *place;                       // where, below the value at hand
+} Walk;
+
+static bool addValue(Walk *walk, id value);
+
+static bool refuse(Walk *walk, NSString *reason) {
+    walk->reason = reason;
+    walk->place = @"";
+    return false;
+}
+
+static bool enter(Walk *walk, id container) {
+    for (size_t level = 0; level < walk->depth; ++level) {
+        if (walk->containers[level] == container) return refuse(walk, @"a container in itself");
+    }
+    if (walk->depth == maximumDepth || walk->depth == zentaraMaximumDepth() ||
+        zentaraStackLeft() < 4 * stackPerLevel) {
+        return refuse(walk, @"nested too deeply");
+    }
+    walk->containers[walk->depth++] = container;
+    return true;
+}
+
+static bool addArray(Walk *walk, NSArray *array) {
+    if (!enter(walk, array)) return false;
+    size_t count = 0;
+    for (id element in array) {
+        if (!addValue(walk, element)) {
+            walk->place = [NSString stringWithFormat:@"[%zu]%@", count, walk->place];
+            return false;
+        }
+        ++count;
+    }
+    --walk->depth;
+    zentaraEndArray(walk->builder, count);
+    return true;
+}
+
+static bool addMembers(Walk *walk, NSDictionary *dictionary) {
+    if (!enter(walk, dictionary)) return false;
+    size_t count = 0;
+    for (id key in dictionary) {
+        if (![key isKindOfClass:[NSString class]]) {
+            return refuse(walk, [NSString stringWithFormat:@"a key of class %@",
+                                          NSStringFromClass([key class])]);
+        }
+        @autoreleasepool {
+            zentaraAddKey(walk->builder, zentaraText(key));
+        }
+        if (!addValue(walk, [dictionary objectForKey:key])) {
+            walk->place = [NSString stringWithFormat:@".%@%@", key, walk->place];
+            return false;
+        }
+        ++count;
+    }
+    --walk->depth;
+    zentaraEndObject(walk->builder, count);
+    return true;
+}
+
+/// A decimal number is wider than a double; its integers come whole, if they fit 64 bits.
+static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
+    const char *text = [[number description] UTF8String];
+    char *end = NULL;
+    if (text == NULL || *text == '\0') return false;
+    errno = 0;
+    if (*text == '-') {
+        const long long value = strtoll(text, &end, 10);
+        if (errno != 0 || *end != '\0') return false;
+        zentaraAddSigned(walk->builder, value);
+    } else {
+        const unsigned long long value = strtoull(text, &end, 10);
+        if (errno != 0 || *end != '\0') return false;
+        zentaraAddUnsigned(walk->builder, value);
+    }
+    return true;
+}
+
+static bool addNumber(Walk *walk, NSNumber *number) {
+    if ([number isKindOfClass:walk->booleanClass]) {
+        zentaraAddBoolean(walk->builder, [number boolValue]);
+        return true;
+    }
+    if ([number isKindOfClass:[NSDecimalNumber class]] &&
+        addDecimalInteger(walk, (NSDecimalNumber *)number)) {
+        return true;
+    }
+    const char *type = [number objCType];
+    if (type == NULL || *type == '\0' || type[1] != '\0') {
+        return refuse(walk, @"a number of an unknown kind");
+    }
+    if (strchr("fd", *type) != NULL) {
+        const double real = [number doubleValue];
+        if (!isfinite(real)) return refuse(walk, @"a number that is not finite");
+        zentaraAddDouble(walk->builder, real);
+    } else if (strchr("BCSILQ", *type) != NULL) {
+        zentaraAddUnsigned(walk->builder, [number unsignedLongLongValue]);
+    } else if (strchr("csilq", *type) != NULL) {
+        zentaraAddSigned(walk->builder, [number longLongValue]);
+    } else {
+        return refuse(walk, @"a number of an unknown kind");
+    }
+    return true;
+}
+
+static bool addValue(Walk *walk, id value) {
+    if (++walk->valueCount > maximumValueCount) return refuse(walk, @"too many values");
+    if ([value isKindOfClass:[NSString class]]) {
+        @autoreleasepool {
+            zentaraAddText(walk->builder, zentaraText(value));
+        }
+        return true;
+    }
+    if ([value isKindOfClass:[NSNumber class]]) return addNumber(walk, value);
+    if ([value isKindOfClass:[NSDictionary class]]) return addMembers(walk, value);
+    if ([value isKindOfClass:[NSArray class]]) return addArray(walk, value);
+    if ([value isKindOfClass:[NSNull class]]) {
+        zentaraAddNull(walk->builder);
+        return true;
+    }
+    return refuse(walk, value == nil ? @"no value for the key"
+                                     : [NSString stringWithFormat:@"an object of class %@",
+                                                 NSStringFromClass([value class])]);
+}
+
+NSString *zentaraAddDictionary(ZentaraBuilder *builder, NSDictionary *dictionary) {
+    Walk walk = {.builder = builder,
+                 .booleanClass = [[NSNumber numberWithBool:true] class]};
+    if (addMembers(&walk, dictionary)) return nil;
+    return [NSString stringWithFormat:@"properties%@ is %@", walk.place, walk.reason];
+}
+
+static id foundationValue(const ZentaraValue *value) {
+    const ZentaraValueView view = zentaraView(value);
+    switch (view.kind) {
+        case zentaraNullValue:
+            return [NSNull null];
+        case zentaraBooleanValue:
+            return [NSNumber numberWithBool:view.boolean];
+        case zentaraSignedValue:
+            return [NSNumber numberWithLongLong:view.signedInteger];
+        case zentaraUnsignedValue:
+            return [NSNumber numberWithUnsignedLongLong:view.unsignedInteger];
+        case zentaraDoubleValue:
+            return [NSNumber numberWithDouble:view.real];
+        case zentaraTextValue:
+            return zentaraString(view.text);
+        case zentaraObjectValue:
+            return zentaraDictionary(view.object);
+        case zentaraArrayValue:
+            break;
+    }
+    NSMutableArray *array = [NSMutableArray arrayWithCapacity:view.arrayCount];
+    for (size_t index = 0; index < view.arrayCount; ++index) {
+        [array addObject:foundationValue(zentaraElement(value, index))];
+    }
+    return [NSArray arrayWithArray:array];
+}
+
+NSDictionary *zentaraDictionary(const ZentaraObject *object) {
+    const size_t count = zentaraMemberCount(object);
+    NSMutableDictionary *dictionary = [NSMutableDictionary dictionaryWithCapacity:count];
+    for (size_t index = 0; index < count; ++index) {
+        [dictionary setObject:foundationValue(zentaraMemberValue(object, index))
+                       forKey:zentaraString(zentaraMemberKey(object, index))];
+    }
+    return [NSDictionary dictionaryWithDictionary:dictionary];
+}

@@ -1,0 +1,38 @@
+#import <zentara/QVNZentaraClient.h>
+
+#import <objc/runtime.h>
+
+// GCC's runtime ends the process when it meets the encoding of a block, @?, while Foundation makes
+// a method signature of it, for example for an invocation or a key path. There, blocks are objects.
+
+static NSMethodSignature *signatureWithoutBlocks(Method method) {
+    if (method == NULL) return nil;
+    const char *encoding = method_getTypeEncoding(method);
+    if (strstr(encoding, "@?") == NULL) return nil;
+    NSMutableString *types = [NSMutableString stringWithUTF8String:encoding];
+    [types replaceOccurrencesOfString:@"@?"
+                           withString:@"@"
+                              options:0
+                                range:NSMakeRange(0, [types length])];
+    return [NSMethodSignature signatureWithObjCTypes:[types UTF8String]];
+}
+
+@implementation QVNZentaraClient (Signatures)
+
++ (NSMethodSignature *)instanceMethodSignatureForSelector:(SEL)selector {
+    NSMethodSignature *found = signatureWithoutBlocks(class_getInstanceMethod(self, selector));
+    return found != nil ? found : [super instanceMethodSignatureForSelector:selector];
+}
+
++ (NSMethodSignature *)methodSignatureForSelector:(SEL)selector {
+    NSMethodSignature *found = signatureWithoutBlocks(class_getClassMethod(self, selector));
+    return found != nil ? found : [super methodSignatureForSelector:selector];
+}
+
+- (NSMethodSignature *)methodSignatureForSelector:(SEL)selector {
+    NSMethodSignature *found =
+        signatureWithoutBlocks(class_getInstanceMethod([self class], selector));
+    return found != nil ? found : [super methodSignatureForSelector:selector];
+}
+
+@end
