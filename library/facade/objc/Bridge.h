@@ -17,14 +17,14 @@
 
 /// UTF-8 that somebody else owns; no text at all when `bytes` is null.
 typedef struct ZentaraText {
-    const char *bytes;
+    const char* bytes;
     size_t length;
 } ZentaraText;
 
 /// A block of the host's for the library to keep, and how to let go of it. No block when null.
 typedef struct ZentaraBlock {
-    void *block;
-    void (*release)(void *block);
+    void* block;
+    void (*release)(void* block);
 } ZentaraBlock;
 
 /// Writes one line that names the cause to standard error and aborts the process.

@@ -70,3 +70,7 @@ int64_t zentaraErrorCode(const ZentaraError* error) noexcept {
 const ZentaraObject* zentaraErrorUserInfo(const ZentaraError* error) noexcept {
     return bridged(error->error->userInfo());
 }
+
+ZentaraText zentaraErrorMessageKey() noexcept {
+    return bridged(std::string_view(ZentaraClientError::localizedDescriptionKey));
+}

@@ -19,14 +19,17 @@ typedef struct ZentaraError ZentaraError;
 
 /// A new error of this class, to be released. `detail` matters to the classes that have one;
 /// `zentaraOtherError` has it as its whole message, and the code of an unknown error.
-ZENTARA_BRIDGE ZentaraError *zentaraMakeError(ZentaraErrorKind kind,
+ZENTARA_BRIDGE ZentaraError* zentaraMakeError(ZentaraErrorKind kind,
                                               ZentaraText detail) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE void zentaraReleaseError(ZentaraError *error) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE void zentaraReleaseError(ZentaraError* error) ZENTARA_NOEXCEPT;
 
-ZENTARA_BRIDGE ZentaraErrorKind zentaraErrorKind(const ZentaraError *error) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE ZentaraErrorKind zentaraErrorKind(const ZentaraError* error) ZENTARA_NOEXCEPT;
 
 /// The results of these live as long as the error.
-ZENTARA_BRIDGE ZentaraText zentaraErrorDomain(const ZentaraError *error) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE int64_t zentaraErrorCode(const ZentaraError *error) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE const ZentaraObject *zentaraErrorUserInfo(const ZentaraError *error)
+ZENTARA_BRIDGE ZentaraText zentaraErrorDomain(const ZentaraError* error) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE int64_t zentaraErrorCode(const ZentaraError* error) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE const ZentaraObject* zentaraErrorUserInfo(const ZentaraError* error)
     ZENTARA_NOEXCEPT;
+
+/// The key of the message in the user info.
+ZENTARA_BRIDGE ZentaraText zentaraErrorMessageKey(void) ZENTARA_NOEXCEPT;

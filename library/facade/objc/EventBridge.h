@@ -18,14 +18,14 @@ typedef struct ZentaraEventTexts {
 typedef struct ZentaraEvent ZentaraEvent;
 
 /// To be released. Takes `properties` over; null stands for none.
-ZENTARA_BRIDGE ZentaraEvent *zentaraMakeEvent(const ZentaraEventTexts *texts,
-                                              ZentaraBuilder *properties) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE ZentaraEvent* zentaraMakeEvent(const ZentaraEventTexts* texts,
+                                              ZentaraBuilder* properties) ZENTARA_NOEXCEPT;
 
 /// Another reference to the same event, to be released.
-ZENTARA_BRIDGE ZentaraEvent *zentaraKeepEvent(const ZentaraEvent *event) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE void zentaraReleaseEvent(ZentaraEvent *event) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE ZentaraEvent* zentaraKeepEvent(const ZentaraEvent* event) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE void zentaraReleaseEvent(ZentaraEvent* event) ZENTARA_NOEXCEPT;
 
 /// These live as long as the event. No event has no texts.
-ZENTARA_BRIDGE ZentaraEventTexts zentaraEventTexts(const ZentaraEvent *event) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE const ZentaraObject *zentaraEventProperties(const ZentaraEvent *event)
+ZENTARA_BRIDGE ZentaraEventTexts zentaraEventTexts(const ZentaraEvent* event) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE const ZentaraObject* zentaraEventProperties(const ZentaraEvent* event)
     ZENTARA_NOEXCEPT;

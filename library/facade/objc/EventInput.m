@@ -15,10 +15,10 @@ ZentaraText zentaraArgument(id value, NSString *name, NSString **refusal) {
     @try {
         if ([value isKindOfClass:[NSString class]]) return zentaraText(value);
         refuse(refusal, [NSString stringWithFormat:@"%@ is an object of class %@", name,
-                                  NSStringFromClass([value class])]);
+                                                   NSStringFromClass([value class])]);
     } @catch (id exception) {
         refuse(refusal, [NSString stringWithFormat:@"%@ raised %@", name,
-                                  zentaraDescriptionOfException(exception)]);
+                                                   zentaraDescriptionOfException(exception)]);
     }
     return emptyText;
 }
@@ -36,7 +36,7 @@ static ZentaraText anyText(id value, NSString *name, NSString **refusal) {
         return zentaraArgument(text, name, refusal);
     } @catch (id exception) {
         refuse(refusal, [NSString stringWithFormat:@"%@ raised %@", name,
-                                  zentaraDescriptionOfException(exception)]);
+                                                   zentaraDescriptionOfException(exception)]);
         return emptyText;
     }
 }
@@ -58,7 +58,7 @@ static ZentaraBuilder *convert(id properties, NSString **refusal) {
     @try {
         if (![properties isKindOfClass:[NSDictionary class]]) {
             reason = [NSString stringWithFormat:@"properties is an object of class %@",
-                               NSStringFromClass([properties class])];
+                                                NSStringFromClass([properties class])];
         } else {
             reason = zentaraAddDictionary(builder, properties);
         }
@@ -78,7 +78,7 @@ static NSDictionary *copyOf(id properties) {
             return [NSDictionary dictionaryWithDictionary:properties];
         }
     } @catch (id exception) {
-        zentaraWarnWith(@"ZentaraClient: properties that cannot be copied");
+        // The refusal tells of it.
     }
     return [NSDictionary dictionary];
 }

@@ -62,9 +62,8 @@ void zentaraRefuse(const SendHandler *handler, const ZentaraEventTexts *texts,
                    NSDictionary *properties, NSString *reason) {
     const bool isConfigured = zentaraIsConfigured();
     if (isConfigured) {
-        zentaraWarnWith(
-            [NSString stringWithFormat:@"ZentaraClient: event %@ not queued: %@",
-                                       zentaraString(texts->schemaId), reason]);
+        zentaraWarnWith([NSString stringWithFormat:@"ZentaraClient: event %@ not queued: %@",
+                                                   zentaraString(texts->schemaId), reason]);
     }
     if (handler->block == nil) return;
     ZentaraEventTexts withoutReferer = *texts;

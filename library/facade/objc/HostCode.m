@@ -8,7 +8,7 @@ void zentaraCallHost(const char *where, void (^code)(void)) {
             code();
         } @catch (id exception) {
             zentaraWarnWith([NSString stringWithFormat:@"ZentaraClient: exception in %s: %@", where,
-                                      zentaraDescriptionOfException(exception)]);
+                                                       zentaraDescriptionOfException(exception)]);
         }
     }
 }
@@ -17,7 +17,7 @@ NSString *zentaraDescriptionOfException(id exception) {
     @try {
         if ([exception isKindOfClass:[NSException class]]) {
             return [NSString stringWithFormat:@"%@: %@", [(NSException *)exception name],
-                             [(NSException *)exception reason]];
+                                              [(NSException *)exception reason]];
         }
         return NSStringFromClass([exception class]);
     } @catch (id another) {

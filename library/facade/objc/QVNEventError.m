@@ -31,6 +31,19 @@ static bool isOfTheLibrary(id error) {
     return false;
 }
 
+/// The same user info with the platform's own key for the message, which differs.
+static NSDictionary *userInfoOf(const ZentaraError *error) {
+    NSMutableDictionary *userInfo = [NSMutableDictionary
+        dictionaryWithDictionary:zentaraDictionary(zentaraErrorUserInfo(error))];
+    NSString *key = zentaraString(zentaraErrorMessageKey());
+    id message = [[[userInfo objectForKey:key] retain] autorelease];
+    if (message != nil) {
+        [userInfo removeObjectForKey:key];
+        [userInfo setObject:message forKey:NSLocalizedDescriptionKey];
+    }
+    return userInfo;
+}
+
 @implementation ZentaraClientError
 
 - (instancetype)initWithDomain:(NSString *)domain
@@ -56,7 +69,7 @@ static bool isOfTheLibrary(id error) {
 - (instancetype)initWithError:(const ZentaraError *)error {
     return [super initWithDomain:zentaraString(zentaraErrorDomain(error))
                             code:(NSInteger)zentaraErrorCode(error)
-                        userInfo:zentaraDictionary(zentaraErrorUserInfo(error))];
+                        userInfo:userInfoOf(error)];
 }
 
 - (instancetype)initWithKind:(ZentaraErrorKind)kind detail:(NSString *)detail {

@@ -91,9 +91,9 @@ NS_ASSUME_NONNULL_BEGIN
 /// Reports the stored anonymous token, before it returns: its type, its value and its public
 /// value; @"", @"" and nil without a token. false and an error before the settings.
 - (bool)getAnonymousUserAndReturnError:(NSError *_Nullable *_Nullable)error
-                          callbackUser:(void (^_Nullable)(NSString *type, NSString *value,
-                                                          NSString *_Nullable publicValue))
-                                           callbackUser;
+                          callbackUser:
+                              (void (^_Nullable)(NSString *type, NSString *value,
+                                                 NSString *_Nullable publicValue))callbackUser;
 
 /// Fetches the identity and reports the session token that came with it, on a worker thread: @""
 /// when the fetch failed; not at all when it succeeded without one. false and an error before the
@@ -111,16 +111,16 @@ NS_ASSUME_NONNULL_BEGIN
                  referer:(id)referer
               properties:(NSDictionary<NSString *, id> *)properties
               relationId:(nullable NSString *)relationId
-                 handler:(void (^_Nullable)(Event *event,
-                                            ZentaraClientError *_Nullable error))handler;
+                 handler:
+                     (void (^_Nullable)(Event *event, ZentaraClientError *_Nullable error))handler;
 
 /// Sends each event in order, as above, with `relationId` in place of its own, also when nil.
 /// `handler` is called once for each. In place of an object that is not an event it receives an
 /// event without values and an `EventNotQueuedError`.
 - (void)sendWithEvents:(NSArray<Event *> *)events
             relationId:(nullable NSString *)relationId
-               handler:(void (^_Nullable)(Event *event,
-                                          ZentaraClientError *_Nullable error))handler;
+               handler:
+                   (void (^_Nullable)(Event *event, ZentaraClientError *_Nullable error))handler;
 
 /// Delivers one batch now, for an application's background-fetch hook or to drain the queue.
 /// `completion` receives a `ZentaraBackgroundFetchResult` exactly once, on a worker thread or

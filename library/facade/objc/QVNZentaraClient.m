@@ -55,8 +55,8 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 
 + (void)initialize {
     if (self != [QVNZentaraClient class]) return;
-    objects = NSCreateMapTable(NSNonOwnedPointerMapKeyCallBacks, NSNonOwnedPointerMapValueCallBacks,
-                               1);
+    objects =
+        NSCreateMapTable(NSNonOwnedPointerMapKeyCallBacks, NSNonOwnedPointerMapValueCallBacks, 1);
 }
 
 - (instancetype)init {
@@ -180,8 +180,7 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 }
 
 - (bool)getAnonymousUserAndReturnError:(NSError **)error
-                          callbackUser:
-                              (void (^)(NSString *, NSString *, NSString *))callbackUser {
+                          callbackUser:(void (^)(NSString *, NSString *, NSString *))callbackUser {
     if (zentaraGetAnonymousUser(handleOf(_client), zentaraHeldBlock(callbackUser),
                                 zentaraCallAnonymousUser)) {
         return true;

@@ -26,14 +26,14 @@ typedef struct ZentaraValueView {
     double real;
     ZentaraText text;
     size_t arrayCount;
-    const ZentaraObject *object;
+    const ZentaraObject* object;
 } ZentaraValueView;
 
-ZENTARA_BRIDGE ZentaraValueView zentaraView(const ZentaraValue *value) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE const ZentaraValue *zentaraElement(const ZentaraValue *array,
+ZENTARA_BRIDGE ZentaraValueView zentaraView(const ZentaraValue* value) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE const ZentaraValue* zentaraElement(const ZentaraValue* array,
                                                   size_t index) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE size_t zentaraMemberCount(const ZentaraObject *object) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE ZentaraText zentaraMemberKey(const ZentaraObject *object,
+ZENTARA_BRIDGE size_t zentaraMemberCount(const ZentaraObject* object) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE ZentaraText zentaraMemberKey(const ZentaraObject* object,
                                             size_t index) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE const ZentaraValue *zentaraMemberValue(const ZentaraObject *object,
+ZENTARA_BRIDGE const ZentaraValue* zentaraMemberValue(const ZentaraObject* object,
                                                       size_t index) ZENTARA_NOEXCEPT;

@@ -1,6 +1,5 @@
 #import "facade/objc/Values.h"
 
-#include <errno.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
@@ -33,6 +32,12 @@ static bool refuse(Walk *walk, NSString *reason) {
     return false;
 }
 
+/// Adds where the refused value is in its container, unless that grows beyond reading.
+static bool refuseIn(Walk *walk, NSString *step) {
+    if ([walk->place length] < 100) walk->place = [step stringByAppendingString:walk->place];
+    return false;
+}
+
 static bool enter(Walk *walk, id container) {
     for (size_t level = 0; level < walk->depth; ++level) {
         if (walk->containers[level] == container) return refuse(walk, @"a container in itself");
@@ -47,33 +52,33 @@ static bool enter(Walk *walk, id container) {
 
 static bool addArray(Walk *walk, NSArray *array) {
     if (!enter(walk, array)) return false;
-    size_t count = 0;
-    for (id element in array) {
-        if (!addValue(walk, element)) {
-            walk->place = [NSString stringWithFormat:@"[%zu]%@", count, walk->place];
-            return false;
+    // Asked anew each time, because it may be the application's own class, or change.
+    size_t index = 0;
+    for (; index < [array count]; ++index) {
+        if (!addValue(walk, [array objectAtIndex:index])) {
+            return refuseIn(walk, [NSString stringWithFormat:@"[%zu]", index]);
         }
-        ++count;
     }
     --walk->depth;
-    zentaraEndArray(walk->builder, count);
+    zentaraEndArray(walk->builder, index);
     return true;
 }
 
 static bool addMembers(Walk *walk, NSDictionary *dictionary) {
     if (!enter(walk, dictionary)) return false;
     size_t count = 0;
-    for (id key in dictionary) {
+    // Not every dictionary has fast enumeration; those of the application's own classes have this.
+    NSEnumerator *keys = [dictionary keyEnumerator];
+    for (id key = [keys nextObject]; key != nil; key = [keys nextObject]) {
         if (![key isKindOfClass:[NSString class]]) {
             return refuse(walk, [NSString stringWithFormat:@"a key of class %@",
-                                          NSStringFromClass([key class])]);
+                                                           NSStringFromClass([key class])]);
         }
         @autoreleasepool {
             zentaraAddKey(walk->builder, zentaraText(key));
         }
         if (!addValue(walk, [dictionary objectForKey:key])) {
-            walk->place = [NSString stringWithFormat:@".%@%@", key, walk->place];
-            return false;
+            return refuseIn(walk, [@"." stringByAppendingString:key]);
         }
         ++count;
     }
@@ -82,20 +87,49 @@ static bool addMembers(Walk *walk, NSDictionary *dictionary) {
     return true;
 }
 
+/// Whether the text of a decimal number, in whatever notation, is that of an integer of 64 bits
+/// without its sign.
+static bool parseInteger(const char *text, uint64_t *value) {
+    int exponent = 0;
+    bool isFraction = false;
+    for (*value = 0; *text == '.' || (*text >= '0' && *text <= '9'); ++text) {
+        if (*text == '.') {
+            isFraction = true;
+            continue;
+        }
+        if (__builtin_mul_overflow(*value, 10u, value) ||
+            __builtin_add_overflow(*value, (uint64_t)(*text - '0'), value)) {
+            return false;
+        }
+        if (isFraction) --exponent;
+    }
+    if (*text == 'E' || *text == 'e') {
+        char *end = NULL;
+        exponent += (int)strtol(text + 1, &end, 10);
+        text = end;
+    }
+    for (; exponent < 0 && *value % 10 == 0 && *value != 0; ++exponent)
+        *value /= 10;
+    for (; exponent > 0 && *value != 0; --exponent) {
+        if (__builtin_mul_overflow(*value, 10u, value)) return false;
+    }
+    return *text == '\0' && (exponent == 0 || *value == 0);
+}
+
 /// A decimal number is wider than a double; its integers come whole, if they fit 64 bits.
 static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
     const char *text = [[number description] UTF8String];
-    char *end = NULL;
-    if (text == NULL || *text == '\0') return false;
-    errno = 0;
-    if (*text == '-') {
-        const long long value = strtoll(text, &end, 10);
-        if (errno != 0 || *end != '\0') return false;
-        zentaraAddSigned(walk->builder, value);
-    } else {
-        const unsigned long long value = strtoull(text, &end, 10);
-        if (errno != 0 || *end != '\0') return false;
+    if (text == NULL) return false;
+    const bool isNegative = *text == '-';
+    if (isNegative) ++text;
+    uint64_t value = 0;
+    if (*text < '0' || *text > '9' || !parseInteger(text, &value)) return false;
+    if (!isNegative) {
         zentaraAddUnsigned(walk->builder, value);
+    } else if (value <= (uint64_t)INT64_MAX) {
+        zentaraAddSigned(walk->builder, -(int64_t)value);
+    } else {
+        return false;
     }
     return true;
 }
@@ -142,14 +176,14 @@ static bool addValue(Walk *walk, id value) {
         zentaraAddNull(walk->builder);
         return true;
     }
-    return refuse(walk, value == nil ? @"no value for the key"
-                                     : [NSString stringWithFormat:@"an object of class %@",
-                                                 NSStringFromClass([value class])]);
+    return refuse(walk, value == nil
+                            ? @"no value for the key"
+                            : [NSString stringWithFormat:@"an object of class %@",
+                                                         NSStringFromClass([value class])]);
 }
 
 NSString *zentaraAddDictionary(ZentaraBuilder *builder, NSDictionary *dictionary) {
-    Walk walk = {.builder = builder,
-                 .booleanClass = [[NSNumber numberWithBool:true] class]};
+    Walk walk = {.builder = builder, .booleanClass = [[NSNumber numberWithBool:true] class]};
     if (addMembers(&walk, dictionary)) return nil;
     return [NSString stringWithFormat:@"properties%@ is %@", walk.place, walk.reason];
 }

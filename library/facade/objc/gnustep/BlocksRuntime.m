@@ -65,13 +65,12 @@ typedef struct SharedVariable {
 
 // The compiler makes every block an object of the class at one of these names. Other names for the
 // classes themselves, because the runtime fills in a class where it is.
-__asm__(
-    ".globl _NSConcreteStackBlock\n"
-    ".set _NSConcreteStackBlock, _OBJC_CLASS_ZentaraStackBlock\n"
-    ".globl _NSConcreteGlobalBlock\n"
-    ".set _NSConcreteGlobalBlock, _OBJC_CLASS_ZentaraGlobalBlock\n"
-    ".globl _NSConcreteMallocBlock\n"
-    ".set _NSConcreteMallocBlock, _OBJC_CLASS_ZentaraMallocBlock\n");
+__asm__(".globl _NSConcreteStackBlock\n"
+        ".set _NSConcreteStackBlock, _OBJC_CLASS_ZentaraStackBlock\n"
+        ".globl _NSConcreteGlobalBlock\n"
+        ".set _NSConcreteGlobalBlock, _OBJC_CLASS_ZentaraGlobalBlock\n"
+        ".globl _NSConcreteMallocBlock\n"
+        ".set _NSConcreteMallocBlock, _OBJC_CLASS_ZentaraMallocBlock\n");
 extern char _NSConcreteMallocBlock;
 
 static void *allocate(size_t size) {
