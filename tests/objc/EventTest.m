@@ -242,6 +242,7 @@ TEST(WhatJSONCannotHoldIsRefusedAndNothingElseIs) {
         CHECK([[line componentsSeparatedByString:@"\n"] count] == 2 && "one line");
         CHECK(calls == refused + 1);
     }
+    [cycle removeAllObjects];
     // An event that was made of them says what they were, and is refused when it is sent.
     NSDictionary *dates = @{@"when" : [NSDate dateWithTimeIntervalSince1970:0]};
     Event *event = eventWith(dates);

@@ -18,6 +18,9 @@
 /// The same for objects, with both in the report.
 #define CHECK_EQUAL(found, expected) checkEqual(found, expected, #found, __FILE__, __LINE__)
 
+/// Lets GNUstep make what it keeps for ever; what is made later is looked at for leaks.
+void initializeFoundation(void);
+
 void registerTest(const char *name, void (*test)(void));
 void checkThat(bool holds, const char *condition, const char *file, int line);
 void checkEqual(id found, id expected, const char *what, const char *file, int line);

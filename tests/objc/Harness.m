@@ -133,6 +133,7 @@ int main(int argc, char **argv) {
     setbuf(report, NULL);
     for (int index = 0; index < testCount; ++index) {
         if (strcmp(tests[index].name, argv[1]) != 0) continue;
+        initializeFoundation();
         @autoreleasepool {
             tests[index].run();
         }

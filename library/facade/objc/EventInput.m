@@ -51,7 +51,8 @@ static id kept(id value) {
     }
 }
 
-static ZentaraBuilder *convert(id properties, NSString **refusal) {
+/// `hasRaised` becomes true when the properties are not to be touched again.
+static ZentaraBuilder *convert(id properties, NSString **refusal, bool *hasRaised) {
     if (properties == nil) return NULL;
     ZentaraBuilder *builder = zentaraMakeBuilder();
     NSString *reason = nil;
@@ -63,6 +64,7 @@ static ZentaraBuilder *convert(id properties, NSString **refusal) {
             reason = zentaraAddDictionary(builder, properties);
         }
     } @catch (id exception) {
+        *hasRaised = true;
         reason = [NSString
             stringWithFormat:@"properties raised %@", zentaraDescriptionOfException(exception)];
     }
@@ -78,7 +80,7 @@ static NSDictionary *copyOf(id properties) {
             return [NSDictionary dictionaryWithDictionary:properties];
         }
     } @catch (id exception) {
-        // The refusal tells of it.
+        // What the refusal is about has said enough.
     }
     return [NSDictionary dictionary];
 }
@@ -94,11 +96,12 @@ EventInput zentaraConvertEvent(id schemaId, id schemaVersion, id contentType, id
     if (relationId != nil) {
         input.texts.relationId = zentaraArgument(relationId, @"relationId", &input.refusal);
     }
-    input.properties = convert(properties, &input.refusal);
+    bool hasRaised = false;
+    input.properties = convert(properties, &input.refusal, &hasRaised);
     if (input.refusal != nil) {
         zentaraDiscardBuilder(input.properties);
         input.properties = NULL;
-        input.givenProperties = copyOf(properties);
+        input.givenProperties = copyOf(hasRaised ? nil : properties);
     }
     return input;
 }

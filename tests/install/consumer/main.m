@@ -6,7 +6,8 @@ static NSString *classOfErrorFrom(Class clientClass, id address) {
     QVNZentaraClient *client = [[[clientClass alloc] init] autorelease];
     __block NSString *name = nil;
     void (^handler)(Event *, ZentaraClientError *) = ^(Event *event, ZentaraClientError *error) {
-        if (event.url == address) name = NSStringFromClass([error class]);
+        // What is made in a call goes with its autorelease pool.
+        if (event.url == address) name = [NSStringFromClass([error class]) retain];
     };
     [client sendWithSchemaId:@"page-view"
                schemaVersion:@"1"
@@ -18,7 +19,7 @@ static NSString *classOfErrorFrom(Class clientClass, id address) {
                   }
                   relationId:nil
                      handler:[[handler copy] autorelease]];
-    return name;
+    return [name autorelease];
 }
 
 int main(void) {
