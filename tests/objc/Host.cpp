@@ -30,6 +30,13 @@ char* copyOf(const std::string& text) {
     return ::strdup(text.c_str());
 }
 
+/// Adds to the options of a sanitizer in the processes to come.
+void addOption(const char* variable, const std::string& option) {
+    const char* options = std::getenv(variable);
+    ::setenv(variable, ((options == nullptr ? "" : options + std::string(":")) + option).c_str(),
+             1);
+}
+
 std::string outputOf(ChildProcess& process) {
     std::string output;
     for (const auto& line : process.readLines())
@@ -64,9 +71,9 @@ char* askCollector(const char* path) {
 char* runExample(int* exitCode) {
     ::setenv("XDG_DATA_HOME", (directory->path() / "data").c_str(), 1);
     ::setenv("XDG_CONFIG_HOME", (directory->path() / "config").c_str(), 1);
-    // The example says nothing to the leak checker about GNUstep, unlike the tests.
-    const char* options = std::getenv("ASAN_OPTIONS");
-    ::setenv("ASAN_OPTIONS", (std::string(options ? options : "") + ":detect_leaks=0").c_str(), 1);
+    // The example does not tell the sanitizers about GNUstep, unlike the tests.
+    addOption("ASAN_OPTIONS", "detect_leaks=0");
+    addOption("TSAN_OPTIONS", "detect_deadlocks=0");
     ChildProcess example({ZENTARA_OBJC_EXAMPLE, collectorURL, collectorURL});
     const auto output = outputOf(example);
     *exitCode = example.wait();

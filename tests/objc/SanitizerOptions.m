@@ -21,14 +21,9 @@ const char *__asan_default_options(void) {
     return "fast_unwind_on_malloc=0";
 }
 
-// The locks, and the counts of references, of libraries that it does not see into.
-const char *__tsan_default_options(void) {
-    return "detect_deadlocks=0";
-}
-
+// GNUstep takes two of its own locks in either order.
 const char *__tsan_default_suppressions(void) {
-    return "called_from_lib:libobjc.so.4\n"
-           "called_from_lib:libgnustep-base.so\n";
+    return "deadlock:libgnustep-base.so\n";
 }
 
 void initializeFoundation(void) {
