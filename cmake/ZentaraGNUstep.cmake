@@ -1,18 +1,20 @@
 # Gives ZentaraClient::GNUstep: everything that Objective-C sources with blocks need in order to be
-# compiled with clang for GCC's Objective-C runtime and GNUstep. Says in ZENTARA_GNUSTEP_PROBLEM
-# what is missing, if anything is.
-#
-# ZENTARA_GNUSTEP_HEADERS names the folder of the headers that belong to the Blocks runtime.
+# compiled with clang for GCC's Objective-C runtime and GNUstep.
 
-# How the compiler `clang` can be given, and where the headers and libraries are that it needs.
+# Looks for the headers and libraries that the compiler `clang` needs. ZENTARA_GNUSTEP_PROBLEM says
+# what is missing, if anything is.
 function(zentara_find_gnustep clang)
     set(problem "")
+    execute_process(COMMAND "${clang}" --version OUTPUT_VARIABLE version ERROR_QUIET)
+    if(NOT version MATCHES "clang")
+        set(problem "the Objective-C compiler ${clang} is not a clang, which has blocks")
+    endif()
     foreach(file IN ITEMS include/objc/objc.h libobjc.so)
         # The compiler knows where GCC keeps its own; a name that it does not find comes back bare.
         execute_process(COMMAND "${clang}" "-print-file-name=${file}" OUTPUT_VARIABLE path
             OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
         get_filename_component(path "${path}" ABSOLUTE)
-        if(NOT IS_ABSOLUTE "${path}" OR NOT EXISTS "${path}")
+        if(NOT problem AND NOT EXISTS "${path}")
             set(problem "${clang} does not find ${file} of GCC's Objective-C runtime")
         endif()
         get_filename_component(name "${file}" NAME)
@@ -22,7 +24,7 @@ function(zentara_find_gnustep clang)
         PATHS /usr/include/GNUstep PATH_SUFFIXES GNUstep)
     find_library(ZENTARA_GNUSTEP_LIBRARY gnustep-base PATHS /usr/lib)
     mark_as_advanced(ZENTARA_FOUNDATION_DIR ZENTARA_GNUSTEP_LIBRARY)
-    if(NOT ZENTARA_FOUNDATION_DIR OR NOT ZENTARA_GNUSTEP_LIBRARY)
+    if(NOT problem AND (NOT ZENTARA_FOUNDATION_DIR OR NOT ZENTARA_GNUSTEP_LIBRARY))
         set(problem "GNUstep Base is not installed (libgnustep-base-dev)")
     endif()
     get_filename_component(objc_headers "${found_objc.h}" DIRECTORY)
@@ -31,7 +33,8 @@ function(zentara_find_gnustep clang)
     set(ZENTARA_GNUSTEP_PROBLEM "${problem}" PARENT_SCOPE)
 endfunction()
 
-# Makes the target, once zentara_find_gnustep has found what it needs.
+# Makes the target, once zentara_find_gnustep has found what it needs. `compatibility_headers` is the
+# folder of the headers that belong to the Blocks runtime.
 function(zentara_add_gnustep compatibility_headers)
     # GCC's folder of headers holds more than those of Objective-C, and clang must not see the rest.
     set(only_objc "${CMAKE_BINARY_DIR}/CMakeFiles/zentara-objc")
