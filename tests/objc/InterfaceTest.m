@@ -172,6 +172,7 @@ TEST(ErrorsAreToldApartByTheirClasses) {
         CHECK([error code] == expected[index].code);
         CHECK_EQUAL([error localizedDescription], expected[index].message);
         CHECK_EQUAL([error userInfo], @{NSLocalizedDescriptionKey : expected[index].message});
+        CHECK_EQUAL([[error copy] autorelease], error);
         NSString *name = NSStringFromClass(expected[index].class);
         NSString *words = lastWordsOf(^{
             [[[error class] alloc] initWithDomain:@"d" code:1 userInfo:nil];

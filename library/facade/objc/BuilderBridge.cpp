@@ -1,12 +1,13 @@
 #include "facade/objc/BuilderBridge.h"
 
+#include <memory>
 #include <utility>
 
 #include "facade/objc/BuilderHandle.h"
 #include "model/JSONText.h"
 
 ZentaraBuilder* zentaraMakeBuilder() noexcept {
-    return new ZentaraBuilder;
+    return std::make_unique<ZentaraBuilder>().release();
 }
 
 void zentaraDiscardBuilder(ZentaraBuilder* builder) noexcept {

@@ -29,7 +29,8 @@ HeldBlock held(ZentaraBlock block) {
 
 ZentaraClientHandle* handle(const std::shared_ptr<ZentaraClient>& client) {
     if (!client) return nullptr;
-    return new ZentaraClientHandle{client->shared_from_this()};
+    return std::make_unique<ZentaraClientHandle>(ZentaraClientHandle{client->shared_from_this()})
+        .release();
 }
 
 ZentaraClient::SendHandler handler(void* context, ZentaraSendCall call) {
@@ -65,7 +66,7 @@ ZentaraClientHandle* zentaraMakePlainClient() noexcept {
 }
 
 ZentaraClientHandle* zentaraKeepClient(const ZentaraClientHandle* client) noexcept {
-    return new ZentaraClientHandle(*client);
+    return std::make_unique<ZentaraClientHandle>(*client).release();
 }
 
 void zentaraReleaseClient(ZentaraClientHandle* client) noexcept {

@@ -41,7 +41,7 @@ bool is(const ZentaraClientError* error) {
 }  // namespace
 
 ZentaraError* zentaraMakeError(ZentaraErrorKind kind, ZentaraText detail) noexcept {
-    return new ZentaraError{makeError(kind, string(detail))};
+    return std::make_unique<ZentaraError>(ZentaraError{makeError(kind, string(detail))}).release();
 }
 
 void zentaraReleaseError(ZentaraError* error) noexcept {

@@ -1,5 +1,8 @@
 #include "facade/objc/EventBridge.h"
 
+#include <memory>
+#include <utility>
+
 #include <zentara/ZentaraClient.h>
 #include "facade/objc/BridgeText.h"
 #include "facade/objc/BuilderHandle.h"
@@ -10,14 +13,15 @@ using namespace zentara;
 
 ZentaraEvent* zentaraMakeEvent(const ZentaraEventTexts* texts,
                                ZentaraBuilder* properties) noexcept {
-    return new ZentaraEvent{ZentaraClient::createEvent(
+    ZentaraEvent event{ZentaraClient::createEvent(
         string(texts->schemaId), string(texts->schemaVersion), string(texts->contentType),
         string(texts->url), string(texts->referer), ZentaraBuilder::finish(properties),
         optionalString(texts->relationId))};
+    return std::make_unique<ZentaraEvent>(std::move(event)).release();
 }
 
 ZentaraEvent* zentaraKeepEvent(const ZentaraEvent* event) noexcept {
-    return new ZentaraEvent(*event);
+    return std::make_unique<ZentaraEvent>(*event).release();
 }
 
 void zentaraReleaseEvent(ZentaraEvent* event) noexcept {

@@ -65,6 +65,12 @@ static NSDictionary *userInfoOf(const ZentaraError *error) {
     return [super initWithCoder:coder];
 }
 
+/// Immutable; GNUstep would make a copy with the initialiser above.
+- (id)copyWithZone:(NSZone *)zone {
+    (void)zone;
+    return [self retain];
+}
+
 /// Past the initialiser above, which the library's classes do not have.
 - (instancetype)initWithError:(const ZentaraError *)error {
     return [super initWithDomain:zentaraString(zentaraErrorDomain(error))
