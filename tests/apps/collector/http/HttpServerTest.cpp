@@ -481,6 +481,7 @@ TEST_F(HttpServerTest, AnExchangeTellsWhetherItsClientIsStillThere) {
 
 TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosedUntilOneEnds) {
     limits.connections = 2;
+    timeouts.idle = later;
     start();
     auto first = std::make_unique<RawClient>(port, hello);
     RawClient second(port, hello);
