@@ -168,8 +168,11 @@ TEST(ThreadsMayShareAndLetGoAtWill) {
     beginHost();
     @autoreleasepool {
         Latch *latch = [[[Latch alloc] init] autorelease];
-        waitingClient();
-        keepClientInCPlusPlus();
+        // The client's object is to go with this pool, or no later reference would be its last.
+        @autoreleasepool {
+            waitingClient();
+            keepClientInCPlusPlus();
+        }
         for (int thread = 0; thread < threads; ++thread) {
             [NSThread detachNewThreadSelector:@selector(contend:)
                                      toTarget:[Contender class]
