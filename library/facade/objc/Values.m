@@ -1,3 +1,5 @@
+#define _GNU_SOURCE  // memmem
+
 #import "facade/objc/Values.h"
 
 #include <math.h>
@@ -10,7 +12,8 @@ enum {
     // Of an object graph that looks small but holds the same arrays over and over.
     maximumValueCount = 1000000,
     maximumDepth = 512,
-    stackPerLevel = 16 * 1024,
+    // For what the application's objects do when they are looked at, and for the rest of the send.
+    stackToSpare = 64 * 1024,
 };
 
 /// One walk over the application's objects.
@@ -22,6 +25,7 @@ typedef struct Walk {
     const void *containers[maximumDepth];  // that the walk is in now, outermost first
     NSString *reason;                      // why it ended early
     NSString *place;                       // where, below the value at hand
+    bool isPlaceCut;                       // its outer part is left out
 } Walk;
 
 static bool addValue(Walk *walk, id value);
@@ -34,7 +38,11 @@ static bool refuse(Walk *walk, NSString *reason) {
 
 /// Adds where the refused value is in its container, unless that grows beyond reading.
 static bool refuseIn(Walk *walk, NSString *step) {
-    if ([walk->place length] < 100) walk->place = [step stringByAppendingString:walk->place];
+    if ([walk->place length] < 100) {
+        walk->place = [step stringByAppendingString:walk->place];
+    } else {
+        walk->isPlaceCut = true;
+    }
     return false;
 }
 
@@ -42,10 +50,10 @@ static bool enter(Walk *walk, id container) {
     for (size_t level = 0; level < walk->depth; ++level) {
         if (walk->containers[level] == container) return refuse(walk, @"a container in itself");
     }
-    if (walk->depth == maximumDepth || walk->depth == zentaraMaximumDepth() ||
-        zentaraStackLeft() < 4 * stackPerLevel) {
+    if (walk->depth == maximumDepth || walk->depth == zentaraMaximumDepth()) {
         return refuse(walk, @"nested too deeply");
     }
+    if (zentaraStackLeft() < stackToSpare) return refuse(walk, @"too much for the thread's stack");
     walk->containers[walk->depth++] = container;
     return true;
 }
@@ -64,8 +72,26 @@ static bool addArray(Walk *walk, NSArray *array) {
     return true;
 }
 
+/// Adds the key. Those that JSON may not tell apart, because of what is not Unicode in them, are
+/// collected in `replaced`, which is made when there is one; false when there is the same already.
+static bool addKey(Walk *walk, NSString *key, NSMutableSet **replaced) {
+    bool isReplaced = false;
+    @autoreleasepool {
+        const ZentaraText text = zentaraText(key);
+        isReplaced = memmem(text.bytes, text.length, "\xEF\xBF\xBD", 3) != NULL;
+        zentaraAddKey(walk->builder, text);
+    }
+    if (!isReplaced) return true;
+    NSString *found = zentaraString(zentaraText(key));
+    if (*replaced == nil) *replaced = [NSMutableSet set];
+    if ([*replaced containsObject:found]) return false;
+    [*replaced addObject:found];
+    return true;
+}
+
 static bool addMembers(Walk *walk, NSDictionary *dictionary) {
     if (!enter(walk, dictionary)) return false;
+    NSMutableSet *replaced = nil;
     size_t count = 0;
     // Not every dictionary has fast enumeration; those of the application's own classes have this.
     NSEnumerator *keys = [dictionary keyEnumerator];
@@ -74,8 +100,8 @@ static bool addMembers(Walk *walk, NSDictionary *dictionary) {
             return refuse(walk, [NSString stringWithFormat:@"a key of class %@",
                                                            NSStringFromClass([key class])]);
         }
-        @autoreleasepool {
-            zentaraAddKey(walk->builder, zentaraText(key));
+        if (!addKey(walk, key, &replaced)) {
+            return refuse(walk, @"a dictionary whose keys are equal without what is not Unicode");
         }
         if (!addValue(walk, [dictionary objectForKey:key])) {
             return refuseIn(walk, [@"." stringByAppendingString:key]);
@@ -126,8 +152,8 @@ static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
     if (*text < '0' || *text > '9' || !parseInteger(text, &value)) return false;
     if (!isNegative) {
         zentaraAddUnsigned(walk->builder, value);
-    } else if (value <= (uint64_t)INT64_MAX) {
-        zentaraAddSigned(walk->builder, -(int64_t)value);
+    } else if (value <= (uint64_t)INT64_MAX + 1) {
+        zentaraAddSigned(walk->builder, (int64_t)(0 - value));
     } else {
         return false;
     }
@@ -135,7 +161,9 @@ static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
 }
 
 static bool addNumber(Walk *walk, NSNumber *number) {
-    if ([number isKindOfClass:walk->booleanClass]) {
+    const char *type = [number objCType];
+    const bool isOneLetter = type != NULL && *type != '\0' && type[1] == '\0';
+    if ([number isKindOfClass:walk->booleanClass] || (isOneLetter && *type == 'B')) {
         zentaraAddBoolean(walk->builder, [number boolValue]);
         return true;
     }
@@ -143,15 +171,12 @@ static bool addNumber(Walk *walk, NSNumber *number) {
         addDecimalInteger(walk, (NSDecimalNumber *)number)) {
         return true;
     }
-    const char *type = [number objCType];
-    if (type == NULL || *type == '\0' || type[1] != '\0') {
-        return refuse(walk, @"a number of an unknown kind");
-    }
+    if (!isOneLetter) return refuse(walk, @"a number of an unknown kind");
     if (strchr("fd", *type) != NULL) {
         const double real = [number doubleValue];
         if (!isfinite(real)) return refuse(walk, @"a number that is not finite");
         zentaraAddDouble(walk->builder, real);
-    } else if (strchr("BCSILQ", *type) != NULL) {
+    } else if (strchr("CSILQ", *type) != NULL) {
         zentaraAddUnsigned(walk->builder, [number unsignedLongLongValue]);
     } else if (strchr("csilq", *type) != NULL) {
         zentaraAddSigned(walk->builder, [number longLongValue]);
@@ -185,7 +210,8 @@ static bool addValue(Walk *walk, id value) {
 NSString *zentaraAddDictionary(ZentaraBuilder *builder, NSDictionary *dictionary) {
     Walk walk = {.builder = builder, .booleanClass = [[NSNumber numberWithBool:true] class]};
     if (addMembers(&walk, dictionary)) return nil;
-    return [NSString stringWithFormat:@"properties%@ is %@", walk.place, walk.reason];
+    return [NSString stringWithFormat:@"properties%@%@ is %@", walk.isPlaceCut ? @"..." : @"",
+                                      walk.place, walk.reason];
 }
 
 static id foundationValue(const ZentaraValue *value) {
