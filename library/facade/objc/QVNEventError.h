@@ -16,7 +16,7 @@ typedef NS_ENUM(NSInteger, EventErrorCode) {
 /// message under `NSLocalizedDescriptionKey` as the only entry of the user info.
 ///
 /// The base class can be made with `initWithDomain:code:userInfo:` for errors of the application's
-/// own. For its subclasses this initialiser, and the one from an archive, are fatal errors.
+/// own. For its subclasses this initialiser is a fatal error; the one from an archive is for all.
 @interface ZentaraClientError : NSError
 @end
 

@@ -41,7 +41,7 @@ static NSDictionary *userInfoOf(const ZentaraError *error) {
         [userInfo removeObjectForKey:key];
         [userInfo setObject:message forKey:NSLocalizedDescriptionKey];
     }
-    return userInfo;
+    return [NSDictionary dictionaryWithDictionary:userInfo];
 }
 
 @implementation ZentaraClientError
@@ -58,11 +58,9 @@ static NSDictionary *userInfoOf(const ZentaraError *error) {
 }
 
 - (instancetype)initWithCoder:(NSCoder *)coder {
-    if (isOfTheLibrary(self)) {
-        const char cause[] = "init(coder:) has not been implemented";
-        zentaraFatalError((ZentaraText){cause, sizeof cause - 1});
-    }
-    return [super initWithCoder:coder];
+    (void)coder;
+    const char cause[] = "init(coder:) has not been implemented";
+    zentaraFatalError((ZentaraText){cause, sizeof cause - 1});
 }
 
 /// Immutable; GNUstep would make a copy with the initialiser above.
@@ -133,11 +131,8 @@ ZentaraClientError *zentaraErrorOfKind(ZentaraErrorKind kind, NSString *detail) 
 }
 
 NSError *zentaraNotConfiguredError(void) {
-    // The domain and the code are those that an error without either has when it becomes an object.
-    NSString *message = @"ZentaraClient is not configured: send useSettingsWithTenant:"
-                        @"zentaraEnvironment:advertisingId: to QVNZentaraClient first";
+    // As an error that has neither domain nor code nor message of its own becomes an object.
     return [NSError errorWithDomain:@"ZentaraClient.ZentaraClientNotConfiguredError"
                                code:1
-                           userInfo:[NSDictionary dictionaryWithObject:message
-                                                                forKey:NSLocalizedDescriptionKey]];
+                           userInfo:nil];
 }
