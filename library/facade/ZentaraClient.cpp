@@ -101,6 +101,10 @@ std::shared_ptr<ZentaraClient> ZentaraClientAccess::makePlain() {
     return std::shared_ptr<ZentaraClient>(new ZentaraClient(nullptr));
 }
 
+bool ZentaraClientAccess::isPlain(const ZentaraClient& client) noexcept {
+    return !client.implementation_;
+}
+
 void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder) {
     // As in setSharedClient, what goes must not go under the lock.
     const MutexLock lock(state().mutex);

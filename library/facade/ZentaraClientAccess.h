@@ -12,6 +12,7 @@ struct ZENTARA_EXPORT ZentaraClientAccess {
     /// A client without anything to work with. Events sent through it are answered with
     /// `ZentaraClientNotInitializedError`; its other operations do nothing or report nothing.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> makePlain();
+    [[nodiscard]] static bool isPlain(const ZentaraClient& client) noexcept;
 
     /// Keeps the shared client by `holder` from now on, which points to it but may own more;
     /// nothing happens when it points to another client.

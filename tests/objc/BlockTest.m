@@ -1,5 +1,7 @@
 // Blocks: what they keep, when they go, and what becomes of what they raise.
 
+#include <sched.h>
+
 #import "Harness.h"
 #import "Host.h"
 #import "Samples.h"
@@ -68,36 +70,85 @@ TEST(ABlockThatIsNeverCalledIsReleased) {
     CHECK([Tracked count] == 0);
 }
 
+TEST(TheReadyBlockLearnsThatThereAreNoSchemas) {
+    beginHost();
+    configure();
+    Latch *latch = [[[Latch alloc] init] autorelease];
+    [QVNZentaraClient getAndReturnError:NULL
+                          readyCallback:^(ZentaraClientError *error) {
+                              if ([error isMemberOfClass:[SchemasInitializationError class]])
+                                  [latch signal];
+                          }];
+    CHECK([latch waitForCount:1]);
+}
+
+/// Passes a block that ends with `raise` to one of the methods that take one.
+static void passBlock(size_t method, QVNZentaraClient *client, void (^raise)(void)) {
+    switch (method) {
+        case 0:
+            sendProperties(client, nil, ^(Event *event, ZentaraClientError *error) {
+                raise();
+            });
+            break;
+        case 1:
+            [client sendWithEvents:@[ eventWith(nil) ]
+                        relationId:nil
+                           handler:^(Event *event, ZentaraClientError *error) {
+                               raise();
+                           }];
+            break;
+        case 2:
+            [QVNZentaraClient getAndReturnError:NULL
+                                  readyCallback:^(ZentaraClientError *error) {
+                                      raise();
+                                  }];
+            break;
+        case 3:
+            [client getAnonymousUserAndReturnError:NULL
+                                      callbackUser:^(NSString *type, NSString *value,
+                                                     NSString *publicValue) {
+                                          raise();
+                                      }];
+            break;
+        case 4:
+            [client performFetchWith:^(NSUInteger result) {
+                raise();
+            }];
+            break;
+        default:
+            [client getHsidAndReturnError:NULL
+                             callbackHsid:^(NSString *hsid) {
+                                 raise();
+                             }];
+    }
+}
+
 TEST(AnExceptionEndsWhereTheBlockDoes) {
     beginHost();
     QVNZentaraClient *client = waitingClient();
-    __block int calls = 0;
-    NSString *lines = standardErrorOf(^{
-        @autoreleasepool {
-            Tracked *tracked = [[[Tracked alloc] init] autorelease];
-            sendProperties(client, @{}, ^(Event *event, ZentaraClientError *error) {
-                CHECK([tracked retainCount] > 0);
-                ++calls;
-                [NSException raise:@"Host" format:@"two\nlines"];
-            });
-        }
-        [client sendWithEvents:@[ eventWith(nil), eventWith(nil) ]
-                    relationId:nil
-                       handler:^(Event *event, ZentaraClientError *error) {
-                           ++calls;
-                           @throw [NSObject class];
-                       }];
-        [QVNZentaraClient getAndReturnError:NULL
-                              readyCallback:^(ZentaraClientError *error) {
-                                  ++calls;
-                                  @throw @"a string";
-                              }];
-    });
-    CHECK(calls == 4);
-    CHECK([[lines componentsSeparatedByString:@"\n"] count] == 5);
-    CHECK([lines
-        hasPrefix:@"ZentaraClient: exception in the handler of an event: Host: two lines\n"]);
-    CHECK([Tracked count] == 0);
+    NSString *places[] = {@"the handler of an event", @"the handler of an event",
+                          @"the ready block",         @"the block for the anonymous user",
+                          @"the block for the fetch", @"the block for the session token"};
+    for (size_t index = 0; index < 2 * sizeof places / sizeof places[0]; ++index) {
+        const bool isException = index % 2 == 0;
+        NSString *lines = standardErrorOf(^{
+            @autoreleasepool {
+                Tracked *tracked = [[[Tracked alloc] init] autorelease];
+                passBlock(index / 2, client, ^{
+                    [tracked self];
+                    if (isException) [NSException raise:@"Host" format:@"two\nlines"];
+                    @throw [NSObject class];
+                });
+            }
+            // A worker lets go of its block after the call.
+            while ([Tracked count] != 0)
+                sched_yield();
+        });
+        NSString *expected =
+            [NSString stringWithFormat:@"ZentaraClient: exception in %@: %@\n", places[index / 2],
+                                       isException ? @"Host: two lines" : @"NSObject"];
+        CHECK_EQUAL(lines, expected);
+    }
     CHECK([QVNZentaraClient sharedClient] == client);
 }
 

@@ -84,6 +84,13 @@ char* documentOf(const char* name) {
     return copyOf(contentsOf(directory->path() / "documents" / name));
 }
 
+char* settingsOfCPlusPlus() {
+    const auto settings = ClientSettings::current();
+    return copyOf(settings->tenant + ", " +
+                  std::to_string(static_cast<std::int64_t>(settings->environment)) + ", " +
+                  settings->advertisingId.value_or("none"));
+}
+
 const void* sharedClientOfCPlusPlus() {
     return ZentaraClient::sharedClient().get();
 }

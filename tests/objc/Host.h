@@ -25,6 +25,9 @@ char* runExample(int* exitCode);
 /// The content of a file of the documents directory; to be freed.
 char* documentOf(const char* name);
 
+/// The settings in force: tenant, environment, advertising id. To be freed.
+char* settingsOfCPlusPlus(void);
+
 /// The shared client, not retained.
 const void* sharedClientOfCPlusPlus(void);
 

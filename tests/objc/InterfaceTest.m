@@ -73,12 +73,13 @@ TEST(InvocationsReachMethodsWithBlocks) {
 TEST(UseBeforeTheSettingsIsAnError) {
     beginHost();
     QVNZentaraClient *plain = [[[QVNZentaraClient alloc] init] autorelease];
+    __block int calls = 0;
     void (^ready)(ZentaraClientError *) = ^(ZentaraClientError *error) {
-        CHECK(error == nil && "never called");
+        ++calls;
     };
     NSError *errors[5] = {nil};
     CHECK([QVNZentaraClient getAndReturnError:&errors[0] readyCallback:ready] == nil);
-    CHECK(![QVNZentaraClient setLoggedUserWithTokenType:UserTokenTypeGuest
+    CHECK(![QVNZentaraClient setLoggedUserWithTokenType:(UserTokenType)3
                                                   token:@"t"
                                                   error:&errors[1]]);
     CHECK(![QVNZentaraClient removeLoggedUserAndReturnError:&errors[2]]);
@@ -89,8 +90,9 @@ TEST(UseBeforeTheSettingsIsAnError) {
         CHECK(![errors[index] isKindOfClass:[ZentaraClientError class]]);
         CHECK_EQUAL([errors[index] domain], @"ZentaraClient.ZentaraClientNotConfiguredError");
         CHECK([errors[index] code] == 1);
-        CHECK([[errors[index] localizedDescription] length] > 0);
+        CHECK([[errors[index] userInfo] count] == 0);
     }
+    CHECK(calls == 0);
     CHECK([QVNZentaraClient getAndReturnError:NULL readyCallback:nil] == nil);
     CHECK(![plain getHsidAndReturnError:NULL callbackHsid:nil]);
     CHECK([QVNZentaraClient sharedClient] == nil);
@@ -102,17 +104,37 @@ TEST(SuccessLeavesTheErrorPointerAlone) {
     NSError *const untouched = [NSError errorWithDomain:@"untouched" code:7 userInfo:nil];
     NSError *error = untouched;
     CHECK([QVNZentaraClient getAndReturnError:&error readyCallback:nil] == client);
-    CHECK([QVNZentaraClient setLoggedUserWithTokenType:UserTokenTypeExternalId
-                                                 token:@"me"
-                                                 error:&error]);
-    sendProperties(client, nil, nil);
+    const char *users[] = {"\"user\":{\"token\":\"me\",\"type\":\"QVNID\"}",
+                           "\"user\":{\"token\":\"me\",\"type\":\"GST\"}",
+                           "\"user\":{\"token\":\"me\",\"type\":\"EXT_ID\"}",
+                           "\"user\":{\"token\":\"Anonymous\",\"type\":\"Anonymous\"}"};
+    for (int type = 0; type < 3; ++type) {
+        CHECK([QVNZentaraClient setLoggedUserWithTokenType:(UserTokenType)type
+                                                     token:@"me"
+                                                     error:&error]);
+        sendProperties(client, nil, nil);
+    }
     CHECK([QVNZentaraClient removeLoggedUserAndReturnError:&error]);
     sendProperties(client, nil, nil);
     CHECK(error == untouched);
     char *held = documentOf("unvalidated-events-storage");
-    CHECK(strstr(held, "\"user\":{\"token\":\"me\",\"type\":\"EXT_ID\"}") != NULL);
-    CHECK(strstr(held, "\"user\":{\"token\":\"Anonymous\",\"type\":\"Anonymous\"}") != NULL);
+    const char *next = held;
+    for (int index = 0; index < 4 && next != NULL; ++index)
+        CHECK((next = strstr(next, users[index])) != NULL);
     free(held);
+}
+
+TEST(SettingsAreThoseOfCPlusPlus) {
+    [QVNZentaraClient useSettingsWithTenant:@"tenänt"
+                         zentaraEnvironment:ZentaraEnvironmentProduction
+                              advertisingId:@"ad"];
+    char *settings = settingsOfCPlusPlus();
+    CHECK(strcmp(settings, "tenänt, 0, ad") == 0);
+    free(settings);
+    configure();
+    settings = settingsOfCPlusPlus();
+    CHECK(strcmp(settings, "tenant, 1, none") == 0);
+    free(settings);
 }
 
 TEST(WhatIsNoEnumeratorIsRefused) {
@@ -172,6 +194,7 @@ TEST(ErrorsAreToldApartByTheirClasses) {
         CHECK([error code] == expected[index].code);
         CHECK_EQUAL([error localizedDescription], expected[index].message);
         CHECK_EQUAL([error userInfo], @{NSLocalizedDescriptionKey : expected[index].message});
+        CHECK(![[error userInfo] isKindOfClass:[NSMutableDictionary class]]);
         CHECK_EQUAL([[error copy] autorelease], error);
         NSString *name = NSStringFromClass(expected[index].class);
         NSString *words = lastWordsOf(^{
@@ -190,4 +213,8 @@ TEST(ErrorsAreToldApartByTheirClasses) {
                                                                  userInfo:nil] autorelease];
     CHECK_EQUAL([own domain], @"own");
     CHECK([own code] == 9);
+    CHECK([lastWordsOf(^{
+              [[ZentaraClientError alloc] initWithCoder:nil];
+          }) rangeOfString:@"init(coder:)"]
+              .length > 0);
 }

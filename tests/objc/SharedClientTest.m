@@ -8,6 +8,7 @@
 @interface CountedClient : QVNZentaraClient {
     Tracked *_tracked;
 }
+- (instancetype)initInVain;
 @end
 
 @implementation CountedClient
@@ -18,7 +19,14 @@
     return self;
 }
 
+- (instancetype)initInVain {
+    [self release];
+    return nil;
+}
+
 - (void)dealloc {
+    // Looks for others while it goes.
+    [QVNZentaraClient sharedClient];
     [_tracked release];
     [super dealloc];
 }
@@ -52,6 +60,7 @@ TEST(AClientThatCPlusPlusKeepsIsTheSameObjectForAsLongAsThatLives) {
     keepClientInCPlusPlus();
     resetSharedClientInCPlusPlus();
     CHECK([QVNZentaraClient sharedClient] == nil);
+    CHECK([client init] == client);
     shareKeptClient();
     CHECK([QVNZentaraClient sharedClient] == client);
     [client release];
@@ -100,8 +109,9 @@ TEST(APlainClientSendsNothingAndSaysSo) {
         CHECK([error isMemberOfClass:[ZentaraClientNotInitializedError class]]);
     };
     sendProperties(plain, @{}, handler);
+    sendProperties(plain, @{@"refused" : [NSDate date]}, handler);
     [plain sendWithEvents:@[ eventWith(nil), eventWith(nil) ] relationId:nil handler:handler];
-    CHECK(calls == 3);
+    CHECK(calls == 4);
 
     QVNZentaraClient.sharedClient = plain;
     CHECK([QVNZentaraClient getAndReturnError:NULL readyCallback:nil] == plain);
@@ -128,6 +138,7 @@ TEST(APlainClientSendsNothingAndSaysSo) {
 
 TEST(OnlyClientsCanBeShared) {
     beginHost();
+    CHECK([[CountedClient alloc] initInVain] == nil);
     bool hasRaised = false;
     @try {
         QVNZentaraClient.sharedClient = (QVNZentaraClient *)(id) @"a string";

@@ -21,11 +21,12 @@ typedef struct ZentaraText {
     size_t length;
 } ZentaraText;
 
-/// A block of the host's for the library to keep, and how to let go of it. No block when null.
-typedef struct ZentaraBlock {
-    void* block;
-    void (*release)(void* block);
-} ZentaraBlock;
+/// A block or an object of the host's for the library to keep, and how to let go of it. None when
+/// null.
+typedef struct ZentaraHeld {
+    void* object;
+    void (*release)(void* object);
+} ZentaraHeld;
 
 /// Writes one line that names the cause to standard error and aborts the process.
 ZENTARA_BRIDGE __attribute__((noreturn)) void zentaraFatalError(ZentaraText cause) ZENTARA_NOEXCEPT;

@@ -19,12 +19,12 @@ struct ZentaraClientHandle {
 
 namespace {
 
-using HeldBlock = std::shared_ptr<void>;
+using Held = std::shared_ptr<void>;
 
-/// Lets go of the block when the last copy is gone.
-HeldBlock held(ZentaraBlock block) {
-    if (block.block == nullptr) return nullptr;
-    return {block.block, block.release};
+/// Lets go of the object when the last copy is gone.
+Held held(ZentaraHeld object) {
+    if (object.object == nullptr) return nullptr;
+    return {object.object, object.release};
 }
 
 ZentaraClientHandle* handle(const std::shared_ptr<ZentaraClient>& client) {
@@ -43,7 +43,7 @@ ZentaraClient::SendHandler handler(void* context, ZentaraSendCall call) {
 }
 
 /// The client by a pointer that owns `keeper`, too.
-std::shared_ptr<ZentaraClient> keptBy(ZentaraBlock keeper,
+std::shared_ptr<ZentaraClient> keptBy(ZentaraHeld keeper,
                                       const std::shared_ptr<ZentaraClient>& client) {
     return {held(keeper), client.get()};
 }
@@ -65,6 +65,10 @@ ZentaraClientHandle* zentaraMakePlainClient() noexcept {
     return handle(ZentaraClientAccess::makePlain());
 }
 
+bool zentaraIsPlainClient(const ZentaraClientHandle* client) noexcept {
+    return ZentaraClientAccess::isPlain(*client->client);
+}
+
 ZentaraClientHandle* zentaraKeepClient(const ZentaraClientHandle* client) noexcept {
     return std::make_unique<ZentaraClientHandle>(*client).release();
 }
@@ -81,7 +85,7 @@ ZentaraClientHandle* zentaraSharedClient() noexcept {
     return handle(ZentaraClient::sharedClient());
 }
 
-void zentaraSetSharedClient(const ZentaraClientHandle* client, ZentaraBlock keeper) noexcept {
+void zentaraSetSharedClient(const ZentaraClientHandle* client, ZentaraHeld keeper) noexcept {
     ZentaraClient::setSharedClient(client == nullptr ? nullptr : keptBy(keeper, client->client));
 }
 
@@ -91,7 +95,7 @@ bool zentaraIsSharedWithoutKeeper(const ZentaraClientHandle* client) noexcept {
            !client->client.owner_before(shared);
 }
 
-void zentaraKeepWhileShared(const ZentaraClientHandle* client, ZentaraBlock keeper) noexcept {
+void zentaraKeepWhileShared(const ZentaraClientHandle* client, ZentaraHeld keeper) noexcept {
     ZentaraClientAccess::holdSharedClient(keptBy(keeper, client->client));
 }
 
@@ -107,7 +111,7 @@ bool zentaraUseSettings(ZentaraText tenant, int64_t environment,
     return true;
 }
 
-ZentaraClientHandle* zentaraGetClient(ZentaraBlock block, ZentaraReadyCall call) noexcept {
+ZentaraClientHandle* zentaraGetClient(ZentaraHeld block, ZentaraReadyCall call) noexcept {
     ZentaraClient::ReadyCallback callback;
     if (auto ready = held(block)) {
         callback = [ready = std::move(ready), call](const ZentaraClientErrorRef& error) {
@@ -134,7 +138,7 @@ bool zentaraRemoveLoggedUser() noexcept {
     return ifConfigured([] { ZentaraClient::removeLoggedUser(); });
 }
 
-bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraBlock block,
+bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraHeld block,
                              ZentaraAnonymousUserCall call) noexcept {
     ZentaraClient::AnonymousUserCallback callback;
     if (auto user = held(block)) {
@@ -147,7 +151,7 @@ bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraBlock blo
     return ifConfigured([&] { client->client->getAnonymousUser(callback); });
 }
 
-bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraBlock block,
+bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraHeld block,
                     ZentaraHsidCall call) noexcept {
     ZentaraClient::HsidCallback callback;
     if (auto hsid = held(block)) {
@@ -172,7 +176,7 @@ void zentaraSendEvent(const ZentaraClientHandle* client, const ZentaraEvent* eve
                          handler(context, call));
 }
 
-void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraBlock block,
+void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block,
                          ZentaraFetchCall call) noexcept {
     ZentaraClient::FetchCallback callback;
     if (auto fetch = held(block)) {

@@ -19,6 +19,7 @@ typedef void (*ZentaraFetchCall)(void* block, uint64_t result);
 
 /// A client that works with nothing, to be released.
 ZENTARA_BRIDGE ZentaraClientHandle* zentaraMakePlainClient(void) ZENTARA_NOEXCEPT;
+ZENTARA_BRIDGE bool zentaraIsPlainClient(const ZentaraClientHandle* client) ZENTARA_NOEXCEPT;
 
 /// Another reference to the same client, to be released.
 ZENTARA_BRIDGE ZentaraClientHandle* zentaraKeepClient(const ZentaraClientHandle* client)
@@ -35,7 +36,7 @@ ZENTARA_BRIDGE ZentaraClientHandle* zentaraSharedClient(void) ZENTARA_NOEXCEPT;
 /// Shares `client`, which may be null. `keeper` is released when the client is no longer shared
 /// and all who got it from there have let go of it.
 ZENTARA_BRIDGE void zentaraSetSharedClient(const ZentaraClientHandle* client,
-                                           ZentaraBlock keeper) ZENTARA_NOEXCEPT;
+                                           ZentaraHeld keeper) ZENTARA_NOEXCEPT;
 
 /// Whether `client` is the shared one, without anything else being kept for as long.
 ZENTARA_BRIDGE bool zentaraIsSharedWithoutKeeper(const ZentaraClientHandle* client)
@@ -43,7 +44,7 @@ ZENTARA_BRIDGE bool zentaraIsSharedWithoutKeeper(const ZentaraClientHandle* clie
 
 /// Keeps `keeper` for as long as `client` is shared; not at all if it is not.
 ZENTARA_BRIDGE void zentaraKeepWhileShared(const ZentaraClientHandle* client,
-                                           ZentaraBlock keeper) ZENTARA_NOEXCEPT;
+                                           ZentaraHeld keeper) ZENTARA_NOEXCEPT;
 
 ZENTARA_BRIDGE bool zentaraIsConfigured(void) ZENTARA_NOEXCEPT;
 
@@ -52,13 +53,13 @@ ZENTARA_BRIDGE bool zentaraUseSettings(ZentaraText tenant, int64_t environment,
                                        ZentaraText advertisingId) ZENTARA_NOEXCEPT;
 
 /// Null, or false, before the settings are there; the blocks are not called then.
-ZENTARA_BRIDGE ZentaraClientHandle* zentaraGetClient(ZentaraBlock block,
+ZENTARA_BRIDGE ZentaraClientHandle* zentaraGetClient(ZentaraHeld block,
                                                      ZentaraReadyCall call) ZENTARA_NOEXCEPT;
 ZENTARA_BRIDGE bool zentaraSetLoggedUser(int64_t tokenType, ZentaraText token) ZENTARA_NOEXCEPT;
 ZENTARA_BRIDGE bool zentaraRemoveLoggedUser(void) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraBlock block,
+ZENTARA_BRIDGE bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraHeld block,
                                             ZentaraAnonymousUserCall call) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraBlock block,
+ZENTARA_BRIDGE bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraHeld block,
                                    ZentaraHsidCall call) ZENTARA_NOEXCEPT;
 
 /// Whether there is a type of tokens with this value.
@@ -74,5 +75,5 @@ ZENTARA_BRIDGE void zentaraSendEvent(const ZentaraClientHandle* client, const Ze
                                      ZentaraText relationId, void* context,
                                      ZentaraSendCall call) ZENTARA_NOEXCEPT;
 
-ZENTARA_BRIDGE void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraBlock block,
+ZENTARA_BRIDGE void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block,
                                         ZentaraFetchCall call) ZENTARA_NOEXCEPT;

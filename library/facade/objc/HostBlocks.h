@@ -6,10 +6,10 @@
 #import "facade/objc/EventInput.h"
 
 /// A copy of the block, nil included, for the library to keep and to let go of.
-ZentaraBlock zentaraHeldBlock(id block);
+ZentaraHeld zentaraHeldBlock(id block);
 
 /// The object, retained until the library lets go of it.
-ZentaraBlock zentaraHeldObject(id object);
+ZentaraHeld zentaraHeldObject(id object);
 
 /// The handler of one send. Made with a copy of the application's block, to be ended after the
 /// send.
@@ -24,9 +24,10 @@ void zentaraEndSend(SendHandler *handler);
 /// Whether the library needs to call at all, for the parameters `context` and `call` of a send.
 ZentaraSendCall zentaraSendCall(const SendHandler *handler);
 
-/// Tells the application's handler that the event will not be sent, and standard error why.
-void zentaraRefuse(const SendHandler *handler, const ZentaraEventTexts *texts,
-                   NSDictionary *properties, NSString *reason);
+/// Tells the application's handler that the event will not be sent, and standard error why; when
+/// `client` could not send any event, as for every other one.
+void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler,
+                   const ZentaraEventTexts *texts, NSDictionary *properties, NSString *reason);
 
 // The library's calls of the application's blocks.
 void zentaraCallReady(void *block, const ZentaraError *error);

@@ -19,12 +19,12 @@ static void releaseObject(void *object) {
     });
 }
 
-ZentaraBlock zentaraHeldBlock(id block) {
-    return (ZentaraBlock){zentaraCopyBlock(block), releaseBlock};
+ZentaraHeld zentaraHeldBlock(id block) {
+    return (ZentaraHeld){zentaraCopyBlock(block), releaseBlock};
 }
 
-ZentaraBlock zentaraHeldObject(id object) {
-    return (ZentaraBlock){[object retain], releaseObject};
+ZentaraHeld zentaraHeldObject(id object) {
+    return (ZentaraHeld){[object retain], releaseObject};
 }
 
 SendHandler zentaraBeginSend(id handler) {
@@ -58,10 +58,10 @@ ZentaraSendCall zentaraSendCall(const SendHandler *handler) {
     return handler->block == nil ? NULL : callSend;
 }
 
-void zentaraRefuse(const SendHandler *handler, const ZentaraEventTexts *texts,
-                   NSDictionary *properties, NSString *reason) {
-    const bool isConfigured = zentaraIsConfigured();
-    if (isConfigured) {
+void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler,
+                   const ZentaraEventTexts *texts, NSDictionary *properties, NSString *reason) {
+    const bool couldSend = zentaraIsConfigured() && !zentaraIsPlainClient(client);
+    if (couldSend) {
         zentaraWarnWith([NSString stringWithFormat:@"ZentaraClient: event %@ not queued: %@",
                                                    zentaraString(texts->schemaId), reason]);
     }
@@ -74,7 +74,7 @@ void zentaraRefuse(const SendHandler *handler, const ZentaraEventTexts *texts,
                         referer:@""
                         refusal:reason
                      properties:properties],
-         zentaraErrorOfKind(isConfigured ? zentaraEventNotQueuedError : zentaraNotInitializedError,
+         zentaraErrorOfKind(couldSend ? zentaraEventNotQueuedError : zentaraNotInitializedError,
                             nil));
 }
 

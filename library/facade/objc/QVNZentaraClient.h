@@ -53,7 +53,8 @@ NS_ASSUME_NONNULL_BEGIN
 /// this process shares. It is retained. Setting it to nil makes the next get build another one.
 @property(class, nonatomic, strong, nullable) QVNZentaraClient *sharedClient;
 
-/// The client of this process, built by the first call; nil and an error before the settings.
+/// The client of this process, built by the first call; nil and an error before the settings, of
+/// the domain @"ZentaraClient.ZentaraClientNotConfiguredError", without a message.
 ///
 /// `readyCallback` belongs to the call that builds: it receives nil each time the schemas are
 /// there and an error each time they could not be had, on a worker thread or before this returns.

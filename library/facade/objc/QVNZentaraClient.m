@@ -60,6 +60,8 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 }
 
 - (instancetype)init {
+    // An object stands for the same client all its life.
+    if (_client != NULL) return self;
     self = [super init];
     if (self == nil) return nil;
     _client = zentaraMakePlainClient();
@@ -70,8 +72,13 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 }
 
 - (oneway void)release {
+    if (_client == NULL) {
+        // Not initialised, so that nobody finds it.
+        [super release];
+        return;
+    }
     pthread_mutex_lock(&objectsMutex);
-    if ([self retainCount] > 1 || _client == NULL) {
+    if ([self retainCount] > 1) {
         [super release];
         pthread_mutex_unlock(&objectsMutex);
         return;
@@ -94,7 +101,7 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 
 + (void)setSharedClient:(QVNZentaraClient *)client {
     if (client == nil) {
-        zentaraSetSharedClient(NULL, (ZentaraBlock){NULL, NULL});
+        zentaraSetSharedClient(NULL, (ZentaraHeld){NULL, NULL});
         return;
     }
     if (![client isKindOfClass:[QVNZentaraClient class]]) {
@@ -136,20 +143,27 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
     }
 }
 
-+ (bool)setLoggedUserWithTokenType:(UserTokenType)tokenType
-                             token:(NSString *)token
-                             error:(NSError **)error {
+/// nil when the user is set, otherwise why not.
+static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
+    if (!zentaraIsConfigured()) return zentaraNotConfiguredError();
     NSString *refusal = nil;
     const ZentaraText text = zentaraArgument(token, @"token", &refusal);
     if (refusal == nil && !zentaraIsTokenType(tokenType)) {
         refusal = [NSString stringWithFormat:@"there is no token type %lld", (long long)tokenType];
     }
-    if (refusal != nil) {
-        fail(error, zentaraErrorOfKind(zentaraOtherError, refusal));
-        return false;
+    if (refusal != nil) return zentaraErrorOfKind(zentaraOtherError, refusal);
+    return zentaraSetLoggedUser(tokenType, text) ? nil : zentaraNotConfiguredError();
+}
+
++ (bool)setLoggedUserWithTokenType:(UserTokenType)tokenType
+                             token:(NSString *)token
+                             error:(NSError **)error {
+    NSError *reason = nil;
+    @autoreleasepool {
+        reason = [setLoggedUser(tokenType, token) retain];
     }
-    if (zentaraSetLoggedUser(tokenType, text)) return true;
-    fail(error, zentaraNotConfiguredError());
+    if (reason == nil) return true;
+    fail(error, [reason autorelease]);
     return false;
 }
 
@@ -211,7 +225,8 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
                                                      referer, properties, relationId);
         handler.url = input.url;
         if (input.refusal != nil) {
-            zentaraRefuse(&handler, &input.texts, input.givenProperties, input.refusal);
+            zentaraRefuse(handleOf(_client), &handler, &input.texts, input.givenProperties,
+                          input.refusal);
         } else {
             zentaraSend(handleOf(_client), &input.texts, input.properties, &handler,
                         zentaraSendCall(&handler));
@@ -248,7 +263,7 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
     Event *event = eventIn(element);
     if (event == nil) {
         handler->url = @"";
-        zentaraRefuse(handler, &texts, nil, @"an object that is not an event");
+        zentaraRefuse(client, handler, &texts, nil, @"an object that is not an event");
         return;
     }
     handler->url = event.url;
@@ -259,7 +274,7 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
     }
     texts = zentaraEventTexts([event handle]);
     texts.relationId = relationId;
-    zentaraRefuse(handler, &texts, event.properties, refusal);
+    zentaraRefuse(client, handler, &texts, event.properties, refusal);
 }
 
 - (void)sendWithEvents:(NSArray<Event *> *)events
