@@ -29,10 +29,9 @@ NS_ASSUME_NONNULL_BEGIN
 ///                      }];
 ///
 /// Every operation may be called from any thread, and from inside the library's blocks. Nothing
-/// waits for the network. Blocks are copied before an
-/// operation begins and released after their last call; each call has an autorelease pool of its
-/// own. A block may be nil. An exception that leaves a block ends there, with a line on standard
-/// error.
+/// waits for the network. Blocks are copied before an operation begins and released after their
+/// last call; each call has an autorelease pool of its own. A block may be nil. An exception that
+/// leaves a block ends there, with a line on standard error.
 ///
 /// Objects of the application are converted during the call that takes them and can be changed
 /// afterwards. Strings may hold anything; what is not Unicode becomes U+FFFD. nil in place of a
@@ -50,7 +49,8 @@ NS_ASSUME_NONNULL_BEGIN
 }
 
 /// The client that `getAndReturnError:readyCallback:` returns, or nil; the same that C++ code of
-/// this process shares. It is retained. Setting it to nil makes the next get build another one.
+/// this process shares. It is retained, and returned autoreleased. Setting it to nil makes the next
+/// get build another one.
 @property(class, nonatomic, strong, nullable) QVNZentaraClient *sharedClient;
 
 /// The client of this process, built by the first call; nil and an error before the settings, of
@@ -80,7 +80,7 @@ NS_ASSUME_NONNULL_BEGIN
 
 /// An event with exactly these values, to be sent later with others. `url` and `referer` may be
 /// any objects: a string counts as it is, an `NSURL` as its absolute string, anything else as its
-/// description.
+/// description. The event holds a string as a copy, nil as @"".
 + (Event *)createEventWithSchemaId:(NSString *)schemaId
                      schemaVersion:(NSString *)schemaVersion
                        contentType:(NSString *)contentType
@@ -129,8 +129,8 @@ NS_ASSUME_NONNULL_BEGIN
 - (void)performFetchWith:(void (^_Nullable)(NSUInteger result))completion;
 
 /// A client of its own that works with nothing: events sent through it come back with a
-/// `ZentaraClientNotInitializedError`. The client to use comes from
-/// `getAndReturnError:readyCallback:`.
+/// `ZentaraClientNotInitializedError`; the other methods work with the shared client, whichever
+/// object they are sent to. The client to use comes from `getAndReturnError:readyCallback:`.
 - (instancetype)init;
 
 @end
