@@ -136,6 +136,8 @@ TEST(AnExceptionEndsWhereTheBlockDoes) {
                 Tracked *tracked = [[[Tracked alloc] init] autorelease];
                 passBlock(index / 2, client, ^{
                     [tracked self];
+                    // Goes with the pool of this call.
+                    [[[Tracked alloc] init] autorelease];
                     if (isException) [NSException raise:@"Host" format:@"two\nlines"];
                     @throw [NSObject class];
                 });
