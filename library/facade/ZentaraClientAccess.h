@@ -10,8 +10,8 @@ namespace zentara {
 /// a library of its own, but not for applications. Any thread.
 struct ZENTARA_EXPORT ZentaraClientAccess {
     /// A client without anything to work with. Events sent through it are answered with
-    /// `ZentaraClientNotInitializedError`; operations that work with the shared client
-    /// do so all the same, the others do nothing.
+    /// `ZentaraClientNotInitializedError`; operations that work with the shared client do so all
+    /// the same, the others do nothing.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> makePlain();
     [[nodiscard]] static bool isPlain(const ZentaraClient& client) noexcept;
 
