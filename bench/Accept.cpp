@@ -1,0 +1,90 @@
+// What a caller pays for one accepted event, beside the least that could keep it: the event's bytes
+// written to an open file, and one rename.
+
+#include <memory>
+
+#include "Allocations.h"
+#include "BareFile.h"
+#include "Comparison.h"
+#include "SampleQueue.h"
+#include "support/TestHost.h"
+
+namespace zentara::bench {
+namespace {
+
+void makeFolder(const test::TestHost& host) {
+    std::filesystem::create_directories(host.documents());
+}
+
+constexpr int rounds = 90;
+
+void accept(benchmark::State& state) {
+    const auto length = state.range(0);
+    for ([[maybe_unused]] auto _ : state) {
+        const test::TestHost host;
+        makeFolder(host);
+        BareFile bare(host);
+        Times ours;
+        Times limit;
+        std::int64_t allocated = 0;
+        for (int repetition = 0; repetition < 5; ++repetition) {
+            const auto queue = queueOf(length, "queue", host.file("queue").string());
+            for (int round = 0; round < rounds; ++round) {
+                const auto event = sampleEvent(length + 2 + round);
+                const std::string text(*sampleEvent(length + 2 + round).jsonText());
+                const auto before = allocations();
+                ours.measure([&] { queue->add(event, nullptr); });
+                allocated = allocations() - before;
+                limit.measure([&] { bare.append(text); });
+            }
+        }
+        report(state, ours, limit, 2);
+        state.counters["allocations"] = static_cast<double>(allocated);
+    }
+}
+
+void acceptAtLength(benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+        const test::TestHost host;
+        makeFolder(host);
+        Times atLength;
+        Times atZero;
+        for (int repetition = 0; repetition < 5; ++repetition) {
+            const auto full = queueOf(7900, "full", host.file("full").string());
+            const auto empty = queueOf(0, "empty", host.file("empty").string());
+            for (int round = 0; round < rounds; ++round) {
+                const auto one = sampleEvent(8000 + round);
+                const auto other = sampleEvent(8000 + round);
+                atLength.measure([&] { full->add(one, nullptr); });
+                atZero.measure([&] { empty->add(other, nullptr); });
+            }
+        }
+        report(state, atLength, atZero, 1.3);
+    }
+}
+
+void acceptAtCapacity(benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+        const test::TestHost host;
+        makeFolder(host);
+        const auto queue = queueOf(7998, "queue", host.file("queue").string());
+        const std::string bytes = queueText(8000);
+        BareFile bare(host);
+        bare.overwrite(bytes);
+        Times ours;
+        Times limit;
+        for (int round = 0; round < 150; ++round) {
+            const auto event = sampleEvent(8000 + round);
+            ours.measure([&] { queue->add(event, nullptr); });
+            limit.measure([&] { bare.overwrite(bytes); });
+        }
+        report(state, ours, limit, 1.5);
+    }
+}
+
+BENCHMARK(accept)->Arg(0)->Arg(1000)->Arg(4000)->Arg(7900)->Iterations(1);
+BENCHMARK(acceptAtLength)->Name("accept, 7900 against 0")->Iterations(1);
+BENCHMARK(acceptAtCapacity)->Name("accept at capacity, 8000")->Iterations(1);
+
+}  // namespace
+}  // namespace zentara::bench

@@ -1,0 +1,56 @@
+// A batch of ten from the queue to the bytes that are handed to the HTTP session, beside copying
+// those bytes.
+
+#include <cstring>
+
+#include "Allocations.h"
+#include "Comparison.h"
+#include "SampleQueue.h"
+#include "model/ZentaraEnvelope.h"
+#include "network/URLRequestBuilder.h"
+#include "support/TestHost.h"
+
+namespace zentara::bench {
+namespace {
+
+void dispatch(benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+        const test::TestHost host;
+        std::filesystem::create_directories(host.documents());
+        const auto queue = queueOf(4000, "queue", host.file("queue").string());
+        Times ours;
+        Times limit;
+        std::int64_t allocated = 0;
+        for (int round = 0; round < 300; ++round) {
+            std::string body;
+            const auto before = allocations();
+            ours.measure([&] {
+                ZentaraEnvelope envelope;
+                // As the bus selects: the events of the oldest one's user.
+                envelope.actions = queue->take(10, [](const auto& oldest, const auto& event) {
+                    return oldest.user() == event.user();
+                });
+                envelope.zentaraActionCounter = 10;
+                URLRequestBuilder builder(URL::parse("http://localhost/event").value());
+                builder.method = "POST";
+                builder.body = envelope.requestBody().value();
+                auto request = builder.build();
+                benchmark::DoNotOptimize(request);
+                body = *std::move(builder.body);
+            });
+            allocated = allocations() - before;
+            std::string copy(body.size(), ' ');
+            limit.measure([&] {
+                std::memcpy(copy.data(), body.data(), body.size());
+                benchmark::ClobberMemory();
+            });
+        }
+        report(state, ours, limit, 0);
+        state.counters["allocations"] = static_cast<double>(allocated);
+    }
+}
+
+BENCHMARK(dispatch)->Name("dispatch of a batch of 10")->Iterations(1);
+
+}  // namespace
+}  // namespace zentara::bench

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/JSONValue.h"
+
+namespace zentara::bench {
+
+/// A schema as applications have them, with an event's properties that fit it and some that do not.
+struct Sample {
+    std::string name;
+    JSONObject schema;
+    JSONObject plainSchema;  ///< the same without its patterns and formats
+    JSONValue valid;
+    JSONValue invalid;
+    std::string validText;  ///< compact
+};
+
+/// Six samples, of 5 to 25 properties.
+[[nodiscard]] const std::vector<Sample>& samples();
+
+/// The one of 20 properties.
+[[nodiscard]] const Sample& twentyProperties();
+
+}  // namespace zentara::bench

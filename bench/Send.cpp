@@ -1,0 +1,160 @@
+// A whole `send` of a ready client, beside what its parts cost at least: keeping the event's bytes,
+// and validating it. Then several threads at once.
+
+#include <zentara/ZentaraClient.h>
+
+#include <latch>
+#include <thread>
+
+#include "Allocations.h"
+#include "BareFile.h"
+#include "Comparison.h"
+#include "SampleQueue.h"
+#include "dispatch/EventBus.h"
+#include "facade/ZentaraClientBuilder.h"
+#include "schemas/Validators.h"
+#include "support/ManualTicker.h"
+#include "support/TestHost.h"
+
+namespace zentara::bench {
+namespace {
+
+/// One schema under every name.
+class OneSchema final : public SchemaProviderProtocol {
+  public:
+    [[nodiscard]] SchemaDocument schema(std::string_view, std::string_view) const override {
+        return document_;
+    }
+
+  private:
+    const SchemaDocument document_ = std::make_shared<const JSONObject>(twentyProperties().schema);
+};
+
+/// An identity that never comes, so that nothing leaves the queue.
+class NoIdentity final : public IDManager {
+  public:
+    [[nodiscard]] bool isReady() const override { return false; }
+    [[nodiscard]] StringMap getHeaders(const std::optional<ExtraCookie>&) const override {
+        return {};
+    }
+    void setLoggedUser(UserTokenType, std::string) override {}
+    void removeLoggedUser() override {}
+    [[nodiscard]] std::optional<LoggedUser> getLoggedUser() const override { return std::nullopt; }
+    void loadAnonymousToken(const TokenCompletion&) const override {}
+    void setAdvertisingId(std::string) override {}
+    void removeAdvertisingId() override {}
+    void start(HsidCompletion) override {}
+};
+
+/// A ready client with so many events in its queue.
+class ReadyClient {
+  public:
+    ReadyClient(const test::TestHost& host, std::int64_t queued, std::int64_t maxEvents = 8000) {
+        std::filesystem::create_directories(host.documents());
+        const auto identity = std::make_shared<NoIdentity>();
+        client_ = ZentaraClientBuilder::assemble(
+            {.schemasProvider = std::make_shared<OneSchema>(),
+             .eventBus = EventBus::create(
+                 queueOf(queued, "queue", host.file("queue").string(), maxEvents), identity,
+                 "instance", std::make_unique<test::ManualTicker>(ticker_)),
+             .clock = [] { return ZentaraClock().now(); },
+             .idManager = identity,
+             .unvalidatedEventsRepository =
+                 std::make_shared<EventsRepository>(maxEvents, quietStorage("unvalidated"))});
+        ZentaraClient::setIsReady(true);
+    }
+    ~ReadyClient() { ZentaraClient::setIsReady(false); }
+    ReadyClient(const ReadyClient&) = delete;
+    ReadyClient& operator=(const ReadyClient&) = delete;
+
+    /// Whether the event was queued.
+    bool send(JSONObject properties) {
+        bool isQueued = false;
+        client_->send("product-view", "2", "application/json", "https://www.alder.example/en/p/1",
+                      "https://www.alder.example/", std::move(properties), std::nullopt,
+                      [&isQueued](const EventRef&, const ZentaraClientErrorRef& error) {
+                          isQueued = error == nullptr;
+                      });
+        return isQueued;
+    }
+
+  private:
+    test::TickerView ticker_;
+    std::shared_ptr<ZentaraClient> client_;
+};
+
+void send(benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+        const test::TestHost host;
+        const auto& sample = twentyProperties();
+        const auto& properties = sample.valid.get_object();
+        const std::string text(*sampleEvent(1).jsonText());
+        Times ours;
+        Times keeping;
+        Times validating;
+        std::int64_t allocated = 0;
+        for (int repetition = 0; repetition < 5; ++repetition) {
+            ReadyClient client(host, 7900);
+            BareFile bare(host);
+            for (int round = 0; round < 90; ++round) {
+                auto given = properties;
+                const auto before = allocations();
+                ours.measure([&] {
+                    if (!client.send(std::move(given))) state.SkipWithError("not queued");
+                });
+                allocated = allocations() - before;
+                keeping.measure([&] { bare.append(text); });
+                validating.measure([&] {
+                    if (!validate(sample.valid, sample.schema).valid())
+                        state.SkipWithError("not valid");
+                });
+            }
+        }
+        report(state, ours.median(), keeping.median() + validating.median(), 1.5);
+        state.counters["allocations"] = static_cast<double>(allocated);
+    }
+}
+
+/// Nanoseconds per event when so many threads send together.
+double together(const test::TestHost& host, int threads) {
+    constexpr int eventsPerThread = 1000;
+    ReadyClient client(host, 0);
+    std::latch start(threads + 1);
+    std::vector<std::thread> senders;
+    for (int thread = 0; thread < threads; ++thread) {
+        senders.emplace_back([&] {
+            start.arrive_and_wait();
+            for (int i = 0; i < eventsPerThread; ++i)
+                client.send(twentyProperties().valid.get_object());
+        });
+    }
+    Times total;
+    total.measure([&] {
+        start.arrive_and_wait();
+        for (auto& sender : senders)
+            sender.join();
+    });
+    return total.median() / (threads * eventsPerThread);
+}
+
+void threads(benchmark::State& state) {
+    const auto count = static_cast<int>(state.range(0));
+    for ([[maybe_unused]] auto _ : state) {
+        const test::TestHost host;
+        std::vector<double> many;
+        std::vector<double> one;
+        for (int round = 0; round < 7; ++round) {
+            many.push_back(together(host, count));
+            one.push_back(together(host, 1));
+        }
+        std::sort(many.begin(), many.end());
+        std::sort(one.begin(), one.end());
+        report(state, many[3], one[3], 0);
+    }
+}
+
+BENCHMARK(send)->Name("send, 20 properties, 7900 queued")->Iterations(1);
+BENCHMARK(threads)->Name("send, threads against one")->Arg(2)->Arg(4)->Iterations(1);
+
+}  // namespace
+}  // namespace zentara::bench

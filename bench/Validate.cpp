@@ -1,0 +1,73 @@
+// Validating an event's properties, nothing kept between calls, beside parsing their text.
+
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "Allocations.h"
+#include "Comparison.h"
+#include "Samples.h"
+#include "schemas/Validators.h"
+
+namespace zentara::bench {
+namespace {
+
+constexpr int rounds = 2000;
+constexpr int runsPerRound = 5;
+
+void compare(benchmark::State& state, const std::vector<const Sample*>& chosen,
+             JSONObject Sample::*schema, JSONValue Sample::*value, double bar) {
+    const bool isValid = value == &Sample::valid;
+    std::int64_t allocated = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        double ours = 0;
+        double limit = 0;
+        for (const auto* sample : chosen) {
+            const std::string text = boost::json::serialize(sample->*value);
+            Times validating;
+            Times parsing;
+            for (int round = 0; round < rounds; ++round) {
+                const auto before = allocations();
+                validating.measure(
+                    [&] {
+                        if (validate(sample->*value, sample->*schema).valid() != isValid)
+                            state.SkipWithError("not the expected outcome");
+                    },
+                    runsPerRound);
+                allocated = std::max(allocated, allocations() - before);
+                parsing.measure([&] { benchmark::DoNotOptimize(boost::json::parse(text)); },
+                                runsPerRound);
+            }
+            ours += validating.median();
+            limit += parsing.median();
+        }
+        const auto count = static_cast<double>(chosen.size());
+        report(state, ours / count, limit / count, bar);
+        state.counters["allocations"] =
+            static_cast<double>(allocated) / static_cast<double>(runsPerRound);
+    }
+}
+
+void add(const std::string& name, const std::vector<const Sample*>& chosen,
+         JSONObject Sample::*schema, JSONValue Sample::*value, double bar) {
+    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+        compare(state, chosen, schema, value, bar);
+    })->Iterations(1);
+}
+
+const bool registered = [] {
+    std::vector<const Sample*> all;
+    for (const auto& sample : samples())
+        all.push_back(&sample);
+    add("validate, 6 schemas, without patterns", all, &Sample::plainSchema, &Sample::valid, 1);
+    add("validate, 6 schemas, with patterns", all, &Sample::schema, &Sample::valid, 2);
+    for (const auto* sample : all) {
+        const auto properties =
+            std::to_string(sample->schema.at("properties").as_object().size()) + " properties";
+        add("validate, " + properties, {sample}, &Sample::schema, &Sample::valid, 2);
+    }
+    add("validate, 6 schemas, invalid events", all, &Sample::schema, &Sample::invalid, 0);
+    return true;
+}();
+
+}  // namespace
+}  // namespace zentara::bench
