@@ -1,0 +1,191 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <random>
+
+#include "dispatch/EventsRepository.h"
+#include "dispatch/InternalEventStorageImpl.h"
+#include "support/Files.h"
+#include "support/SampleEvents.h"
+#include "support/TestHost.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+
+constexpr std::int64_t maxEvents = 40;
+
+/// A queue and the plain list that it should be, taken through the same random history. After each
+/// step the file must be, byte for byte, the list that was saved last.
+class QueueHistory {
+  public:
+    explicit QueueHistory(std::uint64_t seed) : random_(seed) { open(); }
+
+    void run(int steps) {
+        for (int step = 0; step < steps; ++step) {
+            takeStep();
+            const auto wanted = saved_ ? fileOf(*saved_) : std::string();
+            ASSERT_EQ(contentsOf(host_->file("queue")), wanted)
+                << "step " << step << ": " << lastStep_;
+        }
+        EXPECT_EQ(numbersOf(queue_->take(1'000'000)), numbersOf(list_));
+    }
+
+  private:
+    using Duration = std::chrono::steady_clock::duration;
+
+    std::size_t upTo(std::size_t most) { return random_() % (most + 1); }
+
+    void open() {
+        auto storage = std::make_unique<InternalEventStorageImpl>(
+            "queue", std::chrono::seconds(10), [this](Duration, std::function<void()> work) {
+                background_.push_back(std::move(work));
+            });
+        storage->recover();
+        queue_ = std::make_unique<EventsRepository>(maxEvents, std::move(storage));
+    }
+
+    void takeStep() {
+        switch (upTo(13)) {
+            case 0:
+                take();
+                break;
+            case 1:
+                takeWithinUser();
+                break;
+            case 2:
+                putBack();
+                break;
+            case 3:
+                lastStep_ = "save";
+                queue_->save();
+                saved_ = list_;
+                break;
+            case 4:
+                lastStep_ = "load";
+                queue_->load();
+                list_ = saved_.value_or(std::vector<InternalEvent>());
+                break;
+            case 5:
+                if (upTo(3) == 0) crash();
+                break;
+            case 6:
+            case 7:
+                runInBackground();
+                break;
+            default:
+                add();
+        }
+    }
+
+    void add() {
+        lastStep_ = "add";
+        const StringMap users[] = {{{"type", "Anonymous"}, {"token", "Anonymous"}},
+                                   {{"type", "email"}, {"token", "a@example.com"}}};
+        // Now and then one that does not fit into what is written at a time with the others.
+        const auto length = upTo(40) == 0 ? 70'000 : upTo(upTo(300));
+        const auto event =
+            sampleEvent(++last_, users[upTo(1)], {{"text", std::string(length, 'x') + "\\/\"é\n"}});
+        bool isQueued = false;
+        queue_->add(event, [&](const EventRepositoryResult& result) {
+            isQueued = result.event() != nullptr;
+        });
+        EXPECT_TRUE(isQueued);
+        list_.push_back(event);
+        if (static_cast<std::int64_t>(list_.size()) > maxEvents) list_.erase(list_.begin());
+        saved_ = list_;
+    }
+
+    void take() {
+        lastStep_ = "take";
+        const auto count = std::min(upTo(15), list_.size());
+        const auto end = list_.begin() + static_cast<std::ptrdiff_t>(count);
+        const std::vector<InternalEvent> wanted(list_.begin(), end);
+        list_.erase(list_.begin(), end);
+        auto taken = queue_->take(static_cast<std::int64_t>(count));
+        EXPECT_EQ(numbersOf(taken), numbersOf(wanted));
+        if (!taken.empty()) taken_.push_back(std::move(taken));
+    }
+
+    void takeWithinUser() {
+        lastStep_ = "take within one user";
+        std::vector<InternalEvent> wanted;
+        std::vector<InternalEvent> left;
+        const auto count = upTo(15);
+        for (std::size_t i = 0; i < list_.size(); ++i) {
+            const bool isWanted = i < count && list_[i].user() == list_.front().user();
+            (isWanted ? wanted : left).push_back(list_[i]);
+        }
+        list_ = left;
+        auto taken = queue_->take(
+            static_cast<std::int64_t>(count),
+            [](const auto& oldest, const auto& event) { return event.user() == oldest.user(); });
+        EXPECT_EQ(numbersOf(taken), numbersOf(wanted));
+        if (!taken.empty()) taken_.push_back(std::move(taken));
+    }
+
+    void putBack() {
+        if (taken_.empty()) return;
+        lastStep_ = "insert";
+        const auto batch = taken_.begin() + static_cast<std::ptrdiff_t>(upTo(taken_.size() - 1));
+        queue_->insert(*batch);
+        list_.insert(list_.begin(), batch->begin(), batch->end());
+        taken_.erase(batch);
+    }
+
+    /// The process is gone from one moment to the next: the files are as they are, and what was
+    /// planned never happens. The next process works on a copy, as the old one's may still be open.
+    void crash() {
+        lastStep_ = "crash";
+        auto next = std::make_unique<TestHost>();
+        if (std::filesystem::exists(host_->documents())) {
+            std::filesystem::copy(host_->documents(), next->documents(),
+                                  std::filesystem::copy_options::recursive);
+        }
+        background_.clear();
+        taken_.clear();
+        queue_.reset();
+        host_ = std::move(next);
+        open();
+        list_ = saved_.value_or(std::vector<InternalEvent>());
+    }
+
+    void runInBackground() {
+        lastStep_ = "background";
+        while (!background_.empty() && upTo(3) != 0) {
+            const auto work = std::move(background_.front());
+            background_.pop_front();
+            work();
+        }
+    }
+
+    std::unique_ptr<TestHost> host_ = std::make_unique<TestHost>();
+    std::mt19937_64 random_;
+    std::deque<std::function<void()>> background_;
+    std::unique_ptr<EventsRepository> queue_;
+    std::vector<InternalEvent> list_;
+    std::optional<std::vector<InternalEvent>> saved_;  // nothing until something was saved
+    std::vector<std::vector<InternalEvent>> taken_;
+    std::int64_t last_ = 0;
+    const char* lastStep_ = "";
+};
+
+class QueueHistoryTest : public testing::TestWithParam<std::uint64_t> {};
+
+TEST_P(QueueHistoryTest, TheFileIsTheListThatWasSavedLast) {
+    QueueHistory(GetParam()).run(1000);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, QueueHistoryTest, testing::Range<std::uint64_t>(1, 4));
+
+TEST(QueueHistoryRandomTest, TheFileIsTheListThatWasSavedLast) {
+    const auto seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::cout << "seed " << seed << '\n';
+    QueueHistory(seed).run(1000);
+}
+
+}  // namespace
+}  // namespace zentara
