@@ -11,7 +11,7 @@ EventList::EventList(std::vector<InternalEvent> events) : slots_(std::move(event
     changed();
 }
 
-void EventList::changed() {
+void EventList::changed() noexcept {
     static std::atomic<std::uint64_t> last{0};
     revision_ = ++last;
 }
@@ -36,13 +36,26 @@ std::vector<InternalEvent> EventList::takeFront(std::size_t count) {
     const auto begin = slots_.begin() + static_cast<std::ptrdiff_t>(first_);
     const auto end = begin + static_cast<std::ptrdiff_t>(count);
     std::vector<InternalEvent> taken(std::make_move_iterator(begin), std::make_move_iterator(end));
-    first_ += count;
+    dropFront(count);
+    return taken;
+}
+
+void EventList::dropFront(std::size_t count) noexcept {
+    count = std::min(count, size());
+    if (count == 0) return;
+    // The events go now, and not when the gap is closed.
+    for (const auto end = first_ + count; first_ < end; ++first_)
+        const InternalEvent gone = std::move(slots_[first_]);
     if (first_ > slots_.size() / 2) {
         slots_.erase(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(first_));
         first_ = 0;
     }
     changed();
-    return taken;
+}
+
+void EventList::reserveMore(std::size_t count) {
+    const auto needed = slots_.size() + count;
+    if (slots_.capacity() < needed) slots_.reserve(std::max(needed, 2 * slots_.capacity()));
 }
 
 }  // namespace zentara

@@ -33,14 +33,19 @@ class EventList {
 
     void append(InternalEvent event) { slots_.push_back(std::move(event)); }
 
+    /// Makes room, so that as many more can be appended without asking for memory.
+    void reserveMore(std::size_t count);
+
     /// Puts `events` ahead of all others, in their order.
     void insertAtFront(std::span<const InternalEvent> events);
 
     /// Removes the first `count` events and returns them.
     std::vector<InternalEvent> takeFront(std::size_t count);
+    /// Removes the first `count` events.
+    void dropFront(std::size_t count) noexcept;
 
   private:
-    void changed();
+    void changed() noexcept;
 
     // Taken events leave a gap at the front, so that taking one costs no move of the others.
     std::vector<InternalEvent> slots_;

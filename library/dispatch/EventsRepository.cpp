@@ -24,7 +24,7 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
             return;
         }
         // Without its fields a queued event takes little more memory than its text.
-        events_.append(event.packed());
+        events_.append(texts_.packed(event));
         if (static_cast<std::int64_t>(events_.size()) > maxEvents_) {
             static_cast<void>(events_.takeFront(1));
         }

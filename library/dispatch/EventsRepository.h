@@ -4,6 +4,7 @@
 
 #include "dispatch/EventList.h"
 #include "dispatch/EventRepositoryProtocol.h"
+#include "dispatch/EventTexts.h"
 #include "dispatch/Storage.h"
 #include "platform/SerialQueue.h"
 
@@ -36,6 +37,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     SerialQueue queue_{"com.kavio.ZentaraClient.EventsRepository"};
     const std::int64_t maxEvents_;
     const std::unique_ptr<InternalEventStorage> storage_;  // used inside the queue only
+    EventTexts texts_;                                     // used inside the queue only
     EventList events_;                                     // used inside the queue only
 };
 

@@ -45,6 +45,18 @@ std::size_t commonPrefix(std::span<const InternalEvent> one, std::span<const Int
     return same;
 }
 
+/// How many events have left the front of `older`, when nothing else but appending has happened to
+/// it since; otherwise all of them.
+std::size_t leftFront(std::span<const InternalEvent> older, std::span<const InternalEvent> newer) {
+    if (newer.empty()) return older.size();
+    const auto first = std::find_if(older.begin(), older.end(), [&newer](const auto& event) {
+        return event.isCopyOf(newer.front());
+    });
+    const auto left = static_cast<std::size_t>(first - older.begin());
+    const auto kept = older.subspan(left);
+    return commonPrefix(kept, newer) == kept.size() ? left : older.size();
+}
+
 DecodedEvents readEvents(const std::filesystem::path& path, bool& exists) {
     auto contents = readFile(path);
     exists = contents.bytes.has_value() || contents.error;
@@ -73,7 +85,7 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     Mutex mutex;
     SwappedFile current ZENTARA_GUARDED_BY(mutex);
     /// The events in the file, and the revision of the list that they came from.
-    std::vector<InternalEvent> saved ZENTARA_GUARDED_BY(mutex);
+    EventList saved ZENTARA_GUARDED_BY(mutex);
     std::optional<std::uint64_t> savedRevision ZENTARA_GUARDED_BY(mutex);
     /// What `recover` read, for the first `load`.
     std::optional<DecodedEvents> recovered ZENTARA_GUARDED_BY(mutex);
@@ -141,10 +153,10 @@ Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
         events = readEvents(path, exists);
     }
     savedRevision.reset();
-    saved.clear();
+    saved = EventList();
     if (events.isCanonical) {
-        saved = events.events;
-        current.holds(saved);
+        saved = EventList(events.events);
+        current.holds(saved.events());
         if (!saved.empty()) {
             scheduleSpare();
             scheduleCheckpoint();
@@ -160,23 +172,20 @@ ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
     }
     const auto events = list.events();
     const auto unchanged =
-        savedRevision == list.revision() ? saved.size() : commonPrefix(saved, events);
+        savedRevision == list.revision() ? saved.size() : commonPrefix(saved.events(), events);
     const bool isSame = unchanged == saved.size() && unchanged == events.size();
     const bool onlyAppended = unchanged == saved.size();
+    // Taking over what has changed is a fraction of copying thousands of references.
+    const auto left = onlyAppended ? 0 : leftFront(saved.events(), events);
     // Before anything is written, so that what follows the write cannot fail.
-    if (saved.capacity() < events.size()) {
-        saved.reserve(std::max(events.size(), 2 * saved.capacity()));
-    }
+    saved.reserveMore(events.size() - (saved.size() - left));
     if (auto error = current.write(events, unchanged)) return error;
     savedRevision = list.revision();
     if (isSame) return nullptr;
-    if (onlyAppended) {
-        saved.insert(saved.end(), events.begin() + static_cast<std::ptrdiff_t>(unchanged),
-                     events.end());
-    } else {
-        saved.assign(events.begin(), events.end());
-        scheduleSpare();
-    }
+    saved.dropFront(left);
+    for (const auto& event : events.subspan(saved.size()))
+        saved.append(event);
+    if (!onlyAppended) scheduleSpare();
     scheduleCheckpoint();
     return nullptr;
 }
@@ -207,7 +216,7 @@ void InternalEventStorageImpl::Shared::scheduleCheckpoint() {
 
 void InternalEventStorageImpl::Shared::prepareSpare() {
     try {
-        current.prepareSpare(saved);
+        current.prepareSpare(saved.events());
     } catch (const std::bad_alloc&) {
         // The next save does without.
     }
@@ -223,7 +232,7 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
             const MutexLock lock(mutex);
             checkpointScheduled = false;
             lastCheckpoint = Clock::now();
-            events = saved;
+            events.assign(saved.events().begin(), saved.events().end());
             prepareSpare();
             files = current.duplicates();
         }

@@ -53,7 +53,8 @@ class SwappedFile {
         File file;
         bool known = false;  ///< for the spare: holds the first `count` events of the file
         std::size_t count = 0;
-        std::uint64_t bytes = 0;  ///< whole length
+        std::uint64_t bytes = 0;     ///< whole length
+        std::uint64_t appended = 0;  ///< how many of them came in small pieces
     };
 
     [[nodiscard]] ErrorRef fillSpare(std::span<const InternalEvent> events, std::size_t unchanged);

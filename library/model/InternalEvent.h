@@ -51,8 +51,7 @@ class InternalEvent {
 
     /// An event that `text` spells in exactly the form that `jsonText` writes. `owner` keeps the
     /// text alive.
-    [[nodiscard]] static InternalEvent fromText(std::shared_ptr<const std::string> owner,
-                                                Text text);
+    [[nodiscard]] static InternalEvent fromText(std::shared_ptr<const void> owner, Text text);
 
     /// All fourteen members, an absent relation id as null.
     [[nodiscard]] JSONObject toDictionary() const;
@@ -71,8 +70,14 @@ class InternalEvent {
     /// Appends the text without "user", as the collector gets it. False when JSON cannot hold it.
     [[nodiscard]] bool appendBodyText(std::string& text) const;
 
+    /// The text as `fromText` takes it; empty when JSON cannot hold the event.
+    [[nodiscard]] Text text() const;
     /// The same event without its fields in memory, if it has a text.
     [[nodiscard]] InternalEvent packed() const;
+
+    /// Whether the text of `next` lies behind this one's, a comma between them, in memory that one
+    /// owner keeps.
+    [[nodiscard]] bool isFollowedInMemoryBy(const InternalEvent& next) const;
 
     /// Whether both are copies of one event: the same payload, whatever it holds.
     [[nodiscard]] bool isCopyOf(const InternalEvent& other) const noexcept {

@@ -42,6 +42,8 @@ class File {
 
     /// Writes all of `bytes` at `offset`.
     [[nodiscard]] ErrorRef write(std::string_view bytes, std::uint64_t offset);
+    /// Writes all `parts`, one behind the other, at `offset`.
+    [[nodiscard]] ErrorRef write(std::span<const std::string_view> parts, std::uint64_t offset);
     [[nodiscard]] ErrorRef truncate(std::uint64_t size);
 
     /// Waits until the content is on the device.

@@ -2,8 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -145,6 +148,41 @@ ErrorRef File::write(std::string_view bytes, std::uint64_t offset) {
         if (written == 0) return failure(EIO, "cannot write");
         bytes.remove_prefix(static_cast<std::size_t>(written));
         offset += static_cast<std::uint64_t>(written);
+    }
+    return nullptr;
+}
+
+ErrorRef File::write(std::span<const std::string_view> parts, std::uint64_t offset) {
+    // What the system takes in one call.
+    constexpr std::size_t most = 1024;
+    std::array<iovec, most> vectors;
+    while (!parts.empty()) {
+        const auto count = std::min(parts.size(), most);
+        std::size_t size = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            vectors[i] = {const_cast<char*>(parts[i].data()), parts[i].size()};
+            size += parts[i].size();
+        }
+        const auto result = retried([&] {
+            return ::pwritev(descriptor_, vectors.data(), static_cast<int>(count),
+                             static_cast<off_t>(offset));
+        });
+        if (result < 0) return failure(errno, "cannot write");
+        auto written = static_cast<std::size_t>(result);
+        offset += written;
+        if (written == size) {
+            parts = parts.subspan(count);
+            continue;
+        }
+        while (written >= parts.front().size()) {
+            written -= parts.front().size();
+            parts = parts.subspan(1);
+        }
+        // The rest of the part in which the call ended; what is wrong, if anything, shows there.
+        const auto rest = parts.front().substr(written);
+        if (auto error = write(rest, offset)) return error;
+        offset += rest.size();
+        parts = parts.subspan(1);
     }
     return nullptr;
 }
