@@ -73,6 +73,49 @@ TEST(EventDecoder, FindsEveryTruncation) {
     }
 }
 
+TEST(EventDecoder, SeesEverySpaceBetweenTokens) {
+    const auto whole = fileOf(
+        std::vector{sampleEvent(1), sampleEvent(2, {},
+                                                {{"list", {JSONObject(), JSONArray(), 1, {2, 3}}},
+                                                 {"object", {{"a", true}, {"b", {{"c", 1.5}}}}}})});
+    bool isInString = false;
+    for (std::size_t at = 0; at <= whole.size(); ++at) {
+        auto file = whole;
+        file.insert(at, 1, ' ');
+        const bool isEscaped = at > 0 && whole[at - 1] == '\\';
+        if (!isEscaped) {
+            EXPECT_EQ(decodeEvents(file).isCanonical, isInString) << file;
+        }
+        if (at < whole.size() && whole[at] == '"' && !isEscaped) isInString = !isInString;
+    }
+}
+
+TEST(EventDecoder, KeepsSoundEscapesOnly) {
+    enum class Outcome { kept, rewritten, error };
+    const std::pair<const char*, Outcome> cases[] = {
+        {R"(\\ \" \b\f\n\r\t \u0001 \u00e9)", Outcome::kept},
+        {R"(\ud83d\ude00)", Outcome::kept},
+        {R"(\/)", Outcome::rewritten},
+        {R"(\ud83d)", Outcome::error},
+        {R"(\ud83d\u0041)", Outcome::error},
+        {R"(\ud83dx)", Outcome::error},
+        {R"(\ude00)", Outcome::error},
+        {R"(\u12g4)", Outcome::error},
+        {R"(\u+123)", Outcome::error},
+        {R"(\x)", Outcome::error},
+    };
+    for (const auto& [escape, outcome] : cases) {
+        // In a value, and in a name.
+        for (const char* place : {"Home", "title"}) {
+            auto file = fileOf(sampleEvents(1, 2));
+            file.replace(file.rfind(place), std::string_view(place).size(), escape);
+            const auto decoded = decodeEvents(file);
+            EXPECT_EQ(decoded.isCanonical, outcome == Outcome::kept) << file;
+            EXPECT_EQ(decoded.error == nullptr, outcome != Outcome::error) << file;
+        }
+    }
+}
+
 /// What the plain parser makes of a file, for comparison.
 std::optional<std::vector<InternalEvent>> reference(const std::string& file) {
     const auto parsed = parseJSON(file);
