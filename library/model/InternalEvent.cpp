@@ -1,11 +1,10 @@
 #include "model/InternalEvent.h"
 
-#include <atomic>
-#include <mutex>
 #include <utility>
 
 #include "model/JSONText.h"
 #include "model/ObjectEquality.h"
+#include "support/Once.h"
 
 namespace zentara {
 
@@ -95,39 +94,35 @@ InternalEvent::Fields fieldsOfText(std::string_view text) {
 }  // namespace
 
 struct InternalEvent::Payload {
-    // Each form is there from the start or made once under its flag, and never changes after. What
-    // a save looks at comes first, close together: it does so for thousands of events.
+    // Each form is there from the start or made once, and never changes after. What a save looks at
+    // comes first, close together: it does so for thousands of events.
+    Once textMade;
+    Once fieldsMade;
     Text text;  // empty while unmade, and for good when JSON cannot hold the event
     std::shared_ptr<const void> textOwner;
-    std::atomic<bool> isTextMade =
-        false;  // saves a look at the flag, which takes ten times as long
-    std::once_flag textFlag;
-    std::once_flag fieldsFlag;
     std::unique_ptr<const Fields> fields;
 
-    Payload() = default;
+    explicit Payload(Fields given)
+        : fieldsMade(Once::State::done), fields(std::make_unique<const Fields>(std::move(given))) {}
     Payload(std::shared_ptr<const void> owner, Text given)
-        : text(given), textOwner(std::move(owner)), isTextMade(true) {}
+        : textMade(Once::State::done), text(given), textOwner(std::move(owner)) {}
 
     const Fields& madeFields() {
-        std::call_once(fieldsFlag, [this] {
-            if (!fields) fields = std::make_unique<const Fields>(fieldsOfText(text.json));
-        });
+        fieldsMade.run(
+            [this] { fields = std::make_unique<const Fields>(fieldsOfText(text.json)); });
         return *fields;
     }
 
     const Text& madeText() {
-        if (isTextMade.load(std::memory_order_acquire)) return text;
-        std::call_once(textFlag, [this] {
+        textMade.run([this] {
             auto encoded = std::make_shared<std::string>();
             constexpr std::size_t usualSize = 1024;
             encoded->reserve(usualSize);
-            if (const auto userOffset = appendFields(*encoded, *fields)) {
-                if (encoded->size() > usualSize) encoded->shrink_to_fit();
-                text = {*encoded, *userOffset};
-                textOwner = std::move(encoded);
-            }
-            isTextMade.store(true, std::memory_order_release);
+            const auto userOffset = appendFields(*encoded, *fields);
+            if (!userOffset) return;
+            if (encoded->size() > usualSize) encoded->shrink_to_fit();
+            text = {*encoded, *userOffset};
+            textOwner = std::move(encoded);
         });
         return text;
     }
@@ -137,9 +132,9 @@ std::string InternalEvent::DecodingError::description() const {
     return "the dictionary does not hold an event";
 }
 
-InternalEvent::InternalEvent(Fields fields) : payload_(std::make_shared<Payload>()) {
+InternalEvent::InternalEvent(Fields fields) {
     if (!fields.properties) fields.properties = std::make_shared<const JSONValue>(JSONObject());
-    payload_->fields = std::make_unique<const Fields>(std::move(fields));
+    payload_ = std::make_shared<Payload>(std::move(fields));
 }
 
 Decoded<InternalEvent> InternalEvent::fromDictionary(const JSONObject& dictionary) {

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <utility>
@@ -37,6 +38,28 @@ constexpr std::array<char, 256> escapes = [] {
     table['\\'] = '\\';
     return table;
 }();
+
+/// How many of the bytes at the start of `text` surely stand for themselves: whole words of eight
+/// in which no byte is a control character, a quote or a backslash. Most of a queue's text is made
+/// of them, and looking at one byte after the other took most of the time of writing an event.
+std::size_t plainLength(std::string_view text) noexcept {
+    constexpr std::uint64_t ones = 0x0101010101010101;
+    constexpr std::uint64_t highBits = ones * 0x80;
+    // Sets the high bit of bytes that are below `bound`, and at times of those that follow one.
+    const auto below = [](std::uint64_t word, std::uint64_t bound) {
+        return (word - ones * bound) & ~word & highBits;
+    };
+    std::size_t length = 0;
+    for (; length + sizeof(std::uint64_t) <= text.size(); length += sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + length, sizeof(word));
+        if ((below(word, 0x20) | below(word ^ (ones * '"'), 1) | below(word ^ (ones * '\\'), 1)) !=
+            0) {
+            break;
+        }
+    }
+    return length;
+}
 
 bool write(std::string& text, const JSONValue& value, std::size_t depth);
 
@@ -142,7 +165,7 @@ void appendDouble(std::string& text, double number) {
 void appendJSONString(std::string& text, std::string_view value) {
     text += '"';
     std::size_t copied = 0;
-    for (std::size_t i = 0; i < value.size(); ++i) {
+    for (std::size_t i = plainLength(value); i < value.size(); ++i) {
         const auto byte = static_cast<unsigned char>(value[i]);
         const char escape = escapes[byte];
         if (escape == 0) continue;
@@ -156,6 +179,7 @@ void appendJSONString(std::string& text, std::string_view value) {
             text += hexadecimal[byte >> 4U];
             text += hexadecimal[byte & 0xFU];
         }
+        i += plainLength(value.substr(i + 1));
     }
     text.append(value, copied);
     text += '"';
