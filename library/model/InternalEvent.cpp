@@ -210,6 +210,13 @@ bool InternalEvent::isFollowedInMemoryBy(const InternalEvent& next) const {
            one.json.data()[one.json.size()] == ',';
 }
 
+bool InternalEvent::isOfSameUserText(const InternalEvent& other) const {
+    const auto& one = payload_->madeText();
+    const auto& two = other.payload_->madeText();
+    return !one.json.empty() && !two.json.empty() &&
+           one.json.substr(one.userOffset) == two.json.substr(two.userOffset);
+}
+
 bool operator==(const InternalEvent& left, const InternalEvent& right) {
     if (left.isCopyOf(right)) return true;
     const auto& one = left.fields();

@@ -79,6 +79,9 @@ class InternalEvent {
     /// owner keeps.
     [[nodiscard]] bool isFollowedInMemoryBy(const InternalEvent& next) const;
 
+    /// Whether both have texts that spell the same user. Users may be equal without it.
+    [[nodiscard]] bool isOfSameUserText(const InternalEvent& other) const;
+
     /// Whether both are copies of one event: the same payload, whatever it holds.
     [[nodiscard]] bool isCopyOf(const InternalEvent& other) const noexcept {
         return payload_ == other.payload_;

@@ -8,6 +8,15 @@
 namespace zentara {
 
 bool isValidUTF8(std::string_view text) noexcept {
+    // Names and values are mostly a few letters, which are seen sooner than the validator is
+    // called.
+    constexpr std::size_t few = 32;
+    if (text.size() <= few) {
+        unsigned char bits = 0;
+        for (const char c : text)
+            bits |= static_cast<unsigned char>(c);
+        if (bits < 0x80) return true;
+    }
     return simdjson::validate_utf8(text.data(), text.size());
 }
 
