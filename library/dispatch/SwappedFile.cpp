@@ -12,6 +12,14 @@ namespace zentara {
 
 namespace {
 
+/// Whether `next` lies behind `text` in one piece of memory, a comma between them.
+bool follows(const InternalEvent::Text& text, const InternalEvent::Text& next) {
+    // Where one owner has both, the character between them is theirs too.
+    return text.owner == next.owner &&
+           next.json.data() == text.json.data() + text.json.size() + 1 &&
+           next.json.data()[-1] == ',';
+}
+
 ErrorRef notEncodable() {
     return std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
                                            "JSON cannot hold one of the events");
@@ -84,18 +92,20 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
         end += part.size();
     };
     if (!extends) add("[");
+    InternalEvent::Text previous;
     for (std::size_t i = kept; i < events.size(); ++i) {
-        const auto text = events[i].jsonText();
-        if (!text) return notEncodable();
-        if (i > kept && events[i - 1].isFollowedInMemoryBy(events[i])) {
+        const auto text = events[i].text();
+        if (text.json.empty()) return notEncodable();
+        if (i > kept && follows(previous, text)) {
             // Long parts, with their commas, are written several times as fast as many short ones.
             auto& run = parts.back();
-            run = {run.data(), run.size() + 1 + text->size()};
-            end += 1 + text->size();
-            continue;
+            run = {run.data(), run.size() + 1 + text.json.size()};
+            end += 1 + text.json.size();
+        } else {
+            if (i > 0) add(",");
+            add(text.json);
         }
-        if (i > 0) add(",");
-        add(*text);
+        previous = text;
     }
     add("]");
     if (!extends && spare_.appended > end / 4) {

@@ -20,7 +20,8 @@ namespace zentara {
 /// A write brings the spare up to date and lets the two trade names in one step. After an append
 /// the spare, which holds the list before last, lacks only the last events, so an append costs the
 /// bytes of two events and no new file, at any length. Any other change rewrites the spare in
-/// place. Where the file system cannot exchange names, a fresh file is renamed over the old one.
+/// place, in as few and as long pieces as the texts lie in memory. Where the file system cannot
+/// exchange names, a fresh file is renamed over the old one.
 ///
 /// Not promised: that two writers on one name see each other's lists. Not synchronised.
 class SwappedFile {

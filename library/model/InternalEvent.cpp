@@ -105,7 +105,9 @@ struct InternalEvent::Payload {
     explicit Payload(Fields given)
         : fieldsMade(Once::State::done), fields(std::make_unique<const Fields>(std::move(given))) {}
     Payload(std::shared_ptr<const void> owner, Text given)
-        : textMade(Once::State::done), text(given), textOwner(std::move(owner)) {}
+        : textMade(Once::State::done),
+          text{given.json, given.userOffset, owner.get()},
+          textOwner(std::move(owner)) {}
 
     const Fields& madeFields() {
         fieldsMade.run(
@@ -121,7 +123,7 @@ struct InternalEvent::Payload {
             const auto userOffset = appendFields(*encoded, *fields);
             if (!userOffset) return;
             if (encoded->size() > usualSize) encoded->shrink_to_fit();
-            text = {*encoded, *userOffset};
+            text = {*encoded, *userOffset, encoded.get()};
             textOwner = std::move(encoded);
         });
         return text;
@@ -199,15 +201,6 @@ InternalEvent InternalEvent::packed() const {
     const auto& text = payload_->madeText();
     if (text.json.empty()) return *this;
     return fromText(payload_->textOwner, text);
-}
-
-bool InternalEvent::isFollowedInMemoryBy(const InternalEvent& next) const {
-    const auto& one = payload_->madeText();
-    const auto& other = next.payload_->madeText();
-    // Behind a text of the same owner that lies further on there is at least one more character.
-    return payload_->textOwner == next.payload_->textOwner && !one.json.empty() &&
-           other.json.data() == one.json.data() + one.json.size() + 1 &&
-           one.json.data()[one.json.size()] == ',';
 }
 
 bool InternalEvent::isOfSameUserText(const InternalEvent& other) const {

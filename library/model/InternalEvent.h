@@ -43,6 +43,7 @@ class InternalEvent {
     struct Text {
         std::string_view json;
         std::size_t userOffset = 0;
+        const void* owner = nullptr;  ///< tells apart the memory that texts lie in
     };
 
     explicit InternalEvent(Fields fields);
@@ -74,10 +75,6 @@ class InternalEvent {
     [[nodiscard]] Text text() const;
     /// The same event without its fields in memory, if it has a text.
     [[nodiscard]] InternalEvent packed() const;
-
-    /// Whether the text of `next` lies behind this one's, a comma between them, in memory that one
-    /// owner keeps.
-    [[nodiscard]] bool isFollowedInMemoryBy(const InternalEvent& next) const;
 
     /// Whether both have texts that spell the same user. Users may be equal without it.
     [[nodiscard]] bool isOfSameUserText(const InternalEvent& other) const;
