@@ -28,7 +28,7 @@ std::optional<std::string> entry(const StringMap& user, const std::string& key) 
 
 /// An envelope speaks for one user: the one of the oldest event.
 bool isOfSameUser(const InternalEvent& oldest, const InternalEvent& event) {
-    // Decoding a batch to see this took fifty times as long as all the rest of its way.
+    // Decoding a batch to see this took five times as long as all the rest of its way.
     if (oldest.isOfSameUserText(event)) return true;
     const auto& one = oldest.user();
     const auto& other = event.user();

@@ -9,9 +9,9 @@ namespace zentara {
 
 /// Keeps the texts of queued events one behind the other, as the file holds them.
 ///
-/// A save that rewrites the whole file takes them in a few long pieces instead of thousands of
-/// short ones from all over the memory, which cost three times as much as writing them. Memory
-/// comes in blocks; each stays until the last event in it is gone. Not synchronised.
+/// A save that rewrites the whole file takes them in a few long pieces. Collecting thousands of
+/// short ones from all over the memory took several times as long as writing them. Memory comes in
+/// blocks; each stays until the last event in it is gone. Not synchronised.
 class EventTexts {
   public:
     /// The same event without its fields in memory and with its text in here. An event without a

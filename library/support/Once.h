@@ -7,7 +7,7 @@ namespace zentara {
 /// Lets one of several threads make something, and the others wait for it.
 ///
 /// Like std::call_once, which however wakes waiters through the system each time, also when there
-/// are none: two of those were a tenth of what sending an event takes.
+/// are none: two calls of the system for each event sent.
 class Once {
   public:
     enum class State { idle, running, done };
