@@ -1,8 +1,12 @@
 #include "platform/File.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <vector>
 
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
@@ -58,6 +62,35 @@ TEST(File, AnExchangeNeedsBothFiles) {
     EXPECT_EQ(exchangeNames(directory.path() / "a", directory.path() / "b", unsupported), nullptr);
     EXPECT_EQ(contentsOf(directory.path() / "a"), "B");
     EXPECT_EQ(contentsOf(directory.path() / "b"), "A");
+}
+
+TEST(File, WritesManyPartsInTheirOrderAsFarAsTheyFit) {
+    const TemporaryDirectory directory;
+    const auto path = directory.path() / "file";
+    std::vector<std::string> texts;
+    std::string all = "before ";
+    for (int number = 0; number < 3000; ++number) {
+        texts.push_back(number % 7 == 0 ? "" : std::to_string(number) + ",");
+        all += texts.back();
+    }
+    const std::vector<std::string_view> parts(texts.begin(), texts.end());
+    File file;
+    ASSERT_EQ(File::create(path, file), nullptr);
+    ASSERT_EQ(file.write("before ", 0), nullptr);
+    EXPECT_EQ(file.write(parts, 7), nullptr);
+    EXPECT_EQ(contentsOf(path), all);
+
+    // The system stops in the middle of a part, and then refuses the rest of it.
+    rlimit former{};
+    ::getrlimit(RLIMIT_FSIZE, &former);
+    const rlimit tight{5001, former.rlim_max};
+    ::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &tight);
+    const auto error = file.truncate(7) ? nullptr : file.write(parts, 7);
+    ::setrlimit(RLIMIT_FSIZE, &former);
+    ::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_NE(error, nullptr);
+    EXPECT_EQ(contentsOf(path), all.substr(0, 5001));
 }
 
 }  // namespace
