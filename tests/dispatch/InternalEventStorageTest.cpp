@@ -181,6 +181,22 @@ TEST_F(InternalEventStorageTest, TheSpareIsPutRightInTheBackgroundAfterTheFrontH
     EXPECT_EQ(contentsOf(host_.file(".queue.spare")), file());
 }
 
+TEST_F(InternalEventStorageTest, AnEventTakenFromTheMiddleIsNotTakenForOneFromTheFront) {
+    auto store = storage();
+    EventList list(sampleEvents(1, 5));
+    ASSERT_EQ(store.save(list), nullptr);
+    // The first and the third go, and as many are there as if it were the first alone.
+    const auto front = list.takeFront(3);
+    list.insertAtFront(std::span(front).subspan(1, 1));
+    list.append(sampleEvent(6));
+    ASSERT_EQ(store.save(list), nullptr);
+    EXPECT_EQ(file(), fileOf(list.events()));
+    scheduler_.run();
+    list.append(sampleEvent(7));
+    ASSERT_EQ(store.save(list), nullptr);
+    EXPECT_EQ(file(), fileOf(list.events()));
+}
+
 TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
     auto store = storage();
     EventList list(sampleEvents(1, 1));
