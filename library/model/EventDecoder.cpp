@@ -6,10 +6,13 @@
 #include <array>
 #include <charconv>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <utility>
 
 #include "model/JSONText.h"
+#include "platform/ProcessExit.h"
 
 namespace zentara {
 
@@ -261,6 +264,37 @@ std::optional<std::vector<InternalEvent>> decodeCanonical(
     return events;
 }
 
+/// Keeps the parser from being used once its own objects, which the process destroys when it ends,
+/// may be gone; workers may still read a file then. An end waits for the reading under way.
+class ParserLife {
+  public:
+    static ParserLife& shared() {
+        // Never destroyed, unlike what it stands for.
+        static auto* const life = new ParserLife;
+        return *life;
+    }
+
+    /// Held while the parser is in use.
+    [[nodiscard]] std::shared_lock<std::shared_mutex> use() { return std::shared_lock(mutex_); }
+
+    /// To be asked while in use.
+    [[nodiscard]] bool isOver() const { return isOver_; }
+
+  private:
+    ParserLife() {
+        // Its objects are made when they are first asked for. Only what was made before is
+        // destroyed after the work that is registered here.
+        static_cast<void>(simdjson::get_active_implementation()->description());
+        runAtExit([] {
+            const std::unique_lock lock(shared().mutex_);
+            shared().isOver_ = true;
+        });
+    }
+
+    std::shared_mutex mutex_;
+    bool isOver_ = false;  // guarded by mutex_
+};
+
 DecodedEvents decodeAny(std::string_view json) {
     const auto parsed = parseJSON(json);
     if (parsed.error) return {{}, parsed.error};
@@ -287,7 +321,11 @@ DecodedEvents decodeAny(std::string_view json) {
 DecodedEvents decodeEvents(std::string json) {
     json.reserve(json.size() + simdjson::SIMDJSON_PADDING);
     const auto shared = std::make_shared<const std::string>(std::move(json));
-    if (auto events = decodeCanonical(shared)) return {*std::move(events), nullptr, true, true};
+    {
+        const auto use = ParserLife::shared().use();
+        auto events = ParserLife::shared().isOver() ? std::nullopt : decodeCanonical(shared);
+        if (events) return {*std::move(events), nullptr, true, true};
+    }
     return decodeAny(*shared);
 }
 

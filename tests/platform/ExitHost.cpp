@@ -11,10 +11,12 @@
 #include <string>
 #include <vector>
 
+#include "model/EventDecoder.h"
 #include "platform/GlobalQueue.h"
 #include "platform/HostApplication.h"
 #include "platform/TimerSource.h"
 #include "platform/URLSession.h"
+#include "platform/Unicode.h"
 #include "platform/UserDefaults.h"
 #include "support/WaitFor.h"
 
@@ -31,8 +33,15 @@ void keepAsking(const URL& url) {
         [url](const std::optional<URLResponse>&, const ErrorRef&) { keepAsking(url); });
 }
 
+/// What a worker may be about when the objects of other libraries are gone already.
 void keepWorking() {
-    GlobalQueue::shared().async([] { keepWorking(); });
+    GlobalQueue::shared().async([] {
+        if (!isValidUTF8("l\u00e4nger als ein paar Zeichen, aber nicht sehr lang") ||
+            !decodeEvents("[]").isList) {
+            std::abort();
+        }
+        keepWorking();
+    });
 }
 
 }  // namespace

@@ -1,23 +1,40 @@
 #include "platform/Unicode.h"
 
-#include <simdjson.h>
 #include <unicode/utf8.h>
 
 #include <cstdint>
+#include <cstring>
 
 namespace zentara {
 
-bool isValidUTF8(std::string_view text) noexcept {
-    // Names and values are mostly a few letters, which are seen sooner than the validator is
-    // called.
-    constexpr std::size_t few = 32;
-    if (text.size() <= few) {
-        unsigned char bits = 0;
-        for (const char c : text)
-            bits |= static_cast<unsigned char>(c);
-        if (bits < 0x80) return true;
+namespace {
+
+/// How many bytes at the start of `text` are surely ASCII, looked at by eights.
+std::size_t asciiLength(std::string_view text) noexcept {
+    constexpr std::uint64_t highBits = 0x8080808080808080;
+    std::size_t length = 0;
+    for (std::uint64_t word = 0; length + sizeof(word) <= text.size(); length += sizeof(word)) {
+        std::memcpy(&word, text.data() + length, sizeof(word));
+        if ((word & highBits) != 0) break;
     }
-    return simdjson::validate_utf8(text.data(), text.size());
+    return length;
+}
+
+}  // namespace
+
+// Not simdjson's, which is faster on long text that is not ASCII, but destroyed at exit: workers
+// and a host's own threads may still send then.
+bool isValidUTF8(std::string_view text) noexcept {
+    const auto* const source = reinterpret_cast<const std::uint8_t*>(text.data());
+    const std::size_t length = text.size();
+    for (std::size_t next = asciiLength(text); next < length;) {
+        UChar32 character = 0;
+        U8_NEXT(source, next, length, character);
+        if (character < 0) return false;
+        if (character >= 0x80) continue;
+        next += asciiLength(text.substr(next));
+    }
+    return true;
 }
 
 std::string repairedUTF8(std::string_view text) {
