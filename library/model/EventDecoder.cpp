@@ -295,6 +295,9 @@ class ParserLife {
     bool isOver_ = false;  // guarded by mutex_
 };
 
+// Before main, since what is first made while the process ends is destroyed again at any moment.
+[[maybe_unused]] const ParserLife& parserLife = ParserLife::shared();
+
 DecodedEvents decodeAny(std::string_view json) {
     const auto parsed = parseJSON(json);
     if (parsed.error) return {{}, parsed.error};
