@@ -150,7 +150,7 @@ constexpr Source sources[] = {
  "image":"https://img.alder.example/jk/20441/front.jpg","colour":"forest","sizes":["S","M","L","XL"],"position":7,
  "list":"search","sponsored":false,"language":"en-GB","loadMs":840,"scrolled":65,
  "session":{"number":12,"source":"newsletter"}})",
- R"({"productId":"20441","name":"","price":"cheap","currency":"XXX","rating":11,"image":"front","sizes":["S","S"],
+ R"({"productId":"20441","name":"","price":"cheap","currency":"money","rating":11,"image":"front","sizes":["S","S"],
  "language":"english","session":[]})"},
 
 {"app-state", R"({

@@ -40,40 +40,25 @@ HttpResponse json(std::string body) {
     return response;
 }
 
-void appendMember(std::string& text, std::string_view name, std::string_view json) {
-    if (text.back() != '{') text += ',';
-    appendJSONString(text, name);
-    text.append(":").append(json);
-}
-
-template <typename Number>
-requires std::is_integral_v<Number>
-void appendMember(std::string& text, std::string_view name, Number number) {
-    appendMember(text, name, std::to_string(number));
-}
-
-void appendText(std::string& text, std::string_view name, std::string_view value) {
-    std::string json;
-    appendJSONString(json, value);
-    appendMember(text, name, json);
-}
-
 void appendCounts(std::string& text, std::string_view name,
                   const std::map<std::string, std::uint64_t>& counts) {
-    std::string json = "{";
+    appendMember(text, name);
+    text += '{';
     std::size_t shown = 0;
     for (const auto& [key, count] : counts) {
-        if (shown++ == mostNames) break;
-        appendMember(json, key, count);
+        if (shown == mostNames) break;
+        if (shown++ > 0) text += ',';
+        appendJSONString(text, key);
+        text += ':' + std::to_string(count);
     }
-    appendMember(text, name, json + "}");
+    text += '}';
 }
 
 std::string listed(std::string_view name, const Store::Page& page, std::size_t offset) {
     std::string text = "{";
     appendMember(text, "total", page.total);
     appendMember(text, "offset", offset);
-    appendMember(text, name, "");
+    appendMember(text, name);
     appendJSONList(text, page.records);
     return text + "}";
 }
@@ -83,8 +68,8 @@ std::string gapsText(const std::vector<Gap>& gaps, std::uint64_t missing) {
     records.reserve(gaps.size());
     for (const Gap& gap : gaps) {
         std::string& record = records.emplace_back("{");
-        appendText(record, "context", gap.context);
-        appendText(record, "clientUUID", gap.clientUUID);
+        appendMember(record, "context", gap.context);
+        appendMember(record, "clientUUID", gap.clientUUID);
         appendMember(record, "from", gap.from);
         appendMember(record, "to", gap.to);
         appendMember(record, "count", gap.count);
@@ -92,7 +77,7 @@ std::string gapsText(const std::vector<Gap>& gaps, std::uint64_t missing) {
     }
     std::string text = "{";
     appendMember(text, "missing", missing);
-    appendMember(text, "gaps", "");
+    appendMember(text, "gaps");
     appendJSONList(text, records);
     return text + "}";
 }
@@ -109,7 +94,7 @@ std::string timelineText(const Store::Timeline& timeline) {
     }
     std::string text = "{";
     appendMember(text, "width", timeline.width);
-    appendMember(text, "buckets", "");
+    appendMember(text, "buckets");
     appendJSONList(text, records);
     return text + "}";
 }

@@ -99,6 +99,23 @@ void appendJSONString(std::string& text, std::string_view string) {
     text += json;
 }
 
+void appendMember(std::string& json, std::string_view name) {
+    if (!json.empty() && json.back() != '{') json += ',';
+    json += '"';
+    json += name;
+    json += "\":";
+}
+
+void appendRaw(std::string& json, std::string_view name, std::string_view value) {
+    appendMember(json, name);
+    json += value;
+}
+
+void appendMember(std::string& json, std::string_view name, std::string_view text) {
+    appendMember(json, name);
+    appendJSONString(json, text);
+}
+
 void appendJSONList(std::string& text, std::span<const std::string> elements) {
     std::size_t size = text.size() + 2;
     for (const std::string& element : elements)

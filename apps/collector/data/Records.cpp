@@ -13,27 +13,6 @@ namespace {
 // Room for the names and numbers of a record, so that its text is put together in one place.
 constexpr std::size_t usualOverhead = 512;
 
-void appendMember(std::string& json, std::string_view name) {
-    if (!json.empty() && json.back() != '{') json += ',';
-    json += '"';
-    json += name;
-    json += "\":";
-}
-
-void appendRaw(std::string& json, std::string_view name, std::string_view value) {
-    appendMember(json, name);
-    json += value;
-}
-
-void appendMember(std::string& json, std::string_view name, std::string_view text) {
-    appendMember(json, name);
-    appendJSONString(json, text);
-}
-
-void appendMember(std::string& json, std::string_view name, std::int64_t number) {
-    appendRaw(json, name, std::to_string(number));
-}
-
 void appendFlag(std::string& json, std::string_view name, bool value) {
     appendRaw(json, name, value ? "true" : "false");
 }

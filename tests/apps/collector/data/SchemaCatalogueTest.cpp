@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "model/JSONText.h"
+#include "support/TemporaryDirectory.h"
 
 namespace zentara::collector {
 namespace {
@@ -22,12 +23,6 @@ namespace fs = std::filesystem;
 
 class SchemaCatalogueTest : public testing::Test {
   protected:
-    SchemaCatalogueTest() {
-        std::string name = testing::TempDir() + "schemas-XXXXXX";
-        folder = ::mkdtemp(name.data());
-    }
-    ~SchemaCatalogueTest() override { fs::remove_all(folder); }
-
     void write(const std::string& name, const std::string& text) const {
         std::ofstream(folder / name, std::ios::binary) << text;
     }
@@ -43,7 +38,8 @@ class SchemaCatalogueTest : public testing::Test {
         };
     }
 
-    fs::path folder;
+    const test::TemporaryDirectory directory;
+    const fs::path folder = directory.path();
     std::vector<std::string> reported;
     std::chrono::steady_clock::time_point now{};
 };

@@ -14,6 +14,7 @@
 
 #include "apps/collector/Samples.h"
 #include "collector/data/EventRecorder.h"
+#include "support/TemporaryDirectory.h"
 
 namespace zentara::collector {
 namespace {
@@ -85,20 +86,9 @@ std::string refusalOf(const fs::path& file) {
     return "opened";
 }
 
-class Folder {
+class Folder : public test::TemporaryDirectory {
   public:
-    Folder() {
-        std::string name = testing::TempDir() + "store-XXXXXX";
-        path_ = ::mkdtemp(name.data());
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    ~Folder() { fs::remove_all(path_); }
-
-    [[nodiscard]] fs::path operator/(const char* name) const { return path_ / name; }
-
-  private:
-    fs::path path_;
+    [[nodiscard]] fs::path operator/(const char* name) const { return path() / name; }
 };
 
 enum class Place { memory, file };
