@@ -96,7 +96,7 @@ enum class Place { memory, file };
 /// What holds wherever the database is.
 class StoreTest : public testing::TestWithParam<Place> {
   protected:
-    const Folder folder;
+    const Folder folder{};
     Store store{GetParam() == Place::file ? std::make_optional(folder / "events.db")
                                           : std::nullopt};
 };
@@ -382,7 +382,7 @@ class StoreFileTest : public testing::Test {
         store.addRequest(samples::request("GET", "/id"), {200, "", ""});
     }
 
-    const Folder folder;
+    const Folder folder{};
     const fs::path file = folder / "events.db";
 };
 
