@@ -11,10 +11,15 @@
 #include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
 #include "platform/ProcessExit.h"
+#include "support/Ledger.h"
 
 namespace zentara {
 
 namespace {
+
+std::int64_t size(const std::vector<InternalEvent>& events) {
+    return static_cast<std::int64_t>(events.size());
+}
 
 DispatchResult failure(EventBusError::Case errorCase) {
     return DispatchResult::failure(std::make_shared<EventBusError>(errorCase));
@@ -178,13 +183,20 @@ EventBus::Batch EventBus::takeBatch(std::int64_t count) {
     events = repository_->take(count, isOfSameUser);
     Batch batch{lastBatch_, events};
     if (events.empty()) onTheirWay_.erase(lastBatch_);
+    Ledger::shared().underWay += size(batch.events);
     return batch;
 }
 
 void EventBus::settle(const Batch& batch) {
     {
         const MutexLock lock(mutex_);
-        onTheirWay_.erase(batch.number);
+        // At the end of the process it may have been put back already.
+        if (onTheirWay_.erase(batch.number) > 0) {
+            auto& ledger = Ledger::shared();
+            ledger.underWay -= size(batch.events);
+            ledger.delivered += size(batch.events);
+            ++ledger.batchesDelivered;
+        }
     }
     repository_->save();
 }
@@ -192,8 +204,12 @@ void EventBus::settle(const Batch& batch) {
 void EventBus::putBack(const Batch& batch) {
     {
         const MutexLock lock(mutex_);
-        // At the end of the process it may have been put back already.
-        if (onTheirWay_.erase(batch.number) > 0) repository_->insert(batch.events);
+        // As above.
+        if (onTheirWay_.erase(batch.number) > 0) {
+            Ledger::shared().underWay -= size(batch.events);
+            ++Ledger::shared().batchesFailed;
+            repository_->insert(batch.events);
+        }
     }
     repository_->save();
 }
@@ -208,6 +224,7 @@ void EventBus::stopDispatching() {
     }
     // The latest first, so that the oldest ends up in front.
     for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
+        Ledger::shared().underWay -= size(entry->second);
         repository_->insert(entry->second);
     }
     repository_->save();

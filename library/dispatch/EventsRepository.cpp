@@ -8,9 +8,22 @@
 namespace zentara {
 
 EventsRepository::EventsRepository(std::int64_t maxEvents,
-                                   std::unique_ptr<InternalEventStorage> storage)
-    : maxEvents_(maxEvents), storage_(std::move(storage)) {
+                                   std::unique_ptr<InternalEventStorage> storage,
+                                   Ledger::Queue& counts)
+    : maxEvents_(maxEvents), storage_(std::move(storage)), counts_(counts) {
     load();
+}
+
+EventsRepository::~EventsRepository() {
+    replace({});
+}
+
+void EventsRepository::replace(EventList events) {
+    const auto more =
+        static_cast<std::int64_t>(events.size()) - static_cast<std::int64_t>(events_.size());
+    counts_.restored += more;
+    counts_.waiting += more;
+    events_ = std::move(events);
 }
 
 void EventsRepository::add(const InternalEvent& event, const AddCompletion& completion) {
@@ -25,8 +38,11 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
         }
         // Without its fields a queued event takes little more memory than its text.
         events_.append(texts_.packed(event));
+        ++counts_.waiting;
         if (static_cast<std::int64_t>(events_.size()) > maxEvents_) {
             static_cast<void>(events_.takeFront(1));
+            --counts_.waiting;
+            ++counts_.evicted;
         }
         if (const auto error = storage_->save(events_)) {
             report(EventRepositoryResult::failure(error));
@@ -41,11 +57,14 @@ void EventsRepository::save() {
 }
 
 void EventsRepository::insert(std::span<const InternalEvent> events) {
-    queue_.sync([&] { events_.insertAtFront(events); });
+    queue_.sync([&] {
+        events_.insertAtFront(events);
+        counts_.waiting += static_cast<std::int64_t>(events.size());
+    });
 }
 
 void EventsRepository::load() {
-    queue_.sync([&] { events_ = EventList(storage_->load().records); });
+    queue_.sync([&] { replace(EventList(storage_->load().records)); });
 }
 
 std::vector<InternalEvent> EventsRepository::take(std::int64_t count, const Selection& selection) {
@@ -67,6 +86,7 @@ std::vector<InternalEvent> EventsRepository::take(std::int64_t count, const Sele
             });
         });
         events_.insertAtFront(others);
+        counts_.waiting -= static_cast<std::int64_t>(taken.size());
         return taken;
     });
 }

@@ -7,6 +7,7 @@
 #include "dispatch/EventTexts.h"
 #include "dispatch/Storage.h"
 #include "platform/SerialQueue.h"
+#include "support/Ledger.h"
 
 namespace zentara {
 
@@ -19,8 +20,11 @@ namespace zentara {
 /// thread.
 class EventsRepository final : public EventRepositoryProtocol {
   public:
-    /// Starts with what the store holds.
-    EventsRepository(std::int64_t maxEvents, std::unique_ptr<InternalEventStorage> storage);
+    /// Starts with what the store holds. What becomes of the events is counted in `counts`, which
+    /// must outlive the repository.
+    EventsRepository(std::int64_t maxEvents, std::unique_ptr<InternalEventStorage> storage,
+                     Ledger::Queue& counts = Ledger::shared().queue);
+    ~EventsRepository() override;
 
     EventsRepository(const EventsRepository&) = delete;
     EventsRepository& operator=(const EventsRepository&) = delete;
@@ -34,11 +38,14 @@ class EventsRepository final : public EventRepositoryProtocol {
     using EventRepositoryProtocol::take;
 
   private:
+    void replace(EventList events);
+
     SerialQueue queue_{"com.kavio.ZentaraClient.EventsRepository"};
     const std::int64_t maxEvents_;
     const std::unique_ptr<InternalEventStorage> storage_;  // used inside the queue only
-    EventTexts texts_;                                     // used inside the queue only
-    EventList events_;                                     // used inside the queue only
+    Ledger::Queue& counts_;
+    EventTexts texts_;  // used inside the queue only
+    EventList events_;  // used inside the queue only
 };
 
 }  // namespace zentara

@@ -10,6 +10,7 @@
 #include "facade/ZentaraClientImplementation.h"
 #include "model/EventAccess.h"
 #include "model/UTF8Repair.h"
+#include "support/Ledger.h"
 #include "support/Mutex.h"
 
 namespace zentara {
@@ -111,6 +112,33 @@ void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder
     if (state().client == holder) state().client.swap(holder);
 }
 
+ZentaraClientStatistics ZentaraClient::statistics() noexcept {
+    const auto& ledger = Ledger::shared();
+    return {
+        .accepted = ledger.accepted,
+        .heldBack = ledger.heldBack,
+        .notSaved = ledger.notSaved,
+        .heldBackNotSaved = ledger.heldBackNotSaved,
+        .refusedNotInitialized = ledger.refusedNotInitialized,
+        .refusedInvalid = ledger.refusedInvalid,
+        .refusedUnknownSchema = ledger.refusedUnknownSchema,
+        .refusedNotEncodable = ledger.refusedNotEncodable,
+        .released = ledger.released,
+        .droppedInvalid = ledger.droppedInvalid,
+        .droppedUnknownSchema = ledger.droppedUnknownSchema,
+        .heldBackEvicted = ledger.heldBackQueue.evicted,
+        .delivered = ledger.delivered,
+        .evicted = ledger.queue.evicted,
+        .batchesDelivered = ledger.batchesDelivered,
+        .batchesFailed = ledger.batchesFailed,
+        .restored = ledger.queue.restored,
+        .heldBackRestored = ledger.heldBackQueue.restored,
+        .waiting = ledger.queue.waiting,
+        .underWay = ledger.underWay,
+        .heldBackWaiting = ledger.heldBackQueue.waiting,
+    };
+}
+
 void ZentaraClient::setLoggedUser(UserTokenType tokenType, std::string token) {
     const auto client = get();
     if (!client->implementation_) return;
@@ -160,9 +188,10 @@ void ZentaraClient::sendOne(const EventRef& event, const std::string& referer,
                             const SendHandler& handler) {
     if (implementation_) {
         implementation_->send(event, referer, handler);
-    } else if (handler) {
-        handler(event, std::make_shared<ZentaraClientNotInitializedError>());
+        return;
     }
+    ++Ledger::shared().refusedNotInitialized;
+    if (handler) handler(event, std::make_shared<ZentaraClientNotInitializedError>());
 }
 
 void ZentaraClient::newContextId() {

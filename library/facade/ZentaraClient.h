@@ -15,6 +15,7 @@
 #include <zentara/HostApplication.h>
 #include <zentara/JSONValue.h>
 #include <zentara/URL.h>
+#include <zentara/ZentaraClientStatistics.h>
 #include <zentara/ZentaraEndpoints.h>
 
 namespace zentara {
@@ -81,6 +82,9 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// The client that `get` returns, or null. Setting it to null makes the next `get` build anew.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> sharedClient();
     static void setSharedClient(std::shared_ptr<ZentaraClient> client);
+
+    /// What became of the events of this process so far. Costs next to nothing.
+    [[nodiscard]] static ZentaraClientStatistics statistics() noexcept;
 
     /// Sets the user whose token goes with the events sent from now on. Builds the client if
     /// needed; throws `ZentaraClientNotConfiguredError` before `useSettings`.

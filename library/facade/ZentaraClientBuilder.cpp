@@ -16,6 +16,7 @@
 #include "identity/ZentaraIDManager.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
+#include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/UUID.h"
 
@@ -40,7 +41,8 @@ struct Repositories {
 };
 
 std::shared_ptr<EventsRepository> repository(const std::string& fileName,
-                                             const ClientSettings& settings) {
+                                             const ClientSettings& settings,
+                                             Ledger::Queue& counts) {
     // Never destroyed: workers use the queues until the process is gone.
     static auto* const repositories = new Repositories;
     const MutexLock lock(repositories->mutex);
@@ -49,7 +51,8 @@ std::shared_ptr<EventsRepository> repository(const std::string& fileName,
     auto storage = std::make_unique<InternalEventStorageImpl>(
         fileName, std::chrono::duration<double>(settings.dispatchInterval));
     storage->recover();
-    auto created = std::make_shared<EventsRepository>(settings.maxEvents, std::move(storage));
+    auto created =
+        std::make_shared<EventsRepository>(settings.maxEvents, std::move(storage), counts);
     known = created;
     return created;
 }
@@ -71,9 +74,9 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
         std::make_unique<FileStorage<Token>>(settings.anonymousTokenStorageName),
         std::make_unique<Ticker>());
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
-    auto events = repository(settings.eventsStorageName, settings);
+    auto events = repository(settings.eventsStorageName, settings, Ledger::shared().queue);
     collaborators.unvalidatedEventsRepository =
-        repository(settings.unvalidatedEventsStorageName, settings);
+        repository(settings.unvalidatedEventsStorageName, settings, Ledger::shared().heldBackQueue);
     auto instanceId = lowerCaseUUID();
     collaborators.eventBus = EventBus::create(std::move(events), idManager, std::move(instanceId),
                                               std::make_unique<Ticker>());

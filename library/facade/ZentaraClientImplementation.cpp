@@ -11,6 +11,22 @@
 
 namespace zentara {
 
+namespace {
+
+/// Counts an event that was handed to a queue. One that JSON cannot hold is not in it.
+void count(const InternalEvent& event, bool isSaved, Ledger::Count& saved,
+           Ledger::Count& notSaved) {
+    if (isSaved) {
+        ++saved;
+    } else if (event.jsonText()) {
+        ++notSaved;
+    } else {
+        ++Ledger::shared().refusedNotEncodable;
+    }
+}
+
+}  // namespace
+
 ZentaraClient::Implementation::Implementation(Collaborators collaborators)
     : schemasProvider(std::move(collaborators.schemasProvider)),
       eventBus(std::move(collaborators.eventBus)),
@@ -55,6 +71,7 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
     };
     const auto settings = ClientSettings::current();
     if (!settings) {
+        ++Ledger::shared().refusedNotInitialized;
         report(std::make_shared<ZentaraClientNotInitializedError>());
         return;
     }
@@ -64,7 +81,9 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
         return;
     }
     revalidate(settings->dispatchBatchSize);
-    report(validateAndQueue(stamped));
+    auto& ledger = Ledger::shared();
+    report(validateAndQueue(stamped, {ledger.accepted, ledger.notSaved, ledger.refusedInvalid,
+                                      ledger.refusedUnknownSchema}));
 }
 
 InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std::string& referer,
@@ -108,6 +127,7 @@ ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEven
             isQueued = result.event() != nullptr;
         });
     }
+    count(event, isQueued, Ledger::shared().heldBack, Ledger::shared().heldBackNotSaved);
     const auto detail =
         (isQueued ? "Event queued to be sent later: " : "Event not queued: ") + event.id() + ".";
     printDiagnostic(detail);
@@ -117,18 +137,27 @@ ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEven
 void ZentaraClient::Implementation::revalidate(std::int64_t count) {
     // One thread at a time: the save of another would take events out of the file that this one has
     // not queued yet.
+    auto& ledger = Ledger::shared();
     const MutexLock lock(heldBackMutex_);
     for (const auto& event : unvalidatedEventsRepository->take(count)) {
-        static_cast<void>(validateAndQueue(event));
+        // Also in memory only, it has left this queue for the other.
+        static_cast<void>(
+            validateAndQueue(event, {ledger.released, ledger.released, ledger.droppedInvalid,
+                                     ledger.droppedUnknownSchema}));
     }
     unvalidatedEventsRepository->save();
 }
 
-ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const InternalEvent& event) {
+ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const InternalEvent& event,
+                                                                      const Tally& tally) {
     const auto schema = schemasProvider->schema(event.id(), event.version());
-    if (!schema) return std::make_shared<UnknownError>();
+    if (!schema) {
+        ++tally.unknownSchema;
+        return std::make_shared<UnknownError>();
+    }
     const auto validation = schemaValidator->validate(event.properties(), *schema);
     if (!validation.isValid) {
+        ++tally.invalid;
         if (!validation.errors) return std::make_shared<UnknownError>();
         auto detail = "Error validating " + event.id() + "-" + event.version() + " schema: ";
         bool first = true;
@@ -143,6 +172,7 @@ ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const Inte
     // when the queue is free again and may send the next event from its handler.
     bool isQueued = false;
     eventBus->enqueue(event, [&isQueued](const ErrorRef& error) { isQueued = error == nullptr; });
+    count(event, isQueued, tally.queued, tally.notSaved);
     eventBus->startTicking();
     if (!isQueued) return std::make_shared<EventNotQueuedError>();
     return nullptr;

@@ -16,6 +16,7 @@
 #include "schemas/SchemaValidator.h"
 #include "schemas/SchemasProvider.h"
 #include "support/ControlTime.h"
+#include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/ZentaraClock.h"
 
@@ -62,8 +63,16 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     [[nodiscard]] InternalEvent stamp(const Event& event, const std::string& referer,
                                       const ClientSettings& settings);
     [[nodiscard]] ZentaraClientErrorRef holdBack(const InternalEvent& event);
+    /// Where the outcomes of one validation are counted.
+    struct Tally {
+        Ledger::Count& queued;
+        Ledger::Count& notSaved;
+        Ledger::Count& invalid;
+        Ledger::Count& unknownSchema;
+    };
     /// Null when the event was queued.
-    [[nodiscard]] ZentaraClientErrorRef validateAndQueue(const InternalEvent& event);
+    [[nodiscard]] ZentaraClientErrorRef validateAndQueue(const InternalEvent& event,
+                                                         const Tally& tally);
     /// Gives up to `count` held-back events their second chance; nobody hears of the outcome.
     void revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
 

@@ -9,7 +9,9 @@
 #include "facade/ClientSettingsAccess.h"
 #include "model/EventDecoder.h"
 #include "model/JSONText.h"
+#include "support/Books.h"
 #include "support/Files.h"
+#include "support/SampleEvents.h"
 #include "support/TestHost.h"
 #include "support/TestServer.h"
 #include "support/WaitFor.h"
@@ -106,7 +108,10 @@ class ZentaraClientTest : public testing::Test {
         reset();
         TestHost::useServer(services_.url());
     }
-    ~ZentaraClientTest() override { reset(); }
+    ~ZentaraClientTest() override {
+        reset();
+        expectBalanced(ZentaraClient::statistics());
+    }
 
     /// As at the start of a process.
     static void reset() {
@@ -280,6 +285,63 @@ TEST_F(ZentaraClientTest, GivesHeldBackEventsTheirSecondChanceTenAtATime) {
         sequence.push_back(action.at("zentaraActionSequence").as_int64());
     }
     EXPECT_THAT(sequence, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 12));
+}
+
+TEST_F(ZentaraClientTest, CountsWhatBecameOfEachEvent) {
+    constexpr std::int64_t bound = 8000;
+    const auto before = ZentaraClient::statistics();
+    std::filesystem::create_directories(host_.documents());
+    writeTo(host_.file("events-storage"), fileOf(sampleEvents(1, bound - 6)));
+    // Without an identity nothing is dispatched.
+    services_.idStatus = 500;
+    const auto client = readyClient();
+    const auto sendMany = [&](int count, const char* schema, const JSONObject& properties) {
+        for (int i = 0; i < count; ++i)
+            send(*client, schema, properties);
+    };
+
+    ZentaraClient::setIsReady(false);
+    sendMany(4, "any", {});
+    sendMany(3, "view", {});
+    sendMany(2, "nowhere", {});
+    ZentaraClient::setIsReady(true);
+    sendMany(5, "any", {});
+    sendMany(6, "view", {});
+    sendMany(7, "nowhere", {});
+    sendMany(8, "any", {{"x", std::nan("")}});
+    services_.idStatus = 200;
+    dispatchingClient();
+    services_.eventStatus = 500;
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
+    services_.eventStatus = 200;
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::newData);
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::newData);
+    ZentaraClient::setIsReady(false);
+    sendMany(1, "any", {});
+
+    using Books = ZentaraClientStatistics;
+    const std::pair<std::int64_t Books::*, std::int64_t> expected[] = {
+        {&Books::accepted, 5},
+        {&Books::heldBack, 10},
+        {&Books::refusedInvalid, 6},
+        {&Books::refusedUnknownSchema, 7},
+        {&Books::refusedNotEncodable, 8},
+        {&Books::released, 4},
+        {&Books::droppedInvalid, 3},
+        {&Books::droppedUnknownSchema, 2},
+        {&Books::delivered, 20},
+        {&Books::evicted, 3},
+        {&Books::batchesDelivered, 2},
+        {&Books::batchesFailed, 1},
+        {&Books::restored, bound - 6},
+        {&Books::waiting, bound - 20},
+        {&Books::underWay, 0},
+        {&Books::heldBackWaiting, 1},
+    };
+    const auto after = ZentaraClient::statistics();
+    for (const auto& [count, value] : expected) {
+        EXPECT_EQ(after.*count - before.*count, value);
+    }
 }
 
 TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {

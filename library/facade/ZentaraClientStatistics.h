@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+
+namespace zentara {
+
+/// What became of the events of this process, since it started. All clients of the process, one
+/// after the other, count into one record.
+///
+/// Every event ends in one place, so the books balance. When nothing is being sent or delivered:
+///
+/// - `accepted + notSaved + released + restored == delivered + evicted + waiting + underWay`
+/// - `heldBack + heldBackNotSaved + heldBackRestored == released + droppedInvalid +
+///   droppedUnknownSchema + heldBackEvicted + heldBackWaiting`
+///
+/// While events move, each count is right but they are read one after the other.
+struct ZentaraClientStatistics {
+    // What `send` did.
+    std::int64_t accepted = 0;          ///< valid, queued and on disk: the handler got null
+    std::int64_t heldBack = 0;          ///< on disk until the schemas are there
+    std::int64_t notSaved = 0;          ///< valid and queued, in memory only: the disk failed
+    std::int64_t heldBackNotSaved = 0;  ///< held back, in memory only: the disk failed
+    std::int64_t refusedNotInitialized = 0;
+    std::int64_t refusedInvalid = 0;
+    std::int64_t refusedUnknownSchema = 0;
+    std::int64_t refusedNotEncodable = 0;  ///< JSON cannot hold it: NaN, infinity, too deep
+
+    // What became of those that were held back. Nobody else hears of it.
+    std::int64_t released = 0;              ///< valid: moved to the queue
+    std::int64_t droppedInvalid = 0;        ///< the schema refused it
+    std::int64_t droppedUnknownSchema = 0;  ///< there was no schema for it
+    std::int64_t heldBackEvicted = 0;       ///< dropped as the oldest of too many
+
+    // What became of those that were queued.
+    std::int64_t delivered = 0;  ///< acknowledged by the collector
+    std::int64_t evicted = 0;    ///< dropped as the oldest of too many
+    std::int64_t batchesDelivered = 0;
+    std::int64_t batchesFailed = 0;  ///< put back, to be sent again
+
+    // What earlier runs had left. Negative while there is no client and a previous one of this
+    // process has left events on disk.
+    std::int64_t restored = 0;
+    std::int64_t heldBackRestored = 0;
+
+    // Now.
+    std::int64_t waiting = 0;          ///< in the queue
+    std::int64_t underWay = 0;         ///< in batches that are not answered yet
+    std::int64_t heldBackWaiting = 0;  ///< held back
+
+    friend bool operator==(const ZentaraClientStatistics&,
+                           const ZentaraClientStatistics&) = default;
+};
+
+}  // namespace zentara
