@@ -198,7 +198,7 @@ void EventBus::settle(const Batch& batch) {
             ++ledger.batchesDelivered;
         }
     }
-    repository_->save();
+    repository_->settle(batch.events);
 }
 
 void EventBus::putBack(const Batch& batch) {

@@ -23,8 +23,9 @@ struct ClientSettings;
 /// Posts a batch of queued events on every tick, and puts it back at the front of the queue when
 /// the post fails. Batches may overlap: a slow post does not hold up the next tick.
 ///
-/// A batch under way is neither in the queue nor, after the next save, in its file. When the
-/// process exits the batches under way go back into both, so that the next run sends them again.
+/// A batch under way is neither in the queue nor, after the next save, in its file; the repository
+/// keeps it in another one. When the process exits the batches under way go back into the queue, so
+/// that the next run sends them again.
 ///
 /// While a bus exists, the reference time that it took at its creation is in the user defaults.
 class EventBus final : public EventBusProtocol, public std::enable_shared_from_this<EventBus> {

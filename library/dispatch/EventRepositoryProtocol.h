@@ -68,11 +68,16 @@ class EventRepositoryProtocol {
     /// Puts events back at the front, in their order. Neither bounds nor saves.
     virtual void insert(std::span<const InternalEvent> events) = 0;
 
+    /// Forgets events that were taken and are not to come back, and saves.
+    virtual void settle(std::span<const InternalEvent> events) = 0;
+
     /// Replaces the list with what the store holds; with nothing when it cannot be read.
     virtual void load() = 0;
 
     /// Removes up to `count` events from the front and returns those that `selection` accepts; the
-    /// others stay at the front, in their order. Does not save.
+    /// others stay at the front, in their order. Does not save; but a repository that has a place
+    /// for it has written the events there before they leave the list, and keeps them there until
+    /// they are settled, or inserted and saved.
     [[nodiscard]] virtual std::vector<InternalEvent> take(std::int64_t count,
                                                           const Selection& selection) = 0;
 

@@ -1,17 +1,39 @@
 #include "dispatch/EventsRepository.h"
 
 #include <algorithm>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/PlatformError.h"
 
 namespace zentara {
 
+namespace {
+
+/// Whether there was one.
+bool removeCopies(std::vector<InternalEvent>& events, const InternalEvent& event) {
+    return std::erase_if(events, [&event](const auto& other) { return other.isCopyOf(event); }) > 0;
+}
+
+}  // namespace
+
 EventsRepository::EventsRepository(std::int64_t maxEvents,
                                    std::unique_ptr<InternalEventStorage> storage,
-                                   Ledger::Queue& counts)
-    : maxEvents_(maxEvents), storage_(std::move(storage)), counts_(counts) {
+                                   Ledger::Queue& counts,
+                                   std::unique_ptr<Storage<InternalEvent>> underWay)
+    : maxEvents_(maxEvents),
+      storage_(std::move(storage)),
+      counts_(counts),
+      underWay_(std::move(underWay)) {
     load();
+    if (!underWay_) return;
+    queue_.sync([&] {
+        returned_ = underWay_->load().records;
+        if (returned_.empty()) return;
+        insertRestored(missing(returned_));
+        saveAll();
+    });
 }
 
 EventsRepository::~EventsRepository() {
@@ -53,14 +75,75 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
 }
 
 void EventsRepository::save() {
-    queue_.sync([&] { static_cast<void>(storage_->save(events_)); });
+    queue_.sync([&] { saveAll(); });
+}
+
+void EventsRepository::saveAll() {
+    if (storage_->save(events_) || returned_.empty()) return;
+    returned_.clear();
+    saveUnderWay();
+}
+
+void EventsRepository::saveUnderWay() {
+    if (!underWay_) return;
+    auto all = returned_;
+    all.insert(all.end(), taken_.begin(), taken_.end());
+    // Failing it, a batch may be lost with the process; failing to send would not be better.
+    static_cast<void>(underWay_->save(all));
 }
 
 void EventsRepository::insert(std::span<const InternalEvent> events) {
     queue_.sync([&] {
         events_.insertAtFront(events);
         counts_.waiting += static_cast<std::int64_t>(events.size());
+        for (const auto& event : events) {
+            if (removeCopies(taken_, event)) returned_.push_back(event);
+        }
     });
+}
+
+void EventsRepository::settle(std::span<const InternalEvent> events) {
+    queue_.sync([&] {
+        for (const auto& event : events)
+            removeCopies(taken_, event);
+        // Also when the save fails: these events were delivered.
+        if (!storage_->save(events_)) returned_.clear();
+        saveUnderWay();
+    });
+}
+
+ErrorRef EventsRepository::restore(std::span<const InternalEvent> events) {
+    return queue_.sync([&]() -> ErrorRef {
+        const auto restored = missing(events);
+        insertRestored(restored);
+        auto error = storage_->save(events_);
+        if (error) {
+            events_.dropFront(restored.size());
+            const auto count = static_cast<std::int64_t>(restored.size());
+            counts_.restored -= count;
+            counts_.waiting -= count;
+        }
+        return error;
+    });
+}
+
+std::vector<InternalEvent> EventsRepository::missing(std::span<const InternalEvent> events) const {
+    std::unordered_set<std::string_view> known;
+    for (const auto& event : events_.events())
+        known.insert(event.actionUUIDText());
+    std::vector<InternalEvent> others;
+    for (const auto& event : events) {
+        const auto uuid = event.actionUUIDText();
+        if (known.insert(uuid).second || uuid.empty()) others.push_back(event);
+    }
+    return others;
+}
+
+void EventsRepository::insertRestored(std::span<const InternalEvent> events) {
+    events_.insertAtFront(events);
+    const auto count = static_cast<std::int64_t>(events.size());
+    counts_.restored += count;
+    counts_.waiting += count;
 }
 
 void EventsRepository::load() {
@@ -73,18 +156,17 @@ std::vector<InternalEvent> EventsRepository::take(std::int64_t count, const Sele
         const auto candidates =
             events_.events().first(std::min(static_cast<std::size_t>(count), events_.size()));
         // Decided before anything moves: looking into an event may fail for lack of memory.
+        std::vector<InternalEvent> taken;
         std::vector<InternalEvent> others;
-        if (selection) {
-            for (const auto& event : candidates) {
-                if (!selection(candidates.front(), event)) others.push_back(event);
-            }
+        for (const auto& event : candidates) {
+            const bool isSelected = !selection || selection(candidates.front(), event);
+            (isSelected ? taken : others).push_back(event);
         }
-        auto taken = events_.takeFront(candidates.size());
-        std::erase_if(taken, [&others](const InternalEvent& event) {
-            return std::any_of(others.begin(), others.end(), [&event](const InternalEvent& other) {
-                return other.isCopyOf(event);
-            });
-        });
+        if (underWay_ && !taken.empty()) {
+            taken_.insert(taken_.end(), taken.begin(), taken.end());
+            saveUnderWay();
+        }
+        events_.dropFront(candidates.size());
         events_.insertAtFront(others);
         counts_.waiting -= static_cast<std::int64_t>(taken.size());
         return taken;

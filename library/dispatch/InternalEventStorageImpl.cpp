@@ -9,14 +9,13 @@
 #include <utility>
 #include <vector>
 
+#include "dispatch/QueueFiles.h"
 #include "dispatch/SwappedFile.h"
 #include "model/EventDecoder.h"
-#include "platform/Diagnostics.h"
 #include "platform/File.h"
 #include "platform/GlobalQueue.h"
 #include "platform/PlatformError.h"
 #include "support/Mutex.h"
-#include "support/ZentaraClock.h"
 
 namespace zentara {
 
@@ -26,16 +25,6 @@ using Clock = std::chrono::steady_clock;
 
 /// Appends follow each other closely; the spare is put right when they pause.
 constexpr Clock::duration sparePreparationDelay = std::chrono::milliseconds(50);
-
-std::filesystem::path sibling(const std::filesystem::path& path, std::string_view prefix,
-                              std::string_view suffix) {
-    auto result = path;
-    std::string name(prefix);
-    name += path.filename().string();
-    name += suffix;
-    result.replace_filename(name);
-    return result;
-}
 
 std::size_t commonPrefix(std::span<const InternalEvent> one, std::span<const InternalEvent> other) {
     const auto count = std::min(one.size(), other.size());
@@ -55,13 +44,6 @@ std::size_t leftFront(std::span<const InternalEvent> older, std::span<const Inte
     const auto left = static_cast<std::size_t>(first - older.begin());
     const auto kept = older.subspan(left);
     return commonPrefix(kept, newer) == kept.size() ? left : older.size();
-}
-
-DecodedEvents readEvents(const std::filesystem::path& path, bool& exists) {
-    auto contents = readFile(path);
-    exists = contents.bytes.has_value() || contents.error;
-    if (!contents.bytes) return {{}, contents.error};
-    return decodeEvents(*std::move(contents.bytes));
 }
 
 }  // namespace
@@ -89,8 +71,8 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     std::optional<std::uint64_t> savedRevision ZENTARA_GUARDED_BY(mutex);
     /// What `recover` read, for the first `load`.
     std::optional<DecodedEvents> recovered ZENTARA_GUARDED_BY(mutex);
-    /// A file that cannot be read is still there: saving now would destroy it.
-    bool unreadableFileInPlace ZENTARA_GUARDED_BY(mutex) = false;
+    /// What moves away a file that is still there and cannot be read: saving would destroy it.
+    std::function<ErrorRef()> clearTheWay ZENTARA_GUARDED_BY(mutex);
     bool spareScheduled ZENTARA_GUARDED_BY(mutex) = false;
     bool checkpointScheduled ZENTARA_GUARDED_BY(mutex) = false;
     std::optional<Clock::time_point> lastCheckpoint ZENTARA_GUARDED_BY(mutex);
@@ -99,7 +81,6 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     SwappedFile checkpoint ZENTARA_GUARDED_BY(checkpointMutex);
     std::vector<InternalEvent> checkpointed ZENTARA_GUARDED_BY(checkpointMutex);
 
-    ErrorRef setAside(const std::filesystem::path& unreadable) ZENTARA_REQUIRES(mutex);
     void recover() ZENTARA_REQUIRES(mutex);
     Loaded<InternalEvent> load() ZENTARA_REQUIRES(mutex);
     ErrorRef save(const EventList& events) ZENTARA_REQUIRES(mutex);
@@ -109,49 +90,44 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     void writeCheckpoint();
 };
 
-ErrorRef InternalEventStorageImpl::Shared::setAside(const std::filesystem::path& unreadable) {
-    const auto now = ZentaraClock().now().time_since_epoch();
-    const auto stamp = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
-    const auto aside = sibling(unreadable, "", ".unreadable-" + std::to_string(stamp));
-    auto error = renameFile(unreadable, aside);
-    if (!error) {
-        printWarning("ZentaraClient: '" + unreadable.string() +
-                     "' could not be read and was set aside as '" + aside.filename().string() +
-                     "'");
-    }
-    return error;
-}
-
 void InternalEventStorageImpl::Shared::recover() {
-    bool exists = false;
-    auto events = readEvents(path, exists);
-    if (events.isList) {
-        recovered = std::move(events);
+    using State = StoredEvents::State;
+    auto stored = readEvents(path);
+    if (stored.state == State::list) {
+        recovered = std::move(stored.decoded);
         return;
     }
-    if (exists) {
-        unreadableFileInPlace = setAside(path) != nullptr;
-        if (unreadableFileInPlace) return;
+    if (stored.state == State::unread) {
+        // Without the checkpoint, which has events that were delivered since.
+        clearTheWay = [this, cause = stored.decoded.error] {
+            return putBy(path, path, *cause);
+        };
+    } else if (stored.state == State::damaged) {
+        clearTheWay = [this] {
+            return setAside(path, path);
+        };
     }
-    bool checkpointExists = false;
-    auto flushed = readEvents(checkpointPath, checkpointExists);
-    if (!flushed.isList) {
-        if (checkpointExists) static_cast<void>(setAside(checkpointPath));
-        return;
+    if (clearTheWay) {
+        if (clearTheWay()) return;
+        clearTheWay = nullptr;
+        if (stored.state == State::unread) return;
     }
-    if (renameFile(checkpointPath, path)) return;
+    auto flushed = readEvents(checkpointPath);
+    if (flushed.state == State::damaged) static_cast<void>(setAside(checkpointPath, path));
+    if (flushed.state == State::unread) {
+        static_cast<void>(putBy(checkpointPath, path, *flushed.decoded.error));
+    }
+    if (flushed.state != State::list || renameFile(checkpointPath, path)) return;
     static_cast<void>(synchroniseFolder(path.parent_path()));
-    recovered = std::move(flushed);
+    recovered = std::move(flushed.decoded);
 }
 
 Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
-    DecodedEvents events;
-    bool exists = true;
-    if (recovered) {
-        events = *std::exchange(recovered, std::nullopt);
-    } else {
-        events = readEvents(path, exists);
-    }
+    auto stored =
+        recovered ? StoredEvents{StoredEvents::State::list, *std::exchange(recovered, std::nullopt)}
+                  : readEvents(path);
+    auto& events = stored.decoded;
+    if (events.isList) clearTheWay = nullptr;
     savedRevision.reset();
     saved = EventList();
     if (events.isCanonical) {
@@ -162,13 +138,13 @@ Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
             scheduleCheckpoint();
         }
     }
-    return {std::move(events.events), events.error, exists};
+    return {std::move(events.events), events.error, stored.state != StoredEvents::State::missing};
 }
 
 ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
-    if (unreadableFileInPlace) {
-        if (auto error = setAside(path)) return error;
-        unreadableFileInPlace = false;
+    if (clearTheWay) {
+        if (auto error = clearTheWay()) return error;
+        clearTheWay = nullptr;
     }
     const auto events = list.events();
     const auto unchanged =

@@ -18,7 +18,8 @@ namespace zentara {
 /// - `.N.spare`: what the next save turns into `N`. Of no use to anybody else.
 /// - `.N.checkpoint`, `.N.checkpoint-spare`: the list as it was when it was last flushed to the
 ///   device, and its spare.
-/// - `N.unreadable-…`: a list that could not be read, set aside by `recover`.
+/// - `N.unreadable-…`: what was read and is not a list, set aside by `recover`.
+/// - `N.unread-…`: a list that could not be read for the moment, put by for `takeInLeftovers`.
 ///
 /// Promised: when `save` has returned null, the list survives the end of the process by any means.
 /// After a loss of power a whole list comes back, at most one checkpoint interval old.
@@ -42,8 +43,9 @@ class InternalEventStorageImpl final : public InternalEventStorage {
     const JSONEncoder jsonEncoder{};
     const JSONDecoder jsonDecoder{};
 
-    /// To be called once, before the first `load`: sets aside a file that cannot be read, with a
-    /// line on standard error, and puts the checkpoint in its place, as also when there is no file.
+    /// To be called once, before the first `load`: sets aside a file that is damaged, with a line
+    /// on standard error, and puts the checkpoint in its place, as also when there is no file. One
+    /// that cannot be read for the moment is put by, and the list begins empty.
     void recover();
 
     [[nodiscard]] ErrorRef save(const EventList& events) override;

@@ -11,8 +11,10 @@
 #include "dispatch/EventsRepository.h"
 #include "dispatch/FileStorage.h"
 #include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/Leftovers.h"
 #include "dispatch/SchemasStorage.h"
 #include "dispatch/Ticker.h"
+#include "dispatch/UnderWayFile.h"
 #include "identity/ZentaraIDManager.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
@@ -41,8 +43,8 @@ struct Repositories {
 };
 
 std::shared_ptr<EventsRepository> repository(const std::string& fileName,
-                                             const ClientSettings& settings,
-                                             Ledger::Queue& counts) {
+                                             const ClientSettings& settings, Ledger::Queue& counts,
+                                             std::unique_ptr<UnderWayFile> underWay = nullptr) {
     // Never destroyed: workers use the queues until the process is gone.
     static auto* const repositories = new Repositories;
     const MutexLock lock(repositories->mutex);
@@ -51,8 +53,9 @@ std::shared_ptr<EventsRepository> repository(const std::string& fileName,
     auto storage = std::make_unique<InternalEventStorageImpl>(
         fileName, std::chrono::duration<double>(settings.dispatchInterval));
     storage->recover();
-    auto created =
-        std::make_shared<EventsRepository>(settings.maxEvents, std::move(storage), counts);
+    auto created = std::make_shared<EventsRepository>(settings.maxEvents, std::move(storage),
+                                                      counts, std::move(underWay));
+    takeInLeftovers(*created, documentsFile(fileName));
     known = created;
     return created;
 }
@@ -74,7 +77,8 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
         std::make_unique<FileStorage<Token>>(settings.anonymousTokenStorageName),
         std::make_unique<Ticker>());
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
-    auto events = repository(settings.eventsStorageName, settings, Ledger::shared().queue);
+    auto events = repository(settings.eventsStorageName, settings, Ledger::shared().queue,
+                             std::make_unique<UnderWayFile>(settings.eventsStorageName));
     collaborators.unvalidatedEventsRepository =
         repository(settings.unvalidatedEventsStorageName, settings, Ledger::shared().heldBackQueue);
     auto instanceId = lowerCaseUUID();

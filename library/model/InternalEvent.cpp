@@ -203,6 +203,16 @@ InternalEvent InternalEvent::packed() const {
     return fromText(payload_->textOwner, text);
 }
 
+std::string_view InternalEvent::actionUUIDText() const {
+    // Quotes inside of strings are escaped, so only the member itself is found.
+    constexpr std::string_view key = R"("zentaraActionUUID":")";
+    const auto& own = payload_->madeText();
+    const auto member = own.json.substr(0, own.userOffset).rfind(key);
+    if (member == std::string_view::npos) return {};
+    const auto value = own.json.substr(member + key.size());
+    return value.substr(0, value.find(R"(","zentaraActionExtraAttributes":)"));
+}
+
 bool InternalEvent::isOfSameUserText(const InternalEvent& other) const {
     const auto& one = payload_->madeText();
     const auto& two = other.payload_->madeText();

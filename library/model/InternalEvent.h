@@ -76,6 +76,10 @@ class InternalEvent {
     /// The same event without its fields in memory, if it has a text.
     [[nodiscard]] InternalEvent packed() const;
 
+    /// The `zentaraActionUUID` as the text spells it, which does not decode the event; empty when
+    /// there is no text.
+    [[nodiscard]] std::string_view actionUUIDText() const;
+
     /// Whether both have texts that spell the same user. Users may be equal without it.
     [[nodiscard]] bool isOfSameUserText(const InternalEvent& other) const;
 

@@ -66,6 +66,8 @@ class File {
 struct [[nodiscard]] FileContents {
     std::optional<std::string> bytes;
     ErrorRef error;
+    /// Whether it is nothing that would ever be read: not a regular file, or too large.
+    bool isUnfit = false;
 };
 
 /// The largest file that is read; a larger one is an error, so that no file can take all memory.

@@ -11,6 +11,7 @@
 #include "model/JSONText.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
+#include "support/RawServer.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 
@@ -221,6 +222,29 @@ TEST_F(EndToEndTest, AKilledHostLosesNothingOfWhatWasQueued) {
         EXPECT_EQ(count, 1) << number;
     // One event may have been stored when the kill came before its report.
     EXPECT_LE(arrivals.size(), reported.size() + 6);
+}
+
+TEST_F(EndToEndTest, ABatchUnderWaySurvivesAKill) {
+    Collector collector(schemas_);
+    EXPECT_EQ(drain(collector), 0) << "gives the host its identity";
+    RawServer silent(RawServer::silence());
+    ChildProcess host({ZENTARA_SENDING_HOST, silent.url().string(), collector.url(), documents_,
+                       "1", "20", "deliver"});
+    for (int line = 0; line < 20; ++line)
+        ASSERT_TRUE(host.readLine());
+    const auto file = [this](const char* name) {
+        return decodeEvents(contentsOf(std::filesystem::path(documents_) / name)).events.size();
+    };
+    EXPECT_EQ(file("events-storage"), 10U) << "the batch has left the list";
+    EXPECT_EQ(file(".events-storage.under-way"), 10U);
+    host.signal(SIGKILL);
+    EXPECT_EQ(host.wait(), -SIGKILL);
+    EXPECT_EQ(drain(collector), 0);
+    const auto arrivals = collector.arrivals();
+    EXPECT_EQ(arrivals.size(), 20U);
+    for (const auto& [number, count] : arrivals)
+        EXPECT_EQ(count, 1) << number;
+    EXPECT_EQ(file(".events-storage.under-way"), 0U);
 }
 
 TEST_F(EndToEndTest, ALostAcknowledgementRepeatsABatchAndLosesNothing) {

@@ -1,10 +1,11 @@
 // A host application for the tests. It sends numbered events and tells on standard output, one line
 // each, the numbers of those that the library has queued.
 //
-//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT leave|linger
+//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT leave|linger|deliver
 //
 // At the end it asks for a delivery and returns from main without waiting for it ("leave"), or
-// waits to be killed ("linger").
+// waits to be killed ("linger"). With "deliver" it asks for a delivery when half of the events are
+// sent, and waits to be killed.
 
 #include <zentara/ZentaraClient.h>
 
@@ -35,7 +36,9 @@ int main(int argc, char** argv) {
     ready->get_future().wait();
     const auto first = std::stoll(argv[4]);
     const auto count = std::stoll(argv[5]);
+    const std::string_view mode = argv[6];
     for (std::int64_t number = first; number < first + count; ++number) {
+        if (mode == "deliver" && number == first + count / 2) client->performFetch(nullptr);
         client->send("numbered", "1", "text/plain", number, "", {{"number", number}}, std::nullopt,
                      [number](const EventRef&, const ZentaraClientErrorRef& error) {
                          if (error) return;
@@ -45,7 +48,7 @@ int main(int argc, char** argv) {
                          std::fflush(stdout);
                      });
     }
-    if (std::string_view(argv[6]) == "linger") std::promise<void>().get_future().wait();
+    if (mode != "leave") std::promise<void>().get_future().wait();
     client->performFetch(nullptr);
     return 0;
 }

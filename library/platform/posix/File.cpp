@@ -66,13 +66,16 @@ int openNew(const std::filesystem::path& path) {
     return descriptor;
 }
 
-ErrorRef readAll(int descriptor, const std::filesystem::path& path, std::string& bytes) {
+FileContents readAll(int descriptor, const std::filesystem::path& path) {
     struct stat status {};
-    if (::fstat(descriptor, &status) != 0) return failure(errno, "cannot read", path);
-    if (!S_ISREG(status.st_mode)) return failure(EINVAL, "cannot read", path);
-    if (static_cast<std::uint64_t>(status.st_size) > maximumFileSize) {
-        return failure(EFBIG, "cannot read", path);
+    if (::fstat(descriptor, &status) != 0) {
+        return {std::nullopt, failure(errno, "cannot read", path)};
     }
+    const bool isRegular = S_ISREG(status.st_mode);
+    if (!isRegular || static_cast<std::uint64_t>(status.st_size) > maximumFileSize) {
+        return {std::nullopt, failure(isRegular ? EFBIG : EINVAL, "cannot read", path), true};
+    }
+    std::string bytes;
     // Parsers want some room behind the text; giving it now spares a copy later.
     constexpr std::size_t room = 256;
     bytes.reserve(static_cast<std::size_t>(status.st_size) + room);
@@ -81,12 +84,12 @@ ErrorRef readAll(int descriptor, const std::filesystem::path& path, std::string&
     while (filled < bytes.size()) {
         const auto count = retried(
             [&] { return ::read(descriptor, bytes.data() + filled, bytes.size() - filled); });
-        if (count < 0) return failure(errno, "cannot read", path);
+        if (count < 0) return {std::nullopt, failure(errno, "cannot read", path)};
         if (count == 0) break;
         filled += static_cast<std::size_t>(count);
     }
     bytes.resize(filled);
-    return nullptr;
+    return {std::move(bytes), nullptr};
 }
 
 }  // namespace
@@ -216,14 +219,25 @@ FileContents readFile(const std::filesystem::path& path) {
     const int descriptor =
         retried([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); });
     if (descriptor < 0) {
-        if (errno == ENOENT || errno == ENOTDIR) return {};
-        return {std::nullopt, failure(errno, "cannot open", path)};
+        const int code = errno;
+        // Out of descriptors, the system does not look whether there is a file.
+        struct stat status {};
+        const bool isThere = ::lstat(path.c_str(), &status) == 0;
+        for (const int missing : {ENOENT, ENOTDIR}) {
+            if (code == missing || (!isThere && errno == missing)) return {};
+        }
+        // A socket, or a name that stands for nothing that can be opened.
+        const bool isUnfit = code == ENXIO || code == ENODEV || code == ELOOP;
+        return {std::nullopt, failure(code, "cannot open", path), isUnfit};
     }
-    std::string bytes;
-    const ErrorRef error = readAll(descriptor, path, bytes);
-    ::close(descriptor);
-    if (error) return {std::nullopt, error};
-    return {std::move(bytes), nullptr};
+    try {
+        auto contents = readAll(descriptor, path);
+        ::close(descriptor);
+        return contents;
+    } catch (...) {
+        ::close(descriptor);
+        throw;
+    }
 }
 
 ErrorRef writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {

@@ -1,0 +1,83 @@
+#include "dispatch/QueueFiles.h"
+
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "platform/Diagnostics.h"
+#include "platform/File.h"
+#include "platform/PlatformError.h"
+#include "support/ZentaraClock.h"
+
+namespace zentara {
+
+namespace {
+
+/// A free name that begins like the queue's and ends in the time.
+std::filesystem::path stamped(const std::filesystem::path& queue, std::string_view suffix) {
+    const auto now = ZentaraClock().now().time_since_epoch();
+    auto stamp = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    auto path = sibling(queue, "", std::string(suffix) + std::to_string(stamp));
+    while (fileIdentity(path))
+        path = sibling(queue, "", std::string(suffix) + std::to_string(++stamp));
+    return path;
+}
+
+ErrorRef moveAway(const std::filesystem::path& from, const std::filesystem::path& to,
+                  const std::string& story) {
+    auto error = renameFile(from, to);
+    if (!error) {
+        printWarning("ZentaraClient: '" + from.string() + "' could not be read" + story + " '" +
+                     to.filename().string() + "'");
+    } else if (const auto* failure = dynamic_cast<const PlatformError*>(error.get());
+               failure != nullptr && failure->code() == ENOENT) {
+        // Somebody else was faster.
+        return nullptr;
+    }
+    return error;
+}
+
+}  // namespace
+
+StoredEvents readEvents(const std::filesystem::path& path) {
+    using State = StoredEvents::State;
+    try {
+        auto contents = readFile(path);
+        if (contents.bytes) {
+            auto decoded = decodeEvents(*std::move(contents.bytes));
+            return {decoded.isList ? State::list : State::damaged, std::move(decoded)};
+        }
+        if (!contents.error) return {};
+        return {contents.isUnfit ? State::damaged : State::unread, {{}, contents.error}};
+    } catch (const std::bad_alloc&) {
+        return {State::unread,
+                {{},
+                 std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM,
+                                                 "not enough memory to read the events")}};
+    }
+}
+
+std::filesystem::path sibling(const std::filesystem::path& path, std::string_view prefix,
+                              std::string_view suffix) {
+    auto result = path;
+    std::string name(prefix);
+    name += path.filename().string();
+    name += suffix;
+    result.replace_filename(name);
+    return result;
+}
+
+ErrorRef setAside(const std::filesystem::path& damaged, const std::filesystem::path& queue) {
+    return moveAway(damaged, stamped(queue, ".unreadable-"), " and was set aside as");
+}
+
+ErrorRef putBy(const std::filesystem::path& unread, const std::filesystem::path& queue,
+               const Error& cause) {
+    return moveAway(unread, stamped(queue, unreadSuffix),
+                    " for now (" + cause.description() + ") and waits for the next start as");
+}
+
+}  // namespace zentara

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+#include "model/EventDecoder.h"
+#include "support/Error.h"
+
+namespace zentara {
+
+/// What a file of events was found to be.
+struct [[nodiscard]] StoredEvents {
+    enum class State {
+        missing,
+        list,
+        damaged,  ///< read, and not a list; or nothing that is ever read, such as a folder
+        unread,   ///< not to be read at this moment, so that nobody knows what is in it
+    };
+
+    State state = State::missing;
+    DecodedEvents decoded;
+};
+
+StoredEvents readEvents(const std::filesystem::path& path);
+
+/// The file beside `path` whose name has `prefix` before and `suffix` behind it.
+[[nodiscard]] std::filesystem::path sibling(const std::filesystem::path& path,
+                                            std::string_view prefix, std::string_view suffix);
+
+/// What follows the name of a queue in the names of files that could not be read in time.
+inline constexpr std::string_view unreadSuffix = ".unread-";
+
+/// Moves a damaged file of the queue to a name of its own, which nobody reads, and says so on
+/// standard error. Null on success.
+[[nodiscard]] ErrorRef setAside(const std::filesystem::path& damaged,
+                                const std::filesystem::path& queue);
+
+/// Moves a file that could not be read for the moment, because of `cause`, to a name under which a
+/// later start takes it in, and says so on standard error. Null on success.
+[[nodiscard]] ErrorRef putBy(const std::filesystem::path& unread,
+                             const std::filesystem::path& queue, const Error& cause);
+
+}  // namespace zentara
