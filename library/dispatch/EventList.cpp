@@ -13,7 +13,7 @@ EventList::EventList(std::vector<InternalEvent> events) : slots_(std::move(event
 
 void EventList::changed() noexcept {
     static std::atomic<std::uint64_t> last{0};
-    revision_ = ++last;
+    position_ = {++last, 0};
 }
 
 void EventList::insertAtFront(std::span<const InternalEvent> events) {
@@ -50,7 +50,7 @@ void EventList::dropFront(std::size_t count) noexcept {
         slots_.erase(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(first_));
         first_ = 0;
     }
-    changed();
+    position_.first += count;
 }
 
 void EventList::reserveMore(std::size_t count) {

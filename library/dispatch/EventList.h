@@ -11,11 +11,16 @@ namespace zentara {
 
 /// Queued events, oldest first.
 ///
-/// The list carries a revision that every change draws anew, except an append. Two looks at a list
-/// that find one revision therefore differ by what was appended in between, which lets a store
-/// write the difference without comparing the lists.
+/// The list knows its position: a revision that other changes than appending and taking from the
+/// front draw anew, and how many events have left the front within it. Two looks at a list that
+/// find one revision therefore tell what has changed in between, so that a store need not compare.
 class EventList {
   public:
+    struct Position {
+        std::uint64_t revision = 0;
+        std::size_t first = 0;
+    };
+
     EventList() : EventList(std::vector<InternalEvent>()) {}
     explicit EventList(std::vector<InternalEvent> events);
 
@@ -29,7 +34,7 @@ class EventList {
     }
     [[nodiscard]] std::size_t size() const noexcept { return slots_.size() - first_; }
     [[nodiscard]] bool empty() const noexcept { return size() == 0; }
-    [[nodiscard]] std::uint64_t revision() const noexcept { return revision_; }
+    [[nodiscard]] Position position() const noexcept { return position_; }
 
     void append(InternalEvent event) { slots_.push_back(std::move(event)); }
 
@@ -50,7 +55,7 @@ class EventList {
     // Taken events leave a gap at the front, so that taking one costs no move of the others.
     std::vector<InternalEvent> slots_;
     std::size_t first_ = 0;
-    std::uint64_t revision_ = 0;
+    Position position_;
 };
 
 }  // namespace zentara

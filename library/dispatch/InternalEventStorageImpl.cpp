@@ -26,24 +26,20 @@ using Clock = std::chrono::steady_clock;
 /// Appends follow each other closely; the spare is put right when they pause.
 constexpr Clock::duration sparePreparationDelay = std::chrono::milliseconds(50);
 
-std::size_t commonPrefix(std::span<const InternalEvent> one, std::span<const InternalEvent> other) {
-    const auto count = std::min(one.size(), other.size());
-    std::size_t same = 0;
-    while (same < count && one[same].isCopyOf(other[same]))
-        ++same;
-    return same;
-}
-
 /// How many events have left the front of `older`, when nothing else but appending has happened to
 /// it since; otherwise all of them.
 std::size_t leftFront(std::span<const InternalEvent> older, std::span<const InternalEvent> newer) {
     if (newer.empty()) return older.size();
-    const auto first = std::find_if(older.begin(), older.end(), [&newer](const auto& event) {
-        return event.isCopyOf(newer.front());
+    const auto isCopy = [](const auto& one, const auto& other) {
+        return one.isCopyOf(other);
+    };
+    const auto first = std::find_if(older.begin(), older.end(), [&](const auto& event) {
+        return isCopy(event, newer.front());
     });
-    const auto left = static_cast<std::size_t>(first - older.begin());
-    const auto kept = older.subspan(left);
-    return commonPrefix(kept, newer) == kept.size() ? left : older.size();
+    const auto kept = older.subspan(static_cast<std::size_t>(first - older.begin()));
+    const bool isKept =
+        kept.size() <= newer.size() && std::equal(kept.begin(), kept.end(), newer.begin(), isCopy);
+    return isKept ? older.size() - kept.size() : older.size();
 }
 
 }  // namespace
@@ -66,9 +62,9 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
 
     Mutex mutex;
     SwappedFile current ZENTARA_GUARDED_BY(mutex);
-    /// The events in the file, and the revision of the list that they came from.
+    /// The events in the file, and where in the list that they came from.
     EventList saved ZENTARA_GUARDED_BY(mutex);
-    std::optional<std::uint64_t> savedRevision ZENTARA_GUARDED_BY(mutex);
+    std::optional<EventList::Position> savedPosition ZENTARA_GUARDED_BY(mutex);
     /// What `recover` read, for the first `load`.
     std::optional<DecodedEvents> recovered ZENTARA_GUARDED_BY(mutex);
     /// What moves away a file that is still there and cannot be read: saving would destroy it.
@@ -128,8 +124,9 @@ Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
                   : readEvents(path);
     auto& events = stored.decoded;
     if (events.isList) clearTheWay = nullptr;
-    savedRevision.reset();
+    savedPosition.reset();
     saved = EventList();
+    current.forget();
     if (events.isCanonical) {
         saved = EventList(events.events);
         current.holds(saved.events());
@@ -147,21 +144,21 @@ ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
         clearTheWay = nullptr;
     }
     const auto events = list.events();
-    const auto unchanged =
-        savedRevision == list.revision() ? saved.size() : commonPrefix(saved.events(), events);
-    const bool isSame = unchanged == saved.size() && unchanged == events.size();
-    const bool onlyAppended = unchanged == saved.size();
-    // Taking over what has changed is a fraction of copying thousands of references.
-    const auto left = onlyAppended ? 0 : leftFront(saved.events(), events);
-    // Before anything is written, so that what follows the write cannot fail.
+    const auto position = list.position();
+    const auto left = savedPosition && savedPosition->revision == position.revision
+                          ? std::min(position.first - savedPosition->first, saved.size())
+                          : leftFront(saved.events(), events);
+    const bool isSame = left == 0 && events.size() == saved.size();
+    // Before anything is written, so that what follows the write cannot fail. Taking over what has
+    // changed is a fraction of copying thousands of references.
     saved.reserveMore(events.size() - (saved.size() - left));
-    if (auto error = current.write(events, unchanged)) return error;
-    savedRevision = list.revision();
+    if (auto error = current.write(events, left)) return error;
+    savedPosition = position;
     if (isSame) return nullptr;
     saved.dropFront(left);
     for (const auto& event : events.subspan(saved.size()))
         saved.append(event);
-    if (!onlyAppended) scheduleSpare();
+    if (left > 0) scheduleSpare();
     scheduleCheckpoint();
     return nullptr;
 }
@@ -217,7 +214,7 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
         for (auto& file : files) {
             if (file.isOpen() && !error) error = file.synchronise();
         }
-        if (!error) error = checkpoint.write(events, commonPrefix(checkpointed, events));
+        if (!error) error = checkpoint.write(events, leftFront(checkpointed, events));
         if (!error) checkpointed = std::move(events);
     } catch (const std::bad_alloc&) {
         error = std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM,

@@ -12,14 +12,6 @@ namespace zentara {
 
 namespace {
 
-/// Whether `next` lies behind `text` in one piece of memory, a comma between them.
-bool follows(const InternalEvent::Text& text, const InternalEvent::Text& next) {
-    // Where one owner has both, the character between them is theirs too.
-    return text.owner == next.owner &&
-           next.json.data() == text.json.data() + text.json.size() + 1 &&
-           next.json.data()[-1] == ',';
-}
-
 ErrorRef notEncodable() {
     return std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
                                            "JSON cannot hold one of the events");
@@ -33,7 +25,7 @@ ErrorRef tooLarge() {
 }  // namespace
 
 void SwappedFile::holds(std::span<const InternalEvent> events) {
-    current_ = {};
+    forget();
     current_.known = true;
     current_.count = events.size();
     current_.bytes = 2 + (events.empty() ? 0 : events.size() - 1);
@@ -44,17 +36,24 @@ void SwappedFile::holds(std::span<const InternalEvent> events) {
     static_cast<void>(File::open(path_, current_.file));
 }
 
+void SwappedFile::forget() noexcept {
+    current_ = {};
+    spare_.known = false;
+    pieces_ = {};
+}
+
 std::array<File, 2> SwappedFile::duplicates() const {
     return {current_.file.duplicate(), spare_.file.duplicate()};
 }
 
-ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t unchanged) {
-    unchanged = std::min({unchanged, events.size(), current_.known ? current_.count : 0});
-    const bool onlyAppended = current_.known && unchanged == current_.count;
+ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t left) {
+    if (!current_.known) left = current_.count = 0;
+    left = std::min(left, current_.count);
+    const bool onlyAppended = current_.known && left == 0;
     if (onlyAppended && events.size() == current_.count) return nullptr;
 
     forgetReplacedFiles();
-    if (auto error = fillSpare(events, unchanged)) return error;
+    if (auto error = fillSpare(events, left)) return error;
 
     bool spareIsGone = false;
     if (auto error = tradeNames(spareIsGone)) return error;
@@ -72,48 +71,41 @@ void SwappedFile::prepareSpare(std::span<const InternalEvent> events) {
     if (!current_.known || current_.count != events.size()) return;
     if (spare_.known && spare_.file.isOpen()) return;
     // A failure shows at the next write, which begins with this same step.
-    static_cast<void>(fillSpare(events, events.size()));
+    static_cast<void>(fillSpare(events, 0));
 }
 
-ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t unchanged) {
+ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t left) {
     if (!spare_.file.isOpen()) {
         spare_ = {};
         if (auto error = File::create(sparePath_, spare_.file)) return error;
     }
-    const bool extends = spare_.known && spare_.count <= unchanged;
+    // Until the write has succeeded nobody knows what the spare holds, or may rely on the pieces.
+    const bool extends = std::exchange(spare_.known, false) && left == 0;
+    auto pieces = std::move(pieces_);
+    pieces_ = {};
+    if (pieces.count() != current_.count) pieces = {};
+    if (!pieces.follow(events, left)) return notEncodable();
+
     const auto kept = extends ? spare_.count : 0;
     const std::uint64_t offset = extends ? spare_.bytes - 1 : 0;
-    // Until the last byte is written nobody knows what the spare holds.
-    spare_.known = false;
-    std::vector<std::string_view> parts;
-    std::uint64_t end = offset;
-    const auto add = [&](std::string_view part) {
-        parts.push_back(part);
-        end += part.size();
-    };
-    if (!extends) add("[");
-    InternalEvent::Text previous;
-    for (std::size_t i = kept; i < events.size(); ++i) {
-        const auto text = events[i].text();
-        if (text.json.empty()) return notEncodable();
-        if (i > kept && follows(previous, text)) {
-            // Long parts, with their commas, are written several times as fast as many short ones.
-            auto& run = parts.back();
-            run = {run.data(), run.size() + 1 + text.json.size()};
-            end += 1 + text.json.size();
-        } else {
-            if (i > 0) add(",");
-            add(text.json);
-        }
-        previous = text;
+    parts_.clear();
+    if (!extends) {
+        parts_.emplace_back("[");
+    } else if (kept > 0 && kept < events.size()) {
+        parts_.emplace_back(",");
     }
-    add("]");
+    // Long pieces are written several times as fast as many short ones.
+    pieces.appendTo(parts_, events, kept);
+    parts_.emplace_back("]");
+    auto end = offset;
+    for (const auto& part : parts_)
+        end += part.size();
     if (!extends && spare_.appended > end / 4) {
         // The system caches a file in pieces as small as those it was written in, and overwriting
         // small pieces takes five times as long. Emptied first, they come back large.
         if (auto error = spare_.file.truncate(0)) return error;
     }
-    if (auto error = spare_.file.write(parts, offset)) return error;
+    if (auto error = spare_.file.write(parts_, offset)) return error;
     spare_.appended = extends ? spare_.appended + (end - offset) : 0;
     // What is longer would not be read again.
     if (end > maximumFileSize) return tooLarge();
@@ -126,6 +118,7 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
     spare_.known = true;
     spare_.count = events.size();
     spare_.bytes = end;
+    pieces_ = std::move(pieces);
     return nullptr;
 }
 

@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <span>
+#include <string_view>
+#include <vector>
 
+#include "dispatch/TextPieces.h"
 #include "model/InternalEvent.h"
 #include "platform/File.h"
 #include "support/Error.h"
@@ -33,21 +36,20 @@ class SwappedFile {
 
     /// Tells what the file holds, when somebody has read it: `events`, in canonical form.
     void holds(std::span<const InternalEvent> events);
+    /// Tells that nobody knows what the file holds.
+    void forget() noexcept;
 
-    /// Makes the file hold `events`, whose first `unchanged` are the first of those that the file
-    /// holds. On failure the file holds what it held.
-    [[nodiscard]] ErrorRef write(std::span<const InternalEvent> events, std::size_t unchanged);
+    /// Makes the file hold `events`: what it holds without the first `left` events, and more at the
+    /// end. On failure the file holds what it held.
+    ///
+    /// From one call to the next the texts of what the file holds have to stay where they are.
+    [[nodiscard]] ErrorRef write(std::span<const InternalEvent> events, std::size_t left);
 
     /// The files behind both names, for flushing what they hold by now.
     [[nodiscard]] std::array<File, 2> duplicates() const;
 
     /// Brings the spare up to `events`, which the file holds, so that the next append is cheap.
     void prepareSpare(std::span<const InternalEvent> events);
-
-    /// The number of events in the file, or nothing when it is not known.
-    [[nodiscard]] std::optional<std::size_t> count() const noexcept {
-        return current_.known ? std::optional(current_.count) : std::nullopt;
-    }
 
   private:
     struct Side {
@@ -58,7 +60,7 @@ class SwappedFile {
         std::uint64_t appended = 0;  ///< how many of them came in small pieces
     };
 
-    [[nodiscard]] ErrorRef fillSpare(std::span<const InternalEvent> events, std::size_t unchanged);
+    [[nodiscard]] ErrorRef fillSpare(std::span<const InternalEvent> events, std::size_t left);
     [[nodiscard]] ErrorRef tradeNames(bool& spareIsGone);
     void forgetReplacedFiles();
 
@@ -67,6 +69,8 @@ class SwappedFile {
     const Durability durability_;
     Side current_;
     Side spare_;
+    TextPieces pieces_;  // of what the file holds, or of nothing
+    std::vector<std::string_view> parts_;
 };
 
 }  // namespace zentara
