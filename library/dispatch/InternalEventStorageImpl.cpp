@@ -113,8 +113,10 @@ void InternalEventStorageImpl::Shared::recover() {
     if (flushed.state == State::unread) {
         static_cast<void>(putBy(checkpointPath, path, *flushed.decoded.error));
     }
-    if (flushed.state != State::list || renameFile(checkpointPath, path)) return;
-    static_cast<void>(synchroniseFolder(path.parent_path()));
+    if (flushed.state != State::list) return;
+    // A copy, which the next saves may overwrite: until there is a newer checkpoint, this one is
+    // all that the next loss of power would leave. Without a copy the next save writes it all.
+    if (current.write(flushed.decoded.events, 0)) flushed.decoded.isCanonical = false;
     recovered = std::move(flushed.decoded);
 }
 

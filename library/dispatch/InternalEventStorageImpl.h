@@ -44,8 +44,8 @@ class InternalEventStorageImpl final : public InternalEventStorage {
     const JSONDecoder jsonDecoder{};
 
     /// To be called once, before the first `load`: sets aside a file that is damaged, with a line
-    /// on standard error, and puts the checkpoint in its place, as also when there is no file. One
-    /// that cannot be read for the moment is put by, and the list begins empty.
+    /// on standard error, and puts a copy of the checkpoint in its place, as also when there is no
+    /// file. One that cannot be read for the moment is put by, and the list begins empty.
     void recover();
 
     [[nodiscard]] ErrorRef save(const EventList& events) override;

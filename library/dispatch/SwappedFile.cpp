@@ -69,9 +69,10 @@ ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t l
 
 void SwappedFile::prepareSpare(std::span<const InternalEvent> events) {
     if (!current_.known || current_.count != events.size()) return;
-    if (spare_.known && spare_.file.isOpen()) return;
-    // A failure shows at the next write, which begins with this same step.
-    static_cast<void>(fillSpare(events, 0));
+    if (spare_.known && spare_.count == events.size() && spare_.file.isOpen()) return;
+    // A failure shows at the next write, which begins with this same step. Until then the spare may
+    // hold a list of any age, which must not come back under the file's name.
+    if (fillSpare(events, 0)) spare_ = {};
 }
 
 ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t left) {

@@ -48,7 +48,8 @@ class SwappedFile {
     /// The files behind both names, for flushing what they hold by now.
     [[nodiscard]] std::array<File, 2> duplicates() const;
 
-    /// Brings the spare up to `events`, which the file holds, so that the next append is cheap.
+    /// Brings the spare up to `events`, which the file holds, so that the next append is cheap and
+    /// both files hold the same.
     void prepareSpare(std::span<const InternalEvent> events);
 
   private:
