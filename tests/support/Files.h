@@ -2,16 +2,17 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 
 namespace zentara::test {
 
 inline std::string contentsOf(const std::filesystem::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
 }
 
 inline void writeTo(const std::filesystem::path& path, std::string_view bytes) {

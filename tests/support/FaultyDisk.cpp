@@ -1,0 +1,242 @@
+#include "support/FaultyDisk.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <optional>
+#include <utility>
+
+namespace zentara::test {
+
+namespace {
+
+std::atomic<FaultyDisk*> theDisk = nullptr;
+
+/// What the program would have called without us.
+template <typename Function>
+Function* systems(const char* name) {
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+std::filesystem::path pathOf(int descriptor) {
+    std::array<char, 4096> path{};
+    const auto link = "/proc/self/fd/" + std::to_string(descriptor);
+    const auto length = ::readlink(link.c_str(), path.data(), path.size());
+    return std::string(path.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+}
+
+std::uint64_t fileOf(int descriptor) {
+    struct stat status {};
+    ::fstat(descriptor, &status);
+    return status.st_ino;
+}
+
+/// Runs one call, unless it is to fail. `run` is told whether to end early.
+template <typename Run, typename Describe>
+auto pass(DiskCall call, const std::filesystem::path& path, const Run& run,
+          const Describe& describe) {
+    auto* const disk = theDisk.load();
+    if (disk == nullptr || !disk->concerns(path)) return run(false);
+    const auto verdict = disk->judge(call, path);
+    if (verdict == FaultyDisk::Verdict::fail) return decltype(run(false))(-1);
+    const auto result = run(verdict == FaultyDisk::Verdict::endEarly);
+    if (result >= 0) {
+        const int code = errno;
+        DiskStep step;
+        step.call = call;
+        step.path = path;
+        describe(step, result);
+        disk->succeeded(step);
+        errno = code;
+    }
+    return result;
+}
+
+/// The same for a call on an open file; looks for its path only when somebody cares.
+template <typename Run, typename Describe>
+auto passOpen(DiskCall call, int descriptor, const Run& run, const Describe& describe) {
+    if (theDisk.load() == nullptr) return run(false);
+    return pass(call, pathOf(descriptor), run, [&](DiskStep& step, auto result) {
+        step.file = fileOf(descriptor);
+        describe(step, result);
+    });
+}
+
+/// Nobody can see whether a flush reaches the device, and each one takes milliseconds.
+bool reachesTheDevice() {
+    return theDisk.load() == nullptr;
+}
+
+constexpr auto nothingMore = [](DiskStep&, auto) {
+};
+
+int renameWith(const char* from, const char* to, bool exchanges, const std::function<int()>& run) {
+    return pass(
+        DiskCall::rename, from, [&](bool) { return run(); },
+        [&](DiskStep& step, int) {
+            step.target = to;
+            step.exchanges = exchanges;
+        });
+}
+
+}  // namespace
+
+FaultyDisk::FaultyDisk(std::filesystem::path folder) : folder_(std::move(folder)) {
+    theDisk = this;
+}
+
+FaultyDisk::~FaultyDisk() {
+    theDisk = nullptr;
+}
+
+void FaultyDisk::fail(std::vector<DiskFault> faults) {
+    const std::lock_guard lock(mutex_);
+    faults_.clear();
+    for (auto& fault : faults)
+        faults_.push_back({std::move(fault)});
+}
+
+std::size_t FaultyDisk::failures() const {
+    const std::lock_guard lock(mutex_);
+    return failures_;
+}
+
+void FaultyDisk::watch(Watcher watcher) {
+    const std::lock_guard lock(mutex_);
+    watcher_ = std::move(watcher);
+}
+
+bool FaultyDisk::concerns(const std::filesystem::path& path) const {
+    return path.native().starts_with(folder_.native());
+}
+
+FaultyDisk::Verdict FaultyDisk::judge(DiskCall call, const std::filesystem::path& path) {
+    const std::lock_guard lock(mutex_);
+    for (auto& [fault, met] : faults_) {
+        if (std::find(fault.calls.begin(), fault.calls.end(), call) == fault.calls.end()) continue;
+        if (path.filename().string().find(fault.names) == std::string::npos) continue;
+        if (met++ % fault.every != 0) continue;
+        ++failures_;
+        if (fault.error == 0) return Verdict::endEarly;
+        errno = fault.error;
+        return Verdict::fail;
+    }
+    return Verdict::succeed;
+}
+
+void FaultyDisk::succeeded(const DiskStep& step) {
+    Watcher watcher;
+    {
+        const std::lock_guard lock(mutex_);
+        watcher = watcher_;
+    }
+    if (watcher) watcher(step);
+}
+
+}  // namespace zentara::test
+
+// The system's calls, as the libraries of the program find them.
+
+using namespace zentara::test;
+
+#define ZENTARA_SYSTEM_CALL extern "C" __attribute__((visibility("default")))
+
+ZENTARA_SYSTEM_CALL int open(const char* path, int flags, ...) {
+    static auto* const next = systems<int(const char*, int, ...)>("open");
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if ((flags & O_ACCMODE) == O_RDONLY) return next(path, flags, mode);
+    return pass(
+        DiskCall::open, path, [&](bool) { return next(path, flags, mode); },
+        [](DiskStep& step, int descriptor) { step.file = fileOf(descriptor); });
+}
+
+ZENTARA_SYSTEM_CALL ssize_t pwrite(int descriptor, const void* bytes, size_t size, off_t offset) {
+    static auto* const next = systems<ssize_t(int, const void*, size_t, off_t)>("pwrite");
+    return passOpen(
+        DiskCall::write, descriptor,
+        [&](bool early) { return next(descriptor, bytes, early ? (size + 1) / 2 : size, offset); },
+        [&](DiskStep& step, ssize_t written) {
+            step.offset = static_cast<std::uint64_t>(offset);
+            step.bytes.assign(static_cast<const char*>(bytes), static_cast<size_t>(written));
+        });
+}
+
+ZENTARA_SYSTEM_CALL ssize_t pwritev(int descriptor, const iovec* parts, int count, off_t offset) {
+    static auto* const next = systems<ssize_t(int, const iovec*, int, off_t)>("pwritev");
+    return passOpen(
+        DiskCall::write, descriptor,
+        [&](bool early) {
+            if (!early) return next(descriptor, parts, count, offset);
+            // In the middle of the part in the middle.
+            std::vector<iovec> first(parts, parts + (count + 1) / 2);
+            first.back().iov_len = (first.back().iov_len + 1) / 2;
+            return next(descriptor, first.data(), static_cast<int>(first.size()), offset);
+        },
+        [&](DiskStep& step, ssize_t written) {
+            step.offset = static_cast<std::uint64_t>(offset);
+            for (int i = 0; i < count; ++i) {
+                step.bytes.append(static_cast<const char*>(parts[i].iov_base), parts[i].iov_len);
+            }
+            step.bytes.resize(static_cast<size_t>(written));
+        });
+}
+
+ZENTARA_SYSTEM_CALL int ftruncate(int descriptor, off_t size) noexcept {
+    static auto* const next = systems<int(int, off_t)>("ftruncate");
+    return passOpen(
+        DiskCall::truncate, descriptor, [&](bool) { return next(descriptor, size); },
+        [&](DiskStep& step, int) { step.offset = static_cast<std::uint64_t>(size); });
+}
+
+ZENTARA_SYSTEM_CALL int fdatasync(int descriptor) {
+    static auto* const next = systems<int(int)>("fdatasync");
+    return passOpen(
+        DiskCall::flush, descriptor,
+        [&](bool) { return reachesTheDevice() ? next(descriptor) : 0; }, nothingMore);
+}
+
+ZENTARA_SYSTEM_CALL int fsync(int descriptor) {
+    static auto* const next = systems<int(int)>("fsync");
+    struct stat status {};
+    ::fstat(descriptor, &status);
+    return passOpen(
+        S_ISDIR(status.st_mode) ? DiskCall::flushFolder : DiskCall::flush, descriptor,
+        [&](bool) { return reachesTheDevice() ? next(descriptor) : 0; }, nothingMore);
+}
+
+ZENTARA_SYSTEM_CALL int rename(const char* from, const char* to) noexcept {
+    static auto* const next = systems<int(const char*, const char*)>("rename");
+    return renameWith(from, to, false, [&] { return next(from, to); });
+}
+
+ZENTARA_SYSTEM_CALL int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
+                                  unsigned flags) noexcept {
+    static auto* const next =
+        systems<int(int, const char*, int, const char*, unsigned)>("renameat2");
+    return renameWith(from, to, flags == RENAME_EXCHANGE,
+                      [&] { return next(fromFolder, from, toFolder, to, flags); });
+}
+
+ZENTARA_SYSTEM_CALL int unlink(const char* path) noexcept {
+    static auto* const next = systems<int(const char*)>("unlink");
+    return pass(
+        DiskCall::remove, path, [&](bool) { return next(path); }, nothingMore);
+}
+
+ZENTARA_SYSTEM_CALL int mkdir(const char* path, mode_t mode) noexcept {
+    static auto* const next = systems<int(const char*, mode_t)>("mkdir");
+    return pass(
+        DiskCall::makeFolder, path, [&](bool) { return next(path, mode); }, nothingMore);
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace zentara::test {
+
+/// What a program asks of a disk.
+enum class DiskCall { open, write, truncate, rename, remove, makeFolder, flush, flushFolder };
+
+/// One call that has succeeded.
+struct DiskStep {
+    DiskCall call = DiskCall::open;
+    std::filesystem::path path;
+    std::filesystem::path target;  ///< of a rename
+    bool exchanges = false;        ///< a rename that lets two files trade names
+    std::uint64_t file = 0;        ///< tells files apart, whatever they are called
+    std::uint64_t offset = 0;      ///< of a write; the new length when truncating
+    std::string bytes;             ///< of a write
+};
+
+/// Calls that are to fail.
+struct DiskFault {
+    std::vector<DiskCall> calls;
+    int error = 0;           ///< of `errno`; 0 lets a write end early, which is none
+    std::size_t every = 1;   ///< the first of so many fails, and so on
+    std::string names = {};  ///< only where the last name of the path has this in it
+};
+
+/// Stands between the program and the system for everything that lies under one folder: watches
+/// what is written there and makes it fail. While it stands there no flush reaches the device.
+///
+/// Works by defining the system's own calls. So it belongs to the program that links the CMake
+/// target `zentara_faulty_disk`, for the static and the shared library alike, and does nothing
+/// until an object of this class exists. There is one object at a time. Safe for use from any
+/// thread.
+class FaultyDisk {
+  public:
+    using Watcher = std::function<void(const DiskStep&)>;
+
+    explicit FaultyDisk(std::filesystem::path folder);
+    ~FaultyDisk();
+    FaultyDisk(const FaultyDisk&) = delete;
+    FaultyDisk& operator=(const FaultyDisk&) = delete;
+
+    /// From now on. Replaces the faults that were there; none of them is the end of all.
+    void fail(std::vector<DiskFault> faults);
+    /// How many calls have met a fault so far.
+    [[nodiscard]] std::size_t failures() const;
+
+    /// Called after each call that has succeeded, on its thread, without a lock held.
+    void watch(Watcher watcher);
+
+    /// For the calls themselves: whether this one is to fail, with `errno` set, or to end early.
+    enum class Verdict { succeed, fail, endEarly };
+    [[nodiscard]] Verdict judge(DiskCall call, const std::filesystem::path& path);
+    void succeeded(const DiskStep& step);
+    [[nodiscard]] bool concerns(const std::filesystem::path& path) const;
+
+  private:
+    struct Counted {
+        DiskFault fault;
+        std::size_t met = 0;
+    };
+
+    const std::filesystem::path folder_;
+    mutable std::mutex mutex_;
+    std::vector<Counted> faults_;  // guarded by mutex_
+    std::size_t failures_ = 0;     // guarded by mutex_
+    Watcher watcher_;              // guarded by mutex_
+};
+
+}  // namespace zentara::test
