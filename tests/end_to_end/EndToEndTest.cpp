@@ -10,6 +10,7 @@
 #include "model/EventDecoder.h"
 #include "model/JSONText.h"
 #include "support/ChildProcess.h"
+#include "support/CollectorProcess.h"
 #include "support/Files.h"
 #include "support/RawServer.h"
 #include "support/TemporaryDirectory.h"
@@ -22,21 +23,9 @@ using namespace test;
 
 using collector::CollectorClient;
 
-/// The real collector, in a process of its own.
-class Collector {
+class Collector : public CollectorProcess {
   public:
-    explicit Collector(const std::filesystem::path& schemas, std::vector<std::string> options = {})
-        : process_(command(schemas, std::move(options))), url_(announced("listening http:")) {}
-
-    [[nodiscard]] const std::string& url() const { return url_; }
-    [[nodiscard]] CollectorClient client() const { return CollectorClient(url_); }
-
-    /// What the next line of its output says; each begins with a word that tells of what.
-    std::string announced(const std::string& beginning) {
-        const auto line = process_.readLine().value_or("");
-        if (!line.starts_with(beginning)) throw std::runtime_error("the collector said: " + line);
-        return line.substr(line.find(' ') + 1);
-    }
+    using CollectorProcess::CollectorProcess;
 
     /// How often each of the numbered events of the sending host has arrived.
     [[nodiscard]] std::map<std::int64_t, int> arrivals() const {
@@ -45,24 +34,6 @@ class Collector {
             ++counts[entry.at("event").at("properties").at("number").as_int64()];
         return counts;
     }
-
-    int stop(int signal = SIGTERM) {
-        process_.signal(signal);
-        return process_.wait();
-    }
-
-  private:
-    static std::vector<std::string> command(const std::filesystem::path& schemas,
-                                            std::vector<std::string> options) {
-        std::vector<std::string> words{ZENTARA_COLLECTOR, "--port",    "0",
-                                       "--quiet",         "--schemas", schemas.string()};
-        if (options.empty()) options = {"--no-https"};
-        words.insert(words.end(), options.begin(), options.end());
-        return words;
-    }
-
-    ChildProcess process_;
-    std::string url_;
 };
 
 class EndToEndTest : public testing::Test {

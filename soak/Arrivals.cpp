@@ -1,0 +1,62 @@
+#include "Arrivals.h"
+
+#include <boost/json/serialize.hpp>
+
+#include <vector>
+
+#include "Traffic.h"
+
+namespace zentara::soak {
+
+namespace {
+
+constexpr std::int64_t pageSize = 1000;
+
+/// For each envelope, in order, whether the client got an answer that acknowledges it.
+std::vector<bool> acknowledgements(const collector::CollectorClient& collector) {
+    std::vector<bool> result;
+    for (std::int64_t offset = 0;; offset += pageSize) {
+        const auto page = collector.get("/received/requests?offset=" + std::to_string(offset) +
+                                        "&limit=" + std::to_string(pageSize));
+        for (const auto& request : page.at("requests").as_array()) {
+            // A request and its envelope are stored in one step, so both are in the same order.
+            if (request.at("storedEvents").as_int64() == 0) continue;
+            const auto* const met = request.as_object().if_contains("fault");
+            const std::string fault(met == nullptr ? "" : met->as_string());
+            // Garbage in the body of a good status does not matter to whom the status is enough.
+            result.push_back(fault.find("lost") == std::string::npos &&
+                             fault.find("truncated") == std::string::npos &&
+                             fault.find("not-http") == std::string::npos);
+        }
+        if (offset + pageSize >= page.at("total").as_int64()) return result;
+    }
+}
+
+}  // namespace
+
+void forEachArrival(const collector::CollectorClient& collector,
+                    const std::function<void(const Arrival&)>& take) {
+    const auto acknowledged = acknowledgements(collector);
+    std::int64_t last = 0;
+    for (;;) {
+        const auto page = collector.get("/received/events?good=any&after=" + std::to_string(last) +
+                                        "&limit=" + std::to_string(pageSize));
+        const auto& events = page.at("events").as_array();
+        if (events.empty()) return;
+        for (const auto& entry : events) {
+            const auto number = numberOf(entry.at("event").as_object());
+            if (!number || !entry.at("good").as_bool()) {
+                throw collector::CollectorError("nobody has sent " + boost::json::serialize(entry));
+            }
+            last = entry.at("number").as_int64();
+            const auto envelope = entry.at("envelope").as_int64();
+            take({.number = *number,
+                  .actionUUID = std::string(entry.at("actionUUID").as_string()),
+                  .tenant = std::string(entry.at("tenant").as_string()),
+                  .envelope = envelope,
+                  .isAcknowledged = acknowledged.at(static_cast<std::size_t>(envelope - 1))});
+        }
+    }
+}
+
+}  // namespace zentara::soak
