@@ -66,7 +66,7 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
             --counts_.waiting;
             ++counts_.evicted;
         }
-        if (const auto error = storage_->save(events_)) {
+        if (const auto error = saveList()) {
             report(EventRepositoryResult::failure(error));
         } else {
             report(EventRepositoryResult::success(event));
@@ -79,7 +79,7 @@ void EventsRepository::save() {
 }
 
 void EventsRepository::saveAll() {
-    if (storage_->save(events_) || returned_.empty()) return;
+    if (saveList() || returned_.empty()) return;
     returned_.clear();
     saveUnderWay();
 }
@@ -89,7 +89,13 @@ void EventsRepository::saveUnderWay() {
     auto all = returned_;
     all.insert(all.end(), taken_.begin(), taken_.end());
     // Failing it, a batch may be lost with the process; failing to send would not be better.
-    static_cast<void>(underWay_->save(all));
+    isUnderWaySaved_ = underWay_->save(all) == nullptr;
+}
+
+ErrorRef EventsRepository::saveList() {
+    // First, as this may take those events off the list on disk.
+    if (!isUnderWaySaved_) saveUnderWay();
+    return storage_->save(events_);
 }
 
 void EventsRepository::insert(std::span<const InternalEvent> events) {
@@ -107,7 +113,7 @@ void EventsRepository::settle(std::span<const InternalEvent> events) {
         for (const auto& event : events)
             removeCopies(taken_, event);
         // Also when the save fails: these events were delivered.
-        if (!storage_->save(events_)) returned_.clear();
+        if (!saveList()) returned_.clear();
         saveUnderWay();
     });
 }
@@ -116,7 +122,7 @@ ErrorRef EventsRepository::restore(std::span<const InternalEvent> events) {
     return queue_.sync([&]() -> ErrorRef {
         const auto restored = missing(events);
         insertRestored(restored);
-        auto error = storage_->save(events_);
+        auto error = saveList();
         if (error) {
             events_.dropFront(restored.size());
             const auto count = static_cast<std::int64_t>(restored.size());
@@ -163,6 +169,8 @@ std::vector<InternalEvent> EventsRepository::take(std::int64_t count, const Sele
             (isSelected ? taken : others).push_back(event);
         }
         if (underWay_ && !taken.empty()) {
+            for (const auto& event : taken)
+                removeCopies(returned_, event);
             taken_.insert(taken_.end(), taken.begin(), taken.end());
             saveUnderWay();
         }

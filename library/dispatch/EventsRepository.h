@@ -51,6 +51,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     [[nodiscard]] std::vector<InternalEvent> missing(std::span<const InternalEvent> events) const;
     void insertRestored(std::span<const InternalEvent> events);
     void saveAll();
+    [[nodiscard]] ErrorRef saveList();
     void saveUnderWay();
 
     SerialQueue queue_{"com.kavio.ZentaraClient.EventsRepository"};
@@ -64,6 +65,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     // but is not yet in its store. Used inside the queue only.
     std::vector<InternalEvent> taken_;
     std::vector<InternalEvent> returned_;
+    bool isUnderWaySaved_ = true;
 };
 
 }  // namespace zentara

@@ -18,7 +18,9 @@ ErrorRef UnderWayFile::save(std::span<const InternalEvent> events) {
     if (inTheWay_) return inTheWay_;
     if (events.empty()) {
         removeFile(path_);
-        return nullptr;
+        if (!fileIdentity(path_)) return nullptr;
+        return std::make_shared<PlatformError>(PlatformError::Domain::file, 0,
+                                               "cannot remove the file");
     }
     std::string text = "[";
     for (const auto& event : events) {
