@@ -154,22 +154,6 @@ TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
     saveOneMore(12);
 }
 
-TEST_F(InternalEventStorageTest, AFailedSaveKeepsTheOldListAndTheNextOneWritesItAll) {
-    auto store = storage();
-    EventList list(sampleEvents(1, 3));
-    ASSERT_EQ(store.save(list), nullptr);
-    const auto old = file();
-    // A folder with something in it cannot give way to the spare.
-    std::filesystem::remove(host_.file(".queue.spare"));
-    writeTo(host_.file(".queue.spare") / "in-the-way", "");
-    list.append(sampleEvent(4));
-    EXPECT_NE(store.save(list), nullptr);
-    EXPECT_EQ(file(), old);
-    std::filesystem::remove_all(host_.file(".queue.spare"));
-    EXPECT_EQ(store.save(list), nullptr);
-    EXPECT_EQ(file(), fileOf(list.events()));
-}
-
 TEST_F(InternalEventStorageTest, TheSpareIsPutRightInTheBackgroundAfterTheFrontHasChanged) {
     auto store = storage();
     EventList list(sampleEvents(1, 50));

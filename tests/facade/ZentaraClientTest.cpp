@@ -8,12 +8,11 @@
 
 #include "facade/ClientSettingsAccess.h"
 #include "model/EventDecoder.h"
-#include "model/JSONText.h"
 #include "support/Books.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
+#include "support/Services.h"
 #include "support/TestHost.h"
-#include "support/TestServer.h"
 #include "support/WaitFor.h"
 
 namespace zentara {
@@ -21,77 +20,6 @@ namespace {
 
 using namespace test;
 using testing::ElementsAre;
-
-/// The collector and the schemas service in one, as a test wants them to be.
-class Services {
-  public:
-    Services() {
-        server_.respond([this](const RecordedRequest& request) { return answer(request); });
-    }
-
-    std::atomic<int> schemasStatus = 200;
-    std::atomic<int> eventStatus = 200;
-    std::atomic<int> idStatus = 200;
-
-    [[nodiscard]] URL url() const { return server_.url(); }
-
-    [[nodiscard]] std::vector<RecordedRequest> requests(const std::string& target) const {
-        std::vector<RecordedRequest> matching;
-        for (const auto& request : server_.requests()) {
-            if (request.target == target) matching.push_back(request);
-        }
-        return matching;
-    }
-
-    /// The actions of the accepted and refused envelopes alike, in their order.
-    [[nodiscard]] std::vector<JSONObject> actions() const {
-        std::vector<JSONObject> all;
-        for (const auto& request : requests("/event")) {
-            const auto envelope = parseJSON(request.body).value;
-            for (const auto& action : envelope.at("actions").as_array()) {
-                all.push_back(action.as_object());
-            }
-        }
-        return all;
-    }
-
-    static constexpr const char* table = R"({
-        "view-1": {"type": "object", "required": ["title"],
-                   "properties": {"title": {"type": "string"}, "n": {"type": "integer"}}},
-        "any-1": {}
-    })";
-
-    /// Runs before each answer to an envelope from now on.
-    void beforeAnswering(std::function<void()> hook) {
-        const std::lock_guard lock(mutex_);
-        hook_ = std::move(hook);
-    }
-
-  private:
-    TestAnswer answer(const RecordedRequest& request) {
-        TestAnswer answer;
-        if (request.target == "/schemas") {
-            answer.status = schemasStatus;
-            answer.body = table;
-        } else if (request.target == "/id") {
-            answer.status = idStatus;
-            answer.body = R"({"qvn_uid":"anon","qvn_uid_public":"public","hsid":"session"})";
-        } else {
-            std::function<void()> hook;
-            {
-                const std::lock_guard lock(mutex_);
-                hook = hook_;
-            }
-            if (hook) hook();
-            answer.status = eventStatus;
-        }
-        return answer;
-    }
-
-    std::mutex mutex_;
-    std::function<void()> hook_;  // guarded by mutex_
-    TestServer server_;
-};
 
 struct Outcome {
     EventRef event;
@@ -226,22 +154,6 @@ TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
         if (!outcome.error) ++queued;
         EXPECT_EQ(schemasIn("events-storage").size(), queued);
     }
-}
-
-TEST_F(ZentaraClientTest, AnEventThatCannotBeStoredIsReportedAndKept) {
-    const auto client = readyClient();
-    // A worker may be writing the identity there at the same moment.
-    EXPECT_TRUE(eventually([&] {
-        std::error_code ignored;
-        std::filesystem::remove_all(host_.documents(), ignored);
-        writeTo(host_.documents(), "a file is in the way");
-        return std::filesystem::is_regular_file(host_.documents());
-    }));
-    const auto outcome = send(*client, "any", {});
-    EXPECT_NE(dynamic_cast<const EventNotQueuedError*>(outcome.error.get()), nullptr);
-    std::filesystem::remove(host_.documents());
-    EXPECT_EQ(messageOf(send(*client, "view", {{"title", ""}})), "queued");
-    EXPECT_THAT(schemasIn("events-storage"), ElementsAre("any", "view"));
 }
 
 TEST_F(ZentaraClientTest, HoldsEventsBackUntilTheSchemasAreThere) {

@@ -1,0 +1,265 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <fstream>
+#include <set>
+
+#include <zentara/ZentaraClient.h>
+#include "model/EventDecoder.h"
+#include "support/Books.h"
+#include "support/FaultyDisk.h"
+#include "support/Files.h"
+#include "support/Services.h"
+#include "support/TestHost.h"
+#include "support/WaitFor.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+
+/// What is wrong with a disk for a while.
+struct Trouble {
+    const char* name;
+    std::vector<DiskFault> faults;
+    enum class Told { always, never, maybe } told = Told::always;
+    /// Where it is no call that fails. `begin` tells whether it could be brought about.
+    std::function<bool(const TestHost&)> begin = nullptr;
+    std::function<void(const TestHost&)> end = nullptr;
+    bool isForLater = false;  ///< not possible before the first event
+};
+
+/// A worker may be writing something there at the same moment.
+void removeFolder(const std::filesystem::path& folder) {
+    std::error_code error;
+    do {
+        std::filesystem::remove_all(folder, error);
+    } while (error);
+}
+
+void limitFiles(rlim_t size) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = std::min(size, limit.rlim_max);
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+bool mountSmallDisk(const TestHost& host) {
+    std::filesystem::create_directories(host.documents());
+    return ::mount("tmpfs", host.documents().c_str(), "tmpfs", 0, "size=64k") == 0;
+}
+
+std::vector<Trouble> troubles() {
+    using enum DiskCall;
+    using enum Trouble::Told;
+    return {
+        {"full", {{{write}, ENOSPC}}},
+        {"full after half of it", {{{write}, 0, 2}, {{write}, ENOSPC}}},
+        {"read-only", {{{open, write, truncate, rename, remove, makeFolder}, EROFS}}},
+        {"no writing", {{{write}, EIO}}},
+        {"no renaming", {{{rename}, EIO}}},
+        {"no flushing", {{{flush, flushFolder}, EIO}}, never},
+        {"short writes", {{{write}, 0}}, never},
+        {"out of descriptors", {{{open}, EMFILE}}, maybe},
+        {"every third call fails", {{{open, write, truncate, rename, flush}, EIO, 3}}, maybe},
+        {"no keeping of batches", {{{open, write, rename, remove}, EIO, 1, "under-way"}}, never},
+        {"the folder is gone",
+         {},
+         never,
+         [](const TestHost& host) {
+             removeFolder(host.documents());
+             return true;
+         },
+         [](const TestHost&) {},
+         true},
+        {"a file in place of the folder",
+         {},
+         always,
+         [](const TestHost& host) {
+             removeFolder(host.documents());
+             writeTo(host.documents(), "");
+             return true;
+         },
+         [](const TestHost& host) {
+             std::filesystem::remove(host.documents());
+         }},
+        {"a bound on the size of files",
+         {},
+         always,
+         [](const TestHost&) {
+             ::signal(SIGXFSZ, SIG_IGN);
+             limitFiles(4096);
+             return true;
+         },
+         [](const TestHost&) {
+             limitFiles(RLIM_INFINITY);
+         }},
+        {"a disk that is really full",
+         {},
+         always,
+         [](const TestHost& host) {
+             if (!mountSmallDisk(host)) return false;
+             std::ofstream(host.file("filler")) << std::string(70'000, ' ');
+             return true;
+         },
+         [](const TestHost& host) {
+             std::filesystem::remove(host.file("filler"));
+         }},
+    };
+}
+
+/// A client on a disk with a trouble that comes and goes.
+class TroubledClient {
+  public:
+    TroubledClient(const Trouble& trouble, bool fromTheStart)
+        : trouble_(trouble), disk_(host_.documents().parent_path()) {
+        TestHost::useServer(services_.url());
+        services_.eventStatus = 503;
+        hasBegun_ = fromTheStart && begin();
+        const auto ready = std::make_shared<Signal>();
+        client_ = ZentaraClient::get([ready](const ZentaraClientErrorRef&) { ready->notify(); });
+        EXPECT_TRUE(ready->waitFor());
+        fetchIdentity();
+    }
+    ~TroubledClient() {
+        ZentaraClient::setSharedClient(nullptr);
+        ZentaraClient::setIsReady(false);
+        ::umount2(host_.documents().c_str(), MNT_DETACH);
+    }
+
+    void run() {
+        using Told = Trouble::Told;
+        if (!hasBegun_) {
+            for (const bool isReady : {true, true, false})
+                send(isReady, Told::never);
+            if (!begin()) return;
+        }
+        for (const bool isReady : {true, true, false, true, false})
+            send(isReady, trouble_.told);
+        EXPECT_EQ(fetch(), BackgroundFetchResult::failed);
+        services_.eventStatus = 200;
+        EXPECT_EQ(fetch(), BackgroundFetchResult::newData);
+        services_.eventStatus = 503;
+        fetchIdentity();
+        send(true, trouble_.told);
+
+        // The trouble ends while a batch is under way, and the next save takes that off the list.
+        Signal isAsked;
+        Signal mayAnswer;
+        services_.beforeAnswering([&] {
+            isAsked.notify();
+            EXPECT_TRUE(mayAnswer.waitFor());
+        });
+        const auto results = startFetch();
+        EXPECT_TRUE(isAsked.waitFor());
+        end();
+        send(true, Told::never);
+        expectTheRestOnDisk();
+        mayAnswer.notify();
+        EXPECT_EQ(results->waitFor(), BackgroundFetchResult::failed);
+        expectTheRestOnDisk();
+
+        services_.eventStatus = 200;
+        while (fetch() != BackgroundFetchResult::noData) {
+        }
+        std::map<std::int64_t, int> each;
+        for (const auto number : sent_)
+            each[number] = 1;
+        EXPECT_EQ(services_.accepted(), each);
+        expectBalanced(ZentaraClient::statistics());
+        // A call that fails is not tried again and again.
+        EXPECT_LT(disk_.failures(), 1000U);
+        fetchIdentity();
+        EXPECT_THAT(contentsOf(host_.file("anonymous-token-storage")), testing::HasSubstr("anon"));
+        EXPECT_THAT(
+            namesIn(host_.documents()),
+            testing::IsSubsetOf(
+                {"events-storage", ".events-storage.spare", ".events-storage.checkpoint",
+                 ".events-storage.checkpoint-spare", "unvalidated-events-storage",
+                 ".unvalidated-events-storage.spare", ".unvalidated-events-storage.checkpoint",
+                 ".unvalidated-events-storage.checkpoint-spare", "anonymous-token-storage"}));
+    }
+
+  private:
+    bool begin() {
+        disk_.fail(trouble_.faults);
+        return !trouble_.begin || trouble_.begin(host_);
+    }
+    void end() {
+        disk_.fail({});
+        if (trouble_.end) trouble_.end(host_);
+    }
+
+    void send(bool isReady, Trouble::Told told) {
+        ZentaraClient::setIsReady(isReady);
+        sent_.insert(++last_);
+        std::string outcome = "queued";
+        client_->send("any", "1", "t", "u", "r", {{"n", last_}, {"text", std::string(5000, 'x')}},
+                      std::nullopt, [&](const EventRef&, const ZentaraClientErrorRef& error) {
+                          if (error) outcome = error->what();
+                      });
+        const std::string kept =
+            isReady ? "queued" : "Zentara Client is not Ready! Event queued to be sent later: any.";
+        const std::string lost =
+            isReady ? "Event Not Queued" : "Zentara Client is not Ready! Event not queued: any.";
+        EXPECT_TRUE(outcome == kept ? told != Trouble::Told::always
+                                    : outcome == lost && told != Trouble::Told::never)
+            << outcome;
+        const auto list = host_.file("events-storage");
+        EXPECT_TRUE(!std::filesystem::exists(list) || decodeEvents(contentsOf(list)).isList);
+    }
+
+    std::shared_ptr<Mailbox<BackgroundFetchResult>> startFetch() {
+        auto results = std::make_shared<Mailbox<BackgroundFetchResult>>();
+        client_->performFetch([results](BackgroundFetchResult result) { results->put(result); });
+        return results;
+    }
+    std::optional<BackgroundFetchResult> fetch() { return startFetch()->waitFor(); }
+
+    void fetchIdentity() {
+        const auto hsids = std::make_shared<Mailbox<std::string>>();
+        client_->getHsid([hsids](const std::string& hsid) { hsids->put(hsid); });
+        EXPECT_EQ(hsids->waitFor(), "session");
+    }
+
+    /// If the process were killed now, the next one would find what was not delivered.
+    void expectTheRestOnDisk() const {
+        auto rest = sent_;
+        for (const auto& [number, count] : services_.accepted())
+            rest.erase(number);
+        std::set<std::int64_t> numbers;
+        for (const auto* name :
+             {"events-storage", ".events-storage.under-way", "unvalidated-events-storage"}) {
+            for (const auto& event : decodeEvents(contentsOf(host_.file(name))).events) {
+                numbers.insert(event.properties().at("n").as_int64());
+            }
+        }
+        EXPECT_EQ(numbers, rest);
+    }
+
+    const Trouble& trouble_;
+    TestHost host_;
+    FaultyDisk disk_;
+    Services services_;
+    std::shared_ptr<ZentaraClient> client_;
+    bool hasBegun_ = false;
+    std::int64_t last_ = 0;
+    std::set<std::int64_t> sent_;
+};
+
+TEST(DiskFaultsTest, TheHandlerTellsMemoryKeepsAndWritingGoesOnByItself) {
+    for (const auto& trouble : troubles()) {
+        for (const bool fromTheStart : {false, true}) {
+            if (fromTheStart && trouble.isForLater) continue;
+            SCOPED_TRACE(std::string(trouble.name) + (fromTheStart ? ", from the start" : ""));
+            TroubledClient(trouble, fromTheStart).run();
+        }
+    }
+}
+
+}  // namespace
+}  // namespace zentara

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "model/JSONText.h"
+#include "support/TestServer.h"
+
+namespace zentara::test {
+
+/// The collector and the schemas service in one, as a test wants them to be.
+class Services {
+  public:
+    Services() {
+        server_.respond([this](const RecordedRequest& request) { return answer(request); });
+    }
+
+    std::atomic<int> schemasStatus = 200;
+    std::atomic<int> eventStatus = 200;
+    std::atomic<int> idStatus = 200;
+
+    [[nodiscard]] URL url() const { return server_.url(); }
+
+    [[nodiscard]] std::vector<RecordedRequest> requests(const std::string& target) const {
+        std::vector<RecordedRequest> matching;
+        for (const auto& request : server_.requests()) {
+            if (request.target == target) matching.push_back(request);
+        }
+        return matching;
+    }
+
+    /// The actions of the accepted and refused envelopes alike, in their order.
+    [[nodiscard]] std::vector<JSONObject> actions() const {
+        std::vector<JSONObject> all;
+        for (const auto& request : requests("/event")) {
+            for (auto& action : actionsIn(request))
+                all.push_back(std::move(action));
+        }
+        return all;
+    }
+
+    /// How often each event with a property "n" was accepted.
+    [[nodiscard]] std::map<std::int64_t, int> accepted() const {
+        const std::lock_guard lock(mutex_);
+        return accepted_;
+    }
+
+    static constexpr const char* table = R"({
+        "view-1": {"type": "object", "required": ["title"],
+                   "properties": {"title": {"type": "string"}, "n": {"type": "integer"}}},
+        "any-1": {}
+    })";
+
+    /// Runs before each answer to an envelope from now on.
+    void beforeAnswering(std::function<void()> hook) {
+        const std::lock_guard lock(mutex_);
+        hook_ = std::move(hook);
+    }
+
+  private:
+    static std::vector<JSONObject> actionsIn(const RecordedRequest& request) {
+        std::vector<JSONObject> actions;
+        const auto envelope = parseJSON(request.body).value;
+        for (const auto& action : envelope.at("actions").as_array()) {
+            actions.push_back(action.as_object());
+        }
+        return actions;
+    }
+
+    TestAnswer answer(const RecordedRequest& request) {
+        TestAnswer answer;
+        if (request.target == "/schemas") {
+            answer.status = schemasStatus;
+            answer.body = table;
+        } else if (request.target == "/id") {
+            answer.status = idStatus;
+            answer.body = R"({"qvn_uid":"anon","qvn_uid_public":"public","hsid":"session"})";
+        } else {
+            std::function<void()> hook;
+            {
+                const std::lock_guard lock(mutex_);
+                hook = hook_;
+            }
+            if (hook) hook();
+            answer.status = eventStatus;
+            if (answer.status / 100 == 2) count(request);
+        }
+        return answer;
+    }
+
+    void count(const RecordedRequest& request) {
+        const std::lock_guard lock(mutex_);
+        for (const auto& action : actionsIn(request)) {
+            const auto& properties = action.at("properties").as_object();
+            if (const auto* number = properties.if_contains("n")) ++accepted_[number->as_int64()];
+        }
+    }
+
+    mutable std::mutex mutex_;
+    std::function<void()> hook_;            // guarded by mutex_
+    std::map<std::int64_t, int> accepted_;  // guarded by mutex_
+    TestServer server_;
+};
+
+}  // namespace zentara::test
