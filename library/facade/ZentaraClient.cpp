@@ -10,6 +10,8 @@
 #include "facade/ZentaraClientImplementation.h"
 #include "model/EventAccess.h"
 #include "model/UTF8Repair.h"
+#include "platform/Diagnostics.h"
+#include "platform/ForkedChild.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
 
@@ -35,6 +37,17 @@ SharedState& state() {
     return *instance;
 }
 
+/// In a forked child locks may be held by threads that are not there.
+void refuseInForkedChild(const EventRef& event, const ZentaraClient::SendHandler& handler) {
+    static std::atomic<bool> hasWarned = false;
+    if (!hasWarned.exchange(true)) {
+        printWarning(
+            "ZentaraClient: this process was forked off from one that uses the library; what is "
+            "sent here is refused");
+    }
+    if (handler) handler(event, std::make_shared<EventNotQueuedError>());
+}
+
 std::optional<std::string> withValidUTF8(std::optional<std::string> text) {
     if (!text) return std::nullopt;
     return zentara::withValidUTF8(*std::move(text));
@@ -45,10 +58,14 @@ std::optional<std::string> withValidUTF8(std::optional<std::string> text) {
 ZentaraClient::ZentaraClient(std::unique_ptr<Implementation> implementation)
     : implementation_(std::move(implementation)) {}
 
-ZentaraClient::~ZentaraClient() = default;
+ZentaraClient::~ZentaraClient() {
+    // Its end would wait for locks, and write.
+    if (isForkedChild()) static_cast<void>(implementation_.release());
+}
 
 void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
                                 std::optional<std::string> advertisingId) {
+    if (isForkedChild()) return;
     auto settings = std::make_shared<ClientSettings>();
     settings->tenant = zentara::withValidUTF8(std::move(tenant));
     settings->environment = zentaraEnvironment;
@@ -57,6 +74,11 @@ void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEn
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
+    if (isForkedChild()) {
+        auto inherited = sharedClient();
+        if (readyCallback) readyCallback(std::make_shared<SchemasInitializationError>());
+        return inherited ? inherited : ZentaraClientAccess::makePlain();
+    }
     const auto settings = ClientSettings::current();
     if (!settings) throw ZentaraClientNotConfiguredError();
 
@@ -80,7 +102,7 @@ std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
 }
 
 bool ZentaraClient::isReady() noexcept {
-    return state().isReady;
+    return state().isReady && !isForkedChild();
 }
 
 void ZentaraClient::setIsReady(bool ready) noexcept {
@@ -88,11 +110,19 @@ void ZentaraClient::setIsReady(bool ready) noexcept {
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClient::sharedClient() {
+    if (isForkedChild()) {
+        // Who held the lock at the fork was changing it, and will never be done.
+        if (!state().mutex.try_lock()) return nullptr;
+        auto client = state().client;
+        state().mutex.unlock();
+        return client;
+    }
     const MutexLock lock(state().mutex);
     return state().client;
 }
 
 void ZentaraClient::setSharedClient(std::shared_ptr<ZentaraClient> client) {
+    if (isForkedChild()) return;
     // The previous client may go with this, and must not go under the lock.
     const MutexLock lock(state().mutex);
     state().client.swap(client);
@@ -107,6 +137,7 @@ bool ZentaraClientAccess::isPlain(const ZentaraClient& client) noexcept {
 }
 
 void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder) {
+    if (isForkedChild()) return;
     // As in setSharedClient, what goes must not go under the lock.
     const MutexLock lock(state().mutex);
     if (state().client == holder) state().client.swap(holder);
@@ -141,14 +172,14 @@ ZentaraClientStatistics ZentaraClient::statistics() noexcept {
 
 void ZentaraClient::setLoggedUser(UserTokenType tokenType, std::string token) {
     const auto client = get();
-    if (!client->implementation_) return;
+    if (!client->isWorking()) return;
     client->implementation_->eventBus->idManager().setLoggedUser(
         tokenType, zentara::withValidUTF8(std::move(token)));
 }
 
 void ZentaraClient::removeLoggedUser() {
     const auto client = get();
-    if (!client->implementation_) return;
+    if (!client->isWorking()) return;
     client->implementation_->eventBus->idManager().removeLoggedUser();
 }
 
@@ -186,7 +217,9 @@ void ZentaraClient::send(std::vector<EventRef> events, std::optional<std::string
 
 void ZentaraClient::sendOne(const EventRef& event, const std::string& referer,
                             const SendHandler& handler) {
-    if (implementation_) {
+    if (isForkedChild()) {
+        refuseInForkedChild(event, handler);
+    } else if (implementation_) {
         implementation_->send(event, referer, handler);
         return;
     }
@@ -194,26 +227,30 @@ void ZentaraClient::sendOne(const EventRef& event, const std::string& referer,
     if (handler) handler(event, std::make_shared<ZentaraClientNotInitializedError>());
 }
 
+bool ZentaraClient::isWorking() const noexcept {
+    return implementation_ && !isForkedChild();
+}
+
 void ZentaraClient::newContextId() {
-    if (implementation_) implementation_->newContextId();
+    if (isWorking()) implementation_->newContextId();
 }
 
 std::string ZentaraClient::getContextId() const {
-    return implementation_ ? implementation_->contextId() : std::string();
+    return isWorking() ? implementation_->contextId() : std::string();
 }
 
 void ZentaraClient::setAdvertisingId(std::string advertisingIdentifier) {
-    if (!implementation_) return;
+    if (!isWorking()) return;
     implementation_->setAdvertisingId(zentara::withValidUTF8(std::move(advertisingIdentifier)));
 }
 
 void ZentaraClient::removeAdvertisingId() {
-    if (implementation_) implementation_->setAdvertisingId(std::nullopt);
+    if (isWorking()) implementation_->setAdvertisingId(std::nullopt);
 }
 
 void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) {
     const auto client = get();
-    if (!client->implementation_) {
+    if (!client->isWorking()) {
         if (callbackUser) callbackUser("", "", std::nullopt);
         return;
     }
@@ -230,7 +267,7 @@ void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) 
 
 void ZentaraClient::getHsid(HsidCallback callbackHsid) {
     const auto client = get();
-    if (client->implementation_) {
+    if (client->isWorking()) {
         client->implementation_->idManager->start(std::move(callbackHsid));
     } else if (callbackHsid) {
         callbackHsid("");
@@ -242,7 +279,7 @@ void ZentaraClient::performFetch(FetchCallback completion) {
         completion = [](BackgroundFetchResult) {
         };
     const auto client = sharedClient();
-    if (!client || !client->implementation_) {
+    if (!client || !client->isWorking()) {
         completion(BackgroundFetchResult::failed);
         return;
     }

@@ -46,6 +46,10 @@ enum class BackgroundFetchResult : std::uint64_t {
 /// waits for the network. Callbacks are called without any lock held and may be null wherever they
 /// are passed. An exception must not leave one, and a callback on a worker must not wait for
 /// another one: they come one after the other.
+///
+/// In a child that was forked off after the first `get` nothing works: events are refused with
+/// `EventNotQueuedError`, fetches and identities report that they failed, and the rest does
+/// nothing.
 class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<ZentaraClient> {
   public:
     /// Null when the library is ready, otherwise why it is not.
@@ -150,8 +154,11 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// Sends one event on this thread. `referer` is the one to queue; `event` carries none.
     void sendOne(const EventRef& event, const std::string& referer, const SendHandler& handler);
 
-    // Null in a client that was made for nothing but to be held.
-    const std::unique_ptr<Implementation> implementation_;
+    /// Whether there is something to work with, and that in this process.
+    [[nodiscard]] bool isWorking() const noexcept;
+
+    // Constant after construction. Null in a client that was made for nothing but to be held.
+    std::unique_ptr<Implementation> implementation_;
 };
 
 }  // namespace zentara

@@ -10,12 +10,12 @@
 #include "dispatch/EventBus.h"
 #include "dispatch/EventsRepository.h"
 #include "dispatch/FileStorage.h"
-#include "dispatch/InternalEventStorageImpl.h"
-#include "dispatch/Leftovers.h"
+#include "dispatch/ProcessFolder.h"
+#include "dispatch/QueueOpening.h"
 #include "dispatch/SchemasStorage.h"
 #include "dispatch/Ticker.h"
-#include "dispatch/UnderWayFile.h"
 #include "identity/ZentaraIDManager.h"
+#include "platform/File.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/Ledger.h"
@@ -42,22 +42,25 @@ struct Repositories {
         ZENTARA_GUARDED_BY(mutex);
 };
 
-std::shared_ptr<EventsRepository> repository(const std::string& fileName,
-                                             const ClientSettings& settings, Ledger::Queue& counts,
-                                             std::unique_ptr<UnderWayFile> underWay = nullptr) {
+std::shared_ptr<EventsRepository> repository(const std::string& name, const QueueOptions& options,
+                                             Ledger::Queue& counts) {
     // Never destroyed: workers use the queues until the process is gone.
     static auto* const repositories = new Repositories;
     const MutexLock lock(repositories->mutex);
-    auto& known = repositories->byFile[documentsFile(fileName)];
+    auto& known = repositories->byFile[documentsFile(name)];
     if (auto inUse = known.lock()) return inUse;
-    auto storage = std::make_unique<InternalEventStorageImpl>(
-        fileName, std::chrono::duration<double>(settings.dispatchInterval));
-    storage->recover();
-    auto created = std::make_shared<EventsRepository>(settings.maxEvents, std::move(storage),
-                                                      counts, std::move(underWay));
-    takeInLeftovers(*created, documentsFile(fileName));
-    known = created;
-    return created;
+    const std::shared_ptr<EventsRepository> opened = openQueue(name, options, counts);
+    known = opened;
+    return opened;
+}
+
+/// Lets a process with a folder of its own speak for the user whom the first one speaks for.
+void copyFile(const std::string& from, const std::string& to) {
+    const auto contents = readFile(documentsFile(from));
+    // Without it, the collector gives this process an identity of its own.
+    if (contents.bytes) {
+        static_cast<void>(writeFileAtomically(documentsFile(to), *contents.bytes));
+    }
 }
 
 }  // namespace
@@ -72,15 +75,24 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
             ZentaraClient::setIsReady(error == nullptr);
             readiness->report(std::move(error));
         });
-    auto idManager = ZentaraIDManager::create(
-        userAgent(bundleIdentifier, settings),
-        std::make_unique<FileStorage<Token>>(settings.anonymousTokenStorageName),
-        std::make_unique<Ticker>());
+    const auto folder = processFolder();
+    const auto tokenName = folder + settings.anonymousTokenStorageName;
+    if (!folder.empty()) copyFile(settings.anonymousTokenStorageName, tokenName);
+    auto idManager = ZentaraIDManager::create(userAgent(bundleIdentifier, settings),
+                                              std::make_unique<FileStorage<Token>>(tokenName),
+                                              std::make_unique<Ticker>());
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
-    auto events = repository(settings.eventsStorageName, settings, Ledger::shared().queue,
-                             std::make_unique<UnderWayFile>(settings.eventsStorageName));
-    collaborators.unvalidatedEventsRepository =
-        repository(settings.unvalidatedEventsStorageName, settings, Ledger::shared().heldBackQueue);
+    QueueOptions queue{settings.maxEvents, settings.dispatchInterval};
+    auto events = repository(folder + settings.eventsStorageName, queue, Ledger::shared().queue);
+    queue.takenEvents = QueueOptions::TakenEvents::inMemory;
+    auto heldBack = repository(folder + settings.unvalidatedEventsStorageName, queue,
+                               Ledger::shared().heldBackQueue);
+    if (folder.empty()) {
+        takeInProcessFolders({{settings.eventsStorageName, *events},
+                              {settings.unvalidatedEventsStorageName, *heldBack}},
+                             settings.anonymousTokenStorageName);
+    }
+    collaborators.unvalidatedEventsRepository = std::move(heldBack);
     auto instanceId = lowerCaseUUID();
     collaborators.eventBus = EventBus::create(std::move(events), idManager, std::move(instanceId),
                                               std::make_unique<Ticker>());

@@ -8,8 +8,9 @@ namespace zentara {
 /// A handle on the application's preferences: small values under string keys, kept in memory and
 /// in the file "user-defaults.json" of the preferences directory, replaced atomically. All handles
 /// on one directory share what is stored; its file is read once. A file that is damaged is set
-/// aside under another name and the store starts empty. A cheap, copyable value, safe for use from
-/// any thread.
+/// aside under another name and the store starts empty. One process writes: another one that has
+/// the directory at the same time keeps what it sets in memory. A cheap, copyable value, safe for
+/// use from any thread.
 class UserDefaults {
   public:
     /// A handle on the preferences of the directory that `HostApplication` names at this moment.

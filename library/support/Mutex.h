@@ -19,6 +19,9 @@ namespace zentara {
 class ZENTARA_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
   public:
     void lock() ZENTARA_THREAD_ATTRIBUTE(acquire_capability()) { mutex_.lock(); }
+    [[nodiscard]] bool try_lock() ZENTARA_THREAD_ATTRIBUTE(try_acquire_capability(true)) {
+        return mutex_.try_lock();
+    }
     void unlock() ZENTARA_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
 
   private:

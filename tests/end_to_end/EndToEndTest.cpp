@@ -218,6 +218,77 @@ TEST_F(EndToEndTest, ABatchUnderWaySurvivesAKill) {
     EXPECT_EQ(file(".events-storage.under-way"), 0U);
 }
 
+TEST_F(EndToEndTest, TwoProcessesOnOneFolderAndTheThirdSendsWhatBothLeft) {
+    Collector collector(schemas_);
+    const auto start = [&](int first) {
+        return std::make_unique<ChildProcess>(
+            std::vector<std::string>{ZENTARA_SENDING_HOST, nobody, collector.url(), documents_,
+                                     std::to_string(first), "300", "linger"});
+    };
+    std::set<std::int64_t> reported;
+    const auto read = [&](ChildProcess& host, int lines) {
+        for (int line = 0; line < lines; ++line)
+            reported.insert(std::stoll(host.readLine().value_or("0")));
+    };
+    auto one = start(1000);
+    auto other = start(2000);
+    for (int i = 0; i < 5; ++i) {
+        read(*one, 20);
+        read(*other, 20);
+    }
+    one->signal(SIGKILL);
+    for (const auto& number : one->readLines())
+        reported.insert(std::stoll(number));
+    one->wait();
+    EXPECT_EQ(drain(collector), 0) << "beside the other";
+    read(*other, 200);
+    other.reset();
+    const auto documents = std::filesystem::path(documents_);
+    for (const auto& folder : {documents, documents / "process-2"}) {
+        EXPECT_TRUE(decodeEvents(contentsOf(folder / "events-storage")).isCanonical) << folder;
+    }
+    EXPECT_EQ(drain(collector), 0);
+    EXPECT_FALSE(reported.contains(0));
+    const auto arrivals = collector.arrivals();
+    for (const auto number : reported)
+        EXPECT_EQ(arrivals.count(number), 1U) << number;
+    for (const auto& [number, count] : arrivals)
+        EXPECT_EQ(count, 1) << number;
+    EXPECT_FALSE(std::filesystem::exists(documents / "process-2"));
+}
+
+TEST_F(EndToEndTest, AForkedChildDoesNothingAndHoldsNothing) {
+    Collector collector(schemas_);
+    ChildProcess host(
+        {ZENTARA_SENDING_HOST, collector.url(), collector.url(), documents_, "1", "2000", "fork"});
+    std::set<std::int64_t> reported;
+    int children = 0;
+    pid_t last = 0;
+    while (last == 0) {
+        const auto line = host.readLine();
+        ASSERT_TRUE(line);
+        if (line->starts_with("last ")) {
+            last = std::stoi(line->substr(5));
+        } else if (line->starts_with("child ")) {
+            ++children;
+            EXPECT_EQ(*line, "child 0");
+        } else {
+            reported.insert(std::stoll(*line));
+        }
+    }
+    EXPECT_EQ(children, 40);
+    EXPECT_EQ(reported.size(), 2000U);
+    host.signal(SIGKILL);
+    host.wait();
+    EXPECT_EQ(drain(collector), 0);
+    EXPECT_EQ(::kill(last, SIGKILL), 0) << "it was there all the time";
+    const auto arrivals = collector.arrivals();
+    EXPECT_EQ(arrivals.size(), 2000U);
+    EXPECT_EQ(arrivals.begin()->first, 1);
+    for (const auto& name : namesIn(documents_))
+        EXPECT_FALSE(name.starts_with("process-") || name.find("unread") != name.npos) << name;
+}
+
 TEST_F(EndToEndTest, ALostAcknowledgementRepeatsABatchAndLosesNothing) {
     Collector collector(schemas_, {"--no-https", "--fault", "event:answer=lost,times=2"});
     std::string lines;

@@ -1,23 +1,90 @@
 // A host application for the tests. It sends numbered events and tells on standard output, one line
 // each, the numbers of those that the library has queued.
 //
-//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT leave|linger|deliver
+//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT leave|linger|deliver|fork
 //
 // At the end it asks for a delivery and returns from main without waiting for it ("leave"), or
 // waits to be killed ("linger"). With "deliver" it asks for a delivery when half of the events are
-// sent, and waits to be killed.
+// sent, and waits to be killed. With "fork" it forks again and again while another thread sends,
+// tells how its children fared, one line "child <exit status>" each, keeps the last one, tells its
+// process id, and waits to be killed.
 
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zentara/ZentaraClient.h>
 
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 
 using namespace zentara;
+
+namespace {
+
+/// What a child can do: nothing, but that without harm. Its exit status.
+int tryInChild(ZentaraClient& client) {
+    // Hanging counts as failing.
+    ::alarm(20);
+    int refused = 0;
+    for (int i = 0; i < 3; ++i) {
+        client.send("numbered", "1", "text/plain", "", "", {{"number", -1}}, std::nullopt,
+                    [&](const EventRef&, const ZentaraClientErrorRef& error) {
+                        if (dynamic_cast<const EventNotQueuedError*>(error.get())) ++refused;
+                    });
+    }
+    int failed = 0;
+    client.performFetch([&](BackgroundFetchResult result) {
+        if (result == BackgroundFetchResult::failed) ++failed;
+    });
+    client.getHsid([&](const std::string& hsid) {
+        if (hsid.empty()) ++failed;
+    });
+    client.getAnonymousUser(
+        [&](const std::string& type, const std::string&, const std::optional<std::string>&) {
+            if (type.empty()) ++failed;
+        });
+    client.newContextId();
+    client.setAdvertisingId("id");
+    ZentaraClient::setLoggedUser(UserTokenType::guest, "child");
+    ZentaraClient::setSharedClient(nullptr);
+    const auto again = ZentaraClient::get([&](const ZentaraClientErrorRef& error) {
+        if (error) ++failed;
+    });
+    if (again && again.get() != &client) return 2;
+    return refused == 3 && failed == 4 ? 0 : 1;
+}
+
+void forkWhileSending(ZentaraClient& client, const std::function<void()>& send) {
+    std::jthread sender(send);
+    for (int number = 0; number < 40; ++number) {
+        const auto child = ::fork();
+        if (child == 0) std::exit(tryInChild(client));
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        std::printf("child %d\n", status);
+        // Or the next child would have the line too, and print it when it exits.
+        std::fflush(stdout);
+    }
+    std::fflush(stdout);
+    if (const auto child = ::fork(); child == 0) {
+        ::close(STDOUT_FILENO);
+        for (;;)
+            ::pause();
+    } else {
+        sender.join();
+        std::printf("last %d\n", static_cast<int>(child));
+        std::fflush(stdout);
+    }
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 7) return 64;
@@ -37,16 +104,24 @@ int main(int argc, char** argv) {
     const auto first = std::stoll(argv[4]);
     const auto count = std::stoll(argv[5]);
     const std::string_view mode = argv[6];
-    for (std::int64_t number = first; number < first + count; ++number) {
-        if (mode == "deliver" && number == first + count / 2) client->performFetch(nullptr);
-        client->send("numbered", "1", "text/plain", number, "", {{"number", number}}, std::nullopt,
-                     [number](const EventRef&, const ZentaraClientErrorRef& error) {
-                         if (error) return;
-                         // Straight to the pipe, so that nothing is lost with the process.
-                         const auto line = std::to_string(number) + '\n';
-                         std::fwrite(line.data(), 1, line.size(), stdout);
-                         std::fflush(stdout);
-                     });
+    const auto send = [&] {
+        for (std::int64_t number = first; number < first + count; ++number) {
+            if (mode == "deliver" && number == first + count / 2) client->performFetch(nullptr);
+            client->send("numbered", "1", "text/plain", number, "", {{"number", number}},
+                         std::nullopt,
+                         [number](const EventRef&, const ZentaraClientErrorRef& error) {
+                             if (error) return;
+                             // Straight to the pipe, so that nothing is lost with the process.
+                             const auto line = std::to_string(number) + '\n';
+                             std::fwrite(line.data(), 1, line.size(), stdout);
+                             std::fflush(stdout);
+                         });
+        }
+    };
+    if (mode == "fork") {
+        forkWhileSending(*client, send);
+    } else {
+        send();
     }
     if (mode != "leave") std::promise<void>().get_future().wait();
     client->performFetch(nullptr);

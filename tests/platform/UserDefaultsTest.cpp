@@ -1,7 +1,10 @@
 #include "platform/UserDefaults.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -10,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/FolderClaim.h"
 #include "platform/HostApplication.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
@@ -96,6 +100,17 @@ TEST_F(UserDefaultsTest, ADirectoryThatCannotBeWrittenCostsPersistenceOnly) {
     use(directory_.path() / "file" / "preferences");
     UserDefaults().set("key", std::int64_t{4});
     EXPECT_EQ(UserDefaults().integer("key"), 4);
+}
+
+TEST_F(UserDefaultsTest, ADirectoryOfAnotherProcessIsOnlyRead) {
+    writeTo(first_ / fileName, R"({"key": 1})");
+    const int other = ::open((first_ / FolderClaim::fileName).c_str(), O_CREAT | O_RDWR, 0600);
+    ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(UserDefaults().integer("key"), 1);
+    UserDefaults().set("key", std::int64_t{5});
+    EXPECT_EQ(UserDefaults().integer("key"), 5);
+    EXPECT_EQ(contentsOf(first_ / fileName), R"({"key": 1})");
+    ::close(other);
 }
 
 TEST_F(UserDefaultsTest, ThreadsMayReadAndWriteAtTheSameTime) {

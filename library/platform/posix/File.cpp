@@ -43,16 +43,6 @@ auto retried(Call call) {
     return result;
 }
 
-/// Makes the folder and those above it, each for this user only.
-void makeFolder(const std::filesystem::path& folder) {
-    if (folder.empty()) return;
-    if (::mkdir(folder.c_str(), privateFolder) == 0 || errno != ENOENT) return;
-    const auto parent = folder.parent_path();
-    if (parent == folder) return;
-    makeFolder(parent);
-    ::mkdir(folder.c_str(), privateFolder);
-}
-
 int openNew(const std::filesystem::path& path) {
     constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
     int descriptor = retried([&] { return ::open(path.c_str(), flags, privateFile); });
@@ -93,6 +83,15 @@ FileContents readAll(int descriptor, const std::filesystem::path& path) {
 }
 
 }  // namespace
+
+void makeFolder(const std::filesystem::path& folder) {
+    if (folder.empty()) return;
+    if (::mkdir(folder.c_str(), privateFolder) == 0 || errno != ENOENT) return;
+    const auto parent = folder.parent_path();
+    if (parent == folder) return;
+    makeFolder(parent);
+    ::mkdir(folder.c_str(), privateFolder);
+}
 
 ErrorRef File::create(const std::filesystem::path& path, File& file) {
     const int descriptor = openNew(path);

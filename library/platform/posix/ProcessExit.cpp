@@ -1,10 +1,9 @@
 #include "platform/ProcessExit.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <vector>
 
+#include "platform/ForkedChild.h"
 #include "support/Mutex.h"
 
 namespace zentara {
@@ -12,7 +11,6 @@ namespace zentara {
 namespace {
 
 struct ExitWork {
-    const pid_t process = ::getpid();
     Mutex mutex;
     std::vector<void (*)()> work ZENTARA_GUARDED_BY(mutex);
 };
@@ -25,7 +23,7 @@ ExitWork& exitWork() {
 
 void runLatest() {
     // Asked first, as the lock may have been held when the process was forked.
-    if (::getpid() != exitWork().process) return;
+    if (isForkedChild()) return;
     void (*latest)() = nullptr;
     {
         const MutexLock lock(exitWork().mutex);

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "platform/File.h"
+#include "platform/FolderClaim.h"
 #include "platform/HostApplication.h"
 #include "platform/JSONValue.h"
 #include "support/Mutex.h"
@@ -28,8 +29,11 @@ class UserDefaults::Store {
     /// Reads the directory's file. Without a directory the values live in memory only.
     explicit Store(const std::optional<Path>& directory) {
         if (!directory) return;
-        file_ = *directory / "user-defaults.json";
-        const FileContents contents = readFile(*file_);
+        const Path file = *directory / "user-defaults.json";
+        const FileContents contents = readFile(file);
+        // When nobody knows what is in it, nothing is written over it.
+        if (contents.error && !contents.isUnfit) return;
+        file_ = file;
         if (!contents.bytes && !contents.error) return;
         if (contents.bytes) {
             boost::json::error_code error;
@@ -39,7 +43,7 @@ class UserDefaults::Store {
                 return;
             }
         }
-        setFileAside();
+        if (!setAside(file)) file_.reset();
     }
 
     Store(const Store&) = delete;
@@ -59,6 +63,11 @@ class UserDefaults::Store {
         JSONValue& slot = values_[key];
         if (slot == value) return;
         slot = value;
+        // Asked now, since who only reads makes no files.
+        if (file_ && !std::exchange(hasAsked_, true) &&
+            FolderClaim::take(file_->parent_path()) == FolderClaim::Answer::heldElsewhere) {
+            file_.reset();
+        }
         if (file_) {
             // The value holds for this process all the same.
             [[maybe_unused]] const ErrorRef lost =
@@ -69,18 +78,19 @@ class UserDefaults::Store {
   private:
     /// What cannot be read is kept for whoever wants to look at it. If even that fails, nothing is
     /// written over it.
-    void setFileAside() {
-        Path aside = *file_;
+    [[nodiscard]] static bool setAside(const Path& file) {
+        Path aside = file;
         aside += ".damaged";
         for (int number = 2; fileIdentity(aside); ++number) {
-            aside = *file_;
+            aside = file;
             aside += ".damaged-" + std::to_string(number);
         }
-        if (renameFile(*file_, aside)) file_.reset();
+        return renameFile(file, aside) == nullptr;
     }
 
-    std::optional<Path> file_;
     Mutex mutex_;
+    std::optional<Path> file_ ZENTARA_GUARDED_BY(mutex_);
+    bool hasAsked_ ZENTARA_GUARDED_BY(mutex_) = false;
     JSONObject values_ ZENTARA_GUARDED_BY(mutex_);
 };
 

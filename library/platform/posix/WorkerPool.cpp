@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "platform/FatalError.h"
+#include "platform/ForkedChild.h"
 #include "platform/GlobalQueue.h"
 #include "platform/ProcessExit.h"
 
@@ -31,6 +32,8 @@ WorkerPool& WorkerPool::shared() {
 }
 
 WorkerPool::WorkerPool() : context_(workerCount), guard_(context_.get_executor()) {
+    // Without these threads a child could do nothing but wait for them.
+    markForkedChildren();
     int started = 0;
     for (int i = 0; i < workerCount; ++i) {
         const bool isRunning = startDetachedThread([this] {

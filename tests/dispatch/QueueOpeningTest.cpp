@@ -1,10 +1,9 @@
-#include "dispatch/Leftovers.h"
+#include "dispatch/QueueOpening.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include "dispatch/InternalEventStorageImpl.h"
-#include "dispatch/UnderWayFile.h"
+#include "dispatch/ProcessFolder.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
@@ -31,18 +30,14 @@ class NoMoreFiles {
     rlimit before_{};
 };
 
-class LeftoversTest : public testing::Test {
+class QueueOpeningTest : public testing::Test {
   protected:
-    /// The queue of the next run.
-    std::unique_ptr<EventsRepository> open() {
-        auto storage = std::make_unique<InternalEventStorageImpl>(
-            "queue", std::chrono::seconds(10),
-            [](std::chrono::steady_clock::duration, const std::function<void()>&) {});
-        storage->recover();
-        auto queue = std::make_unique<EventsRepository>(8000, std::move(storage), counts_,
-                                                        std::make_unique<UnderWayFile>("queue"));
-        takeInLeftovers(*queue, host_.file("queue"));
-        return queue;
+    /// The queue of the next run, without background work.
+    std::unique_ptr<EventsRepository> open(const std::string& name = "queue") {
+        QueueOptions options{8000, 10};
+        options.scheduler = [](std::chrono::steady_clock::duration, const std::function<void()>&) {
+        };
+        return openQueue(name, options, counts_);
     }
     Numbers waiting() { return numbersOf(open()->take(8000)); }
 
@@ -59,7 +54,7 @@ class LeftoversTest : public testing::Test {
     Ledger::Queue counts_;
 };
 
-TEST_F(LeftoversTest, AFileThatCannotBeReadForTheMomentIsTakenInByTheNextStart) {
+TEST_F(QueueOpeningTest, AFileThatCannotBeReadForTheMomentIsTakenInByTheNextStart) {
     for (const std::string name : {"queue", ".queue.under-way", ".queue.checkpoint"}) {
         std::filesystem::remove_all(host_.documents());
         writeTo(host_.file(name), fileOf(sampleEvents(1, 3)));
@@ -75,11 +70,6 @@ TEST_F(LeftoversTest, AFileThatCannotBeReadForTheMomentIsTakenInByTheNextStart) 
         EXPECT_EQ(contentsOf(host_.file("queue")), fileOf(sampleEvents(4, 1))) << name;
         ASSERT_EQ(putBy().size(), 1U) << name;
         std::filesystem::copy(host_.file(putBy()[0]), host_.file("copy"));
-        {
-            // Still not, this time.
-            const NoMoreFiles limit;
-            takeInLeftovers(*queue, host_.file("queue"));
-        }
         EXPECT_EQ(waiting(), (Numbers{1, 2, 3, 4})) << name;
         EXPECT_TRUE(putBy().empty()) << name;
         // Killed before the removal.
@@ -88,7 +78,7 @@ TEST_F(LeftoversTest, AFileThatCannotBeReadForTheMomentIsTakenInByTheNextStart) 
     }
 }
 
-TEST_F(LeftoversTest, SeveralAreTakenInInTheirOrderAndADamagedOneIsSetAside) {
+TEST_F(QueueOpeningTest, SeveralAreTakenInInTheirOrderAndADamagedOneIsSetAside) {
     writeTo(host_.file("queue"), fileOf(sampleEvents(5, 2)));
     writeTo(host_.file("queue.unread-20"), fileOf(sampleEvents(4, 2)));
     writeTo(host_.file("queue.unread-10"), fileOf(sampleEvents(1, 2)));
@@ -102,12 +92,50 @@ TEST_F(LeftoversTest, SeveralAreTakenInInTheirOrderAndADamagedOneIsSetAside) {
     EXPECT_EQ(namesIn(host_.documents()).size(), 3U) << "the list, its spare, the damaged one";
 }
 
-TEST_F(LeftoversTest, OneThatCannotBeSavedInTheQueueStays) {
+TEST_F(QueueOpeningTest, OneThatCannotBeSavedInTheQueueStays) {
     writeTo(host_.file("queue.unread-10"), fileOf(sampleEvents(1, 2)));
     writeTo(host_.file(".queue.spare") / "in-the-way", "");
     EXPECT_EQ(waiting(), Numbers());
     std::filesystem::remove_all(host_.file(".queue.spare"));
     EXPECT_EQ(waiting(), (Numbers{1, 2}));
+}
+
+TEST_F(QueueOpeningTest, WhatEndedProcessesLeftIsTakenInOnce) {
+    const auto folder = host_.file("process-2");
+    writeTo(folder / "queue", fileOf(sampleEvents(2, 2)));
+    writeTo(folder / ".queue.under-way", fileOf(sampleEvents(1, 2)));
+    writeTo(folder / ".queue.checkpoint", fileOf(sampleEvents(1, 9)));
+    writeTo(folder / "token", "[]");
+    writeTo(host_.file("process-3") / ".queue.checkpoint", fileOf(sampleEvents(4, 2)));
+    writeTo(host_.file("process-4") / "queue", "damaged");
+    writeTo(host_.file("queue"), fileOf(sampleEvents(6, 1)));
+    const auto left = host_.file("left");
+    std::filesystem::copy(folder, left);
+
+    const auto takeIn = [&](EventsRepository& queue) {
+        takeInProcessFolders({{"queue", queue}}, "token");
+    };
+    writeTo(host_.file(".queue.spare") / "in-the-way", "");
+    takeIn(*open());
+    EXPECT_EQ(counts_.restored, 0);
+    std::filesystem::remove_all(host_.file(".queue.spare"));
+    const auto queue = open();
+    takeIn(*queue);
+    EXPECT_EQ(contentsOf(host_.file("queue")), fileOf([] {
+                  auto events = sampleEvents(4, 2);
+                  for (const auto number : {1, 2, 3, 6})
+                      events.push_back(sampleEvent(number));
+                  return events;
+              }()));
+    EXPECT_FALSE(std::filesystem::exists(folder));
+    EXPECT_FALSE(std::filesystem::exists(host_.file("process-3")));
+    EXPECT_EQ(namesIn(host_.file("process-4")).size(), 1U) << "kept for a person";
+
+    // Killed before anything of it was removed.
+    std::filesystem::rename(left, folder);
+    takeIn(*queue);
+    EXPECT_EQ(queue->take(100).size(), 6U);
+    EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
 }  // namespace

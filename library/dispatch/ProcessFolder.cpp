@@ -1,0 +1,69 @@
+#include "dispatch/ProcessFolder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "dispatch/FileStorage.h"
+#include "dispatch/QueueOpening.h"
+#include "platform/File.h"
+#include "platform/FolderClaim.h"
+#include "support/UUID.h"
+
+namespace zentara {
+
+namespace {
+
+using Answer = FolderClaim::Answer;
+
+constexpr std::string_view folderPrefix = "process-";
+
+std::vector<std::string> processFolders() {
+    std::vector<std::string> found;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(documentsFile(""), error), end;
+         !error && entry != end; entry.increment(error)) {
+        auto name = entry->path().filename().string();
+        std::error_code unknown;
+        // No links: what is taken in is removed.
+        if (name.starts_with(folderPrefix) &&
+            entry->symlink_status(unknown).type() == std::filesystem::file_type::directory) {
+            found.push_back(std::move(name));
+        }
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+}  // namespace
+
+std::string processFolder() {
+    // Where nothing can be known of others there is, as far as one knows, nobody.
+    if (FolderClaim::take(documentsFile("")) != Answer::heldElsewhere) return "";
+    // Far more than the processes of one application.
+    for (int number = 2; number < 1000; ++number) {
+        auto folder = std::string(folderPrefix) + std::to_string(number);
+        const auto answer = FolderClaim::take(documentsFile(folder));
+        if (answer == Answer::held) return folder + "/";
+        if (answer == Answer::unknown) break;
+    }
+    // There is somebody, and a folder cannot be claimed, for example because the disk is full.
+    static const auto own = std::string(folderPrefix) + lowerCaseUUID() + "/";
+    return own;
+}
+
+void takeInProcessFolders(const std::vector<MainQueue>& queues, const std::string& tokenName) {
+    for (const auto& folder : processFolders()) {
+        const auto path = documentsFile(folder);
+        if (FolderClaim::take(path) != Answer::held) continue;
+        bool isTaken = true;
+        for (const auto& queue : queues) {
+            isTaken = takeInQueue(folder + "/" + queue.name, queue.events, queue.name) && isTaken;
+        }
+        if (isTaken) removeFile(documentsFile(folder + "/" + tokenName));
+        FolderClaim::release(path);
+    }
+}
+
+}  // namespace zentara

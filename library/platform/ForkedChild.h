@@ -1,0 +1,13 @@
+#pragma once
+
+namespace zentara {
+
+/// Whether this process is a child that was forked off while the library was at work in its parent.
+/// The threads of the library stayed there, and so did whoever holds a lock at that moment: such a
+/// child must not take one, nor write the files. A system that has no such thing says no.
+[[nodiscard]] bool isForkedChild() noexcept;
+
+/// Called when the library begins to work: children that are forked off from now on are marked.
+void markForkedChildren();
+
+}  // namespace zentara

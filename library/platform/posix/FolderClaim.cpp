@@ -1,0 +1,102 @@
+#include "platform/FolderClaim.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <map>
+
+#include "platform/File.h"
+#include "platform/posix/ForkedDescriptors.h"
+#include "support/Mutex.h"
+
+namespace zentara {
+
+namespace {
+
+using Path = std::filesystem::path;
+using Answer = FolderClaim::Answer;
+
+struct Claim {
+    Answer answer = Answer::unknown;
+    int descriptor = -1;  ///< of the locked file, while the claim is held
+};
+
+struct Claims {
+    Mutex mutex;
+    std::map<Path, Claim> byFile ZENTARA_GUARDED_BY(mutex);
+};
+
+Claims& claims() {
+    // Never destroyed: a claim lasts to the end of the process.
+    static auto* const instance = new Claims;
+    return *instance;
+}
+
+Path lockFile(const Path& folder) {
+    return (folder / FolderClaim::fileName).lexically_normal();
+}
+
+int openLockFile(const Path& path) {
+    constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    int descriptor = ::open(path.c_str(), flags, 0600);
+    if (descriptor < 0 && errno == ENOENT) {
+        makeFolder(path.parent_path());
+        descriptor = ::open(path.c_str(), flags, 0600);
+    }
+    return descriptor;
+}
+
+/// Whether the name still stands for the open file. Another process may have released the folder
+/// between our opening the file and our locking it, and a third one may have made a new one.
+bool isInPlace(int descriptor, const Path& path) {
+    struct stat opened {};
+    if (::fstat(descriptor, &opened) != 0) return false;
+    const auto named = fileIdentity(path);
+    return named && *named == FileIdentity{opened.st_dev, opened.st_ino};
+}
+
+Claim claim(const Path& path) {
+    // Each turn beyond the first means that somebody released the folder at this very moment.
+    for (int turn = 0; turn < 100; ++turn) {
+        const int descriptor = openLockFile(path);
+        if (descriptor < 0) return {};
+        int result = 0;
+        do {
+            result = ::flock(descriptor, LOCK_EX | LOCK_NB);
+        } while (result != 0 && errno == EINTR);
+        if (result == 0 && isInPlace(descriptor, path)) {
+            closeInForkedChildren(descriptor);
+            return {Answer::held, descriptor};
+        }
+        const int code = errno;
+        ::close(descriptor);
+        if (result != 0) return {code == EWOULDBLOCK ? Answer::heldElsewhere : Answer::unknown};
+    }
+    return {Answer::heldElsewhere};
+}
+
+}  // namespace
+
+FolderClaim::Answer FolderClaim::take(const std::filesystem::path& folder) {
+    const MutexLock lock(claims().mutex);
+    const auto [entry, isNew] = claims().byFile.try_emplace(lockFile(folder));
+    if (isNew) entry->second = claim(entry->first);
+    return entry->second.answer;
+}
+
+void FolderClaim::release(const std::filesystem::path& folder) {
+    const MutexLock lock(claims().mutex);
+    const auto entry = claims().byFile.extract(lockFile(folder));
+    if (!entry || entry.mapped().descriptor < 0) return;
+    // While the lock is held, so that what goes is this process's; whoever waits for the lock sees
+    // that the file is not in place any more.
+    ::unlink(entry.key().c_str());
+    ::rmdir(folder.c_str());
+    keepInForkedChildren(entry.mapped().descriptor);
+    ::close(entry.mapped().descriptor);
+}
+
+}  // namespace zentara

@@ -1,0 +1,78 @@
+#include "platform/FolderClaim.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "support/Files.h"
+#include "support/TemporaryDirectory.h"
+
+namespace zentara {
+namespace {
+
+using Answer = FolderClaim::Answer;
+
+/// Another process, as far as the system's locks can tell.
+class Other {
+  public:
+    explicit Other(const std::filesystem::path& folder) {
+        std::filesystem::create_directories(folder);
+        const auto file = folder / FolderClaim::fileName;
+        descriptor_ = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        holds_ = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0;
+    }
+    ~Other() { ::close(descriptor_); }
+    Other(const Other&) = delete;
+    Other& operator=(const Other&) = delete;
+
+    [[nodiscard]] bool holds() const { return holds_; }
+
+  private:
+    int descriptor_ = -1;
+    bool holds_ = false;
+};
+
+TEST(FolderClaimTest, OneProcessHoldsAFolderAndTheAnswerStays) {
+    const test::TemporaryDirectory directory;
+    const auto free = directory.path() / "deep" / "free";
+    EXPECT_EQ(FolderClaim::take(free), Answer::held);
+    EXPECT_EQ(FolderClaim::take(free / ""), Answer::held);
+    EXPECT_FALSE(Other(free).holds());
+
+    const auto taken = directory.path() / "taken";
+    {
+        const Other other(taken);
+        ASSERT_TRUE(other.holds());
+        EXPECT_EQ(FolderClaim::take(taken), Answer::heldElsewhere);
+    }
+    EXPECT_EQ(FolderClaim::take(taken), Answer::heldElsewhere) << "it works somewhere else by now";
+
+    // A claim that lies behind a link would be somebody else's file.
+    const auto linked = directory.path() / "linked";
+    std::filesystem::create_directories(linked);
+    std::filesystem::create_symlink(directory.path() / "victim", linked / FolderClaim::fileName);
+    EXPECT_EQ(FolderClaim::take(linked), Answer::unknown);
+    EXPECT_FALSE(std::filesystem::exists(directory.path() / "victim"));
+}
+
+TEST(FolderClaimTest, AReleasedFolderGoesUnlessSomethingIsInIt) {
+    const test::TemporaryDirectory directory;
+    const auto empty = directory.path() / "empty";
+    const auto full = directory.path() / "full";
+    test::writeTo(full / "file", "");
+    for (const auto& folder : {empty, full}) {
+        ASSERT_EQ(FolderClaim::take(folder), Answer::held);
+        FolderClaim::release(folder);
+    }
+    EXPECT_EQ(test::namesIn(directory.path()), std::set<std::string>{"full"});
+    EXPECT_EQ(test::namesIn(full), std::set<std::string>{"file"});
+    const Other other(full);
+    EXPECT_TRUE(other.holds());
+    EXPECT_EQ(FolderClaim::take(full), Answer::heldElsewhere);
+    FolderClaim::release(full);
+    EXPECT_TRUE(std::filesystem::exists(full / FolderClaim::fileName)) << "it is the other's";
+}
+
+}  // namespace
+}  // namespace zentara
