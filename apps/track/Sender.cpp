@@ -7,7 +7,6 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <filesystem>
 #include <mutex>
 #include <stdexcept>
 #include <system_error>
@@ -64,15 +63,10 @@ void useEndpoints(const Options& options) {
     ZentaraEndpoints::use(endpoints);
 }
 
-/// The library removes a batch from the file of its queue when it is delivered, not before.
-bool queueFileIsEmpty() {
-    const auto settings = ClientSettings::current();
-    const auto directory = HostApplication::documentsDirectory();
-    if (!settings || !directory) return true;
-    constexpr std::uintmax_t emptyList = 2;  // "[]"
-    std::error_code noFile;
-    const auto size = std::filesystem::file_size(*directory / settings->eventsStorageName, noFile);
-    return noFile || size <= emptyList;
+/// Nothing waits, and nothing is under way. Without the held-back events, which nobody can hurry.
+bool queueIsEmpty() {
+    const auto counts = ZentaraClient::statistics();
+    return counts.waiting == 0 && counts.underWay == 0;
 }
 
 Result resultOf(const ZentaraClientErrorRef& error) {
@@ -125,7 +119,7 @@ Result Sender::send(EventLine event) {
 Drain::Result Sender::drain(const Drain::Progress& progress) {
     Drain drain([client = client_](
                     ZentaraClient::FetchCallback done) { client->performFetch(std::move(done)); },
-                queueFileIsEmpty, patience_);
+                queueIsEmpty, patience_);
     return drain.run(progress);
 }
 

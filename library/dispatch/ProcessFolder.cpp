@@ -48,7 +48,8 @@ std::string processFolder() {
         if (answer == Answer::held) return folder + "/";
         if (answer == Answer::unknown) break;
     }
-    // There is somebody, and a folder cannot be claimed, for example because the disk is full.
+    // No folder can be claimed, for want of descriptors or because the disk is full. Better alone
+    // and unseen than two in one.
     static const auto own = std::string(folderPrefix) + lowerCaseUUID() + "/";
     return own;
 }

@@ -12,7 +12,7 @@ class FolderClaim {
   public:
     enum class Answer {
         held,           ///< this process has it
-        heldElsewhere,  ///< another process has it
+        heldElsewhere,  ///< another process has it, or may: there was no descriptor left to look
         unknown,        ///< nothing is known of others: no locks there, or no file to lock
     };
 

@@ -63,16 +63,15 @@ int tryInChild(ZentaraClient& client) {
 
 void forkWhileSending(ZentaraClient& client, const std::function<void()>& send) {
     std::jthread sender(send);
-    for (int number = 0; number < 40; ++number) {
+    int status = 0;
+    for (int number = 0; number < 40 && status == 0; ++number) {
         const auto child = ::fork();
         if (child == 0) std::exit(tryInChild(client));
-        int status = -1;
         ::waitpid(child, &status, 0);
         std::printf("child %d\n", status);
         // Or the next child would have the line too, and print it when it exits.
         std::fflush(stdout);
     }
-    std::fflush(stdout);
     if (const auto child = ::fork(); child == 0) {
         ::close(STDOUT_FILENO);
         for (;;)

@@ -62,7 +62,10 @@ Claim claim(const Path& path) {
     // Each turn beyond the first means that somebody released the folder at this very moment.
     for (int turn = 0; turn < 100; ++turn) {
         const int descriptor = openLockFile(path);
-        if (descriptor < 0) return {};
+        if (descriptor < 0) {
+            const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
+            return {isForNow ? Answer::heldElsewhere : Answer::unknown};
+        }
         int result = 0;
         do {
             result = ::flock(descriptor, LOCK_EX | LOCK_NB);
