@@ -56,9 +56,9 @@ void queue(benchmark::State& state) {
             load.measure([&] { events = quietStorage("queue")->load(); });
             if (events.records.empty()) state.SkipWithError("not loaded");
         }
-        state.counters["append_us"] = append.median() / 1e3;
-        state.counters["drop_ms"] = drop.median() / 1e6;
-        state.counters["load_ms"] = load.median() / 1e6;
+        state.counters["append_us"] = append.mean() / 1e3;
+        state.counters["drop_ms"] = drop.mean() / 1e6;
+        state.counters["load_ms"] = load.mean() / 1e6;
         state.counters["file_MB"] =
             static_cast<double>(std::filesystem::file_size(host.file("queue"))) / 1e6;
     }
@@ -87,7 +87,7 @@ void validateProperties(benchmark::State& state) {
                 if (!validate(value, schema).valid()) state.SkipWithError("not valid");
             });
         }
-        state.counters["validate_us"] = validating.median() / 1e3;
+        state.counters["validate_us"] = validating.mean() / 1e3;
     }
 }
 

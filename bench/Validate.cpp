@@ -37,8 +37,8 @@ void compare(benchmark::State& state, const std::vector<const Sample*>& chosen,
                 parsing.measure([&] { benchmark::DoNotOptimize(boost::json::parse(text)); },
                                 runsPerRound);
             }
-            ours += validating.median();
-            limit += parsing.median();
+            ours += validating.mean();
+            limit += parsing.mean();
         }
         const auto count = static_cast<double>(chosen.size());
         report(state, ours / count, limit / count, bar);

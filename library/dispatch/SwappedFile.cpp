@@ -90,11 +90,7 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
     const auto kept = extends ? spare_.count : 0;
     const std::uint64_t offset = extends ? spare_.bytes - 1 : 0;
     parts_.clear();
-    if (!extends) {
-        parts_.emplace_back("[");
-    } else if (kept > 0 && kept < events.size()) {
-        parts_.emplace_back(",");
-    }
+    if (!extends) parts_.emplace_back("[");
     // Long pieces are written several times as fast as many short ones.
     pieces.appendTo(parts_, events, kept);
     parts_.emplace_back("]");

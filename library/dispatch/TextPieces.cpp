@@ -47,7 +47,12 @@ void TextPieces::appendTo(std::vector<std::string_view>& parts,
         first -= (--piece)->count;
     if (piece == pieces_.end()) return;
     // In the middle of the piece, or where its first events are gone.
-    const auto* const start = events[from].text().json.data();
+    const auto* start = events[from].text().json.data();
+    if (first < from) {
+        --start;
+    } else if (from > 0) {
+        parts.emplace_back(",");
+    }
     parts.emplace_back(start,
                        static_cast<std::size_t>(piece->text.data() + piece->text.size() - start));
     while (++piece != pieces_.end()) {

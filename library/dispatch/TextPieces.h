@@ -21,7 +21,7 @@ class TextPieces {
     [[nodiscard]] bool follow(std::span<const InternalEvent> events, std::size_t left);
 
     /// Appends the texts of `events`, the list of the last call, beginning with number `from`, a
-    /// comma between each two.
+    /// comma before each but number 0.
     void appendTo(std::vector<std::string_view>& parts, std::span<const InternalEvent> events,
                   std::size_t from) const;
 

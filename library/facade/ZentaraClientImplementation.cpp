@@ -38,14 +38,14 @@ ZentaraClient::Implementation::Implementation(Collaborators collaborators)
       zentaraClientContextID_(lowerCaseUUID()) {}
 
 void ZentaraClient::Implementation::newContextId() {
-    auto contextId = lowerCaseUUID();
+    const auto contextId = lowerCaseUUID();
     const MutexLock lock(mutex_);
-    zentaraClientContextID_ = std::move(contextId);
+    zentaraClientContextID_ = contextId;
 }
 
 std::string ZentaraClient::Implementation::contextId() const {
     const MutexLock lock(mutex_);
-    return zentaraClientContextID_;
+    return std::string(zentaraClientContextID_.text());
 }
 
 void ZentaraClient::Implementation::setAdvertisingId(std::optional<std::string> advertisingId) {
@@ -77,49 +77,60 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
     }
     const auto stamped = stamp(*event, referer, *settings);
     if (!isReady()) {
-        report(holdBack(stamped));
+        report(holdBack(stamped, event->schemaId()));
         return;
     }
     revalidate(settings->dispatchBatchSize);
     auto& ledger = Ledger::shared();
-    report(validateAndQueue(stamped, {ledger.accepted, ledger.notSaved, ledger.refusedInvalid,
-                                      ledger.refusedUnknownSchema}));
+    report(validateAndQueue(
+        stamped, {event->schemaId(), event->schemaVersion(), *EventAccess::properties(*event)},
+        {ledger.accepted, ledger.notSaved, ledger.refusedInvalid, ledger.refusedUnknownSchema}));
 }
 
 InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std::string& referer,
                                                    const ClientSettings& settings) {
-    InternalEvent::Fields fields;
-    fields.user = {{"type", std::string(anonymousTokenName)},
-                   {"token", std::string(anonymousTokenName)}};
+    std::string userType(anonymousTokenName);
+    std::string userToken(anonymousTokenName);
     if (auto user = idManager->getLoggedUser()) {
-        fields.user["type"] = userTokenTypeName(user->type);
-        fields.user["token"] = std::move(user->token);
+        userType = userTokenTypeName(user->type);
+        userToken = std::move(user->token);
     }
-    fields.createdAt =
+    const auto createdAt =
         validatedTimestamp(loadReferenceTime(defaults), controlTime.currentMonotonicValue());
-    validTimestamp_ = fields.createdAt;
-    fields.url = event.url().string();
-    fields.referer = referer;
-    fields.zentaraActionUUID = lowerCaseUUID();
+    validTimestamp_ = createdAt;
+    const auto actionUUID = lowerCaseUUID();
+    std::int64_t sequence = 0;
+    UUIDText context;
     {
         const MutexLock lock(mutex_);
         if (zentaraActionSequence_ == std::numeric_limits<std::int64_t>::max()) {
             zentaraActionSequence_ = 0;
         }
-        fields.zentaraActionSequence = ++zentaraActionSequence_;
-        fields.zentaraClientContextID = zentaraClientContextID_;
+        sequence = ++zentaraActionSequence_;
+        context = zentaraClientContextID_;
     }
-    fields.id = event.schemaId();
-    fields.version = event.schemaVersion();
-    fields.contentType = event.contentType();
-    fields.properties = EventAccess::properties(event);
-    fields.clientVersion = settings.clientVersion;
-    fields.relationId = event.relationId();
-    fields.zentaraActionExtraAttributes = extraAttributes;
-    return InternalEvent(std::move(fields));
+    const std::pair<std::string_view, std::string_view> user[] = {{"token", userToken},
+                                                                  {"type", userType}};
+    return InternalEvent::encoded({
+        .id = event.schemaId(),
+        .version = event.schemaVersion(),
+        .url = event.url().string(),
+        .contentType = event.contentType(),
+        .properties = EventAccess::properties(event).get(),
+        .createdAt = createdAt,
+        .clientVersion = settings.clientVersion,
+        .referer = referer,
+        .relationId = event.relationId(),
+        .user = user,
+        .zentaraClientContextID = context.text(),
+        .zentaraActionSequence = sequence,
+        .zentaraActionUUID = actionUUID.text(),
+        .zentaraActionExtraAttributes = extraAttributes,
+    });
 }
 
-ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEvent& event) {
+ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEvent& event,
+                                                              const std::string& id) {
     bool isQueued = false;
     {
         const MutexLock lock(heldBackMutex_);
@@ -129,7 +140,7 @@ ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEven
     }
     count(event, isQueued, Ledger::shared().heldBack, Ledger::shared().heldBackNotSaved);
     const auto detail =
-        (isQueued ? "Event queued to be sent later: " : "Event not queued: ") + event.id() + ".";
+        (isQueued ? "Event queued to be sent later: " : "Event not queued: ") + id + ".";
     printDiagnostic(detail);
     return std::make_shared<ZentaraClientNotReady>(detail);
 }
@@ -141,25 +152,27 @@ void ZentaraClient::Implementation::revalidate(std::int64_t count) {
     const MutexLock lock(heldBackMutex_);
     for (const auto& event : unvalidatedEventsRepository->take(count)) {
         // Also in memory only, it has left this queue for the other.
-        static_cast<void>(
-            validateAndQueue(event, {ledger.released, ledger.released, ledger.droppedInvalid,
-                                     ledger.droppedUnknownSchema}));
+        static_cast<void>(validateAndQueue(event, {event.id(), event.version(), event.properties()},
+                                           {ledger.released, ledger.released, ledger.droppedInvalid,
+                                            ledger.droppedUnknownSchema}));
     }
     unvalidatedEventsRepository->save();
 }
 
 ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const InternalEvent& event,
+                                                                      const Subject& subject,
                                                                       const Tally& tally) {
-    const auto schema = schemasProvider->schema(event.id(), event.version());
+    const auto schema = schemasProvider->schema(subject.id, subject.version);
     if (!schema) {
         ++tally.unknownSchema;
         return std::make_shared<UnknownError>();
     }
-    const auto validation = schemaValidator->validate(event.properties(), *schema);
+    const auto validation = schemaValidator->validate(subject.properties, *schema);
     if (!validation.isValid) {
         ++tally.invalid;
         if (!validation.errors) return std::make_shared<UnknownError>();
-        auto detail = "Error validating " + event.id() + "-" + event.version() + " schema: ";
+        auto detail = "Error validating " + std::string(subject.id) + "-" +
+                      std::string(subject.version) + " schema: ";
         bool first = true;
         for (const auto& error : *validation.errors) {
             if (!first) detail += ", ";

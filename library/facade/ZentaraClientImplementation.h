@@ -18,6 +18,7 @@
 #include "support/ControlTime.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
+#include "support/UUID.h"
 #include "support/ZentaraClock.h"
 
 namespace zentara {
@@ -62,7 +63,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
   private:
     [[nodiscard]] InternalEvent stamp(const Event& event, const std::string& referer,
                                       const ClientSettings& settings);
-    [[nodiscard]] ZentaraClientErrorRef holdBack(const InternalEvent& event);
+    [[nodiscard]] ZentaraClientErrorRef holdBack(const InternalEvent& event, const std::string& id);
     /// Where the outcomes of one validation are counted.
     struct Tally {
         Ledger::Count& queued;
@@ -70,8 +71,15 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
         Ledger::Count& invalid;
         Ledger::Count& unknownSchema;
     };
+    /// What of an event is looked at before it is queued.
+    struct Subject {
+        std::string_view id;
+        std::string_view version;
+        const JSONValue& properties;
+    };
     /// Null when the event was queued.
     [[nodiscard]] ZentaraClientErrorRef validateAndQueue(const InternalEvent& event,
+                                                         const Subject& subject,
                                                          const Tally& tally);
     /// Gives up to `count` held-back events their second chance; nobody hears of the outcome.
     void revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
@@ -80,7 +88,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     Mutex heldBackMutex_;
     mutable Mutex mutex_;
     std::string hsid_ ZENTARA_GUARDED_BY(mutex_);
-    std::string zentaraClientContextID_ ZENTARA_GUARDED_BY(mutex_);
+    UUIDText zentaraClientContextID_ ZENTARA_GUARDED_BY(mutex_);
     std::int64_t zentaraActionSequence_ ZENTARA_GUARDED_BY(mutex_) = 0;
     std::atomic<std::int64_t> validTimestamp_ = 0;
 

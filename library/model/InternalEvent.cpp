@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "model/JSONText.h"
+#include "model/JSONWriter.h"
 #include "model/ObjectEquality.h"
 #include "support/Once.h"
 
@@ -13,45 +14,46 @@ namespace {
 // An event lies three levels deep in an envelope: the envelope, its list of actions, the action.
 constexpr std::size_t propertiesDepth = maximumJSONDepth - 3;
 
-void appendMember(std::string& text, std::string_view key, std::string_view value) {
-    text += key;
-    appendJSONString(text, value);
-}
-
 /// Appends the members in the one order that `EventDecoder` takes without decoding, "user" last so
 /// that it can be cut off. Returns where "user" begins, or nothing when JSON cannot hold the event.
-std::optional<std::size_t> appendFields(std::string& text, const InternalEvent::Fields& fields) {
-    appendMember(text, R"({"id":)", fields.id);
-    appendMember(text, R"(,"version":)", fields.version);
-    appendMember(text, R"(,"url":)", fields.url);
-    appendMember(text, R"(,"contentType":)", fields.contentType);
-    text += R"(,"properties":)";
-    if (!appendJSON(text, *fields.properties, propertiesDepth)) return std::nullopt;
-    text += R"(,"actionTs":)";
-    appendInteger(text, fields.createdAt);
-    appendMember(text, R"(,"zentaraClientVersion":)", fields.clientVersion);
-    appendMember(text, R"(,"zentaraClientReferer":)", fields.referer);
+template <typename Record>
+std::optional<std::size_t> appendFields(std::string& text, const Record& fields) {
+    JSONWriter writer(text);
+    const auto member = [&writer](std::string_view key, std::string_view value) {
+        writer.text(key);
+        writer.string(value);
+    };
+    member(R"({"id":)", fields.id);
+    member(R"(,"version":)", fields.version);
+    member(R"(,"url":)", fields.url);
+    member(R"(,"contentType":)", fields.contentType);
+    writer.text(R"(,"properties":)");
+    if (!writer.value(*fields.properties, propertiesDepth)) return std::nullopt;
+    writer.text(R"(,"actionTs":)");
+    writer.integer(fields.createdAt);
+    member(R"(,"zentaraClientVersion":)", fields.clientVersion);
+    member(R"(,"zentaraClientReferer":)", fields.referer);
     if (fields.relationId) {
-        appendMember(text, R"(,"zentaraRelationId":)", *fields.relationId);
+        member(R"(,"zentaraRelationId":)", *fields.relationId);
     } else {
-        text += R"(,"zentaraRelationId":null)";
+        writer.text(R"(,"zentaraRelationId":null)");
     }
-    appendMember(text, R"(,"zentaraClientContextID":)", fields.zentaraClientContextID);
-    text += R"(,"zentaraActionSequence":)";
-    appendInteger(text, fields.zentaraActionSequence);
-    appendMember(text, R"(,"zentaraActionUUID":)", fields.zentaraActionUUID);
-    appendMember(text, R"(,"zentaraActionExtraAttributes":)", fields.zentaraActionExtraAttributes);
-    const auto userOffset = text.size();
-    text += R"(,"user":{)";
+    member(R"(,"zentaraClientContextID":)", fields.zentaraClientContextID);
+    writer.text(R"(,"zentaraActionSequence":)");
+    writer.integer(fields.zentaraActionSequence);
+    member(R"(,"zentaraActionUUID":)", fields.zentaraActionUUID);
+    member(R"(,"zentaraActionExtraAttributes":)", fields.zentaraActionExtraAttributes);
+    const auto userOffset = writer.length();
+    writer.text(R"(,"user":{)");
     bool first = true;
     for (const auto& [key, value] : fields.user) {
-        if (!first) text += ',';
+        if (!first) writer.text(",");
         first = false;
-        appendJSONString(text, key);
-        text += ':';
-        appendJSONString(text, value);
+        writer.string(key);
+        writer.text(":");
+        writer.string(value);
     }
-    text += "}}";
+    writer.text("}}");
     return userOffset;
 }
 
@@ -115,18 +117,27 @@ struct InternalEvent::Payload {
         return *fields;
     }
 
+    /// With the text of what somebody else holds.
+    explicit Payload(const BorrowedFields& borrowed) : textMade(Once::State::done) {
+        encode(borrowed);
+    }
+
     const Text& madeText() {
-        textMade.run([this] {
-            auto encoded = std::make_shared<std::string>();
-            constexpr std::size_t usualSize = 1024;
-            encoded->reserve(usualSize);
-            const auto userOffset = appendFields(*encoded, *fields);
-            if (!userOffset) return;
-            if (encoded->size() > usualSize) encoded->shrink_to_fit();
-            text = {*encoded, *userOffset, encoded.get()};
-            textOwner = std::move(encoded);
-        });
+        textMade.run([this] { encode(*fields); });
         return text;
+    }
+
+  private:
+    template <typename Record>
+    void encode(const Record& record) {
+        auto encoded = std::make_shared<std::string>();
+        constexpr std::size_t usualSize = 1024;
+        encoded->reserve(usualSize);
+        const auto userOffset = appendFields(*encoded, record);
+        if (!userOffset) return;
+        if (encoded->size() > usualSize) encoded->shrink_to_fit();
+        text = {*encoded, *userOffset, encoded.get()};
+        textOwner = std::move(encoded);
     }
 };
 
@@ -144,6 +155,10 @@ Decoded<InternalEvent> InternalEvent::fromDictionary(const JSONObject& dictionar
         return {InternalEvent(*std::move(fields)), nullptr};
     }
     return {std::nullopt, std::make_shared<DecodingError>()};
+}
+
+InternalEvent InternalEvent::encoded(const BorrowedFields& fields) {
+    return InternalEvent(std::make_shared<Payload>(fields));
 }
 
 InternalEvent InternalEvent::fromText(std::shared_ptr<const void> owner, Text text) {

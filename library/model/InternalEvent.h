@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "model/JSONCodable.h"
 
@@ -35,6 +37,24 @@ class InternalEvent {
         std::string zentaraActionExtraAttributes;
     };
 
+    /// The same, as somebody else holds it.
+    struct BorrowedFields {
+        std::string_view id;
+        std::string_view version;
+        std::string_view url;
+        std::string_view contentType;
+        const JSONValue* properties = nullptr;  ///< holds an object
+        std::int64_t createdAt = 0;
+        std::string_view clientVersion;
+        std::string_view referer;
+        std::optional<std::string_view> relationId;
+        std::span<const std::pair<std::string_view, std::string_view>> user;
+        std::string_view zentaraClientContextID;
+        std::int64_t zentaraActionSequence = 0;
+        std::string_view zentaraActionUUID;
+        std::string_view zentaraActionExtraAttributes;
+    };
+
     struct DecodingError final : Error {
         [[nodiscard]] std::string description() const override;
     };
@@ -47,6 +67,11 @@ class InternalEvent {
     };
 
     explicit InternalEvent(Fields fields);
+
+    /// An event in text at once, without a copy of its fields, which an event that is sent never
+    /// needs: half of the memory allocations of a send. Where JSON cannot hold the event, it has no
+    /// text and says nothing of what it was to be.
+    [[nodiscard]] static InternalEvent encoded(const BorrowedFields& fields);
 
     [[nodiscard]] static Decoded<InternalEvent> fromDictionary(const JSONObject& dictionary);
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -35,9 +34,6 @@ ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage = {
 
 /// Appends a JSON string literal.
 void appendJSONString(std::string& text, std::string_view value);
-
-/// Appends `number` in decimal.
-void appendInteger(std::string& text, std::int64_t number);
 
 /// Appends the shortest text that reads back as `number`: decimal with at least one fractional
 /// digit ("5.0") while 0.0001 <= |number| <= 2^53 or for zero, exponential ("1e+16", "1e-05")

@@ -5,10 +5,12 @@
 
 namespace zentara {
 
-std::string lowerCaseUUID() {
+UUIDText lowerCaseUUID() {
     // Straight from the system's generator: a seeded one would repeat itself after a fork.
     boost::uuids::random_generator generate;
-    return boost::uuids::to_string(generate());
+    UUIDText uuid;
+    boost::uuids::to_chars(generate(), uuid.characters_.begin());
+    return uuid;
 }
 
 }  // namespace zentara
