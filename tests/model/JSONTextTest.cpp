@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "model/JSONCodable.h"
+#include "platform/Unicode.h"
 
 namespace zentara {
 namespace {
@@ -67,6 +68,20 @@ TEST(JSONText, EscapesOnlyWhatMustBe) {
     appendJSONString(text, hostile);
     EXPECT_EQ(text, "\"\\\"\\\\/ \\n\\r\\t\\b\\f\\u0001\\u001f\\u0000 \xF0\x9F\x98\x80\x7f\"");
     EXPECT_EQ(parseJSON("[" + text + "]").value.at(0).get_string(), hostile);
+}
+
+TEST(JSONText, NothingSpecialHidesAnywhereInAString) {
+    for (std::size_t size = 1; size < 28; ++size) {
+        for (std::size_t place = 0; place < size; ++place) {
+            std::string special(size, 'x');
+            special[place] = '\n';
+            std::string text;
+            appendJSONString(text, special);
+            EXPECT_EQ(text, "\"" + special.replace(place, 1, "\\n") + "\"");
+            special[place] = '\xff';
+            EXPECT_FALSE(isValidUTF8(special)) << size << ' ' << place;
+        }
+    }
 }
 
 TEST(JSONText, RefusesWhatJSONCannotHoldAndLeavesTheTextAsItWas) {
