@@ -42,7 +42,7 @@ std::string processFolder() {
     // Where nothing can be known of others there is, as far as one knows, nobody.
     if (FolderClaim::take(documentsFile("")) != Answer::heldElsewhere) return "";
     // Far more than the processes of one application.
-    for (int number = 2; number < 1000; ++number) {
+    for (int number = 2; number < 100; ++number) {
         auto folder = std::string(folderPrefix) + std::to_string(number);
         const auto answer = FolderClaim::take(documentsFile(folder));
         if (answer == Answer::held) return folder + "/";
