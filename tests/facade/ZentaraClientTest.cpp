@@ -435,8 +435,8 @@ TEST_F(ZentaraClientTest, FetchesReportWhatTheyAchieved) {
 TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
     const auto old = dispatchingClient();
     send(*old, "any", {{"n", 1}});
-    Signal release;
-    services_.beforeAnswering([&] { EXPECT_TRUE(release.waitFor()); });
+    const auto release = std::make_shared<Signal>();
+    services_.beforeAnswering([release] { EXPECT_TRUE(release->waitFor()); });
     const auto results = std::make_shared<Mailbox<BackgroundFetchResult>>();
     services_.eventStatus = 500;
     old->performFetch([results](BackgroundFetchResult result) { results->put(result); });
@@ -447,7 +447,7 @@ TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
     reset();
     const auto client = readyClient();
     EXPECT_NE(client, old);
-    release.notify();
+    release->notify();
     EXPECT_EQ(results->waitFor(), BackgroundFetchResult::failed);
     EXPECT_EQ(messageOf(send(*client, "any", {{"n", 2}})), "queued");
     EXPECT_EQ(schemasIn("events-storage").size(), 2U) << "the batch that came back is not lost";

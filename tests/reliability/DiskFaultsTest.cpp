@@ -148,18 +148,18 @@ class TroubledClient {
         send(true, trouble_.told);
 
         // The trouble ends while a batch is under way, and the next save takes that off the list.
-        Signal isAsked;
-        Signal mayAnswer;
-        services_.beforeAnswering([&] {
-            isAsked.notify();
-            EXPECT_TRUE(mayAnswer.waitFor());
+        const auto isAsked = std::make_shared<Signal>();
+        const auto mayAnswer = std::make_shared<Signal>();
+        services_.beforeAnswering([=] {
+            isAsked->notify();
+            EXPECT_TRUE(mayAnswer->waitFor());
         });
         const auto results = startFetch();
-        EXPECT_TRUE(isAsked.waitFor());
+        EXPECT_TRUE(isAsked->waitFor());
         end();
         send(true, Told::never);
         expectTheRestOnDisk();
-        mayAnswer.notify();
+        mayAnswer->notify();
         EXPECT_EQ(results->waitFor(), BackgroundFetchResult::failed);
         expectTheRestOnDisk();
 
