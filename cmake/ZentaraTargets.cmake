@@ -1,4 +1,28 @@
-# Helpers that give every target of the project the same language level, warnings and sanitizer.
+# Helpers that give every target of the project the same language level, warnings, hardening and
+# sanitizer.
+
+# What makes a memory error harder to exploit, as far as compiler and processor have it.
+# ZENTARA_HARDENING_OPTIONS and ZENTARA_HARDENING_LINK_OPTIONS; a sanitizer brings its own means.
+set(ZENTARA_HARDENING_OPTIONS)
+set(ZENTARA_HARDENING_LINK_OPTIONS)
+if(ZENTARA_HARDENING AND NOT ZENTARA_SANITIZER)
+    include(CheckCXXCompilerFlag)
+    include(CheckPIESupported)
+    check_pie_supported(LANGUAGES CXX)
+    foreach(flag IN ITEMS stack-protector-strong stack-clash-protection cf-protection)
+        string(MAKE_C_IDENTIFIER "ZENTARA_HAS_${flag}" known)
+        check_cxx_compiler_flag(-f${flag} ${known})
+        if(${known})
+            list(APPEND ZENTARA_HARDENING_OPTIONS -f${flag})
+        endif()
+    endforeach()
+    # Without optimisation the checked functions cannot be had. A distribution's compiler may
+    # define a level of its own.
+    list(APPEND ZENTARA_HARDENING_OPTIONS
+        "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:SHELL:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>")
+    set(ZENTARA_HARDENING_LINK_OPTIONS
+        "LINKER:-z,relro" "LINKER:-z,now" "LINKER:-z,noexecstack")
+endif()
 
 function(zentara_configure_target target)
     target_compile_features(${target} PUBLIC cxx_std_20)
@@ -14,6 +38,8 @@ function(zentara_configure_target target)
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
     # g++ 12 reports null dereferences inside its own inlined headers at -O2.
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-null-dereference>)
+    target_compile_options(${target} PRIVATE ${ZENTARA_HARDENING_OPTIONS})
+    target_link_options(${target} PRIVATE ${ZENTARA_HARDENING_LINK_OPTIONS})
     if(ZENTARA_SANITIZER)
         target_compile_options(${target} PRIVATE
             -fsanitize=${ZENTARA_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)
