@@ -28,7 +28,10 @@ EndpointsRecord& record() {
 URL endpoint(const std::string& text) {
     auto url = URL::parse(text);
     if (!url || (url->scheme() != "http" && url->scheme() != "https")) {
-        fatalError("not an http or https URL: '" + text + "'");
+        // What stands before the host may be a password.
+        const auto at = text.rfind('@');
+        const auto shown = at == std::string::npos ? text : "..." + text.substr(at);
+        fatalError("not an http or https URL: '" + shown + "'");
     }
     return *std::move(url);
 }

@@ -36,7 +36,8 @@ class IDManager {
     [[nodiscard]] virtual bool isReady() const = 0;
 
     /// The "User-Agent" and, unless it were empty, the "Cookie" header that tell who the user is.
-    /// A cookie with a carriage return, a line feed or a NUL in it is left out.
+    /// A cookie that could forge another one or a header, by a semicolon or a control character,
+    /// is left out.
     [[nodiscard]] virtual StringMap getHeaders(
         const std::optional<ExtraCookie>& extraCookie) const = 0;
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <zentara/ZentaraEndpoints.h>
+#include "network/CookieText.h"
 #include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
 
@@ -16,19 +17,6 @@ struct NotConfigured final : Error {
         return "the library is not configured";
     }
 };
-
-/// Whether a header can hold `text`; anything else could smuggle in headers of its own.
-bool isHeaderText(std::string_view text) {
-    return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
-}
-
-void appendCookie(std::string& cookies, std::string_view name, std::string_view value) {
-    if (!isHeaderText(name) || !isHeaderText(value)) return;
-    cookies += name;
-    cookies += '=';
-    cookies += value;
-    cookies += ';';
-}
 
 std::optional<std::string> stringMember(const JSONObject& object, std::string_view key) {
     return RecordReader(object).optionalString(key);

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "model/PrintedForm.h"
+#include "network/CookieText.h"
+#include "platform/HeaderText.h"
 
 namespace zentara {
 
@@ -13,18 +15,12 @@ namespace {
 constexpr std::chrono::seconds requestTimeout{60};
 constexpr std::string_view cookieHeader = "Cookie";
 
-bool fitsOneLine(std::string_view text) {
-    return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
-}
-
 std::string cookieText(const JSONObject& cookies) {
     std::string text;
     for (const auto& [name, value] : cookies) {
-        std::string cookie = name;
-        cookie += '=';
-        appendPrinted(cookie, value);
-        cookie += ';';
-        if (fitsOneLine(cookie)) text += cookie;
+        std::string printed;
+        appendPrinted(printed, value);
+        appendCookie(text, name, printed);
     }
     return text;
 }
@@ -35,13 +31,13 @@ URLRequest URLRequestBuilder::build() {
     std::string text = cookieText(cookies);
     if (!text.empty()) {
         std::string& header = headers[cookieHeader];
-        if (fitsOneLine(header)) text += header;
+        if (isHeaderValue(header)) text += header;
         header = std::move(text);
     }
 
     URLRequest request{url, method, {}, body, requestTimeout};
     for (const auto& [name, value] : headers) {
-        if (fitsOneLine(name) && fitsOneLine(value)) request.headers.emplace_back(name, value);
+        if (isHeaderName(name) && isHeaderValue(value)) request.headers.emplace_back(name, value);
     }
     return request;
 }

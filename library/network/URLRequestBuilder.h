@@ -18,8 +18,8 @@ class URLRequestBuilder {
     /// The request as described, with a time-out of 60 seconds.
     ///
     /// Cookies become one text, "a=1;b=2;" in their order, that goes before what `headers` holds
-    /// under "Cookie" and is kept there: building twice sends the cookies twice. A cookie or header
-    /// that holds a line break or a NUL is left out, as it could forge another header.
+    /// under "Cookie" and is kept there: building twice sends the cookies twice. What could forge
+    /// another cookie or header is left out.
     [[nodiscard]] URLRequest build();
 
     URL url;

@@ -161,14 +161,26 @@ TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
     manager->setAdvertisingId("ad/1");
     EXPECT_EQ(cookieOf(*manager, ExtraCookie{"GST", "user"}),
               "qvn_uid=t1;GST=user;hsid=h1;ADVERTISING_ID=ad/1;");
-    for (const std::string& forged :
-         {std::string("a\r\nX-Forged: 1"), std::string("a\nb"), std::string("a\0b", 3)}) {
+    using namespace std::string_literals;
+    for (const auto& forged : {"a\r\nX-Forged: 1"s, "a\nb"s, "a\rb"s, "a\0b"s, "a\x0b"s, "a\x7f"s,
+                               "a;hsid=forged"s, ";"s}) {
         manager->setAdvertisingId(forged);
         EXPECT_EQ(cookieOf(*manager, ExtraCookie{"GST", forged}), "qvn_uid=t1;hsid=h1;");
         EXPECT_EQ(cookieOf(*manager, ExtraCookie{forged, "user"}), "qvn_uid=t1;hsid=h1;");
     }
+    for (const auto* name : {"", " hsid", "a=b", "a b", "a,b", "\"a", "\xc3\xa9"})
+        EXPECT_EQ(cookieOf(*manager, ExtraCookie{name, "user"}), "qvn_uid=t1;hsid=h1;") << name;
+    // No server ends a cookie at these.
+    const std::string odd = "a, \"b c\" {d:1}=\\ \xc3\xa9%";
+    manager->setAdvertisingId(odd);
+    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;ADVERTISING_ID=" + odd + ";");
     manager->removeAdvertisingId();
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
+    answer(R"({"qvn_uid":"t;hsid=forged","qvn_uid_public":"p","hsid":"h\r\nX: 1"})");
+    fetch(*manager);
+    EXPECT_EQ(cookieOf(*manager), std::nullopt);
+    fetch(*manager);
+    EXPECT_EQ(server_.requests().back().header("Cookie"), std::nullopt);
 }
 
 TEST_F(ZentaraIDManagerTest, ALoggedUserIsEnoughToBeReady) {

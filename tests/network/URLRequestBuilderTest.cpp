@@ -38,7 +38,13 @@ TEST(URLRequestBuilderTest, CookiesGoBeforeTheCookieHeader) {
         {{{"a", 1}}, {{"Cookie", "x=2"}}, "a=1;x=2"},
         {{}, {{"Cookie", "x=2"}}, "x=2"},
         {{{"z", JSONArray{"b", 5.0}}, {"a", nullptr}}, {}, R"(z=["b", 5.0];a=<null>;)"},
-        {{{"a", "1"}, {"b", "x\r\nForged: 1"}, {"c\nd", "2"}, {"e", "x\0y"s}, {"f", "3"}},
+        {{{"a", "1"},
+          {"b", "x\r\nForged: 1"},
+          {"c\nd", "2"},
+          {"e", "x\0y"s},
+          {"f", "3"},
+          {"g", "4;h=5"},
+          {"", "6"}},
          {},
          "a=1;f=3;"},
         {{{"a", "1"}}, {{"Cookie", "x=2\r\nForged: 1"}}, "a=1;"},
@@ -56,6 +62,7 @@ TEST(URLRequestBuilderTest, HeadersKeepTheirOrderAndForgedOnesStayOut) {
     URLRequestBuilder description = builder();
     description.headers["User-Agent"] = "Mobile";
     description.headers["Bad"] = "x\r\nForged: 1";
+    description.headers["Control"] = "\x1b[2J";
     description.headers["Accept"] = "a/b";
     description.headers["Bad\nName"] = "x";
     description.headers["User-Agent"] = "Other";
