@@ -78,28 +78,45 @@ RawServer::~RawServer() {
     ::shutdown(listener_, SHUT_RDWR);
     acceptor_.join();
     ::close(listener_);
-    for (auto& session : sessions_) {
-        session.thread.join();
-        ::close(session.descriptor);
-    }
+    end(true);
 }
 
 void RawServer::accept() {
     for (;;) {
         const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (descriptor < 0) return;
+        end(false);
         const std::lock_guard lock(mutex_);
         if (isEnding_) {
             ::close(descriptor);
             return;
         }
-        // The descriptor stays open until the end of the server, so that no other one can take its
-        // number meanwhile.
-        sessions_.push_back({descriptor, std::thread([this, descriptor] {
-                                 RawConnection connection(descriptor);
-                                 script_(connection);
-                                 ::shutdown(descriptor, SHUT_RDWR);
-                             })});
+        auto& session = sessions_.emplace_back();
+        session.descriptor = descriptor;
+        session.thread = std::thread([this, &session] { run(session); });
+    }
+}
+
+void RawServer::run(Session& session) {
+    RawConnection connection(session.descriptor);
+    script_(connection);
+    ::shutdown(session.descriptor, SHUT_RDWR);
+    const std::lock_guard lock(mutex_);
+    session.isOver = true;
+}
+
+void RawServer::end(bool all) {
+    std::list<Session> over;
+    {
+        const std::lock_guard lock(mutex_);
+        for (auto next = sessions_.begin(); next != sessions_.end();) {
+            const auto session = next++;
+            if (all || session->isOver) over.splice(over.end(), sessions_, session);
+        }
+    }
+    for (auto& session : over) {
+        session.thread.join();
+        ::close(session.descriptor);
     }
 }
 

@@ -56,11 +56,15 @@ class RawServer {
 
   private:
     struct Session {
-        int descriptor;
+        int descriptor = -1;
         std::thread thread;
+        bool isOver = false;  // guarded by mutex_
     };
 
     void accept();
+    void run(Session& session);
+    /// Those that are over, or all.
+    void end(bool all);
 
     const Script script_;
     int listener_ = -1;

@@ -59,8 +59,12 @@ TestAuthority::TestAuthority()
     std::fclose(pem);
 }
 
-TestCertificate TestAuthority::issue(const std::vector<std::string>& alternativeNames) const {
+TestCertificate TestAuthority::issue(const std::vector<std::string>& alternativeNames,
+                                     Validity validity) const {
     TestCertificate issued = makeCertificate("Test server", own_.certificate.get());
+    if (validity == Validity::expired) {
+        ::X509_gmtime_adj(::X509_getm_notAfter(issued.certificate.get()), -60);
+    }
     std::string names;
     for (const auto& name : alternativeNames)
         names += (names.empty() ? "" : ",") + name;
@@ -68,6 +72,13 @@ TestCertificate TestAuthority::issue(const std::vector<std::string>& alternative
     require(::X509_sign(issued.certificate.get(), own_.key.get(), ::EVP_sha256()) > 0,
             "cannot sign");
     return issued;
+}
+
+TestCertificate TestAuthority::selfSigned() {
+    TestCertificate made = makeCertificate("localhost", nullptr);
+    addExtension(made.certificate.get(), NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1");
+    require(::X509_sign(made.certificate.get(), made.key.get(), ::EVP_sha256()) > 0, "cannot sign");
+    return made;
 }
 
 }  // namespace zentara::test

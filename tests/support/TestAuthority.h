@@ -25,6 +25,8 @@ struct TestCertificate {
 /// A certificate authority of its own, made on the spot.
 class TestAuthority {
   public:
+    enum class Validity { current, expired };
+
     TestAuthority();
 
     /// The authority's certificate as a PEM file; gone with this object.
@@ -34,12 +36,16 @@ class TestAuthority {
 
     /// A certificate for these hosts, each as OpenSSL spells a subject alternative name: for
     /// example "DNS:localhost" or "IP:127.0.0.1".
-    [[nodiscard]] TestCertificate issue(const std::vector<std::string>& alternativeNames) const;
+    [[nodiscard]] TestCertificate issue(const std::vector<std::string>& alternativeNames,
+                                        Validity validity = Validity::current) const;
 
     /// A certificate for this machine under all its loopback names.
-    [[nodiscard]] TestCertificate issueForLoopback() const {
-        return issue({"DNS:localhost", "IP:127.0.0.1", "IP:::1"});
+    [[nodiscard]] TestCertificate issueForLoopback(Validity validity = Validity::current) const {
+        return issue({"DNS:localhost", "IP:127.0.0.1", "IP:::1"}, validity);
     }
+
+    /// The same, signed by nobody but itself.
+    [[nodiscard]] static TestCertificate selfSigned();
 
   private:
     TemporaryDirectory directory_;

@@ -24,6 +24,14 @@ TestServer::TestServer(const TestCertificate& certificate)
                                                       certificate.key.get()),
                  "https") {}
 
+TestServer::TestServer(const TestCertificate& certificate, int version) : TestServer(certificate) {
+    SSL_CTX* const context = static_cast<httplib::SSLServer&>(*server_).ssl_context();
+    // Debian's default level would not let the server speak the old ones.
+    ::SSL_CTX_set_security_level(context, 0);
+    ::SSL_CTX_set_min_proto_version(context, version);
+    ::SSL_CTX_set_max_proto_version(context, version);
+}
+
 TestServer::TestServer(std::unique_ptr<httplib::Server> server, std::string scheme)
     : scheme_(std::move(scheme)),
       responder_([](const RecordedRequest&) { return TestAnswer{}; }),

@@ -49,6 +49,8 @@ class TestServer {
     TestServer();
     /// The same over HTTPS.
     explicit TestServer(const TestCertificate& certificate);
+    /// The same over TLS of this version, for example TLS1_1_VERSION, and no other.
+    TestServer(const TestCertificate& certificate, int version);
     ~TestServer();
     TestServer(const TestServer&) = delete;
     TestServer& operator=(const TestServer&) = delete;

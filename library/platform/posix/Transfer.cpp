@@ -6,12 +6,12 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <new>
 #include <string_view>
 #include <utility>
 
+#include "platform/HeaderText.h"
 #include "platform/PlatformError.h"
 
 namespace zentara {
@@ -20,18 +20,6 @@ namespace {
 
 /// Of all header lines of one exchange together.
 constexpr std::size_t maximumHeaderSize = std::size_t{256} * 1024;
-
-/// Names of methods and header fields: anything else could smuggle in a second line.
-bool isToken(std::string_view text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-               (c != '\0' && std::strchr("!#$%&'*+-.^_`|~", c) != nullptr);
-    });
-}
-
-bool isHeaderValue(std::string_view text) {
-    return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
-}
 
 /// For example "HTTP/1.1 200 OK" or "HTTP/2 200". curl takes any line that begins with "HTTP/" and
 /// reads a status of 200 out of those that it does not understand.
@@ -83,7 +71,7 @@ Transfer::Transfer(URLRequest request, URLSession::Completion completion, std::s
       authorityFile_(std::move(authorityFile)) {}
 
 CURLcode Transfer::prepare() {
-    if (!isToken(request_.method)) return CURLE_BAD_FUNCTION_ARGUMENT;
+    if (!isHeaderName(request_.method)) return CURLE_BAD_FUNCTION_ARGUMENT;
     handle_.reset(::curl_easy_init());
     if (!handle_ || !buildHeaderList()) return CURLE_OUT_OF_MEMORY;
 
@@ -152,7 +140,7 @@ bool Transfer::addHeaderLine(const std::string& line) {
 
 bool Transfer::buildHeaderList() {
     for (const auto& [name, value] : request_.headers) {
-        if (!isToken(name) || !isHeaderValue(value)) continue;
+        if (!isHeaderName(name) || !isHeaderValue(value)) continue;
         // To curl "Name:" takes a header away; an empty one is spelt "Name;".
         const bool isBlank = value.find_first_not_of(" \t") == std::string::npos;
         std::string line = name;
@@ -189,15 +177,17 @@ bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
     const std::string_view text(line, length);
     if (text.starts_with("HTTP/")) {
         // A provisional response may have come before this one.
+        headersEnded_ = false;
         bodyAnnounced_ = false;
         if (!isStatusLine(text)) {
             refusal_ = Refusal::badStatusLine;
             return false;
         }
     } else if (text == "\r\n" || text == "\n") {
+        headersEnded_ = true;
         // After 100, 102 and 103 the real response follows; other codes of that class have no
         // meaning that would let one wait for more.
-        endedWithStatus_ = status() > 103 && status() < 200;
+        endedWithStatus_ = status() == 101 || (status() > 103 && status() < 200);
         return !endedWithStatus_;
     } else {
         const std::string_view name = text.substr(0, text.find(':'));
@@ -241,6 +231,8 @@ int Transfer::status() const {
 TransferOutcome Transfer::outcome(CURLcode code) {
     const int statusCode = handle_ ? status() : 0;
     if (endedWithStatus_) return {URLResponse{statusCode, std::nullopt}, nullptr};
+    // curl is content with headers that break off, but who sent them has not said all.
+    if (code == CURLE_OK && !headersEnded_) code = CURLE_PARTIAL_FILE;
     if (code == CURLE_OK) {
         URLResponse response{statusCode, std::nullopt};
         if (!body_.empty() || (bodyAnnounced_ && request_.method != "HEAD")) {

@@ -61,6 +61,7 @@ class Transfer {
 
     std::string body_;
     std::size_t headerBytes_ = 0;
+    bool headersEnded_ = false;
     bool bodyAnnounced_ = false;
     std::size_t discarded_ = 0;
     bool endedWithStatus_ = false;  ///< given up on purpose: the status is all there is to know
