@@ -34,6 +34,8 @@ void SwappedFile::holds(std::span<const InternalEvent> events) {
     }
     // Open, it can become the spare of the next save. It need not.
     static_cast<void>(File::open(path_, current_.file));
+    // A copy that somebody made by a second name is not to change with it.
+    if (current_.file.isOpen() && current_.file.hasOtherNames()) current_.file.close();
 }
 
 void SwappedFile::forget() noexcept {

@@ -27,7 +27,7 @@ class File {
     /// Makes the folder too when it is missing.
     [[nodiscard]] static ErrorRef create(const std::filesystem::path& path, File& file);
 
-    /// Opens an existing regular file for writing.
+    /// Opens an existing regular file for writing, and makes it readable by this user only.
     [[nodiscard]] static ErrorRef open(const std::filesystem::path& path, File& file);
 
     File() = default;
@@ -39,6 +39,8 @@ class File {
 
     [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
     [[nodiscard]] FileIdentity identity() const noexcept { return identity_; }
+    /// Whether what is written to it shows under another name as well.
+    [[nodiscard]] bool hasOtherNames() const noexcept;
 
     /// Writes all of `bytes` at `offset`.
     [[nodiscard]] ErrorRef write(std::string_view bytes, std::uint64_t offset);

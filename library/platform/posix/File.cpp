@@ -113,9 +113,18 @@ ErrorRef File::open(const std::filesystem::path& path, File& file) {
     struct stat status {};
     ::fstat(descriptor, &status);
     file.identity_ = {status.st_dev, status.st_ino};
-    if (S_ISREG(status.st_mode)) return nullptr;
+    if (S_ISREG(status.st_mode)) {
+        // A file system that knows no permissions keeps what it has.
+        if ((status.st_mode & 0077U) != 0) static_cast<void>(::fchmod(descriptor, privateFile));
+        return nullptr;
+    }
     file.close();
     return failure(EINVAL, "cannot open", path);
+}
+
+bool File::hasOtherNames() const noexcept {
+    struct stat status {};
+    return ::fstat(descriptor_, &status) == 0 && status.st_nlink > 1;
 }
 
 File File::duplicate() const {

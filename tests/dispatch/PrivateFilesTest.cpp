@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "dispatch/FileStorage.h"
+#include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/UnderWayFile.h"
+#include "identity/Token.h"
+#include "platform/UserDefaults.h"
+#include "support/Files.h"
+#include "support/SampleEvents.h"
+#include "support/TestHost.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+
+/// Lets every store write, the queue's often enough for each of its files to have had both names.
+void writeEverything() {
+    std::vector<std::function<void()>> tasks;
+    InternalEventStorageImpl queue("queue", std::chrono::seconds(0),
+                                   [&tasks](auto, auto task) { tasks.push_back(std::move(task)); });
+    queue.recover();
+    EXPECT_EQ(queue.load().error, nullptr);
+    EventList list;
+    for (std::int64_t number = 1; number <= 6; ++number) {
+        list.append(sampleEvent(number));
+        if (number == 4) list.dropFront(1);
+        EXPECT_EQ(queue.save(list), nullptr);
+        for (const auto& task : std::exchange(tasks, {}))
+            task();
+    }
+    UnderWayFile underWay("queue");
+    EXPECT_EQ(underWay.load().error, nullptr);
+    EXPECT_EQ(underWay.save(list.events()), nullptr);
+    const Token token{"qvn_uid", "value", "public"};
+    EXPECT_EQ(FileStorage<Token>("token").save(std::span(&token, 1)), nullptr);
+    UserDefaults().set("key", std::int64_t{1});
+}
+
+TEST(PrivateFilesTest, NothingIsWrittenToWhatLiesInThePlaceOfAFile) {
+    namespace fs = std::filesystem;
+    const fs::path places[] = {
+        "documents/queue",
+        "documents/.queue.spare",
+        "documents/.queue.checkpoint",
+        "documents/.queue.checkpoint-spare",
+        "documents/.queue.under-way",
+        "documents/..queue.under-way.new",
+        "documents/token",
+        "documents/.token.new",
+        "preferences/user-defaults.json",
+        "preferences/.user-defaults.json.new",
+    };
+    const std::pair<const char*, void (*)(const fs::path&, const fs::path&)> obstacles[] = {
+        {"nothing",
+         [](const fs::path&, const fs::path&) {
+         }},
+        {"a link",
+         [](const fs::path& victim, const fs::path& place) {
+             fs::create_symlink(victim, place);
+         }},
+        {"a second name",
+         [](const fs::path& victim, const fs::path& place) {
+             fs::create_hard_link(victim, place);
+         }},
+        {"a file for all to read",
+         [](const fs::path& victim, const fs::path& place) {
+             fs::copy_file(victim, place);
+         }},
+    };
+    for (const auto& [name, put] : obstacles) {
+        SCOPED_TRACE(name);
+        const TestHost host;
+        const fs::path root = host.documents().parent_path();
+        const auto victimOf = [&root](const fs::path& place) {
+            return root / "victims" / place.filename();
+        };
+        for (const auto& place : places) {
+            const auto victim = victimOf(place);
+            writeTo(victim, place.extension() == ".json" ? "{}" : "[]");
+            fs::permissions(victim, fs::perms(0644));
+            if (name != obstacles[0].first) fs::create_directories((root / place).parent_path());
+            put(victim, root / place);
+        }
+        writeEverything();
+        for (const auto& place : places) {
+            EXPECT_EQ(contentsOf(victimOf(place)).size(), 2U) << place;
+            struct stat status {};
+            const bool isThere = ::lstat((root / place).c_str(), &status) == 0;
+            EXPECT_EQ(isThere, place.extension() != ".new") << place;
+            EXPECT_TRUE(!isThere || status.st_mode == (S_IFREG | 0600U)) << place;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace zentara
