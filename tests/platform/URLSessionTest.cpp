@@ -1,7 +1,9 @@
 #include "platform/URLSession.h"
 
 #include <curl/curl.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <openssl/ssl.h>
 #include <stdlib.h>
@@ -16,6 +18,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -23,6 +26,27 @@
 #include "support/RawServer.h"
 #include "support/TestServer.h"
 #include "support/WaitFor.h"
+
+namespace {
+
+/// Ends the look-ups that hang.
+zentara::test::Signal answered;
+
+}  // namespace
+
+/// The system's, but for one name, whose look-up hangs.
+extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* name,
+                                                                  const char* service,
+                                                                  const addrinfo* hints,
+                                                                  addrinfo** found) {
+    if (name != nullptr && std::string_view(name) == "hanging.invalid") {
+        static_cast<void>(answered.waitFor());
+        return EAI_AGAIN;
+    }
+    static auto* const systems =
+        reinterpret_cast<decltype(&getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+    return systems(name, service, hints, found);
+}
 
 namespace zentara {
 namespace {
@@ -271,6 +295,7 @@ TEST(URLSessionTest, ServersThatCannotBeReachedAreErrorsInTime) {
         {"http://127.0.0.1:" + std::to_string(full.port), CURLE_OPERATION_TIMEDOUT},
         {"https://127.0.0.1:" + std::to_string(silent.port()), CURLE_OPERATION_TIMEDOUT},
         {"https://127.0.0.1:" + std::to_string(plain.port()), CURLE_SSL_CONNECT_ERROR},
+        {"http://hanging.invalid", CURLE_OPERATION_TIMEDOUT},
         // No name server would have to be asked for a name this long.
         {"http://" + std::string(64, 'a') + ".invalid", CURLE_COULDNT_RESOLVE_HOST},
     };
@@ -281,6 +306,7 @@ TEST(URLSessionTest, ServersThatCannotBeReachedAreErrorsInTime) {
         ASSERT_TRUE(result.error) << url;
         EXPECT_EQ(result.errorCode(), code) << url << result.error->description();
     }
+    answered.notify();
 }
 
 TEST(URLSessionTest, RedirectsAreReportedAndNotFollowed) {
