@@ -93,7 +93,7 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
                              settings.anonymousTokenStorageName);
     }
     collaborators.unvalidatedEventsRepository = std::move(heldBack);
-    auto instanceId = std::string(lowerCaseUUID().text());
+    auto instanceId = lowerCaseUUID();
     collaborators.eventBus = EventBus::create(std::move(events), idManager, std::move(instanceId),
                                               std::make_unique<Ticker>());
     collaborators.clock = [] {

@@ -35,10 +35,10 @@ ZentaraClient::Implementation::Implementation(Collaborators collaborators)
       idManager(std::move(collaborators.idManager)),
       unvalidatedEventsRepository(std::move(collaborators.unvalidatedEventsRepository)),
       controlTime(*collaborators.controlTime),
-      zentaraClientContextID_(lowerCaseUUID()) {}
+      zentaraClientContextID_(randomUUID()) {}
 
 void ZentaraClient::Implementation::newContextId() {
-    const auto contextId = lowerCaseUUID();
+    const auto contextId = randomUUID();
     const MutexLock lock(mutex_);
     zentaraClientContextID_ = contextId;
 }
@@ -98,7 +98,7 @@ InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std
     const auto createdAt =
         validatedTimestamp(loadReferenceTime(defaults), controlTime.currentMonotonicValue());
     validTimestamp_ = createdAt;
-    const auto actionUUID = lowerCaseUUID();
+    const auto actionUUID = randomUUID();
     std::int64_t sequence = 0;
     UUIDText context;
     {

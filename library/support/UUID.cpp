@@ -5,7 +5,7 @@
 
 namespace zentara {
 
-UUIDText lowerCaseUUID() {
+UUIDText randomUUID() {
     // Straight from the system's generator: a seeded one would repeat itself after a fork.
     boost::uuids::random_generator generate;
     UUIDText uuid;

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <array>
+#include <string>
 #include <string_view>
 
 namespace zentara {
 
-/// The text of a UUID.
+/// The text of a UUID, in lower case.
 class UUIDText {
   public:
     [[nodiscard]] std::string_view text() const noexcept {
@@ -13,12 +14,17 @@ class UUIDText {
     }
 
   private:
-    friend UUIDText lowerCaseUUID();
+    friend UUIDText randomUUID();
 
     std::array<char, 36> characters_{};
 };
 
-/// A new random UUID in lower case. Any thread.
-[[nodiscard]] UUIDText lowerCaseUUID();
+/// A new random UUID. Any thread.
+[[nodiscard]] UUIDText randomUUID();
+
+/// A new random UUID in lower case, 36 characters. Any thread.
+[[nodiscard]] inline std::string lowerCaseUUID() {
+    return std::string(randomUUID().text());
+}
 
 }  // namespace zentara
