@@ -1,7 +1,8 @@
 #include "track/EventLine.h"
 
-#include <boost/json/parse.hpp>
 #include <utility>
+
+#include "model/JSONParser.h"
 
 namespace zentara::track {
 
@@ -59,10 +60,8 @@ class MemberReader {
 }  // namespace
 
 std::variant<EventLine, UnreadableLine> readEventLine(std::string_view line) {
-    boost::json::parse_options options;
-    options.max_depth = deepestNesting;
     boost::json::error_code error;
-    JSONValue value = boost::json::parse({line.data(), line.size()}, error, {}, options);
+    JSONValue value = parseDocument(line, error, {}, {.depth = deepestNesting});
     if (error) return UnreadableLine{"not JSON: " + error.message()};
     if (!value.is_object()) return UnreadableLine{"not a JSON object"};
 

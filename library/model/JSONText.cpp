@@ -1,11 +1,11 @@
 #include "model/JSONText.h"
 
 #include <array>
-#include <boost/json/parser.hpp>
 #include <memory>
 #include <new>
 #include <utility>
 
+#include "model/JSONParser.h"
 #include "model/JSONWriter.h"
 #include "platform/PlatformError.h"
 
@@ -45,28 +45,25 @@ bool appendJSON(std::string& text, const JSONObject& object, std::size_t depth) 
     return appendWhole(text, object, depth);
 }
 
-ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage) {
+ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage,
+                     std::size_t mostValues) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
 
-    boost::json::parse_options options;
-    options.max_depth = maximumJSONDepth;
-    // The parser's own scratch space: enough for most documents without the heap.
-    std::array<unsigned char, 4096> scratch;
-    boost::json::parser parser(storage, options, scratch.data(), scratch.size());
-    boost::json::error_code code;
     try {
-        parser.write(text.data(), text.size(), code);
+        boost::json::error_code code;
+        // Constructed and never assigned, so that it stays in its storage.
+        ParsedJSON parsed{
+            parseDocument(text, code, std::move(storage), {maximumJSONDepth, mostValues}), nullptr};
+        if (code) return failure(code.value(), code.message());
+        if (!parsed.value.is_object() && !parsed.value.is_array()) {
+            return failure(0, "the top level is neither an object nor an array");
+        }
+        return parsed;
     } catch (const std::bad_alloc&) {
         // Small texts can need much: a document is not worth the process.
         return failure(0, "not enough memory");
     }
-    if (code) return failure(code.value(), code.message());
-    ParsedJSON parsed{parser.release(), nullptr};
-    if (!parsed.value.is_object() && !parsed.value.is_array()) {
-        return failure(0, "the top level is neither an object nor an array");
-    }
-    return parsed;
 }
 
 }  // namespace zentara

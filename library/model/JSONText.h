@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -21,8 +22,10 @@ struct [[nodiscard]] ParsedJSON {
 
 /// Reads a whole JSON text: an object or an array, UTF-8 with or without a byte-order mark, nested
 /// up to `maximumJSONDepth`. Integers that fit 64 bits stay integers, other numbers become doubles;
-/// of duplicate keys the last wins. The values live in `storage`.
-ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage = {});
+/// of duplicate keys the last wins. Numbers are read exactly. The values live in `storage`; more
+/// than `mostValues` of them are an error.
+ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage = {},
+                     std::size_t mostValues = std::numeric_limits<std::size_t>::max());
 
 /// Appends the compact text of `value`: UTF-8, "/" not escaped, doubles as `appendDouble` writes
 /// them so that they read back as doubles. Returns false, with `text` as it was, when JSON cannot

@@ -10,6 +10,9 @@ namespace zentara {
 
 namespace {
 
+/// A body that consists of the smallest values takes twenty times its size while it is read.
+constexpr std::size_t mostValues = 4'000'000;
+
 ErrorRef made(const RestClientError& error) {
     return std::make_shared<const RestClientError>(error);
 }
@@ -59,7 +62,7 @@ void RestClient::decodeJSON(const std::optional<std::string>& body, ErrorRef err
                             const JSONCompletion& completion) const {
     if (error) return completion({}, std::move(error));
     if (!body) return completion({}, made(RestClientError::unexpectedBodyFormat()));
-    ParsedJSON parsed = parseJSON(*body);
+    ParsedJSON parsed = parseJSON(*body, {}, mostValues);
     if (parsed.error) return completion({}, std::move(parsed.error));
     if (!parsed.value.is_object()) {
         return completion({}, made(RestClientError::invalidJSONFormat()));

@@ -34,6 +34,8 @@ TEST(JSONText, ReadsWhatThePlatformReads) {
         EXPECT_NE(parseJSON(unsound).error, nullptr) << unsound.substr(0, 40);
     }
     EXPECT_EQ(parseJSON(R"({"a":1,"b":2,"a":3})").value, (JSONObject{{"a", 3}, {"b", 2}}));
+    EXPECT_EQ(parseJSON(R"({"a":[1,"b"]})", {}, 4).error, nullptr);
+    EXPECT_NE(parseJSON(R"({"a":[1,"b"]})", {}, 3).error, nullptr);
 }
 
 TEST(JSONText, KeepsTheKindsOfNumbersApart) {
@@ -47,18 +49,26 @@ TEST(JSONText, KeepsTheKindsOfNumbersApart) {
               "1.8446744073709552e+19,2.0,100.0,-0.0]");
 }
 
-TEST(JSONText, WritesDoublesAsPeopleWriteThem) {
+TEST(JSONText, WritesDoublesAsPeopleWriteThemAndReadsThemBack) {
     const std::pair<double, const char*> cases[] = {
-        {0.0, "0.0"},       {5.0, "5.0"},
-        {-1.5, "-1.5"},     {0.1, "0.1"},
-        {0.0001, "0.0001"}, {0.00009, "9e-05"},
-        {1e16, "1e+16"},    {9007199254740992.0, "9007199254740992.0"},
-        {5e-324, "5e-324"}, {9007199254740994.0, "9.007199254740994e+15"},
+        {0.0, "0.0"},
+        {5.0, "5.0"},
+        {-1.5, "-1.5"},
+        {0.1, "0.1"},
+        {0.0001, "0.0001"},
+        {0.00009, "9e-05"},
+        {1e16, "1e+16"},
+        {9007199254740992.0, "9007199254740992.0"},
+        {5e-324, "5e-324"},
+        {9007199254740994.0, "9.007199254740994e+15"},
+        {130364.44050000001, "130364.44050000001"},
+        {1.7976931348623157e308, "1.7976931348623157e+308"},
     };
     for (const auto& [number, text] : cases) {
         std::string actual;
         appendDouble(actual, number);
         EXPECT_EQ(actual, text);
+        EXPECT_EQ(parseJSON("[" + actual + "]").value.as_array().at(0), number) << text;
     }
 }
 

@@ -2,12 +2,12 @@
 
 #include <boost/json/monotonic_resource.hpp>
 #include <boost/json/object.hpp>
-#include <boost/json/parse.hpp>
 #include <cmath>
 #include <limits>
 #include <optional>
 
 #include "collector/data/JSONText.h"
+#include "model/JSONParser.h"
 
 namespace zentara::collector {
 
@@ -131,12 +131,10 @@ Action readAction(const boost::json::value& value, std::size_t index, std::strin
 }  // namespace
 
 std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body) {
-    boost::json::parse_options options;
-    options.max_depth = deepestNesting;
     boost::json::error_code error;
-    auto document = std::make_shared<const boost::json::value>(boost::json::parse(
-        {body.data(), body.size()}, error,
-        boost::json::make_shared_resource<boost::json::monotonic_resource>(), options));
+    auto document = std::make_shared<const boost::json::value>(parseDocument(
+        body, error, boost::json::make_shared_resource<boost::json::monotonic_resource>(),
+        {.depth = deepestNesting}));
     if (error) {
         return EnvelopeFault{EnvelopeFault::Kind::notJSON,
                              "the body is not JSON: " + error.message()};

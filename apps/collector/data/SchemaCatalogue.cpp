@@ -6,13 +6,13 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/json/parse.hpp>
 #include <cerrno>
 #include <system_error>
 #include <utility>
 
 #include "collector/data/JSONText.h"
 #include "collector/data/RepeatedKey.h"
+#include "model/JSONParser.h"
 
 namespace zentara::collector {
 
@@ -77,11 +77,9 @@ std::shared_ptr<const boost::json::value> parseSchema(std::string_view text, std
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
 
-    boost::json::parse_options options;
-    options.max_depth = deepestSchema;
     boost::json::error_code error;
     auto schema = std::make_shared<const boost::json::value>(
-        boost::json::parse({text.data(), text.size()}, error, {}, options));
+        parseDocument(text, error, {}, {.depth = deepestSchema}));
     if (error == boost::json::error::too_deep) {
         problem = "nested more than " + std::to_string(deepestSchema) + " levels deep";
     } else if (error) {
