@@ -12,6 +12,8 @@ namespace zentara {
 
 namespace {
 
+constexpr std::int64_t unitsPerComponent = 30;
+
 std::optional<std::string> percentDecoded(std::string_view text) {
     std::string decoded;
     decoded.reserve(text.size());
@@ -76,6 +78,10 @@ ResolvedReference follow(const JSONObject& root, std::string_view text, FailureT
     const auto* current = &root;
     Path path(text);
     while (const auto component = path.take()) {
+        // In large dictionaries all of it is hashed.
+        if (!allowance.spend(unitsPerComponent + static_cast<std::int64_t>(component->size()))) {
+            return {};
+        }
         const auto* const value = current->if_contains(*component);
         const JSONObject* next = nullptr;
         if (value != nullptr) {

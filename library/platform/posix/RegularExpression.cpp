@@ -6,8 +6,10 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -44,6 +46,13 @@ struct Closer {
 };
 using ExpressionPointer = std::unique_ptr<URegularExpression, Closer>;
 
+/// How long this thread has worked. Reading it takes several times as long as reading a clock.
+std::chrono::nanoseconds threadTime() noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
 /// One ICU matcher, which holds the state of one match, and the limits of that match.
 class Matcher {
   public:
@@ -63,6 +72,7 @@ class Matcher {
         spent_ = 0;
         attempts_ = 0;
         started_ = std::chrono::steady_clock::now();
+        threadTimeAtStart_.reset();
         // Some expressions scan the rest of the text from each place without saving a state, so
         // the longer the text the more often the clock is read.
         attemptsPerClockReading_ = static_cast<std::uint32_t>(
@@ -88,8 +98,7 @@ class Matcher {
     /// What the match has cost so far: what it did or the time it took, whichever is more, since
     /// some steps scan the text or copy many groups.
     [[nodiscard]] std::int64_t unitsSpent() const {
-        const auto took = std::chrono::steady_clock::now() - started_;
-        return std::max<std::int64_t>(spent_, std::chrono::nanoseconds(took).count());
+        return std::max<std::int64_t>(spent_, timeTaken().count());
     }
 
     /// Whether the match was too short to reach the first report of steps.
@@ -103,13 +112,27 @@ class Matcher {
     static UBool U_CALLCONV afterSteps(const void* context, std::int32_t /*steps*/) {
         auto& matcher = self(context);
         matcher.spent_ += unitsPerStep;
-        return matcher.unitsSpent() < matcher.limit_;
+        return matcher.mayGoOn();
     }
 
     static UBool U_CALLCONV afterAttempt(const void* context, std::int64_t /*index*/) {
         auto& matcher = self(context);
         if (++matcher.attempts_ % matcher.attemptsPerClockReading_ != 0) return true;
-        return matcher.unitsSpent() < matcher.limit_;
+        return matcher.mayGoOn();
+    }
+
+    /// A match that turns out not to be short goes by what this thread works: while the machine is
+    /// busy with others, or the process is stopped, no match gets lost.
+    [[nodiscard]] bool mayGoOn() {
+        if (!threadTimeAtStart_) threadTimeAtStart_ = threadTime() - timePassed();
+        return timePassed().count() < limit_ ? spent_ < limit_ : unitsSpent() < limit_;
+    }
+
+    [[nodiscard]] std::chrono::nanoseconds timePassed() const {
+        return std::chrono::steady_clock::now() - started_;
+    }
+    [[nodiscard]] std::chrono::nanoseconds timeTaken() const {
+        return threadTimeAtStart_ ? threadTime() - *threadTimeAtStart_ : timePassed();
     }
 
     ExpressionPointer expression_;
@@ -118,6 +141,7 @@ class Matcher {
     std::uint32_t attempts_ = 0;
     std::uint32_t attemptsPerClockReading_ = 1;
     std::chrono::steady_clock::time_point started_;
+    std::optional<std::chrono::nanoseconds> threadTimeAtStart_;
 };
 
 struct TextHash {
