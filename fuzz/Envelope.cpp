@@ -1,0 +1,117 @@
+// An envelope: as the collector reads it, and as the client writes and reads it.
+
+#include <algorithm>
+#include <string>
+#include <variant>
+
+#include "Check.h"
+#include "JSONMutator.h"
+#include "collector/data/ArrivalCheck.h"
+#include "collector/data/Envelope.h"
+#include "collector/data/SchemaCatalogue.h"
+#include "model/JSONText.h"
+#include "model/ObjectEquality.h"
+#include "model/ZentaraEnvelope.h"
+
+using namespace zentara;
+using zentara::fuzz::check;
+
+namespace {
+
+const collector::SchemaSnapshot& schemas() {
+    static const auto snapshot = collector::SchemaCatalogue(ZENTARA_FUZZ_SCHEMAS).current();
+    return *snapshot;
+}
+
+void checkRead(const collector::Envelope& envelope) {
+    const auto& posted = envelope.document->at("actions").get_array();
+    check(posted.size() == envelope.actions.size(), "every action was read");
+    for (std::size_t i = 0; i < posted.size(); ++i) {
+        // What is kept is shown by other programs, with their own readers.
+        const auto kept = parseJSON(envelope.actions[i].json);
+        check(!kept.error && objectsEqual(kept.value, posted[i]), "an action is kept as posted");
+        check(envelope.actions[i].properties == &posted[i].at("properties"),
+              "the properties are those of the action");
+    }
+    const auto findings = collector::checkEnvelope(envelope, schemas());
+    check(findings.size() == envelope.actions.size(), "every action was checked");
+    check(findings == collector::checkEnvelope(envelope, schemas()), "twice, with one outcome");
+}
+
+/// The client keeps a user with each action, which is not posted.
+void addUsers(JSONObject& envelope) {
+    auto* const actions = envelope.if_contains("actions");
+    if (actions == nullptr || !actions->is_array()) return;
+    for (auto& action : actions->get_array()) {
+        if (action.is_object()) action.get_object().emplace("user", JSONObject());
+    }
+}
+
+bool hasLongName(const ZentaraEnvelope& envelope) {
+    const auto isLong = [](const std::string& name) {
+        return name.size() > 256;
+    };
+    return isLong(envelope.zentaraClientUUID) || isLong(envelope.zentaraClientTenant) ||
+           std::any_of(envelope.actions.begin(), envelope.actions.end(),
+                       [&isLong](const InternalEvent& action) {
+                           const auto& fields = action.fields();
+                           return isLong(fields.id) || isLong(fields.version) ||
+                                  isLong(fields.zentaraClientContextID) ||
+                                  isLong(fields.zentaraActionUUID);
+                       });
+}
+
+void checkWritten(const ZentaraEnvelope& envelope) {
+    const auto dictionary = envelope.toDictionary();
+    const auto same = ZentaraEnvelope::fromDictionary(dictionary);
+    check(same.value.has_value() && *same.value == envelope, "an envelope decodes as it was");
+    const auto body = envelope.requestBody();
+    if (!body || hasLongName(envelope)) return;
+    const auto read = collector::readEnvelope(*body);
+    const auto* const arrived = std::get_if<collector::Envelope>(&read);
+    check(arrived != nullptr, "the collector reads what the client posts");
+    check(arrived->clientUUID == envelope.zentaraClientUUID &&
+              arrived->tenant == envelope.zentaraClientTenant &&
+              arrived->clientTs == envelope.zentaraClientTs &&
+              arrived->dispatchNumber == envelope.zentaraDispatchNumber &&
+              arrived->actionCounter == envelope.zentaraActionCounter &&
+              arrived->actions.size() == envelope.actions.size(),
+          "an envelope arrives as it was");
+    for (std::size_t i = 0; i < envelope.actions.size(); ++i) {
+        const auto& sent = envelope.actions[i].fields();
+        const auto& action = arrived->actions[i];
+        check(action.schema == sent.id + "-" + sent.version &&
+                  action.uuid == sent.zentaraActionUUID &&
+                  action.contextID == sent.zentaraClientContextID &&
+                  action.sequence == sent.zentaraActionSequence &&
+                  action.actionTs == sent.createdAt &&
+                  objectsEqual(*action.properties, *sent.properties),
+              "an action arrives as it was");
+    }
+    checkRead(*arrived);
+}
+
+}  // namespace
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
+                                               std::size_t capacity, unsigned int seed) {
+    return fuzz::mutateJSON(data, size, capacity, seed);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto text = fuzz::asText(data, size);
+    const auto read = collector::readEnvelope(text);
+    if (const auto* const envelope = std::get_if<collector::Envelope>(&read)) {
+        checkRead(*envelope);
+    } else {
+        check(!std::get<collector::EnvelopeFault>(read).reason.empty(), "a refusal has a reason");
+    }
+
+    auto parsed = parseJSON(text);
+    if (parsed.error || !parsed.value.is_object()) return 0;
+    addUsers(parsed.value.get_object());
+    const auto decoded = ZentaraEnvelope::fromDictionary(parsed.value.get_object());
+    check(decoded.value.has_value() == !decoded.error, "decoding gives an envelope or an error");
+    if (decoded.value) checkWritten(*decoded.value);
+    return 0;
+}

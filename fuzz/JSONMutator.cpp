@@ -1,0 +1,197 @@
+#include "JSONMutator.h"
+
+#include <algorithm>
+#include <limits>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Check.h"
+#include "model/JSONText.h"
+
+namespace zentara::fuzz {
+
+namespace {
+
+constexpr std::size_t mostNodes = 20'000;
+
+class Mutation {
+  public:
+    Mutation(std::vector<JSONValue>& documents, unsigned int seed) : random_(seed) {
+        for (auto& document : documents)
+            collect(document);
+    }
+
+    void apply() {
+        auto& node = *pick(nodes_);
+        // A copy, since what it is put into may be a part of it or hold it.
+        auto other = *pick(nodes_);
+        switch (random_() % 6) {
+            case 0:
+                node = std::move(other);
+                break;
+            case 1:
+                wrap(node);
+                break;
+            case 2:
+                insert(node, std::move(other));
+                break;
+            case 3:
+                erase(node);
+                break;
+            case 4:
+                node = scalar();
+                break;
+            default:
+                changeInside(node);
+        }
+    }
+
+  private:
+    void collect(JSONValue& value) {
+        if (nodes_.size() == mostNodes) return;
+        nodes_.push_back(&value);
+        if (auto* const array = value.if_array()) {
+            for (auto& element : *array)
+                collect(element);
+        } else if (auto* const object = value.if_object()) {
+            for (auto& member : *object) {
+                names_.emplace_back(member.key());
+                collect(member.value());
+            }
+        }
+    }
+
+    template <typename Item>
+    const Item& pick(const std::vector<Item>& items) {
+        return items[random_() % items.size()];
+    }
+
+    std::string name() { return names_.empty() ? "a" : pick(names_); }
+
+    void wrap(JSONValue& node) {
+        auto inner = std::move(node);
+        if (random_() % 2 == 0) {
+            node.emplace_array().push_back(std::move(inner));
+        } else {
+            node.emplace_object()[name()] = std::move(inner);
+        }
+    }
+
+    void insert(JSONValue& node, JSONValue other) {
+        if (auto* const array = node.if_array()) {
+            for (auto copies = random_() % 8 == 0 ? random_() % 64 : 1; copies > 0; --copies)
+                array->push_back(other);
+        } else if (auto* const object = node.if_object()) {
+            (*object)[name()] = std::move(other);
+        } else {
+            node = std::move(other);
+        }
+    }
+
+    void erase(JSONValue& node) {
+        if (auto* const array = node.if_array(); array != nullptr && !array->empty()) {
+            array->erase(array->begin() + static_cast<std::ptrdiff_t>(random_() % array->size()));
+        } else if (auto* const object = node.if_object(); object != nullptr && !object->empty()) {
+            const auto at = static_cast<std::ptrdiff_t>(random_() % object->size());
+            object->erase(object->begin() + at);
+        } else {
+            node = nullptr;
+        }
+    }
+
+    JSONValue scalar() {
+        static const std::vector<JSONValue> values = {
+            nullptr,
+            true,
+            false,
+            0,
+            1,
+            -1,
+            3,
+            1.0,
+            0.1,
+            -2.5,
+            1e-5,
+            1e16,
+            1'000'000'000,
+            std::numeric_limits<std::int64_t>::max(),
+            std::numeric_limits<std::int64_t>::min(),
+            std::numeric_limits<std::uint64_t>::max(),
+            1e300,
+            9223372036854775808.0,
+            "",
+            "a",
+            "#",
+            "#/",
+            "\r\n",
+            ";",
+            "\xF0\x9F\x91\xA8\xE2\x80\x8D\xF0\x9F\x91\xA9",
+            "e\xCC\x81",
+            JSONArray(),
+            JSONObject()};
+        return pick(values);
+    }
+
+    void changeInside(JSONValue& node) {
+        if (const auto* const string = node.if_string()) {
+            std::string bytes(*string);
+            const auto size = bytes.size();
+            bytes.resize(size + 16);
+            bytes.resize(LLVMFuzzerMutate(reinterpret_cast<std::uint8_t*>(bytes.data()), size,
+                                          bytes.size()));
+            node = boost::json::string(bytes);
+        } else if (const auto* const integer = node.if_int64()) {
+            // Unsigned, since that may overflow.
+            node =
+                static_cast<std::int64_t>(static_cast<std::uint64_t>(*integer) + random_() % 5 - 2);
+        } else if (const auto* const number = node.if_double()) {
+            node = *number * (random_() % 2 == 0 ? 10 : -0.1);
+        } else if (auto* const object = node.if_object(); object != nullptr && !object->empty()) {
+            const auto at = static_cast<std::ptrdiff_t>(random_() % object->size());
+            auto member = (object->begin() + at)->value();
+            object->erase(object->begin() + at);
+            (*object)[name()] = std::move(member);
+        } else {
+            node = scalar();
+        }
+    }
+
+    std::minstd_rand random_;
+    std::vector<JSONValue*> nodes_;
+    std::vector<std::string> names_;
+};
+
+bool mutateValues(std::string_view input, unsigned int seed, std::string& output) {
+    std::vector<JSONValue> documents;
+    while (!input.empty()) {
+        const auto [line, rest] = twoParts(input);
+        auto parsed = parseJSON(line);
+        if (parsed.error) return false;
+        documents.push_back(std::move(parsed.value));
+        input = rest;
+    }
+    if (documents.empty()) return false;
+    Mutation(documents, seed).apply();
+    for (const auto& document : documents) {
+        if (!output.empty()) output += '\n';
+        if (!appendJSON(output, document)) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+std::size_t mutateJSON(std::uint8_t* data, std::size_t size, std::size_t capacity,
+                       unsigned int seed) {
+    std::string output;
+    if (seed % 2 == 0 && mutateValues(asText(data, size), seed / 2, output) &&
+        output.size() <= capacity) {
+        std::copy(output.begin(), output.end(), data);
+        return output.size();
+    }
+    return LLVMFuzzerMutate(data, size, capacity);
+}
+
+}  // namespace zentara::fuzz

@@ -1,0 +1,120 @@
+// A file of queued events through the store: what loads, saves and loads again.
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Check.h"
+#include "JSONMutator.h"
+#include "dispatch/InternalEventStorageImpl.h"
+#include "model/EventDecoder.h"
+#include "model/JSONText.h"
+#include "support/Files.h"
+#include "support/SampleEvents.h"
+#include "support/TestHost.h"
+
+using namespace zentara;
+using zentara::fuzz::check;
+
+namespace {
+
+constexpr const char* name = "events-storage";
+
+/// Its tasks are run at once, as if no time passed between them.
+InternalEventStorageImpl openStorage() {
+    return InternalEventStorageImpl(name, std::chrono::seconds(10),
+                                    [](auto, const std::function<void()>&) {});
+}
+
+std::vector<std::string> textsOf(const std::vector<InternalEvent>& events) {
+    std::vector<std::string> texts;
+    for (const auto& event : events) {
+        check(event.jsonText().has_value(), "an event that was loaded has a text");
+        texts.emplace_back(*event.jsonText());
+    }
+    return texts;
+}
+
+/// What the quick reader takes over without decoding is what decoding finds.
+void checkDecoded(const DecodedEvents& decoded, const std::string& json) {
+    if (decoded.isList) check(!decoded.error, "a list is no error");
+    if (!decoded.isList) check(decoded.events.empty(), "events come from a list");
+    if (!decoded.isCanonical) return;
+    check(test::fileOf(decoded.events) == json, "a canonical file is the texts of its events");
+    const auto parsed = parseJSON(json);
+    check(!parsed.error && parsed.value.is_array(), "a canonical file is a JSON array");
+    const auto& elements = parsed.value.get_array();
+    check(elements.size() == decoded.events.size(), "each element is an event");
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        check(elements[i].is_object(), "each element is a dictionary");
+        const auto event = InternalEvent::fromDictionary(elements[i].get_object());
+        check(event.value.has_value() && *event.value == decoded.events[i],
+              "each element decodes as the event that was taken over");
+        std::string body;
+        check(decoded.events[i].appendBodyText(body), "each event has a text to post");
+        const auto posted = parseJSON(body);
+        check(!posted.error && posted.value.is_object() &&
+                  !posted.value.get_object().contains("user"),
+              "what is posted is an event without its user");
+    }
+}
+
+}  // namespace
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
+                                               std::size_t capacity, unsigned int seed) {
+    return fuzz::mutateJSON(data, size, capacity, seed);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const test::TestHost host;
+    const std::string json(fuzz::asText(data, size));
+    const auto decoded = decodeEvents(json);
+    checkDecoded(decoded, json);
+
+    std::filesystem::remove_all(host.documents());
+    const auto file = host.file(name);
+    test::writeTo(file, json);
+    auto first = openStorage();
+    first.recover();
+    if (!decoded.isList) {
+        const auto names = test::namesIn(host.documents());
+        const auto aside = std::find_if(names.begin(), names.end(), [](const auto& each) {
+            return each.find(".unreadable-") != std::string::npos;
+        });
+        check(aside != names.end() && test::contentsOf(host.file(*aside)) == json,
+              "what is not a list is set aside as it was");
+    }
+    auto loaded = first.load();
+    const auto texts = textsOf(loaded.records);
+    check(texts == textsOf(decoded.events), "the store loads what the decoder finds");
+
+    EventList list(std::move(loaded.records));
+    check(first.save(list) == nullptr, "what was loaded can be saved");
+    const auto saved = test::contentsOf(file);
+    check(saved == test::fileOf(list.events()), "the file holds the texts of its events");
+
+    auto second = openStorage();
+    second.recover();
+    auto again = second.load();
+    check(!again.error && textsOf(again.records) == texts, "what was saved loads as it was");
+    check(decodeEvents(saved).isCanonical, "what was saved is taken over without decoding");
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        check(again.records[i] == list.events()[i], "what was saved is equal");
+
+    // The texts of two files in one list, and the front taken off.
+    EventList grown(std::move(again.records));
+    check(second.save(grown) == nullptr && test::contentsOf(file) == saved,
+          "saving again changes nothing");
+    grown.append(test::sampleEvent(1));
+    check(second.save(grown) == nullptr, "an event can be added");
+    grown.dropFront(1);
+    grown.insertAtFront(list.events());
+    check(second.save(grown) == nullptr && test::contentsOf(file) == test::fileOf(grown.events()),
+          "the file holds what the list does");
+    check(decodeEvents(test::contentsOf(file)).events.size() == grown.size(),
+          "all of it loads again");
+    return 0;
+}

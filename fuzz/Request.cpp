@@ -1,0 +1,201 @@
+// The bytes that somebody sends to the collector: one request after the other, in one piece and in
+// others, and what the services answer.
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Check.h"
+#include "JSONMutator.h"
+#include "collector/Services.h"
+#include "collector/http/HttpRequestReader.h"
+#include "collector/http/HttpResponseHead.h"
+#include "model/JSONText.h"
+
+using namespace zentara;
+using namespace zentara::collector;
+using zentara::fuzz::check;
+
+namespace {
+
+using Names = HttpRequestReader::Names;
+using State = HttpRequestReader::State;
+
+struct Received {
+    HttpRequest request;
+    HttpRequestReader::Refusal refusal;
+    State state = State::head;
+    bool keepsConnection = false;
+
+    [[nodiscard]] bool isSameAs(const Received& other) const {
+        return state == other.state && refusal.status == other.refusal.status &&
+               refusal.reason == other.refusal.reason && keepsConnection == other.keepsConnection &&
+               request.method == other.request.method && request.target == other.request.target &&
+               request.path == other.request.path && request.query == other.request.query &&
+               request.headers == other.request.headers && request.body == other.request.body;
+    }
+};
+
+/// What comes of `bytes` when they arrive `step` at a time.
+std::vector<Received> receive(std::string_view bytes, std::size_t step, Names names) {
+    std::vector<Received> all;
+    std::string input;
+    auto reader = std::make_unique<HttpRequestReader>(names);
+    for (;;) {
+        const auto before = reader->state();
+        const auto taken = reader->take(input);
+        check(taken <= input.size(), "no more is taken than there is");
+        input.erase(0, taken);
+        const auto state = reader->state();
+        if (state == State::complete || state == State::refused) {
+            Received received;
+            received.state = state;
+            received.keepsConnection = state == State::complete && reader->keepsConnection();
+            if (state == State::refused) received.refusal = reader->refusal();
+            received.request = std::move(reader->request());
+            all.push_back(std::move(received));
+            if (!all.back().keepsConnection) return all;
+            reader = std::make_unique<HttpRequestReader>(names);
+        } else if (taken == 0 && state == before) {
+            if (bytes.empty()) return all;
+            input += bytes.substr(0, step);
+            bytes.remove_prefix(std::min(bytes.size(), step));
+        }
+    }
+}
+
+void checkResponse(const HttpResponse& response) {
+    const auto parsed = parseJSON(response.body);
+    check(!parsed.error && parsed.value.is_object(), "an answer is a JSON object");
+    if (response.status != 200) {
+        check(response.status >= 400 && response.status < 500, "a refusal has a status of 4xx");
+        check(parsed.value.get_object().contains("error"), "a refusal has a reason");
+    }
+    // Nothing that was sent may add a header to an answer.
+    const auto head = responseHead(response, ConnectionUse::again);
+    const auto lines = std::count(head.begin(), head.end(), '\n');
+    check(head.ends_with("\r\n\r\n") && head.find("\r\n\r\n") + 4 == head.size() &&
+              static_cast<std::size_t>(lines) == 6 + response.headers.size() &&
+              std::count(head.begin(), head.end(), '\r') == lines,
+          "each header is one line");
+}
+
+/// The collector's services over a store in memory.
+class Endpoint {
+  public:
+    void serve(HttpRequest& request) {
+        const auto service = Services::at(request.path);
+        if (!service) {
+            checkResponse(services_.refuse(request, 404, "there is nothing at " + request.path));
+            return;
+        }
+        const auto before = store_.summary();
+        check(!services_.begin(*service, request), "there is no fault");
+        const auto response = services_.answer(*service, request).response;
+        checkResponse(response);
+        const auto after = store_.summary();
+        const bool isTaken = *service == Service::event && response.status == 200;
+        check(after.requests == before.requests + 1, "each request is counted");
+        check(after.envelopes == before.envelopes + (isTaken ? 1 : 0),
+              "what is answered with 200 is kept, and nothing else is");
+        check(after.events - before.events == stored_, "each event that is kept is reported");
+        if (!isTaken) return;
+        const auto shown = store_.envelopes(0, 1);
+        for (const auto& record : shown.records)
+            check(!parseJSON(record).error, "what is kept is shown as JSON");
+        for (const auto& record : records_)
+            check(!parseJSON(record).error, "what is reported is JSON");
+    }
+
+    void refuse(const Received& received) {
+        const auto& [status, reason] = received.refusal;
+        auto response = services_.refuse(received.request, status, reason);
+        check(response.status == status, "a refusal keeps its status");
+        // Those of 5xx are refusals too here.
+        response.status = 400;
+        checkResponse(response);
+    }
+
+    /// Now and then, so that no input has to do with those long before it.
+    void tidy() {
+        if (++served_ % 256 == 0) store_.reset();
+    }
+
+  private:
+    Store store_;
+    SchemaCatalogue catalogue_{ZENTARA_FUZZ_SCHEMAS};
+    Faults faults_{1};
+    std::uint64_t stored_ = 0;
+    std::uint64_t served_ = 0;
+    std::vector<std::string> records_;
+    Services services_{store_,
+                       catalogue_,
+                       faults_,
+                       {.recorder = nullptr,
+                        .report =
+                            [this](const RequestReport& report) {
+                                stored_ = report.arrivals.size();
+                                records_.clear();
+                                for (const auto& arrival : report.arrivals)
+                                    records_.push_back(arrival.record);
+                            },
+                        .complaint =
+                            [](const std::string&) {
+                                check(false, "the store can be written");
+                            }}};
+};
+
+}  // namespace
+
+/// Half of the time only the body changes, and the head tells its new length.
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
+                                               std::size_t capacity, unsigned int seed) {
+    constexpr std::string_view headEnd = "\r\n\r\n";
+    constexpr std::string_view lengthName = "Content-Length: ";
+    const std::string input(fuzz::asText(data, size));
+    const auto end = input.find(headEnd);
+    const auto length = input.find(lengthName);
+    if (seed % 2 == 0 || end == std::string::npos || length > end) {
+        return LLVMFuzzerMutate(data, size, capacity);
+    }
+    std::string body = input.substr(end + headEnd.size());
+    const auto bodySize = body.size();
+    body.resize(std::max(bodySize, capacity));
+    body.resize(fuzz::mutateJSON(reinterpret_cast<std::uint8_t*>(body.data()), bodySize,
+                                 body.size(), seed / 2));
+    std::string output = input.substr(0, length + lengthName.size()) + std::to_string(body.size());
+    output += input.substr(input.find("\r\n", length), end + headEnd.size());
+    output.resize(output.find(headEnd) + headEnd.size());
+    output += body;
+    output.resize(std::min(output.size(), capacity));
+    std::copy(output.begin(), output.end(), data);
+    return output.size();
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static auto& endpoint = *new Endpoint;
+    const auto bytes = fuzz::asText(data, size);
+    for (const auto names : {Names::any, Names::loopback}) {
+        auto whole = receive(bytes, bytes.size() + 1, names);
+        for (const std::size_t step : {1U, 7U}) {
+            const auto inSteps = receive(bytes, step, names);
+            check(
+                std::equal(whole.begin(), whole.end(), inSteps.begin(), inSteps.end(),
+                           [](const auto& one, const auto& other) { return one.isSameAs(other); }),
+                "it does not matter in which pieces requests arrive");
+        }
+        for (auto& received : whole) {
+            if (received.state == State::refused) {
+                endpoint.refuse(received);
+            } else {
+                endpoint.serve(received.request);
+            }
+        }
+    }
+    endpoint.tidy();
+    return 0;
+}

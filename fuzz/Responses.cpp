@@ -1,0 +1,185 @@
+// What the network answers, a line each: the table of schemas, and the identity.
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Check.h"
+#include "JSONMutator.h"
+#include "collector/data/Cookies.h"
+#include "dispatch/FileStorage.h"
+#include "dispatch/SchemasStorage.h"
+#include "facade/EventError.h"
+#include "identity/ZentaraIDManager.h"
+#include "model/JSONText.h"
+#include "platform/URLSession.h"
+#include "schemas/SchemasProvider.h"
+#include "schemas/SchemasServiceApi.h"
+#include "support/ManualTicker.h"
+#include "support/TestHost.h"
+
+using namespace zentara;
+using zentara::fuzz::check;
+
+namespace {
+
+std::string answer;
+std::vector<URLRequest> requests;
+
+}  // namespace
+
+// In place of the library's own, which the linker then leaves out: an HTTP session that answers at
+// once.
+namespace zentara {
+
+URLSession& URLSession::shared() {
+    static URLSession session;
+    return session;
+}
+
+void URLSession::start(URLRequest request, Completion completion) {
+    requests.push_back(std::move(request));
+    completion(URLResponse{200, answer}, nullptr);
+}
+
+void URLSession::setCertificateAuthorityFile(std::string /*path*/) {}
+
+}  // namespace zentara
+
+namespace {
+
+std::optional<JSONObject> objectOf(const std::string& text) {
+    auto parsed = parseJSON(text);
+    if (parsed.error || !parsed.value.is_object()) return std::nullopt;
+    return std::move(parsed.value.get_object());
+}
+
+std::optional<std::string> stringIn(const std::optional<JSONObject>& object, std::string_view key) {
+    const auto* const value = object ? object->if_contains(key) : nullptr;
+    if (value == nullptr || !value->is_string()) return std::nullopt;
+    return std::string(value->get_string());
+}
+
+bool isOneLine(std::string_view text) {
+    return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+}
+
+void checkTable(const std::string& body) {
+    answer = body;
+    const auto table = objectOf(body);
+    const test::TickerView ticker;
+    int reports = 0;
+    bool isReady = false;
+    const auto provider = SchemasProvider::create(
+        std::make_unique<SchemasStorage>("no-cache"), std::make_unique<test::ManualTicker>(ticker),
+        std::make_unique<SchemasServiceApi>(), [&](const ZentaraClientErrorRef& error) {
+            ++reports;
+            isReady = error == nullptr;
+        });
+    ticker.fire();
+    check(reports == 1 && isReady == table.has_value(), "an object is a table, all else is none");
+    check(ticker.isRunning() != isReady, "what was not fetched is fetched again");
+    if (!table) {
+        check(provider->schema("a", "1") == nullptr, "without a table there is no schema");
+        return;
+    }
+    for (const auto& [key, value] : *table) {
+        const std::string_view name = key;
+        const auto dash = name.find('-');
+        if (dash == std::string_view::npos) continue;
+        const auto schema = provider->schema(name.substr(0, dash), name.substr(dash + 1));
+        check((schema != nullptr) == value.is_object(), "each document is found by its name");
+        check(!schema || *schema == value.get_object(), "it is the one in the table");
+    }
+}
+
+using Cookies = std::vector<std::pair<std::string, std::string>>;
+
+/// A value that a cookie can carry arrives as it is; any other does not arrive, and nothing of it.
+void checkCookies(std::string_view header, Cookies known) {
+    check(isOneLine(header), "a header is one line");
+    Cookies arrived;
+    for (const auto& [name, value] : collector::parseCookies(std::string(header)))
+        arrived.emplace_back(name, value);
+    // Blanks at the end of a cookie are not part of it.
+    for (auto& cookie : known)
+        cookie.second.erase(cookie.second.find_last_not_of(" \t") + 1);
+    for (const auto& cookie : arrived) {
+        check(std::find(known.begin(), known.end(), cookie) != known.end(),
+              "each cookie is one that was set");
+    }
+    for (const auto& cookie : known) {
+        const auto isPlain = [](char c) {
+            return c > 0x20 && c < 0x7F && c != ';';
+        };
+        if (!std::all_of(cookie.second.begin(), cookie.second.end(), isPlain)) continue;
+        check(std::count(arrived.begin(), arrived.end(), cookie) == 1, "each cookie arrives");
+    }
+}
+
+std::shared_ptr<ZentaraIDManager> identityManager() {
+    return ZentaraIDManager::create("Mobile App: test",
+                                    std::make_unique<FileStorage<Token>>("anonymous-token-storage"),
+                                    std::make_unique<test::ManualTicker>(test::TickerView()));
+}
+
+std::string cookiesOf(const StringMap& headers) {
+    const auto found = headers.find("Cookie");
+    return found == headers.end() ? "" : found->second;
+}
+
+void checkIdentity(const std::string& body) {
+    answer = body;
+    const auto response = objectOf(body);
+    const auto token = stringIn(response, ZentaraIDManager::anonymousTokenName);
+    const auto publicToken = stringIn(response, ZentaraIDManager::anonymousPublicTokenName);
+    const auto hsid = stringIn(response, ZentaraIDManager::hsidTokenName);
+    const bool hasToken = token && publicToken;
+
+    const auto manager = identityManager();
+    std::optional<std::string> completed;
+    manager->start([&completed](std::string value) { completed = std::move(value); });
+    check(manager->isReady() == hasToken, "there is an identity when both of its parts came");
+    check(completed == (response ? hsid : std::optional<std::string>("")),
+          "the session token is handed on, and a failure as an empty one");
+
+    Cookies known = {{"type", "1"}};
+    if (hasToken) known.emplace_back(ZentaraIDManager::anonymousTokenName, *token);
+    if (hsid) known.emplace_back(ZentaraIDManager::hsidTokenName, *hsid);
+    checkCookies(cookiesOf(manager->getHeaders(ExtraCookie{"type", "1"})), known);
+
+    // The next run finds it, and offers it to the collector.
+    const auto next = identityManager();
+    check(next->isReady() == hasToken, "the identity was kept");
+    known = {};
+    if (hasToken) known.emplace_back(ZentaraIDManager::anonymousTokenName, *token);
+    checkCookies(cookiesOf(next->getHeaders(std::nullopt)), known);
+    requests.clear();
+    next->start(nullptr);
+    check(requests.size() == 1, "it is renewed with one request");
+    std::string cookies;
+    for (const auto& [name, value] : requests.front().headers) {
+        check(isOneLine(name) && isOneLine(value), "a header is one line");
+        if (name == "Cookie") cookies += value;
+    }
+    checkCookies(cookies, known);
+}
+
+}  // namespace
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
+                                               std::size_t capacity, unsigned int seed) {
+    return fuzz::mutateJSON(data, size, capacity, seed);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const test::TestHost host;
+    std::filesystem::remove_all(host.documents());
+    const auto [table, identity] = fuzz::twoParts(fuzz::asText(data, size));
+    checkTable(std::string(table));
+    checkIdentity(std::string(identity));
+    requests.clear();
+    return 0;
+}

@@ -1,0 +1,118 @@
+// A schema and a value, a line each, through the validation engine.
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+
+#include "Check.h"
+#include "JSONMutator.h"
+#include "collector/data/ArrivalCheck.h"
+#include "model/JSONText.h"
+#include "model/ObjectEquality.h"
+#include "schemas/Schema.h"
+#include "schemas/SchemaValidator.h"
+#include "schemas/Validators.h"
+
+using namespace zentara;
+using zentara::fuzz::check;
+
+namespace {
+
+/// Whether a name or a string anywhere in `value` is `word`.
+bool holds(const JSONValue& value, std::string_view word) {
+    if (const auto* const string = value.if_string()) return std::string_view(*string) == word;
+    if (const auto* const array = value.if_array()) {
+        return std::any_of(array->begin(), array->end(),
+                           [word](const auto& element) { return holds(element, word); });
+    }
+    if (const auto* const object = value.if_object()) {
+        return std::any_of(object->begin(), object->end(), [word](const auto& member) {
+            return std::string_view(member.key()) == word || holds(member.value(), word);
+        });
+    }
+    return false;
+}
+
+/// How a validation ended: by its result, or because it was given up.
+enum class Ending { valid, invalid, stopped };
+
+Ending endingOf(const ValidationResult& result) {
+    if (result.valid()) return Ending::valid;
+    check(!result.errors()->empty(), "what is invalid has a message");
+    const auto& last = result.errors()->back();
+    return last.starts_with("Validation stopped") ||
+                   last.find("leads back to itself") != std::string::npos
+               ? Ending::stopped
+               : Ending::invalid;
+}
+
+/// A schema with the one keyword `name`, which holds a list of `schema` only.
+JSONObject listUnder(std::string_view name, const JSONObject& schema) {
+    JSONArray list;
+    list.push_back(schema);
+    JSONObject outer;
+    outer[name] = std::move(list);
+    return outer;
+}
+
+void checkOrdinary(const JSONValue& value, const JSONObject& schema) {
+    const auto result = validate(value, schema);
+    check(result == Schema(schema).validate(value), "a second validation ends like the first");
+
+    const auto viaService = SchemaValidator().validate(value, schema);
+    check(viaService.isValid == result.valid() && viaService.errors.has_value() != result.valid() &&
+              (result.valid() || viaService.errors->size() == result.errors()->size()),
+          "the service tells what the engine does");
+    check(collector::checkProperties(value, schema).empty() == result.valid(),
+          "the collector agrees with the client");
+
+    const auto ending = endingOf(result);
+    // What a schema is put into becomes the root of its references.
+    if (ending == Ending::stopped || holds(schema, "$ref")) return;
+    const auto all = validate(value, listUnder("allOf", schema));
+    check(endingOf(all) == Ending::stopped || all == result, "allOf of one is the same");
+    const auto any = endingOf(validate(value, listUnder("anyOf", schema)));
+    check(any == Ending::stopped || any == ending, "anyOf of one is the same");
+    const auto one = endingOf(validate(value, listUnder("oneOf", schema)));
+    check(one == Ending::stopped || one == ending, "oneOf of one is the same");
+    JSONObject negated;
+    negated["not"] = schema;
+    const auto none = endingOf(validate(value, negated));
+    check(none == Ending::stopped || none != ending, "not is the opposite");
+}
+
+void checkWritten(const JSONValue& value, const JSONObject& schema) {
+    std::string text;
+    if (!appendJSON(text, value)) return;
+    const auto read = parseJSON(text);
+    check(!read.error && objectsEqual(value, read.value), "a value that was written reads back");
+    check(objectHash(value) == objectHash(read.value), "equal values have equal hashes");
+    std::string again;
+    check(appendJSON(again, read.value) && again == text, "what reads back is written the same");
+    check(collector::checkProperties(value, schema).size() ==
+              collector::checkProperties(read.value, schema).size(),
+          "a value that was written is valid as it was before");
+}
+
+}  // namespace
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
+                                               std::size_t capacity, unsigned int seed) {
+    return fuzz::mutateJSON(data, size, capacity, seed);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto [first, second] = fuzz::twoParts(fuzz::asText(data, size));
+    const auto schema = parseJSON(first);
+    const auto value = parseJSON(second);
+    if (schema.error || value.error || !schema.value.is_object()) return 0;
+    const auto& document = schema.value.get_object();
+    const auto start = std::chrono::steady_clock::now();
+    static_cast<void>(collector::checkProperties(value.value, document));
+    // What takes long is looked at once: it may be given up at one time and not at another.
+    if (std::chrono::steady_clock::now() - start > std::chrono::milliseconds(50)) return 0;
+    // A process ends, as it should, where this format meets what is no string.
+    if (!holds(document, "numericString")) checkOrdinary(value.value, document);
+    checkWritten(value.value, document);
+    return 0;
+}
