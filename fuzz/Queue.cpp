@@ -9,6 +9,7 @@
 #include "Check.h"
 #include "JSONMutator.h"
 #include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/UnderWayFile.h"
 #include "model/EventDecoder.h"
 #include "model/JSONText.h"
 #include "support/Files.h"
@@ -59,6 +60,17 @@ void checkDecoded(const DecodedEvents& decoded, const std::string& json) {
                   !posted.value.get_object().contains("user"),
               "what is posted is an event without its user");
     }
+}
+
+/// The file of the batches under way, which may hold as much.
+void checkUnderWay(const test::TestHost& host, const std::string& json,
+                   const std::vector<std::string>& texts) {
+    test::writeTo(host.file(".events-storage.under-way"), json);
+    UnderWayFile underWay(name);
+    const auto loaded = underWay.load();
+    check(textsOf(loaded.records) == texts, "batches under way are read like a queue");
+    check(underWay.save(loaded.records) == nullptr, "what was under way can be saved");
+    check(textsOf(underWay.load().records) == texts, "what was under way loads as it was");
 }
 
 }  // namespace
@@ -116,5 +128,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
           "the file holds what the list does");
     check(decodeEvents(test::contentsOf(file)).events.size() == grown.size(),
           "all of it loads again");
+    checkUnderWay(host, json, texts);
     return 0;
 }
