@@ -50,7 +50,7 @@ std::string processFolder() {
     }
     // No folder can be claimed, for want of descriptors or because the disk is full. Better alone
     // and unseen than two in one.
-    static const auto own = std::string(folderPrefix) + std::string(lowerCaseUUID().text()) + "/";
+    static const auto own = std::string(folderPrefix) + lowerCaseUUID() + "/";
     return own;
 }
 
