@@ -12,21 +12,26 @@ namespace {
 
 constexpr std::int64_t pageSize = 1000;
 
-/// For each envelope, in order, whether the client got an answer that acknowledges it.
-std::vector<bool> acknowledgements(const collector::CollectorClient& collector) {
-    std::vector<bool> result;
+struct Requests {
+    std::int64_t count = 0;
+    std::vector<bool> acknowledged;  ///< for each stored envelope, in order
+};
+
+Requests requestsWithEvents(const collector::CollectorClient& collector) {
+    Requests result;
     for (std::int64_t offset = 0;; offset += pageSize) {
         const auto page = collector.get("/received/requests?offset=" + std::to_string(offset) +
                                         "&limit=" + std::to_string(pageSize));
         for (const auto& request : page.at("requests").as_array()) {
+            if (request.at("service").as_string() == "event") ++result.count;
             // A request and its envelope are stored in one step, so both are in the same order.
             if (request.at("storedEvents").as_int64() == 0) continue;
             const auto* const met = request.as_object().if_contains("fault");
             const std::string fault(met == nullptr ? "" : met->as_string());
             // Garbage in the body of a good status does not matter to whom the status is enough.
-            result.push_back(fault.find("lost") == std::string::npos &&
-                             fault.find("truncated") == std::string::npos &&
-                             fault.find("not-http") == std::string::npos);
+            result.acknowledged.push_back(fault.find("lost") == std::string::npos &&
+                                          fault.find("truncated") == std::string::npos &&
+                                          fault.find("not-http") == std::string::npos);
         }
         if (offset + pageSize >= page.at("total").as_int64()) return result;
     }
@@ -34,15 +39,15 @@ std::vector<bool> acknowledgements(const collector::CollectorClient& collector) 
 
 }  // namespace
 
-void forEachArrival(const collector::CollectorClient& collector,
-                    const std::function<void(const Arrival&)>& take) {
-    const auto acknowledged = acknowledgements(collector);
+std::int64_t forEachArrival(const collector::CollectorClient& collector,
+                            const std::function<void(const Arrival&)>& take) {
+    const auto requests = requestsWithEvents(collector);
     std::int64_t last = 0;
     for (;;) {
         const auto page = collector.get("/received/events?good=any&after=" + std::to_string(last) +
                                         "&limit=" + std::to_string(pageSize));
         const auto& events = page.at("events").as_array();
-        if (events.empty()) return;
+        if (events.empty()) return requests.count;
         for (const auto& entry : events) {
             const auto number = numberOf(entry.at("event").as_object());
             if (!number || !entry.at("good").as_bool()) {
@@ -54,7 +59,8 @@ void forEachArrival(const collector::CollectorClient& collector,
                   .actionUUID = std::string(entry.at("actionUUID").as_string()),
                   .tenant = std::string(entry.at("tenant").as_string()),
                   .envelope = envelope,
-                  .isAcknowledged = acknowledged.at(static_cast<std::size_t>(envelope - 1))});
+                  .isAcknowledged =
+                      requests.acknowledged.at(static_cast<std::size_t>(envelope - 1))});
         }
     }
 }

@@ -17,9 +17,10 @@ struct Arrival {
     bool isAcknowledged = false;  ///< the collector has sent an answer that says so
 };
 
-/// Hands all that a collector has stored to `take`, in order of arrival. Throws `CollectorError`,
-/// also for an event that no host of ours has sent or that is not after its schema.
-void forEachArrival(const collector::CollectorClient& collector,
-                    const std::function<void(const Arrival&)>& take);
+/// Hands all that a collector has stored to `take`, in order of arrival. Gives the number of
+/// envelopes that it was sent, stored or not. Throws `CollectorError`, also for an event that no
+/// host of ours has sent or that is not after its schema.
+std::int64_t forEachArrival(const collector::CollectorClient& collector,
+                            const std::function<void(const Arrival&)>& take);
 
 }  // namespace zentara::soak

@@ -1,0 +1,95 @@
+#include "DrivenClient.h"
+
+#include <utility>
+
+#include <zentara/ClientSettings.h>
+#include "dispatch/EventBus.h"
+#include "dispatch/FileStorage.h"
+#include "dispatch/SchemasStorage.h"
+#include "dispatch/UnderWayFile.h"
+#include "facade/ZentaraClientBuilder.h"
+#include "identity/ZentaraIDManager.h"
+#include "schemas/SchemasProvider.h"
+#include "support/Ledger.h"
+#include "support/UUID.h"
+
+namespace zentara::soak {
+
+namespace {
+
+constexpr std::chrono::seconds interval{10};
+constexpr std::uint64_t ticksOfASecond = 10'000'000;
+
+std::unique_ptr<InternalEventStorageImpl> storage(const std::string& name,
+                                                  InternalEventStorageImpl::Scheduler scheduler) {
+    auto result = std::make_unique<InternalEventStorageImpl>(name, std::chrono::seconds(0),
+                                                             std::move(scheduler));
+    result->recover();
+    return result;
+}
+
+}  // namespace
+
+DrivenClient::DrivenClient(std::int64_t maxEvents)
+    : events_(std::make_shared<EventsRepository>(
+          maxEvents, storage(ClientSettings().eventsStorageName, putOff()), Ledger::shared().queue,
+          std::make_unique<UnderWayFile>(ClientSettings().eventsStorageName))),
+      heldBackEvents_(std::make_shared<EventsRepository>(
+          maxEvents, storage(ClientSettings().unvalidatedEventsStorageName, putOff()),
+          Ledger::shared().heldBackQueue)) {}
+
+void DrivenClient::renew() {
+    ZentaraClient::setIsReady(false);
+    tickers_.clear();
+    const auto ticker = [this] {
+        return std::make_unique<test::ManualTicker>(tickers_.emplace_back());
+    };
+    auto schemas = SchemasProvider::create(
+        std::make_unique<SchemasStorage>(ClientSettings().schemasStorageName), ticker(),
+        std::make_unique<SchemasServiceApi>(),
+        [](const ZentaraClientErrorRef& error) { ZentaraClient::setIsReady(error == nullptr); });
+    auto idManager = ZentaraIDManager::create(
+        "soak", std::make_unique<FileStorage<Token>>(ClientSettings().anonymousTokenStorageName),
+        ticker());
+    const auto clock = [this] {
+        return std::chrono::system_clock::time_point(timePassed());
+    };
+    auto bus = EventBus::create(events_, idManager, lowerCaseUUID(), ticker(),
+                                {.now = clock, .controlTime = &time_});
+    client_ = ZentaraClientBuilder::assemble({.schemasProvider = std::move(schemas),
+                                              .eventBus = std::move(bus),
+                                              .clock = clock,
+                                              .idManager = std::move(idManager),
+                                              .unvalidatedEventsRepository = heldBackEvents_,
+                                              .controlTime = &time_});
+    ZentaraClient::setSharedClient(client_);
+    for (const auto& each : tickers_)
+        each.fire();
+}
+
+void DrivenClient::passInterval() {
+    time_.ticks += interval.count() * ticksOfASecond;
+    for (const auto& ticker : tickers_)
+        ticker.fire();
+    if (++intervals_ % checkpointIntervals != 0) return;
+    std::vector<std::function<void()>> work;
+    {
+        const MutexLock lock(putOff_->mutex);
+        work.swap(putOff_->work);
+    }
+    for (const auto& each : work)
+        each();
+}
+
+std::chrono::seconds DrivenClient::timePassed() const {
+    return std::chrono::seconds(time_.ticks / ticksOfASecond);
+}
+
+InternalEventStorageImpl::Scheduler DrivenClient::putOff() const {
+    return [putOff = putOff_](auto, std::function<void()> work) {
+        const MutexLock lock(putOff->mutex);
+        putOff->work.push_back(std::move(work));
+    };
+}
+
+}  // namespace zentara::soak

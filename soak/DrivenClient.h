@@ -1,0 +1,65 @@
+#pragma once
+
+#include <zentara/ZentaraClient.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "dispatch/EventsRepository.h"
+#include "dispatch/InternalEventStorageImpl.h"
+#include "support/ControlTime.h"
+#include "support/ManualTicker.h"
+#include "support/Mutex.h"
+
+namespace zentara::soak {
+
+/// The whole library in this process, with files and network as in an application, but with a time
+/// that passes when it is told to.
+class DrivenClient {
+  public:
+    static constexpr int checkpointIntervals = 12;
+
+    /// Begins with the queues that the documents directory holds.
+    explicit DrivenClient(std::int64_t maxEvents);
+
+    /// Puts a new client in place of the one before, on the same queues. It has begun to fetch its
+    /// schemas and an identity.
+    void renew();
+
+    /// Lets one dispatch interval pass: what is due then has begun. Work on files that was put off,
+    /// such as the checkpoint, is done after every `checkpointIntervals` of them, as the device is
+    /// not as fast as our time.
+    void passInterval();
+
+    [[nodiscard]] ZentaraClient& client() const { return *client_; }
+    [[nodiscard]] std::chrono::seconds timePassed() const;
+
+  private:
+    /// A counter that stands still.
+    struct Time final : ControlTimeProtocol {
+        [[nodiscard]] std::uint64_t currentMonotonicValue() const override { return ticks; }
+        std::atomic<std::uint64_t> ticks = 0;
+    };
+
+    struct PutOff {
+        Mutex mutex;
+        std::vector<std::function<void()>> work ZENTARA_GUARDED_BY(mutex);
+    };
+
+    [[nodiscard]] InternalEventStorageImpl::Scheduler putOff() const;
+
+    // Requests under way keep what they use, also beyond this.
+    Time& time_ = *new Time;
+    const std::shared_ptr<PutOff> putOff_ = std::make_shared<PutOff>();
+    const std::shared_ptr<EventsRepository> events_;
+    const std::shared_ptr<EventsRepository> heldBackEvents_;
+    std::shared_ptr<ZentaraClient> client_;
+    std::vector<test::TickerView> tickers_;
+    int intervals_ = 0;
+};
+
+}  // namespace zentara::soak

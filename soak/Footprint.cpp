@@ -1,0 +1,67 @@
+#include "Footprint.h"
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <span>
+
+namespace zentara::soak {
+
+namespace {
+
+#ifdef ZENTARA_SANITIZED
+constexpr bool isMemoryMeaningful = false;
+#else
+constexpr bool isMemoryMeaningful = true;
+#endif
+
+std::int64_t entriesIn(const std::filesystem::path& folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+}  // namespace
+
+Footprint footprint(const std::filesystem::path& folder) {
+    Footprint now;
+    ::malloc_trim(0);
+    std::ifstream memory("/proc/self/statm");
+    std::int64_t pages = 0;
+    memory >> pages >> pages;
+    now.residentBytes = pages * ::sysconf(_SC_PAGESIZE);
+    now.descriptors = entriesIn("/proc/self/fd");
+    now.threads = entriesIn("/proc/self/task");
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (!entry.is_regular_file()) continue;
+        ++now.files;
+        now.diskBytes += static_cast<std::int64_t>(entry.file_size());
+    }
+    return now;
+}
+
+std::string growth(const std::vector<Footprint>& moments) {
+    const auto warm = std::span(moments).subspan(moments.size() / 4);
+    const auto early = warm.first(warm.size() * 2 / 3);
+    const auto late = warm.subspan(early.size());
+    if (early.empty() || late.empty()) return "there are too few moments to compare";
+    std::string grown;
+    const auto compare = [&](const char* name, std::int64_t Footprint::*value,
+                             std::int64_t allowance) {
+        const auto greatest = [value](std::span<const Footprint> some) {
+            return std::ranges::max(some, {}, value).*value;
+        };
+        if (greatest(late) <= greatest(early) + allowance) return;
+        grown += std::string(grown.empty() ? "" : ", ") + name + " from " +
+                 std::to_string(greatest(early)) + " to " + std::to_string(greatest(late));
+    };
+    if (isMemoryMeaningful) compare("memory", &Footprint::residentBytes, 1'000'000);
+    compare("descriptors", &Footprint::descriptors, 8);
+    compare("threads", &Footprint::threads, 0);
+    compare("disk", &Footprint::diskBytes, 100'000);
+    compare("files", &Footprint::files, 0);
+    return grown;
+}
+
+}  // namespace zentara::soak

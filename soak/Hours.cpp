@@ -1,0 +1,316 @@
+// Lets hours of an application's life pass in minutes: sends events through the whole library, with
+// a time of its own, while the collector, the schemas service and the disk fail and recover. In the
+// end the library's statistics and the collector's database must tell the same, to the event, and
+// memory, descriptors, threads and files must not have grown.
+//
+//     soak_hours [--events N]
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Arrivals.h"
+#include "DrivenClient.h"
+#include "Footprint.h"
+#include "Table.h"
+#include "Traffic.h"
+#include "facade/ClientSettingsAccess.h"
+#include "support/Books.h"
+#include "support/CollectorProcess.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WaitFor.h"
+
+namespace zentara::soak {
+namespace {
+
+constexpr std::int64_t rounds = 24;
+constexpr std::int64_t eventsOfAnInterval = 10;
+
+const std::vector<JSONObject> eventFaults{
+    {{"latency", 3}},
+    {{"answer", "lost"}, {"rate", 0.3}},
+    {{"answer", "truncated"}, {"rate", 0.3}},
+    {{"answer", "not-http"}, {"rate", 0.3}},
+    {{"answer", "garbage"}, {"rate", 0.3}},
+    {{"answer", "status"}, {"status", 500}, {"rate", 0.3}},
+    {{"answer", "status"}, {"status", 302}, {"rate", 0.3}},
+    {{"answer", "dropped"}, {"rate", 0.3}},
+};
+const JSONObject unavailable{{"answer", "status"}, {"status", 503}};
+
+/// While there is one, no file can be written in this process.
+class FullDisk {
+  public:
+    FullDisk() {
+        ::getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit nothing{0, before_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &nothing);
+    }
+    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+/// What a handler was told.
+enum class Told { queued, inMemoryOnly, heldBack, invalid, unknown };
+
+Told whatIsTold(const ZentaraClientError* error) {
+    if (error == nullptr) return Told::queued;
+    if (dynamic_cast<const EventNotQueuedError*>(error) != nullptr) return Told::inMemoryOnly;
+    if (dynamic_cast<const ZentaraClientNotReady*>(error) != nullptr) return Told::heldBack;
+    if (dynamic_cast<const InvalidDataForSpecifiedSchemaError*>(error) != nullptr) {
+        return Told::invalid;
+    }
+    return Told::unknown;
+}
+
+class Driver {
+  public:
+    explicit Driver(std::int64_t events) : eventsOfARound_(events / rounds) {
+        ::signal(SIGXFSZ, SIG_IGN);
+        HostApplication::setDocumentsDirectory(documents());
+        HostApplication::setPreferencesDirectory(directory_.path() / "preferences");
+        auto endpoints = ZentaraEndpoints::current();
+        endpoints.qaCollector = endpoints.qaSchemas = collector_.url();
+        ZentaraEndpoints::use(endpoints);
+        ZentaraClient::useSettings("soak", ZentaraEnvironment::qa);
+        host_ = std::make_unique<DrivenClient>(eventsOfARound_ / 3);
+        host_->renew();
+        await("an identity", [this] {
+            bool isThere = false;
+            host_->client().getAnonymousUser(
+                [&](const auto& type, const auto&, const auto&) { isThere = !type.empty(); });
+            return isThere;
+        });
+    }
+
+    void run() {
+        for (std::int64_t round = 0; round < rounds; ++round) {
+            liveThroughARound(round);
+            footprints_.push_back(footprint(documents()));
+        }
+    }
+
+    /// Compares and prints all figures. Whether nothing was wrong.
+    [[nodiscard]] bool finish() {
+        reconcile();
+        print();
+        return problems_ == 0;
+    }
+
+  private:
+    void liveThroughARound(std::int64_t round) {
+        const auto end = (round + 1) * eventsOfARound_;
+        const auto part = eventsOfARound_ / 10;
+        awaitSchemas();
+        send(part);
+        for (const auto which : {round, 3 * round + 1}) {
+            setFault("event", eventFaults[static_cast<std::size_t>(which) % eventFaults.size()]);
+            send(part);
+        }
+        setFault("event", {});
+        sendToFullDisk(part / 4);
+
+        setFault("schemas", unavailable);
+        host_->renew();
+        send(part);
+        sendToFullDisk(part / 4);
+        setFault("schemas", {});
+        awaitSchemas();
+        send(part);
+        drain();
+
+        // More than the queue holds. Nothing of it has been sent before, so that what is dropped
+        // never arrives.
+        if (round % 3 == 0) setFault("event", unavailable);
+        send(end - sent_);
+        setFault("event", {});
+        drain();
+        // Until the spares of both queues, too, hold no more than a few events.
+        for (int checkpoint = 0; checkpoint < 2; ++checkpoint) {
+            ZentaraClient::setIsReady(false);
+            send(2);
+            ZentaraClient::setIsReady(true);
+            drain();
+            for (int interval = 0; interval < DrivenClient::checkpointIntervals; ++interval)
+                passInterval();
+        }
+    }
+
+    /// Sends the next events, as many in each interval as one dispatch takes.
+    void send(std::int64_t count) {
+        for (const auto end = sent_ + count; sent_ < end; ++sent_) {
+            auto event = numberedEvent(sent_);
+            host_->client().send(
+                std::move(event.schemaId), std::move(event.schemaVersion), "application/json",
+                sent_, "", std::move(event.properties), std::nullopt,
+                [this](const EventRef&, const auto& error) { ++told_[whatIsTold(error.get())]; });
+            if (sent_ % eventsOfAnInterval == 0) passInterval();
+        }
+    }
+
+    void sendToFullDisk(std::int64_t count) {
+        const FullDisk full;
+        ++fullDisks_;
+        send(count);
+    }
+
+    void passInterval(std::int64_t mayBeUnderWay = 40) {
+        host_->passInterval();
+        await("answers", [=] { return ZentaraClient::statistics().underWay <= mayBeUnderWay; });
+    }
+
+    void awaitSchemas() {
+        if (!ZentaraClient::isReady()) host_->passInterval();
+        await("schemas", ZentaraClient::isReady);
+    }
+
+    /// Lets everything be delivered that waits.
+    void drain() {
+        await("an empty queue", [this] {
+            const auto now = ZentaraClient::statistics();
+            if (now.heldBackWaiting > 0) send(1);
+            passInterval(0);
+            return now.waiting + now.underWay + now.heldBackWaiting == 0;
+        });
+        const auto [queue, heldBack] = test::imbalances(ZentaraClient::statistics());
+        expectEqual("imbalance of the queue", queue, 0);
+        expectEqual("imbalance of what is held back", heldBack, 0);
+    }
+
+    void reconcile() {
+        std::map<std::int64_t, std::string> arrived;
+        std::int64_t acknowledged = 0;
+        const auto requests = forEachArrival(collector_.client(), [&](const Arrival& arrival) {
+            ++arrivals_;
+            if (arrival.isAcknowledged) ++acknowledged;
+            const auto& uuid = arrived.emplace(arrival.number, arrival.actionUUID).first->second;
+            if (arrival.number >= sent_ || !isValid(arrival.number) || uuid != arrival.actionUUID) {
+                note("nobody has sent event " + std::to_string(arrival.number));
+            }
+        });
+        const auto books = ZentaraClient::statistics();
+        distinct_ = static_cast<std::int64_t>(arrived.size());
+        expectEqual("accepted", books.accepted, told_[Told::queued]);
+        expectEqual("notSaved", books.notSaved, told_[Told::inMemoryOnly]);
+        expectEqual("heldBack", books.heldBack + books.heldBackNotSaved, told_[Told::heldBack]);
+        expectEqual("refusedInvalid", books.refusedInvalid, told_[Told::invalid]);
+        expectEqual("refusedUnknownSchema", books.refusedUnknownSchema, told_[Told::unknown]);
+        expectEqual("delivered", books.delivered, acknowledged);
+        expectEqual("batches", books.batchesDelivered + books.batchesFailed, requests);
+        expectEqual("arrived at least once", distinct_ + books.evicted,
+                    books.accepted + books.notSaved + books.released);
+        lost_ = books.accepted + books.notSaved + books.released - books.evicted - distinct_;
+        const auto grown = growth(footprints_);
+        if (!grown.empty()) note("has grown: " + grown);
+    }
+
+    void print() const {
+        const auto books = ZentaraClient::statistics();
+        printRow("hours that passed", host_->timePassed() / std::chrono::hours(1));
+        printRow("events sent", sent_);
+        printRow("  accepted", books.accepted);
+        printRow("  held back", books.heldBack);
+        printRow("  kept in memory, the disk being full", books.notSaved + books.heldBackNotSaved);
+        printRow("  refused, wrong on purpose", books.refusedInvalid + books.refusedUnknownSchema);
+        printRow("held back, then queued", books.released);
+        printRow("held back, then refused", books.droppedInvalid + books.droppedUnknownSchema);
+        printRow("dropped, the queue being full", books.evicted + books.heldBackEvicted);
+        printRow("delivered", books.delivered);
+        printRow("batches delivered", books.batchesDelivered);
+        printRow("batches failed", books.batchesFailed);
+        printRow("events at the collector", arrivals_);
+        printRow("  distinct", distinct_);
+        printRow("  repeated, acknowledgement lost", arrivals_ - distinct_);
+        printRow("events lost", lost_);
+        const auto summary = collector_.client().get("/received/summary");
+        for (const auto& [kind, count] : summary.at("faults").as_object())
+            printRow("fault met, " + std::string(kind), count.to_number<std::int64_t>());
+        printRow("fault met, disk: full", fullDisks_);
+        printMoment("at the start", footprints_.front());
+        printMoment("in the middle", footprints_[footprints_.size() / 2]);
+        printMoment("at the end", footprints_.back());
+        printRow("problems", problems_);
+    }
+
+    static void printMoment(const std::string& when, const Footprint& footprint) {
+        printRow("memory " + when + ", kB", footprint.residentBytes / 1000);
+        printRow("descriptors " + when, footprint.descriptors);
+        printRow("threads " + when, footprint.threads);
+        printRow("files " + when, footprint.files);
+        printRow("bytes in files " + when, footprint.diskBytes);
+    }
+
+    template <typename Condition>
+    static void await(const std::string& what, const Condition& condition) {
+        if (!test::eventually(condition)) throw std::runtime_error("waiting for " + what);
+    }
+
+    void expectEqual(const std::string& what, std::int64_t value, std::int64_t expected) {
+        if (value == expected) return;
+        note(what + ": " + std::to_string(value) + " instead of " + std::to_string(expected));
+    }
+
+    void note(const std::string& problem) {
+        ++problems_;
+        std::fprintf(stderr, "soak_hours: %s\n", problem.c_str());
+    }
+
+    void setFault(const char* service, const JSONObject& fault) {
+        collector_.client().setFault(service, fault);
+    }
+
+    [[nodiscard]] std::string documents() const { return directory_.path() / "documents"; }
+
+    const std::int64_t eventsOfARound_;
+    const test::TemporaryDirectory directory_;
+    const test::CollectorProcess collector_{
+        ZENTARA_EXAMPLES "/schemas",
+        {"--no-https", "--database", directory_.path() / "collector.sqlite"}};
+    std::unique_ptr<DrivenClient> host_;
+    std::int64_t sent_ = 0;
+    std::map<Told, std::int64_t> told_;
+    std::int64_t fullDisks_ = 0;
+    std::vector<Footprint> footprints_;
+    std::int64_t arrivals_ = 0;
+    std::int64_t distinct_ = 0;
+    std::int64_t lost_ = 0;
+    std::int64_t problems_ = 0;
+};
+
+}  // namespace
+}  // namespace zentara::soak
+
+int main(int argc, char** argv) {
+    std::int64_t events = 4000;
+    CLI::App options("Lets hours of an application's life pass in minutes", "soak_hours");
+    options.add_option("--events", events);
+    CLI11_PARSE(options, argc, argv);
+    // The library tells on standard output of each event that it holds back.
+    const int output = ::dup(STDOUT_FILENO);
+    ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+    try {
+        zentara::soak::Driver driver(events);
+        driver.run();
+        std::fflush(stdout);
+        ::dup2(output, STDOUT_FILENO);
+        return driver.finish() ? 0 : 1;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "soak_hours: %s\n", error.what());
+        return 1;
+    }
+}
