@@ -108,6 +108,8 @@ CURLcode Transfer::prepare() {
         // When a connection that was used before is closed without an answer, curl sends the
         // request again by itself, and events would arrive twice.
         options.set(CURLOPT_FRESH_CONNECT, 1L);
+        // So the next one would not take it either, and after a burst dozens would stay open.
+        options.set(CURLOPT_FORBID_REUSE, 1L);
     } else if (request_.method == "HEAD") {
         options.set(CURLOPT_NOBODY, 1L);
     }
