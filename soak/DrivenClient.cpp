@@ -18,6 +18,7 @@ namespace zentara::soak {
 namespace {
 
 constexpr std::chrono::seconds interval{10};
+constexpr int intervalsBetweenWork = 12;
 constexpr std::uint64_t ticksOfASecond = 10'000'000;
 
 std::unique_ptr<InternalEventStorageImpl> storage(const std::string& name,
@@ -71,7 +72,7 @@ void DrivenClient::passInterval() {
     time_.ticks += interval.count() * ticksOfASecond;
     for (const auto& ticker : tickers_)
         ticker.fire();
-    if (++intervals_ % checkpointIntervals != 0) return;
+    if (++intervals_ % intervalsBetweenWork != 0) return;
     std::vector<std::function<void()>> work;
     {
         const MutexLock lock(putOff_->mutex);

@@ -21,8 +21,6 @@ namespace zentara::soak {
 /// that passes when it is told to.
 class DrivenClient {
   public:
-    static constexpr int checkpointIntervals = 12;
-
     /// Begins with the queues that the documents directory holds.
     explicit DrivenClient(std::int64_t maxEvents);
 
@@ -31,8 +29,7 @@ class DrivenClient {
     void renew();
 
     /// Lets one dispatch interval pass: what is due then has begun. Work on files that was put off,
-    /// such as the checkpoint, is done after every `checkpointIntervals` of them, as the device is
-    /// not as fast as our time.
+    /// such as the checkpoint, is done every two minutes: the device is not as fast as this time.
     void passInterval();
 
     [[nodiscard]] ZentaraClient& client() const { return *client_; }

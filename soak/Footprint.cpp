@@ -18,6 +18,8 @@ constexpr bool isMemoryMeaningful = false;
 constexpr bool isMemoryMeaningful = true;
 #endif
 
+constexpr std::int64_t megabyte = 1'000'000;
+
 std::int64_t entriesIn(const std::filesystem::path& folder) {
     return std::distance(std::filesystem::directory_iterator(folder), {});
 }
@@ -56,10 +58,10 @@ std::string growth(const std::vector<Footprint>& moments) {
         grown += std::string(grown.empty() ? "" : ", ") + name + " from " +
                  std::to_string(greatest(early)) + " to " + std::to_string(greatest(late));
     };
-    if (isMemoryMeaningful) compare("memory", &Footprint::residentBytes, 1'000'000);
-    compare("descriptors", &Footprint::descriptors, 8);
+    if (isMemoryMeaningful) compare("memory", &Footprint::residentBytes, megabyte);
+    compare("descriptors", &Footprint::descriptors, 4);
     compare("threads", &Footprint::threads, 0);
-    compare("disk", &Footprint::diskBytes, 100'000);
+    compare("disk", &Footprint::diskBytes, megabyte);
     compare("files", &Footprint::files, 0);
     return grown;
 }

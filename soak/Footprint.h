@@ -23,8 +23,8 @@ struct Footprint {
 /// the greatest of the first two thirds by more than
 ///
 /// - 1 MB of memory, which is not looked at under a sanitizer,
-/// - 8 descriptors: connections stay open for a while,
-/// - 100 kB in files: spares keep what they were last used for,
+/// - 4 descriptors: connections of the other services stay open for a while,
+/// - 1 MB in files: a spare keeps the list that it was last used for,
 /// - no thread and no file.
 [[nodiscard]] std::string growth(const std::vector<Footprint>& moments);
 

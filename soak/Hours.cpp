@@ -140,15 +140,6 @@ class Driver {
         send(end - sent_);
         setFault("event", {});
         drain();
-        // Until the spares of both queues, too, hold no more than a few events.
-        for (int checkpoint = 0; checkpoint < 2; ++checkpoint) {
-            ZentaraClient::setIsReady(false);
-            send(2);
-            ZentaraClient::setIsReady(true);
-            drain();
-            for (int interval = 0; interval < DrivenClient::checkpointIntervals; ++interval)
-                passInterval();
-        }
     }
 
     /// Sends the next events, as many in each interval as one dispatch takes.
