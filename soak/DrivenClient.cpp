@@ -5,8 +5,8 @@
 #include <zentara/ClientSettings.h>
 #include "dispatch/EventBus.h"
 #include "dispatch/FileStorage.h"
+#include "dispatch/QueueOpening.h"
 #include "dispatch/SchemasStorage.h"
-#include "dispatch/UnderWayFile.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "identity/ZentaraIDManager.h"
 #include "schemas/SchemasProvider.h"
@@ -18,26 +18,22 @@ namespace zentara::soak {
 namespace {
 
 constexpr std::chrono::seconds interval{10};
-constexpr int intervalsBetweenWork = 12;
 constexpr std::uint64_t ticksOfASecond = 10'000'000;
-
-std::unique_ptr<InternalEventStorageImpl> storage(const std::string& name,
-                                                  InternalEventStorageImpl::Scheduler scheduler) {
-    auto result = std::make_unique<InternalEventStorageImpl>(name, std::chrono::seconds(0),
-                                                             std::move(scheduler));
-    result->recover();
-    return result;
-}
 
 }  // namespace
 
-DrivenClient::DrivenClient(std::int64_t maxEvents)
-    : events_(std::make_shared<EventsRepository>(
-          maxEvents, storage(ClientSettings().eventsStorageName, putOff()), Ledger::shared().queue,
-          std::make_unique<UnderWayFile>(ClientSettings().eventsStorageName))),
-      heldBackEvents_(std::make_shared<EventsRepository>(
-          maxEvents, storage(ClientSettings().unvalidatedEventsStorageName, putOff()),
-          Ledger::shared().heldBackQueue)) {}
+DrivenClient::DrivenClient(std::int64_t maxEvents) {
+    QueueOptions options;
+    options.maxEvents = maxEvents;
+    options.scheduler = [putOff = putOff_](auto, std::function<void()> work) {
+        const MutexLock lock(putOff->mutex);
+        putOff->work.push_back(std::move(work));
+    };
+    events_ = openQueue(ClientSettings().eventsStorageName, options, Ledger::shared().queue);
+    options.takenEvents = QueueOptions::TakenEvents::inMemory;
+    heldBackEvents_ = openQueue(ClientSettings().unvalidatedEventsStorageName, options,
+                                Ledger::shared().heldBackQueue);
+}
 
 void DrivenClient::renew() {
     ZentaraClient::setIsReady(false);
@@ -55,7 +51,7 @@ void DrivenClient::renew() {
     const auto clock = [this] {
         return std::chrono::system_clock::time_point(timePassed());
     };
-    auto bus = EventBus::create(events_, idManager, lowerCaseUUID(), ticker(),
+    auto bus = EventBus::create(events_, idManager, std::string(lowerCaseUUID().text()), ticker(),
                                 {.now = clock, .controlTime = &time_});
     client_ = ZentaraClientBuilder::assemble({.schemasProvider = std::move(schemas),
                                               .eventBus = std::move(bus),
@@ -72,7 +68,6 @@ void DrivenClient::passInterval() {
     time_.ticks += interval.count() * ticksOfASecond;
     for (const auto& ticker : tickers_)
         ticker.fire();
-    if (++intervals_ % intervalsBetweenWork != 0) return;
     std::vector<std::function<void()>> work;
     {
         const MutexLock lock(putOff_->mutex);
@@ -84,13 +79,6 @@ void DrivenClient::passInterval() {
 
 std::chrono::seconds DrivenClient::timePassed() const {
     return std::chrono::seconds(time_.ticks / ticksOfASecond);
-}
-
-InternalEventStorageImpl::Scheduler DrivenClient::putOff() const {
-    return [putOff = putOff_](auto, std::function<void()> work) {
-        const MutexLock lock(putOff->mutex);
-        putOff->work.push_back(std::move(work));
-    };
 }
 
 }  // namespace zentara::soak

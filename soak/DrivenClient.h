@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "dispatch/EventsRepository.h"
-#include "dispatch/InternalEventStorageImpl.h"
 #include "support/ControlTime.h"
 #include "support/ManualTicker.h"
 #include "support/Mutex.h"
@@ -28,8 +27,8 @@ class DrivenClient {
     /// schemas and an identity.
     void renew();
 
-    /// Lets one dispatch interval pass: what is due then has begun. Work on files that was put off,
-    /// such as the checkpoint, is done every two minutes: the device is not as fast as this time.
+    /// Lets one dispatch interval pass: what is due then has begun, and the work on files that was
+    /// put off until then, such as the checkpoint, is done.
     void passInterval();
 
     [[nodiscard]] ZentaraClient& client() const { return *client_; }
@@ -47,16 +46,13 @@ class DrivenClient {
         std::vector<std::function<void()>> work ZENTARA_GUARDED_BY(mutex);
     };
 
-    [[nodiscard]] InternalEventStorageImpl::Scheduler putOff() const;
-
     // Requests under way keep what they use, also beyond this.
     Time& time_ = *new Time;
     const std::shared_ptr<PutOff> putOff_ = std::make_shared<PutOff>();
-    const std::shared_ptr<EventsRepository> events_;
-    const std::shared_ptr<EventsRepository> heldBackEvents_;
+    std::shared_ptr<EventsRepository> events_;
+    std::shared_ptr<EventsRepository> heldBackEvents_;
     std::shared_ptr<ZentaraClient> client_;
     std::vector<test::TickerView> tickers_;
-    int intervals_ = 0;
 };
 
 }  // namespace zentara::soak

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <span>
+#include <system_error>
 
 namespace zentara::soak {
 
@@ -33,7 +34,11 @@ Footprint footprint(const std::filesystem::path& folder) {
     std::int64_t pages = 0;
     memory >> pages >> pages;
     now.residentBytes = pages * ::sysconf(_SC_PAGESIZE);
-    now.descriptors = entriesIn("/proc/self/fd");
+    for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code isGone;
+        const auto target = std::filesystem::read_symlink(descriptor, isGone).string();
+        ++(target.starts_with("socket:") ? now.connections : now.descriptors);
+    }
     now.threads = entriesIn("/proc/self/task");
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         if (!entry.is_regular_file()) continue;
@@ -59,7 +64,8 @@ std::string growth(const std::vector<Footprint>& moments) {
                  std::to_string(greatest(early)) + " to " + std::to_string(greatest(late));
     };
     if (isMemoryMeaningful) compare("memory", &Footprint::residentBytes, megabyte);
-    compare("descriptors", &Footprint::descriptors, 4);
+    compare("connections", &Footprint::connections, 32);
+    compare("descriptors", &Footprint::descriptors, 0);
     compare("threads", &Footprint::threads, 0);
     compare("disk", &Footprint::diskBytes, megabyte);
     compare("files", &Footprint::files, 0);

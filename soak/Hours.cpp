@@ -6,12 +6,11 @@
 //     soak_hours [--events N]
 
 #include <fcntl.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -28,6 +27,7 @@
 #include "facade/ClientSettingsAccess.h"
 #include "support/Books.h"
 #include "support/CollectorProcess.h"
+#include "support/FaultyDisk.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 
@@ -49,20 +49,17 @@ const std::vector<JSONObject> eventFaults{
 };
 const JSONObject unavailable{{"answer", "status"}, {"status", 503}};
 
-/// While there is one, no file can be written in this process.
-class FullDisk {
-  public:
-    FullDisk() {
-        ::getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit nothing{0, before_.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &nothing);
-    }
-    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
+using test::DiskCall;
 
-  private:
-    rlimit before_{};
+/// What a disk can do, and its name in the table.
+const std::vector<std::pair<std::string, test::DiskFault>> diskFaults{
+    {"no space", {{DiskCall::write}, ENOSPC}},
+    {"cannot write, now and then", {{DiskCall::write}, EIO, 3}},
+    {"cannot rename", {{DiskCall::rename}, EIO}},
+    {"cannot flush", {{DiskCall::flush, DiskCall::flushFolder}, EIO}},
+    {"cannot open", {{DiskCall::open}, EMFILE}},
+    {"cannot truncate", {{DiskCall::truncate}, EIO, 2}},
+    {"read-only", {{DiskCall::open, DiskCall::rename, DiskCall::remove}, EROFS}},
 };
 
 /// What a handler was told.
@@ -81,7 +78,6 @@ Told whatIsTold(const ZentaraClientError* error) {
 class Driver {
   public:
     explicit Driver(std::int64_t events) : eventsOfARound_(events / rounds) {
-        ::signal(SIGXFSZ, SIG_IGN);
         HostApplication::setDocumentsDirectory(documents());
         HostApplication::setPreferencesDirectory(directory_.path() / "preferences");
         auto endpoints = ZentaraEndpoints::current();
@@ -123,12 +119,12 @@ class Driver {
             send(part);
         }
         setFault("event", {});
-        sendToFullDisk(part / 4);
+        sendToFaultyDisk(2 * round, part / 4);
 
         setFault("schemas", unavailable);
         host_->renew();
         send(part);
-        sendToFullDisk(part / 4);
+        sendToFaultyDisk(2 * round + 1, part / 4);
         setFault("schemas", {});
         awaitSchemas();
         send(part);
@@ -154,10 +150,13 @@ class Driver {
         }
     }
 
-    void sendToFullDisk(std::int64_t count) {
-        const FullDisk full;
-        ++fullDisks_;
+    void sendToFaultyDisk(std::int64_t which, std::int64_t count) {
+        const auto& [name, fault] = diskFaults[static_cast<std::size_t>(which) % diskFaults.size()];
+        const auto before = disk_.failures();
+        disk_.fail({fault});
         send(count);
+        disk_.fail({});
+        diskFaultsMet_[name] += static_cast<std::int64_t>(disk_.failures() - before);
     }
 
     void passInterval(std::int64_t mayBeUnderWay = 40) {
@@ -216,7 +215,7 @@ class Driver {
         printRow("events sent", sent_);
         printRow("  accepted", books.accepted);
         printRow("  held back", books.heldBack);
-        printRow("  kept in memory, the disk being full", books.notSaved + books.heldBackNotSaved);
+        printRow("  kept in memory, as the disk failed", books.notSaved + books.heldBackNotSaved);
         printRow("  refused, wrong on purpose", books.refusedInvalid + books.refusedUnknownSchema);
         printRow("held back, then queued", books.released);
         printRow("held back, then refused", books.droppedInvalid + books.droppedUnknownSchema);
@@ -231,7 +230,8 @@ class Driver {
         const auto summary = collector_.client().get("/received/summary");
         for (const auto& [kind, count] : summary.at("faults").as_object())
             printRow("fault met, " + std::string(kind), count.to_number<std::int64_t>());
-        printRow("fault met, disk: full", fullDisks_);
+        for (const auto& [kind, count] : diskFaultsMet_)
+            printRow("fault met, disk: " + kind, count);
         printMoment("at the start", footprints_.front());
         printMoment("in the middle", footprints_[footprints_.size() / 2]);
         printMoment("at the end", footprints_.back());
@@ -240,7 +240,8 @@ class Driver {
 
     static void printMoment(const std::string& when, const Footprint& footprint) {
         printRow("memory " + when + ", kB", footprint.residentBytes / 1000);
-        printRow("descriptors " + when, footprint.descriptors);
+        printRow("connections " + when, footprint.connections);
+        printRow("other descriptors " + when, footprint.descriptors);
         printRow("threads " + when, footprint.threads);
         printRow("files " + when, footprint.files);
         printRow("bytes in files " + when, footprint.diskBytes);
@@ -272,10 +273,11 @@ class Driver {
     const test::CollectorProcess collector_{
         ZENTARA_EXAMPLES "/schemas",
         {"--no-https", "--database", directory_.path() / "collector.sqlite"}};
+    test::FaultyDisk disk_{documents()};
     std::unique_ptr<DrivenClient> host_;
     std::int64_t sent_ = 0;
     std::map<Told, std::int64_t> told_;
-    std::int64_t fullDisks_ = 0;
+    std::map<std::string, std::int64_t> diskFaultsMet_;
     std::vector<Footprint> footprints_;
     std::int64_t arrivals_ = 0;
     std::int64_t distinct_ = 0;
