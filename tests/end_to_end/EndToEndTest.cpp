@@ -159,42 +159,6 @@ TEST_F(EndToEndTest, EventsWaitOnDiskWhileTheCollectorIsAway) {
     EXPECT_THAT(collector.arrivals(), testing::ElementsAre(testing::Pair(7, 2)));
 }
 
-TEST_F(EndToEndTest, AKilledHostLosesNothingOfWhatWasQueued) {
-    Collector collector(schemas_);
-    std::set<std::int64_t> reported;
-    std::int64_t first = 1;
-    for (const int lines : {1, 7, 40, 3, 120, 15}) {
-        // There are schemas but nobody to deliver to: what is queued stays. The host sends more
-        // than is read, so that the kill comes in the middle.
-        ChildProcess host({ZENTARA_SENDING_HOST, nobody, collector.url(), documents_,
-                           std::to_string(first), std::to_string(lines + 150), "linger"});
-        for (int line = 0; line < lines; ++line) {
-            const auto number = host.readLine();
-            ASSERT_TRUE(number);
-            reported.insert(std::stoll(*number));
-        }
-        host.signal(SIGKILL);
-        for (const auto& number : host.readLines())
-            reported.insert(std::stoll(number));
-        EXPECT_EQ(host.wait(), -SIGKILL);
-        first = *reported.rbegin() + 2;
-
-        const auto file = contentsOf(std::filesystem::path(documents_) / "events-storage");
-        const auto stored = decodeEvents(file);
-        EXPECT_EQ(stored.error, nullptr);
-        EXPECT_GE(stored.events.size(), reported.size());
-    }
-    EXPECT_EQ(drain(collector), 0);
-    const auto arrivals = collector.arrivals();
-    for (const auto number : reported) {
-        EXPECT_EQ(arrivals.count(number), 1U) << number;
-    }
-    for (const auto& [number, count] : arrivals)
-        EXPECT_EQ(count, 1) << number;
-    // One event may have been stored when the kill came before its report.
-    EXPECT_LE(arrivals.size(), reported.size() + 6);
-}
-
 TEST_F(EndToEndTest, ABatchUnderWaySurvivesAKill) {
     Collector collector(schemas_);
     EXPECT_EQ(drain(collector), 0) << "gives the host its identity";
@@ -338,21 +302,6 @@ TEST_F(EndToEndTest, WhatWasAcknowledgedOverHTTPSOutlivesTheCollector) {
     }
     Collector again(schemas_, options);
     EXPECT_EQ(CollectorClient(again.announced("listening https:"), data / "ca.pem").count({}), 1U);
-}
-
-TEST_F(EndToEndTest, AHostMayReturnFromMainInTheMiddleOfADelivery) {
-    Collector collector(schemas_);
-    std::int64_t first = 1;
-    for (int run = 0; run < 5; ++run, first += 25) {
-        ChildProcess host({ZENTARA_SENDING_HOST, collector.url(), collector.url(), documents_,
-                           std::to_string(first), "25", "leave"});
-        EXPECT_EQ(host.readLines().size(), 25U);
-        EXPECT_EQ(host.wait(), 0);
-    }
-    EXPECT_EQ(drain(collector), 0);
-    const auto arrivals = collector.arrivals();
-    EXPECT_EQ(arrivals.size(), 125U);
-    EXPECT_EQ(arrivals.rbegin()->first, 125);
 }
 
 }  // namespace

@@ -1,13 +1,11 @@
 // A host application for the tests. It sends numbered events and tells on standard output, one line
 // each, the numbers of those that the library has queued.
 //
-//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT leave|linger|deliver|fork
+//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT linger|deliver|fork
 //
-// At the end it asks for a delivery and returns from main without waiting for it ("leave"), or
-// waits to be killed ("linger"). With "deliver" it asks for a delivery when half of the events are
-// sent, and waits to be killed. With "fork" it forks again and again while another thread sends,
-// tells how its children fared, one line "child <exit status>" each, keeps the last one, tells its
-// process id, and waits to be killed.
+// At the end it waits to be killed. With "deliver" it asks for a delivery when half of the events
+// are sent. With "fork" it forks again and again while another thread sends, tells how its children
+// fared, one line "child <exit status>" each, keeps the last one, and tells its process id.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -122,7 +120,6 @@ int main(int argc, char** argv) {
     } else {
         send();
     }
-    if (mode != "leave") std::promise<void>().get_future().wait();
-    client->performFetch(nullptr);
+    std::promise<void>().get_future().wait();
     return 0;
 }
