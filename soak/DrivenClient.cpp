@@ -51,7 +51,7 @@ void DrivenClient::renew() {
     const auto clock = [this] {
         return std::chrono::system_clock::time_point(timePassed());
     };
-    auto bus = EventBus::create(events_, idManager, std::string(lowerCaseUUID().text()), ticker(),
+    auto bus = EventBus::create(events_, idManager, lowerCaseUUID(), ticker(),
                                 {.now = clock, .controlTime = &time_});
     client_ = ZentaraClientBuilder::assemble({.schemasProvider = std::move(schemas),
                                               .eventBus = std::move(bus),

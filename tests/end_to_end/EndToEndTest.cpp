@@ -262,19 +262,19 @@ TEST_F(EndToEndTest, NoFaultOfTheCollectorLosesAnEvent) {
     writeTo(directory_.path() / "input", lines);
     const struct {
         const char* answer;
-        std::size_t duplicates;  ///< of two batches of ten, when they were stored in vain
+        bool storesInVain;  ///< the collector has the events, and the client does not know
     } cases[] = {
-        {"lost", 20},
-        {"truncated", 20},
-        {"not-http", 20},
-        {"garbage", 0},
-        {"dropped", 0},
-        {"status,status=301", 0},
-        {"status,status=400", 0},
-        {"status,status=503", 0},
-        {"normal,latency=300", 0},
+        {"lost", true},
+        {"truncated", true},
+        {"not-http", true},
+        {"garbage", false},
+        {"dropped", false},
+        {"status,status=301", false},
+        {"status,status=400", false},
+        {"status,status=503", false},
+        {"normal,latency=300", false},
     };
-    for (const auto& [answer, duplicates] : cases) {
+    for (const auto& [answer, storesInVain] : cases) {
         SCOPED_TRACE(answer);
         const auto fault = std::string("event:times=2,answer=") + answer;
         Collector collector(schemas_, {"--no-https", "--fault", fault});
@@ -282,8 +282,15 @@ TEST_F(EndToEndTest, NoFaultOfTheCollectorLosesAnEvent) {
 
         const auto summary = collector.client().summary();
         EXPECT_EQ(summary.distinctActions, 25U);
-        EXPECT_EQ(summary.duplicates, duplicates);
-        EXPECT_EQ(collector.client().get("/received/requests?fault=true").at("total"), 2);
+        // The first batch may be smaller than others: a tick may come before all events are there.
+        const auto met = collector.client().get("/received/requests?fault=true");
+        EXPECT_EQ(met.at("total"), 2);
+        std::size_t repeated = 0;
+        for (const auto& request : met.at("requests").as_array()) {
+            if (storesInVain) repeated += request.at("storedEvents").to_number<std::size_t>();
+        }
+        EXPECT_EQ(summary.duplicates, repeated);
+        EXPECT_EQ(repeated > 0, storesInVain);
     }
 }
 
