@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 
@@ -52,6 +54,18 @@ TEST(GlobalQueueDeathTest, AnExceptionThatLeavesTheWorkIsNamed) {
         [[maybe_unused]] const bool seen = never.waitFor();
     };
     EXPECT_DEATH(run(), "fatal error: .*what the host did");
+}
+
+TEST(GlobalQueueDeathTest, WorksInAProcessThatHasNoDescriptorLeft) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto run = [] {
+        const rlimit none{};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        Signal done;
+        GlobalQueue::shared().async([&] { done.notify(); });
+        std::_Exit(done.waitFor() ? 0 : 1);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

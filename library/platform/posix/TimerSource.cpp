@@ -1,7 +1,6 @@
 #include "platform/TimerSource.h"
 
 #include <algorithm>
-#include <boost/asio/steady_timer.hpp>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -17,12 +16,11 @@ struct TimerSource::State : std::enable_shared_from_this<TimerSource::State> {
 
     void start(Clock::time_point first, Clock::duration every, Handler handler) {
         const MutexLock lock(mutex_);
-        if (handler_ || timer_) fatalError("a timer source was started twice");
+        if (place_) fatalError("a timer source was started twice");
         if (cancelled_) return;
         deadline_ = first;
         interval_ = every;
         handler_ = std::make_shared<const Handler>(std::move(handler));
-        timer_.emplace(WorkerPool::shared().context());
         wait();
     }
 
@@ -32,7 +30,7 @@ struct TimerSource::State : std::enable_shared_from_this<TimerSource::State> {
         const MutexLock lock(mutex_);
         cancelled_ = true;
         released = std::move(handler_);
-        if (timer_) timer_->cancel();
+        if (place_) WorkerPool::shared().remove(*place_);
     }
 
     [[nodiscard]] bool isCancelled() noexcept {
@@ -42,10 +40,7 @@ struct TimerSource::State : std::enable_shared_from_this<TimerSource::State> {
 
   private:
     void wait() ZENTARA_REQUIRES(mutex_) {
-        timer_->expires_at(deadline_);
-        timer_->async_wait([self = shared_from_this()](const boost::system::error_code& error) {
-            if (!error) self->fire();
-        });
+        place_ = WorkerPool::shared().put(deadline_, [self = shared_from_this()] { self->fire(); });
     }
 
     /// Arms the next firing before it runs the handler, so that another worker can take it while
@@ -58,7 +53,7 @@ struct TimerSource::State : std::enable_shared_from_this<TimerSource::State> {
             handler = handler_;
             if (interval_ > Clock::duration::zero() && advance()) wait();
         }
-        runGuarded(*handler);
+        (*handler)();
     }
 
     /// Moves the deadline to the first point of the grid in the future: what was missed while the
@@ -76,7 +71,7 @@ struct TimerSource::State : std::enable_shared_from_this<TimerSource::State> {
     Clock::time_point deadline_ ZENTARA_GUARDED_BY(mutex_);
     Clock::duration interval_ ZENTARA_GUARDED_BY(mutex_){};
     std::shared_ptr<const Handler> handler_ ZENTARA_GUARDED_BY(mutex_);
-    std::optional<boost::asio::steady_timer> timer_ ZENTARA_GUARDED_BY(mutex_);
+    std::optional<WorkerPool::Place> place_ ZENTARA_GUARDED_BY(mutex_);
 };
 
 TimerSource::TimerSource() : state_(std::make_shared<State>()) {}

@@ -4,9 +4,6 @@
 #include <openssl/crypto.h>
 #include <unistd.h>
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/post.hpp>
-#include <boost/asio/strand.hpp>
 #include <chrono>
 #include <condition_variable>
 #include <limits>
@@ -19,6 +16,7 @@
 #include <vector>
 
 #include "platform/ProcessExit.h"
+#include "platform/posix/Strand.h"
 #include "platform/posix/Transfer.h"
 #include "platform/posix/WorkerPool.h"
 #include "support/Mutex.h"
@@ -79,7 +77,7 @@ class Engine {
 
     // Constant after construction; curl_multi_wakeup may be called on it by any thread.
     CURLM* const multi_;
-    boost::asio::strand<boost::asio::io_context::executor_type> completions_;
+    Strand completions_;
 
     Mutex mutex_;
     std::vector<std::unique_ptr<Transfer>> waiting_ ZENTARA_GUARDED_BY(mutex_);
@@ -100,8 +98,7 @@ CURLM* makeMulti() {
     return ::curl_multi_init();
 }
 
-Engine::Engine()
-    : multi_(makeMulti()), completions_(WorkerPool::shared().context().get_executor()) {
+Engine::Engine() : multi_(makeMulti()) {
     // A host that uses OpenSSL itself may have had it initialised with its clean-up. Ours is
     // registered later and so runs earlier: the thread is out of OpenSSL by then.
     runAtExit([] { shared().park(); });
@@ -184,10 +181,10 @@ void Engine::finishEnded() {
 }
 
 void Engine::complete(Transfer& transfer, CURLcode code) {
-    boost::asio::post(completions_, [completion = transfer.takeCompletion(),
-                                     outcome = transfer.outcome(code)]() mutable {
-        runGuarded([&] { completion(std::move(outcome.response), std::move(outcome.error)); });
-    });
+    completions_.async(
+        [completion = transfer.takeCompletion(), outcome = transfer.outcome(code)]() mutable {
+            completion(std::move(outcome.response), std::move(outcome.error));
+        });
 }
 
 void Engine::park() noexcept {

@@ -1,0 +1,31 @@
+#include "platform/posix/Strand.h"
+
+#include <utility>
+
+namespace zentara {
+
+void Strand::async(WorkerPool::Work work) {
+    const MutexLock lock(mutex_);
+    works_.push_back(std::move(work));
+    if (!std::exchange(isRunning_, true)) runLater();
+}
+
+void Strand::runNext() {
+    WorkerPool::Work work;
+    {
+        const MutexLock lock(mutex_);
+        work = std::move(works_.front());
+        works_.pop_front();
+    }
+    work();
+    // Through the pool again, so that nothing is taken up any more when the process ends.
+    const MutexLock lock(mutex_);
+    isRunning_ = !works_.empty();
+    if (isRunning_) runLater();
+}
+
+void Strand::runLater() {
+    WorkerPool::shared().put(WorkerPool::Clock::now(), [this] { runNext(); });
+}
+
+}  // namespace zentara
