@@ -1,0 +1,91 @@
+// What the shared library costs a host before main: being mapped and relocated, and running its own
+// static initialisers. Libraries that it needs are loaded before. Takes the library's path and
+// prints both in nanoseconds.
+
+#include <dlfcn.h>
+#include <elf.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// The library without its static initialisers, which is all that tells what they take.
+std::string withoutInitialisers(std::string library) {
+    Elf64_Ehdr header{};
+    std::memcpy(&header, library.data(), sizeof(header));
+    for (std::size_t i = 0; i < header.e_phnum; ++i) {
+        Elf64_Phdr segment{};
+        std::memcpy(&segment, &library[header.e_phoff + i * sizeof(segment)], sizeof(segment));
+        if (segment.p_type != PT_DYNAMIC) continue;
+        for (std::size_t at = 0; at < segment.p_filesz; at += sizeof(Elf64_Dyn)) {
+            Elf64_Dyn entry{};
+            std::memcpy(&entry, &library[segment.p_offset + at], sizeof(entry));
+            if (entry.d_tag != DT_INIT_ARRAYSZ) continue;
+            entry.d_un.d_val = 0;
+            std::memcpy(&library[segment.p_offset + at], &entry, sizeof(entry));
+        }
+    }
+    return library;
+}
+
+/// Nanoseconds to load a library, in a process that has not loaded it before.
+double loading(const std::string& path) {
+    int ends[2];
+    if (::pipe(ends) != 0) return 0;
+    const auto child = ::fork();
+    if (child == 0) {
+        const auto before = std::chrono::steady_clock::now();
+        const bool isLoaded = ::dlopen(path.c_str(), RTLD_NOW) != nullptr;
+        const std::chrono::duration<double, std::nano> took =
+            std::chrono::steady_clock::now() - before;
+        const double result = isLoaded ? took.count() : 0;
+        const bool isWritten = ::write(ends[1], &result, sizeof(result)) == sizeof(result);
+        ::_exit(isLoaded && isWritten ? 0 : 1);
+    }
+    double result = 0;
+    if (::read(ends[0], &result, sizeof(result)) != sizeof(result)) result = 0;
+    ::close(ends[0]);
+    ::close(ends[1]);
+    ::waitpid(child, nullptr, 0);
+    return result;
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2 || ::dlopen(argv[1], RTLD_NOW) == nullptr) {
+        std::cerr << "usage: startup LIBRARY\n";
+        return 2;
+    }
+    std::ifstream file(argv[1], std::ios::binary);
+    const std::string library{std::istreambuf_iterator<char>(file), {}};
+    const std::string whole = std::string(argv[1]) + ".whole";
+    const std::string bare = std::string(argv[1]) + ".bare";
+    std::ofstream(whole, std::ios::binary) << library;
+    std::ofstream(bare, std::ios::binary) << withoutInitialisers(library);
+    std::vector<double> loads;
+    std::vector<double> differences;
+    for (int round = 0; round < 101; ++round) {
+        const auto without = loading(bare);
+        loads.push_back(without);
+        differences.push_back(loading(whole) - without);
+    }
+    std::filesystem::remove(whole);
+    std::filesystem::remove(bare);
+    std::cout << median(loads) << ' ' << std::max(median(differences), 0.0) << '\n';
+}
