@@ -10,8 +10,18 @@
 
 namespace zentara::test {
 
-/// What a program asks of a disk.
-enum class DiskCall { open, write, truncate, rename, remove, makeFolder, flush, flushFolder };
+/// What a program asks of a disk. Opening a file only to read it can fail and is not watched.
+enum class DiskCall {
+    open,
+    openToRead,
+    write,
+    truncate,
+    rename,
+    remove,
+    makeFolder,
+    flush,
+    flushFolder,
+};
 
 /// One call that has succeeded.
 struct DiskStep {

@@ -1,9 +1,11 @@
 #include "dispatch/QueueOpening.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
+
+#include <cerrno>
 
 #include "dispatch/ProcessFolder.h"
+#include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
@@ -13,22 +15,6 @@ namespace {
 
 using namespace test;
 using Numbers = std::vector<std::int64_t>;
-
-/// Lets the process open no file for the length of a scope.
-class NoMoreFiles {
-  public:
-    NoMoreFiles() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit none{0, before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoMoreFiles() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    NoMoreFiles(const NoMoreFiles&) = delete;
-    NoMoreFiles& operator=(const NoMoreFiles&) = delete;
-
-  private:
-    rlimit before_{};
-};
 
 class QueueOpeningTest : public testing::Test {
   protected:
@@ -51,6 +37,7 @@ class QueueOpeningTest : public testing::Test {
     }
 
     TestHost host_;
+    FaultyDisk disk_{host_.documents()};
     Ledger::Queue counts_;
 };
 
@@ -58,11 +45,9 @@ TEST_F(QueueOpeningTest, AFileThatCannotBeReadForTheMomentIsTakenInByTheNextStar
     for (const std::string name : {"queue", ".queue.under-way", ".queue.checkpoint"}) {
         std::filesystem::remove_all(host_.documents());
         writeTo(host_.file(name), fileOf(sampleEvents(1, 3)));
-        std::unique_ptr<EventsRepository> queue;
-        {
-            const NoMoreFiles limit;
-            queue = open();
-        }
+        disk_.fail({{{DiskCall::open, DiskCall::openToRead}, EMFILE}});
+        const auto queue = open();
+        disk_.fail({});
         bool isSaved = false;
         queue->add(sampleEvent(4),
                    [&](const auto& result) { isSaved = result.event() != nullptr; });
