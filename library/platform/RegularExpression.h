@@ -25,10 +25,10 @@ namespace zentara {
 /// pattern at each use costs a look-up. Each match has a work limit (about a tenth of a second of
 /// its thread's own time) and a stack limit (8 MB of heap), so that no pattern from a server can
 /// hang or overflow the host; running into one counts as no match. So does a search of more than
-/// 32,768 UTF-16 units, or 8192 where case is ignored, except for the simple expressions on plain
-/// ASCII text that take time linear to it. A caller that matches many times shares one allowance
-/// among the calls: what compiling and matching cost is taken from it, and with nothing left
-/// nothing matches.
+/// 32,768 UTF-16 units, a quarter of that where case is ignored and a quarter where a group is
+/// referred back to, except for the simple expressions on plain ASCII text that take time linear to
+/// it. A caller that matches many times shares one allowance among the calls: what compiling and
+/// matching cost is taken from it, and with nothing left nothing matches.
 class RegularExpression {
   public:
     /// A match, in UTF-16 units from the start of the text.

@@ -65,6 +65,8 @@ TEST(RegularExpression, WhatTakesTooMuchTimeOrStackCountsAsNoMatch) {
     EXPECT_TRUE(matches("^(?=a)(a|b)*$", std::string(1'000, 'a')));
     EXPECT_TRUE(matches("^(?=a)[ab]*$", std::string(32'768, 'a')));
     EXPECT_FALSE(matches("^(?=a)[ab]*$", std::string(32'769, 'a')));
+    EXPECT_TRUE(matches("(?i)\\\\1(A)", "\\1" + std::string(8'190, 'a')));
+    EXPECT_FALSE(matches("(?i)(A)\\1", std::string(2'049, 'a')));
     EXPECT_FALSE(matches("^(?=a)(a|b)*$", std::string(10'000'000, 'a')));
 }
 

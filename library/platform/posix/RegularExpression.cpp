@@ -25,6 +25,8 @@ constexpr std::int64_t unitsPerMatch = 100'000'000;
 constexpr std::int32_t stackLimit = 8'000'000;
 /// ICU reports after each 10,000 saved states, which take about this long.
 constexpr std::int64_t unitsPerStep = 200'000;
+/// What a match is taken to have worked at most before the first report.
+constexpr std::chrono::nanoseconds longestFirstSteps = std::chrono::milliseconds(50);
 constexpr std::int64_t unitsPerCall = 200;
 constexpr std::int64_t unitsPerByte = 2;
 constexpr std::int64_t unitsPerLookUp = 150;
@@ -32,9 +34,11 @@ constexpr std::int64_t unitsPerCompilation = 10'000;
 constexpr std::int64_t unitsPerPatternByte = 100;
 
 /// What the full engine looks at: up to ten thousand scans of the whole text may pass before it
-/// lets the clock be read, and scans that ignore case are slow.
+/// lets the clock be read. Scans that ignore case are slow, and those that compare with what a
+/// group has matched are as long as that.
 constexpr std::size_t longestText = 32'768;
-constexpr std::size_t longestTextIgnoringCase = 8'192;
+constexpr std::size_t slowerIgnoringCase = 4;
+constexpr std::size_t slowerReferringBack = 4;
 constexpr std::size_t longestPattern = 16'384;
 
 /// A matcher keeps the stack that its matches have grown: one whose stack may be larger than this
@@ -124,7 +128,9 @@ class Matcher {
     /// A match that turns out not to be short goes by what this thread works: while the machine is
     /// busy with others, or the process is stopped, no match gets lost.
     [[nodiscard]] bool mayGoOn() {
-        if (!threadTimeAtStart_) threadTimeAtStart_ = threadTime() - timePassed();
+        if (!threadTimeAtStart_) {
+            threadTimeAtStart_ = threadTime() - std::min(timePassed(), longestFirstSteps);
+        }
         return timePassed().count() < limit_ ? spent_ < limit_ : unitsSpent() < limit_;
     }
 
@@ -132,7 +138,8 @@ class Matcher {
         return std::chrono::steady_clock::now() - started_;
     }
     [[nodiscard]] std::chrono::nanoseconds timeTaken() const {
-        return threadTimeAtStart_ ? threadTime() - *threadTimeAtStart_ : timePassed();
+        if (threadTimeAtStart_) return threadTime() - *threadTimeAtStart_;
+        return std::min(timePassed(), std::chrono::nanoseconds(unitsPerMatch));
     }
 
     ExpressionPointer expression_;
@@ -162,6 +169,19 @@ bool ignoresCase(std::string_view pattern) noexcept {
         if (flags.find('i') != std::string_view::npos) return true;
     }
     return false;
+}
+
+bool refersBack(std::string_view pattern) noexcept {
+    for (auto at = pattern.find('\\'); at != std::string_view::npos && at + 1 < pattern.size();
+         at = pattern.find('\\', at + 2)) {
+        if (isOneOf(pattern[at + 1], "123456789k")) return true;
+    }
+    return false;
+}
+
+std::size_t longestTextFor(std::string_view pattern) noexcept {
+    return longestText / (ignoresCase(pattern) ? slowerIgnoringCase : 1) /
+           (refersBack(pattern) ? slowerReferringBack : 1);
 }
 
 /// How many character sets the engine builds for the pattern, at most. Those of \w and the like
@@ -226,7 +246,7 @@ class RegularExpression::Compiled {
     Compiled(ExpressionPointer prototype, std::string_view pattern)
         : prototype_(std::move(prototype)),
           quick_(ASCIIPattern::compile(pattern)),
-          longestText_(ignoresCase(pattern) ? longestTextIgnoringCase : longestText),
+          longestText_(longestTextFor(pattern)),
           longestTextOfKeptMatcher_(largestKeptStack / estimatedFrameSize(pattern)) {}
     ~Compiled() { delete spare_.load(); }
 
