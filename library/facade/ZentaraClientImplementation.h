@@ -84,8 +84,9 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     /// Gives up to `count` held-back events their second chance; nobody hears of the outcome.
     void revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
 
-    /// Held while held-back events are added or moved on, across calls of both repositories.
-    Mutex heldBackMutex_;
+    /// Held while held-back events are added or moved on, across calls of both repositories. One
+    /// for all clients of the process, as they share the queues.
+    static inline Mutex heldBackMutex_;
     mutable Mutex mutex_;
     std::string hsid_ ZENTARA_GUARDED_BY(mutex_);
     UUIDText zentaraClientContextID_ ZENTARA_GUARDED_BY(mutex_);
