@@ -11,15 +11,73 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
-#include <optional>
+#include <mutex>
 #include <utility>
 
 namespace zentara::test {
 
 namespace {
 
-std::atomic<FaultyDisk*> theDisk = nullptr;
+/// What there is behind the object. Threads may be in the middle of a call when that goes.
+struct Disk {
+    enum class Verdict { succeed, fail, endEarly };
+
+    struct Counted {
+        DiskFault fault;
+        std::size_t met = 0;
+    };
+
+    std::atomic<bool> isWatched = false;
+    std::mutex mutex;  // guards the others
+    std::filesystem::path folder;
+    std::vector<Counted> faults;
+    std::size_t failures = 0;
+    FaultyDisk::Watcher watcher;
+
+    void reset(bool watched, std::filesystem::path newFolder) {
+        const std::lock_guard lock(mutex);
+        folder = std::move(newFolder);
+        faults.clear();
+        failures = 0;
+        watcher = nullptr;
+        isWatched = watched;
+    }
+
+    bool concerns(const std::filesystem::path& path) {
+        const std::lock_guard lock(mutex);
+        return isWatched && path.native().starts_with(folder.native());
+    }
+
+    /// Whether this call is to fail, with `errno` set, or to end early.
+    Verdict judge(DiskCall call, const std::filesystem::path& path) {
+        const std::lock_guard lock(mutex);
+        for (auto& [fault, met] : faults) {
+            const auto& calls = fault.calls;
+            if (std::find(calls.begin(), calls.end(), call) == calls.end()) continue;
+            if (path.filename().string().find(fault.names) == std::string::npos) continue;
+            if (met++ % fault.every != 0) continue;
+            ++failures;
+            if (fault.error == 0) return Verdict::endEarly;
+            errno = fault.error;
+            return Verdict::fail;
+        }
+        return Verdict::succeed;
+    }
+
+    void succeeded(const DiskStep& step) {
+        FaultyDisk::Watcher current;
+        {
+            const std::lock_guard lock(mutex);
+            current = watcher;
+        }
+        if (current) current(step);
+    }
+};
+
+Disk& disk() {
+    static auto* const instance = new Disk;
+    return *instance;
+}
 
 /// What the program would have called without us.
 template <typename Function>
@@ -44,18 +102,17 @@ std::uint64_t fileOf(int descriptor) {
 template <typename Run, typename Describe>
 auto pass(DiskCall call, const std::filesystem::path& path, const Run& run,
           const Describe& describe) {
-    auto* const disk = theDisk.load();
-    if (disk == nullptr || !disk->concerns(path)) return run(false);
-    const auto verdict = disk->judge(call, path);
-    if (verdict == FaultyDisk::Verdict::fail) return decltype(run(false))(-1);
-    const auto result = run(verdict == FaultyDisk::Verdict::endEarly);
+    if (!disk().isWatched || !disk().concerns(path)) return run(false);
+    const auto verdict = disk().judge(call, path);
+    if (verdict == Disk::Verdict::fail) return decltype(run(false))(-1);
+    const auto result = run(verdict == Disk::Verdict::endEarly);
     if (result >= 0) {
         const int code = errno;
         DiskStep step;
         step.call = call;
         step.path = path;
         describe(step, result);
-        disk->succeeded(step);
+        disk().succeeded(step);
         errno = code;
     }
     return result;
@@ -64,7 +121,7 @@ auto pass(DiskCall call, const std::filesystem::path& path, const Run& run,
 /// The same for a call on an open file; looks for its path only when somebody cares.
 template <typename Run, typename Describe>
 auto passOpen(DiskCall call, int descriptor, const Run& run, const Describe& describe) {
-    if (theDisk.load() == nullptr) return run(false);
+    if (!disk().isWatched) return run(false);
     return pass(call, pathOf(descriptor), run, [&](DiskStep& step, auto result) {
         step.file = fileOf(descriptor);
         describe(step, result);
@@ -73,7 +130,7 @@ auto passOpen(DiskCall call, int descriptor, const Run& run, const Describe& des
 
 /// Nobody can see whether a flush reaches the device, and each one takes milliseconds.
 bool reachesTheDevice() {
-    return theDisk.load() == nullptr;
+    return !disk().isWatched;
 }
 
 constexpr auto nothingMore = [](DiskStep&, auto) {
@@ -90,56 +147,29 @@ int renameWith(const char* from, const char* to, bool exchanges, const std::func
 
 }  // namespace
 
-FaultyDisk::FaultyDisk(std::filesystem::path folder) : folder_(std::move(folder)) {
-    theDisk = this;
+FaultyDisk::FaultyDisk(std::filesystem::path folder) {
+    disk().reset(true, std::move(folder));
 }
 
 FaultyDisk::~FaultyDisk() {
-    theDisk = nullptr;
+    disk().reset(false, {});
 }
 
 void FaultyDisk::fail(std::vector<DiskFault> faults) {
-    const std::lock_guard lock(mutex_);
-    faults_.clear();
+    const std::lock_guard lock(disk().mutex);
+    disk().faults.clear();
     for (auto& fault : faults)
-        faults_.push_back({std::move(fault)});
+        disk().faults.push_back({std::move(fault)});
 }
 
 std::size_t FaultyDisk::failures() const {
-    const std::lock_guard lock(mutex_);
-    return failures_;
+    const std::lock_guard lock(disk().mutex);
+    return disk().failures;
 }
 
 void FaultyDisk::watch(Watcher watcher) {
-    const std::lock_guard lock(mutex_);
-    watcher_ = std::move(watcher);
-}
-
-bool FaultyDisk::concerns(const std::filesystem::path& path) const {
-    return path.native().starts_with(folder_.native());
-}
-
-FaultyDisk::Verdict FaultyDisk::judge(DiskCall call, const std::filesystem::path& path) {
-    const std::lock_guard lock(mutex_);
-    for (auto& [fault, met] : faults_) {
-        if (std::find(fault.calls.begin(), fault.calls.end(), call) == fault.calls.end()) continue;
-        if (path.filename().string().find(fault.names) == std::string::npos) continue;
-        if (met++ % fault.every != 0) continue;
-        ++failures_;
-        if (fault.error == 0) return Verdict::endEarly;
-        errno = fault.error;
-        return Verdict::fail;
-    }
-    return Verdict::succeed;
-}
-
-void FaultyDisk::succeeded(const DiskStep& step) {
-    Watcher watcher;
-    {
-        const std::lock_guard lock(mutex_);
-        watcher = watcher_;
-    }
-    if (watcher) watcher(step);
+    const std::lock_guard lock(disk().mutex);
+    disk().watcher = std::move(watcher);
 }
 
 }  // namespace zentara::test

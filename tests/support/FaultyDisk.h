@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -65,24 +64,6 @@ class FaultyDisk {
 
     /// Called after each call that has succeeded, on its thread, without a lock held.
     void watch(Watcher watcher);
-
-    /// For the calls themselves: whether this one is to fail, with `errno` set, or to end early.
-    enum class Verdict { succeed, fail, endEarly };
-    [[nodiscard]] Verdict judge(DiskCall call, const std::filesystem::path& path);
-    void succeeded(const DiskStep& step);
-    [[nodiscard]] bool concerns(const std::filesystem::path& path) const;
-
-  private:
-    struct Counted {
-        DiskFault fault;
-        std::size_t met = 0;
-    };
-
-    const std::filesystem::path folder_;
-    mutable std::mutex mutex_;
-    std::vector<Counted> faults_;  // guarded by mutex_
-    std::size_t failures_ = 0;     // guarded by mutex_
-    Watcher watcher_;              // guarded by mutex_
 };
 
 }  // namespace zentara::test

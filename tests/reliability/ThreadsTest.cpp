@@ -1,0 +1,71 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <set>
+
+#include "support/ChildProcess.h"
+#include "support/Files.h"
+#include "support/Services.h"
+#include "support/TemporaryDirectory.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+
+class ThreadsTest : public testing::Test {
+  protected:
+    ThreadsTest() {
+        // The race detector lets a process sleep for a second before it ends.
+        const auto* const options = ::getenv("TSAN_OPTIONS");
+        ::setenv("TSAN_OPTIONS",
+                 (std::string(options == nullptr ? "" : options) + " atexit_sleep_ms=50").c_str(),
+                 1);
+        // Each client that replaces another knows the schemas from its beginning.
+        writeTo(directory_.path() / "zentara-schemas-storage",
+                "[" + std::string(Services::table) + "]");
+        // Some batches come back.
+        services_.beforeAnswering(
+            [this] { services_.eventStatus = ++answers_ % 5 == 0 ? 503 : 200; });
+    }
+
+    /// Runs a host to its end; it must be a good one.
+    void run(std::vector<std::string> arguments) {
+        std::vector<std::string> command{ZENTARA_STRESS_HOST, services_.url().string(),
+                                         directory_.path(), std::to_string(first_)};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        ChildProcess host(std::move(command));
+        for (const auto& line : host.readLines()) {
+            if (line.starts_with("taken ")) taken_.insert(std::stoll(line.substr(6)));
+        }
+        EXPECT_EQ(host.wait(), 0);
+        first_ += 100'000;
+    }
+
+    TemporaryDirectory directory_;
+    std::atomic<int> answers_ = 0;
+    Services services_;
+    std::int64_t first_ = 1;
+    std::set<std::int64_t> taken_;
+};
+
+TEST_F(ThreadsTest, EverythingAtOnceDeliversEachEventOnce) {
+    run({"2000"});
+    EXPECT_GT(taken_.size(), 700U);
+    std::map<std::int64_t, int> each;
+    for (const auto number : taken_)
+        each[number] = 1;
+    EXPECT_EQ(services_.accepted(), each);
+}
+
+TEST_F(ThreadsTest, ReturningFromMainInTheMiddleOfItLosesNothing) {
+    for (int i = 1; i <= 30; ++i)
+        run({std::to_string(6 * i + 50), std::to_string(6 * i)});
+    run({"100"});
+    const auto accepted = services_.accepted();
+    for (const auto number : taken_)
+        EXPECT_EQ(accepted.count(number), 1U) << number;
+}
+
+}  // namespace
+}  // namespace zentara
