@@ -187,10 +187,8 @@ ZENTARA_SYSTEM_CALL int open(const char* path, int flags, ...) {
     const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     if ((flags & O_ACCMODE) == O_RDONLY) {
-        auto* const disk = theDisk.load();
-        const bool fails = disk != nullptr && disk->concerns(path) &&
-                           disk->judge(DiskCall::openToRead, path) == FaultyDisk::Verdict::fail;
-        return fails ? -1 : next(path, flags, mode);
+        return pass(
+            DiskCall::openToRead, path, [&](bool) { return next(path, flags, mode); }, nothingMore);
     }
     return pass(
         DiskCall::open, path, [&](bool) { return next(path, flags, mode); },
