@@ -89,6 +89,9 @@ std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
         client = sharedClient();
         if (!client) {
             readiness = std::make_shared<ReadinessRelay>(readyCallback);
+            // A client before this one may have been ready; this one has no schemas yet, and would
+            // refuse events for want of them.
+            setIsReady(false);
             client = ZentaraClientBuilder::build(*settings, readiness);
             setSharedClient(client);
         }

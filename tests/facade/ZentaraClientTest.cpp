@@ -59,8 +59,13 @@ class ZentaraClientTest : public testing::Test {
     static std::shared_ptr<ZentaraClient> dispatchingClient() {
         auto client = readyClient();
         const auto hsids = std::make_shared<Mailbox<std::string>>();
-        client->getHsid([hsids](const std::string& hsid) { hsids->put(hsid); });
-        EXPECT_EQ(hsids->waitFor(), "session");
+        std::optional<std::string> hsid;
+        do {
+            // It may join a fetch that began when the service failed, and get nothing.
+            client->getHsid([hsids](const std::string& value) { hsids->put(value); });
+            hsid = hsids->waitFor();
+        } while (hsid == "");
+        EXPECT_EQ(hsid, "session");
         return client;
     }
 
@@ -158,11 +163,13 @@ TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
 
 TEST_F(ZentaraClientTest, HoldsEventsBackUntilTheSchemasAreThere) {
     services_.schemasStatus = 503;
+    // As a client before this one has left it.
+    ZentaraClient::setIsReady(true);
     const auto errors = std::make_shared<Mailbox<ZentaraClientErrorRef>>();
     const auto client = ZentaraClient::get([errors](const auto& error) { errors->put(error); });
+    EXPECT_FALSE(ZentaraClient::isReady());
     const auto error = errors->waitFor().value();
     EXPECT_NE(dynamic_cast<const SchemasInitializationError*>(error.get()), nullptr);
-    EXPECT_FALSE(ZentaraClient::isReady());
     bool calledAtOnce = false;
     EXPECT_EQ(ZentaraClient::get([&](const auto& none) { calledAtOnce = none == nullptr; }),
               client);
