@@ -386,45 +386,6 @@ TEST_F(ZentaraClientTest, ConcurrentFirstCallsYieldOneClient) {
     EXPECT_NE(clients.front(), nullptr);
 }
 
-TEST_F(ZentaraClientTest, SeveralThreadsSendWithoutLossOrRepetition) {
-    const auto client = dispatchingClient();
-    constexpr int perThread = 50;
-    std::atomic<int> queued = 0;
-    {
-        std::vector<std::jthread> threads;
-        for (int thread = 0; thread < 4; ++thread) {
-            threads.emplace_back([&, thread] {
-                for (int n = 0; n < perThread; ++n) {
-                    if (n % 7 == thread) client->newContextId();
-                    if (n % 20 == 0) client->performFetch(nullptr);
-                    ZentaraClient::setIsReady(n % 11 != thread);
-                    client->send("any", "1", "t", "u", "r", {{"n", n}}, std::nullopt,
-                                 [&](const auto&, const auto& error) {
-                                     if (!error || error->code() == 1) ++queued;
-                                 });
-                }
-            });
-        }
-    }
-    EXPECT_EQ(queued, 4 * perThread);
-    ZentaraClient::setIsReady(true);
-    // Every send gives ten held-back events their chance.
-    for (int n = 0; n < 20; ++n)
-        send(*client, "any", {});
-    const auto distinct = [&] {
-        std::set<std::int64_t> sequences;
-        for (const auto& action : services_.actions()) {
-            sequences.insert(action.at("zentaraActionSequence").as_int64());
-        }
-        return sequences.size();
-    };
-    EXPECT_TRUE(eventually([&] {
-        drain(*client);
-        return distinct() == 4 * perThread + 20;
-    }));
-    EXPECT_EQ(services_.actions().size(), 4U * perThread + 20);
-}
-
 TEST_F(ZentaraClientTest, FetchesReportWhatTheyAchieved) {
     const auto client = dispatchingClient();
     EXPECT_EQ(fetch(*client), BackgroundFetchResult::noData);
