@@ -223,8 +223,6 @@ TEST_F(EndToEndTest, TwoProcessesOnOneFolderAndTheThirdSendsWhatBothLeft) {
 }
 
 TEST_F(EndToEndTest, AForkedChildDoesNothingAndHoldsNothing) {
-    // What threads hold that are not in the child would look lost there.
-    ::setenv("ASAN_OPTIONS", "detect_leaks=0", 0);
     Collector collector(schemas_);
     ChildProcess host(
         {ZENTARA_SENDING_HOST, collector.url(), collector.url(), documents_, "1", "2000", "fork"});
