@@ -27,13 +27,13 @@ class Times {
         nanoseconds_.push_back(took.count() / count);
     }
 
-    /// The mean without the slowest tenth, in which is what else the machine does now and then.
+    /// The mean without the slowest quarter, in which is what else the machine does meanwhile.
     ///
     /// Not the median: every second append of ours, and every fourth of the limit, begins another
     /// page of its file, which takes 3 us, so that the median has that in the one figure at times
     /// and never in the other.
     [[nodiscard]] double mean() {
-        const auto count = nanoseconds_.size() - nanoseconds_.size() / 10;
+        const auto count = nanoseconds_.size() - nanoseconds_.size() / 4;
         if (count == 0) return 0;
         std::sort(nanoseconds_.begin(), nanoseconds_.end());
         const auto end = nanoseconds_.begin() + static_cast<long>(count);

@@ -76,8 +76,11 @@ class SchemaKeywords {
 
     /// The value under the keyword; null when it is absent.
     [[nodiscard]] const JSONValue* find(Keyword keyword) const noexcept {
-        if ((present_ & bit(keyword)) == 0) return nullptr;
-        return &members_[indices_[static_cast<std::size_t>(keyword)]].value();
+        return (present_ & bit(keyword)) == 0 ? nullptr : &present(keyword);
+    }
+    /// The value under a keyword that is known to be there.
+    [[nodiscard]] const JSONValue& present(Keyword keyword) const noexcept {
+        return members_[indices_[static_cast<std::size_t>(keyword)]].value();
     }
 
   private:

@@ -68,7 +68,7 @@ bool ValidationRun::passesSilently(const JSONObject& schema, const JSONValue& va
 
 bool ValidationRun::check(Keyword keyword, const SchemaKeywords& keywords, const JSONValue& value) {
     if (keyword == Keyword::properties) return properties(keywords, value);
-    const JSONValue& parameter = *keywords.find(keyword);
+    const JSONValue& parameter = keywords.present(keyword);
     switch (keyword) {
         case Keyword::format:
             return format(parameter, value);
