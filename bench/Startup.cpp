@@ -14,8 +14,8 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <limits>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -60,11 +60,6 @@ double loading(const std::string& path) {
     return result;
 }
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -78,14 +73,14 @@ int main(int argc, char** argv) {
     const std::string bare = std::string(argv[1]) + ".bare";
     std::ofstream(whole, std::ios::binary) << library;
     std::ofstream(bare, std::ios::binary) << withoutInitialisers(library);
-    std::vector<double> loads;
-    std::vector<double> differences;
-    for (int round = 0; round < 101; ++round) {
-        const auto without = loading(bare);
-        loads.push_back(without);
-        differences.push_back(loading(whole) - without);
+    // The fastest of many: the difference is small beside what else makes a process slow.
+    double with = std::numeric_limits<double>::max();
+    double without = with;
+    for (int round = 0; round < 300; ++round) {
+        with = std::min(with, loading(whole));
+        without = std::min(without, loading(bare));
     }
     std::filesystem::remove(whole);
     std::filesystem::remove(bare);
-    std::cout << median(loads) << ' ' << std::max(median(differences), 0.0) << '\n';
+    std::cout << without << ' ' << std::max(with - without, 0.0) << '\n';
 }
