@@ -206,9 +206,10 @@ void EventBus::putBack(const Batch& batch) {
         const MutexLock lock(mutex_);
         // As above.
         if (onTheirWay_.erase(batch.number) > 0) {
+            // In this order they are at no moment in neither place for who looks at the counts.
+            repository_->insert(batch.events);
             Ledger::shared().underWay -= size(batch.events);
             ++Ledger::shared().batchesFailed;
-            repository_->insert(batch.events);
         }
     }
     repository_->save();
@@ -224,8 +225,8 @@ void EventBus::stopDispatching() {
     }
     // The latest first, so that the oldest ends up in front.
     for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
-        Ledger::shared().underWay -= size(entry->second);
         repository_->insert(entry->second);
+        Ledger::shared().underWay -= size(entry->second);
     }
     repository_->save();
 }

@@ -209,7 +209,7 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
             lastCheckpoint = Clock::now();
             events.assign(saved.events().begin(), saved.events().end());
             prepareSpare();
-            files = current.duplicates();
+            error = current.duplicate(files);
         }
         // Both files that trade names: with an old list still on the device, a loss of power could
         // bring back one that is whole and yet older than the checkpoint.

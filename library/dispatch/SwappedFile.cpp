@@ -44,8 +44,9 @@ void SwappedFile::forget() noexcept {
     pieces_ = {};
 }
 
-std::array<File, 2> SwappedFile::duplicates() const {
-    return {current_.file.duplicate(), spare_.file.duplicate()};
+ErrorRef SwappedFile::duplicate(std::array<File, 2>& copies) const {
+    if (auto error = current_.file.duplicate(copies[0])) return error;
+    return spare_.file.duplicate(copies[1]);
 }
 
 ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t left) {

@@ -46,7 +46,7 @@ class SwappedFile {
     [[nodiscard]] ErrorRef write(std::span<const InternalEvent> events, std::size_t left);
 
     /// The files behind both names, for flushing what they hold by now.
-    [[nodiscard]] std::array<File, 2> duplicates() const;
+    [[nodiscard]] ErrorRef duplicate(std::array<File, 2>& copies) const;
 
     /// Brings the spare up to `events`, which the file holds, so that the next append is cheap and
     /// both files hold the same.

@@ -89,9 +89,6 @@ std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
         client = sharedClient();
         if (!client) {
             readiness = std::make_shared<ReadinessRelay>(readyCallback);
-            // A client before this one may have been ready; this one has no schemas yet, and would
-            // refuse events for want of them.
-            setIsReady(false);
             client = ZentaraClientBuilder::build(*settings, readiness);
             setSharedClient(client);
         }
@@ -220,12 +217,8 @@ void ZentaraClient::send(std::vector<EventRef> events, std::optional<std::string
 
 void ZentaraClient::sendOne(const EventRef& event, const std::string& referer,
                             const SendHandler& handler) {
-    if (isForkedChild()) {
-        refuseInForkedChild(event, handler);
-    } else if (implementation_) {
-        implementation_->send(event, referer, handler);
-        return;
-    }
+    if (isForkedChild()) return refuseInForkedChild(event, handler);
+    if (implementation_) return implementation_->send(event, referer, handler);
     ++Ledger::shared().refusedNotInitialized;
     if (handler) handler(event, std::make_shared<ZentaraClientNotInitializedError>());
 }

@@ -1,5 +1,7 @@
 #include "facade/ZentaraClientBuilder.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -16,6 +18,7 @@
 #include "dispatch/Ticker.h"
 #include "identity/ZentaraIDManager.h"
 #include "platform/File.h"
+#include "platform/HeaderText.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/Ledger.h"
@@ -28,10 +31,38 @@ namespace {
 
 std::string userAgent(const std::string& bundleIdentifier, const ClientSettings& settings) {
     const auto device = HostApplication::device();
-    return "Mobile App: " + bundleIdentifier + " - " + device.systemName + " " +
-           device.systemVersion + " - ZentaraClient " + settings.clientVersion +
-           " - Device Model: " + device.hardwareModel;
+    auto text = "Mobile App: " + bundleIdentifier + " - " + device.systemName + " " +
+                device.systemVersion + " - ZentaraClient " + settings.clientVersion +
+                " - Device Model: " + device.hardwareModel;
+    // What no header can hold would cost the whole of it.
+    std::replace_if(
+        text.begin(), text.end(),
+        [](char c) {
+            return !isHeaderValue({&c, 1});
+        },
+        ' ');
+    return text;
 }
+
+/// Lets the client that was built last decide on readiness, and no other one any more.
+class ReadyFlag {
+  public:
+    /// The number of a client that is being built. It has no schemas yet, and if it took over that
+    /// another one was ready it would refuse events for want of them.
+    static std::uint64_t begin() {
+        const MutexLock lock(mutex_);
+        ZentaraClient::setIsReady(false);
+        return ++newest_;
+    }
+    static void set(std::uint64_t client, bool isReady) {
+        const MutexLock lock(mutex_);
+        if (client == newest_) ZentaraClient::setIsReady(isReady);
+    }
+
+  private:
+    static inline Mutex mutex_;
+    static inline std::uint64_t newest_ ZENTARA_GUARDED_BY(mutex_) = 0;
+};
 
 /// The repositories of this process, one per file. A client that replaces another one shares the
 /// queues that the other, or a batch of its, still uses: two lists on one file would overwrite each
@@ -71,8 +102,9 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
     ZentaraClient::Implementation::Collaborators collaborators;
     collaborators.schemasProvider = SchemasProvider::create(
         std::make_unique<SchemasStorage>(settings.schemasStorageName), std::make_unique<Ticker>(),
-        std::make_unique<SchemasServiceApi>(), [readiness](ZentaraClientErrorRef error) {
-            ZentaraClient::setIsReady(error == nullptr);
+        std::make_unique<SchemasServiceApi>(),
+        [readiness, number = ReadyFlag::begin()](ZentaraClientErrorRef error) {
+            ReadyFlag::set(number, error == nullptr);
             readiness->report(std::move(error));
         });
     const auto folder = processFolder();

@@ -59,9 +59,10 @@ class Builder {
         values_.push_chars(part);
         return true;
     }
-    bool on_key(Text rest, std::size_t, ErrorCode&) {
+    bool on_key(Text rest, std::size_t, ErrorCode& error) {
         values_.push_key(rest);
-        return true;
+        // It takes as much as a value.
+        return count(error);
     }
     bool on_string_part(Text part, std::size_t, ErrorCode&) {
         values_.push_chars(part);

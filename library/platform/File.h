@@ -51,8 +51,8 @@ class File {
     /// Waits until the content is on the device.
     [[nodiscard]] ErrorRef synchronise();
 
-    /// The same file once more, closed apart from this one; not open when that fails.
-    [[nodiscard]] File duplicate() const;
+    /// The same file once more, closed apart from this one; not open when this one is not.
+    [[nodiscard]] ErrorRef duplicate(File& copy) const;
 
     void close() noexcept;
 

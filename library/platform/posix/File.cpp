@@ -127,11 +127,13 @@ bool File::hasOtherNames() const noexcept {
     return ::fstat(descriptor_, &status) == 0 && status.st_nlink > 1;
 }
 
-File File::duplicate() const {
-    File copy;
+ErrorRef File::duplicate(File& copy) const {
+    copy.close();
+    if (!isOpen()) return nullptr;
     copy.descriptor_ = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+    if (copy.descriptor_ < 0) return failure(errno, "cannot duplicate");
     copy.identity_ = identity_;
-    return copy;
+    return nullptr;
 }
 
 File::~File() {

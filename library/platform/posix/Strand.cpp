@@ -18,6 +18,8 @@ void Strand::runNext() {
         works_.pop_front();
     }
     work();
+    // What it holds goes before the next one begins.
+    work = nullptr;
     // Through the pool again, so that nothing is taken up any more when the process ends.
     const MutexLock lock(mutex_);
     isRunning_ = !works_.empty();

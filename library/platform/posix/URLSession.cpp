@@ -99,6 +99,8 @@ CURLM* makeMulti() {
 }
 
 Engine::Engine() : multi_(makeMulti()) {
+    // At exit this stops before the workers do.
+    static_cast<void>(WorkerPool::shared());
     // A host that uses OpenSSL itself may have had it initialised with its clean-up. Ours is
     // registered later and so runs earlier: the thread is out of OpenSSL by then.
     runAtExit([] { shared().park(); });

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <string>
 #include <system_error>
@@ -21,6 +22,11 @@
 namespace zentara {
 
 namespace {
+
+/// Between two looks for work where nothing wakes the worker up.
+void rest() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+}
 
 constexpr int workerCount = 4;
 
@@ -70,9 +76,10 @@ void WorkerPool::run() {
             runGuarded(*work);
         } else if (alarm >= 0) {
             epoll_event event{};
-            ::epoll_wait(alarm, &event, 1, -1);
+            // Fails for good where the host has closed all descriptors, ours among them.
+            if (::epoll_wait(alarm, &event, 1, -1) < 0 && errno != EINTR) rest();
         } else {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            rest();
         }
     }
 }
