@@ -1,11 +1,16 @@
 // A batch of ten from the queue to the bytes that are handed to the HTTP session, beside copying
 // those bytes.
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstring>
 
 #include "Allocations.h"
 #include "Comparison.h"
 #include "SampleQueue.h"
+#include "dispatch/UnderWayFile.h"
 #include "model/ZentaraEnvelope.h"
 #include "network/URLRequestBuilder.h"
 #include "support/TestHost.h"
@@ -51,7 +56,39 @@ void dispatch(benchmark::State& state) {
     }
 }
 
+/// What a kill must not lose is written before the batch leaves the list, and removed after.
+void keep(benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+        const test::TestHost host;
+        std::filesystem::create_directories(host.documents());
+        const auto batch = queueOf(10, "queue", host.file("queue").string())->take(10);
+        std::string text;
+        for (const auto& event : batch)
+            text += event.jsonText().value();
+        const auto path = host.file("limit").string();
+        const auto renamed = path + "-renamed";
+        UnderWayFile file("queue");
+        Times ours;
+        Times limit;
+        for (int round = 0; round < 300; ++round) {
+            ours.measure([&] {
+                static_cast<void>(file.save(batch));
+                static_cast<void>(file.save({}));
+            });
+            limit.measure([&] {
+                const int descriptor = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600);
+                benchmark::DoNotOptimize(::write(descriptor, text.data(), text.size()));
+                ::close(descriptor);
+                ::rename(path.c_str(), renamed.c_str());
+                ::unlink(renamed.c_str());
+            });
+        }
+        report(state, ours, limit, 0);
+    }
+}
+
 BENCHMARK(dispatch)->Name("dispatch of a batch of 10")->Iterations(1);
+BENCHMARK(keep)->Name("keep a batch of 10 while under way")->Iterations(1);
 
 }  // namespace
 }  // namespace zentara::bench
