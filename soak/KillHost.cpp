@@ -36,6 +36,7 @@
 
 #include "Traffic.h"
 #include "support/Books.h"
+#include "support/HostSetUp.h"
 
 using namespace zentara;
 
@@ -130,13 +131,7 @@ int main(int argc, char** argv) {
     // Where the library tells of what it holds back.
     ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
 
-    HostApplication::setDocumentsDirectory(argv[3]);
-    HostApplication::setPreferencesDirectory(argv[3]);
-    auto endpoints = ZentaraEndpoints::current();
-    endpoints.qaCollector = argv[1];
-    endpoints.qaSchemas = argv[2];
-    ZentaraEndpoints::use(endpoints);
-    ZentaraClient::useSettings(argv[4], ZentaraEnvironment::qa);
+    test::setUpHost(argv[3], argv[1], argv[2], argv[4]);
     const std::string_view manner = argv[8];
     next = std::stoll(argv[5]);
     const std::int64_t end = next + std::stoll(argv[6]);

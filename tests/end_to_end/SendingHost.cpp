@@ -22,6 +22,8 @@
 #include <string_view>
 #include <thread>
 
+#include "support/HostSetUp.h"
+
 using namespace zentara;
 
 /// Asked by the leak sanitizer: what threads hold that are not in a child looks lost there.
@@ -95,13 +97,7 @@ void forkWhileSending(ZentaraClient& client, const std::function<void()>& send) 
 
 int main(int argc, char** argv) {
     if (argc != 7) return 64;
-    HostApplication::setDocumentsDirectory(argv[3]);
-    HostApplication::setPreferencesDirectory(argv[3]);
-    auto endpoints = ZentaraEndpoints::current();
-    endpoints.qaCollector = argv[1];
-    endpoints.qaSchemas = argv[2];
-    ZentaraEndpoints::use(endpoints);
-    ZentaraClient::useSettings("tenant", ZentaraEnvironment::qa);
+    test::setUpHost(argv[3], argv[1], argv[2], "tenant");
     const auto ready = std::make_shared<std::promise<void>>();
     const auto told = std::make_shared<std::atomic<bool>>(false);
     const auto client = ZentaraClient::get([=](const ZentaraClientErrorRef& error) {
