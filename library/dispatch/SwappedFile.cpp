@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -22,6 +23,15 @@ ErrorRef tooLarge() {
                                            "the list is larger than a file may be");
 }
 
+std::uint64_t sizeOf(std::span<const std::string_view> parts) {
+    return std::accumulate(
+        parts.begin(), parts.end(), std::uint64_t{0},
+        [](std::uint64_t size, std::string_view part) { return size + part.size(); });
+}
+
+/// Shorter ones stay in the processor's cache along with the texts.
+constexpr std::uint64_t shortestCopy = std::uint64_t{1} << 20U;
+
 }  // namespace
 
 void SwappedFile::holds(std::span<const InternalEvent> events) {
@@ -41,7 +51,9 @@ void SwappedFile::holds(std::span<const InternalEvent> events) {
 void SwappedFile::forget() noexcept {
     current_ = {};
     spare_.known = false;
+    isFull_ = false;
     pieces_ = {};
+    piecesLeft_ = 0;
 }
 
 ErrorRef SwappedFile::duplicate(std::array<File, 2>& copies) const {
@@ -60,22 +72,28 @@ ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t l
 
     bool spareIsGone = false;
     if (auto error = tradeNames(spareIsGone)) return error;
+    isFull_ = left == 1 && events.size() == current_.count;
     std::swap(current_, spare_);
     current_.known = true;
+    piecesLeft_ = 0;
     if (spareIsGone || !spare_.file.isOpen()) {
         spare_ = {};
     } else {
         spare_.known = spare_.known && onlyAppended;
+        spare_.left = 0;
     }
     return nullptr;
 }
 
 void SwappedFile::prepareSpare(std::span<const InternalEvent> events) {
     if (!current_.known || current_.count != events.size()) return;
-    if (spare_.known && spare_.count == events.size() && spare_.file.isOpen()) return;
+    const std::size_t left = isFull_ ? 1 : 0;
+    const bool isPrepared = spare_.known && spare_.file.isOpen() && spare_.left == left &&
+                            spare_.count == events.size() - left;
     // A failure shows at the next write, which begins with this same step. Until then the spare may
     // hold a list of any age, which must not come back under the file's name.
-    if (fillSpare(events, 0)) spare_ = {};
+    if (!isPrepared && fillSpare(events.subspan(left), left)) spare_ = {};
+    closeViews();
 }
 
 ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t left) {
@@ -84,42 +102,85 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
         if (auto error = File::create(sparePath_, spare_.file)) return error;
     }
     // Until the write has succeeded nobody knows what the spare holds, or may rely on the pieces.
-    const bool extends = std::exchange(spare_.known, false) && left == 0;
-    auto pieces = std::move(pieces_);
-    pieces_ = {};
-    if (pieces.count() != current_.count) pieces = {};
-    if (!pieces.follow(events, left)) return notEncodable();
+    const bool extends = std::exchange(spare_.known, false) && spare_.left == left;
+    auto pieces = std::exchange(pieces_, {});
+    const auto piecesLeft = std::exchange(piecesLeft_, 0);
+    if (pieces.count() + piecesLeft != current_.count || piecesLeft > left) pieces = {};
+    if (!pieces.follow(events, left - std::min(left, piecesLeft))) return notEncodable();
 
-    const auto kept = extends ? spare_.count : 0;
-    const std::uint64_t offset = extends ? spare_.bytes - 1 : 0;
-    parts_.clear();
-    if (!extends) parts_.emplace_back("[");
-    // Long pieces are written several times as fast as many short ones.
-    pieces.appendTo(parts_, events, kept);
-    parts_.emplace_back("]");
-    auto end = offset;
-    for (const auto& part : parts_)
-        end += part.size();
-    if (!extends && spare_.appended > end / 4) {
-        // The system caches a file in pieces as small as those it was written in, and overwriting
-        // small pieces takes five times as long. Emptied first, they come back large.
-        if (auto error = spare_.file.truncate(0)) return error;
-    }
-    if (auto error = spare_.file.write(parts_, offset)) return error;
-    spare_.appended = extends ? spare_.appended + (end - offset) : 0;
-    // What is longer would not be read again.
-    if (end > maximumFileSize) return tooLarge();
-    if (!extends) {
-        if (auto error = spare_.file.truncate(end)) return error;
+    if (auto error = extends ? extendSpare(events, pieces) : rewriteSpare(events, left, pieces)) {
+        return error;
     }
     if (durability_ == Durability::flushed) {
         if (auto error = spare_.file.synchronise()) return error;
     }
     spare_.known = true;
+    spare_.left = left;
     spare_.count = events.size();
-    spare_.bytes = end;
     pieces_ = std::move(pieces);
+    piecesLeft_ = left;
     return nullptr;
+}
+
+ErrorRef SwappedFile::extendSpare(std::span<const InternalEvent> events, const TextPieces& pieces) {
+    closeViews();
+    parts_.clear();
+    pieces.appendTo(parts_, events, spare_.count);
+    parts_.emplace_back("]");
+    const auto offset = spare_.bytes - 1;
+    const auto size = sizeOf(parts_);
+    if (offset + size > maximumFileSize) return tooLarge();
+    if (auto error = spare_.file.write(parts_, offset)) return error;
+    spare_.bytes = offset + size;
+    spare_.appended += size;
+    return nullptr;
+}
+
+ErrorRef SwappedFile::rewriteSpare(std::span<const InternalEvent> events, std::size_t left,
+                                   const TextPieces& pieces) {
+    // Long pieces are written several times as fast as many short ones.
+    parts_.assign({"["});
+    pieces.appendTo(parts_, events, 0);
+    parts_.emplace_back("]");
+    const auto size = sizeOf(parts_);
+    if (size > maximumFileSize) return tooLarge();
+    if (spare_.appended > size / 4) {
+        // The system caches a file in pieces as small as those it was written in, and overwriting
+        // small pieces takes five times as long. Emptied first, they come back large.
+        if (auto error = spare_.file.truncate(0)) return error;
+    }
+    if (!copyToSpare(events, left, pieces, size)) {
+        if (auto error = spare_.file.write(parts_, 0)) return error;
+    }
+    spare_.bytes = size;
+    spare_.appended = 0;
+    spare_.whole = spare_.file.state();
+    if (!spare_.whole || spare_.whole->size != size) {
+        if (auto error = spare_.file.truncate(size)) return error;
+        spare_.whole = spare_.file.state();
+    }
+    return nullptr;
+}
+
+bool SwappedFile::copyToSpare(std::span<const InternalEvent> events, std::size_t left,
+                              const TextPieces& pieces, std::uint64_t size) {
+    // Only what is ours to the last byte: what others wrote there is not to spread.
+    if (!current_.whole || current_.file.state() != current_.whole) return false;
+    std::vector<std::string_view> parts{"[", ""};
+    pieces.appendTo(parts, events, current_.count - left);
+    parts.emplace_back("]");
+    const auto copied = size - sizeOf(parts);
+    if (copied < shortestCopy) return false;
+    const auto view = current_.file.view(current_.bytes);
+    if (view.empty()) return false;
+    parts[1] = view.substr(current_.bytes - 1 - copied, copied);
+    // Failing it, the texts are there still.
+    return spare_.file.write(parts, 0) == nullptr;
+}
+
+void SwappedFile::closeViews() noexcept {
+    current_.file.closeView();
+    spare_.file.closeView();
 }
 
 ErrorRef SwappedFile::tradeNames(bool& spareIsGone) {

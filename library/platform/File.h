@@ -20,6 +20,14 @@ struct FileIdentity {
     friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
+/// How long a file is, and when somebody wrote to it last, in nanoseconds since 1970.
+struct FileState {
+    std::uint64_t size = 0;
+    std::int64_t written = 0;
+
+    friend bool operator==(const FileState&, const FileState&) = default;
+};
+
 /// An open file that is written in place. Operations that can fail return null on success.
 class File {
   public:
@@ -48,8 +56,18 @@ class File {
     [[nodiscard]] ErrorRef write(std::span<const std::string_view> parts, std::uint64_t offset);
     [[nodiscard]] ErrorRef truncate(std::uint64_t size);
 
+    /// Nothing when the system does not say.
+    [[nodiscard]] std::optional<FileState> state() const noexcept;
+
     /// Waits until the content is on the device.
     [[nodiscard]] ErrorRef synchronise();
+
+    /// The first `size` bytes as memory, to be passed to `write` of another file and never to be
+    /// looked at: if somebody makes the file shorter, that write fails, where a look would end the
+    /// process. Empty where the file system is not known to keep both the same. Stays until
+    /// `closeView` or the next `view`.
+    [[nodiscard]] std::string_view view(std::uint64_t size) noexcept;
+    void closeView() noexcept;
 
     /// The same file once more, closed apart from this one; not open when this one is not.
     [[nodiscard]] ErrorRef duplicate(File& copy) const;
@@ -59,6 +77,7 @@ class File {
   private:
     int descriptor_ = -1;
     FileIdentity identity_;
+    std::string_view view_;
 };
 
 /// Makes a folder and those above it that are missing, each for this user only.

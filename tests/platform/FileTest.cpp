@@ -52,6 +52,21 @@ TEST(File, ReadsRegularFilesOfABoundedSizeOnly) {
     EXPECT_TRUE(readFile(at("huge")).error);
 }
 
+TEST(File, AViewOfAFileThatBecameShorterCannotBeWrittenAndHarmsNobody) {
+    const TemporaryDirectory directory;
+    File source;
+    File target;
+    ASSERT_EQ(File::create(directory.path() / "source", source), nullptr);
+    ASSERT_EQ(File::create(directory.path() / "target", target), nullptr);
+    const std::string bytes(100'000, 'x');
+    ASSERT_EQ(source.write(bytes, 0), nullptr);
+    if (source.view(bytes.size()).empty()) return;  // not on this file system
+    ASSERT_EQ(target.write(source.view(bytes.size()), 0), nullptr);
+    EXPECT_EQ(contentsOf(directory.path() / "target"), bytes);
+    ASSERT_EQ(source.truncate(0), nullptr);
+    EXPECT_NE(target.write(source.view(bytes.size()), 0), nullptr);
+}
+
 TEST(File, AnExchangeNeedsBothFiles) {
     const TemporaryDirectory directory;
     writeTo(directory.path() / "a", "A");

@@ -1,7 +1,10 @@
 #include "platform/File.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -41,6 +44,18 @@ auto retried(Call call) {
     while (result < 0 && errno == EINTR)
         result = call();
     return result;
+}
+
+/// Whether memory that shows a file has what was written to the file a moment ago. Some network
+/// and user-space file systems write past the memory.
+bool showsWhatIsWritten(int descriptor) {
+    struct statfs system {};
+    if (::fstatfs(descriptor, &system) != 0) return false;
+    constexpr std::array<std::uint32_t, 6> known{EXT4_SUPER_MAGIC,  XFS_SUPER_MAGIC,
+                                                 BTRFS_SUPER_MAGIC, F2FS_SUPER_MAGIC,
+                                                 TMPFS_MAGIC,       OVERLAYFS_SUPER_MAGIC};
+    const auto type = static_cast<std::uint32_t>(system.f_type);
+    return std::find(known.begin(), known.end(), type) != known.end();
 }
 
 int openNew(const std::filesystem::path& path) {
@@ -141,13 +156,16 @@ File::~File() {
 }
 
 File::File(File&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), identity_(other.identity_) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)),
+      identity_(other.identity_),
+      view_(std::exchange(other.view_, {})) {}
 
 File& File::operator=(File&& other) noexcept {
     if (this != &other) {
         close();
         descriptor_ = std::exchange(other.descriptor_, -1);
         identity_ = other.identity_;
+        view_ = std::exchange(other.view_, {});
     }
     return *this;
 }
@@ -214,7 +232,34 @@ ErrorRef File::synchronise() {
     return nullptr;
 }
 
+std::optional<FileState> File::state() const noexcept {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0) return std::nullopt;
+    return FileState{static_cast<std::uint64_t>(status.st_size),
+                     status.st_mtim.tv_sec * std::int64_t{1'000'000'000} + status.st_mtim.tv_nsec};
+}
+
+std::string_view File::view(std::uint64_t size) noexcept {
+    if (size > view_.size()) {
+        closeView();
+        if (!showsWhatIsWritten(descriptor_)) return {};
+        // A file that grows a little is shown without another call.
+        constexpr std::uint64_t step = std::uint64_t{1} << 20U;
+        const auto length = static_cast<std::size_t>((size + step - 1) / step * step);
+        void* const start = ::mmap(nullptr, length, PROT_READ, MAP_SHARED, descriptor_, 0);
+        if (start == MAP_FAILED) return {};
+        view_ = {static_cast<const char*>(start), length};
+    }
+    return view_.substr(0, static_cast<std::size_t>(size));
+}
+
+void File::closeView() noexcept {
+    if (!view_.empty()) ::munmap(const_cast<char*>(view_.data()), view_.size());
+    view_ = {};
+}
+
 void File::close() noexcept {
+    closeView();
     if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
 }
 
