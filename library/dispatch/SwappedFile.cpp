@@ -86,14 +86,18 @@ ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t l
 }
 
 void SwappedFile::prepareSpare(std::span<const InternalEvent> events) {
+    // A pause: what the caches hold by now is not known, and views would only take up memory.
+    current_.whole.reset();
+    closeViews();
     if (!current_.known || current_.count != events.size()) return;
     const std::size_t left = isFull_ ? 1 : 0;
-    const bool isPrepared = spare_.known && spare_.file.isOpen() && spare_.left == left &&
-                            spare_.count == events.size() - left;
+    if (spare_.known && spare_.file.isOpen() && spare_.left == left &&
+        spare_.count == events.size() - left) {
+        return;
+    }
     // A failure shows at the next write, which begins with this same step. Until then the spare may
     // hold a list of any age, which must not come back under the file's name.
-    if (!isPrepared && fillSpare(events.subspan(left), left)) spare_ = {};
-    closeViews();
+    if (fillSpare(events.subspan(left), left)) spare_ = {};
 }
 
 ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t left) {
@@ -154,17 +158,20 @@ ErrorRef SwappedFile::rewriteSpare(std::span<const InternalEvent> events, std::s
     }
     spare_.bytes = size;
     spare_.appended = 0;
-    spare_.whole = spare_.file.state();
-    if (!spare_.whole || spare_.whole->size != size) {
+    auto state = spare_.file.state();
+    if (!state || state->size != size) {
         if (auto error = spare_.file.truncate(size)) return error;
-        spare_.whole = spare_.file.state();
+        state = spare_.file.state();
     }
+    spare_.whole = state;
     return nullptr;
 }
 
 bool SwappedFile::copyToSpare(std::span<const InternalEvent> events, std::size_t left,
                               const TextPieces& pieces, std::uint64_t size) {
-    // Only what is ours to the last byte: what others wrote there is not to spread.
+    // What is flushed is written seldom, and no cache holds it from one time to the next.
+    if (durability_ == Durability::flushed) return false;
+    // What others wrote into the file is not to spread.
     if (!current_.whole || current_.file.state() != current_.whole) return false;
     std::vector<std::string_view> parts{"[", ""};
     pieces.appendTo(parts, events, current_.count - left);
