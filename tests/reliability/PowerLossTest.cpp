@@ -4,7 +4,6 @@
 #include <deque>
 #include <map>
 #include <set>
-#include <tuple>
 
 #include "dispatch/InternalEventStorageImpl.h"
 #include "model/EventDecoder.h"
@@ -27,12 +26,6 @@ std::string shown(const std::string& file) {
     return decoded.isList ? testing::PrintToString(numbersOf(decoded.events))
                           : std::to_string(file.size()) + " bytes";
 }
-std::string shown(const std::vector<std::string>& lists) {
-    std::string text;
-    for (const auto& list : lists)
-        text += shown(list) + "\n";
-    return text;
-}
 std::string shown(const Files& files) {
     std::string text;
     for (const auto& [name, bytes] : files)
@@ -43,17 +36,11 @@ std::string shown(const Files& files) {
 /// What a loss of power can make of a file that was written and not flushed since, besides each of
 /// its versions from the last flush on: gone, empty, cut short, with zeros at its end, and what was
 /// in its place before in another file.
-const std::vector<std::optional<std::string> (*)(const std::string&)> remnants = {
-    [](const std::string&) -> std::optional<std::string> { return std::nullopt; },
-    [](const std::string&) -> std::optional<std::string> { return ""; },
-    [](const std::string& text) -> std::optional<std::string> {
-        return text.substr(0, text.size() / 2);
-    },
-    [](const std::string& text) -> std::optional<std::string> {
-        return text.substr(0, text.size() / 2) + std::string((text.size() + 1) / 2, '\0');
-    },
-    [](const std::string&) -> std::optional<std::string> { return "{\"not\":\"ours\"}"; },
-};
+std::set<std::optional<std::string>> remnantsOf(const std::string& text) {
+    const auto half = text.substr(0, text.size() / 2);
+    return {std::nullopt, "", half, half + std::string((text.size() + 1) / 2, '\0'),
+            "{\"not\":\"ours\"}"};
+}
 
 /// A folder as the device may hold it. What was flushed is there. Of names, what was done since the
 /// folder was flushed is there up to some moment; of a file, anything may be.
@@ -146,9 +133,8 @@ class Device {
             if (isFlushed) return {versions.back()};
             // Nobody looks into a spare.
             if (name.ends_with("spare")) return {std::nullopt, versions.back()};
-            std::set<std::optional<std::string>> all(versions.begin(), versions.end());
-            for (const auto& remnant : remnants)
-                all.insert(remnant(versions.back()));
+            auto all = remnantsOf(versions.back());
+            all.insert(versions.begin(), versions.end());
             return all;
         }
     };
@@ -238,9 +224,8 @@ class History {
             for (const auto& [oldest, newest] : wanted) {
                 ASSERT_TRUE(std::any_of(&lists_[oldest], &lists_[newest] + 1,
                                         [&text](const auto& one) { return one == text; }))
-                    << shown(files) << "must bring back one of the lists " << oldest << " to "
-                    << newest << " of\n"
-                    << shown(lists_) << "but gives " << shown(text);
+                    << shown(files) << "must bring back one from " << shown(lists_[oldest])
+                    << " on to " << shown(lists_[newest]) << " but gives " << shown(text);
             }
             list.append(sampleEvent(99));
             ASSERT_EQ(store.save(list), nullptr);

@@ -63,26 +63,22 @@ TEST_F(QueueOpeningTest, AFileThatCannotBeReadForTheMomentIsTakenInByTheNextStar
     }
 }
 
-TEST_F(QueueOpeningTest, SeveralAreTakenInInTheirOrderAndADamagedOneIsSetAside) {
+TEST_F(QueueOpeningTest, SeveralAreTakenInInTheirOrderWhenTheyCanBeSavedAndADamagedOneIsSetAside) {
     writeTo(host_.file("queue"), fileOf(sampleEvents(5, 2)));
     writeTo(host_.file("queue.unread-20"), fileOf(sampleEvents(4, 2)));
     writeTo(host_.file("queue.unread-10"), fileOf(sampleEvents(1, 2)));
     writeTo(host_.file("queue.unread-15"), "[{");
     writeTo(host_.file(".queue.under-way"), fileOf(sampleEvents(3, 3)));
+    writeTo(host_.file(".queue.spare") / "in-the-way", "");
+    EXPECT_EQ(waiting(), (Numbers{3, 4, 5, 6}));
+    std::filesystem::remove_all(host_.file(".queue.spare"));
+    counts_.restored = 0;
     const auto queue = open();
     EXPECT_EQ(contentsOf(host_.file("queue")), fileOf(sampleEvents(1, 6)));
     EXPECT_EQ(counts_.restored, 6);
     EXPECT_EQ(counts_.waiting, 6);
     EXPECT_TRUE(putBy().empty());
     EXPECT_EQ(namesIn(host_.documents()).size(), 3U) << "the list, its spare, the damaged one";
-}
-
-TEST_F(QueueOpeningTest, OneThatCannotBeSavedInTheQueueStays) {
-    writeTo(host_.file("queue.unread-10"), fileOf(sampleEvents(1, 2)));
-    writeTo(host_.file(".queue.spare") / "in-the-way", "");
-    EXPECT_EQ(waiting(), Numbers());
-    std::filesystem::remove_all(host_.file(".queue.spare"));
-    EXPECT_EQ(waiting(), (Numbers{1, 2}));
 }
 
 TEST_F(QueueOpeningTest, WhatEndedProcessesLeftIsTakenInOnce) {

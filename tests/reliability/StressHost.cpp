@@ -19,46 +19,38 @@
 
 #include <zentara/ZentaraClient.h>
 #include "facade/ClientSettingsAccess.h"
+#include "support/Books.h"
+#include "support/HostSetUp.h"
 #include "support/WaitFor.h"
 
 namespace {
 
 using namespace zentara;
 
-constexpr int threadCount = 6;
-
+std::atomic<std::int64_t> nextNumber = 0;
+std::atomic<std::int64_t> operationsLeft = 0;
+std::atomic<std::int64_t> untilReturn = 0;
+std::atomic<std::int64_t> beingSent = 0;
 /// Used until the process is gone, so never destroyed.
-struct Work {
-    explicit Work(std::int64_t first, std::int64_t operations, std::int64_t end)
-        : nextNumber(first), left(operations), untilReturn(end) {}
+auto& mayReturn = *new test::Signal;
 
-    std::atomic<std::int64_t> nextNumber;
-    std::atomic<std::int64_t> left;
-    std::atomic<std::int64_t> untilReturn;
-    std::atomic<std::int64_t> beingSent = 0;
-    test::Signal mayReturn;
-
-    /// Whether there is one more operation to do.
-    bool take() {
-        if (--untilReturn == 0) mayReturn.notify();
-        return left-- > 0;
-    }
-};
-
-Work* work = nullptr;
+/// Whether there is one more operation to do.
+bool takeOperation() {
+    if (--untilReturn == 0) mayReturn.notify();
+    return operationsLeft-- > 0;
+}
 
 /// Timers that fire often, whatever `useSettings` makes of them.
 void useFastTimers() {
     auto settings = std::make_shared<ClientSettings>();
     settings->environment = ZentaraEnvironment::qa;
-    settings->dispatchInterval = 0.005;
-    settings->identityRefreshInterval = 0.005;
+    settings->dispatchInterval = settings->identityRefreshInterval = 0.005;
     ClientSettingsAccess::setCurrent(std::move(settings));
 }
 
 void send(bool goesOn = false) {
-    ++work->beingSent;
-    const auto number = work->nextNumber++;
+    ++beingSent;
+    const auto number = nextNumber++;
     ZentaraClient::get()->send("any", "1", "t", number, "r", {{"n", number}}, std::nullopt,
                                [=](const EventRef&, const ZentaraClientErrorRef& error) {
                                    if (error && error->code() != 1) std::_Exit(3);
@@ -66,88 +58,63 @@ void send(bool goesOn = false) {
                                    if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) {
                                        std::_Exit(4);
                                    }
-                                   if (goesOn && work->take()) send();
+                                   if (goesOn && takeOperation()) send();
                                });
-    --work->beingSent;
+    --beingSent;
 }
 
 void fetch() {
     ZentaraClient::get()->performFetch([](BackgroundFetchResult) {
-        if (!work->take()) return;
+        if (!takeOperation()) return;
         send();
         fetch();
     });
 }
 
 /// What takes next to no time, so that it is often done by several threads at once.
-void doSomethingSmall(ZentaraClient& client, unsigned what) {
-    switch (what % 11) {
-        case 0:
-            ZentaraClient::useSettings("tenant", ZentaraEnvironment::qa, "advertising");
-            break;
-        case 1:
-            useFastTimers();
-            break;
-        case 2:
-            ZentaraClient::setIsReady(what % 3 != 0);
-            break;
-        case 3:
-        case 4:
-            client.newContextId();
-            break;
-        case 5:
-            if (client.getContextId().size() != 36) std::_Exit(7);
-            break;
-        case 6:
-            ZentaraClient::setLoggedUser(UserTokenType::externalId, "somebody");
-            break;
-        case 7:
-            ZentaraClient::removeLoggedUser();
-            break;
-        case 8:
-            client.setAdvertisingId("advertising");
-            break;
-        case 9:
-            client.removeAdvertisingId();
-            break;
-        default:
-            static_cast<void>(ZentaraClient::statistics());
+void doSmallThings(ZentaraClient& client, unsigned random) {
+    ZentaraClient::useSettings("tenant", ZentaraEnvironment::qa, "advertising");
+    useFastTimers();
+    ZentaraClient::setIsReady(random % 3 != 0);
+    client.newContextId();
+    if (client.getContextId().size() != 36) std::_Exit(7);
+    if (random % 2 == 0) {
+        ZentaraClient::setLoggedUser(UserTokenType::externalId, "somebody");
+        client.setAdvertisingId("advertising");
+    } else {
+        ZentaraClient::removeLoggedUser();
+        client.removeAdvertisingId();
     }
+    static_cast<void>(ZentaraClient::statistics());
 }
 
 void doSomething(std::mt19937& random) {
     const auto client = ZentaraClient::get([](const ZentaraClientErrorRef&) {
-        if (work->take()) send();
+        if (takeOperation()) send();
     });
-    for (int i = 0; i < 50; ++i)
-        doSomethingSmall(*client, static_cast<unsigned>(random()));
-    const auto what = static_cast<unsigned>(random());
-    switch (what % 32) {
-        case 0:
-            ZentaraClient::setSharedClient(nullptr);
-            break;
-        case 1:
-            client->getHsid([](const std::string&) {
-                if (work->take()) fetch();
-            });
-            break;
-        case 2:
-        case 3:
-            fetch();
-            break;
-        case 4:
-            client->getAnonymousUser([](const auto&...) {
-                if (work->take()) send();
-            });
-            break;
-        default:
-            send(what % 8 == 0);
+    for (int i = 0; i < 5; ++i)
+        doSmallThings(*client, static_cast<unsigned>(random()));
+    const auto what = random() % 32;
+    if (what == 0) {
+        ZentaraClient::setSharedClient(nullptr);
+    } else if (what == 1) {
+        client->getHsid([](const std::string&) {
+            if (takeOperation()) fetch();
+        });
+    } else if (what == 2) {
+        client->getAnonymousUser([](const auto&...) {
+            if (takeOperation()) send();
+        });
+    } else if (what < 5) {
+        fetch();
+    } else {
+        send(what % 8 == 0);
     }
 }
 
 void doAll(unsigned seed) {
     std::mt19937 random(seed);
-    while (work->take())
+    while (takeOperation())
         doSomething(random);
 }
 
@@ -156,7 +123,7 @@ bool finish() {
     useFastTimers();
     ZentaraClient::setIsReady(true);
     return test::eventually([] {
-        if (work->beingSent > 0) return false;
+        if (beingSent > 0) return false;
         const auto books = ZentaraClient::statistics();
         // Each one that is sent releases ten that were held back.
         if (books.heldBackWaiting > 0) send();
@@ -168,11 +135,7 @@ bool finish() {
         }
         return isDone->waitFor(fetches) &&
                books.heldBackWaiting + books.waiting + books.underWay == 0 &&
-               books.accepted + books.notSaved + books.released + books.restored ==
-                   books.delivered + books.evicted &&
-               books.heldBack + books.heldBackNotSaved + books.heldBackRestored ==
-                   books.released + books.droppedInvalid + books.droppedUnknownSchema +
-                       books.heldBackEvicted;
+               test::imbalances(books) == std::pair<std::int64_t, std::int64_t>();
     });
 }
 
@@ -182,21 +145,19 @@ int main(int argc, char** argv) {
     if (argc < 5) return 64;
     // An end that hangs is an end by this signal.
     ::alarm(60);
-    HostApplication::setDocumentsDirectory(argv[2]);
-    HostApplication::setPreferencesDirectory(argv[2]);
-    auto endpoints = ZentaraEndpoints::current();
-    endpoints.qaCollector = endpoints.qaSchemas = argv[1];
-    ZentaraEndpoints::use(endpoints);
+    test::setUpHost(argv[2], argv[1], argv[1], "tenant");
     useFastTimers();
-    work = new Work(std::stoll(argv[3]), std::stoll(argv[4]), argc > 5 ? std::stoll(argv[5]) : -1);
+    nextNumber = std::stoll(argv[3]);
+    operationsLeft = std::stoll(argv[4]);
+    if (argc > 5) untilReturn = std::stoll(argv[5]);
 
     std::vector<std::thread> threads;
-    for (unsigned thread = 0; thread < threadCount; ++thread)
-        threads.emplace_back(doAll, static_cast<unsigned>(work->nextNumber) + thread);
+    for (unsigned thread = 0; thread < 6; ++thread)
+        threads.emplace_back(doAll, static_cast<unsigned>(nextNumber) + thread);
     if (argc > 5) {
         for (auto& thread : threads)
             thread.detach();
-        return work->mayReturn.waitFor() ? 0 : 5;
+        return mayReturn.waitFor() ? 0 : 5;
     }
     for (auto& thread : threads)
         thread.join();
