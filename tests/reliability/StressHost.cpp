@@ -1,10 +1,10 @@
 // A host application that does everything at once, from several threads and from the library's own
 // callbacks. Tells on standard output, as "taken 7", the events that the library has taken over.
 //
-//     zentara_stress_host SERVICES FOLDER FIRST OPERATIONS [RETURN-AFTER]
+//     zentara_stress_host SERVICES FOLDER FIRST OPERATIONS RETURN-AFTER
 //
-// It ends when all was delivered and the books balance, or returns from main in the middle, when it
-// has done so many operations.
+// It returns from main in the middle, when it has done so many operations; where that is 0, when
+// all was delivered and the books balance.
 
 #include <unistd.h>
 
@@ -112,12 +112,6 @@ void doSomething(std::mt19937& random) {
     }
 }
 
-void doAll(unsigned seed) {
-    std::mt19937 random(seed);
-    while (takeOperation())
-        doSomething(random);
-}
-
 /// Whether everything arrives and is accounted for.
 bool finish() {
     useFastTimers();
@@ -142,19 +136,25 @@ bool finish() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 5) return 64;
+    if (argc != 6) return 64;
     // An end that hangs is an end by this signal.
     ::alarm(60);
     test::setUpHost(argv[2], argv[1], argv[1], "tenant");
     useFastTimers();
     nextNumber = std::stoll(argv[3]);
     operationsLeft = std::stoll(argv[4]);
-    if (argc > 5) untilReturn = std::stoll(argv[5]);
+    const std::int64_t returnAfter = std::stoll(argv[5]);
+    untilReturn = returnAfter;
 
     std::vector<std::thread> threads;
-    for (unsigned thread = 0; thread < 6; ++thread)
-        threads.emplace_back(doAll, static_cast<unsigned>(nextNumber) + thread);
-    if (argc > 5) {
+    for (unsigned thread = 0; thread < 6; ++thread) {
+        threads.emplace_back(
+            [random = std::mt19937(static_cast<unsigned>(nextNumber) + thread)]() mutable {
+                while (takeOperation())
+                    doSomething(random);
+            });
+    }
+    if (returnAfter > 0) {
         for (auto& thread : threads)
             thread.detach();
         return mayReturn.waitFor() ? 0 : 5;

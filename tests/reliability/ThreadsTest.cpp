@@ -17,10 +17,7 @@ class ThreadsTest : public testing::Test {
   protected:
     ThreadsTest() {
         // The race detector lets a process sleep for a second before it ends.
-        const auto* const options = ::getenv("TSAN_OPTIONS");
-        ::setenv("TSAN_OPTIONS",
-                 (std::string(options == nullptr ? "" : options) + " atexit_sleep_ms=50").c_str(),
-                 1);
+        ::setenv("TSAN_OPTIONS", "atexit_sleep_ms=50", 1);
         // Each client that replaces another knows the schemas from its beginning.
         writeTo(directory_.path() / "zentara-schemas-storage",
                 "[" + std::string(Services::table) + "]");
@@ -30,11 +27,10 @@ class ThreadsTest : public testing::Test {
     }
 
     /// Runs a host to its end; it must be a good one.
-    void run(std::vector<std::string> arguments) {
-        std::vector<std::string> command{ZENTARA_STRESS_HOST, services_.url().string(),
-                                         directory_.path(), std::to_string(first_)};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        ChildProcess host(std::move(command));
+    void run(int operations, int untilReturn = 0) {
+        ChildProcess host({ZENTARA_STRESS_HOST, services_.url().string(), directory_.path(),
+                           std::to_string(first_), std::to_string(operations),
+                           std::to_string(untilReturn)});
         for (const auto& line : host.readLines()) {
             if (line.starts_with("taken ")) taken_.insert(std::stoll(line.substr(6)));
         }
@@ -50,18 +46,18 @@ class ThreadsTest : public testing::Test {
 };
 
 TEST_F(ThreadsTest, EverythingAtOnceDeliversEachEventOnce) {
-    run({"1000"});
+    run(1000);
     EXPECT_GT(taken_.size(), 300U);
-    std::map<std::int64_t, int> each;
+    std::map<std::int64_t, int> once;
     for (const auto number : taken_)
-        each[number] = 1;
-    EXPECT_EQ(services_.accepted(), each);
+        once[number] = 1;
+    EXPECT_EQ(services_.accepted(), once);
 }
 
 TEST_F(ThreadsTest, ReturningFromMainInTheMiddleOfItLosesNothing) {
     for (int i = 1; i <= 30; ++i)
-        run({std::to_string(3 * i + 30), std::to_string(3 * i)});
-    run({"50"});
+        run(3 * i + 30, 3 * i);
+    run(50);
     const auto accepted = services_.accepted();
     for (const auto number : taken_)
         EXPECT_EQ(accepted.count(number), 1U) << number;
