@@ -52,25 +52,9 @@ TEST(PrivateFilesTest, NothingIsWrittenToWhatLiesInThePlaceOfAFile) {
         "preferences/user-defaults.json",
         "preferences/.user-defaults.json.new",
     };
-    const std::pair<const char*, void (*)(const fs::path&, const fs::path&)> obstacles[] = {
-        {"nothing",
-         [](const fs::path&, const fs::path&) {
-         }},
-        {"a link",
-         [](const fs::path& victim, const fs::path& place) {
-             fs::create_symlink(victim, place);
-         }},
-        {"a second name",
-         [](const fs::path& victim, const fs::path& place) {
-             fs::create_hard_link(victim, place);
-         }},
-        {"a file for all to read",
-         [](const fs::path& victim, const fs::path& place) {
-             fs::copy_file(victim, place);
-         }},
-    };
-    for (const auto& [name, put] : obstacles) {
-        SCOPED_TRACE(name);
+    for (const std::string obstacle :
+         {"nothing", "a link", "a second name", "a file for all to read"}) {
+        SCOPED_TRACE(obstacle);
         const TestHost host;
         const fs::path root = host.documents().parent_path();
         const auto victimOf = [&root](const fs::path& place) {
@@ -80,8 +64,11 @@ TEST(PrivateFilesTest, NothingIsWrittenToWhatLiesInThePlaceOfAFile) {
             const auto victim = victimOf(place);
             writeTo(victim, place.extension() == ".json" ? "{}" : "[]");
             fs::permissions(victim, fs::perms(0644));
-            if (name != obstacles[0].first) fs::create_directories((root / place).parent_path());
-            put(victim, root / place);
+            if (obstacle == "nothing") continue;
+            fs::create_directories((root / place).parent_path());
+            if (obstacle == "a link") fs::create_symlink(victim, root / place);
+            if (obstacle == "a second name") fs::create_hard_link(victim, root / place);
+            if (obstacle == "a file for all to read") fs::copy_file(victim, root / place);
         }
         writeEverything();
         for (const auto& place : places) {
