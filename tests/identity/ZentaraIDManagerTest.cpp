@@ -42,14 +42,11 @@ class ZentaraIDManagerTest : public testing::Test {
     static std::optional<std::string> cookieOf(const ZentaraIDManager& manager,
                                                const std::optional<ExtraCookie>& extra = {}) {
         const auto headers = manager.getHeaders(extra);
-        EXPECT_EQ(headers.at("User-Agent"), "agent");
         const auto cookie = headers.find("Cookie");
         return cookie == headers.end() ? std::nullopt : std::optional(cookie->second);
     }
 
     static constexpr const char* whole = R"({"qvn_uid":"t1","qvn_uid_public":"p1","hsid":"h1"})";
-    static constexpr const char* wholeFile =
-        R"([{"type":"qvn_uid","value":"t1","publicValue":"p1"}])";
 
     TestHost host_;
     TickerView ticker_;
@@ -61,21 +58,22 @@ TEST_F(ZentaraIDManagerTest, FetchesStoresAndRenewsTheAnonymousToken) {
     answer(whole);
     const auto manager = makeManager();
     EXPECT_FALSE(manager->isReady());
-    EXPECT_EQ(cookieOf(*manager), std::nullopt);
     EXPECT_EQ(fetch(*manager), "h1");
     EXPECT_TRUE(manager->isReady());
     EXPECT_EQ(ready_->count(), 1U);
-    EXPECT_EQ(contentsOf(host_.file("token")), wholeFile);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
 
+    // A token that cannot be stored serves this run.
+    std::filesystem::create_directories(host_.file(".token.new"));
     answer(R"({"qvn_uid":"t2","qvn_uid_public":"p2","hsid":"h2"})");
     EXPECT_EQ(fetch(*manager), "h2");
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t2;hsid=h2;");
+    EXPECT_EQ(contentsOf(host_.file("token")),
+              R"([{"type":"qvn_uid","value":"t1","publicValue":"p1"}])");
 
     const auto requests = server_.requests();
     ASSERT_EQ(requests.size(), 2U);
-    EXPECT_EQ(requests[0].method, "GET");
-    EXPECT_EQ(requests[0].target, "/base/id");
+    EXPECT_EQ(requests[0].method + " " + requests[0].target, "GET /base/id");
     EXPECT_EQ(requests[0].header("Cookie"), std::nullopt);
     EXPECT_EQ(requests[1].header("Cookie"), "qvn_uid=t1;");
 }
@@ -87,48 +85,34 @@ TEST_F(ZentaraIDManagerTest, StartsWithTheStoredToken) {
     EXPECT_TRUE(manager->isReady());
     EXPECT_EQ(ready_->count(), 1U);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t0;");
-    EXPECT_EQ(contentsOf(host_.file("token")),
-              R"([{"type":"qvn_uid","value":"t0","publicValue":"p0"}])");
-    std::optional<Token> reported;
-    manager->loadAnonymousToken([&](const std::optional<Token>& token) { reported = token; });
-    EXPECT_EQ(reported, (Token{"qvn_uid", "t0", "p0"}));
 }
 
-TEST_F(ZentaraIDManagerTest, TicksUntilAFetchSucceeds) {
-    answer("{}", 500);
+TEST_F(ZentaraIDManagerTest, AFailedFetchReportsAnEmptySession) {
     const auto manager = makeManager();
-    EXPECT_EQ(ticker_.runningInterval(), 5.0);
-    ticker_.fire();
+    answer("{}", 500);
     EXPECT_EQ(fetch(*manager), "");
-    EXPECT_TRUE(ticker_.isRunning());
     answer("[]");
     EXPECT_EQ(fetch(*manager), "") << "not an object";
-    EXPECT_TRUE(ticker_.isRunning());
-    answer(whole);
-    ticker_.fire();
-    EXPECT_TRUE(eventually([&] { return !ticker_.isRunning(); }));
-    EXPECT_TRUE(manager->isReady());
+    ClientSettingsAccess::setCurrent(nullptr);
+    EXPECT_EQ(fetch(*manager), "");
+    EXPECT_EQ(server_.requests().size(), 2U) << "without settings there is none";
 }
 
 TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {
-    struct Case {
-        const char* response;
-        const char* cookie;  ///< after a token t1 with the session h1
-    };
-    const Case cases[] = {
+    const std::pair<const char*, const char*> cookies[] = {
         {R"({"qvn_uid":"t2","qvn_uid_public":"p2"})", "qvn_uid=t2;"},
         {R"({"qvn_uid":"t2"})", "qvn_uid=t1;"},
         {R"({"qvn_uid":"t2","qvn_uid_public":5,"hsid":7})", "qvn_uid=t1;"},
         {R"({"hsid":"h2"})", "qvn_uid=t1;hsid=h2;"},
-        {"{}", "qvn_uid=t1;"},
     };
-    for (const auto& test : cases) {
+    for (const auto& [response, cookie] : cookies) {
         answer(whole);
         const auto manager = makeManager();
         ASSERT_EQ(fetch(*manager), "h1");
-        answer(test.response);
+        answer(response);
         manager->start(nullptr);
-        EXPECT_TRUE(eventually([&] { return cookieOf(*manager) == test.cookie; })) << test.response;
+        EXPECT_TRUE(eventually([&, wanted = cookie] { return cookieOf(*manager) == wanted; }))
+            << response;
     }
 }
 
@@ -174,40 +158,11 @@ TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
     const std::string odd = "a, \"b c\" {d:1}=\\ \xc3\xa9%";
     manager->setAdvertisingId(odd);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;ADVERTISING_ID=" + odd + ";");
-    manager->removeAdvertisingId();
-    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
     answer(R"({"qvn_uid":"t;hsid=forged","qvn_uid_public":"p","hsid":"h\r\nX: 1"})");
     fetch(*manager);
     EXPECT_EQ(cookieOf(*manager), std::nullopt);
     fetch(*manager);
     EXPECT_EQ(server_.requests().back().header("Cookie"), std::nullopt);
-}
-
-TEST_F(ZentaraIDManagerTest, ALoggedUserIsEnoughToBeReady) {
-    const auto manager = makeManager();
-    manager->setLoggedUser(UserTokenType::guest, "user");
-    EXPECT_TRUE(manager->isReady());
-    EXPECT_EQ(manager->getLoggedUser(), (LoggedUser{UserTokenType::guest, "user"}));
-    EXPECT_EQ(cookieOf(*manager), std::nullopt) << "the token of an event's user goes per envelope";
-    manager->removeLoggedUser();
-    EXPECT_FALSE(manager->isReady());
-}
-
-TEST_F(ZentaraIDManagerTest, WithoutSettingsAFetchFailsAtOnce) {
-    const auto manager = makeManager();
-    ClientSettingsAccess::setCurrent(nullptr);
-    std::string reported = "nothing";
-    manager->start([&](const std::string& hsid) { reported = hsid; });
-    EXPECT_EQ(reported, "");
-    EXPECT_TRUE(server_.requests().empty());
-}
-
-TEST_F(ZentaraIDManagerTest, ATokenThatCannotBeStoredServesThisRun) {
-    std::filesystem::create_directories(host_.file("token") / "in-the-way");
-    answer(whole);
-    const auto manager = makeManager();
-    EXPECT_EQ(fetch(*manager), "h1");
-    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
 }
 
 }  // namespace

@@ -4,23 +4,12 @@
 
 #include <boost/json/monotonic_resource.hpp>
 #include <filesystem>
-#include <ostream>
 
 #include "model/JSONText.h"
 #include "model/UTF8Repair.h"
 
 namespace zentara {
 namespace {
-
-struct Streamable {
-    friend std::ostream& operator<<(std::ostream& stream, const Streamable&) {
-        return stream << "streamed";
-    }
-};
-
-struct ToString {
-    operator std::string() const { return "converted"; }
-};
 
 struct ToView {
     operator std::string_view() const { return "viewed"; }
@@ -30,7 +19,6 @@ TEST(AnyText, TakesWhateverTheCallerHas) {
     const char* const none = nullptr;
     const std::pair<AnyText, std::string> cases[] = {
         {AnyText("literal"), "literal"},
-        {AnyText(std::string("string")), "string"},
         {AnyText(std::string_view("view")), "view"},
         {AnyText(none), ""},
         {AnyText(*URL::parse("https://example.com/a")), "https://example.com/a"},
@@ -38,8 +26,6 @@ TEST(AnyText, TakesWhateverTheCallerHas) {
         {AnyText(42), "42"},
         {AnyText(0.1 + 0.2), "0.30000000000000004"},
         {AnyText(true), "true"},
-        {AnyText(Streamable()), "streamed"},
-        {AnyText(ToString()), "converted"},
         {AnyText(ToView()), "viewed"},
         {AnyText(std::optional<std::string>()), ""},
         {AnyText(std::optional<int>(7)), "7"},
@@ -50,18 +36,11 @@ TEST(AnyText, TakesWhateverTheCallerHas) {
 }
 
 TEST(UTF8Repair, ReplacesIllFormedBytesWhereverTheyAre) {
-    const JSONObject broken{
-        {"good", "\xC3\xA9"},
-        {"bad\xFE", JSONArray{"\xF0\x9F\x98", JSONObject{{"\xC3", "x"}}}},
-        {"surrogate", "\xED\xA0\x80"},
-    };
-    const JSONObject repaired{
-        {"good", "\xC3\xA9"},
-        {"bad\xEF\xBF\xBD", JSONArray{"\xEF\xBF\xBD", JSONObject{{"\xEF\xBF\xBD", "x"}}}},
-        {"surrogate", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
-    };
-    EXPECT_EQ(ownedAndValid(broken), repaired);
-    EXPECT_EQ(ownedAndValid(repaired), repaired);
+    const JSONObject broken{{"good", "\xC3\xA9"},
+                            {"bad\xFE", {"\xF0\x9F\x98", {{"\xC3", "x"}}, "\xED\xA0\x80"}}};
+    const std::string repaired = R"({"good":"é","bad\uFFFD":["\uFFFD",{"\uFFFD":"x"},)"
+                                 R"("\uFFFD\uFFFD\uFFFD"]})";
+    EXPECT_EQ(ownedAndValid(broken), parseJSON(repaired).value);
 }
 
 TEST(UTF8Repair, NothingRefersToMemoryOfTheCaller) {

@@ -2,18 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "model/JSONText.h"
 #include "support/SampleEvents.h"
 
 namespace zentara {
 namespace {
 
-using test::fileOf;
-using test::numbersOf;
-using test::sampleEvent;
-using test::sampleEvents;
+using namespace test;
 
 TEST(EventDecoder, KeepsTheTextsOfAFileOfItsOwn) {
     const auto events = sampleEvents(1, 5);
@@ -45,18 +40,21 @@ TEST(EventDecoder, ReadsOtherFormsOfTheSameEvents) {
 }
 
 TEST(EventDecoder, LeavesOutWhatIsNoEvent) {
-    const auto good = [](int number) {
-        return std::string(*sampleEvent(number).jsonText());
+    const std::string good(*sampleEvent(1).jsonText());
+    const std::pair<std::string_view, const char*> damages[] = {
+        {"5.0", "1e999"},  // a number beyond all doubles could not be written again
+        {R"("page-view")", "1"},
+        {"1700000000001", "1.5"},
+        {R"("token":"Anonymous")", R"("token":1)"},
+        {R"("id":"page-view",)", ""},
     };
-    const auto decoded = decodeEvents("[" + good(1) + R"(,{"id":"x"},)" + good(3) + "]");
-    EXPECT_EQ(decoded.error, nullptr);
-    EXPECT_EQ(numbersOf(decoded.events), (std::vector<std::int64_t>{1, 3}));
-
-    // A number beyond all doubles could not be written again.
-    auto poisoned = good(2);
-    poisoned.replace(poisoned.find("5.0"), 3, "1e999");
-    const auto kept = decodeEvents("[" + good(1) + "," + poisoned + "]");
-    EXPECT_EQ(numbersOf(kept.events), std::vector<std::int64_t>{1});
+    for (const auto& [sound, damaged] : damages) {
+        auto bad = good;
+        bad.replace(bad.find(sound), sound.size(), damaged);
+        const auto decoded = decodeEvents("[" + good + "," + bad + "," + good + "]");
+        EXPECT_EQ(decoded.error, nullptr);
+        EXPECT_EQ(numbersOf(decoded.events), (std::vector<std::int64_t>{1, 1})) << damaged;
+    }
 
     for (const char* foreign : {"{}", "[1,2]", "[{},5]", R"({"a":[]})"}) {
         const auto nothing = decodeEvents(foreign);
@@ -118,51 +116,6 @@ TEST(EventDecoder, KeepsSoundEscapesOnly) {
             EXPECT_EQ(decoded.error == nullptr, outcome != Outcome::error) << file;
         }
     }
-}
-
-/// What the plain parser makes of a file, for comparison.
-std::optional<std::vector<InternalEvent>> reference(const std::string& file) {
-    const auto parsed = parseJSON(file);
-    if (parsed.error) return std::nullopt;
-    std::vector<InternalEvent> events;
-    if (!parsed.value.is_array()) return events;
-    for (const auto& element : parsed.value.get_array()) {
-        if (!element.is_object()) return std::vector<InternalEvent>();
-        auto event = InternalEvent::fromDictionary(element.get_object());
-        if (event.value) events.push_back(*event.value);
-    }
-    return events;
-}
-
-TEST(EventDecoder, AgreesWithThePlainParserOnDamagedFiles) {
-    const auto whole = fileOf(sampleEvents(1, 2));
-    std::mt19937 random(20260101);
-    std::size_t sound = 0;
-    for (int round = 0; round < 4000; ++round) {
-        auto file = whole;
-        for (int change = 0; change <= round % 3; ++change) {
-            const auto at = random() % file.size();
-            constexpr std::string_view bytes = "{}[]\",:\\/0-1eE.nu \n\x01\xFF";
-            switch (random() % 3) {
-                case 0:
-                    file[at] = bytes[random() % bytes.size()];
-                    break;
-                case 1:
-                    file.insert(at, 1, bytes[random() % bytes.size()]);
-                    break;
-                default:
-                    file.erase(at, 1 + random() % 4);
-            }
-        }
-        const auto expected = reference(file);
-        const auto decoded = decodeEvents(file);
-        ASSERT_EQ(decoded.error == nullptr, expected.has_value()) << file;
-        if (!expected) continue;
-        ASSERT_EQ(decoded.events, *expected) << file;
-        ++sound;
-    }
-    // Otherwise the rounds would compare failures only.
-    EXPECT_GT(sound, 400U);
 }
 
 }  // namespace
