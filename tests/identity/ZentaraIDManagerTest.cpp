@@ -158,6 +158,7 @@ TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
     const std::string odd = "a, \"b c\" {d:1}=\\ \xc3\xa9%";
     manager->setAdvertisingId(odd);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;ADVERTISING_ID=" + odd + ";");
+    manager->removeAdvertisingId();
     answer(R"({"qvn_uid":"t;hsid=forged","qvn_uid_public":"p","hsid":"h\r\nX: 1"})");
     fetch(*manager);
     EXPECT_EQ(cookieOf(*manager), std::nullopt);
