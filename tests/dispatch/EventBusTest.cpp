@@ -82,9 +82,7 @@ class EventBusTest : public testing::Test {
 
 TEST_F(EventBusTest, SendsTheQueueInOrderInBatchesOfTenAndAFailedOneAgainFirst) {
     const auto bus = makeBus(sampleEvents(1, 12));
-    TestAnswer unavailable;
-    unavailable.status = 503;
-    server_.respond(unavailable);
+    server_.respond(TestAnswer{.status = 503, .headers = {}});
     for (int attempt = 0; attempt < 2; ++attempt) {
         const auto result = dispatch(*bus);
         const auto* error = dynamic_cast<const RestClientError*>(result.error().get());

@@ -26,10 +26,7 @@ class ZentaraIDManagerTest : public testing::Test {
     }
 
     void answer(std::string body, int status = 200) {
-        TestAnswer answer;
-        answer.status = status;
-        answer.body = std::move(body);
-        server_.respond(answer);
+        server_.respond(TestAnswer{.status = status, .body = std::move(body), .headers = {}});
     }
 
     /// What one fetch reports.
@@ -120,9 +117,7 @@ TEST_F(ZentaraIDManagerTest, AFetchUnderWayServesWhoeverComesMeanwhile) {
     Signal release;
     server_.respond([&](const RecordedRequest&) {
         EXPECT_TRUE(release.waitFor());
-        TestAnswer answer;
-        answer.body = whole;
-        return answer;
+        return TestAnswer{.body = whole, .headers = {}};
     });
     const auto manager = makeManager();
     const auto hsids = std::make_shared<Mailbox<std::string>>();

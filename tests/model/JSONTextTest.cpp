@@ -114,12 +114,5 @@ TEST(JSONCodable, IntegersAreNumbersThatHoldOneExactly) {
     }
 }
 
-TEST(JSONCodable, StringsTravelUnderTheirOneKey) {
-    using Coding = JSONCoding<std::string>;
-    EXPECT_EQ(Coding::fromDictionary(Coding::toDictionary("x")).value, "x");
-    const auto error = Coding::fromDictionary({{"value", 42}}).error;
-    EXPECT_NE(dynamic_cast<const Coding::DecodingError*>(error.get()), nullptr);
-}
-
 }  // namespace
 }  // namespace zentara

@@ -26,24 +26,6 @@ struct Trouble {
     enum class Folder { there, gone, aFile } folder = Folder::there;
 };
 
-std::vector<Trouble> troubles() {
-    using enum DiskCall;
-    using enum Trouble::Told;
-    return {
-        {"full", {{{write}, ENOSPC}}},
-        {"full after half of it", {{{write}, 0, 2}, {{write}, ENOSPC}}},
-        {"read-only", {{{open, write, truncate, rename, remove, makeFolder}, EROFS}}},
-        {"no renaming", {{{rename}, EIO}}},
-        {"no flushing", {{{flush, flushFolder}, EIO}}, never},
-        {"short writes", {{{write}, 0}}, never},
-        {"out of descriptors", {{{open}, EMFILE}}, maybe},
-        {"every third call fails", {{{open, write, truncate, rename, flush}, EIO, 3}}, maybe},
-        {"no keeping of batches", {{{open, write, rename, remove}, EIO, 1, "under-way"}}, never},
-        {"the folder is gone", {}, never, Trouble::Folder::gone},
-        {"a file in place of the folder", {}, always, Trouble::Folder::aFile},
-    };
-}
-
 /// A client on a disk with a trouble that comes and goes.
 class TroubledClient {
   public:
@@ -196,7 +178,23 @@ class TroubledClient {
 };
 
 TEST(DiskFaultsTest, TheHandlerTellsMemoryKeepsAndWritingGoesOnByItself) {
-    for (const auto& trouble : troubles()) {
+    using enum DiskCall;
+    using enum Trouble::Told;
+    using enum Trouble::Folder;
+    const Trouble troubles[] = {
+        {"full", {{{write}, ENOSPC}}},
+        {"full after half of it", {{{write}, 0, 2}, {{write}, ENOSPC}}},
+        {"read-only", {{{open, write, truncate, rename, remove, makeFolder}, EROFS}}},
+        {"no renaming", {{{rename}, EIO}}},
+        {"no flushing", {{{flush, flushFolder}, EIO}}, never},
+        {"short writes", {{{write}, 0}}, never},
+        {"out of descriptors", {{{open}, EMFILE}}, maybe},
+        {"every third call fails", {{{open, write, truncate, rename, flush}, EIO, 3}}, maybe},
+        {"no keeping of batches", {{{open, write, rename, remove}, EIO, 1, "under-way"}}, never},
+        {"the folder is gone", {}, never, gone},
+        {"a file in place of the folder", {}, always, aFile},
+    };
+    for (const auto& trouble : troubles) {
         for (const bool fromTheStart : {false, true}) {
             SCOPED_TRACE(std::string(trouble.name) + (fromTheStart ? ", from the start" : ""));
             TroubledClient(trouble, fromTheStart).run();

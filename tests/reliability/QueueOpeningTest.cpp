@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "dispatch/ProcessFolder.h"
+#include "model/EventDecoder.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
@@ -102,12 +103,8 @@ TEST_F(QueueOpeningTest, WhatEndedProcessesLeftIsTakenInOnce) {
     std::filesystem::remove_all(host_.file(".queue.spare"));
     const auto queue = open();
     takeIn(*queue);
-    EXPECT_EQ(contentsOf(host_.file("queue")), fileOf([] {
-                  auto events = sampleEvents(4, 2);
-                  for (const auto number : {1, 2, 3, 6})
-                      events.push_back(sampleEvent(number));
-                  return events;
-              }()));
+    EXPECT_EQ(numbersOf(decodeEvents(contentsOf(host_.file("queue"))).events),
+              (Numbers{4, 5, 1, 2, 3, 6}));
     EXPECT_FALSE(std::filesystem::exists(folder));
     EXPECT_FALSE(std::filesystem::exists(host_.file("process-3")));
     EXPECT_EQ(namesIn(host_.file("process-4")).size(), 1U) << "kept for a person";
