@@ -122,9 +122,8 @@ TEST_F(ZentaraIDManagerTest, AFetchUnderWayServesWhoeverComesMeanwhile) {
     const auto manager = makeManager();
     const auto hsids = std::make_shared<Mailbox<std::string>>();
     ticker_.fire();
-    for (int caller = 0; caller < 3; ++caller) {
+    for (int caller = 0; caller < 3; ++caller)
         manager->start([hsids](const std::string& hsid) { hsids->put(hsid); });
-    }
     EXPECT_TRUE(server_.waitForRequest());
     ticker_.fire();
     release.notify();

@@ -69,7 +69,7 @@ TEST(InternalEvent, DecodesStrictlyAndComparesAllButTheContext) {
 TEST(InternalEvent, BodyTextIsTheTextWithoutTheUser) {
     for (const StringMap& user :
          {StringMap{}, StringMap{{"type", "T"}, {"token", ",\"user\":{"}}}) {
-        const auto event = sampleEvent(1, user);
+        const auto event = sampleEvent(1, user, {{"a", 1}, {"user", {{"type", "T"}}}});
         auto expected = event.toDictionary();
         expected.erase("user");
         for (const auto& form : {event, event.packed()}) {
