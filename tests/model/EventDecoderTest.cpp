@@ -18,6 +18,7 @@ TEST(EventDecoder, KeepsTheTextsOfAFileOfItsOwn) {
     EXPECT_EQ(fileOf(decoded.events), fileOf(events));
     EXPECT_EQ(decoded.events, events);
     EXPECT_TRUE(decodeEvents("[]").isCanonical);
+    EXPECT_FALSE(decodeEvents("[ ]").isCanonical);
 }
 
 TEST(EventDecoder, ReadsOtherFormsOfTheSameEvents) {
