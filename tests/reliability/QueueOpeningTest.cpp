@@ -90,6 +90,7 @@ TEST_F(QueueOpeningTest, WhatEndedProcessesLeftIsTakenInOnce) {
     writeTo(folder / "token", "[]");
     writeTo(host_.file("process-3") / ".queue.checkpoint", fileOf(sampleEvents(4, 2)));
     writeTo(host_.file("process-4") / "queue", "damaged");
+    writeTo(host_.file("process-4") / ".queue.checkpoint", "damaged");
     writeTo(host_.file("queue"), fileOf(sampleEvents(6, 1)));
     const auto left = host_.file("left");
     std::filesystem::copy(folder, left);
@@ -107,7 +108,7 @@ TEST_F(QueueOpeningTest, WhatEndedProcessesLeftIsTakenInOnce) {
               (Numbers{4, 5, 1, 2, 3, 6}));
     EXPECT_FALSE(std::filesystem::exists(folder));
     EXPECT_FALSE(std::filesystem::exists(host_.file("process-3")));
-    EXPECT_EQ(namesIn(host_.file("process-4")).size(), 1U) << "kept for a person";
+    EXPECT_EQ(namesIn(host_.file("process-4")).size(), 2U) << "kept for a person";
 
     // Killed before anything of it was removed.
     std::filesystem::rename(left, folder);
