@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
-#include "dispatch/SchemasStorage.h"
 #include "identity/Token.h"
 #include "support/Files.h"
 #include "support/TestHost.h"
@@ -47,20 +44,6 @@ TEST_F(FileStorageTest, ReadsWhatItCanAndTellsWhatItCannot) {
         EXPECT_EQ(loaded.records.size(), records) << file;
         EXPECT_EQ(loaded.error != nullptr, fails) << file;
     }
-}
-
-TEST_F(FileStorageTest, AFailedSaveLeavesTheFileAsItWas) {
-    SchemasStorage schemas("schemas");
-    const JSONObject good[] = {{{"a-1", JSONObject()}}};
-    ASSERT_EQ(schemas.save(good), nullptr);
-    const JSONObject bad[] = {{{"a-1", std::nan("")}}};
-    EXPECT_NE(schemas.save(bad), nullptr);
-    EXPECT_EQ(schemas.load().records, std::vector<JSONObject>{good[0]});
-
-    // A folder in the place of the temporary file stands for a disk that takes nothing.
-    std::filesystem::create_directories(host_.file(".schemas.new"));
-    EXPECT_NE(schemas.save({}), nullptr);
-    EXPECT_EQ(schemas.load().records, std::vector<JSONObject>{good[0]});
 }
 
 }  // namespace
