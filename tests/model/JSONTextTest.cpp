@@ -43,7 +43,6 @@ TEST(JSONText, KeepsTheKindsOfNumbersApart) {
 TEST(JSONText, WritesDoublesAsPeopleWriteThemAndReadsThemBack) {
     const std::pair<double, const char*> cases[] = {
         {5.0, "5.0"},
-        {-1.5, "-1.5"},
         {0.0001, "0.0001"},
         {0.00009, "9e-05"},
         {9007199254740992.0, "9007199254740992.0"},
@@ -101,7 +100,6 @@ TEST(JSONCodable, IntegersAreNumbersThatHoldOneExactly) {
         {-9.2233720368547758e18, std::numeric_limits<std::int64_t>::min()},
         {std::uint64_t{7}, 7},
         {1.5, {}},
-        {true, {}},
         {9.3e18, {}},
         {std::numeric_limits<std::uint64_t>::max(), {}},
         {std::nan(""), {}},
