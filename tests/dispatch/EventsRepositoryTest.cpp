@@ -59,7 +59,7 @@ TEST(EventsUnderWayTest, AKillBetweenAnyTwoWritesLosesAndRepeatsNothing) {
     std::set<std::int64_t> wanted;
     // What a process finds that starts after a kill at any moment since the last look, and the one
     // after that when it is killed at any moment of its start.
-    const auto expectWantedAtEachMoment = [&](const char* step) {
+    const auto expectWantedAtEachMoment = [&](const std::string& step) {
         for (const auto& moment : std::exchange(journal.moments, {})) {
             Journal next;
             next.now = moment;
@@ -85,33 +85,25 @@ TEST(EventsUnderWayTest, AKillBetweenAnyTwoWritesLosesAndRepeatsNothing) {
         const bool isOther = !batches.empty() && random() % 2 == 0;
         const auto batch =
             batches.begin() + static_cast<std::ptrdiff_t>(isOther ? random() % batches.size() : 0);
-        switch (random() % 4) {
-            case 0:
-                if (auto taken = repository->take(4); !taken.empty()) batches.push_back(taken);
-                expectWantedAtEachMoment("take");
-                break;
-            case 1:
-                if (!isOther) break;
-                for (const auto n : numbersOf(*batch))
-                    wanted.erase(n);
-                repository->settle(*batch);
-                batches.erase(batch);
-                expectWantedAtEachMoment("settle");
-                break;
-            case 2:
-                if (!isOther) break;
-                repository->insert(*batch);
-                if (random() % 3 != 0) repository->save();
-                batches.erase(batch);
-                expectWantedAtEachMoment("put back");
-                break;
-            default:
-                bool isSaved = false;
-                repository->add(sampleEvent(number),
-                                [&](const auto& result) { isSaved = result.event() != nullptr; });
-                expectWantedAtEachMoment("add");
-                if (isSaved) wanted.insert(number);
+        const auto what = random() % 4;
+        bool isSaved = false;
+        if (what == 0) {
+            if (auto taken = repository->take(4); !taken.empty()) batches.push_back(taken);
+        } else if (what == 1 && isOther) {
+            for (const auto n : numbersOf(*batch))
+                wanted.erase(n);
+            repository->settle(*batch);
+            batches.erase(batch);
+        } else if (what == 2 && isOther) {
+            repository->insert(*batch);
+            if (random() % 3 != 0) repository->save();
+            batches.erase(batch);
+        } else if (what == 3) {
+            repository->add(sampleEvent(number),
+                            [&](const auto& result) { isSaved = result.event() != nullptr; });
         }
+        expectWantedAtEachMoment("step " + std::to_string(what));
+        if (isSaved) wanted.insert(number);
     }
     journal.isFull = false;
     for (const auto& batch : batches)
