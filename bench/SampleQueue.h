@@ -36,11 +36,9 @@ inline void writeFile(const std::string& path, const std::string& bytes) {
 }
 
 /// A store that does nothing in the background, so that only what a caller pays is measured.
-inline std::unique_ptr<InternalEventStorageImpl> quietStorage(
-    const std::string& name, const InternalEventStorageImpl::Scheduler& scheduler =
-                                 [](std::chrono::steady_clock::duration, const auto&) {}) {
-    auto storage =
-        std::make_unique<InternalEventStorageImpl>(name, std::chrono::hours(1), scheduler);
+inline std::unique_ptr<InternalEventStorageImpl> quietStorage(const std::string& name) {
+    auto storage = std::make_unique<InternalEventStorageImpl>(
+        name, std::chrono::hours(1), [](std::chrono::steady_clock::duration, const auto&) {});
     storage->recover();
     return storage;
 }

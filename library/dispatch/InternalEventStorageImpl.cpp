@@ -82,7 +82,6 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     ErrorRef save(const EventList& events) ZENTARA_REQUIRES(mutex);
     void scheduleSpare() ZENTARA_REQUIRES(mutex);
     void scheduleCheckpoint() ZENTARA_REQUIRES(mutex);
-    void prepareSpare() ZENTARA_REQUIRES(mutex);
     void writeCheckpoint();
 };
 
@@ -172,7 +171,7 @@ void InternalEventStorageImpl::Shared::scheduleSpare() {
         if (!self) return;
         const MutexLock lock(self->mutex);
         self->spareScheduled = false;
-        self->prepareSpare();
+        self->current.pause(self->saved.events());
     });
     spareScheduled = true;
 }
@@ -189,14 +188,6 @@ void InternalEventStorageImpl::Shared::scheduleCheckpoint() {
     checkpointScheduled = true;
 }
 
-void InternalEventStorageImpl::Shared::prepareSpare() {
-    try {
-        current.prepareSpare(saved.events());
-    } catch (const std::bad_alloc&) {
-        // The next save does without.
-    }
-}
-
 void InternalEventStorageImpl::Shared::writeCheckpoint() {
     const MutexLock checkpointLock(checkpointMutex);
     ErrorRef error;
@@ -208,7 +199,7 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
             checkpointScheduled = false;
             lastCheckpoint = Clock::now();
             events.assign(saved.events().begin(), saved.events().end());
-            prepareSpare();
+            current.prepareSpare(saved.events());
             error = current.duplicate(files);
         }
         // Both files that trade names: with an old list still on the device, a loss of power could

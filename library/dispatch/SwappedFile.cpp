@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <numeric>
 #include <string_view>
 #include <utility>
@@ -53,7 +54,6 @@ void SwappedFile::forget() noexcept {
     spare_.known = false;
     isFull_ = false;
     pieces_ = {};
-    piecesLeft_ = 0;
 }
 
 ErrorRef SwappedFile::duplicate(std::array<File, 2>& copies) const {
@@ -75,29 +75,31 @@ ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t l
     isFull_ = left == 1 && events.size() == current_.count;
     std::swap(current_, spare_);
     current_.known = true;
-    piecesLeft_ = 0;
     if (spareIsGone || !spare_.file.isOpen()) {
         spare_ = {};
     } else {
         spare_.known = spare_.known && onlyAppended;
-        spare_.left = 0;
     }
     return nullptr;
 }
 
-void SwappedFile::prepareSpare(std::span<const InternalEvent> events) {
-    // A pause: what the caches hold by now is not known, and views would only take up memory.
-    current_.whole.reset();
+void SwappedFile::pause(std::span<const InternalEvent> events) noexcept {
     closeViews();
+    current_.whole.reset();
+    if (!isFull_) prepareSpare(events);
+}
+
+void SwappedFile::prepareSpare(std::span<const InternalEvent> events) noexcept {
     if (!current_.known || current_.count != events.size()) return;
-    const std::size_t left = isFull_ ? 1 : 0;
-    if (spare_.known && spare_.file.isOpen() && spare_.left == left &&
-        spare_.count == events.size() - left) {
-        return;
-    }
+    if (spare_.known && spare_.count == events.size() && spare_.file.isOpen()) return;
     // A failure shows at the next write, which begins with this same step. Until then the spare may
     // hold a list of any age, which must not come back under the file's name.
-    if (fillSpare(events.subspan(left), left)) spare_ = {};
+    try {
+        if (!fillSpare(events, 0)) return;
+    } catch (const std::bad_alloc&) {
+        // The next write may have more luck.
+    }
+    spare_ = {};
 }
 
 ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t left) {
@@ -106,11 +108,10 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
         if (auto error = File::create(sparePath_, spare_.file)) return error;
     }
     // Until the write has succeeded nobody knows what the spare holds, or may rely on the pieces.
-    const bool extends = std::exchange(spare_.known, false) && spare_.left == left;
+    const bool extends = std::exchange(spare_.known, false) && left == 0;
     auto pieces = std::exchange(pieces_, {});
-    const auto piecesLeft = std::exchange(piecesLeft_, 0);
-    if (pieces.count() + piecesLeft != current_.count || piecesLeft > left) pieces = {};
-    if (!pieces.follow(events, left - std::min(left, piecesLeft))) return notEncodable();
+    if (pieces.count() != current_.count) pieces = {};
+    if (!pieces.follow(events, left)) return notEncodable();
 
     if (auto error = extends ? extendSpare(events, pieces) : rewriteSpare(events, left, pieces)) {
         return error;
@@ -119,10 +120,8 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
         if (auto error = spare_.file.synchronise()) return error;
     }
     spare_.known = true;
-    spare_.left = left;
     spare_.count = events.size();
     pieces_ = std::move(pieces);
-    piecesLeft_ = left;
     return nullptr;
 }
 

@@ -27,9 +27,6 @@ namespace zentara {
 /// place, in as few and as long pieces as the texts lie in memory. Where the file system cannot
 /// exchange names, a fresh file is renamed over the old one.
 ///
-/// A full list loses its oldest event with each that comes. Between two of them `prepareSpare` lets
-/// the spare lose the next one beforehand, so that these too cost the bytes of one event.
-///
 /// Not promised: that two writers on one name see each other's lists. Not synchronised.
 class SwappedFile {
   public:
@@ -52,16 +49,17 @@ class SwappedFile {
     /// The files behind both names, for flushing what they hold by now.
     [[nodiscard]] ErrorRef duplicate(std::array<File, 2>& copies) const;
 
-    /// Brings the spare up to `events`, which the file holds, so that the next write is cheap: to
-    /// all of them when it is to be an append; to all but the first after a write that lost one
-    /// event and gained one, as the next will do the same.
-    void prepareSpare(std::span<const InternalEvent> events);
+    /// To be called when writes have paused, with the events that the file holds: makes the next
+    /// append cheap. A list that is full is left alone, as it loses an event with each append.
+    void pause(std::span<const InternalEvent> events) noexcept;
+
+    /// Brings the spare up to `events`, which the file holds, so that both files hold the same.
+    void prepareSpare(std::span<const InternalEvent> events) noexcept;
 
   private:
     struct Side {
         File file;
-        bool known = false;    ///< for the spare: holds `count` events of the file, in their order
-        std::size_t left = 0;  ///< for the spare: how many of the file's are before those
+        bool known = false;  ///< for the spare: holds the first `count` events of the file
         std::size_t count = 0;
         std::uint64_t bytes = 0;     ///< whole length
         std::uint64_t appended = 0;  ///< how many of them came in small pieces
@@ -88,9 +86,8 @@ class SwappedFile {
     const Durability durability_;
     Side current_;
     Side spare_;
-    bool isFull_ = false;         // the last write lost one event and gained one
-    TextPieces pieces_;           // of what the file holds without its first ones, or of nothing
-    std::size_t piecesLeft_ = 0;  // how many first ones
+    bool isFull_ = false;  // the last write lost one event and gained one
+    TextPieces pieces_;    // of what the file holds, or of nothing
     std::vector<std::string_view> parts_;
 };
 

@@ -105,12 +105,13 @@ class TroubledClient {
         hasBegun_ = true;
         disk_.fail(trouble_.faults);
         if (trouble_.folder == Trouble::Folder::there) return;
+        const bool isFile = trouble_.folder == Trouble::Folder::aFile;
         std::error_code error;
         // A worker may be writing something there at the same moment.
         do {
             std::filesystem::remove_all(host_.documents(), error);
-        } while (error);
-        if (trouble_.folder == Trouble::Folder::aFile) writeTo(host_.documents(), "");
+            if (isFile) writeTo(host_.documents(), "");
+        } while (error || (isFile && !std::filesystem::is_regular_file(host_.documents())));
     }
     void end() {
         disk_.fail({});

@@ -173,6 +173,12 @@ class History {
         save();
         append();
         checkpoint();
+        for (int i = 0; i < 3; ++i) {
+            // A list that is full.
+            list.dropFront(1);
+            append();
+            checkpoint();
+        }
         while (!list.empty())
             take();
         append();
