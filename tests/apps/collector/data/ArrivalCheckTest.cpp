@@ -10,19 +10,11 @@ namespace zentara::collector {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 boost::json::value parsed(const std::string& text) {
     boost::json::parse_options options;
     options.max_depth = 1000;
     return boost::json::parse(text, {}, options);
-}
-
-std::vector<std::string> messagesOf(const std::vector<Finding>& findings) {
-    std::vector<std::string> messages;
-    for (const auto& finding : findings)
-        messages.push_back(finding.message);
-    return messages;
 }
 
 TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
@@ -32,10 +24,6 @@ TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
         std::vector<std::string> paths;
     } cases[] = {
         {R"({"type":"object"})", R"({"a":1})", {}},
-        {R"({"required":["b"]})", R"({"a":1})", {""}},
-        {R"({"properties":{"price":{"properties":{"amount":{"type":"integer","minimum":5}}}}})",
-         R"({"price":{"amount":1.5}})",
-         {"/price/amount", "/price/amount"}},
         // The same message in several places, and from around them.
         {R"({"properties":{"a":{"type":"string"},"b":{"type":"string"},
                            "c":{"properties":{"d":{"type":"string"}}}}})",
@@ -45,11 +33,7 @@ TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
              "properties":{"a":{"minProperties":1}}})",
          R"({"a":{}})",
          {"", "", "/a"}},
-        {R"({"items":{"type":"string"}})", R"(["x",1,["y"]])", {"/1", "/2"}},
         {R"({"items":[{"type":"string"}],"additionalItems":false})", "[1,2,3]", {"/0", "/1", "/2"}},
-        {R"({"properties":{"a":{}},"additionalProperties":false})",
-         R"({"a":1,"b":2,"c":3})",
-         {"/b", "/c"}},
         {R"({"patternProperties":{"^x":{"type":"string"}},"additionalProperties":{"minimum":9}})",
          R"({"x1":1,"y":2})",
          {"/x1", "/y"}},
@@ -81,15 +65,15 @@ TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
     for (const auto& each : cases) {
         const auto schema = parsed(each.schema);
         const auto properties = parsed(each.properties);
-        const auto findings = checkProperties(properties, schema.get_object());
         std::vector<std::string> paths;
-        for (const auto& finding : findings)
+        std::optional<std::vector<std::string>> messages;
+        for (const auto& finding : checkProperties(properties, schema.get_object())) {
             paths.push_back(finding.path);
+            messages.emplace(messages.value_or(std::vector<std::string>()))
+                .push_back(finding.message);
+        }
         EXPECT_EQ(paths, each.paths) << each.schema;
-        EXPECT_EQ(
-            messagesOf(findings),
-            validate(properties, schema.get_object()).errors().value_or(std::vector<std::string>()))
-            << each.schema;
+        EXPECT_EQ(messages, validate(properties, schema.get_object()).errors()) << each.schema;
     }
 }
 
@@ -137,19 +121,6 @@ TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
     const auto stopped = checkProperties(parsed(value), doubled.get_object());
     ASSERT_EQ(stopped.size(), 1U);
     EXPECT_THAT(stopped[0].message, testing::StartsWith("Validation stopped"));
-}
-
-TEST(ArrivalCheckTest, AnEventWithoutASchemaIsBad) {
-    SchemaSnapshot schemas;
-    schemas.schemas.emplace("x-1", std::make_shared<const boost::json::object>());
-    const auto properties = parsed("{}");
-    Action action;
-    action.properties = &properties;
-    action.schema = "x-1";
-    EXPECT_THAT(checkAction(action, schemas), IsEmpty());
-    action.schema = "x-2";
-    EXPECT_THAT(checkAction(action, schemas),
-                ElementsAre(Finding{"", "there is no schema \"x-2\""}));
 }
 
 }  // namespace

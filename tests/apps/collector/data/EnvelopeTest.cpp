@@ -22,26 +22,12 @@ std::string faultOf(const std::string& body) {
 const std::string goodEnvelope =
     samples::envelope(samples::action("page-view", "u1") + "," + samples::action("search", "u2"));
 
-TEST(EnvelopeTest, FieldsAndActionsAreRead) {
-    const auto envelope = std::get<Envelope>(readEnvelope(goodEnvelope));
-    EXPECT_EQ(envelope.clientUUID, "client-1");
-    EXPECT_EQ(envelope.clientTs, 1700000000001);
-    EXPECT_EQ(envelope.dispatchNumber, 3);
-    ASSERT_EQ(envelope.actions.size(), 2U);
-    EXPECT_EQ(envelope.actions[1].schema, "search-1");
-    EXPECT_EQ(envelope.actions[1].uuid, "u2");
-    EXPECT_EQ(envelope.actions[1].contextID, "c-1");
-    EXPECT_EQ(envelope.actions[1].sequence, 7);
-    EXPECT_EQ(envelope.actions[1].actionTs, 1700000000000);
-    EXPECT_EQ(envelope.actions[1].json, samples::action("search", "u2"));
-}
-
-TEST(EnvelopeTest, PropertiesLiveAsLongAsAnyCopyOfTheEnvelope) {
-    Envelope copy;
-    {
-        const auto envelope = std::get<Envelope>(readEnvelope(goodEnvelope));
-        copy = envelope;
-    }
+TEST(EnvelopeTest, WhatWasReadLivesAsLongAsAnyCopyOfTheEnvelope) {
+    const Envelope copy = std::get<Envelope>(readEnvelope(goodEnvelope));
+    EXPECT_EQ(copy.clientUUID, "client-1");
+    EXPECT_EQ(copy.actions.at(1).uuid, "u2");
+    EXPECT_EQ(copy.actions[1].actionTs, 1700000000000);
+    EXPECT_EQ(copy.actions[1].json, samples::action("search", "u2"));
     EXPECT_EQ(copy.actions[1].properties->at("price"), 5.0);
 }
 
@@ -57,22 +43,19 @@ TEST(EnvelopeTest, EachFaultIsNamedWithItsPlace) {
         {R"("mobile")", "1", R"("zentaraClientType" is not a string)"},
         {R"("zentaraDispatchNumber":3)", R"("zentaraDispatchNumber":3.5)",
          R"("zentaraDispatchNumber" is not an integer)"},
-        {R"("zentaraActionCounter":1)", R"("zentaraActionCounter":"1")",
-         R"("zentaraActionCounter" is not an integer)"},
+        {R"("zentaraDispatchNumber":3)", R"("zentaraDispatchNumber":3.0,"more":[])", ""},
         {R"("version":"1",)", "", R"(actions[0]: "version" is missing)"},
         {R"({"price":5.0,"count":5})", "[]", R"(actions[0]: "properties" is not an object)"},
         {R"("actionTs":1700000000000)", R"("actionTs":1e300)",
          R"(actions[0]: "actionTs" is not an integer)"},
-        {R"("zentaraRelationId":null,)", "", R"(actions[0]: "zentaraRelationId" is missing)"},
         {R"("zentaraRelationId":null)", R"("zentaraRelationId":4)",
          R"(actions[0]: "zentaraRelationId" is neither a string nor null)"},
-        {R"("u2")", "null", R"(actions[1]: "zentaraActionUUID" is not a string)"},
         {R"("actions":[)", R"("actions":["x",)", "actions[0] is not an object"},
     };
-    for (const auto& each : cases) {
+    for (const auto& each : cases)
         EXPECT_EQ(faultOf(replaced(goodEnvelope, each.from, each.to)), each.reason);
-    }
     EXPECT_EQ(faultOf("[]"), "an envelope is a JSON object");
+    EXPECT_EQ(faultOf(samples::envelope("")), "");
 }
 
 TEST(EnvelopeTest, NamesHaveAtMost256Bytes) {
@@ -84,12 +67,6 @@ TEST(EnvelopeTest, NamesHaveAtMost256Bytes) {
         EXPECT_EQ(named(name), "");
         EXPECT_THAT(named(name + "n"), testing::EndsWith("\" is longer than 256 bytes"));
     }
-}
-
-TEST(EnvelopeTest, WholeNumbersAndFurtherKeysAndNoActionsAreFine) {
-    EXPECT_EQ(faultOf(replaced(samples::envelope(""), R"("zentaraDispatchNumber":3)",
-                               R"("zentaraDispatchNumber":3.0,"more":[])")),
-              "");
 }
 
 TEST(EnvelopeTest, PropertiesMayBeAsDeepAsTheLibraryAllowsButNotBottomless) {

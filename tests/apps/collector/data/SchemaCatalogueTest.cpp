@@ -27,21 +27,12 @@ class SchemaCatalogueTest : public testing::Test {
         std::ofstream(folder / name, std::ios::binary) << text;
     }
 
-    [[nodiscard]] SchemaCatalogue::Report report() {
-        return [this](const std::string& problem) {
-            reported.push_back(problem);
-        };
-    }
-    [[nodiscard]] SchemaCatalogue::Clock clock() {
-        return [this] {
-            return now;
-        };
-    }
-
     const test::TemporaryDirectory directory;
     const fs::path folder = directory.path();
     std::vector<std::string> reported;
-    std::chrono::steady_clock::time_point now{};
+    const SchemaCatalogue::Report report = [this](const auto& text) {
+        reported.push_back(text);
+    };
 };
 
 std::string nested(std::size_t levels) {
@@ -60,19 +51,22 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
     write("large-1.json", R"({"maximum":1e309})");
     write("twice-1.json", R"({"a":{"b":1,"c":[{"b":2}],"b":3}})");
     write("latin-1.json", "{\"a\":\"\xe4\"}");
+    write("deep-1.json", nested(511));
+    write("deeper-1.json", nested(512));
     write("unversioned.json", "{}");
     write("notes.txt", "not a schema");
     write(".a-1.json", "not saved yet");
     fs::create_symlink("nowhere", folder / "link-1.json");
 
-    SchemaCatalogue catalogue(folder, report());
+    SchemaCatalogue catalogue(folder, report);
     const auto schemas = catalogue.current();
-    EXPECT_EQ(schemas->json, R"({"a-1":{},"page-view-2":{"type":"object","maximum":1.5}})");
-    ASSERT_NE(schemas->find("page-view-2"), nullptr);
-    EXPECT_EQ(schemas->find("page-view-2")->at("maximum"), 1.5);
+    EXPECT_EQ(schemas->json, R"({"a-1":{},"deep-1":)" + nested(511) +
+                                 R"(,"page-view-2":{"type":"object","maximum":1.5}})");
+    EXPECT_FALSE(parseJSON(schemas->json).error) << "the library can read all of it";
     EXPECT_EQ(schemas->find("broken-1"), nullptr);
     EXPECT_THAT(schemas->problems,
                 ElementsAre(HasSubstr("/broken-1.json: not JSON: "),
+                            EndsWith("/deeper-1.json: nested more than 511 levels deep"),
                             EndsWith("/folder-1.json: is not a file"),
                             EndsWith("/large-1.json: a number is beyond what a double holds"),
                             HasSubstr("/latin-1.json: not JSON"),
@@ -81,11 +75,13 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
                             EndsWith("/twice-1.json: the key \"b\" occurs twice in one object"),
                             EndsWith("/unversioned.json: the name is not {id}-{version}.json")));
     EXPECT_EQ(reported, schemas->problems);
+    EXPECT_EQ(SchemaCatalogue(std::nullopt).current()->json, "{}");
 }
 
 TEST_F(SchemaCatalogueTest, AChangeIsSeenAtOnceByTheTableAndSoonByArrivals) {
+    std::chrono::steady_clock::time_point now{};
     write("a-1.json", "{}");
-    SchemaCatalogue catalogue(folder, report(), clock());
+    SchemaCatalogue catalogue(folder, report, [&now] { return now; });
     const auto first = catalogue.current();
 
     write("a-1.json", R"({"type":"object"})");
@@ -114,7 +110,7 @@ TEST_F(SchemaCatalogueTest, AChangeWithinATickOfTheClockAndOfTheSameSizeIsSeen) 
 
 TEST_F(SchemaCatalogueTest, AProblemIsReportedOnceForEachChange) {
     write("a-1.json", "[]");
-    SchemaCatalogue catalogue(folder, report());
+    SchemaCatalogue catalogue(folder, report);
     (void)catalogue.refreshed();
     EXPECT_THAT(reported, SizeIs(1));
     write("a-1.json", "{}");
@@ -131,27 +127,15 @@ TEST_F(SchemaCatalogueTest, AProblemIsReportedOnceForEachChange) {
     EXPECT_THAT(reported, SizeIs(3));
 }
 
-TEST_F(SchemaCatalogueTest, ASchemaTooDeepForTheLibraryDoesNotSpoilTheTable) {
-    write("deep-1.json", nested(511));
-    write("deeper-1.json", nested(512));
-    SchemaCatalogue catalogue(folder);
-    const auto schemas = catalogue.current();
-    EXPECT_THAT(schemas->problems,
-                ElementsAre(EndsWith("/deeper-1.json: nested more than 511 levels deep")));
-    EXPECT_FALSE(parseJSON(schemas->json).error);
-    EXPECT_TRUE(parseJSON(R"({"a-1":)" + nested(512) + "}").error);
-}
-
 TEST_F(SchemaCatalogueTest, WhatCannotBeReadJustNowIsServedAsItWasBefore) {
     write("a-1.json", "{}");
-    SchemaCatalogue catalogue(folder, report());
+    SchemaCatalogue catalogue(folder, report);
     write("a-1.json", "[]");
     // The folder cannot be opened, but that does not mean that it is not there.
     const auto aside = fs::path(folder.string() + "-aside");
     fs::rename(folder, aside);
     fs::create_symlink(folder, folder);
     EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":{}})");
-    (void)catalogue.refreshed();
     fs::remove(folder);
     fs::rename(aside, folder);
     EXPECT_THAT(reported, ElementsAre(EndsWith("Too many levels of symbolic links")));
@@ -160,18 +144,10 @@ TEST_F(SchemaCatalogueTest, WhatCannotBeReadJustNowIsServedAsItWasBefore) {
     fs::remove(folder / "a-1.json");
     fs::create_symlink("/proc/self/mem", folder / "a-1.json");
     EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":{}})");
-    (void)catalogue.refreshed();
-    EXPECT_THAT(reported, SizeIs(2));
     EXPECT_THAT(catalogue.refreshed()->problems,
                 ElementsAre(EndsWith("Input/output error; served as it was before")));
     fs::remove(folder / "a-1.json");
     EXPECT_EQ(catalogue.refreshed()->json, "{}");
-}
-
-TEST_F(SchemaCatalogueTest, WithoutAFolderTheTableIsEmpty) {
-    SchemaCatalogue catalogue(std::nullopt, report());
-    EXPECT_EQ(catalogue.refreshed()->json, "{}");
-    EXPECT_THAT(reported, IsEmpty());
 }
 
 TEST_F(SchemaCatalogueTest, AFolderThatChangesAllTheTimeGivesWholeTables) {

@@ -2,26 +2,23 @@
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <boost/json/parse.hpp>
 #include <csignal>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "apps/collector/Samples.h"
 #include "collector/data/EventRecorder.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
 namespace zentara::collector {
 namespace {
 
+using test::contentsOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Pair;
 namespace fs = std::filesystem;
 
@@ -71,12 +68,6 @@ std::string uuidsOf(const Store::Page& page) {
     return uuids;
 }
 
-std::string bytesOf(const fs::path& file) {
-    std::ostringstream bytes;
-    bytes << std::ifstream(file, std::ios::binary).rdbuf();
-    return bytes.str();
-}
-
 std::string refusalOf(const fs::path& file) {
     try {
         const Store store(file);
@@ -86,49 +77,56 @@ std::string refusalOf(const fs::path& file) {
     return "opened";
 }
 
-class Folder : public test::TemporaryDirectory {
-  public:
-    [[nodiscard]] fs::path operator/(const char* name) const { return path() / name; }
-};
+/// Events of two contexts, one after the other, with gaps and with duplicates around them.
+void fill(Store& store) {
+    post(store,
+         {{"u1", "a-1", "y", 1},
+          {"u2", "b-1", "y", 5, false},
+          {"u1", "a-1", "y", 9},
+          {"u3", "a-1", "x", 8}},
+         {}, "event: lost");
+    post(store, {{"u1", "a-1", "y", 3}}, {.client = "later"}, "event: lost");
+    store.addRequest(samples::request("GET", "/id"), {200, "", ""});
+}
 
-enum class Place { memory, file };
-
-/// What holds wherever the database is.
-class StoreTest : public testing::TestWithParam<Place> {
-  protected:
-    const Folder folder{};
-    Store store{GetParam() == Place::file ? std::make_optional(folder / "events.db")
-                                          : std::nullopt};
-};
-
-INSTANTIATE_TEST_SUITE_P(Places, StoreTest, testing::Values(Place::memory, Place::file),
-                         [](const auto& place) {
-                             return place.param == Place::file ? "File" : "Memory";
-                         });
-
-TEST_P(StoreTest, ASecondArrivalOfAnActionIsADuplicateAlsoWithinAnEnvelope) {
-    post(store, {{"u1"}, {"u1"}});
-    const auto arrivals = post(store, {{"u2", "b-1", "c-1", 1, false}, {"u1"}}, {}, "event: lost");
-    EXPECT_FALSE(arrivals[0].duplicate);
-    EXPECT_TRUE(arrivals[1].duplicate);
-
+/// Adds another event at the end.
+void expectFilled(Store& store) {
     const auto summary = store.summary();
-    EXPECT_EQ(summary.requests, 2U);
+    EXPECT_EQ(summary.requests, 3U);
     EXPECT_EQ(summary.envelopes, 2U);
-    EXPECT_EQ(summary.events, 4U);
-    EXPECT_EQ(summary.lastNumber, 4);
-    EXPECT_EQ(summary.distinctActions, 2U);
+    EXPECT_EQ(summary.events, 5U);
+    EXPECT_EQ(summary.good, 4U);
+    EXPECT_EQ(summary.bad, 1U);
+    EXPECT_EQ(summary.distinctActions, 3U);
     EXPECT_EQ(summary.duplicates, 2U);
-    EXPECT_EQ(summary.good, 3U);
-    EXPECT_THAT(summary.eventsBySchema, ElementsAre(Pair("a-1", 3), Pair("b-1", 1)));
+    EXPECT_EQ(summary.missing, 5U);
+    EXPECT_EQ(summary.lastNumber, 5);
+    EXPECT_THAT(summary.eventsBySchema, ElementsAre(Pair("a-1", 4), Pair("b-1", 1)));
     EXPECT_THAT(summary.badBySchema, ElementsAre(Pair("b-1", 1)));
-    EXPECT_THAT(summary.faults, ElementsAre(Pair("event: lost", 1)));
+    EXPECT_THAT(summary.faults, ElementsAre(Pair("event: lost", 2)));
+    EXPECT_THAT(store.gaps(),
+                ElementsAre(Gap{"x", "client-1", 6, 7, 2}, Gap{"y", "client-1", 2, 4, 3}));
+    EXPECT_EQ(uuidsOf(store.events({})), "u1 u2 u1 u3 u1");
+    EXPECT_TRUE(post(store, {{"u2"}})[0].duplicate);
+    EXPECT_EQ(store.summary().lastNumber, 6);
+}
 
-    std::string duplicates;
-    for (const auto& record : store.events({}).records) {
-        duplicates += boost::json::parse(record).at("duplicate").as_bool() ? 'd' : '.';
-    }
-    EXPECT_EQ(duplicates, ".d.d");
+/// What holds wherever the database is: in a file, if that is the parameter, or in memory.
+class StoreTest : public testing::TestWithParam<bool> {
+  protected:
+    const test::TemporaryDirectory folder{};
+    Store store{GetParam() ? std::make_optional(folder.path() / "events.db") : std::nullopt};
+};
+
+INSTANTIATE_TEST_SUITE_P(Places, StoreTest, testing::Bool());
+
+TEST_P(StoreTest, DuplicatesAreCountedAndNeitherOpenNorFillGapsAndAResetForgetsAllOfIt) {
+    fill(store);
+    expectFilled(store);
+    store.reset();
+    EXPECT_EQ(store.events({}).total + store.requests({}).total + store.envelopes().total, 0U);
+    fill(store);
+    expectFilled(store);
 }
 
 TEST_P(StoreTest, AnEventIsShownWithTheFactsOfItsEnvelopeAndFoundWithAllOfIt) {
@@ -143,10 +141,6 @@ TEST_P(StoreTest, AnEventIsShownWithTheFactsOfItsEnvelopeAndFoundWithAllOfIt) {
     const auto page = store.events({});
     EXPECT_EQ(page.records.at(0), arrivals.at(0).record);
     const auto event = boost::json::parse(page.records[0]);
-    EXPECT_EQ(event.at("clientUUID"), "client-1");
-    EXPECT_EQ(event.at("dispatchNumber"), 3);
-    EXPECT_EQ(event.at("sequence"), 7);
-    EXPECT_EQ(event.at("good"), false);
     EXPECT_EQ(event.at("messages"),
               boost::json::parse(R"([{"path":"/price","message":"\"5\" is odd"}])"));
     EXPECT_EQ(event.at("user"), (boost::json::value{{"type", "GST"}, {"token", "tok"}}));
@@ -159,46 +153,39 @@ TEST_P(StoreTest, AnEventIsShownWithTheFactsOfItsEnvelopeAndFoundWithAllOfIt) {
     EXPECT_EQ(found.at("arrivals"), (boost::json::value{1, 2}));
     EXPECT_EQ(found.at("envelope"), boost::json::parse(store.envelopes().records[0]));
     EXPECT_EQ(found.at("request"), boost::json::parse(store.requests({}).records.at(0)));
-    EXPECT_EQ(found.at("request").at("service"), "event");
     EXPECT_EQ(found.at("request").at("storedEvents"), 1);
     EXPECT_EQ(store.event("u1"), std::nullopt);
 }
 
-TEST_P(StoreTest, AFilterGivesExactlyWhatMatches) {
-    post(store, {{"1", "a-1", "c-1", 1, true, R"({"Text":"100% OFF"})"}, {"2", "b-1"}},
-         {"shop", "client-1", "GST=tok", 1000});
-    post(store, {{"3", "a-1", "c-2", 1, false, R"({"text":"a_b\\c"})"}, {"1"}},
+TEST_P(StoreTest, AFilterGivesExactlyWhatMatchesAndAPageAPartOfItInTheOrderAskedFor) {
+    post(store,
+         {{"1", "a-1", "c-1", 30, true, R"({"Text":"100% OFF"})", 7},
+          {"2", "b-1", "c-1", 20, true, "{}", 9}},
+         {"shop", "client-1", "GST=tok", 3000});
+    post(store, {{"3", "a-1", "c-2", 10, false, R"({"text":"a_b\\c"})", 7}, {"1"}},
          {"bank", "client-2", "QVNID=tok; GST=x", 2000});
-    post(store, {{"4", "'; DROP TABLE events; --", "c\"%", 1, true, R"({"text":"äÄ'\t\"a\""})"}},
-         {"", "", "other=1", 3000});
+    post(store,
+         {{"4", "'; DROP TABLE events; --", "c\"%", -5, true, R"({"text":"äÄ'\t\"a\""})", 8}},
+         {"", "", "other=1", 1000});
     const std::vector<std::pair<EventFilter, std::string>> cases{
         {{}, "1 2 3 1 4"},
         {{.schema = "a-1"}, "1 3 1"},
         {{.schema = "'; DROP TABLE events; --"}, "4"},
-        {{.schema = "' OR '1' = '1"}, ""},
-        {{.schema = "a%"}, ""},
         {{.user = "tok"}, "1 2 3 1"},
         {{.user = "QVNID=tok"}, "3 1"},
-        {{.user = ""}, "4"},
         {{.tenant = "bank"}, "3 1"},
         {{.context = "c\"%"}, "4"},
         {{.client = "client-1"}, "1 2"},
         {{.good = false}, "3"},
-        {{.good = true}, "1 2 1 4"},
         {{.duplicate = true}, "1"},
         {{.duplicate = false}, "1 2 3 4"},
         {{.text = "100% off"}, "1"},
         {{.text = "%"}, "1"},
         {{.text = "_"}, "3"},
-        {{.text = "\\"}, "3 4"},
         {{.text = "A_B\\C"}, "3"},
         {{.text = "'\t\"A\""}, "4"},
-        {{.text = "\"text\":\"A_"}, "3"},
-        {{.text = "TEXT"}, "1 3 4"},
         {{.text = "ÄÄ"}, ""},
-        {{.text = "äÄ'"}, "4"},
         {{.text = std::string("Text\0", 5)}, ""},
-        {{.text = ""}, "1 2 3 1 4"},
         {{.text = std::string(100'000, '%')}, ""},
         {{.since = 2000, .until = 3000}, "3 1"},
         {{.after = 3}, "1 4"},
@@ -211,41 +198,24 @@ TEST_P(StoreTest, AFilterGivesExactlyWhatMatches) {
         EXPECT_EQ(store.count(filter), page.total);
         EXPECT_EQ(store.count(filter, 1), std::min<std::size_t>(page.total, 1));
     }
-    EXPECT_EQ(store.summary().events, 5U);
-}
 
-TEST_P(StoreTest, APageIsAPartOfAllThatMatchInTheOrderAskedFor) {
-    post(store, {{"1", "c-1", "c", 30, true, "{}", 7}, {"2", "a-1", "c", 20, true, "{}", 9}});
-    post(store, {{"3", "b-1", "c", 10, true, "{}", 7}, {"4", "a-1", "c", -5, true, "{}", 8}},
-         {"shop", "client", "", 500});
     using Sort = EventQuery::Sort;
     using enum EventQuery::Order;
-    const std::vector<std::pair<EventQuery, std::string>> cases{
-        {{.order = descending}, "4 3 2 1"},
+    const std::vector<std::pair<EventQuery, std::string>> pages{
         {{.offset = 1, .limit = 2}, "2 3"},
-        {{.order = descending, .offset = 1, .limit = 2}, "3 2"},
+        {{.order = descending, .offset = 1, .limit = 2}, "1 3"},
         {{.offset = 9}, ""},
         {{.limit = 0}, ""},
-        {{.offset = 3, .limit = SIZE_MAX}, "4"},
-        {{.sort = Sort::receivedAt}, "3 4 1 2"},
-        {{.sort = Sort::actionTs}, "1 3 4 2"},
-        {{.sort = Sort::actionTs, .order = descending}, "2 4 3 1"},
-        {{.sort = Sort::schema, .limit = 3}, "2 4 3"},
-        {{.sort = Sort::sequence, .offset = 1}, "3 2 1"},
-        {{.filter = {.schema = "a-1"}, .offset = 1}, "4"},
+        {{.sort = Sort::receivedAt}, "4 3 1 1 2"},
+        {{.sort = Sort::actionTs, .order = descending}, "2 4 3 1 1"},
+        {{.filter = {.good = true}, .sort = Sort::schema, .limit = 3}, "4 1 1"},
+        {{.sort = Sort::sequence, .offset = 1}, "1 3 2 1"},
     };
-    for (const auto& [query, expected] : cases)
+    for (const auto& [query, expected] : pages)
         EXPECT_EQ(uuidsOf(store.events(query)), expected);
-    EXPECT_EQ(store.events({.offset = 9}).total, 4U);
-    EXPECT_EQ(store.envelopes(1, 5).records.size(), 1U);
-    EXPECT_EQ(store.envelopes(1, 5).total, 2U);
-}
-
-TEST_P(StoreTest, DuplicatesNeitherOpenNorFillGaps) {
-    post(store, {{"1", "a-1", "x", 1}, {"2", "a-1", "x", 5}, {"1", "a-1", "x", 9}});
-    post(store, {{"2", "a-1", "x", 3}, {"4", "a-1", "x", 4}}, {.client = "other"});
-    EXPECT_THAT(store.gaps(), ElementsAre(Gap{"x", "client-1", 2, 3, 2}));
-    EXPECT_EQ(store.summary().missing, 2U);
+    EXPECT_EQ(store.events({.offset = 9}).total, 5U);
+    EXPECT_EQ(store.envelopes(1, 1).records.size(), 1U);
+    EXPECT_EQ(store.envelopes(1, 1).total, 3U);
 }
 
 TEST_P(StoreTest, ATimelineCountsEachEventInItsBucket) {
@@ -263,10 +233,7 @@ TEST_P(StoreTest, ATimelineCountsEachEventInItsBucket) {
     };
     EXPECT_EQ(shown({}, 1000), "1000: 10000=1+1 11000=1+0 3611000=1+0");
     EXPECT_EQ(shown({.good = false}, 7), "7: 10997=0+1");
-    EXPECT_EQ(shown({.until = 20'000}, std::nullopt), "1000: 10000=1+1 11000=1+0");
-    // An hour in at most 120 buckets.
     EXPECT_EQ(shown({}, std::nullopt), "60000: 0=2+1 3600000=1+0");
-    EXPECT_EQ(shown({.good = false, .after = 2}, std::nullopt), "1000:");
 }
 
 TEST_P(StoreTest, RequestsTellHowTheyEnded) {
@@ -283,19 +250,6 @@ TEST_P(StoreTest, RequestsTellHowTheyEnded) {
               "\"bodySize\":0,\"status\":503,\"reason\":\"no \\\"luck\\\"\","
               "\"fault\":\"id: status 503\",\"storedEvents\":0}");
     EXPECT_EQ(store.requests({.fault = false}).total, 1U);
-    EXPECT_EQ(store.requests({.offset = 1, .limit = 5}).records.size(), 1U);
-}
-
-TEST_P(StoreTest, AResetForgetsAlsoWhichActionsWereSeen) {
-    post(store, {{"u1", "a-1", "x", 1}, {"u2", "a-1", "x", 5}}, {}, "event: lost");
-    store.addRequest(samples::request("GET", "/id"), {200, "", ""});
-    store.reset();
-    EXPECT_EQ(store.summary().events + store.summary().requests + store.summary().missing, 0U);
-    EXPECT_THAT(store.summary().faults, IsEmpty());
-    EXPECT_EQ(store.events({}).total + store.requests({}).total + store.envelopes().total, 0U);
-    const auto arrivals = post(store, {{"u1"}});
-    EXPECT_EQ(arrivals[0].number, 1);
-    EXPECT_FALSE(arrivals[0].duplicate);
 }
 
 TEST_P(StoreTest, EachChangeIsToldAfterItCanBeSeenAndWithoutALock) {
@@ -311,18 +265,15 @@ TEST_P(StoreTest, EachChangeIsToldAfterItCanBeSeenAndWithoutALock) {
 }
 
 TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
-    constexpr std::size_t writers = 3;
-    constexpr std::size_t envelopes = 100;
-    std::atomic<std::size_t> writing = writers;
+    std::atomic<std::size_t> writing = 3;
     std::vector<std::jthread> threads;
-    for (std::size_t writer = 0; writer < writers; ++writer) {
+    for (std::size_t writer = 0; writer < 3; ++writer) {
         threads.emplace_back([&, writer] {
             const std::string context = "c-" + std::to_string(writer);
-            for (std::size_t i = 0; i < envelopes; ++i) {
-                const auto first = static_cast<std::int64_t>(2 * i);
+            for (std::int64_t i = 0; i < 100; ++i) {
                 const std::string uuid = context + "-" + std::to_string(i);
                 const auto arrivals =
-                    post(store, {{uuid, "a-1", context, first}, {uuid, "a-1", "dup", first}});
+                    post(store, {{uuid, "a-1", context, 2 * i}, {uuid, "a-1", "dup", 2 * i}});
                 // Committed on return: whoever asks now sees it.
                 EXPECT_EQ(store.count({.context = context, .after = arrivals[0].number - 1}), 1U);
             }
@@ -335,10 +286,9 @@ TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
         EXPECT_EQ(page.records.size(), page.total);
     }
     threads.clear();
-    const auto summary = store.summary();
-    EXPECT_EQ(summary.events, 2 * writers * envelopes);
-    EXPECT_EQ(summary.duplicates, writers * envelopes);
-    EXPECT_EQ(summary.missing, writers * (envelopes - 1));
+    EXPECT_EQ(store.summary().events, 600U);
+    EXPECT_EQ(store.summary().duplicates, 300U);
+    EXPECT_EQ(store.summary().missing, 297U);
 }
 
 TEST(StoreInMemoryTest, OnlyTheLatestRequestsThatStoredNothingAreKeptButAllAreCounted) {
@@ -358,65 +308,28 @@ TEST(StoreInMemoryTest, OnlyTheLatestRequestsThatStoredNothingAreKeptButAllAreCo
 
 class StoreFileTest : public testing::Test {
   protected:
-    void expectKept(const fs::path& database) {
-        Store store(database);
-        const auto summary = store.summary();
-        EXPECT_EQ(summary.requests, 3U);
-        EXPECT_EQ(summary.envelopes, 2U);
-        EXPECT_EQ(summary.lastNumber, 3);
-        EXPECT_EQ(summary.bad, 1U);
-        EXPECT_EQ(summary.duplicates, 1U);
-        EXPECT_EQ(summary.distinctActions, 2U);
-        EXPECT_THAT(summary.eventsBySchema, ElementsAre(Pair("a-1", 2), Pair("b-1", 1)));
-        EXPECT_THAT(summary.badBySchema, ElementsAre(Pair("b-1", 1)));
-        EXPECT_THAT(summary.faults, ElementsAre(Pair("event: lost", 2)));
-        EXPECT_THAT(store.gaps(), ElementsAre(Gap{"x", "client-1", 2, 4, 3}));
-        EXPECT_EQ(uuidsOf(store.events({})), "u1 u2 u1");
-        EXPECT_TRUE(post(store, {{"u2"}})[0].duplicate);
-        EXPECT_EQ(store.summary().lastNumber, 4);
-    }
-
-    void fill(Store& store) {
-        post(store, {{"u1", "a-1", "x", 1}, {"u2", "b-1", "x", 5, false}}, {}, "event: lost");
-        post(store, {{"u1", "a-1", "x", 3}}, {.client = "later"}, "event: lost");
-        store.addRequest(samples::request("GET", "/id"), {200, "", ""});
-    }
-
-    const Folder folder{};
-    const fs::path file = folder / "events.db";
+    const test::TemporaryDirectory folder{};
+    const fs::path file = folder.path() / "events.db";
+    const fs::path log = folder.path() / "events.db-wal";
 };
 
 TEST_F(StoreFileTest, EverythingIsThereAgainAfterTheEnd) {
-    {
-        Store store(file);
-        fill(store);
-    }
+    fill(*std::make_unique<Store>(file));
     // All of it in one file, which holds identities.
-    EXPECT_FALSE(fs::exists(file.string() + "-wal"));
+    EXPECT_FALSE(fs::exists(log));
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    expectKept(file);
-}
-
-TEST_F(StoreFileTest, TheGapsBetweenContextsAreFoundAgain) {
-    const std::vector<Gap> gaps{{"a", "client-1", 5, 5, 1}, {"b", "client-1", 7, 7, 1}};
-    {
-        Store store(file);
-        post(store, {{"1", "a-1", "c", 90}}, {.client = "client-2"});
-        post(store, {{"2", "a-1", "a", 4}, {"3", "a-1", "b", 8}, {"4", "a-1", "a", 6}});
-        post(store, {{"5", "a-1", "0", 2}}, {.client = "client-2"});
-        EXPECT_EQ(store.gaps(), gaps);
-    }
-    EXPECT_EQ(Store(file).gaps(), gaps);
+    Store again(file);
+    expectFilled(again);
 }
 
 TEST_F(StoreFileTest, EverythingIsThereAgainAfterAKill) {
-    const auto copy = folder / "copy.db";
     Store store(file);
     fill(store);
     // As the files are while the store is in use, so a killed process leaves them.
-    fs::copy_file(file, copy);
-    fs::copy_file(file.string() + "-wal", copy.string() + "-wal");
-    expectKept(copy);
+    fs::copy_file(file, folder.path() / "copy.db");
+    fs::copy_file(log, folder.path() / "copy.db-wal");
+    Store copy(folder.path() / "copy.db");
+    expectFilled(copy);
 }
 
 TEST_F(StoreFileTest, AResetLeavesNothingOnDisk) {
@@ -424,20 +337,16 @@ TEST_F(StoreFileTest, AResetLeavesNothingOnDisk) {
     const Posted event{"u", "a-1", "c", 1, true, '"' + std::string(1000, 'x') + "needle\""};
     post(store, std::vector(100, event));
     store.reset();
-    EXPECT_THAT(bytesOf(file) + bytesOf(file.string() + "-wal"), Not(HasSubstr("needle")));
+    EXPECT_THAT(contentsOf(file) + contentsOf(log), Not(HasSubstr("needle")));
 }
 
-TEST_F(StoreFileTest, AFileInUseIsRefused) {
-    const Store store(file);
-    EXPECT_EQ(refusalOf(file), file.string() + " is in use by another collector");
-}
-
-TEST_F(StoreFileTest, AFileThatIsSomethingElseIsRefusedAndNotTouched) {
-    const auto patched = [&](std::size_t position, char byte) {
-        { const Store store(file); }
-        auto bytes = bytesOf(file);
-        bytes.at(position) = byte;
-        return bytes;
+TEST_F(StoreFileTest, AFileThatIsInUseOrSomethingElseIsRefusedAndNotTouched) {
+    {
+        const Store store(file);
+        EXPECT_EQ(refusalOf(file), file.string() + " is in use by another collector");
+    }
+    const auto patched = [bytes = contentsOf(file)](std::size_t position, char byte) {
+        return std::string(bytes).replace(position, 1, 1, byte);
     };
     const struct {
         std::string bytes;
@@ -449,22 +358,15 @@ TEST_F(StoreFileTest, AFileThatIsSomethingElseIsRefusedAndNotTouched) {
         {patched(63, 2), " was made by a later version of this collector (2 instead of 1)"},
     };
     for (const auto& each : cases) {
-        const auto other = folder / "other";
-        std::ofstream(other, std::ios::binary) << each.bytes;
-        EXPECT_EQ(refusalOf(other), other.string() + each.reason);
-        EXPECT_EQ(bytesOf(other), each.bytes);
-        EXPECT_FALSE(fs::exists(other.string() + "-wal"));
+        test::writeTo(file, each.bytes);
+        EXPECT_EQ(refusalOf(file), file.string() + each.reason);
+        EXPECT_EQ(contentsOf(file), each.bytes);
+        EXPECT_FALSE(fs::exists(log));
     }
-    EXPECT_THAT(refusalOf(folder / "none/events.db"), HasSubstr("No such file or directory"));
-    EXPECT_THAT(refusalOf(folder / "."), HasSubstr("Is a directory"));
-}
-
-TEST_F(StoreFileTest, ACorruptDatabaseIsRefusedWithItsName) {
-    { const Store store(file); }
-    auto bytes = bytesOf(file);
-    std::fill(bytes.begin() + 100, bytes.end(), 'x');
-    std::ofstream(file, std::ios::binary) << bytes;
-    EXPECT_THAT(refusalOf(file), testing::StartsWith(file.string() + ": "));
+    const auto whole = patched(0, 'S');
+    test::writeTo(file, whole.substr(0, 100) + std::string(whole.size() - 100, 'x'));
+    EXPECT_THAT(refusalOf(file), testing::StartsWith(file.string() + ": ")) << "it is corrupt";
+    EXPECT_THAT(refusalOf(folder.path()), HasSubstr("Is a directory"));
 }
 
 /// Lets no file of this process grow beyond a size, as if the disk were full.
@@ -490,21 +392,16 @@ class FullDisk {
 TEST_F(StoreFileTest, AFullDiskIsAnErrorAndKeepsNothingOfTheEnvelope) {
     Store store(file);
     fill(store);
-    int changes = 0;
-    store.onChange([&] { ++changes; });
+    store.onChange([] { ADD_FAILURE() << "nothing changes"; });
     {
         // Room for the beginning of the transaction only.
-        const FullDisk disk(fs::file_size(file.string() + "-wal") + 20'000);
+        const FullDisk disk(fs::file_size(log) + 20'000);
         const std::string large = '"' + std::string(100'000, 'x') + '"';
         EXPECT_THROW(post(store, {{"u7", "z-1"}, {"u8", "z-1", "x", 9, true, large}}), StoreError);
-        EXPECT_EQ(uuidsOf(store.events({})), "u1 u2 u1");
-        EXPECT_EQ(store.summary().requests, 3U);
-        EXPECT_THAT(store.gaps(), ElementsAre(Gap{"x", "client-1", 2, 4, 3}));
     }
-    EXPECT_EQ(changes, 0);
+    store.onChange({});
+    expectFilled(store);
     EXPECT_FALSE(post(store, {{"u7"}})[0].duplicate);
-    EXPECT_EQ(store.summary().lastNumber, 4);
-    EXPECT_EQ(store.requests({}).total, 4U);
 }
 
 TEST_F(StoreFileTest, AResetFreesAFullDisk) {
@@ -512,19 +409,18 @@ TEST_F(StoreFileTest, AResetFreesAFullDisk) {
         Store store(file);
         for (int i = 0; i < 20; ++i)
             fill(store);
-        const FullDisk disk(fs::file_size(file.string() + "-wal"));
+        const FullDisk disk(fs::file_size(log));
         EXPECT_THROW(post(store, {{"u", "a-1", "x", 1, true, std::string(9999, ' ')}}), StoreError);
         store.reset();
-        EXPECT_EQ(store.summary().requests + store.events({}).total, 0U);
         fill(store);
-        EXPECT_EQ(uuidsOf(store.events({})), "u1 u2 u1");
     }
-    expectKept(file);
+    Store again(file);
+    expectFilled(again);
 }
 
 TEST_F(StoreFileTest, AFullDiskLeavesNoPartOfAnEnvelopeInTheRecord) {
-    const auto lines = folder / "events.jsonl";
-    std::ofstream(lines) << "before\n";
+    const auto lines = folder.path() / "events.jsonl";
+    test::writeTo(lines, "before\n");
     EventRecorder recorder(lines);
     std::vector<Store::Arrival> events(2);
     events[0].record = "one";
@@ -532,10 +428,10 @@ TEST_F(StoreFileTest, AFullDiskLeavesNoPartOfAnEnvelopeInTheRecord) {
     {
         const FullDisk disk(fs::file_size(lines) + 6);
         EXPECT_FALSE(recorder.append(events));
-        EXPECT_EQ(bytesOf(lines), "before\n");
+        EXPECT_EQ(contentsOf(lines), "before\n");
     }
     EXPECT_TRUE(recorder.append(events));
-    EXPECT_EQ(bytesOf(lines), "before\none\ntwo\n");
+    EXPECT_EQ(contentsOf(lines), "before\none\ntwo\n");
 }
 
 }  // namespace
