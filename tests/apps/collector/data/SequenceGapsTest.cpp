@@ -27,6 +27,7 @@ TEST(SequenceGapsTest, WhatDidNotArriveWithinAContextOrOnTheWayToTheNextIsMissin
         // Left from an earlier run.
         {{{"old", 50}, {"a", 1}, {"b", 5}}, {}},
         // Arrivals on either side, and in the middle.
+        {{{"a", 3}, {"b", 10}, {"a", 8}}, {{"a", 4, 7}, {"b", 9, 9}}},
         {{{"a", 3}, {"b", 10}, {"a", 5}, {"b", 8}}, {{"a", 4, 4}, {"b", 6, 7}, {"b", 9, 9}}},
         {{{"a", 1}, {"b", 9}, {"c", 4}, {"c", 6}}, {{"b", 2, 3}, {"b", 7, 8}, {"c", 5, 5}}},
         {{{"a", 1}, {"b", 4}, {"c", 7}, {"a", 6}}, {{"a", 2, 5}}},

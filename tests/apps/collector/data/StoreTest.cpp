@@ -179,7 +179,7 @@ TEST_P(StoreTest, AFilterGivesExactlyWhatMatchesAndAPageAPartOfItInTheOrderAsked
         {{.good = false}, "3"},
         {{.duplicate = true}, "1"},
         {{.duplicate = false}, "1 2 3 4"},
-        {{.text = "100% off"}, "1"},
+        {{.text = "100% oFf"}, "1"},
         {{.text = "%"}, "1"},
         {{.text = "_"}, "3"},
         {{.text = "A_B\\C"}, "3"},

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,26 +18,22 @@ class RawClient {
   public:
     enum class End { open, closed, reset, timeout };
 
-    explicit RawClient(int port, int sendBuffer = 0) {
-        descriptor_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (sendBuffer > 0) {
-            ::setsockopt(descriptor_, SOL_SOCKET, SO_SNDBUF, &sendBuffer, sizeof sendBuffer);
-        }
+    explicit RawClient(int port, std::string_view bytes = {})
+        : descriptor_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         const timeval patience{test::generousTimeout.count(), 0};
         ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(static_cast<in_port_t>(port));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        isConnected_ = ::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address),
-                                 sizeof address) == 0;
+        if (::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+            0) {
+            send(bytes);
+        }
     }
-    RawClient(int port, std::string_view bytes) : RawClient(port) { send(bytes); }
     ~RawClient() { ::close(descriptor_); }
     RawClient(const RawClient&) = delete;
     RawClient& operator=(const RawClient&) = delete;
-
-    [[nodiscard]] bool isConnected() const { return isConnected_; }
 
     /// Whether all was taken.
     bool send(std::string_view bytes) {
@@ -48,19 +43,6 @@ class RawClient {
             bytes.remove_prefix(static_cast<std::size_t>(count));
         }
         return true;
-    }
-
-    /// How much of `bytes` was taken before nothing more was for a while.
-    std::size_t sendUntilHeldUp(std::string_view bytes, int milliseconds) {
-        std::size_t sent = 0;
-        pollfd socket{descriptor_, POLLOUT, 0};
-        while (sent < bytes.size() && ::poll(&socket, 1, milliseconds) == 1) {
-            const ssize_t count = ::send(descriptor_, bytes.data() + sent, bytes.size() - sent,
-                                         MSG_NOSIGNAL | MSG_DONTWAIT);
-            if (count < 0 && errno != EAGAIN) return bytes.size();
-            if (count > 0) sent += static_cast<std::size_t>(count);
-        }
-        return sent;
     }
 
     void endOutput() { ::shutdown(descriptor_, SHUT_WR); }
@@ -94,8 +76,7 @@ class RawClient {
         }
     }
 
-    int descriptor_ = -1;
-    bool isConnected_ = false;
+    const int descriptor_;
     End end_ = End::open;
     std::string received_;
 };

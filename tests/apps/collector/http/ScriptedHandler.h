@@ -38,10 +38,7 @@ class ScriptedHandler : public HttpHandler {
         HttpRequest kept = request;
         kept.tag = nullptr;
         refused.put(std::move(kept));
-        HttpResponse response;
-        response.status = status;
-        response.body = "{\"error\":\"" + reason + "\"}";
-        return response;
+        return {status, "{\"error\":\"" + reason + "\"}", {}};
     }
 };
 
