@@ -34,20 +34,14 @@ TEST(LogWriterTest, EverythingIsWrittenInOrderAndWhatWasTooMuchIsCounted) {
             log.add(std::to_string(number) + "\n");
         }
         log.add(std::string(LogWriter::mostUnwritten + 1, '\n'));
-        std::string read(expected.size(), ' ');
-        for (std::size_t at = 0; at < read.size();) {
-            const ssize_t count = ::read(pipe[0], read.data() + at, read.size() - at);
-            ASSERT_GT(count, 0);
-            at += static_cast<std::size_t>(count);
-        }
-        EXPECT_EQ(read, expected);
         log.add("last\n");
     }
-    std::string rest(200, ' ');
-    rest.resize(static_cast<std::size_t>(::read(pipe[0], rest.data(), rest.size())));
-    EXPECT_THAT(rest, testing::HasSubstr("(" + std::to_string(LogWriter::mostUnwritten + 1) +
-                                         " lines left out)"));
-    EXPECT_THAT(rest, testing::HasSubstr("last\n"));
+    std::string all(10'000, ' ');
+    all.resize(static_cast<std::size_t>(::read(pipe[0], all.data(), all.size())));
+    EXPECT_THAT(all, testing::StartsWith(expected));
+    EXPECT_THAT(all, testing::HasSubstr("(" + std::to_string(LogWriter::mostUnwritten + 1) +
+                                        " lines left out)"));
+    EXPECT_THAT(all, testing::HasSubstr("last\n"));
     ::close(pipe[0]);
     ::close(pipe[1]);
 }

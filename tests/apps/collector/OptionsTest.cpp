@@ -21,7 +21,6 @@ TEST(CollectorOptionsTest, WhatIsNotUnderstoodIsAUsageErrorThatNamesIt) {
         {{"--port", "65536"}, "--port"},
         {{"--schemas", "/there/is/no/such/folder"}, "--schemas"},
         {{"--fault", "pages:status=500"}, "pages"},
-        {{"--fault", "event:status=five"}, "status"},
     };
     for (const auto& each : cases) {
         testing::internal::CaptureStderr();
@@ -32,24 +31,10 @@ TEST(CollectorOptionsTest, WhatIsNotUnderstoodIsAUsageErrorThatNamesIt) {
     }
 }
 
-TEST(CollectorOptionsTest, AFreePortForOneIsAFreePortForBoth) {
-    EXPECT_EQ(parse({}).options->httpsPort, 8443);
-    EXPECT_EQ(parse({"--port", "0"}).options->httpsPort, 0);
-    EXPECT_EQ(parse({"--port", "0", "--https-port", "9443"}).options->httpsPort, 9443);
-}
-
 TEST(CollectorOptionsTest, OtherMachinesAreLetInWhenThatIsSaid) {
     EXPECT_TRUE(parse({"--host", "0.0.0.0", "--reachable-from-the-network"}).options);
     for (const char* host : {"127.0.0.1", "127.8.9.10", "::1", "localhost"})
         EXPECT_TRUE(parse({"--host", host}).options) << host;
-}
-
-TEST(CollectorOptionsTest, FaultsAddUp) {
-    const auto faults = parse({"--fault", "event:status=500,rate=0.5", "--fault", "all:latency=20"})
-                            .options->faults;
-    ASSERT_EQ(faults.size(), 4U);
-    EXPECT_EQ(faults[0].second.status, 500);
-    EXPECT_EQ(faults[3].second.latency, 20);
 }
 
 }  // namespace

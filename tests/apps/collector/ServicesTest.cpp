@@ -5,7 +5,6 @@
 #include <boost/json/parse.hpp>
 
 #include "apps/collector/Samples.h"
-#include "apps/collector/SchemaFolder.h"
 
 namespace zentara::collector {
 namespace {
@@ -26,17 +25,14 @@ class ServicesTest : public testing::Test {
         return boost::json::parse(services.answer(Service::id, request).response.body);
     }
 
-    const SchemaFolder folder_{
-        {"a-1", R"({"properties":{"price":{"type":"number","minimum":1}}})"}};
     Store store;
-    SchemaCatalogue catalogue{folder_.path()};
+    SchemaCatalogue catalogue{std::nullopt};
     Faults faults;
-    Services services{store,
-                      catalogue,
-                      faults,
-                      {.recorder = nullptr,
-                       .report = [this](const auto& report) { statuses.push_back(report.status); },
-                       .complaint = {}}};
+    Services services{
+        store,
+        catalogue,
+        faults,
+        {nullptr, [this](const auto& report) { statuses.push_back(report.status); }, {}}};
     std::vector<int> statuses;
 };
 
@@ -70,29 +66,12 @@ TEST_F(ServicesTest, RefusalsNameStatusAndReasonAndStoreNoEvent) {
 
 TEST_F(ServicesTest, AnIdentityIsRenewedByItsCookieAndOthersAreNot) {
     const auto first = identity();
-    const auto second = identity();
-    EXPECT_NE(first.at("qvn_uid"), second.at("qvn_uid"));
-    EXPECT_NE(first.at("qvn_uid_public"), second.at("qvn_uid_public"));
-
+    EXPECT_NE(first.at("qvn_uid"), identity().at("qvn_uid"));
     const std::string uid(first.at("qvn_uid").as_string());
-    const auto renewed = identity("other=1;qvn_uid=" + uid + ";");
+    const auto renewed = identity("other=1; novalue ;=x;qvn_uid=" + uid + ";");
     EXPECT_EQ(renewed.at("qvn_uid"), first.at("qvn_uid"));
     EXPECT_EQ(renewed.at("qvn_uid_public"), first.at("qvn_uid_public"));
-    EXPECT_FALSE(renewed.at("hsid").as_string().empty());
-
     EXPECT_NE(identity("qvn_uid=<script>").at("qvn_uid"), "<script>");
-}
-
-TEST_F(ServicesTest, AnEventIsStoredWithTheVerdictOfItsSchema) {
-    auto bad = samples::action("a", "u2");
-    bad.replace(bad.find("5.0"), 3, "0.5");
-    const auto answer = post(samples::envelope(samples::action("a", "u1") + "," + bad + "," +
-                                               samples::action("unknown", "u3")));
-    EXPECT_EQ(answer.response.body, R"({"received":3})");
-    EXPECT_EQ(store.summary().good, 1U);
-    const auto event = boost::json::parse(store.event("u2").value()).at("event");
-    EXPECT_EQ(event.at("good"), false);
-    EXPECT_EQ(event.at("messages").at(0).at("path"), "/price");
 }
 
 TEST_F(ServicesTest, AFaultDecidesWhatIsStoredAndWhatIsSeen) {
@@ -112,9 +91,8 @@ TEST_F(ServicesTest, AFaultDecidesWhatIsStoredAndWhatIsSeen) {
         {Answer::garbage, true, Manner::whole, 200},
         {Answer::notHTTP, true, Manner::garbage, 0},
     };
-    int number = 0;
     for (const auto& each : cases) {
-        SCOPED_TRACE(++number);
+        SCOPED_TRACE(nameOf(each.answer));
         store.reset();
         Fault fault;
         fault.answer = each.answer;
@@ -124,11 +102,6 @@ TEST_F(ServicesTest, AFaultDecidesWhatIsStoredAndWhatIsSeen) {
         EXPECT_EQ(delivery.manner, each.manner);
         EXPECT_EQ(delivery.delay, std::chrono::milliseconds(7));
         EXPECT_EQ(store.summary().events, each.stores ? 1U : 0U);
-        if (each.answer == Answer::garbage) {
-            boost::json::error_code error;
-            (void)boost::json::parse(delivery.response.body, error);
-            EXPECT_TRUE(error);
-        }
         const auto recorded = boost::json::parse(store.requests({true, 0, {}}).records.at(0));
         EXPECT_EQ(recorded.at("status"), each.status);
         EXPECT_EQ(recorded.at("storedEvents"), each.stores ? 1 : 0);

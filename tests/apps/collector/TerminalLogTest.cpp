@@ -36,21 +36,10 @@ TEST(TerminalLogTest, NothingThatAnEventHoldsReachesTheTerminalAsACommand) {
 
 TEST(TerminalLogTest, ALineIsCutBetweenCharactersAndItsColorEnds) {
     HttpRequest request;
-    request.method = "GET";
     request.target = "/ééééééééééé";
-    const RequestReport report{request, 404, "there is nothing", "", {}, {}, {}};
-    const auto text = TerminalLog::lines(report, {.color = true, .columns = 16});
-    EXPECT_THAT(text, testing::EndsWith(" GET /éé\n"));
-    EXPECT_THAT(text, testing::StartsWith("\033[2m"));
-    EXPECT_THAT(text, HasSubstr("\033[0m"));
-}
-
-TEST(TerminalLogTest, ARequestThatMetAFaultHasALineOfItsOwn) {
-    HttpRequest request;
-    request.method = "POST";
-    request.target = "/event";
-    EXPECT_THAT(TerminalLog::lines({request, 0, "", "lost", {}, {}, {}}, {}),
-                HasSubstr("POST /event no answer fault: lost"));
+    const auto text =
+        TerminalLog::lines({request, 0, "", "lost", {}, {}, {}}, {.color = true, .columns = 12});
+    EXPECT_THAT(text, testing::MatchesRegex("\033\\[2m..:..:..\033\\[0m /éé\n"));
 }
 
 }  // namespace

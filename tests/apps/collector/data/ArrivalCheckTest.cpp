@@ -29,10 +29,6 @@ TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
                            "c":{"properties":{"d":{"type":"string"}}}}})",
          R"({"b":1,"a":1,"c":{"d":1}})",
          {"/a", "/b", "/c/d"}},
-        {R"({"not":{"type":"object"},"allOf":[{"minProperties":2}],
-             "properties":{"a":{"minProperties":1}}})",
-         R"({"a":{}})",
-         {"", "", "/a"}},
         {R"({"items":[{"type":"string"}],"additionalItems":false})", "[1,2,3]", {"/0", "/1", "/2"}},
         {R"({"patternProperties":{"^x":{"type":"string"}},"additionalProperties":{"minimum":9}})",
          R"({"x1":1,"y":2})",
@@ -46,18 +42,12 @@ TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
                             "y":{"items":{"enum":[1]}}}})",
          R"({"a":{"b":[1,2]}})",
          {"/a/b/1"}},
-        {R"({"properties":{"a":{"$ref":"#"}},"maxProperties":1})",
-         R"({"a":{"a":{"a":1,"b":2}}})",
-         {"/a/a"}},
         {R"({"properties":{"a":{"anyOf":[{"properties":{"b":{"type":"string"}}}]}}})",
          R"({"a":{"b":1}})",
          {"/a"}},
         {R"({"dependencies":{"a":["b"],"c":{"properties":{"d":{"type":"null"}}}}})",
          R"({"a":1,"c":2,"d":3})",
          {"", "/d"}},
-        {R"({"properties":{"a":{"$ref":"#/loop"}},"loop":{"$ref":"#/loop"}})",
-         R"({"a":1})",
-         {"/a"}},
         {R"({"properties":{"a/b~c":{"type":"string"},"":{"type":"string"}}})",
          R"({"a/b~c":1,"":2})",
          {"/a~1b~0c", "/"}},
@@ -111,16 +101,6 @@ TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
         parsed(nested), parsed(R"({"items":{"$ref":"#"},"type":"array"})").get_object());
     ASSERT_EQ(deepest.size(), 1U);
     EXPECT_EQ(deepest[0].path.size(), 1000U);
-
-    // Two references at each level, so that the engine gives up.
-    const auto doubled =
-        parsed(R"({"additionalProperties":{"allOf":[{"$ref":"#"},{"$ref":"#"}]}})");
-    std::string value = "1";
-    for (int i = 0; i < 60; ++i)
-        value = R"({"a":)" + value + "}";
-    const auto stopped = checkProperties(parsed(value), doubled.get_object());
-    ASSERT_EQ(stopped.size(), 1U);
-    EXPECT_THAT(stopped[0].message, testing::StartsWith("Validation stopped"));
 }
 
 }  // namespace

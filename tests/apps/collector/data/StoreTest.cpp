@@ -218,50 +218,18 @@ TEST_P(StoreTest, AFilterGivesExactlyWhatMatchesAndAPageAPartOfItInTheOrderAsked
     EXPECT_EQ(store.envelopes(1, 1).total, 3U);
 }
 
-TEST_P(StoreTest, ATimelineCountsEachEventInItsBucket) {
-    post(store, {{"1"}, {"2", "a-1", "c", 1, false}}, {.receivedAt = 10'999});
-    post(store, {{"3"}}, {.receivedAt = 11'000});
-    post(store, {{"4"}}, {.receivedAt = 11'000 + 3'600'000});
-    const auto shown = [&](const EventFilter& filter, std::optional<std::int64_t> width) {
-        const auto timeline = store.timeline(filter, width);
-        std::string text = std::to_string(timeline.width) + ":";
-        for (const auto& bucket : timeline.buckets) {
-            text += " " + std::to_string(bucket.start) + "=" + std::to_string(bucket.good) + "+" +
-                    std::to_string(bucket.bad);
-        }
-        return text;
-    };
-    EXPECT_EQ(shown({}, 1000), "1000: 10000=1+1 11000=1+0 3611000=1+0");
-    EXPECT_EQ(shown({.good = false}, 7), "7: 10997=0+1");
-    EXPECT_EQ(shown({}, std::nullopt), "60000: 0=2+1 3600000=1+0");
-}
-
 TEST_P(StoreTest, RequestsTellHowTheyEnded) {
     auto request = samples::request("GET", "/id");
     request.target = "/id?a=\"\xff";
     request.headers = {{"X", "1"}, {"X", "2"}};
     store.addRequest(request, {503, "no \"luck\"", "id: status 503"});
     store.addRequest(samples::request("GET", "/"), {0, "", ""});
-    const auto faulty = store.requests({.fault = true});
-    EXPECT_EQ(faulty.total, 1U);
-    EXPECT_EQ(faulty.records.at(0),
+    EXPECT_EQ(store.requests({.fault = false}).total, 1U);
+    EXPECT_EQ(store.requests({.fault = true}).records.at(0),
               "{\"number\":1,\"receivedAt\":0,\"service\":\"id\",\"method\":\"GET\","
               "\"target\":\"/id?a=\\\"\xc3\xbf\",\"secure\":false,\"headers\":{\"X\":\"1, 2\"},"
               "\"bodySize\":0,\"status\":503,\"reason\":\"no \\\"luck\\\"\","
               "\"fault\":\"id: status 503\",\"storedEvents\":0}");
-    EXPECT_EQ(store.requests({.fault = false}).total, 1U);
-}
-
-TEST_P(StoreTest, EachChangeIsToldAfterItCanBeSeenAndWithoutALock) {
-    std::vector<std::uint64_t> requests;
-    store.onChange([&] {
-        EXPECT_EQ(store.requests({}).total, store.summary().requests);
-        requests.push_back(store.summary().requests);
-    });
-    store.addRequest(samples::request("GET", "/id"), {200, "", ""});
-    post(store, {{"u1"}});
-    store.reset();
-    EXPECT_THAT(requests, ElementsAre(1, 2, 0));
 }
 
 TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {

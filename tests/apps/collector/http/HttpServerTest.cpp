@@ -149,15 +149,12 @@ TEST_F(HttpServerTest, WhatIsNoRequestIsRefusedInJSON) {
     const std::string chunked = post + "Transfer-Encoding: chunked\r\n";
     const std::vector<std::pair<std::string, int>> cases{
         {"\x16\x03\x01\x02\x01", 400},
-        {"GET / HTTP/1.1\n\n", 400},
         {get("nonsense"), 400},
         {get("/%2"), 400},
-        {get("/?a=%zz"), 400},
         {line + local + "no colon\r\n\r\n", 400},
         {line + "\r\n", 400},
         {line + local + local + "\r\n", 400},
         {post + "Content-Length: 1\r\nContent-Length: 2\r\n\r\nab", 400},
-        {post + "Content-Length: -1\r\n\r\n", 400},
         {post + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400},
         {chunked + "Content-Length: 1\r\n\r\n0\r\n\r\n", 400},
         {chunked + "\r\nx\r\n", 400},
@@ -243,47 +240,20 @@ TEST_F(HttpServerTest, AnAnswerMayBeBrokenInManyWays) {
     }
 }
 
-TEST_F(HttpServerTest, ManyLateAnswersKeepNobodyElseWaiting) {
-    handler.script = [](const auto& exchange) {
-        Delivery delivery = ScriptedHandler::saying(exchange->request().path);
-        if (exchange->request().path == "/late") delivery.delay = later;
-        if (exchange->request().path == "/held") delivery.manner = Manner::none;
-        if (exchange->request().path == "/soon") delivery.delay = 20ms;
-        exchange->deliver(std::move(delivery));
-    };
-    start();
-    std::list<RawClient> late;
-    std::list<RawClient> held;
-    for (int number = 0; number < 50; ++number) {
-        late.emplace_back(port, get("/late"));
-        held.emplace_back(port, get("/held"));
-    }
-    EXPECT_THAT(RawClient(port, get("/soon")).readUntil("/soon"), EndsWith("/soon"));
-    server->stop();
-    for (auto& client : late)
-        EXPECT_THAT(client.readToEnd(), EndsWith("Connection: close\r\n\r\n/late"));
-    for (auto& client : held)
-        EXPECT_EQ(client.readToEnd(), "");
-}
-
 TEST_F(HttpServerTest, NothingIsLeftOfClientsThatHaveGone) {
     startWithoutAnswers();
     const auto before = openDescriptors();
     {
         std::list<RawClient> clients;
         for (int number = 0; number < 20; ++number) {
-            clients.emplace_back(port, get("/held"));
             clients.emplace_back(port, get("/"));
             clients.emplace_back(port, "POST / HTTP/1.1\r\nHost: loc");
             clients.emplace_back(port);
         }
-        ASSERT_TRUE(pending.waitFor(39));
+        ASSERT_TRUE(pending.waitFor(19));
     }
-    for (const auto& exchange : pending.values()) {
-        const bool isHeld = exchange->request().path == "/held";
-        exchange->deliver(ScriptedHandler::saying(std::string(100'000, 'x'),
-                                                  isHeld ? Manner::none : Manner::whole));
-    }
+    for (const auto& exchange : pending.values())
+        exchange->deliver(ScriptedHandler::saying(std::string(100'000, 'x')));
     EXPECT_TRUE(eventually([&] { return openDescriptors() <= before; }));
 }
 
@@ -378,7 +348,6 @@ TEST_F(HttpServerTest, ClientsThatTakeTooLongAreGivenUp) {
 TEST_F(HttpServerTest, WhatTheHandlerNotesOfAHeadTravelsWithTheRequestOrIsLetGoOf) {
     const auto note = std::make_shared<std::string>("noted");
     handler.onHead = [&](HttpRequest& head) {
-        if (head.path == "/thrown") throw std::runtime_error("no head for it");
         head.tag = note;
     };
     handler.script = [](const auto& exchange) {
@@ -390,8 +359,6 @@ TEST_F(HttpServerTest, WhatTheHandlerNotesOfAHeadTravelsWithTheRequestOrIsLetGoO
     start();
     RawClient kept(port, get("/"));
     EXPECT_THAT(kept.readUntil("noted"), EndsWith("\r\n\r\nnoted"));
-    RawClient thrown(port, get("/thrown"));
-    EXPECT_THAT(thrown.readUntil("no head for it"), StartsWith("HTTP/1.1 500 "));
     RawClient(port, post + "Content-Length: 3\r\n\r\non");  // gives up
     RawClient malformed(port, post + "Transfer-Encoding: chunked\r\n\r\nx\r\n");
     EXPECT_THAT(malformed.readUntil("\"}"), StartsWith("HTTP/1.1 400 "));
@@ -442,20 +409,34 @@ TEST_F(HttpServerTest, BodiesThatAreTooLargeTogetherAreRefusedUntilOneIsDoneWith
     EXPECT_TRUE(eventually([&] { return answer(whole) == "200"; }));
 }
 
-TEST_F(HttpServerTest, AStopWaitsForNoClient) {
-    handler.script = [&](const auto& exchange) {
+TEST_F(HttpServerTest, LateAnswersKeepNobodyElseWaitingAndAStopWaitsForNoClient) {
+    handler.script = [](const auto& exchange) {
+        const std::string& path = exchange->request().path;
         // More than the system holds for a client that does not read.
-        exchange->deliver(ScriptedHandler::saying(std::string(64UL * 1024 * 1024, 'x')));
+        auto delivery =
+            ScriptedHandler::saying(std::string(path == "/large" ? 64U << 20U : 4, 'x'));
+        if (path == "/soon") delivery.delay = 1ms;
+        if (path == "/late") delivery.delay = later;
+        if (path == "/held") delivery.manner = Manner::none;
+        exchange->deliver(std::move(delivery));
     };
     timeouts.stop = 50ms;
     start();
-    RawClient idle(port);
-    RawClient unfinished(port, "POST / HTTP/1.1\r\nHost");
-    RawClient notReading(port, get("/"));
+    std::list<RawClient> late;
+    for (int number = 0; number < 50; ++number)
+        late.emplace_back(port, get("/late"));
+    std::list<RawClient> silent;
+    for (const auto& sent : {std::string(), std::string("POST / HTTP/1.1\r\nHost"), get("/held")})
+        silent.emplace_back(port, sent);
+    RawClient notReading(port, get("/large"));
     EXPECT_THAT(notReading.readUntil("\r\n\r\n"), StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(RawClient(port, get("/soon")).readUntil("xxxx"), EndsWith("\r\n\r\nxxxx"));
     server->stop();
     server->stop();
-    EXPECT_EQ(idle.readToEnd() + unfinished.readToEnd(), "");
+    for (auto& client : late)
+        EXPECT_THAT(client.readToEnd(), EndsWith("Connection: close\r\n\r\nxxxx"));
+    for (auto& client : silent)
+        EXPECT_EQ(client.readToEnd(), "");
     notReading.readToEnd();
     EXPECT_NE(notReading.end(), RawClient::End::timeout);
     EXPECT_FALSE(RawClient(port).send(post)) << "nobody listens any more";
@@ -475,17 +456,13 @@ TEST_F(HttpServerTest, AStopWaitsForTheRequestsUnderWay) {
 
 TEST_F(HttpServerTest, APortThatCannotBeHadIsExplained) {
     start();
-    const auto reason = [this](const std::string& address, int wanted) -> std::string {
-        try {
-            return "listens on " + std::to_string(server->listen(address, wanted));
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-    };
-    EXPECT_EQ(reason("127.0.0.1", port),
-              "cannot listen on 127.0.0.1 port " + std::to_string(port) + ": the port is in use");
-    EXPECT_THAT(reason("nowhere", 0), EndsWith(": this is no IP address"));
-    EXPECT_THAT(reason("localhost", 0), StartsWith("listens on "));
+    try {
+        server->listen("localhost", port);
+        ADD_FAILURE() << "the port is in use";
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(error.what(), "cannot listen on localhost port " + std::to_string(port) +
+                                    ": the port is in use");
+    }
 }
 
 TEST_F(HttpServerTest, WhoListensForOtherMachinesAnswersUnderAnyName) {

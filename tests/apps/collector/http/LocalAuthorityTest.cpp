@@ -29,6 +29,12 @@ class LocalAuthorityTest : public testing::Test {
         }
     }
 
+    void put(const std::string& certificate, const std::string& key) const {
+        test::writeTo(certificateFile, certificate);
+        test::writeTo(keyFile, key);
+        fs::permissions(keyFile, fs::perms::owner_read | fs::perms::owner_write);
+    }
+
     test::TemporaryDirectory directory;
     fs::path folder = directory.path() / "data" / "collector";
     fs::path certificateFile = folder / "ca.pem";
@@ -90,56 +96,44 @@ TEST_F(LocalAuthorityTest, TheFirstOfManyMakesItForAllProcessesOfItsUserOnly) {
 }
 
 TEST_F(LocalAuthorityTest, ADamagedOneIsReportedAndLeftAlone) {
-    ASSERT_EQ(refusal(), "made a new one");
-    const std::string certificate = contentsOf(certificateFile);
-    const std::string key = contentsOf(keyFile);
-    const auto restore = [&] {
-        test::writeTo(certificateFile, certificate);
-        test::writeTo(keyFile, key);
-        fs::permissions(keyFile, fs::perms::owner_read | fs::perms::owner_write);
-        EXPECT_EQ(refusal(), "opened it");
-    };
-    const std::string leaf = makeServerCertificate({readCertificate(certificate), readKey(key)},
-                                                   "server", {"localhost"}, 397)
-                                 .certificateText();
+    const Certificate own = makeAuthority("own", 3650);
+    const std::string certificate = own.certificateText();
+    const std::string key = own.keyText();
+    const std::string server =
+        makeServerCertificate(own, "server", {"localhost"}, 397).certificateText();
     const struct {
+        std::string certificate;
+        std::string key;
         fs::path file;
-        std::string contents;
         const char* reason;
     } cases[] = {
-        {certificateFile, certificate.substr(0, certificate.size() / 2),
+        {certificate.substr(0, 300), key, certificateFile,
          "is not the certificate of an authority"},
-        {certificateFile, leaf, "is not the certificate of an authority"},
-        {keyFile, "", "is not a private key"},
-        {keyFile, makeAuthority("another", 3650).keyText(), "does not belong to"},
+        {server, key, certificateFile, "is not the certificate of an authority"},
+        {certificate, "", keyFile, "is not a private key"},
+        {certificate, makeAuthority("another", 3650).keyText(), keyFile, "does not belong to"},
     };
     for (const auto& each : cases) {
-        test::writeTo(each.file, each.contents);
+        put(each.certificate, each.key);
         EXPECT_THAT(refusal(), testing::StartsWith(each.file.string() + ": " + each.reason));
-        EXPECT_EQ(contentsOf(each.file), each.contents);
-        restore();
+        EXPECT_EQ(contentsOf(certificateFile) + contentsOf(keyFile), each.certificate + each.key);
     }
+    put(certificate, key);
+    EXPECT_EQ(refusal(), "opened it");
     fs::permissions(keyFile, fs::perms::others_read, fs::perm_options::add);
     EXPECT_THAT(refusal(), testing::StartsWith(keyFile.string() + ": can be read by others"));
-    fs::remove(keyFile);
-    EXPECT_THAT(refusal(), testing::StartsWith(keyFile.string() + ": is missing"));
-    restore();
     fs::rename(keyFile, folder / "elsewhere.pem");
+    EXPECT_THAT(refusal(), testing::StartsWith(keyFile.string() + ": is missing"));
     fs::create_symlink(folder / "elsewhere.pem", keyFile);
     EXPECT_EQ(refusal(), keyFile.string() + ": is a symbolic link");
 }
 
 TEST_F(LocalAuthorityTest, OneThatEndsBeforeItsCertificatesIsReplaced) {
-    const auto put = [this](int days) {
+    for (const int days : {399, 398}) {
         const Certificate own = makeAuthority("old", days);
-        test::writeTo(certificateFile, own.certificateText());
-        test::writeTo(keyFile, own.keyText());
-        fs::permissions(keyFile, fs::perms::owner_read | fs::perms::owner_write);
-    };
-    put(399);
-    EXPECT_EQ(refusal(), "opened it");
-    put(398);
-    EXPECT_EQ(refusal(), "made a new one");
+        put(own.certificateText(), own.keyText());
+        EXPECT_EQ(refusal(), days > 398 ? "opened it" : "made a new one");
+    }
     EXPECT_EQ(refusal(), "opened it");
 
     // Stopped on the way to it: a key alone is of no use to anybody.
