@@ -1,12 +1,14 @@
 #include <gmock/gmock.h>
 #include <zentara/CollectorClient.h>
 
+#include <boost/json/parse.hpp>
 #include <future>
 
 #include "apps/collector/Samples.h"
 #include "apps/collector/http/RawClient.h"
 #include "collector/Front.h"
 #include "collector/http/HttpServer.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 
@@ -17,10 +19,13 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 using Verdict = EventSelection::Verdict;
 
-/// The collector without its command line, asked over HTTP by the client that tests use.
+/// The collector without its command line; most is asked over HTTP by the client that tests use.
 class CollectorTest : public testing::Test {
   protected:
     CollectorTest() {
+        test::writeTo(folder.path() / "a-1.json", R"({"properties":{"price":{"minimum":1}}})");
+        test::writeTo(folder.path() / "b-1.json", R"({"properties":{"price":{"minimum":9}}})");
+        (void)catalogue.refreshed();
         store.onChange([this] { queries.notify(); });
     }
     ~CollectorTest() override {
@@ -28,10 +33,16 @@ class CollectorTest : public testing::Test {
         server.stop();
     }
 
-    void post(const std::string& actions) {
-        const auto delivery = services.answer(
-            Service::event, samples::request("POST", "/event", samples::envelope(actions)));
-        ASSERT_EQ(delivery.response.status, 200) << delivery.response.body;
+    Delivery post(const std::string& actions) {
+        auto request = samples::request("POST", "/event", samples::envelope(actions));
+        (void)services.begin(Service::event, request);
+        return services.answer(Service::event, request);
+    }
+
+    boost::json::value identity(const std::string& cookie = "") {
+        auto request = samples::request("GET", "/id");
+        request.headers.emplace_back("Cookie", cookie);
+        return boost::json::parse(services.answer(Service::id, request).response.body);
     }
 
     std::string refusalOf(const std::string& path) {
@@ -45,9 +56,7 @@ class CollectorTest : public testing::Test {
 
     const test::TemporaryDirectory folder;
     Store store;
-    SchemaCatalogue catalogue{samples::schemasIn(
-        folder.path(), {{"a-1.json", R"({"properties":{"price":{"minimum":1}}})"},
-                        {"b-1.json", R"({"properties":{"price":{"minimum":9}}})"}})};
+    SchemaCatalogue catalogue{folder.path()};
     Faults faults;
     Services services{store, catalogue, faults, {}};
     QueryInterface queries{store, faults};
@@ -185,11 +194,9 @@ TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
         {"/received/events/u4", "no event has the action UUID u4"},
         {"/received/events?limit=1&limit=2", "there twice"},
         {"/received/events?limit=-1", R"(limit is a number from 0 on, not \"-1\")"},
-        {"/received/events?offset=99999999999999999999", "offset is a number from 0 on"},
         {"/received/events?since=1e3", "since is a time in milliseconds since 1970-01-01 UTC"},
         {"/received/events?good=x", "good is true, false or any"},
         {"/received/events?sort=json", "sort is number, receivedAt, actionTs, schema or sequence"},
-        {"/received/events?order=DESC", "order is ascending or descending"},
         {"/received/summary?schema=a-1", "does not know the parameter schema"},
         {"/received/requests?fault=1", "fault is true or false"},
         {"/received/wait?timeout=600001", "up to 600000"},
@@ -211,6 +218,85 @@ TEST_F(CollectorTest, FaultsAreSwitchedAndSeen) {
     EXPECT_EQ(refusalOf("/id"), "");
     EXPECT_EQ(client.summary().requests, 4U);
     EXPECT_THROW(client.setFault("event", {{"status", 99}}), CollectorError);
+}
+
+TEST_F(CollectorTest, RefusalsNameStatusAndReasonAndStoreNoEvent) {
+    auto wrongType = samples::request("POST", "/event", samples::envelope(""));
+    wrongType.headers = {{"Content-Type", "text/plain"}};
+    const struct {
+        Service service;
+        HttpRequest request;
+        int status;
+        const char* reason;
+    } cases[] = {
+        {Service::event, samples::request("GET", "/event"), 405, "/event takes POST, not GET"},
+        {Service::id, samples::request("POST", "/id", "x"), 405, "/id takes GET, not POST"},
+        {Service::event, samples::request("POST", "/event", "{"), 400, "the body is not JSON"},
+        {Service::event, samples::request("POST", "/event", "{}"), 422, "UUID\\\" is missing"},
+        {Service::event, wrongType, 415, "application/json"},
+    };
+    for (const auto& each : cases) {
+        const auto response = services.answer(each.service, each.request).response;
+        EXPECT_EQ(response.status, each.status);
+        EXPECT_THAT(response.body, HasSubstr(each.reason));
+    }
+    EXPECT_EQ(store.summary().envelopes, 0U);
+    EXPECT_EQ(store.summary().requests, std::size(cases));
+}
+
+TEST_F(CollectorTest, AnIdentityIsRenewedByItsCookieAndOthersAreNot) {
+    const auto first = identity();
+    EXPECT_NE(first.at("qvn_uid"), identity().at("qvn_uid"));
+    const std::string uid(first.at("qvn_uid").as_string());
+    const auto renewed = identity("other=1; novalue ;=x;qvn_uid=" + uid + ";");
+    EXPECT_EQ(renewed.at("qvn_uid"), first.at("qvn_uid"));
+    EXPECT_EQ(renewed.at("qvn_uid_public"), first.at("qvn_uid_public"));
+    EXPECT_NE(identity("qvn_uid=<script>").at("qvn_uid"), "<script>");
+}
+
+TEST_F(CollectorTest, AFaultDecidesWhatIsStoredAndWhatIsSeen) {
+    using Answer = Fault::Answer;
+    const struct {
+        Answer answer;
+        bool stores;
+        Manner manner;
+        int status;  // as it is recorded; 0 when the client sees none
+    } cases[] = {
+        {Answer::normal, true, Manner::whole, 200},
+        {Answer::status, false, Manner::whole, 503},
+        {Answer::none, false, Manner::none, 0},
+        {Answer::dropped, false, Manner::dropped, 0},
+        {Answer::lost, true, Manner::dropped, 0},
+        {Answer::truncated, true, Manner::truncated, 200},
+        {Answer::garbage, true, Manner::whole, 200},
+        {Answer::notHTTP, true, Manner::garbage, 0},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(nameOf(each.answer));
+        store.reset();
+        Fault fault;
+        fault.answer = each.answer;
+        fault.latency = 7;
+        faults.set(Service::event, fault);
+        EXPECT_EQ(post(samples::action("a", "u1")).manner, each.manner);
+        EXPECT_EQ(store.summary().events, each.stores ? 1U : 0U);
+        const auto recorded = boost::json::parse(store.requests({.fault = true}).records.at(0));
+        EXPECT_EQ(recorded.at("status"), each.status);
+    }
+}
+
+TEST_F(CollectorTest, ARequestThatIsReadSlowlyAndNeverEndsIsRecordedWithItsFault) {
+    Fault slow;
+    slow.readingPace = 1000;
+    slow.times = 1;
+    faults.set(Service::event, slow);
+    auto request = samples::request("POST", "/event", samples::envelope(""));
+    request.headers.emplace_back("Content-Length", "5");
+    EXPECT_EQ(services.begin(Service::event, request), 1000U);
+    request.tag.reset();
+    EXPECT_FALSE(services.begin(Service::event, request)) << "once was enough";
+    EXPECT_EQ(store.requests({.fault = true}).total, 1U);
+    EXPECT_EQ(store.summary().faults.begin()->first, "event: reading pace 1000 bytes/s");
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <filesystem>
-#include <initializer_list>
 #include <string>
-#include <utility>
 
 #include "collector/http/HttpMessage.h"
-#include "support/Files.h"
 
 namespace zentara::collector::samples {
 
@@ -36,16 +32,6 @@ inline HttpRequest request(const std::string& method, const std::string& path,
     request.body = std::move(body);
     if (!request.body.empty()) request.headers = {{"content-type", "application/json"}};
     return request;
-}
-
-/// The folder, with schemas in it: a catalogue looks at it when it is made, and then not again for
-/// a moment.
-inline std::filesystem::path schemasIn(
-    const std::filesystem::path& folder,
-    std::initializer_list<std::pair<const char*, const char*>> schemas) {
-    for (const auto& [name, text] : schemas)
-        test::writeTo(folder / name, text);
-    return folder;
 }
 
 }  // namespace zentara::collector::samples

@@ -42,12 +42,6 @@ TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
                             "y":{"items":{"enum":[1]}}}})",
          R"({"a":{"b":[1,2]}})",
          {"/a/b/1"}},
-        {R"({"properties":{"a":{"anyOf":[{"properties":{"b":{"type":"string"}}}]}}})",
-         R"({"a":{"b":1}})",
-         {"/a"}},
-        {R"({"dependencies":{"a":["b"],"c":{"properties":{"d":{"type":"null"}}}}})",
-         R"({"a":1,"c":2,"d":3})",
-         {"", "/d"}},
         {R"({"properties":{"a/b~c":{"type":"string"},"":{"type":"string"}}})",
          R"({"a/b~c":1,"":2})",
          {"/a~1b~0c", "/"}},
@@ -95,12 +89,6 @@ TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
                                           .get_object());
     ASSERT_EQ(deep.size(), 1U);
     EXPECT_EQ(deep[0].path, "/" + longName);
-
-    const std::string nested = std::string(500, '[') + "1" + std::string(500, ']');
-    const auto deepest = checkProperties(
-        parsed(nested), parsed(R"({"items":{"$ref":"#"},"type":"array"})").get_object());
-    ASSERT_EQ(deepest.size(), 1U);
-    EXPECT_EQ(deepest[0].path.size(), 1000U);
 }
 
 }  // namespace

@@ -78,7 +78,7 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
 
 TEST_F(SchemaCatalogueTest, AChangeIsSeenAtOnceByTheTableAndSoonByArrivals) {
     std::chrono::steady_clock::time_point now{};
-    write("a-1.json", "{}");
+    write("a-1.json", R"({"type":"number"})");
     SchemaCatalogue catalogue(folder, report, [&now] { return now; });
     const auto first = catalogue.current();
 
@@ -88,22 +88,12 @@ TEST_F(SchemaCatalogueTest, AChangeIsSeenAtOnceByTheTableAndSoonByArrivals) {
     EXPECT_EQ(catalogue.current(), first);
     now += 1ms;
     EXPECT_EQ(catalogue.current()->json, R"({"a-1":{"type":"object"},"b-1":{}})");
-    EXPECT_EQ(first->json, R"({"a-1":{}})");
+    EXPECT_EQ(first->json, R"({"a-1":{"type":"number"}})");
 
     fs::remove(folder / "a-1.json");
     EXPECT_EQ(catalogue.refreshed()->json, R"({"b-1":{}})");
     EXPECT_EQ(catalogue.current()->json, R"({"b-1":{}})");
     EXPECT_EQ(catalogue.refreshed(), catalogue.refreshed());
-}
-
-TEST_F(SchemaCatalogueTest, AChangeWithinATickOfTheClockAndOfTheSameSizeIsSeen) {
-    write("a-1.json", R"({"a":0})");
-    SchemaCatalogue catalogue(folder);
-    for (int i = 1; i < 10; ++i) {
-        const std::string text = R"({"a":)" + std::to_string(i) + "}";
-        write("a-1.json", text);
-        EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":)" + text + "}");
-    }
 }
 
 TEST_F(SchemaCatalogueTest, AProblemIsReportedOnceForEachChange) {
@@ -134,13 +124,6 @@ TEST_F(SchemaCatalogueTest, WhatCannotBeReadJustNowIsServedAsItWasBefore) {
     fs::rename(aside, folder);
     EXPECT_THAT(reported, ElementsAre(EndsWith("Too many levels of symbolic links")));
 
-    // A file whose reading is an error of input.
-    fs::remove(folder / "a-1.json");
-    fs::create_symlink("/proc/self/mem", folder / "a-1.json");
-    EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":{}})");
-    EXPECT_THAT(catalogue.refreshed()->problems,
-                ElementsAre(EndsWith("Input/output error; served as it was before")));
-    fs::remove(folder / "a-1.json");
     EXPECT_EQ(catalogue.refreshed()->json, "{}");
 }
 

@@ -218,18 +218,14 @@ TEST_P(StoreTest, AFilterGivesExactlyWhatMatchesAndAPageAPartOfItInTheOrderAsked
     EXPECT_EQ(store.envelopes(1, 1).total, 3U);
 }
 
-TEST_P(StoreTest, RequestsTellHowTheyEnded) {
+TEST_P(StoreTest, WhateverARequestHoldsItIsShownAsJSON) {
     auto request = samples::request("GET", "/id");
     request.target = "/id?a=\"\xff";
-    request.headers = {{"X", "1"}, {"X", "2"}};
     store.addRequest(request, {503, "no \"luck\"", "id: status 503"});
-    store.addRequest(samples::request("GET", "/"), {0, "", ""});
-    EXPECT_EQ(store.requests({.fault = false}).total, 1U);
-    EXPECT_EQ(store.requests({.fault = true}).records.at(0),
-              "{\"number\":1,\"receivedAt\":0,\"service\":\"id\",\"method\":\"GET\","
-              "\"target\":\"/id?a=\\\"\xc3\xbf\",\"secure\":false,\"headers\":{\"X\":\"1, 2\"},"
-              "\"bodySize\":0,\"status\":503,\"reason\":\"no \\\"luck\\\"\","
-              "\"fault\":\"id: status 503\",\"storedEvents\":0}");
+    const auto shown = boost::json::parse(store.requests({.fault = true}).records.at(0));
+    EXPECT_EQ(shown.at("target"), "/id?a=\"\xc3\xbf");
+    EXPECT_EQ(shown.at("reason"), "no \"luck\"");
+    EXPECT_EQ(store.requests({.fault = false}).total, 0U);
 }
 
 TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
