@@ -191,6 +191,7 @@ TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
 
     const std::pair<const char*, const char*> refusals[] = {
         {"/received", "405"},
+        {"/event", "/event takes POST, not GET"},
         {"/received/events/u4", "no event has the action UUID u4"},
         {"/received/events?limit=1&limit=2", "there twice"},
         {"/received/events?limit=-1", R"(limit is a number from 0 on, not \"-1\")"},
@@ -221,22 +222,20 @@ TEST_F(CollectorTest, FaultsAreSwitchedAndSeen) {
 }
 
 TEST_F(CollectorTest, RefusalsNameStatusAndReasonAndStoreNoEvent) {
-    auto wrongType = samples::request("POST", "/event", samples::envelope(""));
-    wrongType.headers = {{"Content-Type", "text/plain"}};
     const struct {
-        Service service;
-        HttpRequest request;
+        const char* body;
+        const char* contentType;
         int status;
         const char* reason;
     } cases[] = {
-        {Service::event, samples::request("GET", "/event"), 405, "/event takes POST, not GET"},
-        {Service::id, samples::request("POST", "/id", "x"), 405, "/id takes GET, not POST"},
-        {Service::event, samples::request("POST", "/event", "{"), 400, "the body is not JSON"},
-        {Service::event, samples::request("POST", "/event", "{}"), 422, "UUID\\\" is missing"},
-        {Service::event, wrongType, 415, "application/json"},
+        {"{", "application/json", 400, "the body is not JSON"},
+        {"{}", "Application/JSON; charset=utf-8", 422, "UUID\\\" is missing"},
+        {"{}", "text/plain", 415, "application/json"},
     };
     for (const auto& each : cases) {
-        const auto response = services.answer(each.service, each.request).response;
+        auto request = samples::request("POST", "/event", each.body);
+        request.headers = {{"Content-Type", each.contentType}};
+        const auto response = services.answer(Service::event, request).response;
         EXPECT_EQ(response.status, each.status);
         EXPECT_THAT(response.body, HasSubstr(each.reason));
     }
