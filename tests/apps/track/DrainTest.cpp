@@ -38,9 +38,11 @@ TEST(DrainTest, ItGoesOnUntilNothingWaitsAndTriesFailuresAgain) {
 
 TEST(DrainTest, ItWaitsForABatchThatIsUnderWayElsewhere) {
     // Back in the queue a moment after the first look.
-    const auto back = Drain(scripted({newData, noData, newData, noData}), settled, patient).run();
+    const auto back =
+        Drain(scripted({newData, noData, newData, noData, newData, noData}), settled, patient)
+            .run();
     EXPECT_TRUE(back.complete);
-    EXPECT_EQ(back.batches, 2U);
+    EXPECT_EQ(back.batches, 3U);
 
     int looks = 0;
     const auto onDisk = [&looks] {

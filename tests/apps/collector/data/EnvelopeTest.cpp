@@ -24,7 +24,6 @@ const std::string goodEnvelope =
 
 TEST(EnvelopeTest, WhatWasReadLivesAsLongAsAnyCopyOfTheEnvelope) {
     const Envelope copy = std::get<Envelope>(readEnvelope(goodEnvelope));
-    EXPECT_EQ(copy.clientUUID, "client-1");
     EXPECT_EQ(copy.actions.at(1).uuid, "u2");
     EXPECT_EQ(copy.actions[1].actionTs, 1700000000000);
     EXPECT_EQ(copy.actions[1].json, samples::action("search", "u2"));
@@ -44,7 +43,6 @@ TEST(EnvelopeTest, EachFaultIsNamedWithItsPlace) {
         {R"("zentaraDispatchNumber":3)", R"("zentaraDispatchNumber":3.5)",
          R"("zentaraDispatchNumber" is not an integer)"},
         {R"("zentaraDispatchNumber":3)", R"("zentaraDispatchNumber":3.0,"more":[])", ""},
-        {R"("version":"1",)", "", R"(actions[0]: "version" is missing)"},
         {R"({"price":5.0,"count":5})", "[]", R"(actions[0]: "properties" is not an object)"},
         {R"("actionTs":1700000000000)", R"("actionTs":1e300)",
          R"(actions[0]: "actionTs" is not an integer)"},

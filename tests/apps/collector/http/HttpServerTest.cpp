@@ -19,7 +19,6 @@ using namespace std::chrono_literals;
 using test::eventually;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 const std::string local = "Host: localhost\r\n";
@@ -108,10 +107,6 @@ TEST_F(HttpServerTest, ConnectionsAreKeptAsTheClientWishes) {
     EXPECT_THAT(both, EndsWith("Connection: close\r\n\r\ntwo"));
     EXPECT_THAT(allOf("POST / HTTP/1.0\r\n" + three + "\r\nold"), EndsWith("\r\n\r\nold"));
 
-    RawClient halfClosing(port, post + three + "\r\nend");
-    halfClosing.endOutput();
-    EXPECT_THAT(halfClosing.readToEnd(), EndsWith("\r\n\r\nend"));
-
     RawClient waiting(port, post + three + "Expect: 100-continue\r\n\r\n");
     EXPECT_EQ(waiting.readUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
     waiting.send("now");
@@ -149,7 +144,6 @@ TEST_F(HttpServerTest, WhatIsNoRequestIsRefusedInJSON) {
         {line + local + local + "\r\n", 400},
         {post + "Content-Length: 1\r\nContent-Length: 2\r\n\r\nab", 400},
         {post + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400},
-        {chunked + "Content-Length: 1\r\n\r\n0\r\n\r\n", 400},
         {chunked + "\r\n1\r\nabcde\r\n", 400},
         {chunked + "\r\n1;" + std::string(40'000, 'x'), 400},
         {post + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 501},
@@ -183,7 +177,6 @@ TEST_F(HttpServerTest, WhatIsNoRequestIsRefusedInJSON) {
         EXPECT_THAT(answer, HasSubstr("\r\nConnection: close\r\n"));
         EXPECT_THAT(answer, HasSubstr("\r\n\r\n{\"error\":\""));
     }
-    EXPECT_EQ(handler.refused.values().back().method, "PUT");
     EXPECT_EQ(handler.refused.values().back().path, "/event");
 }
 
@@ -199,37 +192,17 @@ TEST_F(HttpServerTest, AClientSeesItsRefusalWhileItStillSends) {
     }
 }
 
-TEST_F(HttpServerTest, AnAnswerMayBeBrokenInManyWays) {
+TEST_F(HttpServerTest, AnExceptionIsAnAnswerAndAnExchangeThatIsLetGoOfEndsItsConnection) {
     handler.script = [](const auto& exchange) {
-        const std::string& path = exchange->request().path;
-        if (path == "/thrown") throw std::runtime_error("what went wrong");
-        if (path == "/released") return;
-        exchange->deliver(
-            ScriptedHandler::saying("0123456789", path == "/truncated" ? Manner::truncated
-                                                  : path == "/garbage" ? Manner::garbage
-                                                                       : Manner::dropped));
-        exchange->deliver(ScriptedHandler::saying("a second answer"));
+        if (exchange->request().path == "/thrown") throw std::runtime_error("what went wrong");
     };
     start();
-    const struct {
-        const char* path;
-        testing::Matcher<std::string> answer;
-        RawClient::End end;
-    } cases[] = {
-        {"/truncated", testing::AllOf(HasSubstr("Length: 10\r\n"), EndsWith("\r\n\r\n01234")),
-         RawClient::End::closed},
-        {"/garbage", Not(testing::AnyOf("", HasSubstr("HTTP/"))), RawClient::End::closed},
-        {"/dropped", "", RawClient::End::reset},
-        {"/released", "", RawClient::End::reset},
-        {"/thrown",
-         testing::AllOf(StartsWith("HTTP/1.1 500 "), EndsWith("{\"error\":\"what went wrong\"}")),
-         RawClient::End::open},
-    };
-    for (const auto& each : cases) {
-        RawClient client(port, get(each.path));
-        EXPECT_THAT(client.readUntil("\"}"), each.answer) << each.path;
-        EXPECT_EQ(client.end(), each.end) << each.path;
-    }
+    const std::string thrown = RawClient(port, get("/thrown")).readUntil("\"}");
+    EXPECT_THAT(thrown, StartsWith("HTTP/1.1 500 "));
+    EXPECT_THAT(thrown, EndsWith("{\"error\":\"what went wrong\"}"));
+    RawClient released(port, get("/"));
+    EXPECT_EQ(released.readToEnd(), "");
+    EXPECT_EQ(released.end(), RawClient::End::reset);
 }
 
 TEST_F(HttpServerTest, AnExchangeKnowsItsClientAndMayBeAnsweredWhenTheServerIsGone) {
@@ -240,69 +213,46 @@ TEST_F(HttpServerTest, AnExchangeKnowsItsClientAndMayBeAnsweredWhenTheServerIsGo
         clients.emplace_back(port, get("/"));
         ASSERT_TRUE(pending.waitFor(number));
     }
-    const auto left = pending.values()[0];
-    const auto answered = pending.values()[1];
-    const auto late = pending.values()[2];
-    EXPECT_TRUE(left->isOpen());
+    const auto exchanges = pending.values();
+    EXPECT_TRUE(exchanges[0]->isOpen());
     clients.pop_front();
-    EXPECT_TRUE(eventually([&] { return !left->isOpen(); }));
-    EXPECT_TRUE(answered->isOpen());
-    answered->deliver({});
-    EXPECT_FALSE(answered->isOpen());
-    EXPECT_TRUE(late->isOpen());
+    EXPECT_TRUE(eventually([&] { return !exchanges[0]->isOpen(); }));
+    EXPECT_TRUE(exchanges[1]->isOpen());
+    exchanges[1]->deliver({});
+    EXPECT_FALSE(exchanges[1]->isOpen());
+    EXPECT_TRUE(exchanges[2]->isOpen());
 
     server.reset();
-    EXPECT_FALSE(late->isOpen());
-    late->deliver(ScriptedHandler::saying("too late"));
-    const auto stream = pending.values()[3]->openStream();
+    EXPECT_FALSE(exchanges[2]->isOpen());
+    exchanges[2]->deliver(ScriptedHandler::saying("too late"));
+    const auto stream = exchanges[3]->openStream();
     stream->write("too late");
     EXPECT_FALSE(stream->isOpen());
     EXPECT_EQ(clients.back().readToEnd(), "");
 }
 
-TEST_F(HttpServerTest, AStreamReachesAllThatListenUntilTheyLeave) {
+TEST_F(HttpServerTest, AStreamGoesOnUntilItsClientLeavesOrReadsNoMore) {
     startWithoutAnswers();
     std::list<RawClient> clients;
     std::vector<std::shared_ptr<EventStream>> streams;
-    for (std::size_t number = 0; number < 20; ++number) {
+    for (std::size_t number = 0; number < 3; ++number) {
         clients.emplace_back(port, get("/"));
         streams.push_back(pending.waitFor(number).value()->openStream());
-    }
-    for (const char* text : {"data: 1\n\n", "data: 2\n\n", "data: 3\n\n"}) {
-        for (const auto& stream : streams)
-            stream->write(text);
-    }
-    for (auto& client : clients)
-        EXPECT_THAT(client.readUntil("3\n\n"),
+        for (const char* text : {"data: 1\n\n", "data: 2\n\n", "data: 3\n\n"})
+            streams[number]->write(text);
+        EXPECT_THAT(clients.back().readUntil("3\n\n"),
                     EndsWith("\r\n\r\ndata: 1\n\ndata: 2\n\ndata: 3\n\n"));
+    }
     clients.pop_front();
     EXPECT_TRUE(eventually([&] { return !streams[0]->isOpen(); }));
-    EXPECT_TRUE(streams[1]->isOpen());
-    server->stop();
-    EXPECT_FALSE(streams[1]->isOpen());
-    EXPECT_THAT(clients.front().readToEnd(), EndsWith("3\n\n"));
-    EXPECT_EQ(clients.front().end(), RawClient::End::closed);
-}
-
-TEST_F(HttpServerTest, AStreamThatIsNotReadIsBounded) {
-    startWithoutAnswers();
-    const RawClient client(port, get("/"));
-    const auto stream = pending.waitFor().value()->openStream();
-    const std::string text(64UL * 1024, 'x');
     // The system takes some for the client, the server the rest: far less than this in all.
-    for (int written = 0; stream->isOpen() && written < 1000; ++written)
-        stream->write(text);
-    EXPECT_FALSE(stream->isOpen());
-}
-
-TEST_F(HttpServerTest, ABodyThatIsReadSlowlyArrivesInItsTime) {
-    handler.pace = 20'000;
-    start();
-    const std::string body(2000, 'x');
-    const auto begin = std::chrono::steady_clock::now();
-    const auto answer = httplib::Client("127.0.0.1", port).Post("/", body, "text/plain");
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 100ms);
-    EXPECT_EQ(answer.value().body, body);
+    for (int written = 0; streams[1]->isOpen() && written < 1000; ++written)
+        streams[1]->write(std::string(64UL * 1024, 'x'));
+    EXPECT_FALSE(streams[1]->isOpen());
+    EXPECT_TRUE(streams[2]->isOpen());
+    server->stop();
+    EXPECT_THAT(clients.back().readToEnd(), EndsWith("3\n\n"));
+    EXPECT_EQ(clients.back().end(), RawClient::End::closed);
 }
 
 TEST_F(HttpServerTest, ClientsThatTakeTooLongAreGivenUp) {
@@ -315,25 +265,6 @@ TEST_F(HttpServerTest, ClientsThatTakeTooLongAreGivenUp) {
     EXPECT_NE(silent.end(), RawClient::End::timeout);
     for (const auto& begun : {std::string("GET / HT"), post + "Content-Length: 5\r\n\r\nfour"})
         EXPECT_THAT(allOf(begun), StartsWith("HTTP/1.1 408 "));
-}
-
-TEST_F(HttpServerTest, WhatTheHandlerNotesOfAHeadTravelsWithTheRequestOrIsLetGoOf) {
-    const auto note = std::make_shared<std::string>("noted");
-    handler.onHead = [&](HttpRequest& head) {
-        head.tag = note;
-    };
-    handler.script = [](const auto& exchange) {
-        exchange->deliver(ScriptedHandler::saying(
-            *std::static_pointer_cast<std::string>(exchange->request().tag)));
-    };
-    timeouts.linger = later;
-    start();
-    RawClient kept(port, get("/"));
-    EXPECT_THAT(kept.readUntil("noted"), EndsWith("\r\n\r\nnoted"));
-    RawClient(port, post + "Content-Length: 3\r\n\r\non");  // gives up
-    RawClient malformed(port, post + "Transfer-Encoding: chunked\r\n\r\nx\r\n");
-    EXPECT_THAT(malformed.readUntil("\"}"), StartsWith("HTTP/1.1 400 "));
-    EXPECT_TRUE(eventually([&] { return note.use_count() == 1; })) << note.use_count();
 }
 
 TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosedUntilTheOthersHaveGone) {

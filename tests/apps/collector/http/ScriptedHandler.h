@@ -17,8 +17,6 @@ class ScriptedHandler : public HttpHandler {
     std::function<void(std::shared_ptr<Exchange>)> script = [](const auto& exchange) {
         exchange->deliver(saying(exchange->request().body));
     };
-    std::function<void(HttpRequest&)> onHead;
-    std::optional<std::size_t> pace;
     test::Mailbox<HttpRequest> refused;
 
     static Delivery saying(std::string body, Manner manner = Manner::whole) {
@@ -28,10 +26,7 @@ class ScriptedHandler : public HttpHandler {
         return delivery;
     }
 
-    std::optional<std::size_t> readingPace(HttpRequest& head) override {
-        if (onHead) onHead(head);
-        return pace;
-    }
+    std::optional<std::size_t> readingPace(HttpRequest&) override { return std::nullopt; }
     void handle(std::shared_ptr<Exchange> exchange) override { script(std::move(exchange)); }
     HttpResponse refuse(const HttpRequest& request, int status,
                         const std::string& reason) override {
