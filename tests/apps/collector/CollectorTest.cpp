@@ -199,7 +199,6 @@ TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
         {"/received/summary?schema=a-1", "does not know the parameter schema"},
         {"/received/requests?fault=1", "fault is true or false"},
         {"/received/wait?timeout=600001", "up to 600000"},
-        {"/received/timeline?width=0", "width"},
         {"/nothing", "there is nothing at /nothing"},
     };
     for (const auto& [path, reason] : refusals)
