@@ -38,9 +38,8 @@ TEST(DrainTest, ItGoesOnUntilNothingWaitsAndTriesFailuresAgain) {
 
 TEST(DrainTest, ItWaitsForABatchThatIsUnderWayElsewhere) {
     // Back in the queue a moment after the first look.
-    const auto back =
-        Drain(scripted({newData, noData, newData, noData, newData, noData}), settled, patient)
-            .run();
+    const auto script = scripted({newData, noData, newData, noData, newData, noData});
+    const auto back = Drain(script, settled, patient).run();
     EXPECT_TRUE(back.complete);
     EXPECT_EQ(back.batches, 3U);
 
@@ -56,7 +55,6 @@ TEST(DrainTest, ItGivesUpWhenNothingIsDeliveredForTooLongAndBearsAnAnswerComingL
     const auto result = Drain(scripted({newData, failed}), settled, quick).run();
     EXPECT_FALSE(result.complete);
     EXPECT_EQ(result.batches, 1U);
-
     EXPECT_FALSE(Drain(
                      scripted({noData}), [] { return false; }, quick)
                      .run()
