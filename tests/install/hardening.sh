@@ -7,22 +7,18 @@ shift 2
 
 missing=0
 expect() {
-    local file=$1 what=$2 pattern=$3 text=$4
-    if ! grep -qE "$pattern" <<<"$text"; then
-        echo "$file: $what" >&2
+    if ! "$readelf" --wide "${@:3}" "$file" | grep -E "$2" >/dev/null; then
+        echo "$file $1" >&2
         missing=1
     fi
 }
 
 for file in "$@"; do
-    segments=$("$readelf" --wide --segments "$file")
-    symbols=$("$readelf" --wide --symbols --dyn-syms "$file")
-    expect "$file" "is not relocated read-only" '^ *GNU_RELRO ' "$segments"
-    expect "$file" "binds lazily" 'BIND_NOW|FLAGS.* NOW' "$("$readelf" --wide --dynamic "$file")"
-    expect "$file" "has an executable stack" '^ *GNU_STACK .* RW +0x' "$segments"
-    expect "$file" "has an unprotected stack" ' __stack_chk_fail' "$symbols"
-    expect "$file" "is not independent of its position" 'Type: +DYN' \
-        "$("$readelf" --file-header "$file")"
-    if ((fortified)); then expect "$file" "is not fortified" ' __[a-z]+_chk' "$symbols"; fi
+    expect "is not relocated read-only" '^ *GNU_RELRO ' --segments
+    expect "binds lazily" 'BIND_NOW|FLAGS.* NOW' --dynamic
+    expect "has an executable stack" '^ *GNU_STACK .* RW +0x' --segments
+    expect "has an unprotected stack" ' __stack_chk_fail' --symbols --dyn-syms
+    expect "is not independent of its position" 'Type: +DYN' --file-header
+    if ((fortified)); then expect "is not fortified" ' __[a-z]+_chk' --symbols --dyn-syms; fi
 done
 exit "$missing"
