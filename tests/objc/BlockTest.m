@@ -3,7 +3,6 @@
 #include <sched.h>
 
 #import "Harness.h"
-#import "Host.h"
 #import "Samples.h"
 
 TEST(ABlockIsAnObject) {
@@ -33,108 +32,65 @@ TEST(ABlockIsAnObject) {
     CHECK([Tracked count] == 0);
 }
 
-TEST(AHandlerAndWhatItHoldsGoWithTheSend) {
-    beginHost();
-    QVNZentaraClient *client = waitingClient();
+TEST(ABlockAndWhatItHoldsGoWithTheCall) {
     @autoreleasepool {
         Tracked *tracked = [[Tracked alloc] init];
-        void (^handler)(Event *, ZentaraClientError *) =
-            ^(Event *event, ZentaraClientError *error) {
-                CHECK([tracked retainCount] > 0);
-                // Goes with the pool of this call.
-                [[[Tracked alloc] init] autorelease];
-            };
-        sendProperties(client, @{}, handler);
+        __block int calls = 0;
+        SendBlock handler = ^(Event *event, ZentaraClientError *error) {
+            if ([tracked retainCount] > 0) ++calls;
+            // Goes with the pool of this call.
+            [[[Tracked alloc] init] autorelease];
+        };
+        CHECK([QVNZentaraClient getAndReturnError:NULL readyCallback:(id)handler] == nil);
+        CHECK([tracked retainCount] == 1 && "never called, and released");
+        QVNZentaraClient *client = waitingClient();
+        sendTo(client, nil, nil, handler);
         CHECK([Tracked count] == 1);
-        sendProperties(client, @{@"no" : [NSDate date]}, handler);
+        sendTo(client, nil, @"refused", handler);
         CHECK([Tracked count] == 1);
-        [client sendWithEvents:@[ eventWith(nil), eventWith(nil), (Event *)@"none" ]
-                    relationId:nil
-                       handler:handler];
+        NSArray *events = @[ eventOf(nil, nil, nil), @"refused" ];
+        [client sendWithEvents:events relationId:nil handler:handler];
         CHECK([Tracked count] == 1);
+        CHECK(calls == 4);
         CHECK([tracked retainCount] == 1);
         [tracked release];
     }
     CHECK([Tracked count] == 0);
 }
 
-TEST(ABlockThatIsNeverCalledIsReleased) {
-    beginHost();
-    @autoreleasepool {
-        Tracked *tracked = [[[Tracked alloc] init] autorelease];
-        [QVNZentaraClient getAndReturnError:NULL
-                              readyCallback:^(ZentaraClientError *error) {
-                                  CHECK([tracked retainCount] == 0);
-                              }];
-    }
-    CHECK([Tracked count] == 0);
-}
-
-TEST(TheReadyBlockLearnsThatThereAreNoSchemas) {
-    beginHost();
-    configure();
-    Latch *latch = [[[Latch alloc] init] autorelease];
-    [QVNZentaraClient getAndReturnError:NULL
-                          readyCallback:^(ZentaraClientError *error) {
-                              if ([error isMemberOfClass:[SchemasInitializationError class]])
-                                  [latch signal];
-                          }];
-    CHECK([latch waitForCount:1]);
-}
-
-/// Passes a block that ends with `raise` to one of the methods that take one.
-static void passBlock(size_t method, QVNZentaraClient *client, void (^raise)(void)) {
+/// Passes a block to one of the methods that take one; where the library says that it was.
+static NSString *passBlock(int method, QVNZentaraClient *client, id block) {
     switch (method) {
         case 0:
-            sendProperties(client, nil, ^(Event *event, ZentaraClientError *error) {
-                raise();
-            });
-            break;
+            sendTo(client, nil, nil, block);
+            return @"the handler of an event";
         case 1:
-            [client sendWithEvents:@[ eventWith(nil) ]
-                        relationId:nil
-                           handler:^(Event *event, ZentaraClientError *error) {
-                               raise();
-                           }];
-            break;
+            [client sendWithEvents:@[ eventOf(nil, nil, nil) ] relationId:nil handler:block];
+            return @"the handler of an event";
         case 2:
-            [QVNZentaraClient getAndReturnError:NULL
-                                  readyCallback:^(ZentaraClientError *error) {
-                                      raise();
-                                  }];
-            break;
+            [QVNZentaraClient getAndReturnError:NULL readyCallback:block];
+            return @"the ready block";
         case 3:
-            [client getAnonymousUserAndReturnError:NULL
-                                      callbackUser:^(NSString *type, NSString *value,
-                                                     NSString *publicValue) {
-                                          raise();
-                                      }];
-            break;
+            [client getAnonymousUserAndReturnError:NULL callbackUser:block];
+            return @"the block for the anonymous user";
         case 4:
-            [client performFetchWith:^(NSUInteger result) {
-                raise();
-            }];
-            break;
+            [client performFetchWith:block];
+            return @"the block for the fetch";
         default:
-            [client getHsidAndReturnError:NULL
-                             callbackHsid:^(NSString *hsid) {
-                                 raise();
-                             }];
+            [client getHsidAndReturnError:NULL callbackHsid:block];
+            return @"the block for the session token";
     }
 }
 
 TEST(AnExceptionEndsWhereTheBlockDoes) {
-    beginHost();
     QVNZentaraClient *client = waitingClient();
-    NSString *places[] = {@"the handler of an event", @"the handler of an event",
-                          @"the ready block",         @"the block for the anonymous user",
-                          @"the block for the fetch", @"the block for the session token"};
-    for (size_t index = 0; index < 2 * sizeof places / sizeof places[0]; ++index) {
-        const bool isException = index % 2 == 0;
+    for (int method = 0; method < 6; ++method) {
+        const bool isException = method % 2 == 0;
+        __block NSString *place = nil;
         NSString *lines = standardErrorOf(^{
             @autoreleasepool {
                 Tracked *tracked = [[[Tracked alloc] init] autorelease];
-                passBlock(index / 2, client, ^{
+                place = passBlock(method, client, ^{
                     [tracked self];
                     // Goes with the pool of this call.
                     [[[Tracked alloc] init] autorelease];
@@ -146,84 +102,9 @@ TEST(AnExceptionEndsWhereTheBlockDoes) {
             while ([Tracked count] != 0)
                 sched_yield();
         });
-        NSString *expected =
-            [NSString stringWithFormat:@"ZentaraClient: exception in %@: %@\n", places[index / 2],
-                                       isException ? @"Host: two lines" : @"NSObject"];
-        CHECK_EQUAL(lines, expected);
+        CHECK_EQUAL(lines,
+                    ([NSString stringWithFormat:@"ZentaraClient: exception in %@: %@\n", place,
+                                                isException ? @"Host: two lines" : @"NSObject"]));
     }
     CHECK([QVNZentaraClient sharedClient] == client);
-}
-
-TEST(AHandlerMaySend) {
-    beginHost();
-    QVNZentaraClient *client = waitingClient();
-    __block int calls = 0;
-    sendProperties(
-        client,
-        @{@"outer" : @1},
-        ^(Event *outer, ZentaraClientError *outerError) {
-            ++calls;
-            sendProperties(
-                client,
-                @{@"inner" : @2},
-                ^(Event *inner, ZentaraClientError *error) {
-                    ++calls;
-                    CHECK_EQUAL(
-                        inner.properties,
-                        @{@"inner" : @2});
-                });
-            CHECK_EQUAL(
-                outer.properties,
-                @{@"outer" : @1});
-        });
-    CHECK(calls == 2);
-}
-
-/// Sends from a thread of its own, and keeps what it gets.
-@interface Sending : NSObject
-@end
-
-@implementation Sending
-
-+ (void)send:(NSArray *)latchAndEvents {
-    @autoreleasepool {
-        Latch *latch = [latchAndEvents objectAtIndex:0];
-        NSMutableArray *events = [latchAndEvents objectAtIndex:1];
-        Tracked *tracked = [[[Tracked alloc] init] autorelease];
-        NSThread *thread = [NSThread currentThread];
-        for (int number = 0; number < 50; ++number) {
-            sendProperties([QVNZentaraClient sharedClient], @{@"number" : @(number)},
-                           ^(Event *event, ZentaraClientError *error) {
-                               CHECK([NSThread currentThread] == thread);
-                               CHECK([tracked retainCount] > 0);
-                               @synchronized(events) {
-                                   [events addObject:event];
-                               }
-                               [latch signal];
-                           });
-        }
-    }
-}
-
-@end
-
-TEST(ThreadsMaySendAtOnce) {
-    enum { threads = 4, each = 50 };
-    beginHost();
-    waitingClient();
-    Latch *latch = [[[Latch alloc] init] autorelease];
-    NSMutableArray *events = [NSMutableArray array];
-    for (int thread = 0; thread < threads; ++thread) {
-        [NSThread detachNewThreadSelector:@selector(send:)
-                                 toTarget:[Sending class]
-                               withObject:@[ latch, events ]];
-    }
-    CHECK([latch waitForCount:threads * each]);
-    @synchronized(events) {
-        CHECK([events count] == threads * each);
-        int sum = 0;
-        for (Event *event in events)
-            sum += [[event.properties objectForKey:@"number"] intValue];
-        CHECK(sum == threads * each * (each - 1) / 2);
-    }
 }

@@ -3,7 +3,7 @@
 #include <stdbool.h>
 
 // What the tests need of C++: where the host keeps its files and sends its events, a collector, and
-// the C++ side of what both languages share.
+// the C++ side of what both languages share. Texts that are returned are to be freed.
 
 #if defined(__cplusplus)
 extern "C" {
@@ -12,32 +12,26 @@ extern "C" {
 /// Gives this process directories of its own, and endpoints at which nobody listens.
 void beginHost(void);
 
-/// Starts a collector, for the rest of the process, and sends everything there.
+/// Starts a collector, for the rest of the process, for the QA environment.
 void startCollector(void);
 
-/// The answer of the collector to a GET; to be freed.
+/// The answer of the collector to a GET.
 char* askCollector(const char* path);
 
 /// Runs the example application against the collector, with its files in this host's directories;
-/// its output, one line behind the other, and its exit code. To be freed.
-char* runExample(int* exitCode);
+/// its output, one line behind the other, and its exit code.
+char* runExample(void);
 
-/// The content of a file of the documents directory; to be freed.
+/// The content of a file of the documents directory.
 char* documentOf(const char* name);
 
-/// The settings in force: tenant, environment, advertising id. To be freed.
-char* settingsOfCPlusPlus(void);
-
-/// The shared client, not retained.
-const void* sharedClientOfCPlusPlus(void);
-
-/// Keeps the shared client; shares what was kept; lets go of it.
+/// Keeps the shared client for the rest of the process; shares what was kept.
 void keepClientInCPlusPlus(void);
 void shareKeptClient(void);
-void letGoOfKeptClient(void);
 
-/// Gets a client, as a host in C++ would.
+/// Gets a client, as a host in C++ would; whether there is one; shares none.
 void getInCPlusPlus(void);
+bool isSharedInCPlusPlus(void);
 void resetSharedClientInCPlusPlus(void);
 
 #if defined(__cplusplus)
