@@ -53,12 +53,12 @@ TEST(EventsArriveAtTheCollector) {
     NSDictionary *good = @{@"title" : @"Tïtle 😀", @"section" : @"home", @"language" : @"en"};
     NSDictionary *bad = @{@"title" : @5};
     NSMutableArray *outcomes = [NSMutableArray array];
-    SendBlock note = ^(Event *event, ZentaraClientError *error) {
+    SendBlock handler = ^(Event *event, ZentaraClientError *error) {
         [outcomes addObject:error ? (id)error : event.properties];
     };
-    sendTo(client, @"url", good, note);
-    sendTo(client, @"url", bad, note);
-    [client sendWithEvents:@[ eventOf(nil, nil, nil) ] relationId:nil handler:note];
+    sendTo(client, @"url", good, handler);
+    sendTo(client, @"url", bad, handler);
+    [client sendWithEvents:@[ eventOf(nil, nil, nil) ] relationId:nil handler:handler];
     CHECK_EQUAL([outcomes objectAtIndex:0], good);
     ZentaraClientError *invalid = [outcomes objectAtIndex:1];
     CHECK([invalid isMemberOfClass:[InvalidDataForSpecifiedSchemaError class]]);
@@ -67,31 +67,26 @@ TEST(EventsArriveAtTheCollector) {
     CHECK([[outcomes objectAtIndex:2] isMemberOfClass:[UnknownError class]]);
 
     __block atomic_bool hasHsid = false;
-    CHECK([client getHsidAndReturnError:NULL
-                           callbackHsid:^(NSString *value) {
-                               hasHsid = [value length] > 0;
-                           }]);
+    id note = ^(NSString *hsid) {
+        hasHsid = [hsid length] > 0;
+    };
+    CHECK([client getHsidAndReturnError:NULL callbackHsid:note]);
     while (!hasHsid)
         sched_yield();
     NSString *token = taken(documentOf("anonymous-token-storage"));
     __block bool isStored = false;
-    CHECK([client
-        getAnonymousUserAndReturnError:NULL
-                          callbackUser:^(NSString *type, NSString *value, NSString *publicValue) {
-                              isStored = contains(token, type) && contains(token, value) &&
-                                         contains(token, publicValue);
-                          }]);
+    id compare = ^(NSString *type, NSString *value, NSString *publicValue) {
+        isStored = contains(token, type) && contains(token, value) && contains(token, publicValue);
+    };
+    CHECK([client getAnonymousUserAndReturnError:NULL callbackUser:compare]);
     CHECK(isStored);
 
-    bool hasDelivered = false;
-    NSUInteger result = ZentaraBackgroundFetchResultFailed;
-    while ((result = fetch(client)) != ZentaraBackgroundFetchResultNoData)
-        hasDelivered |= result == ZentaraBackgroundFetchResultNewData;
-    CHECK(hasDelivered);
-    CHECK_EQUAL([receivedEvent() objectForKey:@"properties"], good);
-    CHECK_EQUAL([receivedEvent() objectForKey:@"zentaraClientReferer"], @"url");
-    NSString *requests = taken(askCollector("/received/requests"));
-    CHECK(contains(requests, @"ADVERTISING_ID=ad"));
+    while (fetch(client) != ZentaraBackgroundFetchResultNoData)
+        continue;
+    NSDictionary *event = receivedEvent();
+    CHECK_EQUAL([event objectForKey:@"properties"], good);
+    CHECK_EQUAL([event objectForKey:@"zentaraClientReferer"], @"url");
+    CHECK(contains(taken(askCollector("/received/requests")), @"ADVERTISING_ID=ad"));
     CHECK(contains(taken(askCollector("/received/envelopes")), @"tenänt"));
 }
 

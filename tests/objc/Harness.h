@@ -21,11 +21,8 @@ void checkEqual(id found, id expected, const char *file, int line);
 /// What is written to standard error meanwhile.
 NSString *standardErrorOf(void (^code)(void));
 
-/// The same of code that aborts the process, which is a copy of this one. Nil when it does not.
-NSString *lastWordsOf(void (^code)(void));
-
-/// Runs the code on so many threads at once, to its end.
-void onThreads(int count, void (^code)(void));
+/// Whether the code, run by a copy of this process, aborts that and names this cause.
+bool isFatal(NSString *cause, void (^code)(void));
 
 /// Counts the objects of its class that exist, so that tests see what is kept and what is not.
 @interface Tracked : NSObject

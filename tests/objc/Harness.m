@@ -1,7 +1,6 @@
 #import "Harness.h"
 
 #include <dlfcn.h>
-#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/wait.h>
@@ -40,7 +39,7 @@ NSString *standardErrorOf(void (^code)(void)) {
     return [NSString stringWithUTF8String:text];
 }
 
-NSString *lastWordsOf(void (^code)(void)) {
+bool isFatal(NSString *cause, void (^code)(void)) {
     __block int status = 0;
     NSString *words = standardErrorOf(^{
         const pid_t child = fork();
@@ -50,22 +49,8 @@ NSString *lastWordsOf(void (^code)(void)) {
         }
         waitpid(child, &status, 0);
     });
-    return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT ? words : nil;
-}
-
-static void *run(void *code) {
-    @autoreleasepool {
-        ((void (^)(void))code)();
-    }
-    return NULL;
-}
-
-void onThreads(int count, void (^code)(void)) {
-    pthread_t threads[count];
-    for (int index = 0; index < count; ++index)
-        pthread_create(&threads[index], NULL, run, code);
-    for (int index = 0; index < count; ++index)
-        pthread_join(threads[index], NULL);
+    return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT &&
+           [words rangeOfString:cause].length > 0;
 }
 
 @implementation Tracked
@@ -88,19 +73,15 @@ void onThreads(int count, void (^code)(void)) {
 @end
 
 // What the sanitizers are to make of the Objective-C runtime and of GNUstep, which are not compiled
-// for them. What our own code does is looked at all the same, the objects that it makes included.
-
-// The runtime's tables of classes and selectors, which it allocates nothing else with.
+// for them: tables of classes and selectors, which the runtime allocates nothing else with; stacks
+// that cannot be walked the fast way, which suppressions need; locks that GNUstep takes in either
+// order. What our own code does is looked at all the same, the objects that it makes included.
 const char *__lsan_default_suppressions(void) {
     return "leak:objc_malloc\nleak:class_copyMethodList\n";
 }
-
-// Stacks through the runtime cannot be walked the fast way, and suppressions need them.
 const char *__asan_default_options(void) {
     return "fast_unwind_on_malloc=0";
 }
-
-// GNUstep takes two of its own locks in either order.
 const char *__tsan_default_suppressions(void) {
     return "deadlock:libgnustep-base.so\n";
 }

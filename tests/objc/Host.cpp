@@ -76,15 +76,3 @@ void keepClientInCPlusPlus() {
 void shareKeptClient() {
     ZentaraClient::setSharedClient(kept);
 }
-
-void getInCPlusPlus() {
-    ZentaraClient::get();
-}
-
-bool isSharedInCPlusPlus() {
-    return ZentaraClient::sharedClient() != nullptr;
-}
-
-void resetSharedClientInCPlusPlus() {
-    ZentaraClient::setSharedClient(nullptr);
-}

@@ -29,11 +29,6 @@ char* documentOf(const char* name);
 void keepClientInCPlusPlus(void);
 void shareKeptClient(void);
 
-/// Gets a client, as a host in C++ would; whether there is one; shares none.
-void getInCPlusPlus(void);
-bool isSharedInCPlusPlus(void);
-void resetSharedClientInCPlusPlus(void);
-
 #if defined(__cplusplus)
 }
 #endif
