@@ -2,7 +2,6 @@
 
 #include <sched.h>
 
-#import "Harness.h"
 #import "Samples.h"
 
 TEST(ABlockIsAnObject) {

@@ -3,7 +3,6 @@
 #include <sched.h>
 #include <stdatomic.h>
 
-#import "Harness.h"
 #import "Samples.h"
 
 /// Builds the client, and waits for what its ready block receives first.
@@ -25,17 +24,6 @@ static NSDictionary *receivedEvent(void) {
     NSArray *events = [answer objectForKey:@"events"];
     CHECK([events count] == 1);
     return [[events lastObject] objectForKey:@"event"];
-}
-
-static NSUInteger fetch(QVNZentaraClient *client) {
-    enum { none = 99 };
-    __block atomic_ulong fetched = none;
-    [client performFetchWith:^(NSUInteger result) {
-        fetched = result;
-    }];
-    while (fetched == none)
-        sched_yield();
-    return fetched;
 }
 
 TEST(TheReadyBlockLearnsThatThereAreNoSchemas) {
@@ -81,8 +69,16 @@ TEST(EventsArriveAtTheCollector) {
     CHECK([client getAnonymousUserAndReturnError:NULL callbackUser:compare]);
     CHECK(isStored);
 
-    while (fetch(client) != ZentaraBackgroundFetchResultNoData)
-        continue;
+    __block atomic_ulong fetched = ZentaraBackgroundFetchResultFailed;
+    while (fetched != ZentaraBackgroundFetchResultNoData) {
+        const NSUInteger pending = 99;
+        fetched = pending;
+        [client performFetchWith:^(NSUInteger result) {
+            fetched = result;
+        }];
+        while (fetched == pending)
+            sched_yield();
+    }
     NSDictionary *event = receivedEvent();
     CHECK_EQUAL([event objectForKey:@"properties"], good);
     CHECK_EQUAL([event objectForKey:@"zentaraClientReferer"], @"url");

@@ -1,6 +1,5 @@
 // Events and their values, there and back and on disk.
 
-#import "Harness.h"
 #import "Samples.h"
 
 /// Raises an exception whenever it is looked at.
@@ -20,12 +19,9 @@
 }
 @end
 
-static NSString *stringOf(const unichar *units, NSUInteger length) {
+static NSString *stringOf(const unichar units[3]) {
     // Unit by unit, because Foundation's initialisers refuse what is not Unicode.
-    NSMutableString *string = [NSMutableString string];
-    for (NSUInteger index = 0; index < length; ++index)
-        [string appendFormat:@"%C", units[index]];
-    return string;
+    return [NSString stringWithFormat:@"%C%C%C", units[0], units[1], units[2]];
 }
 
 static id nested(id value, int depth) {
@@ -72,7 +68,6 @@ TEST(NumbersKeepTheirKindAndTheirValue) {
     } cases[] = {
         {@9007199254740993, 'q', @"9007199254740993"},
         {@(LLONG_MIN), 'q', @"-9223372036854775808"},
-        {@(LLONG_MAX), 'q', @"9223372036854775807"},
         {@(ULLONG_MAX), 'Q', @"18446744073709551615"},
         {[NSNumber numberWithChar:-1], 'q', @"-1"},
         {@0.1, 'd', @"0.1"},
@@ -107,21 +102,20 @@ TEST(NumbersKeepTheirKindAndTheirValue) {
 
 TEST(StringsMayHoldAnything) {
     const struct {
-        NSUInteger length;
         unichar given[3];
         unichar found[3];
     } cases[] = {
-        {3, {'a', 0, 'b'}, {'a', 0, 'b'}},
-        {3, {0xD83D, 0xDE00, 'x'}, {0xD83D, 0xDE00, 'x'}},
-        {3, {'a', 0xD83D, 'b'}, {'a', 0xFFFD, 'b'}},
-        {2, {0xDE00, 0xD83D}, {0xFFFD, 0xFFFD}},
-        {3, {0xD83D, 0xD83D, 0xDE00}, {0xFFFD, 0xD83D, 0xDE00}},
-        {3, {0xFEFF, 'b', 0xFFFF}, {0xFEFF, 'b', 0xFFFF}},
-        {3, {0xFFFE, 0x7FF, 0x800}, {0xFFFE, 0x7FF, 0x800}},
+        {{'a', 0, 'b'}, {'a', 0, 'b'}},
+        {{0xD83D, 0xDE00, 'x'}, {0xD83D, 0xDE00, 'x'}},
+        {{'a', 0xD83D, 'b'}, {'a', 0xFFFD, 'b'}},
+        {{'a', 0xDE00, 0xD83D}, {'a', 0xFFFD, 0xFFFD}},
+        {{0xD83D, 0xD83D, 0xDE00}, {0xFFFD, 0xD83D, 0xDE00}},
+        {{0xFEFF, 'b', 0xFFFF}, {0xFEFF, 'b', 0xFFFF}},
+        {{0xFFFE, 0x7FF, 0x800}, {0xFFFE, 0x7FF, 0x800}},
     };
     for (size_t index = 0; index < COUNT_OF(cases); ++index) {
-        NSString *given = stringOf(cases[index].given, cases[index].length);
-        NSString *expected = stringOf(cases[index].found, cases[index].length);
+        NSString *given = stringOf(cases[index].given);
+        NSString *expected = stringOf(cases[index].found);
         Event *event = eventOf(given, nil, [NSDictionary dictionaryWithObject:given forKey:given]);
         CHECK_EQUAL(event.schemaId, expected);
         CHECK_EQUAL(event.relationId, expected);
@@ -137,8 +131,8 @@ TEST(WhatJSONCannotHoldIsRefusedAndNothingElseIs) {
     NSArray *exponential = @[ @1 ];
     for (int level = 0; level < 60; ++level)
         exponential = @[ exponential, exponential ];
-    const unichar likeKeys[2][2] = {{'a', 0xD800}, {'a', 0xDC00}};
-    NSDictionary *alike = @{stringOf(likeKeys[0], 2) : @1, stringOf(likeKeys[1], 2) : @2};
+    const unichar likeKeys[2][3] = {{'a', 'b', 0xD800}, {'a', 'b', 0xDC00}};
+    NSDictionary *alike = @{stringOf(likeKeys[0]) : @1, stringOf(likeKeys[1]) : @2};
     const struct {
         id value;
         NSString *reason;
@@ -191,39 +185,28 @@ TEST(WhatJSONCannotHoldIsRefusedAndNothingElseIs) {
     CHECK_EQUAL(heldBack(), @"");
 }
 
-TEST(AnyObjectIsAnAddress) {
-    QVNZentaraClient *client = waitingClient();
-    NSURL *url = [NSURL URLWithString:@"b?c=d" relativeToURL:[NSURL URLWithString:@"http://x/a/"]];
-    const id addresses[] = { url, @7, [NSMutableString stringWithString:@"/\"path\""] };
-    NSString *texts[] = {@"\"http://x/a/b?c=d\"", @"\"7\"", @"\"/\\\"path\\\"\""};
-    for (size_t index = 0; index < COUNT_OF(addresses); ++index) {
-        const id address = addresses[index];
-        sendTo(client, address, nil, ^(Event *event, ZentaraClientError *error) {
-            CHECK_EQUAL(event.url, address);
-            CHECK_EQUAL(event.referer, @"");
-        });
-        CHECK(contains(heldBack(), [@"\"url\":" stringByAppendingString:texts[index]]));
-        CHECK(contains(heldBack(), [@"Referer\":" stringByAppendingString:texts[index]]));
-    }
-}
-
 TEST(ABatchGoesOutInOrderWithItsRelation) {
     QVNZentaraClient *client = waitingClient();
+    NSURL *url = [NSURL URLWithString:@"b?c" relativeToURL:[NSURL URLWithString:@"http://x/a/"]];
     NSMutableArray *batch =
-        [NSMutableArray arrayWithObjects:eventOf(@"own", @"1st", nil), @"no event", [Event class],
-                                         eventOf(@"own", @"2nd", nil), nil];
+        [NSMutableArray arrayWithObjects:eventOf(@"own", url, nil), @"no event", [Event class],
+                                         eventOf(@"own", @7, nil), nil];
     NSMutableArray *outcomes = [NSMutableArray array];
     SendBlock note = ^(Event *event, ZentaraClientError *error) {
         [batch removeAllObjects];
         CHECK_EQUAL(event.relationId, @"batch");
-        [outcomes addObject:[event.url stringByAppendingString:NSStringFromClass([error class])]];
+        CHECK_EQUAL(event.referer, @"");
+        [outcomes addObject:event.url];
+        [outcomes addObject:[error class]];
     };
     standardErrorOf(^{
         [client sendWithEvents:batch relationId:@"batch" handler:note];
     });
-    CHECK_EQUAL([outcomes componentsJoinedByString:@" "],
-                @"1stZentaraClientNotReady EventNotQueuedError EventNotQueuedError "
-                 "2ndZentaraClientNotReady");
+    Class isNot = [EventNotQueuedError class];
+    Class isHeldBack = [ZentaraClientNotReady class];
+    CHECK_EQUAL(outcomes, (@[ url, isHeldBack, @"", isNot, @"", isNot, @7, isHeldBack ]));
+    CHECK(contains(heldBack(), @"\"url\":\"http://x/a/b?c\""));
+    CHECK(contains(heldBack(), @"\"zentaraClientReferer\":\"7\""));
     [client sendWithEvents:nil relationId:nil handler:nil];
     [client sendWithEvents:@[ eventOf(@"own", nil, nil) ] relationId:nil handler:nil];
     NSArray *parts = [heldBack() componentsSeparatedByString:@"\"zentaraRelationId\":"];

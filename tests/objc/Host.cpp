@@ -29,10 +29,6 @@ void useServer(const std::string& url) {
     ZentaraEndpoints::use({nowhere, url, nowhere, url, ""});
 }
 
-char* copyOf(const std::string& text) {
-    return ::strdup(text.c_str());
-}
-
 }  // namespace
 
 void beginHost() {
@@ -49,7 +45,7 @@ void startCollector() {
 }
 
 char* askCollector(const char* path) {
-    return copyOf(boost::json::serialize(collectorProcess->client().get(path)));
+    return ::strdup(boost::json::serialize(collectorProcess->client().get(path)).c_str());
 }
 
 char* runExample() {
@@ -62,11 +58,11 @@ char* runExample() {
     std::string output;
     for (const auto& line : example.readLines())
         output += line + '\n';
-    return copyOf(output + std::to_string(example.wait()));
+    return ::strdup((output + std::to_string(example.wait())).c_str());
 }
 
 char* documentOf(const char* name) {
-    return copyOf(contentsOf(directory->path() / "documents" / name));
+    return ::strdup(contentsOf(directory->path() / "documents" / name).c_str());
 }
 
 void keepClientInCPlusPlus() {

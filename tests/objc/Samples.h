@@ -2,6 +2,7 @@
 
 #import <zentara/QVNZentaraClient.h>
 
+#import "Harness.h"
 #include "Host.h"
 
 // What the tests say over and over.

@@ -2,7 +2,6 @@
 
 #include <pthread.h>
 
-#import "Harness.h"
 #import "Samples.h"
 
 /// A client whose end can be seen.
