@@ -17,15 +17,6 @@ static Class firstReport(void) {
     return report;
 }
 
-/// The one event that the collector has, as it was posted.
-static NSDictionary *receivedEvent(void) {
-    NSData *data = [taken(askCollector("/received/events")) dataUsingEncoding:NSUTF8StringEncoding];
-    NSDictionary *answer = [NSJSONSerialization JSONObjectWithData:data options:0 error:NULL];
-    NSArray *events = [answer objectForKey:@"events"];
-    CHECK([events count] == 1);
-    return [[events lastObject] objectForKey:@"event"];
-}
-
 TEST(TheReadyBlockLearnsThatThereAreNoSchemas) {
     beginHost();
     configure();
@@ -79,16 +70,10 @@ TEST(EventsArriveAtTheCollector) {
         while (fetched == pending)
             sched_yield();
     }
-    NSDictionary *event = receivedEvent();
-    CHECK_EQUAL([event objectForKey:@"properties"], good);
-    CHECK_EQUAL([event objectForKey:@"zentaraClientReferer"], @"url");
+    NSString *events = taken(askCollector("/received/events"));
+    CHECK(contains(events, @"\"total\":1"));
+    CHECK(contains(events, @"\"title\":\"Tïtle 😀\""));
+    CHECK(contains(events, @"\"zentaraClientReferer\":\"url\""));
     CHECK(contains(taken(askCollector("/received/requests")), @"ADVERTISING_ID=ad"));
     CHECK(contains(taken(askCollector("/received/envelopes")), @"tenänt"));
-}
-
-TEST(TheExampleDeliversItsEvent) {
-    beginHost();
-    startCollector();
-    CHECK_EQUAL(taken(runExample()), @"page-view: queued\ndelivered\n0");
-    CHECK_EQUAL([[receivedEvent() objectForKey:@"properties"] objectForKey:@"title"], @"Home");
 }

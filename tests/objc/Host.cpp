@@ -2,7 +2,6 @@
 
 #include <boost/json/serialize.hpp>
 
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -46,19 +45,6 @@ void startCollector() {
 
 char* askCollector(const char* path) {
     return ::strdup(boost::json::serialize(collectorProcess->client().get(path)).c_str());
-}
-
-char* runExample() {
-    ::setenv("XDG_DATA_HOME", (directory->path() / "data").c_str(), 1);
-    ::setenv("XDG_CONFIG_HOME", (directory->path() / "config").c_str(), 1);
-    // The example does not tell the sanitizers about GNUstep, unlike the tests.
-    ::setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
-    ::setenv("TSAN_OPTIONS", "detect_deadlocks=0", 1);
-    ChildProcess example({ZENTARA_OBJC_EXAMPLE, collectorProcess->url(), collectorProcess->url()});
-    std::string output;
-    for (const auto& line : example.readLines())
-        output += line + '\n';
-    return ::strdup((output + std::to_string(example.wait())).c_str());
 }
 
 char* documentOf(const char* name) {

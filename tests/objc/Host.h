@@ -18,10 +18,6 @@ void startCollector(void);
 /// The answer of the collector to a GET.
 char* askCollector(const char* path);
 
-/// Runs the example application against the collector, with its files in this host's directories;
-/// its output, one line behind the other, and its exit code.
-char* runExample(void);
-
 /// The content of a file of the documents directory.
 char* documentOf(const char* name);
 
