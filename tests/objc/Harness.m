@@ -5,9 +5,6 @@
 #include <stdio.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#if __has_feature(address_sanitizer)
-#include <sanitizer/lsan_interface.h>
-#endif
 
 static int failures;
 static int trackedCount;
@@ -86,17 +83,19 @@ const char *__tsan_default_suppressions(void) {
     return "deadlock:libgnustep-base.so\n";
 }
 
+// Not there without that sanitizer.
+__attribute__((weak)) void __lsan_disable(void);
+__attribute__((weak)) void __lsan_enable(void);
+
 /// Lets GNUstep make what it keeps for ever; what is made later is looked at for leaks.
 static void initializeFoundation(void) {
-#if __has_feature(address_sanitizer)
-    __lsan_disable();
+    if (__lsan_disable != NULL) __lsan_disable();
     @autoreleasepool {
         [[NSArray array] description];
         [[NSDictionary dictionary] description];
         [[NSDecimalNumber decimalNumberWithString:@"1"] description];
     }
-    __lsan_enable();
-#endif
+    if (__lsan_enable != NULL) __lsan_enable();
 }
 
 /// Runs the test that is named.
