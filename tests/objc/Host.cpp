@@ -21,10 +21,9 @@ std::unique_ptr<CollectorProcess> collectorProcess;
 // Never destroyed: the process ends with the client in use.
 auto& kept = *new std::shared_ptr<ZentaraClient>;
 
-/// The port is reserved and nobody listens on it.
-constexpr const char* nowhere = "http://127.0.0.1:1";
-
 void useServer(const std::string& url) {
+    // The port is reserved and nobody listens on it.
+    const std::string nowhere = "http://127.0.0.1:1";
     ZentaraEndpoints::use({nowhere, url, nowhere, url, ""});
 }
 
@@ -35,7 +34,7 @@ void beginHost() {
     HostApplication::setDocumentsDirectory(directory->path() / "documents");
     HostApplication::setPreferencesDirectory(directory->path() / "preferences");
     HostApplication::setBundleIdentifier("com.example.tests");
-    useServer(nowhere);
+    useServer("http://127.0.0.1:1");
 }
 
 void startCollector() {
