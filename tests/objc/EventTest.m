@@ -153,6 +153,7 @@ TEST(WhatJSONCannotHoldIsRefusedAndNothingElseIs) {
         ++calls;
         CHECK([error isMemberOfClass:[EventNotQueuedError class]]);
         CHECK_EQUAL(event.schemaId, @"page-view");
+        CHECK_EQUAL(event.relationId, @"single");
         CHECK_EQUAL(event.referer, @"");
     };
     for (size_t index = 0; index < COUNT_OF(cases); ++index) {
@@ -174,7 +175,7 @@ TEST(WhatJSONCannotHoldIsRefusedAndNothingElseIs) {
         NSDictionary *dates = @{@"when" : [NSDate dateWithTimeIntervalSince1970:0]};
         Event *event = eventOf(@"page-view", nil, dates);
         CHECK_EQUAL(event.properties, dates);
-        [client sendWithEvents:@[ event ] relationId:nil handler:isRefused];
+        [client sendWithEvents:@[ event ] relationId:@"single" handler:isRefused];
     });
     CHECK(calls == COUNT_OF(cases) + 3);
     CHECK(contains(lines, @"not queued: url raised Nuisance: not now\n"));
