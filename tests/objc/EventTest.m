@@ -66,6 +66,7 @@ TEST(NumbersKeepTheirKindAndTheirValue) {
         {@9007199254740993, 'q', @"9007199254740993"},
         {@(LLONG_MIN), 'q', @"-9223372036854775808"},
         {@(ULLONG_MAX), 'Q', @"18446744073709551615"},
+        {[NSDecimalNumber decimalNumberWithString:@"7"], 'q', @"7"},
         {[NSNumber numberWithChar:-1], 'q', @"-1"},
         {@0.1, 'd', @"0.1"},
         {@-0.0, 'd', @"-0.0"},
