@@ -26,17 +26,6 @@ TEST(File, MakesPrivateFoldersOnItsWay) {
     EXPECT_EQ(readFile(path).bytes, "bytes");
 }
 
-TEST(File, DoesNotFollowALinkInThePlaceOfANewFile) {
-    const TemporaryDirectory directory;
-    writeTo(directory.path() / "victim", "precious");
-    std::filesystem::create_symlink(directory.path() / "victim", directory.path() / "link");
-    File file;
-    ASSERT_EQ(File::create(directory.path() / "link", file), nullptr);
-    ASSERT_EQ(file.write("new", 0), nullptr);
-    EXPECT_EQ(contentsOf(directory.path() / "victim"), "precious");
-    EXPECT_EQ(contentsOf(directory.path() / "link"), "new");
-}
-
 TEST(File, ReadsRegularFilesOfABoundedSizeOnly) {
     const TemporaryDirectory directory;
     const auto at = [&](const char* name) {
@@ -65,18 +54,6 @@ TEST(File, AViewOfAFileThatBecameShorterCannotBeWrittenAndHarmsNobody) {
     EXPECT_EQ(contentsOf(directory.path() / "target"), bytes);
     ASSERT_EQ(source.truncate(0), nullptr);
     EXPECT_NE(target.write(source.view(bytes.size()), 0), nullptr);
-}
-
-TEST(File, AnExchangeNeedsBothFiles) {
-    const TemporaryDirectory directory;
-    writeTo(directory.path() / "a", "A");
-    bool unsupported = true;
-    EXPECT_NE(exchangeNames(directory.path() / "a", directory.path() / "b", unsupported), nullptr);
-    EXPECT_FALSE(unsupported);
-    writeTo(directory.path() / "b", "B");
-    EXPECT_EQ(exchangeNames(directory.path() / "a", directory.path() / "b", unsupported), nullptr);
-    EXPECT_EQ(contentsOf(directory.path() / "a"), "B");
-    EXPECT_EQ(contentsOf(directory.path() / "b"), "A");
 }
 
 TEST(File, WritesManyPartsInTheirOrderAsFarAsTheyFit) {

@@ -20,17 +20,16 @@ class Other {
         std::filesystem::create_directories(folder);
         const auto file = folder / FolderClaim::fileName;
         descriptor_ = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        holds_ = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0;
+        holds = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0;
     }
     ~Other() { ::close(descriptor_); }
     Other(const Other&) = delete;
     Other& operator=(const Other&) = delete;
 
-    [[nodiscard]] bool holds() const { return holds_; }
+    bool holds = false;
 
   private:
     int descriptor_ = -1;
-    bool holds_ = false;
 };
 
 TEST(FolderClaimTest, OneProcessHoldsAFolderAndTheAnswerStays) {
@@ -38,15 +37,7 @@ TEST(FolderClaimTest, OneProcessHoldsAFolderAndTheAnswerStays) {
     const auto free = directory.path() / "deep" / "free";
     EXPECT_EQ(FolderClaim::take(free), Answer::held);
     EXPECT_EQ(FolderClaim::take(free / ""), Answer::held);
-    EXPECT_FALSE(Other(free).holds());
-
-    const auto taken = directory.path() / "taken";
-    {
-        const Other other(taken);
-        ASSERT_TRUE(other.holds());
-        EXPECT_EQ(FolderClaim::take(taken), Answer::heldElsewhere);
-    }
-    EXPECT_EQ(FolderClaim::take(taken), Answer::heldElsewhere) << "it works somewhere else by now";
+    EXPECT_FALSE(Other(free).holds);
 
     // A claim that lies behind a link would be somebody else's file.
     const auto linked = directory.path() / "linked";
@@ -67,9 +58,12 @@ TEST(FolderClaimTest, AReleasedFolderGoesUnlessSomethingIsInIt) {
     }
     EXPECT_EQ(test::namesIn(directory.path()), std::set<std::string>{"full"});
     EXPECT_EQ(test::namesIn(full), std::set<std::string>{"file"});
-    const Other other(full);
-    EXPECT_TRUE(other.holds());
-    EXPECT_EQ(FolderClaim::take(full), Answer::heldElsewhere);
+    {
+        const Other other(full);
+        EXPECT_TRUE(other.holds);
+        EXPECT_EQ(FolderClaim::take(full), Answer::heldElsewhere);
+    }
+    EXPECT_EQ(FolderClaim::take(full), Answer::heldElsewhere) << "it works somewhere else by now";
     FolderClaim::release(full);
     EXPECT_TRUE(std::filesystem::exists(full / FolderClaim::fileName)) << "it is the other's";
 }

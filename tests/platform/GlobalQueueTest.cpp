@@ -5,9 +5,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <memory>
 #include <stdexcept>
 
 #include "support/WaitFor.h"
@@ -15,45 +13,33 @@
 namespace zentara {
 namespace {
 
-using test::Mailbox;
 using test::Signal;
-using Clock = std::chrono::steady_clock;
-
-TEST(GlobalQueueTest, DelayedWorkDoesNotRunEarly) {
-    Mailbox<Clock::time_point> times;
-    const auto start = Clock::now();
-    GlobalQueue::shared().asyncAfter(std::chrono::milliseconds(30),
-                                     [&] { times.put(Clock::now()); });
-    GlobalQueue::shared().asyncAfter(Clock::duration::zero(), [&] { times.put(Clock::now()); });
-    ASSERT_TRUE(times.waitFor(1));
-    EXPECT_GE(times.values()[1] - start, std::chrono::milliseconds(30));
-}
 
 TEST(GlobalQueueTest, WorkersLeaveTheSignalsToTheHost) {
-    Mailbox<sigset_t> masks;
+    sigset_t mask;
+    Signal done;
     GlobalQueue::shared().async([&] {
-        sigset_t mask;
         ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-        masks.put(mask);
+        done.notify();
     });
-    const auto mask = masks.waitFor();
-    ASSERT_TRUE(mask);
+    ASSERT_TRUE(done.waitFor());
     for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGPIPE, SIGUSR1, SIGALRM}) {
-        EXPECT_EQ(::sigismember(&*mask, signal), 1) << signal;
+        EXPECT_EQ(::sigismember(&mask, signal), 1) << signal;
     }
     for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
-        EXPECT_EQ(::sigismember(&*mask, signal), 0) << signal;
+        EXPECT_EQ(::sigismember(&mask, signal), 0) << signal;
     }
 }
 
 TEST(GlobalQueueDeathTest, AnExceptionThatLeavesTheWorkIsNamed) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto run = [] {
-        Signal never;
-        GlobalQueue::shared().async([] { throw std::runtime_error("what the host did"); });
-        [[maybe_unused]] const bool seen = never.waitFor();
-    };
-    EXPECT_DEATH(run(), "fatal error: .*what the host did");
+    Signal never;
+    EXPECT_DEATH(
+        {
+            GlobalQueue::shared().async([] { throw std::runtime_error("what the host did"); });
+            static_cast<void>(never.waitFor());
+        },
+        "fatal error: .*what the host did");
 }
 
 TEST(GlobalQueueDeathTest, WorksInAProcessThatHasNoDescriptorLeft) {

@@ -44,19 +44,19 @@ class BusyWorkers {
     std::shared_ptr<Signal> released_ = std::make_shared<Signal>();
 };
 
-TEST(TimerSourceTest, FiresAtItsDeadlineAndThenOnTheGrid) {
-    const auto firings = std::make_shared<Mailbox<Clock::time_point>>();
+TEST(TimerSourceTest, FiresOnTheGridAndWhatItMissedBecomesOneFiring) {
     constexpr milliseconds interval{10};
-    TimerSource timer;
-    const auto deadline = Clock::now() + interval;
-    timer.start(deadline, interval, [firings] { firings->put(Clock::now()); });
-    ASSERT_TRUE(firings->waitFor(9));
-    timer.cancel();
-    auto times = firings->values();
-    times.resize(10);
-    std::sort(times.begin(), times.end());
-    for (std::size_t k = 0; k < times.size(); ++k) {
-        EXPECT_GE(times[k], deadline + static_cast<int>(k) * interval) << k;
+    for (const int missed : {0, 100}) {
+        const auto firings = std::make_shared<Mailbox<Clock::time_point>>();
+        TimerSource timer;
+        const auto deadline = Clock::now() + (missed == 0 ? 1 : -missed) * interval;
+        timer.start(deadline, interval, [firings] { firings->put(Clock::now()); });
+        ASSERT_TRUE(firings->waitFor(5));
+        timer.cancel();
+        auto times = firings->values();
+        std::sort(times.begin(), times.end());
+        for (int k = 0; k < 6; ++k)
+            EXPECT_GE(times.at(static_cast<std::size_t>(k)), deadline + (missed + k) * interval);
     }
 }
 
@@ -71,29 +71,18 @@ TEST(TimerSourceTest, ASlowRunDoesNotDelayTheNext) {
     EXPECT_TRUE(overlapped->waitFor(2, milliseconds(10'000)));
 }
 
-TEST(TimerSourceTest, MissedFiringsBecomeOneAndTheGridStays) {
-    const auto firings = std::make_shared<Mailbox<Clock::time_point>>();
-    constexpr milliseconds interval{40};
-    TimerSource timer;
-    const auto deadline = Clock::now() - 100 * interval - interval / 2;
-    timer.start(deadline, interval, [firings] { firings->put(Clock::now()); });
-    ASSERT_TRUE(firings->waitFor(2));
-    EXPECT_GE(firings->values()[1], deadline + 101 * interval);
-    EXPECT_GE(firings->values()[2], deadline + 102 * interval);
-}
-
 TEST(TimerSourceTest, OneFiringWithoutAnIntervalAndNoneWhenCancelledBeforeItsStart) {
     const auto runs = std::make_shared<Signal>();
     const auto probes = std::make_shared<Signal>();
-    TimerSource once;
-    TimerSource never;
-    TimerSource last;
-    TimerSource probe;
+    const auto run = [runs] {
+        runs->notify();
+    };
+    TimerSource once, never, last, probe;
     never.cancel();
-    once.start(Clock::now(), Clock::duration::zero(), [runs] { runs->notify(); });
-    never.start(Clock::now(), milliseconds(1), [runs] { runs->notify(); });
+    once.start(Clock::now(), Clock::duration::zero(), run);
+    never.start(Clock::now(), milliseconds(1), run);
     // The longest interval is no overflow.
-    last.start(Clock::now(), Clock::duration::max(), [runs] { runs->notify(); });
+    last.start(Clock::now(), Clock::duration::max(), run);
     ASSERT_TRUE(runs->waitFor(2));
     probe.start(Clock::now(), milliseconds(5), [probes] { probes->notify(); });
     ASSERT_TRUE(probes->waitFor(3));
@@ -107,7 +96,6 @@ TEST(TimerSourceTest, AFiringThatIsDueButNotBegunDoesNotRunAfterCancel) {
         TimerSource timer;
         timer.start(Clock::now(), milliseconds(1), [runs] { runs->notify(); });
         timer.cancel();
-        EXPECT_TRUE(timer.isCancelled());
     }
     // Every worker has taken up something later by now.
     const BusyWorkers probe;
@@ -115,17 +103,11 @@ TEST(TimerSourceTest, AFiringThatIsDueButNotBegunDoesNotRunAfterCancel) {
 }
 
 TEST(TimerSourceTest, CancelledFromItsOwnHandlerItLetsGoOfIt) {
-    const auto runs = std::make_shared<Signal>();
     auto timer = std::make_shared<TimerSource>();
-    timer->start(Clock::now(), std::chrono::hours(1), [runs, timer] {
-        timer->cancel();
-        runs->notify();
-    });
-    ASSERT_TRUE(runs->waitFor());
+    timer->start(Clock::now(), std::chrono::hours(1), [timer] { timer->cancel(); });
     const std::weak_ptr<TimerSource> watched = timer;
     timer.reset();
     EXPECT_TRUE(test::eventually([&] { return watched.expired(); }));
-    EXPECT_EQ(runs->count(), 1U);
 }
 
 TEST(TimerSourceTest, ManyTimersComeAndGoOnManyThreads) {
@@ -137,9 +119,7 @@ TEST(TimerSourceTest, ManyTimersComeAndGoOnManyThreads) {
                 TimerSource timer;
                 timer.start(Clock::now(), std::chrono::microseconds(50),
                             [runs] { runs->notify(); });
-                if (j % 10 == 0) {
-                    EXPECT_TRUE(runs->waitFor(runs->count() + 1));
-                }
+                EXPECT_TRUE(j % 10 != 0 || runs->waitFor(runs->count() + 1));
             }
         });
     }
