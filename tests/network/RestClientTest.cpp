@@ -11,7 +11,6 @@
 #include "network/URLRequestBuilder.h"
 #include "platform/PlatformError.h"
 #include "support/RawServer.h"
-#include "support/TestServer.h"
 #include "support/WaitFor.h"
 
 namespace zentara {
@@ -19,12 +18,8 @@ namespace {
 
 using test::Mailbox;
 using test::RawServer;
-using test::TestServer;
 
-struct Data {
-    std::optional<std::string> body;
-    ErrorRef error;
-};
+using Data = std::pair<std::optional<std::string>, ErrorRef>;
 
 Data data(URLRequest request) {
     const auto results = std::make_shared<Mailbox<Data>>();
@@ -32,35 +27,27 @@ Data data(URLRequest request) {
                                      [results](std::optional<std::string> body, ErrorRef error) {
                                          results->put({std::move(body), std::move(error)});
                                      });
-    const auto result = results->waitFor();
-    EXPECT_TRUE(result) << "no completion";
-    return result.value_or(Data{});
+    return results->waitFor().value();
 }
 
 ErrorRef status(URLRequest request) {
     const auto results = std::make_shared<Mailbox<ErrorRef>>();
     RestClient::shared().statusRequest(std::move(request),
                                        [results](ErrorRef error) { results->put(error); });
-    const auto result = results->waitFor();
-    EXPECT_TRUE(result) << "no completion";
-    return result.value_or(nullptr);
+    return results->waitFor().value();
 }
 
 /// The description of a `RestClientError`, "network" for an error of the network, "" for none.
 std::string name(const ErrorRef& error) {
     if (!error) return "";
     if (dynamic_cast<const RestClientError*>(error.get()) != nullptr) return error->description();
-    const auto* const failure = dynamic_cast<const PlatformError*>(error.get());
-    if (failure == nullptr) return "unknown";
-    return failure->domain() == PlatformError::Domain::network ? "network" : "json";
+    const auto& failure = dynamic_cast<const PlatformError&>(*error);
+    return failure.domain() == PlatformError::Domain::network ? "network" : "json";
 }
 
-TEST(RestClientTest, JudgesAnswersByStatusAndBody) {
+TEST(RestClientTest, JudgesAnswersByTheirBody) {
     const std::string noBody = RestClientError::unexpectedBodyFormat().description();
     const std::string noHTTP = RestClientError::unexpectedResponseFormat().description();
-    const auto unexpected = [](int code) {
-        return RestClientError::unexpectedStatusCode(code).description();
-    };
     const struct {
         std::string answer;
         std::optional<std::string> body;
@@ -68,19 +55,17 @@ TEST(RestClientTest, JudgesAnswersByStatusAndBody) {
         std::string statusError = dataError;
     } cases[] = {
         {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", "{}", ""},
-        {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", "", ""},
         {"HTTP/1.1 204 No\r\nContent-Length: 0\r\n\r\n", "", ""},
         {"HTTP/1.1 204 No\r\n\r\n", {}, noBody, ""},
-        {"HTTP/1.1 500 Broken\r\nContent-Length: 2\r\n\r\n{}", {}, unexpected(500)},
         {"hello\n", {}, noHTTP},
         {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", {}, "network"},
     };
     for (const auto& each : cases) {
         RawServer server(RawServer::answer(each.answer));
         const URLRequest request = URLRequestBuilder(server.url()).build();
-        const Data result = data(request);
-        EXPECT_EQ(result.body, each.body) << each.answer;
-        EXPECT_EQ(name(result.error), each.dataError) << each.answer;
+        const auto [body, error] = data(request);
+        EXPECT_EQ(body, each.body) << each.answer;
+        EXPECT_EQ(name(error), each.dataError) << each.answer;
         EXPECT_EQ(name(status(request)), each.statusError) << each.answer;
     }
 }
@@ -101,26 +86,8 @@ TEST(RestClientTest, OnlyAStatusOfTheSecondClassIsSuccess) {
             expected = RestClientError::unexpectedStatusCode(code).description();
         }
         EXPECT_EQ(name(status(request)), expected) << code;
+        EXPECT_TRUE(expected.empty() || name(data(request).second) == expected) << code;
     }
-}
-
-TEST(RestClientTest, SendsWhatTheBuilderDescribes) {
-    TestServer server;
-    URLRequestBuilder builder(server.url().appendingPathComponent("event"));
-    builder.method = "POST";
-    builder.headers["Content-Type"] = "application/json";
-    builder.headers["User-Agent"] = "Mobile App: test";
-    builder.cookies["qvn_uid"] = "abc";
-    builder.body = R"({"events":[]})";
-    EXPECT_EQ(status(builder.build()), nullptr);
-    const auto request = server.waitForRequest();
-    ASSERT_TRUE(request);
-    EXPECT_EQ(request->method, "POST");
-    EXPECT_EQ(request->target, "/event");
-    EXPECT_EQ(request->header("Content-Type"), "application/json");
-    EXPECT_EQ(request->header("User-Agent"), "Mobile App: test");
-    EXPECT_EQ(request->header("Cookie"), "qvn_uid=abc;");
-    EXPECT_EQ(request->body, R"({"events":[]})");
 }
 
 TEST(RestClientTest, DecodesObjectsOnly) {
