@@ -1,15 +1,12 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "model/JSONText.h"
+#include "support/Files.h"
 
 namespace zentara {
 
@@ -25,11 +22,8 @@ inline JSONObject jsonObject(std::string_view text) {
 }
 
 inline JSONValue readDocument(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    const auto parsed = parseJSON(text.str());
-    if (!file || parsed.error) throw std::runtime_error("cannot read " + path.string());
+    const auto parsed = parseJSON(test::contentsOf(path));
+    if (parsed.error) throw std::runtime_error("cannot read " + path.string());
     return parsed.value;
 }
 

@@ -1,11 +1,13 @@
-#include "schemas/Validators.h"
+#include "schemas/SchemaValidator.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "TestDocuments.h"
+#include "schemas/Schema.h"
 
 namespace zentara {
 namespace {
@@ -24,10 +26,15 @@ TEST(Validators, GiveTheseMessagesInThisOrder) {
             std::vector<std::string> expected;
             for (std::size_t part = 1; part < parts.size(); ++part)
                 expected.push_back(text(parts[part]));
-            const auto result = validate(parts.at(0), group[1].as_object());
+            const auto result = Schema(group[1].as_object()).validate(parts.at(0));
             EXPECT_EQ(result.valid(), expected.empty());
             EXPECT_EQ(result.errors().has_value(), !expected.empty());
             EXPECT_EQ(result.errors().value_or(std::vector<std::string>()), expected);
+
+            const auto told = SchemaValidator().validate(parts.at(0), group[1].as_object());
+            EXPECT_EQ(told.isValid, expected.empty());
+            const std::vector<ValidationError> errors(expected.begin(), expected.end());
+            EXPECT_EQ(told.errors, expected.empty() ? std::nullopt : std::optional(errors));
         }
     }
 }
