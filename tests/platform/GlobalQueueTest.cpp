@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -14,6 +15,14 @@ namespace zentara {
 namespace {
 
 using test::Signal;
+
+TEST(GlobalQueueTest, DelayedWorkDoesNotRunEarly) {
+    using Clock = std::chrono::steady_clock;
+    const auto due = Clock::now() + std::chrono::milliseconds(30);
+    test::Mailbox<bool> isDue;
+    GlobalQueue::shared().asyncAfter(due - Clock::now(), [&] { isDue.put(Clock::now() >= due); });
+    EXPECT_EQ(isDue.waitFor(), true);
+}
 
 TEST(GlobalQueueTest, WorkersLeaveTheSignalsToTheHost) {
     sigset_t mask;

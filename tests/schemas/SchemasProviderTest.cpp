@@ -31,12 +31,7 @@ class SchemasProviderTest : public testing::Test {
 
     /// What it reports, the `index`th time in all, after an answer of the service.
     std::string reportAfter(const std::string& body, std::size_t index, int status = 200) {
-        server_.respond([=](const RecordedRequest&) {
-            TestAnswer answer;
-            answer.status = status;
-            answer.body = body;
-            return answer;
-        });
+        server_.respond(TestAnswer{status, body});
         ticker_.fire();
         return reports_->waitFor(index).value_or("nothing");
     }

@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <stdexcept>
-#include <utility>
 
 namespace zentara::test {
 
@@ -30,9 +29,9 @@ ChildProcess::ChildProcess(std::vector<std::string> command,
         ::posix_spawn(&process_, arguments[0], &actions, nullptr, arguments.data(), environ);
     ::posix_spawn_file_actions_destroy(&actions);
     ::close(pipe[1]);
-    output_ = pipe[0];
+    output_ = ::fdopen(pipe[0], "r");
     if (error != 0) {
-        ::close(output_);
+        std::fclose(output_);
         throw std::runtime_error("cannot start " + command[0]);
     }
 }
@@ -42,25 +41,15 @@ ChildProcess::~ChildProcess() {
         signal(SIGKILL);
         wait();
     }
-    ::close(output_);
+    std::fclose(output_);
 }
 
 std::optional<std::string> ChildProcess::readLine() {
-    for (;;) {
-        if (const auto end = received_.find('\n'); end != std::string::npos) {
-            auto line = received_.substr(0, end);
-            received_.erase(0, end + 1);
-            return line;
-        }
-        std::array<char, 65536> buffer;
-        const auto count = ::read(output_, buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) {
-            if (received_.empty()) return std::nullopt;
-            return std::exchange(received_, {});
-        }
-        received_.append(buffer.data(), static_cast<std::size_t>(count));
-    }
+    std::string line;
+    for (int c = 0; (c = std::getc(output_)) != EOF && c != '\n';)
+        line += static_cast<char>(c);
+    if (line.empty() && std::feof(output_) != 0) return std::nullopt;
+    return line;
 }
 
 std::vector<std::string> ChildProcess::readLines() {
@@ -68,10 +57,6 @@ std::vector<std::string> ChildProcess::readLines() {
     while (auto line = readLine())
         lines.push_back(*std::move(line));
     return lines;
-}
-
-void ChildProcess::signal(int number) const {
-    ::kill(process_, number);
 }
 
 int ChildProcess::wait() {

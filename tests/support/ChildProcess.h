@@ -1,7 +1,8 @@
 #pragma once
 
-#include <sys/types.h>
+#include <signal.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -27,15 +28,14 @@ class ChildProcess {
 
     [[nodiscard]] pid_t id() const { return process_; }
 
-    void signal(int number) const;
+    void signal(int number) const { ::kill(process_, number); }
 
     /// Its exit code, or minus the number of the signal that ended it.
     int wait();
 
   private:
     pid_t process_ = -1;
-    int output_ = -1;
-    std::string received_;
+    std::FILE* output_ = nullptr;
     std::optional<int> result_;
 };
 

@@ -1,24 +1,19 @@
 #include "support/CollectorProcess.h"
 
+#include <iterator>
 #include <stdexcept>
 
 namespace zentara::test {
 
-namespace {
-
-std::vector<std::string> command(const std::filesystem::path& schemas,
-                                 const std::vector<std::string>& options) {
-    std::vector<std::string> words{ZENTARA_COLLECTOR, "--port",    "0",
-                                   "--quiet",         "--schemas", schemas.string()};
-    words.insert(words.end(), options.begin(), options.end());
-    return words;
-}
-
-}  // namespace
-
 CollectorProcess::CollectorProcess(const std::filesystem::path& schemas,
-                                   const std::vector<std::string>& options)
-    : process_(command(schemas, options)), url_(announced("listening http:")) {}
+                                   std::vector<std::string> options)
+    : process_([&] {
+          const std::string words[] = {ZENTARA_COLLECTOR, "--port",    "0",
+                                       "--quiet",         "--schemas", schemas.string()};
+          options.insert(options.begin(), std::begin(words), std::end(words));
+          return options;
+      }()),
+      url_(announced("listening http:")) {}
 
 std::string CollectorProcess::announced(const std::string& beginning) {
     const auto line = process_.readLine().value_or("");

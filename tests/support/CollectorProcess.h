@@ -17,7 +17,7 @@ class CollectorProcess {
   public:
     /// `options` go to the program beside those for the port and the schemas.
     explicit CollectorProcess(const std::filesystem::path& schemas,
-                              const std::vector<std::string>& options = {"--no-https"});
+                              std::vector<std::string> options = {"--no-https"});
 
     [[nodiscard]] const std::string& url() const { return url_; }
     [[nodiscard]] collector::CollectorClient client() const {

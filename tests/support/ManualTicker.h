@@ -52,28 +52,25 @@ class TickerView {
 /// A ticker that fires when the test says so.
 class ManualTicker final : public TickerProtocol {
   public:
-    explicit ManualTicker(const TickerView& view) : state_(view.state_) {}
+    explicit ManualTicker(TickerView view) : view_(std::move(view)) {}
 
     void setHandler(Handler handler) override {
-        const MutexLock lock(state_->mutex);
-        state_->handler = std::move(handler);
+        const MutexLock lock(view_.state_->mutex);
+        view_.state_->handler = std::move(handler);
     }
     void start(Clock::time_point, double interval) override {
-        const MutexLock lock(state_->mutex);
-        state_->interval = interval;
-        ++state_->starts;
+        const MutexLock lock(view_.state_->mutex);
+        view_.state_->interval = interval;
+        ++view_.state_->starts;
     }
     void cancel() override {
-        const MutexLock lock(state_->mutex);
-        state_->interval.reset();
+        const MutexLock lock(view_.state_->mutex);
+        view_.state_->interval.reset();
     }
-    [[nodiscard]] bool isRunning() const override {
-        const MutexLock lock(state_->mutex);
-        return state_->interval.has_value();
-    }
+    [[nodiscard]] bool isRunning() const override { return view_.isRunning(); }
 
   private:
-    const std::shared_ptr<TickerView::State> state_;
+    const TickerView view_;
 };
 
 }  // namespace zentara::test

@@ -27,10 +27,11 @@ std::optional<std::string> RawConnection::readRequest() {
     std::string head = received_.substr(0, headEnd);
     std::transform(head.begin(), head.end(), head.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    constexpr std::string_view field = "\r\ncontent-length:";
-    const std::size_t at = head.find(field);
     std::size_t size = headEnd;
-    if (at != std::string::npos) size += std::strtoul(&head[at + field.size()], nullptr, 10);
+    constexpr std::string_view field = "\r\ncontent-length:";
+    if (const auto at = head.find(field); at != std::string::npos) {
+        size += std::strtoul(&head[at + field.size()], nullptr, 10);
+    }
     while (received_.size() < size) {
         if (!receive()) return std::nullopt;
     }
@@ -65,58 +66,37 @@ RawServer::RawServer(Script script) : script_(std::move(script)) {
         throw std::runtime_error("no port for the raw server");
     }
     port_ = ntohs(address.sin_port);
-    acceptor_ = std::thread([this] { accept(); });
+    for (int i = 0; i < 16; ++i)
+        threads_.emplace_back([this] { serve(); });
 }
 
 RawServer::~RawServer() {
     {
         const std::lock_guard lock(mutex_);
         isEnding_ = true;
-        for (const auto& session : sessions_)
-            ::shutdown(session.descriptor, SHUT_RDWR);
+        for (const int descriptor : open_)
+            ::shutdown(descriptor, SHUT_RDWR);
     }
     ::shutdown(listener_, SHUT_RDWR);
-    acceptor_.join();
+    for (auto& thread : threads_)
+        thread.join();
     ::close(listener_);
-    end(true);
 }
 
-void RawServer::accept() {
+void RawServer::serve() {
     for (;;) {
         const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (descriptor < 0) return;
-        end(false);
-        const std::lock_guard lock(mutex_);
-        if (isEnding_) {
-            ::close(descriptor);
-            return;
+        std::unique_lock lock(mutex_);
+        if (!isEnding_) {
+            open_.insert(descriptor);
+            lock.unlock();
+            RawConnection connection(descriptor);
+            script_(connection);
+            lock.lock();
+            open_.erase(descriptor);
         }
-        auto& session = sessions_.emplace_back();
-        session.descriptor = descriptor;
-        session.thread = std::thread([this, &session] { run(session); });
-    }
-}
-
-void RawServer::run(Session& session) {
-    RawConnection connection(session.descriptor);
-    script_(connection);
-    ::shutdown(session.descriptor, SHUT_RDWR);
-    const std::lock_guard lock(mutex_);
-    session.isOver = true;
-}
-
-void RawServer::end(bool all) {
-    std::list<Session> over;
-    {
-        const std::lock_guard lock(mutex_);
-        for (auto next = sessions_.begin(); next != sessions_.end();) {
-            const auto session = next++;
-            if (all || session->isOver) over.splice(over.end(), sessions_, session);
-        }
-    }
-    for (auto& session : over) {
-        session.thread.join();
-        ::close(session.descriptor);
+        ::close(descriptor);
     }
 }
 

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <functional>
-#include <list>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include <zentara/URL.h>
 
@@ -37,7 +38,8 @@ class RawConnection {
 /// to: for answers that no proper HTTP server gives.
 class RawServer {
   public:
-    /// Runs once per connection on a thread of its own; the connection is closed when it returns.
+    /// Runs once per connection, for up to sixteen at a time; the connection is closed when it
+    /// returns.
     using Script = std::function<void(RawConnection&)>;
 
     explicit RawServer(Script script);
@@ -55,24 +57,15 @@ class RawServer {
     [[nodiscard]] int port() const noexcept { return port_; }
 
   private:
-    struct Session {
-        int descriptor = -1;
-        std::thread thread;
-        bool isOver = false;  // guarded by mutex_
-    };
-
-    void accept();
-    void run(Session& session);
-    /// Those that are over, or all.
-    void end(bool all);
+    void serve();
 
     const Script script_;
     int listener_ = -1;
     int port_ = 0;
     std::mutex mutex_;
-    bool isEnding_ = false;        // guarded by mutex_
-    std::list<Session> sessions_;  // guarded by mutex_
-    std::thread acceptor_;
+    bool isEnding_ = false;  // guarded by mutex_
+    std::set<int> open_;     // guarded by mutex_
+    std::vector<std::thread> threads_;
 };
 
 }  // namespace zentara::test

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <utility>
 
 #include "platform/UserDefaults.h"
 #include "support/TestHost.h"
@@ -10,18 +11,13 @@
 namespace zentara {
 namespace {
 
-constexpr auto smallest = std::numeric_limits<std::int64_t>::min();
-constexpr auto largest = std::numeric_limits<std::int64_t>::max();
+using Limits = std::numeric_limits<std::int64_t>;
 
 TEST(ReferenceTime, TimestampsGoOnByElapsedTimeTruncatedTowardZero) {
-    struct Case {
-        std::int64_t elapsedTicks;
-        std::int64_t milliseconds;
-    };
-    for (const auto& [ticks, milliseconds] :
-         {Case{0, 0}, Case{9'999, 0}, Case{10'000, 1}, Case{25'000'000, 2'500}, Case{-9'999, 0},
-          Case{-10'000, -1}, Case{-25'009'999, -2'500}}) {
-        const ReferenceTime reference{1'700'000'000'000, 100'000'000};
+    const std::pair<std::int64_t, std::int64_t> cases[] = {
+        {9'999, 0}, {25'000'000, 2'500}, {-9'999, 0}, {-10'000, -1}, {-25'009'999, -2'500}};
+    const ReferenceTime reference{1'700'000'000'000, 100'000'000};
+    for (const auto& [ticks, milliseconds] : cases) {
         const auto now = static_cast<std::uint64_t>(100'000'000 + ticks);
         EXPECT_EQ(validatedTimestamp(reference, now), 1'700'000'000'000 + milliseconds) << ticks;
     }
@@ -31,22 +27,18 @@ TEST(ReferenceTime, TimestampsGoOnByElapsedTimeTruncatedTowardZero) {
 TEST(ReferenceTime, WhatDoesNotFitIsFatal) {
     EXPECT_DEATH(static_cast<void>(validatedTimestamp({0, 0}, std::uint64_t{1} << 63U)),
                  "inicialMonotonicValue");
-    EXPECT_DEATH(static_cast<void>(validatedTimestamp({largest, 0}, 10'000)),
+    EXPECT_DEATH(static_cast<void>(validatedTimestamp({Limits::max(), 0}, 10'000)),
                  "timestamp overflows");
-    EXPECT_DEATH(static_cast<void>(validatedTimestamp({smallest, 10'000}, 0)),
+    EXPECT_DEATH(static_cast<void>(validatedTimestamp({Limits::min(), 10'000}, 0)),
                  "timestamp overflows");
-    EXPECT_DEATH(static_cast<void>(millisecondsSince1970(1e300)), "wall clock");
-    EXPECT_DEATH(static_cast<void>(millisecondsSince1970(std::numeric_limits<double>::quiet_NaN())),
-                 "wall clock");
+    for (const double seconds : {1e300, std::numeric_limits<double>::quiet_NaN()})
+        EXPECT_DEATH(static_cast<void>(millisecondsSince1970(seconds)), "wall clock");
     EXPECT_EQ(millisecondsSince1970(-0.0019), -1);
 }
 
 TEST(ReferenceTime, ANegativeStoredCounterIsFatal) {
     const test::TestHost host;
     EXPECT_EQ(loadReferenceTime(UserDefaults()), ReferenceTime());
-    UserDefaults().set(inicialMonotonicValueKey, std::int64_t{-1});
-    EXPECT_DEATH(static_cast<void>(loadReferenceTime(UserDefaults())),
-                 "inicialMonotonicValue is negative");
     UserDefaults().set(inicialMonotonicValueKey, std::numeric_limits<std::uint64_t>::max());
     EXPECT_DEATH(static_cast<void>(loadReferenceTime(UserDefaults())),
                  "inicialMonotonicValue is negative");

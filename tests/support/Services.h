@@ -67,9 +67,8 @@ class Services {
     static std::vector<JSONObject> actionsIn(const RecordedRequest& request) {
         std::vector<JSONObject> actions;
         const auto envelope = parseJSON(request.body).value;
-        for (const auto& action : envelope.at("actions").as_array()) {
+        for (const auto& action : envelope.at("actions").as_array())
             actions.push_back(action.as_object());
-        }
         return actions;
     }
 
@@ -82,11 +81,9 @@ class Services {
             answer.status = idStatus;
             answer.body = R"({"qvn_uid":"anon","qvn_uid_public":"public","hsid":"session"})";
         } else {
-            std::function<void()> hook;
-            {
-                const std::lock_guard lock(mutex_);
-                hook = hook_;
-            }
+            std::unique_lock lock(mutex_);
+            const auto hook = hook_;
+            lock.unlock();
             if (hook) hook();
             answer.status = eventStatus;
             if (answer.status / 100 == 2) count(request);

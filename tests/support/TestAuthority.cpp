@@ -74,11 +74,4 @@ TestCertificate TestAuthority::issue(const std::vector<std::string>& alternative
     return issued;
 }
 
-TestCertificate TestAuthority::selfSigned() {
-    TestCertificate made = makeCertificate("localhost", nullptr);
-    addExtension(made.certificate.get(), NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1");
-    require(::X509_sign(made.certificate.get(), made.key.get(), ::EVP_sha256()) > 0, "cannot sign");
-    return made;
-}
-
 }  // namespace zentara::test

@@ -44,9 +44,6 @@ class TestAuthority {
         return issue({"DNS:localhost", "IP:127.0.0.1", "IP:::1"}, validity);
     }
 
-    /// The same, signed by nobody but itself.
-    [[nodiscard]] static TestCertificate selfSigned();
-
   private:
     TemporaryDirectory directory_;
     TestCertificate own_;

@@ -2,20 +2,9 @@
 
 #include <httplib.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace zentara::test {
-
-std::optional<std::string> RecordedRequest::header(std::string_view name) const {
-    const auto sameLetter = [](unsigned char one, unsigned char other) {
-        return std::tolower(one) == std::tolower(other);
-    };
-    for (const auto& [key, value] : headers) {
-        if (std::equal(key.begin(), key.end(), name.begin(), name.end(), sameLetter)) return value;
-    }
-    return std::nullopt;
-}
 
 TestServer::TestServer() : TestServer(std::make_unique<httplib::Server>(), "http") {}
 
@@ -23,14 +12,6 @@ TestServer::TestServer(const TestCertificate& certificate)
     : TestServer(std::make_unique<httplib::SSLServer>(certificate.certificate.get(),
                                                       certificate.key.get()),
                  "https") {}
-
-TestServer::TestServer(const TestCertificate& certificate, int version) : TestServer(certificate) {
-    SSL_CTX* const context = static_cast<httplib::SSLServer&>(*server_).ssl_context();
-    // Debian's default level would not let the server speak the old ones.
-    ::SSL_CTX_set_security_level(context, 0);
-    ::SSL_CTX_set_min_proto_version(context, version);
-    ::SSL_CTX_set_max_proto_version(context, version);
-}
 
 TestServer::TestServer(std::unique_ptr<httplib::Server> server, std::string scheme)
     : scheme_(std::move(scheme)),
@@ -49,9 +30,7 @@ TestServer::TestServer(std::unique_ptr<httplib::Server> server, std::string sche
         requests_.put(recorded);
         const TestAnswer answer = responder(recorded);
         response.status = answer.status;
-        for (const auto& [name, value] : answer.headers)
-            response.set_header(name, value);
-        response.set_content(answer.body, answer.contentType);
+        response.set_content(answer.body, "application/json");
     };
     server_->Get(".*", handle).Post(".*", handle).Put(".*", handle).Delete(".*", handle);
     // An idle connection would hold up the end of the server.
@@ -77,12 +56,8 @@ void TestServer::respond(Responder responder) {
     responder_ = std::move(responder);
 }
 
-void TestServer::respond(TestAnswer answer) {
-    respond([answer = std::move(answer)](const RecordedRequest&) { return answer; });
-}
-
-URL TestServer::url(std::string_view target, std::string_view host) const {
-    std::string text = scheme_ + "://" + std::string(host) + ":" + std::to_string(port_);
+URL TestServer::url(std::string_view target) const {
+    std::string text = scheme_ + "://localhost:" + std::to_string(port_);
     return URL::parse(text.append(target)).value();
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include <zentara/URL.h>
@@ -24,18 +24,19 @@ namespace zentara::test {
 struct RecordedRequest {
     std::string method;
     std::string target;  ///< the path, with the query if there is one
-    std::vector<std::pair<std::string, std::string>> headers;
+    std::map<std::string, std::string> headers;
     std::string body;
 
-    /// The value of a header whatever its case; nothing when it was not sent.
-    [[nodiscard]] std::optional<std::string> header(std::string_view name) const;
+    /// The value of a header, whose name must be spelt as it was sent; nothing without it.
+    [[nodiscard]] std::optional<std::string> header(const std::string& name) const {
+        const auto found = headers.find(name);
+        return found == headers.end() ? std::nullopt : std::optional(found->second);
+    }
 };
 
 struct TestAnswer {
     int status = 200;
     std::string body = "{}";
-    std::string contentType = "application/json";
-    std::vector<std::pair<std::string, std::string>> headers;
 };
 
 /// A real HTTP or HTTPS server on a free port of the loopback interface. It keeps what it was asked
@@ -49,19 +50,17 @@ class TestServer {
     TestServer();
     /// The same over HTTPS.
     explicit TestServer(const TestCertificate& certificate);
-    /// The same over TLS of this version, for example TLS1_1_VERSION, and no other.
-    TestServer(const TestCertificate& certificate, int version);
     ~TestServer();
     TestServer(const TestServer&) = delete;
     TestServer& operator=(const TestServer&) = delete;
 
     /// Decides the answers from now on.
     void respond(Responder responder);
-    void respond(TestAnswer answer);
+    void respond(const TestAnswer& answer) {
+        respond([answer](const RecordedRequest&) { return answer; });
+    }
 
-    /// This server's URL with `target` after the port, under `host`.
-    [[nodiscard]] URL url(std::string_view target = "", std::string_view host = "localhost") const;
-    [[nodiscard]] int port() const noexcept { return port_; }
+    [[nodiscard]] URL url(std::string_view target = "") const;
 
     /// All requests so far, in the order in which they were read.
     [[nodiscard]] std::vector<RecordedRequest> requests() const { return requests_.values(); }

@@ -7,40 +7,13 @@
 #include <optional>
 #include <thread>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace zentara::test {
 
 /// Long enough for a loaded machine under a sanitizer; only a failing test ever waits for it.
 inline constexpr std::chrono::seconds generousTimeout{30};
-
-/// Counts what other threads do and waits until enough of it was done. Must outlive whoever
-/// signals; share it where that is not certain.
-class Signal {
-  public:
-    void notify() {
-        const std::lock_guard lock(mutex_);
-        ++count_;
-        changed_.notify_all();
-    }
-
-    /// Whether `count` calls of `notify` in all were seen before the time was up.
-    [[nodiscard]] bool waitFor(std::size_t count = 1,
-                               std::chrono::milliseconds timeout = generousTimeout) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, timeout, [&] { return count_ >= count; });
-    }
-
-    [[nodiscard]] std::size_t count() const {
-        const std::lock_guard lock(mutex_);
-        return count_;
-    }
-
-  private:
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    std::size_t count_ = 0;
-};
 
 /// Values that other threads deliver, in order of arrival. Must outlive whoever delivers.
 template <typename Value>
@@ -71,6 +44,24 @@ class Mailbox {
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<Value> values_;
+};
+
+/// Counts what other threads do and waits until enough of it was done. Must outlive whoever
+/// signals; share it where that is not certain.
+class Signal {
+  public:
+    void notify() { calls_.put({}); }
+
+    /// Whether `count` calls of `notify` in all were seen before the time was up.
+    [[nodiscard]] bool waitFor(std::size_t count = 1,
+                               std::chrono::milliseconds timeout = generousTimeout) {
+        return count == 0 || calls_.waitFor(count - 1, timeout).has_value();
+    }
+
+    [[nodiscard]] std::size_t count() const { return calls_.values().size(); }
+
+  private:
+    Mailbox<std::monostate> calls_;
 };
 
 /// Whether `condition` came true in time, for what gives no signal.
