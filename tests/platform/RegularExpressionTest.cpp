@@ -7,7 +7,6 @@
 #include <sstream>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "platform/ASCIIPattern.h"
@@ -133,23 +132,6 @@ TEST(RegularExpression, MayBeUsedByManyThreadsAtOnceAndForMorePatternsThanAreKep
     }
     for (auto& thread : threads)
         thread.join();
-}
-
-TEST(CharacterCount, CountsWhatPeopleCallCharacters) {
-    const std::pair<std::string_view, std::size_t> cases[] = {{"", 0},
-                                                              {"\r\n", 1},
-                                                              {"\n\r", 2},
-                                                              {"a\r\n\r\nb", 4},
-                                                              {"é\r\nè", 3},
-                                                              {"👍🏽", 1},
-                                                              {"👨‍👩‍👧", 1},
-                                                              {"ñe\u0301", 2},
-                                                              {"\u1100\u1161\u11A8", 1},
-                                                              {"\xC3", 1},
-                                                              {"🇪🇸🇫🇷", 2},
-                                                              {{"\0\0", 2}, 2}};
-    for (const auto& [text, characters] : cases)
-        EXPECT_EQ(characterCount(text), characters) << text;
 }
 
 }  // namespace

@@ -32,9 +32,9 @@ std::string repeated(std::string_view text, std::size_t count) {
     return all;
 }
 
-/// "0,1,2" and so on.
+/// "[0,1,2" and so on.
 std::string numbersBelow(int count) {
-    std::string numbers = "0";
+    std::string numbers = "[0";
     for (int i = 1; i < count; ++i)
         numbers += "," + std::to_string(i);
     return numbers;
@@ -82,12 +82,11 @@ TEST(HostileSchemas, WhatTakesTooLongStops) {
     for (const auto& end : ends)
         expectStop(end, few, fan("allOf", end));
 
-    const auto numbers = numbersBelow(20'000);
-    expectStop("enum", json("[" + numbers + "]"),
-               jsonObject(R"({"items": {"enum": [)" + numbers + "]}}"));
+    const auto numbers = json(numbersBelow(20'000) + "]");
+    expectStop("enum", numbers, {{"items", {{"enum", numbers}}}});
     const auto uniqueAtEachLevel =
         jsonObject(R"({"uniqueItems": true, "items": {"anyOf": [{"$ref": "#"}]}})");
-    const auto list = "[" + numbersBelow(200'000) + "]";
+    const auto list = numbersBelow(200'000) + "]";
     EXPECT_EQ(lastMessage(json("[" + list + "]"), uniqueAtEachLevel), "valid");
     expectStop("uniqueItems",
                json(repeated("[1,2,3,4,5,6,7,8,9,", 500) + list + repeated("]", 500)),
@@ -154,9 +153,8 @@ TEST(HostileSchemas, TheDeepestDataThatIsReadIsValidatedUnlessTheSchemaMultiplie
 
 TEST(HostileSchemas, ManyUniqueItemsAreCounted) {
     const auto values = numbersBelow(100'000);
-    const auto schema = jsonObject(R"({"uniqueItems": true})");
-    EXPECT_TRUE(validate(json(R"(["7", )" + values + "]"), schema).valid());
-    EXPECT_FALSE(validate(json("[" + values + ", 4.0]"), schema).valid());
+    EXPECT_EQ(lastMessage(json(values + R"(, "7"])"), {{"uniqueItems", true}}), "valid");
+    EXPECT_NE(lastMessage(json(values + ", 4.0]"), {{"uniqueItems", true}}), "valid");
 }
 
 TEST(HostileSchemas, LargeValuesPrintWholeAndMessagesStayWithinMemory) {

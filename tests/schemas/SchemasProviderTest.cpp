@@ -78,15 +78,6 @@ TEST_F(SchemasProviderTest, AnswersFromTheCacheWhileTheServiceIsDown) {
     EXPECT_NE(provider->schema("ef", "1"), nullptr);
 }
 
-TEST_F(SchemasProviderTest, ReportsAnEmptyCacheAndKeepsSilentAboutAnUnreadableOne) {
-    writeTo(host_.file("schemas"), "[]");
-    static_cast<void>(makeProvider());
-    EXPECT_EQ(reports_->values(), std::vector<std::string>{failed});
-    writeTo(host_.file("schemas"), "[{");
-    static_cast<void>(makeProvider());
-    EXPECT_EQ(reports_->values().size(), 1U);
-}
-
 TEST_F(SchemasProviderTest, ALateFailureDoesNotUndoASuccess) {
     Signal release;
     std::atomic<int> count = 0;
@@ -111,15 +102,18 @@ TEST_F(SchemasProviderTest, ALateFailureDoesNotUndoASuccess) {
     EXPECT_EQ(reports_->values().size(), 1U);
 }
 
-TEST_F(SchemasProviderTest, WithoutSettingsItDoesNotFetch) {
-    ClientSettingsAccess::setCurrent(nullptr);
-    const auto unconfigured = makeProvider();
-    EXPECT_FALSE(ticker_.isRunning());
-    TestHost::configure();
-    const auto provider = makeProvider();
+TEST_F(SchemasProviderTest, ReportsAnEmptyCacheButNotAnUnreadableOneAndFetchesOnlyWithSettings) {
+    writeTo(host_.file("schemas"), "[]");
+    auto provider = makeProvider();
+    EXPECT_EQ(reports_->values(), std::vector<std::string>{failed});
     ClientSettingsAccess::setCurrent(nullptr);
     ticker_.fire();
-    EXPECT_EQ(reports_->values(), std::vector<std::string>{failed});
+    EXPECT_EQ(reports_->values(), std::vector<std::string>(2, failed));
+    writeTo(host_.file("schemas"), "[{");
+    provider.reset();
+    provider = makeProvider();
+    EXPECT_FALSE(ticker_.isRunning());
+    EXPECT_EQ(reports_->values().size(), 2U);
 }
 
 }  // namespace
