@@ -1,43 +1,28 @@
-// A host that returns from main at some moment of its work: requests under way, timers firing,
-// work queued. Arguments: the URLs of a server that answers (HTTPS), of one that never does, the
-// authority's PEM file, how many timers must have fired before the return.
+// A host that returns from main while requests are under way. Arguments: the URLs of a server that
+// answers (HTTPS) and of one that never does, the authority's PEM file, how many answers must have
+// come before the return.
 
 #include <unistd.h>
 
-#include <array>
 #include <cstdlib>
 #include <memory>
 #include <optional>
 
-#include "model/EventDecoder.h"
-#include "platform/GlobalQueue.h"
-#include "platform/TimerSource.h"
 #include "platform/URLSession.h"
-#include "platform/Unicode.h"
 #include "support/WaitFor.h"
 
 namespace {
 
 using namespace zentara;
 
-void keepAsking(const URL& url) {
+void keepAsking(const URL& url, const std::shared_ptr<test::Signal>& answers) {
     URLSession::shared().start(
         URLRequest{url, "POST", {}, "{}"},
-        [url](const std::optional<URLResponse>&, const ErrorRef&) { keepAsking(url); });
+        [url, answers](const std::optional<URLResponse>& response, const ErrorRef&) {
+            if (response) answers->notify();
+            keepAsking(url, answers);
+        });
 }
-
-/// What a worker may be about when the objects of other libraries are gone already.
-void keepWorking() {
-    GlobalQueue::shared().async([] {
-        if (!isValidUTF8("l\u00e4nger als ein paar Zeichen") || !decodeEvents("[]").isList) {
-            std::abort();
-        }
-        keepWorking();
-    });
-}
-
-/// Something with a destructor that a thread which goes on would notice.
-std::array<TimerSource, 4> timersOfTheHost;
 
 }  // namespace
 
@@ -46,13 +31,10 @@ int main(int argc, char** argv) {
     // An end that hangs is an end by this signal.
     ::alarm(20);
     URLSession::shared().setCertificateAuthorityFile(argv[3]);
-    const auto fired = std::make_shared<test::Signal>();
-    for (auto& timer : timersOfTheHost) {
-        timer.start(TimerSource::Clock::now(), std::chrono::microseconds(200),
-                    [fired] { fired->notify(); });
-        keepAsking(URL::parse(argv[1]).value());
-        keepAsking(URL::parse(argv[2]).value());
+    const auto answers = std::make_shared<test::Signal>();
+    for (int i = 0; i < 4; ++i) {
+        keepAsking(URL::parse(argv[1]).value(), answers);
+        keepAsking(URL::parse(argv[2]).value(), answers);
     }
-    keepWorking();
-    return fired->waitFor(std::strtoul(argv[4], nullptr, 10)) ? 0 : 3;
+    return answers->waitFor(std::strtoul(argv[4], nullptr, 10)) ? 0 : 3;
 }

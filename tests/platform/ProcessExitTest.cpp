@@ -11,7 +11,7 @@
 namespace zentara {
 namespace {
 
-TEST(ProcessExitTest, ReturningFromMainEndsCleanlyAndAtOnceWhateverIsUnderWay) {
+TEST(ProcessExitTest, ReturningFromMainEndsCleanlyAndAtOnceWhileRequestsAreUnderWay) {
     const test::TestAuthority authority;
     test::TestServer answering(authority.issueForLoopback());
     test::RawServer silent(test::RawServer::silence());
@@ -21,7 +21,7 @@ TEST(ProcessExitTest, ReturningFromMainEndsCleanlyAndAtOnceWhateverIsUnderWay) {
     constexpr int processes = 30;
     for (int i = 0; i < processes; ++i) {
         test::ChildProcess host({ZENTARA_EXIT_HOST, answering.url().string(), silent.url().string(),
-                                 authority.file(), std::to_string(i * 7)});
+                                 authority.file(), std::to_string(i)});
         EXPECT_EQ(host.wait(), 0);
     }
     // Waiting for a request or for the limit of the clean-up would take longer than that.

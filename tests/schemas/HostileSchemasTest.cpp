@@ -45,25 +45,21 @@ JSONValue nestedLists(std::size_t depth, std::string_view innermost = "") {
 }
 
 /// "0" refers twice to "1", that twice to "2" and so on: 2^40 paths.
-JSONObject fan(std::string_view keyword, std::string_view end = R"({"type": "null"})") {
-    std::string schema = R"({"$ref": "#/0")";
+JSONObject fan(const std::string& keyword, const std::string& end = R"({"type": "null"})") {
+    auto schema = jsonObject(R"({"$ref": "#/0", "40": )" + end + "}");
     for (int i = 0; i < 40; ++i) {
-        const auto next = R"({"$ref": "#/)" + std::to_string(i + 1) + "\"}";
-        schema += ", \"" + std::to_string(i) + "\": {\"" + std::string(keyword) + "\": [" + next +
-                  ", " + next + "]}";
+        const JSONObject next{{"$ref", "#/" + std::to_string(i + 1)}};
+        schema[std::to_string(i)] = {{keyword, JSONArray{next, next}}};
     }
-    return jsonObject(schema + R"(, "40": )" + std::string(end) + "}");
+    return schema;
 }
 
-TEST(HostileSchemas, WhatTakesTooLongStops) {
-    const auto expectStop = [](const std::string& what, const JSONValue& value,
-                               const JSONObject& schema) {
-        EXPECT_EQ(lastMessage(value, schema), tooLong) << what.substr(0, 40);
-    };
-    for (const char* const keyword : {"allOf", "anyOf", "oneOf"})
-        expectStop(keyword, 1, fan(keyword));
+void expectStop(const std::string& what, const JSONValue& value, const JSONObject& schema) {
+    EXPECT_EQ(lastMessage(value, schema), tooLong) << what.substr(0, 40);
+}
 
-    // Uncharged, what is passed over in each of these takes minutes.
+TEST(HostileSchemas, WhatIsPassedOverIsCharged) {
+    // Uncharged, each of these takes minutes.
     std::string members;
     JSONObject few{{"e", JSONObject()}};
     for (int i = 0; i < 30'000; ++i)
@@ -81,7 +77,11 @@ TEST(HostileSchemas, WhatTakesTooLongStops) {
     };
     for (const auto& end : ends)
         expectStop(end, few, fan("allOf", end));
+}
 
+TEST(HostileSchemas, WhatTakesTooLongStops) {
+    for (const char* const keyword : {"allOf", "anyOf", "oneOf"})
+        expectStop(keyword, 1, fan(keyword));
     const auto numbers = json(numbersBelow(20'000) + "]");
     expectStop("enum", numbers, {{"items", {{"enum", numbers}}}});
     const auto uniqueAtEachLevel =
