@@ -46,9 +46,10 @@ ChildProcess::~ChildProcess() {
 
 std::optional<std::string> ChildProcess::readLine() {
     std::string line;
-    for (int c = 0; (c = std::getc(output_)) != EOF && c != '\n';)
+    int c = 0;
+    while ((c = std::getc(output_)) != EOF && c != '\n')
         line += static_cast<char>(c);
-    if (line.empty() && std::feof(output_) != 0) return std::nullopt;
+    if (c == EOF && line.empty()) return std::nullopt;
     return line;
 }
 
