@@ -21,11 +21,6 @@ class TickerView {
         return state_->interval;
     }
 
-    [[nodiscard]] int starts() const {
-        const MutexLock lock(state_->mutex);
-        return state_->starts;
-    }
-
     /// Lets the timer fire, on this thread.
     void fire() const {
         TickerProtocol::Handler current;
@@ -43,7 +38,6 @@ class TickerView {
         Mutex mutex;
         TickerProtocol::Handler handler ZENTARA_GUARDED_BY(mutex);
         std::optional<double> interval ZENTARA_GUARDED_BY(mutex);
-        int starts ZENTARA_GUARDED_BY(mutex) = 0;
     };
 
     std::shared_ptr<State> state_ = std::make_shared<State>();
@@ -61,7 +55,6 @@ class ManualTicker final : public TickerProtocol {
     void start(Clock::time_point, double interval) override {
         const MutexLock lock(view_.state_->mutex);
         view_.state_->interval = interval;
-        ++view_.state_->starts;
     }
     void cancel() override {
         const MutexLock lock(view_.state_->mutex);

@@ -5,14 +5,12 @@
 #include <vector>
 
 #include "dispatch/Storage.h"
-#include "platform/PlatformError.h"
 
 namespace zentara::test {
 
 /// What outlives a store in memory, as the file outlives the real one.
 struct MemoryDisk {
     std::vector<InternalEvent> events;
-    bool isBroken = false;  ///< every operation fails
 };
 
 /// The twin of the file store.
@@ -21,20 +19,12 @@ class MemoryEventStorage final : public InternalEventStorage {
     explicit MemoryEventStorage(std::shared_ptr<MemoryDisk> disk) : disk_(std::move(disk)) {}
 
     [[nodiscard]] ErrorRef save(const EventList& events) override {
-        if (disk_->isBroken) return error();
         disk_->events.assign(events.events().begin(), events.events().end());
         return nullptr;
     }
-    Loaded<InternalEvent> load() override {
-        if (disk_->isBroken) return {{}, error(), true};
-        return {disk_->events, nullptr, true};
-    }
+    Loaded<InternalEvent> load() override { return {disk_->events, nullptr, true}; }
 
   private:
-    static ErrorRef error() {
-        return std::make_shared<PlatformError>(PlatformError::Domain::file, 5, "broken on purpose");
-    }
-
     std::shared_ptr<MemoryDisk> disk_;
 };
 

@@ -30,6 +30,8 @@ TestServer::TestServer(std::unique_ptr<httplib::Server> server, std::string sche
         requests_.put(recorded);
         const TestAnswer answer = responder(recorded);
         response.status = answer.status;
+        for (const auto& [name, value] : answer.headers)
+            response.set_header(name, value);
         response.set_content(answer.body, "application/json");
     };
     server_->Get(".*", handle).Post(".*", handle).Put(".*", handle).Delete(".*", handle);

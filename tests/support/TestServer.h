@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <zentara/URL.h>
@@ -37,6 +38,7 @@ struct RecordedRequest {
 struct TestAnswer {
     int status = 200;
     std::string body = "{}";
+    std::vector<std::pair<std::string, std::string>> headers = {};
 };
 
 /// A real HTTP or HTTPS server on a free port of the loopback interface. It keeps what it was asked
