@@ -134,6 +134,7 @@ TEST_F(EndToEndTest, TwoProcessesOnOneFolderAndTheThirdSendsWhatBothLeft) {
             reported.insert(std::stoll(host.readLine().value_or("0")));
     };
     auto one = start(1000);
+    read(*one, 20);  // so that it has the folder
     auto other = start(2000);
     for (int i = 0; i < 5; ++i) {
         read(*one, 20);
