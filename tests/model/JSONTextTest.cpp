@@ -81,13 +81,13 @@ TEST(JSONText, NothingSpecialHidesAnywhereInAString) {
 }
 
 TEST(JSONText, RefusesWhatJSONCannotHoldAndLeavesTheTextAsItWas) {
-    auto deep = parseJSON(nested(512)).value;
+    const auto deep = parseJSON(nested(512)).value;
     std::string text;
     EXPECT_TRUE(appendJSON(text, deep));
     EXPECT_EQ(text, nested(512));
     constexpr auto infinity = std::numeric_limits<double>::infinity();
-    for (const JSONValue& value :
-         {JSONValue{1, std::nan("")}, JSONValue{{"a", {infinity}}}, JSONValue{std::move(deep)}}) {
+    for (const JSONValue& value : {JSONValue{1, std::nan("")}, JSONValue{{"a", {infinity}}},
+                                   JSONValue(JSONArray(1, deep))}) {
         std::string unchanged = "before";
         EXPECT_FALSE(appendJSON(unchanged, value)) << unchanged;
         EXPECT_EQ(unchanged, "before");
