@@ -30,8 +30,10 @@ std::uint64_t sizeOf(std::span<const std::string_view> parts) {
         [](std::uint64_t size, std::string_view part) { return size + part.size(); });
 }
 
-/// Shorter ones stay in the processor's cache along with the texts.
+/// Shorter ones stay in the processor's cache along with the texts; longer ones do not even
+/// without.
 constexpr std::uint64_t shortestCopy = std::uint64_t{1} << 20U;
+constexpr std::uint64_t longestCopy = std::uint64_t{12} << 20U;
 
 }  // namespace
 
@@ -176,7 +178,7 @@ bool SwappedFile::copyToSpare(std::span<const InternalEvent> events, std::size_t
     pieces.appendTo(parts, events, current_.count - left);
     parts.emplace_back("]");
     const auto copied = size - sizeOf(parts);
-    if (copied < shortestCopy) return false;
+    if (copied < shortestCopy || copied > longestCopy) return false;
     const auto view = current_.file.view(current_.bytes);
     if (view.empty()) return false;
     parts[1] = view.substr(current_.bytes - 1 - copied, copied);
