@@ -11,6 +11,8 @@
 
 #include "apps/collector/http/RawClient.h"
 #include "apps/collector/http/ScriptedHandler.h"
+#include "collector/http/LocalAuthority.h"
+#include "support/TemporaryDirectory.h"
 
 namespace zentara::collector {
 namespace {
@@ -263,6 +265,10 @@ TEST_F(HttpServerTest, ClientsThatTakeTooLongAreGivenUp) {
     EXPECT_EQ(allOf(""), "");
     for (const auto& begun : {std::string("GET / HT"), post + "Content-Length: 5\r\n\r\nfour"})
         EXPECT_THAT(allOf(begun), StartsWith("HTTP/1.1 408 "));
+    const test::TemporaryDirectory folder;
+    const LocalAuthority authority(folder.path() / "data");
+    const int secure = server->listen("127.0.0.1", 0, authority.issue({}));
+    EXPECT_EQ(RawClient(secure, "\x16\x03\x01").readToEnd(), "") << "a handshake without an end";
 }
 
 TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosedUntilTheOthersHaveGone) {
