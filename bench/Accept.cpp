@@ -1,8 +1,10 @@
 // What a caller pays for one accepted event, beside the least that could keep it: the event's bytes
 // written to an open file, and one rename.
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "Allocations.h"

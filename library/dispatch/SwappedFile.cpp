@@ -86,22 +86,27 @@ ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t l
 }
 
 void SwappedFile::pause(std::span<const InternalEvent> events) noexcept {
-    closeViews();
+    // What the caches hold after it is not known.
     current_.whole.reset();
-    if (!isFull_) prepareSpare(events);
+    if (isFull_) {
+        closeViews();
+    } else {
+        prepareSpare(events);
+    }
 }
 
 void SwappedFile::prepareSpare(std::span<const InternalEvent> events) noexcept {
-    if (!current_.known || current_.count != events.size()) return;
-    if (spare_.known && spare_.count == events.size() && spare_.file.isOpen()) return;
-    // A failure shows at the next write, which begins with this same step. Until then the spare may
-    // hold a list of any age, which must not come back under the file's name.
-    try {
-        if (!fillSpare(events, 0)) return;
-    } catch (const std::bad_alloc&) {
-        // The next write may have more luck.
+    const bool isReady = spare_.known && spare_.count == events.size() && spare_.file.isOpen();
+    if (current_.known && current_.count == events.size() && !isReady) {
+        try {
+            // A failure shows at the next write, which begins with this same step. Until then the
+            // spare may hold a list of any age, which must not come back under the file's name.
+            if (fillSpare(events, 0)) spare_ = {};
+        } catch (const std::bad_alloc&) {
+            spare_ = {};
+        }
     }
-    spare_ = {};
+    closeViews();
 }
 
 ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t left) {
@@ -182,8 +187,8 @@ bool SwappedFile::copyToSpare(std::span<const InternalEvent> events, std::size_t
     const auto view = current_.file.view(current_.bytes);
     if (view.empty()) return false;
     parts[1] = view.substr(current_.bytes - 1 - copied, copied);
-    // Failing it, the texts are there still.
-    return spare_.file.write(parts, 0) == nullptr;
+    // Failing it, the texts are there still. Others may have written there meanwhile.
+    return spare_.file.write(parts, 0) == nullptr && current_.file.state() == current_.whole;
 }
 
 void SwappedFile::closeViews() noexcept {
@@ -205,6 +210,7 @@ ErrorRef SwappedFile::tradeNames(bool& spareIsGone) {
         error = synchroniseFolder(path_.parent_path());
     if (error) {
         // How far it came is not known, so the next write starts from nothing.
+        closeViews();
         spare_ = {};
         current_.known = false;
     }

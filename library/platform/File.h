@@ -20,10 +20,12 @@ struct FileIdentity {
     friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
-/// How long a file is, and when somebody wrote to it last, in nanoseconds since 1970.
+/// How long a file is, and when somebody wrote to it last, since 1970. Where the clock of files
+/// ticks, as on Linux before 6.13, what is written within a tick of 1 to 10 ms has one time.
 struct FileState {
     std::uint64_t size = 0;
-    std::int64_t written = 0;
+    std::int64_t seconds = 0;
+    std::int64_t nanoseconds = 0;  ///< beyond the seconds
 
     friend bool operator==(const FileState&, const FileState&) = default;
 };

@@ -5,7 +5,9 @@
 
 #include <deque>
 #include <fstream>
+#include <functional>
 
+#include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
@@ -127,13 +129,27 @@ TEST_F(InternalEventStorageTest, WhatOthersWriteIntoTheFileDoesNotSpread) {
         EXPECT_EQ(store.save(list), nullptr);
         EXPECT_TRUE(file() == fileOf(list.events()));
     };
+    const auto writeThere = [&] {
+        std::fstream(host_.file("queue")).seekp(1'000'000) << "not ours";
+        // Also where the clock of files ticks.
+        std::filesystem::last_write_time(host_.file("queue"), std::chrono::file_clock::now());
+    };
+    const auto cutThere = [&] {
+        std::filesystem::resize_file(host_.file("queue"), 1'000'000);
+    };
     saveOneForAnother();
-    saveOneForAnother();
-    std::fstream(host_.file("queue")).seekp(1'000'000) << "not ours";
-    saveOneForAnother();
-    saveOneForAnother();
-    std::filesystem::resize_file(host_.file("queue"), 1'000'000);
-    saveOneForAnother();
+    for (const std::function<void()>& meddle :
+         std::initializer_list<std::function<void()>>{writeThere, cutThere}) {
+        saveOneForAnother();
+        meddle();
+        saveOneForAnother();
+        saveOneForAnother();
+        FaultyDisk disk(host_.documents());
+        disk.watch([&](const DiskStep& step) {
+            if (step.call == DiskCall::write) meddle();
+        });
+        saveOneForAnother();
+    }
     saveOneForAnother();
     std::ofstream(host_.file(".queue.spare"), std::ios::app) << "not ours";
     saveOneForAnother();

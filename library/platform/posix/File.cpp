@@ -235,8 +235,8 @@ ErrorRef File::synchronise() {
 std::optional<FileState> File::state() const noexcept {
     struct stat status {};
     if (::fstat(descriptor_, &status) != 0) return std::nullopt;
-    return FileState{static_cast<std::uint64_t>(status.st_size),
-                     status.st_mtim.tv_sec * std::int64_t{1'000'000'000} + status.st_mtim.tv_nsec};
+    return FileState{static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec,
+                     status.st_mtim.tv_nsec};
 }
 
 std::string_view File::view(std::uint64_t size) noexcept {
