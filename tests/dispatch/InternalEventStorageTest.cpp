@@ -145,6 +145,8 @@ TEST_F(InternalEventStorageTest, WhatOthersWriteIntoTheFileDoesNotSpread) {
         saveOneForAnother();
         saveOneForAnother();
         FaultyDisk disk(host_.documents());
+        // In the middle of a save.
+        disk.fail({{{DiskCall::write}, 0, 2}});
         disk.watch([&](const DiskStep& step) {
             if (step.call == DiskCall::write) meddle();
         });
