@@ -130,12 +130,12 @@ TEST_F(InternalEventStorageTest, WhatOthersWriteIntoTheFileDoesNotSpread) {
         EXPECT_TRUE(file() == fileOf(list.events()));
     };
     const auto writeThere = [&] {
-        std::fstream(host_.file("queue")).seekp(1'000'000) << "not ours";
+        std::fstream(host_.file("queue")).seekp(1'500'000) << "not ours";
         // Also where the clock of files ticks.
         std::filesystem::last_write_time(host_.file("queue"), std::chrono::file_clock::now());
     };
     const auto cutThere = [&] {
-        std::filesystem::resize_file(host_.file("queue"), 1'000'000);
+        std::filesystem::resize_file(host_.file("queue"), 1'500'000);
     };
     saveOneForAnother();
     for (const std::function<void()>& meddle :
