@@ -212,10 +212,14 @@ ZENTARA_SYSTEM_CALL ssize_t pwritev(int descriptor, const iovec* parts, int coun
         DiskCall::write, descriptor,
         [&](bool early) {
             if (!early) return next(descriptor, parts, count, offset);
-            // In the middle of the part in the middle.
-            std::vector<iovec> first(parts, parts + (count + 1) / 2);
-            first.back().iov_len = (first.back().iov_len + 1) / 2;
-            return next(descriptor, first.data(), static_cast<int>(first.size()), offset);
+            std::vector<iovec> half(parts, parts + count);
+            std::size_t room = 1;
+            for (const auto& part : half)
+                room += part.iov_len;
+            room /= 2;
+            for (auto& part : half)
+                room -= part.iov_len = std::min(part.iov_len, room);
+            return next(descriptor, half.data(), count, offset);
         },
         [&](DiskStep& step, ssize_t written) {
             step.offset = static_cast<std::uint64_t>(offset);
