@@ -88,6 +88,7 @@ test('filters live in the address and can be shared', async () => {
     await button('Remove all filters').click();
     await page.selectOption('#sort', 'schema ascending');
     await hasRows(3, 1, 2, 4);
+    await page.locator('#chartArea[aria-label*="4 events"]').waitFor();
     await page.locator('#chartArea').press('End');
     await hasText('#chartReadout', ' good, ');
     await press('Enter');
