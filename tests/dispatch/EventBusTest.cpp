@@ -80,7 +80,7 @@ class EventBusTest : public testing::Test {
     std::shared_ptr<MemoryDisk> disk_ = std::make_shared<MemoryDisk>();
 };
 
-TEST_F(EventBusTest, SendsTheQueueInOrderInBatchesOfTenAndAFailedOneAgainFirst) {
+TEST_F(EventBusTest, BatchesGoInOrderAndFailedOnesFirst) {
     const auto bus = makeBus(sampleEvents(1, 12));
     server_.respond(TestAnswer{.status = 503, .headers = {}});
     for (int attempt = 0; attempt < 2; ++attempt) {
@@ -162,7 +162,7 @@ TEST_F(EventBusTest, DoesNotTouchTheQueueBeforeItMaySend) {
     EXPECT_EQ(actions(0), range(1, 2));
 }
 
-TEST_F(EventBusTest, LeavesZerosUnlessALaterBusHasTakenItsReference) {
+TEST_F(EventBusTest, LeavesZerosUnlessALaterBusExists) {
     const UserDefaults defaults;
     auto bus = makeBus({});
     EXPECT_EQ(defaults.integer("inicialTimeStamp"), 1'700'000'000'123);

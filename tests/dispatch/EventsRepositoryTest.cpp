@@ -54,7 +54,7 @@ struct Journal {
     Ledger::Queue counts;
 };
 
-TEST(EventsUnderWayTest, AKillBetweenAnyTwoWritesLosesAndRepeatsNothing) {
+TEST(EventsUnderWayTest, KillBetweenWritesLosesAndRepeatsNothing) {
     Journal journal;
     std::set<std::int64_t> wanted;
     // What a process finds that starts after a kill at any moment since the last look, and the one

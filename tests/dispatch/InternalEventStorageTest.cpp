@@ -157,7 +157,7 @@ TEST_F(InternalEventStorageTest, WhatOthersWriteIntoTheFileDoesNotSpread) {
     saveOneForAnother();
 }
 
-TEST_F(InternalEventStorageTest, TheSpareIsPutRightInTheBackgroundIfAppendsCanComeNext) {
+TEST_F(InternalEventStorageTest, SpareIsPreparedInTheBackground) {
     auto store = storage();
     EventList list(sampleEvents(1, 50));
     ASSERT_EQ(store.save(list), nullptr);
@@ -173,7 +173,7 @@ TEST_F(InternalEventStorageTest, TheSpareIsPutRightInTheBackgroundIfAppendsCanCo
     EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
 }
 
-TEST_F(InternalEventStorageTest, AnEventTakenFromTheMiddleIsNotTakenForOneFromTheFront) {
+TEST_F(InternalEventStorageTest, TakingFromTheMiddleIsNoLossOfFront) {
     auto store = storage();
     EventList list(sampleEvents(1, 5));
     ASSERT_EQ(store.save(list), nullptr);

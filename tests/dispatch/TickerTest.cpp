@@ -12,7 +12,7 @@ namespace {
 using test::Signal;
 using Clock = TickerProtocol::Clock;
 
-TEST(Ticker, CallsTheHandlerThatWasInstalledWhenItWasStarted) {
+TEST(Ticker, CallsTheHandlerInstalledAtItsStart) {
     const auto first = std::make_shared<Signal>();
     const auto second = std::make_shared<Signal>();
     Ticker ticker;

@@ -121,7 +121,7 @@ TEST_F(EndToEndTest, EventsWaitOnDiskWhileTheCollectorIsAway) {
     EXPECT_THAT(arrivals(collector), testing::ElementsAre(testing::Pair(7, 2)));
 }
 
-TEST_F(EndToEndTest, TwoProcessesOnOneFolderAndTheThirdSendsWhatBothLeft) {
+TEST_F(EndToEndTest, ThirdProcessSendsWhatTwoLeft) {
     Collector collector(schemas_);
     const auto start = [&](int first) {
         return std::make_unique<ChildProcess>(
@@ -191,7 +191,7 @@ TEST_F(EndToEndTest, AForkedChildDoesNothingAndHoldsNothing) {
         EXPECT_FALSE(name.starts_with("process-") || name.find("unread") != name.npos) << name;
 }
 
-TEST_F(EndToEndTest, WhatWasAcknowledgedOverHTTPSOutlivesTheCollector) {
+TEST_F(EndToEndTest, AcknowledgedEventsOutliveTheCollector) {
     const auto data = directory_.path() / "data";
     const std::vector<std::string> options{"--data", data.string(), "--database",
                                            (directory_.path() / "events.sqlite").string()};

@@ -38,7 +38,7 @@ TEST(ClientSettings, RawValuesOutsideTheEnumerationsGiveNothing) {
     EXPECT_DEATH(static_cast<void>(userTokenTypeName(static_cast<UserTokenType>(3))), "token type");
 }
 
-TEST(ZentaraEndpoints, SelectsByEnvironmentAndRefusesWhatIsNoWebAddress) {
+TEST(ZentaraEndpoints, SelectsByEnvironmentAndRefusesNonURLs) {
     const auto defaults = ZentaraEndpoints::current();
     ZentaraEndpoints::use(
         {"https://a.test", "http://b.test", "https://c.test", "http://d.test", ""});

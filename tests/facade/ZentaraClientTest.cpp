@@ -198,7 +198,7 @@ TEST_F(ZentaraClientTest, HoldsEventsBackUntilTheSchemasAreThere) {
     EXPECT_THAT(schemasIn("events-storage"), ElementsAre());
 }
 
-TEST_F(ZentaraClientTest, GivesHeldBackEventsTheirSecondChanceTenAtATime) {
+TEST_F(ZentaraClientTest, RevalidatesHeldBackEventsTenAtATime) {
     const auto client = dispatchingClient();
     ZentaraClient::setIsReady(false);
     for (int n = 1; n <= 9; ++n)

@@ -40,7 +40,7 @@ TEST(JSONText, KeepsTheKindsOfNumbersApart) {
               "1.8446744073709552e+19,2.0,100.0,-0.0]");
 }
 
-TEST(JSONText, WritesDoublesAsPeopleWriteThemAndReadsThemBack) {
+TEST(JSONText, DoublesAreWrittenPlainAndReadBack) {
     const std::pair<double, const char*> cases[] = {
         {5.0, "5.0"},
         {0.0001, "0.0001"},
@@ -80,7 +80,7 @@ TEST(JSONText, NothingSpecialHidesAnywhereInAString) {
     }
 }
 
-TEST(JSONText, RefusesWhatJSONCannotHoldAndLeavesTheTextAsItWas) {
+TEST(JSONText, RefusalLeavesTheTextAsItWas) {
     const auto deep = parseJSON(nested(512)).value;
     std::string text;
     EXPECT_TRUE(appendJSON(text, deep));

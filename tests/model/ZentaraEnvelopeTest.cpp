@@ -7,7 +7,7 @@
 namespace zentara {
 namespace {
 
-TEST(ZentaraEnvelope, DecodesWhatItEncodesOrFailsWithTheErrorOfWhatIsWrong) {
+TEST(ZentaraEnvelope, DecodingFailsWithTheErrorOfItsCause) {
     ZentaraEnvelope envelope;
     envelope.zentaraClientUUID = "client";
     envelope.zentaraClientTenant = "tenant";

@@ -41,7 +41,7 @@ TEST(File, ReadsRegularFilesOfABoundedSizeOnly) {
     EXPECT_TRUE(readFile(at("huge")).error);
 }
 
-TEST(File, AViewOfAFileThatBecameShorterCannotBeWrittenAndHarmsNobody) {
+TEST(File, ViewOfTruncatedFileFailsToWrite) {
     const TemporaryDirectory directory;
     File source;
     File target;

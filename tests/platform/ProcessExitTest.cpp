@@ -11,7 +11,7 @@
 namespace zentara {
 namespace {
 
-TEST(ProcessExitTest, ReturningFromMainEndsCleanlyAndAtOnceWhileRequestsAreUnderWay) {
+TEST(ProcessExitTest, ReturnFromMainEndsCleanlyAndAtOnce) {
     const test::TestAuthority authority;
     test::TestServer answering(authority.issueForLoopback());
     test::RawServer silent(test::RawServer::silence());

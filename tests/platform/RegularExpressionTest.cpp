@@ -35,7 +35,7 @@ TEST(RegularExpression, SearchesTheFirstUnitsAsIfTheTextEndedThere) {
     EXPECT_TRUE(matches("^a\uFFFD+-$", "a\xF0\x9F-")) << "ill-formed text";
 }
 
-TEST(RegularExpression, RefusesWhatIsNoExpressionOrTakesTooLongToCompile) {
+TEST(RegularExpression, RefusesInvalidAndCostlyExpressions) {
     const auto many = [](int count, const char* piece) {
         std::string all;
         for (int i = 0; i < count; ++i)
@@ -115,7 +115,7 @@ TEST(RegularExpression, SimpleExpressionsAnswerLikeTheFullEngine) {
     EXPECT_GT(simple, 3'000);
 }
 
-TEST(RegularExpression, MayBeUsedByManyThreadsAtOnceAndForMorePatternsThanAreKept) {
+TEST(RegularExpression, SharedByThreadsBeyondTheCacheSize) {
     const auto shared = RegularExpression::compile("^([a-z]+)-([0-9]+)é$");
     ASSERT_TRUE(shared);
     std::vector<std::thread> threads;

@@ -9,7 +9,7 @@
 namespace zentara {
 namespace {
 
-TEST(SerialQueueTest, RunsOneBlockAtATimeAndGoesOnAfterOneThatThrows) {
+TEST(SerialQueueTest, RunsOneBlockAtATimeAlsoAfterAThrow) {
     SerialQueue queue("test");
     EXPECT_THROW(queue.sync([] { throw std::runtime_error("no"); }), std::runtime_error);
     int inside = 0;

@@ -47,7 +47,7 @@ TEST(TimerSourceTest, ASlowRunDoesNotDelayTheNext) {
     EXPECT_TRUE(overlapped->waitFor(2, milliseconds(10'000)));
 }
 
-TEST(TimerSourceTest, OneFiringWithoutAnIntervalAndNoneWhenCancelledBeforeItsStart) {
+TEST(TimerSourceTest, FiresOnceWithoutIntervalAndNotCancelled) {
     const auto runs = std::make_shared<Signal>();
     const auto probes = std::make_shared<Signal>();
     const auto run = [runs] {

@@ -215,7 +215,7 @@ TEST(URLSessionTest, SendsWhatItWasGivenAndNoMoreThanItMust) {
               "POST" + encodings + "Content-Length: 3145728\r\n\r\n" + large);
 }
 
-TEST(URLSessionTest, HeadersAndMethodsThatCouldForgeOthersAreNotSent) {
+TEST(URLSessionTest, ForgingHeadersAndMethodsAreNotSent) {
     using namespace std::string_literals;
     const std::string text = sent("GET", {{"One", "a\r\nForged: 1"},
                                           {"Two", "a\rForged: 3"},
@@ -230,7 +230,7 @@ TEST(URLSessionTest, HeadersAndMethodsThatCouldForgeOthersAreNotSent) {
     EXPECT_EQ(run(request), failed(CURLE_BAD_FUNCTION_ARGUMENT));
 }
 
-TEST(URLSessionTest, ConnectionsAreReusedUnlessTheRequestWouldBeSentAgain) {
+TEST(URLSessionTest, ConnectionIsReusedUnlessResendIsPossible) {
     Signal opened;
     Signal closed;
     RawServer server([&](RawConnection& connection) {
@@ -246,7 +246,7 @@ TEST(URLSessionTest, ConnectionsAreReusedUnlessTheRequestWouldBeSentAgain) {
     EXPECT_EQ(opened.count(), 3U);
 }
 
-TEST(URLSessionTest, CompletionsComeOneAfterTheOtherAndHoldUpNoTransfer) {
+TEST(URLSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
     TestServer server;
     struct State {
         Signal served;

@@ -69,7 +69,7 @@ TEST_F(UserDefaultsTest, ADamagedFileIsSetAsideAndTheStoreStartsEmpty) {
     }
 }
 
-TEST_F(UserDefaultsTest, ADirectoryThatCannotBeWrittenCostsPersistenceOnly) {
+TEST_F(UserDefaultsTest, UnwritableFolderCostsPersistenceOnly) {
     writeTo(directory_.path() / "file", "no folder");
     use(directory_.path() / "file" / "preferences");
     UserDefaults().set("key", std::int64_t{4});

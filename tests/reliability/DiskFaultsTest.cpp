@@ -174,7 +174,7 @@ class TroubledClient {
     std::map<std::int64_t, int> sent_;  // each once
 };
 
-TEST(DiskFaultsTest, TheHandlerTellsMemoryKeepsAndWritingGoesOnByItself) {
+TEST(DiskFaultsTest, FailedSaveIsToldKeptAndRetried) {
     using enum DiskCall;
     using enum Trouble::Told;
     using enum Trouble::Folder;

@@ -42,7 +42,7 @@ class QueueOpeningTest : public testing::Test {
     Ledger::Queue counts_;
 };
 
-TEST_F(QueueOpeningTest, AFileThatCannotBeReadForTheMomentIsTakenInByTheNextStart) {
+TEST_F(QueueOpeningTest, UnreadFileIsTakenInByTheNextStart) {
     for (const std::string name : {"queue", ".queue.under-way", ".queue.checkpoint"}) {
         std::filesystem::remove_all(host_.documents());
         writeTo(host_.file(name), fileOf(sampleEvents(1, 3)));
@@ -64,7 +64,7 @@ TEST_F(QueueOpeningTest, AFileThatCannotBeReadForTheMomentIsTakenInByTheNextStar
     }
 }
 
-TEST_F(QueueOpeningTest, SeveralAreTakenInInTheirOrderWhenTheyCanBeSavedAndADamagedOneIsSetAside) {
+TEST_F(QueueOpeningTest, UnreadFilesKeepOrderDamagedSetAside) {
     writeTo(host_.file("queue"), fileOf(sampleEvents(5, 2)));
     writeTo(host_.file("queue.unread-20"), fileOf(sampleEvents(2, 2)));
     writeTo(host_.file("queue.unread-10"), fileOf(sampleEvents(1, 2)));

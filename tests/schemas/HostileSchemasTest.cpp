@@ -138,7 +138,7 @@ TEST(HostileSchemas, ASmallStackIsEnough) {
     EXPECT_EQ(runs[1].message, "valid") << "what lies too deep is not equal";
 }
 
-TEST(HostileSchemas, TheDeepestDataThatIsReadIsValidatedUnlessTheSchemaMultipliesIt) {
+TEST(HostileSchemas, DeepestDataIsValidated) {
     const auto schema = jsonObject(
         R"({"anyOf": [{"$ref": "#/list"}, {"type": "null"}],
             "list": {"type": "array", "items": {"$ref": "#"}}})");
@@ -157,7 +157,7 @@ TEST(HostileSchemas, ManyUniqueItemsAreCounted) {
     EXPECT_NE(lastMessage(json(values + ", 4.0]"), {{"uniqueItems", true}}), "valid");
 }
 
-TEST(HostileSchemas, LargeValuesPrintWholeAndMessagesStayWithinMemory) {
+TEST(HostileSchemas, LargeValuesPrintWholeWithinMemory) {
     // Each of the thousand would print the whole text.
     const auto schema = jsonObject(R"({"allOf": [)" + repeated(R"({"enum": []},)", 1'000) + "{}]}");
     const std::string large(5'000'000, 'x');

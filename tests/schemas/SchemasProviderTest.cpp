@@ -102,7 +102,7 @@ TEST_F(SchemasProviderTest, ALateFailureDoesNotUndoASuccess) {
     EXPECT_EQ(reports_->values().size(), 1U);
 }
 
-TEST_F(SchemasProviderTest, ReportsAnEmptyCacheButNotAnUnreadableOneAndFetchesOnlyWithSettings) {
+TEST_F(SchemasProviderTest, EmptyCacheIsReportedUnreadableIsNot) {
     writeTo(host_.file("schemas"), "[]");
     auto provider = makeProvider();
     EXPECT_EQ(reports_->values(), std::vector<std::string>{failed});

@@ -13,7 +13,7 @@ namespace {
 
 using Limits = std::numeric_limits<std::int64_t>;
 
-TEST(ReferenceTime, TimestampsGoOnByElapsedTimeTruncatedTowardZero) {
+TEST(ReferenceTime, TimestampsTruncateElapsedTimeTowardZero) {
     const std::pair<std::int64_t, std::int64_t> cases[] = {
         {9'999, 0}, {25'000'000, 2'500}, {-9'999, 0}, {-10'000, -1}, {-25'009'999, -2'500}};
     const ReferenceTime reference{1'700'000'000'000, 100'000'000};

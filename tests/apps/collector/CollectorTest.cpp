@@ -66,7 +66,7 @@ class CollectorTest : public testing::Test {
     const CollectorClient client{"http://127.0.0.1:" + std::to_string(port)};
 };
 
-TEST_F(CollectorTest, AWaitEndsWithTheEventsThatItWaitsForAndNotBefore) {
+TEST_F(CollectorTest, WaitEndsWithTheEventsItWaitsFor) {
     auto waiting = std::async(std::launch::async, [this] {
         return client.waitFor({.schema = "a-1", .text = "wanted"}, 2, 60s);
     });
@@ -253,7 +253,7 @@ TEST_F(CollectorTest, AnIdentityIsRenewedByItsCookieAndOthersAreNot) {
     EXPECT_NE(identity("qvn_uid=<script>").at("qvn_uid"), "<script>");
 }
 
-TEST_F(CollectorTest, ARequestThatIsReadSlowlyIsRecordedWhetherItComesToItsEndOrNot) {
+TEST_F(CollectorTest, SlowlyReadRequestIsRecordedInAnyCase) {
     client.setFault("event", {{"readingPace", 10'000}, {"times", 2}});
     const std::string envelope = samples::envelope(std::string(1000, ' '));
     const std::string post =

@@ -14,7 +14,7 @@ namespace {
 using testing::HasSubstr;
 using testing::VariantWith;
 
-TEST(FaultsTest, AShareOfTheRequestsMeetsAFaultAndOnlyTheyCountWhoeverAsks) {
+TEST(FaultsTest, FaultMeetsItsShareOfTheRequestsOnly) {
     Faults faults(1);
     faults.set(Service::event,
                std::get<Fault>(readFault(R"({"answer":"lost","rate":0.25,"times":100000})")));

@@ -10,7 +10,7 @@
 namespace zentara::collector {
 namespace {
 
-TEST(LogWriterTest, NobodyWaitsForALogThatNobodyReadsAndItsBeginningIsInOrder) {
+TEST(LogWriterTest, UnreadLogBlocksNoWriterAndKeepsItsOrder) {
     std::array<int, 2> pipe{};
     ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
     std::string all;

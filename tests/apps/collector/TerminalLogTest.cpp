@@ -9,7 +9,7 @@ namespace {
 
 using testing::HasSubstr;
 
-TEST(TerminalLogTest, NothingThatAnEventHoldsReachesTheTerminalAsACommand) {
+TEST(TerminalLogTest, EventTextIsNoTerminalCommand) {
     // A CSI both as an escape sequence and as one character of the upper control range, DEL, and
     // what turns the direction of writing.
     const auto properties = boost::json::parse("{\"a\":\"\\u001b[2J\u009b2J\x7f\u202e\"}");

@@ -28,7 +28,7 @@ Drain::Fetch scripted(std::deque<BackgroundFetchResult> script) {
     };
 }
 
-TEST(DrainTest, ItGoesOnUntilNothingWaitsAndTriesFailuresAgain) {
+TEST(DrainTest, DrainRetriesUntilNothingWaits) {
     const auto script = scripted({failed, newData, failed, failed, newData, newData, noData});
     std::size_t told = 0;
     const auto result = Drain(script, settled, patient).run([&told](auto all) { told += all; });
@@ -51,7 +51,7 @@ TEST(DrainTest, ItWaitsForABatchThatIsUnderWayElsewhere) {
     EXPECT_EQ(looks, 7);
 }
 
-TEST(DrainTest, ItGivesUpWhenNothingIsDeliveredForTooLongAndBearsAnAnswerComingLate) {
+TEST(DrainTest, DrainGivesUpWithoutProgress) {
     const auto result = Drain(scripted({newData, failed}), settled, quick).run();
     EXPECT_FALSE(result.complete);
     EXPECT_EQ(result.batches, 1U);

@@ -17,7 +17,7 @@ boost::json::value parsed(const std::string& text) {
     return boost::json::parse(text, {}, options);
 }
 
-TEST(ArrivalCheckTest, EachMessageOfTheEngineIsPlacedAtTheValueThatItIsAbout) {
+TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
     const struct {
         const char* schema;
         const char* properties;

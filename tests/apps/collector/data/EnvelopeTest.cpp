@@ -67,7 +67,7 @@ TEST(EnvelopeTest, NamesHaveAtMost256Bytes) {
     }
 }
 
-TEST(EnvelopeTest, PropertiesMayBeAsDeepAsTheLibraryAllowsButNotBottomless) {
+TEST(EnvelopeTest, PropertiesNestAsDeepAsTheLibraryAllows) {
     const auto nested = [](std::size_t levels) {
         return replaced(goodEnvelope, R"("count":5)",
                         R"("count":)" + std::string(levels, '[') + std::string(levels, ']'));

@@ -74,7 +74,7 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
     EXPECT_EQ(SchemaCatalogue(std::nullopt).current()->json, "{}");
 }
 
-TEST_F(SchemaCatalogueTest, AChangeIsSeenAtOnceByTheTableAndSoonByArrivals) {
+TEST_F(SchemaCatalogueTest, ChangeShowsInTableAtOnceAndInArrivalsSoon) {
     std::chrono::steady_clock::time_point now{};
     write("a-1.json", R"({"type":"number"})");
     SchemaCatalogue catalogue(folder, report, [&now] { return now; });

@@ -10,7 +10,7 @@ namespace {
 constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
 constexpr auto highest = std::numeric_limits<std::int64_t>::max();
 
-TEST(SequenceGapsTest, WhatDidNotArriveWithinAContextOrOnTheWayToTheNextIsMissing) {
+TEST(SequenceGapsTest, GapsWithinAndBetweenContextsAreMissing) {
     const struct {
         std::vector<std::pair<const char*, std::int64_t>> arrivals;
         std::vector<std::tuple<std::string, std::int64_t, std::int64_t>> gaps;

@@ -120,7 +120,7 @@ class StoreTest : public testing::TestWithParam<bool> {
 
 INSTANTIATE_TEST_SUITE_P(Places, StoreTest, testing::Bool());
 
-TEST_P(StoreTest, DuplicatesAreCountedAndNeitherOpenNorFillGapsAndAResetForgetsAllOfIt) {
+TEST_P(StoreTest, DuplicatesCountButChangeNoGaps) {
     fill(store);
     expectFilled(store);
     store.reset();
@@ -129,7 +129,7 @@ TEST_P(StoreTest, DuplicatesAreCountedAndNeitherOpenNorFillGapsAndAResetForgetsA
     expectFilled(store);
 }
 
-TEST_P(StoreTest, AnEventIsShownWithTheFactsOfItsEnvelopeAndFoundWithAllOfIt) {
+TEST_P(StoreTest, EventHasItsEnvelopesFacts) {
     const std::string body = samples::envelope("\n  " + samples::action("a", "u\\u0031\\/") + " ");
     auto request = samples::request("POST", "/event", body);
     request.headers.emplace_back("Cookie", "qvn_uid=1;GST=tok;hsid=2;");
@@ -155,7 +155,7 @@ TEST_P(StoreTest, AnEventIsShownWithTheFactsOfItsEnvelopeAndFoundWithAllOfIt) {
     EXPECT_EQ(found.at("request"), boost::json::parse(store.requests({}).records.at(0)));
 }
 
-TEST_P(StoreTest, AFilterGivesExactlyWhatMatchesAndAPageAPartOfItInTheOrderAskedFor) {
+TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
     post(store,
          {{"1", "a-1", "c-1", 30, true, R"({"Text":"100% OFF"})", 7},
           {"2", "b-1", "c-1", 20, true, "{}", 9}},
@@ -249,7 +249,7 @@ TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
     EXPECT_EQ(store.summary().missing, 297U);
 }
 
-TEST(StoreInMemoryTest, OnlyTheLatestRequestsThatStoredNothingAreKeptButAllAreCounted) {
+TEST(StoreInMemoryTest, EmptyRequestsAreCountedAndLatestKept) {
     Store store;
     post(store, {{"u1"}});
     auto request = samples::request("GET", "/id");
@@ -298,7 +298,7 @@ TEST_F(StoreFileTest, AResetLeavesNothingOnDisk) {
     EXPECT_THAT(contentsOf(file) + contentsOf(log), Not(HasSubstr("needle")));
 }
 
-TEST_F(StoreFileTest, AFileThatIsInUseOrSomethingElseIsRefusedAndNotTouched) {
+TEST_F(StoreFileTest, FileInUseOrForeignIsRefusedUntouched) {
     {
         const Store store(file);
         EXPECT_EQ(refusalOf(file), file.string() + " is in use by another collector");
@@ -346,7 +346,7 @@ class FullDisk {
     void (*handler_)(int);
 };
 
-TEST_F(StoreFileTest, AFullDiskIsAnErrorAndKeepsNothingOfTheEnvelope) {
+TEST_F(StoreFileTest, FullDiskStoresNothingOfTheEnvelope) {
     Store store(file);
     fill(store);
     store.onChange([] { ADD_FAILURE() << "nothing changes"; });

@@ -115,7 +115,7 @@ TEST_F(HttpServerTest, ConnectionsAreKeptAsTheClientWishes) {
     EXPECT_THAT(waiting.readUntil("now"), HasSubstr("HTTP/1.1 200 OK\r\n"));
 }
 
-TEST_F(HttpServerTest, AnAnswerHasABodyOnlyWhereItsClientExpectsOneAndNoHeaderOfAnothers) {
+TEST_F(HttpServerTest, AnswerHasBodyOnlyWhereExpected) {
     handler.script = [](const auto& exchange) {
         Delivery delivery = ScriptedHandler::saying("body");
         if (exchange->request().path == "/204") delivery.response.status = 204;
@@ -194,7 +194,7 @@ TEST_F(HttpServerTest, AClientSeesItsRefusalWhileItStillSends) {
     }
 }
 
-TEST_F(HttpServerTest, AnExceptionIsAnAnswerAndAnExchangeThatIsLetGoOfEndsItsConnection) {
+TEST_F(HttpServerTest, ExceptionIsAnsweredAndAbandonmentCloses) {
     handler.script = [](const auto& exchange) {
         if (exchange->request().path == "/thrown") throw std::runtime_error("what went wrong");
     };
@@ -207,7 +207,7 @@ TEST_F(HttpServerTest, AnExceptionIsAnAnswerAndAnExchangeThatIsLetGoOfEndsItsCon
     EXPECT_EQ(released.end(), RawClient::End::reset);
 }
 
-TEST_F(HttpServerTest, AnExchangeKnowsItsClientAndMayBeAnsweredWhenTheServerIsGone) {
+TEST_F(HttpServerTest, ExchangeOutlivesItsServer) {
     timeouts.stop = 50ms;
     startWithoutAnswers();
     std::list<RawClient> clients;
@@ -233,7 +233,7 @@ TEST_F(HttpServerTest, AnExchangeKnowsItsClientAndMayBeAnsweredWhenTheServerIsGo
     EXPECT_EQ(clients.back().readToEnd(), "");
 }
 
-TEST_F(HttpServerTest, AStreamGoesOnUntilItsClientLeavesOrReadsNoMore) {
+TEST_F(HttpServerTest, StreamEndsWhenItsClientLeavesOrStalls) {
     startWithoutAnswers();
     std::list<RawClient> clients;
     std::vector<std::shared_ptr<EventStream>> streams;
@@ -271,7 +271,7 @@ TEST_F(HttpServerTest, ClientsThatTakeTooLongAreGivenUp) {
     EXPECT_EQ(RawClient(secure, "\x16\x03\x01").readToEnd(), "") << "a handshake without an end";
 }
 
-TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosedUntilTheOthersHaveGone) {
+TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosed) {
     limits.connections = 5;
     timeouts.idle = later;
     handler.script = [this](const auto& exchange) {
@@ -299,7 +299,7 @@ TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosedUntilTheOthersHaveGone)
     }));
 }
 
-TEST_F(HttpServerTest, BodiesThatAreTooLargeTogetherAreRefusedUntilOneIsDoneWith) {
+TEST_F(HttpServerTest, BodiesBeyondTheBudgetAreRefused) {
     limits.bodies = 300'000;
     test::Signal handling;
     test::Signal release;
@@ -326,7 +326,7 @@ TEST_F(HttpServerTest, BodiesThatAreTooLargeTogetherAreRefusedUntilOneIsDoneWith
     EXPECT_TRUE(eventually([&] { return answer(whole) == "200"; }));
 }
 
-TEST_F(HttpServerTest, LateAnswersKeepNobodyElseWaitingAndAStopWaitsForNoClient) {
+TEST_F(HttpServerTest, LateAnswerDelaysNoOtherAndNoStop) {
     handler.script = [](const auto& exchange) {
         const std::string& path = exchange->request().path;
         // More than the system holds for a client that does not read.

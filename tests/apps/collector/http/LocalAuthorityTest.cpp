@@ -65,7 +65,7 @@ TEST_F(LocalAuthorityTest, ItVouchesForPrivateNamesOnly) {
         EXPECT_THROW((void)authority.issue({name}), std::runtime_error) << name;
 }
 
-TEST_F(LocalAuthorityTest, TheFirstOfManyMakesItForAllProcessesOfItsUserOnly) {
+TEST_F(LocalAuthorityTest, FirstProcessMakesItForAllOfItsUser) {
     std::atomic<int> made = 0;
     std::vector<std::jthread> threads;
     for (int number = 0; number < 8; ++number) {
