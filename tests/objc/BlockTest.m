@@ -70,7 +70,10 @@ TEST(AnExceptionEndsWhereTheBlockDoes) {
             };
             sendTo(client, nil, nil, raise);
             [client sendWithEvents:@[ eventOf(nil, nil, nil) ] relationId:nil handler:raise];
-            [QVNZentaraClient getAndReturnError:NULL readyCallback:raise];
+            [QVNZentaraClient getAndReturnError:NULL
+                                  readyCallback:^(ZentaraClientError *error) {
+                                      @throw tracked;
+                                  }];
             [client getAnonymousUserAndReturnError:NULL callbackUser:raise];
             [client performFetchWith:raise];
             [client getHsidAndReturnError:NULL callbackHsid:raise];
@@ -86,8 +89,9 @@ TEST(AnExceptionEndsWhereTheBlockDoes) {
         [[lines componentsSeparatedByString:@"\n"] sortedArrayUsingSelector:@selector(compare:)];
     CHECK([sorted count] == COUNT_OF(places) + 1);
     for (size_t index = 0; index + 1 < [sorted count]; ++index) {
-        NSString *line = [NSString
-            stringWithFormat:@"ZentaraClient: exception in %@: Host: two lines", places[index]];
+        NSString *what = index == 5 ? @"Tracked" : @"Host: two lines";
+        NSString *line =
+            [NSString stringWithFormat:@"ZentaraClient: exception in %@: %@", places[index], what];
         CHECK_EQUAL([sorted objectAtIndex:index + 1], line);
     }
 }

@@ -31,7 +31,11 @@ static id nested(id value, int depth) {
 }
 
 TEST(AnEventHasTheValuesItWasMadeWith) {
-    NSMutableString *text = [NSMutableString stringWithString:@"text"];
+    NSArray *names = [@"schemaId schemaVersion contentType url referer relationId"
+        componentsSeparatedByString:@" "];
+    NSMutableString *texts[6];
+    for (size_t index = 0; index < COUNT_OF(texts); ++index)
+        texts[index] = [NSMutableString stringWithString:[names objectAtIndex:index]];
     NSDictionary *given = @{
         @"null" : [NSNull null],
         @"list" : @[ @[], @{}, @[ @1, @"two",
@@ -41,13 +45,19 @@ TEST(AnEventHasTheValuesItWasMadeWith) {
     };
     NSMutableArray *list = [NSMutableArray arrayWithObject:given];
     NSMutableDictionary *properties = [NSMutableDictionary dictionaryWithObject:list forKey:@"a"];
-    Event *event = eventOf(text, text, properties);
-    [text appendString:@", later"];
+    Event *event = [QVNZentaraClient createEventWithSchemaId:texts[0]
+                                               schemaVersion:texts[1]
+                                                 contentType:texts[2]
+                                                         url:texts[3]
+                                                     referer:texts[4]
+                                                  properties:properties
+                                                  relationId:texts[5]];
+    for (size_t index = 0; index < COUNT_OF(texts); ++index)
+        [texts[index] appendString:@", later"];
     [list addObject:@2];
     [properties setObject:@"later" forKey:@"b"];
-    for (NSString *key in [@"schemaId schemaVersion contentType url referer relationId"
-             componentsSeparatedByString:@" "])
-        CHECK_EQUAL([event valueForKey:key], @"text");
+    for (NSString *name in names)
+        CHECK_EQUAL([event valueForKey:name], name);
     CHECK([event.properties count] == 1);
     CHECK_EQUAL([event.properties objectForKey:@"a"], @[ given ]);
     CHECK(![event.properties isKindOfClass:[NSMutableDictionary class]]);
@@ -180,6 +190,14 @@ TEST(WhatJSONCannotHoldIsRefusedAndNothingElseIs) {
     });
     CHECK(calls == COUNT_OF(cases) + 3);
     CHECK(contains(lines, @"not queued: url raised Nuisance: not now\n"));
+    lines = standardErrorOf(^{
+        inThreads(1, 96 * 1024, ^{
+            sendTo(
+                client, nil,
+                @{@"x" : nested(@1, 400)}, isRefused);
+        });
+    });
+    CHECK(contains(lines, @"is too much for the thread's stack\n"));
     CHECK_EQUAL(heldBack(), @"");
 }
 
@@ -203,8 +221,10 @@ TEST(ABatchGoesOutInOrderWithItsRelation) {
     Class isNot = [EventNotQueuedError class];
     Class isHeldBack = [ZentaraClientNotReady class];
     CHECK_EQUAL(outcomes, (@[ url, isHeldBack, @"", isNot, @"", isNot, @7, isHeldBack ]));
-    CHECK(contains(heldBack(), @"\"url\":\"http://x/a/b?c\""));
-    CHECK(contains(heldBack(), @"\"zentaraClientReferer\":\"7\""));
+    CHECK([heldBack() hasPrefix:@"[{\"id\":\"own\",\"version\":\"7\",\"url\":\"http://x/a/b?c\","
+                                 "\"contentType\":\"own/type\",\"properties\":{},"]);
+    CHECK(contains(heldBack(), @"\"zentaraClientReferer\":\"own referer\""));
+    CHECK(contains(heldBack(), @"\"url\":\"7\""));
     [client sendWithEvents:nil relationId:nil handler:nil];
     [client sendWithEvents:@[ eventOf(@"own", nil, nil) ] relationId:nil handler:nil];
     NSArray *parts = [heldBack() componentsSeparatedByString:@"\"zentaraRelationId\":"];

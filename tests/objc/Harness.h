@@ -21,6 +21,9 @@ void checkEqual(id found, id expected, const char *file, int line);
 /// What is written to standard error meanwhile.
 NSString *standardErrorOf(void (^code)(void));
 
+/// Runs the code in so many threads at once, with stacks of this size; 0 for the usual one.
+void inThreads(int count, size_t stackSize, void (^code)(void));
+
 /// Whether the code, run by a copy of this process, aborts that and names this cause.
 bool isFatal(NSString *cause, void (^code)(void));
 

@@ -1,6 +1,7 @@
 #import "Harness.h"
 
 #include <dlfcn.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/wait.h>
@@ -34,6 +35,25 @@ NSString *standardErrorOf(void (^code)(void)) {
     text[fread(text, 1, sizeof text - 1, file)] = '\0';
     fclose(file);
     return [NSString stringWithUTF8String:text];
+}
+
+static void *run(void *code) {
+    @autoreleasepool {
+        ((void (^)(void))code)();
+    }
+    return NULL;
+}
+
+void inThreads(int count, size_t stackSize, void (^code)(void)) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (stackSize != 0) pthread_attr_setstacksize(&attributes, stackSize);
+    pthread_t threads[count];
+    for (int index = 0; index < count; ++index)
+        pthread_create(&threads[index], &attributes, run, code);
+    for (int index = 0; index < count; ++index)
+        pthread_join(threads[index], NULL);
+    pthread_attr_destroy(&attributes);
 }
 
 bool isFatal(NSString *cause, void (^code)(void)) {

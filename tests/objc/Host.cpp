@@ -37,6 +37,14 @@ void beginHost() {
     useServer("http://127.0.0.1:1");
 }
 
+char* settingsInForce() {
+    const auto settings = ClientSettings::current();
+    const auto environment = std::to_string(static_cast<int>(settings->environment));
+    const auto text =
+        settings->tenant + " " + environment + " " + settings->advertisingId.value_or("(none)");
+    return ::strdup(text.c_str());
+}
+
 void startCollector() {
     collectorProcess = std::make_unique<CollectorProcess>(ZENTARA_SCHEMAS);
     useServer(collectorProcess->url());

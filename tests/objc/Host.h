@@ -12,6 +12,9 @@ extern "C" {
 /// Gives this process directories of its own, and endpoints at which nobody listens.
 void beginHost(void);
 
+/// Tenant, environment and advertising id of the settings.
+char* settingsInForce(void);
+
 /// Starts a collector, for the rest of the process, for the QA environment.
 void startCollector(void);
 

@@ -86,14 +86,22 @@ TEST(WrongUseIsAnErrorAndRightUseWritesNone) {
     CHECK(calls == 0);
 
     QVNZentaraClient *client = waitingClient();
+    CHECK_EQUAL(taken(settingsInForce()), @"tenänt 1 ad");
+    [QVNZentaraClient useSettingsWithTenant:@"other" zentaraEnvironment:0 advertisingId:nil];
+    CHECK_EQUAL(taken(settingsInForce()), @"other 0 (none)");
     NSError *error = nil;
     CHECK([QVNZentaraClient getAndReturnError:&error readyCallback:nil] == client);
-    CHECK([QVNZentaraClient setLoggedUserWithTokenType:2 token:@"me" error:&error]);
-    sendTo(client, nil, nil, nil);
+    NSString *types[] = {@"QVNID", @"GST", @"EXT_ID"};
+    for (NSInteger type = 0; type < 3; ++type) {
+        CHECK([QVNZentaraClient setLoggedUserWithTokenType:type token:@"me" error:&error]);
+        sendTo(client, nil, nil, nil);
+        CHECK([heldBack() hasSuffix:[NSString stringWithFormat:@"\"user\":{\"token\":\"me\","
+                                                                "\"type\":\"%@\"}}]",
+                                                               types[type]]]);
+    }
     CHECK([QVNZentaraClient removeLoggedUserAndReturnError:&error]);
     sendTo(client, nil, nil, nil);
-    CHECK(contains(heldBack(), @"\"user\":{\"token\":\"me\",\"type\":\"EXT_ID\"}"));
-    CHECK(contains(heldBack(), @"\"type\":\"Anonymous\""));
+    CHECK([heldBack() hasSuffix:@"\"user\":{\"token\":\"Anonymous\",\"type\":\"Anonymous\"}}]"]);
     CHECK(error == nil);
     CHECK(![QVNZentaraClient setLoggedUserWithTokenType:3 token:@"" error:&error]);
     CHECK_EQUAL([error localizedDescription], @"there is no token type 3");

@@ -24,22 +24,23 @@ static inline QVNZentaraClient *waitingClient(void) {
     return [QVNZentaraClient getAndReturnError:NULL readyCallback:nil];
 }
 
-static inline Event *eventOf(NSString *text, id address, NSDictionary *properties) {
-    return [QVNZentaraClient createEventWithSchemaId:text
-                                       schemaVersion:text
-                                         contentType:text
-                                                 url:address
-                                             referer:address
+/// An event with a value of its own for every argument; without an id also without a relation.
+static inline Event *eventOf(NSString *schemaId, id url, NSDictionary *properties) {
+    return [QVNZentaraClient createEventWithSchemaId:schemaId
+                                       schemaVersion:@"7"
+                                         contentType:@"own/type"
+                                                 url:url
+                                             referer:@"own referer"
                                           properties:properties
-                                          relationId:text];
+                                          relationId:schemaId ? @"own relation" : nil];
 }
 
-static inline void sendTo(QVNZentaraClient *client, id address, id properties, SendBlock handler) {
+static inline void sendTo(QVNZentaraClient *client, id url, id properties, SendBlock handler) {
     [client sendWithSchemaId:@"page-view"
                schemaVersion:@"1"
                  contentType:@"application/json"
-                         url:address
-                     referer:address
+                         url:url
+                     referer:@"sent referer"
                   properties:properties
                   relationId:@"single"
                      handler:handler];

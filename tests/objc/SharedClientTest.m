@@ -1,7 +1,5 @@
 // One storage for both languages, and one object for one client.
 
-#include <pthread.h>
-
 #import "Samples.h"
 
 /// A client whose end can be seen.
@@ -77,20 +75,39 @@ TEST(APlainClientSendsNothingAndSaysSo) {
     QVNZentaraClient.sharedClient = plain;
     CHECK([QVNZentaraClient getAndReturnError:NULL readyCallback:nil] == plain);
     CHECK([QVNZentaraClient removeLoggedUserAndReturnError:NULL]);
-    id note = ^(NSString *text) {
-        [outcomes addObject:text];
+    id noteUser = ^(NSString *type, NSString *value, NSString *publicValue) {
+        [outcomes addObject:[NSString stringWithFormat:@"'%@' '%@' %@", type, value, publicValue]];
     };
-    CHECK([plain getAnonymousUserAndReturnError:NULL callbackUser:note]);
-    CHECK([plain getHsidAndReturnError:NULL callbackHsid:note]);
+    id noteHsid = ^(NSString *hsid) {
+        [outcomes addObject:hsid];
+    };
+    CHECK([plain getAnonymousUserAndReturnError:NULL callbackUser:noteUser]);
+    CHECK([plain getHsidAndReturnError:NULL callbackHsid:noteHsid]);
+    [plain performFetchWith:nil];
+    [plain performFetchWith:^(NSUInteger result) {
+        [outcomes addObject:@(result)];
+    }];
     NSString *error = @"ZentaraClientNotInitializedError";
-    CHECK_EQUAL(outcomes, (@[ error, error, error, @"", @"" ]));
+    CHECK_EQUAL(outcomes, (@[ error, error, error, @"'' '' (null)", @"", @2 ]));
 }
 
-static void *run(void *code) {
-    @autoreleasepool {
-        ((void (^)(void))code)();
-    }
-    return NULL;
+TEST(AnEventHasOneDictionaryForAllThreads) {
+    enum { count = 2000 };
+    static id seen[4][count];
+    NSMutableArray *events = [NSMutableArray array];
+    while ([events count] < count)
+        [events addObject:eventOf(
+                              nil, nil,
+                              @{@"a" : @[ @1, @2, @3 ]})];
+    __block _Atomic(int) nextThread = 0;
+    inThreads(4, 0, ^{
+        id *mine = seen[nextThread++];
+        for (size_t index = 0; index < count; ++index)
+            mine[index] = [[events objectAtIndex:index] properties];
+    });
+    for (size_t index = 0; index < count; ++index)
+        CHECK(seen[0][index] == seen[1][index] && seen[2][index] == seen[3][index] &&
+              seen[0][index] == seen[2][index]);
 }
 
 /// Threads that share, look and let go, while each other's last references go.
@@ -122,11 +139,7 @@ TEST(ThreadsMayShareAndLetGoAtWill) {
             }
             CHECK(calls == 200);
         };
-        pthread_t threads[4];
-        for (size_t index = 0; index < COUNT_OF(threads); ++index)
-            pthread_create(&threads[index], NULL, run, contend);
-        for (size_t index = 0; index < COUNT_OF(threads); ++index)
-            pthread_join(threads[index], NULL);
+        inThreads(4, 0, contend);
         QVNZentaraClient.sharedClient = nil;
     }
     CHECK([Tracked count] == 0);
