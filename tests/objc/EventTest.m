@@ -131,7 +131,7 @@ TEST(StringsMayHoldAnything) {
     }
 }
 
-TEST(WhatJSONCannotHoldIsRefusedAndNothingElseIs) {
+TEST(OnlyWhatJSONCannotHoldIsRefused) {
     NSMutableArray *cycle = [NSMutableArray array];
     const id itself = cycle;
     [cycle addObject:itself];

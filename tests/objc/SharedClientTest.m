@@ -44,7 +44,7 @@ TEST(AClientIsSharedWithCPlusPlus) {
     [client release];
 }
 
-TEST(TheSharedClientIsRetainedAndTheOneBeforeReleased) {
+TEST(SharedClientIsRetainedUntilReplaced) {
     @autoreleasepool {
         QVNZentaraClient.sharedClient = [[[CountedClient alloc] init] autorelease];
     }
