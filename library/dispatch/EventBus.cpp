@@ -8,6 +8,7 @@
 #include "dispatch/EventBusError.h"
 #include "identity/IDManager.h"
 #include "model/ZentaraEnvelope.h"
+#include "network/RequestFailure.h"
 #include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
 #include "platform/ProcessExit.h"
@@ -156,18 +157,24 @@ void EventBus::dispatch(DispatchCompletion completion) {
         return;
     }
     if (!idManager_->isReady()) {
-        completion(failure(EventBusError::Case::idManagerNotReady));
+        const auto result = failure(EventBusError::Case::idManagerNotReady);
+        // Until the first answer comes there is none, and nothing has failed.
+        if (isFailing(Component::identity)) failures_.report(result.error());
+        completion(result);
         return;
     }
     auto batch = takeBatch(settings->dispatchBatchSize);
     if (batch.events.empty()) {
+        if (Ledger::shared().underWay == 0) failures_.report(nullptr);
         completion(DispatchResult::emptyRepository());
         return;
     }
     auto body = envelopeBody(*settings, batch);
     if (!body) {
         putBack(batch);
-        completion(failure(EventBusError::Case::invalidJSONFormat));
+        const auto result = failure(EventBusError::Case::invalidJSONFormat);
+        failures_.report(result.error());
+        completion(result);
         return;
     }
     post(*settings, std::move(batch), *std::move(body), std::move(completion));
@@ -265,17 +272,18 @@ void EventBus::post(const ClientSettings& settings, Batch batch, std::string bod
     builder.headers["Content-Type"] = requestContentType;
     builder.body = std::move(body);
     // Holding the bus: a batch that comes back must find its queue.
-    RestClient::shared().statusRequest(builder.build(),
-                                       [self = shared_from_this(), batch = std::move(batch),
-                                        completion = std::move(completion)](const ErrorRef& error) {
-                                           if (error) {
-                                               self->putBack(batch);
-                                               completion(DispatchResult::failure(error));
-                                           } else {
-                                               self->settle(batch);
-                                               completion(DispatchResult::success());
-                                           }
-                                       });
+    RestClient::shared().statusRequest(
+        builder.build(), [self = shared_from_this(), batch = std::move(batch), url = builder.url,
+                          completion = std::move(completion)](const ErrorRef& error) {
+            self->failures_.report(withHost(url, error));
+            if (error) {
+                self->putBack(batch);
+                completion(DispatchResult::failure(error));
+            } else {
+                self->settle(batch);
+                completion(DispatchResult::success());
+            }
+        });
 }
 
 }  // namespace zentara

@@ -12,6 +12,7 @@
 #include "dispatch/EventRepositoryProtocol.h"
 #include "dispatch/TickerProtocol.h"
 #include "support/ControlTime.h"
+#include "support/FailureReporter.h"
 #include "support/Mutex.h"
 #include "support/ReferenceTime.h"
 #include "support/ZentaraClock.h"
@@ -91,8 +92,9 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     const std::string instanceId_;
     const std::unique_ptr<TickerProtocol> ticker_;
     const Clocks clocks_;
-    UserDefaults defaults_;          // synchronises itself
-    const ReferenceTime reference_;  // inicialTimestamp and inicialMonotonicValue
+    FailureReporter failures_{Component::delivery};  // synchronises itself
+    UserDefaults defaults_;                          // synchronises itself
+    const ReferenceTime reference_;                  // inicialTimestamp and inicialMonotonicValue
 
     Mutex mutex_;
     std::int64_t dispatchNumberCounter_ ZENTARA_GUARDED_BY(mutex_) = 0;

@@ -7,7 +7,7 @@ std::string EventBusError::description() const {
         case Case::clientNotInitialized:
             return "the client is not initialized";
         case Case::idManagerNotReady:
-            return "the identity manager is not ready";
+            return "there is no identity yet";
         case Case::invalidJSONFormat:
             return "the envelope cannot be turned into JSON";
         case Case::enqueueError:

@@ -15,6 +15,7 @@
 #include "platform/File.h"
 #include "platform/GlobalQueue.h"
 #include "platform/PlatformError.h"
+#include "support/FailureReporter.h"
 #include "support/Mutex.h"
 
 namespace zentara {
@@ -53,7 +54,9 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
           scheduler(std::move(run)),
           current(file, sibling(file, ".", ".spare"), SwappedFile::Durability::process),
           checkpoint(checkpointPath, sibling(file, ".", ".checkpoint-spare"),
-                     SwappedFile::Durability::flushed) {}
+                     SwappedFile::Durability::flushed),
+          failures(Component::storage, file.filename().string()),
+          checkpointFailures(Component::storage, checkpointPath.filename().string()) {}
 
     const std::filesystem::path path;
     const std::filesystem::path checkpointPath;
@@ -76,6 +79,9 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     Mutex checkpointMutex;
     SwappedFile checkpoint ZENTARA_GUARDED_BY(checkpointMutex);
     std::vector<InternalEvent> checkpointed ZENTARA_GUARDED_BY(checkpointMutex);
+
+    FailureReporter failures;            // synchronises itself
+    FailureReporter checkpointFailures;  // likewise
 
     void recover() ZENTARA_REQUIRES(mutex);
     Loaded<InternalEvent> load() ZENTARA_REQUIRES(mutex);
@@ -213,6 +219,7 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
         error = std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM,
                                                 "not enough memory for the checkpoint");
     }
+    checkpointFailures.report(error);
     if (!error) return;
     // The last checkpoint is as it was.
     const MutexLock lock(mutex);
@@ -238,12 +245,16 @@ void InternalEventStorageImpl::recover() {
 
 ErrorRef InternalEventStorageImpl::save(const EventList& events) {
     const MutexLock lock(shared_->mutex);
-    return shared_->save(events);
+    auto error = shared_->save(events);
+    shared_->failures.report(error);
+    return error;
 }
 
 Loaded<InternalEvent> InternalEventStorageImpl::load() {
     const MutexLock lock(shared_->mutex);
-    return shared_->load();
+    auto loaded = shared_->load();
+    shared_->failures.report(loaded.error);
+    return loaded;
 }
 
 }  // namespace zentara

@@ -12,9 +12,17 @@
 namespace zentara {
 
 UnderWayFile::UnderWayFile(std::string_view queueName)
-    : queue_(documentsFile(queueName)), path_(sibling(queue_, ".", ".under-way")) {}
+    : queue_(documentsFile(queueName)),
+      path_(sibling(queue_, ".", ".under-way")),
+      failures_(Component::storage, path_.filename().string()) {}
 
 ErrorRef UnderWayFile::save(std::span<const InternalEvent> events) {
+    auto error = write(events);
+    failures_.report(error);
+    return error;
+}
+
+ErrorRef UnderWayFile::write(std::span<const InternalEvent> events) {
     if (inTheWay_) return inTheWay_;
     if (events.empty()) {
         removeFile(path_);

@@ -5,6 +5,7 @@
 
 #include "dispatch/Storage.h"
 #include "model/InternalEvent.h"
+#include "support/FailureReporter.h"
 
 namespace zentara {
 
@@ -22,9 +23,12 @@ class UnderWayFile final : public Storage<InternalEvent> {
     Loaded<InternalEvent> load() override;
 
   private:
+    [[nodiscard]] ErrorRef write(std::span<const InternalEvent> events);
+
     const std::filesystem::path queue_;
     const std::filesystem::path path_;
     ErrorRef inTheWay_;
+    FailureReporter failures_;
 };
 
 }  // namespace zentara

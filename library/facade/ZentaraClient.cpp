@@ -1,6 +1,7 @@
 #include "facade/ZentaraClient.h"
 
 #include <atomic>
+#include <new>
 #include <utility>
 
 #include "facade/ClientSettingsAccess.h"
@@ -12,6 +13,7 @@
 #include "model/UTF8Repair.h"
 #include "platform/Diagnostics.h"
 #include "platform/ForkedChild.h"
+#include "support/FailureReporter.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
 
@@ -46,6 +48,18 @@ void refuseInForkedChild(const EventRef& event, const ZentaraClient::SendHandler
             "sent here is refused");
     }
     if (handler) handler(event, std::make_shared<EventNotQueuedError>());
+}
+
+ZentaraClientFailure failureOf(Component component) noexcept {
+    auto failure = lastFailure(component);
+    ZentaraClientFailure result{"", failure.time, failure.inARow};
+    try {
+        // Paths may be anything.
+        result.text = zentara::withValidUTF8(std::move(failure.text));
+    } catch (const std::bad_alloc&) {
+        // Counts and times are better than nothing.
+    }
+    return result;
 }
 
 std::optional<std::string> withValidUTF8(std::optional<std::string> text) {
@@ -167,6 +181,10 @@ ZentaraClientStatistics ZentaraClient::statistics() noexcept {
         .waiting = ledger.queue.waiting,
         .underWay = ledger.underWay,
         .heldBackWaiting = ledger.heldBackQueue.waiting,
+        .schemasFailure = failureOf(Component::schemas),
+        .identityFailure = failureOf(Component::identity),
+        .deliveryFailure = failureOf(Component::delivery),
+        .storageFailure = failureOf(Component::storage),
     };
 }
 

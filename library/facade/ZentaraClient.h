@@ -87,7 +87,9 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     [[nodiscard]] static std::shared_ptr<ZentaraClient> sharedClient();
     static void setSharedClient(std::shared_ptr<ZentaraClient> client);
 
-    /// What became of the events of this process so far. Costs next to nothing.
+    /// What became of the events of this process so far, and why parts of the library failed last.
+    /// Takes a lock for a moment and copies the texts of failures; there are none as a rule. Any
+    /// thread.
     [[nodiscard]] static ZentaraClientStatistics statistics() noexcept;
 
     /// Sets the user whose token goes with the events sent from now on. Builds the client if

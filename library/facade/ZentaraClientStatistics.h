@@ -1,8 +1,20 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace zentara {
+
+/// Why a part of the library failed last.
+struct ZentaraClientFailure {
+    /// In words, with the host, status or system error. Empty while nothing has failed, and when
+    /// there is no memory for a copy.
+    std::string text;
+    std::int64_t time = 0;  ///< of the failure, in milliseconds since 1970-01-01 UTC; 0 without one
+    std::int64_t inARow = 0;  ///< failures since the last success; 0 when it has recovered
+
+    friend bool operator==(const ZentaraClientFailure&, const ZentaraClientFailure&) = default;
+};
 
 /// What became of the events of this process, since it started. All clients of the process, one
 /// after the other, count into one record.
@@ -13,7 +25,8 @@ namespace zentara {
 /// - `heldBack + heldBackNotSaved + heldBackRestored == released + droppedInvalid +
 ///   droppedUnknownSchema + heldBackEvicted + heldBackWaiting`
 ///
-/// While events move, each count is right but they are read one after the other.
+/// While events move, each count is right but they are read one after the other. Failures are not
+/// part of the balance.
 struct ZentaraClientStatistics {
     // What `send` did.
     std::int64_t accepted = 0;          ///< valid, queued and on disk: the handler got null
@@ -46,6 +59,12 @@ struct ZentaraClientStatistics {
     std::int64_t waiting = 0;          ///< in the queue
     std::int64_t underWay = 0;         ///< in batches that are not answered yet
     std::int64_t heldBackWaiting = 0;  ///< held back
+
+    // Why events do not move. Each new cause is also a line on standard error.
+    ZentaraClientFailure schemasFailure;   ///< fetching the schemas
+    ZentaraClientFailure identityFailure;  ///< fetching the identity
+    ZentaraClientFailure deliveryFailure;  ///< posting batches; also that there is no identity
+    ZentaraClientFailure storageFailure;   ///< reading and writing the files
 
     friend bool operator==(const ZentaraClientStatistics&,
                            const ZentaraClientStatistics&) = default;

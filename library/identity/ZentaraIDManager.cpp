@@ -5,6 +5,7 @@
 
 #include <zentara/ZentaraEndpoints.h>
 #include "network/CookieText.h"
+#include "network/RequestFailure.h"
 #include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
 
@@ -15,6 +16,12 @@ namespace {
 struct NotConfigured final : Error {
     [[nodiscard]] std::string description() const override {
         return "the library is not configured";
+    }
+};
+
+struct NoToken final : Error {
+    [[nodiscard]] std::string description() const override {
+        return "the answer holds no anonymous token";
     }
 };
 
@@ -102,9 +109,9 @@ void ZentaraIDManager::loadAnonymousToken(const TokenCompletion& completion) con
     std::optional<Token> token;
     {
         const MutexLock lock(storageMutex_);
-        if (auto stored = anonymousStorage_->load(); !stored.records.empty()) {
-            token = std::move(stored.records.front());
-        }
+        auto stored = anonymousStorage_->load();
+        tokenFile_.report(stored.error);
+        if (!stored.records.empty()) token = std::move(stored.records.front());
     }
     if (completion) completion(std::move(token));
 }
@@ -147,16 +154,17 @@ void ZentaraIDManager::fetch(FetchCompletion completion) {
     }
     const auto& client = RestClient::shared();
     client.dataRequest(
-        builder.build(),
-        [self = shared_from_this()](const std::optional<std::string>& body, ErrorRef error) {
-            RestClient::shared().decodeJSON(body, std::move(error),
-                                            [&self](const JSONObject& response, ErrorRef failure) {
-                                                self->finishFetch(response, std::move(failure));
-                                            });
+        builder.build(), [self = shared_from_this(), url = builder.url](
+                             const std::optional<std::string>& body, ErrorRef error) {
+            RestClient::shared().decodeJSON(
+                body, std::move(error), [&](const JSONObject& response, ErrorRef failure) {
+                    self->finishFetch(url, response, std::move(failure));
+                });
         });
 }
 
-void ZentaraIDManager::finishFetch(const JSONObject& response, ErrorRef error) {
+void ZentaraIDManager::finishFetch(const URL& url, const JSONObject& response, ErrorRef error) {
+    ErrorRef problem = error;
     std::optional<std::string> hsid;
     if (!error) {
         auto value = stringMember(response, anonymousTokenName);
@@ -164,9 +172,12 @@ void ZentaraIDManager::finishFetch(const JSONObject& response, ErrorRef error) {
         if (value && publicValue) {
             setAnonymousToken(
                 {std::string(anonymousTokenName), *std::move(value), *std::move(publicValue)});
+        } else if (!isReady()) {
+            problem = std::make_shared<NoToken>();
         }
         hsid = stringMember(response, hsidTokenName);
     }
+    failures_.report(withHost(url, problem));
     std::vector<FetchCompletion> served;
     {
         const MutexLock lock(mutex_);
@@ -182,7 +193,7 @@ void ZentaraIDManager::setAnonymousToken(Token token) {
     {
         const MutexLock lock(storageMutex_);
         // Without its file the token still serves this run.
-        static_cast<void>(anonymousStorage_->save(std::span(&token, 1)));
+        tokenFile_.report(anonymousStorage_->save(std::span(&token, 1)));
     }
     {
         const MutexLock lock(mutex_);

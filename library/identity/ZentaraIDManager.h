@@ -7,9 +7,11 @@
 #include <string_view>
 #include <vector>
 
+#include <zentara/URL.h>
 #include "dispatch/Storage.h"
 #include "dispatch/TickerProtocol.h"
 #include "identity/IDManager.h"
+#include "support/FailureReporter.h"
 #include "support/Mutex.h"
 
 namespace zentara {
@@ -54,12 +56,15 @@ class ZentaraIDManager final : public IDManager,
 
     void beginTicking();
     void fetch(FetchCompletion completion);
-    void finishFetch(const JSONObject& response, ErrorRef error);
+    void finishFetch(const URL& url, const JSONObject& response, ErrorRef error);
     void setAnonymousToken(Token token);
 
     const std::string userAgent_;
     const std::unique_ptr<TickerProtocol> ticker_;  // synchronises itself
     const std::function<void()> onReady_;
+    FailureReporter failures_{Component::identity};  // synchronises itself
+    // Likewise.
+    mutable FailureReporter tokenFile_{Component::storage, "the anonymous token"};
 
     mutable Mutex storageMutex_;
     const std::unique_ptr<Storage<Token>> anonymousStorage_ ZENTARA_GUARDED_BY(storageMutex_);

@@ -82,8 +82,9 @@ class File {
     std::string_view view_;
 };
 
-/// Makes a folder and those above it that are missing, each for this user only.
-void makeFolder(const std::filesystem::path& folder);
+/// Makes a folder and those above it that are missing, each for this user only. Null when it is
+/// there.
+ErrorRef makeFolder(const std::filesystem::path& folder);
 
 /// The file of that name, or nothing when there is none.
 [[nodiscard]] std::optional<FileIdentity> fileIdentity(const std::filesystem::path& path);

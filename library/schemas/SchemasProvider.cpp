@@ -53,7 +53,7 @@ void SchemasProvider::loadCache() {
     // No cache yet, or one that cannot be read: the fetch will tell.
     if (cached.error || !cached.found) return;
     if (cached.records.empty()) {
-        report(std::make_shared<SchemasInitializationError>());
+        reportFailure(std::make_shared<SchemasServiceError>("the cache of schemas is empty"));
         return;
     }
     {
@@ -75,16 +75,18 @@ void SchemasProvider::startRefresh() {
 
 void SchemasProvider::fetch() {
     if (!ClientSettings::current()) {
-        report(std::make_shared<SchemasInitializationError>());
+        reportFailure(std::make_shared<SchemasServiceError>("the library is not configured"));
         return;
     }
     schemaService_->fetch(
-        [weak = weak_from_this()](std::optional<JSONObject> table, const ErrorRef&) {
-            if (const auto self = weak.lock()) self->finishFetch(std::move(table));
+        [weak = weak_from_this()](std::optional<JSONObject> table, ErrorRef error) {
+            if (const auto self = weak.lock()) {
+                self->finishFetch(std::move(table), std::move(error));
+            }
         });
 }
 
-void SchemasProvider::finishFetch(std::optional<JSONObject> table) {
+void SchemasProvider::finishFetch(std::optional<JSONObject> table, ErrorRef error) {
     const bool succeeded = table.has_value();
     {
         const MutexLock lock(mutex_);
@@ -97,11 +99,19 @@ void SchemasProvider::finishFetch(std::optional<JSONObject> table) {
         }
     }
     if (!succeeded) {
-        report(std::make_shared<SchemasInitializationError>());
+        reportFailure(std::move(error));
         return;
     }
+    failures_.report(nullptr);
     report(nullptr);
     ticker_->cancel();
+}
+
+void SchemasProvider::reportFailure(ErrorRef cause) {
+    if (!cause) cause = std::make_shared<SchemasServiceError>("there is no table of schemas");
+    // First, so that the host finds the cause when it is called.
+    failures_.report(cause);
+    report(std::make_shared<SchemasInitializationError>());
 }
 
 void SchemasProvider::report(ZentaraClientErrorRef error) const {

@@ -11,6 +11,7 @@
 #include "dispatch/Storage.h"
 #include "dispatch/TickerProtocol.h"
 #include "schemas/SchemasServiceApi.h"
+#include "support/FailureReporter.h"
 #include "support/Mutex.h"
 
 namespace zentara {
@@ -64,13 +65,15 @@ class SchemasProvider final : public SchemaProviderProtocol,
     void loadCache();
     void startRefresh();
     void fetch();
-    void finishFetch(std::optional<JSONObject> table);
+    void finishFetch(std::optional<JSONObject> table, ErrorRef error);
+    void reportFailure(ErrorRef cause);
     void report(ZentaraClientErrorRef error) const;
 
     const std::unique_ptr<SchemaStorageProtocol> storage_;  // used while creating only
     const std::unique_ptr<TickerProtocol> ticker_;          // synchronises itself
     const std::unique_ptr<SchemaServiceProtocol> schemaService_;
     const OnReady onReady_;
+    FailureReporter failures_{Component::schemas};  // synchronises itself
 
     mutable Mutex mutex_;
     Table schemas_ ZENTARA_GUARDED_BY(mutex_);

@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/JSONValue.h"
 #include "support/Error.h"
@@ -12,10 +13,15 @@ namespace zentara {
 /// The service's own failure: the response is not a usable table, or the library is not configured.
 class SchemasServiceError final : public Error {
   public:
+    explicit SchemasServiceError(std::string reason) : reason_(std::move(reason)) {}
+
     enum class Case { schemaNotFound };
 
     [[nodiscard]] Case errorCase() const noexcept { return Case::schemaNotFound; }
-    [[nodiscard]] std::string description() const override { return "schemas not found"; }
+    [[nodiscard]] std::string description() const override { return reason_; }
+
+  private:
+    std::string reason_;
 };
 
 /// Fetches the table of schemas.

@@ -64,9 +64,6 @@ int openNew(const std::filesystem::path& path) {
     if (descriptor < 0 && errno == EEXIST) {
         ::unlink(path.c_str());
         descriptor = retried([&] { return ::open(path.c_str(), flags, privateFile); });
-    } else if (descriptor < 0 && errno == ENOENT) {
-        makeFolder(path.parent_path());
-        descriptor = retried([&] { return ::open(path.c_str(), flags, privateFile); });
     }
     return descriptor;
 }
@@ -99,17 +96,23 @@ FileContents readAll(int descriptor, const std::filesystem::path& path) {
 
 }  // namespace
 
-void makeFolder(const std::filesystem::path& folder) {
-    if (folder.empty()) return;
-    if (::mkdir(folder.c_str(), privateFolder) == 0 || errno != ENOENT) return;
+ErrorRef makeFolder(const std::filesystem::path& folder) {
+    if (folder.empty() || ::mkdir(folder.c_str(), privateFolder) == 0) return nullptr;
     const auto parent = folder.parent_path();
-    if (parent == folder) return;
-    makeFolder(parent);
-    ::mkdir(folder.c_str(), privateFolder);
+    if (errno == ENOENT && parent != folder) {
+        if (auto error = makeFolder(parent)) return error;
+        if (::mkdir(folder.c_str(), privateFolder) == 0) return nullptr;
+    }
+    if (errno == EEXIST) return nullptr;
+    return failure(errno, "cannot make the folder", folder);
 }
 
 ErrorRef File::create(const std::filesystem::path& path, File& file) {
-    const int descriptor = openNew(path);
+    int descriptor = openNew(path);
+    if (descriptor < 0 && errno == ENOENT) {
+        if (auto error = makeFolder(path.parent_path())) return error;
+        descriptor = openNew(path);
+    }
     if (descriptor < 0) return failure(errno, "cannot create", path);
     file.close();
     file.descriptor_ = descriptor;

@@ -43,7 +43,7 @@ int openLockFile(const Path& path) {
     constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     int descriptor = ::open(path.c_str(), flags, 0600);
     if (descriptor < 0 && errno == ENOENT) {
-        makeFolder(path.parent_path());
+        static_cast<void>(makeFolder(path.parent_path()));
         descriptor = ::open(path.c_str(), flags, 0600);
     }
     return descriptor;

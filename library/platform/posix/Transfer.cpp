@@ -9,6 +9,7 @@
 #include <limits>
 #include <new>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "platform/HeaderText.h"
@@ -36,6 +37,25 @@ bool isStatusLine(std::string_view line) {
 
 bool equalIgnoringCase(std::string_view one, std::string_view other) {
     return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
+}
+
+/// curl's words without how long it took and how much came, so that the same failure has the same
+/// text each time: "Failed to connect to host port 80 after 3 ms: Couldn't connect to server".
+std::string withoutMeasures(std::string text) {
+    const auto start = text.find(" after ");
+    if (start == std::string::npos) return text;
+    const auto end = text.find_first_not_of("0123456789", start + 7);
+    if (end == start + 7 || end == std::string::npos || text.compare(end, 2, " m") != 0)
+        return text;
+    const auto rest = text.find(':', end);
+    return text.erase(start, std::min(rest, text.size()) - start);
+}
+
+/// What the system said to the last attempt to connect; 0 when it said nothing.
+int connectError(CURL* handle) {
+    long code = 0;
+    if (handle != nullptr) ::curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &code);
+    return static_cast<int>(code);
 }
 
 bool isLoopback(const std::string& host) {
@@ -256,7 +276,11 @@ TransferOutcome Transfer::outcome(CURLcode code) {
     } else if (refusal_ == Refusal::largeHeaders) {
         message += "the headers are larger than " + std::to_string(maximumHeaderSize) + " bytes";
     } else {
-        message += *message_ != '\0' ? message_ : ::curl_easy_strerror(code);
+        message += withoutMeasures(*message_ != '\0' ? message_ : ::curl_easy_strerror(code));
+        const int systemError = connectError(handle_.get());
+        if (code == CURLE_COULDNT_CONNECT && systemError != 0) {
+            message += " (" + std::generic_category().message(systemError) + ")";
+        }
     }
     return {std::nullopt, std::make_shared<PlatformError>(PlatformError::Domain::network, code,
                                                           std::move(message))};

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "support/Error.h"
+
+namespace zentara {
+
+/// The parts of the library whose failures are told apart.
+enum class Component { schemas, identity, delivery, storage };
+
+/// Why a component failed last, and whether it still does.
+struct ComponentFailure {
+    std::string text;         ///< empty before the first failure, and when there is no memory
+    std::int64_t time = 0;    ///< milliseconds since 1970-01-01 UTC
+    std::int64_t inARow = 0;  ///< 0 before the first failure, and when the component has recovered
+};
+
+/// The last failure of `component`. Any thread.
+[[nodiscard]] ComponentFailure lastFailure(Component component) noexcept;
+
+/// Whether a reporter of `component` has a failure and no success since. Any thread.
+[[nodiscard]] bool isFailing(Component component) noexcept;
+
+/// Reports the outcome of one operation that a component repeats.
+///
+/// A failure whose cause differs from those that the component already has prints one line on
+/// standard error. When the last reporter of the component succeeds, one more line says so. Of file
+/// operations the error code is the cause, so that a full disk is one cause for all files.
+///
+/// Safe for use from any thread, also under a lock: takes no lock but its own. A success after a
+/// success is one atomic load.
+class FailureReporter {
+  public:
+    /// `subject` says which of several things of the component failed; may be empty.
+    explicit FailureReporter(Component component, std::string subject = "");
+    /// Withdraws the failure, without a line.
+    ~FailureReporter();
+    FailureReporter(const FailureReporter&) = delete;
+    FailureReporter& operator=(const FailureReporter&) = delete;
+
+    /// Null reports a success. The text of `error` must not hold a token, cookie, password or
+    /// property.
+    void report(const ErrorRef& error) noexcept {
+        if (error) {
+            reportFailure(*error);
+        } else if (isFailing_.load(std::memory_order_relaxed)) {
+            reportSuccess();
+        }
+    }
+
+  private:
+    friend struct ComponentState;
+
+    void reportFailure(const Error& error) noexcept;
+    void reportSuccess() noexcept;
+
+    const Component component_;
+    const std::string subject_;
+    std::atomic<bool> isFailing_ = false;  // written with the state of all components locked
+    std::string cause_;                    // guarded likewise
+    FailureReporter* next_ = nullptr;      // guarded likewise
+};
+
+}  // namespace zentara
