@@ -172,7 +172,7 @@ void FailureReporter::reportSuccess() noexcept {
         const MutexLock lock(all.mutex);
         hasRecovered = all.at(component_).remove(*this);
     }
-    if (hasRecovered) print(component_, " works again");
+    if (hasRecovered) print(component_, ": recovered");
 }
 
 }  // namespace zentara
