@@ -68,6 +68,9 @@ test('events appear as the library delivers them, until they are paused or clear
 
 test('filters live in the address and can be shared', async () => {
     await openAfter([goodPage('Tents'), goodPage('Shoes'), badCart()], [goodPage('More tents')]);
+    const places = await page.locator('.filterRow :is(input, button, select)').evaluateAll(
+        (all) => all.map((one) => one.getBoundingClientRect().x));
+    assert.deepEqual(places, places.toSorted((one, other) => one - other), 'tabs go from left to right');
     await page.selectOption('#filterSchema', 'page-view-1');
     await page.fill('#filterText', 'TENTS');
     await hasRows(4, 1);
@@ -96,6 +99,30 @@ test('filters live in the address and can be shared', async () => {
     const {since, until: end} = Object.fromEntries(new URL(page.url()).searchParams);
     const [{receivedAt}] = (await received('events?text=More')).events;
     assert.ok(Number(since) <= receivedAt && receivedAt < Number(end));
+});
+
+test('an empty list asks once, a chart keeps pace', async () => {
+    let questions = 0;
+    page.on('request', (request) => { questions += request.url().includes('/received/events') ? 1 : 0; });
+    const chartHas = (count) => page.locator(`#chartArea[aria-label*=": ${count}"]`).waitFor();
+    await page.clock.install();
+    await openAfter();
+    await hasText('#empty', 'Waiting for the first event');
+    await page.clock.pauseAt(Date.now() + 60_000);
+    await chartHas('none');
+    for (let sent = 1; sent <= 5; sent += 1) {
+        await send(goodPage('one'));
+        await hasText('#countEvents', String(sent));
+        await page.clock.runFor(1000);
+        await chartHas(`${sent} event`);
+    }
+    await page.click('[data-tile=bad]');
+    await chartHas('none');
+    await page.clock.runFor(1000);
+    await hasText('#empty', 'No event matches');
+    questions = 0;
+    for (let second = 0; second < 3; second += 1) await page.clock.runFor(1000);
+    assert.equal(questions, 0);
 });
 
 test('the panel shows a bad event with its messages, its envelope and its request', async () => {
@@ -188,6 +215,10 @@ test('fifty thousand events take few elements, and the oldest can be reached', a
     assert.equal(await placeOf(), place);
     await page.click('#jump');
     await rowOf(50_001).waitFor();
+
+    await page.setViewportSize({width: 320, height: 640});
+    assert.deepEqual(await page.locator('.tile').evaluateAll(
+        (all) => all.filter((one) => one.scrollWidth > one.clientWidth).map((one) => one.textContent)), []);
 });
 
 test('faults are switched and shown, and the page survives its collector', async () => {
@@ -198,13 +229,18 @@ test('faults are switched and shown, and the page survives its collector', async
     await hasText('#faultOn', 'event status 418');
     assert.equal(await collector.post(envelope([])), 418);
     await page.click('#faultsOff');
+    await press('Escape');
 
     await collector.stop();
     await hasText('#connection', 'reconnecting');
+    await page.fill('#filterText', 'another');
+    await hasText('#empty', 'cannot be read');
+    assert.equal(await page.locator('.rows .row').count(), 0);
     collector = await startCollector(new URL(collector.url).port);
     await send(goodPage('another'), goodPage('of as many'));
     await hasText('#connection', 'Live');
     await hasText('#row1', 'another');
+    await hasRows(1);
     // Refused connections are what this test is about.
     troubles = troubles.filter((trouble) => !/ERR_(CONNECTION_RE|INCOMPLETE_CHUNKED)/.test(trouble));
 });

@@ -69,11 +69,11 @@ export function setUpHelp() {
     return open;
 }
 
-/// What stands in the place of the list: how to send a first event, or that nothing matches.
-export function showEmpty({isEmpty, hasEvents, onClearFilters}) {
+/// What stands in the place of the list: how to send a first event ("nothing"), that no event
+/// matches ("noMatch") or can be read ("unread"); or "".
+export function showEmpty(kind, {onClearFilters, onRetry}) {
     const place = byId('empty');
-    place.hidden = !isEmpty;
-    const kind = !isEmpty ? '' : hasEvents ? 'noMatch' : 'nothing';
+    place.hidden = kind === '';
     if (place.dataset.kind === kind) return;
     place.dataset.kind = kind;
     if (kind === '') place.replaceChildren();
@@ -81,6 +81,11 @@ export function showEmpty({isEmpty, hasEvents, onClearFilters}) {
         place.replaceChildren(element('h2', {}, 'No event matches'),
             element('p', {}, 'Events have arrived, but none that fits the filters.'),
             button('Remove all filters', {onclick: onClearFilters}));
+    }
+    if (kind === 'unread') {
+        place.replaceChildren(element('h2', {}, 'The events cannot be read'),
+            element('p', {}, 'What matches is shown once the collector answers.'),
+            button('Try again', {onclick: onRetry}));
     }
     if (kind === 'nothing') {
         const command = `zentara-track --collector ${location.origin} examples/events.jsonl`;

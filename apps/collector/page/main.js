@@ -150,11 +150,9 @@ function showRows(change) {
     const match = !isFiltered ? '' : rows.total === 1 ? ' matches' : ' match';
     const cut = isCut ? `, the first ${count(list.shownTotal)} listed` : '';
     setText(byId('matches'), rows.loaded ? plural(rows.total, 'event') + match + cut : '');
-    showEmpty({
-        isEmpty: rows.loaded && rows.total === 0,
-        hasEvents: (summary?.events ?? 0) > 0,
-        onClearFilters: () => filters.clear(),
-    });
+    const isEmpty = rows.loaded && rows.total === 0;
+    showEmpty(rows.unread ? 'unread' : !isEmpty ? '' : summary?.events > 0 ? 'noMatch' : 'nothing',
+        {onClearFilters: () => filters.clear(), onRetry: () => rows.reload()});
     showState();
 }
 

@@ -24,10 +24,12 @@ export class Rows {
         this.resets = null;
         this.epoch = 0;       // answers to questions of an earlier one are dropped
         this.view = null;
+        this.problem = '';
         this.#forget();
     }
 
     get loaded() { return this.known !== null; }
+    get unread() { return this.problem !== '' && this.heldView !== this.view; }
     get isByNumber() { return this.view.sort === 'number'; }
     get isReversed() { return this.isByNumber && this.view.order === 'descending'; }
 
@@ -92,6 +94,7 @@ export class Rows {
 
     #forget() {
         this.held = new Map();
+        this.heldView = null;  // whose rows are held
         this.total = 0;
         this.known = null;  // events up to this number are counted in `total`
     }
@@ -109,9 +112,14 @@ export class Rows {
             if (this.paused && this.loaded) await this.#countNew(epoch);
             else if (this.loaded && this.isByNumber) await this.#takeNew(epoch);
             else await this.#takeAll(epoch);
-            this.onProblem('');
+            this.#tell('');
         } catch (error) {
-            this.onProblem(`The events cannot be read: ${error.message}`);
+            this.#tell(error.message);
+            if (epoch === this.epoch && this.heldView !== this.view) {
+                // Rows of another view would look like the answer.
+                this.#forget();
+                this.onChange({arrived: 0, reloaded: true});
+            }
         }
         setTimeout(() => {
             this.refreshing = false;
@@ -156,15 +164,17 @@ export class Rows {
             this.held.set(this.isByNumber ? total - 1 - place : offset + place, event);
         });
         this.known = Math.max(heard, this.isByNumber ? events[0]?.number ?? 0 : 0);
+        this.heldView = this.view;
         this.onChange({arrived: 0, reloaded: true});
     }
 
     async #loadBlock() {
         if (this.loadingBlock || !this.loaded) return;
         const [first, last] = this.wantedRange();
+        const end = Math.min(last + 1, this.total);
         let missing = first;
-        while (missing <= last && this.held.has(missing)) missing += 1;
-        if (missing > last || missing < 0) return;
+        while (missing < end && this.held.has(missing)) missing += 1;
+        if (missing >= end) return;
         this.loadingBlock = true;
         const {epoch} = this;
         const {sort, order, filters} = this.view;
@@ -183,9 +193,14 @@ export class Rows {
                 setTimeout(() => this.onChange({arrived: 0, reloaded: false}));
             }
         } catch (error) {
-            this.onProblem(`The events cannot be read: ${error.message}`);
+            this.#tell(error.message);
         }
         this.loadingBlock = false;
+    }
+
+    #tell(problem) {
+        this.problem = problem;
+        this.onProblem(problem === '' ? '' : `The events cannot be read: ${problem}`);
     }
 
     /// Lets go of what is far from the screen.
