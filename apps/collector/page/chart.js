@@ -11,6 +11,7 @@ const mostFine = 60;       // bars, when the bars of a short time are made finer
 const finest = 10;         // ms
 const margin = {left: 38, right: 8, top: 6, bottom: 18};
 const dragAtLeast = 5;  // px
+const none = {width: 1000, buckets: []};
 
 const steps = [
     1, 2, 5, 10, 20, 50, 100, 200, 500, 1000, 2000, 5000, 10_000, 15_000, 30_000, 60_000, 120_000,
@@ -34,8 +35,9 @@ export class Chart {
         this.onNarrow = onNarrow;
         this.area = byId('chartArea');
         this.readout = byId('chartReadout');
-        this.data = {width: 1000, buckets: []};
+        this.data = none;
         this.filters = {};
+        this.shown = null;  // the filters of `data`
         this.cursor = null;  // index of the bucket pointed at
         this.area.tabIndex = 0;
         this.area.setAttribute('role', 'group');
@@ -48,6 +50,7 @@ export class Chart {
         this.filters = filters;
         this.cursor = null;
         this.look();
+        this.endPause?.();
     }
 
     /// Asks for the time line, soon, and once however often it is called until then.
@@ -58,21 +61,21 @@ export class Chart {
 
     async #look() {
         this.looking = true;
-        const started = performance.now();
         while (this.wanted) {
             this.wanted = false;
+            const started = performance.now();
             const {filters} = this;
-            try {
-                const data = await timeline(filters);
-                if (filters === this.filters) {
-                    this.data = data;
-                    this.draw();
-                }
-            } catch {
-                // What is shown stays; the list tells the reason.
-            }
+            // The list tells the reason of a failure; bars of other filters would look like the answer.
+            const data = await timeline(filters).catch(() => (filters === this.shown ? this.data : none));
+            if (filters !== this.filters) continue;
+            this.data = data;
+            this.shown = filters;
+            this.draw();
             const took = performance.now() - started;
-            await new Promise((resolve) => setTimeout(resolve, this.wanted ? 0 : Math.max(pace, took)));
+            await new Promise((resolve) => {
+                this.endPause = resolve;
+                setTimeout(resolve, Math.max(pace, took));
+            });
         }
         this.looking = false;
     }
