@@ -126,7 +126,7 @@ EventBus::EventBus(std::shared_ptr<EventRepositoryProtocol> repository,
 EventBus::~EventBus() {
     ticker_->cancel();
     // A bus that was built after this one has put its own reference there, which is to stay.
-    if (loadReferenceTime(defaults_) == reference_) resetReferenceTime(defaults_);
+    resetReferenceTime(defaults_, reference_);
 }
 
 void EventBus::startTicking() {

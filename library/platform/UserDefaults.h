@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 namespace zentara {
 
@@ -19,10 +20,16 @@ class UserDefaults {
     /// The integer under `key`; 0 when there is none. Values beyond the signed 64-bit range, which
     /// an unsigned one can be, read as the same bits, hence as negative.
     [[nodiscard]] std::int64_t integer(std::string_view key) const;
+    /// The same of two keys at one moment.
+    [[nodiscard]] std::pair<std::int64_t, std::int64_t> integers(std::string_view first,
+                                                                 std::string_view second) const;
 
     /// Stores a number under `key`. A file that cannot be written costs persistence only.
     void set(std::string_view key, std::int64_t value);
     void set(std::string_view key, std::uint64_t value);
+    /// Stores two numbers in one step, in memory and on disk.
+    void set(std::string_view first, std::int64_t firstValue, std::string_view second,
+             std::uint64_t secondValue);
 
   private:
     class Store;

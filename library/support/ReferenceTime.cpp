@@ -3,8 +3,19 @@
 #include <cmath>
 
 #include "platform/FatalError.h"
+#include "support/Mutex.h"
 
 namespace zentara {
+
+namespace {
+
+/// Held while a reference is stored, so that none is stored between a look at it and its reset.
+Mutex& storing() {
+    static auto* const mutex = new Mutex;
+    return *mutex;
+}
+
+}  // namespace
 
 std::int64_t millisecondsSince1970(double seconds) {
     const double milliseconds = seconds * 1000.0;
@@ -17,20 +28,26 @@ std::int64_t millisecondsSince1970(double seconds) {
 
 void captureReferenceTime(UserDefaults& defaults, const DateSource& now,
                           const ControlTimeProtocol& controlTime) {
-    const std::chrono::duration<double> sinceEpoch = now().time_since_epoch();
-    defaults.set(inicialTimeStampKey, millisecondsSince1970(sinceEpoch.count()));
-    defaults.set(inicialMonotonicValueKey, controlTime.currentMonotonicValue());
+    // Nothing between the two: what passes there is missing in every timestamp.
+    const auto date = now();
+    const auto monotonicValue = controlTime.currentMonotonicValue();
+    const std::chrono::duration<double> sinceEpoch = date.time_since_epoch();
+    const MutexLock lock(storing());
+    defaults.set(inicialTimeStampKey, millisecondsSince1970(sinceEpoch.count()),
+                 inicialMonotonicValueKey, monotonicValue);
 }
 
 ReferenceTime loadReferenceTime(const UserDefaults& defaults) {
-    const auto monotonicValue = defaults.integer(inicialMonotonicValueKey);
+    const auto [timestamp, monotonicValue] =
+        defaults.integers(inicialTimeStampKey, inicialMonotonicValueKey);
     if (monotonicValue < 0) fatalError("the stored inicialMonotonicValue is negative");
-    return {defaults.integer(inicialTimeStampKey), static_cast<std::uint64_t>(monotonicValue)};
+    return {timestamp, static_cast<std::uint64_t>(monotonicValue)};
 }
 
-void resetReferenceTime(UserDefaults& defaults) {
-    defaults.set(inicialTimeStampKey, std::int64_t{0});
-    defaults.set(inicialMonotonicValueKey, std::int64_t{0});
+void resetReferenceTime(UserDefaults& defaults, const ReferenceTime& reference) {
+    const MutexLock lock(storing());
+    if (loadReferenceTime(defaults) != reference) return;
+    defaults.set(inicialTimeStampKey, 0, inicialMonotonicValueKey, 0);
 }
 
 std::int64_t validatedTimestamp(const ReferenceTime& reference, std::uint64_t monotonicNow) {

@@ -26,15 +26,15 @@ inline constexpr std::string_view inicialMonotonicValueKey = "inicialMonotonicVa
 /// not finite or does not fit is a fatal error.
 [[nodiscard]] std::int64_t millisecondsSince1970(double seconds);
 
-/// Takes a new reference from the two clocks and stores it.
+/// Takes a new reference from the two clocks and stores it, both values in one step.
 void captureReferenceTime(UserDefaults& defaults, const DateSource& now,
                           const ControlTimeProtocol& controlTime);
 
 /// The stored reference; zero where nothing is stored. A negative monotonic value is a fatal error.
 [[nodiscard]] ReferenceTime loadReferenceTime(const UserDefaults& defaults);
 
-/// Stores zeros.
-void resetReferenceTime(UserDefaults& defaults);
+/// Stores zeros in place of `reference`. Another one that has been stored since stays.
+void resetReferenceTime(UserDefaults& defaults, const ReferenceTime& reference);
 
 /// The timestamp at `monotonicNow`: milliseconds since 1970-01-01 UTC. An overflow is a fatal
 /// error.

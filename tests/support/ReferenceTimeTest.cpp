@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <limits>
+#include <thread>
 #include <utility>
 
 #include "platform/UserDefaults.h"
@@ -34,6 +36,30 @@ TEST(ReferenceTime, WhatDoesNotFitIsFatal) {
     for (const double seconds : {1e300, std::numeric_limits<double>::quiet_NaN()})
         EXPECT_DEATH(static_cast<void>(millisecondsSince1970(seconds)), "wall clock");
     EXPECT_EQ(millisecondsSince1970(-0.0019), -1);
+}
+
+TEST(ReferenceTime, BothClocksAreReadFirstAndStoredTogether) {
+    const test::TestHost host;
+    UserDefaults defaults;
+    struct Ticks final : ControlTimeProtocol {
+        std::atomic<std::int64_t> moment = 0;
+        std::uint64_t currentMonotonicValue() const override {
+            EXPECT_EQ(UserDefaults().integer(inicialTimeStampKey), moment - 1) << "stored early";
+            return static_cast<std::uint64_t>(moment * 7);
+        }
+    } ticks;
+    std::jthread reader([&] {
+        while (ticks.moment < 200) {
+            const auto [timestamp, monotonicValue] = loadReferenceTime(defaults);
+            EXPECT_EQ(monotonicValue, static_cast<std::uint64_t>(timestamp * 7));
+        }
+    });
+    while (++ticks.moment < 200) {
+        const auto now = [&] {
+            return ZentaraClock::Date(std::chrono::milliseconds(ticks.moment));
+        };
+        captureReferenceTime(defaults, now, ticks);
+    }
 }
 
 TEST(ReferenceTime, ANegativeStoredCounterIsFatal) {

@@ -3,6 +3,7 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <filesystem>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -51,6 +52,29 @@ class UserDefaults::Store {
 
     [[nodiscard]] std::int64_t integer(std::string_view key) {
         const MutexLock lock(mutex_);
+        return find(key);
+    }
+
+    [[nodiscard]] std::pair<std::int64_t, std::int64_t> integers(std::string_view first,
+                                                                 std::string_view second) {
+        const MutexLock lock(mutex_);
+        return {find(first), find(second)};
+    }
+
+    void set(std::initializer_list<std::pair<std::string_view, JSONValue>> entries) {
+        const MutexLock lock(mutex_);
+        bool hasChanged = false;
+        for (const auto& [key, value] : entries) {
+            JSONValue& slot = values_[key];
+            if (slot == value) continue;
+            slot = value;
+            hasChanged = true;
+        }
+        if (hasChanged) write();
+    }
+
+  private:
+    [[nodiscard]] std::int64_t find(std::string_view key) const ZENTARA_REQUIRES(mutex_) {
         const JSONValue* const value = values_.if_contains(key);
         if (value == nullptr) return 0;
         if (const auto* number = value->if_int64()) return *number;
@@ -58,11 +82,7 @@ class UserDefaults::Store {
         return 0;
     }
 
-    void set(std::string_view key, const JSONValue& value) {
-        const MutexLock lock(mutex_);
-        JSONValue& slot = values_[key];
-        if (slot == value) return;
-        slot = value;
+    void write() ZENTARA_REQUIRES(mutex_) {
         // Asked now, since who only reads makes no files.
         if (file_ && !std::exchange(hasAsked_, true) &&
             FolderClaim::take(file_->parent_path()) == FolderClaim::Answer::heldElsewhere) {
@@ -75,7 +95,6 @@ class UserDefaults::Store {
         }
     }
 
-  private:
     /// What cannot be read is kept for whoever wants to look at it. If even that fails, nothing is
     /// written over it.
     [[nodiscard]] static bool setAside(const Path& file) {
@@ -117,12 +136,22 @@ std::int64_t UserDefaults::integer(std::string_view key) const {
     return store_->integer(key);
 }
 
+std::pair<std::int64_t, std::int64_t> UserDefaults::integers(std::string_view first,
+                                                             std::string_view second) const {
+    return store_->integers(first, second);
+}
+
 void UserDefaults::set(std::string_view key, std::int64_t value) {
-    store_->set(key, JSONValue(value));
+    store_->set({{key, value}});
 }
 
 void UserDefaults::set(std::string_view key, std::uint64_t value) {
-    store_->set(key, JSONValue(value));
+    store_->set({{key, value}});
+}
+
+void UserDefaults::set(std::string_view first, std::int64_t firstValue, std::string_view second,
+                       std::uint64_t secondValue) {
+    store_->set({{first, firstValue}, {second, secondValue}});
 }
 
 }  // namespace zentara
