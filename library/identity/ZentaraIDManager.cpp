@@ -1,5 +1,7 @@
 #include "identity/ZentaraIDManager.h"
 
+#include <algorithm>
+#include <chrono>
 #include <span>
 #include <utility>
 
@@ -29,13 +31,22 @@ std::optional<std::string> stringMember(const JSONObject& object, std::string_vi
     return RecordReader(object).optionalString(key);
 }
 
+std::optional<Token> tokenIn(const JSONObject& response) {
+    auto value = stringMember(response, ZentaraIDManager::anonymousTokenName);
+    auto publicValue = stringMember(response, ZentaraIDManager::anonymousPublicTokenName);
+    if (!value || !publicValue) return std::nullopt;
+    return Token{std::string(ZentaraIDManager::anonymousTokenName), *std::move(value),
+                 *std::move(publicValue)};
+}
+
 }  // namespace
 
 std::shared_ptr<ZentaraIDManager> ZentaraIDManager::create(
     std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-    std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady) {
-    std::shared_ptr<ZentaraIDManager> manager(new ZentaraIDManager(
-        std::move(userAgent), std::move(anonymousStorage), std::move(ticker), std::move(onReady)));
+    std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady, TimeSource now) {
+    std::shared_ptr<ZentaraIDManager> manager(
+        new ZentaraIDManager(std::move(userAgent), std::move(anonymousStorage), std::move(ticker),
+                             std::move(onReady), std::move(now)));
     manager->beginTicking();
     return manager;
 }
@@ -43,13 +54,19 @@ std::shared_ptr<ZentaraIDManager> ZentaraIDManager::create(
 ZentaraIDManager::ZentaraIDManager(std::string userAgent,
                                    std::unique_ptr<Storage<Token>> anonymousStorage,
                                    std::unique_ptr<TickerProtocol> ticker,
-                                   std::function<void()> onReady)
+                                   std::function<void()> onReady, TimeSource now)
     : userAgent_(std::move(userAgent)),
       ticker_(std::move(ticker)),
       onReady_(std::move(onReady)),
+      now_(std::move(now)),
       anonymousStorage_(std::move(anonymousStorage)) {
-    loadAnonymousToken([this](std::optional<Token> stored) {
-        if (stored) setAnonymousToken(*std::move(stored));
+    loadAnonymousToken([this](const std::optional<Token>& stored) {
+        if (!stored) return;
+        {
+            const MutexLock lock(mutex_);
+            anonymousToken_ = stored;
+        }
+        persist(*stored);
     });
 }
 
@@ -144,60 +161,71 @@ void ZentaraIDManager::fetch(FetchCompletion completion) {
         completion(std::nullopt, std::make_shared<NotConfigured>());
         return;
     }
+    // A tick comes one interval after the last, or a little earlier, and is to begin a fetch.
+    const std::chrono::duration<double> sharedFor(settings->identityRefreshInterval * 0.9);
+    const auto now = now_();
     URLRequestBuilder builder(ZentaraEndpoints::collector(settings->environment)
                                   .appendingPathComponent(settings->idPath));
+    std::uint64_t number = 0;
     {
         const MutexLock lock(mutex_);
-        waiting_.push_back(std::move(completion));
-        if (std::exchange(fetching_, true)) return;
+        if (!underWay_.empty() && now - underWay_.back().began < sharedFor) {
+            underWay_.back().callers.push_back(std::move(completion));
+            return;
+        }
+        number = ++lastFetch_;
+        underWay_.push_back({number, now, {}});
+        underWay_.back().callers.push_back(std::move(completion));
         if (anonymousToken_) builder.cookies[anonymousTokenName] = anonymousToken_->value;
     }
     const auto& client = RestClient::shared();
     client.dataRequest(
-        builder.build(), [self = shared_from_this(), url = builder.url](
+        builder.build(), [self = shared_from_this(), number, url = builder.url](
                              const std::optional<std::string>& body, ErrorRef error) {
             RestClient::shared().decodeJSON(
-                body, std::move(error), [&](const JSONObject& response, ErrorRef failure) {
-                    self->finishFetch(url, response, std::move(failure));
+                body, std::move(error), [&](const JSONObject& response, const ErrorRef& failure) {
+                    self->finishFetch(number, url, response, failure);
                 });
         });
 }
 
-void ZentaraIDManager::finishFetch(const URL& url, const JSONObject& response, ErrorRef error) {
-    ErrorRef problem = error;
+void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url, const JSONObject& response,
+                                   const ErrorRef& error) {
+    std::optional<Token> token;
     std::optional<std::string> hsid;
     if (!error) {
-        auto value = stringMember(response, anonymousTokenName);
-        auto publicValue = stringMember(response, anonymousPublicTokenName);
-        if (value && publicValue) {
-            setAnonymousToken(
-                {std::string(anonymousTokenName), *std::move(value), *std::move(publicValue)});
-        } else if (!isReady()) {
-            problem = std::make_shared<NoToken>();
-        }
+        token = tokenIn(response);
         hsid = stringMember(response, hsidTokenName);
     }
-    failures_.report(withHost(url, problem));
-    std::vector<FetchCompletion> served;
+    std::vector<Fetch> ended;
     {
         const MutexLock lock(mutex_);
-        if (!error) hsidToken_ = hsid;
-        fetching_ = false;
-        served.swap(waiting_);
+        const auto fetch = std::ranges::find(underWay_, number, &Fetch::number);
+        // Another fetch was the first to succeed. A second identity must not replace its own.
+        if (fetch == underWay_.end()) return;
+        if (error) {
+            ended.push_back(std::move(*fetch));
+            underWay_.erase(fetch);
+        } else {
+            ended.swap(underWay_);
+            if (token) anonymousToken_ = token;
+            hsidToken_ = hsid;
+        }
     }
-    for (const auto& completion : served)
-        completion(hsid, error);
+    const bool hasNoToken = !error && !isReady();
+    failures_.report(withHost(url, hasNoToken ? std::make_shared<NoToken>() : error));
+    if (token) persist(*token);
+    for (const auto& fetch : ended) {
+        for (const auto& completion : fetch.callers)
+            completion(hsid, error);
+    }
 }
 
-void ZentaraIDManager::setAnonymousToken(Token token) {
+void ZentaraIDManager::persist(const Token& token) {
     {
         const MutexLock lock(storageMutex_);
         // Without its file the token still serves this run.
         tokenFile_.report(anonymousStorage_->save(std::span(&token, 1)));
-    }
-    {
-        const MutexLock lock(mutex_);
-        anonymousToken_ = std::move(token);
     }
     if (onReady_) onReady_();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -25,12 +26,16 @@ class ZentaraIDManager final : public IDManager,
     static constexpr std::string_view hsidTokenName = "hsid";
     static constexpr std::string_view advertisingTokenName = "ADVERTISING_ID";
 
+    /// Tells how old a fetch is.
+    using TimeSource = std::function<TickerProtocol::Clock::time_point()>;
+
     /// A manager that starts with the stored token, if there is one, and that fetches a token at
     /// once and then on every tick until one fetch succeeds. `onReady`, which may be null, is
     /// called without a lock each time a token has been stored.
     [[nodiscard]] static std::shared_ptr<ZentaraIDManager> create(
         std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-        std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady = nullptr);
+        std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady = nullptr,
+        TimeSource now = TickerProtocol::Clock::now);
 
     ~ZentaraIDManager() override;
     ZentaraIDManager(const ZentaraIDManager&) = delete;
@@ -52,16 +57,26 @@ class ZentaraIDManager final : public IDManager,
     using FetchCompletion = std::function<void(const std::optional<std::string>& hsid, ErrorRef)>;
 
     ZentaraIDManager(std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-                     std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady);
+                     std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady,
+                     TimeSource now);
+
+    /// A request under way and the callers that it serves.
+    struct Fetch {
+        std::uint64_t number = 0;
+        TickerProtocol::Clock::time_point began;
+        std::vector<FetchCompletion> callers;
+    };
 
     void beginTicking();
     void fetch(FetchCompletion completion);
-    void finishFetch(const URL& url, const JSONObject& response, ErrorRef error);
-    void setAnonymousToken(Token token);
+    void finishFetch(std::uint64_t number, const URL& url, const JSONObject& response,
+                     const ErrorRef& error);
+    void persist(const Token& token);
 
     const std::string userAgent_;
     const std::unique_ptr<TickerProtocol> ticker_;  // synchronises itself
     const std::function<void()> onReady_;
+    const TimeSource now_;
     FailureReporter failures_{Component::identity};  // synchronises itself
     // Likewise.
     mutable FailureReporter tokenFile_{Component::storage, "the anonymous token"};
@@ -74,8 +89,8 @@ class ZentaraIDManager final : public IDManager,
     std::optional<std::string> advertisingToken_ ZENTARA_GUARDED_BY(mutex_);
     std::optional<std::string> hsidToken_ ZENTARA_GUARDED_BY(mutex_);
     std::optional<LoggedUser> loggedUserToken_ ZENTARA_GUARDED_BY(mutex_);
-    bool fetching_ ZENTARA_GUARDED_BY(mutex_) = false;
-    std::vector<FetchCompletion> waiting_ ZENTARA_GUARDED_BY(mutex_);
+    std::uint64_t lastFetch_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    std::vector<Fetch> underWay_ ZENTARA_GUARDED_BY(mutex_);  // the youngest is the last
 };
 
 }  // namespace zentara

@@ -20,9 +20,10 @@ class ZentaraIDManagerTest : public testing::Test {
     ZentaraIDManagerTest() { TestHost::useServer(server_.url("/base")); }
 
     std::shared_ptr<ZentaraIDManager> makeManager() {
-        return ZentaraIDManager::create("agent", std::make_unique<FileStorage<Token>>("token"),
-                                        std::make_unique<ManualTicker>(ticker_),
-                                        [ready = ready_] { ready->notify(); });
+        return ZentaraIDManager::create(
+            "agent", std::make_unique<FileStorage<Token>>("token"),
+            std::make_unique<ManualTicker>(ticker_), [ready = ready_] { ready->notify(); },
+            [now = now_] { return *now; });
     }
 
     void answer(std::string body, int status = 200) {
@@ -47,6 +48,8 @@ class ZentaraIDManagerTest : public testing::Test {
 
     TestHost host_;
     TickerView ticker_;
+    std::shared_ptr<TickerProtocol::Clock::time_point> now_ =
+        std::make_shared<TickerProtocol::Clock::time_point>();
     std::shared_ptr<Signal> ready_ = std::make_shared<Signal>();
     TestServer server_;
 };
@@ -110,23 +113,40 @@ TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {
     }
 }
 
-TEST_F(ZentaraIDManagerTest, AFetchUnderWayServesWhoeverComesMeanwhile) {
+TEST_F(ZentaraIDManagerTest, AHangingFetchIsSharedForItsInterval) {
     Signal release;
     server_.respond([&](const RecordedRequest&) {
         EXPECT_TRUE(release.waitFor());
-        return TestAnswer{.body = whole, .headers = {}};
+        return TestAnswer{.body = R"({"qvn_uid":"t9","qvn_uid_public":"p9"})", .headers = {}};
     });
-    const auto manager = makeManager();
+    auto manager = makeManager();
     const auto hsids = std::make_shared<Mailbox<std::string>>();
+    const auto note = [hsids](const std::string& hsid) {
+        hsids->put(hsid);
+    };
+    EXPECT_EQ(ticker_.runningInterval(), 5.0);
     ticker_.fire();
-    for (int caller = 0; caller < 3; ++caller)
-        manager->start([hsids](const std::string& hsid) { hsids->put(hsid); });
     EXPECT_TRUE(server_.waitForRequest());
+    *now_ += std::chrono::milliseconds(4000);
+    manager->start(note);
+
+    answer("{}", 500);
+    *now_ += std::chrono::milliseconds(999);
     ticker_.fire();
-    release.notify();
-    EXPECT_EQ(hsids->waitFor(2), "h1");
+    EXPECT_TRUE(eventually([&] { return manager.use_count() == 2; })) << "by the first fetch";
+    EXPECT_TRUE(ticker_.isRunning());
+    manager->start(note);
+    EXPECT_EQ(hsids->waitFor(), "") << "a failure is for its own callers";
+
+    answer(whole);
+    ticker_.fire();
+    EXPECT_EQ(hsids->waitFor(1), "h1") << "the first success serves all";
     EXPECT_TRUE(eventually([&] { return !ticker_.isRunning(); }));
-    EXPECT_EQ(server_.requests().size(), 1U);
+    EXPECT_EQ(server_.requests().size(), 4U);
+    release.notify();
+    EXPECT_TRUE(eventually([&] { return manager.use_count() == 1; }));
+    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;") << "a second identity came too late";
+    EXPECT_EQ(hsids->values().size(), 2U);
 }
 
 TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
