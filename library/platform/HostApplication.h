@@ -30,8 +30,8 @@ class ZENTARA_EXPORT HostApplication {
 
     /// The directory that holds the library's queue, cache and identity files; made with the first
     /// file, readable by this user only. Default: `$XDG_DATA_HOME/<bundle id>`, or
-    /// `~/.local/share/<bundle id>`. Nothing when no such place can be named. An empty path
-    /// restores the default.
+    /// `~/.local/share/<bundle id>`, where `~` is `$HOME` or what the password database has.
+    /// Nothing when no such place can be named. An empty path restores the default.
     static void setDocumentsDirectory(std::filesystem::path directory);
     [[nodiscard]] static std::optional<std::filesystem::path> documentsDirectory();
 

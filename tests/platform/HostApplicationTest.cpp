@@ -1,11 +1,27 @@
 #include "platform/HostApplication.h"
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <optional>
 #include <string>
+
+namespace {
+
+/// The home of every user in the password database; null for one that knows none.
+const char* registeredHome = nullptr;
+
+}  // namespace
+
+/// In place of the system's.
+extern "C" __attribute__((visibility("default"))) int getpwuid_r(uid_t, passwd* entry, char*,
+                                                                 size_t, passwd** found) {
+    entry->pw_dir = const_cast<char*>(registeredHome);
+    *found = registeredHome != nullptr ? entry : nullptr;
+    return 0;
+}
 
 namespace zentara {
 namespace {
@@ -25,19 +41,22 @@ TEST_F(HostApplicationTest, FindsItsDefaultDirectories) {
     EXPECT_EQ(identifier_, std::filesystem::read_symlink("/proc/self/exe").filename().string());
     using Place = std::optional<std::filesystem::path>;
     const struct {
-        const char *home, *data, *config;
+        const char *home, *data, *config, *registered;
         Place documents, preferences;
     } cases[] = {
-        {"/h", "", "", "/h/.local/share/app", "/h/.config/app"},
-        {"/h", "/d", "/c", "/d/app", "/c/app"},
-        {"/h", "relative", "", "/h/.local/share/app", "/h/.config/app"},
-        {"", "relative", "./c", {}, {}},
+        {"/h", "", "", "/r", "/h/.local/share/app", "/h/.config/app"},
+        {"/h", "/d", "/c", "/r", "/d/app", "/c/app"},
+        {"/h", "relative", "", "/r", "/h/.local/share/app", "/h/.config/app"},
+        {"", "relative", "./c", "/r", "/r/.local/share/app", "/r/.config/app"},
+        {"", "", "", "relative", {}, {}},
+        {"", "", "", nullptr, {}, {}},
     };
     HostApplication::setBundleIdentifier("app");
     for (const auto& each : cases) {
         ::setenv("HOME", each.home, 1);
         ::setenv("XDG_DATA_HOME", each.data, 1);
         ::setenv("XDG_CONFIG_HOME", each.config, 1);
+        registeredHome = each.registered;
         EXPECT_EQ(HostApplication::documentsDirectory(), each.documents);
         EXPECT_EQ(HostApplication::preferencesDirectory(), each.preferences);
     }

@@ -1,12 +1,16 @@
 #include "platform/HostApplication.h"
 
+#include <pwd.h>
 #include <sys/utsname.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "platform/Unicode.h"
 #include "support/Mutex.h"
@@ -60,10 +64,22 @@ std::optional<Path> absoluteDirectory(const char* variable) {
     return Path(value);
 }
 
+/// The home that the password database has for this user.
+std::optional<Path> registeredHome() {
+    std::vector<char> texts(1024);
+    passwd entry{};
+    passwd* found = nullptr;
+    while (::getpwuid_r(::getuid(), &entry, texts.data(), texts.size(), &found) == ERANGE)
+        texts.resize(texts.size() * 2);
+    if (found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') return std::nullopt;
+    return Path(found->pw_dir);
+}
+
 std::optional<Path> defaultDirectory(const char* variable, const char* belowHome) {
     auto base = absoluteDirectory(variable);
     if (!base) {
         base = absoluteDirectory("HOME");
+        if (!base) base = registeredHome();
         if (!base) return std::nullopt;
         *base /= belowHome;
     }
