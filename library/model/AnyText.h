@@ -14,9 +14,22 @@
 
 namespace zentara {
 
+/// What a stream prints as an address, or as whether there is one: pointers, smart pointers, and
+/// functions and lambdas, which become pointers. Pointers to bytes of text are not among them.
+template <typename T>
+concept PrintedAsAddress = std::is_member_pointer_v<T> || requires(const T& value) {
+    requires std::is_pointer_v<decltype(+value)>;
+    requires !std::is_same_v<unsigned char,
+                             std::remove_cv_t<std::remove_pointer_t<decltype(+value)>>>;
+    requires !std::is_same_v<signed char,
+                             std::remove_cv_t<std::remove_pointer_t<decltype(+value)>>>;
+} || requires(const T& value) {
+    requires std::is_pointer_v<std::decay_t<decltype(value.get())>>;
+};
+
 /// A text given as whatever the caller has at hand: a string, a `URL`, a number, or any type that
 /// can be converted to a string or written to a stream. It always ends as text, never as a failure;
-/// bytes that are not UTF-8 become U+FFFD.
+/// bytes that are not UTF-8 become U+FFFD. A pointer to anything but text does not compile.
 class ZENTARA_EXPORT AnyText {
   public:
     AnyText() = default;
@@ -36,7 +49,7 @@ class ZENTARA_EXPORT AnyText {
     template <typename T>
     requires(!std::same_as<std::remove_cvref_t<T>, AnyText> &&
              !std::convertible_to<const T&, std::string_view> &&
-             !std::convertible_to<const T&, std::string> &&
+             !std::convertible_to<const T&, std::string> && !PrintedAsAddress<T> &&
              requires(std::ostream & stream, const T& value) { stream << value; })
         AnyText(const T& value)
         : AnyText(streamed(value)) {}

@@ -4,12 +4,18 @@
 
 #include <boost/json/monotonic_resource.hpp>
 #include <filesystem>
+#include <memory>
 
 #include "model/JSONText.h"
 #include "model/UTF8Repair.h"
 
 namespace zentara {
 namespace {
+
+static_assert(!std::is_convertible_v<std::shared_ptr<std::string>, AnyText>);
+static_assert(!std::is_convertible_v<const std::string*, AnyText>);
+static_assert(!std::is_convertible_v<std::string (*)(), AnyText>);
+static_assert(std::is_convertible_v<const unsigned char*, AnyText>);
 
 struct ToView {
     operator std::string_view() const { return "viewed"; }
