@@ -12,6 +12,7 @@
 #include "model/EventAccess.h"
 #include "model/UTF8Repair.h"
 #include "platform/Diagnostics.h"
+#include "platform/FatalError.h"
 #include "platform/ForkedChild.h"
 #include "support/FailureReporter.h"
 #include "support/Ledger.h"
@@ -80,6 +81,11 @@ ZentaraClient::~ZentaraClient() {
 void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
                                 std::optional<std::string> advertisingId) {
     if (isForkedChild()) return;
+    const auto rawEnvironment = static_cast<std::int64_t>(zentaraEnvironment);
+    if (!zentara::zentaraEnvironment(rawEnvironment)) {
+        fatalError("there is no environment " + std::to_string(rawEnvironment) +
+                   ": 0 is production, 1 is qa");
+    }
     auto settings = std::make_shared<ClientSettings>();
     settings->tenant = zentara::withValidUTF8(std::move(tenant));
     settings->environment = zentaraEnvironment;

@@ -1,5 +1,9 @@
 #pragma once
 
+#if defined(__cplusplus) && __cplusplus < 202002L
+#error "ZentaraClient needs C++20: compile with -std=c++20"
+#endif
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -63,7 +67,7 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     using FetchCallback = std::function<void(BackgroundFetchResult)>;
 
     /// Configures the process. Called again, it replaces the whole record; what is already built
-    /// reads the new values at its next use.
+    /// reads the new values at its next use. A value outside `ZentaraEnvironment` is a fatal error.
     static void useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
                             std::optional<std::string> advertisingId = std::nullopt);
 

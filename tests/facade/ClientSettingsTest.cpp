@@ -36,6 +36,8 @@ TEST(ClientSettings, RawValuesOutsideTheEnumerationsGiveNothing) {
     EXPECT_EQ(userTokenTypeName(userTokenType(1).value()), "GST");
     EXPECT_EQ(userTokenTypeName(userTokenType(2).value()), "EXT_ID");
     EXPECT_DEATH(static_cast<void>(userTokenTypeName(static_cast<UserTokenType>(3))), "token type");
+    EXPECT_DEATH(ZentaraClient::useSettings("tenant", static_cast<ZentaraEnvironment>(2)),
+                 "there is no environment 2");
 }
 
 TEST(ZentaraEndpoints, SelectsByEnvironmentAndRefusesNonURLs) {
