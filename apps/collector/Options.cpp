@@ -1,13 +1,12 @@
 #include "collector/Options.h"
 
-#include <arpa/inet.h>
-
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
 #include <variant>
 
 #include "collector/FaultText.h"
+#include "platform/InternetAddress.h"
 
 namespace zentara::collector {
 
@@ -70,12 +69,6 @@ CLI::Validator readsFault(Options& options) {
 
 }  // namespace
 
-bool isLoopback(const std::string& host) {
-    if (host == "localhost" || host == "::1") return true;
-    in_addr address{};
-    return inet_pton(AF_INET, host.c_str(), &address) == 1 && ntohl(address.s_addr) >> 24 == 127;
-}
-
 ParsedOptions parseOptions(int argc, const char* const* argv) {
     Options options;
     bool reachable = false;
@@ -123,7 +116,7 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     app.add_flag("--quiet", options.quiet, "No line for each event and request");
     try {
         app.parse(argc, argv);
-        if (!reachable && !isLoopback(options.host)) {
+        if (!reachable && !isLoopbackHost(options.host)) {
             throw CLI::ValidationError(
                 "--host " + options.host +
                 " would let other machines read, send and delete what is here; if that is wanted, "

@@ -39,8 +39,4 @@ struct ParsedOptions {
 
 [[nodiscard]] ParsedOptions parseOptions(int argc, const char* const* argv);
 
-/// Whether only programs on this machine can reach `host`: an address of the loopback range, or
-/// "localhost".
-[[nodiscard]] bool isLoopback(const std::string& host);
-
 }  // namespace zentara::collector

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/InternetAddress.h"
+
 namespace zentara::collector {
 
 namespace {
@@ -61,8 +63,8 @@ HttpListener::HttpListener(const std::shared_ptr<asio::io_context>& context,
     if (error) throw std::runtime_error(where + reasonOf(error));
     port_ = acceptor_.local_endpoint().port();
 
-    surroundings.names =
-        numeric.is_loopback() ? HttpRequestReader::Names::loopback : HttpRequestReader::Names::any;
+    surroundings.names = isLoopbackHost(address) ? HttpRequestReader::Names::loopback
+                                                 : HttpRequestReader::Names::any;
     surroundings.isSecure = credentials.has_value();
     surroundings_ = std::make_shared<HttpConnection::Surroundings>(std::move(surroundings));
 }

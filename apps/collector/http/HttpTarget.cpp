@@ -1,10 +1,10 @@
 #include "collector/http/HttpTarget.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <strings.h>
 
 #include <algorithm>
+
+#include "platform/InternetAddress.h"
 
 namespace zentara::collector {
 
@@ -93,22 +93,17 @@ bool isLoopbackAuthority(std::string_view authority) {
     if (!authority.empty() && authority.front() == '[') {
         const std::size_t end = authority.find(']');
         if (end == std::string_view::npos || !isPort(authority.substr(end + 1))) return false;
-        in6_addr address{};
-        const std::string text(authority.substr(1, end - 1));
-        return ::inet_pton(AF_INET6, text.c_str(), &address) == 1 && IN6_IS_ADDR_LOOPBACK(&address);
+        const std::string_view address = authority.substr(1, end - 1);
+        return isIPv6Address(address) && isLoopbackHost(address);
     }
     const std::size_t end = std::min(authority.find(':'), authority.size());
     if (!isPort(authority.substr(end))) return false;
-    const std::string host(authority.substr(0, end));
-    in_addr address{};
-    if (::inet_pton(AF_INET, host.c_str(), &address) == 1) {
-        return ntohl(address.s_addr) >> 24U == IN_LOOPBACKNET;
-    }
+    const std::string_view host = authority.substr(0, end);
+    if (isLoopbackHost(host)) return true;
     constexpr std::string_view name = "localhost";
     if (equalsIgnoringCase(host, name)) return true;
     const std::size_t dot = host.size() - std::min(host.size(), name.size() + 1);
-    return dot > 0 && host[dot] == '.' &&
-           equalsIgnoringCase(std::string_view(host).substr(dot + 1), name);
+    return dot > 0 && host[dot] == '.' && equalsIgnoringCase(host.substr(dot + 1), name);
 }
 
 }  // namespace zentara::collector

@@ -1,8 +1,6 @@
 #include "platform/posix/Transfer.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -13,6 +11,7 @@
 #include <utility>
 
 #include "platform/HeaderText.h"
+#include "platform/InternetAddress.h"
 #include "platform/PlatformError.h"
 
 namespace zentara {
@@ -56,14 +55,6 @@ int connectError(CURL* handle) {
     long code = 0;
     if (handle != nullptr) ::curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &code);
     return static_cast<int>(code);
-}
-
-bool isLoopback(const std::string& host) {
-    if (host == "localhost") return true;
-    in_addr v4{};
-    if (::inet_pton(AF_INET, host.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24U) == 127;
-    in6_addr v6{};
-    return ::inet_pton(AF_INET6, host.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
 }
 
 /// Sets options until the first that fails.
@@ -112,7 +103,7 @@ CURLcode Transfer::prepare() {
         // Otherwise the system's folder of authorities would count as well.
         options.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     }
-    if (isLoopback(request_.url.host())) options.set(CURLOPT_PROXY, "");
+    if (isLoopbackHost(request_.url.host())) options.set(CURLOPT_PROXY, "");
     options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     const auto longest = std::numeric_limits<int>::max();
     options.set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::clamp<decltype(request_.timeout)::rep>(

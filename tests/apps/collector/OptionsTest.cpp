@@ -31,7 +31,7 @@ TEST(CollectorOptionsTest, WhatIsNotUnderstoodIsAUsageErrorThatNamesIt) {
 
 TEST(CollectorOptionsTest, OtherMachinesAreLetInWhenThatIsSaid) {
     EXPECT_TRUE(parse({"--host", "0.0.0.0", "--reachable-from-the-network"}).options);
-    for (const char* host : {"127.0.0.1", "127.8.9.10", "::1", "localhost"})
+    for (const char* host : {"127.0.0.1", "127.8.9.10", "::1", "0:0:0:0:0:0:0:1", "localhost"})
         EXPECT_TRUE(parse({"--host", host}).options) << host;
 }
 
