@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Check.h"
@@ -23,10 +25,19 @@ namespace {
 
 constexpr const char* name = "events-storage";
 
-/// Its tasks are run at once, as if no time passed between them.
+std::vector<std::function<void()>> tasks;
+
+/// Its tasks wait for `runTasks`.
 InternalEventStorageImpl openStorage() {
-    return InternalEventStorageImpl(name, std::chrono::seconds(10),
-                                    [](auto, const std::function<void()>&) {});
+    return InternalEventStorageImpl(
+        name, std::chrono::seconds(10),
+        [](auto, std::function<void()> task) { tasks.push_back(std::move(task)); });
+}
+
+/// Prepares the spare and writes the checkpoint, as if the time for both had come.
+void runTasks() {
+    for (const auto& task : std::exchange(tasks, {}))
+        task();
 }
 
 std::vector<std::string> textsOf(const std::vector<InternalEvent>& events) {
@@ -107,6 +118,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check(first.save(list) == nullptr, "what was loaded can be saved");
     const auto saved = test::contentsOf(file);
     check(saved == test::fileOf(list.events()), "the file holds the texts of its events");
+    runTasks();
+    check(texts.empty() || test::contentsOf(host.file(".events-storage.checkpoint")) == saved,
+          "the checkpoint holds what the file does");
 
     auto second = openStorage();
     second.recover();
@@ -122,6 +136,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
           "saving again changes nothing");
     grown.append(test::sampleEvent(1));
     check(second.save(grown) == nullptr, "an event can be added");
+    runTasks();
     grown.dropFront(1);
     grown.insertAtFront(list.events());
     check(second.save(grown) == nullptr && test::contentsOf(file) == test::fileOf(grown.events()),

@@ -280,25 +280,32 @@ TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {
     const auto context = client->getContextId();
     const JSONObject properties{{"title", "a/b"}, {"list", {1, 2.0, nullptr}}};
     ASSERT_EQ(messageOf(send(*client, "view", properties)), "queued");
+    drain(*client);
+
     client->newContextId();
     EXPECT_NE(client->getContextId(), context);
     client->removeAdvertisingId();
-    client->setAdvertisingId("ad-2");
+    EXPECT_EQ(ClientSettings::current()->advertisingId, std::nullopt);
     ZentaraClient::setLoggedUser(UserTokenType::externalId, "user-7");
     client->send("any", "1", "text/plain", 42, nullptr, {});
+    drain(*client);
+
+    client->setAdvertisingId("ad-2");
+    EXPECT_EQ(ClientSettings::current()->advertisingId, "ad-2");
     ZentaraClient::removeLoggedUser();
+    client->send("any", "1", "text/plain", "u", "r", {});
     ZentaraClient::useSettings("other tenant", ZentaraEnvironment::qa);
     drain(*client);
 
     const auto posts = services_.requests("/event");
-    ASSERT_EQ(posts.size(), 2U);
+    ASSERT_EQ(posts.size(), 3U);
     EXPECT_EQ(
         posts[0].header("User-Agent"),
         "Mobile App: com.example.app - TestOS 1.2 - ZentaraClient 3.3.0 - Device Model: Model3");
-    EXPECT_EQ(posts[0].header("Cookie"), "qvn_uid=anon;hsid=session;ADVERTISING_ID=ad-2;");
-    EXPECT_EQ(posts[1].header("Cookie"),
-              "qvn_uid=anon;EXT_ID=user-7;hsid=session;ADVERTISING_ID=ad-2;");
-    EXPECT_EQ(parseJSON(posts[0].body).value.at("zentaraClientTenant"), "other tenant");
+    EXPECT_EQ(posts[0].header("Cookie"), "qvn_uid=anon;hsid=session;ADVERTISING_ID=ad-1;");
+    EXPECT_EQ(posts[1].header("Cookie"), "qvn_uid=anon;EXT_ID=user-7;hsid=session;");
+    EXPECT_EQ(posts[2].header("Cookie"), "qvn_uid=anon;hsid=session;ADVERTISING_ID=ad-2;");
+    EXPECT_EQ(parseJSON(posts[2].body).value.at("zentaraClientTenant"), "other tenant");
 
     auto first = services_.actions().at(0);
     const auto uuid = std::string(first.at("zentaraActionUUID").as_string());
