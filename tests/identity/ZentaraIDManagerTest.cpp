@@ -174,6 +174,7 @@ TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
     fetch(*manager);
     EXPECT_EQ(cookieOf(*manager), std::nullopt);
     fetch(*manager);
+    ASSERT_FALSE(server_.requests().empty());
     EXPECT_EQ(server_.requests().back().header("Cookie"), std::nullopt);
 }
 

@@ -27,7 +27,7 @@ TEST(AnyText, TakesWhateverTheCallerHas) {
         {AnyText("literal"), "literal"},
         {AnyText(std::string_view("view")), "view"},
         {AnyText(none), ""},
-        {AnyText(*URL::parse("https://example.com/a")), "https://example.com/a"},
+        {AnyText(URL::parse("https://example.com/a").value()), "https://example.com/a"},
         {AnyText(std::filesystem::path("/a/b")), "/a/b"},
         {AnyText(42), "42"},
         {AnyText(0.1 + 0.2), "0.30000000000000004"},

@@ -28,7 +28,7 @@ TEST(InternalEvent, HasFourteenMembersUnderTheirKeys) {
         {"zentaraActionExtraAttributes", ""},
     };
     EXPECT_EQ(sampleEvent(3).toDictionary(), expected);
-    EXPECT_EQ(parseJSON(*sampleEvent(3).jsonText()).value, expected);
+    EXPECT_EQ(parseJSON(sampleEvent(3).jsonText().value()).value, expected);
     EXPECT_EQ(sampleEvent(3).packed().toDictionary(), expected);
     EXPECT_EQ(InternalEvent::fromDictionary(expected).value, sampleEvent(3));
 }

@@ -143,7 +143,7 @@ TEST_F(SchemaCatalogueTest, AFolderThatChangesAllTheTimeGivesWholeTables) {
     }
     readers.clear();
     EXPECT_EQ(catalogue.refreshed()->schemas.size(), 7U);
-    EXPECT_EQ(catalogue.current()->find("s-1")->at("a"), 99);
+    EXPECT_EQ(catalogue.current()->schemas.at("s-1")->at("a"), 99);
 }
 
 }  // namespace
