@@ -49,6 +49,8 @@ void SwappedFile::holds(std::span<const InternalEvent> events) {
     static_cast<void>(File::open(path_, current_.file));
     // A copy that somebody made by a second name is not to change with it.
     if (current_.file.isOpen() && current_.file.hasOtherNames()) current_.file.close();
+    current_.state = fileState(path_);
+    if (current_.state && current_.state->size != current_.bytes) current_.state.reset();
 }
 
 void SwappedFile::forget() noexcept {
@@ -67,13 +69,13 @@ ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t l
     if (!current_.known) left = current_.count = 0;
     left = std::min(left, current_.count);
     const bool onlyAppended = current_.known && left == 0;
-    if (onlyAppended && events.size() == current_.count) return nullptr;
+    const bool isSame = onlyAppended && events.size() == current_.count;
+    // Of an empty list nothing can be lost.
+    if (isSame && (events.empty() || isAsLeft(path_, current_))) return nullptr;
 
-    forgetReplacedFiles();
     if (auto error = fillSpare(events, left)) return error;
-
     bool spareIsGone = false;
-    if (auto error = tradeNames(spareIsGone)) return error;
+    if (auto error = replaceFile(spareIsGone)) return error;
     isFull_ = left == 1 && events.size() == current_.count;
     std::swap(current_, spare_);
     current_.known = true;
@@ -87,7 +89,7 @@ ErrorRef SwappedFile::write(std::span<const InternalEvent> events, std::size_t l
 
 void SwappedFile::pause(std::span<const InternalEvent> events) noexcept {
     // What the caches hold after it is not known.
-    current_.whole.reset();
+    current_.isWhole = false;
     if (isFull_) {
         closeViews();
     } else {
@@ -110,7 +112,8 @@ void SwappedFile::prepareSpare(std::span<const InternalEvent> events) noexcept {
 }
 
 ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t left) {
-    if (!spare_.file.isOpen()) {
+    // What others did to it while it had the file's name shows here, before it could come back.
+    if (!spare_.file.isOpen() || !isAsLeft(sparePath_, spare_)) {
         spare_ = {};
         if (auto error = File::create(sparePath_, spare_.file)) return error;
     }
@@ -120,11 +123,12 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
     if (pieces.count() != current_.count) pieces = {};
     if (!pieces.follow(events, left)) return notEncodable();
 
-    if (auto error = extends ? extendSpare(events, pieces) : rewriteSpare(events, left, pieces)) {
-        return error;
-    }
+    auto error = extends ? extendSpare(events, pieces) : rewriteSpare(events, left, pieces);
+    spare_.state = spare_.file.state();
+    if (error) return error;
     if (durability_ == Durability::flushed) {
-        if (auto error = spare_.file.synchronise()) return error;
+        error = spare_.file.synchronise();
+        if (error) return error;
     }
     spare_.known = true;
     spare_.count = events.size();
@@ -143,6 +147,7 @@ ErrorRef SwappedFile::extendSpare(std::span<const InternalEvent> events, const T
     if (auto error = spare_.file.write(parts_, offset)) return error;
     spare_.bytes = offset + size;
     spare_.appended += size;
+    spare_.isWhole = false;
     return nullptr;
 }
 
@@ -164,13 +169,9 @@ ErrorRef SwappedFile::rewriteSpare(std::span<const InternalEvent> events, std::s
     }
     spare_.bytes = size;
     spare_.appended = 0;
-    auto state = spare_.file.state();
-    if (!state || state->size != size) {
-        if (auto error = spare_.file.truncate(size)) return error;
-        state = spare_.file.state();
-    }
-    spare_.whole = state;
-    return nullptr;
+    spare_.isWhole = true;
+    const auto state = spare_.file.state();
+    return state && state->size == size ? nullptr : spare_.file.truncate(size);
 }
 
 bool SwappedFile::copyToSpare(std::span<const InternalEvent> events, std::size_t left,
@@ -178,7 +179,10 @@ bool SwappedFile::copyToSpare(std::span<const InternalEvent> events, std::size_t
     // What is flushed is written seldom, and no cache holds it from one time to the next.
     if (durability_ == Durability::flushed) return false;
     // What others wrote into the file is not to spread.
-    if (!current_.whole || current_.file.state() != current_.whole) return false;
+    const auto isAsWritten = [&] {
+        return current_.state && current_.file.state() == current_.state;
+    };
+    if (!current_.isWhole || !isAsWritten()) return false;
     std::vector<std::string_view> parts{"[", ""};
     pieces.appendTo(parts, events, current_.count - left);
     parts.emplace_back("]");
@@ -188,7 +192,7 @@ bool SwappedFile::copyToSpare(std::span<const InternalEvent> events, std::size_t
     if (view.empty()) return false;
     parts[1] = view.substr(current_.bytes - 1 - copied, copied);
     // Failing it, the texts are there still. Others may have written there meanwhile.
-    return spare_.file.write(parts, 0) == nullptr && current_.file.state() == current_.whole;
+    return spare_.file.write(parts, 0) == nullptr && isAsWritten();
 }
 
 void SwappedFile::closeViews() noexcept {
@@ -196,14 +200,16 @@ void SwappedFile::closeViews() noexcept {
     spare_.file.closeView();
 }
 
-ErrorRef SwappedFile::tradeNames(bool& spareIsGone) {
-    bool unsupported = false;
-    auto error = exchangeNames(sparePath_, path_, unsupported);
-    if (error) {
-        // No exchange on this file system, or no file of that name yet.
-        spareIsGone = true;
-        error = renameFile(sparePath_, path_);
-    }
+bool SwappedFile::isAsLeft(const std::filesystem::path& path, const Side& side) {
+    return side.state && fileState(path) == side.state;
+}
+
+ErrorRef SwappedFile::replaceFile(bool& spareIsGone) {
+    auto error = exchangeNames(sparePath_, path_, spareIsGone);
+    if (error && !spareIsGone) spareIsGone = !fileIdentity(path_);
+    if (spareIsGone) error = renameFile(sparePath_, path_);
+    // A call that reports an error may have done its work.
+    if (error && fileIdentity(path_) == spare_.file.identity()) error = nullptr;
     // The old file is overwritten next time. By then its new name must be on the device, or a loss
     // of power would find a half-written list under the old one.
     if (!error && durability_ == Durability::flushed)
@@ -215,13 +221,6 @@ ErrorRef SwappedFile::tradeNames(bool& spareIsGone) {
         current_.known = false;
     }
     return error;
-}
-
-void SwappedFile::forgetReplacedFiles() {
-    // Somebody may have removed or replaced a file, or the whole folder. Trading names with a file
-    // of somebody else's would put that one's list in place of ours. Only the spare's name needs a
-    // look: what takes the file's place passes through it before it could come back.
-    if (spare_.file.isOpen() && fileIdentity(sparePath_) != spare_.file.identity()) spare_ = {};
 }
 
 }  // namespace zentara

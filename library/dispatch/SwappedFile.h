@@ -27,6 +27,9 @@ namespace zentara {
 /// place, in as few and as long pieces as the texts lie in memory. Where the file system cannot
 /// exchange names, a fresh file is renamed over the old one.
 ///
+/// Before a file is written to, it must be as the last write left it: the same file, of that size
+/// and time. One that others have cut, overwritten or replaced makes way for a new one.
+///
 /// Not promised: that two writers on one name see each other's lists. Not synchronised.
 class SwappedFile {
   public:
@@ -63,9 +66,12 @@ class SwappedFile {
         std::size_t count = 0;
         std::uint64_t bytes = 0;     ///< whole length
         std::uint64_t appended = 0;  ///< how many of them came in small pieces
-        /// As it was left by the last write of the whole file; an append shows in its size.
-        std::optional<FileState> whole = std::nullopt;
+        bool isWhole = false;        ///< the last write was of the whole file
+        /// As it was left by the last write; nothing when that is not known.
+        std::optional<FileState> state = std::nullopt;
     };
+
+    [[nodiscard]] static bool isAsLeft(const std::filesystem::path& path, const Side& side);
 
     [[nodiscard]] ErrorRef fillSpare(std::span<const InternalEvent> events, std::size_t left);
     [[nodiscard]] ErrorRef extendSpare(std::span<const InternalEvent> events,
@@ -78,8 +84,8 @@ class SwappedFile {
     [[nodiscard]] bool copyToSpare(std::span<const InternalEvent> events, std::size_t left,
                                    const TextPieces& pieces, std::uint64_t size);
     void closeViews() noexcept;
-    [[nodiscard]] ErrorRef tradeNames(bool& spareIsGone);
-    void forgetReplacedFiles();
+    /// Puts the spare in the file's place. The old file is the spare then, unless that is gone.
+    [[nodiscard]] ErrorRef replaceFile(bool& spareIsGone);
 
     const std::filesystem::path path_;
     const std::filesystem::path sparePath_;

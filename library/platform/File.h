@@ -20,9 +20,10 @@ struct FileIdentity {
     friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
-/// How long a file is, and when somebody wrote to it last, since 1970. Where the clock of files
-/// ticks, as on Linux before 6.13, what is written within a tick of 1 to 10 ms has one time.
+/// Which file it is, how long, and when it was written to last, since 1970. Where the clock of
+/// files ticks, as on Linux before 6.13, what is written within a tick of 1 to 10 ms has one time.
 struct FileState {
+    FileIdentity identity;
     std::uint64_t size = 0;
     std::int64_t seconds = 0;
     std::int64_t nanoseconds = 0;  ///< beyond the seconds
@@ -88,6 +89,8 @@ ErrorRef makeFolder(const std::filesystem::path& folder);
 
 /// The file of that name, or nothing when there is none.
 [[nodiscard]] std::optional<FileIdentity> fileIdentity(const std::filesystem::path& path);
+/// Its state, or nothing when there is none.
+[[nodiscard]] std::optional<FileState> fileState(const std::filesystem::path& path);
 
 /// A whole file, or why it could not be read. Without a file both members are empty.
 struct [[nodiscard]] FileContents {

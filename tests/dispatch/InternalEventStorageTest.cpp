@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <deque>
 #include <fstream>
 #include <functional>
@@ -117,6 +118,45 @@ TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
     }
     saveOneMore(11);
     saveOneMore(12);
+    const std::function<void()> meddlings[] = {
+        [&] { std::filesystem::resize_file(host_.file("queue"), 0); },
+        [&] { std::ofstream(host_.file("queue")) << "[]"; },
+        [&] {
+            std::fstream(host_.file("queue")).seekp(100) << "not ours";
+            // Also where the clock of files ticks.
+            std::filesystem::last_write_time(host_.file("queue"), std::chrono::file_clock::now());
+        },
+    };
+    std::int64_t last = 12;
+    for (const auto& meddle : meddlings) {
+        meddle();
+        saveOneMore(++last);
+        saveOneMore(++last);
+        saveOneMore(++last);
+        meddle();
+        EXPECT_EQ(store.save(list), nullptr);
+        EXPECT_EQ(file(), fileOf(list.events())) << "also when nothing is new";
+        scheduler_.run();
+        saveOneMore(++last);
+    }
+}
+
+TEST_F(InternalEventStorageTest, AnExchangeThatFailsIsNoRename) {
+    auto store = storage();
+    EventList list(sampleEvents(1, 3));
+    ASSERT_EQ(store.save(list), nullptr);
+    for (std::int64_t number = 4; number < 20; number += 2) {
+        const auto before = file();
+        const bool isDone = number % 4 == 0;
+        FaultyDisk disk(host_.documents());
+        disk.fail({{{DiskCall::rename}, EIO, 100, {}, isDone}});
+        list.append(sampleEvent(number));
+        EXPECT_EQ(store.save(list) == nullptr, isDone);
+        EXPECT_EQ(file(), isDone ? fileOf(list.events()) : before);
+        list.append(sampleEvent(number + 1));
+        EXPECT_EQ(store.save(list), nullptr);
+        EXPECT_EQ(file(), fileOf(list.events()));
+    }
 }
 
 TEST_F(InternalEventStorageTest, WhatOthersWriteIntoTheFileDoesNotSpread) {

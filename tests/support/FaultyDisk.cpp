@@ -20,7 +20,7 @@ namespace {
 
 /// What there is behind the object. Threads may be in the middle of a call when that goes.
 struct Disk {
-    enum class Verdict { succeed, fail, endEarly };
+    enum class Verdict { succeed, fail, endEarly, failWhenDone };
 
     struct Counted {
         DiskFault fault;
@@ -59,7 +59,7 @@ struct Disk {
             ++failures;
             if (fault.error == 0) return Verdict::endEarly;
             errno = fault.error;
-            return Verdict::fail;
+            return fault.isDone ? Verdict::failWhenDone : Verdict::fail;
         }
         return Verdict::succeed;
     }
@@ -105,7 +105,12 @@ auto pass(DiskCall call, const std::filesystem::path& path, const Run& run,
     if (!disk().isWatched || !disk().concerns(path)) return run(false);
     const auto verdict = disk().judge(call, path);
     if (verdict == Disk::Verdict::fail) return decltype(run(false))(-1);
+    const int fault = errno;
     const auto result = run(verdict == Disk::Verdict::endEarly);
+    if (verdict == Disk::Verdict::failWhenDone) {
+        errno = fault;
+        return decltype(run(false))(-1);
+    }
     if (result >= 0) {
         const int code = errno;
         DiskStep step;

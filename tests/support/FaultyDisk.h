@@ -39,6 +39,7 @@ struct DiskFault {
     int error = 0;           ///< of `errno`; 0 lets a write end early, which is none
     std::size_t every = 1;   ///< the first of so many fails, and so on
     std::string names = {};  ///< only where the last name of the path has this in it
+    bool isDone = false;     ///< the call does its work and reports the error all the same
 };
 
 /// Stands between the program and the system for everything that lies under one folder: watches

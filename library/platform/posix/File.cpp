@@ -58,6 +58,13 @@ bool showsWhatIsWritten(int descriptor) {
     return std::find(known.begin(), known.end(), type) != known.end();
 }
 
+FileState stateOf(const struct stat& status) {
+    return {{status.st_dev, status.st_ino},
+            static_cast<std::uint64_t>(status.st_size),
+            status.st_mtim.tv_sec,
+            status.st_mtim.tv_nsec};
+}
+
 int openNew(const std::filesystem::path& path) {
     constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
     int descriptor = retried([&] { return ::open(path.c_str(), flags, privateFile); });
@@ -238,8 +245,7 @@ ErrorRef File::synchronise() {
 std::optional<FileState> File::state() const noexcept {
     struct stat status {};
     if (::fstat(descriptor_, &status) != 0) return std::nullopt;
-    return FileState{static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec,
-                     status.st_mtim.tv_nsec};
+    return stateOf(status);
 }
 
 std::string_view File::view(std::uint64_t size) noexcept {
@@ -267,9 +273,15 @@ void File::close() noexcept {
 }
 
 std::optional<FileIdentity> fileIdentity(const std::filesystem::path& path) {
+    const auto state = fileState(path);
+    if (!state) return std::nullopt;
+    return state->identity;
+}
+
+std::optional<FileState> fileState(const std::filesystem::path& path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
-    return FileIdentity{status.st_dev, status.st_ino};
+    return stateOf(status);
 }
 
 FileContents readFile(const std::filesystem::path& path) {
