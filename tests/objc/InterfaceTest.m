@@ -118,12 +118,12 @@ TEST(ErrorsAreToldApartByTheirClasses) {
         [[[SchemasInitializationError alloc] init] autorelease],
     ];
     NSString *expected[] = {
-        @"ZentaraClientNotInitializedError 0 Zentara Client not initialized!",
-        @"ZentaraClientNotReady 1 Zentara Client is not Ready! Later.",
-        @"InvalidDataForSpecifiedSchemaError 2 Data not valid for specified Schema. Wrong.",
-        @"UnknownError 3 Unknown error",
-        @"EventNotQueuedError 4 Event Not Queued",
-        @"SchemasInitializationError 4 Zentara client can not get schemas",
+        @"QVNZentaraClientNotInitializedError 0 Zentara Client not initialized!",
+        @"QVNZentaraClientNotReady 1 Zentara Client is not Ready! Later.",
+        @"QVNInvalidDataForSpecifiedSchemaError 2 Data not valid for specified Schema. Wrong.",
+        @"QVNUnknownError 3 Unknown error",
+        @"QVNEventNotQueuedError 4 Event Not Queued",
+        @"QVNSchemasInitializationError 4 Zentara client can not get schemas",
     };
     for (size_t index = 0; index < COUNT_OF(expected); ++index) {
         ZentaraClientError *error = [errors objectAtIndex:index];
@@ -140,6 +140,7 @@ TEST(ErrorsAreToldApartByTheirClasses) {
             [[class alloc] initWithDomain:@"d" code:1 userInfo:nil];
         }));
     }
+    CHECK(ownEventClass() != [Event class]);
     NSError *own = [[ZentaraClientError alloc] initWithDomain:@"own" code:9 userInfo:nil];
     CHECK_EQUAL([[own autorelease] domain], @"own");
     CHECK(isFatal(@"init of Event", ^{

@@ -87,7 +87,7 @@ TEST(APlainClientSendsNothingAndSaysSo) {
     [plain performFetchWith:^(NSUInteger result) {
         [outcomes addObject:@(result)];
     }];
-    NSString *error = @"ZentaraClientNotInitializedError";
+    NSString *error = @"QVNZentaraClientNotInitializedError";
     CHECK_EQUAL(outcomes, (@[ error, error, error, @"'' '' (null)", @"", @2 ]));
 }
 

@@ -35,9 +35,9 @@ void zentaraEndSend(SendHandler *handler) {
     releaseBlock(handler->block);
 }
 
-static void tell(id block, Event *event, ZentaraClientError *error) {
+static void tell(id block, QVNEvent *event, QVNZentaraClientError *error) {
     zentaraCallHost("the handler of an event", ^{
-        ((void (^)(Event *, ZentaraClientError *))block)(event, error);
+        ((void (^)(QVNEvent *, QVNZentaraClientError *))block)(event, error);
     });
 }
 
@@ -45,11 +45,11 @@ static void callSend(void *context, const ZentaraEvent *event, const ZentaraErro
     const SendHandler *handler = context;
     @autoreleasepool {
         tell(handler->block,
-             [Event eventWithHandle:zentaraKeepEvent(event)
-                                url:handler->url
-                            referer:@""
-                            refusal:nil
-                         properties:nil],
+             [QVNEvent eventWithHandle:zentaraKeepEvent(event)
+                                   url:handler->url
+                               referer:@""
+                               refusal:nil
+                            properties:nil],
              zentaraErrorObject(error));
     }
 }
@@ -69,18 +69,18 @@ void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler
     ZentaraEventTexts withoutReferer = *texts;
     withoutReferer.referer = (ZentaraText){NULL, 0};
     tell(handler->block,
-         [Event eventWithHandle:zentaraMakeEvent(&withoutReferer, NULL)
-                            url:handler->url
-                        referer:@""
-                        refusal:reason
-                     properties:properties],
+         [QVNEvent eventWithHandle:zentaraMakeEvent(&withoutReferer, NULL)
+                               url:handler->url
+                           referer:@""
+                           refusal:reason
+                        properties:properties],
          zentaraErrorOfKind(couldSend ? zentaraEventNotQueuedError : zentaraNotInitializedError,
                             nil));
 }
 
 void zentaraCallReady(void *block, const ZentaraError *error) {
     zentaraCallHost("the ready block", ^{
-        ((void (^)(ZentaraClientError *))(id)block)(zentaraErrorObject(error));
+        ((void (^)(QVNZentaraClientError *))(id)block)(zentaraErrorObject(error));
     });
 }
 

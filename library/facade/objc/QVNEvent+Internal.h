@@ -4,15 +4,15 @@
 
 #include "facade/objc/EventBridge.h"
 
-@interface Event (Internal)
+@interface QVNEvent (Internal)
 
 /// Takes `event` over. With a `refusal`, the event cannot be sent for this reason, and
 /// `properties` stands in for those that it would have.
-+ (Event *)eventWithHandle:(ZentaraEvent *)event
-                       url:(id)url
-                   referer:(id)referer
-                   refusal:(NSString *)refusal
-                properties:(NSDictionary *)properties;
++ (QVNEvent *)eventWithHandle:(ZentaraEvent *)event
+                          url:(id)url
+                      referer:(id)referer
+                      refusal:(NSString *)refusal
+                   properties:(NSDictionary *)properties;
 
 /// Null in an object that was never made an event.
 - (const ZentaraEvent *)handle;

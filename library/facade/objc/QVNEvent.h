@@ -4,7 +4,7 @@ NS_ASSUME_NONNULL_BEGIN
 
 /// An event as the application describes it. Immutable, safe to read from any thread and to keep.
 /// Made by `+[QVNZentaraClient createEventWithSchemaId:...]` only.
-@interface Event : NSObject {
+@interface QVNEvent : NSObject {
   @private
     struct ZentaraEvent *_event;
     id _url;

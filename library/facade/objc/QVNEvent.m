@@ -11,7 +11,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
     zentaraFatalError((ZentaraText){cause, sizeof cause - 1});
 }
 
-@implementation Event
+@implementation QVNEvent
 
 + (instancetype)new {
     failWithoutValues();
@@ -74,14 +74,14 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 
 @end
 
-@implementation Event (Internal)
+@implementation QVNEvent (Internal)
 
-+ (Event *)eventWithHandle:(ZentaraEvent *)handle
-                       url:(id)url
-                   referer:(id)referer
-                   refusal:(NSString *)refusal
-                properties:(NSDictionary *)properties {
-    Event *event = [Event alloc];
++ (QVNEvent *)eventWithHandle:(ZentaraEvent *)handle
+                          url:(id)url
+                      referer:(id)referer
+                      refusal:(NSString *)refusal
+                   properties:(NSDictionary *)properties {
+    QVNEvent *event = [QVNEvent alloc];
     event->_event = handle;
     event->_url = [url retain];
     event->_referer = [referer retain];

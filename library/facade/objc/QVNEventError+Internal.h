@@ -5,10 +5,10 @@
 #include "facade/objc/ErrorBridge.h"
 
 /// The same error as an autoreleased object of the class that stands for its kind; nil for null.
-ZentaraClientError *zentaraErrorObject(const ZentaraError *error);
+QVNZentaraClientError *zentaraErrorObject(const ZentaraError *error);
 
 /// A new error of this kind, autoreleased.
-ZentaraClientError *zentaraErrorOfKind(ZentaraErrorKind kind, NSString *detail);
+QVNZentaraClientError *zentaraErrorOfKind(ZentaraErrorKind kind, NSString *detail);
 
 /// What use before the settings is answered with; not of the family of the errors above.
 NSError *zentaraNotConfiguredError(void);

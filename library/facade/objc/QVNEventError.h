@@ -17,39 +17,39 @@ typedef NS_ENUM(NSInteger, EventErrorCode) {
 ///
 /// The base class can be made with `initWithDomain:code:userInfo:` for errors of the application's
 /// own. For its subclasses this initialiser is a fatal error; the one from an archive is for all.
-@interface ZentaraClientError : NSError
+@interface QVNZentaraClientError : NSError
 @end
 
 /// An event was sent before `+[QVNZentaraClient useSettingsWithTenant:...]`, or through a client
 /// that was made with `init`.
-@interface ZentaraClientNotInitializedError : ZentaraClientError
+@interface QVNZentaraClientNotInitializedError : QVNZentaraClientError
 - (instancetype)init;
 @end
 
 /// An event was sent before the schemas were there; the message says what became of it.
-@interface ZentaraClientNotReady : ZentaraClientError
+@interface QVNZentaraClientNotReady : QVNZentaraClientError
 - (instancetype)initWithDetail:(NSString *)detail;
 - (instancetype)init __attribute__((unavailable("use initWithDetail:")));
 @end
 
 /// An event's properties do not satisfy its schema; the message lists why.
-@interface InvalidDataForSpecifiedSchemaError : ZentaraClientError
+@interface QVNInvalidDataForSpecifiedSchemaError : QVNZentaraClientError
 - (instancetype)initWithDetail:(NSString *)detail;
 - (instancetype)init __attribute__((unavailable("use initWithDetail:")));
 @end
 
 /// An event could not be validated, for example because its schema is not known.
-@interface UnknownError : ZentaraClientError
+@interface QVNUnknownError : QVNZentaraClientError
 - (instancetype)init;
 @end
 
 /// An event could not be stored, or holds what JSON cannot.
-@interface EventNotQueuedError : ZentaraClientError
+@interface QVNEventNotQueuedError : QVNZentaraClientError
 - (instancetype)init;
 @end
 
 /// The schemas could not be obtained.
-@interface SchemasInitializationError : ZentaraClientError
+@interface QVNSchemasInitializationError : QVNZentaraClientError
 - (instancetype)init;
 @end
 

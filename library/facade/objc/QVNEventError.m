@@ -7,21 +7,21 @@
 static Class classOfKind(ZentaraErrorKind kind) {
     switch (kind) {
         case zentaraNotInitializedError:
-            return [ZentaraClientNotInitializedError class];
+            return [QVNZentaraClientNotInitializedError class];
         case zentaraNotReadyError:
-            return [ZentaraClientNotReady class];
+            return [QVNZentaraClientNotReady class];
         case zentaraInvalidDataError:
-            return [InvalidDataForSpecifiedSchemaError class];
+            return [QVNInvalidDataForSpecifiedSchemaError class];
         case zentaraUnknownError:
-            return [UnknownError class];
+            return [QVNUnknownError class];
         case zentaraEventNotQueuedError:
-            return [EventNotQueuedError class];
+            return [QVNEventNotQueuedError class];
         case zentaraSchemasInitializationError:
-            return [SchemasInitializationError class];
+            return [QVNSchemasInitializationError class];
         case zentaraOtherError:
             break;
     }
-    return [ZentaraClientError class];
+    return [QVNZentaraClientError class];
 }
 
 static bool isOfTheLibrary(id error) {
@@ -44,7 +44,7 @@ static NSDictionary *userInfoOf(const ZentaraError *error) {
     return [NSDictionary dictionaryWithDictionary:userInfo];
 }
 
-@implementation ZentaraClientError
+@implementation QVNZentaraClientError
 
 - (instancetype)initWithDomain:(NSString *)domain
                           code:(NSInteger)code
@@ -85,48 +85,48 @@ static NSDictionary *userInfoOf(const ZentaraError *error) {
 
 @end
 
-@implementation ZentaraClientNotInitializedError
+@implementation QVNZentaraClientNotInitializedError
 - (instancetype)init {
     return [self initWithKind:zentaraNotInitializedError detail:nil];
 }
 @end
 
-@implementation ZentaraClientNotReady
+@implementation QVNZentaraClientNotReady
 - (instancetype)initWithDetail:(NSString *)detail {
     return [self initWithKind:zentaraNotReadyError detail:detail];
 }
 @end
 
-@implementation InvalidDataForSpecifiedSchemaError
+@implementation QVNInvalidDataForSpecifiedSchemaError
 - (instancetype)initWithDetail:(NSString *)detail {
     return [self initWithKind:zentaraInvalidDataError detail:detail];
 }
 @end
 
-@implementation UnknownError
+@implementation QVNUnknownError
 - (instancetype)init {
     return [self initWithKind:zentaraUnknownError detail:nil];
 }
 @end
 
-@implementation EventNotQueuedError
+@implementation QVNEventNotQueuedError
 - (instancetype)init {
     return [self initWithKind:zentaraEventNotQueuedError detail:nil];
 }
 @end
 
-@implementation SchemasInitializationError
+@implementation QVNSchemasInitializationError
 - (instancetype)init {
     return [self initWithKind:zentaraSchemasInitializationError detail:nil];
 }
 @end
 
-ZentaraClientError *zentaraErrorObject(const ZentaraError *error) {
+QVNZentaraClientError *zentaraErrorObject(const ZentaraError *error) {
     if (error == NULL) return nil;
     return [[[classOfKind(zentaraErrorKind(error)) alloc] initWithError:error] autorelease];
 }
 
-ZentaraClientError *zentaraErrorOfKind(ZentaraErrorKind kind, NSString *detail) {
+QVNZentaraClientError *zentaraErrorOfKind(ZentaraErrorKind kind, NSString *detail) {
     return [[[classOfKind(kind) alloc] initWithKind:kind detail:detail] autorelease];
 }
 

@@ -3,6 +3,7 @@
 #import <zentara/QVNClientSettings.h>
 #import <zentara/QVNEvent.h>
 #import <zentara/QVNEventError.h>
+#import <zentara/QVNShortNames.h>
 
 NS_ASSUME_NONNULL_BEGIN
 
@@ -61,7 +62,7 @@ NS_ASSUME_NONNULL_BEGIN
 /// When the client exists already, it receives nil at once.
 + (nullable QVNZentaraClient *)
     getAndReturnError:(NSError *_Nullable *_Nullable)error
-        readyCallback:(void (^_Nullable)(ZentaraClientError *_Nullable error))readyCallback;
+        readyCallback:(void (^_Nullable)(QVNZentaraClientError *_Nullable error))readyCallback;
 
 /// Configures the process; called again, replaces the whole record. An environment that is not one
 /// raises `NSInvalidArgumentException`.
@@ -81,13 +82,13 @@ NS_ASSUME_NONNULL_BEGIN
 /// An event with exactly these values, to be sent later with others. `url` and `referer` may be
 /// any objects: a string counts as it is, an `NSURL` as its absolute string, anything else as its
 /// description. The event holds a string as a copy, nil as @"".
-+ (Event *)createEventWithSchemaId:(NSString *)schemaId
-                     schemaVersion:(NSString *)schemaVersion
-                       contentType:(NSString *)contentType
-                               url:(id)url
-                           referer:(id)referer
-                        properties:(NSDictionary<NSString *, id> *)properties
-                        relationId:(nullable NSString *)relationId;
++ (QVNEvent *)createEventWithSchemaId:(NSString *)schemaId
+                        schemaVersion:(NSString *)schemaVersion
+                          contentType:(NSString *)contentType
+                                  url:(id)url
+                              referer:(id)referer
+                           properties:(NSDictionary<NSString *, id> *)properties
+                           relationId:(nullable NSString *)relationId;
 
 /// Reports the stored anonymous token, before it returns: its type, its value and its public
 /// value; @"", @"" and nil without a token. false and an error before the settings.
@@ -112,16 +113,16 @@ NS_ASSUME_NONNULL_BEGIN
                  referer:(id)referer
               properties:(NSDictionary<NSString *, id> *)properties
               relationId:(nullable NSString *)relationId
-                 handler:
-                     (void (^_Nullable)(Event *event, ZentaraClientError *_Nullable error))handler;
+                 handler:(void (^_Nullable)(QVNEvent *event,
+                                            QVNZentaraClientError *_Nullable error))handler;
 
 /// Sends each event in order, as above, with `relationId` in place of its own, also when nil.
 /// `handler` is called once for each. In place of an object that is not an event it receives an
 /// event without values and an `EventNotQueuedError`.
-- (void)sendWithEvents:(NSArray<Event *> *)events
+- (void)sendWithEvents:(NSArray<QVNEvent *> *)events
             relationId:(nullable NSString *)relationId
-               handler:
-                   (void (^_Nullable)(Event *event, ZentaraClientError *_Nullable error))handler;
+               handler:(void (^_Nullable)(QVNEvent *event,
+                                          QVNZentaraClientError *_Nullable error))handler;
 
 /// Delivers one batch now, for an application's background-fetch hook or to drain the queue.
 /// `completion` receives a `ZentaraBackgroundFetchResult` exactly once, on a worker thread or

@@ -113,7 +113,7 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 }
 
 + (QVNZentaraClient *)getAndReturnError:(NSError **)error
-                          readyCallback:(void (^)(ZentaraClientError *))readyCallback {
+                          readyCallback:(void (^)(QVNZentaraClientError *))readyCallback {
     QVNZentaraClient *client =
         objectOf(zentaraGetClient(zentaraHeldBlock(readyCallback), zentaraCallReady));
     if (client == nil) fail(error, zentaraNotConfiguredError());
@@ -173,22 +173,22 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
     return false;
 }
 
-+ (Event *)createEventWithSchemaId:(NSString *)schemaId
-                     schemaVersion:(NSString *)schemaVersion
-                       contentType:(NSString *)contentType
-                               url:(id)url
-                           referer:(id)referer
-                        properties:(NSDictionary *)properties
-                        relationId:(NSString *)relationId {
-    Event *event = nil;
++ (QVNEvent *)createEventWithSchemaId:(NSString *)schemaId
+                        schemaVersion:(NSString *)schemaVersion
+                          contentType:(NSString *)contentType
+                                  url:(id)url
+                              referer:(id)referer
+                           properties:(NSDictionary *)properties
+                           relationId:(NSString *)relationId {
+    QVNEvent *event = nil;
     @autoreleasepool {
         const EventInput input = zentaraConvertEvent(schemaId, schemaVersion, contentType, url,
                                                      referer, properties, relationId);
-        event = [[Event eventWithHandle:zentaraMakeEvent(&input.texts, input.properties)
-                                    url:input.url
-                                referer:input.referer
-                                refusal:input.refusal
-                             properties:input.givenProperties] retain];
+        event = [[QVNEvent eventWithHandle:zentaraMakeEvent(&input.texts, input.properties)
+                                       url:input.url
+                                   referer:input.referer
+                                   refusal:input.refusal
+                                properties:input.givenProperties] retain];
     }
     return [event autorelease];
 }
@@ -218,7 +218,7 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
                  referer:(id)referer
               properties:(NSDictionary *)properties
               relationId:(NSString *)relationId
-                 handler:(void (^)(Event *, ZentaraClientError *))block {
+                 handler:(void (^)(QVNEvent *, QVNZentaraClientError *))block {
     SendHandler handler = zentaraBeginSend(block);
     @autoreleasepool {
         const EventInput input = zentaraConvertEvent(schemaId, schemaVersion, contentType, url,
@@ -236,9 +236,9 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
 }
 
 /// The element of an array as an event; nil when it is something else.
-static Event *eventIn(id element) {
+static QVNEvent *eventIn(id element) {
     @try {
-        return [element isKindOfClass:[Event class]] && [element handle] != NULL ? element : nil;
+        return [element isKindOfClass:[QVNEvent class]] && [element handle] != NULL ? element : nil;
     } @catch (id exception) {
         return nil;
     }
@@ -260,7 +260,7 @@ static NSArray *elementsOf(id events) {
 static void sendElement(const ZentaraClientHandle *client, id element, ZentaraText relationId,
                         NSString *refusal, SendHandler *handler) {
     ZentaraEventTexts texts = {.relationId = relationId};
-    Event *event = eventIn(element);
+    QVNEvent *event = eventIn(element);
     if (event == nil) {
         handler->url = @"";
         zentaraRefuse(client, handler, &texts, nil, @"an object that is not an event");
@@ -277,9 +277,9 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
     zentaraRefuse(client, handler, &texts, event.properties, refusal);
 }
 
-- (void)sendWithEvents:(NSArray<Event *> *)events
+- (void)sendWithEvents:(NSArray<QVNEvent *> *)events
             relationId:(NSString *)relationId
-               handler:(void (^)(Event *, ZentaraClientError *))block {
+               handler:(void (^)(QVNEvent *, QVNZentaraClientError *))block {
     SendHandler handler = zentaraBeginSend(block);
     @autoreleasepool {
         NSString *refusal = nil;

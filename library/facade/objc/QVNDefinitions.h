@@ -1,0 +1,22 @@
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+// What the platforms differ in.
+
+/// What methods that can fail return: "B" in their type encodings on every platform. Swift takes
+/// such a method for one that throws if it returns BOOL, which elsewhere is not a truth value.
+#if defined(__APPLE__)
+#define ZENTARA_BOOL BOOL
+#else
+#define ZENTARA_BOOL bool
+#endif
+
+/// The name in Swift.
+#if __has_attribute(swift_name)
+#define ZENTARA_SWIFT_NAME(name) __attribute__((swift_name(#name)))
+#else
+#define ZENTARA_SWIFT_NAME(name)
+#endif
+
+#define ZENTARA_OBJC_EXPORT extern __attribute__((visibility("default")))
