@@ -7,8 +7,6 @@
 
 #include <stdio.h>
 
-#include "Endpoints.h"
-
 /// Lets one thread wait for what a block reports on another.
 @interface Report : NSObject {
     NSCondition *_condition;
@@ -65,7 +63,10 @@ static NSUInteger deliver(QVNZentaraClient *client) {
 
 static int run(const char *collector, const char *schemas) {
     // Once, when the application starts.
-    useEndpoints(collector, schemas);
+    QVNZentaraEndpoints *endpoints = [[[QVNZentaraEndpoints alloc] init] autorelease];
+    endpoints.qaCollector = @(collector);
+    endpoints.qaSchemas = @(schemas);
+    [endpoints use];
     [QVNZentaraClient useSettingsWithTenant:@"my-tenant"
                          zentaraEnvironment:ZentaraEnvironmentQa
                               advertisingId:nil];

@@ -18,7 +18,8 @@
 void checkThat(bool holds, const char *condition, const char *file, int line);
 void checkEqual(id found, id expected, const char *file, int line);
 
-/// What is written to standard error meanwhile.
+/// What is written to standard error meanwhile, less what workers say of services that they do not
+/// reach.
 NSString *standardErrorOf(void (^code)(void));
 
 /// Runs the code in so many threads at once, with stacks of this size; 0 for the usual one.

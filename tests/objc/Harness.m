@@ -34,7 +34,15 @@ NSString *standardErrorOf(void (^code)(void)) {
     char text[4096];
     text[fread(text, 1, sizeof text - 1, file)] = '\0';
     fclose(file);
-    return [NSString stringWithUTF8String:text];
+    NSMutableArray *lines = [NSMutableArray array];
+    for (NSString *line in [@(text) componentsSeparatedByString:@"\n"]) {
+        const char *words = [line UTF8String];
+        if (strncmp(words, "ZentaraClient: identity: ", 25) != 0 &&
+            strncmp(words, "ZentaraClient: schemas: ", 24) != 0 &&
+            strncmp(words, "ZentaraClient: delivery: ", 25) != 0)
+            [lines addObject:line];
+    }
+    return [lines componentsJoinedByString:@"\n"];
 }
 
 static void *run(void *code) {

@@ -45,6 +45,16 @@ char* settingsInForce() {
     return ::strdup(text.c_str());
 }
 
+char* hostInForce() {
+    const auto all = ZentaraEndpoints::current();
+    const auto text = all.productionCollector + " " + all.qaCollector + " " +
+                      all.productionSchemas + " " + all.qaSchemas + " " +
+                      all.certificateAuthorityFile + " " + HostApplication::bundleIdentifier() +
+                      " " + HostApplication::documentsDirectory().value_or("").string() + " " +
+                      HostApplication::preferencesDirectory().value_or("").string();
+    return ::strdup(text.c_str());
+}
+
 void startCollector() {
     collectorProcess = std::make_unique<CollectorProcess>(ZENTARA_SCHEMAS);
     useServer(collectorProcess->url());

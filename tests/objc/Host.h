@@ -15,6 +15,9 @@ void beginHost(void);
 /// Tenant, environment and advertising id of the settings.
 char* settingsInForce(void);
 
+/// The endpoints, the authority file, the bundle identifier and the directories.
+char* hostInForce(void);
+
 /// Starts a collector, for the rest of the process, for the QA environment.
 void startCollector(void);
 

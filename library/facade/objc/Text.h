@@ -8,6 +8,9 @@
 /// U+FFFD. Raises what the string raises.
 ZentaraText zentaraText(NSString *string);
 
+/// The same, and none for nil.
+ZentaraText zentaraOptionalText(NSString *string);
+
 /// The text as an autoreleased string; the empty one when there is none.
 NSString *zentaraString(ZentaraText text);
 

@@ -67,6 +67,10 @@ ZentaraText zentaraText(NSString *string) {
     return (ZentaraText){bytes, size};
 }
 
+ZentaraText zentaraOptionalText(NSString *string) {
+    return string == nil ? (ZentaraText){NULL, 0} : zentaraText(string);
+}
+
 /// The next character of well-formed UTF-8.
 static uint32_t decode(const unsigned char **next) {
     const uint32_t first = *(*next)++;

@@ -1,0 +1,26 @@
+#import <zentara/QVNHostApplication.h>
+
+#include "facade/objc/HostBridge.h"
+#import "facade/objc/Text.h"
+
+@implementation QVNHostApplication
+
++ (void)setBundleIdentifier:(NSString *)identifier {
+    @autoreleasepool {
+        zentaraSetBundleIdentifier(zentaraText(identifier));
+    }
+}
+
++ (void)setDocumentsDirectory:(NSString *)path {
+    @autoreleasepool {
+        zentaraSetDocumentsDirectory(zentaraText(path));
+    }
+}
+
++ (void)setPreferencesDirectory:(NSString *)path {
+    @autoreleasepool {
+        zentaraSetPreferencesDirectory(zentaraText(path));
+    }
+}
+
+@end
