@@ -152,8 +152,16 @@ std::shared_ptr<ZentaraClient> ZentaraClientAccess::makePlain() {
     return std::shared_ptr<ZentaraClient>(new ZentaraClient(nullptr));
 }
 
-bool ZentaraClientAccess::isPlain(const ZentaraClient& client) noexcept {
-    return !client.implementation_;
+ZentaraClientErrorRef ZentaraClientAccess::refuse(const ZentaraClient& client,
+                                                  const std::string& schemaId) {
+    if (isForkedChild()) return std::make_shared<EventNotQueuedError>();
+    if (!client.implementation_ || !ClientSettings::current()) {
+        ++Ledger::shared().refusedNotInitialized;
+        return std::make_shared<ZentaraClientNotInitializedError>();
+    }
+    ++Ledger::shared().refusedNotEncodable;
+    if (ZentaraClient::isReady()) return std::make_shared<EventNotQueuedError>();
+    return std::make_shared<ZentaraClientNotReady>("Event not queued: " + schemaId + ".");
 }
 
 void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder) {

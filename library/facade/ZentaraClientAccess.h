@@ -13,7 +13,11 @@ struct ZENTARA_EXPORT ZentaraClientAccess {
     /// `ZentaraClientNotInitializedError`; operations that work with the shared client do so all
     /// the same, the others do nothing.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> makePlain();
-    [[nodiscard]] static bool isPlain(const ZentaraClient& client) noexcept;
+
+    /// Counts an event whose values could not be handed to `client`, because no JSON value stands
+    /// for them; returns what its handler is to receive.
+    [[nodiscard]] static ZentaraClientErrorRef refuse(const ZentaraClient& client,
+                                                      const std::string& schemaId);
 
     /// Keeps the shared client by `holder` from now on, which points to it but may own more;
     /// nothing happens when it points to another client.

@@ -206,7 +206,7 @@ class CompactWalk {
             case Kind::object: {
                 ondemand::json_type type{};
                 return value.type().get(type) == simdjson::SUCCESS &&
-                       type == ondemand::json_type::object && visit(value, maximumJSONDepth - 3);
+                       type == ondemand::json_type::object && visit(value, maximumPropertiesDepth);
             }
             case Kind::strings:
                 return visitMembers(value,

@@ -11,9 +11,6 @@ namespace zentara {
 
 namespace {
 
-// An event lies three levels deep in an envelope: the envelope, its list of actions, the action.
-constexpr std::size_t propertiesDepth = maximumJSONDepth - 3;
-
 /// Appends the members in the one order that `EventDecoder` takes without decoding, "user" last so
 /// that it can be cut off. Returns where "user" begins, or nothing when JSON cannot hold the event.
 template <typename Record>
@@ -28,7 +25,7 @@ std::optional<std::size_t> appendFields(std::string& text, const Record& fields)
     member(R"(,"url":)", fields.url);
     member(R"(,"contentType":)", fields.contentType);
     writer.text(R"(,"properties":)");
-    if (!writer.value(*fields.properties, propertiesDepth)) return std::nullopt;
+    if (!writer.value(*fields.properties, maximumPropertiesDepth)) return std::nullopt;
     writer.text(R"(,"actionTs":)");
     writer.integer(fields.createdAt);
     member(R"(,"zentaraClientVersion":)", fields.clientVersion);

@@ -14,6 +14,10 @@ namespace zentara {
 /// How deep lists and dictionaries may be nested in a text that is read.
 inline constexpr std::size_t maximumJSONDepth = 512;
 
+/// The same for the properties of an event, which lies three levels deep in an envelope: the
+/// envelope, its list of actions, the action.
+inline constexpr std::size_t maximumPropertiesDepth = maximumJSONDepth - 3;
+
 /// A document that was read, or why it could not be.
 struct [[nodiscard]] ParsedJSON {
     JSONValue value;

@@ -43,7 +43,7 @@ expect_symbols(ZentaraClient
 if(EXISTS "${PREFIX}/${LIBDIR}/libZentaraClientObjC.so")
     # Its classes, and what the compiler calls for blocks.
     string(CONCAT interface
-        "__objc_class_name_QVN[A-Za-z]+|"
+        "__objc_class_name_QVN[A-Za-z]+|ZentaraClient[A-Za-z]*ErrorDomain|"
         "_Block_(copy|release|object_assign|object_dispose)|"
         "_NSConcrete(Stack|Global|Malloc)Block")
     expect_symbols(ZentaraClientObjC "${interface}")

@@ -21,6 +21,8 @@ TEST(TheReadyBlockLearnsThatThereAreNoSchemas) {
     beginHost();
     configure();
     CHECK(firstReport() == [SchemasInitializationError class]);
+    QVNZentaraClientFailure *failure = [QVNZentaraClientStatistics current].schemasFailure;
+    CHECK(failure.inARow == 1 && failure.time > 0 && contains(failure.text, @"127.0.0.1"));
 }
 
 TEST(EventsArriveAtTheCollector) {
@@ -42,6 +44,14 @@ TEST(EventsArriveAtTheCollector) {
     CHECK([[invalid localizedDescription]
         hasPrefix:@"Data not valid for specified Schema. Error validating page-view-1 schema: "]);
     CHECK([[outcomes objectAtIndex:1] isMemberOfClass:[UnknownError class]]);
+    standardErrorOf(^{
+        sendTo(client, nil, @{@"title" : [NSDate date]}, handler);
+        sendTo(
+            client, nil,
+            @{@"title" : @(NAN)}, handler);
+    });
+    CHECK([[outcomes objectAtIndex:2] isMemberOfClass:[EventNotQueuedError class]]);
+    CHECK([[outcomes objectAtIndex:3] isMemberOfClass:[InvalidDataForSpecifiedSchemaError class]]);
 
     __block atomic_bool hasHsid = false;
     id note = ^(NSString *hsid) {
@@ -60,7 +70,7 @@ TEST(EventsArriveAtTheCollector) {
 
     // Nothing else delivers within ten seconds of the send.
     sendTo(client, @"sent url", good, handler);
-    CHECK_EQUAL([outcomes objectAtIndex:2], good);
+    CHECK_EQUAL([outcomes lastObject], good);
     for (NSUInteger expected = 0; expected < 2; ++expected) {
         const NSUInteger pending = 99;
         __block atomic_ulong fetched = pending;
@@ -78,4 +88,7 @@ TEST(EventsArriveAtTheCollector) {
     CHECK(contains(events, @"\"zentaraClientReferer\":\"sent referer\""));
     CHECK(contains(taken(askCollector("/received/requests")), @"ADVERTISING_ID=ad"));
     CHECK(contains(taken(askCollector("/received/envelopes")), @"tenänt"));
+    QVNZentaraClientStatistics *now = [QVNZentaraClientStatistics current];
+    CHECK(now.accepted == 1 && now.delivered == 1 && now.batchesDelivered == 1);
+    CHECK(now.refusedInvalid == 2 && now.refusedUnknownSchema == 1 && now.waiting == 0);
 }

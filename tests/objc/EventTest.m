@@ -154,6 +154,7 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
         {nested([NSDate date], 60), @"...[0][0][0]"},
         {alike, @".x is a dictionary whose keys are equal"},
         {exponential, @"too many values"},
+        {nested(@1, 509), @"[0][0][0] is nested too deeply"},
         {nested(@[], 511), @"nested too deeply"},
         {nested(@[], 100000), @"nested too deeply"},
         {[[[Nuisance alloc] init] autorelease], @" raised Nuisance: not now"},
@@ -162,7 +163,9 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
     __block size_t calls = 0;
     SendBlock isRefused = ^(Event *event, ZentaraClientError *error) {
         ++calls;
-        CHECK([error isMemberOfClass:[EventNotQueuedError class]]);
+        CHECK([error isMemberOfClass:[ZentaraClientNotReady class]]);
+        CHECK_EQUAL([error localizedDescription],
+                    @"Zentara Client is not Ready! Event not queued: page-view.");
         CHECK_EQUAL(event.schemaId, @"page-view");
         CHECK_EQUAL(event.relationId, @"single");
         CHECK_EQUAL(event.referer, @"");
@@ -199,6 +202,7 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
     });
     CHECK(contains(lines, @"is too much for the thread's stack\n"));
     CHECK_EQUAL(heldBack(), @"");
+    CHECK([QVNZentaraClientStatistics current].refusedNotEncodable == (int64_t)calls);
 }
 
 TEST(ABatchGoesOutInOrderWithItsRelation) {
@@ -213,13 +217,13 @@ TEST(ABatchGoesOutInOrderWithItsRelation) {
         CHECK_EQUAL(event.relationId, @"batch");
         CHECK_EQUAL(event.referer, @"");
         [outcomes addObject:event.url];
-        [outcomes addObject:[error class]];
+        [outcomes addObject:[error localizedDescription]];
     };
     standardErrorOf(^{
         [client sendWithEvents:batch relationId:@"batch" handler:note];
     });
-    Class isNot = [EventNotQueuedError class];
-    Class isHeldBack = [ZentaraClientNotReady class];
+    NSString *isNot = @"Zentara Client is not Ready! Event not queued: .";
+    NSString *isHeldBack = @"Zentara Client is not Ready! Event queued to be sent later: own.";
     CHECK_EQUAL(outcomes, (@[ url, isHeldBack, @"", isNot, @"", isNot, @7, isHeldBack ]));
     CHECK([heldBack() hasPrefix:@"[{\"id\":\"own\",\"version\":\"7\",\"url\":\"http://x/a/b?c\","
                                  "\"contentType\":\"own/type\",\"properties\":{},"]);

@@ -105,7 +105,24 @@ TEST(WrongUseIsAnErrorAndRightUseWritesNone) {
     CHECK(error == nil);
     CHECK(![QVNZentaraClient setLoggedUserWithTokenType:3 token:@"" error:&error]);
     CHECK_EQUAL([error localizedDescription], @"there is no token type 3");
-    CHECK_EQUAL([error domain], @"ZentaraClient");
+    CHECK_EQUAL([error domain], ZentaraClientInvalidArgumentErrorDomain);
+    CHECK([error code] == 1);
+}
+
+TEST(AHostDescribesItselfInObjectiveC) {
+    beginHost();
+    QVNZentaraEndpoints *endpoints = [[[QVNZentaraEndpoints alloc] init] autorelease];
+    endpoints.productionCollector = @"http://a.example";
+    endpoints.productionSchemas = @"http://b.example";
+    endpoints.qaSchemas = @"http://c.example";
+    endpoints.certificateAuthorityFile = @"/own/authority.pem";
+    [endpoints use];
+    [QVNHostApplication setBundleIdentifier:@"own.bundle"];
+    [QVNHostApplication setDocumentsDirectory:@"/own/documents"];
+    [QVNHostApplication setPreferencesDirectory:@"/own/preferences"];
+    CHECK_EQUAL(taken(hostInForce()),
+                @"http://a.example http://127.0.0.1:1 http://b.example http://c.example "
+                 "/own/authority.pem own.bundle /own/documents /own/preferences");
 }
 
 TEST(ErrorsAreToldApartByTheirClasses) {
@@ -134,6 +151,7 @@ TEST(ErrorsAreToldApartByTheirClasses) {
         CHECK_EQUAL(all, expected[index]);
         CHECK([error isKindOfClass:[ZentaraClientError class]]);
         CHECK_EQUAL([error domain], @"ZentaraClient");
+        CHECK_EQUAL([error domain], ZentaraClientErrorDomain);
         CHECK_EQUAL([error userInfo], @{NSLocalizedDescriptionKey : message});
         CHECK_EQUAL([[error copy] autorelease], error);
         CHECK(isFatal(NSStringFromClass(class), ^{

@@ -89,6 +89,7 @@ TEST(APlainClientSendsNothingAndSaysSo) {
     }];
     NSString *error = @"QVNZentaraClientNotInitializedError";
     CHECK_EQUAL(outcomes, (@[ error, error, error, @"'' '' (null)", @"", @2 ]));
+    CHECK([QVNZentaraClientStatistics current].refusedNotInitialized == 3);
 }
 
 TEST(AnEventHasOneDictionaryForAllThreads) {

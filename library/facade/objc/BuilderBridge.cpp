@@ -55,6 +55,6 @@ void zentaraEndObject(ZentaraBuilder* builder, size_t count) noexcept {
     builder->stack.push_object(count);
 }
 
-size_t zentaraMaximumDepth() noexcept {
-    return zentara::maximumJSONDepth;
+size_t zentaraQueuedDepth() noexcept {
+    return zentara::maximumPropertiesDepth;
 }

@@ -21,5 +21,5 @@ ZENTARA_BRIDGE void zentaraAddKey(ZentaraBuilder* builder, ZentaraText key) ZENT
 ZENTARA_BRIDGE void zentaraEndArray(ZentaraBuilder* builder, size_t count) ZENTARA_NOEXCEPT;
 ZENTARA_BRIDGE void zentaraEndObject(ZentaraBuilder* builder, size_t count) ZENTARA_NOEXCEPT;
 
-/// How deep arrays and objects may be nested.
-ZENTARA_BRIDGE size_t zentaraMaximumDepth(void) ZENTARA_NOEXCEPT;
+/// How deep the arrays and objects of an event's properties may be nested for the queue.
+ZENTARA_BRIDGE size_t zentaraQueuedDepth(void) ZENTARA_NOEXCEPT;

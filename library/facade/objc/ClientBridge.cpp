@@ -65,10 +65,6 @@ ZentaraClientHandle* zentaraMakePlainClient() noexcept {
     return handle(ZentaraClientAccess::makePlain());
 }
 
-bool zentaraIsPlainClient(const ZentaraClientHandle* client) noexcept {
-    return ZentaraClientAccess::isPlain(*client->client);
-}
-
 ZentaraClientHandle* zentaraKeepClient(const ZentaraClientHandle* client) noexcept {
     return std::make_unique<ZentaraClientHandle>(*client).release();
 }
@@ -174,6 +170,11 @@ void zentaraSendEvent(const ZentaraClientHandle* client, const ZentaraEvent* eve
                       ZentaraText relationId, void* context, ZentaraSendCall call) noexcept {
     client->client->send(std::vector{event->event}, optionalString(relationId),
                          handler(context, call));
+}
+
+ZentaraError* zentaraRefuseEvent(const ZentaraClientHandle* client, ZentaraText schemaId) noexcept {
+    ZentaraError error{ZentaraClientAccess::refuse(*client->client, string(schemaId))};
+    return std::make_unique<ZentaraError>(std::move(error)).release();
 }
 
 void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block,

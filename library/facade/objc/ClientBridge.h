@@ -19,7 +19,6 @@ typedef void (*ZentaraFetchCall)(void* block, uint64_t result);
 
 /// A client that works with nothing, to be released.
 ZENTARA_BRIDGE ZentaraClientHandle* zentaraMakePlainClient(void) ZENTARA_NOEXCEPT;
-ZENTARA_BRIDGE bool zentaraIsPlainClient(const ZentaraClientHandle* client) ZENTARA_NOEXCEPT;
 
 /// Another reference to the same client, to be released.
 ZENTARA_BRIDGE ZentaraClientHandle* zentaraKeepClient(const ZentaraClientHandle* client)
@@ -74,6 +73,11 @@ ZENTARA_BRIDGE void zentaraSend(const ZentaraClientHandle* client, const Zentara
 ZENTARA_BRIDGE void zentaraSendEvent(const ZentaraClientHandle* client, const ZentaraEvent* event,
                                      ZentaraText relationId, void* context,
                                      ZentaraSendCall call) ZENTARA_NOEXCEPT;
+
+/// Counts an event that cannot be sent, because no JSON value stands for what it holds. The error
+/// for its handler, to be released.
+ZENTARA_BRIDGE ZentaraError* zentaraRefuseEvent(const ZentaraClientHandle* client,
+                                                ZentaraText schemaId) ZENTARA_NOEXCEPT;
 
 ZENTARA_BRIDGE void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block,
                                         ZentaraFetchCall call) ZENTARA_NOEXCEPT;

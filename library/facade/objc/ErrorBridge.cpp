@@ -19,18 +19,15 @@ ZentaraClientErrorRef makeError(ZentaraErrorKind kind, const std::string& detail
             return std::make_shared<ZentaraClientNotReady>(detail);
         case zentaraInvalidDataError:
             return std::make_shared<InvalidDataForSpecifiedSchemaError>(detail);
-        case zentaraUnknownError:
-            return std::make_shared<UnknownError>();
         case zentaraEventNotQueuedError:
             return std::make_shared<EventNotQueuedError>();
         case zentaraSchemasInitializationError:
             return std::make_shared<SchemasInitializationError>();
+        case zentaraUnknownError:
         case zentaraOtherError:
             break;
     }
-    return std::make_shared<ZentaraClientError>(
-        ZentaraClientError::errorDomain, static_cast<std::int64_t>(EventErrorCode::unknown),
-        JSONObject{{ZentaraClientError::localizedDescriptionKey, detail}});
+    return std::make_shared<UnknownError>();
 }
 
 template <typename Class>

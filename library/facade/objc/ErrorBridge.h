@@ -5,20 +5,20 @@
 
 /// The classes of errors.
 typedef enum ZentaraErrorKind {
-    zentaraOtherError,
     zentaraNotInitializedError,
     zentaraNotReadyError,
     zentaraInvalidDataError,
     zentaraUnknownError,
     zentaraEventNotQueuedError,
     zentaraSchemasInitializationError,
+    zentaraOtherError,
 } ZentaraErrorKind;
 
 /// One error, immutable.
 typedef struct ZentaraError ZentaraError;
 
-/// A new error of this class, to be released. `detail` matters to the classes that have one;
-/// `zentaraOtherError` has it as its whole message, and the code of an unknown error.
+/// A new error of this class, which is not the last one, to be released. `detail` matters to the
+/// classes that have one.
 ZENTARA_BRIDGE ZentaraError* zentaraMakeError(ZentaraErrorKind kind,
                                               ZentaraText detail) ZENTARA_NOEXCEPT;
 ZENTARA_BRIDGE void zentaraReleaseError(ZentaraError* error) ZENTARA_NOEXCEPT;

@@ -11,7 +11,8 @@ typedef struct EventInput {
     ZentaraBuilder *properties;  ///< null for none; to be given to an event, or discarded
     id url;
     id referer;
-    NSString *refusal;              ///< why these values cannot be sent; nil when they can
+    NSString *flaw;                 ///< why the queue will not take these values; nil when it may
+    NSString *refusal;              ///< why the library cannot be given them; nil when it can
     NSDictionary *givenProperties;  ///< a copy of the application's, when there is a refusal
 } EventInput;
 

@@ -52,7 +52,8 @@ static id kept(id value) {
 }
 
 /// `hasRaised` becomes true when the properties are not to be touched again.
-static ZentaraBuilder *convert(id properties, NSString **refusal, bool *hasRaised) {
+static ZentaraBuilder *convert(id properties, NSString **flaw, NSString **refusal,
+                               bool *hasRaised) {
     if (properties == nil) return NULL;
     ZentaraBuilder *builder = zentaraMakeBuilder();
     NSString *reason = nil;
@@ -61,7 +62,7 @@ static ZentaraBuilder *convert(id properties, NSString **refusal, bool *hasRaise
             reason = [NSString stringWithFormat:@"properties is an object of class %@",
                                                 NSStringFromClass([properties class])];
         } else {
-            reason = zentaraAddDictionary(builder, properties);
+            reason = zentaraAddDictionary(builder, properties, flaw);
         }
     } @catch (id exception) {
         *hasRaised = true;
@@ -97,7 +98,7 @@ EventInput zentaraConvertEvent(id schemaId, id schemaVersion, id contentType, id
         input.texts.relationId = zentaraArgument(relationId, @"relationId", &input.refusal);
     }
     bool hasRaised = false;
-    input.properties = convert(properties, &input.refusal, &hasRaised);
+    input.properties = convert(properties, &input.flaw, &input.refusal, &hasRaised);
     if (input.refusal != nil) {
         zentaraDiscardBuilder(input.properties);
         input.properties = NULL;

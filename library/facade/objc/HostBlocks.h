@@ -24,8 +24,10 @@ void zentaraEndSend(SendHandler *handler);
 /// Whether the library needs to call at all, for the parameters `context` and `call` of a send.
 ZentaraSendCall zentaraSendCall(const SendHandler *handler);
 
-/// Tells the application's handler that the event will not be sent, and standard error why; when
-/// `client` could not send any event, as for every other one.
+/// Says on standard error why an event is not queued.
+void zentaraWarnNotQueued(ZentaraText schemaId, NSString *reason);
+
+/// Tells the application's handler that the event will not be sent, and standard error why.
 void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler,
                    const ZentaraEventTexts *texts, NSDictionary *properties, NSString *reason);
 

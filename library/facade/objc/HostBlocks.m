@@ -48,6 +48,7 @@ static void callSend(void *context, const ZentaraEvent *event, const ZentaraErro
              [QVNEvent eventWithHandle:zentaraKeepEvent(event)
                                    url:handler->url
                                referer:@""
+                                  flaw:nil
                                refusal:nil
                             properties:nil],
              zentaraErrorObject(error));
@@ -58,24 +59,28 @@ ZentaraSendCall zentaraSendCall(const SendHandler *handler) {
     return handler->block == nil ? NULL : callSend;
 }
 
+void zentaraWarnNotQueued(ZentaraText schemaId, NSString *reason) {
+    zentaraWarnWith([NSString stringWithFormat:@"ZentaraClient: event %@ not queued: %@",
+                                               zentaraString(schemaId), reason]);
+}
+
 void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler,
                    const ZentaraEventTexts *texts, NSDictionary *properties, NSString *reason) {
-    const bool couldSend = zentaraIsConfigured() && !zentaraIsPlainClient(client);
-    if (couldSend) {
-        zentaraWarnWith([NSString stringWithFormat:@"ZentaraClient: event %@ not queued: %@",
-                                                   zentaraString(texts->schemaId), reason]);
+    zentaraWarnNotQueued(texts->schemaId, reason);
+    ZentaraError *error = zentaraRefuseEvent(client, texts->schemaId);
+    if (handler->block != nil) {
+        ZentaraEventTexts withoutReferer = *texts;
+        withoutReferer.referer = (ZentaraText){NULL, 0};
+        tell(handler->block,
+             [QVNEvent eventWithHandle:zentaraMakeEvent(&withoutReferer, NULL)
+                                   url:handler->url
+                               referer:@""
+                                  flaw:nil
+                               refusal:reason
+                            properties:properties],
+             zentaraErrorObject(error));
     }
-    if (handler->block == nil) return;
-    ZentaraEventTexts withoutReferer = *texts;
-    withoutReferer.referer = (ZentaraText){NULL, 0};
-    tell(handler->block,
-         [QVNEvent eventWithHandle:zentaraMakeEvent(&withoutReferer, NULL)
-                               url:handler->url
-                           referer:@""
-                           refusal:reason
-                        properties:properties],
-         zentaraErrorOfKind(couldSend ? zentaraEventNotQueuedError : zentaraNotInitializedError,
-                            nil));
+    zentaraReleaseError(error);
 }
 
 void zentaraCallReady(void *block, const ZentaraError *error) {

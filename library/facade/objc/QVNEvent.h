@@ -10,6 +10,7 @@ NS_ASSUME_NONNULL_BEGIN
     id _url;
     id _referer;
     void *_properties;  // an NSDictionary, made on first use
+    NSString *_flaw;
     NSString *_refusal;
 }
 

@@ -26,6 +26,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
     [_url release];
     [_referer release];
     [(id)_properties release];
+    [_flaw release];
     [_refusal release];
     [super dealloc];
 }
@@ -79,12 +80,14 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 + (QVNEvent *)eventWithHandle:(ZentaraEvent *)handle
                           url:(id)url
                       referer:(id)referer
+                         flaw:(NSString *)flaw
                       refusal:(NSString *)refusal
                    properties:(NSDictionary *)properties {
     QVNEvent *event = [QVNEvent alloc];
     event->_event = handle;
     event->_url = [url retain];
     event->_referer = [referer retain];
+    event->_flaw = [flaw copy];
     event->_refusal = [refusal copy];
     event->_properties = [properties retain];
     return [event autorelease];
@@ -92,6 +95,10 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 
 - (const ZentaraEvent *)handle {
     return _event;
+}
+
+- (NSString *)flaw {
+    return _flaw;
 }
 
 - (NSString *)refusal {

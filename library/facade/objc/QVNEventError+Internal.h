@@ -7,8 +7,10 @@
 /// The same error as an autoreleased object of the class that stands for its kind; nil for null.
 QVNZentaraClientError *zentaraErrorObject(const ZentaraError *error);
 
-/// A new error of this kind, autoreleased.
-QVNZentaraClientError *zentaraErrorOfKind(ZentaraErrorKind kind, NSString *detail);
+// Not of the family of the error above.
 
-/// What use before the settings is answered with; not of the family of the errors above.
+/// What use before the settings is answered with.
 NSError *zentaraNotConfiguredError(void);
+
+/// What an argument is answered with that no value of the library stands for.
+NSError *zentaraInvalidArgumentError(NSString *message);

@@ -1,6 +1,18 @@
 #import <Foundation/Foundation.h>
 
+#import <zentara/QVNDefinitions.h>
+
 NS_ASSUME_NONNULL_BEGIN
+
+/// The domain of the library's own errors: @"ZentaraClient".
+ZENTARA_OBJC_EXPORT NSString *const ZentaraClientErrorDomain;
+
+/// The domain of the error for use before the settings, of code 1 and without a message.
+ZENTARA_OBJC_EXPORT NSString *const ZentaraClientNotConfiguredErrorDomain;
+
+/// The domain of the error for an argument that does not exist, such as a token type of 3. Its code
+/// is 1, and its message says which argument it is.
+ZENTARA_OBJC_EXPORT NSString *const ZentaraClientInvalidArgumentErrorDomain;
 
 /// The codes of the library's errors. Codes tell groups apart; classes tell errors apart, because
 /// two classes share `EventErrorCodeNotQueued`.

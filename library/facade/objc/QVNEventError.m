@@ -4,6 +4,11 @@
 #import "facade/objc/Text.h"
 #import "facade/objc/Values.h"
 
+NSString *const ZentaraClientErrorDomain = @"ZentaraClient";
+NSString *const ZentaraClientNotConfiguredErrorDomain =
+    @"ZentaraClient.ZentaraClientNotConfiguredError";
+NSString *const ZentaraClientInvalidArgumentErrorDomain = @"ZentaraClient.InvalidArgument";
+
 static Class classOfKind(ZentaraErrorKind kind) {
     switch (kind) {
         case zentaraNotInitializedError:
@@ -126,13 +131,13 @@ QVNZentaraClientError *zentaraErrorObject(const ZentaraError *error) {
     return [[[classOfKind(zentaraErrorKind(error)) alloc] initWithError:error] autorelease];
 }
 
-QVNZentaraClientError *zentaraErrorOfKind(ZentaraErrorKind kind, NSString *detail) {
-    return [[[classOfKind(kind) alloc] initWithKind:kind detail:detail] autorelease];
-}
-
 NSError *zentaraNotConfiguredError(void) {
     // As an error that has neither domain nor code nor message of its own becomes an object.
-    return [NSError errorWithDomain:@"ZentaraClient.ZentaraClientNotConfiguredError"
+    return [NSError errorWithDomain:ZentaraClientNotConfiguredErrorDomain code:1 userInfo:nil];
+}
+
+NSError *zentaraInvalidArgumentError(NSString *message) {
+    return [NSError errorWithDomain:ZentaraClientInvalidArgumentErrorDomain
                                code:1
-                           userInfo:nil];
+                           userInfo:@{NSLocalizedDescriptionKey : message}];
 }

@@ -3,7 +3,10 @@
 #import <zentara/QVNClientSettings.h>
 #import <zentara/QVNEvent.h>
 #import <zentara/QVNEventError.h>
+#import <zentara/QVNHostApplication.h>
 #import <zentara/QVNShortNames.h>
+#import <zentara/QVNZentaraClientStatistics.h>
+#import <zentara/QVNZentaraEndpoints.h>
 
 NS_ASSUME_NONNULL_BEGIN
 
@@ -42,8 +45,10 @@ NS_ASSUME_NONNULL_BEGIN
 /// Properties are dictionaries with strings for keys, arrays, strings, numbers and `NSNull`, up to
 /// the depth that JSON text may have. Integers of 64 bits and booleans arrive as such. An event
 /// with anything else in it (a date, NaN, a container within itself, an object that raises an
-/// exception when it is looked at) is not queued: its handler receives an `EventNotQueuedError`,
-/// and a line on standard error says why. Nothing else is affected.
+/// exception when it is looked at) is not queued: its handler receives an `EventNotQueuedError`, or
+/// before the schemas are there a `ZentaraClientNotReady`, and a line on standard error says why.
+/// NaN, infinities and what is only nested too deeply are validated first, as in C++. Nothing else
+/// is affected.
 @interface QVNZentaraClient : NSObject {
   @private
     struct ZentaraClientHandle *_client;
@@ -55,7 +60,7 @@ NS_ASSUME_NONNULL_BEGIN
 @property(class, nonatomic, strong, nullable) QVNZentaraClient *sharedClient;
 
 /// The client of this process, built by the first call; nil and an error before the settings, of
-/// the domain @"ZentaraClient.ZentaraClientNotConfiguredError", without a message.
+/// the domain `ZentaraClientNotConfiguredErrorDomain`, without a message.
 ///
 /// `readyCallback` belongs to the call that builds: it receives nil each time the schemas are
 /// there and an error each time they could not be had, on a worker thread or before this returns.
@@ -71,7 +76,8 @@ NS_ASSUME_NONNULL_BEGIN
                 advertisingId:(nullable NSString *)advertisingId;
 
 /// Sets the user whose token goes with the events sent from now on. false and an error before the
-/// settings, or when there is no such type of tokens.
+/// settings, or of the domain `ZentaraClientInvalidArgumentErrorDomain` when there is no such type
+/// of tokens.
 + (bool)setLoggedUserWithTokenType:(UserTokenType)tokenType
                              token:(NSString *)token
                              error:(NSError *_Nullable *_Nullable)error;

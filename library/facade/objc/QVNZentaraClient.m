@@ -151,7 +151,7 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
     if (refusal == nil && !zentaraIsTokenType(tokenType)) {
         refusal = [NSString stringWithFormat:@"there is no token type %lld", (long long)tokenType];
     }
-    if (refusal != nil) return zentaraErrorOfKind(zentaraOtherError, refusal);
+    if (refusal != nil) return zentaraInvalidArgumentError(refusal);
     return zentaraSetLoggedUser(tokenType, text) ? nil : zentaraNotConfiguredError();
 }
 
@@ -187,6 +187,7 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
         event = [[QVNEvent eventWithHandle:zentaraMakeEvent(&input.texts, input.properties)
                                        url:input.url
                                    referer:input.referer
+                                      flaw:input.flaw
                                    refusal:input.refusal
                                 properties:input.givenProperties] retain];
     }
@@ -228,6 +229,7 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
             zentaraRefuse(handleOf(_client), &handler, &input.texts, input.givenProperties,
                           input.refusal);
         } else {
+            if (input.flaw != nil) zentaraWarnNotQueued(input.texts.schemaId, input.flaw);
             zentaraSend(handleOf(_client), &input.texts, input.properties, &handler,
                         zentaraSendCall(&handler));
         }
@@ -269,6 +271,9 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
     handler->url = event.url;
     if (refusal == nil) refusal = [event refusal];
     if (refusal == nil) {
+        if ([event flaw] != nil) {
+            zentaraWarnNotQueued(zentaraEventTexts([event handle]).schemaId, [event flaw]);
+        }
         zentaraSendEvent(client, [event handle], relationId, handler, zentaraSendCall(handler));
         return;
     }

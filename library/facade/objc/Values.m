@@ -11,10 +11,20 @@
 enum {
     // Of an object graph that looks small but holds the same arrays over and over.
     maximumValueCount = 1000000,
+    // More than the queue takes. What lies between is for the library to answer.
     maximumDepth = 512,
     // For what the application's objects do when they are looked at, and for the rest of the send.
     stackToSpare = 64 * 1024,
 };
+
+/// A container that the walk is in, and where in it: at a key or, without one, at an index.
+typedef struct Level {
+    id container;
+    NSString *key;
+    size_t index;
+} Level;
+
+static const size_t nowhere = SIZE_MAX;
 
 /// One walk over the application's objects.
 typedef struct Walk {
@@ -22,50 +32,65 @@ typedef struct Walk {
     Class booleanClass;
     size_t valueCount;
     size_t depth;
-    const void *containers[maximumDepth];  // that the walk is in now, outermost first
-    NSString *reason;                      // why it ended early
-    NSString *place;                       // where, below the value at hand
-    bool isPlaceCut;                       // its outer part is left out
+    Level levels[maximumDepth];  // outermost first
+    NSString *refusal;           // why it ended early
+    NSString *flaw;              // the first one
 } Walk;
 
 static bool addValue(Walk *walk, id value);
 
-static bool refuse(Walk *walk, NSString *reason) {
-    walk->reason = reason;
-    walk->place = @"";
-    return false;
-}
-
-/// Adds where the refused value is in its container, unless that grows beyond reading.
-static bool refuseIn(Walk *walk, NSString *step) {
-    if ([walk->place length] < 100) {
-        walk->place = [step stringByAppendingString:walk->place];
-    } else {
-        walk->isPlaceCut = true;
+/// The sentence that the value at hand is `what`; without the outer part of a place that would be
+/// beyond reading.
+static NSString *sentence(const Walk *walk, NSString *what) {
+    NSString *place = @"";
+    size_t outer = walk->depth;
+    while (outer > 0 && [place length] < 100) {
+        const Level *level = &walk->levels[--outer];
+        if (level->key != nil) {
+            place = [NSString stringWithFormat:@".%@%@", level->key, place];
+        } else if (level->index != nowhere) {
+            place = [NSString stringWithFormat:@"[%zu]%@", level->index, place];
+        }
     }
+    return
+        [NSString stringWithFormat:@"properties%@%@ is %@", outer == 0 ? @"" : @"...", place, what];
+}
+
+static bool refuse(Walk *walk, NSString *what) {
+    walk->refusal = sentence(walk, what);
     return false;
 }
 
-static bool enter(Walk *walk, id container) {
+static void noteFlaw(Walk *walk, NSString *what) {
+    if (walk->flaw == nil) walk->flaw = sentence(walk, what);
+}
+
+/// The new innermost level, or null.
+static Level *enter(Walk *walk, id container) {
+    NSString *reason = nil;
     for (size_t level = 0; level < walk->depth; ++level) {
-        if (walk->containers[level] == container) return refuse(walk, @"a container in itself");
+        if (walk->levels[level].container == container) reason = @"a container in itself";
     }
-    if (walk->depth == maximumDepth || walk->depth == zentaraMaximumDepth()) {
-        return refuse(walk, @"nested too deeply");
+    if (walk->depth == maximumDepth) reason = @"nested too deeply";
+    if (zentaraStackLeft() < stackToSpare) reason = @"too much for the thread's stack";
+    if (reason != nil) {
+        refuse(walk, reason);
+        return NULL;
     }
-    if (zentaraStackLeft() < stackToSpare) return refuse(walk, @"too much for the thread's stack");
-    walk->containers[walk->depth++] = container;
-    return true;
+    if (walk->depth == zentaraQueuedDepth()) noteFlaw(walk, @"nested too deeply");
+    Level *level = &walk->levels[walk->depth++];
+    *level = (Level){.container = container, .index = nowhere};
+    return level;
 }
 
 static bool addArray(Walk *walk, NSArray *array) {
-    if (!enter(walk, array)) return false;
+    Level *level = enter(walk, array);
+    if (level == NULL) return false;
     // Asked anew each time, because it may be the application's own class, or change.
     size_t index = 0;
     for (; index < [array count]; ++index) {
-        if (!addValue(walk, [array objectAtIndex:index])) {
-            return refuseIn(walk, [NSString stringWithFormat:@"[%zu]", index]);
-        }
+        level->index = index;
+        if (!addValue(walk, [array objectAtIndex:index])) return false;
     }
     --walk->depth;
     zentaraEndArray(walk->builder, index);
@@ -90,12 +115,14 @@ static bool addKey(Walk *walk, NSString *key, NSMutableSet **replaced) {
 }
 
 static bool addMembers(Walk *walk, NSDictionary *dictionary) {
-    if (!enter(walk, dictionary)) return false;
+    Level *level = enter(walk, dictionary);
+    if (level == NULL) return false;
     NSMutableSet *replaced = nil;
     size_t count = 0;
     // Not every dictionary has fast enumeration; those of the application's own classes have this.
     NSEnumerator *keys = [dictionary keyEnumerator];
     for (id key = [keys nextObject]; key != nil; key = [keys nextObject]) {
+        level->key = nil;
         if (![key isKindOfClass:[NSString class]]) {
             return refuse(walk, [NSString stringWithFormat:@"a key of class %@",
                                                            NSStringFromClass([key class])]);
@@ -103,9 +130,8 @@ static bool addMembers(Walk *walk, NSDictionary *dictionary) {
         if (!addKey(walk, key, &replaced)) {
             return refuse(walk, @"a dictionary whose keys are equal without what is not Unicode");
         }
-        if (!addValue(walk, [dictionary objectForKey:key])) {
-            return refuseIn(walk, [@"." stringByAppendingString:key]);
-        }
+        level->key = key;
+        if (!addValue(walk, [dictionary objectForKey:key])) return false;
         ++count;
     }
     --walk->depth;
@@ -174,7 +200,7 @@ static bool addNumber(Walk *walk, NSNumber *number) {
     if (!isOneLetter) return refuse(walk, @"a number of an unknown kind");
     if (strchr("fd", *type) != NULL) {
         const double real = [number doubleValue];
-        if (!isfinite(real)) return refuse(walk, @"a number that is not finite");
+        if (!isfinite(real)) noteFlaw(walk, @"a number that is not finite");
         zentaraAddDouble(walk->builder, real);
     } else if (strchr("CSILQ", *type) != NULL) {
         zentaraAddUnsigned(walk->builder, [number unsignedLongLongValue]);
@@ -207,11 +233,11 @@ static bool addValue(Walk *walk, id value) {
                                                          NSStringFromClass([value class])]);
 }
 
-NSString *zentaraAddDictionary(ZentaraBuilder *builder, NSDictionary *dictionary) {
+NSString *zentaraAddDictionary(ZentaraBuilder *builder, NSDictionary *dictionary, NSString **flaw) {
     Walk walk = {.builder = builder, .booleanClass = [[NSNumber numberWithBool:true] class]};
-    if (addMembers(&walk, dictionary)) return nil;
-    return [NSString stringWithFormat:@"properties%@%@ is %@", walk.isPlaceCut ? @"..." : @"",
-                                      walk.place, walk.reason];
+    addMembers(&walk, dictionary);
+    *flaw = walk.flaw;
+    return walk.refusal;
 }
 
 static id foundationValue(const ZentaraValue *value) {
