@@ -1,6 +1,12 @@
 # Gives ZentaraClient::GNUstep: everything that Objective-C sources with blocks need in order to be
 # compiled with clang for GCC's Objective-C runtime and GNUstep.
 
+set(ZENTARA_GNUSTEP_FLAGS
+    -fPIC -fobjc-runtime=gcc -fblocks -fexceptions -fobjc-exceptions
+    -fconstant-string-class=NSConstantString -fno-strict-aliasing -pthread)
+set(ZENTARA_GNUSTEP_DEFINITIONS
+    GNUSTEP GNUSTEP_BASE_LIBRARY=1 GNU_RUNTIME=1 _NATIVE_OBJC_EXCEPTIONS)
+
 # Looks for the headers and libraries that the compiler `clang` needs. ZENTARA_GNUSTEP_PROBLEM says
 # what is missing, if anything is.
 function(zentara_find_gnustep clang)
@@ -38,22 +44,20 @@ endfunction()
 function(zentara_add_gnustep compatibility_headers)
     # GCC's folder of headers holds more than those of Objective-C, and clang must not see the rest.
     set(only_objc "${CMAKE_BINARY_DIR}/CMakeFiles/zentara-objc")
+    set(ZENTARA_ONLY_OBJC "${only_objc}" PARENT_SCOPE)
     file(MAKE_DIRECTORY "${only_objc}")
     file(CREATE_LINK "${ZENTARA_OBJC_HEADERS}" "${only_objc}/objc" SYMBOLIC)
 
     find_package(Threads REQUIRED)
     add_library(ZentaraClient::GNUstep INTERFACE IMPORTED)
-    set(flags
-        -fPIC -fobjc-runtime=gcc -fblocks -fexceptions -fobjc-exceptions
-        -fconstant-string-class=NSConstantString -fno-strict-aliasing -pthread)
+    set(flags ${ZENTARA_GNUSTEP_FLAGS})
     set(folders "${compatibility_headers}" "${only_objc}" "${ZENTARA_FOUNDATION_DIR}")
     foreach(folder IN LISTS folders)
         list(APPEND flags "SHELL:-isystem \"${folder}\"")
     endforeach()
-    set(definitions GNUSTEP GNUSTEP_BASE_LIBRARY=1 GNU_RUNTIME=1 _NATIVE_OBJC_EXCEPTIONS)
     target_compile_options(ZentaraClient::GNUstep INTERFACE "$<$<COMPILE_LANGUAGE:OBJC>:${flags}>")
     target_compile_definitions(ZentaraClient::GNUstep INTERFACE
-        "$<$<COMPILE_LANGUAGE:OBJC>:${definitions}>")
+        "$<$<COMPILE_LANGUAGE:OBJC>:${ZENTARA_GNUSTEP_DEFINITIONS}>")
     target_link_libraries(ZentaraClient::GNUstep INTERFACE
         "${ZENTARA_GNUSTEP_LIBRARY}" "${ZENTARA_OBJC_LIBRARY}" Threads::Threads)
 endfunction()

@@ -31,7 +31,17 @@ install(FILES
 file(RELATIVE_PATH ZENTARA_PC_PREFIX
     "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 string(REGEX REPLACE "/$" "" ZENTARA_PC_PREFIX "${ZENTARA_PC_PREFIX}")
-configure_file("${PROJECT_SOURCE_DIR}/cmake/zentaraclient.pc.in"
-    "${PROJECT_BINARY_DIR}/zentaraclient.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/zentaraclient.pc"
-    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+set(modules zentaraclient)
+if(ZENTARA_HAS_OBJC)
+    list(APPEND modules zentaraclient-objc)
+    list(TRANSFORM ZENTARA_GNUSTEP_DEFINITIONS PREPEND -D OUTPUT_VARIABLE ZENTARA_PC_FLAGS)
+    list(JOIN ZENTARA_GNUSTEP_FLAGS " " flags)
+    list(JOIN ZENTARA_PC_FLAGS " " ZENTARA_PC_FLAGS)
+    string(PREPEND ZENTARA_PC_FLAGS "${flags} ")
+endif()
+foreach(module IN LISTS modules)
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/${module}.pc.in"
+        "${PROJECT_BINARY_DIR}/${module}.pc" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/${module}.pc"
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()
