@@ -31,10 +31,7 @@ void dispatch(benchmark::State& state) {
             const auto before = allocations();
             ours.measure([&] {
                 ZentaraEnvelope envelope;
-                // As the bus selects: the events of the oldest one's user.
-                envelope.actions = queue->take(10, [](const auto& oldest, const auto& event) {
-                    return oldest.isOfSameUserText(event);
-                });
+                envelope.actions = queue->take(10);
                 envelope.zentaraActionCounter = 10;
                 benchmark::DoNotOptimize(envelope.actions.front().user());
                 URLRequestBuilder builder(URL::parse("http://localhost/event").value());

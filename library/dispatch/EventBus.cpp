@@ -1,5 +1,6 @@
 #include "dispatch/EventBus.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -32,14 +33,28 @@ std::optional<std::string> entry(const StringMap& user, const std::string& key) 
     return found->second;
 }
 
-/// An envelope speaks for one user: the one of the oldest event.
-bool isOfSameUser(const InternalEvent& oldest, const InternalEvent& event) {
+bool isOfSameUser(const InternalEvent& left, const InternalEvent& right) {
     // Decoding a batch to see this took five times as long as all the rest of its way.
-    if (oldest.isOfSameUserText(event)) return true;
-    const auto& one = oldest.user();
-    const auto& other = event.user();
+    if (left.isOfSameUserText(right)) return true;
+    const auto& one = left.user();
+    const auto& other = right.user();
     return entry(one, "token") == entry(other, "token") &&
            entry(one, "type") == entry(other, "type");
+}
+
+/// An envelope is for one user. The batches are in the order of their oldest events.
+std::vector<std::vector<InternalEvent>> batchesByUser(const std::vector<InternalEvent>& events) {
+    std::vector<std::vector<InternalEvent>> batches;
+    for (const auto& event : events) {
+        const auto batch = std::ranges::find_if(
+            batches, [&](const auto& other) { return isOfSameUser(other.front(), event); });
+        if (batch == batches.end()) {
+            batches.push_back({event});
+        } else {
+            batch->push_back(event);
+        }
+    }
+    return batches;
 }
 
 /// The cookie that names a user other than the anonymous one.
@@ -163,72 +178,105 @@ void EventBus::dispatch(DispatchCompletion completion) {
         completion(result);
         return;
     }
-    auto batch = takeBatch(settings->dispatchBatchSize);
-    if (batch.events.empty()) {
+    const auto delivery = std::make_shared<Delivery>();
+    delivery->settings = settings;
+    const auto events = takeEvents(*delivery);
+    if (events.empty()) {
         if (Ledger::shared().underWay == 0) failures_.report(nullptr);
         completion(DispatchResult::emptyRepository());
         return;
     }
-    auto body = envelopeBody(*settings, batch);
-    if (!body) {
-        putBack(batch);
-        const auto result = failure(EventBusError::Case::invalidJSONFormat);
-        failures_.report(result.error());
-        completion(result);
-        return;
-    }
-    post(*settings, std::move(batch), *std::move(body), std::move(completion));
+    delivery->completion = std::move(completion);
+    delivery->batches = batchesByUser(events);
+    postNext(delivery);
 }
 
-EventBus::Batch EventBus::takeBatch(std::int64_t count) {
+EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     // In one step, so that the end of the process never finds events that are neither in the queue
-    // nor on their way. The repository's lock is taken inside of this one, never the other way
-    // round.
+    // nor in flight. The repository's lock is taken inside of this one, never the other way round.
     const MutexLock lock(mutex_);
     if (isStopped_) return {};
-    auto& events = onTheirWay_[++lastBatch_];
-    events = repository_->take(count, isOfSameUser);
-    Batch batch{lastBatch_, events};
-    if (events.empty()) onTheirWay_.erase(lastBatch_);
-    Ledger::shared().underWay += size(batch.events);
-    return batch;
+    delivery.number = ++lastDispatch_;
+    auto& events = inFlight_[delivery.number];
+    events = repository_->take(delivery.settings->dispatchBatchSize);
+    Ledger::shared().underWay += size(events);
+    auto taken = events;
+    if (events.empty()) inFlight_.erase(delivery.number);
+    return taken;
 }
 
-void EventBus::settle(const Batch& batch) {
+bool EventBus::isInFlight(const Delivery& delivery) {
+    const MutexLock lock(mutex_);
+    return inFlight_.contains(delivery.number);
+}
+
+void EventBus::postNext(const std::shared_ptr<Delivery>& delivery) {
+    // At the end of the process the events may have been put back already.
+    while (delivery->next < delivery->batches.size() && isInFlight(*delivery)) {
+        auto body = envelopeBody(*delivery->settings, delivery->batches[delivery->next]);
+        if (body) return post(delivery, *std::move(body));
+        const auto error = failure(EventBusError::Case::invalidJSONFormat).error();
+        finishBatch(*delivery, error, error);
+    }
+    finish(*delivery);
+}
+
+void EventBus::finishBatch(Delivery& delivery, const ErrorRef& error, const ErrorRef& cause) {
+    const auto& batch = delivery.batches[delivery.next++];
+    // One for each dispatch: users whose failures differ would otherwise take turns for ever.
+    if (error && !delivery.firstFailure) {
+        delivery.firstFailure = error;
+        failures_.report(cause);
+    }
     {
         const MutexLock lock(mutex_);
-        // At the end of the process it may have been put back already.
-        if (onTheirWay_.erase(batch.number) > 0) {
-            auto& ledger = Ledger::shared();
-            ledger.underWay -= size(batch.events);
-            ledger.delivered += size(batch.events);
+        auto& ledger = Ledger::shared();
+        const auto events = inFlight_.find(delivery.number);
+        // As above.
+        const bool counts = events != inFlight_.end();
+        if (counts && error) ++ledger.batchesFailed;
+        if (counts && !error) {
+            std::erase_if(events->second, [&](const auto& event) {
+                return std::ranges::any_of(
+                    batch, [&](const auto& delivered) { return event.isCopyOf(delivered); });
+            });
+            ledger.underWay -= size(batch);
+            ledger.delivered += size(batch);
             ++ledger.batchesDelivered;
         }
     }
-    repository_->settle(batch.events);
+    if (!error) repository_->settle(batch);
 }
 
-void EventBus::putBack(const Batch& batch) {
+void EventBus::finish(const Delivery& delivery) {
     {
         const MutexLock lock(mutex_);
-        // As above.
-        if (onTheirWay_.erase(batch.number) > 0) {
+        const auto events = inFlight_.find(delivery.number);
+        if (events != inFlight_.end()) {
             // In this order they are at no moment in neither place for who looks at the counts.
-            repository_->insert(batch.events);
-            Ledger::shared().underWay -= size(batch.events);
-            ++Ledger::shared().batchesFailed;
+            repository_->insert(events->second);
+            Ledger::shared().underWay -= size(events->second);
+            inFlight_.erase(events);
         }
     }
-    repository_->save();
+    if (delivery.firstFailure) {
+        repository_->save();
+        delivery.completion(DispatchResult::failure(delivery.firstFailure));
+    } else if (delivery.next < delivery.batches.size()) {
+        delivery.completion(DispatchResult::emptyRepository());
+    } else {
+        failures_.report(nullptr);
+        delivery.completion(DispatchResult::success());
+    }
 }
 
 void EventBus::stopDispatching() {
     ticker_->cancel();
-    decltype(onTheirWay_) interrupted;
+    decltype(inFlight_) interrupted;
     {
         const MutexLock lock(mutex_);
         isStopped_ = true;
-        interrupted.swap(onTheirWay_);
+        interrupted.swap(inFlight_);
     }
     // The latest first, so that the oldest ends up in front.
     for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
@@ -245,8 +293,8 @@ std::optional<std::string> EventBus::envelopeBody(const ClientSettings& settings
     envelope.zentaraClientTenant = settings.tenant;
     envelope.zentaraClientType = settings.clientType;
     envelope.zentaraClientDeviceGroup = settings.deviceGroup;
-    envelope.zentaraActionCounter = static_cast<std::int64_t>(batch.events.size());
-    envelope.actions = batch.events;
+    envelope.zentaraActionCounter = static_cast<std::int64_t>(batch.size());
+    envelope.actions = batch;
     {
         const MutexLock lock(mutex_);
         validTimestamp_ =
@@ -260,30 +308,22 @@ std::optional<std::string> EventBus::envelopeBody(const ClientSettings& settings
     return envelope.requestBody();
 }
 
-void EventBus::post(const ClientSettings& settings, Batch batch, std::string body,
-                    DispatchCompletion completion) {
+void EventBus::post(const std::shared_ptr<Delivery>& delivery, std::string body) {
+    const auto& settings = *delivery->settings;
+    const auto& user = delivery->batches[delivery->next].front().user();
     URLRequestBuilder builder(ZentaraEndpoints::collector(settings.environment)
                                   .appendingPathComponent(settings.eventLabel));
     builder.method = "POST";
-    const auto headers = idManager_->getHeaders(userCookie(batch.events.front().user()));
-    for (const auto& [name, value] : headers) {
+    for (const auto& [name, value] : idManager_->getHeaders(userCookie(user)))
         builder.headers[name] = value;
-    }
     builder.headers["Content-Type"] = requestContentType;
     builder.body = std::move(body);
     // Holding the bus: a batch that comes back must find its queue.
-    RestClient::shared().statusRequest(
-        builder.build(), [self = shared_from_this(), batch = std::move(batch), url = builder.url,
-                          completion = std::move(completion)](const ErrorRef& error) {
-            self->failures_.report(withHost(url, error));
-            if (error) {
-                self->putBack(batch);
-                completion(DispatchResult::failure(error));
-            } else {
-                self->settle(batch);
-                completion(DispatchResult::success());
-            }
-        });
+    RestClient::shared().statusRequest(builder.build(), [self = shared_from_this(), delivery,
+                                                         url = builder.url](const ErrorRef& error) {
+        self->finishBatch(*delivery, error, withHost(url, error));
+        self->postNext(delivery);
+    });
 }
 
 }  // namespace zentara

@@ -21,12 +21,14 @@ namespace zentara {
 
 struct ClientSettings;
 
-/// Posts a batch of queued events on every tick, and puts it back at the front of the queue when
-/// the post fails. Batches may overlap: a slow post does not hold up the next tick.
+/// Takes a few queued events on every tick and posts them, one envelope for each user, one after
+/// the other in the order of their oldest events. What was not delivered goes back to the front of
+/// the queue, in its order, when the last of them was answered. Dispatches may overlap: a slow post
+/// does not hold up the next tick.
 ///
-/// A batch under way is neither in the queue nor, after the next save, in its file; the repository
-/// keeps it in another one. When the process exits the batches under way go back into the queue, so
-/// that the next run sends them again.
+/// Events in flight are neither in the queue nor, after the next save, in its file; the repository
+/// keeps them in another one. When the process exits they go back into the queue, so that the next
+/// run sends them again.
 ///
 /// While a bus exists, the reference time that it took at its creation is in the user defaults.
 class EventBus final : public EventBusProtocol, public std::enable_shared_from_this<EventBus> {
@@ -58,8 +60,8 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     void enqueue(const InternalEvent& event, const EnqueueCompletion& completion) override;
     void dispatch(DispatchCompletion completion) override;
 
-    /// Puts the batches under way back into the queue and takes no more out; their answers no
-    /// longer count. For the end of the process.
+    /// Puts the events in flight back into the queue and takes no more out; their answers no longer
+    /// count. For the end of the process.
     void stopDispatching();
 
     void startTicking() override;
@@ -70,22 +72,31 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
              std::shared_ptr<IDManager> idManager, std::string instanceId,
              std::unique_ptr<TickerProtocol> ticker, Clocks clocks);
 
-    /// Events that have left the queue and are not delivered yet.
-    struct Batch {
+    using Batch = std::vector<InternalEvent>;
+    /// One dispatch, from the events that it took to their last answer.
+    struct Delivery {
         std::uint64_t number = 0;
-        std::vector<InternalEvent> events;
+        std::shared_ptr<const ClientSettings> settings;
+        DispatchCompletion completion;
+        std::vector<Batch> batches;  ///< one for each user
+        std::size_t next = 0;        ///< of the batches
+        ErrorRef firstFailure;
     };
 
-    /// The next batch, on its way from now on; empty when nothing waits or the process is ending.
-    [[nodiscard]] Batch takeBatch(std::int64_t count);
-    /// Forgets a batch that was delivered, and saves the queue without it.
-    void settle(const Batch& batch);
-    /// Puts a batch that was not delivered back at the front, and saves the queue with it.
-    void putBack(const Batch& batch);
+    /// The next events of the queue, in flight from now on; none when nothing waits or the process
+    /// is ending.
+    [[nodiscard]] Batch takeEvents(Delivery& delivery);
+    [[nodiscard]] bool isInFlight(const Delivery& delivery);
+    /// Posts the next batch, or ends the dispatch after the last one.
+    void postNext(const std::shared_ptr<Delivery>& delivery);
+    void post(const std::shared_ptr<Delivery>& delivery, std::string body);
     [[nodiscard]] std::optional<std::string> envelopeBody(const ClientSettings& settings,
                                                           const Batch& batch);
-    void post(const ClientSettings& settings, Batch batch, std::string body,
-              DispatchCompletion completion);
+    /// Goes on behind the next batch: it was delivered, or there is an error, whose `cause` is to
+    /// be reported.
+    void finishBatch(Delivery& delivery, const ErrorRef& error, const ErrorRef& cause);
+    /// Puts what was not delivered back at the front, and saves the queue with it.
+    void finish(const Delivery& delivery);
 
     const std::shared_ptr<EventRepositoryProtocol> repository_;
     const std::shared_ptr<IDManager> idManager_;
@@ -99,8 +110,9 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     Mutex mutex_;
     std::int64_t dispatchNumberCounter_ ZENTARA_GUARDED_BY(mutex_) = 0;
     std::int64_t validTimestamp_ ZENTARA_GUARDED_BY(mutex_) = 0;
-    std::map<std::uint64_t, std::vector<InternalEvent>> onTheirWay_ ZENTARA_GUARDED_BY(mutex_);
-    std::uint64_t lastBatch_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    /// By the number of their dispatch, in the order of the queue.
+    std::map<std::uint64_t, Batch> inFlight_ ZENTARA_GUARDED_BY(mutex_);
+    std::uint64_t lastDispatch_ ZENTARA_GUARDED_BY(mutex_) = 0;
     bool isStopped_ ZENTARA_GUARDED_BY(mutex_) = false;
 };
 

@@ -51,8 +51,6 @@ class EventRepositoryResult {
 class EventRepositoryProtocol {
   public:
     using AddCompletion = std::function<void(const EventRepositoryResult&)>;
-    /// Tells for one event of a batch whether it is to be taken; `oldest` is the batch's first.
-    using Selection = std::function<bool(const InternalEvent& oldest, const InternalEvent& event)>;
 
     virtual ~EventRepositoryProtocol() = default;
 
@@ -74,15 +72,10 @@ class EventRepositoryProtocol {
     /// Replaces the list with what the store holds; with nothing when it cannot be read.
     virtual void load() = 0;
 
-    /// Removes up to `count` events from the front and returns those that `selection` accepts; the
-    /// others stay at the front, in their order. Does not save; but a repository that has a place
-    /// for it has written the events there before they leave the list, and keeps them there until
-    /// they are settled, or inserted and saved.
-    [[nodiscard]] virtual std::vector<InternalEvent> take(std::int64_t count,
-                                                          const Selection& selection) = 0;
-
-    /// Removes up to `count` events from the front and returns them. Does not save.
-    [[nodiscard]] std::vector<InternalEvent> take(std::int64_t count) { return take(count, {}); }
+    /// Removes up to `count` events from the front and returns them. Does not save; but a
+    /// repository that has a place for it has written the events there before they leave the list,
+    /// and keeps them there until they are settled, or inserted and saved.
+    [[nodiscard]] virtual std::vector<InternalEvent> take(std::int64_t count) = 0;
 };
 
 }  // namespace zentara

@@ -156,26 +156,19 @@ void EventsRepository::load() {
     queue_.sync([&] { replace(EventList(storage_->load().records)); });
 }
 
-std::vector<InternalEvent> EventsRepository::take(std::int64_t count, const Selection& selection) {
+std::vector<InternalEvent> EventsRepository::take(std::int64_t count) {
     if (count < 1) return {};
     return queue_.sync([&] {
-        const auto candidates =
+        const auto front =
             events_.events().first(std::min(static_cast<std::size_t>(count), events_.size()));
-        // Decided before anything moves: looking into an event may fail for lack of memory.
-        std::vector<InternalEvent> taken;
-        std::vector<InternalEvent> others;
-        for (const auto& event : candidates) {
-            const bool isSelected = !selection || selection(candidates.front(), event);
-            (isSelected ? taken : others).push_back(event);
-        }
+        const std::vector<InternalEvent> taken(front.begin(), front.end());
         if (underWay_ && !taken.empty()) {
             for (const auto& event : taken)
                 removeCopies(returned_, event);
             taken_.insert(taken_.end(), taken.begin(), taken.end());
             saveUnderWay();
         }
-        events_.dropFront(candidates.size());
-        events_.insertAtFront(others);
+        events_.dropFront(taken.size());
         counts_.waiting -= static_cast<std::int64_t>(taken.size());
         return taken;
     });

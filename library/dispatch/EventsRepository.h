@@ -37,9 +37,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     void insert(std::span<const InternalEvent> events) override;
     void settle(std::span<const InternalEvent> events) override;
     void load() override;
-    [[nodiscard]] std::vector<InternalEvent> take(std::int64_t count,
-                                                  const Selection& selection) override;
-    using EventRepositoryProtocol::take;
+    [[nodiscard]] std::vector<InternalEvent> take(std::int64_t count) override;
 
     /// Puts events of an earlier run at the front and saves. Those that the queue holds already,
     /// known by their action UUID, are left out. Null on success; otherwise the queue is as it was.

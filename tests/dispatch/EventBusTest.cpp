@@ -128,21 +128,56 @@ TEST_F(EventBusTest, PostsAnEnvelopeWithTheIdentityHeaders) {
     EXPECT_EQ(posted, expected);
 }
 
-TEST_F(EventBusTest, AnEnvelopeSpeaksForTheUserOfTheOldestEvent) {
+TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
     const StringMap alice{{"type", "GST"}, {"token", "alice"}};
     const StringMap bob{{"type", "GST"}, {"token", "bob"}};
     const StringMap otherAlice{{"type", "QVNID"}, {"token", "alice"}};
     const auto bus = makeBus({sampleEvent(1, alice), sampleEvent(2, bob), sampleEvent(3, alice),
                               sampleEvent(4, otherAlice), sampleEvent(5), sampleEvent(6, {}),
-                              sampleEvent(7, bob)});
+                              sampleEvent(7, bob), sampleEvent(8), sampleEvent(9), sampleEvent(10),
+                              sampleEvent(11, bob)});
+    server_.respond([&](const RecordedRequest& request) {
+        const auto cookie = request.header("Cookie");
+        return TestAnswer{.status = cookie == "GST=alice;" ? 401
+                                    : cookie == "GST=bob;" ? 503
+                                                           : 200};
+    });
+    auto& ledger = Ledger::shared();
+    const Numbers before{ledger.batchesFailed, ledger.batchesDelivered, ledger.delivered};
+    const auto result = dispatch(*bus);
+    EXPECT_EQ(dynamic_cast<const RestClientError&>(*result.error()).statusCode(), 401);
     const std::pair<Numbers, std::optional<std::string>> expected[] = {
-        {{1, 3}, "GST=alice;"}, {{2, 7}, "GST=bob;"}, {{4}, "QVNID=alice;"}, {{5}, {}}, {{6}, {}},
+        {{1, 3}, "GST=alice;"},
+        {{2, 7}, "GST=bob;"},
+        {{4}, "QVNID=alice;"},
+        {{5, 8, 9, 10}, {}},
+        {{6}, {}},
     };
+    ASSERT_EQ(server_.requests().size(), std::size(expected));
     for (std::size_t request = 0; request < std::size(expected); ++request) {
-        EXPECT_EQ(dispatch(*bus), DispatchResult::success());
         EXPECT_EQ(actions(request), expected[request].first);
-        EXPECT_EQ(server_.requests().at(request).header("Cookie"), expected[request].second);
+        EXPECT_EQ(server_.requests()[request].header("Cookie"), expected[request].second);
+        EXPECT_EQ(envelope(request).at("zentaraDispatchNumber"), request + 1);
     }
+    EXPECT_EQ(numbersOf(disk_->events), (Numbers{1, 2, 3, 7, 11}));
+    EXPECT_EQ(ledger.batchesFailed - before[0], 2);
+    EXPECT_EQ(ledger.batchesDelivered - before[1], 3);
+    EXPECT_EQ(ledger.delivered - before[2], 6);
+    EXPECT_EQ(ledger.underWay, 0);
+}
+
+TEST_F(EventBusTest, AtTheEndWhatIsNotDeliveredIsPutBack) {
+    const auto bus = makeBus({sampleEvent(1), sampleEvent(2, {}), sampleEvent(3),
+                              sampleEvent(4, {{"type", "GST"}, {"token", "carol"}})});
+    server_.respond([&](const RecordedRequest& request) {
+        const auto sent = parseJSON(request.body).value.at("zentaraDispatchNumber");
+        if (sent == 2) bus->stopDispatching();
+        return TestAnswer();
+    });
+    EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
+    EXPECT_EQ(server_.requests().size(), 2U);
+    EXPECT_EQ(numbersOf(disk_->events), (Numbers{2, 4}));
+    EXPECT_EQ(Ledger::shared().underWay, 0);
 }
 
 TEST_F(EventBusTest, DoesNotTouchTheQueueBeforeItMaySend) {

@@ -56,7 +56,7 @@ class QueueHistory {
                 take();
                 break;
             case 1:
-                takeWithinUser();
+                settle();
                 break;
             case 2:
                 putBack();
@@ -112,21 +112,14 @@ class QueueHistory {
         if (!taken.empty()) taken_.push_back(std::move(taken));
     }
 
-    void takeWithinUser() {
-        lastStep_ = "take within one user";
-        std::vector<InternalEvent> wanted;
-        std::vector<InternalEvent> left;
-        const auto count = upTo(15);
-        for (std::size_t i = 0; i < list_.size(); ++i) {
-            const bool isWanted = i < count && list_[i].user() == list_.front().user();
-            (isWanted ? wanted : left).push_back(list_[i]);
-        }
-        list_ = left;
-        auto taken = queue_->take(
-            static_cast<std::int64_t>(count),
-            [](const auto& oldest, const auto& event) { return event.user() == oldest.user(); });
-        EXPECT_EQ(numbersOf(taken), numbersOf(wanted));
-        if (!taken.empty()) taken_.push_back(std::move(taken));
+    void settle() {
+        if (taken_.empty()) return;
+        lastStep_ = "settle";
+        auto& batch = taken_[upTo(taken_.size() - 1)];
+        const auto middle = batch.begin() + static_cast<std::ptrdiff_t>(upTo(batch.size()));
+        queue_->settle({batch.begin(), middle});
+        batch.erase(batch.begin(), middle);
+        saved_ = list_;
     }
 
     void putBack() {
