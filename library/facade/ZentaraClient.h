@@ -26,7 +26,7 @@ namespace zentara {
 
 /// What a background fetch achieved.
 enum class BackgroundFetchResult : std::uint64_t {
-    newData = 0,  ///< a batch was delivered
+    newData = 0,  ///< everything that was taken from the queue was delivered
     noData = 1,   ///< nothing was waiting
     failed = 2,   ///< a batch could not be delivered; its events are back in the queue
 };

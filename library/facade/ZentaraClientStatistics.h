@@ -57,7 +57,7 @@ struct ZentaraClientStatistics {
 
     // Now.
     std::int64_t waiting = 0;          ///< in the queue
-    std::int64_t underWay = 0;         ///< in batches that are not answered yet
+    std::int64_t underWay = 0;         ///< in dispatches that have not ended yet
     std::int64_t heldBackWaiting = 0;  ///< held back
 
     // Why events do not move. Each new cause is also a line on standard error.
