@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/json/monotonic_resource.hpp>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,7 +24,9 @@ struct JSONDecoder {};
 /// directory is a fatal error. Touches nothing on disk.
 [[nodiscard]] std::filesystem::path documentsFile(std::string_view name);
 
-/// Keeps a list of records in a file that is one compact JSON array, replaced atomically.
+/// Keeps a list of records in a file that is one compact JSON array, replaced atomically. After a
+/// `load` that failed for want of memory or descriptors `save` fails too, as it would destroy what
+/// a later start can read.
 template <JSONCodable DataType>
 class FileStorage final : public Storage<DataType> {
   public:
@@ -34,6 +37,7 @@ class FileStorage final : public Storage<DataType> {
     JSONDecoder jsonDecoder;
 
     [[nodiscard]] ErrorRef save(std::span<const DataType> records) override {
+        if (unread_) return unread_;
         std::string text = "[";
         for (const auto& record : records) {
             if (text.size() > 1) text += ',';
@@ -47,6 +51,19 @@ class FileStorage final : public Storage<DataType> {
     }
 
     Loaded<DataType> load() override {
+        Loaded<DataType> loaded;
+        try {
+            loaded = read();
+        } catch (const std::bad_alloc&) {
+            loaded.error = outOfMemory("read '" + fileURL.string() + "'");
+            loaded.found = true;
+        }
+        unread_ = loaded.error && isForTheMoment(*loaded.error) ? loaded.error : nullptr;
+        return loaded;
+    }
+
+  private:
+    [[nodiscard]] Loaded<DataType> read() const {
         const auto file = readFile(fileURL);
         if (file.error) return {{}, file.error, true};
         if (!file.bytes) return {};
@@ -68,6 +85,10 @@ class FileStorage final : public Storage<DataType> {
         }
         return loaded;
     }
+
+    /// Why the file could not be read at the last look, if it may be readable again later. Until
+    /// then nothing is written over it.
+    ErrorRef unread_;
 };
 
 }  // namespace zentara

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <shared_mutex>
 #include <utility>
@@ -244,8 +245,9 @@ std::optional<std::vector<InternalEvent>> decodeCanonical(
     ondemand::document document;
     ondemand::array array;
     const simdjson::padded_string_view padded(json->data(), json->size(), json->capacity());
-    if (parser.iterate(padded).get(document) != simdjson::SUCCESS ||
-        document.get_array().get(array) != simdjson::SUCCESS) {
+    const auto code = parser.iterate(padded).get(document);
+    if (code == simdjson::MEMALLOC) throw std::bad_alloc();
+    if (code != simdjson::SUCCESS || document.get_array().get(array) != simdjson::SUCCESS) {
         return std::nullopt;
     }
     std::vector<InternalEvent> events;

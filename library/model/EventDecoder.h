@@ -19,7 +19,8 @@ struct [[nodiscard]] DecodedEvents {
 };
 
 /// Reads a JSON array of events. A top level that is not an array of objects gives no events and no
-/// error; an object that is not an event is left out.
+/// error; an object that is not an event is left out. Throws `std::bad_alloc`, as a lack of memory
+/// says nothing about the file.
 ///
 /// A file that this library wrote is only walked, not decoded: each event keeps its slice of the
 /// file as its text, so reading costs little more than the file and memory little more than its

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <memory>
-#include <new>
 #include <utility>
 
 #include "model/JSONParser.h"
@@ -50,20 +49,15 @@ ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage,
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
 
-    try {
-        boost::json::error_code code;
-        // Constructed and never assigned, so that it stays in its storage.
-        ParsedJSON parsed{
-            parseDocument(text, code, std::move(storage), {maximumJSONDepth, mostValues}), nullptr};
-        if (code) return failure(code.value(), code.message());
-        if (!parsed.value.is_object() && !parsed.value.is_array()) {
-            return failure(0, "the top level is neither an object nor an array");
-        }
-        return parsed;
-    } catch (const std::bad_alloc&) {
-        // Small texts can need much: a document is not worth the process.
-        return failure(0, "not enough memory");
+    boost::json::error_code code;
+    // Constructed and never assigned, so that it stays in its storage.
+    ParsedJSON parsed{parseDocument(text, code, std::move(storage), {maximumJSONDepth, mostValues}),
+                      nullptr};
+    if (code) return failure(code.value(), code.message());
+    if (!parsed.value.is_object() && !parsed.value.is_array()) {
+        return failure(0, "the top level is neither an object nor an array");
     }
+    return parsed;
 }
 
 }  // namespace zentara

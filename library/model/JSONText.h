@@ -27,7 +27,8 @@ struct [[nodiscard]] ParsedJSON {
 /// Reads a whole JSON text: an object or an array, UTF-8 with or without a byte-order mark, nested
 /// up to `maximumJSONDepth`. Integers that fit 64 bits stay integers, other numbers become doubles;
 /// of duplicate keys the last wins. Numbers are read exactly. The values live in `storage`; more
-/// than `mostValues` of them, each key counted too, are an error.
+/// than `mostValues` of them, each key counted too, are an error. Throws `std::bad_alloc`, as a
+/// lack of memory says nothing about the text.
 ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage = {},
                      std::size_t mostValues = std::numeric_limits<std::size_t>::max());
 

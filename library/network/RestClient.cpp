@@ -1,10 +1,12 @@
 #include "network/RestClient.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "model/JSONText.h"
 #include "network/RestClientError.h"
+#include "platform/PlatformError.h"
 
 namespace zentara {
 
@@ -62,7 +64,13 @@ void RestClient::decodeJSON(const std::optional<std::string>& body, ErrorRef err
                             const JSONCompletion& completion) const {
     if (error) return completion({}, std::move(error));
     if (!body) return completion({}, made(RestClientError::unexpectedBodyFormat()));
-    ParsedJSON parsed = parseJSON(*body, {}, mostValues);
+    ParsedJSON parsed;
+    try {
+        parsed = parseJSON(*body, {}, mostValues);
+    } catch (const std::bad_alloc&) {
+        // Small texts can need much memory. An answer is not worth the process.
+        parsed.error = outOfMemory("read the answer");
+    }
     if (parsed.error) return completion({}, std::move(parsed.error));
     if (!parsed.value.is_object()) {
         return completion({}, made(RestClientError::invalidJSONFormat()));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cerrno>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -25,5 +27,18 @@ class PlatformError final : public Error {
     int code_;
     std::string message_;
 };
+
+/// The failure of an operation for lack of memory. It says nothing about what was being read.
+[[nodiscard]] inline ErrorRef outOfMemory(const std::string& operation) {
+    return std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM,
+                                           "not enough memory to " + operation);
+}
+
+/// Whether the process had no memory or no descriptors left, so that the same may succeed later.
+[[nodiscard]] inline bool isForTheMoment(const Error& error) {
+    const auto* const failure = dynamic_cast<const PlatformError*>(&error);
+    if (failure == nullptr || failure->domain() != PlatformError::Domain::file) return false;
+    return failure->code() == ENOMEM || failure->code() == EMFILE || failure->code() == ENFILE;
+}
 
 }  // namespace zentara
