@@ -47,16 +47,15 @@ StoredEvents readEvents(const std::filesystem::path& path) {
     try {
         auto contents = readFile(path);
         if (contents.bytes) {
+            const bool isEmpty = contents.bytes->empty();
             auto decoded = decodeEvents(*std::move(contents.bytes));
+            if (isEmpty) return {State::missing, std::move(decoded)};
             return {decoded.isList ? State::list : State::damaged, std::move(decoded)};
         }
         if (!contents.error) return {};
         return {contents.isUnfit ? State::damaged : State::unread, {{}, contents.error}};
     } catch (const std::bad_alloc&) {
-        return {State::unread,
-                {{},
-                 std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM,
-                                                 "not enough memory to read the events")}};
+        return {State::unread, {{}, outOfMemory("read the events")}};
     }
 }
 

@@ -11,7 +11,7 @@ namespace zentara {
 /// What a file of events was found to be.
 struct [[nodiscard]] StoredEvents {
     enum class State {
-        missing,
+        missing,  ///< or of 0 bytes, which is what a loss of power leaves of an unflushed file
         list,
         damaged,  ///< read, and not a list; or nothing that is ever read, such as a folder
         unread,   ///< not to be read at this moment, so that nobody knows what is in it

@@ -44,8 +44,9 @@ void takeInFilesPutBy(EventsRepository& queue, const std::filesystem::path& queu
         const auto stored = readEvents(leftover);
         if (stored.state == StoredEvents::State::damaged) {
             static_cast<void>(setAside(leftover, queueFile));
-        } else if (stored.state == StoredEvents::State::list &&
-                   isTakenIn(stored.decoded.events, queue, queueFile)) {
+        } else if (stored.state == StoredEvents::State::missing ||
+                   (stored.state == StoredEvents::State::list &&
+                    isTakenIn(stored.decoded.events, queue, queueFile))) {
             removeFile(leftover);
         }
     }

@@ -3,13 +3,61 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <functional>
+#include <limits>
+#include <new>
 
+#include "dispatch/FileStorage.h"
 #include "dispatch/ProcessFolder.h"
+#include "dispatch/QueueFiles.h"
+#include "identity/Token.h"
 #include "model/EventDecoder.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
+
+namespace {
+
+constexpr auto unlimited = std::numeric_limits<std::int64_t>::max();
+// How many of this thread's allocations succeed, and how many after those fail.
+thread_local std::int64_t successes = unlimited;
+thread_local std::int64_t failures = 0;
+
+/// Runs `attempt` with one to three allocations failing, from the first on to the last.
+void failEachAllocation(const std::function<bool()>& attempt) {
+    for (const std::int64_t failing : {1, 2, 3}) {
+        successes = 0;
+        for (std::int64_t first = 1; successes <= 0; ++first) {
+            failures = failing;
+            successes = first;
+            bool isRight = true;
+            try {
+                isRight = attempt();
+            } catch (const std::bad_alloc&) {
+            }
+            failures = 0;
+            EXPECT_TRUE(isRight) << failing << " from " << first;
+        }
+        successes = unlimited;
+    }
+}
+
+}  // namespace
+
+// The other forms call these.
+void* operator new(std::size_t size) {
+    const bool isToFail = --successes < 0 && --failures >= 0;
+    if (void* const memory = isToFail ? nullptr : std::malloc(size)) return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace zentara {
 namespace {
@@ -62,6 +110,34 @@ TEST_F(QueueOpeningTest, UnreadFileIsTakenInByTheNextStart) {
         std::filesystem::rename(host_.file("copy"), host_.file("queue.unread-7"));
         EXPECT_EQ(waiting(), (Numbers{1, 2, 3, 4})) << name;
     }
+}
+
+TEST_F(QueueOpeningTest, LackOfMemoryIsNotDamage) {
+    const Token token{"type", "value", "public"};
+    ASSERT_EQ(FileStorage<Token>("token").save(std::span(&token, 1)), nullptr);
+    const auto canonical = fileOf(sampleEvents(1, 3));
+    for (const auto& contents : {canonical, canonical + "\n"}) {
+        writeTo(host_.file("queue"), contents);
+        failEachAllocation([&] {
+            const auto stored = readEvents(host_.file("queue"));
+            return stored.state == StoredEvents::State::unread || stored.decoded.events.size() == 3;
+        });
+    }
+    failEachAllocation([] {
+        FileStorage<Token> tokens("token");
+        return !tokens.load().records.empty() || tokens.save({});
+    });
+    EXPECT_EQ(FileStorage<Token>("token").load().records, std::vector{token});
+}
+
+TEST_F(QueueOpeningTest, EmptyFileCountsAsMissing) {
+    for (const auto* name : {"queue", ".queue.under-way", "queue.unread-7"})
+        writeTo(host_.file(name), "");
+    writeTo(host_.file(".queue.checkpoint"), fileOf(sampleEvents(1, 2)));
+    EXPECT_EQ(waiting(), (Numbers{1, 2}));
+    EXPECT_EQ(
+        namesIn(host_.documents()),
+        (std::set<std::string>{"queue", ".queue.spare", ".queue.checkpoint", ".queue.under-way"}));
 }
 
 TEST_F(QueueOpeningTest, UnreadFilesKeepOrderDamagedSetAside) {
