@@ -52,6 +52,12 @@ CLI::Validator quietly(CLI::Validator check) {
     return check.description("");
 }
 
+std::string checkPort(const std::string& text) {
+    int port = -1;
+    if (CLI::detail::lexical_cast(text, port) && 0 <= port && port <= 65535) return "";
+    return "a port from 0 to 65535 is expected, not " + text;
+}
+
 bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
     return std::filesystem::weakly_canonical(one) == std::filesystem::weakly_canonical(other);
 }
@@ -80,13 +86,13 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     app.set_version_flag("--version", ZENTARA_VERSION);
     app.add_option("--port", options.port, "The port for HTTP; 0 for a free one")
         ->type_name("PORT")
-        ->check(quietly(CLI::Range(0, 65535)))
+        ->check(CLI::Validator(checkPort, ""))
         ->capture_default_str();
     auto* httpsPort =
         app.add_option("--https-port", options.httpsPort,
                        "The port for HTTPS; 0 for a free one, as by default when --port is 0")
             ->type_name("PORT")
-            ->check(quietly(CLI::Range(0, 65535)))
+            ->check(CLI::Validator(checkPort, ""))
             ->capture_default_str();
     app.add_flag("--no-https", noHttps, "Serve HTTP only; no data folder is needed then");
     app.add_option("--schemas", options.schemas,

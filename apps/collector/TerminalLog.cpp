@@ -148,7 +148,9 @@ TerminalLog::Style TerminalLog::styleFor(std::FILE* stream) {
     Style style;
     if (isatty(fileno(stream)) == 0) return style;
     const char* unwanted = std::getenv("NO_COLOR");
-    style.color = unwanted == nullptr || *unwanted == '\0';
+    const char* terminal = std::getenv("TERM");
+    style.color = (unwanted == nullptr || *unwanted == '\0') && terminal != nullptr &&
+                  std::string_view(terminal) != "dumb";
     winsize size{};
     if (ioctl(fileno(stream), TIOCGWINSZ, &size) == 0) style.columns = size.ws_col;
     return style;

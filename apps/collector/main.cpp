@@ -81,18 +81,29 @@ std::string inURL(const std::string& host) {
     return host.find(':') == std::string::npos ? host : "[" + host + "]";
 }
 
+/// Listens on the port that `option` names, and says so when that fails.
+int listenOn(HttpServer& server, const std::string& host, int port, const std::string& option,
+             const std::optional<TLSCredentials>& credentials = std::nullopt) {
+    try {
+        return server.listen(host, port, credentials);
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(std::string(error.what()) + "; see --host and " + option +
+                                 ", of which 0 is any free one");
+    }
+}
+
 /// Starts to listen; then tells where, on standard output for programs and on standard error for
 /// people.
 void listen(HttpServer& server, const Options& options, LogWriter& log) {
     const std::string host = inURL(options.host) + ":";
     const std::string page =
-        "http://" + host + std::to_string(server.listen(options.host, options.port));
+        "http://" + host + std::to_string(listenOn(server, options.host, options.port, "--port"));
     std::string lines = "listening " + page + "\n";
     std::string trust;
     if (options.https) {
         const LocalAuthority authority(dataFolder(options));
-        const int port =
-            server.listen(options.host, options.httpsPort, authority.issue({options.host}));
+        const int port = listenOn(server, options.host, options.httpsPort, "--https-port",
+                                  authority.issue({options.host}));
         const std::string file = authority.certificateFile().string();
         lines += "listening https://" + host + std::to_string(port) + "\nauthority " + file + "\n";
         if (authority.isNew()) {
@@ -140,6 +151,12 @@ int serve(const Options& options) {
     Front front(services, queries);
     HttpServer server(front);
     listen(server, options, log);
+    if (catalogue.refreshed()->schemas.empty()) {
+        complain(options.schemas.empty()
+                     ? "there are no schemas to serve; --schemas names their folder"
+                     : "there is no schema in " + options.schemas +
+                           ", no file {id}-{version}.json");
+    }
 
     int signal = 0;
     sigwait(&endSignals, &signal);

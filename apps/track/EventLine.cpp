@@ -1,5 +1,6 @@
 #include "track/EventLine.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "model/JSONParser.h"
@@ -39,10 +40,23 @@ class MemberReader {
         take(key, text);
     }
 
+    /// The members that were neither taken nor required.
+    [[nodiscard]] std::vector<std::string> others() const {
+        std::vector<std::string> names;
+        for (const auto& member : object_) {
+            const std::string_view name(member.key().data(), member.key().size());
+            if (std::find(known_.begin(), known_.end(), name) == known_.end()) {
+                names.emplace_back(name);
+            }
+        }
+        return names;
+    }
+
     [[nodiscard]] const std::string& fault() const noexcept { return fault_; }
 
   private:
     [[nodiscard]] JSONValue* find(std::string_view key) {
+        known_.push_back(key);
         JSONValue* value = object_.if_contains({key.data(), key.size()});
         return value == nullptr || value->is_null() ? nullptr : value;
     }
@@ -54,6 +68,7 @@ class MemberReader {
     }
 
     JSONObject& object_;
+    std::vector<std::string_view> known_;
     std::string fault_;
 };
 
@@ -75,6 +90,7 @@ std::variant<EventLine, UnreadableLine> readEventLine(std::string_view line) {
     members.take("properties", event.properties);
     members.take("relationId", event.relationId);
     if (!members.fault().empty()) return UnreadableLine{members.fault()};
+    event.unknownMembers = members.others();
     return event;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace zentara::track {
 
@@ -18,6 +19,7 @@ struct EventLine {
     std::string referer;
     JSONObject properties;
     std::optional<std::string> relationId;
+    std::vector<std::string> unknownMembers;  ///< left out, and as likely as not misspelt
 
     [[nodiscard]] std::string schema() const { return schemaId + "-" + schemaVersion; }
 };
@@ -28,8 +30,7 @@ struct UnreadableLine {
 };
 
 /// Reads a JSON object with "schemaId" and "schemaVersion", and optionally "contentType", "url",
-/// "referer", "properties" and "relationId"; null is the same as absence. Further keys do not
-/// matter.
+/// "referer", "properties" and "relationId"; null is the same as absence.
 [[nodiscard]] std::variant<EventLine, UnreadableLine> readEventLine(std::string_view line);
 
 }  // namespace zentara::track

@@ -15,11 +15,11 @@ constexpr const char* details = R"(Each line of input is one event, a JSON objec
   {"schemaId":"page-view","schemaVersion":"1","contentType":"application/json",
    "url":"https://example.com/","referer":"","properties":{"title":"Home"},"relationId":null}
 Only schemaId and schemaVersion are needed. A line that is not an event (longer than 1 MiB, for
-example) is reported and the rest goes on.
+example) is reported and the rest goes on. So is a member of another name, which is left out.
 
 Without --no-drain events are delivered once all have been read, and after every 1000, since the
 queue holds 8000 and drops its oldest beyond that. What cannot be delivered stays in the documents
-directory and is sent by the next run.
+directory and is sent by the next run. Ctrl-C and SIGTERM tell how much that is.
 
 Exit codes: 0 every line accepted and delivered; 1 a line was refused or not readable, the others
 were delivered; 2 events still wait in the queue; 3 the command line, a file or the configuration
@@ -29,6 +29,13 @@ Example: zentara-track --collector http://127.0.0.1:8080 examples/events.jsonl)"
 
 std::string checkLoggedUser(const std::string& text) {
     return parseLoggedUser(text) ? "" : "QVNID:TOKEN, GST:TOKEN or EXT_ID:TOKEN is expected";
+}
+
+std::string checkSeconds(const std::string& text) {
+    double seconds = -1;
+    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
+    if (isNumber && 0 <= seconds && seconds <= 1e6) return "";
+    return "seconds from 0 to 1000000 are expected, not " + text;
 }
 
 std::chrono::milliseconds milliseconds(double seconds) {
@@ -58,6 +65,7 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
 
     CLI::App app(description, "zentara-track");
     app.footer(details);
+    app.set_version_flag("--version", ZENTARA_VERSION);
     app.add_option("events", options.input, "The file of events; - for standard input")
         ->type_name("FILE")
         ->capture_default_str();
@@ -91,12 +99,12 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
         ->type_name("DIR");
     app.add_option("--ready-timeout", readyTimeout, "Seconds to wait for the schemas")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->check(CLI::Validator(checkSeconds, ""))
         ->capture_default_str();
     app.add_option("--drain-timeout", drainTimeout,
                    "Seconds without a delivery after which it gives up")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->check(CLI::Validator(checkSeconds, ""))
         ->capture_default_str();
     app.add_flag("--no-drain", noDrain, "Leave the events in the queue");
     app.add_option("--results", options.results,

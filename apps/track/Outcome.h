@@ -11,18 +11,19 @@ namespace zentara::track {
 enum class Outcome {
     accepted,       ///< validated and queued
     invalid,        ///< its properties do not satisfy the schema
-    unknownSchema,  ///< it could not be validated, as a rule because nobody knows its schema
+    unknownSchema,  ///< it could not be validated, as a rule because there is no such schema
     heldBack,       ///< kept on disk, to be validated later
     notQueued,      ///< it could not be stored
+    notSaved,       ///< queued in memory only, since the disk failed
     unreadable,     ///< the line is not an event
 };
 
-constexpr std::size_t outcomeCount = 6;
+constexpr std::size_t outcomeCount = 7;
 
 /// The name in results files.
 [[nodiscard]] constexpr std::string_view outcomeName(Outcome outcome) noexcept {
     constexpr std::array<std::string_view, outcomeCount> names{
-        "accepted", "invalid", "unknownSchema", "heldBack", "notQueued", "unreadable"};
+        "accepted", "invalid", "unknownSchema", "heldBack", "notQueued", "notSaved", "unreadable"};
     return names.at(static_cast<std::size_t>(outcome));
 }
 

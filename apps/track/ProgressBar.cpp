@@ -1,20 +1,33 @@
 #include "track/ProgressBar.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <string_view>
 #include <utility>
 
 namespace zentara::track {
 
 namespace {
 
-constexpr std::size_t barWidth = 32;
+constexpr std::size_t longestBar = 32;
+constexpr std::size_t shortestBar = 4;
+
+std::size_t columnsOf(std::FILE* stream) {
+    winsize size{};
+    if (ioctl(fileno(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
+    return size.ws_col;
+}
 
 }  // namespace
 
 ProgressBar::Style ProgressBar::styleFor(std::FILE* stream) {
-    return isatty(fileno(stream)) == 1 ? Style::bar : Style::lines;
+    // A terminal of the type "dumb" cannot draw a line again.
+    const char* const terminal = std::getenv("TERM");
+    const bool isDumb = terminal == nullptr || std::string_view(terminal) == "dumb";
+    return isatty(fileno(stream)) == 1 && !isDumb ? Style::bar : Style::lines;
 }
 
 ProgressBar::ProgressBar(std::FILE* stream, Style style, std::string label, std::size_t total)
@@ -36,10 +49,22 @@ void ProgressBar::finish(bool complete) {
     onBar_ = false;
 }
 
+std::string ProgressBar::text(const std::string& label, std::size_t done, std::size_t total,
+                              std::size_t columns) {
+    const std::string counts = std::to_string(done) + "/" + std::to_string(total);
+    // Besides, two spaces and the brackets; and the last column, where a terminal begins a new
+    // line.
+    const std::size_t taken = label.size() + counts.size() + 5;
+    if (columns < taken + shortestBar)
+        return counts.substr(0, std::max<std::size_t>(columns, 1) - 1);
+    const std::size_t width = std::min(longestBar, columns - taken);
+    const std::size_t filled = done * width / total;
+    return label + " [" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
+           counts;
+}
+
 void ProgressBar::draw(std::size_t done) {
-    const std::size_t filled = done * barWidth / total_;
-    const std::string bar = std::string(filled, '#') + std::string(barWidth - filled, '.');
-    std::fprintf(stream_, "\r%s [%s] %zu/%zu", label_.c_str(), bar.c_str(), done, total_);
+    std::fprintf(stream_, "\r%s", text(label_, done, total_, columnsOf(stream_)).c_str());
     std::fflush(stream_);
     onBar_ = true;
 }

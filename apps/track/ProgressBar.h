@@ -15,6 +15,10 @@ class ProgressBar {
     /// The style that suits `stream`.
     [[nodiscard]] static Style styleFor(std::FILE* stream);
 
+    /// What a bar shows, in less than `columns`. The bar itself goes first where there is no room.
+    [[nodiscard]] static std::string text(const std::string& label, std::size_t done,
+                                          std::size_t total, std::size_t columns);
+
     ProgressBar(std::FILE* stream, Style style, std::string label, std::size_t total);
 
     /// Shows that `done` of the total are done; more than the total counts as the total.

@@ -20,7 +20,8 @@ void ResultsFile::add(std::size_t line, const std::string& schema, const Result&
         {"schema", schema.empty() ? boost::json::value() : boost::json::value(schema)},
         {"outcome", boost::json::string_view(outcome.data(), outcome.size())},
         {"message", result.message}};
-    stream_ << boost::json::serialize(record) << '\n';
+    // At once, so that an interrupted run has told of all that it sent.
+    stream_ << boost::json::serialize(record) << std::endl;
 }
 
 void ResultsFile::close() {

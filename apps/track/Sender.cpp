@@ -5,8 +5,13 @@
 #include <zentara/URL.h>
 #include <zentara/ZentaraEndpoints.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <condition_variable>
 #include <cstdint>
+#include <filesystem>
 #include <mutex>
 #include <stdexcept>
 #include <system_error>
@@ -43,6 +48,32 @@ void describeHost(const Options& options) {
     }
 }
 
+/// The library would go on without a queue on disk, and a second run would send all of it again.
+void requireDocumentsFolder() {
+    constexpr const char* hint = "; name another folder with --documents";
+    const auto folder = HostApplication::documentsDirectory();
+    if (!folder)
+        throw std::runtime_error("there is no home for the queue; name a folder with --documents");
+    // What is made here is for this user only, as the library would make it.
+    const auto mask = ::umask(0077);
+    std::error_code error;
+    std::filesystem::create_directories(*folder, error);
+    ::umask(mask);
+    if (!error && ::access(folder->c_str(), W_OK | X_OK) != 0) {
+        error.assign(errno, std::generic_category());
+    }
+    if (error) throw std::runtime_error(folder->string() + ": " + error.message() + hint);
+}
+
+/// Without what stands before the host, which may be a password, and without the query.
+std::string shown(const URL& url) {
+    std::string text = url.string().substr(0, url.string().find_first_of("?#"));
+    const auto host = text.find("//") + 2;
+    const auto at = text.substr(0, text.find('/', host)).rfind('@');
+    if (at != std::string::npos) text.erase(host, at + 1 - host);
+    return text;
+}
+
 /// The library ends the process over an endpoint that is none; here it is the user's mistake.
 void setEndpoint(std::string& endpoint, const std::string& text) {
     if (text.empty()) return;
@@ -63,10 +94,10 @@ void useEndpoints(const Options& options) {
     ZentaraEndpoints::use(endpoints);
 }
 
-/// Nothing waits, and nothing is under way. Without the held-back events, which nobody can hurry.
-bool queueIsEmpty() {
+/// In the queue or under way. Without the held-back events, which no fetch delivers.
+std::int64_t undelivered() {
     const auto counts = ZentaraClient::statistics();
-    return counts.waiting == 0 && counts.underWay == 0;
+    return counts.waiting + counts.underWay;
 }
 
 Result resultOf(const ZentaraClientErrorRef& error) {
@@ -88,6 +119,7 @@ Result resultOf(const ZentaraClientErrorRef& error) {
 
 Sender::Sender(const Options& options) : readiness_(std::make_shared<Readiness>()) {
     describeHost(options);
+    requireDocumentsFolder();
     useEndpoints(options);
     ZentaraClient::useSettings(options.tenant, options.environment, options.advertisingId);
     client_ = ZentaraClient::get(
@@ -113,14 +145,36 @@ Result Sender::send(EventLine event) {
                   [&result](const EventRef&, const ZentaraClientErrorRef& error) {
                       result = resultOf(error);
                   });
+    if (result.outcome == Outcome::notQueued) {
+        const auto before = std::exchange(notSaved_, ZentaraClient::statistics().notSaved);
+        if (notSaved_ > before) result.outcome = Outcome::notSaved;
+    }
     return result;
 }
 
 Drain::Result Sender::drain(const Drain::Progress& progress) {
     Drain drain([client = client_](
                     ZentaraClient::FetchCallback done) { client->performFetch(std::move(done)); },
-                queueIsEmpty, patience_);
+                [] { return undelivered() == 0; }, patience_);
     return drain.run(progress);
+}
+
+std::string Sender::whatWaits() {
+    const auto count = undelivered();
+    const auto folder = HostApplication::documentsDirectory().value_or("").string();
+    if (count == 0) return "nothing waits in " + folder;
+    return std::to_string(count) + (count == 1 ? " event waits in " : " events wait in ") + folder +
+           " for the next run";
+}
+
+std::string Sender::schemasAddress() {
+    const auto settings = ClientSettings::current();
+    return shown(ZentaraEndpoints::schemas(settings->environment)
+                     .appendingPathComponent(settings->schemasPath));
+}
+
+std::string Sender::collectorAddress() {
+    return shown(ZentaraEndpoints::collector(ClientSettings::current()->environment));
 }
 
 }  // namespace zentara::track

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +17,8 @@ namespace zentara::track {
 class Sender {
   public:
     /// Configures the process and builds the client; once per process. Throws
-    /// `std::runtime_error` when the options do not make sense.
+    /// `std::runtime_error` when the options do not make sense, or there is no folder for the
+    /// queue.
     explicit Sender(const Options& options);
     Sender(const Sender&) = delete;
     Sender& operator=(const Sender&) = delete;
@@ -29,12 +31,20 @@ class Sender {
     /// Delivers everything that waits in the queue.
     [[nodiscard]] Drain::Result drain(const Drain::Progress& progress);
 
+    /// How many events wait for the next run, and where, in words.
+    [[nodiscard]] static std::string whatWaits();
+
+    /// Where the schemas come from, and where the events go.
+    [[nodiscard]] static std::string schemasAddress();
+    [[nodiscard]] static std::string collectorAddress();
+
   private:
     struct Readiness;
 
     std::shared_ptr<Readiness> readiness_;
     std::shared_ptr<ZentaraClient> client_;
     Drain::Patience patience_;
+    std::int64_t notSaved_ = 0;  // events so far that are in memory only
 };
 
 }  // namespace zentara::track

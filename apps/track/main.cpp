@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -5,12 +8,14 @@
 #include <iostream>
 #include <istream>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <variant>
 
 #include "track/EventLine.h"
+#include "track/Interruption.h"
 #include "track/LineReader.h"
 #include "track/Options.h"
 #include "track/Outcome.h"
@@ -24,6 +29,7 @@ using namespace zentara::track;
 
 constexpr std::size_t eventsBetweenDrains = 1000;
 constexpr std::size_t eventsPerBatch = 10;
+constexpr std::chrono::milliseconds longestSilence{1000};
 
 double seconds(std::chrono::milliseconds duration) {
     return std::chrono::duration<double>(duration).count();
@@ -44,7 +50,10 @@ class Run {
         if (drained_) deliver();
         report();
         if (options_.drain && !drained_) return exitUndelivered;
-        return tally_.of(Outcome::accepted) == tally_.total() ? exitComplete : exitRefused;
+        // What was in memory only has gone out with the rest.
+        const auto delivered =
+            tally_.of(Outcome::accepted) + (options_.drain ? tally_.of(Outcome::notSaved) : 0);
+        return delivered == tally_.total() ? exitComplete : exitRefused;
     }
 
   private:
@@ -55,13 +64,21 @@ class Run {
             return note(line.number, "", {Outcome::unreadable, unreadable->reason});
         }
         auto& event = std::get<EventLine>(read);
+        for (const auto& name : event.unknownMembers) {
+            if (!unknownMembers_.insert(name).second) continue;
+            std::cerr << "line " << line.number << ": \"" << name
+                      << "\" is no member of an event and is left out, here and further on\n";
+        }
         const std::string schema = event.schema();
         note(line.number, schema, sender_.send(std::move(event)));
     }
 
     void note(std::size_t line, const std::string& schema, const Result& result) {
+        noteSentLine(line);
         tally_.add(result.outcome);
-        if (result.outcome == Outcome::accepted) ++waiting_;
+        const bool isQueued =
+            result.outcome == Outcome::accepted || result.outcome == Outcome::notSaved;
+        if (isQueued) ++waiting_;
         if (results_ != nullptr) results_->add(line, schema, result);
         if (!options_.verbose || result.outcome == Outcome::unreadable) return;
         std::cout << "line " << line << ": " << schema << ' ' << outcomeName(result.outcome);
@@ -80,9 +97,9 @@ class Run {
         batches_ += result.batches;
         drained_ = result.complete;
         if (!drained_) {
-            std::cerr << "zentara-track: nothing could be delivered for "
-                      << seconds(options_.drainTimeout)
-                      << " s; what is left waits in the queue for the next run\n";
+            std::cerr << "zentara-track: nothing could be delivered to "
+                      << Sender::collectorAddress() << " for " << seconds(options_.drainTimeout)
+                      << " s; " << Sender::whatWaits() << '\n';
         }
         return drained_;
     }
@@ -104,7 +121,8 @@ class Run {
     Sender& sender_;
     ResultsFile* results_;
     Tally tally_;
-    std::size_t waiting_ = 0;  // accepted since the queue was last empty
+    std::set<std::string> unknownMembers_;  // that were reported
+    std::size_t waiting_ = 0;               // accepted since the queue was last empty
     std::size_t batches_ = 0;
     bool drained_ = true;
 };
@@ -119,10 +137,22 @@ int track(const Options& options) {
     if (!options.results.empty()) results.emplace(options.results);
 
     Sender sender(options);
-    if (const auto problem = sender.waitUntilReady(options.readyTimeout)) {
-        std::cerr << "zentara-track: no schemas within " << seconds(options.readyTimeout)
-                  << " s: " << *problem << '\n';
+    const auto quietly = std::min(options.readyTimeout, longestSilence);
+    auto problem = sender.waitUntilReady(quietly);
+    if (problem && quietly < options.readyTimeout) {
+        std::cerr << "zentara-track: waiting for the schemas of " << Sender::schemasAddress()
+                  << " for " << seconds(options.readyTimeout) << " s: " << *problem << '\n';
+        problem = sender.waitUntilReady(options.readyTimeout - quietly);
+    }
+    if (problem) {
+        std::cerr << "zentara-track: no schemas from " << Sender::schemasAddress() << " within "
+                  << seconds(options.readyTimeout) << " s: " << *problem
+                  << "; --collector and --schemas name other addresses\n";
         return exitNotReady;
+    }
+    if (options.input == "-" && isatty(STDIN_FILENO) == 1) {
+        std::cerr << "zentara-track: reads events from the terminal, a JSON object on each line; "
+                     "Ctrl-D ends\n";
     }
     Run run(options, sender, results ? &*results : nullptr);
     const int exitCode = run.overAll(options.input == "-" ? std::cin : file);
@@ -135,6 +165,7 @@ int track(const Options& options) {
 int main(int argc, char** argv) {
     const auto parsed = parseOptions(argc, argv);
     if (!parsed.options) return parsed.exitCode;
+    reportInterruptions();
     try {
         return track(*parsed.options);
     } catch (const std::exception& error) {

@@ -121,6 +121,25 @@ TEST_F(EndToEndTest, EventsWaitOnDiskWhileTheCollectorIsAway) {
     EXPECT_THAT(arrivals(collector), testing::ElementsAre(testing::Pair(7, 2)));
 }
 
+TEST_F(EndToEndTest, InterruptedRunTellsWhatWaits) {
+    Collector collector(schemas_);
+    testing::internal::CaptureStderr();
+    ChildProcess sender({ZENTARA_TRACK, "--collector", nobody, "--schemas", collector.url(),
+                         "--documents", documents_, "--results", results_, input_});
+    EXPECT_TRUE(eventually([&] { return !contentsOf(results_).empty(); }));
+    sender.signal(SIGINT);
+    EXPECT_EQ(sender.wait(), -SIGINT);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::HasSubstr("interrupted after line 1; 1 event waits in " + documents_));
+}
+
+TEST_F(EndToEndTest, NothingIsSentWithoutAFolder) {
+    Collector collector(schemas_);
+    writeTo(documents_, "in the way");
+    EXPECT_EQ(track(collector.url(), {input_}), 3);
+    EXPECT_THAT(arrivals(collector), testing::IsEmpty());
+}
+
 TEST_F(EndToEndTest, ThirdProcessSendsWhatTwoLeft) {
     Collector collector(schemas_);
     const auto start = [&](int first) {

@@ -18,6 +18,7 @@ TEST(CollectorOptionsTest, WhatIsNotUnderstoodIsAUsageErrorThatNamesIt) {
         {{"--host", "0.0.0.0"}, "--reachable-from-the-network"},
         {{"--host", "example.com"}, "--reachable-from-the-network"},
         {{"--schemas", "/there/is/no/such/folder"}, "--schemas"},
+        {{"--port", "65536"}, "--port: a port from 0 to 65535 is expected, not 65536"},
         {{"--fault", "pages:status=500"}, "pages"},
     };
     for (const auto& each : cases) {

@@ -6,6 +6,8 @@
 #include <deque>
 #include <thread>
 
+#include "track/ProgressBar.h"
+
 namespace zentara::track {
 namespace {
 
@@ -62,6 +64,14 @@ TEST(DrainTest, DrainGivesUpWithoutProgress) {
     ZentaraClient::FetchCallback late;
     EXPECT_FALSE(Drain([&](const auto& done) { late = done; }, settled, quick).run().complete);
     late(newData);
+}
+
+TEST(ProgressBarTest, BarFitsTheWidth) {
+    EXPECT_EQ(ProgressBar::text("sending", 5, 20, 80),
+              "sending [########........................] 5/20");
+    EXPECT_EQ(ProgressBar::text("sending", 5, 20, 20), "sending [#...] 5/20");
+    EXPECT_EQ(ProgressBar::text("sending", 5, 20, 19), "5/20");
+    EXPECT_EQ(ProgressBar::text("sending", 5, 20, 4), "5/2");
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ TEST(EventLineTest, EveryMemberIsRead) {
     EXPECT_EQ(event.referer, "r");
     EXPECT_EQ(JSONValue(event.properties), boost::json::parse(R"({"b":1,"a":[2.5]})"));
     EXPECT_EQ(event.relationId, "rel");
+    EXPECT_THAT(event.unknownMembers, testing::ElementsAre("more"));
 }
 
 TEST(EventLineTest, NullMembersHaveTheirDefaults) {

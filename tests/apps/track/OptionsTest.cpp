@@ -1,17 +1,16 @@
 #include "track/Options.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <initializer_list>
+#include <utility>
 #include <vector>
 
 namespace zentara::track {
 namespace {
 
-ParsedOptions parse(std::initializer_list<const char*> arguments) {
-    std::vector<const char*> argv{"zentara-track"};
-    argv.insert(argv.end(), arguments);
-    return parseOptions(static_cast<int>(argv.size()), argv.data());
+ParsedOptions parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "zentara-track");
+    return parseOptions(static_cast<int>(arguments.size()), arguments.data());
 }
 
 TEST(OptionsTest, ALoggedUserIsATypeAndATokenThatMayHoldColons) {
@@ -23,11 +22,19 @@ TEST(OptionsTest, ALoggedUserIsATypeAndATokenThatMayHoldColons) {
 }
 
 TEST(OptionsTest, AMistakeIsToldByTheExitCodeOfUsage) {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(parse({"--logged-user", "x"}).exitCode, exitUsage);
-    EXPECT_EQ(parse({"--environment", "staging"}).exitCode, exitUsage);
-    EXPECT_EQ(parse({"--ready-timeout", "-1"}).exitCode, exitUsage);
-    testing::internal::GetCapturedStderr();
+    const std::pair<std::vector<const char*>, const char*> cases[] = {
+        {{"--logged-user", "x"}, "QVNID:TOKEN, GST:TOKEN or EXT_ID:TOKEN is expected"},
+        {{"--environment", "staging"}, "--environment"},
+        {{"--ready-timeout", "-1"},
+         "--ready-timeout: seconds from 0 to 1000000 are expected, not -1"},
+        {{"--drain-timeout", "1h"},
+         "--drain-timeout: seconds from 0 to 1000000 are expected, not 1h"},
+    };
+    for (const auto& [arguments, message] : cases) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(parse(arguments).exitCode, exitUsage);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(message));
+    }
 }
 
 }  // namespace
