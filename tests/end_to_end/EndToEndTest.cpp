@@ -13,6 +13,7 @@
 #include "support/CollectorProcess.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
+#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
