@@ -3,6 +3,7 @@
 #include <boost/json/parse.hpp>
 
 #include <boost/asio/post.hpp>
+#include <chrono>
 #include <optional>
 #include <set>
 #include <utility>
@@ -149,16 +150,23 @@ std::string answerEnvelopes(const Store& store, const HttpRequest& request) {
 
 std::string answerRequests(const Store& store, const HttpRequest& request) {
     PagePart part;
-    std::optional<bool> fault;
+    Store::RequestQuery query;
     readParameters(request, [&](const auto& name, const auto& value) {
-        if (name != "fault") return part.take(name, value);
-        if (value != "true" && value != "false") {
-            throw ParameterError("fault is true or false, not \"" + value + "\"");
+        if (name == "order") {
+            query.order = readOrder(name, value);
+        } else if (name == "fault" || name == "refused") {
+            if (value != "true" && value != "false") {
+                throw ParameterError(name + " is true or false, not \"" + value + "\"");
+            }
+            (name == "fault" ? query.fault : query.refused) = value == "true";
+        } else {
+            return part.take(name, value);
         }
-        fault = value == "true";
         return true;
     });
-    return listed("requests", store.requests({fault, part.offset, part.limit}), part.offset);
+    query.offset = part.offset;
+    query.limit = part.limit;
+    return listed("requests", store.requests(query), part.offset);
 }
 
 std::string answerTimeline(const Store& store, const HttpRequest& request) {
@@ -180,7 +188,12 @@ std::string answerTimeline(const Store& store, const HttpRequest& request) {
 }  // namespace
 
 QueryInterface::QueryInterface(Store& store, Faults& faults)
-    : store_(store), faults_(faults), watch_(store, [this] { return summary(); }) {}
+    : store_(store),
+      faults_(faults),
+      started_(std::chrono::duration_cast<std::chrono::milliseconds>(
+                   std::chrono::system_clock::now().time_since_epoch())
+                   .count()),
+      watch_(store, [this] { return summary(); }) {}
 
 bool QueryInterface::owns(std::string_view path) {
     return below(path, receivedPath) || below(path, faultsPath);
@@ -294,6 +307,7 @@ std::string QueryInterface::summary() const {
     const Store::Summary counts = store_.summary();
     std::string text = "{";
     appendMember(text, "requests", counts.requests);
+    appendMember(text, "refused", counts.refused);
     appendMember(text, "envelopes", counts.envelopes);
     appendMember(text, "events", counts.events);
     appendMember(text, "good", counts.good);
@@ -304,6 +318,7 @@ std::string QueryInterface::summary() const {
     appendMember(text, "lastNumber", counts.lastNumber);
     // Numbers begin again with a reset, and may have come as far by the time that somebody looks.
     appendMember(text, "resets", resets_.load());
+    appendMember(text, "started", started_);
     appendCounts(text, "eventsBySchema", counts.eventsBySchema);
     appendCounts(text, "badBySchema", counts.badBySchema);
     appendCounts(text, "faults", counts.faults);

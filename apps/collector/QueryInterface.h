@@ -46,6 +46,7 @@ class QueryInterface {
     Store& store_;
     Faults& faults_;
     std::atomic<std::uint64_t> resets_ = 0;
+    const std::int64_t started_;  // milliseconds since 1970-01-01 UTC; tells processes apart
     Watch watch_;
     // Whoever searches a large store does not hold up those who send.
     boost::asio::thread_pool workers_{2};

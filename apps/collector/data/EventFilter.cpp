@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <iterator>
+#include <sstream>
 #include <utility>
 
 #include "collector/data/JSONText.h"
@@ -57,7 +59,11 @@ bool EventFilter::take(std::string_view name, std::string_view value) {
         *field = value;
         return true;
     }
-    if (name == "good" || name == "duplicate") {
+    if (name == "words") {
+        std::istringstream all{std::string(value)};
+        words.assign(std::istream_iterator<std::string>(all), {});
+        if (words.size() > mostWords) refuse(name, "at most 100 words", value);
+    } else if (name == "good" || name == "duplicate") {
         (name == "good" ? good : duplicate) = readChoice(name, value);
     } else if (name == "since" || name == "until") {
         (name == "since" ? since : until) =
@@ -76,10 +82,7 @@ bool EventQuery::take(std::string_view name, std::string_view value) {
     } else if (name == "limit") {
         limit = readCount(name, value);
     } else if (name == "order") {
-        if (value != "ascending" && value != "descending") {
-            refuse(name, "ascending or descending", value);
-        }
-        order = value == "ascending" ? Order::ascending : Order::descending;
+        order = readOrder(name, value);
     } else if (name == "sort") {
         constexpr std::array<std::pair<std::string_view, Sort>, 5> sorts{
             {{"number", Sort::number},
@@ -101,6 +104,13 @@ bool EventQuery::take(std::string_view name, std::string_view value) {
 
 std::size_t readCount(std::string_view name, std::string_view value) {
     return readNumber<std::size_t>(name, "a number from 0 on", value);
+}
+
+Order readOrder(std::string_view name, std::string_view value) {
+    if (value != "ascending" && value != "descending") {
+        refuse(name, "ascending or descending", value);
+    }
+    return value == "ascending" ? Order::ascending : Order::descending;
 }
 
 SQLCondition conditionFor(const EventFilter& filter) {
@@ -129,16 +139,19 @@ SQLCondition conditionFor(const EventFilter& filter) {
     // Written out, because that is how the indices of the few are defined.
     if (filter.good) require(*filter.good ? "good = 1" : "good = 0");
     if (filter.duplicate) require(*filter.duplicate ? "duplicate = 1" : "duplicate = 0");
-    if (filter.text) {
+    const auto contain = [&](const std::string& text) {
         std::string encoded;
-        appendJSONString(encoded, *filter.text);
+        appendJSONString(encoded, text);
         encoded = encoded.substr(1, encoded.size() - 2);
-        const bool isAsItIs = encoded == *filter.text;
+        const bool isAsItIs = encoded == text;
         require(isAsItIs ? "instr(lower(json), ?) > 0"
                          : "(instr(lower(json), ?) > 0 OR instr(lower(json), ?) > 0)");
-        condition.values.emplace_back(inLowerCase(*filter.text));
+        condition.values.emplace_back(inLowerCase(text));
         if (!isAsItIs) condition.values.emplace_back(inLowerCase(std::move(encoded)));
-    }
+    };
+    if (filter.text) contain(*filter.text);
+    for (const auto& word : filter.words)
+        contain(word);
     return condition;
 }
 

@@ -19,6 +19,8 @@ class ParameterError : public std::invalid_argument {
 
 /// Which events. All that is set must hold.
 struct EventFilter {
+    static constexpr std::size_t mostWords = 100;
+
     std::optional<std::string> schema = {};  ///< "{id}-{version}"
     std::optional<std::string> user = {};    ///< the token of the user, or "{type}={token}"
     std::optional<std::string> tenant = {};
@@ -29,6 +31,7 @@ struct EventFilter {
     /// Anywhere in the event's JSON text or in the strings that it holds, taken literally; ASCII
     /// letters match in either case.
     std::optional<std::string> text = {};
+    std::vector<std::string> words = {};     ///< each found as `text` is
     std::optional<std::int64_t> since = {};  ///< received then or later, in ms since 1970 UTC
     std::optional<std::int64_t> until = {};  ///< received earlier than that
     std::optional<std::int64_t> after = {};  ///< with a higher number
@@ -43,10 +46,11 @@ struct EventFilter {
     friend bool operator==(const EventFilter&, const EventFilter&) = default;
 };
 
+enum class Order { ascending, descending };
+
 /// Which events, in which order, and which part of them.
 struct EventQuery {
     enum class Sort { number, receivedAt, actionTs, schema, sequence };
-    enum class Order { ascending, descending };
 
     EventFilter filter = {};
     Sort sort = Sort::number;  ///< those that are equal in it go by number
@@ -60,6 +64,9 @@ struct EventQuery {
 
 /// Reads a number from 0 on, for parameters such as "offset". Throws `ParameterError`.
 [[nodiscard]] std::size_t readCount(std::string_view name, std::string_view value);
+
+/// "ascending" or "descending". Throws `ParameterError`.
+[[nodiscard]] Order readOrder(std::string_view name, std::string_view value);
 
 /// A condition on the rows of the events table: SQL with a "?" for each of `values`.
 struct SQLCondition {

@@ -136,6 +136,7 @@ std::string RequestRecord::json() const {
     if (!reason.empty()) appendMember(json, "reason", reason);
     if (!fault.empty()) appendMember(json, "fault", fault);
     appendMember(json, "storedEvents", storedEvents);
+    if (!body.empty()) appendMember(json, "body", body);
     json += '}';
     return json;
 }

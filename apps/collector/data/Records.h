@@ -70,6 +70,7 @@ struct RequestRecord {
     std::string_view reason;
     std::string_view fault;
     std::int64_t storedEvents = 0;
+    std::string_view body;  ///< as posted
 
     [[nodiscard]] std::string json() const;
 };

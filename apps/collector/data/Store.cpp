@@ -12,7 +12,7 @@ namespace zentara::collector {
 
 namespace {
 
-constexpr DatabaseFile::Kind fileKind{0x5A434F4C, 1};
+constexpr DatabaseFile::Kind fileKind{0x5A434F4C, 2};
 
 /// The indices hold what is counted and sorted by, so that the rows with their long texts are only
 /// read to be shown.
@@ -45,6 +45,14 @@ CREATE INDEX duplicateEvents ON events (number) WHERE duplicate = 1;
 CREATE TABLE faults (description TEXT PRIMARY KEY, count INTEGER NOT NULL) WITHOUT ROWID;
 )";
 
+/// What version 2 adds.
+constexpr const char* refusalsTable = R"(
+CREATE TABLE refusals (
+    ordinal INTEGER PRIMARY KEY,
+    request INTEGER NOT NULL UNIQUE REFERENCES requests (number) ON DELETE CASCADE,
+    body TEXT NOT NULL);
+)";
+
 constexpr const char* eventByNumber =
     "SELECT e.number, e.envelope, e.duplicate, e.good, e.schema, e.actionUUID, e.sequence, "
     "e.findings, n.facts, e.json "
@@ -52,7 +60,8 @@ constexpr const char* eventByNumber =
 
 constexpr const char* requestColumns =
     "SELECT number, receivedAt, service, method, target, secure, headers, bodySize, status, "
-    "reason, fault, storedEvents FROM requests";
+    "reason, fault, storedEvents, body";
+constexpr const char* allRequests = " FROM requests LEFT JOIN refusals ON request = number";
 
 constexpr const char* envelopeColumns =
     "SELECT n.number, r.receivedAt, r.headers, n.body "
@@ -95,10 +104,14 @@ std::size_t countIn(Database& database, const SQLCondition& condition,
     return rows.step() ? static_cast<std::size_t>(rows.integer(0)) : 0;
 }
 
+const char* directionOf(Order order) {
+    return order == Order::ascending ? " ASC" : " DESC";
+}
+
 std::string orderOf(const EventQuery& query) {
     constexpr std::array<const char*, 5> columns{"number", "receivedAt", "actionTs", "schema",
                                                  "sequence"};
-    const std::string direction = query.order == EventQuery::Order::ascending ? " ASC" : " DESC";
+    const std::string direction = directionOf(query.order);
     std::string order = columns.at(static_cast<std::size_t>(query.sort)) + direction;
     if (query.sort != EventQuery::Sort::number) order += ", number" + direction;
     return order;
@@ -134,11 +147,17 @@ std::string requestIn(const Database::Query& row) {
     record.reason = row.text(9);
     record.fault = row.text(10);
     record.storedEvents = row.integer(11);
+    record.body = row.text(12);
     return record.json();
 }
 
 std::string envelopeIn(const Database::Query& row) {
     return EnvelopeRecord{row.integer(0), row.integer(1), row.text(2), row.text(3)}.json();
+}
+
+bool isRefusedPost(const HttpRequest& request, const Store::RequestNote& note) {
+    return note.status >= 400 && note.fault.empty() && request.method != "GET" &&
+           request.method != "HEAD";
 }
 
 /// The smallest of the widths that people like which covers the time in `mostBuckets` buckets.
@@ -213,9 +232,13 @@ void Store::createTables() {
         // In one transaction with the marks that the file is known by, and before there is a
         // write-ahead log, so that they are in the file itself from its first moment.
         Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
-        writer_.execute(tables +
+        writer_.execute(std::string(tables) + refusalsTable +
                         ("PRAGMA application_id = " + std::to_string(fileKind.applicationID)) +
                         "; PRAGMA user_version = " + std::to_string(fileKind.newestVersion));
+        transaction.commit();
+    } else if (writer_.number("PRAGMA user_version") < 2) {
+        Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
+        writer_.execute(refusalsTable + std::string("PRAGMA user_version = 2"));
         transaction.commit();
     }
     if (file_ == nullptr) return;
@@ -230,6 +253,7 @@ void Store::rebuildCounts() {
         return static_cast<std::uint64_t>(writer_.number(sql));
     };
     summary_.requests = total("SELECT max(number) FROM requests");
+    summary_.refused = total("SELECT max(ordinal) FROM refusals");
     summary_.envelopes = total("SELECT max(number) FROM envelopes");
     summary_.events = total("SELECT max(number) FROM events");
     summary_.lastNumber = static_cast<std::int64_t>(summary_.events);
@@ -294,6 +318,20 @@ std::int64_t Store::insertRequest(const HttpRequest& request, const RequestNote&
     return number;
 }
 
+void Store::insertRefusal(std::int64_t requestNumber, std::string_view body) {
+    if (body.size() > refusedBodySize) {
+        // Not in the middle of a character.
+        auto end = refusedBodySize;
+        while (end > 0 && (static_cast<unsigned char>(body[end]) & 0xC0) == 0x80)
+            --end;
+        body = body.substr(0, end);
+    }
+    const auto ordinal = static_cast<std::int64_t>(summary_.refused) + 1;
+    writer_.run("INSERT INTO refusals VALUES (?, ?, ?)", ordinal, requestNumber, body);
+    writer_.run("DELETE FROM refusals WHERE ordinal <= ?",
+                ordinal - static_cast<std::int64_t>(refusalCapacity));
+}
+
 void Store::countRequest(const RequestNote& note) {
     ++summary_.requests;
     if (!note.fault.empty()) ++summary_.faults[note.fault];
@@ -303,7 +341,9 @@ void Store::addRequest(const HttpRequest& request, const RequestNote& note) {
     {
         const std::lock_guard lock(writing_);
         Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
-        (void)insertRequest(request, note, 0, false);
+        const auto number = insertRequest(request, note, 0, false);
+        const bool isRefused = isRefusedPost(request, note);
+        if (isRefused) insertRefusal(number, request.body);
         const bool isFull = unstored_ >= static_cast<std::int64_t>(requestCapacity);
         if (isFull) {
             writer_.run(
@@ -314,6 +354,7 @@ void Store::addRequest(const HttpRequest& request, const RequestNote& note) {
         if (!isFull) ++unstored_;
         const std::lock_guard counting(counting_);
         countRequest(note);
+        if (isRefused) ++summary_.refused;
     }
     notify();
 }
@@ -420,7 +461,7 @@ Store::Page Store::events(const EventQuery& query) const {
         std::size_t offset = query.offset;
         if (where.empty() && query.sort == EventQuery::Sort::number) {
             // Without a gap, so that there is nothing to count off.
-            where = query.order == EventQuery::Order::ascending
+            where = query.order == Order::ascending
                         ? " WHERE number > " + std::to_string(offset)
                         : " WHERE number <= " + std::to_string(page.total - offset);
             offset = 0;
@@ -463,10 +504,10 @@ std::optional<std::string> Store::event(std::string_view actionUUID) const {
         auto envelope =
             database.query(envelopeColumns + std::string(" WHERE n.number = ?"), envelopeNumber);
         (void)envelope.step();
-        auto request = database.query(
-            requestColumns +
-                std::string(" WHERE number = (SELECT request FROM envelopes WHERE number = ?)"),
-            envelopeNumber);
+        auto request =
+            database.query(std::string(requestColumns) + allRequests +
+                               " WHERE number = (SELECT request FROM envelopes WHERE number = ?)",
+                           envelopeNumber);
         (void)request.step();
         return R"({"event":)" + eventIn(event) + R"(,"arrivals":[)" + arrivals +
                R"(],"envelope":)" + envelopeIn(envelope) + R"(,"request":)" + requestIn(request) +
@@ -488,13 +529,17 @@ Store::Page Store::envelopes(std::size_t offset, std::optional<std::size_t> limi
 }
 
 Store::Page Store::requests(const RequestQuery& query) const {
-    const std::string condition =
-        query.fault ? (*query.fault ? " WHERE fault <> ''" : " WHERE fault = ''") : "";
+    std::string matching = allRequests;
+    if (query.fault) matching += *query.fault ? " WHERE fault <> ''" : " WHERE fault = ''";
+    if (query.refused) {
+        matching += query.fault ? " AND " : " WHERE ";
+        matching += *query.refused ? "ordinal IS NOT NULL" : "ordinal IS NULL";
+    }
     return reading([&](Database& database) {
         Page page;
-        page.total =
-            static_cast<std::size_t>(database.number("SELECT count(*) FROM requests" + condition));
-        auto rows = database.query(requestColumns + condition + " ORDER BY number LIMIT ? OFFSET ?",
+        page.total = static_cast<std::size_t>(database.number("SELECT count(*)" + matching));
+        auto rows = database.query(requestColumns + matching + " ORDER BY number" +
+                                       directionOf(query.order) + " LIMIT ? OFFSET ?",
                                    boundLimit(query.limit), boundLimit(query.offset));
         while (rows.step())
             page.records.push_back(requestIn(rows));
@@ -535,7 +580,7 @@ Store::Timeline Store::timeline(const EventFilter& filter,
 void Store::emptyTables() {
     const UncheckedReferences unchecked(writer_);
     Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
-    for (const char* table : {"events", "envelopes", "requests", "faults"})
+    for (const char* table : {"events", "envelopes", "refusals", "requests", "faults"})
         writer_.execute(std::string("DELETE FROM ") + table);
     transaction.commit();
 }

@@ -29,7 +29,9 @@ namespace zentara::collector {
 /// What is added is committed on return. After the process was killed all of it is still in the
 /// file; after the machine lost its power the latest may be missing, but nothing is half there.
 /// Envelopes and events are kept without a bound; of the requests that stored nothing the latest
-/// `requestCapacity`. A file is used by one collector at a time and readable only to its owner.
+/// `requestCapacity`; of the posts that were refused, other than by a fault, the latest
+/// `refusalCapacity` with the beginning of what was posted. A file is used by one collector at a
+/// time and readable only to its owner.
 ///
 /// Any thread. Who reads sees all that was committed before. With a file, reading never holds up
 /// adding.
@@ -39,6 +41,7 @@ namespace zentara::collector {
 ///
 ///     requests   number, receivedAt, service, method, target, secure, headers (JSON object),
 ///                bodySize, status, reason, fault, storedEvents, isStored (has an envelope)
+///     refusals   ordinal, request, body (its first `refusedBodySize` bytes)
 ///     envelopes  number, request, facts (what its events show of it: JSON members without
 ///                braces), body (as posted)
 ///     events     number, envelope, duplicate, good, receivedAt, actionTs, sequence, schema,
@@ -48,6 +51,8 @@ namespace zentara::collector {
 class Store {
   public:
     static constexpr std::size_t requestCapacity = 100'000;
+    static constexpr std::size_t refusalCapacity = 1'000;
+    static constexpr std::size_t refusedBodySize = std::size_t{16} * 1024;
 
     /// How a request ended.
     struct RequestNote {
@@ -68,6 +73,7 @@ class Store {
 
     struct Summary {
         std::uint64_t requests = 0;  ///< received, whether still kept or not
+        std::uint64_t refused = 0;   ///< posts that were refused, other than by a fault
         std::uint64_t envelopes = 0;
         std::uint64_t events = 0;
         std::uint64_t good = 0;
@@ -87,7 +93,9 @@ class Store {
     };
 
     struct RequestQuery {
-        std::optional<bool> fault = {};  ///< whether they met one
+        std::optional<bool> fault = {};    ///< whether they met one
+        std::optional<bool> refused = {};  ///< whether they are among the refused posts
+        Order order = Order::ascending;    ///< by number
         std::size_t offset = 0;
         std::optional<std::size_t> limit = {};
     };
@@ -162,6 +170,7 @@ class Store {
     void rebuildCounts();
     [[nodiscard]] std::int64_t insertRequest(const HttpRequest& request, const RequestNote& note,
                                              std::int64_t storedEvents, bool isStored);
+    void insertRefusal(std::int64_t requestNumber, std::string_view body);
     void countRequest(const RequestNote& note);
     void emptyTables();
     void startAfresh();

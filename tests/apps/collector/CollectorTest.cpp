@@ -180,7 +180,8 @@ TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
     EXPECT_EQ(client.events({.client = "client-1", .verdict = Verdict::bad}).size(), 2U);
     EXPECT_EQ(client
                   .get("/received/events?schema=a-1&user=&tenant=shop&context=c-1&client=client-1"
-                       "&good=any&text=U1&duplicate=true&since=-5&until=1700000000000&after=1"
+                       "&good=any&text=U1&words=shop.example+3.3.0&duplicate=true&since=-5&until="
+                       "1700000000000&after=1"
                        "&sort=actionTs&order=descending&offset=0&limit=0")
                   .at("total"),
               1);
@@ -198,11 +199,17 @@ TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
         {"/received/events?sort=json", "sort is number, receivedAt, actionTs, schema or sequence"},
         {"/received/summary?schema=a-1", "does not know the parameter schema"},
         {"/received/requests?fault=1", "fault is true or false"},
+        {"/received/requests?order=up&refused=true", "order is ascending or descending"},
         {"/received/wait?timeout=600001", "up to 600000"},
         {"/nothing", "there is nothing at /nothing"},
     };
     for (const auto& [path, reason] : refusals)
         EXPECT_THAT(refusalOf(path), HasSubstr(reason));
+    std::string words = "/received/events?words=";
+    for (std::size_t word = 0; word < EventFilter::mostWords; ++word)
+        words += "1+";
+    EXPECT_EQ(refusalOf(words), "");
+    EXPECT_THAT(refusalOf(words + "1"), HasSubstr("words is at most 100 words"));
 }
 
 TEST_F(CollectorTest, FaultsAreSwitchedAndSeen) {

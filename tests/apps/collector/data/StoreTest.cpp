@@ -86,13 +86,19 @@ void fill(Store& store) {
           {"u3", "a-1", "x", 8}},
          {}, "event: lost");
     post(store, {{"u1", "a-1", "y", 3}}, {.client = "later"}, "event: lost");
-    store.addRequest(samples::request("GET", "/id"), {200, "", ""});
+    store.addRequest(samples::request("GET", "/id"), {404, "", ""});
+    const std::string head(Store::refusedBodySize - 1, '[');
+    store.addRequest(samples::request("POST", "/event", head + "\u00e9"), {422, "it is deep", ""});
 }
 
 /// Adds another event at the end.
 void expectFilled(Store& store) {
     const auto summary = store.summary();
-    EXPECT_EQ(summary.requests, 3U);
+    EXPECT_EQ(summary.requests, 4U);
+    EXPECT_EQ(summary.refused, 1U);
+    const auto refused = boost::json::parse(store.requests({.refused = true}).records.at(0));
+    EXPECT_EQ(refused.at("reason"), "it is deep");
+    EXPECT_EQ(refused.at("body").as_string(), std::string(Store::refusedBodySize - 1, '['));
     EXPECT_EQ(summary.envelopes, 2U);
     EXPECT_EQ(summary.events, 5U);
     EXPECT_EQ(summary.good, 4U);
@@ -182,6 +188,8 @@ TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
         {{.text = "'\t\"A\""}, "4"},
         {{.text = std::string("Text\0", 5)}, ""},
         {{.text = std::string(100'000, '%')}, ""},
+        {{.words = {"TEXT", "\\"}}, "3 4"},
+        {{.words = {"text", "off"}}, "1"},
         {{.since = 2000, .until = 3000}, "3 1"},
         {{.after = 3}, "1 4"},
         {{.schema = "a-1", .good = true, .duplicate = false}, "1"},
@@ -195,7 +203,7 @@ TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
     }
 
     using Sort = EventQuery::Sort;
-    using enum EventQuery::Order;
+    using enum Order;
     const std::vector<std::pair<EventQuery, std::string>> pages{
         {{.offset = 1, .limit = 2}, "2 3"},
         {{.order = descending, .offset = 1, .limit = 2}, "1 3"},
@@ -213,13 +221,14 @@ TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
 }
 
 TEST_P(StoreTest, WhateverARequestHoldsItIsShownAsJSON) {
-    auto request = samples::request("GET", "/id");
+    auto request = samples::request("POST", "/id");
     request.target = "/id?a=\"\xff";
     store.addRequest(request, {503, "no \"luck\"", "id: status 503"});
     const auto shown = boost::json::parse(store.requests({.fault = true}).records.at(0));
     EXPECT_EQ(shown.at("target"), "/id?a=\"\xc3\xbf");
     EXPECT_EQ(shown.at("reason"), "no \"luck\"");
     EXPECT_EQ(store.requests({.fault = false}).total, 0U);
+    EXPECT_EQ(store.requests({.fault = true, .refused = true}).total, 0U);
 }
 
 TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
@@ -262,6 +271,13 @@ TEST(StoreInMemoryTest, EmptyRequestsAreCountedAndLatestKept) {
     EXPECT_EQ(boost::json::parse(page.records.at(0)).at("storedEvents"), 1);
     EXPECT_EQ(boost::json::parse(page.records.at(1)).at("receivedAt"), 1);
     EXPECT_EQ(store.summary().requests, Store::requestCapacity + 2);
+
+    for (std::size_t number = 0; number <= Store::refusalCapacity; ++number)
+        store.addRequest(samples::request("PUT", "/event", std::to_string(number)), {405, "", ""});
+    const auto refused = store.requests({.refused = true, .order = Order::descending});
+    ASSERT_EQ(refused.total, Store::refusalCapacity);
+    EXPECT_EQ(boost::json::parse(refused.records.front()).at("body"), "1000");
+    EXPECT_EQ(boost::json::parse(refused.records.back()).at("body"), "1");
 }
 
 class StoreFileTest : public testing::Test {
@@ -294,8 +310,17 @@ TEST_F(StoreFileTest, AResetLeavesNothingOnDisk) {
     Store store(file);
     const Posted event{"u", "a-1", "c", 1, true, '"' + std::string(1000, 'x') + "needle\""};
     post(store, std::vector(100, event), {}, "needle");
+    store.addRequest(samples::request("POST", "/event", "needle"), {400, "", ""});
     store.reset();
     EXPECT_THAT(contentsOf(file) + contentsOf(log), Not(HasSubstr("needle")));
+}
+
+TEST_F(StoreFileTest, FileOfTheFirstVersionTakesRefusals) {
+    std::make_unique<Store>(file).reset();
+    Database(file).execute("DROP TABLE refusals; PRAGMA user_version = 1");
+    Store store(file);
+    store.addRequest(samples::request("POST", "/event", "{"), {400, "no JSON", ""});
+    EXPECT_EQ(store.requests({.refused = true}).total, 1U);
 }
 
 TEST_F(StoreFileTest, FileInUseOrForeignIsRefusedUntouched) {
@@ -313,7 +338,7 @@ TEST_F(StoreFileTest, FileInUseOrForeignIsRefusedUntouched) {
         {"a letter", " is not a database of this collector"},
         {std::string(5000, 'x'), " is not a database of this collector"},
         {patched(68, 1), " is not a database of this collector"},
-        {patched(63, 2), " was made by a later version of this collector (2 instead of 1)"},
+        {patched(63, 3), " was made by a later version of this collector (3 instead of 2)"},
     };
     for (const auto& each : cases) {
         test::writeTo(file, each.bytes);
