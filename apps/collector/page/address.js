@@ -2,7 +2,7 @@
 // be shared by its address, and the browser's back and forward walk through views.
 
 export const filterNames = [
-    'text', 'schema', 'good', 'duplicate', 'user', 'tenant', 'context', 'client', 'since', 'until',
+    'words', 'schema', 'good', 'duplicate', 'user', 'tenant', 'context', 'client', 'since', 'until',
 ];
 const sorts = ['number', 'receivedAt', 'actionTs', 'schema', 'sequence'];
 

@@ -50,6 +50,8 @@ export const eventByUUID = (uuid, signal) =>
     call('GET', `/received/events/${encodeURIComponent(uuid)}`, {signal, exact: true});
 export const envelopes = (parameters, signal) =>
     call('GET', target('/received/envelopes', parameters), {signal, exact: true});
+export const refusedPosts = (limit) =>
+    call('GET', target('/received/requests', {refused: true, order: 'descending', limit}));
 export const timeline = (parameters, signal) =>
     call('GET', target('/received/timeline', parameters), {signal});
 export const gaps = () => call('GET', '/received/gaps');

@@ -2,8 +2,9 @@
 // when there are no events.
 
 import * as api from './api.js';
-import {button, byId, copyText, element, openDialog, toast} from './dom.js';
+import {button, byId, copyText, element, openDialog, setChildren, toast} from './dom.js';
 import {count, plural, shortened} from './format.js';
+import {refusedPost} from './refused.js';
 
 const mostGaps = 500;
 
@@ -71,11 +72,12 @@ export function setUpHelp() {
 
 /// What stands in the place of the list: how to send a first event ("nothing"), that no event
 /// matches ("noMatch") or can be read ("unread"); or "".
-export function showEmpty(kind, {onClearFilters, onRetry}) {
+export function showEmpty(kind, {refused, onClearFilters, onRetry, onRefused}) {
     const place = byId('empty');
     place.hidden = kind === '';
-    if (place.dataset.kind === kind) return;
-    place.dataset.kind = kind;
+    const content = kind === 'nothing' ? `${kind} ${refused[0]?.number ?? ''}` : kind;
+    if (place.dataset.content === content) return;
+    place.dataset.content = content;
     if (kind === '') place.replaceChildren();
     if (kind === 'noMatch') {
         place.replaceChildren(element('h2', {}, 'No event matches'),
@@ -89,7 +91,10 @@ export function showEmpty(kind, {onClearFilters, onRetry}) {
     }
     if (kind === 'nothing') {
         const command = `zentara-track --collector ${location.origin} examples/events.jsonl`;
-        place.replaceChildren(element('h2', {}, 'Waiting for the first event'),
+        setChildren(place, ...(refused.length === 0 ? [] : [
+            element('h2', {}, 'A post was refused'), refusedPost(refused[0]),
+            button('Show all that were refused', {onclick: onRefused}),
+        ]), element('h2', {}, 'Waiting for the first event'),
             element('p', {}, 'This collector listens at ', element('code', {}, location.origin),
                 '. Set it as the collector and the schemas service of an application, or send the examples:'),
             element('div', {class: 'command'}, element('code', {}, command),
@@ -98,6 +103,7 @@ export function showEmpty(kind, {onClearFilters, onRetry}) {
     }
 }
 
-export function tellReset(wasOpen) {
-    toast(wasOpen ? 'The collector was cleared; the event is gone' : 'The collector was cleared');
+export function tellReset(wasRestarted, wasOpen) {
+    const what = wasRestarted ? 'The collector was restarted' : 'The collector was cleared';
+    toast(wasOpen ? `${what}; the event was closed` : what);
 }

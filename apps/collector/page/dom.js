@@ -1,5 +1,14 @@
 // Makes elements. Whatever is shown becomes a text node: nothing here parses markup.
 
+// These turn the direction of what follows, so that a text would read as another.
+const turns = /[\u061c\u200e\u200f\u202a-\u202e\u2066-\u2069]/g;
+
+/// `text` with the characters that turn its direction as \u202e.
+const plain = (text) =>
+    text.replace(turns, (turn) => `\\u${turn.charCodeAt(0).toString(16).padStart(4, '0')}`);
+
+const spoken = ['title', 'aria-label'];
+
 const svgNamespace = 'http://www.w3.org/2000/svg';
 
 function fill(node, attributes, children) {
@@ -7,10 +16,16 @@ function fill(node, attributes, children) {
         if (value === undefined || value === null || value === false) continue;
         if (name === 'class') node.setAttribute('class', value);
         else if (name.startsWith('on')) node.addEventListener(name.slice(2), value);
+        else if (spoken.includes(name)) node.setAttribute(name, plain(String(value)));
         else node.setAttribute(name, value === true ? '' : String(value));
     }
-    node.append(...children.filter((child) => child !== null && child !== undefined));
+    setChildren(node, ...children);
     return node;
+}
+
+export function setChildren(node, ...children) {
+    node.replaceChildren(...children.filter((child) => child !== null && child !== undefined)
+        .map((child) => (typeof child === 'string' ? plain(child) : child)));
 }
 
 export const element = (tag, attributes = {}, ...children) =>
@@ -29,7 +44,8 @@ export const byId = (id) => document.getElementById(id);
 
 /// Sets the text only when it differs: what is announced or selected stays undisturbed.
 export function setText(node, text) {
-    if (node.textContent !== text) node.textContent = text;
+    const shown = plain(text);
+    if (node.textContent !== shown) node.textContent = shown;
 }
 
 let toastTimer = 0;
@@ -37,7 +53,7 @@ let toastTimer = 0;
 /// A short notice that goes away by itself.
 export function toast(text) {
     const place = byId('toast');
-    place.textContent = text;
+    setText(place, text);
     place.classList.add('shown');
     clearTimeout(toastTimer);
     toastTimer = setTimeout(() => {

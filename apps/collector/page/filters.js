@@ -7,7 +7,7 @@ const mostSchemas = 500;
 const typingPause = 200;  // ms
 
 const textFields = {
-    text: 'filterText', user: 'filterUser', tenant: 'filterTenant', context: 'filterContext',
+    words: 'filterText', user: 'filterUser', tenant: 'filterTenant', context: 'filterContext',
     client: 'filterClient',
 };
 const timeFields = {since: 'filterSince', until: 'filterUntil'};
@@ -17,7 +17,7 @@ function chipText(name, value) {
     if (name === 'duplicate') return value === 'true' ? 'duplicates only' : 'no duplicates';
     if (name === 'since') return `from ${fullTime(value)}`;
     if (name === 'until') return `until before ${fullTime(value)}`;
-    if (name === 'text') return `“${shortened(value, 60)}”`;
+    if (name === 'words') return `“${shortened(value, 60)}”`;
     return `${name} ${shortened(value, 60)}`;
 }
 

@@ -2,16 +2,16 @@
 // portions, so that a value of any size and depth can be shown.
 
 import {isExactNumber, numberText} from './api.js';
-import {button, element} from './dom.js';
+import {button, element, setChildren} from './dom.js';
 import {count, pointerSteps, shortened} from './format.js';
 
-const portion = 100;       // children made at once
-const textPortion = 2000;  // characters of a text or a name
+const childPortion = 100;  // children made at once
+const textPortion = 500;   // characters of a text or a name
 const openUntil = 200;     // lines that are opened by themselves
 
 const isBranch = (value) => typeof value === 'object' && value !== null && !isExactNumber(value);
 
-/// The tree of `value`. `notes` are [{pointer, text, id}] to be shown at the value that the JSON
+/// The tree of `value`. `notes` are [{pointer, parts, id}] to be shown at the value that the JSON
 /// pointer leads to, or as near to it as there is one; the way there is open. `id` becomes the id of
 /// the note's element.
 /// `opened` says how many levels are open.
@@ -42,23 +42,21 @@ function leaf(value) {
     return element('span', {class: kind}, String(value));
 }
 
-function text(value, kind) {
+/// A text of any length, of which the beginning is shown at first.
+export function text(value, kind, {portion = textPortion, form = JSON.stringify} = {}) {
     const span = element('span', {class: kind});
     const show = (end) => {
-        span.replaceChildren(JSON.stringify(value.slice(0, end)));
         const rest = value.length - end;
-        if (rest > 0) {
-            span.append(button(`${count(rest)} more characters`,
-                {class: 'moreText', onclick: () => show(end * 20)}));
-        }
+        setChildren(span, form(value.slice(0, end)), rest <= 0 ? null : button(
+            `${count(rest)} more characters`, {class: 'moreText', onclick: () => show(end * 20)}));
     };
-    show(textPortion);
+    show(portion);
     return span;
 }
 
 function noteLines(found) {
     return (found?.notes ?? []).map((note) => element('div', {class: 'jsonNote', id: note.id},
-        (note.missing === null ? '' : `${shortened(note.missing, 200)}: `) + shortened(note.text, textPortion)));
+        note.missing === null ? null : `${shortened(note.missing, 200)}: `, ...note.parts));
 }
 
 function lines(value, key, isLast, found, opened, budget) {
@@ -99,12 +97,12 @@ function grow(children, value, from, found, opened, budget) {
     const keys = isList ? null : Object.keys(value);
     const size = isList ? value.length : keys.length;
     const keyAt = (index) => (isList ? String(index) : keys[index]);
-    const until = Math.min(size, from + portion);
+    const until = Math.min(size, from + childPortion);
     // A child with a note is shown at once, wherever it is.
     const shown = [];
     for (let index = from; index < until; index += 1) shown.push(index);
     if (from === 0 && found) {
-        for (let index = until; index < size && shown.length < 2 * portion; index += 1) {
+        for (let index = until; index < size && shown.length < 2 * childPortion; index += 1) {
             if (found.steps.has(keyAt(index))) shown.push(index);
         }
     }

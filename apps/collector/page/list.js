@@ -2,7 +2,7 @@
 // dozen elements.
 
 import {numberText} from './api.js';
-import {byId, element, icon} from './dom.js';
+import {byId, element, icon, setChildren, setText} from './dom.js';
 import {count, isoTime, plural, shortTime, shortened} from './format.js';
 import {detailParts} from './preview.js';
 
@@ -215,9 +215,9 @@ function fillRow(row, event) {
     number.textContent = count(event.number);
     time.textContent = shortTime(event.receivedAt);
     time.title = isoTime(event.receivedAt);
-    schema.textContent = shortened(event.schema, 80);
-    schema.title = shortened(event.schema, 300);
-    detail.replaceChildren(...detailParts(event));
-    user.textContent = event.user ? shortened(`${event.user.type} ${event.user.token}`, 80) : '';
+    setText(schema, shortened(event.schema, 80));
+    schema.title = schema.textContent;
+    setChildren(detail, ...detailParts(event));
+    setText(user, event.user ? shortened(`${event.user.type} ${event.user.token}`, 80) : '');
     sequence.textContent = numberText(event.sequence);
 }

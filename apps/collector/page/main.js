@@ -13,6 +13,7 @@ import {listenToKeys} from './keys.js';
 import {List} from './list.js';
 import {Live} from './live.js';
 import {Panel} from './panel.js';
+import {Refused} from './refused.js';
 import {Rows} from './rows.js';
 
 const announcePace = 5000;  // ms between two announcements of the counts
@@ -42,6 +43,7 @@ const list = new List({
 const chart = new Chart({onNarrow: (times) => address.filter(times)});
 const filters = new Filters({address, onGaps: () => openGaps((filter) => address.filter(filter))});
 const faults = new Faults();
+const refused = new Refused({onChange: () => showRows({arrived: 0, reloaded: false})});
 const panel = new Panel({
     find: findEvent,
     onFilter: (filter) => address.filter(filter),
@@ -126,8 +128,10 @@ function togglePause() {
 
 function showSummary(next) {
     const isFirst = summary === null;
+    const wasRestarted = !isFirst && next.started !== summary.started;
     summary = next;
     filters.showSummary(next);
+    refused.showSummary(next);
     faults.showMet(next.faults);
     faults.look();
     document.title = next.bad > 0 ? `(${count(next.bad)} bad) Zentara collector` : 'Zentara collector';
@@ -135,7 +139,7 @@ function showSummary(next) {
     if (wasReset) {
         const wasOpen = address.view.open !== null;
         if (wasOpen) address.go({open: null});
-        tellReset(wasOpen);
+        tellReset(wasRestarted, wasOpen);
     }
     if (!rows.paused || wasReset) chart.look();
     if (isFirst) showRows({arrived: 0, reloaded: false});
@@ -151,8 +155,11 @@ function showRows(change) {
     const cut = isCut ? `, the first ${count(list.shownTotal)} listed` : '';
     setText(byId('matches'), rows.loaded ? plural(rows.total, 'event') + match + cut : '');
     const isEmpty = rows.loaded && rows.total === 0;
-    showEmpty(rows.unread ? 'unread' : !isEmpty ? '' : summary?.events > 0 ? 'noMatch' : 'nothing',
-        {onClearFilters: () => filters.clear(), onRetry: () => rows.reload()});
+    const kind = rows.unread ? 'unread' : !isEmpty ? '' : summary?.events > 0 ? 'noMatch' : 'nothing';
+    showEmpty(kind, {
+        refused: refused.latest, onClearFilters: () => filters.clear(), onRetry: () => rows.reload(),
+        onRefused: () => refused.open(),
+    });
     showState();
 }
 

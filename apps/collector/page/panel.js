@@ -3,7 +3,8 @@
 import * as api from './api.js';
 import {button, byId, copyText, element, icon, setText} from './dom.js';
 import {count, isoTime, plural, pointerText, shortTime, shortened} from './format.js';
-import {jsonTree} from './json.js';
+import {jsonTree, text} from './json.js';
+import {messageParts} from './messages.js';
 
 const tabNames = {event: 'Event', envelope: 'Envelope', request: 'Request'};
 const mostMessages = 100;
@@ -114,7 +115,7 @@ export class Panel {
         const items = event.messages.slice(0, mostMessages).map((message, index) => element('li', {}, button('', {
             title: 'Show the property', onclick: () => this.#showNote(index),
         }, element('span', {class: 'messagePath'}, shortened(pointerText(message.path) || 'properties', 200)),
-            ` ${shortened(message.message, 2000)}`)));
+            ' ', ...messageParts(message, event))));
         return element('section', {class: 'messages', 'aria-label': 'Messages'},
             element('h3', {}, event.messages.length > 0
                 ? plural(event.messages.length, 'problem') : 'Not valid, without a message'),
@@ -141,7 +142,7 @@ export class Panel {
             ['Client', filter('client', event.clientUUID)],
             ['Context', filter('context', event.event.zentaraClientContextID)],
             ['Action UUID', element('code', {}, shortened(event.actionUUID, 200))],
-            ['Address', element('code', {}, shortened(event.event.url || '—', 2000))],
+            ['Address', text(event.event.url || '—', 'address', {portion: 120, form: String})],
         ];
         const list = (facts, name) => element('dl', {class: name}, ...facts.map(([label, value]) =>
             element('div', {}, element('dt', {}, label), element('dd', {}, value))));
@@ -207,7 +208,7 @@ export class Panel {
             if (this.drawn === this.event && this.tabPanel.dataset.tab === 'event') return;
             this.drawn = this.event;
             const notes = this.event.messages.slice(0, mostMessages).map((message, index) => ({
-                pointer: `/properties${message.path}`, text: message.message, id: noteId(index),
+                pointer: `/properties${message.path}`, parts: messageParts(message, this.event), id: noteId(index),
             }));
             this.tabPanel.replaceChildren(jsonTree(this.event.event, {notes, opened: 4}));
         } else if (!this.details) {

@@ -3,6 +3,7 @@
 import {isExactNumber, numberText} from './api.js';
 import {element} from './dom.js';
 import {pointerText, shortened} from './format.js';
+import {messageParts} from './messages.js';
 
 const mostMembers = 8;
 
@@ -32,7 +33,7 @@ export function detailParts(event) {
     const [first, ...others] = event.messages;
     const place = first ? pointerText(first.path) : '';
     if (place) parts.push(element('span', {class: 'messagePath'}, shortened(place, 60)), ' ');
-    parts.push(element('span', {class: 'message'}, shortened(first?.message ?? 'not valid', 300)));
+    parts.push(element('span', {class: 'message'}, ...(first ? messageParts(first, event, 300) : ['not valid'])));
     if (others.length > 0) parts.push(element('span', {class: 'badge more'}, `+${others.length}`));
     return parts;
 }

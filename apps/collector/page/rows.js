@@ -21,7 +21,7 @@ export class Rows {
         this.paused = false;
         this.pending = 0;     // new while paused
         this.lastNumber = 0;  // of the collector, as far as heard
-        this.resets = null;
+        this.life = null;     // of the collector, between its starts and resets
         this.epoch = 0;       // answers to questions of an earlier one are dropped
         this.view = null;
         this.problem = '';
@@ -48,16 +48,17 @@ export class Rows {
         this.epoch += 1;
         this.known = null;
         this.pending = 0;
-        this.resets = null;
         this.#refresh();
     }
 
-    /// The collector holds events up to `lastNumber`, and was reset `resets` times, if it tells.
-    hear({lastNumber, resets}) {
-        const wasReset = lastNumber < this.lastNumber || (this.resets !== null && resets !== this.resets);
+    /// The collector holds events up to `lastNumber`, was `started` then, and reset `resets` times
+    /// since. Tells whether it is another one, or was reset, since the last time.
+    hear({lastNumber, resets, started}) {
+        const life = `${started} ${resets}`;
+        const wasReset = this.life !== null && life !== this.life;
         const isNew = wasReset || lastNumber !== this.lastNumber;
         this.lastNumber = lastNumber;
-        this.resets = resets;
+        this.life = life;
         if (wasReset) {
             this.epoch += 1;
             this.#forget();
