@@ -4,8 +4,8 @@
 
 // What the platforms differ in.
 
-/// What methods that can fail return: "B" in their type encodings on every platform. Swift takes
-/// such a method for one that throws if it returns BOOL, which elsewhere is not a truth value.
+/// What methods that can fail return: a truth value, "B" in their type encodings. Swift takes such a
+/// method for one that throws only if it returns BOOL, which is a character on other platforms.
 #if defined(__APPLE__)
 #define ZENTARA_BOOL BOOL
 #else

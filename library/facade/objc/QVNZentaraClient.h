@@ -1,6 +1,7 @@
 #import <Foundation/Foundation.h>
 
 #import <zentara/QVNClientSettings.h>
+#import <zentara/QVNDefinitions.h>
 #import <zentara/QVNEvent.h>
 #import <zentara/QVNEventError.h>
 #import <zentara/QVNHostApplication.h>
@@ -78,12 +79,12 @@ NS_ASSUME_NONNULL_BEGIN
 /// Sets the user whose token goes with the events sent from now on. false and an error before the
 /// settings, or of the domain `ZentaraClientInvalidArgumentErrorDomain` when there is no such type
 /// of tokens.
-+ (bool)setLoggedUserWithTokenType:(UserTokenType)tokenType
-                             token:(NSString *)token
-                             error:(NSError *_Nullable *_Nullable)error;
++ (ZENTARA_BOOL)setLoggedUserWithTokenType:(UserTokenType)tokenType
+                                     token:(NSString *)token
+                                     error:(NSError *_Nullable *_Nullable)error;
 
 /// Forgets the logged user. false and an error before the settings.
-+ (bool)removeLoggedUserAndReturnError:(NSError *_Nullable *_Nullable)error;
++ (ZENTARA_BOOL)removeLoggedUserAndReturnError:(NSError *_Nullable *_Nullable)error;
 
 /// An event with exactly these values, to be sent later with others. `url` and `referer` may be
 /// any objects: a string counts as it is, an `NSURL` as its absolute string, anything else as its
@@ -98,16 +99,16 @@ NS_ASSUME_NONNULL_BEGIN
 
 /// Reports the stored anonymous token, before it returns: its type, its value and its public
 /// value; @"", @"" and nil without a token. false and an error before the settings.
-- (bool)getAnonymousUserAndReturnError:(NSError *_Nullable *_Nullable)error
-                          callbackUser:
-                              (void (^_Nullable)(NSString *type, NSString *value,
-                                                 NSString *_Nullable publicValue))callbackUser;
+- (ZENTARA_BOOL)getAnonymousUserAndReturnError:(NSError *_Nullable *_Nullable)error
+                                  callbackUser:(void (^_Nullable)(NSString *type, NSString *value,
+                                                                  NSString *_Nullable publicValue))
+                                                   callbackUser;
 
 /// Fetches the identity and reports the session token that came with it, on a worker thread: @""
 /// when the fetch failed; not at all when it succeeded without one. false and an error before the
 /// settings.
-- (bool)getHsidAndReturnError:(NSError *_Nullable *_Nullable)error
-                 callbackHsid:(void (^_Nullable)(NSString *hsid))callbackHsid;
+- (ZENTARA_BOOL)getHsidAndReturnError:(NSError *_Nullable *_Nullable)error
+                         callbackHsid:(void (^_Nullable)(NSString *hsid))callbackHsid;
 
 /// Validates, stamps and queues one event. `handler` is called exactly once, on this thread, before
 /// this returns; a nil error means that the event is on disk. The event that it receives has an

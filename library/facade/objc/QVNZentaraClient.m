@@ -1,19 +1,13 @@
 #import <zentara/QVNZentaraClient.h>
 
-#include <pthread.h>
-
 #include "facade/objc/ClientBridge.h"
+#import "facade/objc/ClientObjects.h"
 #import "facade/objc/EventInput.h"
 #import "facade/objc/HostBlocks.h"
 #import "facade/objc/HostCode.h"
 #import "facade/objc/QVNEvent+Internal.h"
 #import "facade/objc/QVNEventError+Internal.h"
 #import "facade/objc/Text.h"
-
-// The objects that exist, by the identity of their clients, so that one client is never two
-// objects. Not retained; guarded by the mutex, as is every release that could be an object's last.
-static NSMapTable *objects;
-static pthread_mutex_t objectsMutex = PTHREAD_MUTEX_INITIALIZER;
 
 static void fail(NSError **error, NSError *reason) {
     if (error != NULL) *error = reason;
@@ -27,14 +21,9 @@ static void fail(NSError **error, NSError *reason) {
 /// null. Takes `handle` over.
 static QVNZentaraClient *objectOf(ZentaraClientHandle *handle) {
     if (handle == NULL) return nil;
-    pthread_mutex_lock(&objectsMutex);
-    QVNZentaraClient *client =
-        [(QVNZentaraClient *)NSMapGet(objects, zentaraClientIdentity(handle)) retain];
-    if (client == nil) {
-        client = [[QVNZentaraClient alloc] initWithHandle:zentaraKeepClient(handle)];
-        NSMapInsert(objects, zentaraClientIdentity(handle), client);
-    }
-    pthread_mutex_unlock(&objectsMutex);
+    QVNZentaraClient *client = zentaraClientObject(zentaraClientIdentity(handle), ^{
+        return [[QVNZentaraClient alloc] initWithHandle:zentaraKeepClient(handle)];
+    });
     // Objects that are shared are often used without being retained.
     if (zentaraIsSharedWithoutKeeper(handle)) {
         zentaraKeepWhileShared(handle, zentaraHeldObject(client));
@@ -53,41 +42,14 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 
 @implementation QVNZentaraClient
 
-+ (void)initialize {
-    if (self != [QVNZentaraClient class]) return;
-    objects =
-        NSCreateMapTable(NSNonOwnedPointerMapKeyCallBacks, NSNonOwnedPointerMapValueCallBacks, 1);
-}
-
 - (instancetype)init {
     // An object stands for the same client all its life.
     if (_client != NULL) return self;
     self = [super init];
     if (self == nil) return nil;
     _client = zentaraMakePlainClient();
-    pthread_mutex_lock(&objectsMutex);
-    NSMapInsert(objects, zentaraClientIdentity(_client), self);
-    pthread_mutex_unlock(&objectsMutex);
+    zentaraAddClientObject(zentaraClientIdentity(_client), self);
     return self;
-}
-
-- (oneway void)release {
-    if (_client == NULL) {
-        // Not initialised, so that nobody finds it.
-        [super release];
-        return;
-    }
-    pthread_mutex_lock(&objectsMutex);
-    if ([self retainCount] > 1) {
-        [super release];
-        pthread_mutex_unlock(&objectsMutex);
-        return;
-    }
-    // Nobody finds the object any more, so that the last reference stays the last one. It goes
-    // without the lock, because the client, and what the application has tied to it, go with it.
-    NSMapRemove(objects, zentaraClientIdentity(_client));
-    pthread_mutex_unlock(&objectsMutex);
-    [super release];
 }
 
 - (void)dealloc {
@@ -155,9 +117,9 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
     return zentaraSetLoggedUser(tokenType, text) ? nil : zentaraNotConfiguredError();
 }
 
-+ (bool)setLoggedUserWithTokenType:(UserTokenType)tokenType
-                             token:(NSString *)token
-                             error:(NSError **)error {
++ (ZENTARA_BOOL)setLoggedUserWithTokenType:(UserTokenType)tokenType
+                                     token:(NSString *)token
+                                     error:(NSError **)error {
     NSError *reason = nil;
     @autoreleasepool {
         reason = [setLoggedUser(tokenType, token) retain];
@@ -167,7 +129,7 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
     return false;
 }
 
-+ (bool)removeLoggedUserAndReturnError:(NSError **)error {
++ (ZENTARA_BOOL)removeLoggedUserAndReturnError:(NSError **)error {
     if (zentaraRemoveLoggedUser()) return true;
     fail(error, zentaraNotConfiguredError());
     return false;
@@ -194,8 +156,9 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
     return [event autorelease];
 }
 
-- (bool)getAnonymousUserAndReturnError:(NSError **)error
-                          callbackUser:(void (^)(NSString *, NSString *, NSString *))callbackUser {
+- (ZENTARA_BOOL)getAnonymousUserAndReturnError:(NSError **)error
+                                  callbackUser:
+                                      (void (^)(NSString *, NSString *, NSString *))callbackUser {
     if (zentaraGetAnonymousUser(handleOf(_client), zentaraHeldBlock(callbackUser),
                                 zentaraCallAnonymousUser)) {
         return true;
@@ -204,7 +167,8 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
     return false;
 }
 
-- (bool)getHsidAndReturnError:(NSError **)error callbackHsid:(void (^)(NSString *))callbackHsid {
+- (ZENTARA_BOOL)getHsidAndReturnError:(NSError **)error
+                         callbackHsid:(void (^)(NSString *))callbackHsid {
     if (zentaraGetHsid(handleOf(_client), zentaraHeldBlock(callbackHsid), zentaraCallHsid)) {
         return true;
     }

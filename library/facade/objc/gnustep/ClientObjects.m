@@ -1,0 +1,59 @@
+#import "facade/objc/ClientObjects.h"
+
+#include <pthread.h>
+
+#include "facade/objc/ClientBridge.h"
+
+// GCC's runtime has no weak references. In their place every release that could be an object's last
+// takes the mutex that guards the table.
+static NSMapTable *objects;
+static pthread_mutex_t objectsMutex = PTHREAD_MUTEX_INITIALIZER;
+
+static void add(const void *identity, QVNZentaraClient *object) {
+    if (objects == nil) {
+        objects = NSCreateMapTable(NSNonOwnedPointerMapKeyCallBacks,
+                                   NSNonOwnedPointerMapValueCallBacks, 1);
+    }
+    NSMapInsert(objects, identity, object);
+}
+
+QVNZentaraClient *zentaraClientObject(const void *identity, QVNZentaraClient * (^make)(void)) {
+    pthread_mutex_lock(&objectsMutex);
+    QVNZentaraClient *object =
+        objects == nil ? nil : [(QVNZentaraClient *)NSMapGet(objects, identity) retain];
+    if (object == nil) {
+        object = make();
+        add(identity, object);
+    }
+    pthread_mutex_unlock(&objectsMutex);
+    return object;
+}
+
+void zentaraAddClientObject(const void *identity, QVNZentaraClient *object) {
+    pthread_mutex_lock(&objectsMutex);
+    add(identity, object);
+    pthread_mutex_unlock(&objectsMutex);
+}
+
+@implementation QVNZentaraClient (References)
+
+- (oneway void)release {
+    if (_client == NULL) {
+        // Not initialised, and so not in the table.
+        [super release];
+        return;
+    }
+    pthread_mutex_lock(&objectsMutex);
+    if ([self retainCount] > 1) {
+        [super release];
+        pthread_mutex_unlock(&objectsMutex);
+        return;
+    }
+    // The object cannot be found any more, so that the last reference stays the last one. It goes
+    // without the lock, because the client, and what the application has tied to it, go with it.
+    NSMapRemove(objects, zentaraClientIdentity(_client));
+    pthread_mutex_unlock(&objectsMutex);
+    [super release];
+}
+
+@end
