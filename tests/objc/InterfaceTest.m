@@ -5,30 +5,18 @@
 #import "Samples.h"
 
 TEST(EverySelectorHasItsTypes) {
-    NSString *expected[] = {
-        @"+ sharedClient @16@0:8",
-        @"+ setSharedClient: v24@0:8@16",
-        @"+ getAndReturnError:readyCallback: @32@0:8^@16@?24",
-        @"+ useSettingsWithTenant:zentaraEnvironment:advertisingId: v40@0:8@16q24@32",
-        @"+ setLoggedUserWithTokenType:token:error: B40@0:8q16@24^@32",
-        @"+ removeLoggedUserAndReturnError: B24@0:8^@16",
-        @"+ createEventWithSchemaId:schemaVersion:contentType:url:referer:properties:relationId: "
-         "@72@0:8@16@24@32@40@48@56@64",
-        @"- getAnonymousUserAndReturnError:callbackUser: B32@0:8^@16@?24",
-        @"- getHsidAndReturnError:callbackHsid: B32@0:8^@16@?24",
-        @"- sendWithSchemaId:schemaVersion:contentType:url:referer:properties:relationId:handler: "
-         "v80@0:8@16@24@32@40@48@56@64@?72",
-        @"- sendWithEvents:relationId:handler: v40@0:8@16@24@?32",
-        @"- performFetchWith: v24@0:8@?16",
-        @"- init @16@0:8",
-    };
+    NSString *table = [NSString stringWithContentsOfFile:@ZENTARA_SELECTORS];
+    NSArray *expected =
+        [[table stringByTrimmingCharactersInSet:[NSCharacterSet newlineCharacterSet]]
+            componentsSeparatedByString:@"\n"];
+    CHECK([expected count] == 13);
     Class class = objc_getClass("QVNZentaraClient");
     QVNZentaraClient *client = [[[QVNZentaraClient alloc] init] autorelease];
     CHECK(class_getSuperclass(class) == [NSObject class]);
-    for (size_t index = 0; index < COUNT_OF(expected); ++index) {
-        NSArray *parts = [expected[index] componentsSeparatedByString:@" "];
+    for (NSString *line in expected) {
+        NSArray *parts = [line componentsSeparatedByString:@" "];
         const SEL selector = NSSelectorFromString([parts objectAtIndex:1]);
-        const bool isClassMethod = [expected[index] hasPrefix:@"+"];
+        const bool isClassMethod = [line hasPrefix:@"+"];
         const Method method = isClassMethod ? class_getClassMethod(class, selector)
                                             : class_getInstanceMethod(class, selector);
         CHECK(method != NULL);

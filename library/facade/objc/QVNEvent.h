@@ -1,9 +1,12 @@
 #import <Foundation/Foundation.h>
 
+#import <zentara/QVNDefinitions.h>
+
 NS_ASSUME_NONNULL_BEGIN
 
 /// An event as the application describes it. Immutable, safe to read from any thread and to keep.
 /// Made by `+[QVNZentaraClient createEventWithSchemaId:...]` only.
+ZENTARA_SWIFT_NAME("Event")
 @interface QVNEvent : NSObject {
   @private
     struct ZentaraEvent *_event;

@@ -29,38 +29,45 @@ typedef NS_ENUM(NSInteger, EventErrorCode) {
 ///
 /// The base class can be made with `initWithDomain:code:userInfo:` for errors of the application's
 /// own. For its subclasses this initialiser is a fatal error; the one from an archive is for all.
+ZENTARA_SWIFT_NAME("ZentaraClientError")
 @interface QVNZentaraClientError : NSError
 @end
 
 /// An event was sent before `+[QVNZentaraClient useSettingsWithTenant:...]`, or through a client
 /// that was made with `init`.
+ZENTARA_SWIFT_NAME("ZentaraClientNotInitializedError")
 @interface QVNZentaraClientNotInitializedError : QVNZentaraClientError
 - (instancetype)init;
 @end
 
 /// An event was sent before the schemas were there; the message says what became of it.
+ZENTARA_SWIFT_NAME("ZentaraClientNotReady")
 @interface QVNZentaraClientNotReady : QVNZentaraClientError
 - (instancetype)initWithDetail:(NSString *)detail;
 - (instancetype)init __attribute__((unavailable("use initWithDetail:")));
 @end
 
 /// An event's properties do not satisfy its schema; the message lists why.
+ZENTARA_SWIFT_NAME("InvalidDataForSpecifiedSchemaError")
 @interface QVNInvalidDataForSpecifiedSchemaError : QVNZentaraClientError
 - (instancetype)initWithDetail:(NSString *)detail;
 - (instancetype)init __attribute__((unavailable("use initWithDetail:")));
 @end
 
 /// An event could not be validated, for example because its schema is not known.
+ZENTARA_SWIFT_NAME("UnknownError")
 @interface QVNUnknownError : QVNZentaraClientError
 - (instancetype)init;
 @end
 
 /// An event could not be stored, or holds what JSON cannot.
+ZENTARA_SWIFT_NAME("EventNotQueuedError")
 @interface QVNEventNotQueuedError : QVNZentaraClientError
 - (instancetype)init;
 @end
 
 /// The schemas could not be obtained.
+ZENTARA_SWIFT_NAME("SchemasInitializationError")
 @interface QVNSchemasInitializationError : QVNZentaraClientError
 - (instancetype)init;
 @end

@@ -50,6 +50,7 @@ NS_ASSUME_NONNULL_BEGIN
 /// before the schemas are there a `ZentaraClientNotReady`, and a line on standard error says why.
 /// NaN, infinities and what is only nested too deeply are validated first, as in C++. Nothing else
 /// is affected.
+ZENTARA_SWIFT_NAME("ZentaraClient")
 @interface QVNZentaraClient : NSObject {
   @private
     struct ZentaraClientHandle *_client;
@@ -68,23 +69,27 @@ NS_ASSUME_NONNULL_BEGIN
 /// When the client exists already, it receives nil at once.
 + (nullable QVNZentaraClient *)
     getAndReturnError:(NSError *_Nullable *_Nullable)error
-        readyCallback:(void (^_Nullable)(QVNZentaraClientError *_Nullable error))readyCallback;
+        readyCallback:(void (^_Nullable)(QVNZentaraClientError *_Nullable error))readyCallback
+    ZENTARA_SWIFT_NAME("get(readyCallback:)");
 
 /// Configures the process; called again, replaces the whole record. An environment that is not one
 /// raises `NSInvalidArgumentException`.
 + (void)useSettingsWithTenant:(NSString *)tenant
            zentaraEnvironment:(ZentaraEnvironment)zentaraEnvironment
-                advertisingId:(nullable NSString *)advertisingId;
+                advertisingId:(nullable NSString *)advertisingId
+    ZENTARA_SWIFT_NAME("useSettings(tenant:zentaraEnvironment:advertisingId:)");
 
 /// Sets the user whose token goes with the events sent from now on. false and an error before the
 /// settings, or of the domain `ZentaraClientInvalidArgumentErrorDomain` when there is no such type
 /// of tokens.
 + (ZENTARA_BOOL)setLoggedUserWithTokenType:(UserTokenType)tokenType
                                      token:(NSString *)token
-                                     error:(NSError *_Nullable *_Nullable)error;
+                                     error:(NSError *_Nullable *_Nullable)error
+    ZENTARA_SWIFT_NAME("setLoggedUser(tokenType:token:)");
 
 /// Forgets the logged user. false and an error before the settings.
-+ (ZENTARA_BOOL)removeLoggedUserAndReturnError:(NSError *_Nullable *_Nullable)error;
++ (ZENTARA_BOOL)removeLoggedUserAndReturnError:(NSError *_Nullable *_Nullable)error
+    ZENTARA_SWIFT_NAME("removeLoggedUser()");
 
 /// An event with exactly these values, to be sent later with others. `url` and `referer` may be
 /// any objects: a string counts as it is, an `NSURL` as its absolute string, anything else as its
@@ -95,20 +100,24 @@ NS_ASSUME_NONNULL_BEGIN
                                   url:(id)url
                               referer:(id)referer
                            properties:(NSDictionary<NSString *, id> *)properties
-                           relationId:(nullable NSString *)relationId;
+                           relationId:(nullable NSString *)relationId
+    ZENTARA_SWIFT_NAME(
+        "createEvent(schemaId:schemaVersion:contentType:url:referer:properties:relationId:)");
 
 /// Reports the stored anonymous token, before it returns: its type, its value and its public
 /// value; @"", @"" and nil without a token. false and an error before the settings.
 - (ZENTARA_BOOL)getAnonymousUserAndReturnError:(NSError *_Nullable *_Nullable)error
                                   callbackUser:(void (^_Nullable)(NSString *type, NSString *value,
                                                                   NSString *_Nullable publicValue))
-                                                   callbackUser;
+                                                   callbackUser
+    ZENTARA_SWIFT_NAME("getAnonymousUser(callbackUser:)");
 
 /// Fetches the identity and reports the session token that came with it, on a worker thread: @""
 /// when the fetch failed; not at all when it succeeded without one. false and an error before the
 /// settings.
 - (ZENTARA_BOOL)getHsidAndReturnError:(NSError *_Nullable *_Nullable)error
-                         callbackHsid:(void (^_Nullable)(NSString *hsid))callbackHsid;
+                         callbackHsid:(void (^_Nullable)(NSString *hsid))callbackHsid
+    ZENTARA_SWIFT_NAME("getHsid(callbackHsid:)");
 
 /// Validates, stamps and queues one event. `handler` is called exactly once, on this thread, before
 /// this returns; a nil error means that the event is on disk. The event that it receives has an
@@ -121,20 +130,24 @@ NS_ASSUME_NONNULL_BEGIN
               properties:(NSDictionary<NSString *, id> *)properties
               relationId:(nullable NSString *)relationId
                  handler:(void (^_Nullable)(QVNEvent *event,
-                                            QVNZentaraClientError *_Nullable error))handler;
+                                            QVNZentaraClientError *_Nullable error))handler
+    ZENTARA_SWIFT_NAME(
+        "send(schemaId:schemaVersion:contentType:url:referer:properties:relationId:handler:)");
 
 /// Sends each event in order, as above, with `relationId` in place of its own, also when nil.
 /// `handler` is called once for each. In place of an object that is not an event it receives an
-/// event without values and an `EventNotQueuedError`.
+/// event without values, and the error of one that JSON cannot hold.
 - (void)sendWithEvents:(NSArray<QVNEvent *> *)events
             relationId:(nullable NSString *)relationId
                handler:(void (^_Nullable)(QVNEvent *event,
-                                          QVNZentaraClientError *_Nullable error))handler;
+                                          QVNZentaraClientError *_Nullable error))handler
+    ZENTARA_SWIFT_NAME("send(events:relationId:handler:)");
 
 /// Delivers one batch now, for an application's background-fetch hook or to drain the queue.
 /// `completion` receives a `ZentaraBackgroundFetchResult` exactly once, on a worker thread or
 /// before this returns.
-- (void)performFetchWith:(void (^_Nullable)(NSUInteger result))completion;
+- (void)performFetchWith:(void (^_Nullable)(NSUInteger result))completion
+    ZENTARA_SWIFT_NAME("performFetch(with:)");
 
 /// A client of its own that works with nothing: events sent through it come back with a
 /// `ZentaraClientNotInitializedError`; the other methods work with the shared client, whichever

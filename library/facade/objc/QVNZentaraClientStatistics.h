@@ -5,7 +5,7 @@
 NS_ASSUME_NONNULL_BEGIN
 
 /// Why a part of the library failed last. Immutable.
-ZENTARA_SWIFT_NAME(ZentaraClientFailure)
+ZENTARA_SWIFT_NAME("ZentaraClientFailure")
 @interface QVNZentaraClientFailure : NSObject {
   @private
     NSString *_text;
@@ -24,7 +24,7 @@ ZENTARA_SWIFT_NAME(ZentaraClientFailure)
 
 /// What became of the events of this process since it started, at the moment of the call of
 /// `current`. Immutable. <zentara/ZentaraClientStatistics.h> says how the counts balance.
-ZENTARA_SWIFT_NAME(ZentaraClientStatistics)
+ZENTARA_SWIFT_NAME("ZentaraClientStatistics")
 @interface QVNZentaraClientStatistics : NSObject {
   @private
     int64_t _accepted, _heldBack, _notSaved, _heldBackNotSaved, _refusedNotInitialized,
@@ -36,7 +36,7 @@ ZENTARA_SWIFT_NAME(ZentaraClientStatistics)
 }
 
 /// Any thread.
-+ (QVNZentaraClientStatistics *)current ZENTARA_SWIFT_NAME(current());
++ (QVNZentaraClientStatistics *)current ZENTARA_SWIFT_NAME("current()");
 
 // What the sends did.
 @property(nonatomic, readonly) int64_t accepted;          ///< queued and on disk: no error

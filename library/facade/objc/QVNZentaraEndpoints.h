@@ -11,7 +11,7 @@ NS_ASSUME_NONNULL_BEGIN
 ///     QVNZentaraEndpoints *endpoints = [[[QVNZentaraEndpoints alloc] init] autorelease];
 ///     endpoints.qaCollector = @"http://127.0.0.1:8080";
 ///     [endpoints use];
-ZENTARA_SWIFT_NAME(ZentaraEndpoints)
+ZENTARA_SWIFT_NAME("ZentaraEndpoints")
 @interface QVNZentaraEndpoints : NSObject {
   @private
     NSString *_productionCollector, *_qaCollector, *_productionSchemas, *_qaSchemas,
@@ -29,7 +29,7 @@ ZENTARA_SWIFT_NAME(ZentaraEndpoints)
 
 /// Puts the values in force for this process. An endpoint that is not an http or https URL is a
 /// fatal error that names it. Any thread.
-- (void)use ZENTARA_SWIFT_NAME(use());
+- (void)use ZENTARA_SWIFT_NAME("use()");
 
 @end
 

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Compiles the Objective-C sources and headers for iOS, as far as that is possible anywhere: against
+# a Foundation of our own, and without linking.
+#
+#   check.sh CLANG PROJECT INCLUDE
+#
+# INCLUDE is the folder of the headers <zentara/...>.
+set -euo pipefail
+clang=$1 project=$2 include=$3
+facade=$project/library/facade/objc
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+# Foundation has what is used of these.
+touch "$work"/{math,stdlib,string}.h
+
+compile() {
+    "$clang" -target arm64-apple-ios15 -x objective-c -std=gnu17 -ffreestanding -fblocks \
+        -fobjc-exceptions -Wall -Wextra -Werror -isystem "$project/tests/objc/apple" \
+        -isystem "$work" -I "$include" "$@"
+}
+
+for source in "$facade"/{,modern/}*.m; do
+    compile -I "$project/library" -S -o "$work/$(basename "$source").s" "$source"
+done
+
+# What the sources call of each other is there; the bridge to C++ is the same everywhere.
+bridge=$(grep -ohE '\bzentara[A-Z]\w*\(' "$facade"/*Bridge.h | tr -d '(')
+defined=$(sed -nE 's/^_(zentara\w+):.*/\1/p' "$work"/*.s)
+missing=$(grep -ohE '\b_zentara[A-Z]\w*' "$work"/*.s | sed 's/^_//' | sort -u |
+    grep -vxF -e "$bridge" -e "$defined" || true)
+[[ -z $missing ]] || { echo "not defined: $missing"; exit 1; }
+
+# Selectors and types, and the attributes of the property.
+awk '$1 ~ /^l_OBJC_METH_VAR_TYPE_/ { label = $1; sub(":", "", label) }
+     $1 == ".asciz" && label { gsub("\"", "", $2); types[label] = $2; label = "" }
+     $1 == ".quad" && $2 ~ /^l_OBJC_METH_VAR_TYPE_/ { type = $2 }
+     $1 == ".quad" && $2 ~ /^"[+-]\[QVNZentaraClient/ {
+         selectors[substr($2, 2, 1) " " substr($3, 1, length($3) - 2)] = type
+     }
+     END { for (selector in selectors) print selector, types[selectors[selector]] }' \
+    "$work/QVNZentaraClient.m.s" >"$work/found.txt"
+if grep -vxF -f "$work/found.txt" "$project/tests/objc/selectors.txt"; then
+    echo "these selectors are not there with these types:"
+    sort "$work/found.txt"
+    exit 1
+fi
+grep -qF '"T@\"QVNZentaraClient\",&,N"' "$work/QVNZentaraClient.m.s" ||
+    { echo "sharedClient has other attributes"; exit 1; }
+
+# Applications with automatic reference counting, one by header and one by module.
+for import in '#import <zentara/QVNZentaraClient.h>' '@import ZentaraClient;'; do
+    cat <(echo "$import") - <<'END' >"$work/application.m"
+BOOL start(void (^ready)(ZentaraClientError *), NSError **error) {
+    QVNZentaraClient *client = [QVNZentaraClient getAndReturnError:error readyCallback:ready];
+    [client performFetchWith:^(NSUInteger result) {
+        (void)(result == ZentaraBackgroundFetchResultNewData);
+    }];
+    return [client getHsidAndReturnError:error callbackHsid:nil];
+}
+END
+    compile -fobjc-arc -fmodules -fmodules-cache-path="$work" -fsyntax-only "$work/application.m"
+done
