@@ -1,5 +1,5 @@
-// As much of Apple's Foundation as the library uses, so that it can be compiled for that platform
-// without its development kit. All classes answer what objects of any class are asked.
+// As much of Apple's Foundation as compiling the library for that platform takes. Methods that are
+// not declared are taken to return objects; all classes answer those that are.
 #pragma once
 
 #include <stdbool.h>
@@ -23,12 +23,10 @@ typedef struct Zone NSZone;
 typedef struct Range {
     NSUInteger location, length;
 } NSRange;
-@class NSArray<Element>, NSDictionary<Key, Value>, NSEnumerator, NSString;
+@class NSDictionary<Key, Value>, NSString;
 
 __attribute__((objc_root_class))
 @interface NSObject
-@property(readonly) Class class;
-@property(readonly) NSString *absoluteString, *description, *name, *reason;
 @property(readonly) NSUInteger count, length;
 @property(readonly) const char *objCType, *UTF8String;
 @property(readonly) bool boolValue;
@@ -36,53 +34,29 @@ __attribute__((objc_root_class))
 @property(readonly) long long longLongValue;
 @property(readonly) unsigned long long unsignedLongLongValue;
 @property(readonly) void *mutableBytes;
-@property(readonly) NSEnumerator *keyEnumerator;
++ (Class)class;
+- (Class)class;
 + (instancetype)alloc;
 - (instancetype)init;
+- (bool)isKindOfClass:(Class)type;
+- (bool)containsObject:(id)object;
++ (instancetype)dictionaryWithObjects:(id *)objects forKeys:(id *)keys count:(NSUInteger)count;
+- (instancetype)initWithDomain:(id)domain code:(NSInteger)code userInfo:(id)userInfo;
+- (NSUInteger)countByEnumeratingWithState:(void *)state objects:(void *)objects count:(int)count;
 #if !__has_feature(objc_arc)
 - (void)dealloc;
 - (instancetype)retain;
-- (instancetype)autorelease;
-- (oneway void)release;
 #endif
-+ (Class)class;
-+ (instancetype)arrayWithArray:(NSArray *)array;
-+ (instancetype)arrayWithCapacity:(NSUInteger)capacity;
-+ (instancetype)arrayWithObject:(id)object;
-+ (instancetype)dataWithLength:(NSUInteger)length;
-+ (instancetype)dictionary;
-+ (instancetype)dictionaryWithCapacity:(NSUInteger)capacity;
-+ (instancetype)dictionaryWithDictionary:(NSDictionary *)dictionary;
-+ (instancetype)dictionaryWithObjects:(id *)objects forKeys:(id *)keys count:(NSUInteger)count;
-+ (instancetype)errorWithDomain:(id)domain code:(NSInteger)code userInfo:(id)userInfo;
-+ (instancetype)null;
-+ (instancetype)numberWithBool:(bool)value;
-+ (instancetype)numberWithDouble:(double)value;
-+ (instancetype)numberWithLongLong:(long long)value;
-+ (instancetype)numberWithUnsignedLongLong:(unsigned long long)value;
-+ (instancetype)set;
-+ (instancetype)stringWithCharacters:(const unichar *)characters length:(NSUInteger)length;
-+ (instancetype)stringWithFormat:(NSString *)format, ...;
-+ (instancetype)strongToWeakObjectsMapTable;
-+ (instancetype)valueWithPointer:(const void *)pointer;
-+ (void)raise:(NSString *)name format:(NSString *)format, ...;
-- (instancetype)initWithDomain:(id)domain code:(NSInteger)code userInfo:(id)userInfo;
-- (NSString *)stringByAppendingString:(NSString *)string;
-- (NSString *)substringFromIndex:(NSUInteger)index;
-- (NSUInteger)countByEnumeratingWithState:(void *)state objects:(void *)objects count:(int)count;
-- (bool)containsObject:(id)object;
-- (bool)isKindOfClass:(Class)type;
-- (id)copy;
-- (id)nextObject;
-- (id)objectAtIndex:(NSUInteger)index;
-- (id)objectForKey:(id)key;
-- (void)addObject:(id)object;
-- (void)getCharacters:(unichar *)buffer range:(NSRange)range;
-- (void)removeObjectForKey:(id)key;
-- (void)setObject:(id)object forKey:(id)key;
-- (void)setValue:(id)value forKey:(NSString *)key;
-- (void)setValuesForKeysWithDictionary:(NSDictionary *)values;
 @end
+
+extern NSString *const NSLocalizedDescriptionKey, *const NSInvalidArgumentException;
+NSString *NSStringFromClass(Class type);
+NSString *NSStringFromSelector(SEL selector);
+
+// Of the system's headers that Foundation includes.
+long strtol(const char *text, char **end, int base);
+char *strchr(const char *text, int character);
+void *memmem(const void *text, size_t length, const void *part, size_t partLength);
 
 // clang-format off
 #define CLASS(name, base) @interface name : base @end
@@ -94,14 +68,3 @@ CLASS(NSMutableData, NSObject) CLASS(NSMutableDictionary, NSDictionary)
 CLASS(NSMutableSet, NSObject) CLASS(NSNull, NSObject) CLASS(NSString, NSObject)
 CLASS(NSURL, NSObject) CLASS(NSValue, NSObject) CLASS(NSNumber, NSValue)
 CLASS(NSDecimalNumber, NSNumber)
-    // clang-format on
-
-    extern NSString *const NSLocalizedDescriptionKey,
-        *const NSInvalidArgumentException;
-NSString *NSStringFromClass(Class type);
-NSString *NSStringFromSelector(SEL selector);
-
-// Of the system's headers that Foundation includes.
-long strtol(const char *text, char **end, int base);
-char *strchr(const char *text, int character);
-void *memmem(const void *text, size_t length, const void *part, size_t partLength);
