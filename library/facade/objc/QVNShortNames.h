@@ -4,8 +4,8 @@
 #import <zentara/QVNEventError.h>
 
 // The classes by the names that they have in C++. The runtime does not know these names, so that an
-// application can have classes of its own by them. A source that uses such a class together with
-// the library defines ZENTARA_NO_SHORT_NAMES before it includes a header of the library.
+// application can have classes of its own by them. A source that declares such a class and includes
+// the library is compiled with -DZENTARA_NO_SHORT_NAMES.
 #if !defined(ZENTARA_NO_SHORT_NAMES)
 @compatibility_alias Event QVNEvent;
 @compatibility_alias ZentaraClientError QVNZentaraClientError;

@@ -48,10 +48,10 @@ fi
 grep -qF '"T@\"QVNZentaraClient\",&,N"' "$work/QVNZentaraClient.m.s" ||
     { echo "sharedClient has other attributes"; exit 1; }
 
-# Applications with automatic reference counting, one by header and one by module.
-for import in '#import <zentara/QVNZentaraClient.h>' '@import ZentaraClient;'; do
-    cat <(echo "$import") - <<'END' >"$work/application.m"
-BOOL start(void (^ready)(ZentaraClientError *), NSError **error) {
+# Applications with automatic reference counting: by header, by module, and with a class of its own.
+check_application() {
+    cat <(echo "$1") - <<'END' >"$work/application.m"
+BOOL start(void (^ready)(QVNZentaraClientError *), NSError **error) {
     QVNZentaraClient *client = [QVNZentaraClient getAndReturnError:error readyCallback:ready];
     [client performFetchWith:^(NSUInteger result) {
         (void)(result == ZentaraBackgroundFetchResultNewData);
@@ -59,5 +59,9 @@ BOOL start(void (^ready)(ZentaraClientError *), NSError **error) {
     return [client getHsidAndReturnError:error callbackHsid:nil];
 }
 END
-    compile -fobjc-arc -fmodules -fmodules-cache-path="$work" -fsyntax-only "$work/application.m"
-done
+    compile -fobjc-arc -fsyntax-only "${@:2}" "$work/application.m"
+}
+header='#import <zentara/QVNZentaraClient.h>'
+check_application "$header"$'\nEvent *event;'
+check_application '@import ZentaraClient; Event *event;' -fmodules -fmodules-cache-path="$work"
+check_application "$header"$'\n@interface Event : NSObject @end' -DZENTARA_NO_SHORT_NAMES
