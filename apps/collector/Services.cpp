@@ -210,7 +210,7 @@ Services::Answer Services::route(Service service, const HttpRequest& request,
                                  const std::optional<Fault>& fault,
                                  const std::string& description) {
     if (!takesEffect(fault)) {
-        const std::string why = "a fault was asked for";
+        const std::string why = "a fault was asked for: " + description;
         return Answer::refused(fault->answer == Fault::Answer::status ? fault->status : 503, why);
     }
     if (service == Service::event) {

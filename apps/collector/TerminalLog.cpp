@@ -167,11 +167,9 @@ std::string TerminalLog::lines(const RequestReport& report, const Style& style) 
     line.add(report.request.target);
     line.add(report.status == 0 ? "no answer" : std::to_string(report.status),
              report.status == 200 ? std::string_view() : yellow);
-    if (!report.fault.empty()) {
-        line.add("fault: " + report.fault, yellow);
-    } else {
-        line.add(report.reason, yellow);
-    }
+    const bool isNamed = report.reason.find(report.fault) != std::string::npos;
+    if (!isNamed) line.add("fault: " + report.fault, yellow);
+    line.add(report.reason, yellow);
     return text + std::move(line).end();
 }
 

@@ -29,6 +29,8 @@ TEST(TerminalLogTest, EventTextIsNoTerminalCommand) {
     request.target = "/\x9b[2J\xff";
     EXPECT_THAT(TerminalLog::lines({request, 404, "", "", {}, {}, {}}, {}),
                 HasSubstr("/?[2J? 404"));
+    EXPECT_THAT(TerminalLog::lines({request, 400, "not JSON", "event: pace", {}, {}, {}}, {}),
+                HasSubstr(" 400 fault: event: pace not JSON\n"));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
 }
 
