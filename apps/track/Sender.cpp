@@ -100,6 +100,12 @@ std::int64_t undelivered() {
     return counts.waiting + counts.underWay;
 }
 
+/// `problem` with its cause, when that is known.
+std::string withCause(std::string problem, const ZentaraClientFailure& failure) {
+    if (failure.inARow > 0) problem += ": " + failure.text;
+    return problem;
+}
+
 Result resultOf(const ZentaraClientErrorRef& error) {
     if (!error) return {};
     const auto is = [&]<typename Error>() {
@@ -112,7 +118,9 @@ Result resultOf(const ZentaraClientErrorRef& error) {
     if (is.operator()<UnknownError>()) return {Outcome::unknownSchema, std::move(message)};
     const bool held = is.operator()<ZentaraClientNotReady>() &&
                       message.find("queued to be sent later") != std::string::npos;
-    return {held ? Outcome::heldBack : Outcome::notQueued, std::move(message)};
+    if (held) return {Outcome::heldBack, std::move(message)};
+    return {Outcome::notQueued,
+            withCause(std::move(message), ZentaraClient::statistics().storageFailure)};
 }
 
 }  // namespace
@@ -134,7 +142,7 @@ std::optional<std::string> Sender::waitUntilReady(std::chrono::milliseconds time
     std::unique_lock lock(readiness_->mutex);
     readiness_->changed.wait_for(lock, timeout, [this] { return readiness_->ready; });
     if (readiness_->ready) return std::nullopt;
-    return readiness_->problem;
+    return withCause(readiness_->problem, ZentaraClient::statistics().schemasFailure);
 }
 
 Result Sender::send(EventLine event) {
@@ -175,6 +183,23 @@ std::string Sender::schemasAddress() {
 
 std::string Sender::collectorAddress() {
     return shown(ZentaraEndpoints::collector(ClientSettings::current()->environment));
+}
+
+std::string Sender::failures() {
+    const auto books = ZentaraClient::statistics();
+    const std::pair<const char*, const ZentaraClientFailure&> parts[] = {
+        {"schemas", books.schemasFailure},
+        {"identity", books.identityFailure},
+        {"delivery", books.deliveryFailure},
+        {"storage", books.storageFailure},
+    };
+    std::string lines;
+    for (const auto& [part, failure] : parts) {
+        if (failure.inARow == 0) continue;
+        lines += std::string("failing     ") + part + ", " + std::to_string(failure.inARow) +
+                 " in a row: " + failure.text + '\n';
+    }
+    return lines;
 }
 
 }  // namespace zentara::track

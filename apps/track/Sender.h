@@ -38,6 +38,9 @@ class Sender {
     [[nodiscard]] static std::string schemasAddress();
     [[nodiscard]] static std::string collectorAddress();
 
+    /// What fails at present, a line for each part of the library; empty when all of it works.
+    [[nodiscard]] static std::string failures();
+
   private:
     struct Readiness;
 

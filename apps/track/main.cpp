@@ -114,6 +114,7 @@ class Run {
         if (options_.drain) {
             std::cout << "batches     " << batches_ << (drained_ ? "" : ", not all") << '\n';
         }
+        std::cout << Sender::failures();
         std::cout.flush();
     }
 

@@ -42,7 +42,7 @@ class EndToEndTest : public testing::Test {
                                          "com.example.test", "--results",   results_};
         command.insert(command.end(), arguments.begin(), arguments.end());
         ChildProcess process(std::move(command), input);
-        static_cast<void>(process.readLines());
+        output_ = process.readLines();
         return process.wait();
     }
 
@@ -62,6 +62,7 @@ class EndToEndTest : public testing::Test {
     const std::filesystem::path schemas_ = directory_.path() / "schemas";
     const std::string documents_ = directory_.path() / "documents";
     const std::string results_ = directory_.path() / "results";
+    std::vector<std::string> output_;
 };
 
 TEST_F(EndToEndTest, EveryAcceptedExampleArrivesExactlyOnce) {
@@ -118,6 +119,9 @@ TEST_F(EndToEndTest, EventsWaitOnDiskWhileTheCollectorIsAway) {
     EXPECT_EQ(track(nobody, {"--schemas", collector.url(), "--no-drain", input_}), 0);
     EXPECT_EQ(track(nobody, {"--schemas", collector.url(), "--drain-timeout", "0.2", input_}), 2)
         << "queued, but not delivered";
+    EXPECT_THAT(output_, testing::IsSupersetOf(
+                             {testing::ContainsRegex("^failing     identity, .*Connection refused"),
+                              testing::ContainsRegex("^failing     delivery, .*no identity")}));
     EXPECT_EQ(drain(collector), 0);
     EXPECT_THAT(arrivals(collector), testing::ElementsAre(testing::Pair(7, 2)));
 }
