@@ -44,7 +44,9 @@ bool takeOperation() {
 void useFastTimers() {
     auto settings = std::make_shared<ClientSettings>();
     settings->environment = ZentaraEnvironment::qa;
-    settings->dispatchInterval = settings->identityRefreshInterval = 0.005;
+    settings->dispatchInterval = 0.005;
+    // A fetch that takes longer is repeated: as fast as that, they would keep each other waiting.
+    settings->identityRefreshInterval = 0.5;
     ClientSettingsAccess::setCurrent(std::move(settings));
 }
 
