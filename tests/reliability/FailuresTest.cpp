@@ -179,6 +179,7 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
         checkpoint = std::move(work);
     };
     const auto documents = host_.documents().string();
+    const std::string broken = "Input/output error";
     const std::pair<std::vector<DiskFault>, std::string> cases[] = {
         {{{{DiskCall::write}, ENOSPC}}, "cannot write: No space left on device"},
         {{{{DiskCall::makeFolder}, EROFS}},
@@ -204,6 +205,8 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
             EXPECT_FALSE(saveAll());
             disk.fail({});
             EXPECT_TRUE(saveAll());
+            disk.fail({{{DiskCall::write}, EIO, 1, "under-way"}});
+            EXPECT_FALSE(saveAll()) << "only the batches under way are not kept";
             disk.fail({{{DiskCall::flush}, EIO}});
             EXPECT_TRUE(saveAll()) << "only the checkpoint fails";
             EXPECT_TRUE(isFailing(Component::storage));
@@ -211,12 +214,12 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
             EXPECT_TRUE(saveAll());
             EXPECT_TRUE(saveAll());
         });
-        EXPECT_THAT(
-            lines,
-            ElementsAre(
-                "ZentaraClient: storage: queue: " + text, "ZentaraClient: storage: recovered",
-                "ZentaraClient: storage: .queue.checkpoint: cannot flush: Input/output error",
-                "ZentaraClient: storage: recovered"));
+        const std::string storage = "ZentaraClient: storage: ";
+        EXPECT_THAT(lines, ElementsAre(storage + "queue: " + text, storage + "recovered",
+                                       storage + ".queue.under-way: cannot write: " + broken,
+                                       storage + "recovered",
+                                       storage + ".queue.checkpoint: cannot flush: " + broken,
+                                       storage + "recovered"));
     }
 }
 
