@@ -15,7 +15,7 @@ typedef NS_ENUM(NSInteger, UserTokenType) {
 
 /// What a background fetch achieved.
 typedef NS_ENUM(NSUInteger, ZentaraBackgroundFetchResult) {
-    ZentaraBackgroundFetchResultNewData = 0,  ///< a batch was delivered
+    ZentaraBackgroundFetchResultNewData = 0,  ///< all that was taken is delivered
     ZentaraBackgroundFetchResultNoData = 1,   ///< nothing was waiting
     ZentaraBackgroundFetchResultFailed = 2,   ///< a batch could not be delivered; it waits
 };
