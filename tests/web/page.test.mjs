@@ -148,6 +148,7 @@ test('the panel shows a bad event with its messages, its envelope and its reques
     await until(() => location.search.includes('open=3'));
     await press('j', 'j');
     await page.locator('#row1[aria-selected=true]').waitFor();
+    assert.equal(await rowOf(1).locator('.messagePath').textContent(), 'quantity, currency');
     assert.deepEqual(await page.locator('.messages mark').allTextContents(), ['"quantity"', '"currency"']);
     await page.setViewportSize({width: 320, height: 640});
     assert.deepEqual(await page.locator(':is(button, input, select):visible').evaluateAll((all) => all

@@ -194,6 +194,6 @@ function announce() {
     announced = setTimeout(() => {
         announced = 0;
         setText(byId('announcement'), `${plural(summary.events, 'event')}, ${count(summary.good)} good, ` +
-            `${count(summary.bad)} bad`);
+            `${count(summary.bad)} bad` + (summary.refused > 0 ? `, ${plural(summary.refused, 'post')} refused` : ''));
     }, announcePace);
 }

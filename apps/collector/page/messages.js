@@ -10,17 +10,25 @@ const isDictionary = (value) => typeof value === 'object' && value !== null && !
 
 /// The parts of a message, at most `most` characters. Of the properties that it says are required,
 /// those that the event lacks are marked.
-export function messageParts({path, message}, event, most = 2000) {
+export const messageParts = (message, event, most = 2000) =>
+    pieces(message, event, most).map(({text, isAbsent}) =>
+        (isAbsent ? element('mark', {title: 'missing'}, text) : text));
+
+/// The required properties that the event lacks, as far as `most` characters of the message name them.
+export const absentNames = (message, event, most) =>
+    pieces(message, event, most).filter(({isAbsent}) => isAbsent).map(({text}) => JSON.parse(text));
+
+function pieces({path, message}, event, most) {
     const text = shortened(message, most);
     const present = pointerSteps(path).reduce((value, step) => value?.[step], event.event?.properties);
-    if (!message.startsWith(requirement) || !isDictionary(present)) return [text];
+    if (!message.startsWith(requirement) || !isDictionary(present)) return [{text, isAbsent: false}];
     return text.split(quoted).map((part, index) =>
-        (index % 2 === 1 && isAbsent(part, present) ? element('mark', {title: 'missing'}, part) : part));
+        ({text: part, isAbsent: index % 2 === 1 && lacks(present, part)}));
 }
 
-function isAbsent(name, present) {
+function lacks(dictionary, name) {
     try {
-        return !Object.hasOwn(present, JSON.parse(name));
+        return !Object.hasOwn(dictionary, JSON.parse(name));
     } catch {
         return false;  // not printed as JSON
     }

@@ -3,9 +3,10 @@
 import {isExactNumber, numberText} from './api.js';
 import {element} from './dom.js';
 import {pointerText, shortened} from './format.js';
-import {messageParts} from './messages.js';
+import {absentNames, messageParts} from './messages.js';
 
 const mostMembers = 8;
+const mostOfMessage = 300;  // characters
 
 function brief(value) {
     if (value === null) return 'null';
@@ -31,9 +32,10 @@ export function detailParts(event) {
     if (event.duplicate) parts.push(element('span', {class: 'badge duplicate'}, 'duplicate'));
     if (event.good) return [...parts, ...properties(event)];
     const [first, ...others] = event.messages;
-    const place = first ? pointerText(first.path) : '';
+    const absent = first ? absentNames(first, event, mostOfMessage) : [];
+    const place = [first ? pointerText(first.path) : '', absent.join(', ')].filter(Boolean).join('.');
     if (place) parts.push(element('span', {class: 'messagePath'}, shortened(place, 60)), ' ');
-    parts.push(element('span', {class: 'message'}, ...(first ? messageParts(first, event, 300) : ['not valid'])));
+    parts.push(element('span', {class: 'message'}, ...(first ? messageParts(first, event, mostOfMessage) : ['not valid'])));
     if (others.length > 0) parts.push(element('span', {class: 'badge more'}, `+${others.length}`));
     return parts;
 }

@@ -47,7 +47,7 @@ export class Refused {
 
     #draw() {
         const shown = this.latest.length;
-        setText(byId('refusedHint'), 'Nothing of these was stored. The answer named the reason.' +
+        setText(byId('refusedHint'), 'None of their events was stored. Each answer named the reason.' +
             (shown === mostShown ? ` The latest ${mostShown}:` : ''));
         byId('refusedList').replaceChildren(...this.latest.map(refusedPost));
     }
@@ -55,12 +55,13 @@ export class Refused {
 
 /// A refused post with the reason, and the beginning of what was posted.
 export function refusedPost({receivedAt, method, target, status, reason = '', bodySize, body = ''}) {
+    const isCut = new Blob([body]).size < bodySize;
     return element('article', {class: 'refusedPost'},
         element('p', {}, element('span', {class: 'badge bad'}, String(status)), ' ',
             element('code', {}, shortened(`${method} ${target}`, 200)), ' ',
             element('time', {datetime: isoTime(receivedAt), title: isoTime(receivedAt)}, shortTime(receivedAt))),
         element('p', {class: 'reason'}, shortened(reason, 2000)),
-        body === '' ? element('p', {class: 'hint'}, bodySize === 0 ? 'Without a body.' : 'Its body was not kept.')
-            : element('pre', {tabindex: 0, 'aria-label': `Body, ${plural(bodySize, 'byte')}`},
-                text(body, 'body', {form: String})));
+        body === '' ? null : element('pre', {tabindex: 0, 'aria-label': 'Body'}, text(body, 'body', {form: String})),
+        body === '' || isCut ? element('p', {class: 'hint'}, bodySize === 0 ? 'It had no body.'
+            : `Kept of its ${plural(bodySize, 'byte')}: ${body === '' ? 'nothing' : 'the beginning'}.`) : null);
 }
