@@ -126,7 +126,26 @@ bool ZentaraClient::isReady() noexcept {
 }
 
 void ZentaraClient::setIsReady(bool ready) noexcept {
+    if (isForkedChild()) return;
+    const MutexLock lock(state().mutex);
+    auto* const readiness = Implementation::readinessOf(state().client.get());
+    if (ready && readiness != nullptr) readiness->mayValidate = true;
     state().isReady = ready;
+}
+
+void ZentaraClient::Implementation::report(Readiness& readiness, Readiness::Report report) {
+    const MutexLock lock(state().mutex);
+    readiness.last = report;
+    if (report == Readiness::Report::success) readiness.mayValidate = true;
+    if (readinessOf(state().client.get()) == &readiness) {
+        state().isReady = report == Readiness::Report::success;
+    }
+}
+
+ZentaraClient::Implementation::Readiness* ZentaraClient::Implementation::readinessOf(
+    const ZentaraClient* client) noexcept {
+    if (client == nullptr || !client->implementation_) return nullptr;
+    return client->implementation_->readiness.get();
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClient::sharedClient() {
@@ -146,6 +165,10 @@ void ZentaraClient::setSharedClient(std::shared_ptr<ZentaraClient> client) {
     // The previous client may go with this, and must not go under the lock.
     const MutexLock lock(state().mutex);
     state().client.swap(client);
+    using Report = Implementation::Readiness::Report;
+    const auto* const readiness = Implementation::readinessOf(state().client.get());
+    if (readiness == nullptr || readiness->last == Report::none) return;
+    state().isReady = readiness->last == Report::success;
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClientAccess::makePlain() {
@@ -160,7 +183,7 @@ ZentaraClientErrorRef ZentaraClientAccess::refuse(const ZentaraClient& client,
         return std::make_shared<ZentaraClientNotInitializedError>();
     }
     ++Ledger::shared().refusedNotEncodable;
-    if (ZentaraClient::isReady()) return std::make_shared<EventNotQueuedError>();
+    if (client.implementation_->validates()) return std::make_shared<EventNotQueuedError>();
     return std::make_shared<ZentaraClientNotReady>("Event not queued: " + schemaId + ".");
 }
 

@@ -82,9 +82,13 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// Throws `ZentaraClientNotConfiguredError` before `useSettings`.
     static std::shared_ptr<ZentaraClient> get(ReadyCallback readyCallback = nullptr);
 
-    /// Whether schemas are there, so that events are validated and queued when sent. Until then
-    /// they are held back, on disk.
+    /// Whether events are validated and queued when sent. Until then they are held back, on disk.
+    /// Each report of the shared client's schemas sets it; so does making a client the shared one
+    /// that has had a report. Building a client does not, and until its first schemas are there a
+    /// new client holds events back, whatever an earlier one has left here.
     [[nodiscard]] static bool isReady() noexcept;
+    /// Sets it until the next report. With true, the shared client validates by the schemas that
+    /// it has.
     static void setIsReady(bool ready) noexcept;
 
     /// The client that `get` returns, or null. Setting it to null makes the next `get` build anew.

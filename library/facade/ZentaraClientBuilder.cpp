@@ -1,7 +1,6 @@
 #include "facade/ZentaraClientBuilder.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -44,26 +43,6 @@ std::string userAgent(const std::string& bundleIdentifier, const ClientSettings&
     return text;
 }
 
-/// Lets the client that was built last decide on readiness, and no other one any more.
-class ReadyFlag {
-  public:
-    /// The number of a client that is being built. It has no schemas yet, and if it took over that
-    /// another one was ready it would refuse events for want of them.
-    static std::uint64_t begin() {
-        const MutexLock lock(mutex_);
-        ZentaraClient::setIsReady(false);
-        return ++newest_;
-    }
-    static void set(std::uint64_t client, bool isReady) {
-        const MutexLock lock(mutex_);
-        if (client == newest_) ZentaraClient::setIsReady(isReady);
-    }
-
-  private:
-    static inline Mutex mutex_;
-    static inline std::uint64_t newest_ ZENTARA_GUARDED_BY(mutex_) = 0;
-};
-
 /// The repositories of this process, one per file. A client that replaces another one shares the
 /// queues that the other, or a batch of its, still uses: two lists on one file would overwrite each
 /// other.
@@ -97,15 +76,18 @@ void copyFile(const std::string& from, const std::string& to) {
 }  // namespace
 
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
-    const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& readiness) {
+    const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay) {
     const auto bundleIdentifier = HostApplication::bundleIdentifier();
     ZentaraClient::Implementation::Collaborators collaborators;
+    using Readiness = ZentaraClient::Implementation::Readiness;
+    collaborators.readiness = std::make_shared<Readiness>();
     collaborators.schemasProvider = SchemasProvider::create(
         std::make_unique<SchemasStorage>(settings.schemasStorageName), std::make_unique<Ticker>(),
         std::make_unique<SchemasServiceApi>(),
-        [readiness, number = ReadyFlag::begin()](ZentaraClientErrorRef error) {
-            ReadyFlag::set(number, error == nullptr);
-            readiness->report(std::move(error));
+        [relay, readiness = collaborators.readiness](ZentaraClientErrorRef error) {
+            ZentaraClient::Implementation::report(
+                *readiness, error ? Readiness::Report::failure : Readiness::Report::success);
+            relay->report(std::move(error));
         });
     const auto folder = processFolder();
     const auto tokenName = folder + settings.anonymousTokenStorageName;

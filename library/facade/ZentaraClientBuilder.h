@@ -10,9 +10,10 @@ namespace zentara {
 /// Builds the client and everything that it works with.
 struct ZentaraClientBuilder {
     /// A whole client after `settings`, talking to the network and to the files of the documents
-    /// directory. Readiness reports set `ZentaraClient::isReady` and go to `readiness`.
+    /// directory. Its readiness reports go to `relay`. They set `ZentaraClient::isReady` while it
+    /// is the shared client, or when it becomes that.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> build(
-        const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& readiness);
+        const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay);
 
     /// A client that works with the given collaborators.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> assemble(

@@ -35,6 +35,7 @@ ZentaraClient::Implementation::Implementation(Collaborators collaborators)
       idManager(std::move(collaborators.idManager)),
       unvalidatedEventsRepository(std::move(collaborators.unvalidatedEventsRepository)),
       controlTime(*collaborators.controlTime),
+      readiness(std::move(collaborators.readiness)),
       zentaraClientContextID_(randomUUID()) {}
 
 void ZentaraClient::Implementation::newContextId() {
@@ -76,7 +77,7 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
         return;
     }
     const auto stamped = stamp(*event, referer, *settings);
-    if (!isReady()) {
+    if (!validates()) {
         report(holdBack(stamped, event->schemaId()));
         return;
     }

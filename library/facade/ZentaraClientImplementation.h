@@ -29,6 +29,15 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     static constexpr std::string_view anonymousTokenName = "Anonymous";
     static constexpr std::string_view typeName = "EventBus";
 
+    /// What the schemas provider of one client has reported. Written by `report` and `setIsReady`.
+    struct Readiness {
+        enum class Report { none, failure, success };
+        std::atomic<Report> last = Report::none;
+        /// There has been a table, or the host has set `isReady` for the client. Another client
+        /// may have left `isReady` true: without a table every event would be refused.
+        std::atomic<bool> mayValidate = false;
+    };
+
     /// What the client works with; all of it lives as long as the client.
     struct Collaborators {
         std::shared_ptr<SchemaProviderProtocol> schemasProvider;
@@ -37,9 +46,22 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
         std::shared_ptr<IDManager> idManager;
         std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
         const ControlTimeProtocol* controlTime = &ControlTime::shared();
+        /// Null where `isReady` alone decides.
+        std::shared_ptr<Readiness> readiness = nullptr;
     };
 
     explicit Implementation(Collaborators collaborators);
+
+    /// Notes what a client's schemas provider reports. That of the shared client sets `isReady`.
+    static void report(Readiness& readiness, Readiness::Report report);
+
+    /// Null where a client has none.
+    [[nodiscard]] static Readiness* readinessOf(const ZentaraClient* client) noexcept;
+
+    /// Whether events are validated now, not held back.
+    [[nodiscard]] bool validates() const noexcept {
+        return isReady() && (!readiness || readiness->mayValidate);
+    }
 
     /// Sends one event on this thread. `referer` is the one to queue; `event` carries none.
     void send(const EventRef& event, const std::string& referer, const SendHandler& handler);
@@ -57,6 +79,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     const std::shared_ptr<IDManager> idManager;
     const std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
     const ControlTimeProtocol& controlTime;
+    const std::shared_ptr<Readiness> readiness;
     const UserDefaults defaults;
     const std::string extraAttributes;
 

@@ -58,10 +58,10 @@ class ZentaraClientTest : public testing::Test {
     /// A client that has an identity too, so that it may dispatch.
     static std::shared_ptr<ZentaraClient> dispatchingClient() {
         auto client = readyClient();
-        const auto hsids = std::make_shared<Mailbox<std::string>>();
         std::optional<std::string> hsid;
         do {
             // It may join a fetch that began when the service failed, and get nothing.
+            const auto hsids = std::make_shared<Mailbox<std::string>>();
             client->getHsid([hsids](const std::string& value) { hsids->put(value); });
             hsid = hsids->waitFor();
         } while (hsid == "");
@@ -136,6 +136,8 @@ TEST_F(ZentaraClientTest, ThrowsBeforeItIsConfigured) {
 }
 
 TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
+    // Without an identity nothing is dispatched.
+    services_.idStatus = 500;
     const auto client = readyClient();
     JSONValue deep = JSONArray();
     for (int i = 0; i < 600; ++i)
@@ -171,11 +173,8 @@ TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
 
 TEST_F(ZentaraClientTest, HoldsEventsBackUntilTheSchemasAreThere) {
     services_.schemasStatus = 503;
-    // As a client before this one has left it.
-    ZentaraClient::setIsReady(true);
     const auto errors = std::make_shared<Mailbox<ZentaraClientErrorRef>>();
     const auto client = ZentaraClient::get([errors](const auto& error) { errors->put(error); });
-    EXPECT_FALSE(ZentaraClient::isReady());
     const auto error = errors->waitFor().value();
     EXPECT_NE(dynamic_cast<const SchemasInitializationError*>(error.get()), nullptr);
     bool calledAtOnce = false;
@@ -196,6 +195,48 @@ TEST_F(ZentaraClientTest, HoldsEventsBackUntilTheSchemasAreThere) {
     EXPECT_EQ(output.find("secret"), std::string::npos) << output;
     EXPECT_THAT(schemasIn("unvalidated-events-storage"), ElementsAre("view"));
     EXPECT_THAT(schemasIn("events-storage"), ElementsAre());
+}
+
+TEST_F(ZentaraClientTest, ReadinessFollowsTheSharedClient) {
+    const auto old = readyClient();
+    auto settings = std::make_shared<ClientSettings>(*ClientSettings::current());
+    settings->schemasRefreshInterval = 3600;
+    ClientSettingsAccess::setCurrent(settings);
+    const auto asked = std::make_shared<Signal>();
+    const auto release = std::make_shared<Signal>();
+    const auto hang = [asked, release] {
+        asked->notify();
+        EXPECT_TRUE(release->waitFor());
+    };
+    services_.beforeAnswering(hang, "/schemas");
+    ZentaraClient::setSharedClient(nullptr);
+    const auto reports = std::make_shared<Mailbox<bool>>();
+    const auto report = [reports](const ZentaraClientErrorRef& error) {
+        reports->put(!error);
+    };
+    const auto slow = ZentaraClient::get(report);
+    ASSERT_TRUE(asked->waitFor());
+    EXPECT_TRUE(ZentaraClient::isReady()) << "building a client does not change it";
+    EXPECT_EQ(messageOf(send(*slow, "any", {})),
+              "Zentara Client is not Ready! Event queued to be sent later: any.");
+    ZentaraClient::setIsReady(true);
+    EXPECT_EQ(messageOf(send(*slow, "any", {})), "Unknown error") << "as the host wants it";
+
+    services_.beforeAnswering({}, "/schemas");
+    services_.schemasStatus = 503;
+    ZentaraClient::setSharedClient(nullptr);
+    const auto failed = ZentaraClient::get(report);
+    EXPECT_EQ(reports->waitFor(), false);
+    EXPECT_FALSE(ZentaraClient::isReady());
+    services_.schemasStatus = 200;
+    release->notify();
+    EXPECT_EQ(reports->waitFor(1), true);
+    EXPECT_FALSE(ZentaraClient::isReady()) << "an older client does not decide";
+    for (const auto& client : {old, failed, slow}) {
+        ZentaraClient::setSharedClient(client);
+        EXPECT_EQ(ZentaraClient::isReady(), client != failed);
+    }
+    EXPECT_EQ(messageOf(send(*slow, "any", {})), "queued");
 }
 
 TEST_F(ZentaraClientTest, RevalidatesHeldBackEventsTenAtATime) {

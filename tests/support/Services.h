@@ -57,10 +57,10 @@ class Services {
         "any-1": {}
     })";
 
-    /// Runs before each answer to an envelope from now on.
-    void beforeAnswering(std::function<void()> hook) {
+    /// Runs before each answer to a request for `target` from now on.
+    void beforeAnswering(std::function<void()> hook, const std::string& target = "/event") {
         const std::lock_guard lock(mutex_);
-        hook_ = std::move(hook);
+        hooks_[target] = std::move(hook);
     }
 
   private:
@@ -73,6 +73,10 @@ class Services {
     }
 
     TestAnswer answer(const RecordedRequest& request) {
+        std::unique_lock lock(mutex_);
+        const auto hook = hooks_[request.target];
+        lock.unlock();
+        if (hook) hook();
         TestAnswer answer;
         if (request.target == "/schemas") {
             answer.status = schemasStatus;
@@ -81,10 +85,6 @@ class Services {
             answer.status = idStatus;
             answer.body = R"({"qvn_uid":"anon","qvn_uid_public":"public","hsid":"session"})";
         } else {
-            std::unique_lock lock(mutex_);
-            const auto hook = hook_;
-            lock.unlock();
-            if (hook) hook();
             answer.status = eventStatus;
             if (answer.status / 100 == 2) count(request);
         }
@@ -100,8 +100,8 @@ class Services {
     }
 
     mutable std::mutex mutex_;
-    std::function<void()> hook_;            // guarded by mutex_
-    std::map<std::int64_t, int> accepted_;  // guarded by mutex_
+    std::map<std::string, std::function<void()>> hooks_;  // guarded by mutex_
+    std::map<std::int64_t, int> accepted_;                // guarded by mutex_
     TestServer server_;
 };
 
