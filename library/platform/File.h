@@ -62,7 +62,7 @@ class File {
     /// Nothing when the system does not say.
     [[nodiscard]] std::optional<FileState> state() const noexcept;
 
-    /// Waits until the content is on the device.
+    /// Waits until the content is on the device. Succeeds where the file system cannot flush.
     [[nodiscard]] ErrorRef synchronise();
 
     /// The first `size` bytes as memory, to be passed to `write` of another file and never to be
@@ -121,7 +121,8 @@ FileContents readFile(const std::filesystem::path& path);
 /// Removes a file if it is there.
 void removeFile(const std::filesystem::path& path) noexcept;
 
-/// Waits until the names in `folder` are on the device.
+/// Waits until the names in `folder` are on the device. Succeeds where the file system cannot
+/// flush a folder.
 [[nodiscard]] ErrorRef synchroniseFolder(const std::filesystem::path& folder);
 
 }  // namespace zentara

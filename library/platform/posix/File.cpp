@@ -46,6 +46,11 @@ auto retried(Call call) {
     return result;
 }
 
+/// Whether a flush failed because the file system has none, so that it will never succeed there.
+bool hasNoFlush(int code) noexcept {
+    return code == EINVAL || code == EROFS || code == EOPNOTSUPP || code == ENOSYS;
+}
+
 /// Whether memory that shows a file has what was written to the file a moment ago. Some network
 /// and user-space file systems write past the memory.
 bool showsWhatIsWritten(int descriptor) {
@@ -236,10 +241,8 @@ ErrorRef File::truncate(std::uint64_t size) {
 }
 
 ErrorRef File::synchronise() {
-    if (retried([&] { return ::fdatasync(descriptor_); }) < 0) {
-        return failure(errno, "cannot flush");
-    }
-    return nullptr;
+    if (retried([&] { return ::fdatasync(descriptor_); }) == 0) return nullptr;
+    return hasNoFlush(errno) ? nullptr : failure(errno, "cannot flush");
 }
 
 std::optional<FileState> File::state() const noexcept {
@@ -347,8 +350,9 @@ ErrorRef synchroniseFolder(const std::filesystem::path& folder) {
     const int result = retried([&] { return ::fsync(descriptor); });
     const int code = errno;
     ::close(descriptor);
-    if (result < 0) return failure(code, "cannot flush", folder);
-    return nullptr;
+    // Some file systems flush only what was opened for writing, which no folder is.
+    if (result == 0 || code == EBADF || hasNoFlush(code)) return nullptr;
+    return failure(code, "cannot flush", folder);
 }
 
 }  // namespace zentara
