@@ -1,6 +1,7 @@
 #include "dispatch/EventsRepository.h"
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -118,18 +119,26 @@ void EventsRepository::settle(std::span<const InternalEvent> events) {
     });
 }
 
-ErrorRef EventsRepository::restore(std::span<const InternalEvent> events) {
+ErrorRef EventsRepository::restore(std::span<const InternalEvent> events,
+                                   const std::function<ErrorRef()>& removeSource) {
     return queue_.sync([&]() -> ErrorRef {
         const auto restored = missing(events);
         insertRestored(restored);
-        auto error = saveList();
-        if (error) {
+        const auto undo = [&] {
             events_.dropFront(restored.size());
             const auto count = static_cast<std::int64_t>(restored.size());
             counts_.restored -= count;
             counts_.waiting -= count;
+        };
+        try {
+            auto error = saveList();
+            if (!error) error = removeSource();
+            if (error) undo();
+            return error;
+        } catch (const std::bad_alloc&) {
+            undo();
+            return outOfMemory("restore events");
         }
-        return error;
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "dispatch/EventList.h"
@@ -39,9 +40,12 @@ class EventsRepository final : public EventRepositoryProtocol {
     void load() override;
     [[nodiscard]] std::vector<InternalEvent> take(std::int64_t count) override;
 
-    /// Puts events of an earlier run at the front and saves. Those that the queue holds already,
-    /// known by their action UUID, are left out. Null on success; otherwise the queue is as it was.
-    [[nodiscard]] ErrorRef restore(std::span<const InternalEvent> events);
+    /// Puts events of an earlier run at the front, saves, and calls `removeSource`, which makes
+    /// sure that they are nowhere else. Those that the queue holds already, known by their action
+    /// UUID, are left out. Null on success; otherwise the queue is as it was, though its file may
+    /// hold them until the next save.
+    [[nodiscard]] ErrorRef restore(std::span<const InternalEvent> events,
+                                   const std::function<ErrorRef()>& removeSource);
 
   private:
     // All of these are used inside the queue only.

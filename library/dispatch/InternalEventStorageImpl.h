@@ -19,7 +19,7 @@ namespace zentara {
 /// - `.N.checkpoint`, `.N.checkpoint-spare`: the list as it was when it was last flushed to the
 ///   device, and its spare.
 /// - `N.unreadable-…`: what was read and is not a list, set aside by `recover`.
-/// - `N.unread-…`: a list that could not be read for the moment, put by for `takeInLeftovers`.
+/// - `N.unread-…`: a list that could not be read for the moment, for `takeInFilesPutBy`.
 ///
 /// Promised: when `save` has returned null, the list survives the end of the process by any means.
 /// After a loss of power a whole list comes back, at most one checkpoint interval old.

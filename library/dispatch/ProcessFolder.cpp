@@ -55,16 +55,21 @@ std::string processFolder() {
 }
 
 void takeInProcessFolders(const std::vector<MainQueue>& queues, const std::string& tokenName) {
+    bool isAnyFree = false;
     for (const auto& folder : processFolders()) {
         const auto path = documentsFile(folder);
         if (FolderClaim::take(path) != Answer::held) continue;
+        isAnyFree = true;
         bool isTaken = true;
         for (const auto& queue : queues) {
-            isTaken = takeInQueue(folder + "/" + queue.name, queue.events, queue.name) && isTaken;
+            isTaken = handOverQueue(folder + "/" + queue.name, queue.name) && isTaken;
         }
         if (isTaken) removeFile(documentsFile(folder + "/" + tokenName));
         FolderClaim::release(path);
     }
+    if (!isAnyFree) return;
+    for (const auto& queue : queues)
+        takeInFilesPutBy(queue.events, queue.name);
 }
 
 }  // namespace zentara

@@ -69,6 +69,19 @@ std::filesystem::path sibling(const std::filesystem::path& path, std::string_vie
     return result;
 }
 
+ErrorRef tooLarge() {
+    return std::make_shared<PlatformError>(
+        PlatformError::Domain::file, EFBIG,
+        "the file would be larger than " + std::to_string(maximumFileSize >> 20U) + " MiB");
+}
+
+ErrorRef removeQueueFile(const std::filesystem::path& path) {
+    removeFile(path);
+    if (!fileIdentity(path)) return nullptr;
+    return std::make_shared<PlatformError>(PlatformError::Domain::file, 0,
+                                           "cannot remove '" + path.string() + "'");
+}
+
 ErrorRef setAside(const std::filesystem::path& damaged, const std::filesystem::path& queue) {
     return moveAway(damaged, stamped(queue, ".unreadable-"), " and was set aside as");
 }
@@ -77,6 +90,10 @@ ErrorRef putBy(const std::filesystem::path& unread, const std::filesystem::path&
                const Error& cause) {
     return moveAway(unread, stamped(queue, unreadSuffix),
                     " for now (" + cause.description() + ") and waits for the next start as");
+}
+
+ErrorRef handOver(const std::filesystem::path& list, const std::filesystem::path& queue) {
+    return renameFile(list, stamped(queue, unreadSuffix));
 }
 
 }  // namespace zentara

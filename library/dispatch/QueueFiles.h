@@ -30,6 +30,12 @@ StoredEvents readEvents(const std::filesystem::path& path);
 /// What follows the name of a queue in the names of files that could not be read in time.
 inline constexpr std::string_view unreadSuffix = ".unread-";
 
+/// The failure of a write that would make a file too large to be read again.
+[[nodiscard]] ErrorRef tooLarge();
+
+/// Null when there is no such file any more.
+[[nodiscard]] ErrorRef removeQueueFile(const std::filesystem::path& path);
+
 /// Moves a damaged file of the queue to a name of its own, which nobody reads, and says so on
 /// standard error. Null on success.
 [[nodiscard]] ErrorRef setAside(const std::filesystem::path& damaged,
@@ -39,5 +45,9 @@ inline constexpr std::string_view unreadSuffix = ".unread-";
 /// later start takes it in, and says so on standard error. Null on success.
 [[nodiscard]] ErrorRef putBy(const std::filesystem::path& unread,
                              const std::filesystem::path& queue, const Error& cause);
+
+/// Moves the list of another queue to a name under which `queue` takes it in.
+[[nodiscard]] ErrorRef handOver(const std::filesystem::path& list,
+                                const std::filesystem::path& queue);
 
 }  // namespace zentara

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
-#include <limits>
 #include <system_error>
 #include <vector>
 
@@ -30,26 +29,13 @@ std::vector<std::filesystem::path> filesPutBy(const std::filesystem::path& queue
     return found;
 }
 
-/// Puts events that are somewhere else into a queue and waits until they are on the device, as they
-/// are about to be nowhere else.
-bool isTakenIn(std::span<const InternalEvent> events, EventsRepository& queue,
-               const std::filesystem::path& queueFile) {
+/// Waits until the list is on the device.
+ErrorRef flush(const std::filesystem::path& queueFile) {
     File file;
-    return !queue.restore(events) && !File::open(queueFile, file) && !file.synchronise() &&
-           !synchroniseFolder(queueFile.parent_path());
-}
-
-void takeInFilesPutBy(EventsRepository& queue, const std::filesystem::path& queueFile) {
-    for (const auto& leftover : filesPutBy(queueFile)) {
-        const auto stored = readEvents(leftover);
-        if (stored.state == StoredEvents::State::damaged) {
-            static_cast<void>(setAside(leftover, queueFile));
-        } else if (stored.state == StoredEvents::State::missing ||
-                   (stored.state == StoredEvents::State::list &&
-                    isTakenIn(stored.decoded.events, queue, queueFile))) {
-            removeFile(leftover);
-        }
-    }
+    auto error = File::open(queueFile, file);
+    if (!error) error = file.synchronise();
+    if (!error) error = synchroniseFolder(queueFile.parent_path());
+    return error;
 }
 
 }  // namespace
@@ -65,32 +51,50 @@ std::unique_ptr<EventsRepository> openQueue(const std::string& name, const Queue
     }
     auto queue = std::make_unique<EventsRepository>(options.maxEvents, std::move(storage), counts,
                                                     std::move(underWay));
-    takeInFilesPutBy(*queue, documentsFile(name));
+    takeInFilesPutBy(*queue, name);
     return queue;
 }
 
-bool takeInQueue(const std::string& from, EventsRepository& to, const std::string& toName) {
+void takeInFilesPutBy(EventsRepository& queue, const std::string& name) {
+    using State = StoredEvents::State;
+    const auto queueFile = documentsFile(name);
+    for (const auto& leftover : filesPutBy(queueFile)) {
+        const auto stored = readEvents(leftover);
+        if (stored.state == State::damaged) static_cast<void>(setAside(leftover, queueFile));
+        if (stored.state == State::missing) removeFile(leftover);
+        if (stored.state != State::list) continue;
+        // Undone if the file stays, as the next start would repeat what is delivered until then.
+        static_cast<void>(queue.restore(stored.decoded.events, [&] {
+            auto error = flush(queueFile);
+            return error ? error : removeQueueFile(leftover);
+        }));
+    }
+}
+
+bool handOverQueue(const std::string& from, const std::string& to) {
+    using State = StoredEvents::State;
     const auto file = documentsFile(from);
     Ledger::Queue counts;
     QueueOptions options;
     options.scheduler = [](std::chrono::steady_clock::duration, const std::function<void()>&) {
     };
-    const auto queue = openQueue(from, options, counts);
-    const auto events = queue->take(std::numeric_limits<std::int64_t>::max());
-    if (!events.empty()) {
-        // Until they are settled they are in the old queue's files.
-        if (!isTakenIn(events, to, documentsFile(toName))) return false;
-        queue->settle(events);
+    std::int64_t waiting = 0;
+    {
+        // Brings all that is left of it into the list.
+        const auto queue = openQueue(from, options, counts);
+        waiting = counts.waiting;
     }
-    const auto left = readEvents(file);
-    const bool isEmpty = left.state == StoredEvents::State::missing ||
-                         (left.state == StoredEvents::State::list && left.decoded.events.empty());
-    if (!isEmpty || !filesPutBy(file).empty()) return false;
+    const auto list = readEvents(file);
+    const auto underWay = sibling(file, ".", ".under-way");
+    const bool isList = list.state == State::list || (list.state == State::missing && waiting == 0);
+    if (!isList || readEvents(underWay).state != State::missing || !filesPutBy(file).empty())
+        return false;
+    const bool isEmpty = list.decoded.events.empty();
+    if (!isEmpty && flush(file)) return false;
     // The checkpoint first: without the list it would be taken for it.
-    for (const auto* const suffix : {".checkpoint", ".checkpoint-spare", ".spare"})
+    for (const auto* const suffix : {".checkpoint", ".checkpoint-spare", ".spare", ".under-way"})
         removeFile(sibling(file, ".", suffix));
-    removeFile(file);
-    return true;
+    return (isEmpty ? removeQueueFile(file) : handOver(file, documentsFile(to))) == nullptr;
 }
 
 }  // namespace zentara

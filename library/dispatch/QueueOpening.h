@@ -31,10 +31,15 @@ struct QueueOptions {
                                                           const QueueOptions& options,
                                                           Ledger::Queue& counts);
 
-/// Moves all events of the queue named `from`, which nobody uses, to the front of the queue `to`,
-/// whose name is `toName`, and removes its files. A kill in between loses and repeats nothing.
-/// False when something of it is left.
-[[nodiscard]] bool takeInQueue(const std::string& from, EventsRepository& to,
-                               const std::string& toName);
+/// Takes the lists that were put by for the queue of that name, or handed over to it, to its front.
+/// A list goes when its events are on the device in the queue's own; where it cannot go, they are
+/// left to a later start.
+void takeInFilesPutBy(EventsRepository& queue, const std::string& name);
+
+/// Moves the list of the queue named `from`, which nothing uses, into the folder of the queue named
+/// `to`, for `takeInFilesPutBy`, and removes the other files of `from`. At each moment an event is
+/// in one of the two folders only, so a kill in between loses nothing, and repeats nothing even if
+/// both queues are opened at once after it. False when something of `from` is left.
+[[nodiscard]] bool handOverQueue(const std::string& from, const std::string& to);
 
 }  // namespace zentara

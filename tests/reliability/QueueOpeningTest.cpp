@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
@@ -158,39 +159,73 @@ TEST_F(QueueOpeningTest, UnreadFilesKeepOrderDamagedSetAside) {
     EXPECT_EQ(namesIn(host_.documents()).size(), 3U) << "the list, its spare, the damaged one";
 }
 
-TEST_F(QueueOpeningTest, WhatEndedProcessesLeftIsTakenInOnce) {
-    const auto folder = host_.file("process-2");
-    writeTo(folder / "queue", fileOf(sampleEvents(2, 2)));
-    writeTo(folder / ".queue.under-way", fileOf(sampleEvents(1, 2)));
-    writeTo(folder / ".queue.checkpoint", fileOf(sampleEvents(1, 9)));
-    writeTo(folder / "token", "[]");
-    writeTo(host_.file("process-3") / ".queue.checkpoint", fileOf(sampleEvents(4, 2)));
-    writeTo(host_.file("process-4") / "queue", "damaged");
-    writeTo(host_.file("process-4") / ".queue.checkpoint", "damaged");
-    writeTo(host_.file("queue"), fileOf(sampleEvents(6, 1)));
-    const auto left = host_.file("left");
-    std::filesystem::copy(folder, left);
-
-    const auto takeIn = [&](EventsRepository& queue) {
-        takeInProcessFolders({{"queue", queue}}, "token");
+TEST_F(QueueOpeningTest, RestoreRemovesItsSourceOrIsUndone) {
+    const std::pair<DiskFault, bool> cases[] = {
+        {{{DiskCall::flushFolder}, EBADF}, true}, {{{DiskCall::flushFolder}, EINVAL}, true},
+        {{{DiskCall::flush}, EROFS}, true},       {{{DiskCall::flush}, EBADF}, false},
+        {{{DiskCall::flushFolder}, EIO}, false},  {{{DiskCall::remove}, EPERM, 1, "unread"}, false},
     };
+    for (const auto& [fault, isTakenIn] : cases) {
+        std::filesystem::remove_all(host_.documents());
+        writeTo(host_.file("queue"), fileOf(sampleEvents(3, 1)));
+        writeTo(host_.file("queue.unread-10"), fileOf(sampleEvents(1, 2)));
+        counts_.restored = 0;
+        disk_.fail({fault});
+        const auto queue = open();
+        disk_.fail({});
+        EXPECT_EQ(counts_.restored, isTakenIn ? 3 : 1) << fault.error;
+        EXPECT_EQ(queue->take(8000).size(), isTakenIn ? 3U : 1U) << fault.error;
+        EXPECT_EQ(putBy().empty(), isTakenIn) << fault.error;
+    }
+}
+
+TEST_F(QueueOpeningTest, KilledMoveLeavesEachEventInOneFolder) {
+    const std::vector<std::string> folders{"process-2/", "process-3/", "process-4/"};
+    writeTo(host_.file("process-2/queue"), fileOf(sampleEvents(2, 2)));
+    writeTo(host_.file("process-2/.queue.under-way"), fileOf(sampleEvents(1, 2)));
+    writeTo(host_.file("process-2/.queue.checkpoint"), fileOf(sampleEvents(1, 9)));
+    writeTo(host_.file("process-2/token"), "[]");
+    writeTo(host_.file("process-3/.queue.checkpoint"), fileOf(sampleEvents(4, 2)));
+    writeTo(host_.file("process-4/queue"), "damaged");
+    writeTo(host_.file("process-4/.queue.checkpoint"), "damaged");
+    writeTo(host_.file("queue"), fileOf(sampleEvents(6, 1)));
     writeTo(host_.file(".queue.spare") / "in-the-way", "");
-    takeIn(*open());
-    EXPECT_EQ(counts_.restored, 0);
+
+    std::vector<std::filesystem::path> moments;
+    bool isCopying = false;
+    const auto takeIn = [&] {
+        disk_.watch([&](const DiskStep&) {
+            if (std::exchange(isCopying, true)) return;
+            moments.push_back(host_.documents().parent_path() / std::to_string(moments.size()));
+            std::filesystem::copy(host_.documents(), moments.back(),
+                                  std::filesystem::copy_options::recursive);
+            isCopying = false;
+        });
+        takeInProcessFolders({{"queue", *open()}}, "token");
+        disk_.watch(nullptr);
+    };
+    takeIn();
+    EXPECT_EQ(counts_.restored, 0) << "they cannot be saved";
     std::filesystem::remove_all(host_.file(".queue.spare"));
-    const auto queue = open();
-    takeIn(*queue);
+    takeIn();
     EXPECT_EQ(numbersOf(decodeEvents(contentsOf(host_.file("queue"))).events),
-              (Numbers{4, 5, 1, 2, 3, 6}));
-    EXPECT_FALSE(std::filesystem::exists(folder));
+              (Numbers{1, 2, 3, 4, 5, 6}));
+    EXPECT_FALSE(std::filesystem::exists(host_.file("process-2")));
     EXPECT_FALSE(std::filesystem::exists(host_.file("process-3")));
     EXPECT_EQ(namesIn(host_.file("process-4")).size(), 2U) << "kept for a person";
 
-    // Killed before anything of it was removed.
-    std::filesystem::rename(left, folder);
-    takeIn(*queue);
-    EXPECT_EQ(queue->take(100).size(), 6U);
-    EXPECT_FALSE(std::filesystem::exists(folder));
+    // Opened at once, as by processes that start together.
+    for (const auto& moment : moments) {
+        HostApplication::setDocumentsDirectory(moment);
+        std::filesystem::remove_all(moment / ".queue.spare");
+        auto found = waiting();
+        for (const auto& folder : folders) {
+            for (const auto number : numbersOf(open(folder + "queue")->take(8000)))
+                found.push_back(number);
+        }
+        std::sort(found.begin(), found.end());
+        EXPECT_EQ(found, (Numbers{1, 2, 3, 4, 5, 6})) << moment;
+    }
 }
 
 }  // namespace
