@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "dispatch/QueueFiles.h"
 #include "platform/PlatformError.h"
 
 namespace zentara {
@@ -17,11 +18,6 @@ namespace {
 ErrorRef notEncodable() {
     return std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
                                            "JSON cannot hold one of the events");
-}
-
-ErrorRef tooLarge() {
-    return std::make_shared<PlatformError>(PlatformError::Domain::file, 0,
-                                           "the list is larger than a file may be");
 }
 
 std::uint64_t sizeOf(std::span<const std::string_view> parts) {

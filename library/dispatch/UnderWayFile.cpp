@@ -1,5 +1,6 @@
 #include "dispatch/UnderWayFile.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -24,21 +25,22 @@ ErrorRef UnderWayFile::save(std::span<const InternalEvent> events) {
 
 ErrorRef UnderWayFile::write(std::span<const InternalEvent> events) {
     if (inTheWay_) return inTheWay_;
-    if (events.empty()) {
-        removeFile(path_);
-        if (!fileIdentity(path_)) return nullptr;
-        return std::make_shared<PlatformError>(PlatformError::Domain::file, 0,
-                                               "cannot remove the file");
-    }
-    std::string text = "[";
+    if (events.empty()) return removeQueueFile(path_);
+    std::uint64_t size = 1 + events.size();
     for (const auto& event : events) {
         const auto json = event.jsonText();
         if (!json) {
             return std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
                                                    "JSON cannot hold one of the events");
         }
-        if (text.size() > 1) text += ',';
-        text += *json;
+        size += json->size();
+    }
+    if (size > maximumFileSize) return tooLarge();
+    std::string text;
+    text.reserve(size);
+    for (const auto& event : events) {
+        text += text.empty() ? '[' : ',';
+        text += event.text().json;
     }
     text += ']';
     return writeFileAtomically(path_, text);

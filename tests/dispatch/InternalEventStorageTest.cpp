@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 
+#include "dispatch/UnderWayFile.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
@@ -249,6 +250,20 @@ TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
     EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), file());
     ASSERT_EQ(store.save(list), nullptr);
     EXPECT_EQ(scheduler_.waiting(), 0U) << "nothing changed, nothing to flush";
+}
+
+TEST_F(InternalEventStorageTest, NoFileIsMadeTooLargeToBeRead) {
+    auto store = storage();
+    EventList list(sampleEvents(1, 1));
+    ASSERT_EQ(store.save(list), nullptr);
+    const auto large = sampleEvent(2, {}, {{"text", std::string(1'000'000, 'x')}});
+    while (list.size() < 540)
+        list.append(large);
+    for (const auto& error : {store.save(list), UnderWayFile("queue").save(list.events())}) {
+        ASSERT_NE(error, nullptr);
+        EXPECT_EQ(error->description(), "the file would be larger than 512 MiB");
+    }
+    EXPECT_EQ(file(), fileOf(sampleEvents(1, 1)));
 }
 
 TEST_F(InternalEventStorageTest, WhateverIsInThePlaceOfTheFileIsSetAsideWhole) {
