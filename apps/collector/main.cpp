@@ -1,16 +1,17 @@
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <zentara/HostApplication.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "collector/Faults.h"
 #include "collector/Front.h"
@@ -61,12 +62,8 @@ void raiseDescriptorLimit() {
 
 std::filesystem::path dataFolder(const Options& options) {
     if (!options.data.empty()) return options.data;
-    const char* data = std::getenv("XDG_DATA_HOME");
-    if (data != nullptr && *data == '/') return std::filesystem::path(data) / "zentara-collector";
-    const char* home = std::getenv("HOME");
-    if (home != nullptr && *home == '/') {
-        return std::filesystem::path(home) / ".local/share/zentara-collector";
-    }
+    zentara::HostApplication::setBundleIdentifier("zentara-collector");
+    if (auto folder = zentara::HostApplication::documentsDirectory()) return *std::move(folder);
     throw std::runtime_error(
         "there is no home directory to keep the certificate authority in; name a folder with "
         "--data, or serve HTTP only with --no-https");
