@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/json/serialize.hpp>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -66,8 +67,9 @@ class Run {
         auto& event = std::get<EventLine>(read);
         for (const auto& name : event.unknownMembers) {
             if (!unknownMembers_.insert(name).second) continue;
-            std::cerr << "line " << line.number << ": \"" << name
-                      << "\" is no member of an event and is left out, here and further on\n";
+            // As JSON, since a name may hold what commands a terminal.
+            std::cerr << "line " << line.number << ": " << boost::json::serialize(name)
+                      << " is no member of an event and is left out, here and further on\n";
         }
         const std::string schema = event.schema();
         note(line.number, schema, sender_.send(std::move(event)));
