@@ -47,11 +47,18 @@ void failEachAllocation(const std::function<bool()>& attempt) {
 
 }  // namespace
 
-// The other forms call these.
+#ifdef ZENTARA_ALLOCATIONS_CAN_FAIL
 void* operator new(std::size_t size) {
     const bool isToFail = --successes < 0 && --failures >= 0;
     if (void* const memory = isToFail ? nullptr : std::malloc(size)) return memory;
     throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
@@ -59,6 +66,7 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
+#endif
 
 namespace zentara {
 namespace {
