@@ -8,7 +8,8 @@ execute_process(COMMAND "${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${PREF
 # The headers: each can be reached as <zentara/Name.h>, and what it includes can be, too.
 file(GLOB_RECURSE headers RELATIVE "${PREFIX}/include" "${PREFIX}/include/*")
 # What an Objective-C compiler must find in place of the system's own; not for applications.
-list(FILTER headers EXCLUDE REGEX "^zentara/gnustep/(objc/(blocks_runtime|objc)\\.h|gcc/objc.*)$|/module.modulemap$")
+list(FILTER headers EXCLUDE REGEX
+    "^zentara/gnustep/(objc/(blocks_runtime|objc)\\.h|gcc/objc.*)$|/module.modulemap$")
 foreach(header IN LISTS headers)
     if(NOT header MATCHES "^zentara/[A-Za-z]+\\.h$")
         message(SEND_ERROR "not a public header: ${header}")
