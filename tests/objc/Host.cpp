@@ -22,7 +22,7 @@ std::unique_ptr<CollectorProcess> collectorProcess;
 auto& kept = *new std::shared_ptr<ZentaraClient>;
 
 void useServer(const std::string& url) {
-    // The port is reserved and nobody listens on it.
+    // The port is reserved; nothing listens on it.
     const std::string nowhere = "http://127.0.0.1:1";
     ZentaraEndpoints::use({nowhere, url, nowhere, url, ""});
 }

@@ -9,7 +9,7 @@
 extern "C" {
 #endif
 
-/// Gives this process directories of its own, and endpoints at which nobody listens.
+/// Gives this process directories of its own, and endpoints at which nothing listens.
 void beginHost(void);
 
 /// Tenant, environment and advertising id of the settings.

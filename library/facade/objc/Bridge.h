@@ -15,7 +15,7 @@
 #define ZENTARA_NOEXCEPT
 #endif
 
-/// UTF-8 that somebody else owns; no text at all when `bytes` is null.
+/// UTF-8 that is owned elsewhere; no text at all when `bytes` is null.
 typedef struct ZentaraText {
     const char* bytes;
     size_t length;

@@ -13,7 +13,8 @@
 using namespace zentara;
 
 struct ZentaraClientHandle {
-    /// Owns nothing but the client itself: whoever shares it may own more, this reference included.
+    /// Owns nothing but the client itself; the shared pointer may own more, this reference
+    /// included.
     std::shared_ptr<ZentaraClient> client;
 };
 

@@ -33,7 +33,7 @@ ZENTARA_BRIDGE const void* zentaraClientIdentity(const ZentaraClientHandle* clie
 ZENTARA_BRIDGE ZentaraClientHandle* zentaraSharedClient(void) ZENTARA_NOEXCEPT;
 
 /// Shares `client`, which may be null. `keeper` is released when the client is no longer shared
-/// and all who got it from there have let go of it.
+/// and all references that were taken from there are gone.
 ZENTARA_BRIDGE void zentaraSetSharedClient(const ZentaraClientHandle* client,
                                            ZentaraHeld keeper) ZENTARA_NOEXCEPT;
 

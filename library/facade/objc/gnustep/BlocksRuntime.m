@@ -43,7 +43,7 @@ typedef struct Block {
 
 /// A variable marked __block. It moves to the heap with the first block that does.
 typedef struct SharedVariable {
-    intptr_t references;  // of a variable on the heap; would be a class, which nobody looks for
+    intptr_t references;  // of a variable on the heap; would be a class, which is never read
     struct SharedVariable *forwarding;
     int flags;
     int size;
