@@ -184,7 +184,9 @@ ZentaraClientErrorRef ZentaraClientAccess::refuse(const ZentaraClient& client,
     }
     ++Ledger::shared().refusedNotEncodable;
     if (client.implementation_->validates()) return std::make_shared<EventNotQueuedError>();
-    return std::make_shared<ZentaraClientNotReady>("Event not queued: " + schemaId + ".");
+    const auto detail = "Event not queued: " + schemaId + ".";
+    printDiagnostic(detail);
+    return std::make_shared<ZentaraClientNotReady>(detail);
 }
 
 void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder) {
