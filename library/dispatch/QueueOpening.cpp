@@ -92,7 +92,8 @@ bool handOverQueue(const std::string& from, const std::string& to) {
     const bool isEmpty = list.decoded.events.empty();
     if (!isEmpty && flush(file)) return false;
     // The checkpoint first: without the list it would be taken for it.
-    for (const auto* const suffix : {".checkpoint", ".checkpoint-spare", ".spare", ".under-way"})
+    for (const auto* const suffix :
+         {".checkpoint", ".checkpoint-spare", ".spare", ".under-way", ".boot"})
         removeFile(sibling(file, ".", suffix));
     return (isEmpty ? removeQueueFile(file) : handOver(file, documentsFile(to))) == nullptr;
 }
