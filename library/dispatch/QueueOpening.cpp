@@ -11,6 +11,7 @@
 #include "dispatch/QueueFiles.h"
 #include "dispatch/UnderWayFile.h"
 #include "platform/File.h"
+#include "support/FailureReporter.h"
 
 namespace zentara {
 
@@ -38,6 +39,11 @@ ErrorRef flush(const std::filesystem::path& queueFile) {
     return error;
 }
 
+/// Says why something stays where it is until the next start.
+void report(const std::filesystem::path& left, const ErrorRef& error) {
+    FailureReporter(Component::storage, left.filename().string()).report(error);
+}
+
 }  // namespace
 
 std::unique_ptr<EventsRepository> openQueue(const std::string& name, const QueueOptions& options,
@@ -60,11 +66,12 @@ void takeInFilesPutBy(EventsRepository& queue, const std::string& name) {
     const auto queueFile = documentsFile(name);
     for (const auto& leftover : filesPutBy(queueFile)) {
         const auto stored = readEvents(leftover);
+        if (stored.state == State::unread) report(leftover, stored.decoded.error);
         if (stored.state == State::damaged) static_cast<void>(setAside(leftover, queueFile));
         if (stored.state == State::missing) removeFile(leftover);
         if (stored.state != State::list) continue;
         // Undone if the file stays, as the next start would repeat what is delivered until then.
-        static_cast<void>(queue.restore(stored.decoded.events, [&] {
+        report(leftover, queue.restore(stored.decoded.events, [&] {
             auto error = flush(queueFile);
             return error ? error : removeQueueFile(leftover);
         }));
@@ -90,12 +97,16 @@ bool handOverQueue(const std::string& from, const std::string& to) {
     if (!isList || readEvents(underWay).state != State::missing || !filesPutBy(file).empty())
         return false;
     const bool isEmpty = list.decoded.events.empty();
-    if (!isEmpty && flush(file)) return false;
-    // The checkpoint first: without the list it would be taken for it.
-    for (const auto* const suffix :
-         {".checkpoint", ".checkpoint-spare", ".spare", ".under-way", ".boot"})
-        removeFile(sibling(file, ".", suffix));
-    return (isEmpty ? removeQueueFile(file) : handOver(file, documentsFile(to))) == nullptr;
+    auto error = isEmpty ? nullptr : flush(file);
+    if (!error) {
+        // The checkpoint first: without the list it would be taken for it.
+        for (const auto* const suffix :
+             {".checkpoint", ".checkpoint-spare", ".spare", ".under-way"})
+            removeFile(sibling(file, ".", suffix));
+        error = isEmpty ? removeQueueFile(file) : handOver(file, documentsFile(to));
+    }
+    report(file, error);
+    return !error;
 }
 
 }  // namespace zentara

@@ -67,6 +67,7 @@ TEST_F(ZentaraIDManagerTest, FetchesStoresAndRenewsTheAnonymousToken) {
     std::filesystem::create_directories(host_.file(".token.new"));
     answer(R"({"qvn_uid":"t2","qvn_uid_public":"p2","hsid":"h2"})");
     EXPECT_EQ(fetch(*manager), "h2");
+    EXPECT_TRUE(isFailing(Component::storage));
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t2;hsid=h2;");
     EXPECT_EQ(contentsOf(host_.file("token")),
               R"([{"type":"qvn_uid","value":"t1","publicValue":"p1"}])");
@@ -91,9 +92,13 @@ TEST_F(ZentaraIDManagerTest, AFailedFetchReportsAnEmptySession) {
     EXPECT_EQ(fetch(*manager), "");
     answer("[]");
     EXPECT_EQ(fetch(*manager), "") << "not an object";
+    answer(R"({"qvn_uid_public":"p3","hsid":"h3"})");
+    EXPECT_EQ(fetch(*manager), "h3");
+    EXPECT_EQ(lastFailure(Component::identity).text,
+              "request to 'localhost' failed: the answer holds no anonymous token");
     ClientSettingsAccess::setCurrent(nullptr);
     EXPECT_EQ(fetch(*manager), "");
-    EXPECT_EQ(server_.requests().size(), 2U) << "without settings there is none";
+    EXPECT_EQ(server_.requests().size(), 3U) << "without settings there is none";
 }
 
 TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {

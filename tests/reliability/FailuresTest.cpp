@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include <zentara/ZentaraClient.h>
-#include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/QueueOpening.h"
 #include "dispatch/UnderWayFile.h"
 #include "support/FailureReporter.h"
 #include "support/FaultyDisk.h"
@@ -220,6 +220,27 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
                                        storage + "recovered",
                                        storage + ".queue.checkpoint: cannot flush: " + broken,
                                        storage + "recovered"));
+    }
+}
+
+TEST_F(FailuresTest, EventsThatStayBehindArePrinted) {
+    const auto left = host_.file("queue.unread-1").string();
+    const std::pair<DiskFault, std::string> cases[] = {
+        {{{DiskCall::openToRead}, EIO, 1, "unread-1"}, "queue.unread-1: cannot open '" + left},
+        {{{DiskCall::flush}, EIO}, "queue.unread-1: cannot flush"},
+    };
+    for (const auto& [fault, text] : cases) {
+        std::filesystem::remove_all(host_.documents());
+        std::filesystem::create_directories(host_.documents());
+        writeTo(left, fileOf(sampleEvents(1, 2)));
+        FaultyDisk disk(host_.documents());
+        disk.fail({fault});
+        QueueOptions options{.maxEvents = 9, .scheduler = [](auto, auto) {
+                             }};
+        Ledger::Queue counts;
+        EXPECT_THAT(linesDuring([&] { static_cast<void>(openQueue("queue", options, counts)); }),
+                    ElementsAre(StartsWith("ZentaraClient: storage: " + text)));
+        EXPECT_TRUE(std::filesystem::exists(left));
     }
 }
 

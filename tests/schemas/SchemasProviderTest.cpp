@@ -53,8 +53,10 @@ TEST_F(SchemasProviderTest, FetchesUntilThereIsATable) {
         EXPECT_EQ(reportAfter(body, index++), failed) << body;
     EXPECT_EQ(provider->schema("ab", "1"), nullptr);
     EXPECT_TRUE(ticker_.isRunning());
+    EXPECT_TRUE(isFailing(Component::schemas));
 
     EXPECT_EQ(reportAfter(R"({"ab-1":{"type":"object"},"text-1":"no schema"})", index), "ready");
+    EXPECT_FALSE(isFailing(Component::schemas));
     const auto document = provider->schema("ab", "1");
     ASSERT_NE(document, nullptr);
     EXPECT_EQ(*document, (JSONObject{{"type", "object"}}));
