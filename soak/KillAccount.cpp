@@ -69,7 +69,7 @@ void KillAccount::readFiles(const std::filesystem::path& folder) {
     std::set<std::int64_t> heldBack;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         const auto name = entry.path().filename().string();
-        if (!entry.is_regular_file() || name.ends_with("lock")) continue;
+        if (!entry.is_regular_file() || name.ends_with("lock") || name.ends_with(".boot")) continue;
         boost::json::error_code error;
         const auto value = boost::json::parse(test::contentsOf(entry.path()), error);
         if (name.ends_with("spare") || name.ends_with(".new")) {

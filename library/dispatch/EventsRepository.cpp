@@ -89,6 +89,7 @@ void EventsRepository::saveUnderWay() {
     if (!underWay_) return;
     auto all = returned_;
     all.insert(all.end(), taken_.begin(), taken_.end());
+    storage_->setInFlight(all);
     // Failing it, a batch may be lost with the process; failing to send would not be better.
     isUnderWaySaved_ = underWay_->save(all) == nullptr;
 }

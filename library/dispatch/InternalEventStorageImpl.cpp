@@ -6,12 +6,17 @@
 #include <new>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include "dispatch/QueueFiles.h"
 #include "dispatch/SwappedFile.h"
 #include "model/EventDecoder.h"
+#include "platform/BootIdentity.h"
 #include "platform/File.h"
 #include "platform/GlobalQueue.h"
 #include "platform/PlatformError.h"
@@ -26,6 +31,10 @@ using Clock = std::chrono::steady_clock;
 
 /// Appends follow each other closely; the spare is put right when they pause.
 constexpr Clock::duration sparePreparationDelay = std::chrono::milliseconds(50);
+
+ErrorRef noMemory(const char* description) {
+    return std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM, description);
+}
 
 /// How many events have left the front of `older`, when nothing else but appending has happened to
 /// it since; otherwise all of them.
@@ -43,6 +52,60 @@ std::size_t leftFront(std::span<const InternalEvent> older, std::span<const Inte
     return isKept ? older.size() - kept.size() : older.size();
 }
 
+/// The events of `flushed` that `list` lacks, if `list` can have come from `flushed` by taking,
+/// putting back and appending: it has the end of it or nothing of it, each event once and as it
+/// was, and new ones behind. Nothing if it is a mixture of two lists.
+std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent> list,
+                                                  std::span<const InternalEvent> flushed) {
+    const auto nameOf = [](const InternalEvent& event) {
+        const auto uuid = event.actionUUIDText();
+        return uuid.empty() ? event.text().json : uuid;
+    };
+    std::unordered_map<std::string_view, std::string_view> texts;
+    for (const auto& event : flushed)
+        texts.emplace(nameOf(event), event.text().json);
+    std::unordered_set<std::string_view> names;
+    bool isAnyFlushed = false;
+    bool isAnyNew = false;
+    for (const auto& event : list) {
+        const auto name = nameOf(event);
+        if (!names.insert(name).second) return std::nullopt;
+        const auto text = texts.find(name);
+        if (text == texts.end()) {
+            isAnyNew = true;
+        } else if (isAnyNew || text->second != event.text().json) {
+            return std::nullopt;
+        } else {
+            isAnyFlushed = true;
+        }
+    }
+    if (isAnyFlushed && !names.contains(nameOf(flushed.back()))) return std::nullopt;
+    std::vector<InternalEvent> others;
+    for (const auto& event : flushed) {
+        if (!names.contains(nameOf(event))) others.push_back(event);
+    }
+    return others;
+}
+
+/// Gives a list that a loss of power may have left what it lacks of the checkpoint, or takes it for
+/// damaged. Whether it has changed.
+bool complete(StoredEvents& stored, std::span<const InternalEvent> flushed) {
+    auto& list = stored.decoded;
+    try {
+        const auto others = lacking(list.events, flushed);
+        if (!others) {
+            stored.state = StoredEvents::State::damaged;
+            return false;
+        }
+        list.events.insert(list.events.begin(), others->begin(), others->end());
+        return !others->empty();
+    } catch (const std::bad_alloc&) {
+        stored = {StoredEvents::State::unread,
+                  {{}, noMemory("not enough memory to check the events")}};
+        return false;
+    }
+}
+
 }  // namespace
 
 /// What the storage and its background tasks share, so that a task may outlive the storage.
@@ -50,6 +113,7 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     Shared(const std::filesystem::path& file, std::chrono::duration<double> interval, Scheduler run)
         : path(file),
           checkpointPath(sibling(file, ".", ".checkpoint")),
+          bootPath(sibling(file, ".", ".boot")),
           checkpointInterval(std::chrono::duration_cast<Clock::duration>(interval)),
           scheduler(std::move(run)),
           current(file, sibling(file, ".", ".spare"), SwappedFile::Durability::process),
@@ -60,6 +124,7 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
 
     const std::filesystem::path path;
     const std::filesystem::path checkpointPath;
+    const std::filesystem::path bootPath;
     const Clock::duration checkpointInterval;
     const Scheduler scheduler;
 
@@ -72,6 +137,9 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     std::optional<DecodedEvents> recovered ZENTARA_GUARDED_BY(mutex);
     /// What moves away a file that is still there and cannot be read: saving would destroy it.
     std::function<ErrorRef()> clearTheWay ZENTARA_GUARDED_BY(mutex);
+    std::vector<InternalEvent> inFlight ZENTARA_GUARDED_BY(mutex);
+    /// Whether the checkpoint has events that the list did not have.
+    bool isInFlightFlushed ZENTARA_GUARDED_BY(mutex) = false;
     bool spareScheduled ZENTARA_GUARDED_BY(mutex) = false;
     bool checkpointScheduled ZENTARA_GUARDED_BY(mutex) = false;
     std::optional<Clock::time_point> lastCheckpoint ZENTARA_GUARDED_BY(mutex);
@@ -84,6 +152,8 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     FailureReporter checkpointFailures;  // likewise
 
     void recover() ZENTARA_REQUIRES(mutex);
+    [[nodiscard]] StoredEvents readCheckpoint() const;
+    void setInFlight(std::span<const InternalEvent> events) ZENTARA_REQUIRES(mutex);
     Loaded<InternalEvent> load() ZENTARA_REQUIRES(mutex);
     ErrorRef save(const EventList& events) ZENTARA_REQUIRES(mutex);
     void scheduleSpare() ZENTARA_REQUIRES(mutex);
@@ -93,36 +163,56 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
 
 void InternalEventStorageImpl::Shared::recover() {
     using State = StoredEvents::State;
+    const auto boot = bootIdentity();
+    const bool isSameBoot = boot.empty() || readFile(bootPath).bytes == boot;
     auto stored = readEvents(path);
-    if (stored.state == State::list) {
-        recovered = std::move(stored.decoded);
-        return;
+    StoredEvents flushed;
+    // It has events that were delivered since, so it is left alone without need.
+    if (stored.state != State::unread && !(stored.state == State::list && isSameBoot))
+        flushed = readCheckpoint();
+    bool isChanged = false;
+    std::string fault = "could not be read";
+    if (stored.state == State::list && flushed.state == State::list) {
+        isChanged = complete(stored, flushed.decoded.events);
+        fault = "has parts of two lists";
     }
     if (stored.state == State::unread) {
-        // Without the checkpoint, which has events that were delivered since.
         clearTheWay = [this, cause = stored.decoded.error] {
             return putBy(path, path, *cause);
         };
     } else if (stored.state == State::damaged) {
-        clearTheWay = [this] {
-            return setAside(path, path);
+        clearTheWay = [this, fault] {
+            return setAside(path, path, fault);
         };
     }
     if (clearTheWay) {
         if (clearTheWay()) return;
         clearTheWay = nullptr;
-        if (stored.state == State::unread) return;
     }
-    auto flushed = readEvents(checkpointPath);
-    if (flushed.state == State::damaged) static_cast<void>(setAside(checkpointPath, path));
-    if (flushed.state == State::unread) {
-        static_cast<void>(putBy(checkpointPath, path, *flushed.decoded.error));
+    if (stored.state == State::list) {
+        recovered = std::move(stored.decoded);
+    } else if (stored.state != State::unread && flushed.state == State::list) {
+        recovered = std::move(flushed.decoded);
+        isChanged = true;
     }
-    if (flushed.state != State::list) return;
     // A copy, which the next saves may overwrite: until there is a newer checkpoint, this one is
     // all that the next loss of power would leave. Without a copy the next save writes it all.
-    if (current.write(flushed.decoded.events, 0)) flushed.decoded.isCanonical = false;
-    recovered = std::move(flushed.decoded);
+    if (isChanged && current.write(recovered->events, 0)) {
+        recovered->isCanonical = false;
+        return;
+    }
+    // Failing it, the next start looks again. Not flushed, as a loss of power means another boot.
+    if (!isSameBoot) static_cast<void>(writeFileAtomically(bootPath, boot));
+}
+
+StoredEvents InternalEventStorageImpl::Shared::readCheckpoint() const {
+    auto flushed = readEvents(checkpointPath);
+    if (flushed.state == StoredEvents::State::damaged)
+        static_cast<void>(setAside(checkpointPath, path));
+    if (flushed.state == StoredEvents::State::unread) {
+        static_cast<void>(putBy(checkpointPath, path, *flushed.decoded.error));
+    }
+    return flushed;
 }
 
 Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
@@ -139,6 +229,9 @@ Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
         current.holds(saved.events());
         if (!saved.empty()) {
             scheduleSpare();
+            scheduleCheckpoint();
+        } else if (const auto old = fileState(checkpointPath); old && old->size > 2) {
+            // Its events were delivered, and would come back with the next boot.
             scheduleCheckpoint();
         }
     }
@@ -168,6 +261,11 @@ ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
     if (left > 0) scheduleSpare();
     scheduleCheckpoint();
     return nullptr;
+}
+
+void InternalEventStorageImpl::Shared::setInFlight(std::span<const InternalEvent> events) {
+    inFlight.assign(events.begin(), events.end());
+    if (isInFlightFlushed) scheduleCheckpoint();
 }
 
 void InternalEventStorageImpl::Shared::scheduleSpare() {
@@ -204,7 +302,16 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
             const MutexLock lock(mutex);
             checkpointScheduled = false;
             lastCheckpoint = Clock::now();
-            events.assign(saved.events().begin(), saved.events().end());
+            // The list alone would be the end of what was on the device until it was taken.
+            const auto list = saved.events();
+            for (const auto& event : inFlight) {
+                if (std::none_of(list.begin(), list.end(),
+                                 [&event](const auto& other) { return other.isCopyOf(event); })) {
+                    events.push_back(event);
+                }
+            }
+            isInFlightFlushed = !events.empty();
+            events.insert(events.end(), list.begin(), list.end());
             current.prepareSpare(saved.events());
             error = current.duplicate(files);
         }
@@ -216,8 +323,7 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
         if (!error) error = checkpoint.write(events, leftFront(checkpointed, events));
         if (!error) checkpointed = std::move(events);
     } catch (const std::bad_alloc&) {
-        error = std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM,
-                                                "not enough memory for the checkpoint");
+        error = noMemory("not enough memory for the checkpoint");
     }
     checkpointFailures.report(error);
     if (!error) return;
@@ -248,6 +354,11 @@ ErrorRef InternalEventStorageImpl::save(const EventList& events) {
     auto error = shared_->save(events);
     shared_->failures.report(error);
     return error;
+}
+
+void InternalEventStorageImpl::setInFlight(std::span<const InternalEvent> events) {
+    const MutexLock lock(shared_->mutex);
+    shared_->setInFlight(events);
 }
 
 Loaded<InternalEvent> InternalEventStorageImpl::load() {

@@ -30,7 +30,7 @@ ErrorRef moveAway(const std::filesystem::path& from, const std::filesystem::path
                   const std::string& story) {
     auto error = renameFile(from, to);
     if (!error) {
-        printWarning("ZentaraClient: '" + from.string() + "' could not be read" + story + " '" +
+        printWarning("ZentaraClient: '" + from.string() + "' " + story + " '" +
                      to.filename().string() + "'");
     } else if (const auto* failure = dynamic_cast<const PlatformError*>(error.get());
                failure != nullptr && failure->code() == ENOENT) {
@@ -82,14 +82,16 @@ ErrorRef removeQueueFile(const std::filesystem::path& path) {
                                            "cannot remove '" + path.string() + "'");
 }
 
-ErrorRef setAside(const std::filesystem::path& damaged, const std::filesystem::path& queue) {
-    return moveAway(damaged, stamped(queue, ".unreadable-"), " and was set aside as");
+ErrorRef setAside(const std::filesystem::path& damaged, const std::filesystem::path& queue,
+                  const std::string& fault) {
+    return moveAway(damaged, stamped(queue, ".unreadable-"), fault + " and was set aside as");
 }
 
 ErrorRef putBy(const std::filesystem::path& unread, const std::filesystem::path& queue,
                const Error& cause) {
-    return moveAway(unread, stamped(queue, unreadSuffix),
-                    " for now (" + cause.description() + ") and waits for the next start as");
+    return moveAway(
+        unread, stamped(queue, unreadSuffix),
+        "could not be read for now (" + cause.description() + ") and waits for the next start as");
 }
 
 ErrorRef handOver(const std::filesystem::path& list, const std::filesystem::path& queue) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 #include "model/EventDecoder.h"
@@ -36,10 +37,11 @@ inline constexpr std::string_view unreadSuffix = ".unread-";
 /// Null when there is no such file any more.
 [[nodiscard]] ErrorRef removeQueueFile(const std::filesystem::path& path);
 
-/// Moves a damaged file of the queue to a name of its own, which nobody reads, and says so on
-/// standard error. Null on success.
+/// Moves a damaged file of the queue to a name of its own, which nobody reads, and says so and what
+/// is wrong with it on standard error. Null on success.
 [[nodiscard]] ErrorRef setAside(const std::filesystem::path& damaged,
-                                const std::filesystem::path& queue);
+                                const std::filesystem::path& queue,
+                                const std::string& fault = "could not be read");
 
 /// Moves a file that could not be read for the moment, because of `cause`, to a name under which a
 /// later start takes it in, and says so on standard error. Null on success.

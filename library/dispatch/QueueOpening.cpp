@@ -101,7 +101,7 @@ bool handOverQueue(const std::string& from, const std::string& to) {
     if (!error) {
         // The checkpoint first: without the list it would be taken for it.
         for (const auto* const suffix :
-             {".checkpoint", ".checkpoint-spare", ".spare", ".under-way"})
+             {".checkpoint", ".checkpoint-spare", ".spare", ".under-way", ".boot"})
             removeFile(sibling(file, ".", suffix));
         error = isEmpty ? removeQueueFile(file) : handOver(file, documentsFile(to));
     }

@@ -40,6 +40,10 @@ class InternalEventStorage {
 
     [[nodiscard]] virtual ErrorRef save(const EventList& events) = 0;
     virtual Loaded<InternalEvent> load() = 0;
+
+    /// Tells which events have left the list, or are about to, and may come back to it. A store
+    /// that flushes lists flushes these with them.
+    virtual void setInFlight(std::span<const InternalEvent> events) { static_cast<void>(events); }
 };
 
 }  // namespace zentara

@@ -266,6 +266,31 @@ TEST_F(InternalEventStorageTest, NoFileIsMadeTooLargeToBeRead) {
     EXPECT_EQ(file(), fileOf(sampleEvents(1, 1)));
 }
 
+TEST_F(InternalEventStorageTest, CheckpointHasBatchesUntilTheyAreSettled) {
+    const auto checkpoint = [&] {
+        scheduler_.run();
+        return contentsOf(host_.file(".queue.checkpoint"));
+    };
+    {
+        auto store = storage();
+        store.recover();
+        EventList list(sampleEvents(1, 3));
+        ASSERT_EQ(store.save(list), nullptr);
+        store.setInFlight(list.takeFront(2));
+        list.append(sampleEvent(4));
+        ASSERT_EQ(store.save(list), nullptr);
+        EXPECT_EQ(checkpoint(), fileOf(sampleEvents(1, 4)));
+        store.setInFlight({});
+        EXPECT_EQ(checkpoint(), fileOf(sampleEvents(3, 2)));
+        ASSERT_EQ(store.save(EventList()), nullptr);
+    }
+    // The process ended before the next one.
+    auto next = storage();
+    next.recover();
+    EXPECT_TRUE(next.load().records.empty());
+    EXPECT_EQ(checkpoint(), "[]");
+}
+
 TEST_F(InternalEventStorageTest, WhateverIsInThePlaceOfTheFileIsSetAsideWhole) {
     std::filesystem::create_directories(host_.file("queue") / "in-the-way");
     auto store = storage();

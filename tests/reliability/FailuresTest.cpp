@@ -185,7 +185,9 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
         {{{{DiskCall::makeFolder}, EROFS}},
          "cannot make the folder '" + documents + "': Read-only file system"},
     };
-    for (const auto& [faults, text] : cases) {
+    for (const auto& [faults, message] : cases) {
+        const auto& trouble = faults;
+        const auto& text = message;
         SCOPED_TRACE(text);
         std::filesystem::remove_all(documents);
         FaultyDisk disk(documents);
@@ -200,7 +202,7 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
             return saved && kept;
         };
         const auto lines = linesDuring([&] {
-            disk.fail(faults);
+            disk.fail(trouble);
             EXPECT_FALSE(saveAll());
             EXPECT_FALSE(saveAll());
             disk.fail({});

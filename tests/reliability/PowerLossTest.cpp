@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <deque>
+#include <iterator>
 #include <map>
 #include <set>
 
-#include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/QueueOpening.h"
 #include "model/EventDecoder.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
@@ -105,8 +106,11 @@ class Device {
 
         [[nodiscard]] std::set<std::optional<std::string>> outcomes(const std::string& name) const {
             if (isFlushed) return {versions.back()};
-            // Nobody looks into a spare.
+            // The system starts anew, and the queue looks neither into a spare nor into a new file.
+            if (name.ends_with("boot") || name.ends_with("new")) return {std::nullopt};
             if (name.ends_with("spare")) return {std::nullopt, versions.back()};
+            // It is written once.
+            if (name.ends_with("under-way")) return {std::nullopt, versions.back()};
             auto all = remnantsOf(versions.back());
             all.insert(versions.begin(), versions.end());
             return all;
@@ -119,12 +123,35 @@ class Device {
     std::vector<std::map<std::string, std::size_t>> names_{{}};  // since the folder was flushed
 };
 
+using Numbers = std::set<std::int64_t>;
+
+/// A queue of the next process, which gives its background work to `scheduler`.
+std::unique_ptr<EventsRepository> open(
+    Ledger::Queue& counts, InternalEventStorageImpl::Scheduler scheduler = [](auto, auto) {}) {
+    QueueOptions options{8000, 10};
+    options.scheduler = std::move(scheduler);
+    return openQueue("queue", options, counts);
+}
+
+/// What a new process finds is each event once, as it was, and all of `wanted`.
+void expectEventsBack(const std::vector<InternalEvent>& events, const Numbers& wanted,
+                      const std::string& left) {
+    const auto numbers = numbersOf(events);
+    const Numbers found(numbers.begin(), numbers.end());
+    ASSERT_EQ(found.size(), numbers.size()) << left << "gives " << shown(fileOf(events));
+    for (const auto& event : events)
+        ASSERT_EQ(event.jsonText(), sampleEvent(event.fields().zentaraActionSequence).jsonText())
+            << left;
+    ASSERT_TRUE(std::includes(found.begin(), found.end(), wanted.begin(), wanted.end()))
+        << left << "must bring back " << testing::PrintToString(wanted) << " but gives "
+        << shown(fileOf(events));
+}
+
 /// One history of a queue, and all that a loss of power at any moment of it can leave.
 class History {
   public:
-    /// The queue begins with these files. `lists` are those that a loss of power right now may
-    /// bring back.
-    History(const Files& files, std::vector<std::string> lists) : lists_(std::move(lists)) {
+    /// The queue begins with these files, and has these events on the device.
+    History(const Files& files, Numbers flushed) : flushed_(std::move(flushed)) {
         for (const auto& [name, bytes] : files)
             writeTo(host_.file(name), bytes);
         device_.emplace(host_.documents());
@@ -141,46 +168,44 @@ class History {
 
     void run() {
         note();
-        InternalEventStorageImpl store(
-            "queue", std::chrono::seconds(10),
-            [this](auto, std::function<void()> work) { background_.push_back(std::move(work)); });
-        store.recover();
-        EventList list(store.load().records);
+        const auto queue = open(counts_, [this](auto, std::function<void()> work) {
+            background_.push_back(std::move(work));
+        });
         std::int64_t last = 50;
-        const auto save = [&] {
-            lists_.push_back(fileOf(list.events()));
-            EXPECT_EQ(store.save(list), nullptr);
-        };
+        accepted_ = flushed_;
         const auto append = [&] {
-            list.append(sampleEvent(++last));
-            save();
+            accepted_.insert(++last);
+            queue->add(sampleEvent(last), [](const auto& result) { EXPECT_TRUE(result.event()); });
         };
-        const auto take = [&] {
-            auto taken = list.takeFront(2);
-            save();
-            return taken;
+        const auto settle = [&](const std::vector<InternalEvent>& batch) {
+            for (const auto number : numbersOf(batch)) {
+                accepted_.erase(number);
+                flushed_.erase(number);
+            }
+            queue->settle(batch);
+        };
+        const auto putBack = [&](const std::vector<InternalEvent>& batch) {
+            queue->insert(batch);
+            queue->save();
         };
         append();
         checkpoint();
         append();
-        const auto batch = take();
+        const auto batch = queue->take(2);
         append();
         checkpoint();
         append();
-        inTheMiddle_ = {append, [&] { take(); }, append};
+        const auto another = queue->take(2);
+        inTheMiddle_ = {append, [&] { settle(another); }, append};
         checkpoint();
-        list.insertAtFront(batch);
-        save();
+        putBack(batch);
         append();
         checkpoint();
-        for (int i = 0; i < 3; ++i) {
-            // A list that is full.
-            list.dropFront(1);
-            append();
-            checkpoint();
-        }
-        while (!list.empty())
-            take();
+        const auto held = queue->take(2);
+        append();
+        checkpoint();
+        settle(held);
+        settle(queue->take(100));
         append();
     }
 
@@ -195,70 +220,63 @@ class History {
                 writeTo(host_.file(name), bytes);
                 left += name + ": " + shown(bytes) + "\n";
             }
-            InternalEventStorageImpl store("queue", std::chrono::seconds(10), [](auto, auto) {});
-            store.recover();
-            EventList list(store.load().records);
-            const auto text = fileOf(list.events());
-            for (const auto& [oldest, newest] : wanted) {
-                ASSERT_TRUE(std::any_of(&lists_[oldest], &lists_[newest] + 1,
-                                        [&text](const auto& one) { return one == text; }))
-                    << left << "must bring back one from " << shown(lists_[oldest]) << " on to "
-                    << shown(lists_[newest]) << " but gives " << shown(text);
-            }
-            list.append(sampleEvent(99));
-            ASSERT_EQ(store.save(list), nullptr);
-            EXPECT_EQ(contentsOf(host_.file("queue")), fileOf(list.events()));
+            const auto queue = open(counts_);
+            queue->add(sampleEvent(99), nullptr);
+            const auto file = contentsOf(host_.file("queue"));
+            const auto events = queue->take(100);
+            ASSERT_EQ(file, fileOf(events)) << left;
+            ASSERT_NO_FATAL_FAILURE(expectEventsBack(events, wanted, left));
             std::filesystem::remove_all(host_.documents());
         }
     }
 
   private:
-    /// After it, no loss brings back what is older than the list that was there at its beginning.
+    /// After it, what was accepted before it began is safe until it is settled.
     void checkpoint() {
-        const auto flushed = lists_.size() - 1;
+        const auto before = accepted_;
         const auto work = std::exchange(background_, {});
         for (const auto& task : work)
             task();
-        oldest_ = flushed;
+        std::set_intersection(before.begin(), before.end(), accepted_.begin(), accepted_.end(),
+                              std::inserter(flushed_, flushed_.end()));
         note();
     }
 
     void note() {
         for (auto& files : device_->outcomes())
-            outcomes_[files].emplace(oldest_, lists_.size() - 1);
+            outcomes_[files].insert(flushed_.begin(), flushed_.end());
     }
 
     TestHost host_;
     FaultyDisk disk_{host_.documents()};
+    Ledger::Queue counts_;
     std::optional<Device> device_;
-    std::vector<std::string> lists_;  // all that were saved
-    std::size_t oldest_ = 0;          // of those that may come back
+    Numbers accepted_;  // and not settled
+    Numbers flushed_;   // of these
     std::deque<std::function<void()>> background_;
     std::deque<std::function<void()>> inTheMiddle_;  // of a checkpoint, one at each flush
-    /// Each with the oldest and the newest list that it may bring back, as they were when it was
-    /// possible.
-    std::map<Files, std::set<std::pair<std::size_t, std::size_t>>> outcomes_;
+    std::map<Files, Numbers> outcomes_;              // each with what it must bring back
 };
 
-TEST(PowerLossTest, AWholeListComesBack) {
+TEST(PowerLossTest, WhatWasFlushedComesBack) {
     const auto older = fileOf(sampleEvents(11, 3));
     const auto newer = fileOf(sampleEvents(11, 4));
     struct Case {
         const char* name;
         Files files;
-        std::vector<std::string> lists;
+        Numbers flushed;
     };
     const Case cases[] = {
-        {"nothing", {}, {"[]"}},
+        {"nothing", {}, {}},
         {"a list and an older checkpoint",
          {{"queue", newer}, {".queue.checkpoint", older}},
-         {older, newer}},
-        {"a torn list", {{"queue", "[{"}, {".queue.checkpoint", older}}, {older}},
-        {"no list", {{".queue.checkpoint", older}, {".queue.spare", newer}}, {older}},
+         {11, 12, 13}},
+        {"a torn list", {{"queue", "[{"}, {".queue.checkpoint", older}}, {11, 12, 13}},
+        {"no list", {{".queue.checkpoint", older}, {".queue.spare", newer}}, {11, 12, 13}},
     };
-    for (const auto& [name, files, lists] : cases) {
+    for (const auto& [name, files, flushed] : cases) {
         SCOPED_TRACE(name);
-        History history(files, lists);
+        History history(files, flushed);
         history.run();
         // One line for each list that is set aside.
         testing::internal::CaptureStderr();
@@ -266,6 +284,34 @@ TEST(PowerLossTest, AWholeListComesBack) {
         static_cast<void>(testing::internal::GetCapturedStderr());
         if (HasFatalFailure()) return;
     }
+}
+
+TEST(PowerLossTest, PartsOfTwoListsAreNoList) {
+    constexpr std::int64_t count = 20;
+    const auto flushed = fileOf(sampleEvents(11, count));
+    Numbers wanted;
+    for (std::int64_t number = 11; number < 11 + count; ++number)
+        wanted.insert(number);
+    testing::internal::CaptureStderr();
+    for (const auto& [left, added] : {std::pair{1, 1}, {3, 2}, {2, 5}, {19, 4}, {20, 6}, {5, 0}}) {
+        const auto list = fileOf(sampleEvents(11 + left, count - left + added));
+        // As large as the blocks that a device writes at least.
+        for (std::size_t block = 512; block < std::max(list.size(), flushed.size()); block += 512) {
+            for (const auto& [front, end] : {std::pair{list, flushed}, {flushed, list}}) {
+                auto mixture = front.substr(0, std::min(block, end.size()));
+                if (block < end.size()) mixture += end.substr(block);
+                const TestHost host;
+                writeTo(host.file("queue"), mixture);
+                writeTo(host.file(".queue.checkpoint"), flushed);
+                Ledger::Queue counts;
+                ASSERT_NO_FATAL_FAILURE(expectEventsBack(open(counts)->take(100), wanted,
+                                                         std::to_string(block) + " bytes of " +
+                                                             shown(front) + ", " + shown(end) +
+                                                             ": "));
+            }
+        }
+    }
+    static_cast<void>(testing::internal::GetCapturedStderr());
 }
 
 }  // namespace

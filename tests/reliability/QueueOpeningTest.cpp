@@ -14,6 +14,7 @@
 #include "dispatch/QueueFiles.h"
 #include "identity/Token.h"
 #include "model/EventDecoder.h"
+#include "platform/BootIdentity.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
@@ -144,9 +145,9 @@ TEST_F(QueueOpeningTest, EmptyFileCountsAsMissing) {
         writeTo(host_.file(name), "");
     writeTo(host_.file(".queue.checkpoint"), fileOf(sampleEvents(1, 2)));
     EXPECT_EQ(waiting(), (Numbers{1, 2}));
-    EXPECT_EQ(
-        namesIn(host_.documents()),
-        (std::set<std::string>{"queue", ".queue.spare", ".queue.checkpoint", ".queue.under-way"}));
+    EXPECT_EQ(namesIn(host_.documents()),
+              (std::set<std::string>{"queue", ".queue.spare", ".queue.checkpoint",
+                                     ".queue.under-way", ".queue.boot"}));
 }
 
 TEST_F(QueueOpeningTest, UnreadFilesKeepOrderDamagedSetAside) {
@@ -164,7 +165,8 @@ TEST_F(QueueOpeningTest, UnreadFilesKeepOrderDamagedSetAside) {
     EXPECT_EQ(counts_.restored, 6);
     EXPECT_EQ(counts_.waiting, 6);
     EXPECT_TRUE(putBy().empty());
-    EXPECT_EQ(namesIn(host_.documents()).size(), 3U) << "the list, its spare, the damaged one";
+    EXPECT_EQ(namesIn(host_.documents()).size(), 4U)
+        << "the list, its two helpers, the damaged one";
 }
 
 TEST_F(QueueOpeningTest, RestoreRemovesItsSourceOrIsUndone) {
@@ -192,6 +194,7 @@ TEST_F(QueueOpeningTest, KilledMoveLeavesEachEventInOneFolder) {
     writeTo(host_.file("process-2/queue"), fileOf(sampleEvents(2, 2)));
     writeTo(host_.file("process-2/.queue.under-way"), fileOf(sampleEvents(1, 2)));
     writeTo(host_.file("process-2/.queue.checkpoint"), fileOf(sampleEvents(1, 9)));
+    writeTo(host_.file("process-2/.queue.boot"), bootIdentity());
     writeTo(host_.file("process-2/token"), "[]");
     writeTo(host_.file("process-3/.queue.checkpoint"), fileOf(sampleEvents(4, 2)));
     writeTo(host_.file("process-4/queue"), "damaged");
