@@ -13,6 +13,7 @@
 #include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
 #include "platform/ProcessExit.h"
+#include "platform/Strand.h"
 #include "support/Ledger.h"
 
 namespace zentara {
@@ -259,15 +260,17 @@ void EventBus::finish(const Delivery& delivery) {
             inFlight_.erase(events);
         }
     }
+    auto result = DispatchResult::success();
     if (delivery.firstFailure) {
         repository_->save();
-        delivery.completion(DispatchResult::failure(delivery.firstFailure));
+        result = DispatchResult::failure(delivery.firstFailure);
     } else if (delivery.next < delivery.batches.size()) {
-        delivery.completion(DispatchResult::emptyRepository());
+        result = DispatchResult::emptyRepository();
     } else {
         failures_.report(nullptr);
-        delivery.completion(DispatchResult::success());
     }
+    Strand::forHostCallbacks().async(
+        [completion = delivery.completion, result] { completion(result); });
 }
 
 void EventBus::stopDispatching() {

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/Strand.h"
+
 namespace zentara {
 
 void ReadinessRelay::report(ZentaraClientErrorRef error) {
@@ -12,7 +14,7 @@ void ReadinessRelay::report(ZentaraClientErrorRef error) {
         // Whoever delivers already takes the new report along, so that none overtakes another.
         if (!isOpen_ || std::exchange(isDelivering_, true)) return;
     }
-    deliver();
+    Strand::forHostCallbacks().async([self = shared_from_this()] { self->deliver(); });
 }
 
 void ReadinessRelay::open() {

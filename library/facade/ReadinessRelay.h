@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <functional>
+#include <memory>
 
 #include <zentara/EventError.h>
 #include "support/Mutex.h"
@@ -9,9 +10,10 @@
 namespace zentara {
 
 /// Carries readiness reports to the host's ready callback, one at a time and in order, without a
-/// lock held. Reports that come before the client is in place wait until `open`. Safe for use from
-/// any thread, the callback included.
-class ReadinessRelay {
+/// lock held. Reports that come before the client is in place wait until `open`. Later ones are
+/// delivered on the strand of the host's callbacks. Safe for use from any thread, the callback
+/// included. Owned by a `shared_ptr`.
+class ReadinessRelay : public std::enable_shared_from_this<ReadinessRelay> {
   public:
     using Callback = std::function<void(ZentaraClientErrorRef)>;
 

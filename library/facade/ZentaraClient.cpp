@@ -14,6 +14,7 @@
 #include "platform/Diagnostics.h"
 #include "platform/FatalError.h"
 #include "platform/ForkedChild.h"
+#include "platform/Strand.h"
 #include "support/FailureReporter.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
@@ -321,7 +322,11 @@ void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) 
 void ZentaraClient::getHsid(HsidCallback callbackHsid) {
     const auto client = get();
     if (client->isWorking()) {
-        client->implementation_->idManager->start(std::move(callbackHsid));
+        client->implementation_->idManager->start(
+            [callback = std::move(callbackHsid)](const std::string& hsid) {
+                if (!callback) return;
+                Strand::forHostCallbacks().async([callback, hsid] { callback(hsid); });
+            });
     } else if (callbackHsid) {
         callbackHsid("");
     }

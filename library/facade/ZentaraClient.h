@@ -28,7 +28,9 @@ namespace zentara {
 enum class BackgroundFetchResult : std::uint64_t {
     newData = 0,  ///< everything that was taken from the queue was delivered
     noData = 1,   ///< nothing was waiting
-    failed = 2,   ///< a batch could not be delivered; its events are back in the queue
+    /// Some events could not be delivered and are back in the queue; or there is no shared client,
+    /// or no identity yet, and nothing was tried.
+    failed = 2,
 };
 
 /// The library's one entry point.
@@ -49,7 +51,7 @@ enum class BackgroundFetchResult : std::uint64_t {
 /// Every operation may be called from any thread, and from inside the library's callbacks. Nothing
 /// waits for the network. Callbacks are called without any lock held and may be null wherever they
 /// are passed. An exception must not leave one, and a callback on a worker must not wait for
-/// another one: they come one after the other.
+/// another one: they come one after the other. A slow one delays other callbacks only.
 ///
 /// In a child that was forked off after the first `get` nothing works: events are refused with
 /// `EventNotQueuedError`, fetches and identities report that they failed, and the rest does
@@ -66,8 +68,11 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     using HsidCallback = std::function<void(const std::string& hsid)>;
     using FetchCallback = std::function<void(BackgroundFetchResult)>;
 
-    /// Configures the process. Called again, it replaces the whole record; what is already built
-    /// reads the new values at its next use. A value outside `ZentaraEnvironment` is a fatal error.
+    /// Configures the process. Called again, it replaces the whole record. A client that is already
+    /// built uses the new tenant and environment for its next request, also for events that were
+    /// queued and for the identity that was issued before. It keeps its advertising id, which
+    /// `setAdvertisingId` and `removeAdvertisingId` change. A value outside `ZentaraEnvironment` is
+    /// a fatal error.
     static void useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
                             std::optional<std::string> advertisingId = std::nullopt);
 
@@ -132,22 +137,25 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// The current context id, a UUID in lower case.
     [[nodiscard]] std::string getContextId() const;
 
-    /// Sets the advertising id of the settings and of the identity cookies. Nothing happens
-    /// without settings.
+    /// Sets the advertising id of the settings and of this client's identity cookies. Nothing
+    /// happens without settings.
     void setAdvertisingId(std::string advertisingIdentifier);
     void removeAdvertisingId();
 
-    /// Reports the stored anonymous token, before it returns. Throws
-    /// `ZentaraClientNotConfiguredError` before `useSettings`.
+    /// Reports the anonymous token that the shared client has stored, before it returns. Builds
+    /// that client if needed; throws `ZentaraClientNotConfiguredError` before `useSettings`.
     void getAnonymousUser(const AnonymousUserCallback& callbackUser);
 
-    /// Fetches the identity and reports the session token that came with it: "" when the fetch
-    /// failed. Not called when the fetch succeeded without one. Called on a worker thread. Throws
-    /// `ZentaraClientNotConfiguredError` before `useSettings`.
+    /// Lets the shared client fetch the identity, and reports the session token that came with it:
+    /// "" when the fetch failed. Not called when the fetch succeeded without one. Called on a
+    /// worker thread. Builds that client if needed; throws `ZentaraClientNotConfiguredError` before
+    /// `useSettings`.
     void getHsid(HsidCallback callbackHsid);
 
-    /// Delivers one batch now, for an application's background-fetch hook or to drain the queue.
-    /// The completion is called exactly once, on a worker thread or before this returns.
+    /// Lets the shared client deliver up to ten queued events now, for an application's
+    /// background-fetch hook or to drain the queue. Events that are held back stay so: only a later
+    /// `send` moves them to the queue. The completion is called exactly once, on a worker thread or
+    /// before this returns.
     void performFetch(FetchCallback completion);
 
     ~ZentaraClient();

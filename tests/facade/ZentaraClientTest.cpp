@@ -425,6 +425,32 @@ TEST_F(ZentaraClientTest, CallbacksMayCallTheLibrary) {
         << "cached schemas make the client ready before get returns";
 }
 
+TEST_F(ZentaraClientTest, ASlowCallbackDelaysOnlyCallbacks) {
+    const auto before = ZentaraClient::statistics().delivered;
+    const auto entered = std::make_shared<Signal>();
+    const auto release = std::make_shared<Signal>();
+    const auto calls = std::make_shared<Mailbox<std::string>>();
+    const auto client = ZentaraClient::get([=](const ZentaraClientErrorRef&) {
+        entered->notify();
+        EXPECT_TRUE(release->waitFor());
+        calls->put("ready");
+    });
+    ASSERT_TRUE(entered->waitFor());
+    client->getHsid([calls](const std::string& hsid) { calls->put(hsid); });
+    ASSERT_EQ(messageOf(send(*client, "any", {})), "queued");
+    EXPECT_TRUE(eventually([&] {
+        client->performFetch(nullptr);
+        return ZentaraClient::statistics().delivered == before + 1;
+    }));
+    client->performFetch([calls](BackgroundFetchResult result) {
+        calls->put(result == BackgroundFetchResult::noData ? "none" : "some");
+    });
+    EXPECT_EQ(calls->values(), std::vector<std::string>{"none"}) << "before performFetch returns";
+    release->notify();
+    EXPECT_EQ(calls->waitFor(1), "ready");
+    EXPECT_EQ(calls->waitFor(2), "session") << "the order of callbacks stays";
+}
+
 TEST_F(ZentaraClientTest, ConcurrentFirstCallsYieldOneClient) {
     std::vector<std::shared_ptr<ZentaraClient>> clients(8);
     {

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "platform/ProcessExit.h"
-#include "platform/posix/Strand.h"
+#include "platform/Strand.h"
 #include "platform/posix/Transfer.h"
 #include "platform/posix/WorkerPool.h"
 #include "support/Mutex.h"

@@ -1,17 +1,24 @@
-#include "platform/posix/Strand.h"
+#include "platform/Strand.h"
 
 #include <utility>
 
+#include "platform/GlobalQueue.h"
+
 namespace zentara {
 
-void Strand::async(WorkerPool::Work work) {
+Strand& Strand::forHostCallbacks() {
+    static auto* const strand = new Strand;
+    return *strand;
+}
+
+void Strand::async(Work work) {
     const MutexLock lock(mutex_);
     works_.push_back(std::move(work));
     if (!std::exchange(isRunning_, true)) runLater();
 }
 
 void Strand::runNext() {
-    WorkerPool::Work work;
+    Work work;
     {
         const MutexLock lock(mutex_);
         work = std::move(works_.front());
@@ -27,7 +34,7 @@ void Strand::runNext() {
 }
 
 void Strand::runLater() {
-    WorkerPool::shared().put(WorkerPool::Clock::now(), [this] { runNext(); });
+    GlobalQueue::shared().async([this] { runNext(); });
 }
 
 }  // namespace zentara

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 
-#include "platform/posix/WorkerPool.h"
 #include "support/Mutex.h"
 
 namespace zentara {
@@ -11,18 +11,24 @@ namespace zentara {
 /// what it was given. Safe for use from any thread.
 class Strand {
   public:
+    using Work = std::function<void()>;
+
+    /// For the host's callbacks, apart from the completions of the library's own requests: a slow
+    /// callback delays other callbacks only. Never destroyed.
+    [[nodiscard]] static Strand& forHostCallbacks();
+
     Strand() = default;
     Strand(const Strand&) = delete;
     Strand& operator=(const Strand&) = delete;
 
-    void async(WorkerPool::Work work) ZENTARA_EXCLUDES(mutex_);
+    void async(Work work) ZENTARA_EXCLUDES(mutex_);
 
   private:
     void runNext() ZENTARA_EXCLUDES(mutex_);
     void runLater();
 
     Mutex mutex_;
-    std::deque<WorkerPool::Work> works_ ZENTARA_GUARDED_BY(mutex_);
+    std::deque<Work> works_ ZENTARA_GUARDED_BY(mutex_);
     bool isRunning_ ZENTARA_GUARDED_BY(mutex_) = false;
 };
 
