@@ -185,9 +185,7 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
         {{{{DiskCall::makeFolder}, EROFS}},
          "cannot make the folder '" + documents + "': Read-only file system"},
     };
-    for (const auto& [faults, message] : cases) {
-        const auto& trouble = faults;
-        const auto& text = message;
+    for (const auto& [faults, text] : cases) {
         SCOPED_TRACE(text);
         std::filesystem::remove_all(documents);
         FaultyDisk disk(documents);
@@ -201,7 +199,7 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
             list.append(sampleEvent(2));
             return saved && kept;
         };
-        const auto lines = linesDuring([&] {
+        const auto lines = linesDuring([&, trouble = faults] {
             disk.fail(trouble);
             EXPECT_FALSE(saveAll());
             EXPECT_FALSE(saveAll());
