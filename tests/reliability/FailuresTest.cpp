@@ -140,16 +140,17 @@ TEST_F(FailuresTest, EachRequestNamesHostAndCauseOnce) {
 TEST_F(FailuresTest, RecoveryIsPrintedOnce) {
     Services services;
     TestHost::useServer(services.url());
-    const auto client = makeClient();
-    fetchIdentity(*client);
-    client->send("any", "1", "type", "url", "referer", {{"n", 7}});
+    services.idStatus = 502;
     const auto before = std::chrono::system_clock::now().time_since_epoch();
     const auto lines = linesDuring([&] {
-        services.idStatus = 502;
+        const auto client = makeClient();
         fetchIdentity(*client);
+        dispatch(*client, BackgroundFetchResult::failed);
         services.idStatus = 200;
         fetchIdentity(*client);
         fetchIdentity(*client);
+        dispatch(*client, BackgroundFetchResult::noData);
+        client->send("any", "1", "type", "url", "referer", {{"n", 7}});
         for (const int status : {413, 413, 500}) {
             services.eventStatus = status;
             dispatch(*client, BackgroundFetchResult::failed);
@@ -157,11 +158,13 @@ TEST_F(FailuresTest, RecoveryIsPrintedOnce) {
         EXPECT_EQ(ZentaraClient::statistics().deliveryFailure.inARow, 3);
         services.eventStatus = 200;
         dispatch(*client, BackgroundFetchResult::newData);
-        dispatch(*client, BackgroundFetchResult::noData);
+        EXPECT_EQ(ZentaraClient::statistics().deliveryFailure.inARow, 0);
     });
     const std::string failure = ": request to 'localhost' failed: unexpected HTTP status ";
     EXPECT_THAT(lines, ElementsAre("ZentaraClient: identity" + failure + "502",
+                                   "ZentaraClient: delivery: there is no identity yet",
                                    "ZentaraClient: identity: recovered",
+                                   "ZentaraClient: delivery: recovered",
                                    "ZentaraClient: delivery" + failure + "413",
                                    "ZentaraClient: delivery" + failure + "500",
                                    "ZentaraClient: delivery: recovered"));
