@@ -102,7 +102,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     test::writeTo(file, json);
     auto first = openStorage();
     first.recover();
-    if (!decoded.isList) {
+    // Without a byte it is what a loss of power leaves of a file, and counts as missing.
+    if (!decoded.isList && !json.empty()) {
         const auto names = test::namesIn(host.documents());
         const auto aside = std::find_if(names.begin(), names.end(), [](const auto& each) {
             return each.find(".unreadable-") != std::string::npos;
