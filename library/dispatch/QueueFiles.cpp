@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "platform/Diagnostics.h"
@@ -40,16 +41,12 @@ ErrorRef moveAway(const std::filesystem::path& from, const std::filesystem::path
     return error;
 }
 
-}  // namespace
-
-StoredEvents readEvents(const std::filesystem::path& path) {
+StoredEvents readContents(const std::filesystem::path& path) {
     using State = StoredEvents::State;
     try {
         auto contents = readFile(path);
         if (contents.bytes) {
-            const bool isEmpty = contents.bytes->empty();
             auto decoded = decodeEvents(*std::move(contents.bytes));
-            if (isEmpty) return {State::missing, std::move(decoded)};
             return {decoded.isList ? State::list : State::damaged, std::move(decoded)};
         }
         if (!contents.error) return {};
@@ -57,6 +54,17 @@ StoredEvents readEvents(const std::filesystem::path& path) {
     } catch (const std::bad_alloc&) {
         return {State::unread, {{}, outOfMemory("read the events")}};
     }
+}
+
+}  // namespace
+
+StoredEvents readEvents(const std::filesystem::path& path) {
+    // Asked first: a file of 0 bytes holds nothing, also when it cannot be read.
+    std::error_code unknown;
+    const bool isEmpty = std::filesystem::file_size(path, unknown) == 0;
+    auto stored = readContents(path);
+    if (isEmpty) stored.state = StoredEvents::State::missing;
+    return stored;
 }
 
 std::filesystem::path sibling(const std::filesystem::path& path, std::string_view prefix,

@@ -133,6 +133,9 @@ TEST_F(QueueOpeningTest, LackOfMemoryIsNotDamage) {
             return stored.state == StoredEvents::State::unread || stored.decoded.events.size() == 3;
         });
     }
+    writeTo(host_.file("queue"), "");
+    failEachAllocation(
+        [&] { return readEvents(host_.file("queue")).state == StoredEvents::State::missing; });
     failEachAllocation([] {
         FileStorage<Token> tokens("token");
         return !tokens.load().records.empty() || tokens.save({});
