@@ -1,10 +1,11 @@
 #include "model/ObjectEquality.h"
 
 #include <algorithm>
+#include <bit>
+#include <chrono>
 #include <cmath>
-#include <compare>
 #include <cstdint>
-#include <functional>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -51,8 +52,37 @@ std::optional<Number> numberOf(const JSONValue& value) {
     }
 }
 
-std::size_t mixed(std::size_t seed, std::size_t hash) {
-    return (seed ^ hash) * 0x9E3779B97F4A7C15U + (seed << 6U);
+std::uint64_t scrambled(std::uint64_t bits) {
+    bits = (bits ^ (bits >> 30U)) * 0xBF58476D1CE4E5B9U;
+    bits = (bits ^ (bits >> 27U)) * 0x94D049BB133111EBU;
+    return bits ^ (bits >> 31U);
+}
+
+/// Another one in each process, so that nothing can be made to collide beforehand.
+std::uint64_t processSeed() {
+    static const std::uint64_t seed = [] {
+        static const char place = 0;
+        const auto time = std::chrono::steady_clock::now().time_since_epoch().count();
+        return scrambled(static_cast<std::uint64_t>(time)) ^
+               scrambled(reinterpret_cast<std::uintptr_t>(&place));
+    }();
+    return seed;
+}
+
+std::uint64_t mixed(std::uint64_t hash, std::uint64_t next) {
+    return scrambled(hash ^ scrambled(next + processSeed()));
+}
+
+std::uint64_t hashOfText(std::string_view text) {
+    auto hash = processSeed() + text.size();
+    std::uint64_t word = 0;
+    for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+        std::memcpy(&word, text.data(), sizeof word);
+        hash = scrambled(hash ^ word);
+    }
+    word = 0;
+    std::copy_n(text.data(), text.size(), reinterpret_cast<char*>(&word));
+    return scrambled(hash ^ word);
 }
 
 bool spend(WorkAllowance* allowance, std::size_t bytes) {
@@ -106,17 +136,17 @@ bool equal(const JSONValue& one, const JSONValue& other, WorkAllowance* allowanc
 }
 
 // NOLINTNEXTLINE(misc-no-recursion)
-std::size_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth) {
+std::uint64_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth) {
     if (isTooDeep(depth) || !spend(allowance, 0)) return 0;
     if (const auto number = numberOf(value)) {
-        return number->isInteger ? std::hash<std::uint64_t>()(number->integer)
-                                 : std::hash<double>()(number->real);
+        return mixed(
+            0, number->isInteger ? number->integer : std::bit_cast<std::uint64_t>(number->real));
     }
-    const auto kindHash = static_cast<std::size_t>(value.kind()) + 1;
+    const auto kindHash = static_cast<std::uint64_t>(value.kind()) + 1;
     switch (value.kind()) {
         case boost::json::kind::string:
             if (!spend(allowance, value.get_string().size())) return 0;
-            return std::hash<std::string_view>()(value.get_string());
+            return hashOfText(value.get_string());
         case boost::json::kind::array: {
             auto hash = kindHash;
             for (const auto& element : value.get_array())
@@ -128,8 +158,8 @@ std::size_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth) 
             auto hash = kindHash;
             for (const auto& member : value.get_object()) {
                 if (!spend(allowance, member.key().size())) return 0;
-                hash += mixed(std::hash<std::string_view>()(member.key()),
-                              hashOf(member.value(), allowance, depth + 1));
+                hash +=
+                    mixed(hashOfText(member.key()), hashOf(member.value(), allowance, depth + 1));
             }
             return hash;
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 
 #include "platform/JSONValue.h"
 #include "support/WorkAllowance.h"
@@ -15,7 +15,8 @@ namespace zentara {
 [[nodiscard]] bool objectsEqual(const JSONValue& one, const JSONValue& other,
                                 WorkAllowance* allowance = nullptr);
 
-/// A hash that is the same for values that are equal as objects, unless `allowance` runs out.
-[[nodiscard]] std::size_t objectHash(const JSONValue& value, WorkAllowance* allowance = nullptr);
+/// A hash that is the same for values that are equal as objects, unless `allowance` runs out;
+/// another one in each process.
+[[nodiscard]] std::uint64_t objectHash(const JSONValue& value, WorkAllowance* allowance = nullptr);
 
 }  // namespace zentara

@@ -3,14 +3,56 @@
 #include <string_view>
 
 #include "model/JSONText.h"
+#include "platform/StackSpace.h"
 
 namespace zentara {
 
 namespace {
 
 constexpr int maximumDepth = 1024;
+constexpr std::size_t leastStackSpace = 64 * 1024;
+constexpr int levelsPerStackCheck = 16;
 
-void appendQuoted(std::string& text, std::string_view string) {
+/// Takes the place of a text of which only the size matters.
+class Counter {
+  public:
+    explicit Counter(std::size_t most) : most_(most) {}
+
+    Counter& operator+=(char) {
+        ++size_;
+        return *this;
+    }
+    Counter& operator+=(std::string_view text) {
+        size_ += text.size();
+        return *this;
+    }
+
+    [[nodiscard]] std::size_t size() const noexcept { return size_; }
+    [[nodiscard]] bool isFull() const noexcept { return size_ > most_; }
+
+  private:
+    std::size_t most_;
+    std::size_t size_ = 0;
+};
+
+bool isFull(const std::string& /*text*/) {
+    return false;
+}
+bool isFull(const Counter& counter) {
+    return counter.isFull();
+}
+
+void appendNumber(std::string& text, double number) {
+    appendDouble(text, number);
+}
+void appendNumber(Counter& counter, double number) {
+    std::string text;
+    appendDouble(text, number);
+    counter += text;
+}
+
+template <typename Text>
+void appendQuoted(Text& text, std::string_view string) {
     text += '"';
     for (const char c : string) {
         switch (c) {
@@ -38,7 +80,9 @@ void appendQuoted(std::string& text, std::string_view string) {
     text += '"';
 }
 
-void append(std::string& text, const JSONValue& value, int depth) {
+template <typename Text>
+void append(Text& text, const JSONValue& value, int depth) {
+    if (isFull(text)) return;
     switch (value.kind()) {
         case boost::json::kind::null:
             text += "<null>";
@@ -53,7 +97,7 @@ void append(std::string& text, const JSONValue& value, int depth) {
             text += std::to_string(value.get_uint64());
             return;
         case boost::json::kind::double_:
-            appendDouble(text, value.get_double());
+            appendNumber(text, value.get_double());
             return;
         case boost::json::kind::string:
             appendQuoted(text, value.get_string());
@@ -62,7 +106,9 @@ void append(std::string& text, const JSONValue& value, int depth) {
         case boost::json::kind::object:
             break;
     }
-    if (depth == 0) {
+    const bool isStackShort =
+        depth % levelsPerStackCheck == 0 && remainingStackSpace() < leastStackSpace;
+    if (depth == 0 || isStackShort) {
         text += "...";
         return;
     }
@@ -89,6 +135,13 @@ void append(std::string& text, const JSONValue& value, int depth) {
 }
 
 }  // namespace
+
+std::size_t printedSize(const JSONValue& value, std::size_t most) {
+    if (const auto* const string = value.if_string()) return string->size();
+    Counter counter(most);
+    append(counter, value, maximumDepth);
+    return counter.size();
+}
 
 void appendPrinted(std::string& text, const JSONValue& value) {
     if (const auto* const string = value.if_string()) {

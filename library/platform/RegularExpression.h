@@ -12,8 +12,9 @@
 namespace zentara {
 
 /// The number of user-perceived characters (extended grapheme clusters) in UTF-8 text: a family
-/// emoji counts 1, CR LF counts 1. An ill-formed sequence counts as U+FFFD.
-[[nodiscard]] std::size_t characterCount(std::string_view text);
+/// emoji counts 1, CR LF counts 1. An ill-formed sequence counts as U+FFFD. What counting costs is
+/// taken from `allowance`.
+[[nodiscard]] std::size_t characterCount(std::string_view text, WorkAllowance* allowance = nullptr);
 
 /// The number of UTF-16 units that the UTF-8 text takes.
 [[nodiscard]] std::size_t utf16Length(std::string_view text);
@@ -21,14 +22,15 @@ namespace zentara {
 /// A compiled regular expression in ICU's dialect, with no options set. A cheap, copyable handle;
 /// safe for use from any thread.
 ///
-/// Compiled forms are kept in a cache of the process, bounded to about 32 MB, so compiling the same
-/// pattern at each use costs a look-up. Each match has a work limit (about a tenth of a second of
-/// its thread's own time) and a stack limit (8 MB of heap), so that no pattern from a server can
-/// hang or overflow the host; running into one counts as no match. So does a search of more than
-/// 32,768 UTF-16 units, a quarter of that where case is ignored and a quarter where a group is
-/// referred back to, except for the simple expressions on plain ASCII text that take time linear to
-/// it. A caller that matches many times shares one allowance among the calls: what compiling and
-/// matching cost is taken from it, and with nothing left nothing matches.
+/// Compiled forms are kept in a cache of the process, bounded to about 32 MB with the matchers that
+/// are kept for them, so compiling the same pattern at each use costs a look-up. Each match has a
+/// work limit (about a tenth of a second of its thread's own time) and a stack limit (8 MB of
+/// heap), so that no pattern from a server can hang or overflow the host; running into one counts
+/// as no match. So does a search of more than 32,768 UTF-16 units, and one with an expression that
+/// may look at too much for each state that it saves, such as hundreds of word boundaries or
+/// groups, except for the simple expressions on plain ASCII text that take time linear to it. A
+/// caller that matches many times shares one allowance among the calls: what compiling and matching
+/// cost is taken from it, and with nothing left nothing matches.
 class RegularExpression {
   public:
     /// A match, in UTF-16 units from the start of the text.
@@ -40,7 +42,8 @@ class RegularExpression {
     };
 
     /// The compiled `pattern`, or nothing when it is not a valid expression. The empty text is not,
-    /// nor is one of more than 16 KB or with thousands of character sets, which takes too long.
+    /// nor is one that takes too long to compile: of more than 16 KB, with thousands of character
+    /// sets or repetitions, or with more than 15 large sets where case is ignored.
     [[nodiscard]] static std::optional<RegularExpression> compile(
         std::string_view pattern, WorkAllowance* allowance = nullptr);
 

@@ -59,7 +59,7 @@ std::size_t ValidationRun::countDistinct(const JSONArray& array) {
     }
 
     struct Hashed {
-        std::size_t hash;
+        std::uint64_t hash;
         const JSONValue* value;
     };
     std::array<std::byte, 2048> scratch;

@@ -64,13 +64,17 @@ class Path {
 /// The element of a list of dictionaries that `component` names; null when it names none.
 const JSONObject* element(const JSONValue& value, std::optional<std::string_view> component,
                           WorkAllowance& allowance) {
-    if (!component || component->empty() || component->front() == '-') return nullptr;
-    std::size_t index = 0;
-    const auto* const last = component->data() + component->size();
-    const auto [end, error] = std::from_chars(component->data(), last, index);
-    if (error != std::errc() || end != last) return nullptr;
+    if (!component) return nullptr;
+    auto number = *component;
+    // A decimal integer may have either sign, of which only the minus is read below.
+    if (number.starts_with('+') && !number.starts_with("+-")) number.remove_prefix(1);
+    std::int64_t index = 0;
+    const auto* const last = number.data() + number.size();
+    const auto [end, error] = std::from_chars(number.data(), last, index);
+    if (error != std::errc() || end != last || index < 0) return nullptr;
     const auto* const list = listOfObjects(value, allowance);
-    return list != nullptr && index < list->size() ? &(*list)[index].get_object() : nullptr;
+    const auto position = static_cast<std::size_t>(index);
+    return list != nullptr && position < list->size() ? &(*list)[position].get_object() : nullptr;
 }
 
 ResolvedReference follow(const JSONObject& root, std::string_view text, FailureText failureText,

@@ -14,9 +14,12 @@ constexpr std::int64_t unitsPerSubschema = 40;
 constexpr std::int64_t unitsPerElement = 2;
 constexpr std::int64_t unitsPerReference = 40;
 constexpr std::int64_t unitsPerEntered = 3;
-constexpr std::int64_t unitsPerMessage = 500;
-/// High, since this bounds memory rather than time.
+/// High, since this bounds memory rather than time: what is kept of a message beside its bytes
+/// takes some 180, while lists of messages grow.
 constexpr std::int64_t unitsPerMessageByte = 8;
+constexpr std::int64_t unitsPerMessage = 180 * unitsPerMessageByte;
+/// A longer reference is copied into what is said of it, twice.
+constexpr std::size_t longestPlainReference = 4096;
 
 std::int64_t costOf(std::size_t elements) noexcept {
     return unitsPerElement * static_cast<std::int64_t>(elements);
@@ -40,7 +43,7 @@ ValidationResult ValidationRun::run(const JSONValue& value) {
 bool ValidationRun::validate(const JSONObject& schema, const JSONValue& value) {
     if (depth_ == maximumDepth) return stopForDepth();
     if (depth_ % levelsPerStackCheck == 0 && remainingStackSpace() < leastStackSpace) {
-        return stopForDepth();
+        return stop("Validation stopped: the stack of this thread is too small");
     }
     if (!spend(unitsPerSubschema + costOf(schema.size()))) return false;
     ++depth_;
@@ -134,6 +137,7 @@ bool ValidationRun::reference(const JSONValue& reference, const JSONValue& value
     const auto* const text = reference.if_string();
     if (text == nullptr) return true;
     if (!spend(unitsPerReference + costOf(text->size()))) return false;
+    if (text->size() > longestPlainReference && !spendOnMessage(2 * text->size())) return false;
     const auto* const target = resolve(*text);
     if (target == nullptr) return false;
     for (const auto* entered = entered_; entered != nullptr && entered->value == &value;
@@ -199,11 +203,13 @@ bool ValidationRun::failAt(const JSONValue& value, std::string_view message) {
     return false;
 }
 
-void ValidationRun::addMessage(std::string message) {
-    const auto size = static_cast<std::int64_t>(message.size());
-    messages_->push_back(std::move(message));
-    places_.push_back(place_);
-    spend(unitsPerMessage + unitsPerMessageByte * size);
+std::size_t ValidationRun::mostMessageBytes() const noexcept {
+    return static_cast<std::size_t>(std::max<std::int64_t>(0, allowance_.remaining())) /
+           unitsPerMessageByte;
+}
+
+bool ValidationRun::spendOnMessage(std::size_t size) {
+    return spend(unitsPerMessage + unitsPerMessageByte * static_cast<std::int64_t>(size));
 }
 
 bool ValidationRun::stop(std::string message) {
@@ -215,8 +221,8 @@ bool ValidationRun::stop(std::string message) {
 }
 
 bool ValidationRun::stopForDepth() {
-    return stop("Validation stopped: the schema is applied more than " + std::to_string(depth_) +
-                " levels deep");
+    return stop("Validation stopped: the schema is applied more than " +
+                std::to_string(maximumDepth) + " levels deep");
 }
 
 bool ValidationRun::stopForCost() {

@@ -115,10 +115,28 @@ class ValidationRun {
     template <typename... Parts>
     [[gnu::noinline]] bool fail(const Parts&... parts) {
         if (messages_ == nullptr || stopMessage_) return false;
+        // Counted beforehand, so that no more memory is taken than for what is kept.
+        const auto most = mostMessageBytes();
+        std::size_t size = 0;
+        ((size += sizeOf(parts, most)), ...);
+        if (!spendOnMessage(size)) return false;
         std::string message;
+        message.reserve(size);
         (append(message, parts), ...);
-        addMessage(std::move(message));
+        messages_->push_back(std::move(message));
+        places_.push_back(place_);
         return false;
+    }
+    template <typename Part>
+    static std::size_t sizeOf(const Part& part, std::size_t most) {
+        constexpr std::size_t longestNumber = 32;
+        if constexpr (std::is_same_v<Part, JSONValue>) {
+            return printedSize(part, most);
+        } else if constexpr (std::is_same_v<Part, AsDouble> || std::is_same_v<Part, std::int64_t>) {
+            return longestNumber;
+        } else {
+            return std::string_view(part).size();
+        }
     }
     template <typename Part>
     static void append(std::string& message, const Part& part) {
@@ -134,7 +152,8 @@ class ValidationRun {
     }
     /// A failure of an element or member for being there at all.
     bool failAt(const JSONValue& value, std::string_view message);
-    void addMessage(std::string message);
+    [[nodiscard]] std::size_t mostMessageBytes() const noexcept;
+    bool spendOnMessage(std::size_t size);
 
     /// Ends the whole validation with `message`, whatever is under way.
     bool stop(std::string message);

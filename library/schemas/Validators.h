@@ -14,10 +14,10 @@ namespace zentara {
 /// is the format "numericString", which ends the process when applied to a value that is no string.
 ///
 /// Bounded whatever the document and the value: one call does at most about half a second of work,
-/// messages take at most about 60 MB beyond the largest single one, subschemas nest at most 2560
-/// deep (five for each of 512 levels of data) or as deep as the thread's stack takes with 128 KB to
-/// spare. Beyond that, and at a reference that leads back to
-/// itself on the same value, the value is invalid and the last message says why it was given up.
+/// messages take at most about 60 MB, subschemas nest at most 2560 deep (five for each of 512
+/// levels of data) or as deep as the thread's stack takes with 128 KB to spare. Beyond that, and at
+/// a reference that leads back to itself on the same value, the value is invalid and the last
+/// message says why it was given up.
 ///
 ///     const auto result = validate(event, schema);
 ///     if (!result.valid()) report(*result.errors());

@@ -14,8 +14,9 @@ namespace zentara {
 namespace {
 
 constexpr std::int64_t unitsPerTypeName = 15;
-/// Where combining characters are looked for.
-constexpr std::int64_t unitsPerCountedByte = 16;
+/// Of text with a "format", and where combining characters are looked for.
+constexpr std::int64_t unitsPerFormatByte = 4;
+constexpr std::int64_t unitsPerCountedByte = 44;
 
 /// The kind of the number counts: 3.0 is a floating-point number. Integers beyond 64 bits, however,
 /// are read as doubles, so a double out there is taken for one of them.
@@ -72,7 +73,7 @@ bool ValidationRun::format(const JSONValue& name, const JSONValue& value) {
             return (static_cast<unsigned char>(c) & 0x80U) != 0;
         });
         const auto size = static_cast<std::int64_t>(string->size());
-        if (!spend(isPlain ? size : unitsPerCountedByte * size)) return false;
+        if (!spend(size * (isPlain ? unitsPerFormatByte : unitsPerCountedByte))) return false;
     }
     return format->accepts(value) || fail("'", value, "'", format->complaint);
 }
@@ -102,10 +103,7 @@ bool ValidationRun::enumeration(const JSONValue& list, const JSONValue& value) {
 }
 
 std::size_t ValidationRun::countCharacters(std::string_view text) {
-    const auto count = characterCount(text);
-    const auto size = static_cast<std::int64_t>(text.size());
-    allowance_.spend(count == text.size() ? size / 8 : unitsPerCountedByte * size);
-    return count;
+    return characterCount(text, &allowance_);
 }
 
 bool ValidationRun::maxLength(const JSONValue& bound, const JSONValue& value) {

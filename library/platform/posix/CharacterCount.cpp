@@ -14,6 +14,10 @@ namespace zentara {
 
 namespace {
 
+/// Where combining characters are looked for.
+constexpr std::int64_t unitsPerCombinedByte = 6;
+constexpr std::int64_t unitsPerCombinedCharacter = 36;
+
 struct Closer {
     void operator()(UBreakIterator* iterator) const noexcept { ubrk_close(iterator); }
 };
@@ -35,9 +39,11 @@ void giveBack(BreakIterator iterator) {
 }
 
 std::size_t countCarriageReturnLineFeeds(std::string_view text) noexcept {
+    if (text.find('\r') == std::string_view::npos) return 0;
+    // Not by searching for each: there may be as many as there are characters.
     std::size_t count = 0;
-    for (auto at = text.find('\r'); at != std::string_view::npos; at = text.find('\r', at + 1)) {
-        if (at + 1 < text.size() && text[at + 1] == '\n') ++count;
+    for (std::size_t i = 1; i < text.size(); ++i) {
+        if (text[i - 1] == '\r' && text[i] == '\n') ++count;
     }
     return count;
 }
@@ -64,7 +70,11 @@ std::size_t countCodePoints(std::string_view text) noexcept {
 
 }  // namespace
 
-std::size_t characterCount(std::string_view text) {
+std::size_t characterCount(std::string_view text, WorkAllowance* allowance) {
+    const auto spend = [allowance](std::int64_t perUnit, std::size_t units) {
+        if (allowance != nullptr) allowance->spend(perUnit * static_cast<std::int64_t>(units));
+    };
+    spend(1, text.size());
     if (isASCII(text)) return text.size() - countCarriageReturnLineFeeds(text);
     if (const auto count = countWithoutCombining(text)) {
         return *count - countCarriageReturnLineFeeds(text);
@@ -80,6 +90,8 @@ std::size_t characterCount(std::string_view text) {
     std::size_t count = 0;
     while (ubrk_next(iterator.get()) != UBRK_DONE)
         ++count;
+    spend(unitsPerCombinedByte, text.size());
+    spend(unitsPerCombinedCharacter, count);
     giveBack(std::move(iterator));
     return count;
 }

@@ -14,6 +14,8 @@
 #include <unordered_map>
 
 #include "platform/ASCIIPattern.h"
+#include "platform/posix/PatternForm.h"
+#include "platform/posix/PiecewiseText.h"
 #include "platform/posix/UTF16Text.h"
 #include "support/Mutex.h"
 
@@ -21,10 +23,15 @@ namespace zentara {
 
 namespace {
 
-constexpr std::int64_t unitsPerMatch = 100'000'000;
-constexpr std::int32_t stackLimit = 8'000'000;
+/// After which a match is given up at its next report.
+constexpr std::int64_t unitsPerMatch = 70'000'000;
+constexpr std::size_t stackLimit = 8'000'000;
 /// ICU reports after each 10,000 saved states, which take about this long.
+constexpr std::int64_t statesPerReport = 10'000;
 constexpr std::int64_t unitsPerStep = 200'000;
+/// What may pass between two reports beside scans of the text. Patterns of which more is to be
+/// feared are not matched, and the stack is smaller the more each of its states can set off.
+constexpr std::int64_t unitsPerReport = 50'000'000;
 /// What a match is taken to have worked at most before the first report.
 constexpr std::chrono::nanoseconds longestFirstSteps = std::chrono::milliseconds(50);
 constexpr std::int64_t unitsPerCall = 200;
@@ -33,17 +40,17 @@ constexpr std::int64_t unitsPerLookUp = 150;
 constexpr std::int64_t unitsPerCompilation = 10'000;
 constexpr std::int64_t unitsPerPatternByte = 100;
 
-/// What the full engine looks at: up to ten thousand scans of the whole text may pass before it
-/// lets the clock be read. Scans that ignore case are slow, and those that compare with what a
-/// group has matched are as long as that.
 constexpr std::size_t longestText = 32'768;
-constexpr std::size_t slowerIgnoringCase = 4;
-constexpr std::size_t slowerReferringBack = 4;
-constexpr std::size_t longestPattern = 16'384;
+/// How long a text may take to scan, in nanoseconds, that is handed over whole: each of the states
+/// between two reports may have come from a scan. The sets that ICU looks characters beyond Latin-1
+/// up in take that much longer.
+constexpr std::size_t longestScan = 3'000;
+constexpr std::size_t timePerOtherUnit = 30;
+constexpr char16_t lastLatinUnit = 0xFF;
 
-/// A matcher keeps the stack that its matches have grown: one whose stack may be larger than this
-/// is not kept.
-constexpr std::size_t largestKeptStack = 128 * 1024;
+/// The stack of a matcher that is kept for later matches, which never shrinks. A match that needs
+/// more gets a matcher of its own.
+constexpr std::size_t keptStack = 32 * 1024;
 
 struct Closer {
     void operator()(URegularExpression* expression) const noexcept { uregex_close(expression); }
@@ -60,9 +67,11 @@ std::chrono::nanoseconds threadTime() noexcept {
 /// One ICU matcher, which holds the state of one match, and the limits of that match.
 class Matcher {
   public:
-    explicit Matcher(ExpressionPointer expression) : expression_(std::move(expression)) {
+    Matcher(ExpressionPointer expression, std::size_t stackSize)
+        : expression_(std::move(expression)) {
         UErrorCode status = U_ZERO_ERROR;
-        uregex_setStackLimit(expression_.get(), stackLimit, &status);
+        // Taken for half of what it is.
+        uregex_setStackLimit(expression_.get(), static_cast<std::int32_t>(stackSize / 2), &status);
         uregex_setMatchCallback(expression_.get(), &Matcher::afterSteps, this, &status);
         uregex_setFindProgressCallback(expression_.get(), &Matcher::afterAttempt, this, &status);
     }
@@ -70,27 +79,37 @@ class Matcher {
     Matcher(const Matcher&) = delete;
     Matcher& operator=(const Matcher&) = delete;
 
-    /// Starts over with a text that must outlive the finds.
+    /// Starts over with a text that must outlive the finds. After `startPiecewise` there must be
+    /// no further start.
     bool start(const UTF16Text& text, std::int64_t units) {
-        limit_ = units;
-        spent_ = 0;
-        attempts_ = 0;
-        started_ = std::chrono::steady_clock::now();
-        threadTimeAtStart_.reset();
-        // Some expressions scan the rest of the text from each place without saving a state, so
-        // the longer the text the more often the clock is read.
-        attemptsPerClockReading_ = static_cast<std::uint32_t>(
-            std::clamp<std::size_t>(65'536 / (text.size() + 1), 1, 1024));
+        prepare(text, units);
         UErrorCode status = U_ZERO_ERROR;
         uregex_setText(expression_.get(), text.data(), static_cast<std::int32_t>(text.size()),
                        &status);
         return U_SUCCESS(status);
     }
+    bool startPiecewise(const UTF16Text& text, std::int64_t units) {
+        prepare(text, units);
+        pieces_.emplace(
+            text, [](void* self) { return static_cast<Matcher*>(self)->mayGoOn(); }, this);
+        UText opened = UTEXT_INITIALIZER;
+        UErrorCode status = U_ZERO_ERROR;
+        pieces_->open(opened, status);
+        uregex_setUText(expression_.get(), &opened, &status);
+        utext_close(&opened);
+        return U_SUCCESS(status);
+    }
 
     bool findNext() {
         UErrorCode status = U_ZERO_ERROR;
-        return uregex_findNext(expression_.get(), &status) && U_SUCCESS(status);
+        const bool isFound = uregex_findNext(expression_.get(), &status) && U_SUCCESS(status);
+        hasOverflowed_ = status == U_REGEX_STACK_OVERFLOW;
+        // What is found after the end of the time is found in another text.
+        return isFound && !isOver_;
     }
+
+    /// Whether the last search ended because the stack was too small.
+    [[nodiscard]] bool hasOverflowed() const noexcept { return hasOverflowed_; }
 
     [[nodiscard]] RegularExpression::Range range() const {
         UErrorCode status = U_ZERO_ERROR;
@@ -105,10 +124,20 @@ class Matcher {
         return std::max<std::int64_t>(spent_, timeTaken().count());
     }
 
-    /// Whether the match was too short to reach the first report of steps.
-    [[nodiscard]] bool wasShort() const noexcept { return spent_ == 0; }
-
   private:
+    void prepare(const UTF16Text& text, std::int64_t units) {
+        limit_ = units;
+        spent_ = 0;
+        attempts_ = 0;
+        isOver_ = false;
+        started_ = std::chrono::steady_clock::now();
+        threadTimeAtStart_.reset();
+        // Some expressions scan the rest of the text from each place without saving a state, so
+        // the longer the text the more often the clock is read.
+        attemptsPerClockReading_ = static_cast<std::uint32_t>(
+            std::clamp<std::size_t>(65'536 / (text.size() + 1), 1, 1024));
+    }
+
     static Matcher& self(const void* context) noexcept {
         return *static_cast<Matcher*>(const_cast<void*>(context));
     }
@@ -131,7 +160,8 @@ class Matcher {
         if (!threadTimeAtStart_) {
             threadTimeAtStart_ = threadTime() - std::min(timePassed(), longestFirstSteps);
         }
-        return timePassed().count() < limit_ ? spent_ < limit_ : unitsSpent() < limit_;
+        isOver_ = (timePassed().count() < limit_ ? spent_ : unitsSpent()) >= limit_;
+        return !isOver_;
     }
 
     [[nodiscard]] std::chrono::nanoseconds timePassed() const {
@@ -143,6 +173,9 @@ class Matcher {
     }
 
     ExpressionPointer expression_;
+    std::optional<PiecewiseText> pieces_;
+    bool isOver_ = false;
+    bool hasOverflowed_ = false;
     std::int64_t limit_ = 0;
     std::int64_t spent_ = 0;
     std::uint32_t attempts_ = 0;
@@ -158,78 +191,9 @@ struct TextHash {
     }
 };
 
-bool isOneOf(char c, std::string_view characters) noexcept {
-    return characters.find(c) != std::string_view::npos;
-}
-
-bool ignoresCase(std::string_view pattern) noexcept {
-    for (auto at = pattern.find("(?"); at != std::string_view::npos; at = pattern.find("(?", at)) {
-        at += 2;
-        const auto flags = pattern.substr(at, pattern.find_first_of(":)", at) - at);
-        if (flags.find('i') != std::string_view::npos) return true;
-    }
-    return false;
-}
-
-bool refersBack(std::string_view pattern) noexcept {
-    for (auto at = pattern.find('\\'); at != std::string_view::npos && at + 1 < pattern.size();
-         at = pattern.find('\\', at + 2)) {
-        if (isOneOf(pattern[at + 1], "123456789k")) return true;
-    }
-    return false;
-}
-
-std::size_t longestTextFor(std::string_view pattern) noexcept {
-    return longestText / (ignoresCase(pattern) ? slowerIgnoringCase : 1) /
-           (refersBack(pattern) ? slowerReferringBack : 1);
-}
-
-/// How many character sets the engine builds for the pattern, at most. Those of \w and the like
-/// exist already, but within brackets they are copied.
-std::size_t countSets(std::string_view pattern) noexcept {
-    std::size_t sets = 0;
-    bool hasBrackets = false;
-    for (std::size_t i = 0; i < pattern.size(); ++i) {
-        if (pattern[i] == '[') {
-            ++sets;
-            hasBrackets = true;
-        } else if (pattern[i] == '\\' && i + 1 < pattern.size()) {
-            ++i;
-            if (isOneOf(pattern[i], hasBrackets ? "pPNwWsSdDhHvV" : "pPN")) ++sets;
-        }
-    }
-    return sets;
-}
-
-/// About how many bytes the compiled form takes.
-std::size_t estimatedSize(std::string_view pattern) noexcept {
-    constexpr std::size_t bytesPerExpression = 4096;
-    constexpr std::size_t bytesPerSet = 8192;
-    return bytesPerExpression + 8 * pattern.size() + bytesPerSet * countSets(pattern);
-}
-
-/// At most how many bytes of state the engine saves for each alternative, about: its groups and
-/// counters take up to three words each.
-std::size_t estimatedFrameSize(std::string_view pattern) noexcept {
-    const auto slots =
-        std::count_if(pattern.begin(), pattern.end(), [](char c) { return isOneOf(c, "({*+"); });
-    return 8 * (4 + 3 * static_cast<std::size_t>(slots));
-}
-
-/// Whether compiling would take longer than a host can wait. Compiling cannot be interrupted, takes
-/// time that grows with the square of the length, and builds character sets at up to 5 ms each
-/// where case is ignored and up to 0.1 ms elsewhere.
-bool isTooCostlyToCompile(std::string_view pattern) noexcept {
-    constexpr std::size_t mostSets = 2'000;
-    constexpr std::size_t mostSetsIgnoringCase = 100;
-    if (pattern.size() > longestPattern) return true;
-    const auto sets = countSets(pattern);
-    return sets >
-           (sets > mostSetsIgnoringCase && ignoresCase(pattern) ? mostSetsIgnoringCase : mostSets);
-}
-
 ExpressionPointer open(std::string_view pattern) {
-    if (isTooCostlyToCompile(pattern)) return nullptr;
+    if (pattern.size() > PatternForm::longestPattern) return nullptr;
+    if (PatternForm(pattern).isTooCostlyToCompile()) return nullptr;
     const UTF16Text units(pattern, pattern.size());
     UErrorCode status = U_ZERO_ERROR;
     ExpressionPointer expression(
@@ -237,21 +201,33 @@ ExpressionPointer open(std::string_view pattern) {
     return U_SUCCESS(status) ? std::move(expression) : nullptr;
 }
 
+bool takesLongToScan(const UTF16Text& text) {
+    if (text.size() > longestScan) return true;
+    const auto others = std::count_if(text.data(), text.data() + text.size(),
+                                      [](char16_t unit) { return unit > lastLatinUnit; });
+    return text.size() + timePerOtherUnit * static_cast<std::size_t>(others) > longestScan;
+}
+
 }  // namespace
 
 /// A compiled pattern that is never matched itself: each match takes a matcher cloned from it. The
-/// last matcher used is kept for the next match, so that a single thread clones once.
+/// last matcher with a small stack is kept for the next match, so that a single thread clones once.
 class RegularExpression::Compiled {
   public:
     Compiled(ExpressionPointer prototype, std::string_view pattern)
         : prototype_(std::move(prototype)),
           quick_(ASCIIPattern::compile(pattern)),
-          longestText_(longestTextFor(pattern)),
-          longestTextOfKeptMatcher_(largestKeptStack / estimatedFrameSize(pattern)) {}
+          form_(pattern),
+          keepsMatcher_(form_.frameSize() < keptStack && !form_.usesBreakIterators()) {}
     ~Compiled() { delete spare_.load(); }
 
     Compiled(const Compiled&) = delete;
     Compiled& operator=(const Compiled&) = delete;
+
+    /// How many bytes this takes, and the matcher that is kept.
+    [[nodiscard]] std::size_t size() const noexcept {
+        return form_.compiledSize() + (keepsMatcher_ ? keptStack : 0);
+    }
 
     /// The answer of the quick road; nothing when it cannot be taken.
     [[nodiscard]] std::optional<bool> matchQuickly(std::string_view text, std::size_t searchLength,
@@ -263,7 +239,8 @@ class RegularExpression::Compiled {
         return quick_->matches(searched);
     }
 
-    /// Runs `visit(matcher)` with a matcher at the start of the searched text, within the limits.
+    /// Runs `visit(matcher)` with a matcher at the start of the searched text, within the limits;
+    /// once more when the first one's stack was too small.
     template <typename Visit>
     void match(std::string_view text, std::size_t searchLength, WorkAllowance* allowance,
                const Visit& visit) const {
@@ -273,30 +250,49 @@ class RegularExpression::Compiled {
             if (!allowance->spend(cost)) return;
             limit = std::min(limit, allowance->remaining());
         }
-        const UTF16Text units(text, std::min(searchLength, longestText_ + 1));
-        if (units.size() > longestText_) return;
-        auto matcher = take();
-        if (!matcher || !matcher->start(units, limit)) return;
+        const UTF16Text units(text, std::min(searchLength, longestText + 1));
+        if (units.size() > longestText) return;
+        const bool isPiecewise = takesLongToScan(units);
+        const auto timePerState = form_.timePerState(units, PiecewiseText::piece);
+        if (timePerState * statesPerReport > unitsPerReport) return;
+
+        if (keepsMatcher_ && !isPiecewise) {
+            auto matcher = take();
+            if (!matcher || !matcher->start(units, limit)) return;
+            visit(*matcher);
+            const auto spent = matcher->unitsSpent();
+            if (allowance != nullptr) allowance->spend(spent);
+            limit -= spent;
+            const bool isEnough = !matcher->hasOverflowed();
+            const std::unique_ptr<Matcher> previous(spare_.exchange(matcher.release()));
+            if (isEnough || limit <= 0) return;
+        }
+        const auto states =
+            static_cast<std::size_t>(unitsPerReport / std::max<std::int64_t>(1, timePerState));
+        const auto matcher = cloned(std::min(stackLimit, states * form_.frameSize()));
+        if (!matcher) return;
+        if (!(isPiecewise ? matcher->startPiecewise(units, limit) : matcher->start(units, limit)))
+            return;
         visit(*matcher);
         if (allowance != nullptr) allowance->spend(matcher->unitsSpent());
-        if (matcher->wasShort() && units.size() <= longestTextOfKeptMatcher_) {
-            const std::unique_ptr<Matcher> previous(spare_.exchange(matcher.release()));
-        }
     }
 
   private:
     [[nodiscard]] std::unique_ptr<Matcher> take() const {
         if (auto* const spare = spare_.exchange(nullptr)) return std::unique_ptr<Matcher>(spare);
+        return cloned(keptStack);
+    }
+    [[nodiscard]] std::unique_ptr<Matcher> cloned(std::size_t stackSize) const {
         UErrorCode status = U_ZERO_ERROR;
         ExpressionPointer clone(uregex_clone(prototype_.get(), &status));
         if (U_FAILURE(status)) return nullptr;
-        return std::make_unique<Matcher>(std::move(clone));
+        return std::make_unique<Matcher>(std::move(clone), stackSize);
     }
 
     const ExpressionPointer prototype_;
     const std::optional<ASCIIPattern> quick_;
-    const std::size_t longestText_;
-    const std::size_t longestTextOfKeptMatcher_;
+    const PatternForm form_;
+    const bool keepsMatcher_;
     mutable std::atomic<Matcher*> spare_{nullptr};
 };
 
@@ -325,7 +321,7 @@ class RegularExpression::Cache {
     }
 
     void add(std::string_view pattern, const Entry& entry) {
-        if (pattern.size() > longestPattern) return;
+        if (pattern.size() > PatternForm::longestPattern) return;
         const MutexLock lock(mutex_);
         makeRoom(sizeOf(pattern, entry));
         young_.emplace(pattern, entry);
@@ -336,9 +332,9 @@ class RegularExpression::Cache {
     static constexpr std::size_t bytesPerGeneration = 16 * 1024 * 1024;
     using Generation = std::unordered_map<std::string, Entry, TextHash, std::equal_to<>>;
 
-    /// Of what is not valid only the text is kept.
     static std::size_t sizeOf(std::string_view pattern, const Entry& entry) {
-        return entry == nullptr ? pattern.size() : estimatedSize(pattern);
+        constexpr std::size_t bytesPerNode = 128;
+        return bytesPerNode + pattern.size() + (entry == nullptr ? 0 : entry->size());
     }
 
     /// Makes room for one more pattern of that size in the young generation.
@@ -365,10 +361,10 @@ std::optional<RegularExpression> RegularExpression::compile(std::string_view pat
     auto& cache = Cache::shared();
     auto cached = cache.find(pattern);
     if (!cached) {
-        const auto start = std::chrono::steady_clock::now();
+        const auto start = threadTime();
         auto expression = open(pattern);
         if (allowance != nullptr) {
-            const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - start;
+            const auto took = threadTime() - start;
             const auto least = unitsPerCompilation +
                                unitsPerPatternByte * static_cast<std::int64_t>(pattern.size());
             allowance->spend(std::max<std::int64_t>(least, took.count()));
@@ -396,6 +392,7 @@ std::vector<RegularExpression::Range> RegularExpression::findAll(std::string_vie
                                                                  WorkAllowance* allowance) const {
     std::vector<Range> ranges;
     compiled_->match(text, searchLength, allowance, [&ranges, limit](Matcher& matcher) {
+        ranges.clear();
         while (ranges.size() < limit && matcher.findNext())
             ranges.push_back(matcher.range());
     });
