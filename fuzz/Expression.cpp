@@ -32,7 +32,7 @@ auto bounded(double seconds, const Work& work) {
 constexpr double longestCompilation = 1.5;
 constexpr double longestMatch = 0.5;
 constexpr double surelyWithinLimit = 0.02;
-/// Longer ones are not searched where a group is referred back to and case is ignored.
+/// Longer ones may reach the engine in pieces, which takes another time.
 constexpr std::size_t shortText = 2'048;
 
 void checkText(std::string_view text) {
