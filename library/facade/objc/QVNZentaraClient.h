@@ -143,9 +143,10 @@ ZENTARA_SWIFT_NAME("ZentaraClient")
                                           QVNZentaraClientError *_Nullable error))handler
     ZENTARA_SWIFT_NAME("send(events:relationId:handler:)");
 
-/// Delivers one batch now, for an application's background-fetch hook or to drain the queue.
-/// `completion` receives a `ZentaraBackgroundFetchResult` exactly once, on a worker thread or
-/// before this returns.
+/// Lets the shared client deliver up to ten queued events now, for an application's
+/// background-fetch hook or to drain the queue. Events that are held back stay so. `completion`
+/// receives a `ZentaraBackgroundFetchResult` exactly once, on a worker thread or before this
+/// returns.
 - (void)performFetchWith:(void (^_Nullable)(NSUInteger result))completion
     ZENTARA_SWIFT_NAME("performFetch(with:)");
 
