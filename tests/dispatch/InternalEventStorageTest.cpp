@@ -231,6 +231,9 @@ TEST_F(InternalEventStorageTest, TakingFromTheMiddleIsNoLossOfFront) {
 }
 
 TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
+    FaultyDisk disk(host_.documents());
+    // As where the file system cannot flush a folder.
+    disk.fail({{{DiskCall::flushFolder}, EBADF}});
     auto store = storage();
     EventList list(sampleEvents(1, 1));
     ASSERT_EQ(store.save(list), nullptr);
