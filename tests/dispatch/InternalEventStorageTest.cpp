@@ -92,53 +92,65 @@ TEST_F(InternalEventStorageTest, ASaveOfWhatTheFileHoldsWritesNothing) {
 }
 
 TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
-    auto store = storage();
-    EventList list(sampleEvents(1, 3));
-    const auto saveOneMore = [&](std::int64_t number) {
-        list.append(sampleEvent(number));
-        EXPECT_EQ(store.save(list), nullptr);
-        EXPECT_EQ(file(), fileOf(list.events()));
+    const auto queue = host_.file("queue");
+    const auto overwrite = [&] {
+        std::fstream(queue).seekp(static_cast<std::streamoff>(file().size() * 3 / 4)) << "not ours";
+        // Also where the clock of files ticks.
+        std::filesystem::last_write_time(queue, std::chrono::file_clock::now());
     };
-    saveOneMore(4);
-    saveOneMore(5);
-    std::filesystem::remove(host_.file("queue"));
-    saveOneMore(6);
-    std::filesystem::remove(host_.file(".queue.spare"));
-    saveOneMore(7);
-    std::filesystem::remove_all(host_.documents());
-    saveOneMore(8);
-    writeTo(host_.file("other"), "[]");
-    std::filesystem::rename(host_.file("other"), host_.file("queue"));
-    saveOneMore(9);
-    saveOneMore(10);
-    {
-        auto second = storage();
-        EventList others(sampleEvents(100, 2));
-        EXPECT_EQ(second.save(others), nullptr);
-        EXPECT_EQ(file(), fileOf(others.events()));
-    }
-    saveOneMore(11);
-    saveOneMore(12);
-    const std::function<void()> meddlings[] = {
-        [&] { std::filesystem::resize_file(host_.file("queue"), 0); },
-        [&] { std::ofstream(host_.file("queue")) << "[]"; },
+    const auto cut = [&] {
+        std::filesystem::resize_file(queue, file().size() * 3 / 4);
+    };
+    const std::function<void()> changes[] = {
+        overwrite,
+        cut,
+        [&] { std::ofstream(queue) << "[]"; },
+        [&] { std::filesystem::remove(queue); },
+        [&] { std::filesystem::remove(host_.file(".queue.spare")); },
+        [&] { std::ofstream(host_.file(".queue.spare"), std::ios::app) << "not ours"; },
+        [&] { std::filesystem::remove_all(host_.documents()); },
         [&] {
-            std::fstream(host_.file("queue")).seekp(100) << "not ours";
-            // Also where the clock of files ticks.
-            std::filesystem::last_write_time(host_.file("queue"), std::chrono::file_clock::now());
+            writeTo(host_.file("other"), "[]");
+            std::filesystem::rename(host_.file("other"), queue);
         },
+        [&] { EXPECT_EQ(storage().save(EventList(sampleEvents(100, 2))), nullptr); },
     };
-    std::int64_t last = 12;
-    for (const auto& meddle : meddlings) {
-        meddle();
-        saveOneMore(++last);
-        saveOneMore(++last);
-        saveOneMore(++last);
-        meddle();
-        EXPECT_EQ(store.save(list), nullptr);
-        EXPECT_EQ(file(), fileOf(list.events())) << "also when nothing is new";
-        scheduler_.run();
-        saveOneMore(++last);
+    // Few events are appended; where there are many bytes and one leaves, the file is copied from.
+    for (const std::size_t length : {1U, 100'000U}) {
+        auto store = storage();
+        EventList list;
+        std::int64_t last = 0;
+        const auto save = [&] {
+            EXPECT_EQ(store.save(list), nullptr);
+            EXPECT_TRUE(file() == fileOf(list.events())) << length;
+        };
+        const auto saveOneMore = [&] {
+            list.append(sampleEvent(++last, {}, {{"text", std::string(length, 'x')}}));
+            if (length > 1 && last > 20) list.dropFront(1);
+            save();
+        };
+        for (int i = 0; i < 22; ++i)
+            saveOneMore();
+        for (const auto& change : changes) {
+            for (int i = 0; i < 3; ++i) {
+                if (i < 2) change();
+                saveOneMore();
+            }
+            change();
+            save();
+            scheduler_.run();
+            saveOneMore();
+        }
+        for (const auto& change : {std::function<void()>(overwrite), std::function<void()>(cut)}) {
+            FaultyDisk disk(host_.documents());
+            // In the middle of a save.
+            disk.fail({{{DiskCall::write}, 0, 2}});
+            disk.watch([&](const DiskStep& step) {
+                if (length > 1 && step.call == DiskCall::write) change();
+            });
+            saveOneMore();
+        }
+        saveOneMore();
     }
 }
 
@@ -158,44 +170,6 @@ TEST_F(InternalEventStorageTest, AnExchangeThatFailsIsNoRename) {
         EXPECT_EQ(store.save(list), nullptr);
         EXPECT_EQ(file(), fileOf(list.events()));
     }
-}
-
-TEST_F(InternalEventStorageTest, WhatOthersWriteIntoTheFileDoesNotSpread) {
-    auto store = storage();
-    EventList list;
-    for (std::int64_t number = 1; number <= 20; ++number)
-        list.append(sampleEvent(number, {}, {{"text", std::string(100'000, 'x')}}));
-    const auto saveOneForAnother = [&] {
-        list.append(list.takeFront(1).front());
-        EXPECT_EQ(store.save(list), nullptr);
-        EXPECT_TRUE(file() == fileOf(list.events()));
-    };
-    const auto writeThere = [&] {
-        std::fstream(host_.file("queue")).seekp(1'500'000) << "not ours";
-        // Also where the clock of files ticks.
-        std::filesystem::last_write_time(host_.file("queue"), std::chrono::file_clock::now());
-    };
-    const auto cutThere = [&] {
-        std::filesystem::resize_file(host_.file("queue"), 1'500'000);
-    };
-    saveOneForAnother();
-    for (const std::function<void()>& meddle :
-         std::initializer_list<std::function<void()>>{writeThere, cutThere}) {
-        saveOneForAnother();
-        meddle();
-        saveOneForAnother();
-        saveOneForAnother();
-        FaultyDisk disk(host_.documents());
-        // In the middle of a save.
-        disk.fail({{{DiskCall::write}, 0, 2}});
-        disk.watch([&](const DiskStep& step) {
-            if (step.call == DiskCall::write) meddle();
-        });
-        saveOneForAnother();
-    }
-    saveOneForAnother();
-    std::ofstream(host_.file(".queue.spare"), std::ios::app) << "not ours";
-    saveOneForAnother();
 }
 
 TEST_F(InternalEventStorageTest, SpareIsPreparedInTheBackground) {
