@@ -1,5 +1,6 @@
 #include "facade/ReadinessRelay.h"
 
+#include <limits>
 #include <utility>
 
 #include "platform/Strand.h"
@@ -11,24 +12,32 @@ void ReadinessRelay::report(ZentaraClientErrorRef error) {
     {
         const MutexLock lock(mutex_);
         reports_.push_back(std::move(error));
+        if (!isOpen_ && std::this_thread::get_id() == builder_) ++ofBuilder_;
         // Whoever delivers already takes the new report along, so that none overtakes another.
         if (!isOpen_ || std::exchange(isDelivering_, true)) return;
     }
-    Strand::forHostCallbacks().async([self = shared_from_this()] { self->deliver(); });
+    deliverLater();
 }
 
 void ReadinessRelay::open() {
     if (!callback_) return;
+    std::size_t now = 0;
     {
         const MutexLock lock(mutex_);
         isOpen_ = true;
         isDelivering_ = true;
+        now = ofBuilder_;
     }
-    deliver();
+    deliver(now);
 }
 
-void ReadinessRelay::deliver() {
-    for (;;) {
+void ReadinessRelay::deliverLater() {
+    Strand::forHostCallbacks().async(
+        [self = shared_from_this()] { self->deliver(std::numeric_limits<std::size_t>::max()); });
+}
+
+void ReadinessRelay::deliver(std::size_t most) {
+    for (;; --most) {
         ZentaraClientErrorRef error;
         {
             const MutexLock lock(mutex_);
@@ -36,6 +45,7 @@ void ReadinessRelay::deliver() {
                 isDelivering_ = false;
                 return;
             }
+            if (most == 0) break;
             error = std::move(reports_.front());
             reports_.pop_front();
         }
@@ -48,6 +58,7 @@ void ReadinessRelay::deliver() {
             throw;
         }
     }
+    deliverLater();
 }
 
 }  // namespace zentara

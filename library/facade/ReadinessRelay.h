@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <thread>
 
 #include <zentara/EventError.h>
 #include "support/Mutex.h"
@@ -10,9 +12,10 @@
 namespace zentara {
 
 /// Carries readiness reports to the host's ready callback, one at a time and in order, without a
-/// lock held. Reports that come before the client is in place wait until `open`. Later ones are
-/// delivered on the strand of the host's callbacks. Safe for use from any thread, the callback
-/// included. Owned by a `shared_ptr`.
+/// lock held. Reports that come before the client is in place wait until `open`. Those of the
+/// thread that builds it, which made the relay, are delivered there; the others on the strand of
+/// the host's callbacks. Safe for use from any thread, the callback included. Owned by a
+/// `shared_ptr`.
 class ReadinessRelay : public std::enable_shared_from_this<ReadinessRelay> {
   public:
     using Callback = std::function<void(ZentaraClientErrorRef)>;
@@ -25,17 +28,22 @@ class ReadinessRelay : public std::enable_shared_from_this<ReadinessRelay> {
 
     void report(ZentaraClientErrorRef error);
 
-    /// Delivers what has come so far before it returns, and what comes from now on as it comes.
+    /// Delivers what the building thread has reported before it returns, and the others from now
+    /// on.
     void open();
 
   private:
-    /// Calls back until nothing is left; for the one thread that has set `isDelivering_`.
-    void deliver();
+    /// Calls back until nothing is left, or `most` times and then on the strand; for the one thread
+    /// that has set `isDelivering_`.
+    void deliver(std::size_t most);
+    void deliverLater();
 
     const Callback callback_;
+    const std::thread::id builder_ = std::this_thread::get_id();
 
     Mutex mutex_;
     std::deque<ZentaraClientErrorRef> reports_ ZENTARA_GUARDED_BY(mutex_);
+    std::size_t ofBuilder_ ZENTARA_GUARDED_BY(mutex_) = 0;  // the first of them
     bool isOpen_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool isDelivering_ ZENTARA_GUARDED_BY(mutex_) = false;
 };
