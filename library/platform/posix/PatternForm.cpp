@@ -87,7 +87,8 @@ PatternForm::PatternForm(std::string_view pattern) noexcept : size_(pattern.size
             if (isOneOf(next, "123456789k")) ++backReferences_;
             if (next == 'X') ++clusters_;
             // Outside of brackets \w and the like exist already; within they are copied.
-            if (isOneOf(next, sets_ > 0 ? "pPNwWsSdDhHvV" : "pPN")) ++largeSets_;
+            if (isOneOf(next, sets_ > 0 ? "pPNwWSDHV" : "pPN")) ++largeSets_;
+            if (sets_ > 0 && isOneOf(next, "dshv")) ++sets_;
             isPlain = isPlain && !isOneOf(next, "xuU0cNQ");
         }
     }
