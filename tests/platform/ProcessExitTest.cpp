@@ -13,7 +13,7 @@ namespace {
 
 TEST(ProcessExitTest, ReturnFromMainEndsCleanlyAndAtOnce) {
     const test::TestAuthority authority;
-    test::TestServer answering(authority.issueForLoopback());
+    test::TestServer answering(authority.issue());
     test::RawServer silent(test::RawServer::silence());
     // The race detector lets a process sleep for a second before it ends.
     ::setenv("TSAN_OPTIONS", "atexit_sleep_ms=50", 0);

@@ -283,10 +283,10 @@ TEST(URLSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
 TEST(URLSessionTest, CertificatesAreVerified) {
     const test::TestAuthority known;
     const test::TestAuthority unknown;
-    TestServer good(known.issueForLoopback());
-    TestServer stranger(unknown.issueForLoopback());
-    TestServer otherName(known.issue({"DNS:collector.example.com"}));
-    TestServer expired(known.issueForLoopback(test::TestAuthority::Validity::expired));
+    TestServer good(known.issue());
+    TestServer stranger(unknown.issue());
+    TestServer otherName(known.issue({"collector.test"}));
+    TestServer expired(known.issueExpired());
     auto& session = URLSession::shared();
     const std::string refused = failed(CURLE_PEER_FAILED_VERIFICATION);
 

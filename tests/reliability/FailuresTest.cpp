@@ -81,8 +81,8 @@ TEST_F(FailuresTest, EachRequestNamesHostAndCauseOnce) {
                                  std::to_string(body.size()) + "\r\n\r\n" + body);
     };
     const TestAuthority authority;
-    TestServer untrusted(TestAuthority().issueForLoopback());
-    TestServer misnamed(authority.issue({"DNS:elsewhere.example"}));
+    TestServer untrusted(TestAuthority().issue());
+    TestServer misnamed(authority.issue({"elsewhere.test"}));
     RawServer refusing(answering("401", "secret"));
     RawServer failing(answering("500", "secret"));
     RawServer garbage(answering("200", "<html>secret"));

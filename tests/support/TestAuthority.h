@@ -1,52 +1,45 @@
 #pragma once
 
-#include <openssl/evp.h>
-#include <openssl/x509.h>
-
-#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "collector/http/Certificate.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
 namespace zentara::test {
 
-/// A certificate with its private key.
-struct TestCertificate {
-    struct Cleanup {
-        void operator()(X509* made) const noexcept { ::X509_free(made); }
-        void operator()(EVP_PKEY* made) const noexcept { ::EVP_PKEY_free(made); }
-    };
-
-    std::unique_ptr<X509, Cleanup> certificate;
-    std::unique_ptr<EVP_PKEY, Cleanup> key;
-};
-
-/// A certificate authority of its own, made on the spot.
+/// A certificate authority of its own, made on the spot as the collector makes it.
 class TestAuthority {
   public:
-    enum class Validity { current, expired };
-
-    TestAuthority();
+    TestAuthority() { writeTo(file(), own_.certificateText()); }
 
     /// The authority's certificate as a PEM file; gone with this object.
     [[nodiscard]] std::string file() const {
         return (directory_.path() / "authority.pem").string();
     }
 
-    /// A certificate for these hosts, each as OpenSSL spells a subject alternative name: for
-    /// example "DNS:localhost" or "IP:127.0.0.1".
-    [[nodiscard]] TestCertificate issue(const std::vector<std::string>& alternativeNames,
-                                        Validity validity = Validity::current) const;
+    /// A certificate for these hosts below .localhost and .test, or for this machine under all its
+    /// loopback names.
+    [[nodiscard]] collector::Certificate issue(const std::vector<std::string>& names = {
+                                                   "localhost", "127.0.0.1", "::1"}) const {
+        return collector::makeServerCertificate(own_, "Test server", names, 1);
+    }
 
-    /// A certificate for this machine under all its loopback names.
-    [[nodiscard]] TestCertificate issueForLoopback(Validity validity = Validity::current) const {
-        return issue({"DNS:localhost", "IP:127.0.0.1", "IP:::1"}, validity);
+    [[nodiscard]] collector::Certificate issueExpired() const {
+        auto issued = issue();
+        ::X509_gmtime_adj(::X509_getm_notAfter(issued.certificate.get()), -60);
+        if (::X509_sign(issued.certificate.get(), own_.key.get(), ::EVP_sha256()) <= 0) {
+            throw std::runtime_error("cannot sign");
+        }
+        return issued;
     }
 
   private:
     TemporaryDirectory directory_;
-    TestCertificate own_;
+    const collector::Certificate own_ =
+        collector::makeAuthority(directory_.path().filename().string(), 1);
 };
 
 }  // namespace zentara::test

@@ -8,7 +8,7 @@ namespace zentara::test {
 
 TestServer::TestServer() : TestServer(std::make_unique<httplib::Server>(), "http") {}
 
-TestServer::TestServer(const TestCertificate& certificate)
+TestServer::TestServer(const collector::Certificate& certificate)
     : TestServer(std::make_unique<httplib::SSLServer>(certificate.certificate.get(),
                                                       certificate.key.get()),
                  "https") {}

@@ -51,7 +51,7 @@ class TestServer {
     /// An HTTP server that answers 200 with "{}" until told otherwise.
     TestServer();
     /// The same over HTTPS.
-    explicit TestServer(const TestCertificate& certificate);
+    explicit TestServer(const collector::Certificate& certificate);
     ~TestServer();
     TestServer(const TestServer&) = delete;
     TestServer& operator=(const TestServer&) = delete;
