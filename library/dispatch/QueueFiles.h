@@ -37,7 +37,7 @@ inline constexpr std::string_view unreadSuffix = ".unread-";
 /// Null when there is no such file any more.
 [[nodiscard]] ErrorRef removeQueueFile(const std::filesystem::path& path);
 
-/// Moves a damaged file of the queue to a name of its own, which nobody reads, and says so and what
+/// Moves a damaged file of the queue to a name of its own, which no start reads, and says so and what
 /// is wrong with it on standard error. Null on success.
 [[nodiscard]] ErrorRef setAside(const std::filesystem::path& damaged,
                                 const std::filesystem::path& queue,
