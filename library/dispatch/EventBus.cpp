@@ -183,7 +183,9 @@ void EventBus::dispatch(DispatchCompletion completion) {
     delivery->settings = settings;
     const auto events = takeEvents(*delivery);
     if (events.empty()) {
-        if (Ledger::shared().underWay == 0) failures_.report(nullptr);
+        // Without a number nothing was looked for: the process is ending, and events may wait.
+        const bool nothingIsLeft = delivery->number > 0 && Ledger::shared().underWay == 0;
+        if (nothingIsLeft) failures_.report(nullptr);
         completion(DispatchResult::emptyRepository());
         return;
     }

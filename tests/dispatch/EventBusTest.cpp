@@ -164,6 +164,9 @@ TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
     EXPECT_EQ(ledger.batchesDelivered - before[1], 3);
     EXPECT_EQ(ledger.delivered - before[2], 6);
     EXPECT_EQ(ledger.underWay, 0);
+    bus->stopDispatching();
+    EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
+    EXPECT_TRUE(isFailing(Component::delivery)) << "the queue is not empty";
 }
 
 TEST_F(EventBusTest, AtTheEndWhatIsNotDeliveredIsPutBack) {
