@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <new>
 #include <optional>
 #include <span>
@@ -31,10 +30,6 @@ using Clock = std::chrono::steady_clock;
 
 /// Appends follow each other closely; the spare is put right when they pause.
 constexpr Clock::duration sparePreparationDelay = std::chrono::milliseconds(50);
-
-ErrorRef noMemory(const char* description) {
-    return std::make_shared<PlatformError>(PlatformError::Domain::file, ENOMEM, description);
-}
 
 /// How many events have left the front of `older`, when nothing else but appending has happened to
 /// it since; otherwise all of them.
@@ -94,14 +89,13 @@ bool complete(StoredEvents& stored, std::span<const InternalEvent> flushed) {
     try {
         const auto others = lacking(list.events, flushed);
         if (!others) {
-            stored.state = StoredEvents::State::damaged;
+            stored = {StoredEvents::State::damaged, {}};
             return false;
         }
         list.events.insert(list.events.begin(), others->begin(), others->end());
         return !others->empty();
     } catch (const std::bad_alloc&) {
-        stored = {StoredEvents::State::unread,
-                  {{}, noMemory("not enough memory to check the events")}};
+        stored = {StoredEvents::State::unread, {{}, outOfMemory("check the events")}};
         return false;
     }
 }
@@ -186,7 +180,11 @@ void InternalEventStorageImpl::Shared::recover() {
         };
     }
     if (clearTheWay) {
-        if (clearTheWay()) return;
+        if (clearTheWay()) {
+            // Not to be read again: parts of two lists would read as one.
+            recovered = std::move(stored.decoded);
+            return;
+        }
         clearTheWay = nullptr;
     }
     if (stored.state == State::list) {
@@ -323,7 +321,7 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
         if (!error) error = checkpoint.write(events, leftFront(checkpointed, events));
         if (!error) checkpointed = std::move(events);
     } catch (const std::bad_alloc&) {
-        error = noMemory("not enough memory for the checkpoint");
+        error = outOfMemory("write the checkpoint");
     }
     checkpointFailures.report(error);
     if (!error) return;

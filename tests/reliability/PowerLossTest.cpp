@@ -303,11 +303,16 @@ TEST(PowerLossTest, PartsOfTwoListsAreNoList) {
                 const TestHost host;
                 writeTo(host.file("queue"), mixture);
                 writeTo(host.file(".queue.checkpoint"), flushed);
+                const auto files =
+                    std::to_string(block) + " bytes of " + shown(front) + ", " + shown(end) + ": ";
                 Ledger::Queue counts;
-                ASSERT_NO_FATAL_FAILURE(expectEventsBack(open(counts)->take(100), wanted,
-                                                         std::to_string(block) + " bytes of " +
-                                                             shown(front) + ", " + shown(end) +
-                                                             ": "));
+                FaultyDisk disk(host.documents());
+                disk.fail({{{DiskCall::rename}, EIO}});
+                const auto events = open(counts)->take(100);
+                const auto kept = events.empty() ? Numbers() : wanted;
+                ASSERT_NO_FATAL_FAILURE(expectEventsBack(events, kept, files));
+                disk.fail({});
+                ASSERT_NO_FATAL_FAILURE(expectEventsBack(open(counts)->take(100), wanted, files));
             }
         }
     }
