@@ -63,7 +63,7 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
         events_.append(texts_.packed(event));
         ++counts_.waiting;
         if (static_cast<std::int64_t>(events_.size()) > maxEvents_) {
-            static_cast<void>(events_.takeFront(1));
+            events_.dropFront(1);
             --counts_.waiting;
             ++counts_.evicted;
         }

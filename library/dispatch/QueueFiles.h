@@ -37,8 +37,8 @@ inline constexpr std::string_view unreadSuffix = ".unread-";
 /// Null when there is no such file any more.
 [[nodiscard]] ErrorRef removeQueueFile(const std::filesystem::path& path);
 
-/// Moves a damaged file of the queue to a name of its own, which no start reads, and says so and what
-/// is wrong with it on standard error. Null on success.
+/// Moves a damaged file of the queue to a name of its own, which no start reads, and says so and
+/// what is wrong with it on standard error. Null on success.
 [[nodiscard]] ErrorRef setAside(const std::filesystem::path& damaged,
                                 const std::filesystem::path& queue,
                                 const std::string& fault = "could not be read");
