@@ -28,9 +28,6 @@ void inThreads(int count, size_t stackSize, void (^code)(void));
 /// Whether the code, run by a copy of this process, aborts that and names this cause.
 bool isFatal(NSString *cause, void (^code)(void));
 
-/// A class of the application's own with the name of a class of the library's, of an object.
-Class ownEventClass(void);
-
 /// Counts the objects of its class that exist, so that tests see what is kept and what is not.
 @interface Tracked : NSObject
 + (int)count;

@@ -78,15 +78,6 @@ bool isFatal(NSString *cause, void (^code)(void)) {
            [words rangeOfString:cause].length > 0;
 }
 
-@interface Event : NSObject
-@end
-@implementation Event
-@end
-
-Class ownEventClass(void) {
-    return [[[[Event alloc] init] autorelease] class];
-}
-
 @implementation Tracked
 
 + (int)count {
