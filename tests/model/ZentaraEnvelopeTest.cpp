@@ -8,15 +8,8 @@ namespace zentara {
 namespace {
 
 TEST(ZentaraEnvelope, DecodingFailsWithTheErrorOfItsCause) {
-    ZentaraEnvelope envelope;
-    envelope.zentaraClientUUID = "client";
-    envelope.zentaraClientTenant = "tenant";
-    envelope.zentaraClientType = "mobile";
-    envelope.zentaraClientDeviceGroup = "iOS";
-    envelope.zentaraClientTs = 5;
-    envelope.zentaraDispatchNumber = 2;
-    envelope.zentaraActionCounter = 2;
-    envelope.actions = test::sampleEvents(1, 2);
+    const ZentaraEnvelope envelope{"client", "tenant", "mobile", "iOS", 5, test::sampleEvents(1, 2),
+                                   3,        2};
     const auto whole = envelope.toDictionary();
     EXPECT_EQ(ZentaraEnvelope::fromDictionary(whole).value, envelope);
 
