@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 #include <variant>
+#include <vector>
 
 #include "Check.h"
-#include "JSONMutator.h"
 #include "collector/data/ArrivalCheck.h"
 #include "collector/data/Envelope.h"
 #include "collector/data/SchemaCatalogue.h"
@@ -48,17 +49,14 @@ void addUsers(JSONObject& envelope) {
 }
 
 bool hasLongName(const ZentaraEnvelope& envelope) {
-    const auto isLong = [](const std::string& name) {
-        return name.size() > 256;
-    };
-    return isLong(envelope.zentaraClientUUID) || isLong(envelope.zentaraClientTenant) ||
-           std::any_of(envelope.actions.begin(), envelope.actions.end(),
-                       [&isLong](const InternalEvent& action) {
-                           const auto& fields = action.fields();
-                           return isLong(fields.id) || isLong(fields.version) ||
-                                  isLong(fields.zentaraClientContextID) ||
-                                  isLong(fields.zentaraActionUUID);
-                       });
+    std::vector<std::string_view> names{envelope.zentaraClientUUID, envelope.zentaraClientTenant};
+    for (const auto& action : envelope.actions) {
+        const auto& fields = action.fields();
+        names.insert(names.end(), {fields.id, fields.version, fields.zentaraClientContextID,
+                                   fields.zentaraActionUUID});
+    }
+    return std::any_of(names.begin(), names.end(),
+                       [](std::string_view name) { return name.size() > 256; });
 }
 
 void checkWritten(const ZentaraEnvelope& envelope) {
@@ -92,11 +90,6 @@ void checkWritten(const ZentaraEnvelope& envelope) {
 }
 
 }  // namespace
-
-extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
-                                               std::size_t capacity, unsigned int seed) {
-    return fuzz::mutateJSON(data, size, capacity, seed);
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto text = fuzz::asText(data, size);

@@ -1,7 +1,6 @@
 #include "JSONMutator.h"
 
 #include <algorithm>
-#include <limits>
 #include <random>
 #include <string>
 #include <string_view>
@@ -27,25 +26,13 @@ class Mutation {
         auto& node = *pick(nodes_);
         // A copy, since what it is put into may be a part of it or hold it.
         auto other = *pick(nodes_);
-        switch (random_() % 6) {
-            case 0:
-                node = std::move(other);
-                break;
-            case 1:
-                wrap(node);
-                break;
-            case 2:
-                insert(node, std::move(other));
-                break;
-            case 3:
-                erase(node);
-                break;
-            case 4:
-                node = scalar();
-                break;
-            default:
-                changeInside(node);
-        }
+        const auto change = random_() % 6;
+        if (change == 0) node = std::move(other);
+        if (change == 1) wrap(node);
+        if (change == 2) insert(node, std::move(other));
+        if (change == 3) erase(node);
+        if (change == 4) node = scalar();
+        if (change == 5) changeInside(node);
     }
 
   private:
@@ -63,8 +50,8 @@ class Mutation {
         }
     }
 
-    template <typename Item>
-    const Item& pick(const std::vector<Item>& items) {
+    template <typename Items>
+    const typename Items::value_type& pick(const Items& items) {
         return items[random_() % items.size()];
     }
 
@@ -102,36 +89,12 @@ class Mutation {
     }
 
     JSONValue scalar() {
-        static const std::vector<JSONValue> values = {
-            nullptr,
-            true,
-            false,
-            0,
-            1,
-            -1,
-            3,
-            1.0,
-            0.1,
-            -2.5,
-            1e-5,
-            1e16,
-            1'000'000'000,
-            std::numeric_limits<std::int64_t>::max(),
-            std::numeric_limits<std::int64_t>::min(),
-            std::numeric_limits<std::uint64_t>::max(),
-            1e300,
-            9223372036854775808.0,
-            "",
-            "a",
-            "#",
-            "#/",
-            "\r\n",
-            ";",
-            "\xF0\x9F\x91\xA8\xE2\x80\x8D\xF0\x9F\x91\xA9",
-            "e\xCC\x81",
-            JSONArray(),
-            JSONObject()};
-        return pick(values);
+        static const auto values = parseJSON(
+            R"([null, true, false, 0, 1, -1, 3, 1.0, 0.1, -2.5, 1e-5, 1e16, 1000000000,
+                9223372036854775807, -9223372036854775808, 18446744073709551615, 1e300,
+                9223372036854775808.0, "", "a", "#", "#/", "\r\n", ";",
+                "\ud83d\udc68\u200d\ud83d\udc69", "e\u0301", [], {}])");
+        return pick(values.value.get_array());
     }
 
     void changeInside(JSONValue& node) {

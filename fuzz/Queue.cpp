@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "Check.h"
-#include "JSONMutator.h"
 #include "dispatch/InternalEventStorageImpl.h"
 #include "dispatch/UnderWayFile.h"
 #include "model/EventDecoder.h"
@@ -85,11 +84,6 @@ void checkUnderWay(const test::TestHost& host, const std::string& json,
 }
 
 }  // namespace
-
-extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
-                                               std::size_t capacity, unsigned int seed) {
-    return fuzz::mutateJSON(data, size, capacity, seed);
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const test::TestHost host;

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "Check.h"
-#include "JSONMutator.h"
 #include "collector/data/Cookies.h"
 #include "dispatch/FileStorage.h"
 #include "dispatch/SchemasStorage.h"
@@ -168,11 +167,6 @@ void checkIdentity(const std::string& body) {
 }
 
 }  // namespace
-
-extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
-                                               std::size_t capacity, unsigned int seed) {
-    return fuzz::mutateJSON(data, size, capacity, seed);
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const test::TestHost host;
