@@ -6,13 +6,15 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/ASCIIPattern.h"
+#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
+
+using namespace std::string_literals;
 
 bool matches(std::string_view pattern, std::string_view text, std::size_t units = 20'000'000) {
     const auto expression = RegularExpression::compile(pattern);
@@ -43,16 +45,10 @@ TEST(RegularExpression, SearchesTheFirstUnitsAsIfTheTextEndedThere) {
 }
 
 TEST(RegularExpression, RefusesInvalidAndCostlyExpressions) {
-    const std::string refused[] = {"",
-                                   "(",
-                                   "a{2,1}",
-                                   "(\xFF",
-                                   many(16'385, "a"),
-                                   many(3'000, "[^a]"),
-                                   many(2'001, "a{9}"),
-                                   "(?i)" + many(16, "[\\W]"),
-                                   "(?i)" + many(100, "[\\x{0}-\\x{10ffff}\\p{L}]|")};
-    for (const auto& pattern : refused) {
+    for (const std::string& pattern :
+         {""s, "("s, "a{2,1}"s, "(\xFF"s, many(16'385, "a"), many(3'000, "[^a]"),
+          many(2'001, "a{9}"), "(?i)" + many(16, "[\\W]"),
+          "(?i)" + many(100, "[\\x{0}-\\x{10ffff}\\p{L}]|")}) {
         EXPECT_FALSE(RegularExpression::compile(pattern).has_value()) << pattern.substr(0, 20);
         EXPECT_FALSE(RegularExpression::compile(pattern).has_value()) << "from the cache";
     }
@@ -131,20 +127,14 @@ TEST(RegularExpression, SimpleExpressionsAnswerLikeTheFullEngine) {
 TEST(RegularExpression, SharedByThreadsBeyondTheCacheSize) {
     const auto shared = RegularExpression::compile("^([a-z]+)-([0-9]+)é$");
     ASSERT_TRUE(shared);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&shared] {
-            const std::string text = "abc-1é";
-            for (int round = 0; round < 2'400; ++round) {
-                EXPECT_TRUE(shared->matches(text, characterCount(text)));
-                EXPECT_FALSE(shared->matches("abc", 3));
-                const auto number = std::to_string(round % 1'200);
-                EXPECT_TRUE(matches("^p" + number + "$", "p" + number));
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+    test::inThreads(4, [&shared](int) {
+        for (int round = 0; round < 2'400; ++round) {
+            EXPECT_TRUE(shared->matches("abc-1é", 6));
+            EXPECT_FALSE(shared->matches("abc", 3));
+            const auto number = std::to_string(round % 1'200);
+            EXPECT_TRUE(matches("^p" + number + "$", "p" + number));
+        }
+    });
 }
 
 }  // namespace

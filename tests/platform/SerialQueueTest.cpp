@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
-#include <thread>
-#include <vector>
+
+#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
@@ -19,15 +19,10 @@ TEST(SerialQueueTest, RunsOneBlockAtATimeAlsoAfterAThrow) {
         std::this_thread::yield();
         --inside;
     };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            for (int j = 0; j < 2000; ++j)
-                queue.sync(enter);
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+    test::inThreads(4, [&](int) {
+        for (int i = 0; i < 2000; ++i)
+            queue.sync(enter);
+    });
     EXPECT_EQ(highest, 1);
 }
 

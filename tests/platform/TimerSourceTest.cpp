@@ -5,15 +5,12 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <thread>
-#include <vector>
 
 #include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
 
-using test::Mailbox;
 using test::Signal;
 using Clock = TimerSource::Clock;
 using std::chrono::milliseconds;
@@ -23,7 +20,7 @@ using std::chrono::milliseconds;
 TEST(TimerSourceTest, FiresOnTheGridAndWhatItMissedBecomesOneFiring) {
     constexpr milliseconds interval{10};
     for (const int missed : {0, 100}) {
-        const auto firings = std::make_shared<Mailbox<Clock::time_point>>();
+        const auto firings = std::make_shared<test::Mailbox<Clock::time_point>>();
         TimerSource timer;
         const auto deadline = Clock::now() + (missed == 0 ? 1 : -missed) * interval;
         timer.start(deadline, interval, [firings] { firings->put(Clock::now()); });
@@ -74,20 +71,14 @@ TEST(TimerSourceTest, CancelledFromItsOwnHandlerItLetsGoOfIt) {
 }
 
 TEST(TimerSourceTest, ManyTimersComeAndGoOnManyThreads) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([] {
-            for (int j = 0; j < 100; ++j) {
-                const auto runs = std::make_shared<Signal>();
-                TimerSource timer;
-                timer.start(Clock::now(), std::chrono::microseconds(50),
-                            [runs] { runs->notify(); });
-                EXPECT_TRUE(j % 10 != 0 || runs->waitFor());
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+    test::inThreads(4, [](int) {
+        for (int i = 0; i < 100; ++i) {
+            const auto runs = std::make_shared<Signal>();
+            TimerSource timer;
+            timer.start(Clock::now(), std::chrono::microseconds(50), [runs] { runs->notify(); });
+            EXPECT_TRUE(i % 10 != 0 || runs->waitFor());
+        }
+    });
 }
 
 }  // namespace

@@ -9,13 +9,12 @@
 #include <filesystem>
 #include <limits>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "platform/FolderClaim.h"
 #include "platform/HostApplication.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
+#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
@@ -88,19 +87,14 @@ TEST_F(UserDefaultsTest, UnwritableFolderCostsPersistenceOnly) {
 }
 
 TEST_F(UserDefaultsTest, ThreadsMayReadAndWriteAtTheSameTime) {
-    std::vector<std::thread> threads;
-    for (std::int64_t i = 0; i < 4; ++i) {
-        threads.emplace_back([i] {
-            UserDefaults mine;
-            const std::string key = "key" + std::to_string(i);
-            for (std::int64_t j = 1; j <= 50; ++j) {
-                mine.set(key, j);
-                EXPECT_EQ(mine.integer(key), j);
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+    test::inThreads(4, [](int number) {
+        UserDefaults mine;
+        const std::string key = "key" + std::to_string(number);
+        for (std::int64_t i = 1; i <= 50; ++i) {
+            mine.set(key, i);
+            EXPECT_EQ(mine.integer(key), i);
+        }
+    });
     for (int i = 0; i < 4; ++i) {
         const auto last = "\"key" + std::to_string(i) + "\":50";
         EXPECT_NE(contentsOf(first_ / fileName).find(last), std::string::npos) << last;

@@ -75,4 +75,12 @@ template <typename Condition>
     return true;
 }
 
+/// Runs `work` on so many threads at once, which it tells apart by their numbers.
+template <typename Work>
+void inThreads(int count, const Work& work) {
+    std::vector<std::jthread> threads;
+    for (int number = 0; number < count; ++number)
+        threads.emplace_back(work, number);
+}
+
 }  // namespace zentara::test
