@@ -27,10 +27,11 @@ class RawConnection {
 
     void waitForClose();
 
-  private:
+  protected:
+    /// Whether more came before the end.
     bool receive();
 
-    int descriptor_;
+    const int descriptor_;
     std::string received_;
 };
 

@@ -84,17 +84,12 @@ TEST_F(CollectorTest, AWaitThatIsInVainTellsWhatArrivedInstead) {
     post(samples::action("b", "bad-one"));
     EXPECT_FALSE(client.waitFor({.schema = "b-1"}, 1, 1ms).satisfied) << "it is bad";
     EXPECT_EQ(client.expectEvent({.schema = "b-1", .verdict = Verdict::bad}).at("good"), false);
-    try {
-        client.expectEvent({.schema = "a-1"}, 1ms);
-        ADD_FAILURE() << "it has not arrived";
-    } catch (const ExpectationError& error) {
-        EXPECT_THAT(error.what(), HasSubstr("\"b-1\":1"));
-    }
+    EXPECT_THAT([this] { client.expectEvent({.schema = "a-1"}, 1ms); },
+                testing::ThrowsMessage<ExpectationError>(HasSubstr("\"b-1\":1")));
     EXPECT_THROW(client.expectNoEvent({.verdict = Verdict::any}), ExpectationError);
     client.expectNoEvent({.schema = "a-1", .verdict = Verdict::any}, 1ms);
 }
 
-/// Somebody who asks in this process.
 class RecordingExchange final : public Exchange {
   public:
     explicit RecordingExchange(NamedTexts query = {})
@@ -164,11 +159,10 @@ TEST_F(CollectorTest, AStreamTellsOfWhatArrivesUntilTheServerStops) {
 }
 
 TEST_F(CollectorTest, ThePageIsServedSoThatNothingInItCanRunOrLeave) {
-    const std::string page =
-        RawClient(port, "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n")
-            .readToEnd();
-    EXPECT_THAT(page, HasSubstr("Content-Security-Policy: default-src 'none'; script-src 'self'"));
-    EXPECT_THAT(page, HasSubstr("Content-Type: text/html"));
+    RawClient page(port, "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    EXPECT_THAT(page.readToEnd(),
+                AllOf(HasSubstr("Content-Security-Policy: default-src 'none'; script-src 'self'"),
+                      HasSubstr("Content-Type: text/html")));
     EXPECT_EQ(store.summary().requests, 0U) << "the page is not part of what is received";
 }
 
@@ -215,7 +209,7 @@ TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
 TEST_F(CollectorTest, FaultsAreSwitchedAndSeen) {
     client.setFault("all", {{"answer", "dropped"}, {"times", 1}});
     EXPECT_THAT(refusalOf("/schemas"), HasSubstr("/schemas"));
-    EXPECT_EQ(refusalOf("/schemas"), "") << "once was enough";
+    EXPECT_EQ(refusalOf("/schemas"), "");
     client.setFault("id", {{"status", 418}});
     EXPECT_THAT(refusalOf("/id"), HasSubstr("a fault was asked for: id: status 418"));
     EXPECT_EQ(client.get("/faults").at("id").at("status"), 418);
@@ -229,22 +223,17 @@ TEST_F(CollectorTest, FaultsAreSwitchedAndSeen) {
 }
 
 TEST_F(CollectorTest, RefusalsNameStatusAndReasonAndStoreNoEvent) {
-    const struct {
-        const char* body;
-        const char* contentType;
-        int status;
-        const char* reason;
-    } cases[] = {
+    const std::tuple<const char*, const char*, int, const char*> cases[] = {
         {"{", "application/json", 400, "the body is not JSON"},
         {"{}", "Application/JSON; charset=utf-8", 422, "UUID\\\" is missing"},
         {"{}", "text/plain", 415, "application/json"},
     };
-    for (const auto& each : cases) {
-        auto request = samples::request("POST", "/event", each.body);
-        request.headers = {{"Content-Type", each.contentType}};
+    for (const auto& [body, contentType, status, reason] : cases) {
+        auto request = samples::request("POST", "/event", body);
+        request.headers = {{"Content-Type", contentType}};
         const auto response = services.answer(Service::event, request).response;
-        EXPECT_EQ(response.status, each.status);
-        EXPECT_THAT(response.body, HasSubstr(each.reason));
+        EXPECT_EQ(response.status, status);
+        EXPECT_THAT(response.body, HasSubstr(reason));
     }
     EXPECT_EQ(store.summary().envelopes, 0U);
     EXPECT_EQ(store.summary().requests, std::size(cases));
@@ -255,8 +244,8 @@ TEST_F(CollectorTest, AnIdentityIsRenewedByItsCookieAndOthersAreNot) {
     EXPECT_NE(first.at("qvn_uid"), identity().at("qvn_uid"));
     const std::string uid(first.at("qvn_uid").as_string());
     const auto renewed = identity("other=1; novalue ;=x;qvn_uid=" + uid + ";");
-    EXPECT_EQ(renewed.at("qvn_uid"), first.at("qvn_uid"));
-    EXPECT_EQ(renewed.at("qvn_uid_public"), first.at("qvn_uid_public"));
+    for (const char* member : {"qvn_uid", "qvn_uid_public"})
+        EXPECT_EQ(renewed.at(member), first.at(member));
     EXPECT_NE(identity("qvn_uid=<script>").at("qvn_uid"), "<script>");
 }
 

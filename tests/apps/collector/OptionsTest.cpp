@@ -11,20 +11,17 @@ ParsedOptions parse(std::vector<const char*> arguments) {
 }
 
 TEST(CollectorOptionsTest, WhatIsNotUnderstoodIsAUsageErrorThatNamesIt) {
-    const struct {
-        std::vector<const char*> arguments;
-        const char* message;
-    } cases[] = {
+    const std::pair<std::vector<const char*>, const char*> cases[] = {
         {{"--host", "0.0.0.0"}, "--reachable-from-the-network"},
         {{"--host", "example.com"}, "--reachable-from-the-network"},
         {{"--schemas", "/there/is/no/such/folder"}, "--schemas"},
         {{"--port", "65536"}, "--port: a port from 0 to 65535 is expected, not 65536"},
         {{"--fault", "pages:status=500"}, "pages"},
     };
-    for (const auto& each : cases) {
+    for (const auto& [arguments, message] : cases) {
         testing::internal::CaptureStderr();
-        const auto parsed = parse(each.arguments);
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(each.message));
+        const auto parsed = parse(arguments);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(message));
         EXPECT_FALSE(parsed.options);
         EXPECT_EQ(parsed.exitCode, exitUsage);
     }

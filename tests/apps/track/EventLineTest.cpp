@@ -7,8 +7,8 @@
 namespace zentara::track {
 namespace {
 
-TEST(EventLineTest, EveryMemberIsRead) {
-    const auto event = std::get<EventLine>(readEventLine(
+TEST(EventLineTest, EveryMemberIsReadAndMostHaveDefaults) {
+    auto event = std::get<EventLine>(readEventLine(
         R"({"schemaId":"page-view","schemaVersion":"2","contentType":"text/x","url":"u",)"
         R"("referer":"r","properties":{"b":1,"a":[2.5]},"relationId":"rel","more":1})"));
     EXPECT_EQ(event.schema(), "page-view-2");
@@ -18,10 +18,7 @@ TEST(EventLineTest, EveryMemberIsRead) {
     EXPECT_EQ(JSONValue(event.properties), boost::json::parse(R"({"b":1,"a":[2.5]})"));
     EXPECT_EQ(event.relationId, "rel");
     EXPECT_THAT(event.unknownMembers, testing::ElementsAre("more"));
-}
-
-TEST(EventLineTest, NullMembersHaveTheirDefaults) {
-    const auto event = std::get<EventLine>(
+    event = std::get<EventLine>(
         readEventLine(R"({"schemaId":"a","schemaVersion":"1","contentType":null,"url":null,)"
                       R"("referer":null,"properties":null,"relationId":null})"));
     EXPECT_EQ(event.contentType, "application/json");
@@ -30,10 +27,7 @@ TEST(EventLineTest, NullMembersHaveTheirDefaults) {
 }
 
 TEST(EventLineTest, ALineThatIsNoEventIsToldWhy) {
-    const struct {
-        std::string line;
-        const char* reason;
-    } cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"{\"schemaId\":\"\xFF\"}", "not JSON: "},
         {"[]", "not a JSON object"},
         {R"({"schemaVersion":"1"})", R"("schemaId" is missing)"},
@@ -46,9 +40,9 @@ TEST(EventLineTest, ALineThatIsNoEventIsToldWhy) {
              std::string(600, ']') + "}}",
          "not JSON: "},
     };
-    for (const auto& each : cases) {
-        const auto unreadable = std::get<UnreadableLine>(readEventLine(each.line));
-        EXPECT_THAT(unreadable.reason, testing::StartsWith(each.reason)) << each.line;
+    for (const auto& [line, reason] : cases) {
+        const auto unreadable = std::get<UnreadableLine>(readEventLine(line));
+        EXPECT_THAT(unreadable.reason, testing::StartsWith(reason)) << line;
     }
 }
 

@@ -7,26 +7,17 @@
 namespace zentara::track {
 namespace {
 
-TEST(LineReaderTest, BlankLinesAreSkippedButCounted) {
-    std::istringstream stream("a\r\n\n \t\nb\n\r\nlast");
+TEST(LineReaderTest, BlankLinesCountAndOverlongOnesAreCut) {
+    ASSERT_EQ(LineReader::longestLine, 1'048'576U);
+    std::istringstream stream("a\r\n\n \t\nb\n" + std::string(1'048'576, 'x') + "\n" +
+                              std::string(3'000'000, ' ') + "\n\r\nlast");
     LineReader reader(stream);
     std::string seen;
-    while (const auto line = reader.next())
-        seen += std::to_string(line->number) + "=" + line->text + ";";
-    EXPECT_EQ(seen, "1=a;4=b;6=last;");
-}
-
-TEST(LineReaderTest, AnOverlongLineIsCutAndTheNextOneIsWhole) {
-    std::istringstream stream(std::string(LineReader::longestLine, 'x') + "\n" +
-                              std::string(LineReader::longestLine * 3, ' ') + "\nnext\n");
-    LineReader reader(stream);
-    EXPECT_FALSE(reader.next().value().tooLong);
-    const auto tooLong = reader.next().value();
-    EXPECT_TRUE(tooLong.tooLong);
-    EXPECT_EQ(tooLong.text.size(), LineReader::longestLine);
-    const auto next = reader.next().value();
-    EXPECT_EQ(next.number, 3U);
-    EXPECT_EQ(next.text, "next");
+    while (const auto line = reader.next()) {
+        seen += std::to_string(line->number) + (line->tooLong ? "!" : "=") +
+                line->text.substr(0, 4) + std::to_string(line->text.size()) + ";";
+    }
+    EXPECT_EQ(seen, "1=a1;4=b1;5=xxxx1048576;6!    1048576;8=last4;");
 }
 
 }  // namespace

@@ -31,11 +31,7 @@ TEST(EnvelopeTest, WhatWasReadLivesAsLongAsAnyCopyOfTheEnvelope) {
 }
 
 TEST(EnvelopeTest, EachFaultIsNamedWithItsPlace) {
-    const struct {
-        const char* from;
-        const char* to;
-        const char* reason;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {R"("price":5.0)", R"("price":[{"a":1e309}])",
          "actions[0]: a number is beyond what a double holds"},
         {R"("zentaraClientTenant":"shop",)", "", R"("zentaraClientTenant" is missing)"},
@@ -50,8 +46,8 @@ TEST(EnvelopeTest, EachFaultIsNamedWithItsPlace) {
          R"(actions[0]: "zentaraRelationId" is neither a string nor null)"},
         {R"("actions":[)", R"("actions":["x",)", "actions[0] is not an object"},
     };
-    for (const auto& each : cases)
-        EXPECT_EQ(faultOf(replaced(goodEnvelope, each.from, each.to)), each.reason);
+    for (const auto& [from, to, reason] : cases)
+        EXPECT_EQ(faultOf(replaced(goodEnvelope, from, to)), reason);
     EXPECT_EQ(faultOf("[]"), "an envelope is a JSON object");
     EXPECT_EQ(faultOf(samples::envelope("")), "");
 }

@@ -48,16 +48,16 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
         {"twice-1.json", R"({"a":{"b":1,"c":[{"b":2}],"b":3}})",
          "the key \"b\" occurs twice in one object"},
         {"unversioned.json", "{}", "the name is not {id}-{version}.json"},
+        {"v-1.json", "", "is not a file"},
+        {"w-1.json", "", "cannot be read: No such file or directory"},
     };
+    fs::create_directories(folder / "v-1.json");
+    fs::create_symlink("nowhere", folder / "w-1.json");
     std::vector<testing::Matcher<std::string>> problems;
     for (const auto& [name, text, problem] : unusable) {
-        write(name, text);
+        if (!text.empty()) write(name, text);
         problems.push_back(HasSubstr("/" + std::string(name) + ": " + problem));
     }
-    fs::create_directories(folder / "v-1.json");
-    problems.push_back(EndsWith("/v-1.json: is not a file"));
-    fs::create_symlink("nowhere", folder / "w-1.json");
-    problems.push_back(EndsWith("/w-1.json: cannot be read: No such file or directory"));
     write("a-1.json", "\xEF\xBB\xBF{}");
     write("deep-1.json", nested(511));
     write("page-view-2.json", R"({ "type" : "object", "maximum": 1.5 })");
@@ -71,7 +71,6 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
     EXPECT_FALSE(parseJSON(schemas->json).error) << "the library can read all of it";
     EXPECT_THAT(schemas->problems, testing::ElementsAreArray(problems));
     EXPECT_EQ(reported, schemas->problems);
-    EXPECT_EQ(SchemaCatalogue(std::nullopt).current()->json, "{}");
 }
 
 TEST_F(SchemaCatalogueTest, ChangeShowsInTableAtOnceAndInArrivalsSoon) {
@@ -130,9 +129,8 @@ TEST_F(SchemaCatalogueTest, AFolderThatChangesAllTheTimeGivesWholeTables) {
     for (int i = 0; i < 3; ++i) {
         readers.emplace_back([&catalogue](const std::stop_token& stop) {
             while (!stop.stop_requested()) {
-                const auto schemas = catalogue.refreshed();
-                EXPECT_EQ(parseJSON(schemas->json).value.get_object().size(),
-                          schemas->schemas.size());
+                const auto now = catalogue.refreshed();
+                EXPECT_EQ(parseJSON(now->json).value.get_object().size(), now->schemas.size());
             }
         });
     }

@@ -11,10 +11,9 @@ constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
 constexpr auto highest = std::numeric_limits<std::int64_t>::max();
 
 TEST(SequenceGapsTest, GapsWithinAndBetweenContextsAreMissing) {
-    const struct {
-        std::vector<std::pair<const char*, std::int64_t>> arrivals;
-        std::vector<std::tuple<std::string, std::int64_t, std::int64_t>> gaps;
-    } cases[] = {
+    using Arrivals = std::vector<std::pair<const char*, std::int64_t>>;
+    using Ranges = std::vector<std::tuple<std::string, std::int64_t, std::int64_t>>;
+    const std::pair<Arrivals, Ranges> cases[] = {
         {{{"a", 7}}, {}},
         {{{"a", 1}, {"a", 4}, {"a", 4}, {"a", 1}}, {{"a", 2, 3}}},
         {{{"a", 5}, {"a", 1}, {"a", 3}, {"a", 2}, {"a", 4}}, {}},
@@ -32,21 +31,20 @@ TEST(SequenceGapsTest, GapsWithinAndBetweenContextsAreMissing) {
         {{{"a", 1}, {"b", 4}, {"c", 7}, {"a", 6}}, {{"a", 2, 5}}},
         {{{"a", lowest}, {"b", highest}, {"c", 0}}, {{"b", lowest + 1, -1}, {"b", 1, highest - 1}}},
     };
-    for (const auto& each : cases) {
+    for (const auto& [arrivals, expected] : cases) {
         SequenceGaps gaps;
-        for (const auto& [context, sequence] : each.arrivals) {
+        for (const auto& [context, sequence] : arrivals) {
             gaps.add(context, "client", sequence);
             gaps.add(std::string("other ") + context, "other", 1);
         }
-        auto ranges = each.gaps;
-        ranges.clear();
+        Ranges ranges;
         std::uint64_t sum = 0;
         for (const auto& gap : gaps.gaps()) {
             EXPECT_EQ(gap.clientUUID, "client");
             ranges.emplace_back(gap.context, gap.from, gap.to);
             sum += gap.count;
         }
-        EXPECT_EQ(ranges, each.gaps);
+        EXPECT_EQ(ranges, expected);
         EXPECT_EQ(gaps.missing(), sum);
     }
 }

@@ -20,6 +20,8 @@ using test::contentsOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Pair;
+using testing::StartsWith;
+using testing::ThrowsMessage;
 namespace fs = std::filesystem;
 
 /// An event that was posted, in short.
@@ -68,15 +70,6 @@ std::string uuidsOf(const Store::Page& page) {
     return uuids;
 }
 
-std::string refusalOf(const fs::path& file) {
-    try {
-        const Store store(file);
-    } catch (const StoreError& error) {
-        return error.what();
-    }
-    return "opened";
-}
-
 /// Events of two contexts, one after the other, with gaps and with duplicates around them.
 void fill(Store& store) {
     post(store,
@@ -86,30 +79,31 @@ void fill(Store& store) {
           {"u3", "a-1", "x", 8}},
          {}, "event: lost");
     post(store, {{"u1", "a-1", "y", 3}}, {.client = "later"}, "event: lost");
-    store.addRequest(samples::request("GET", "/id"), {404, "", ""});
+    auto request = samples::request("GET", "/id");
+    request.target = "/id?a=\"\xff";
+    store.addRequest(request, {503, "no \"luck\"", "id: status 503"});
     const std::string head(Store::refusedBodySize - 1, '[');
     store.addRequest(samples::request("POST", "/event", head + "\u00e9"), {422, "it is deep", ""});
 }
 
 /// Adds another event at the end.
 void expectFilled(Store& store) {
-    const auto summary = store.summary();
-    EXPECT_EQ(summary.requests, 4U);
-    EXPECT_EQ(summary.refused, 1U);
+    const auto all = store.summary();
+    EXPECT_EQ(std::tuple(all.requests, all.refused, all.envelopes, all.events, all.good, all.bad),
+              std::tuple(4, 1, 2, 5, 4, 1));
+    EXPECT_EQ(std::tuple(all.distinctActions, all.duplicates, all.missing, all.lastNumber),
+              std::tuple(3, 2, 5, 5));
+    EXPECT_THAT(all.eventsBySchema, ElementsAre(Pair("a-1", 4), Pair("b-1", 1)));
+    EXPECT_THAT(all.badBySchema, ElementsAre(Pair("b-1", 1)));
+    EXPECT_THAT(all.faults, ElementsAre(Pair("event: lost", 2), Pair("id: status 503", 1)));
+    const auto failed = boost::json::parse(store.requests({.fault = true}).records.at(2));
+    EXPECT_EQ(failed.at("target"), "/id?a=\"\xc3\xbf");
+    EXPECT_EQ(failed.at("reason"), "no \"luck\"");
+    EXPECT_EQ(store.requests({.fault = false}).total, 1U);
+    EXPECT_EQ(store.requests({.fault = true, .refused = true}).total, 0U);
     const auto refused = boost::json::parse(store.requests({.refused = true}).records.at(0));
     EXPECT_EQ(refused.at("reason"), "it is deep");
     EXPECT_EQ(refused.at("body").as_string(), std::string(Store::refusedBodySize - 1, '['));
-    EXPECT_EQ(summary.envelopes, 2U);
-    EXPECT_EQ(summary.events, 5U);
-    EXPECT_EQ(summary.good, 4U);
-    EXPECT_EQ(summary.bad, 1U);
-    EXPECT_EQ(summary.distinctActions, 3U);
-    EXPECT_EQ(summary.duplicates, 2U);
-    EXPECT_EQ(summary.missing, 5U);
-    EXPECT_EQ(summary.lastNumber, 5);
-    EXPECT_THAT(summary.eventsBySchema, ElementsAre(Pair("a-1", 4), Pair("b-1", 1)));
-    EXPECT_THAT(summary.badBySchema, ElementsAre(Pair("b-1", 1)));
-    EXPECT_THAT(summary.faults, ElementsAre(Pair("event: lost", 2)));
     EXPECT_THAT(store.gaps(),
                 ElementsAre(Gap{"x", "client-1", 6, 7, 2}, Gap{"y", "client-1", 2, 4, 3}));
     EXPECT_EQ(uuidsOf(store.events({})), "u1 u2 u1 u3 u1");
@@ -220,17 +214,6 @@ TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
     EXPECT_EQ(store.envelopes(1, 5).total, 3U);
 }
 
-TEST_P(StoreTest, WhateverARequestHoldsItIsShownAsJSON) {
-    auto request = samples::request("POST", "/id");
-    request.target = "/id?a=\"\xff";
-    store.addRequest(request, {503, "no \"luck\"", "id: status 503"});
-    const auto shown = boost::json::parse(store.requests({.fault = true}).records.at(0));
-    EXPECT_EQ(shown.at("target"), "/id?a=\"\xc3\xbf");
-    EXPECT_EQ(shown.at("reason"), "no \"luck\"");
-    EXPECT_EQ(store.requests({.fault = false}).total, 0U);
-    EXPECT_EQ(store.requests({.fault = true, .refused = true}).total, 0U);
-}
-
 TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
     std::atomic<std::size_t> writing = 3;
     std::vector<std::jthread> threads;
@@ -253,9 +236,8 @@ TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
         EXPECT_EQ(page.records.size(), page.total);
     }
     threads.clear();
-    EXPECT_EQ(store.summary().events, 600U);
-    EXPECT_EQ(store.summary().duplicates, 300U);
-    EXPECT_EQ(store.summary().missing, 297U);
+    const auto all = store.summary();
+    EXPECT_EQ(std::tuple(all.events, all.duplicates, all.missing), std::tuple(600, 300, 297));
 }
 
 TEST(StoreInMemoryTest, EmptyRequestsAreCountedAndLatestKept) {
@@ -287,23 +269,21 @@ class StoreFileTest : public testing::Test {
     const fs::path log = folder.path() / "events.db-wal";
 };
 
-TEST_F(StoreFileTest, EverythingIsThereAgainAfterTheEnd) {
-    fill(*std::make_unique<Store>(file));
+TEST_F(StoreFileTest, EverythingIsThereAfterTheEndAndAKill) {
+    auto store = std::make_unique<Store>(file);
+    fill(*store);
+    // As the files are while the store is in use, so a killed process leaves them.
+    const auto killed = folder.path() / "killed.db";
+    fs::copy_file(file, killed);
+    fs::copy_file(log, killed.string() + "-wal");
+    store.reset();
     // All of it in one file, which holds identities.
     EXPECT_FALSE(fs::exists(log));
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    Store again(file);
-    expectFilled(again);
-}
-
-TEST_F(StoreFileTest, EverythingIsThereAgainAfterAKill) {
-    Store store(file);
-    fill(store);
-    // As the files are while the store is in use, so a killed process leaves them.
-    fs::copy_file(file, folder.path() / "copy.db");
-    fs::copy_file(log, folder.path() / "copy.db-wal");
-    Store copy(folder.path() / "copy.db");
-    expectFilled(copy);
+    for (const auto& each : {file, killed}) {
+        Store again(each);
+        expectFilled(again);
+    }
 }
 
 TEST_F(StoreFileTest, AResetLeavesNothingOnDisk) {
@@ -324,63 +304,57 @@ TEST_F(StoreFileTest, FileOfTheFirstVersionTakesRefusals) {
 }
 
 TEST_F(StoreFileTest, FileInUseOrForeignIsRefusedUntouched) {
+    const auto opening = [this] {
+        const Store store(file);
+    };
+    const auto refused = [this](const std::string& reason) {
+        return ThrowsMessage<StoreError>(file.string() + reason);
+    };
     {
         const Store store(file);
-        EXPECT_EQ(refusalOf(file), file.string() + " is in use by another collector");
+        EXPECT_THAT(opening, refused(" is in use by another collector"));
     }
     const auto patched = [bytes = contentsOf(file)](std::size_t position, char byte) {
         return std::string(bytes).replace(position, 1, 1, byte);
     };
-    const struct {
-        std::string bytes;
-        std::string reason;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"a letter", " is not a database of this collector"},
         {std::string(5000, 'x'), " is not a database of this collector"},
         {patched(68, 1), " is not a database of this collector"},
         {patched(63, 3), " was made by a later version of this collector (3 instead of 2)"},
     };
-    for (const auto& each : cases) {
-        test::writeTo(file, each.bytes);
-        EXPECT_EQ(refusalOf(file), file.string() + each.reason);
-        EXPECT_EQ(contentsOf(file), each.bytes);
+    for (const auto& [bytes, reason] : cases) {
+        test::writeTo(file, bytes);
+        EXPECT_THAT(opening, refused(reason));
+        EXPECT_EQ(contentsOf(file), bytes);
         EXPECT_FALSE(fs::exists(log));
     }
     const auto whole = patched(0, 'S');
     test::writeTo(file, whole.substr(0, 100) + std::string(whole.size() - 100, 'x'));
-    EXPECT_THAT(refusalOf(file), testing::StartsWith(file.string() + ": ")) << "it is corrupt";
+    EXPECT_THAT(opening, ThrowsMessage<StoreError>(StartsWith(file.string() + ": ")));
 }
 
-/// Lets no file of this process grow beyond a size, as if the disk were full.
-class FullDisk {
-  public:
-    explicit FullDisk(std::uintmax_t size) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limited{size, before_.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-    ~FullDisk() {
-        ::setrlimit(RLIMIT_FSIZE, &before_);
-        (void)std::signal(SIGXFSZ, handler_);
-    }
-
-  private:
-    rlimit before_{};
-    void (*handler_)(int);
-};
+/// Meanwhile no file of this process can grow beyond `size`, as if the disk were full.
+void withFullDisk(std::uintmax_t size, const std::function<void()>& action) {
+    auto* const handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limited{size, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limited);
+    action();
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    (void)std::signal(SIGXFSZ, handler);
+}
 
 TEST_F(StoreFileTest, FullDiskStoresNothingOfTheEnvelope) {
     Store store(file);
     fill(store);
     store.onChange([] { ADD_FAILURE() << "nothing changes"; });
-    {
-        // Room for the beginning of the transaction only.
-        const FullDisk disk(fs::file_size(log) + 20'000);
+    // Room for the beginning of the transaction only.
+    withFullDisk(fs::file_size(log) + 20'000, [&store] {
         const std::string large = '"' + std::string(100'000, 'x') + '"';
         EXPECT_THROW(post(store, {{"u7", "z-1"}, {"u8", "z-1", "x", 9, true, large}}), StoreError);
-    }
+    });
     store.onChange({});
     expectFilled(store);
     EXPECT_FALSE(post(store, {{"u7"}})[0].duplicate);
@@ -391,10 +365,12 @@ TEST_F(StoreFileTest, AResetFreesAFullDisk) {
         Store store(file);
         for (int i = 0; i < 20; ++i)
             fill(store);
-        const FullDisk disk(fs::file_size(log));
-        EXPECT_THROW(post(store, {{"u", "a-1", "x", 1, true, std::string(9999, ' ')}}), StoreError);
-        store.reset();
-        fill(store);
+        withFullDisk(fs::file_size(log), [&store] {
+            const std::string large(9999, ' ');
+            EXPECT_THROW(post(store, {{"u", "a-1", "x", 1, true, large}}), StoreError);
+            store.reset();
+            fill(store);
+        });
     }
     Store again(file);
     expectFilled(again);
@@ -407,11 +383,8 @@ TEST_F(StoreFileTest, AFullDiskLeavesNoPartOfAnEnvelopeInTheRecord) {
     std::vector<Store::Arrival> events(2);
     events[0].record = "one";
     events[1].record = "two";
-    {
-        const FullDisk disk(fs::file_size(lines) + 6);
-        EXPECT_FALSE(recorder.append(events));
-        EXPECT_EQ(contentsOf(lines), "before\n");
-    }
+    withFullDisk(fs::file_size(lines) + 6, [&] { EXPECT_FALSE(recorder.append(events)); });
+    EXPECT_EQ(contentsOf(lines), "before\n");
     EXPECT_TRUE(recorder.append(events));
     EXPECT_EQ(contentsOf(lines), "before\none\ntwo\n");
 }
