@@ -226,7 +226,8 @@ void EventBus::postNext(const std::shared_ptr<Delivery>& delivery) {
 
 void EventBus::finishBatch(Delivery& delivery, const ErrorRef& error, const ErrorRef& cause) {
     const auto& batch = delivery.batches[delivery.next++];
-    // One for each dispatch: users whose failures differ would otherwise take turns for ever.
+    // Only the first one of a dispatch is reported: where the failures of two users differ, each
+    // dispatch would otherwise report both anew.
     if (error && !delivery.firstFailure) {
         delivery.firstFailure = error;
         failures_.report(cause);
@@ -256,7 +257,7 @@ void EventBus::finish(const Delivery& delivery) {
         const MutexLock lock(mutex_);
         const auto events = inFlight_.find(delivery.number);
         if (events != inFlight_.end()) {
-            // In this order they are at no moment in neither place for who looks at the counts.
+            // In this order the counts show each event at every moment.
             repository_->insert(events->second);
             Ledger::shared().underWay -= size(events->second);
             inFlight_.erase(events);

@@ -92,8 +92,8 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     void post(const std::shared_ptr<Delivery>& delivery, std::string body);
     [[nodiscard]] std::optional<std::string> envelopeBody(const ClientSettings& settings,
                                                           const Batch& batch);
-    /// Goes on behind the next batch: it was delivered, or there is an error, whose `cause` is to
-    /// be reported.
+    /// Ends the batch that was posted last, or could not be. A null `error` means that it was
+    /// delivered; otherwise `cause` is reported, which may say more.
     void finishBatch(Delivery& delivery, const ErrorRef& error, const ErrorRef& cause);
     /// Puts what was not delivered back at the front, and saves the queue with it.
     void finish(const Delivery& delivery);

@@ -12,7 +12,7 @@ InternalEvent EventTexts::packed(const InternalEvent& event) {
         block_ = std::shared_ptr<char[]>(new char[blockSize]);
         used_ = 0;
     }
-    // Others may be reading what was put here before, but nobody looks behind it.
+    // Other threads may be reading what was put here before, but nothing behind it.
     char* const start = block_.get() + used_;
     *std::copy(text.json.begin(), text.json.end(), start) = ',';
     used_ += text.json.size() + 1;

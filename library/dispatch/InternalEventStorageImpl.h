@@ -15,7 +15,7 @@ namespace zentara {
 ///
 /// Files, all in one folder, for a queue named N:
 /// - `N`: the list, one compact JSON array; whole at every moment.
-/// - `.N.spare`: what the next save turns into `N`. Of no use to anybody else.
+/// - `.N.spare`: what the next save turns into `N`. Of no other use.
 /// - `.N.checkpoint`, `.N.checkpoint-spare`: the list as it was when it was last flushed to the
 ///   device, behind the events that were in flight then; and its spare.
 /// - `.N.boot`: the boot of the system in which the files were last found in order.

@@ -39,7 +39,7 @@ std::vector<std::string> processFolders() {
 }  // namespace
 
 std::string processFolder() {
-    // Where nothing can be known of others there is, as far as one knows, nobody.
+    // If the lock state is unknown, assume that no other process exists.
     if (FolderClaim::take(documentsFile("")) != Answer::heldElsewhere) return "";
     // Far more than the processes of one application.
     for (int number = 2; number < 100; ++number) {

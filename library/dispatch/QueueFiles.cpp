@@ -35,7 +35,7 @@ ErrorRef moveAway(const std::filesystem::path& from, const std::filesystem::path
                      to.filename().string() + "'");
     } else if (const auto* failure = dynamic_cast<const PlatformError*>(error.get());
                failure != nullptr && failure->code() == ENOENT) {
-        // Somebody else was faster.
+        // It is gone already.
         return nullptr;
     }
     return error;

@@ -15,7 +15,7 @@ struct [[nodiscard]] StoredEvents {
         missing,  ///< or of 0 bytes, which is what a loss of power leaves of an unflushed file
         list,
         damaged,  ///< read, and not a list; or nothing that is ever read, such as a folder
-        unread,   ///< not to be read at this moment, so that nobody knows what is in it
+        unread,   ///< cannot be read for the moment; its contents are not known
     };
 
     State state = State::missing;

@@ -14,7 +14,7 @@ struct QueueOptions {
     /// Where taken events are until they are settled.
     enum class TakenEvents {
         onDisk,
-        inMemory,  ///< for one whose owner does not let it be saved before they are somewhere else
+        inMemory,  ///< for a queue that its owner saves only when they are somewhere else
     };
 
     std::int64_t maxEvents = 0;

@@ -43,7 +43,7 @@ void SwappedFile::holds(std::span<const InternalEvent> events) {
     }
     // Open, it can become the spare of the next save. It need not.
     static_cast<void>(File::open(path_, current_.file));
-    // A copy that somebody made by a second name is not to change with it.
+    // A copy that is a second name of the file must not change with it.
     if (current_.file.isOpen() && current_.file.hasOtherNames()) current_.file.close();
     current_.state = fileState(path_);
     if (current_.state && current_.state->size != current_.bytes) current_.state.reset();
@@ -113,7 +113,7 @@ ErrorRef SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size
         spare_ = {};
         if (auto error = File::create(sparePath_, spare_.file)) return error;
     }
-    // Until the write has succeeded nobody knows what the spare holds, or may rely on the pieces.
+    // Until the write has succeeded, contents of the spare and pieces are not known.
     const bool extends = std::exchange(spare_.known, false) && left == 0;
     auto pieces = std::exchange(pieces_, {});
     if (pieces.count() != current_.count) pieces = {};

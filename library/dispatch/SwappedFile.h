@@ -18,7 +18,7 @@ namespace zentara {
 
 /// A file that holds a list of events as one compact JSON array, and its spare.
 ///
-/// Promise: whoever opens the file under its name finds a whole list, the old one or the new one,
+/// Promise: the file under its name is at every moment a whole list, the old one or the new one,
 /// whatever happens to the process. With `Durability::flushed` that holds for a loss of power too.
 ///
 /// A write brings the spare up to date and lets the two trade names in one step. After an append
@@ -38,9 +38,9 @@ class SwappedFile {
     SwappedFile(std::filesystem::path path, std::filesystem::path sparePath, Durability durability)
         : path_(std::move(path)), sparePath_(std::move(sparePath)), durability_(durability) {}
 
-    /// Tells what the file holds, when somebody has read it: `events`, in canonical form.
+    /// Tells that the file was read and holds `events`, in canonical form.
     void holds(std::span<const InternalEvent> events);
-    /// Tells that nobody knows what the file holds.
+    /// Tells that the contents of the file are not known.
     void forget() noexcept;
 
     /// Makes the file hold `events`: what it holds without the first `left` events, and more at the

@@ -8,7 +8,7 @@
 
 namespace zentara {
 
-/// Writes the settings that everybody reads. Any thread.
+/// Writes the settings of the process. Any thread.
 struct ClientSettingsAccess {
     /// Puts `settings` in force; null makes the library unconfigured again.
     static void setCurrent(std::shared_ptr<const ClientSettings> settings);

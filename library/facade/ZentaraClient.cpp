@@ -75,7 +75,7 @@ ZentaraClient::ZentaraClient(std::unique_ptr<Implementation> implementation)
     : implementation_(std::move(implementation)) {}
 
 ZentaraClient::~ZentaraClient() {
-    // Its end would wait for locks, and write.
+    // Destroying it would take locks and write, so it is leaked.
     if (isForkedChild()) static_cast<void>(implementation_.release());
 }
 
@@ -151,7 +151,7 @@ ZentaraClient::Implementation::Readiness* ZentaraClient::Implementation::readine
 
 std::shared_ptr<ZentaraClient> ZentaraClient::sharedClient() {
     if (isForkedChild()) {
-        // Who held the lock at the fork was changing it, and will never be done.
+        // If a thread of the parent held the lock at the fork, it is never released here.
         if (!state().mutex.try_lock()) return nullptr;
         auto client = state().client;
         state().mutex.unlock();

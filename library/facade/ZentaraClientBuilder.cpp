@@ -64,7 +64,7 @@ std::shared_ptr<EventsRepository> repository(const std::string& name, const Queu
     return opened;
 }
 
-/// Lets a process with a folder of its own speak for the user whom the first one speaks for.
+/// Lets a process with a folder of its own have the identity of the first process.
 void copyFile(const std::string& from, const std::string& to) {
     const auto contents = readFile(documentsFile(from));
     // Without it, the collector gives this process an identity of its own.

@@ -104,7 +104,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     [[nodiscard]] ZentaraClientErrorRef validateAndQueue(const InternalEvent& event,
                                                          const Subject& subject,
                                                          const Tally& tally);
-    /// Gives up to `count` held-back events their second chance; nobody hears of the outcome.
+    /// Gives up to `count` held-back events their second chance. The outcome is only counted.
     void revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
 
     /// Held while held-back events are added or moved on, across calls of both repositories. One

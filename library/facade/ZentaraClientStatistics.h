@@ -38,7 +38,7 @@ struct ZentaraClientStatistics {
     std::int64_t refusedUnknownSchema = 0;
     std::int64_t refusedNotEncodable = 0;  ///< JSON cannot hold it: NaN, infinity, too deep
 
-    // What became of those that were held back. Nobody else hears of it.
+    // What became of those that were held back. No handler hears of it.
     std::int64_t released = 0;              ///< valid: moved to the queue
     std::int64_t droppedInvalid = 0;        ///< the schema refused it
     std::int64_t droppedUnknownSchema = 0;  ///< there was no schema for it

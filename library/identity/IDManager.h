@@ -32,7 +32,7 @@ class IDManager {
 
     virtual ~IDManager() = default;
 
-    /// Whether there is anybody to speak for: an anonymous token or a logged user.
+    /// Whether there is an anonymous token or a logged user.
     [[nodiscard]] virtual bool isReady() const = 0;
 
     /// The "User-Agent" and, unless it were empty, the "Cookie" header that tell who the user is.

@@ -66,8 +66,8 @@ class File {
     [[nodiscard]] ErrorRef synchronise();
 
     /// The first `size` bytes as memory, to be passed to `write` of another file and never to be
-    /// looked at: if somebody makes the file shorter, that write fails, where a look would end the
-    /// process. Empty where the file system is not known to keep both the same. Stays until
+    /// looked at: if another process makes the file shorter, that write fails, where a look would
+    /// end the process. Empty where the file system is not known to keep both the same. Stays until
     /// `closeView` or the next `view`.
     [[nodiscard]] std::string_view view(std::uint64_t size) noexcept;
     void closeView() noexcept;

@@ -3,8 +3,8 @@
 namespace zentara {
 
 /// Whether this process is a child that was forked off while the library was at work in its parent.
-/// The threads of the library stayed there, and so did whoever holds a lock at that moment: such a
-/// child must not take one, nor write the files. A system that has no such thing says no.
+/// The threads of the library stayed there, and so did the holders of its locks at that moment:
+/// such a child must not take a lock, nor write the files. A system that has no such thing says no.
 [[nodiscard]] bool isForkedChild() noexcept;
 
 /// Called when the library begins to work: children that are forked off from now on are marked.

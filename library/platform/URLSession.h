@@ -20,7 +20,7 @@ struct URLRequest {
     std::optional<std::string> body;
     /// For the whole exchange, from name look-up to the last byte.
     std::chrono::milliseconds timeout{60'000};
-    /// Nobody will look at the body: none of it is kept, and there may be any amount of it.
+    /// Discards the body, which may be of any size.
     bool discardsBody = false;
 };
 

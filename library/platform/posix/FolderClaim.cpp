@@ -59,7 +59,7 @@ bool isInPlace(int descriptor, const Path& path) {
 }
 
 Claim claim(const Path& path) {
-    // Each turn beyond the first means that somebody released the folder at this very moment.
+    // Each turn beyond the first means that the folder was released at this very moment.
     for (int turn = 0; turn < 100; ++turn) {
         const int descriptor = openLockFile(path);
         if (descriptor < 0) {
@@ -94,8 +94,8 @@ void FolderClaim::release(const std::filesystem::path& folder) {
     const MutexLock lock(claims().mutex);
     const auto entry = claims().byFile.extract(lockFile(folder));
     if (!entry || entry.mapped().descriptor < 0) return;
-    // While the lock is held, so that what goes is this process's; whoever waits for the lock sees
-    // that the file is not in place any more.
+    // While the lock is held, so that what goes is this process's; a process that waits for the
+    // lock sees that the file is not in place any more.
     ::unlink(entry.key().c_str());
     ::rmdir(folder.c_str());
     keepInForkedChildren(entry.mapped().descriptor);

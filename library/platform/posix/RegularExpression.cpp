@@ -298,7 +298,7 @@ class RegularExpression::Compiled {
 
 /// The process's compiled patterns, invalid ones (null) included. Two generations: a pattern that
 /// is used moves to the young one; when that is full, of patterns or of memory, it becomes the old
-/// one, and what nobody has used since is dropped.
+/// one, and what was not used since is dropped.
 class RegularExpression::Cache {
   public:
     using Entry = std::shared_ptr<const Compiled>;

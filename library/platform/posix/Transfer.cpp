@@ -244,7 +244,7 @@ int Transfer::status() const {
 TransferOutcome Transfer::outcome(CURLcode code) {
     const int statusCode = handle_ ? status() : 0;
     if (endedWithStatus_) return {URLResponse{statusCode, std::nullopt}, nullptr};
-    // curl is content with headers that break off, but who sent them has not said all.
+    // curl takes headers that break off for whole.
     if (code == CURLE_OK && !headersEnded_) code = CURLE_PARTIAL_FILE;
     if (code == CURLE_OK) {
         URLResponse response{statusCode, std::nullopt};

@@ -49,7 +49,7 @@ class AuthorityFile {
     std::string path_ ZENTARA_GUARDED_BY(mutex_);
 };
 
-/// The thread that moves the bytes, and what it shares with those who ask for exchanges.
+/// The thread that moves the bytes, and what it shares with the threads that ask for exchanges.
 class Engine {
   public:
     [[nodiscard]] static Engine& shared() {

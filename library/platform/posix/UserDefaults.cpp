@@ -32,7 +32,7 @@ class UserDefaults::Store {
         if (!directory) return;
         const Path file = *directory / "user-defaults.json";
         const FileContents contents = readFile(file);
-        // When nobody knows what is in it, nothing is written over it.
+        // What cannot be read for the moment is not written over.
         if (contents.error && !contents.isUnfit) return;
         file_ = file;
         if (!contents.bytes && !contents.error) return;
@@ -83,7 +83,7 @@ class UserDefaults::Store {
     }
 
     void write() ZENTARA_REQUIRES(mutex_) {
-        // Asked now, since who only reads makes no files.
+        // Asked now, since reading alone must make no files.
         if (file_ && !std::exchange(hasAsked_, true) &&
             FolderClaim::take(file_->parent_path()) == FolderClaim::Answer::heldElsewhere) {
             file_.reset();
@@ -95,8 +95,8 @@ class UserDefaults::Store {
         }
     }
 
-    /// What cannot be read is kept for whoever wants to look at it. If even that fails, nothing is
-    /// written over it.
+    /// Keeps a file that cannot be read, for a person. If even that fails, nothing is written over
+    /// it.
     [[nodiscard]] static bool setAside(const Path& file) {
         Path aside = file;
         aside += ".damaged";

@@ -49,7 +49,7 @@ WorkerPool::WorkerPool() {
 }
 
 WorkerPool::Place WorkerPool::put(Clock::time_point due, Work work) {
-    // Nobody works in a forked child, and the timer is its parent's.
+    // A forked child has no workers, and the timer is its parent's.
     if (isForkedChild()) return {};
     const MutexLock lock(mutex_);
     const Place place(due, ++lastNumber_);
@@ -110,7 +110,7 @@ void WorkerPool::openAlarm() noexcept {
     // When the process has no descriptor left, workers look for work now and then until it has.
     timer_ = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
     alarm_ = ::epoll_create1(EPOLL_CLOEXEC);
-    // Told once each time the timer runs out, to one of those who wait.
+    // Each time the timer runs out, one of the waiting workers wakes up.
     epoll_event event{};
     event.events = EPOLLIN | EPOLLET;
     if (timer_ >= 0 && alarm_ >= 0 && ::epoll_ctl(alarm_, EPOLL_CTL_ADD, timer_, &event) == 0) {

@@ -15,8 +15,8 @@ namespace zentara {
 ///
 /// All work waits in one list, by the time when it is due. A timer of the system is set to the
 /// first of them, and every idle worker waits for that timer in a way that wakes one of them up, so
-/// a tick costs one wake-up. Nobody has to hand anything over: whoever wakes up sets the timer to
-/// what is due next, for those who still wait. With one thread that waits for time on behalf of the
+/// a tick costs one wake-up. The worker that wakes up sets the timer to what is due next, for
+/// those that still wait. With one thread that waits for time on behalf of the
 /// others each tick woke up two, since it had to let another one wait in its place while it worked.
 ///
 /// The pool is never destroyed. When the process begins to end, workers finish what they run and
@@ -61,7 +61,7 @@ class WorkerPool {
 /// Ends the process because of the exception that is being handled.
 [[noreturn]] void currentExceptionIsFatal() noexcept;
 
-/// Runs `work`, which no exception may leave: on a thread of the library nobody could catch it.
+/// Runs `work`, which no exception may leave: on a thread of the library nothing could catch it.
 template <typename Work>
 void runGuarded(Work&& work) noexcept {
     try {
@@ -71,7 +71,7 @@ void runGuarded(Work&& work) noexcept {
     }
 }
 
-/// Starts a thread that nobody waits for and that leaves the signals of the process to the host's
+/// Starts a thread that is never joined and that leaves the signals of the process to the host's
 /// threads. Returns false when the system gives no more threads.
 [[nodiscard]] bool startDetachedThread(std::function<void()> body);
 
