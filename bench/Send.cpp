@@ -80,7 +80,7 @@ class ReadyClient {
     }
 
   private:
-    test::TickerView ticker_;
+    test::ManualTicker ticker_;
     std::shared_ptr<ZentaraClient> client_;
 };
 

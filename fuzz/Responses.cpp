@@ -68,7 +68,7 @@ bool isOneLine(std::string_view text) {
 void checkTable(const std::string& body) {
     answer = body;
     const auto table = objectOf(body);
-    const test::TickerView ticker;
+    const test::ManualTicker ticker;
     int reports = 0;
     bool isReady = false;
     const auto provider = SchemasProvider::create(
@@ -121,7 +121,7 @@ void checkCookies(std::string_view header, Cookies known) {
 std::shared_ptr<ZentaraIDManager> identityManager() {
     return ZentaraIDManager::create("Mobile App: test",
                                     std::make_unique<FileStorage<Token>>("anonymous-token-storage"),
-                                    std::make_unique<test::ManualTicker>(test::TickerView()));
+                                    std::make_unique<test::ManualTicker>());
 }
 
 std::string cookiesOf(const StringMap& headers) {

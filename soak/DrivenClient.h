@@ -52,7 +52,7 @@ class DrivenClient {
     std::shared_ptr<EventsRepository> events_;
     std::shared_ptr<EventsRepository> heldBackEvents_;
     std::shared_ptr<ZentaraClient> client_;
-    std::vector<test::TickerView> tickers_;
+    std::vector<test::ManualTicker> tickers_;
 };
 
 }  // namespace zentara::soak

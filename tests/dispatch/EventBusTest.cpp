@@ -3,15 +3,15 @@
 #include <gtest/gtest.h>
 
 #include "dispatch/EventBusError.h"
-#include "dispatch/EventsRepository.h"
 #include "dispatch/FileStorage.h"
 #include "facade/ClientSettingsAccess.h"
 #include "identity/ZentaraIDManager.h"
+#include "model/EventDecoder.h"
 #include "model/JSONText.h"
 #include "network/RestClientError.h"
 #include "platform/UserDefaults.h"
+#include "support/Files.h"
 #include "support/ManualTicker.h"
-#include "support/MemoryEventStorage.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
 #include "support/TestServer.h"
@@ -35,23 +35,17 @@ class EventBusTest : public testing::Test {
     }
 
     std::shared_ptr<EventBus> makeBus(const std::vector<InternalEvent>& queued) {
-        disk_->events = queued;
-        EventBus::Clocks clocks;
-        clocks.now = [] {
+        writeTo(host_.file("queue"), fileOf(queued));
+        const auto now = [] {
             return ZentaraClock::Date(std::chrono::milliseconds(1'700'000'000'123));
         };
-        clocks.controlTime = &controlTime_;
-        return EventBus::create(
-            std::make_unique<EventsRepository>(8000, std::make_unique<MemoryEventStorage>(disk_)),
-            identity_, "instance", std::make_unique<ManualTicker>(ticker_), clocks);
+        return EventBus::create(openSampleQueue(Ledger::shared().queue), identity_, "instance",
+                                std::make_unique<ManualTicker>(ticker_),
+                                {.now = now, .controlTime = &controlTime_});
     }
 
     static DispatchResult dispatch(EventBus& bus) {
-        const auto results = std::make_shared<Mailbox<DispatchResult>>();
-        bus.dispatch([results](const DispatchResult& result) { results->put(result); });
-        auto result = results->waitFor();
-        EXPECT_TRUE(result);
-        return result.value_or(DispatchResult::failure(nullptr));
+        return valueFrom<DispatchResult>([&](auto done) { bus.dispatch(done); }).value();
     }
 
     [[nodiscard]] JSONObject envelope(std::size_t request) {
@@ -66,6 +60,10 @@ class EventBusTest : public testing::Test {
         return numbers;
     }
 
+    [[nodiscard]] Numbers queued() const {
+        return numbersOf(decodeEvents(contentsOf(host_.file("queue"))).events);
+    }
+
     static Numbers range(std::int64_t first, std::int64_t count) {
         return numbersOf(sampleEvents(first, count));
     }
@@ -73,11 +71,9 @@ class EventBusTest : public testing::Test {
     TestHost host_;
     TestServer server_;
     ManualControlTime controlTime_;
-    TickerView ticker_;
-    std::shared_ptr<IDManager> identity_ =
-        ZentaraIDManager::create("agent", std::make_unique<FileStorage<Token>>("token"),
-                                 std::make_unique<ManualTicker>(TickerView()));
-    std::shared_ptr<MemoryDisk> disk_ = std::make_shared<MemoryDisk>();
+    ManualTicker ticker_;
+    std::shared_ptr<IDManager> identity_ = ZentaraIDManager::create(
+        "agent", std::make_unique<FileStorage<Token>>("token"), std::make_unique<ManualTicker>());
 };
 
 TEST_F(EventBusTest, BatchesGoInOrderAndFailedOnesFirst) {
@@ -88,20 +84,18 @@ TEST_F(EventBusTest, BatchesGoInOrderAndFailedOnesFirst) {
         const auto* error = dynamic_cast<const RestClientError*>(result.error().get());
         ASSERT_NE(error, nullptr);
         EXPECT_EQ(error->statusCode(), 503);
-        EXPECT_EQ(numbersOf(disk_->events), range(1, 12 + attempt));
+        EXPECT_EQ(queued(), range(1, 12 + attempt));
         bus->enqueue(sampleEvent(13 + attempt), nullptr);
     }
     server_.respond(TestAnswer());
     for (const auto left : {4, 0}) {
         EXPECT_EQ(dispatch(*bus), DispatchResult::success());
-        EXPECT_EQ(numbersOf(disk_->events), range(11, left)) << "delivered events leave the file";
+        EXPECT_EQ(queued(), range(11, left));
     }
     EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
     ASSERT_EQ(server_.requests().size(), 4U);
-    for (std::size_t request = 0; request < 4; ++request) {
+    for (std::size_t request = 0; request < 4; ++request)
         EXPECT_EQ(actions(request), request < 3 ? range(1, 10) : range(11, 4));
-        EXPECT_EQ(envelope(request).at("zentaraDispatchNumber"), request + 1);
-    }
 }
 
 TEST_F(EventBusTest, PostsAnEnvelopeWithTheIdentityHeaders) {
@@ -159,7 +153,7 @@ TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
         EXPECT_EQ(server_.requests()[request].header("Cookie"), expected[request].second);
         EXPECT_EQ(envelope(request).at("zentaraDispatchNumber"), request + 1);
     }
-    EXPECT_EQ(numbersOf(disk_->events), (Numbers{1, 2, 3, 7, 11}));
+    EXPECT_EQ(queued(), (Numbers{1, 2, 3, 7, 11}));
     EXPECT_EQ(ledger.batchesFailed - before[0], 2);
     EXPECT_EQ(ledger.batchesDelivered - before[1], 3);
     EXPECT_EQ(ledger.delivered - before[2], 6);
@@ -179,7 +173,7 @@ TEST_F(EventBusTest, AtTheEndWhatIsNotDeliveredIsPutBack) {
     });
     EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
     EXPECT_EQ(server_.requests().size(), 2U);
-    EXPECT_EQ(numbersOf(disk_->events), (Numbers{2, 4}));
+    EXPECT_EQ(queued(), (Numbers{2, 4}));
     EXPECT_EQ(Ledger::shared().underWay, 0);
 }
 

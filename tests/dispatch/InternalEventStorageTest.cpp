@@ -1,10 +1,8 @@
 #include "dispatch/InternalEventStorageImpl.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cerrno>
-#include <deque>
 #include <fstream>
 #include <functional>
 
@@ -20,17 +18,16 @@ namespace {
 using namespace test;
 using Duration = std::chrono::steady_clock::duration;
 
-/// Keeps background work until the test lets it run.
-class ManualScheduler {
-  public:
-    InternalEventStorageImpl::Scheduler scheduler() {
-        return [this](Duration delay, std::function<void()> work) {
-            tasks_.emplace_back(delay, std::move(work));
-        };
+class InternalEventStorageTest : public testing::Test {
+  protected:
+    [[nodiscard]] InternalEventStorageImpl storage() {
+        return InternalEventStorageImpl(
+            "queue", std::chrono::seconds(10),
+            [this](Duration delay, auto work) { tasks_.emplace_back(delay, std::move(work)); });
     }
 
-    /// Runs what is waiting for no longer than that.
-    void run(Duration longest = Duration::max()) {
+    /// Runs the background work that waits for no longer than that.
+    void runTasks(Duration longest = Duration::max()) {
         for (auto& [delay, work] : std::exchange(tasks_, {})) {
             if (delay <= longest) {
                 work();
@@ -40,55 +37,22 @@ class ManualScheduler {
         }
     }
 
-    [[nodiscard]] std::size_t waiting() const { return tasks_.size(); }
-    [[nodiscard]] Duration longestDelay() const {
-        Duration longest{};
-        for (const auto& [delay, work] : tasks_)
-            longest = std::max(longest, delay);
-        return longest;
-    }
-
-  private:
-    std::deque<std::pair<Duration, std::function<void()>>> tasks_;
-};
-
-class InternalEventStorageTest : public testing::Test {
-  protected:
-    [[nodiscard]] InternalEventStorageImpl storage() {
-        return InternalEventStorageImpl("queue", std::chrono::seconds(10), scheduler_.scheduler());
-    }
-
-    /// A list as a store of the next process reads it.
-    [[nodiscard]] std::vector<std::int64_t> reopened() {
-        auto next = storage();
-        next.recover();
-        auto loaded = next.load();
-        EXPECT_EQ(loaded.error, nullptr);
-        return numbersOf(loaded.records);
-    }
-
     [[nodiscard]] std::string file() const { return contentsOf(host_.file("queue")); }
 
     TestHost host_;
-    ManualScheduler scheduler_;
+    std::vector<std::pair<Duration, std::function<void()>>> tasks_;
 };
 
 TEST_F(InternalEventStorageTest, ASaveOfWhatTheFileHoldsWritesNothing) {
     auto store = storage();
     EventList list(sampleEvents(1, 3));
     ASSERT_EQ(store.save(list), nullptr);
-    struct stat before {};
-    ::stat(host_.file("queue").c_str(), &before);
-
+    FaultyDisk disk(host_.documents());
+    disk.watch([](const DiskStep& step) { ADD_FAILURE() << step.path; });
     ASSERT_EQ(store.save(list), nullptr);
     const auto batch = list.takeFront(2);
     list.insertAtFront(batch);
     ASSERT_EQ(store.save(list), nullptr);
-
-    struct stat after {};
-    ::stat(host_.file("queue").c_str(), &after);
-    EXPECT_EQ(after.st_ino, before.st_ino);
-    EXPECT_EQ(after.st_ctim.tv_nsec, before.st_ctim.tv_nsec);
 }
 
 TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
@@ -138,7 +102,7 @@ TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
             }
             change();
             save();
-            scheduler_.run();
+            runTasks();
             saveOneMore();
         }
         for (const auto& change : {std::function<void()>(overwrite), std::function<void()>(cut)}) {
@@ -179,12 +143,12 @@ TEST_F(InternalEventStorageTest, SpareIsPreparedInTheBackground) {
     list.dropFront(10);
     ASSERT_EQ(store.save(list), nullptr);
     EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
-    scheduler_.run();
+    runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.spare")), file());
     // Full, it loses an event with each that comes, and must be written whole anyway.
     list.append(list.takeFront(1).front());
     ASSERT_EQ(store.save(list), nullptr);
-    scheduler_.run(std::chrono::seconds(1));
+    runTasks(std::chrono::seconds(1));
     EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
 }
 
@@ -198,10 +162,6 @@ TEST_F(InternalEventStorageTest, TakingFromTheMiddleIsNoLossOfFront) {
     list.append(sampleEvent(6));
     ASSERT_EQ(store.save(list), nullptr);
     EXPECT_EQ(file(), fileOf(list.events()));
-    scheduler_.run();
-    list.append(sampleEvent(7));
-    ASSERT_EQ(store.save(list), nullptr);
-    EXPECT_EQ(file(), fileOf(list.events()));
 }
 
 TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
@@ -211,22 +171,22 @@ TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
     auto store = storage();
     EventList list(sampleEvents(1, 1));
     ASSERT_EQ(store.save(list), nullptr);
-    ASSERT_EQ(scheduler_.waiting(), 1U) << "the first change is flushed at once";
-    EXPECT_EQ(scheduler_.longestDelay(), Duration::zero());
-    scheduler_.run();
+    ASSERT_EQ(tasks_.size(), 1U) << "the first change is flushed at once";
+    EXPECT_EQ(tasks_[0].first, Duration::zero());
+    runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), file());
 
     for (std::int64_t number = 2; number < 40; ++number) {
         list.append(sampleEvent(number));
         ASSERT_EQ(store.save(list), nullptr);
     }
-    ASSERT_EQ(scheduler_.waiting(), 1U) << "the others wait for the next interval together";
-    EXPECT_GT(scheduler_.longestDelay(), std::chrono::seconds(5));
-    EXPECT_LE(scheduler_.longestDelay(), std::chrono::seconds(10));
-    scheduler_.run();
+    ASSERT_EQ(tasks_.size(), 1U) << "the others wait for the next interval together";
+    EXPECT_GT(tasks_[0].first, std::chrono::seconds(5));
+    EXPECT_LE(tasks_[0].first, std::chrono::seconds(10));
+    runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), file());
     ASSERT_EQ(store.save(list), nullptr);
-    EXPECT_EQ(scheduler_.waiting(), 0U) << "nothing changed, nothing to flush";
+    EXPECT_EQ(tasks_.size(), 0U) << "nothing changed, nothing to flush";
 }
 
 TEST_F(InternalEventStorageTest, NoFileIsMadeTooLargeToBeRead) {
@@ -245,7 +205,7 @@ TEST_F(InternalEventStorageTest, NoFileIsMadeTooLargeToBeRead) {
 
 TEST_F(InternalEventStorageTest, CheckpointHasBatchesUntilTheyAreSettled) {
     const auto checkpoint = [&] {
-        scheduler_.run();
+        runTasks();
         return contentsOf(host_.file(".queue.checkpoint"));
     };
     {
@@ -268,23 +228,18 @@ TEST_F(InternalEventStorageTest, CheckpointHasBatchesUntilTheyAreSettled) {
     EXPECT_EQ(checkpoint(), "[]");
 }
 
-TEST_F(InternalEventStorageTest, WhateverIsInThePlaceOfTheFileIsSetAsideWhole) {
-    std::filesystem::create_directories(host_.file("queue") / "in-the-way");
+TEST_F(InternalEventStorageTest, FolderInPlaceOfTheFileIsSetAsideWhole) {
+    writeTo(host_.file("queue") / "in-the-way", "");
     auto store = storage();
     store.recover();
     EXPECT_TRUE(store.load().records.empty());
-    EventList list(sampleEvents(1, 1));
+    const EventList list(sampleEvents(1, 1));
     ASSERT_EQ(store.save(list), nullptr);
-    EXPECT_EQ(reopened(), std::vector<std::int64_t>{1});
-    // The folder went aside, whole.
-    std::size_t aside = 0;
-    for (const auto& name : namesIn(host_.documents())) {
-        if (name.starts_with("queue.unreadable-")) {
-            ++aside;
-            EXPECT_TRUE(std::filesystem::exists(host_.file(name) / "in-the-way"));
-        }
-    }
-    EXPECT_EQ(aside, 1U);
+    EXPECT_EQ(file(), fileOf(list.events()));
+    const auto names = namesIn(host_.documents());
+    const auto aside = names.lower_bound("queue.unreadable-");
+    ASSERT_NE(aside, names.end());
+    EXPECT_TRUE(std::filesystem::exists(host_.file(*aside) / "in-the-way"));
 }
 
 }  // namespace

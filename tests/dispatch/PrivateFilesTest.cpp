@@ -2,8 +2,6 @@
 #include <sys/stat.h>
 
 #include "dispatch/FileStorage.h"
-#include "dispatch/InternalEventStorageImpl.h"
-#include "dispatch/UnderWayFile.h"
 #include "identity/Token.h"
 #include "platform/UserDefaults.h"
 #include "support/Files.h"
@@ -18,21 +16,15 @@ using namespace test;
 /// Lets every store write, the queue's often enough for each of its files to have had both names.
 void writeEverything() {
     std::vector<std::function<void()>> tasks;
-    InternalEventStorageImpl queue("queue", std::chrono::seconds(0),
-                                   [&tasks](auto, auto task) { tasks.push_back(std::move(task)); });
-    queue.recover();
-    EXPECT_EQ(queue.load().error, nullptr);
-    EventList list;
+    Ledger::Queue counts;
+    const auto queue = openSampleQueue(
+        counts, "queue", [&tasks](auto, auto task) { tasks.push_back(std::move(task)); });
     for (std::int64_t number = 1; number <= 6; ++number) {
-        list.append(sampleEvent(number));
-        if (number == 4) list.dropFront(1);
-        EXPECT_EQ(queue.save(list), nullptr);
+        if (number == 4) static_cast<void>(queue->take(1));
+        queue->add(sampleEvent(number), [](const auto& result) { EXPECT_TRUE(result.event()); });
         for (const auto& task : std::exchange(tasks, {}))
             task();
     }
-    UnderWayFile underWay("queue");
-    EXPECT_EQ(underWay.load().error, nullptr);
-    EXPECT_EQ(underWay.save(list.events()), nullptr);
     const Token token{"qvn_uid", "value", "public"};
     EXPECT_EQ(FileStorage<Token>("token").save(std::span(&token, 1)), nullptr);
     UserDefaults().set("key", std::int64_t{1});
@@ -57,7 +49,7 @@ TEST(PrivateFilesTest, NothingIsWrittenToWhatLiesInThePlaceOfAFile) {
         SCOPED_TRACE(obstacle);
         const TestHost host;
         const fs::path root = host.documents().parent_path();
-        const auto victimOf = [&root](const fs::path& place) {
+        const auto victimOf = [&](const fs::path& place) {
             return root / "victims" / place.filename();
         };
         for (const auto& place : places) {

@@ -47,7 +47,7 @@ class ZentaraIDManagerTest : public testing::Test {
     static constexpr const char* whole = R"({"qvn_uid":"t1","qvn_uid_public":"p1","hsid":"h1"})";
 
     TestHost host_;
-    TickerView ticker_;
+    ManualTicker ticker_;
     std::shared_ptr<TickerProtocol::Clock::time_point> now_ =
         std::make_shared<TickerProtocol::Clock::time_point>();
     std::shared_ptr<Signal> ready_ = std::make_shared<Signal>();

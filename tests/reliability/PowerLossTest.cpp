@@ -6,7 +6,6 @@
 #include <map>
 #include <set>
 
-#include "dispatch/QueueOpening.h"
 #include "model/EventDecoder.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
@@ -125,14 +124,6 @@ class Device {
 
 using Numbers = std::set<std::int64_t>;
 
-/// A queue of the next process, which gives its background work to `scheduler`.
-std::unique_ptr<EventsRepository> open(
-    Ledger::Queue& counts, InternalEventStorageImpl::Scheduler scheduler = [](auto, auto) {}) {
-    QueueOptions options{8000, 10};
-    options.scheduler = std::move(scheduler);
-    return openQueue("queue", options, counts);
-}
-
 /// What a new process finds is each event once, as it was, and all of `wanted`.
 void expectEventsBack(const std::vector<InternalEvent>& events, const Numbers& wanted,
                       const std::string& left) {
@@ -168,9 +159,8 @@ class History {
 
     void run() {
         note();
-        const auto queue = open(counts_, [this](auto, std::function<void()> work) {
-            background_.push_back(std::move(work));
-        });
+        const auto queue = openSampleQueue(
+            counts_, "queue", [this](auto, auto work) { background_.push_back(std::move(work)); });
         std::int64_t last = 50;
         accepted_ = flushed_;
         const auto append = [&] {
@@ -220,7 +210,7 @@ class History {
                 writeTo(host_.file(name), bytes);
                 left += name + ": " + shown(bytes) + "\n";
             }
-            const auto queue = open(counts_);
+            const auto queue = openSampleQueue(counts_);
             queue->add(sampleEvent(99), nullptr);
             const auto file = contentsOf(host_.file("queue"));
             const auto events = queue->take(100);
@@ -308,11 +298,12 @@ TEST(PowerLossTest, PartsOfTwoListsAreNoList) {
                 Ledger::Queue counts;
                 FaultyDisk disk(host.documents());
                 disk.fail({{{DiskCall::rename}, EIO}});
-                const auto events = open(counts)->take(100);
+                const auto events = openSampleQueue(counts)->take(100);
                 const auto kept = events.empty() ? Numbers() : wanted;
                 ASSERT_NO_FATAL_FAILURE(expectEventsBack(events, kept, files));
                 disk.fail({});
-                ASSERT_NO_FATAL_FAILURE(expectEventsBack(open(counts)->take(100), wanted, files));
+                ASSERT_NO_FATAL_FAILURE(
+                    expectEventsBack(openSampleQueue(counts)->take(100), wanted, files));
             }
         }
     }

@@ -79,10 +79,7 @@ class QueueOpeningTest : public testing::Test {
   protected:
     /// The queue of the next run, without background work.
     std::unique_ptr<EventsRepository> open(const std::string& name = "queue") {
-        QueueOptions options{8000, 10};
-        options.scheduler = [](std::chrono::steady_clock::duration, const std::function<void()>&) {
-        };
-        return openQueue(name, options, counts_);
+        return openSampleQueue(counts_, name);
     }
     Numbers waiting() { return numbersOf(open()->take(8000)); }
 

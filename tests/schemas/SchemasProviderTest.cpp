@@ -39,7 +39,7 @@ class SchemasProviderTest : public testing::Test {
     static constexpr const char* failed = "Zentara client can not get schemas";
 
     TestHost host_;
-    TickerView ticker_;
+    ManualTicker ticker_;
     std::shared_ptr<Mailbox<std::string>> reports_ = std::make_shared<Mailbox<std::string>>();
     TestServer server_;
 };

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <mutex>
+#include <span>
 #include <utility>
 
 namespace zentara::test {
@@ -98,10 +99,13 @@ std::uint64_t fileOf(int descriptor) {
     return status.st_ino;
 }
 
+constexpr auto nothingMore = [](DiskStep&, auto) {
+};
+
 /// Runs one call, unless it is to fail. `run` is told whether to end early.
-template <typename Run, typename Describe>
+template <typename Run, typename Describe = decltype(nothingMore)>
 auto pass(DiskCall call, const std::filesystem::path& path, const Run& run,
-          const Describe& describe) {
+          const Describe& describe = nothingMore) {
     if (!disk().isWatched || !disk().concerns(path)) return run(false);
     const auto verdict = disk().judge(call, path);
     if (verdict == Disk::Verdict::fail) return decltype(run(false))(-1);
@@ -113,9 +117,7 @@ auto pass(DiskCall call, const std::filesystem::path& path, const Run& run,
     }
     if (result >= 0) {
         const int code = errno;
-        DiskStep step;
-        step.call = call;
-        step.path = path;
+        DiskStep step{.call = call, .path = path};
         describe(step, result);
         disk().succeeded(step);
         errno = code;
@@ -123,31 +125,15 @@ auto pass(DiskCall call, const std::filesystem::path& path, const Run& run,
     return result;
 }
 
-/// The same for a call on an open file; looks for its path only when somebody cares.
-template <typename Run, typename Describe>
-auto passOpen(DiskCall call, int descriptor, const Run& run, const Describe& describe) {
+/// The same for a call on an open file, whose path it looks for only while the disk is watched.
+template <typename Run, typename Describe = decltype(nothingMore)>
+auto passOpen(DiskCall call, int descriptor, const Run& run,
+              const Describe& describe = nothingMore) {
     if (!disk().isWatched) return run(false);
     return pass(call, pathOf(descriptor), run, [&](DiskStep& step, auto result) {
         step.file = fileOf(descriptor);
         describe(step, result);
     });
-}
-
-/// Nobody can see whether a flush reaches the device, and each one takes milliseconds.
-bool reachesTheDevice() {
-    return !disk().isWatched;
-}
-
-constexpr auto nothingMore = [](DiskStep&, auto) {
-};
-
-int renameWith(const char* from, const char* to, bool exchanges, const std::function<int()>& run) {
-    return pass(
-        DiskCall::rename, from, [&](bool) { return run(); },
-        [&](DiskStep& step, int) {
-            step.target = to;
-            step.exchanges = exchanges;
-        });
 }
 
 }  // namespace
@@ -192,23 +178,11 @@ ZENTARA_SYSTEM_CALL int open(const char* path, int flags, ...) {
     const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     if ((flags & O_ACCMODE) == O_RDONLY) {
-        return pass(
-            DiskCall::openToRead, path, [&](bool) { return next(path, flags, mode); }, nothingMore);
+        return pass(DiskCall::openToRead, path, [&](bool) { return next(path, flags, mode); });
     }
     return pass(
         DiskCall::open, path, [&](bool) { return next(path, flags, mode); },
         [](DiskStep& step, int descriptor) { step.file = fileOf(descriptor); });
-}
-
-ZENTARA_SYSTEM_CALL ssize_t pwrite(int descriptor, const void* bytes, size_t size, off_t offset) {
-    static auto* const next = systems<ssize_t(int, const void*, size_t, off_t)>("pwrite");
-    return passOpen(
-        DiskCall::write, descriptor,
-        [&](bool early) { return next(descriptor, bytes, early ? (size + 1) / 2 : size, offset); },
-        [&](DiskStep& step, ssize_t written) {
-            step.offset = static_cast<std::uint64_t>(offset);
-            step.bytes.assign(static_cast<const char*>(bytes), static_cast<size_t>(written));
-        });
 }
 
 ZENTARA_SYSTEM_CALL ssize_t pwritev(int descriptor, const iovec* parts, int count, off_t offset) {
@@ -228,11 +202,16 @@ ZENTARA_SYSTEM_CALL ssize_t pwritev(int descriptor, const iovec* parts, int coun
         },
         [&](DiskStep& step, ssize_t written) {
             step.offset = static_cast<std::uint64_t>(offset);
-            for (int i = 0; i < count; ++i) {
-                step.bytes.append(static_cast<const char*>(parts[i].iov_base), parts[i].iov_len);
-            }
-            step.bytes.resize(static_cast<size_t>(written));
+            for (const auto& part : std::span(parts, static_cast<size_t>(count)))
+                step.bytes.append(
+                    static_cast<const char*>(part.iov_base),
+                    std::min(part.iov_len, static_cast<size_t>(written) - step.bytes.size()));
         });
+}
+
+ZENTARA_SYSTEM_CALL ssize_t pwrite(int descriptor, const void* bytes, size_t size, off_t offset) {
+    const iovec whole{const_cast<void*>(bytes), size};
+    return ::pwritev(descriptor, &whole, 1, offset);
 }
 
 ZENTARA_SYSTEM_CALL int ftruncate(int descriptor, off_t size) noexcept {
@@ -242,43 +221,44 @@ ZENTARA_SYSTEM_CALL int ftruncate(int descriptor, off_t size) noexcept {
         [&](DiskStep& step, int) { step.offset = static_cast<std::uint64_t>(size); });
 }
 
+// No watched flush reaches the device: each one would take milliseconds, and leave no trace.
+
 ZENTARA_SYSTEM_CALL int fdatasync(int descriptor) {
     static auto* const next = systems<int(int)>("fdatasync");
-    return passOpen(
-        DiskCall::flush, descriptor,
-        [&](bool) { return reachesTheDevice() ? next(descriptor) : 0; }, nothingMore);
+    return passOpen(DiskCall::flush, descriptor,
+                    [&](bool) { return disk().isWatched ? 0 : next(descriptor); });
 }
 
 ZENTARA_SYSTEM_CALL int fsync(int descriptor) {
     static auto* const next = systems<int(int)>("fsync");
     struct stat status {};
     ::fstat(descriptor, &status);
-    return passOpen(
-        S_ISDIR(status.st_mode) ? DiskCall::flushFolder : DiskCall::flush, descriptor,
-        [&](bool) { return reachesTheDevice() ? next(descriptor) : 0; }, nothingMore);
-}
-
-ZENTARA_SYSTEM_CALL int rename(const char* from, const char* to) noexcept {
-    static auto* const next = systems<int(const char*, const char*)>("rename");
-    return renameWith(from, to, false, [&] { return next(from, to); });
+    return passOpen(S_ISDIR(status.st_mode) ? DiskCall::flushFolder : DiskCall::flush, descriptor,
+                    [&](bool) { return disk().isWatched ? 0 : next(descriptor); });
 }
 
 ZENTARA_SYSTEM_CALL int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
                                   unsigned flags) noexcept {
     static auto* const next =
         systems<int(int, const char*, int, const char*, unsigned)>("renameat2");
-    return renameWith(from, to, flags == RENAME_EXCHANGE,
-                      [&] { return next(fromFolder, from, toFolder, to, flags); });
+    return pass(
+        DiskCall::rename, from, [&](bool) { return next(fromFolder, from, toFolder, to, flags); },
+        [&](DiskStep& step, int) {
+            step.target = to;
+            step.exchanges = flags == RENAME_EXCHANGE;
+        });
+}
+
+ZENTARA_SYSTEM_CALL int rename(const char* from, const char* to) noexcept {
+    return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, 0);
 }
 
 ZENTARA_SYSTEM_CALL int unlink(const char* path) noexcept {
     static auto* const next = systems<int(const char*)>("unlink");
-    return pass(
-        DiskCall::remove, path, [&](bool) { return next(path); }, nothingMore);
+    return pass(DiskCall::remove, path, [&](bool) { return next(path); });
 }
 
 ZENTARA_SYSTEM_CALL int mkdir(const char* path, mode_t mode) noexcept {
     static auto* const next = systems<int(const char*, mode_t)>("mkdir");
-    return pass(
-        DiskCall::makeFolder, path, [&](bool) { return next(path, mode); }, nothingMore);
+    return pass(DiskCall::makeFolder, path, [&](bool) { return next(path, mode); });
 }

@@ -25,12 +25,12 @@ enum class DiskCall {
 /// One call that has succeeded.
 struct DiskStep {
     DiskCall call = DiskCall::open;
-    std::filesystem::path path;
-    std::filesystem::path target;  ///< of a rename
-    bool exchanges = false;        ///< a rename that lets two files trade names
-    std::uint64_t file = 0;        ///< tells files apart, whatever they are called
-    std::uint64_t offset = 0;      ///< of a write; the new length when truncating
-    std::string bytes;             ///< of a write
+    std::filesystem::path path = {};
+    std::filesystem::path target = {};  ///< of a rename
+    bool exchanges = false;             ///< a rename that lets two files trade names
+    std::uint64_t file = 0;             ///< tells files apart, whatever they are called
+    std::uint64_t offset = 0;           ///< of a write; the new length when truncating
+    std::string bytes = {};             ///< of a write
 };
 
 /// Calls that are to fail.

@@ -9,11 +9,23 @@
 
 namespace zentara::test {
 
-/// What a test sees of a ticker that it has given away. Copies see the same ticker, which a request
-/// under way may keep alive beyond the test.
-class TickerView {
+/// A ticker that fires when the test says so. Copies are the same ticker, which a request under way
+/// may keep alive beyond the test.
+class ManualTicker final : public TickerProtocol {
   public:
-    [[nodiscard]] bool isRunning() const { return runningInterval().has_value(); }
+    void setHandler(Handler handler) override {
+        const MutexLock lock(state_->mutex);
+        state_->handler = std::move(handler);
+    }
+    void start(Clock::time_point, double interval) override {
+        const MutexLock lock(state_->mutex);
+        state_->interval = interval;
+    }
+    void cancel() override {
+        const MutexLock lock(state_->mutex);
+        state_->interval.reset();
+    }
+    [[nodiscard]] bool isRunning() const override { return runningInterval().has_value(); }
 
     /// In seconds; nothing without a running timer.
     [[nodiscard]] std::optional<double> runningInterval() const {
@@ -23,7 +35,7 @@ class TickerView {
 
     /// Lets the timer fire, on this thread.
     void fire() const {
-        TickerProtocol::Handler current;
+        Handler current;
         {
             const MutexLock lock(state_->mutex);
             if (state_->interval) current = state_->handler;
@@ -32,38 +44,13 @@ class TickerView {
     }
 
   private:
-    friend class ManualTicker;
-
     struct State {
         Mutex mutex;
-        TickerProtocol::Handler handler ZENTARA_GUARDED_BY(mutex);
+        Handler handler ZENTARA_GUARDED_BY(mutex);
         std::optional<double> interval ZENTARA_GUARDED_BY(mutex);
     };
 
-    std::shared_ptr<State> state_ = std::make_shared<State>();
-};
-
-/// A ticker that fires when the test says so.
-class ManualTicker final : public TickerProtocol {
-  public:
-    explicit ManualTicker(TickerView view) : view_(std::move(view)) {}
-
-    void setHandler(Handler handler) override {
-        const MutexLock lock(view_.state_->mutex);
-        view_.state_->handler = std::move(handler);
-    }
-    void start(Clock::time_point, double interval) override {
-        const MutexLock lock(view_.state_->mutex);
-        view_.state_->interval = interval;
-    }
-    void cancel() override {
-        const MutexLock lock(view_.state_->mutex);
-        view_.state_->interval.reset();
-    }
-    [[nodiscard]] bool isRunning() const override { return view_.isRunning(); }
-
-  private:
-    const TickerView view_;
+    const std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
 }  // namespace zentara::test

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "model/InternalEvent.h"
+#include "dispatch/QueueOpening.h"
 
 namespace zentara::test {
 
@@ -34,10 +34,16 @@ inline InternalEvent sampleEvent(std::int64_t number,
 
 inline std::vector<InternalEvent> sampleEvents(std::int64_t first, std::int64_t count) {
     std::vector<InternalEvent> events;
-    for (auto number = first; number < first + count; ++number) {
+    for (auto number = first; number < first + count; ++number)
         events.push_back(sampleEvent(number));
-    }
     return events;
+}
+
+/// A queue of the next process, which gives its background work to `scheduler`.
+inline std::unique_ptr<EventsRepository> openSampleQueue(
+    Ledger::Queue& counts, const std::string& name = "queue",
+    InternalEventStorageImpl::Scheduler scheduler = [](auto, auto) {}) {
+    return openQueue(name, {8000, 10, {}, std::move(scheduler)}, counts);
 }
 
 /// The sequence numbers of events, in their order.

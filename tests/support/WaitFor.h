@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -45,6 +46,14 @@ class Mailbox {
     std::condition_variable changed_;
     std::vector<Value> values_;
 };
+
+/// What `start` passes to the callback that it is given, or nothing when the time was up first.
+template <typename Value, typename Start>
+std::optional<Value> valueFrom(const Start& start) {
+    const auto values = std::make_shared<Mailbox<Value>>();
+    start([values](const Value& value) { values->put(value); });
+    return values->waitFor();
+}
 
 /// Counts what other threads do and waits until enough of it was done. Must outlive whoever
 /// signals; share it where that is not certain.
