@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ctime>
 #include <thread>
 
 #include "facade/ClientSettingsAccess.h"
 #include "model/EventDecoder.h"
 #include "support/Books.h"
+#include "support/ClientCalls.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/Services.h"
@@ -33,38 +35,27 @@ std::string messageOf(const Outcome& outcome) {
 class ZentaraClientTest : public testing::Test {
   protected:
     ZentaraClientTest() {
-        reset();
+        resetClient();
         TestHost::useServer(services_.url());
     }
     ~ZentaraClientTest() override {
-        reset();
+        resetClient();
         expectBalanced(ZentaraClient::statistics());
     }
 
-    /// As at the start of a process.
-    static void reset() {
-        ZentaraClient::setSharedClient(nullptr);
-        ZentaraClient::setIsReady(false);
-    }
-
     static std::shared_ptr<ZentaraClient> readyClient() {
-        const auto reports = std::make_shared<Mailbox<bool>>();
-        auto client =
-            ZentaraClient::get([reports](const ZentaraClientErrorRef& e) { reports->put(!e); });
-        EXPECT_EQ(reports->waitFor(), true);
+        auto client = getClient();
+        EXPECT_TRUE(ZentaraClient::isReady());
         return client;
     }
 
     /// A client that has an identity too, so that it may dispatch.
     static std::shared_ptr<ZentaraClient> dispatchingClient() {
         auto client = readyClient();
-        std::optional<std::string> hsid;
-        do {
-            // It may join a fetch that began when the service failed, and get nothing.
-            const auto hsids = std::make_shared<Mailbox<std::string>>();
-            client->getHsid([hsids](const std::string& value) { hsids->put(value); });
-            hsid = hsids->waitFor();
-        } while (hsid == "");
+        auto hsid = fetchHsid(*client);
+        // It may have joined a fetch that began when the service failed, and got nothing.
+        while (hsid == "")
+            hsid = fetchHsid(*client);
         EXPECT_EQ(hsid, "session");
         return client;
     }
@@ -78,17 +69,6 @@ class ZentaraClientTest : public testing::Test {
                     });
         EXPECT_EQ(outcomes.size(), 1U);
         return outcomes.at(0);
-    }
-
-    static BackgroundFetchResult fetch(ZentaraClient& client) {
-        const auto results = std::make_shared<Mailbox<BackgroundFetchResult>>();
-        client.performFetch([results](BackgroundFetchResult result) { results->put(result); });
-        return results->waitFor().value();
-    }
-
-    static void drain(ZentaraClient& client) {
-        while (fetch(client) != BackgroundFetchResult::noData) {
-        }
     }
 
     [[nodiscard]] std::vector<std::string> schemasIn(const std::string& file) const {
@@ -113,7 +93,7 @@ class ZentaraClientTest : public testing::Test {
 
 TEST_F(ZentaraClientTest, ThrowsBeforeItIsConfigured) {
     const auto client = readyClient();
-    reset();
+    resetClient();
     ClientSettingsAccess::setCurrent(nullptr);
     bool called = false;
     EXPECT_THROW(static_cast<void>(ZentaraClient::get([&](const auto&) { called = true; })),
@@ -142,12 +122,7 @@ TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
     JSONValue deep = JSONArray();
     for (int i = 0; i < 600; ++i)
         deep = JSONArray{std::move(deep)};
-    struct Case {
-        const char* schema;
-        JSONObject properties;
-        const char* message;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, JSONObject, const char*> cases[] = {
         {"view", {{"title", "Home"}, {"n", 1}}, "queued"},
         {"view",
          {{"n", 1.5}},
@@ -173,10 +148,10 @@ TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
 
 TEST_F(ZentaraClientTest, HoldsEventsBackUntilTheSchemasAreThere) {
     services_.schemasStatus = 503;
-    const auto errors = std::make_shared<Mailbox<ZentaraClientErrorRef>>();
-    const auto client = ZentaraClient::get([errors](const auto& error) { errors->put(error); });
-    const auto error = errors->waitFor().value();
-    EXPECT_NE(dynamic_cast<const SchemasInitializationError*>(error.get()), nullptr);
+    std::shared_ptr<ZentaraClient> client;
+    const auto error =
+        valueFrom<ZentaraClientErrorRef>([&](auto report) { client = ZentaraClient::get(report); });
+    EXPECT_NE(dynamic_cast<const SchemasInitializationError*>(error.value().get()), nullptr);
     bool calledAtOnce = false;
     EXPECT_EQ(ZentaraClient::get([&](const auto& none) { calledAtOnce = none == nullptr; }),
               client);
@@ -284,8 +259,11 @@ TEST_F(ZentaraClientTest, CountsWhatBecameOfEachEvent) {
     dispatchingClient();
     services_.eventStatus = 500;
     EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
-    services_.eventStatus = 200;
+    services_.eventStatus = 204;
     EXPECT_EQ(fetch(*client), BackgroundFetchResult::newData);
+    ZentaraClient::setSharedClient(nullptr);
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
+    ZentaraClient::setSharedClient(client);
     EXPECT_EQ(fetch(*client), BackgroundFetchResult::newData);
     ZentaraClient::setIsReady(false);
     sendMany(1, "any", {});
@@ -350,12 +328,10 @@ TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {
 
     auto first = services_.actions().at(0);
     const auto uuid = std::string(first.at("zentaraActionUUID").as_string());
-    EXPECT_THAT(uuid, testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"));
-    EXPECT_THAT(context, testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"));
-    const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(
-        std::chrono::system_clock::now().time_since_epoch());
-    EXPECT_NEAR(static_cast<double>(first.at("actionTs").as_int64()),
-                static_cast<double>(now.count()), 60'000);
+    for (const auto& id : {uuid, context})
+        EXPECT_THAT(id, testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"));
+    EXPECT_NEAR(first.at("actionTs").to_number<double>(),
+                1000.0 * static_cast<double>(std::time(nullptr)), 60'000);
     first.erase("zentaraActionUUID");
     first.erase("actionTs");
     const JSONObject expected{
@@ -453,28 +429,11 @@ TEST_F(ZentaraClientTest, ASlowCallbackDelaysOnlyCallbacks) {
 
 TEST_F(ZentaraClientTest, ConcurrentFirstCallsYieldOneClient) {
     std::vector<std::shared_ptr<ZentaraClient>> clients(8);
-    {
-        std::vector<std::jthread> threads;
-        for (auto& client : clients) {
-            threads.emplace_back([&client] { client = ZentaraClient::get([](const auto&) {}); });
-        }
-    }
+    inThreads(8, [&](int number) {
+        clients[static_cast<std::size_t>(number)] = ZentaraClient::get([](const auto&) {});
+    });
     EXPECT_THAT(clients, testing::Each(clients.front()));
     EXPECT_NE(clients.front(), nullptr);
-}
-
-TEST_F(ZentaraClientTest, FetchesReportWhatTheyAchieved) {
-    const auto client = dispatchingClient();
-    EXPECT_EQ(fetch(*client), BackgroundFetchResult::noData);
-    send(*client, "any", {});
-    services_.eventStatus = 500;
-    EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
-    EXPECT_THAT(schemasIn("events-storage"), ElementsAre("any"));
-    services_.eventStatus = 204;
-    EXPECT_EQ(fetch(*client), BackgroundFetchResult::newData);
-    EXPECT_THAT(schemasIn("events-storage"), ElementsAre());
-    ZentaraClient::setSharedClient(nullptr);
-    EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
 }
 
 TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
@@ -488,7 +447,7 @@ TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
     // Without an identity the new client does not dispatch, and what is queued stays.
     services_.idStatus = 500;
     std::filesystem::remove(host_.file("anonymous-token-storage"));
-    reset();
+    resetClient();
     const auto client = readyClient();
     EXPECT_NE(client, old);
     release->notify();
