@@ -179,19 +179,18 @@ void InternalEventStorageImpl::Shared::recover() {
             return setAside(path, path, fault);
         };
     }
-    if (clearTheWay) {
-        if (clearTheWay()) {
-            // Not to be read again: parts of two lists would read as one.
-            recovered = std::move(stored.decoded);
-            return;
-        }
-        clearTheWay = nullptr;
-    }
-    if (stored.state == State::list) {
-        recovered = std::move(stored.decoded);
-    } else if (stored.state != State::unread && flushed.state == State::list) {
+    if (clearTheWay && !clearTheWay()) clearTheWay = nullptr;
+    if (stored.state != State::list && stored.state != State::unread &&
+        flushed.state == State::list) {
         recovered = std::move(flushed.decoded);
         isChanged = true;
+    } else if (stored.state == State::list || clearTheWay) {
+        recovered = std::move(stored.decoded);
+    }
+    // The next save that can clear the way writes it all.
+    if (clearTheWay) {
+        recovered->isCanonical = false;
+        return;
     }
     // A copy, which the next saves may overwrite: until there is a newer checkpoint, this one is
     // all that the next loss of power would leave. Without a copy the next save writes it all.
@@ -214,11 +213,14 @@ StoredEvents InternalEventStorageImpl::Shared::readCheckpoint() const {
 }
 
 Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
-    auto stored =
-        recovered ? StoredEvents{StoredEvents::State::list, *std::exchange(recovered, std::nullopt)}
-                  : readEvents(path);
+    StoredEvents stored;
+    if (recovered) {
+        stored = {StoredEvents::State::list, *std::exchange(recovered, std::nullopt)};
+    } else {
+        stored = readEvents(path);
+        if (stored.decoded.isList) clearTheWay = nullptr;
+    }
     auto& events = stored.decoded;
-    if (events.isList) clearTheWay = nullptr;
     savedPosition.reset();
     saved = EventList();
     current.forget();
