@@ -1,11 +1,10 @@
-// A host application for the tests. It sends numbered events and tells on standard output, one line
-// each, the numbers of those that the library has queued.
+// A host application that sends numbered events and waits to be killed:
 //
 //     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT linger|fork
 //
-// At the end it waits to be killed. With "fork" it forks again and again while another thread
-// sends, tells how its children fared, one line "child <exit status>" each, keeps the last one, and
-// tells its process id.
+// On standard output stands a line for each event that was queued, its number. With "fork" children
+// are forked meanwhile: "child <exit status>" for each that ended, "last <process id>" for the
+// last.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,7 +32,7 @@ extern "C" int __lsan_is_turned_off() {
 
 namespace {
 
-/// Straight to the pipe, so that nothing is lost with the process, or said again by a child.
+/// Nothing is lost with the process, or said again by a child.
 void tell(const std::string& text) {
     const auto line = text + '\n';
     if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) std::abort();
@@ -79,14 +78,12 @@ void forkWhileSending(ZentaraClient& client, const std::function<void()>& send) 
         ::waitpid(child, &status, 0);
         tell("child " + std::to_string(status));
     }
-    if (const auto child = ::fork(); child == 0) {
-        ::close(STDOUT_FILENO);
-        for (;;)
-            ::pause();
-    } else {
-        sender.join();
-        tell("last " + std::to_string(child));
-    }
+    const auto last = ::fork();
+    if (last == 0) ::close(STDOUT_FILENO);
+    while (last == 0)
+        ::pause();
+    sender.join();
+    tell("last " + std::to_string(last));
 }
 
 }  // namespace
@@ -111,11 +108,8 @@ int main(int argc, char** argv) {
                          });
         }
     };
-    if (std::string_view(argv[6]) == "fork") {
-        forkWhileSending(*client, send);
-    } else {
-        send();
-    }
+    const bool forks = std::string_view(argv[6]) == "fork";
+    forks ? forkWhileSending(*client, send) : send();
     std::promise<void>().get_future().wait();
     return 0;
 }

@@ -1,14 +1,11 @@
 #include "collector/http/LocalAuthority.h"
 
 #include <gmock/gmock.h>
-#include <httplib.h>
 
 #include <filesystem>
 #include <thread>
 
-#include "apps/collector/http/ScriptedHandler.h"
 #include "collector/http/Certificate.h"
-#include "collector/http/HttpServer.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
@@ -40,22 +37,6 @@ class LocalAuthorityTest : public testing::Test {
     fs::path certificateFile = folder / "ca.pem";
     fs::path keyFile = folder / "ca-key.pem";
 };
-
-TEST_F(LocalAuthorityTest, ClientsThatTrustItTrustTheServer) {
-    const LocalAuthority authority(folder);
-    ScriptedHandler handler;
-    HttpServer server(handler);
-    const int port = server.listen("127.0.0.1", 0, authority.issue({"collector.test"}));
-    for (const char* host : {"localhost", "127.0.0.1"}) {
-        httplib::SSLClient client(host, port);
-        client.set_ca_cert_path(certificateFile.c_str());
-        const auto answer = client.Post("/", "sent", "text/plain");
-        ASSERT_TRUE(answer) << host << ": " << httplib::to_string(answer.error());
-        EXPECT_EQ(answer->body, "sent");
-    }
-    EXPECT_FALSE(httplib::SSLClient("localhost", port).Get("/")) << "nobody else knows it";
-    EXPECT_FALSE(httplib::Client("localhost", port).Get("/")) << "it speaks TLS only";
-}
 
 TEST_F(LocalAuthorityTest, ItVouchesForPrivateNamesOnly) {
     const LocalAuthority authority(folder);
