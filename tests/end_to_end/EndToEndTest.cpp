@@ -35,12 +35,11 @@ class EndToEndTest : public testing::Test {
     }
 
     /// The exit code of zentara-track.
-    int track(const std::string& collector, std::vector<std::string> arguments,
+    int track(const std::string& collector, std::vector<std::string> command,
               const std::optional<std::filesystem::path>& input = std::nullopt) {
-        std::vector<std::string> command{ZENTARA_TRACK,      "--collector", collector,
-                                         "--documents",      documents_,    "--bundle-id",
-                                         "com.example.test", "--results",   results_};
-        command.insert(command.end(), arguments.begin(), arguments.end());
+        command.insert(command.begin(),
+                       {ZENTARA_TRACK, "--collector", collector, "--documents", documents_,
+                        "--bundle-id", "com.example.test", "--results", results_});
         ChildProcess process(std::move(command), input);
         output_ = process.readLines();
         return process.wait();
@@ -207,8 +206,8 @@ TEST_F(EndToEndTest, AForkedChildDoesNothingAndHoldsNothing) {
 
 TEST_F(EndToEndTest, AcknowledgedEventsOutliveTheCollector) {
     const auto data = directory_.path() / "data";
-    const std::vector<std::string> options{"--data", data.string(), "--database",
-                                           (directory_.path() / "events.sqlite").string()};
+    const std::vector<std::string> options{"--data", data, "--database",
+                                           directory_.path() / "events.sqlite"};
     {
         Collector collector(schemas_, options);
         const auto secure = collector.announced("listening https:");

@@ -4,7 +4,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -24,13 +23,10 @@ std::optional<std::string> RawConnection::readRequest() {
         if (!receive()) return std::nullopt;
     }
     headEnd += 4;
-    std::string head = received_.substr(0, headEnd);
-    std::transform(head.begin(), head.end(), head.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     std::size_t size = headEnd;
-    constexpr std::string_view field = "\r\ncontent-length:";
-    if (const auto at = head.find(field); at != std::string::npos) {
-        size += std::strtoul(&head[at + field.size()], nullptr, 10);
+    constexpr std::string_view field = "\r\nContent-Length:";
+    if (const auto at = received_.find(field); at < headEnd) {
+        size += std::strtoul(&received_[at + field.size()], nullptr, 10);
     }
     while (received_.size() < size) {
         if (!receive()) return std::nullopt;

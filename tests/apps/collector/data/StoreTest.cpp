@@ -24,7 +24,6 @@ using testing::StartsWith;
 using testing::ThrowsMessage;
 namespace fs = std::filesystem;
 
-/// An event that was posted, in short.
 struct Posted {
     std::string uuid;
     std::string schema = "a-1";
@@ -35,7 +34,6 @@ struct Posted {
     std::int64_t actionTs = 0;
 };
 
-/// What is the same for all events of an envelope.
 struct Sender {
     std::string tenant = "shop";
     std::string client = "client-1";
@@ -145,8 +143,7 @@ TEST_P(StoreTest, EventHasItsEnvelopesFacts) {
               boost::json::parse(R"([{"path":"/price","message":"\"5\" is odd"}])"));
     EXPECT_EQ(event.at("user"), (boost::json::value{{"type", "GST"}, {"token", "tok"}}));
     EXPECT_EQ(event.at("event"), boost::json::parse(samples::action("a", "u1/")));
-    // Byte by byte as posted.
-    EXPECT_THAT(store.envelopes().records.at(0), HasSubstr(body));
+    EXPECT_THAT(store.envelopes().records.at(0), HasSubstr(body)) << "byte by byte";
 
     const auto found = boost::json::parse(store.event("u1/").value());
     EXPECT_EQ(found.at("event"), event);
@@ -217,14 +214,12 @@ TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
 TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
     std::atomic<std::size_t> writing = 3;
     std::vector<std::jthread> threads;
-    for (std::size_t writer = 0; writer < 3; ++writer) {
-        threads.emplace_back([&, writer] {
-            const std::string context = "c-" + std::to_string(writer);
+    for (const char* context : {"c-0", "c-1", "c-2"}) {
+        threads.emplace_back([&, context = std::string(context)] {
             for (std::int64_t i = 0; i < 100; ++i) {
                 const std::string uuid = context + "-" + std::to_string(i);
                 const auto arrivals =
                     post(store, {{uuid, "a-1", context, 2 * i}, {uuid, "a-1", "dup", 2 * i}});
-                // Committed on return: whoever asks now sees it.
                 EXPECT_EQ(store.count({.context = context, .after = arrivals[0].number - 1}), 1U);
             }
             --writing;
@@ -329,8 +324,7 @@ TEST_F(StoreFileTest, FileInUseOrForeignIsRefusedUntouched) {
         EXPECT_EQ(contentsOf(file), bytes);
         EXPECT_FALSE(fs::exists(log));
     }
-    const auto whole = patched(0, 'S');
-    test::writeTo(file, whole.substr(0, 100) + std::string(whole.size() - 100, 'x'));
+    test::writeTo(file, patched(0, 'S').substr(0, 100) + std::string(8000, 'x'));
     EXPECT_THAT(opening, ThrowsMessage<StoreError>(StartsWith(file.string() + ": ")));
 }
 
