@@ -30,7 +30,7 @@ TEST(FolderClaimTest, OneProcessHoldsAFolderAndTheAnswerStays) {
     EXPECT_EQ(FolderClaim::take(free / ""), Answer::held);
     EXPECT_EQ(takeElsewhere(free), -1);
 
-    // A claim that lies behind a link would be somebody else's file.
+    // A claim behind a link would be the file of another program.
     const auto linked = directory.path() / "linked";
     std::filesystem::create_directories(linked);
     std::filesystem::create_symlink(directory.path() / "victim", linked / FolderClaim::fileName);
