@@ -41,8 +41,9 @@ TEST(InternalEvent, DecodesStrictlyAndComparesAllButTheContext) {
         return InternalEvent::fromDictionary(dictionary);
     };
     const std::pair<const char*, JSONValue> refused[] = {
-        {"actionTs", "1700000000000"},     {"actionTs", 1.5}, {"properties", JSONArray()},
-        {"user", JSONObject{{"type", 1}}}, {"user", nullptr}, {"id", 5},
+        {"actionTs", "1700000000000"},     {"actionTs", 1.5},    {"properties", JSONArray()},
+        {"user", JSONObject{{"type", 1}}}, {"user", nullptr},    {"id", 5},
+        {"actionTs", UINT64_MAX},          {"actionTs", 9.3e18},
     };
     for (const auto& [key, value] : refused) {
         const auto error = with(key, value).error;
@@ -58,7 +59,10 @@ TEST(InternalEvent, DecodesStrictlyAndComparesAllButTheContext) {
                                                    : JSONValue("other");
         EXPECT_EQ(with(key, other).value == event, key == "zentaraClientContextID") << key;
     }
-    EXPECT_EQ(with("actionTs", 2.0).value->fields().createdAt, 2);
+    const std::pair<JSONValue, std::int64_t> integers[] = {
+        {2.0, 2}, {std::uint64_t{7}, 7}, {-9.2233720368547758e18, INT64_MIN}};
+    for (const auto& [value, integer] : integers)
+        EXPECT_EQ(with("actionTs", value).value.value().fields().createdAt, integer);
     EXPECT_EQ(with("zentaraRelationId", 5).value, event);
     EXPECT_FALSE(with("unknown", true).value->toDictionary().contains("unknown"));
     const JSONObject sameProperties{

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <limits>
 
-#include "model/JSONCodable.h"
 #include "platform/Unicode.h"
 
 namespace zentara {
@@ -91,24 +90,6 @@ TEST(JSONText, RefusalLeavesTheTextAsItWas) {
         std::string unchanged = "before";
         EXPECT_FALSE(appendJSON(unchanged, value)) << unchanged;
         EXPECT_EQ(unchanged, "before");
-    }
-}
-
-TEST(JSONCodable, IntegersAreNumbersThatHoldOneExactly) {
-    const std::pair<JSONValue, std::optional<std::int64_t>> cases[] = {
-        {2.0, 2},
-        {-9.2233720368547758e18, std::numeric_limits<std::int64_t>::min()},
-        {std::uint64_t{7}, 7},
-        {1.5, {}},
-        {9.3e18, {}},
-        {std::numeric_limits<std::uint64_t>::max(), {}},
-        {std::nan(""), {}},
-    };
-    for (const auto& [value, integer] : cases) {
-        const JSONObject dictionary{{"n", value}};
-        RecordReader reader(dictionary);
-        const auto read = reader.integer("n");
-        EXPECT_EQ(reader.failed() ? std::nullopt : std::optional(read), integer);
     }
 }
 
