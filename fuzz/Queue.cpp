@@ -125,19 +125,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < texts.size(); ++i)
         check(again.records[i] == list.events()[i], "what was saved is equal");
 
-    // The texts of two files in one list, and the front taken off.
+    // The texts of a loaded file beside another, and the front taken off.
     EventList grown(std::move(again.records));
-    check(second.save(grown) == nullptr && test::contentsOf(file) == saved,
-          "saving again changes nothing");
     grown.append(test::sampleEvent(1));
-    check(second.save(grown) == nullptr, "an event can be added");
-    runTasks();
     grown.dropFront(1);
-    grown.insertAtFront(list.events());
     check(second.save(grown) == nullptr && test::contentsOf(file) == test::fileOf(grown.events()),
           "the file holds what the list does");
-    check(decodeEvents(test::contentsOf(file)).events.size() == grown.size(),
-          "all of it loads again");
     checkUnderWay(host, json, texts);
     return 0;
 }

@@ -4,8 +4,6 @@
 
 #include <atomic>
 #include <memory>
-#include <optional>
-#include <string>
 
 #include "network/RestClientError.h"
 #include "network/URLRequestBuilder.h"

@@ -4,10 +4,6 @@
 #include <pwd.h>
 #include <stdlib.h>
 
-#include <filesystem>
-#include <optional>
-#include <string>
-
 namespace {
 
 /// The home of every user in the password database; null for one that knows none.

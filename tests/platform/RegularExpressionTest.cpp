@@ -6,7 +6,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "platform/ASCIIPattern.h"
 #include "support/WaitFor.h"

@@ -7,13 +7,9 @@
 #include <stdlib.h>
 
 #include <atomic>
-#include <chrono>
 #include <memory>
-#include <optional>
-#include <string>
 #include <string_view>
 #include <thread>
-#include <utility>
 
 #include "platform/PlatformError.h"
 #include "support/RawServer.h"

@@ -5,7 +5,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <limits>
 #include <string>

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "TestDocuments.h"
 #include "platform/RegularExpression.h"
 
 namespace zentara {
