@@ -7,11 +7,11 @@
 #include <zentara/ZentaraClient.h>
 #include "model/EventDecoder.h"
 #include "support/Books.h"
+#include "support/ClientCalls.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/Services.h"
 #include "support/TestHost.h"
-#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
@@ -34,15 +34,10 @@ class TroubledClient {
         TestHost::useServer(services_.url());
         services_.eventStatus = 503;
         if (fromTheStart) begin();
-        const auto ready = std::make_shared<Signal>();
-        client_ = ZentaraClient::get([ready](const ZentaraClientErrorRef&) { ready->notify(); });
-        EXPECT_TRUE(ready->waitFor());
-        fetchIdentity();
+        client_ = getClient();
+        EXPECT_EQ(fetchHsid(*client_), "session");
     }
-    ~TroubledClient() {
-        ZentaraClient::setSharedClient(nullptr);
-        ZentaraClient::setIsReady(false);
-    }
+    ~TroubledClient() { resetClient(); }
 
     void run() {
         using Told = Trouble::Told;
@@ -53,37 +48,30 @@ class TroubledClient {
         }
         for (const bool isReady : {true, true, false, true, false})
             send(isReady, trouble_.told);
-        EXPECT_EQ(fetch(), BackgroundFetchResult::failed);
+        EXPECT_EQ(fetch(*client_), BackgroundFetchResult::failed);
         services_.eventStatus = 200;
-        EXPECT_EQ(fetch(), BackgroundFetchResult::newData);
+        EXPECT_EQ(fetch(*client_), BackgroundFetchResult::newData);
         services_.eventStatus = 503;
-        fetchIdentity();
+        EXPECT_EQ(fetchHsid(*client_), "session");
         send(true, trouble_.told);
 
         // The trouble ends while a batch is under way, and the next save takes that off the list.
-        const auto isAsked = std::make_shared<Signal>();
-        const auto mayAnswer = std::make_shared<Signal>();
-        services_.beforeAnswering([=] {
-            isAsked->notify();
-            EXPECT_TRUE(mayAnswer->waitFor());
+        services_.beforeAnswering([this] {
+            end();
+            send(true, Told::never);
+            expectTheRestOnDisk();
+            services_.beforeAnswering({});
         });
-        const auto results = startFetch();
-        EXPECT_TRUE(isAsked->waitFor());
-        end();
-        send(true, Told::never);
-        expectTheRestOnDisk();
-        mayAnswer->notify();
-        EXPECT_EQ(results->waitFor(), BackgroundFetchResult::failed);
+        EXPECT_EQ(fetch(*client_), BackgroundFetchResult::failed);
         expectTheRestOnDisk();
 
         services_.eventStatus = 200;
-        while (fetch() != BackgroundFetchResult::noData) {
-        }
+        drain(*client_);
         EXPECT_EQ(services_.accepted(), sent_);
         expectBalanced(ZentaraClient::statistics());
         // A call that fails is not tried again and again.
         EXPECT_LT(disk_.failures(), 1000U);
-        fetchIdentity();
+        EXPECT_EQ(fetchHsid(*client_), "session");
         using testing::HasSubstr;
         EXPECT_THAT(contentsOf(file("anonymous-token-storage")), HasSubstr("anon"));
         EXPECT_THAT(namesIn(file("").parent_path()),
@@ -137,24 +125,11 @@ class TroubledClient {
         EXPECT_TRUE(!std::filesystem::exists(list) || decodeEvents(contentsOf(list)).isList);
     }
 
-    std::shared_ptr<Mailbox<BackgroundFetchResult>> startFetch() {
-        auto results = std::make_shared<Mailbox<BackgroundFetchResult>>();
-        client_->performFetch([results](BackgroundFetchResult result) { results->put(result); });
-        return results;
-    }
-    std::optional<BackgroundFetchResult> fetch() { return startFetch()->waitFor(); }
-
-    void fetchIdentity() {
-        const auto hsids = std::make_shared<Mailbox<std::string>>();
-        client_->getHsid([hsids](const std::string& hsid) { hsids->put(hsid); });
-        EXPECT_EQ(hsids->waitFor(), "session");
-    }
-
     /// If the process were killed now, the next one would find what was not delivered.
     void expectTheRestOnDisk() const {
+        const auto accepted = services_.accepted();
         auto rest = sent_;
-        for (const auto& [number, count] : services_.accepted())
-            rest.erase(number);
+        std::erase_if(rest, [&](const auto& event) { return accepted.contains(event.first); });
         std::map<std::int64_t, int> waiting;
         for (const auto* name :
              {"events-storage", ".events-storage.under-way", "unvalidated-events-storage"}) {

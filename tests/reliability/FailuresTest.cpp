@@ -6,8 +6,8 @@
 #include <sstream>
 
 #include <zentara/ZentaraClient.h>
-#include "dispatch/QueueOpening.h"
 #include "dispatch/UnderWayFile.h"
+#include "support/ClientCalls.h"
 #include "support/FailureReporter.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
@@ -16,7 +16,6 @@
 #include "support/Services.h"
 #include "support/TestAuthority.h"
 #include "support/TestHost.h"
-#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
@@ -40,35 +39,10 @@ std::vector<std::string> linesDuring(const std::function<void()>& run) {
 
 class FailuresTest : public testing::Test {
   protected:
-    FailuresTest() { reset(); }
+    FailuresTest() { resetClient(); }
     ~FailuresTest() override {
-        reset();
+        resetClient();
         ZentaraEndpoints::use(endpoints_);
-    }
-
-    static void reset() {
-        ZentaraClient::setSharedClient(nullptr);
-        ZentaraClient::setIsReady(false);
-    }
-
-    /// The client, when it has heard of the schemas.
-    static std::shared_ptr<ZentaraClient> makeClient() {
-        const auto reports = std::make_shared<Signal>();
-        auto client = ZentaraClient::get([reports](const auto&) { reports->notify(); });
-        EXPECT_TRUE(reports->waitFor());
-        return client;
-    }
-
-    static void fetchIdentity(ZentaraClient& client) {
-        const auto hsids = std::make_shared<Signal>();
-        client.getHsid([hsids](const std::string&) { hsids->notify(); });
-        EXPECT_TRUE(hsids->waitFor());
-    }
-
-    static void dispatch(ZentaraClient& client, BackgroundFetchResult expected) {
-        const auto results = std::make_shared<Mailbox<BackgroundFetchResult>>();
-        client.performFetch([results](BackgroundFetchResult result) { results->put(result); });
-        EXPECT_EQ(results->waitFor(), expected);
     }
 
     TestHost host_;
@@ -110,12 +84,11 @@ TEST_F(FailuresTest, EachRequestNamesHostAndCauseOnce) {
         auto endpoints = ZentaraEndpoints::current();
         endpoints.certificateAuthorityFile = authority.file();
         ZentaraEndpoints::use(endpoints);
-        std::shared_ptr<ZentaraClient> client;
         const auto lines = linesDuring([&] {
-            client = makeClient();
+            const auto client = getClient();
             for (int i = 0; i < 2; ++i) {
-                fetchIdentity(*client);
-                dispatch(*client, BackgroundFetchResult::failed);
+                EXPECT_TRUE(fetchHsid(*client));
+                EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
             }
         });
         const auto request = "request to '" + url.host() + "' failed: ";
@@ -132,8 +105,7 @@ TEST_F(FailuresTest, EachRequestNamesHostAndCauseOnce) {
         EXPECT_THAT(books.identityFailure.text, AllOf(StartsWith(request), HasSubstr(cause)));
         EXPECT_GE(books.identityFailure.inARow, 2);
         EXPECT_EQ(books.deliveryFailure.text, "there is no identity yet");
-        client.reset();
-        reset();
+        resetClient();
     }
 }
 
@@ -143,21 +115,21 @@ TEST_F(FailuresTest, RecoveryIsPrintedOnce) {
     services.idStatus = 502;
     const auto before = std::chrono::system_clock::now().time_since_epoch();
     const auto lines = linesDuring([&] {
-        const auto client = makeClient();
-        fetchIdentity(*client);
-        dispatch(*client, BackgroundFetchResult::failed);
+        const auto client = getClient();
+        EXPECT_TRUE(fetchHsid(*client));
+        EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
         services.idStatus = 200;
-        fetchIdentity(*client);
-        fetchIdentity(*client);
-        dispatch(*client, BackgroundFetchResult::noData);
+        EXPECT_TRUE(fetchHsid(*client));
+        EXPECT_TRUE(fetchHsid(*client));
+        EXPECT_EQ(fetch(*client), BackgroundFetchResult::noData);
         client->send("any", "1", "type", "url", "referer", {{"n", 7}});
         for (const int status : {413, 413, 500}) {
             services.eventStatus = status;
-            dispatch(*client, BackgroundFetchResult::failed);
+            EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
         }
         EXPECT_EQ(ZentaraClient::statistics().deliveryFailure.inARow, 3);
         services.eventStatus = 200;
-        dispatch(*client, BackgroundFetchResult::newData);
+        EXPECT_EQ(fetch(*client), BackgroundFetchResult::newData);
         EXPECT_EQ(ZentaraClient::statistics().deliveryFailure.inARow, 0);
     });
     const std::string failure = ": request to 'localhost' failed: unexpected HTTP status ";
@@ -234,14 +206,11 @@ TEST_F(FailuresTest, EventsThatStayBehindArePrinted) {
     };
     for (const auto& [fault, text] : cases) {
         std::filesystem::remove_all(host_.documents());
-        std::filesystem::create_directories(host_.documents());
         writeTo(left, fileOf(sampleEvents(1, 2)));
         FaultyDisk disk(host_.documents());
         disk.fail({fault});
-        QueueOptions options{.maxEvents = 9, .scheduler = [](auto, auto) {
-                             }};
         Ledger::Queue counts;
-        EXPECT_THAT(linesDuring([&] { static_cast<void>(openQueue("queue", options, counts)); }),
+        EXPECT_THAT(linesDuring([&] { static_cast<void>(openSampleQueue(counts)); }),
                     ElementsAre(StartsWith("ZentaraClient: storage: " + text)));
         EXPECT_TRUE(std::filesystem::exists(left));
     }
