@@ -26,6 +26,13 @@ class InternalEventStorageTest : public testing::Test {
             [this](Duration delay, auto work) { tasks_.emplace_back(delay, std::move(work)); });
     }
 
+    /// The file and the list hold the first events.
+    void begin(std::int64_t count) {
+        list_ = EventList(sampleEvents(1, count));
+        save();
+    }
+    void save() { ASSERT_EQ(store_.save(list_), nullptr); }
+
     /// Runs the background work that waits for no longer than that.
     void runTasks(Duration longest = Duration::max()) {
         for (auto& [delay, work] : std::exchange(tasks_, {})) {
@@ -41,18 +48,18 @@ class InternalEventStorageTest : public testing::Test {
 
     TestHost host_;
     std::vector<std::pair<Duration, std::function<void()>>> tasks_;
+    InternalEventStorageImpl store_ = storage();
+    EventList list_;
 };
 
 TEST_F(InternalEventStorageTest, ASaveOfWhatTheFileHoldsWritesNothing) {
-    auto store = storage();
-    EventList list(sampleEvents(1, 3));
-    ASSERT_EQ(store.save(list), nullptr);
+    begin(3);
     FaultyDisk disk(host_.documents());
     disk.watch([](const DiskStep& step) { ADD_FAILURE() << step.path; });
-    ASSERT_EQ(store.save(list), nullptr);
-    const auto batch = list.takeFront(2);
-    list.insertAtFront(batch);
-    ASSERT_EQ(store.save(list), nullptr);
+    save();
+    const auto batch = list_.takeFront(2);
+    list_.insertAtFront(batch);
+    save();
 }
 
 TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
@@ -119,84 +126,74 @@ TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
 }
 
 TEST_F(InternalEventStorageTest, AnExchangeThatFailsIsNoRename) {
-    auto store = storage();
-    EventList list(sampleEvents(1, 3));
-    ASSERT_EQ(store.save(list), nullptr);
+    begin(3);
     for (std::int64_t number = 4; number < 20; number += 2) {
         const auto before = file();
         const bool isDone = number % 4 == 0;
         FaultyDisk disk(host_.documents());
         disk.fail({{{DiskCall::rename}, EIO, 100, {}, isDone}});
-        list.append(sampleEvent(number));
-        EXPECT_EQ(store.save(list) == nullptr, isDone);
-        EXPECT_EQ(file(), isDone ? fileOf(list.events()) : before);
-        list.append(sampleEvent(number + 1));
-        EXPECT_EQ(store.save(list), nullptr);
-        EXPECT_EQ(file(), fileOf(list.events()));
+        list_.append(sampleEvent(number));
+        EXPECT_EQ(store_.save(list_) == nullptr, isDone);
+        EXPECT_EQ(file(), isDone ? fileOf(list_.events()) : before);
+        list_.append(sampleEvent(number + 1));
+        save();
+        EXPECT_EQ(file(), fileOf(list_.events()));
     }
 }
 
 TEST_F(InternalEventStorageTest, SpareIsPreparedInTheBackground) {
-    auto store = storage();
-    EventList list(sampleEvents(1, 50));
-    ASSERT_EQ(store.save(list), nullptr);
-    list.dropFront(10);
-    ASSERT_EQ(store.save(list), nullptr);
+    begin(50);
+    list_.dropFront(10);
+    save();
     EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
     runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.spare")), file());
     // Full, it loses an event with each that comes, and must be written whole anyway.
-    list.append(list.takeFront(1).front());
-    ASSERT_EQ(store.save(list), nullptr);
+    list_.append(list_.takeFront(1).front());
+    save();
     runTasks(std::chrono::seconds(1));
     EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
 }
 
 TEST_F(InternalEventStorageTest, TakingFromTheMiddleIsNoLossOfFront) {
-    auto store = storage();
-    EventList list(sampleEvents(1, 5));
-    ASSERT_EQ(store.save(list), nullptr);
+    begin(5);
     // The first and the third go, and as many are there as if it were the first alone.
-    const auto front = list.takeFront(3);
-    list.insertAtFront(std::span(front).subspan(1, 1));
-    list.append(sampleEvent(6));
-    ASSERT_EQ(store.save(list), nullptr);
-    EXPECT_EQ(file(), fileOf(list.events()));
+    const auto front = list_.takeFront(3);
+    list_.insertAtFront(std::span(front).subspan(1, 1));
+    list_.append(sampleEvent(6));
+    save();
+    EXPECT_EQ(file(), fileOf(list_.events()));
 }
 
 TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
     FaultyDisk disk(host_.documents());
     // As where the file system cannot flush a folder.
     disk.fail({{{DiskCall::flushFolder}, EBADF}});
-    auto store = storage();
-    EventList list(sampleEvents(1, 1));
-    ASSERT_EQ(store.save(list), nullptr);
+    begin(1);
     ASSERT_EQ(tasks_.size(), 1U) << "the first change is flushed at once";
     EXPECT_EQ(tasks_[0].first, Duration::zero());
     runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), file());
 
     for (std::int64_t number = 2; number < 40; ++number) {
-        list.append(sampleEvent(number));
-        ASSERT_EQ(store.save(list), nullptr);
+        list_.append(sampleEvent(number));
+        save();
     }
     ASSERT_EQ(tasks_.size(), 1U) << "the others wait for the next interval together";
     EXPECT_GT(tasks_[0].first, std::chrono::seconds(5));
     EXPECT_LE(tasks_[0].first, std::chrono::seconds(10));
     runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), file());
-    ASSERT_EQ(store.save(list), nullptr);
+    save();
     EXPECT_EQ(tasks_.size(), 0U) << "nothing changed, nothing to flush";
 }
 
 TEST_F(InternalEventStorageTest, NoFileIsMadeTooLargeToBeRead) {
-    auto store = storage();
-    EventList list(sampleEvents(1, 1));
-    ASSERT_EQ(store.save(list), nullptr);
+    begin(1);
     const auto large = sampleEvent(2, {}, {{"text", std::string(1'000'000, 'x')}});
-    while (list.size() < 540)
-        list.append(large);
-    for (const auto& error : {store.save(list), UnderWayFile("queue").save(list.events())}) {
+    while (list_.size() < 540)
+        list_.append(large);
+    for (const auto& error : {store_.save(list_), UnderWayFile("queue").save(list_.events())}) {
         ASSERT_NE(error, nullptr);
         EXPECT_EQ(error->description(), "the file would be larger than 512 MiB");
     }
@@ -208,20 +205,17 @@ TEST_F(InternalEventStorageTest, CheckpointHasBatchesUntilTheyAreSettled) {
         runTasks();
         return contentsOf(host_.file(".queue.checkpoint"));
     };
-    {
-        auto store = storage();
-        store.recover();
-        EventList list(sampleEvents(1, 3));
-        ASSERT_EQ(store.save(list), nullptr);
-        store.setInFlight(list.takeFront(2));
-        list.append(sampleEvent(4));
-        ASSERT_EQ(store.save(list), nullptr);
-        EXPECT_EQ(checkpoint(), fileOf(sampleEvents(1, 4)));
-        store.setInFlight({});
-        EXPECT_EQ(checkpoint(), fileOf(sampleEvents(3, 2)));
-        ASSERT_EQ(store.save(EventList()), nullptr);
-    }
-    // The process ended before the next one.
+    store_.recover();
+    begin(3);
+    store_.setInFlight(list_.takeFront(2));
+    list_.append(sampleEvent(4));
+    save();
+    EXPECT_EQ(checkpoint(), fileOf(sampleEvents(1, 4)));
+    store_.setInFlight({});
+    EXPECT_EQ(checkpoint(), fileOf(sampleEvents(3, 2)));
+    ASSERT_EQ(store_.save(EventList()), nullptr);
+    // The process ends before the next checkpoint.
+    tasks_.clear();
     auto next = storage();
     next.recover();
     EXPECT_TRUE(next.load().records.empty());
@@ -230,12 +224,10 @@ TEST_F(InternalEventStorageTest, CheckpointHasBatchesUntilTheyAreSettled) {
 
 TEST_F(InternalEventStorageTest, FolderInPlaceOfTheFileIsSetAsideWhole) {
     writeTo(host_.file("queue") / "in-the-way", "");
-    auto store = storage();
-    store.recover();
-    EXPECT_TRUE(store.load().records.empty());
-    const EventList list(sampleEvents(1, 1));
-    ASSERT_EQ(store.save(list), nullptr);
-    EXPECT_EQ(file(), fileOf(list.events()));
+    store_.recover();
+    EXPECT_TRUE(store_.load().records.empty());
+    begin(1);
+    EXPECT_EQ(file(), fileOf(list_.events()));
     const auto names = namesIn(host_.documents());
     const auto aside = names.lower_bound("queue.unreadable-");
     ASSERT_NE(aside, names.end());

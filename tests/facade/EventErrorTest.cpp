@@ -3,17 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 namespace zentara {
 namespace {
 
 TEST(EventError, EveryClassHasItsCodeAndItsMessage) {
-    struct Case {
-        ZentaraClientErrorRef error;
-        std::int64_t code;
-        const char* message;
-    };
-    const Case cases[] = {
+    const std::tuple<ZentaraClientErrorRef, std::int64_t, const char*> cases[] = {
         {std::make_shared<ZentaraClientNotInitializedError>(), 0,
          "Zentara Client not initialized!"},
         {std::make_shared<ZentaraClientNotReady>("detail."), 1,

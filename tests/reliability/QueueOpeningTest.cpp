@@ -84,12 +84,10 @@ class QueueOpeningTest : public testing::Test {
     Numbers waiting() { return numbersOf(open()->take(8000)); }
 
     /// The names of the files that were put by.
-    std::vector<std::string> putBy() {
-        std::vector<std::string> found;
-        for (const auto& name : namesIn(host_.documents())) {
-            if (name.starts_with("queue.unread-")) found.push_back(name);
-        }
-        return found;
+    std::set<std::string> putBy() {
+        auto names = namesIn(host_.documents());
+        std::erase_if(names, [](auto& name) { return !name.starts_with("queue.unread-"); });
+        return names;
     }
 
     TestHost host_;
@@ -104,13 +102,10 @@ TEST_F(QueueOpeningTest, UnreadFileIsTakenInByTheNextStart) {
         disk_.fail({{{DiskCall::open, DiskCall::openToRead}, EMFILE}});
         const auto queue = open();
         disk_.fail({});
-        bool isSaved = false;
-        queue->add(sampleEvent(4),
-                   [&](const auto& result) { isSaved = result.event() != nullptr; });
-        EXPECT_TRUE(isSaved) << name;
+        queue->add(sampleEvent(4), [](const auto& result) { EXPECT_TRUE(result.event()); });
         EXPECT_EQ(contentsOf(host_.file("queue")), fileOf(sampleEvents(4, 1))) << name;
         ASSERT_EQ(putBy().size(), 1U) << name;
-        std::filesystem::copy(host_.file(putBy()[0]), host_.file("copy"));
+        std::filesystem::copy(host_.file(*putBy().begin()), host_.file("copy"));
         EXPECT_EQ(waiting(), (Numbers{1, 2, 3, 4})) << name;
         EXPECT_TRUE(putBy().empty()) << name;
         // Killed before the removal.

@@ -1,10 +1,7 @@
 // A host application that does everything at once, from several threads and from the library's own
-// callbacks. Tells on standard output, as "taken 7", the events that the library has taken over.
-//
+// callbacks. Prints, as "taken 7", the events that the library has taken over. Returns from main
+// after RETURN-AFTER operations; where that is 0, when all was delivered and the books balance.
 //     zentara_stress_host SERVICES FOLDER FIRST OPERATIONS RETURN-AFTER
-//
-// It returns from main in the middle, when it has done so many operations; where that is 0, when
-// all was delivered and the books balance.
 
 #include <unistd.h>
 

@@ -1,6 +1,5 @@
 #include "support/CollectorProcess.h"
 
-#include <iterator>
 #include <stdexcept>
 
 namespace zentara::test {
@@ -8,9 +7,8 @@ namespace zentara::test {
 CollectorProcess::CollectorProcess(const std::filesystem::path& schemas,
                                    std::vector<std::string> options)
     : process_([&] {
-          const std::string words[] = {ZENTARA_COLLECTOR, "--port",    "0",
-                                       "--quiet",         "--schemas", schemas.string()};
-          options.insert(options.begin(), std::begin(words), std::end(words));
+          options.insert(options.begin(), {ZENTARA_COLLECTOR, "--port", "0", "--quiet", "--schemas",
+                                           schemas.string()});
           return options;
       }()),
       url_(announced("listening http:")) {}

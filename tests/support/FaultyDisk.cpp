@@ -23,15 +23,10 @@ namespace {
 struct Disk {
     enum class Verdict { succeed, fail, endEarly, failWhenDone };
 
-    struct Counted {
-        DiskFault fault;
-        std::size_t met = 0;
-    };
-
     std::atomic<bool> isWatched = false;
     std::mutex mutex;  // guards the others
     std::filesystem::path folder;
-    std::vector<Counted> faults;
+    std::vector<std::pair<DiskFault, std::size_t>> faults;  // each with how often it was met
     std::size_t failures = 0;
     FaultyDisk::Watcher watcher;
 
@@ -150,7 +145,7 @@ void FaultyDisk::fail(std::vector<DiskFault> faults) {
     const std::lock_guard lock(disk().mutex);
     disk().faults.clear();
     for (auto& fault : faults)
-        disk().faults.push_back({std::move(fault)});
+        disk().faults.emplace_back(std::move(fault), 0);
 }
 
 std::size_t FaultyDisk::failures() const {

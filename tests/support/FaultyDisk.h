@@ -42,13 +42,9 @@ struct DiskFault {
     bool isDone = false;     ///< the call does its work and reports the error all the same
 };
 
-/// Stands between the program and the system for everything that lies under one folder: watches
-/// what is written there and makes it fail. While it stands there no flush reaches the device.
-///
-/// Works by defining the system's own calls. So it belongs to the program that links the CMake
-/// target `zentara_faulty_disk`, for the static and the shared library alike, and does nothing
-/// until an object of this class exists. There is one object at a time. Safe for use from any
-/// thread.
+/// Watches what the program writes under one folder and makes it fail. Meanwhile no flush reaches
+/// the device. It defines the system's own calls, so it works in programs that link the CMake
+/// target `zentara_faulty_disk`. There is one object at a time. Safe for use from any thread.
 class FaultyDisk {
   public:
     using Watcher = std::function<void(const DiskStep&)>;

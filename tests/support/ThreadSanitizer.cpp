@@ -1,9 +1,5 @@
-// Part of every test program that the thread sanitizer watches.
-//
-// The HTTP library of the distribution is not compiled for the sanitizer, which then takes the
-// library's guarded static objects for races; so it does with those of ICU, which the first two
-// threads that compile an expression share. What these libraries themselves do is not looked at;
-// the services that they call are.
+// Part of every test program that the thread sanitizer watches. The distribution's HTTP library and
+// ICU are not compiled for it, so it would take their guarded static objects for races.
 
 // The name is the sanitizer's.
 // NOLINTBEGIN(bugprone-reserved-identifier)
