@@ -93,6 +93,8 @@ class Endpoint {
             checkResponse(services_.refuse(request, 404, "there is nothing at " + request.path));
             return;
         }
+        // So that no input has to do with those long before it.
+        if (++served_ % 256 == 0) store_.reset();
         const auto before = store_.summary();
         check(!services_.begin(*service, request), "there is no fault");
         const auto response = services_.answer(*service, request).response;
@@ -117,11 +119,6 @@ class Endpoint {
         // Those of 5xx are refusals too here.
         response.status = 400;
         checkResponse(response);
-    }
-
-    /// Now and then, so that no input has to do with those long before it.
-    void tidy() {
-        if (++served_ % 256 == 0) store_.reset();
     }
 
   private:
@@ -194,6 +191,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             }
         }
     }
-    endpoint.tidy();
     return 0;
 }

@@ -234,9 +234,8 @@ TEST(URLSessionTest, ConnectionIsReusedUnlessResendIsPossible) {
     Signal closed;
     RawServer server([&](RawConnection& connection) {
         opened.notify();
-        while (connection.readRequest()) {
+        while (connection.readRequest())
             connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
-        }
         closed.notify();
     });
     for (const char* const method : {"GET", "GET", "GET", "POST", "POST"})
