@@ -3,10 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 #include "collector/FaultText.h"
+#include "support/WaitFor.h"
 
 namespace zentara::collector {
 namespace {
@@ -19,14 +18,10 @@ TEST(FaultsTest, FaultMeetsItsShareOfTheRequestsOnly) {
     faults.set(Service::event,
                std::get<Fault>(readFault(R"({"answer":"lost","rate":0.25,"times":100000})")));
     std::atomic<std::uint64_t> met = 0;
-    std::vector<std::jthread> threads;
-    for (int number = 0; number < 4; ++number) {
-        threads.emplace_back([&] {
-            for (int request = 0; request < 2500; ++request)
-                met += faults.next(Service::event) ? 1 : 0;
-        });
-    }
-    threads.clear();
+    test::inThreads(4, [&](int) {
+        for (int request = 0; request < 2500; ++request)
+            met += faults.next(Service::event) ? 1 : 0;
+    });
     EXPECT_NEAR(static_cast<double>(met), 2500, 5 * 43.3);  // five standard deviations
     EXPECT_EQ(faults.current(Service::event)->times, 100'000 - met);
 }

@@ -2,11 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <fstream>
-#include <thread>
 
 #include "model/JSONText.h"
 #include "support/TemporaryDirectory.h"
+#include "support/WaitFor.h"
 
 namespace zentara::collector {
 namespace {
@@ -125,21 +126,18 @@ TEST_F(SchemaCatalogueTest, WhatCannotBeReadJustNowIsServedAsItWasBefore) {
 
 TEST_F(SchemaCatalogueTest, AFolderThatChangesAllTheTimeGivesWholeTables) {
     SchemaCatalogue catalogue(folder);
-    std::vector<std::jthread> readers;
-    for (int i = 0; i < 3; ++i) {
-        readers.emplace_back([&catalogue](const std::stop_token& stop) {
-            while (!stop.stop_requested()) {
-                const auto now = catalogue.refreshed();
-                EXPECT_EQ(parseJSON(now->json).value.get_object().size(), now->schemas.size());
-            }
-        });
-    }
-    for (int i = 0; i < 100; ++i) {
-        // Replaced as a whole, as careful editors do.
-        write(".new", R"({"a":)" + std::to_string(i) + "}");
-        fs::rename(folder / ".new", folder / ("s-" + std::to_string(i % 7) + ".json"));
-    }
-    readers.clear();
+    std::atomic<int> changes = 0;
+    test::inThreads(4, [&](int thread) {
+        for (; thread == 0 && changes < 100; ++changes) {
+            // Replaced as a whole, as careful editors do.
+            write(".new", R"({"a":)" + std::to_string(changes) + "}");
+            fs::rename(folder / ".new", folder / ("s-" + std::to_string(changes % 7) + ".json"));
+        }
+        while (changes < 100) {
+            const auto now = catalogue.refreshed();
+            EXPECT_EQ(parseJSON(now->json).value.get_object().size(), now->schemas.size());
+        }
+    });
     EXPECT_EQ(catalogue.refreshed()->schemas.size(), 7U);
     EXPECT_EQ(catalogue.current()->schemas.at("s-1")->at("a"), 99);
 }

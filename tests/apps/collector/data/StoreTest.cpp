@@ -6,12 +6,12 @@
 #include <atomic>
 #include <boost/json/parse.hpp>
 #include <csignal>
-#include <thread>
 
 #include "apps/collector/Samples.h"
 #include "collector/data/EventRecorder.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
+#include "support/WaitFor.h"
 
 namespace zentara::collector {
 namespace {
@@ -212,25 +212,22 @@ TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
 }
 
 TEST_P(StoreTest, WritersAndReadersAtOnceSeeWholeEnvelopes) {
-    std::atomic<std::size_t> writing = 3;
-    std::vector<std::jthread> threads;
-    for (const char* context : {"c-0", "c-1", "c-2"}) {
-        threads.emplace_back([&, context = std::string(context)] {
-            for (std::int64_t i = 0; i < 100; ++i) {
-                const std::string uuid = context + "-" + std::to_string(i);
-                const auto arrivals =
-                    post(store, {{uuid, "a-1", context, 2 * i}, {uuid, "a-1", "dup", 2 * i}});
-                EXPECT_EQ(store.count({.context = context, .after = arrivals[0].number - 1}), 1U);
-            }
-            --writing;
-        });
-    }
-    while (writing > 0) {
-        const auto page = store.events({.filter = {.schema = "a-1"}});
-        EXPECT_EQ(page.total % 2, 0U);
-        EXPECT_EQ(page.records.size(), page.total);
-    }
-    threads.clear();
+    std::atomic<int> writing = 3;
+    test::inThreads(4, [&](int thread) {
+        const auto context = "c-" + std::to_string(thread);
+        for (std::int64_t i = 0; thread > 0 && i < 100; ++i) {
+            const auto uuid = context + "-" + std::to_string(i);
+            const auto arrivals =
+                post(store, {{uuid, "a-1", context, 2 * i}, {uuid, "a-1", "dup", 2 * i}});
+            EXPECT_EQ(store.count({.context = context, .after = arrivals[0].number - 1}), 1U);
+        }
+        writing -= thread > 0 ? 1 : 0;
+        while (thread == 0 && writing > 0) {
+            const auto page = store.events({.filter = {.schema = "a-1"}});
+            EXPECT_EQ(page.total % 2, 0U);
+            EXPECT_EQ(page.records.size(), page.total);
+        }
+    });
     const auto all = store.summary();
     EXPECT_EQ(std::tuple(all.events, all.duplicates, all.missing), std::tuple(600, 300, 297));
 }

@@ -60,23 +60,20 @@ class HttpServerTest : public testing::Test {
 
 TEST_F(HttpServerTest, EachOfManyClientsGetsItsOwnAnswers) {
     start();
-    std::vector<std::jthread> threads;
-    for (char letter = 'a'; letter < 'q'; ++letter) {
-        threads.emplace_back([&, letter] {
-            httplib::Client kept("127.0.0.1", port);
-            kept.set_keep_alive(true);
-            kept.set_tcp_nodelay(true);
-            // From nothing to far more than is read at once.
-            for (std::size_t size = 0; size < 100'000; size += 4001) {
-                const std::string body(size, letter);
-                httplib::Client fresh("127.0.0.1", port);
-                for (auto* const client : {&kept, &fresh}) {
-                    const auto answer = client->Post("/event", body, "text/plain");
-                    EXPECT_TRUE(answer && answer->body == body) << answer.error();
-                }
+    test::inThreads(16, [this](int number) {
+        httplib::Client kept("127.0.0.1", port);
+        kept.set_keep_alive(true);
+        kept.set_tcp_nodelay(true);
+        // From nothing to far more than is read at once.
+        for (std::size_t size = 0; size < 100'000; size += 4001) {
+            const std::string body(size, static_cast<char>('a' + number));
+            httplib::Client fresh("127.0.0.1", port);
+            for (auto* const client : {&kept, &fresh}) {
+                const auto answer = client->Post("/event", body, "text/plain");
+                EXPECT_TRUE(answer && answer->body == body) << answer.error();
             }
-        });
-    }
+        }
+    });
 }
 
 TEST_F(HttpServerTest, ARequestReachesTheHandlerDecoded) {

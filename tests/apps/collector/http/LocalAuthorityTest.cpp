@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <thread>
 
 #include "collector/http/Certificate.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
+#include "support/WaitFor.h"
 
 namespace zentara::collector {
 namespace {
@@ -50,15 +50,11 @@ TEST_F(LocalAuthorityTest, ItVouchesForPrivateNamesOnly) {
 
 TEST_F(LocalAuthorityTest, FirstProcessMakesItForAllOfItsUser) {
     std::atomic<int> made = 0;
-    std::vector<std::jthread> threads;
-    for (int number = 0; number < 8; ++number) {
-        threads.emplace_back([&] {
-            const LocalAuthority authority(folder);
-            if (authority.isNew()) ++made;
-            EXPECT_NO_THROW((void)authority.issue({}));
-        });
-    }
-    threads.clear();
+    test::inThreads(8, [&](int) {
+        const LocalAuthority authority(folder);
+        if (authority.isNew()) ++made;
+        EXPECT_NO_THROW((void)authority.issue({}));
+    });
     EXPECT_EQ(made, 1);
     EXPECT_EQ(refusal(), "opened it");
     EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
