@@ -16,14 +16,14 @@ using testing::VariantWith;
 TEST(FaultsTest, FaultMeetsItsShareOfTheRequestsOnly) {
     Faults faults(1);
     faults.set(Service::event,
-               std::get<Fault>(readFault(R"({"answer":"lost","rate":0.25,"times":100000})")));
+               std::get<Fault>(readFault(R"({"answer":"lost","rate":0.25,"times":1000000})")));
     std::atomic<std::uint64_t> met = 0;
     test::inThreads(4, [&](int) {
-        for (int request = 0; request < 2500; ++request)
+        for (int request = 0; request < 250'000; ++request)
             met += faults.next(Service::event) ? 1 : 0;
     });
-    EXPECT_NEAR(static_cast<double>(met), 2500, 5 * 43.3);  // five standard deviations
-    EXPECT_EQ(faults.current(Service::event)->times, 100'000 - met);
+    EXPECT_NEAR(static_cast<double>(met), 250'000, 5 * 433.0);  // five standard deviations
+    EXPECT_EQ(faults.current(Service::event)->times, 1'000'000 - met);
 }
 
 TEST(FaultsTest, WhatIsNoFaultIsExplained) {
