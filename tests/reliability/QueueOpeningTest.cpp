@@ -185,7 +185,6 @@ TEST_F(QueueOpeningTest, RestoreRemovesItsSourceOrIsUndone) {
 }
 
 TEST_F(QueueOpeningTest, KilledMoveLeavesEachEventInOneFolder) {
-    const std::vector<std::string> folders{"process-2/", "process-3/", "process-4/"};
     writeTo(host_.file("process-2/queue"), fileOf(sampleEvents(2, 2)));
     writeTo(host_.file("process-2/.queue.under-way"), fileOf(sampleEvents(1, 2)));
     writeTo(host_.file("process-2/.queue.checkpoint"), fileOf(sampleEvents(1, 9)));
@@ -225,8 +224,8 @@ TEST_F(QueueOpeningTest, KilledMoveLeavesEachEventInOneFolder) {
         HostApplication::setDocumentsDirectory(moment);
         std::filesystem::remove_all(moment / ".queue.spare");
         auto found = waiting();
-        for (const auto& folder : folders) {
-            for (const auto number : numbersOf(open(folder + "queue")->take(8000)))
+        for (const auto* name : {"process-2/queue", "process-3/queue", "process-4/queue"}) {
+            for (const auto number : numbersOf(open(name)->take(8000)))
                 found.push_back(number);
         }
         std::sort(found.begin(), found.end());

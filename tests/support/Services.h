@@ -28,10 +28,8 @@ class Services {
     [[nodiscard]] URL url() const { return server_.url(); }
 
     [[nodiscard]] std::vector<RecordedRequest> requests(const std::string& target) const {
-        std::vector<RecordedRequest> matching;
-        for (const auto& request : server_.requests()) {
-            if (request.target == target) matching.push_back(request);
-        }
+        auto matching = server_.requests();
+        std::erase_if(matching, [&](const auto& request) { return request.target != target; });
         return matching;
     }
 
