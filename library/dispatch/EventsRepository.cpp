@@ -123,15 +123,16 @@ void EventsRepository::settle(std::span<const InternalEvent> events) {
 ErrorRef EventsRepository::restore(std::span<const InternalEvent> events,
                                    const std::function<ErrorRef()>& removeSource) {
     return queue_.sync([&]() -> ErrorRef {
-        const auto restored = missing(events);
-        insertRestored(restored);
+        std::size_t count = 0;
         const auto undo = [&] {
-            events_.dropFront(restored.size());
-            const auto count = static_cast<std::int64_t>(restored.size());
-            counts_.restored -= count;
-            counts_.waiting -= count;
+            events_.dropFront(count);
+            counts_.restored -= static_cast<std::int64_t>(count);
+            counts_.waiting -= static_cast<std::int64_t>(count);
         };
         try {
+            const auto restored = missing(events);
+            insertRestored(restored);
+            count = restored.size();
             auto error = saveList();
             if (!error) error = removeSource();
             if (error) undo();

@@ -58,7 +58,9 @@ class FileStorage final : public Storage<DataType> {
             loaded.error = outOfMemory("read '" + fileURL.string() + "'");
             loaded.found = true;
         }
-        unread_ = loaded.error && isForTheMoment(*loaded.error) ? loaded.error : nullptr;
+        // What was read before may be replaced.
+        isKnown_ = isKnown_ || !loaded.error;
+        unread_ = !isKnown_ && isForTheMoment(*loaded.error) ? loaded.error : nullptr;
         return loaded;
     }
 
@@ -86,8 +88,9 @@ class FileStorage final : public Storage<DataType> {
         return loaded;
     }
 
-    /// Why the file could not be read at the last look, if it may be readable again later. Until
-    /// then nothing is written over it.
+    bool isKnown_ = false;
+    /// Why the file has never been read, if it may be readable later. Until then nothing is written
+    /// over it.
     ErrorRef unread_;
 };
 

@@ -48,10 +48,11 @@ std::size_t leftFront(std::span<const InternalEvent> older, std::span<const Inte
 }
 
 /// The events of `flushed` that `list` lacks, if `list` can have come from `flushed` by taking,
-/// putting back and appending: it has the end of it or nothing of it, each event once and as it
-/// was, and new ones behind. Nothing if it is a mixture of two lists.
+/// putting back and appending: it has the end of it, those `inFlight` apart, or nothing of it, each
+/// event once and as it was, and new ones behind. Nothing if it is a mixture of two lists.
 std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent> list,
-                                                  std::span<const InternalEvent> flushed) {
+                                                  std::span<const InternalEvent> flushed,
+                                                  std::span<const InternalEvent> inFlight) {
     const auto nameOf = [](const InternalEvent& event) {
         const auto uuid = event.actionUUIDText();
         return uuid.empty() ? event.text().json : uuid;
@@ -74,7 +75,13 @@ std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent>
             isAnyFlushed = true;
         }
     }
-    if (isAnyFlushed && !names.contains(nameOf(flushed.back()))) return std::nullopt;
+    const auto isInFlight = [&](const InternalEvent& event) {
+        return std::ranges::find(inFlight, nameOf(event), nameOf) != inFlight.end();
+    };
+    const auto last = std::find_if_not(flushed.rbegin(), flushed.rend(), isInFlight);
+    if (isAnyFlushed && last != flushed.rend() && !names.contains(nameOf(*last))) {
+        return std::nullopt;
+    }
     std::vector<InternalEvent> others;
     for (const auto& event : flushed) {
         if (!names.contains(nameOf(event))) others.push_back(event);
@@ -84,10 +91,11 @@ std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent>
 
 /// Gives a list that a loss of power may have left what it lacks of the checkpoint, or takes it for
 /// damaged. Whether it has changed.
-bool complete(StoredEvents& stored, std::span<const InternalEvent> flushed) {
+bool complete(StoredEvents& stored, std::span<const InternalEvent> flushed,
+              std::span<const InternalEvent> inFlight) {
     auto& list = stored.decoded;
     try {
-        const auto others = lacking(list.events, flushed);
+        const auto others = lacking(list.events, flushed, inFlight);
         if (!others) {
             stored = {StoredEvents::State::damaged, {}};
             return false;
@@ -167,7 +175,8 @@ void InternalEventStorageImpl::Shared::recover() {
     bool isChanged = false;
     std::string fault = "could not be read";
     if (stored.state == State::list && flushed.state == State::list) {
-        isChanged = complete(stored, flushed.decoded.events);
+        const auto inFlightNow = readEvents(sibling(path, ".", ".under-way"));
+        isChanged = complete(stored, flushed.decoded.events, inFlightNow.decoded.events);
         fault = "has parts of two lists";
     }
     if (stored.state == State::unread) {
@@ -266,6 +275,10 @@ ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
 void InternalEventStorageImpl::Shared::setInFlight(std::span<const InternalEvent> events) {
     inFlight.assign(events.begin(), events.end());
     if (isInFlightFlushed) scheduleCheckpoint();
+    if (!inFlight.empty() || !saved.empty()) return;
+    // All is delivered, and would come back with it when the system has started anew.
+    if (const auto old = fileState(checkpointPath); old && old->size > 2)
+        removeFile(checkpointPath);
 }
 
 void InternalEventStorageImpl::Shared::scheduleSpare() {

@@ -220,6 +220,14 @@ TEST_F(InternalEventStorageTest, CheckpointHasBatchesUntilTheyAreSettled) {
     next.recover();
     EXPECT_TRUE(next.load().records.empty());
     EXPECT_EQ(checkpoint(), "[]");
+
+    ASSERT_EQ(next.save(EventList(sampleEvents(5, 2))), nullptr);
+    EXPECT_EQ(checkpoint(), fileOf(sampleEvents(5, 2)));
+    ASSERT_EQ(next.save(EventList()), nullptr);
+    next.setInFlight({});
+    EXPECT_FALSE(std::filesystem::exists(host_.file(".queue.checkpoint")));
+    ASSERT_EQ(next.save(EventList(sampleEvents(7, 1))), nullptr);
+    EXPECT_EQ(checkpoint(), fileOf(sampleEvents(7, 1)));
 }
 
 TEST_F(InternalEventStorageTest, FolderInPlaceOfTheFileIsSetAsideWhole) {
