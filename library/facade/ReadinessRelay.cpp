@@ -53,8 +53,7 @@ void ReadinessRelay::deliver(std::size_t most) {
             callback_(std::move(error));
         } catch (...) {
             // The exception is the host's; the reports that follow are still to be delivered.
-            const MutexLock lock(mutex_);
-            isDelivering_ = false;
+            deliverLater();
             throw;
         }
     }

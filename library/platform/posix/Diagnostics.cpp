@@ -1,5 +1,6 @@
 #include "platform/Diagnostics.h"
 
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 
@@ -54,7 +55,9 @@ void printDiagnostic(std::string_view line) {
 }
 
 void printWarning(std::string_view line) {
-    print(stderr, line);
+    // The caller may hold locks, so a full pipe whose reader has stalled loses the line.
+    pollfd place{::fileno(stderr), POLLOUT, 0};
+    if (::poll(&place, 1, 0) != 0) print(stderr, line);
 }
 
 }  // namespace zentara
