@@ -121,6 +121,9 @@ TEST_F(FailuresTest, RecoveryIsPrintedOnce) {
         EXPECT_TRUE(fetchHsid(*client));
         EXPECT_EQ(fetch(*client), BackgroundFetchResult::noData);
         client->send("any", "1", "type", "url", "referer", {{"n", 7}});
+        // Its background work is over before the folder goes.
+        const auto checkpoint = host_.file(".events-storage.checkpoint");
+        EXPECT_TRUE(eventually([&] { return std::filesystem::exists(checkpoint); }));
         for (const int status : {413, 413, 500}) {
             services.eventStatus = status;
             EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
