@@ -50,12 +50,12 @@ TEST(GlobalQueueDeathTest, AnExceptionThatLeavesTheWorkIsNamed) {
         "fatal error: .*what the host did");
 }
 
+#ifndef __has_feature
+#define __has_feature(feature) 0
+#endif
+// With the address sanitizer comes a check of types that needs a pipe, so a descriptor, of its own.
+#if !__has_feature(address_sanitizer)
 TEST(GlobalQueueDeathTest, WorksInAProcessThatHasNoDescriptorLeft) {
-#ifdef __has_feature
-#if __has_feature(address_sanitizer)
-    GTEST_SKIP() << "the sanitizer looks at types through a pipe of its own";
-#endif
-#endif
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto run = [] {
         const rlimit none{};
@@ -66,6 +66,7 @@ TEST(GlobalQueueDeathTest, WorksInAProcessThatHasNoDescriptorLeft) {
     };
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
+#endif
 
 }  // namespace
 }  // namespace zentara
