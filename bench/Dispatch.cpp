@@ -10,7 +10,7 @@
 #include "Allocations.h"
 #include "Comparison.h"
 #include "SampleQueue.h"
-#include "dispatch/UnderWayFile.h"
+#include "dispatch/storage/UnderWayFile.h"
 #include "model/ZentaraEnvelope.h"
 #include "network/URLRequestBuilder.h"
 #include "support/TestHost.h"

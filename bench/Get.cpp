@@ -8,8 +8,8 @@
 
 #include "Comparison.h"
 #include "SampleQueue.h"
-#include "dispatch/SchemasStorage.h"
-#include "model/JSONText.h"
+#include "dispatch/storage/SchemasStorage.h"
+#include "json/JSONText.h"
 #include "support/TestHost.h"
 
 namespace zentara::bench {

@@ -10,7 +10,7 @@
 
 #include "Samples.h"
 #include "dispatch/EventsRepository.h"
-#include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/storage/InternalEventStorageImpl.h"
 #include "support/SampleEvents.h"
 
 namespace zentara::bench {

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 #include "schemas/Validators.h"
 
 namespace zentara::bench {

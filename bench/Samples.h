@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 
 namespace zentara::bench {
 

@@ -2,7 +2,7 @@
 
 #include "Comparison.h"
 #include "SampleQueue.h"
-#include "dispatch/EventTexts.h"
+#include "dispatch/storage/EventTexts.h"
 #include "schemas/Validators.h"
 #include "support/TestHost.h"
 

@@ -10,8 +10,8 @@
 #include "collector/data/ArrivalCheck.h"
 #include "collector/data/Envelope.h"
 #include "collector/data/SchemaCatalogue.h"
-#include "model/JSONText.h"
-#include "model/ObjectEquality.h"
+#include "json/JSONText.h"
+#include "json/ObjectEquality.h"
 #include "model/ZentaraEnvelope.h"
 
 using namespace zentara;

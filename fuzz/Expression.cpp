@@ -4,9 +4,9 @@
 #include <string>
 
 #include "Check.h"
-#include "platform/ASCIIPattern.h"
-#include "platform/RegularExpression.h"
-#include "platform/Unicode.h"
+#include "text/ASCIIPattern.h"
+#include "text/RegularExpression.h"
+#include "text/Unicode.h"
 
 using namespace zentara;
 using zentara::fuzz::check;

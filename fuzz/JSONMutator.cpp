@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Check.h"
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 
 namespace zentara::fuzz {
 

@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "Check.h"
-#include "dispatch/InternalEventStorageImpl.h"
-#include "dispatch/UnderWayFile.h"
+#include "dispatch/storage/InternalEventStorageImpl.h"
+#include "dispatch/storage/UnderWayFile.h"
+#include "json/JSONText.h"
 #include "model/EventDecoder.h"
-#include "model/JSONText.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"

@@ -14,7 +14,7 @@
 #include "collector/Services.h"
 #include "collector/http/HttpRequestReader.h"
 #include "collector/http/HttpResponseHead.h"
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 
 using namespace zentara;
 using namespace zentara::collector;

@@ -6,8 +6,8 @@
 
 #include "Check.h"
 #include "collector/data/ArrivalCheck.h"
-#include "model/JSONText.h"
-#include "model/ObjectEquality.h"
+#include "json/JSONText.h"
+#include "json/ObjectEquality.h"
 #include "schemas/Schema.h"
 #include "schemas/SchemaValidator.h"
 #include "schemas/Validators.h"

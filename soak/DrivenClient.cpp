@@ -4,9 +4,9 @@
 
 #include <zentara/ClientSettings.h>
 #include "dispatch/EventBus.h"
-#include "dispatch/FileStorage.h"
-#include "dispatch/QueueOpening.h"
-#include "dispatch/SchemasStorage.h"
+#include "dispatch/storage/FileStorage.h"
+#include "dispatch/storage/QueueOpening.h"
+#include "dispatch/storage/SchemasStorage.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "identity/ZentaraIDManager.h"
 #include "schemas/SchemasProvider.h"

@@ -6,7 +6,7 @@
 #include <variant>
 
 #include "collector/FaultText.h"
-#include "platform/InternetAddress.h"
+#include "network/InternetAddress.h"
 
 namespace zentara::collector {
 

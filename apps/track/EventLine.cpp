@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "model/JSONParser.h"
+#include "json/JSONParser.h"
 
 namespace zentara::track {
 

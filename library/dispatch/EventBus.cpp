@@ -12,9 +12,9 @@
 #include "network/RequestFailure.h"
 #include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
-#include "platform/ProcessExit.h"
-#include "platform/Strand.h"
 #include "support/Ledger.h"
+#include "support/ProcessExit.h"
+#include "support/threads/Strand.h"
 
 namespace zentara {
 

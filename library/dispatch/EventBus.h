@@ -10,12 +10,12 @@
 
 #include "dispatch/EventBusProtocol.h"
 #include "dispatch/EventRepositoryProtocol.h"
-#include "dispatch/TickerProtocol.h"
 #include "support/ControlTime.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
 #include "support/ReferenceTime.h"
 #include "support/ZentaraClock.h"
+#include "support/threads/TickerProtocol.h"
 
 namespace zentara {
 

@@ -6,7 +6,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "platform/PlatformError.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 

@@ -3,12 +3,12 @@
 #include <functional>
 #include <memory>
 
-#include "dispatch/EventList.h"
 #include "dispatch/EventRepositoryProtocol.h"
-#include "dispatch/EventTexts.h"
-#include "dispatch/Storage.h"
-#include "platform/SerialQueue.h"
+#include "dispatch/storage/EventList.h"
+#include "dispatch/storage/EventTexts.h"
+#include "dispatch/storage/Storage.h"
 #include "support/Ledger.h"
+#include "support/threads/SerialQueue.h"
 
 namespace zentara {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "facade/ClientSettingsAccess.h"
-#include "platform/FatalError.h"
+#include "support/FatalError.h"
 #include "support/Mutex.h"
 
 namespace zentara {

@@ -3,7 +3,7 @@
 #include <limits>
 #include <utility>
 
-#include "platform/Strand.h"
+#include "support/threads/Strand.h"
 
 namespace zentara {
 

@@ -9,15 +9,15 @@
 #include "facade/ZentaraClientAccess.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "facade/ZentaraClientImplementation.h"
+#include "json/UTF8Repair.h"
 #include "model/EventAccess.h"
-#include "model/UTF8Repair.h"
-#include "platform/Diagnostics.h"
-#include "platform/FatalError.h"
-#include "platform/ForkedChild.h"
-#include "platform/Strand.h"
+#include "support/Diagnostics.h"
 #include "support/FailureReporter.h"
+#include "support/FatalError.h"
+#include "support/ForkedChild.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
+#include "support/threads/Strand.h"
 
 namespace zentara {
 

@@ -10,19 +10,19 @@
 #include <zentara/HostApplication.h>
 #include "dispatch/EventBus.h"
 #include "dispatch/EventsRepository.h"
-#include "dispatch/FileStorage.h"
-#include "dispatch/ProcessFolder.h"
-#include "dispatch/QueueOpening.h"
-#include "dispatch/SchemasStorage.h"
-#include "dispatch/Ticker.h"
+#include "dispatch/storage/FileStorage.h"
+#include "dispatch/storage/ProcessFolder.h"
+#include "dispatch/storage/QueueOpening.h"
+#include "dispatch/storage/SchemasStorage.h"
 #include "identity/ZentaraIDManager.h"
+#include "network/HeaderText.h"
 #include "platform/File.h"
-#include "platform/HeaderText.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/UUID.h"
+#include "support/threads/Ticker.h"
 
 namespace zentara {
 

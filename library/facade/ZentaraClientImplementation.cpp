@@ -5,7 +5,7 @@
 
 #include "facade/ClientSettingsAccess.h"
 #include "model/EventAccess.h"
-#include "platform/Diagnostics.h"
+#include "support/Diagnostics.h"
 #include "support/ReferenceTime.h"
 #include "support/UUID.h"
 

@@ -12,13 +12,13 @@
 #include "dispatch/EventRepositoryProtocol.h"
 #include "identity/IDManager.h"
 #include "model/InternalEvent.h"
-#include "platform/UserDefaults.h"
 #include "schemas/SchemaValidator.h"
 #include "schemas/SchemasProvider.h"
 #include "support/ControlTime.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/UUID.h"
+#include "support/UserDefaults.h"
 #include "support/ZentaraClock.h"
 
 namespace zentara {

@@ -1,7 +1,7 @@
 #include "facade/ZentaraEndpoints.h"
 
-#include "platform/FatalError.h"
-#include "platform/URLSession.h"
+#include "network/URLSession.h"
+#include "support/FatalError.h"
 #include "support/Mutex.h"
 
 namespace zentara {

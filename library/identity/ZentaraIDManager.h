@@ -9,11 +9,11 @@
 #include <vector>
 
 #include <zentara/URL.h>
-#include "dispatch/Storage.h"
-#include "dispatch/TickerProtocol.h"
+#include "dispatch/storage/Storage.h"
 #include "identity/IDManager.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
+#include "support/threads/TickerProtocol.h"
 
 namespace zentara {
 

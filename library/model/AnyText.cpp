@@ -1,7 +1,7 @@
 #include "model/AnyText.h"
 
-#include "model/JSONText.h"
-#include "model/UTF8Repair.h"
+#include "json/JSONText.h"
+#include "json/UTF8Repair.h"
 
 namespace zentara {
 

@@ -12,8 +12,8 @@
 #include <shared_mutex>
 #include <utility>
 
-#include "model/JSONText.h"
-#include "platform/ProcessExit.h"
+#include "json/JSONText.h"
+#include "support/ProcessExit.h"
 
 namespace zentara {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "model/InternalEvent.h"
-#include "support/Error.h"
+#include "support/Status.h"
 
 namespace zentara {
 

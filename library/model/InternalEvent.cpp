@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "model/JSONText.h"
-#include "model/JSONWriter.h"
-#include "model/ObjectEquality.h"
+#include "json/JSONText.h"
+#include "json/JSONWriter.h"
+#include "json/ObjectEquality.h"
 #include "support/Once.h"
 
 namespace zentara {

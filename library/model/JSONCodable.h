@@ -9,7 +9,7 @@
 #include <utility>
 
 #include <zentara/JSONValue.h>
-#include "support/Error.h"
+#include "support/Status.h"
 
 namespace zentara {
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 
 namespace zentara {
 

@@ -1,6 +1,6 @@
 #include "network/CookieText.h"
 
-#include "platform/HeaderText.h"
+#include "network/HeaderText.h"
 
 namespace zentara {
 

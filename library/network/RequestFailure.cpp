@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/PlatformError.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 

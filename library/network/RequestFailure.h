@@ -1,7 +1,7 @@
 #pragma once
 
 #include <zentara/URL.h>
-#include "support/Error.h"
+#include "support/Status.h"
 
 namespace zentara {
 

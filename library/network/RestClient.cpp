@@ -4,9 +4,9 @@
 #include <new>
 #include <utility>
 
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 #include "network/RestClientError.h"
-#include "platform/PlatformError.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 

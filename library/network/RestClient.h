@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/JSONValue.h"
-#include "platform/URLSession.h"
-#include "support/Error.h"
+#include "json/JSONValue.h"
+#include "network/URLSession.h"
+#include "support/Status.h"
 
 namespace zentara {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "support/Error.h"
+#include "support/Status.h"
 
 namespace zentara {
 

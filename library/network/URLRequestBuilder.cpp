@@ -4,9 +4,9 @@
 #include <string_view>
 #include <utility>
 
-#include "model/PrintedForm.h"
+#include "json/PrintedForm.h"
 #include "network/CookieText.h"
-#include "platform/HeaderText.h"
+#include "network/HeaderText.h"
 
 namespace zentara {
 

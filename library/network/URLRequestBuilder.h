@@ -4,9 +4,9 @@
 #include <string>
 
 #include <zentara/URL.h>
+#include "json/JSONValue.h"
 #include "network/HeaderFields.h"
-#include "platform/JSONValue.h"
-#include "platform/URLSession.h"
+#include "network/URLSession.h"
 
 namespace zentara {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "support/Error.h"
+#include "support/Status.h"
 
 namespace zentara {
 

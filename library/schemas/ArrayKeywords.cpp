@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <memory_resource>
 
-#include "model/ObjectEquality.h"
+#include "json/ObjectEquality.h"
 #include "schemas/KeywordValues.h"
 #include "schemas/ValidationRun.h"
 

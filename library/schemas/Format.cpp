@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <string>
 
-#include "model/PrintedForm.h"
-#include "platform/FatalError.h"
-#include "platform/InternetAddress.h"
-#include "platform/RegularExpression.h"
+#include "json/PrintedForm.h"
+#include "network/InternetAddress.h"
+#include "support/FatalError.h"
+#include "text/RegularExpression.h"
 
 namespace zentara {
 

@@ -3,7 +3,7 @@
 #include <span>
 #include <string_view>
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 #include "schemas/ValidationResult.h"
 
 namespace zentara {

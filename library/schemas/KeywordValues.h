@@ -6,7 +6,7 @@
 #include <limits>
 #include <optional>
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 #include "support/WorkAllowance.h"
 
 namespace zentara {

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/RegularExpression.h"
 #include "schemas/KeywordValues.h"
 #include "schemas/ValidationRun.h"
+#include "text/RegularExpression.h"
 
 // The keywords for dictionaries.
 

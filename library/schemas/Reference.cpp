@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/Unicode.h"
 #include "schemas/KeywordValues.h"
+#include "text/Unicode.h"
 
 namespace zentara {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 #include "support/WorkAllowance.h"
 
 namespace zentara {

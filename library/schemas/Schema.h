@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 #include "schemas/Format.h"
 #include "schemas/Type.h"
 #include "schemas/ValidationResult.h"

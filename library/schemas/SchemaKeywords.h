@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 
 namespace zentara {
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 #include "schemas/ValidationError.h"
 
 namespace zentara {

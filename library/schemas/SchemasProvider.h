@@ -8,11 +8,11 @@
 
 #include <zentara/EventError.h>
 #include <zentara/JSONValue.h>
-#include "dispatch/Storage.h"
-#include "dispatch/TickerProtocol.h"
+#include "dispatch/storage/Storage.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
+#include "support/threads/TickerProtocol.h"
 
 namespace zentara {
 

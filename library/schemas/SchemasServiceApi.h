@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "platform/JSONValue.h"
-#include "support/Error.h"
+#include "json/JSONValue.h"
+#include "support/Status.h"
 
 namespace zentara {
 

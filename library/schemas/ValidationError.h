@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "support/Error.h"
+#include "support/Status.h"
 
 namespace zentara {
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "platform/StackSpace.h"
 #include "schemas/KeywordValues.h"
 #include "schemas/Reference.h"
+#include "support/StackSpace.h"
 
 namespace zentara {
 

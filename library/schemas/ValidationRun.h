@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "model/JSONText.h"
-#include "model/PrintedForm.h"
-#include "platform/JSONValue.h"
+#include "json/JSONText.h"
+#include "json/JSONValue.h"
+#include "json/PrintedForm.h"
 #include "schemas/Format.h"
 #include "schemas/SchemaKeywords.h"
 #include "schemas/ValidationResult.h"

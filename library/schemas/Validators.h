@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 #include "schemas/ValidationResult.h"
 
 namespace zentara {

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include "model/ObjectEquality.h"
-#include "platform/RegularExpression.h"
+#include "json/ObjectEquality.h"
 #include "schemas/KeywordValues.h"
 #include "schemas/Type.h"
 #include "schemas/ValidationRun.h"
+#include "text/RegularExpression.h"
 
 // The keywords that look at a value as a whole, and those for strings and numbers.
 

@@ -1,6 +1,6 @@
 #include "support/ControlTime.h"
 
-#include "platform/MonotonicClock.h"
+#include "support/MonotonicClock.h"
 
 namespace zentara {
 

@@ -7,10 +7,10 @@
 #include <new>
 #include <utility>
 
-#include "platform/Diagnostics.h"
-#include "platform/ForkedChild.h"
-#include "platform/PlatformError.h"
+#include "support/Diagnostics.h"
+#include "support/ForkedChild.h"
 #include "support/Mutex.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 

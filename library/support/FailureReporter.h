@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "support/Error.h"
+#include "support/Status.h"
 
 namespace zentara {
 

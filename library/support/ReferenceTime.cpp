@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "platform/FatalError.h"
+#include "support/FatalError.h"
 #include "support/Mutex.h"
 
 namespace zentara {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/UserDefaults.h"
 #include "support/ControlTime.h"
+#include "support/UserDefaults.h"
 #include "support/ZentaraClock.h"
 
 namespace zentara {

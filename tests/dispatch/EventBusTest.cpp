@@ -3,18 +3,18 @@
 #include <gtest/gtest.h>
 
 #include "dispatch/EventBusError.h"
-#include "dispatch/FileStorage.h"
+#include "dispatch/storage/FileStorage.h"
 #include "facade/ClientSettingsAccess.h"
 #include "identity/ZentaraIDManager.h"
+#include "json/JSONText.h"
 #include "model/EventDecoder.h"
-#include "model/JSONText.h"
 #include "network/RestClientError.h"
-#include "platform/UserDefaults.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
 #include "support/TestServer.h"
+#include "support/UserDefaults.h"
 
 namespace zentara {
 namespace {

@@ -5,7 +5,7 @@
 #include <random>
 #include <set>
 
-#include "platform/PlatformError.h"
+#include "support/PlatformError.h"
 #include "support/SampleEvents.h"
 
 namespace zentara {

@@ -1,4 +1,4 @@
-#include "dispatch/FileStorage.h"
+#include "dispatch/storage/FileStorage.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/storage/InternalEventStorageImpl.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <functional>
 
-#include "dispatch/UnderWayFile.h"
+#include "dispatch/storage/UnderWayFile.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "dispatch/FileStorage.h"
+#include "dispatch/storage/FileStorage.h"
 #include "identity/Token.h"
-#include "platform/UserDefaults.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
+#include "support/UserDefaults.h"
 
 namespace zentara {
 namespace {

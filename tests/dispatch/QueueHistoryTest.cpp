@@ -5,7 +5,7 @@
 #include <random>
 
 #include "dispatch/EventsRepository.h"
-#include "dispatch/InternalEventStorageImpl.h"
+#include "dispatch/storage/InternalEventStorageImpl.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"

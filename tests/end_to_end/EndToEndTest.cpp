@@ -7,8 +7,8 @@
 #include <map>
 #include <set>
 
+#include "json/JSONText.h"
 #include "model/EventDecoder.h"
-#include "model/JSONText.h"
 #include "support/ChildProcess.h"
 #include "support/CollectorProcess.h"
 #include "support/Files.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "dispatch/FileStorage.h"
+#include "dispatch/storage/FileStorage.h"
 #include "facade/ClientSettingsAccess.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"

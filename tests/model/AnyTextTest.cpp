@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "model/JSONText.h"
-#include "model/UTF8Repair.h"
+#include "json/JSONText.h"
+#include "json/UTF8Repair.h"
 
 namespace zentara {
 namespace {

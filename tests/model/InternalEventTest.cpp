@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 #include "support/SampleEvents.h"
 
 namespace zentara {

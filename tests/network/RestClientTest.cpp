@@ -7,7 +7,7 @@
 
 #include "network/RestClientError.h"
 #include "network/URLRequestBuilder.h"
-#include "platform/PlatformError.h"
+#include "support/PlatformError.h"
 #include "support/RawServer.h"
 #include "support/WaitFor.h"
 

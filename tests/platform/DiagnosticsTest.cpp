@@ -1,4 +1,4 @@
-#include "platform/Diagnostics.h"
+#include "support/Diagnostics.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/URLSession.h"
+#include "network/URLSession.h"
 #include "support/WaitFor.h"
 
 namespace {

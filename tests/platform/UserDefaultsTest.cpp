@@ -1,4 +1,4 @@
-#include "platform/UserDefaults.h"
+#include "support/UserDefaults.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include <zentara/ZentaraClient.h>
-#include "dispatch/UnderWayFile.h"
+#include "dispatch/storage/UnderWayFile.h"
 #include "support/ClientCalls.h"
 #include "support/FailureReporter.h"
 #include "support/FaultyDisk.h"

@@ -1,4 +1,4 @@
-#include "dispatch/QueueOpening.h"
+#include "dispatch/storage/QueueOpening.h"
 
 #include <gtest/gtest.h>
 
@@ -9,9 +9,9 @@
 #include <limits>
 #include <new>
 
-#include "dispatch/FileStorage.h"
-#include "dispatch/ProcessFolder.h"
-#include "dispatch/QueueFiles.h"
+#include "dispatch/storage/FileStorage.h"
+#include "dispatch/storage/ProcessFolder.h"
+#include "dispatch/storage/QueueFiles.h"
 #include "identity/Token.h"
 #include "model/EventDecoder.h"
 #include "platform/BootIdentity.h"

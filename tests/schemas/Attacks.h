@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/JSONValue.h"
+#include "json/JSONValue.h"
 
 namespace zentara {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/RegularExpression.h"
+#include "text/RegularExpression.h"
 
 namespace zentara {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "dispatch/SchemasStorage.h"
+#include "dispatch/storage/SchemasStorage.h"
 #include "facade/ClientSettingsAccess.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/Files.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 #include "support/Files.h"
 
 namespace zentara {

@@ -4,8 +4,8 @@
 #include <optional>
 #include <utility>
 
-#include "dispatch/TickerProtocol.h"
 #include "support/Mutex.h"
+#include "support/threads/TickerProtocol.h"
 
 namespace zentara::test {
 

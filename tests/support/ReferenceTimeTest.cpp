@@ -7,8 +7,8 @@
 #include <thread>
 #include <utility>
 
-#include "platform/UserDefaults.h"
 #include "support/TestHost.h"
+#include "support/UserDefaults.h"
 
 namespace zentara {
 namespace {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "dispatch/QueueOpening.h"
+#include "dispatch/storage/QueueOpening.h"
 
 namespace zentara::test {
 

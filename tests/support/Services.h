@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 #include "support/TestServer.h"
 
 namespace zentara::test {

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "collector/data/JSONText.h"
-#include "model/JSONParser.h"
+#include "json/JSONParser.h"
 
 namespace zentara::collector {
 

@@ -12,7 +12,7 @@
 
 #include "collector/data/JSONText.h"
 #include "collector/data/RepeatedKey.h"
-#include "model/JSONParser.h"
+#include "json/JSONParser.h"
 
 namespace zentara::collector {
 

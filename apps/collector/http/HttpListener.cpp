@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/InternetAddress.h"
+#include "network/InternetAddress.h"
 
 namespace zentara::collector {
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/InternetAddress.h"
+#include "network/InternetAddress.h"
 
 namespace zentara::collector {
 

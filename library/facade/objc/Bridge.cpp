@@ -4,9 +4,9 @@
 #include <string>
 
 #include "facade/objc/BridgeText.h"
-#include "platform/Diagnostics.h"
-#include "platform/FatalError.h"
-#include "platform/StackSpace.h"
+#include "support/Diagnostics.h"
+#include "support/FatalError.h"
+#include "support/StackSpace.h"
 
 void zentaraFatalError(ZentaraText cause) noexcept {
     zentara::fatalError({cause.bytes, cause.length});

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "facade/objc/BuilderHandle.h"
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 
 ZentaraBuilder* zentaraMakeBuilder() noexcept {
     return std::make_unique<ZentaraBuilder>().release();

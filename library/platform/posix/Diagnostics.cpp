@@ -1,4 +1,4 @@
-#include "platform/Diagnostics.h"
+#include "support/Diagnostics.h"
 
 #include <poll.h>
 #include <pthread.h>

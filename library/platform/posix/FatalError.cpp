@@ -1,4 +1,4 @@
-#include "platform/FatalError.h"
+#include "support/FatalError.h"
 
 #include <unistd.h>
 

@@ -17,7 +17,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/PlatformError.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 

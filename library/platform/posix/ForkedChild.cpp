@@ -1,4 +1,4 @@
-#include "platform/ForkedChild.h"
+#include "support/ForkedChild.h"
 
 #include <pthread.h>
 #include <unistd.h>

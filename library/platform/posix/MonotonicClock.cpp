@@ -1,4 +1,4 @@
-#include "platform/MonotonicClock.h"
+#include "support/MonotonicClock.h"
 
 #include <ctime>
 

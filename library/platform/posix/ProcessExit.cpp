@@ -1,9 +1,9 @@
-#include "platform/ProcessExit.h"
+#include "support/ProcessExit.h"
 
 #include <cstdlib>
 #include <vector>
 
-#include "platform/ForkedChild.h"
+#include "support/ForkedChild.h"
 #include "support/Mutex.h"
 
 namespace zentara {

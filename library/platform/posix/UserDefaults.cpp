@@ -1,4 +1,4 @@
-#include "platform/UserDefaults.h"
+#include "support/UserDefaults.h"
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
@@ -10,10 +10,10 @@
 #include <string>
 #include <utility>
 
+#include "json/JSONValue.h"
 #include "platform/File.h"
 #include "platform/FolderClaim.h"
 #include "platform/HostApplication.h"
-#include "platform/JSONValue.h"
 #include "support/Mutex.h"
 
 namespace zentara {

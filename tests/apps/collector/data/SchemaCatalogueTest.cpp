@@ -5,7 +5,7 @@
 #include <atomic>
 #include <fstream>
 
-#include "model/JSONText.h"
+#include "json/JSONText.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 

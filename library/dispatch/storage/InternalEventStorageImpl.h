@@ -1,0 +1,72 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "dispatch/storage/FileStorage.h"
+#include "dispatch/storage/Storage.h"
+
+namespace zentara {
+
+/// Keeps a queue of events in a file.
+///
+/// Files, all in one folder, for a queue named N:
+/// - `N`: the list, one compact JSON array; whole at every moment.
+/// - `.N.spare`: what the next save turns into `N`. Of no other use.
+/// - `.N.checkpoint`, `.N.checkpoint-spare`: the list as it was when it was last flushed to the
+///   device, behind the events that were in flight then; and its spare.
+/// - `.N.boot`: the boot of the system in which the files were last found in order.
+/// - `N.unreadable-…`: what was read and is not a list, set aside by `recover`.
+/// - `N.unread-…`: a list that could not be read for the moment, for `takeInFilesPutBy`.
+///
+/// Promised: when `save` has returned null, the list survives the end of the process by any means.
+/// After a loss of power a whole list comes back that has all events of the checkpoint, which is at
+/// most one interval old, and no event that was not saved, but for the case below.
+///
+/// Not promised: that a saved list survives a loss of power at once. `save` never waits for the
+/// device; a background task flushes at most once per interval, and only after a change. Nor that
+/// an event that was saved since the checkpoint cannot come back mixed with another, where the list
+/// was written anew more than once since, and each time was partly on the device.
+///
+/// The owner serialises `save`, `load` and `recover`; the background tasks synchronise themselves.
+class InternalEventStorageImpl final : public InternalEventStorage {
+  public:
+    /// Runs work after a delay, away from the caller. The worker pool outside of tests.
+    using Scheduler =
+        std::function<void(std::chrono::steady_clock::duration, std::function<void()>)>;
+
+    explicit InternalEventStorageImpl(
+        std::string_view fileName,
+        std::chrono::duration<double> checkpointInterval = std::chrono::seconds(10),
+        Scheduler scheduler = defaultScheduler());
+
+    const std::filesystem::path fileURL;
+    const JSONEncoder jsonEncoder{};
+    const JSONDecoder jsonDecoder{};
+
+    /// To be called once, before the first `load`: sets aside a file that is damaged, with a line
+    /// on standard error, and puts a copy of the checkpoint in its place, as also when there is no
+    /// file. One that cannot be read for the moment is put by, and the list begins empty.
+    ///
+    /// If the system has started anew since, the list is held against the checkpoint, as a loss of
+    /// power can leave parts of two lists that read as one. A list that can have come from the
+    /// checkpoint gets those events of it at its front that it lacks: they were delivered, or in
+    /// flight. Any other counts as damaged.
+    void recover();
+
+    [[nodiscard]] ErrorRef save(const EventList& events) override;
+    Loaded<InternalEvent> load() override;
+    void setInFlight(std::span<const InternalEvent> events) override;
+
+    [[nodiscard]] static Scheduler defaultScheduler();
+
+  private:
+    struct Shared;
+
+    const std::shared_ptr<Shared> shared_;
+};
+
+}  // namespace zentara

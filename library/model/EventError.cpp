@@ -1,0 +1,67 @@
+#include "model/EventError.h"
+
+#include <utility>
+
+#include "json/UTF8Repair.h"
+
+namespace zentara {
+
+std::optional<EventErrorCode> eventErrorCode(std::int64_t rawValue) noexcept {
+    if (rawValue < 0 || rawValue > 4) return std::nullopt;
+    return static_cast<EventErrorCode>(rawValue);
+}
+
+ZentaraClientError::ZentaraClientError(std::string domain, std::int64_t code,
+                                       std::optional<JSONObject> userInfo)
+    : domain_(std::move(domain)),
+      code_(code),
+      userInfo_(userInfo ? ownedAndValid(*std::move(userInfo)) : JSONObject()),
+      description_(storedDescription(userInfo_)) {}
+
+ZentaraClientError::ZentaraClientError(EventErrorCode code, const std::string& message)
+    : ZentaraClientError(errorDomain, static_cast<std::int64_t>(code),
+                         JSONObject{{localizedDescriptionKey, message}}) {}
+
+ZentaraClientError::~ZentaraClientError() = default;
+
+std::string ZentaraClientError::storedDescription(const JSONObject& userInfo) {
+    const auto* value = userInfo.if_contains(localizedDescriptionKey);
+    const auto* text = value == nullptr ? nullptr : value->if_string();
+    return text == nullptr ? std::string() : std::string(*text);
+}
+
+const char* ZentaraClientError::what() const noexcept {
+    return description_.c_str();
+}
+
+ZentaraClientNotInitializedError::ZentaraClientNotInitializedError()
+    : ZentaraClientError(EventErrorCode::notInitialized, "Zentara Client not initialized!") {}
+ZentaraClientNotInitializedError::~ZentaraClientNotInitializedError() = default;
+
+ZentaraClientNotReady::ZentaraClientNotReady(const std::string& detail)
+    : ZentaraClientError(EventErrorCode::notReady, "Zentara Client is not Ready! " + detail) {}
+ZentaraClientNotReady::~ZentaraClientNotReady() = default;
+
+InvalidDataForSpecifiedSchemaError::InvalidDataForSpecifiedSchemaError(const std::string& detail)
+    : ZentaraClientError(EventErrorCode::invalidData,
+                         "Data not valid for specified Schema. " + detail) {}
+InvalidDataForSpecifiedSchemaError::~InvalidDataForSpecifiedSchemaError() = default;
+
+UnknownError::UnknownError() : ZentaraClientError(EventErrorCode::unknown, "Unknown error") {}
+UnknownError::~UnknownError() = default;
+
+EventNotQueuedError::EventNotQueuedError()
+    : ZentaraClientError(EventErrorCode::notQueued, "Event Not Queued") {}
+EventNotQueuedError::~EventNotQueuedError() = default;
+
+SchemasInitializationError::SchemasInitializationError()
+    : ZentaraClientError(EventErrorCode::notQueued, "Zentara client can not get schemas") {}
+SchemasInitializationError::~SchemasInitializationError() = default;
+
+ZentaraClientNotConfiguredError::~ZentaraClientNotConfiguredError() = default;
+
+const char* ZentaraClientNotConfiguredError::what() const noexcept {
+    return "ZentaraClient is not configured: call ZentaraClient::useSettings first";
+}
+
+}  // namespace zentara

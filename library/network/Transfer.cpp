@@ -1,0 +1,280 @@
+#include "network/Transfer.h"
+
+#include <fcntl.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "network/HeaderText.h"
+#include "network/InternetAddress.h"
+#include "support/PlatformError.h"
+
+namespace zentara {
+
+namespace {
+
+/// Of all header lines of one exchange together.
+constexpr std::size_t maximumHeaderSize = std::size_t{256} * 1024;
+
+/// For example "HTTP/1.1 200 OK" or "HTTP/2 200". curl takes any line that begins with "HTTP/" and
+/// reads a status of 200 out of those that it does not understand.
+bool isStatusLine(std::string_view line) {
+    for (const std::string_view version : {"HTTP/1.0 ", "HTTP/1.1 ", "HTTP/2 ", "HTTP/3 "}) {
+        if (!line.starts_with(version) || line.size() < version.size() + 4) continue;
+        const std::string_view code = line.substr(version.size(), 3);
+        const char next = line[version.size() + 3];
+        return code.find_first_not_of("0123456789") == std::string_view::npos &&
+               code.front() != '0' && (next == ' ' || next == '\r' || next == '\n');
+    }
+    return false;
+}
+
+bool equalIgnoringCase(std::string_view one, std::string_view other) {
+    return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
+}
+
+/// curl's words without how long it took and how much came, so that the same failure has the same
+/// text each time: "Failed to connect to host port 80 after 3 ms: Couldn't connect to server".
+std::string withoutMeasures(std::string text) {
+    const auto start = text.find(" after ");
+    if (start == std::string::npos) return text;
+    const auto end = text.find_first_not_of("0123456789", start + 7);
+    if (end == start + 7 || end == std::string::npos || text.compare(end, 2, " m") != 0)
+        return text;
+    const auto rest = text.find(':', end);
+    return text.erase(start, std::min(rest, text.size()) - start);
+}
+
+/// What the system said to the last attempt to connect; 0 when it said nothing.
+int connectError(CURL* handle) {
+    long code = 0;
+    if (handle != nullptr) ::curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &code);
+    return static_cast<int>(code);
+}
+
+/// Sets options until the first that fails.
+class Options {
+  public:
+    explicit Options(CURL* handle) : handle_(handle) {}
+
+    template <typename Value>
+    void set(CURLoption option, Value value) {
+        if (code_ == CURLE_OK) code_ = ::curl_easy_setopt(handle_, option, value);
+    }
+
+    [[nodiscard]] CURLcode code() const noexcept { return code_; }
+
+  private:
+    CURL* handle_;
+    CURLcode code_ = CURLE_OK;
+};
+
+}  // namespace
+
+Transfer::Transfer(URLRequest request, URLSession::Completion completion, std::string authorityFile)
+    : request_(std::move(request)),
+      completion_(std::move(completion)),
+      authorityFile_(std::move(authorityFile)) {}
+
+CURLcode Transfer::prepare() {
+    if (!isHeaderName(request_.method)) return CURLE_BAD_FUNCTION_ARGUMENT;
+    handle_.reset(::curl_easy_init());
+    if (!handle_ || !buildHeaderList()) return CURLE_OUT_OF_MEMORY;
+
+    Options options(handle_.get());
+    options.set(CURLOPT_PRIVATE, this);
+    options.set(CURLOPT_ERRORBUFFER, message_);
+    options.set(CURLOPT_NOSIGNAL, 1L);
+    // A look-up that hangs must not hold up the other exchanges when its own is given up.
+    options.set(CURLOPT_QUICK_EXIT, 1L);
+    options.set(CURLOPT_PROTOCOLS_STR, "http,https");
+    options.set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    options.set(CURLOPT_FOLLOWLOCATION, 0L);
+    options.set(CURLOPT_SSL_VERIFYPEER, 1L);
+    options.set(CURLOPT_SSL_VERIFYHOST, 2L);
+    options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    if (!authorityFile_.empty()) {
+        options.set(CURLOPT_CAINFO, authorityFile_.c_str());
+        // Otherwise the system's folder of authorities would count as well.
+        options.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    }
+    if (isLoopbackHost(request_.url.host())) options.set(CURLOPT_PROXY, "");
+    options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    const auto longest = std::numeric_limits<int>::max();
+    options.set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::clamp<decltype(request_.timeout)::rep>(
+                                        request_.timeout.count(), 1, longest)));
+
+    options.set(CURLOPT_URL, request_.url.string().c_str());
+    options.set(CURLOPT_HTTPHEADER, headerList_.get());
+    if (!hasHeader("Accept-Encoding")) options.set(CURLOPT_ACCEPT_ENCODING, "");
+    if (request_.body || request_.method == "POST") {
+        const std::string_view body = request_.body ? *request_.body : std::string_view();
+        options.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+        options.set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
+        // When a connection that was used before is closed without an answer, curl sends the
+        // request again by itself, and events would arrive twice.
+        options.set(CURLOPT_FRESH_CONNECT, 1L);
+        // So the next one would not take it either, and after a burst dozens would stay open.
+        options.set(CURLOPT_FORBID_REUSE, 1L);
+    } else if (request_.method == "HEAD") {
+        options.set(CURLOPT_NOBODY, 1L);
+    }
+    options.set(CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+
+    options.set(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+    options.set(CURLOPT_HEADERDATA, this);
+    options.set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+    options.set(CURLOPT_WRITEDATA, this);
+    if (!request_.discardsBody) {
+        options.set(CURLOPT_MAXFILESIZE_LARGE,
+                    static_cast<curl_off_t>(URLSession::maximumBodySize));
+    }
+    options.set(CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
+    return options.code();
+}
+
+bool Transfer::hasHeader(const char* name) const {
+    return std::any_of(request_.headers.begin(), request_.headers.end(),
+                       [&](const auto& header) { return equalIgnoringCase(header.first, name); });
+}
+
+bool Transfer::addHeaderLine(const std::string& line) {
+    curl_slist* const longer = ::curl_slist_append(headerList_.get(), line.c_str());
+    if (longer == nullptr) return false;
+    [[maybe_unused]] auto* const same = headerList_.release();
+    headerList_.reset(longer);
+    return true;
+}
+
+bool Transfer::buildHeaderList() {
+    for (const auto& [name, value] : request_.headers) {
+        if (!isHeaderName(name) || !isHeaderValue(value)) continue;
+        // To curl "Name:" takes a header away; an empty one is spelt "Name;".
+        const bool isBlank = value.find_first_not_of(" \t") == std::string::npos;
+        std::string line = name;
+        if (isBlank) {
+            line += ';';
+        } else {
+            line.append(": ").append(value);
+        }
+        if (!addHeaderLine(line)) return false;
+    }
+    // Takes away what curl would add of its own accord.
+    for (const char* const name : {"Accept", "Expect", "Content-Type"}) {
+        if (!hasHeader(name) && !addHeaderLine(std::string(name) + ":")) return false;
+    }
+    return true;
+}
+
+std::size_t Transfer::onHeader(char* line, std::size_t size, std::size_t count, void* transfer) {
+    const std::size_t length = size * count;
+    return static_cast<Transfer*>(transfer)->acceptsHeaderLine(line, length) ? length : 0;
+}
+
+std::size_t Transfer::onBody(char* bytes, std::size_t size, std::size_t count, void* transfer) {
+    const std::size_t length = size * count;
+    return static_cast<Transfer*>(transfer)->acceptsBody(bytes, length) ? length : 0;
+}
+
+bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
+    headerBytes_ += length;
+    if (headerBytes_ > maximumHeaderSize) {
+        refusal_ = Refusal::largeHeaders;
+        return false;
+    }
+    const std::string_view text(line, length);
+    if (text.starts_with("HTTP/")) {
+        // A provisional response may have come before this one.
+        headersEnded_ = false;
+        bodyAnnounced_ = false;
+        if (!isStatusLine(text)) {
+            refusal_ = Refusal::badStatusLine;
+            return false;
+        }
+    } else if (text == "\r\n" || text == "\n") {
+        headersEnded_ = true;
+        // After 100, 102 and 103 the real response follows; other codes of that class have no
+        // meaning that would let one wait for more.
+        endedWithStatus_ = status() == 101 || (status() > 103 && status() < 200);
+        return !endedWithStatus_;
+    } else {
+        const std::string_view name = text.substr(0, text.find(':'));
+        bodyAnnounced_ = bodyAnnounced_ || equalIgnoringCase(name, "Content-Length") ||
+                         equalIgnoringCase(name, "Transfer-Encoding");
+    }
+    return true;
+}
+
+int Transfer::onSocket(void*, curl_socket_t socket, curlsocktype) {
+    // Programs that the host starts must not hold our connections.
+    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+    return CURL_SOCKOPT_OK;
+}
+
+bool Transfer::acceptsBody(const char* bytes, std::size_t length) {
+    if (request_.discardsBody) {
+        discarded_ += length;
+        endedWithStatus_ = discarded_ > URLSession::maximumBodySize;
+        return !endedWithStatus_;
+    }
+    if (length > URLSession::maximumBodySize - body_.size()) {
+        refusal_ = Refusal::largeBody;
+        return false;
+    }
+    try {
+        body_.append(bytes, length);
+    } catch (const std::bad_alloc&) {
+        refusal_ = Refusal::largeBody;
+        return false;
+    }
+    return true;
+}
+
+int Transfer::status() const {
+    long code = 0;
+    ::curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &code);
+    return static_cast<int>(code);
+}
+
+TransferOutcome Transfer::outcome(CURLcode code) {
+    const int statusCode = handle_ ? status() : 0;
+    if (endedWithStatus_) return {URLResponse{statusCode, std::nullopt}, nullptr};
+    // curl takes headers that break off for whole.
+    if (code == CURLE_OK && !headersEnded_) code = CURLE_PARTIAL_FILE;
+    if (code == CURLE_OK) {
+        URLResponse response{statusCode, std::nullopt};
+        if (!body_.empty() || (bodyAnnounced_ && request_.method != "HEAD")) {
+            response.body = std::move(body_);
+        }
+        return {std::move(response), nullptr};
+    }
+    // Bytes came, but not a status line of HTTP.
+    const bool isGarbage = code == CURLE_UNSUPPORTED_PROTOCOL || code == CURLE_WEIRD_SERVER_REPLY;
+    if (refusal_ == Refusal::badStatusLine || (handle_ && isGarbage && statusCode < 100)) {
+        return {URLResponse{}, nullptr};
+    }
+
+    std::string message = "request to '" + request_.url.host() + "' failed: ";
+    if (refusal_ == Refusal::largeBody || code == CURLE_FILESIZE_EXCEEDED) {
+        code = CURLE_FILESIZE_EXCEEDED;
+        message +=
+            "the body is larger than " + std::to_string(URLSession::maximumBodySize) + " bytes";
+    } else if (refusal_ == Refusal::largeHeaders) {
+        message += "the headers are larger than " + std::to_string(maximumHeaderSize) + " bytes";
+    } else {
+        message += withoutMeasures(*message_ != '\0' ? message_ : ::curl_easy_strerror(code));
+        const int systemError = connectError(handle_.get());
+        if (code == CURLE_COULDNT_CONNECT && systemError != 0) {
+            message += " (" + std::generic_category().message(systemError) + ")";
+        }
+    }
+    return {std::nullopt, std::make_shared<PlatformError>(PlatformError::Domain::network, code,
+                                                          std::move(message))};
+}
+
+}  // namespace zentara

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "network/URLSession.h"
+
+namespace zentara {
+
+/// How an exchange ended: with a response or with an error of the network.
+struct TransferOutcome {
+    std::optional<URLResponse> response;
+    ErrorRef error;
+};
+
+/// One exchange as curl carries it out. Used by one thread at a time.
+class Transfer {
+  public:
+    /// `authorityFile` names the PEM file of trusted authorities; empty for the system's.
+    Transfer(URLRequest request, URLSession::Completion completion, std::string authorityFile);
+
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    /// Makes the handle that curl works on. Anything but CURLE_OK ends the exchange.
+    [[nodiscard]] CURLcode prepare();
+
+    [[nodiscard]] CURL* handle() const noexcept { return handle_.get(); }
+
+    /// What came of the exchange that curl ended with `code`. Called once.
+    [[nodiscard]] TransferOutcome outcome(CURLcode code);
+
+    [[nodiscard]] URLSession::Completion takeCompletion() { return std::move(completion_); }
+
+  private:
+    struct Cleanup {
+        void operator()(CURL* handle) const noexcept { ::curl_easy_cleanup(handle); }
+        void operator()(curl_slist* list) const noexcept { ::curl_slist_free_all(list); }
+    };
+
+    enum class Refusal { none, badStatusLine, largeBody, largeHeaders };
+
+    [[nodiscard]] bool buildHeaderList();
+    [[nodiscard]] bool addHeaderLine(const std::string& line);
+    [[nodiscard]] bool hasHeader(const char* name) const;
+    [[nodiscard]] bool acceptsHeaderLine(const char* line, std::size_t length);
+    [[nodiscard]] bool acceptsBody(const char* bytes, std::size_t length);
+    [[nodiscard]] int status() const;
+
+    static std::size_t onHeader(char* line, std::size_t size, std::size_t count, void* transfer);
+    static int onSocket(void* unused, curl_socket_t socket, curlsocktype purpose);
+    static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* transfer);
+
+    URLRequest request_;
+    URLSession::Completion completion_;
+    const std::string authorityFile_;
+
+    std::string body_;
+    std::size_t headerBytes_ = 0;
+    bool headersEnded_ = false;
+    bool bodyAnnounced_ = false;
+    std::size_t discarded_ = 0;
+    bool endedWithStatus_ = false;  ///< given up on purpose: the status is all there is to know
+    Refusal refusal_ = Refusal::none;
+    char message_[CURL_ERROR_SIZE] = "";
+
+    std::unique_ptr<curl_slist, Cleanup> headerList_;
+    // The last member: curl refers to the others until it is gone.
+    std::unique_ptr<CURL, Cleanup> handle_;
+};
+
+}  // namespace zentara

@@ -1,0 +1,159 @@
+#include "platform/HostApplication.h"
+
+#include <pwd.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "support/Mutex.h"
+#include "text/Unicode.h"
+
+namespace zentara {
+
+namespace {
+
+using Path = std::filesystem::path;
+
+/// What the host has set, with the defaults where it has not.
+struct Facts {
+    Mutex mutex;
+    std::optional<std::string> bundleIdentifier ZENTARA_GUARDED_BY(mutex);
+    std::optional<Path> documentsDirectory ZENTARA_GUARDED_BY(mutex);
+    std::optional<Path> preferencesDirectory ZENTARA_GUARDED_BY(mutex);
+    std::optional<HostApplication::Device> device ZENTARA_GUARDED_BY(mutex);
+};
+
+Facts& facts() {
+    // Never destroyed: threads of the library may ask while the process ends.
+    static auto* const facts = new Facts;
+    return *facts;
+}
+
+/// Text from the host, which may hold anything.
+std::string repaired(std::string text) {
+    return isValidUTF8(text) ? std::move(text) : repairedUTF8(text);
+}
+
+std::string executableName() {
+    std::error_code error;
+    std::string name = std::filesystem::read_symlink("/proc/self/exe", error).filename().string();
+    // The kernel marks a program whose file was replaced while it runs.
+    constexpr std::string_view mark = " (deleted)";
+    if (name.ends_with(mark)) name.resize(name.size() - mark.size());
+    return name;
+}
+
+/// The identifier as the name of one folder, whatever characters it holds.
+std::string folderName(std::string identifier) {
+    std::replace_if(
+        identifier.begin(), identifier.end(), [](char c) { return c == '/' || c == '\0'; }, '_');
+    if (identifier.empty() || identifier == "." || identifier == "..") return "ZentaraClient";
+    return identifier;
+}
+
+std::optional<Path> absoluteDirectory(const char* variable) {
+    const char* const value = std::getenv(variable);
+    if (value == nullptr || *value != '/') return std::nullopt;
+    return Path(value);
+}
+
+/// The home that the password database has for this user.
+std::optional<Path> registeredHome() {
+    std::vector<char> texts(1024);
+    passwd entry{};
+    passwd* found = nullptr;
+    while (::getpwuid_r(::getuid(), &entry, texts.data(), texts.size(), &found) == ERANGE)
+        texts.resize(texts.size() * 2);
+    if (found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') return std::nullopt;
+    return Path(found->pw_dir);
+}
+
+std::optional<Path> defaultDirectory(const char* variable, const char* belowHome) {
+    auto base = absoluteDirectory(variable);
+    if (!base) {
+        base = absoluteDirectory("HOME");
+        if (!base) base = registeredHome();
+        if (!base) return std::nullopt;
+        *base /= belowHome;
+    }
+    return *base / folderName(HostApplication::bundleIdentifier());
+}
+
+/// The directory as it is meant now, should the host change its working directory later.
+std::optional<Path> given(Path directory) {
+    if (directory.empty()) return std::nullopt;
+    std::error_code error;
+    Path absolute = std::filesystem::absolute(directory, error);
+    return error ? std::move(directory) : std::move(absolute);
+}
+
+}  // namespace
+
+void HostApplication::setBundleIdentifier(std::string identifier) {
+    const MutexLock lock(facts().mutex);
+    facts().bundleIdentifier = repaired(std::move(identifier));
+}
+
+std::string HostApplication::bundleIdentifier() {
+    {
+        const MutexLock lock(facts().mutex);
+        if (facts().bundleIdentifier) return *facts().bundleIdentifier;
+    }
+    return executableName();
+}
+
+void HostApplication::setDocumentsDirectory(std::filesystem::path directory) {
+    const MutexLock lock(facts().mutex);
+    facts().documentsDirectory = given(std::move(directory));
+}
+
+std::optional<std::filesystem::path> HostApplication::documentsDirectory() {
+    {
+        const MutexLock lock(facts().mutex);
+        if (facts().documentsDirectory) return facts().documentsDirectory;
+    }
+    return defaultDirectory("XDG_DATA_HOME", ".local/share");
+}
+
+void HostApplication::setPreferencesDirectory(std::filesystem::path directory) {
+    const MutexLock lock(facts().mutex);
+    facts().preferencesDirectory = given(std::move(directory));
+}
+
+std::optional<std::filesystem::path> HostApplication::preferencesDirectory() {
+    {
+        const MutexLock lock(facts().mutex);
+        if (facts().preferencesDirectory) return facts().preferencesDirectory;
+    }
+    return defaultDirectory("XDG_CONFIG_HOME", ".config");
+}
+
+void HostApplication::setDevice(Device device) {
+    const MutexLock lock(facts().mutex);
+    facts().device =
+        Device{repaired(std::move(device.systemName)), repaired(std::move(device.systemVersion)),
+               repaired(std::move(device.hardwareModel))};
+}
+
+HostApplication::Device HostApplication::device() {
+    {
+        const MutexLock lock(facts().mutex);
+        if (facts().device) return *facts().device;
+    }
+    utsname system{};
+    if (::uname(&system) != 0) return {"Linux", "", ""};
+    // "6.1.0-18-amd64" names a build of the system; its version is what comes before.
+    const std::string_view release = system.release;
+    return {system.sysname,
+            std::string(release.substr(0, release.find_first_not_of("0123456789."))),
+            system.machine};
+}
+
+}  // namespace zentara

@@ -1,0 +1,40 @@
+#include "support/threads/Strand.h"
+
+#include <utility>
+
+#include "support/threads/GlobalQueue.h"
+
+namespace zentara {
+
+Strand& Strand::forHostCallbacks() {
+    static auto* const strand = new Strand;
+    return *strand;
+}
+
+void Strand::async(Work work) {
+    const MutexLock lock(mutex_);
+    works_.push_back(std::move(work));
+    if (!std::exchange(isRunning_, true)) runLater();
+}
+
+void Strand::runNext() {
+    Work work;
+    {
+        const MutexLock lock(mutex_);
+        work = std::move(works_.front());
+        works_.pop_front();
+    }
+    work();
+    // What it holds goes before the next one begins.
+    work = nullptr;
+    // Through the pool again, so that nothing is taken up any more when the process ends.
+    const MutexLock lock(mutex_);
+    isRunning_ = !works_.empty();
+    if (isRunning_) runLater();
+}
+
+void Strand::runLater() {
+    GlobalQueue::shared().async([this] { runNext(); });
+}
+
+}  // namespace zentara

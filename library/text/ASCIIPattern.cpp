@@ -1,0 +1,332 @@
+#include "text/ASCIIPattern.h"
+
+#include <algorithm>
+#include <bit>
+#include <bitset>
+#include <charconv>
+#include <cstring>
+
+namespace zentara {
+
+namespace {
+
+using Characters = std::bitset<128>;
+
+constexpr unsigned maximumPositions = 64;
+constexpr int maximumGroupDepth = 16;
+
+Characters range(char from, char to) {
+    Characters characters;
+    for (auto c = static_cast<unsigned char>(from); c <= static_cast<unsigned char>(to); ++c) {
+        characters.set(c);
+    }
+    return characters;
+}
+
+Characters only(char c) {
+    return range(c, c);
+}
+
+bool isAlphanumeric(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool isOneOf(char c, std::string_view characters) {
+    return characters.find(c) != std::string_view::npos;
+}
+
+/// What stands for itself outside of a class, and inside of one, without a backslash.
+bool isLiteral(char c) {
+    return isAlphanumeric(c) || isOneOf(c, " _-/@,;:=#%&!~<>'\"`");
+}
+bool isClassLiteral(char c) {
+    return isAlphanumeric(c) || isOneOf(c, " _./@,;:=#%!~<>'\"`+*?()|");
+}
+
+/// What a backslash and `c` read.
+std::optional<Characters> escaped(char c) {
+    const auto digits = range('0', '9');
+    const auto words = digits | range('a', 'z') | range('A', 'Z') | only('_');
+    const auto spaces = only(' ') | only('\t');
+    switch (c) {
+        case 'd':
+            return digits;
+        case 'D':
+            return ~digits;
+        case 'w':
+            return words;
+        case 'W':
+            return ~words;
+        case 's':
+            return spaces;
+        case 'S':
+            return ~spaces;
+        default:
+            if (isOneOf(c, "^$\\.*+?()[]{}|-/@:&,;=#%!~<>_'\" ")) return only(c);
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+/// Builds the automaton while reading, without a tree: each part of the expression is known by the
+/// positions it can start and end at and whether it can be empty. A repetition reads its part
+/// again for each copy.
+class ASCIIPatternParser {
+  public:
+    explicit ASCIIPatternParser(std::string_view pattern) : rest_(pattern) {}
+
+    std::optional<ASCIIPattern> parse() {
+        result_.isAnchoredAtStart_ = take('^');
+        if (rest_.ends_with('$') && !rest_.ends_with("\\$")) {
+            result_.isAnchoredAtEnd_ = true;
+            rest_.remove_suffix(1);
+        }
+        bool hasAlternatives = false;
+        const auto whole = alternatives(0, hasAlternatives);
+        if (!whole || !rest_.empty()) return std::nullopt;
+        // In ^a|b$ each anchor belongs to one alternative.
+        if (hasAlternatives && (result_.isAnchoredAtStart_ || result_.isAnchoredAtEnd_)) {
+            return std::nullopt;
+        }
+        result_.first_ = whole->first;
+        result_.last_ = whole->last;
+        result_.positions_ = count_;
+        result_.matchesNothing_ = whole->canBeEmpty;
+        return result_;
+    }
+
+  private:
+    struct Part {
+        std::uint64_t first = 0;
+        std::uint64_t last = 0;
+        bool canBeEmpty = true;
+    };
+
+    struct Repetition {
+        unsigned least = 1;
+        unsigned most = 1;
+        bool isUnbounded = false;
+    };
+
+    bool take(char c) {
+        if (rest_.empty() || rest_.front() != c) return false;
+        rest_.remove_prefix(1);
+        return true;
+    }
+
+    std::optional<Part> alternatives(int depth, bool& hasAlternatives) {
+        auto all = sequence(depth);
+        while (all && take('|')) {
+            hasAlternatives = true;
+            const auto next = sequence(depth);
+            if (!next) return std::nullopt;
+            all->first |= next->first;
+            all->last |= next->last;
+            all->canBeEmpty = all->canBeEmpty || next->canBeEmpty;
+        }
+        return all;
+    }
+
+    /// At least one part, so that the empty alternatives are left to the full engine.
+    std::optional<Part> sequence(int depth) {
+        Part all;
+        do {
+            const auto next = repeated(depth);
+            if (!next) return std::nullopt;
+            all = joined(all, *next);
+        } while (!rest_.empty() && rest_.front() != '|' && rest_.front() != ')');
+        return all;
+    }
+
+    Part joined(const Part& one, const Part& next) {
+        follow(one.last, next.first);
+        return {one.canBeEmpty ? one.first | next.first : one.first,
+                next.canBeEmpty ? one.last | next.last : next.last,
+                one.canBeEmpty && next.canBeEmpty};
+    }
+
+    void follow(std::uint64_t positions, std::uint64_t next) {
+        for (; positions != 0; positions &= positions - 1) {
+            result_.following_[static_cast<std::size_t>(std::countr_zero(positions))] |= next;
+        }
+    }
+
+    std::optional<Part> repeated(int depth) {
+        const auto start = rest_;
+        auto part = single(depth);
+        if (!part) return std::nullopt;
+        const auto repetition = quantifier();
+        if (!repetition) return std::nullopt;
+        // How a backtracking engine leaves a loop over nothing is its own affair.
+        if (part->canBeEmpty && (repetition->isUnbounded || repetition->most > 1)) {
+            return std::nullopt;
+        }
+        const auto end = rest_;
+        Part all = *part;
+        all.canBeEmpty = part->canBeEmpty || repetition->least == 0;
+        for (unsigned copy = 2; copy <= repetition->most; ++copy) {
+            // A copy is entered from the one before it only, so that few positions are alive.
+            const auto previous = part->last;
+            rest_ = start;
+            part = single(depth);
+            if (!part) return std::nullopt;
+            follow(previous, part->first);
+            all.last = copy <= repetition->least ? part->last : all.last | part->last;
+        }
+        if (repetition->isUnbounded) follow(part->last, part->first);
+        rest_ = end;
+        return all;
+    }
+
+    std::optional<Repetition> quantifier() {
+        Repetition repetition;
+        if (take('?')) {
+            repetition = {0, 1, false};
+        } else if (take('*')) {
+            repetition = {0, 1, true};
+        } else if (take('+')) {
+            repetition = {1, 1, true};
+        } else if (take('{')) {
+            if (!number(repetition.least)) return std::nullopt;
+            repetition.most = repetition.least;
+            if (take(',')) {
+                if (!rest_.empty() && rest_.front() == '}') {
+                    repetition.isUnbounded = true;
+                    repetition.most = std::max(1U, repetition.least);
+                } else if (!number(repetition.most)) {
+                    return std::nullopt;
+                }
+            }
+            if (!take('}') || repetition.most < std::max(1U, repetition.least)) {
+                return std::nullopt;
+            }
+        } else {
+            return repetition;
+        }
+        take('?');  // reluctance chooses among matches; whether there is one stays the same
+        if (!rest_.empty() && isOneOf(rest_.front(), "?*+{")) return std::nullopt;
+        return repetition;
+    }
+
+    bool number(unsigned& value) {
+        const auto [end, error] = std::from_chars(rest_.data(), rest_.data() + rest_.size(), value);
+        if (error != std::errc() || value > maximumPositions) return false;
+        rest_.remove_prefix(static_cast<std::size_t>(end - rest_.data()));
+        return true;
+    }
+
+    std::optional<Part> single(int depth) {
+        if (rest_.empty()) return std::nullopt;
+        const char c = rest_.front();
+        rest_.remove_prefix(1);
+        if (c == '(') return group(depth);
+        if (c == '[') return characterClass();
+        if (c == '.') return position(~Characters());
+        if (c == '\\') {
+            if (rest_.empty()) return std::nullopt;
+            const auto characters = escaped(rest_.front());
+            rest_.remove_prefix(1);
+            return characters ? position(*characters) : std::nullopt;
+        }
+        return isLiteral(c) ? position(only(c)) : std::nullopt;
+    }
+
+    std::optional<Part> group(int depth) {
+        if (depth == maximumGroupDepth) return std::nullopt;
+        if (rest_.starts_with("?:")) rest_.remove_prefix(2);
+        bool hasAlternatives = false;
+        const auto part = alternatives(depth + 1, hasAlternatives);
+        return take(')') ? part : std::nullopt;
+    }
+
+    std::optional<Part> characterClass() {
+        Characters characters;
+        const bool isNegated = take('^');
+        if (!rest_.empty() && isOneOf(rest_.front(), ":]")) return std::nullopt;
+        for (bool isFirst = true; !take(']'); isFirst = false) {
+            if (rest_.empty()) return std::nullopt;
+            const char c = rest_.front();
+            rest_.remove_prefix(1);
+            if (c == '\\') {
+                if (rest_.empty()) return std::nullopt;
+                const auto members = escaped(rest_.front());
+                rest_.remove_prefix(1);
+                if (!members || rest_.starts_with('-')) return std::nullopt;
+                characters |= *members;
+            } else if (c == '-') {
+                // For itself, only at either end.
+                const bool isAtEnd = !rest_.empty() && rest_.front() == ']';
+                if ((!isFirst && !isAtEnd) || rest_.starts_with('-')) return std::nullopt;
+                characters |= only('-');
+            } else if (!isClassLiteral(c)) {
+                return std::nullopt;
+            } else if (rest_.size() > 1 && rest_[0] == '-' && rest_[1] != ']') {
+                const char to = rest_[1];
+                if (!isAlphanumeric(c) || !isAlphanumeric(to) || to < c) return std::nullopt;
+                rest_.remove_prefix(2);
+                if (rest_.size() > 1 && rest_[0] == '-' && rest_[1] != ']') return std::nullopt;
+                characters |= range(c, to);
+            } else {
+                characters |= only(c);
+            }
+        }
+        return position(isNegated ? ~characters : characters);
+    }
+
+    std::optional<Part> position(const Characters& characters) {
+        if (count_ == maximumPositions) return std::nullopt;
+        const auto bit = std::uint64_t{1} << count_++;
+        for (std::size_t c = 0; c < characters.size(); ++c) {
+            if (characters[c]) result_.readable_[c] |= bit;
+        }
+        return Part{bit, bit, false};
+    }
+
+    std::string_view rest_;
+    unsigned count_ = 0;
+    ASCIIPattern result_;
+};
+
+std::optional<ASCIIPattern> ASCIIPattern::compile(std::string_view pattern) {
+    return ASCIIPatternParser(pattern).parse();
+}
+
+bool ASCIIPattern::accepts(std::string_view text) noexcept {
+    // Eight characters at a time: bytes below 14 borrow, bytes from 128 have the high bit.
+    constexpr std::uint64_t highBits = 0x8080808080808080U;
+    constexpr std::uint64_t lowest = 0x0E0E0E0E0E0E0E0EU;
+    std::uint64_t refused = 0;
+    std::size_t i = 0;
+    for (; i + sizeof(std::uint64_t) <= text.size(); i += sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + i, sizeof word);
+        refused |= ((word - lowest) | word) & highBits;
+    }
+    for (; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        refused |= (c < 0x0E || c >= 0x80) ? highBits : 0;
+    }
+    return refused == 0;
+}
+
+bool ASCIIPattern::matches(std::string_view text) const noexcept {
+    if (matchesNothing_ && (text.empty() || !isAnchoredAtStart_ || !isAnchoredAtEnd_)) {
+        return true;
+    }
+    std::uint64_t next = first_;
+    std::uint64_t read = 0;
+    for (const char c : text) {
+        // Nothing can be read any more: the text goes on where the expression has ended.
+        if (next == 0) return false;
+        read = next & readable_[static_cast<unsigned char>(c)];
+        if (!isAnchoredAtEnd_ && (read & last_) != 0) return true;
+        next = isAnchoredAtStart_ ? 0 : first_;
+        for (auto positions = read; positions != 0; positions &= positions - 1) {
+            next |= following_[static_cast<std::size_t>(std::countr_zero(positions))];
+        }
+    }
+    return isAnchoredAtEnd_ && (read & last_) != 0;
+}
+
+}  // namespace zentara

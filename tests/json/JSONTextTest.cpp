@@ -1,0 +1,96 @@
+#include "json/JSONText.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "text/Unicode.h"
+
+namespace zentara {
+namespace {
+
+std::string nested(std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
+
+TEST(JSONText, ReadsWhatThePlatformReads) {
+    const std::string sounds[] = {"{}", " [1] \n", "\xEF\xBB\xBF{}", nested(512)};
+    for (const auto& sound : sounds)
+        EXPECT_EQ(parseJSON(sound).error, nullptr) << sound.substr(0, 40);
+    const std::string unsounds[] = {"",         "5",          "null",           "[1,]",
+                                    "[1] [2]",  "[\"\xFF\"]", "[\"\xC0\xAF\"]", "[NaN]",
+                                    "[\"\t\"]", nested(513),  nested(200'000)};
+    for (const auto& unsound : unsounds)
+        EXPECT_NE(parseJSON(unsound).error, nullptr) << unsound.substr(0, 40);
+    EXPECT_EQ(parseJSON(R"({"a":1,"b":2,"a":3})").value, (JSONObject{{"a", 3}, {"b", 2}}));
+    EXPECT_EQ(parseJSON(R"({"a":[1,"b"]})", {}, 5).error, nullptr);
+    EXPECT_NE(parseJSON(R"({"a":[1,"b"]})", {}, 4).error, nullptr);
+}
+
+TEST(JSONText, KeepsTheKindsOfNumbersApart) {
+    const auto parsed = parseJSON(
+        "[9223372036854775807,-9223372036854775808,18446744073709551615,18446744073709551616,"
+        "2.0,1e2,-0.0]");
+    std::string text;
+    EXPECT_TRUE(appendJSON(text, parsed.value));
+    EXPECT_EQ(text,
+              "[9223372036854775807,-9223372036854775808,18446744073709551615,"
+              "1.8446744073709552e+19,2.0,100.0,-0.0]");
+}
+
+TEST(JSONText, DoublesAreWrittenPlainAndReadBack) {
+    const std::pair<double, const char*> cases[] = {
+        {5.0, "5.0"},
+        {0.0001, "0.0001"},
+        {0.00009, "9e-05"},
+        {9007199254740992.0, "9007199254740992.0"},
+        {9007199254740994.0, "9.007199254740994e+15"},
+        {130364.44050000001, "130364.44050000001"},
+        {1.7976931348623157e308, "1.7976931348623157e+308"},
+    };
+    for (const auto& [number, text] : cases) {
+        std::string actual;
+        appendDouble(actual, number);
+        EXPECT_EQ(actual, text);
+        EXPECT_EQ(parseJSON("[" + actual + "]").value.as_array().at(0), number) << text;
+    }
+}
+
+TEST(JSONText, EscapesOnlyWhatMustBe) {
+    const std::string hostile("\"\\/ \n\r\t\b\f\x01\x1f\0 \xF0\x9F\x98\x80\x7f", 18);
+    std::string text;
+    appendJSONString(text, hostile);
+    EXPECT_EQ(text, "\"\\\"\\\\/ \\n\\r\\t\\b\\f\\u0001\\u001f\\u0000 \xF0\x9F\x98\x80\x7f\"");
+    EXPECT_EQ(parseJSON("[" + text + "]").value.at(0).get_string(), hostile);
+}
+
+TEST(JSONText, NothingSpecialHidesAnywhereInAString) {
+    for (std::size_t size = 1; size < 28; ++size) {
+        for (std::size_t place = 0; place < size; ++place) {
+            std::string special(size, 'x');
+            special[place] = '\n';
+            std::string text;
+            appendJSONString(text, special);
+            EXPECT_EQ(text, "\"" + special.replace(place, 1, "\\n") + "\"");
+            special[place] = '\xff';
+            EXPECT_FALSE(isValidUTF8(special)) << size << ' ' << place;
+        }
+    }
+}
+
+TEST(JSONText, RefusalLeavesTheTextAsItWas) {
+    const auto deep = parseJSON(nested(512)).value;
+    std::string text;
+    EXPECT_TRUE(appendJSON(text, deep));
+    EXPECT_EQ(text, nested(512));
+    constexpr auto infinity = std::numeric_limits<double>::infinity();
+    for (const JSONValue& value : {JSONValue{1, std::nan("")}, JSONValue{{"a", {infinity}}},
+                                   JSONValue(JSONArray(1, deep))}) {
+        std::string unchanged = "before";
+        EXPECT_FALSE(appendJSON(unchanged, value)) << unchanged;
+        EXPECT_EQ(unchanged, "before");
+    }
+}
+
+}  // namespace
+}  // namespace zentara

@@ -1,0 +1,319 @@
+#include "network/URLSession.h"
+
+#include <curl/curl.h>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <netdb.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <memory>
+#include <string_view>
+#include <thread>
+
+#include "support/PlatformError.h"
+#include "support/RawServer.h"
+#include "support/TestServer.h"
+#include "support/WaitFor.h"
+
+namespace {
+
+/// Ends the look-ups that hang.
+zentara::test::Signal answered;
+
+}  // namespace
+
+/// The system's, but for one name, whose look-up hangs.
+extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* name,
+                                                                  const char* service,
+                                                                  const addrinfo* hints,
+                                                                  addrinfo** found) {
+    if (name != nullptr && std::string_view(name) == "hanging.invalid") {
+        static_cast<void>(answered.waitFor());
+        return EAI_AGAIN;
+    }
+    static auto* const systems =
+        reinterpret_cast<decltype(&getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+    return systems(name, service, hints, found);
+}
+
+namespace zentara {
+namespace {
+
+using namespace std::string_literals;
+using std::chrono::milliseconds;
+using test::Mailbox;
+using test::RawConnection;
+using test::RawServer;
+using test::Signal;
+using test::TestServer;
+
+std::string failed(CURLcode code) {
+    return "error " + std::to_string(code);
+}
+
+/// How an exchange ends: "200 body", "200" without a body, "no status", or an error of the network.
+std::string run(const URLRequest& request) {
+    const auto ends = std::make_shared<Mailbox<std::string>>();
+    const std::string beginning = "request to '" + request.url.host() + "' failed: ";
+    URLSession::shared().start(
+        request,
+        [ends, beginning](const std::optional<URLResponse>& response, const ErrorRef& error) {
+            EXPECT_NE(response.has_value(), error != nullptr) << "exactly one of them";
+            std::string end = "no status";
+            if (const auto* failure = dynamic_cast<const PlatformError*>(error.get())) {
+                EXPECT_EQ(failure->domain(), PlatformError::Domain::network);
+                const std::string text = failure->description();
+                EXPECT_TRUE(text.starts_with(beginning)) << text;
+                EXPECT_EQ(text.find("secret"), std::string::npos) << text;
+                end = failed(static_cast<CURLcode>(failure->code()));
+            } else if (response) {
+                if (response->statusCode) end = std::to_string(*response->statusCode);
+                if (response->body) end += " " + *response->body;
+            }
+            ends->put(end);
+        });
+    return ends->waitFor().value_or("no completion");
+}
+
+/// Asks for `url` with what must not show in any text.
+URLRequest get(const URL& url) {
+    std::string text = url.string() + "/?key=secret";
+    text.insert(text.find("//") + 2, "user:secret@");
+    return {URL::parse(text).value(), "GET", {{"Cookie", "qvn_uid=secret;"}}, {}};
+}
+
+TEST(URLSessionTest, AnswersAreTakenAsTheyComeOrNotAtAll) {
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    const std::string chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
+    const std::string provisional = "HTTP/1.1 100 Continue\r\n\r\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {ok + "Content-Length: 2\r\n\r\n{}", "200 {}"},
+        {ok + "Content-Length: 0\r\n\r\n", "200 "},
+        {chunked + "2\r\n{}\r\n0\r\n\r\n", "200 {}"},
+        {ok + "\r\nuntil the end", "200 until the end"},
+        {ok + "\r\n", "200"},
+        {"HTTP/1.1 204 No Content\r\nContent-Length: 0\r\n\r\n", "204 "},
+        {"HTTP/1.1 302 Away\r\nLocation: /\r\nContent-Length: 1\r\n\r\nx", "302 x"},
+        {provisional + ok + "Content-Length: 1\r\n\r\nx", "200 x"},
+        {"HTTP/1.1 103 Hints\r\nContent-Length: 9\r\n\r\nHTTP/1.1 204 No\r\n\r\n", "204"},
+        {"hello\n", "no status"},
+        {"no line at all", "no status"},
+        {"HTTP/x.y 200 OK\r\n\r\n", "no status"},
+        {"HTTP/1.1 OK\r\n\r\n", "no status"},
+        {"", failed(CURLE_GOT_NOTHING)},
+        {ok + "Content-Length: 10\r\n\r\nshort", failed(CURLE_PARTIAL_FILE)},
+        {chunked + "ff\r\nshort", failed(CURLE_PARTIAL_FILE)},
+        {chunked + "zz\r\n", failed(CURLE_RECV_ERROR)},
+        {ok + "Content-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc",
+         failed(CURLE_BAD_CONTENT_ENCODING)},
+        {ok, failed(CURLE_PARTIAL_FILE)},
+        {provisional + ok, failed(CURLE_PARTIAL_FILE)},
+        {ok + "no colon\r\n\r\n", failed(CURLE_WEIRD_SERVER_REPLY)},
+        {ok + "Content-Length: 2147483648\r\n\r\n{}", failed(CURLE_FILESIZE_EXCEEDED)},
+    };
+    for (const auto& [answer, end] : cases) {
+        RawServer server(RawServer::answer(answer));
+        EXPECT_EQ(run(get(server.url())), end) << answer;
+    }
+}
+
+/// How an exchange without an answer ends. Which other number curl gives depends on its version.
+std::string kindOf(const std::string& end) {
+    if (end == failed(CURLE_OPERATION_TIMEDOUT)) return "out of time";
+    return end.starts_with("error ") ? "broken off" : end;
+}
+
+TEST(URLSessionTest, NoServerHoldsARequestUpOrFillsTheMemory) {
+    constexpr milliseconds soon(50);
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    const std::string large(1024 * 1024, 'x');
+    std::string lines;
+    std::string provisional;
+    for (int i = 0; i < 1000; ++i) {
+        lines += "X-Filler: y\r\n";
+        provisional += "HTTP/1.1 100 Continue\r\n\r\n";
+    }
+    const struct {
+        std::string head;
+        std::string forEver;  ///< sent again and again; nothing when empty
+        std::string end;
+        milliseconds timeout = test::generousTimeout;
+        bool discardsBody = false;
+    } cases[] = {
+        {"", "", "out of time", soon},
+        // Each drop comes in time; all together do not.
+        {ok + "\r\n", "x", "out of time", soon},
+        {ok + "\r\n", large, "broken off"},
+        {ok + "Content-Length: 4294967296\r\n\r\n", large, "200", test::generousTimeout, true},
+        {ok, lines, "broken off"},
+        {ok + "X-Filler: ", large, "broken off"},
+        {ok + "Transfer-Encoding: chunked\r\n\r\n0\r\n", lines, "broken off"},
+        {"", provisional, "broken off"},
+    };
+    for (const auto& each : cases) {
+        RawServer server([&each](RawConnection& connection) {
+            if (!connection.readRequest()) return;
+            connection.send(each.head);
+            while (!each.forEver.empty() && connection.send(each.forEver))
+                std::this_thread::yield();
+            connection.waitForClose();
+        });
+        URLRequest request = get(server.url());
+        request.timeout = each.timeout;
+        request.discardsBody = each.discardsBody;
+        EXPECT_EQ(kindOf(run(request)), each.end) << each.head << each.forEver.substr(0, 30);
+    }
+}
+
+TEST(URLSessionTest, ServersThatCannotBeReachedAreErrorsInTime) {
+    const int refusing = RawServer(RawServer::silence()).port();
+    RawServer silent(RawServer::silence());
+    RawServer plain([](RawConnection& connection) { connection.send("HTTP/1.1 400 No\r\n\r\n"); });
+    const std::pair<std::string, CURLcode> cases[] = {
+        {"http://127.0.0.1:" + std::to_string(refusing), CURLE_COULDNT_CONNECT},
+        {"https://127.0.0.1:" + std::to_string(silent.port()), CURLE_OPERATION_TIMEDOUT},
+        {"https://127.0.0.1:" + std::to_string(plain.port()), CURLE_SSL_CONNECT_ERROR},
+        {"http://hanging.invalid", CURLE_OPERATION_TIMEDOUT},
+        // No name server would have to be asked for a name this long.
+        {"http://" + std::string(64, 'a') + ".invalid", CURLE_COULDNT_RESOLVE_HOST},
+    };
+    for (const auto& [url, code] : cases) {
+        URLRequest request = get(URL::parse(url).value());
+        if (code == CURLE_OPERATION_TIMEDOUT) request.timeout = milliseconds(100);
+        EXPECT_EQ(run(request), failed(code)) << url;
+    }
+    answered.notify();
+    for (const char* const url : {"file:///etc/hosts", "ftp://127.0.0.1/"}) {
+        EXPECT_EQ(run({URL::parse(url).value(), "GET", {}, {}}), failed(CURLE_UNSUPPORTED_PROTOCOL))
+            << url;
+    }
+}
+
+/// The request as it travels, for a server that answers nothing but that it came.
+std::string sent(const std::string& method, const decltype(URLRequest::headers)& headers,
+                 std::optional<std::string> body = {}) {
+    const auto requests = std::make_shared<Mailbox<std::string>>();
+    RawServer server([requests](RawConnection& connection) {
+        requests->put(connection.readRequest().value_or(""));
+        connection.send("HTTP/1.1 204 No\r\n\r\n");
+    });
+    EXPECT_EQ(run({server.url("/p?q=1"), method, headers, std::move(body)}), "204");
+    std::string text = requests->waitFor().value_or("");
+    const std::string port = std::to_string(server.port());
+    return text.replace(text.find(port), port.size(), "PORT");
+}
+
+TEST(URLSessionTest, SendsWhatItWasGivenAndNoMoreThanItMust) {
+    const std::string start = " /p?q=1 HTTP/1.1\r\nHost: 127.0.0.1:PORT\r\n";
+    const std::string encodings = start + "Accept-Encoding: deflate, gzip, br, zstd\r\n";
+    EXPECT_EQ(sent("GET", {}), "GET" + encodings + "\r\n");
+    EXPECT_EQ(sent("POST", {}), "POST" + encodings + "Content-Length: 0\r\n\r\n");
+    EXPECT_EQ(sent("PUT", {{"A", "1"}, {"A", "2"}, {"Empty", ""}}, "x"),
+              "PUT" + encodings + "A: 1\r\nA: 2\r\nEmpty:\r\nContent-Length: 1\r\n\r\nx");
+    EXPECT_EQ(sent("GET", {{"Accept-Encoding", "identity"}, {"Accept", "a/b"}}),
+              "GET" + start + "Accept-Encoding: identity\r\nAccept: a/b\r\n\r\n");
+    EXPECT_EQ(sent("GET", {{"One", "a\r\nForged: 1"},
+                           {"Two", "a\rForged: 2"},
+                           {"Three", "a\0Forged: 3"s},
+                           {"Four", "\x1b[2J"},
+                           {"Five\r\nForged", "5"},
+                           {"Forged six", "6"},
+                           {"Seven", "7"}}),
+              "GET" + encodings + "Seven: 7\r\n\r\n");
+    URLRequest forging = get(URL::parse("http://127.0.0.1:1").value());
+    forging.method = "GET / HTTP/1.1\r\nX: y\r\n\r\nGET";
+    EXPECT_EQ(run(forging), failed(CURLE_BAD_FUNCTION_ARGUMENT));
+    const std::string large(3 * 1024 * 1024, 'b');
+    EXPECT_EQ(sent("POST", {}, large),
+              "POST" + encodings + "Content-Length: 3145728\r\n\r\n" + large);
+}
+
+TEST(URLSessionTest, ConnectionIsReusedUnlessResendIsPossible) {
+    Signal opened;
+    Signal closed;
+    RawServer server([&](RawConnection& connection) {
+        opened.notify();
+        while (connection.readRequest())
+            connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
+        closed.notify();
+    });
+    for (const char* const method : {"GET", "GET", "GET", "POST", "POST"})
+        EXPECT_EQ(run({server.url(), method, {}, {}}), "200 x");
+    EXPECT_TRUE(closed.waitFor(2)) << "those of POST";
+    EXPECT_EQ(opened.count(), 3U);
+}
+
+TEST(URLSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
+    TestServer server;
+    struct State {
+        Signal served;
+        std::atomic<int> inside = 0;
+        std::atomic<int> highest = 0;
+        Signal done;
+    };
+    constexpr std::size_t count = 20;
+    const auto state = std::make_shared<State>();
+    server.respond([state](const test::RecordedRequest&) {
+        state->served.notify();
+        return test::TestAnswer{};
+    });
+    for (std::size_t i = 0; i < count; ++i) {
+        URLSession::shared().start(get(server.url()), [state](const auto&, const ErrorRef&) {
+            state->highest = std::max(state->highest.load(), ++state->inside);
+            // Waits for all the others: a completion on the thread of the transfers, which then
+            // stands still, would never see them.
+            EXPECT_TRUE(state->served.waitFor(count));
+            --state->inside;
+            state->done.notify();
+        });
+    }
+    ASSERT_TRUE(state->done.waitFor(count));
+    EXPECT_EQ(state->highest, 1);
+}
+
+TEST(URLSessionTest, CertificatesAreVerified) {
+    const test::TestAuthority known;
+    const test::TestAuthority unknown;
+    TestServer good(known.issue());
+    TestServer stranger(unknown.issue());
+    TestServer otherName(known.issue({"collector.test"}));
+    TestServer expired(known.issueExpired());
+    auto& session = URLSession::shared();
+    const std::string refused = failed(CURLE_PEER_FAILED_VERIFICATION);
+
+    // Other programs take their authorities from these.
+    const char* const variables[] = {"SSL_CERT_FILE", "SSL_CERT_DIR", "CURL_CA_BUNDLE"};
+    for (const char* const name : variables)
+        ::setenv(name, known.file().c_str(), 1);
+    EXPECT_EQ(run(get(good.url())), refused);
+    for (const char* const name : variables)
+        ::unsetenv(name);
+    session.setCertificateAuthorityFile(known.file());
+    EXPECT_EQ(run(get(good.url())), "200 {}");
+    for (const TestServer* const server : {&stranger, &otherName, &expired}) {
+        EXPECT_EQ(run(get(server->url())), refused);
+        EXPECT_TRUE(server->requests().empty());
+    }
+    session.setCertificateAuthorityFile("/nowhere/at/all.pem");
+    EXPECT_EQ(run(get(good.url())), failed(CURLE_SSL_CACERT_BADFILE));
+    session.setCertificateAuthorityFile({});
+    EXPECT_EQ(run(get(good.url())), refused);
+}
+
+TEST(URLSessionTest, LoopbackHostsAreReachedWithoutTheProxy) {
+    TestServer proxy;
+    RawServer server(RawServer::answer("HTTP/1.1 201 Yes\r\n\r\n"));
+    ::setenv("http_proxy", proxy.url().string().c_str(), 1);
+    ::setenv("no_proxy", "", 1);
+    for (const char* const host : {"localhost", "127.0.0.1", "LOCALHOST"}) {
+        const auto url = "http://" + std::string(host) + ":" + std::to_string(server.port());
+        EXPECT_EQ(run(get(URL::parse(url).value())), "201") << host;
+    }
+    EXPECT_EQ(run(get(URL::parse("http://collector.invalid/far").value())), "200 {}");
+    ::unsetenv("http_proxy");
+    ::unsetenv("no_proxy");
+}
+
+}  // namespace
+}  // namespace zentara
