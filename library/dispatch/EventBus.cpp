@@ -13,6 +13,7 @@
 #include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
 #include "support/Ledger.h"
+#include "support/NoDestructor.h"
 #include "support/ProcessExit.h"
 #include "support/threads/Strand.h"
 
@@ -77,13 +78,14 @@ class LiveBuses {
     }
 
   private:
+    friend class NoDestructor<LiveBuses>;
+
     LiveBuses() {
         runAtExit([] { shared().stop(); });
     }
 
     static LiveBuses& shared() {
-        // Never destroyed: workers use their buses until the process is gone.
-        static auto* const instance = new LiveBuses;
+        static NoDestructor<LiveBuses> instance;
         return *instance;
     }
 

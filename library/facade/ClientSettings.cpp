@@ -5,6 +5,7 @@
 #include "facade/ClientSettingsAccess.h"
 #include "support/FatalError.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -16,8 +17,7 @@ struct SettingsRecord {
 };
 
 SettingsRecord& record() {
-    // Never destroyed: workers read it until the process is gone.
-    static auto* const instance = new SettingsRecord;
+    static NoDestructor<SettingsRecord> instance;
     return *instance;
 }
 

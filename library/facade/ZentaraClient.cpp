@@ -17,6 +17,7 @@
 #include "support/ForkedChild.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 #include "support/threads/Strand.h"
 
 namespace zentara {
@@ -36,8 +37,7 @@ struct SharedState {
 };
 
 SharedState& state() {
-    // Never destroyed: workers use the client until the process is gone.
-    static auto* const instance = new SharedState;
+    static NoDestructor<SharedState> instance;
     return *instance;
 }
 

@@ -21,6 +21,7 @@
 #include "schemas/SchemasServiceApi.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 #include "support/UUID.h"
 #include "support/threads/Ticker.h"
 
@@ -54,8 +55,7 @@ struct Repositories {
 
 std::shared_ptr<EventsRepository> repository(const std::string& name, const QueueOptions& options,
                                              Ledger::Queue& counts) {
-    // Never destroyed: workers use the queues until the process is gone.
-    static auto* const repositories = new Repositories;
+    static NoDestructor<Repositories> repositories;
     const MutexLock lock(repositories->mutex);
     auto& known = repositories->byFile[documentsFile(name)];
     if (auto inUse = known.lock()) return inUse;

@@ -3,6 +3,7 @@
 #include "network/URLSession.h"
 #include "support/FatalError.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -20,8 +21,7 @@ struct EndpointsRecord {
 };
 
 EndpointsRecord& record() {
-    // Never destroyed: workers read it until the process is gone.
-    static auto* const instance = new EndpointsRecord;
+    static NoDestructor<EndpointsRecord> instance;
     return *instance;
 }
 

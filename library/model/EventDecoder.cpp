@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "json/JSONText.h"
+#include "support/NoDestructor.h"
 #include "support/ProcessExit.h"
 
 namespace zentara {
@@ -271,8 +272,7 @@ std::optional<std::vector<InternalEvent>> decodeCanonical(
 class ParserLife {
   public:
     static ParserLife& shared() {
-        // Never destroyed, unlike what it stands for.
-        static auto* const life = new ParserLife;
+        static NoDestructor<ParserLife> life;
         return *life;
     }
 
@@ -283,6 +283,8 @@ class ParserLife {
     [[nodiscard]] bool isOver() const { return isOver_; }
 
   private:
+    friend class NoDestructor<ParserLife>;
+
     ParserLife() {
         // Its objects are made when they are first asked for. Only what was made before is
         // destroyed after the work that is registered here.

@@ -6,6 +6,7 @@
 
 #include "json/JSONText.h"
 #include "network/RestClientError.h"
+#include "support/NoDestructor.h"
 #include "support/PlatformError.h"
 
 namespace zentara {
@@ -32,8 +33,7 @@ ErrorRef failureOf(const std::optional<URLResponse>& response, const ErrorRef& e
 }  // namespace
 
 const RestClient& RestClient::shared() {
-    // Never destroyed: requests may be under way when the process ends.
-    static const auto* const client = new RestClient;
+    static NoDestructor<RestClient> client;
     return *client;
 }
 

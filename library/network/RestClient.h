@@ -6,6 +6,7 @@
 
 #include "json/JSONValue.h"
 #include "network/URLSession.h"
+#include "support/NoDestructor.h"
 #include "support/Status.h"
 
 namespace zentara {
@@ -38,6 +39,7 @@ class RestClient {
                     const JSONCompletion& completion) const;
 
   private:
+    friend class NoDestructor<RestClient>;
     RestClient() = default;
 };
 

@@ -18,6 +18,7 @@
 #include "network/Transfer.h"
 #include "platform/linux/WorkerPool.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 #include "support/ProcessExit.h"
 #include "support/threads/Strand.h"
 
@@ -30,8 +31,7 @@ namespace {
 class AuthorityFile {
   public:
     [[nodiscard]] static AuthorityFile& shared() {
-        // Never destroyed: threads of the library may ask while the process ends.
-        static auto* const file = new AuthorityFile;
+        static NoDestructor<AuthorityFile> file;
         return *file;
     }
 
@@ -53,8 +53,7 @@ class AuthorityFile {
 class Engine {
   public:
     [[nodiscard]] static Engine& shared() {
-        // Never destroyed: its thread runs until the process is gone.
-        static auto* const engine = new Engine;
+        static NoDestructor<Engine> engine;
         return *engine;
     }
 
@@ -64,6 +63,8 @@ class Engine {
     void start(URLRequest request, URLSession::Completion completion);
 
   private:
+    friend class NoDestructor<Engine>;
+
     Engine();
 
     [[nodiscard]] bool isThreadRunning() ZENTARA_REQUIRES(mutex_);
@@ -202,7 +203,7 @@ void Engine::park() noexcept {
 }  // namespace
 
 URLSession& URLSession::shared() {
-    static auto* const session = new URLSession;
+    static NoDestructor<URLSession> session;
     return *session;
 }
 

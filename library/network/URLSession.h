@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <zentara/URL.h>
+#include "support/NoDestructor.h"
 #include "support/Status.h"
 
 namespace zentara {
@@ -57,6 +58,7 @@ class URLSession {
     void setCertificateAuthorityFile(std::string path);
 
   private:
+    friend class NoDestructor<URLSession>;
     URLSession() = default;
 };
 

@@ -1,11 +1,12 @@
 #include "support/ControlTime.h"
 
 #include "support/MonotonicClock.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
 const ControlTime& ControlTime::shared() {
-    static const auto* const instance = new ControlTime;
+    static NoDestructor<ControlTime> instance;
     return *instance;
 }
 

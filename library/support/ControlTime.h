@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "support/NoDestructor.h"
+
 namespace zentara {
 
 /// Source of the monotonic counter behind validated timestamps.
@@ -22,6 +24,7 @@ class ControlTime final : public ControlTimeProtocol {
     [[nodiscard]] std::uint64_t currentMonotonicValue() const override;
 
   private:
+    friend class NoDestructor<ControlTime>;
     ControlTime() = default;
 };
 

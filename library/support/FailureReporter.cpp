@@ -10,6 +10,7 @@
 #include "support/Diagnostics.h"
 #include "support/ForkedChild.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 #include "support/PlatformError.h"
 
 namespace zentara {
@@ -60,10 +61,7 @@ struct States {
 };
 
 States& states() noexcept {
-    // Never destroyed: workers report until the process is gone. Takes no memory, as it may be
-    // needed first when there is none.
-    alignas(States) static std::byte place[sizeof(States)];
-    static auto* const instance = new (place) States;
+    static NoDestructor<States> instance;
     return *instance;
 }
 

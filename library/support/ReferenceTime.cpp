@@ -4,6 +4,7 @@
 
 #include "support/FatalError.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -11,7 +12,7 @@ namespace {
 
 /// Held while a reference is stored, so that none is stored between a look at it and its reset.
 Mutex& storing() {
-    static auto* const mutex = new Mutex;
+    static NoDestructor<Mutex> mutex;
     return *mutex;
 }
 

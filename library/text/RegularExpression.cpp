@@ -14,6 +14,7 @@
 #include <unordered_map>
 
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 #include "text/ASCIIPattern.h"
 #include "text/PatternForm.h"
 #include "text/PiecewiseText.h"
@@ -304,8 +305,8 @@ class RegularExpression::Cache {
     using Entry = std::shared_ptr<const Compiled>;
 
     static Cache& shared() {
-        static auto& cache = *new Cache;  // never destroyed: used until the process ends
-        return cache;
+        static NoDestructor<Cache> cache;
+        return *cache;
     }
 
     [[nodiscard]] std::optional<Entry> find(std::string_view pattern) {

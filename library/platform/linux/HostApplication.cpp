@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 #include "text/Unicode.h"
 
 namespace zentara {
@@ -31,8 +32,7 @@ struct Facts {
 };
 
 Facts& facts() {
-    // Never destroyed: threads of the library may ask while the process ends.
-    static auto* const facts = new Facts;
+    static NoDestructor<Facts> facts;
     return *facts;
 }
 

@@ -16,6 +16,7 @@
 
 #include "support/FatalError.h"
 #include "support/ForkedChild.h"
+#include "support/NoDestructor.h"
 #include "support/ProcessExit.h"
 #include "support/threads/GlobalQueue.h"
 
@@ -33,7 +34,7 @@ constexpr int workerCount = 4;
 }  // namespace
 
 WorkerPool& WorkerPool::shared() {
-    static auto* const pool = new WorkerPool;
+    static NoDestructor<WorkerPool> pool;
     return *pool;
 }
 
@@ -166,7 +167,7 @@ bool startDetachedThread(std::function<void()> body) {
 }
 
 GlobalQueue& GlobalQueue::shared() {
-    static auto* const queue = new GlobalQueue;
+    static NoDestructor<GlobalQueue> queue;
     return *queue;
 }
 

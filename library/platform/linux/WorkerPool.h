@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -41,6 +42,8 @@ class WorkerPool {
     void remove(const Place& place) noexcept ZENTARA_EXCLUDES(mutex_);
 
   private:
+    friend class NoDestructor<WorkerPool>;
+
     WorkerPool();
 
     [[noreturn]] void run();

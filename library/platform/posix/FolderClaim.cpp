@@ -11,6 +11,7 @@
 #include "platform/File.h"
 #include "platform/posix/ForkedDescriptors.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -30,8 +31,7 @@ struct Claims {
 };
 
 Claims& claims() {
-    // Never destroyed: a claim lasts to the end of the process.
-    static auto* const instance = new Claims;
+    static NoDestructor<Claims> instance;
     return *instance;
 }
 

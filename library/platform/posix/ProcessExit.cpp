@@ -5,6 +5,7 @@
 
 #include "support/ForkedChild.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -16,8 +17,7 @@ struct ExitWork {
 };
 
 ExitWork& exitWork() {
-    // Never destroyed: it is used while the process ends.
-    static auto* const instance = new ExitWork;
+    static NoDestructor<ExitWork> instance;
     return *instance;
 }
 

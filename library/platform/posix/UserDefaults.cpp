@@ -15,6 +15,7 @@
 #include "platform/FolderClaim.h"
 #include "platform/HostApplication.h"
 #include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -118,7 +119,7 @@ class UserDefaults::Store {
 class UserDefaults::Stores {
   public:
     [[nodiscard]] static Store* of(const std::optional<Path>& directory) {
-        static auto* const stores = new Stores;
+        static NoDestructor<Stores> stores;
         const MutexLock lock(stores->mutex_);
         auto& store = stores->stores_[directory.value_or(Path()).lexically_normal()];
         if (!store) store = std::make_unique<Store>(directory);

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <functional>
 
+#include "support/NoDestructor.h"
+
 namespace zentara {
 
 /// The process's worker pool: a few threads, started on first use, that live until the process
@@ -22,6 +24,7 @@ class GlobalQueue {
     void asyncAfter(std::chrono::steady_clock::duration delay, Work work);
 
   private:
+    friend class NoDestructor<GlobalQueue>;
     GlobalQueue() = default;
 };
 

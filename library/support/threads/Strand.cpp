@@ -2,12 +2,13 @@
 
 #include <utility>
 
+#include "support/NoDestructor.h"
 #include "support/threads/GlobalQueue.h"
 
 namespace zentara {
 
 Strand& Strand::forHostCallbacks() {
-    static auto* const strand = new Strand;
+    static NoDestructor<Strand> strand;
     return *strand;
 }
 
