@@ -60,13 +60,33 @@ function(zentara_configure_objc target)
     target_compile_options(${target} PRIVATE "$<$<COMPILE_LANGUAGE:OBJC>:-gdwarf-4>")
 endfunction()
 
-# One folder of the library: an object library that both the shared and the static library take in.
-function(zentara_library_folder name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
-    add_library(zentara_${name} OBJECT ${ARG_SOURCES})
-    zentara_configure_target(zentara_${name})
-    target_include_directories(zentara_${name} PUBLIC
+# zentara_library_folder(folder SOURCES source... [DEPENDS folder...] [USES library...]): one folder
+# of the library as an object library, which both the shared and the static library take in.
+function(zentara_library_folder folder)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;USES" ${ARGN})
+    zentara_declare_folder(${folder} ${ARG_DEPENDS})
+    string(MAKE_C_IDENTIFIER "zentara_${folder}" target)
+    list(TRANSFORM ARG_DEPENDS REPLACE "/" "_")
+    list(TRANSFORM ARG_DEPENDS PREPEND "zentara_")
+    add_library(${target} OBJECT ${ARG_SOURCES})
+    zentara_configure_target(${target})
+    target_include_directories(${target} PUBLIC
         "${PROJECT_SOURCE_DIR}/library" "${PROJECT_BINARY_DIR}/include")
-    target_link_libraries(zentara_${name} PUBLIC Boost::json ${ARG_USES})
-    set_property(GLOBAL APPEND PROPERTY ZENTARA_LIBRARY_FOLDERS zentara_${name})
+    target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} Boost::json ${ARG_USES})
+    set_property(GLOBAL APPEND PROPERTY ZENTARA_LIBRARY_FOLDERS ${target})
+endfunction()
+
+# zentara_declare_folder(folder neighbour...): `folder` includes headers of these neighbours, and of
+# no others. As a neighbour must have been declared before, there are no cycles.
+function(zentara_declare_folder folder)
+    get_property(declared GLOBAL PROPERTY ZENTARA_DECLARED_FOLDERS)
+    foreach(neighbour IN LISTS ARGN)
+        if(NOT neighbour IN_LIST declared)
+            message(FATAL_ERROR "${folder} depends on ${neighbour}, which is not declared before it")
+        endif()
+    endforeach()
+    list(JOIN ARGN " " neighbours)
+    set_property(GLOBAL APPEND PROPERTY ZENTARA_DECLARED_FOLDERS ${folder})
+    set_property(GLOBAL APPEND_STRING PROPERTY ZENTARA_FOLDER_DEPENDENCIES
+        "${folder}: ${neighbours}\n")
 endfunction()

@@ -1,0 +1,65 @@
+# Compares each #include of the sources in LIBRARY with the file FOLDERS, which has one line for each
+# folder: its name, a colon and the folders that it may include headers of.
+cmake_minimum_required(VERSION 3.25)
+
+# What is still to be removed, as "folder -> neighbour".
+set(exceptions
+    "dispatch -> facade" "dispatch/storage -> dispatch" "identity -> facade" "schemas -> facade")
+# The folders that may include headers with these prefixes.
+set(boost json platform support dispatch/storage facade/objc)
+set(curl network)
+set(unicode text)
+
+file(STRINGS "${FOLDERS}" lines)
+set(folders)
+foreach(line IN LISTS lines)
+    string(REGEX MATCH "^([^:]+): ?(.*)$" line "${line}")
+    list(APPEND folders "${CMAKE_MATCH_1}")
+    string(REPLACE " " ";" "neighbours_of_${CMAKE_MATCH_1}" "${CMAKE_MATCH_2}")
+endforeach()
+
+# The declared folder that `path`, relative to LIBRARY, lies in.
+function(find_folder path result)
+    cmake_path(GET path PARENT_PATH folder)
+    while(folder AND NOT folder IN_LIST folders)
+        cmake_path(GET folder PARENT_PATH folder)
+    endwhile()
+    if(NOT folder)
+        message(SEND_ERROR "${path} is in no declared folder")
+    endif()
+    set(${result} "${folder}" PARENT_SCOPE)
+endfunction()
+
+file(GLOB_RECURSE sources RELATIVE "${LIBRARY}" "${LIBRARY}/*.cpp" "${LIBRARY}/*.h" "${LIBRARY}/*.m")
+foreach(source IN LISTS sources)
+    cmake_path(GET source FILENAME name)
+    set("path_of_${name}" "${source}")
+endforeach()
+
+foreach(source IN LISTS sources)
+    find_folder("${source}" from)
+    cmake_path(GET source PARENT_PATH beside)
+    file(STRINGS "${LIBRARY}/${source}" includes REGEX "^[ \t]*#[ \t]*(include|import)[ \t]*[<\"]")
+    foreach(include IN LISTS includes)
+        string(REGEX REPLACE ".*[<\"]([^>\"]+)[>\"].*" "\\1" header "${include}")
+        string(REGEX MATCH "^[^/.]+" prefix "${header}")
+        if(prefix STREQUAL "zentara")
+            cmake_path(GET header FILENAME name)
+            set(path "${path_of_${name}}")
+        elseif(EXISTS "${LIBRARY}/${beside}/${header}")
+            set(path "${beside}/${header}")
+        elseif(EXISTS "${LIBRARY}/${header}")
+            set(path "${header}")
+        else()
+            if(DEFINED ${prefix} AND NOT from IN_LIST ${prefix})
+                message(SEND_ERROR "${source} includes <${header}>, which is for: ${${prefix}}")
+            endif()
+            continue()
+        endif()
+        find_folder("${path}" to)
+        if(NOT to STREQUAL from AND NOT to IN_LIST neighbours_of_${from}
+           AND NOT "${from} -> ${to}" IN_LIST exceptions)
+            message(SEND_ERROR "${source} includes ${path}: ${from} does not declare ${to}")
+        endif()
+    endforeach()
+endforeach()
