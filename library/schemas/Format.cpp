@@ -8,7 +8,7 @@
 #include "json/PrintedForm.h"
 #include "network/InternetAddress.h"
 #include "support/FatalError.h"
-#include "text/RegularExpression.h"
+#include "text/Unicode.h"
 
 namespace zentara {
 

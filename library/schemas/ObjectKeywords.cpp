@@ -149,9 +149,10 @@ bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONOb
     Positions covered(patterns == nullptr ? 0 : object.size());
     if (patterns != nullptr) {
         for (const auto& [pattern, schema] : *patterns) {
-            const auto expression = RegularExpression::compile(pattern, &allowance_);
+            const RegularExpression expression(pattern);
+            const bool isValid = expression.isValid(&allowance_);
             if (allowance_.exhausted()) return stopForCost();
-            if (!expression) {
+            if (!isValid) {
                 // Takes the place of everything that this keyword has found so far.
                 if (messages_ != nullptr) {
                     messages_->resize(firstMessage);
@@ -163,7 +164,7 @@ bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONOb
             std::size_t position = 0;
             for (const auto& [name, value] : object) {
                 const auto current = position++;
-                if (!expression->matches(name, countCharacters(name), &allowance_)) {
+                if (!expression.matches(name, &allowance_)) {
                     if (allowance_.exhausted()) return stopForCost();
                     continue;
                 }

@@ -6,6 +6,7 @@
 #include "schemas/Type.h"
 #include "schemas/ValidationRun.h"
 #include "text/RegularExpression.h"
+#include "text/Unicode.h"
 
 // The keywords that look at a value as a whole, and those for strings and numbers.
 
@@ -130,10 +131,11 @@ bool ValidationRun::pattern(const JSONValue& pattern, const JSONValue& value) {
     const auto* const expressionText = pattern.if_string();
     const auto* const text = value.if_string();
     if (expressionText == nullptr || text == nullptr) return true;
-    const auto expression = RegularExpression::compile(*expressionText, &allowance_);
+    const RegularExpression expression(*expressionText);
+    const bool isValid = expression.isValid(&allowance_);
     if (allowance_.exhausted()) return stopForCost();
-    if (!expression) return fail("[Schema] Regex pattern '", pattern, "' is not valid");
-    if (expression->matches(*text, countCharacters(*text), &allowance_)) return true;
+    if (!isValid) return fail("[Schema] Regex pattern '", pattern, "' is not valid");
+    if (expression.matches(*text, &allowance_)) return true;
     if (allowance_.exhausted()) return stopForCost();
     return fail("'", value, "' does not match pattern: '", pattern, "'");
 }

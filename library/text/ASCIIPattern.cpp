@@ -4,7 +4,9 @@
 #include <bit>
 #include <bitset>
 #include <charconv>
-#include <cstring>
+#include <optional>
+
+#include "text/PatternCost.h"
 
 namespace zentara {
 
@@ -76,24 +78,30 @@ class ASCIIPatternParser {
   public:
     explicit ASCIIPatternParser(std::string_view pattern) : rest_(pattern) {}
 
-    std::optional<ASCIIPattern> parse() {
-        result_.isAnchoredAtStart_ = take('^');
-        if (rest_.ends_with('$') && !rest_.ends_with("\\$")) {
-            result_.isAnchoredAtEnd_ = true;
-            rest_.remove_suffix(1);
-        }
+    std::unique_ptr<const ASCIIPattern> parse() {
+        const bool isAnchoredAtStart = take('^');
+        const bool isAnchoredAtEnd = rest_.ends_with('$') && !rest_.ends_with("\\$");
+        if (isAnchoredAtEnd) rest_.remove_suffix(1);
         bool hasAlternatives = false;
         const auto whole = alternatives(0, hasAlternatives);
-        if (!whole || !rest_.empty()) return std::nullopt;
+        if (!whole || !rest_.empty()) return nullptr;
         // In ^a|b$ each anchor belongs to one alternative.
-        if (hasAlternatives && (result_.isAnchoredAtStart_ || result_.isAnchoredAtEnd_)) {
-            return std::nullopt;
+        if (hasAlternatives && (isAnchoredAtStart || isAnchoredAtEnd)) return nullptr;
+
+        auto result = std::make_unique<ASCIIPattern>();
+        for (std::size_t c = 0; c < readable_.size(); ++c) {
+            auto& classes = result->readable_;
+            const auto found = std::find(classes.begin(), classes.end(), readable_[c]);
+            result->classes_[c] = static_cast<std::uint8_t>(found - classes.begin());
+            if (found == classes.end()) classes.push_back(readable_[c]);
         }
-        result_.first_ = whole->first;
-        result_.last_ = whole->last;
-        result_.positions_ = count_;
-        result_.matchesNothing_ = whole->canBeEmpty;
-        return result_;
+        result->following_.assign(following_.begin(), following_.begin() + count_);
+        result->first_ = whole->first;
+        result->last_ = whole->last;
+        result->matchesNothing_ = whole->canBeEmpty;
+        result->isAnchoredAtStart_ = isAnchoredAtStart;
+        result->isAnchoredAtEnd_ = isAnchoredAtEnd;
+        return result;
     }
 
   private:
@@ -148,7 +156,7 @@ class ASCIIPatternParser {
 
     void follow(std::uint64_t positions, std::uint64_t next) {
         for (; positions != 0; positions &= positions - 1) {
-            result_.following_[static_cast<std::size_t>(std::countr_zero(positions))] |= next;
+            following_[static_cast<std::size_t>(std::countr_zero(positions))] |= next;
         }
     }
 
@@ -278,36 +286,22 @@ class ASCIIPatternParser {
         if (count_ == maximumPositions) return std::nullopt;
         const auto bit = std::uint64_t{1} << count_++;
         for (std::size_t c = 0; c < characters.size(); ++c) {
-            if (characters[c]) result_.readable_[c] |= bit;
+            if (characters[c]) readable_[c] |= bit;
         }
         return Part{bit, bit, false};
     }
 
     std::string_view rest_;
-    unsigned count_ = 0;
-    ASCIIPattern result_;
+    unsigned count_ = 0;  ///< of positions
+    std::array<std::uint64_t, 128> readable_{};
+    std::array<std::uint64_t, maximumPositions> following_{};
 };
 
-std::optional<ASCIIPattern> ASCIIPattern::compile(std::string_view pattern) {
+std::unique_ptr<const ASCIIPattern> ASCIIPattern::compile(std::string_view pattern) {
+    if (pattern.size() > PatternCost::longestPattern || PatternCost(pattern).isTooHigh()) {
+        return nullptr;
+    }
     return ASCIIPatternParser(pattern).parse();
-}
-
-bool ASCIIPattern::accepts(std::string_view text) noexcept {
-    // Eight characters at a time: bytes below 14 borrow, bytes from 128 have the high bit.
-    constexpr std::uint64_t highBits = 0x8080808080808080U;
-    constexpr std::uint64_t lowest = 0x0E0E0E0E0E0E0E0EU;
-    std::uint64_t refused = 0;
-    std::size_t i = 0;
-    for (; i + sizeof(std::uint64_t) <= text.size(); i += sizeof(std::uint64_t)) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, text.data() + i, sizeof word);
-        refused |= ((word - lowest) | word) & highBits;
-    }
-    for (; i < text.size(); ++i) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        refused |= (c < 0x0E || c >= 0x80) ? highBits : 0;
-    }
-    return refused == 0;
 }
 
 bool ASCIIPattern::matches(std::string_view text) const noexcept {
@@ -317,9 +311,8 @@ bool ASCIIPattern::matches(std::string_view text) const noexcept {
     std::uint64_t next = first_;
     std::uint64_t read = 0;
     for (const char c : text) {
-        // Nothing can be read any more: the text goes on where the expression has ended.
-        if (next == 0) return false;
-        read = next & readable_[static_cast<unsigned char>(c)];
+        read = next & readable_[classes_[static_cast<unsigned char>(c)]];
+        if (read == 0 && isAnchoredAtStart_) return false;
         if (!isAnchoredAtEnd_ && (read & last_) != 0) return true;
         next = isAnchoredAtStart_ ? 0 : first_;
         for (auto positions = read; positions != 0; positions &= positions - 1) {

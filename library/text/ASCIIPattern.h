@@ -1,46 +1,46 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <string_view>
+#include <vector>
 
 namespace zentara {
 
-/// The quick road for the expressions that schemas are mostly made of, applied to ASCII text: a
+/// The expressions that schemas are mostly made of, for plain ASCII text (`isPlainASCII`): a
 /// non-deterministic automaton whose states are the bits of one word, run in time linear to the
-/// text. Everything else is left to the full engine, whose answers are the same.
+/// text. Its answers are those of ICU.
 ///
 /// Understands literals, character classes, \d \w \s and their opposites, dots, groups, alternation
 /// and greedy or lazy repetition, with at most 64 character positions after repetitions are written
 /// out, and ^ and $ around the whole.
 class ASCIIPattern {
   public:
-    /// Nothing when the pattern is not such an expression, or possibly not a valid one: whether
-    /// it is valid, the full engine has to say.
-    [[nodiscard]] static std::optional<ASCIIPattern> compile(std::string_view pattern);
-
-    /// Whether this may be asked about `text`: ASCII without line terminators and the like.
-    [[nodiscard]] static bool accepts(std::string_view text) noexcept;
+    /// Null when the pattern is not such an expression, or possibly not a valid one: whether it is
+    /// valid is for ICU to say.
+    [[nodiscard]] static std::unique_ptr<const ASCIIPattern> compile(std::string_view pattern);
 
     /// About how many nanoseconds a character may take at most.
-    [[nodiscard]] std::int64_t costPerByte() const noexcept { return 2 + positions_ * 5 / 4; }
+    [[nodiscard]] std::int64_t costPerByte() const noexcept {
+        return 3 + static_cast<std::int64_t>(following_.size()) * 5 / 4;
+    }
 
-    /// Whether the expression matches somewhere in an accepted text.
+    /// Whether the expression matches somewhere in a plain text.
     [[nodiscard]] bool matches(std::string_view text) const noexcept;
 
   private:
     friend class ASCIIPatternParser;
 
-    ASCIIPattern() = default;
-
-    /// For each character, the positions that it can be read at.
-    std::array<std::uint64_t, 128> readable_{};
+    /// For each character, the index of its class.
+    std::array<std::uint8_t, 128> classes_{};
+    /// For each class of characters, the positions that its characters can be read at.
+    std::vector<std::uint64_t> readable_;
     /// For each position, those that may be read next.
-    std::array<std::uint64_t, 64> following_{};
+    std::vector<std::uint64_t> following_;
     std::uint64_t first_ = 0;
     std::uint64_t last_ = 0;
-    std::int64_t positions_ = 0;
     bool matchesNothing_ = false;  ///< the empty text is a match
     bool isAnchoredAtStart_ = false;
     bool isAnchoredAtEnd_ = false;

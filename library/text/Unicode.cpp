@@ -1,19 +1,32 @@
 #include "text/Unicode.h"
 
+#include <unicode/ubrk.h>
+#include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <limits>
+#include <optional>
+#include <utility>
 
 namespace zentara {
 
 namespace {
 
+constexpr std::uint64_t highBits = 0x8080808080808080U;
+
+/// Of text in which combining characters are looked for.
+constexpr std::int64_t unitsPerCombinedByte = 6;
+constexpr std::int64_t unitsPerCombinedCharacter = 36;
+
 template <typename Word>
-std::uint64_t highBitsAt(const char* bytes) noexcept {
+std::uint64_t wordAt(const char* bytes) noexcept {
     Word word = 0;
     std::memcpy(&word, bytes, sizeof(word));
-    return word & std::uint64_t{0x8080808080808080};
+    return word;
 }
 
 /// How many bytes at the start of `text` are surely ASCII, looked at by eights. The last word may
@@ -23,15 +36,80 @@ std::size_t asciiLength(std::string_view text) noexcept {
     constexpr std::size_t half = sizeof(std::uint32_t);
     const auto* const end = text.data() + text.size();
     if (text.size() < whole) {
-        const bool isASCII = text.size() >= half && (highBitsAt<std::uint32_t>(text.data()) |
-                                                     highBitsAt<std::uint32_t>(end - half)) == 0;
+        const bool isASCII =
+            text.size() >= half &&
+            ((wordAt<std::uint32_t>(text.data()) | wordAt<std::uint32_t>(end - half)) & highBits) ==
+                0;
         return isASCII ? text.size() : 0;
     }
     std::size_t length = 0;
     for (; length + whole <= text.size(); length += whole) {
-        if (highBitsAt<std::uint64_t>(text.data() + length) != 0) return length;
+        if ((wordAt<std::uint64_t>(text.data() + length) & highBits) != 0) return length;
     }
-    return highBitsAt<std::uint64_t>(end - whole) == 0 ? text.size() : length;
+    return (wordAt<std::uint64_t>(end - whole) & highBits) == 0 ? text.size() : length;
+}
+
+/// Whether each of the eight bytes is at least 14 and below 128: a lower one borrows.
+bool isPlain(std::uint64_t word) noexcept {
+    constexpr std::uint64_t lowest = 0x0E0E0E0E0E0E0E0EU;
+    return (((word - lowest) | word) & highBits) == 0;
+}
+
+/// Calls `visit(character)` for each character, U+FFFD for an ill-formed sequence, until it
+/// returns false.
+template <typename Visit>
+void forEachCharacter(std::string_view text, const Visit& visit) {
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    const auto length = static_cast<std::int64_t>(text.size());
+    for (std::int64_t next = 0; next < length;) {
+        UChar32 character = 0;
+        U8_NEXT_OR_FFFD(bytes, next, length, character);
+        if (!visit(character)) return;
+    }
+}
+
+struct Closer {
+    void operator()(UBreakIterator* iterator) const noexcept { ubrk_close(iterator); }
+};
+using BreakIterator = std::unique_ptr<UBreakIterator, Closer>;
+
+/// Opening a break iterator costs far more than using it, so the last one used is kept for the
+/// next caller. A plain pointer, so that it survives static destruction.
+std::atomic<UBreakIterator*> spareIterator{nullptr};
+
+BreakIterator takeIterator() {
+    if (auto* const spare = spareIterator.exchange(nullptr)) return BreakIterator(spare);
+    UErrorCode status = U_ZERO_ERROR;
+    BreakIterator opened(ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status));
+    return U_SUCCESS(status) ? std::move(opened) : nullptr;
+}
+
+void giveBack(BreakIterator iterator) {
+    const BreakIterator previous(spareIterator.exchange(iterator.release()));
+}
+
+/// The number of characters if each code point is one of its own but for CR LF: text below U+0300
+/// or between U+0380 and U+047F, where nothing combines. Spares European text the break iterator.
+std::optional<std::size_t> countWithoutCombining(std::string_view text) noexcept {
+    std::size_t count = 0;
+    char previous = '\0';
+    for (std::size_t i = 0; i < text.size(); ++count) {
+        const char c = text[i++];
+        const auto lead = static_cast<unsigned char>(c);
+        if (c == '\n' && previous == '\r') --count;
+        previous = c;
+        if (lead < 0x80) continue;
+        const bool alone = (lead >= 0xC2 && lead <= 0xCB) || (lead >= 0xCE && lead <= 0xD1);
+        if (!alone || i == text.size()) return std::nullopt;
+        if ((static_cast<unsigned char>(text[i++]) & 0xC0U) != 0x80) return std::nullopt;
+    }
+    return count;
+}
+
+std::size_t countCodePoints(std::string_view text) noexcept {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
+        return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80;
+    }));
 }
 
 }  // namespace
@@ -54,17 +132,68 @@ bool isValidUTF8(std::string_view text) noexcept {
 std::string repairedUTF8(std::string_view text) {
     std::string repaired;
     repaired.reserve(text.size() + 8);
-    const auto* const source = reinterpret_cast<const std::uint8_t*>(text.data());
-    const auto length = static_cast<std::int64_t>(text.size());
-    for (std::int64_t next = 0; next < length;) {
-        UChar32 character = 0;
-        U8_NEXT_OR_FFFD(source, next, length, character);
+    forEachCharacter(text, [&repaired](UChar32 character) {
         std::uint8_t bytes[U8_MAX_LENGTH];
         std::size_t count = 0;
         U8_APPEND_UNSAFE(bytes, count, static_cast<std::uint32_t>(character));
         repaired.append(reinterpret_cast<const char*>(bytes), count);
-    }
+        return true;
+    });
     return repaired;
+}
+
+bool isPlainASCII(std::string_view text) noexcept {
+    constexpr std::size_t size = sizeof(std::uint64_t);
+    if (text.size() < size) {
+        std::uint64_t word = 0x2020202020202020U;
+        for (const char c : text)
+            word = word << 8U | static_cast<unsigned char>(c);
+        return isPlain(word);
+    }
+    for (std::size_t i = 0; i + size <= text.size(); i += size) {
+        if (!isPlain(wordAt<std::uint64_t>(text.data() + i))) return false;
+    }
+    return isPlain(wordAt<std::uint64_t>(text.data() + text.size() - size));
+}
+
+std::size_t characterCount(std::string_view text, WorkAllowance* allowance) {
+    const auto spend = [allowance](std::int64_t perUnit, std::size_t units) {
+        if (allowance != nullptr) allowance->spend(perUnit * static_cast<std::int64_t>(units));
+    };
+    spend(1, text.size());
+    if (isPlainASCII(text)) return text.size();
+    if (const auto count = countWithoutCombining(text)) return *count;
+
+    const UTF16Text units(text, text.size());
+    auto iterator =
+        units.size() <= std::numeric_limits<std::int32_t>::max() ? takeIterator() : BreakIterator();
+    if (!iterator) return countCodePoints(text);  // beyond ICU's reach, or ICU without its data
+    UErrorCode status = U_ZERO_ERROR;
+    ubrk_setText(iterator.get(), units.data(), static_cast<std::int32_t>(units.size()), &status);
+    if (U_FAILURE(status)) return countCodePoints(text);
+    std::size_t count = 0;
+    while (ubrk_next(iterator.get()) != UBRK_DONE)
+        ++count;
+    spend(unitsPerCombinedByte, text.size());
+    spend(unitsPerCombinedCharacter, count);
+    giveBack(std::move(iterator));
+    return count;
+}
+
+UTF16Text::UTF16Text(std::string_view text, std::size_t limit) {
+    // UTF-16 never takes more units than UTF-8 takes bytes; the spare one is for a cut pair.
+    const std::size_t capacity = std::min(text.size(), limit) + 1;
+    if (capacity > few_.size()) many_.reset(new char16_t[capacity]);
+    char16_t* const units = many_ ? many_.get() : few_.data();
+    const auto plain = std::min(asciiLength(text), limit);
+    for (; size_ < plain; ++size_)
+        units[size_] = static_cast<unsigned char>(text[size_]);
+    forEachCharacter(text.substr(plain), [this, units, limit](UChar32 character) {
+        if (size_ >= limit) return false;
+        U16_APPEND_UNSAFE(units, size_, character);
+        return true;
+    });
+    size_ = std::min(size_, limit);
 }
 
 }  // namespace zentara

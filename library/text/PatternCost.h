@@ -4,23 +4,23 @@
 #include <cstdint>
 #include <string_view>
 
-#include "text/UTF16Text.h"
+#include "text/Unicode.h"
 
 namespace zentara {
 
-/// What compiling and matching an expression can cost at most, told from its text alone. ICU says
-/// nothing of a match before it has saved 10,000 states, so what it may do in between must be
-/// bounded beforehand. Everything is rounded up: characters count for what they mean anywhere.
-class PatternForm {
+/// What compiling and matching an expression with ICU can cost at most, estimated from its text.
+/// ICU reports on a match only after each 10,000 saved states, so what it may do in between must be
+/// bounded beforehand. The estimate is rounded up: it does not tell where a character has a special
+/// meaning and where it has none.
+class PatternCost {
   public:
     /// Compiling takes time that grows with the square of the length.
     static constexpr std::size_t longestPattern = 16'384;
 
-    explicit PatternForm(std::string_view pattern) noexcept;
+    explicit PatternCost(std::string_view pattern) noexcept;
 
-    /// Whether compiling would take longer than a host can wait, about a tenth of a second: it
-    /// cannot be interrupted.
-    [[nodiscard]] bool isTooCostlyToCompile() const noexcept;
+    /// Whether compiling, which cannot be interrupted, might take longer than a tenth of a second.
+    [[nodiscard]] bool isTooHigh() const noexcept;
 
     /// How many bytes the compiled form takes.
     [[nodiscard]] std::size_t compiledSize() const noexcept;
@@ -31,9 +31,9 @@ class PatternForm {
     /// Whether a matcher holds more than its stack: iterators over words or characters.
     [[nodiscard]] bool usesBreakIterators() const noexcept { return clusters_ + wordRules_ > 0; }
 
-    /// How many nanoseconds may pass between two saved states, scans of sets apart, when no more
-    /// than `piece` units of the text are looked at without a report.
-    [[nodiscard]] std::int64_t timePerState(const UTF16Text& text, std::size_t piece) const;
+    /// How many nanoseconds may pass between two saved states, scans of sets apart, if ICU reports
+    /// after each `piece` units of the text that it looks at.
+    [[nodiscard]] std::int64_t timePerState(const UTF16Text& text, std::int64_t piece) const;
 
   private:
     std::size_t size_;

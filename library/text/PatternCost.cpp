@@ -1,6 +1,7 @@
-#include "text/PatternForm.h"
+#include "text/PatternCost.h"
 
 #include <unicode/uchar.h>
+#include <unicode/utf16.h>
 
 #include <algorithm>
 
@@ -50,7 +51,7 @@ std::size_t longestCombiningRow(const UTF16Text& text) {
 
 }  // namespace
 
-PatternForm::PatternForm(std::string_view pattern) noexcept : size_(pattern.size()) {
+PatternCost::PatternCost(std::string_view pattern) noexcept : size_(pattern.size()) {
     bool isWithinBrackets = false;
     bool hasNestedBrackets = pattern.find("[]") != std::string_view::npos;
     bool isPlain = true;
@@ -97,7 +98,7 @@ PatternForm::PatternForm(std::string_view pattern) noexcept : size_(pattern.size
     if (ignoresCase_) largeSets_ += (isPlain ? 0 : ranges) + (hasNestedBrackets ? sets_ : 0);
 }
 
-bool PatternForm::isTooCostlyToCompile() const noexcept {
+bool PatternCost::isTooHigh() const noexcept {
     constexpr std::size_t mostSets = 2'000;
     constexpr std::size_t mostLargeSets = 1'000;
     constexpr std::size_t mostLargeSetsIgnoringCase = 15;
@@ -106,7 +107,7 @@ bool PatternForm::isTooCostlyToCompile() const noexcept {
            largeSets_ > (ignoresCase_ ? mostLargeSetsIgnoringCase : mostLargeSets);
 }
 
-std::size_t PatternForm::compiledSize() const noexcept {
+std::size_t PatternCost::compiledSize() const noexcept {
     constexpr std::size_t bytesPerExpression = 4096;
     constexpr std::size_t bytesPerPatternByte = 40;
     constexpr std::size_t bytesPerSet = 1024;
@@ -115,8 +116,8 @@ std::size_t PatternForm::compiledSize() const noexcept {
            bytesPerLargeSet * largeSets_;
 }
 
-std::int64_t PatternForm::timePerState(const UTF16Text& text, std::size_t piece) const {
-    const auto units = std::min(text.size(), piece);
+std::int64_t PatternCost::timePerState(const UTF16Text& text, std::int64_t piece) const {
+    const auto units = std::min(text.size(), static_cast<std::size_t>(piece));
     const auto times = [](std::int64_t time, std::size_t count) {
         return time * static_cast<std::int64_t>(count);
     };

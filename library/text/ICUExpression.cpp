@@ -1,0 +1,362 @@
+#include "text/ICUExpression.h"
+
+#include <unicode/utext.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <utility>
+
+#include "text/Unicode.h"
+
+// One search may run twice: first with the small stack of a matcher that is kept, then, if that
+// has overflowed, with as much stack as a search may have.
+
+namespace zentara {
+
+namespace {
+
+/// After which a match is given up at its next report.
+constexpr std::int64_t unitsPerMatch = 70'000'000;
+constexpr std::size_t stackLimit = 8'000'000;
+/// ICU reports after each 10,000 saved states, which take about this long.
+constexpr std::int64_t statesPerReport = 10'000;
+constexpr std::int64_t unitsPerStep = 200'000;
+/// What may pass between two reports beside scans of the text. Patterns of which more is to be
+/// feared are not matched, and the stack is smaller the more each of its states can set off.
+constexpr std::int64_t unitsPerReport = 50'000'000;
+/// What a match is taken to have worked at most before the first report.
+constexpr std::chrono::nanoseconds longestFirstSteps = std::chrono::milliseconds(50);
+constexpr std::int64_t unitsPerCall = 200;
+constexpr std::int64_t unitsPerByte = 2;
+constexpr std::int64_t unitsPerCompilation = 10'000;
+constexpr std::int64_t unitsPerPatternByte = 100;
+
+constexpr std::size_t longestText = 32'768;
+/// How long a text may take to scan, in nanoseconds, that is handed over whole: each of the states
+/// between two reports may have come from a scan. The sets that ICU looks characters beyond Latin-1
+/// up in take that much longer.
+constexpr std::size_t longestScan = 3'000;
+constexpr std::size_t timePerOtherUnit = 30;
+constexpr char16_t lastLatinUnit = 0xFF;
+
+/// The stack of a matcher that is kept for later matches, which never shrinks. A match that needs
+/// more gets a matcher of its own.
+constexpr std::size_t keptStack = 32 * 1024;
+
+/// How long this thread has worked. Reading it takes several times as long as reading a clock.
+std::chrono::nanoseconds threadTime() noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+bool takesLongToScan(const UTF16Text& text) {
+    if (text.size() > longestScan) return true;
+    const auto others = std::count_if(text.data(), text.data() + text.size(),
+                                      [](char16_t unit) { return unit > lastLatinUnit; });
+    return text.size() + timePerOtherUnit * static_cast<std::size_t>(others) > longestScan;
+}
+
+/// A text that is handed to ICU in pieces, so that a scan over all of it, which reports nothing by
+/// itself, can be ended: each time a few pieces were asked for, `mayGoOn` is. Once it says no, the
+/// text turns into a single letter that takes up the whole length, and all scans soon end.
+class PiecewiseText {
+  public:
+    static constexpr std::int64_t piece = 128;
+
+    using MayGoOn = bool (*)(void* context);
+
+    /// Refers to `text`, which must outlive this and all clones of what `open` returns.
+    PiecewiseText(const UTF16Text& text, MayGoOn mayGoOn, void* context) noexcept
+        : text_(text), mayGoOn_(mayGoOn), context_(context) {}
+
+    PiecewiseText(const PiecewiseText&) = delete;
+    PiecewiseText& operator=(const PiecewiseText&) = delete;
+
+    /// Opens `opened`, an initialised text, at the start.
+    void open(UText& opened, UErrorCode& status) {
+        utext_setup(&opened, 0, &status);
+        if (U_FAILURE(status)) return;
+        opened.pFuncs = &functions;
+        opened.context = this;
+        opened.a = static_cast<std::int64_t>(text_.size());
+        opened.chunkContents = letter;
+    }
+
+  private:
+    static constexpr std::uint32_t piecesPerQuestion = 16;
+    static constexpr char16_t letter[] = u"a";
+    static const UTextFuncs functions;
+
+    static UText* U_CALLCONV clone(UText* copy, const UText* source, UBool /*deep*/,
+                                   UErrorCode* status) {
+        copy = utext_setup(copy, 0, status);
+        if (U_FAILURE(*status)) return copy;
+        copy->pFuncs = source->pFuncs;
+        copy->context = source->context;
+        copy->a = source->a;
+        copy->chunkContents = letter;
+        return copy;
+    }
+
+    static std::int64_t U_CALLCONV length(UText* text) { return text->a; }
+
+    static UBool U_CALLCONV access(UText* text, std::int64_t index, UBool forward) {
+        auto& self = *static_cast<PiecewiseText*>(const_cast<void*>(text->context));
+        return self.bring(*text, index, forward != 0);
+    }
+
+    static std::int32_t U_CALLCONV extract(UText* /*text*/, std::int64_t /*start*/,
+                                           std::int64_t /*limit*/, char16_t* /*target*/,
+                                           std::int32_t /*capacity*/, UErrorCode* status) {
+        *status = U_UNSUPPORTED_ERROR;
+        return 0;
+    }
+
+    // Only the letter that stands for everything is mapped: where it starts and where it ends.
+    static std::int64_t U_CALLCONV nativeIndex(const UText* text) {
+        return text->chunkOffset == 0 ? text->chunkNativeStart : text->chunkNativeLimit;
+    }
+    static std::int32_t U_CALLCONV unitIndex(const UText* /*text*/, std::int64_t /*index*/) {
+        return 0;
+    }
+
+    /// Brings the piece around `index` into `opened`.
+    bool bring(UText& opened, std::int64_t index, bool isForward) {
+        const auto length = opened.a;
+        index = std::clamp<std::int64_t>(index, 0, length);
+        const bool isThere = isForward ? index < length : index > 0;
+        if (!hasEnded_ && ++pieces_ % piecesPerQuestion == 0) hasEnded_ = !mayGoOn_(context_);
+        if (hasEnded_) {
+            // The letter reaches from the index to the end, or from the start to the index.
+            const bool reachesToEnd = isForward == isThere;
+            opened.chunkContents = letter;
+            opened.chunkLength = length > 0 ? 1 : 0;
+            opened.chunkNativeStart = reachesToEnd ? index : 0;
+            opened.chunkNativeLimit = reachesToEnd ? length : index;
+            opened.nativeIndexingLimit = 0;
+            opened.chunkOffset = reachesToEnd ? 0 : opened.chunkLength;
+            return isThere;
+        }
+        const auto inside = isForward == isThere ? index : index - 1;
+        const auto start = std::max<std::int64_t>(inside, 0) / piece * piece;
+        const auto limit = std::min(start + piece, length);
+        opened.chunkContents = text_.data() + start;
+        opened.chunkLength = static_cast<std::int32_t>(limit - start);
+        opened.chunkNativeStart = start;
+        opened.chunkNativeLimit = limit;
+        opened.nativeIndexingLimit = opened.chunkLength;
+        opened.chunkOffset = static_cast<std::int32_t>(index - start);
+        return isThere;
+    }
+
+    const UTF16Text& text_;
+    const MayGoOn mayGoOn_;
+    void* const context_;
+    std::uint32_t pieces_ = 0;
+    bool hasEnded_ = false;
+};
+
+const UTextFuncs PiecewiseText::functions = {sizeof(UTextFuncs),
+                                             0,
+                                             0,
+                                             0,
+                                             &clone,
+                                             &length,
+                                             &access,
+                                             &extract,
+                                             nullptr,
+                                             nullptr,
+                                             &nativeIndex,
+                                             &unitIndex,
+                                             nullptr,
+                                             nullptr,
+                                             nullptr,
+                                             nullptr};
+
+}  // namespace
+
+/// One ICU matcher, which holds the state of one match, and the limits of that match.
+class ICUExpression::Matcher {
+  public:
+    Matcher(Pointer expression, std::size_t stackSize) : expression_(std::move(expression)) {
+        UErrorCode status = U_ZERO_ERROR;
+        // ICU allows twice the size that it is given.
+        uregex_setStackLimit(expression_.get(), static_cast<std::int32_t>(stackSize / 2), &status);
+        uregex_setMatchCallback(expression_.get(), &Matcher::afterSteps, this, &status);
+        uregex_setFindProgressCallback(expression_.get(), &Matcher::afterAttempt, this, &status);
+    }
+
+    Matcher(const Matcher&) = delete;
+    Matcher& operator=(const Matcher&) = delete;
+
+    /// Whether there is a match in `text`, found within `units` of work. A matcher that has had a
+    /// text in pieces must not be used again.
+    bool find(const UTF16Text& text, bool isPiecewise, std::int64_t units) {
+        limit_ = units;
+        spent_ = 0;
+        attempts_ = 0;
+        isOver_ = false;
+        started_ = std::chrono::steady_clock::now();
+        threadTimeAtStart_.reset();
+        // Some expressions scan the rest of the text from each place without saving a state, so
+        // the longer the text the more often the clock is read.
+        attemptsPerClockReading_ = static_cast<std::uint32_t>(
+            std::clamp<std::size_t>(65'536 / (text.size() + 1), 1, 1024));
+        UErrorCode status = U_ZERO_ERROR;
+        if (isPiecewise) {
+            pieces_.emplace(
+                text, [](void* self) { return static_cast<Matcher*>(self)->mayGoOn(); }, this);
+            UText opened = UTEXT_INITIALIZER;
+            pieces_->open(opened, status);
+            uregex_setUText(expression_.get(), &opened, &status);
+            utext_close(&opened);
+        } else {
+            uregex_setText(expression_.get(), text.data(), static_cast<std::int32_t>(text.size()),
+                           &status);
+        }
+        const bool isFound = uregex_findNext(expression_.get(), &status) && U_SUCCESS(status);
+        hasOverflowed_ = status == U_REGEX_STACK_OVERFLOW;
+        // Once the time is over, ICU is searching another text.
+        return isFound && !isOver_;
+    }
+
+    /// Whether the search ended because the stack was too small.
+    [[nodiscard]] bool hasOverflowed() const noexcept { return hasOverflowed_; }
+
+    /// What the match has cost: what it did or the time it took, whichever is more, since some
+    /// steps scan the text or copy many groups.
+    [[nodiscard]] std::int64_t unitsSpent() const {
+        return std::max<std::int64_t>(spent_, timeTaken().count());
+    }
+
+  private:
+    static Matcher& self(const void* context) noexcept {
+        return *static_cast<Matcher*>(const_cast<void*>(context));
+    }
+
+    static UBool U_CALLCONV afterSteps(const void* context, std::int32_t /*steps*/) {
+        auto& matcher = self(context);
+        matcher.spent_ += unitsPerStep;
+        return matcher.mayGoOn();
+    }
+
+    static UBool U_CALLCONV afterAttempt(const void* context, std::int64_t /*index*/) {
+        auto& matcher = self(context);
+        if (++matcher.attempts_ % matcher.attemptsPerClockReading_ != 0) return true;
+        return matcher.mayGoOn();
+    }
+
+    /// A match that turns out not to be short goes by what this thread works: while the machine is
+    /// busy with others, or the process is stopped, no match gets lost.
+    [[nodiscard]] bool mayGoOn() {
+        if (!threadTimeAtStart_) {
+            threadTimeAtStart_ = threadTime() - std::min(timePassed(), longestFirstSteps);
+        }
+        isOver_ = (timePassed().count() < limit_ ? spent_ : unitsSpent()) >= limit_;
+        return !isOver_;
+    }
+
+    [[nodiscard]] std::chrono::nanoseconds timePassed() const {
+        return std::chrono::steady_clock::now() - started_;
+    }
+    [[nodiscard]] std::chrono::nanoseconds timeTaken() const {
+        if (threadTimeAtStart_) return threadTime() - *threadTimeAtStart_;
+        return std::min(timePassed(), std::chrono::nanoseconds(unitsPerMatch));
+    }
+
+    Pointer expression_;
+    std::optional<PiecewiseText> pieces_;
+    bool isOver_ = false;
+    bool hasOverflowed_ = false;
+    std::int64_t limit_ = 0;
+    std::int64_t spent_ = 0;
+    std::uint32_t attempts_ = 0;
+    std::uint32_t attemptsPerClockReading_ = 1;
+    std::chrono::steady_clock::time_point started_;
+    std::optional<std::chrono::nanoseconds> threadTimeAtStart_;
+};
+
+std::unique_ptr<const ICUExpression> ICUExpression::open(std::string_view pattern) {
+    if (pattern.size() > PatternCost::longestPattern) return nullptr;
+    const PatternCost cost(pattern);
+    if (cost.isTooHigh()) return nullptr;
+    const UTF16Text units(pattern, pattern.size());
+    UErrorCode status = U_ZERO_ERROR;
+    Pointer prototype(
+        uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, nullptr, &status));
+    if (U_FAILURE(status)) return nullptr;
+    return std::unique_ptr<const ICUExpression>(new ICUExpression(std::move(prototype), cost));
+}
+
+std::unique_ptr<const ICUExpression> ICUExpression::compile(std::string_view pattern,
+                                                            WorkAllowance* allowance) {
+    const auto start = threadTime();
+    auto expression = open(pattern);
+    if (allowance != nullptr) {
+        const auto counted =
+            unitsPerCompilation + unitsPerPatternByte * static_cast<std::int64_t>(pattern.size());
+        allowance->spend(std::max<std::int64_t>(counted, (threadTime() - start).count()));
+    }
+    return expression;
+}
+
+ICUExpression::ICUExpression(Pointer prototype, const PatternCost& cost)
+    : prototype_(std::move(prototype)),
+      cost_(cost),
+      keepsMatcher_(cost.frameSize() < keptStack && !cost.usesBreakIterators()) {}
+
+ICUExpression::~ICUExpression() {
+    delete spare_.load();
+}
+
+std::size_t ICUExpression::size() const noexcept {
+    return cost_.compiledSize() + (keepsMatcher_ ? keptStack : 0);
+}
+
+bool ICUExpression::matches(std::string_view text, std::size_t searchLength,
+                            WorkAllowance* allowance) const {
+    auto limit = unitsPerMatch;
+    if (allowance != nullptr) {
+        const auto cost = unitsPerCall + unitsPerByte * static_cast<std::int64_t>(text.size());
+        if (!allowance->spend(cost)) return false;
+        limit = std::min(limit, allowance->remaining());
+    }
+    const UTF16Text units(text, std::min(searchLength, longestText + 1));
+    if (units.size() > longestText) return false;
+    const bool isPiecewise = takesLongToScan(units);
+    const auto timePerState = cost_.timePerState(units, PiecewiseText::piece);
+    if (timePerState * statesPerReport > unitsPerReport) return false;
+
+    if (keepsMatcher_ && !isPiecewise) {
+        std::unique_ptr<Matcher> matcher(spare_.exchange(nullptr));
+        if (!matcher) matcher = cloned(keptStack);
+        if (!matcher) return false;
+        const bool isFound = matcher->find(units, isPiecewise, limit);
+        const auto spent = matcher->unitsSpent();
+        if (allowance != nullptr) allowance->spend(spent);
+        limit -= spent;
+        const bool isEnough = !matcher->hasOverflowed();
+        const std::unique_ptr<Matcher> previous(spare_.exchange(matcher.release()));
+        if (isEnough || limit <= 0) return isFound;
+    }
+    const auto states =
+        static_cast<std::size_t>(unitsPerReport / std::max<std::int64_t>(1, timePerState));
+    const auto matcher = cloned(std::min(stackLimit, states * cost_.frameSize()));
+    if (!matcher) return false;
+    const bool isFound = matcher->find(units, isPiecewise, limit);
+    if (allowance != nullptr) allowance->spend(matcher->unitsSpent());
+    return isFound;
+}
+
+std::unique_ptr<ICUExpression::Matcher> ICUExpression::cloned(std::size_t stackSize) const {
+    UErrorCode status = U_ZERO_ERROR;
+    Pointer clone(uregex_clone(prototype_.get(), &status));
+    if (U_FAILURE(status)) return nullptr;
+    return std::make_unique<Matcher>(std::move(clone), stackSize);
+}
+
+}  // namespace zentara
