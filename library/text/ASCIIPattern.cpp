@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <bitset>
 #include <charconv>
 #include <optional>
 
@@ -12,15 +11,31 @@ namespace zentara {
 
 namespace {
 
-using Characters = std::bitset<128>;
-
 constexpr unsigned maximumPositions = 64;
 constexpr int maximumGroupDepth = 16;
+/// Of the table of states, which takes two bytes for each.
+constexpr std::size_t maximumEntries = 1024;
+
+template <typename Visit>
+void forEachBit(std::uint64_t bits, const Visit& visit) {
+    for (; bits != 0; bits &= bits - 1)
+        visit(static_cast<std::size_t>(std::countr_zero(bits)));
+}
+
+/// A set of ASCII characters.
+struct Characters {
+    std::array<std::uint64_t, 2> bits{};
+
+    Characters operator|(const Characters& other) const {
+        return {{bits[0] | other.bits[0], bits[1] | other.bits[1]}};
+    }
+    Characters operator~() const { return {{~bits[0], ~bits[1]}}; }
+};
 
 Characters range(char from, char to) {
     Characters characters;
     for (auto c = static_cast<unsigned char>(from); c <= static_cast<unsigned char>(to); ++c) {
-        characters.set(c);
+        characters.bits[c / 64U] |= std::uint64_t{1} << (c % 64U);
     }
     return characters;
 }
@@ -89,18 +104,21 @@ class ASCIIPatternParser {
         if (hasAlternatives && (isAnchoredAtStart || isAnchoredAtEnd)) return nullptr;
 
         auto result = std::make_unique<ASCIIPattern>();
+        auto& classes = result->readable_;
         for (std::size_t c = 0; c < readable_.size(); ++c) {
-            auto& classes = result->readable_;
-            const auto found = std::find(classes.begin(), classes.end(), readable_[c]);
+            // Most characters are in the class of the one before.
+            const bool isSame = c > 0 && readable_[c] == readable_[c - 1];
+            const auto found = isSame ? classes.begin() + result->classes_[c - 1]
+                                      : std::find(classes.begin(), classes.end(), readable_[c]);
             result->classes_[c] = static_cast<std::uint8_t>(found - classes.begin());
             if (found == classes.end()) classes.push_back(readable_[c]);
         }
         result->following_.assign(following_.begin(), following_.begin() + count_);
-        result->first_ = whole->first;
         result->last_ = whole->last;
-        result->matchesNothing_ = whole->canBeEmpty;
+        result->start_ = {whole->first, whole->canBeEmpty};
         result->isAnchoredAtStart_ = isAnchoredAtStart;
         result->isAnchoredAtEnd_ = isAnchoredAtEnd;
+        result->tabulate();
         return result;
     }
 
@@ -155,9 +173,7 @@ class ASCIIPatternParser {
     }
 
     void follow(std::uint64_t positions, std::uint64_t next) {
-        for (; positions != 0; positions &= positions - 1) {
-            following_[static_cast<std::size_t>(std::countr_zero(positions))] |= next;
-        }
+        forEachBit(positions, [&](std::size_t position) { following_[position] |= next; });
     }
 
     std::optional<Part> repeated(int depth) {
@@ -261,12 +277,12 @@ class ASCIIPatternParser {
                 const auto members = escaped(rest_.front());
                 rest_.remove_prefix(1);
                 if (!members || rest_.starts_with('-')) return std::nullopt;
-                characters |= *members;
+                characters = characters | *members;
             } else if (c == '-') {
                 // For itself, only at either end.
                 const bool isAtEnd = !rest_.empty() && rest_.front() == ']';
                 if ((!isFirst && !isAtEnd) || rest_.starts_with('-')) return std::nullopt;
-                characters |= only('-');
+                characters = characters | only('-');
             } else if (!isClassLiteral(c)) {
                 return std::nullopt;
             } else if (rest_.size() > 1 && rest_[0] == '-' && rest_[1] != ']') {
@@ -274,9 +290,9 @@ class ASCIIPatternParser {
                 if (!isAlphanumeric(c) || !isAlphanumeric(to) || to < c) return std::nullopt;
                 rest_.remove_prefix(2);
                 if (rest_.size() > 1 && rest_[0] == '-' && rest_[1] != ']') return std::nullopt;
-                characters |= range(c, to);
+                characters = characters | range(c, to);
             } else {
-                characters |= only(c);
+                characters = characters | only(c);
             }
         }
         return position(isNegated ? ~characters : characters);
@@ -285,8 +301,9 @@ class ASCIIPatternParser {
     std::optional<Part> position(const Characters& characters) {
         if (count_ == maximumPositions) return std::nullopt;
         const auto bit = std::uint64_t{1} << count_++;
-        for (std::size_t c = 0; c < characters.size(); ++c) {
-            if (characters[c]) readable_[c] |= bit;
+        for (const std::size_t half : {0U, 1U}) {
+            forEachBit(characters.bits[half],
+                       [&](std::size_t c) { readable_[half * 64 + c] |= bit; });
         }
         return Part{bit, bit, false};
     }
@@ -304,22 +321,51 @@ std::unique_ptr<const ASCIIPattern> ASCIIPattern::compile(std::string_view patte
     return ASCIIPatternParser(pattern).parse();
 }
 
-bool ASCIIPattern::matches(std::string_view text) const noexcept {
-    if (matchesNothing_ && (text.empty() || !isAnchoredAtStart_ || !isAnchoredAtEnd_)) {
-        return true;
-    }
-    std::uint64_t next = first_;
-    std::uint64_t read = 0;
-    for (const char c : text) {
-        read = next & readable_[classes_[static_cast<unsigned char>(c)]];
-        if (read == 0 && isAnchoredAtStart_) return false;
-        if (!isAnchoredAtEnd_ && (read & last_) != 0) return true;
-        next = isAnchoredAtStart_ ? 0 : first_;
-        for (auto positions = read; positions != 0; positions &= positions - 1) {
-            next |= following_[static_cast<std::size_t>(std::countr_zero(positions))];
+ASCIIPattern::State ASCIIPattern::after(State state, std::size_t characterClass) const noexcept {
+    if (state.isMatch && !isAnchoredAtEnd_) return matched;
+    const auto read = state.next & readable_[characterClass];
+    State after{isAnchoredAtStart_ ? 0 : start_.next, (read & last_) != 0};
+    // The empty text at the end.
+    if (start_.isMatch && !isAnchoredAtStart_) after.isMatch = true;
+    if (after.isMatch && !isAnchoredAtEnd_) return matched;
+    forEachBit(read, [&](std::size_t position) { after.next |= following_[position]; });
+    return after;
+}
+
+void ASCIIPattern::tabulate() {
+    const auto width = readable_.size() + 1;
+    std::vector<State> states{failed, matched, start_};
+    for (std::size_t row = 0; row < states.size(); ++row) {
+        if ((row + 1) * width > maximumEntries) {
+            rows_.clear();
+            return;
         }
+        for (std::size_t each = 0; each < readable_.size(); ++each) {
+            const auto next = after(states[row], each);
+            const auto found = std::find(states.begin(), states.end(), next);
+            rows_.push_back(
+                static_cast<std::uint16_t>(static_cast<std::size_t>(found - states.begin()) * width));
+            if (found == states.end()) states.push_back(next);
+        }
+        rows_.push_back(states[row].isMatch ? 1 : 0);
     }
-    return isAnchoredAtEnd_ && (read & last_) != 0;
+    startRow_ = static_cast<std::uint16_t>(2 * width);
+    undecided_ = static_cast<std::uint16_t>(isAnchoredAtEnd_ ? width : 2 * width);
+}
+
+bool ASCIIPattern::matches(std::string_view text) const noexcept {
+    if (rows_.empty()) {
+        auto state = start_;
+        for (const char c : text)
+            state = after(state, classes_[static_cast<unsigned char>(c)]);
+        return state.isMatch;
+    }
+    std::size_t row = startRow_;
+    for (const char c : text) {
+        row = rows_[row + classes_[static_cast<unsigned char>(c)]];
+        if (row < undecided_) break;
+    }
+    return rows_[row + readable_.size()] != 0;
 }
 
 }  // namespace zentara

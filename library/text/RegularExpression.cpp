@@ -94,16 +94,13 @@ class ICUCache {
 };
 
 /// Stands for an expression that is not a simple one.
-const ASCIIPattern* notSimple() {
-    static NoDestructor<const ASCIIPattern> pattern;
-    return &*pattern;
-}
+constinit const ASCIIPattern notSimple;
 
 }  // namespace
 
 RegularExpression::~RegularExpression() {
     const auto* const simple = simple_.load();
-    if (simple != notSimple()) delete simple;
+    if (simple != &notSimple) delete simple;
 }
 
 bool RegularExpression::isValid(WorkAllowance* allowance) const {
@@ -130,14 +127,14 @@ const ASCIIPattern* RegularExpression::simple(WorkAllowance* allowance) const {
                              static_cast<std::int64_t>(pattern_.size()));
         }
         auto compiled = ASCIIPattern::compile(pattern_);
-        const auto* const made = compiled ? compiled.get() : notSimple();
+        const auto* const made = compiled ? compiled.get() : &notSimple;
         // Another thread may have been faster.
         if (simple_.compare_exchange_strong(found, made, std::memory_order_acq_rel)) {
             found = made;
             (void)compiled.release();
         }
     }
-    return found == notSimple() ? nullptr : found;
+    return found == &notSimple ? nullptr : found;
 }
 
 }  // namespace zentara

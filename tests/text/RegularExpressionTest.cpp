@@ -113,7 +113,7 @@ TEST(RegularExpression, SimpleExpressionsAnswerLikeTheFullEngine) {
     std::istringstream words(
         R"(a b 1 - . _ \d \D\W \w \s \S \. \- [ab] [^a] [a-] [-b] [a-b] [0-9b] [^\d] [\w.] [\]]
            [\^\$\&] [!#%~`'"<>|()*+?/,;:=@] ( (?: ) ) | * + ? {2} {1,3} {2,} {0,1} {0,2}? ^ $ ] }
-           a{3} (ab) (a|b) (a|ab)+ (?:a?b)+c)");
+           a{3} (ab) (a|b) (a|ab)+ (?:a?b)+c (a|b)*a[ab]{9})");
     const std::vector<std::string> pieces(std::istream_iterator<std::string>(words), {});
     std::mt19937 random(20240229);
     int simple = 0;
