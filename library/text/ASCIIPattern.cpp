@@ -343,8 +343,8 @@ void ASCIIPattern::tabulate() {
         for (std::size_t each = 0; each < readable_.size(); ++each) {
             const auto next = after(states[row], each);
             const auto found = std::find(states.begin(), states.end(), next);
-            rows_.push_back(
-                static_cast<std::uint16_t>(static_cast<std::size_t>(found - states.begin()) * width));
+            rows_.push_back(static_cast<std::uint16_t>(
+                static_cast<std::size_t>(found - states.begin()) * width));
             if (found == states.end()) states.push_back(next);
         }
         rows_.push_back(states[row].isMatch ? 1 : 0);
