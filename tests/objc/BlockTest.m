@@ -2,7 +2,7 @@
 
 #include <sched.h>
 
-#import "Samples.h"
+#import "Harness.h"
 
 TEST(ABlockIsAnObject) {
     @autoreleasepool {

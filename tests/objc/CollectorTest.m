@@ -3,7 +3,7 @@
 #include <sched.h>
 #include <stdatomic.h>
 
-#import "Samples.h"
+#import "Harness.h"
 
 /// Builds the client, and waits for what its ready block receives first.
 static Class firstReport(void) {

@@ -1,6 +1,6 @@
 // Events and their values, there and back and on disk.
 
-#import "Samples.h"
+#import "Harness.h"
 
 /// Raises an exception whenever it is looked at.
 @interface Nuisance : NSDictionary

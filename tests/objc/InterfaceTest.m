@@ -2,7 +2,7 @@
 
 #import <objc/runtime.h>
 
-#import "Samples.h"
+#import "Harness.h"
 
 TEST(EverySelectorHasItsTypes) {
     NSString *table = [NSString stringWithContentsOfFile:@ZENTARA_SELECTORS];

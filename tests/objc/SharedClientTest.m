@@ -1,6 +1,6 @@
 // One storage for both languages, and one object for one client.
 
-#import "Samples.h"
+#import "Harness.h"
 
 /// A client whose end can be seen.
 @interface CountedClient : QVNZentaraClient {

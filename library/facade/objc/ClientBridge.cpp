@@ -1,14 +1,9 @@
-#include "facade/objc/ClientBridge.h"
-
 #include <memory>
 #include <utility>
 
 #include <zentara/ZentaraClient.h>
 #include "facade/ZentaraClientAccess.h"
-#include "facade/objc/BridgeText.h"
-#include "facade/objc/BuilderHandle.h"
-#include "facade/objc/ErrorHandle.h"
-#include "facade/objc/EventHandle.h"
+#include "facade/objc/Handles.h"
 
 using namespace zentara;
 

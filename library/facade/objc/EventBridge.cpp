@@ -1,15 +1,73 @@
-#include "facade/objc/EventBridge.h"
-
 #include <memory>
 #include <utility>
 
 #include <zentara/ZentaraClient.h>
-#include "facade/objc/BridgeText.h"
-#include "facade/objc/BuilderHandle.h"
-#include "facade/objc/EventHandle.h"
-#include "facade/objc/ValueHandle.h"
+#include "facade/objc/Handles.h"
 
 using namespace zentara;
+
+namespace {
+
+ZentaraClientErrorRef makeError(ZentaraErrorKind kind, const std::string& detail) {
+    switch (kind) {
+        case zentaraNotInitializedError:
+            return std::make_shared<ZentaraClientNotInitializedError>();
+        case zentaraNotReadyError:
+            return std::make_shared<ZentaraClientNotReady>(detail);
+        case zentaraInvalidDataError:
+            return std::make_shared<InvalidDataForSpecifiedSchemaError>(detail);
+        case zentaraEventNotQueuedError:
+            return std::make_shared<EventNotQueuedError>();
+        case zentaraSchemasInitializationError:
+            return std::make_shared<SchemasInitializationError>();
+        case zentaraUnknownError:
+        case zentaraOtherError:
+            break;
+    }
+    return std::make_shared<UnknownError>();
+}
+
+template <typename Class>
+bool is(const ZentaraClientError* error) {
+    return dynamic_cast<const Class*>(error) != nullptr;
+}
+
+}  // namespace
+
+ZentaraError* zentaraMakeError(ZentaraErrorKind kind, ZentaraText detail) noexcept {
+    return std::make_unique<ZentaraError>(ZentaraError{makeError(kind, string(detail))}).release();
+}
+
+void zentaraReleaseError(ZentaraError* error) noexcept {
+    delete error;
+}
+
+ZentaraErrorKind zentaraErrorKind(const ZentaraError* error) noexcept {
+    const auto* object = error->error.get();
+    if (is<ZentaraClientNotInitializedError>(object)) return zentaraNotInitializedError;
+    if (is<ZentaraClientNotReady>(object)) return zentaraNotReadyError;
+    if (is<InvalidDataForSpecifiedSchemaError>(object)) return zentaraInvalidDataError;
+    if (is<UnknownError>(object)) return zentaraUnknownError;
+    if (is<EventNotQueuedError>(object)) return zentaraEventNotQueuedError;
+    if (is<SchemasInitializationError>(object)) return zentaraSchemasInitializationError;
+    return zentaraOtherError;
+}
+
+ZentaraText zentaraErrorDomain(const ZentaraError* error) noexcept {
+    return bridged(error->error->domain());
+}
+
+int64_t zentaraErrorCode(const ZentaraError* error) noexcept {
+    return error->error->code();
+}
+
+const ZentaraObject* zentaraErrorUserInfo(const ZentaraError* error) noexcept {
+    return bridged(error->error->userInfo());
+}
+
+ZentaraText zentaraErrorMessageKey() noexcept {
+    return bridged(std::string_view(ZentaraClientError::localizedDescriptionKey));
+}
 
 ZentaraEvent* zentaraMakeEvent(const ZentaraEventTexts* texts,
                                ZentaraBuilder* properties) noexcept {

@@ -1,7 +1,5 @@
-#import "facade/objc/EventInput.h"
-
 #import "facade/objc/HostCode.h"
-#import "facade/objc/Text.h"
+#import "facade/objc/Internal.h"
 #import "facade/objc/Values.h"
 
 static const ZentaraText emptyText = {"", 0};

@@ -1,10 +1,49 @@
-#include "facade/objc/HostBridge.h"
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
 
 #include <zentara/HostApplication.h>
+#include <zentara/ZentaraClient.h>
 #include <zentara/ZentaraEndpoints.h>
-#include "facade/objc/BridgeText.h"
+#include "facade/objc/Handles.h"
+#include "support/Diagnostics.h"
+#include "support/FatalError.h"
+#include "support/StackSpace.h"
 
 using namespace zentara;
+
+namespace {
+
+ZentaraFailure bridgedFailure(const ZentaraClientFailure& failure) {
+    return {bridged(failure.text), failure.time, failure.inARow};
+}
+
+#define ONE(name) +1
+constexpr std::size_t counts = ZENTARA_EACH_COUNT(ONE);
+constexpr std::size_t failures = ZENTARA_EACH_FAILURE(ONE);
+#undef ONE
+static_assert(sizeof(ZentaraClientStatistics) ==
+                  counts * sizeof(std::int64_t) + failures * sizeof(ZentaraClientFailure),
+              "the bridge has all statistics");
+
+}  // namespace
+
+void zentaraFatalError(ZentaraText cause) noexcept {
+    fatalError({cause.bytes, cause.length});
+}
+
+void zentaraWarn(ZentaraText line) noexcept {
+    auto text = string(line);
+    // What a host's object says about itself may have lines of its own.
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char character) { return character < ' '; }, ' ');
+    printWarning(text);
+}
+
+size_t zentaraStackLeft() noexcept {
+    return remainingStackSpace();
+}
 
 void zentaraUseEndpoints(ZentaraEndpointTexts texts) noexcept {
     auto endpoints = ZentaraEndpoints::current();
@@ -29,4 +68,18 @@ void zentaraSetDocumentsDirectory(ZentaraText path) noexcept {
 
 void zentaraSetPreferencesDirectory(ZentaraText path) noexcept {
     HostApplication::setPreferencesDirectory(string(path));
+}
+
+void zentaraReadStatistics(void* context,
+                           void (*call)(void* context,
+                                        const ZentaraStatistics* statistics)) noexcept {
+    const auto all = ZentaraClient::statistics();
+    ZentaraStatistics statistics{};
+#define COPY_COUNT(name) statistics.name = all.name;
+#define COPY_FAILURE(name) statistics.name = bridgedFailure(all.name);
+    ZENTARA_EACH_COUNT(COPY_COUNT)
+    ZENTARA_EACH_FAILURE(COPY_FAILURE)
+#undef COPY_COUNT
+#undef COPY_FAILURE
+    call(context, &statistics);
 }

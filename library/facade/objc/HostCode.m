@@ -1,6 +1,8 @@
 #import "facade/objc/HostCode.h"
 
-#import "facade/objc/Text.h"
+#import "facade/objc/Internal.h"
+#import "facade/objc/Runtime.h"
+#import "facade/objc/Values.h"
 
 void zentaraCallHost(const char *where, void (^code)(void)) {
     @autoreleasepool {
@@ -32,4 +34,100 @@ void zentaraWarnWith(NSString *text) {
         const char line[] = "ZentaraClient: a message that cannot be read";
         zentaraWarn((ZentaraText){line, sizeof line - 1});
     }
+}
+
+// Releasing a block releases what it has captured, and so may run code of the application.
+static void releaseBlock(void *block) {
+    zentaraCallHost("the release of a block", ^{
+        zentaraReleaseBlock((id)block);
+    });
+}
+
+static void releaseObject(void *object) {
+    zentaraCallHost("the release of a client", ^{
+        [(id)object release];
+    });
+}
+
+ZentaraHeld zentaraHeldBlock(id block) {
+    return (ZentaraHeld){zentaraCopyBlock(block), releaseBlock};
+}
+
+ZentaraHeld zentaraHeldObject(id object) {
+    return (ZentaraHeld){[object retain], releaseObject};
+}
+
+SendHandler zentaraBeginSend(id handler) {
+    return (SendHandler){.block = zentaraCopyBlock(handler)};
+}
+
+void zentaraEndSend(SendHandler *handler) {
+    releaseBlock(handler->block);
+}
+
+static void tell(id block, QVNEvent *event, QVNZentaraClientError *error) {
+    zentaraCallHost("the handler of an event", ^{
+        ((void (^)(QVNEvent *, QVNZentaraClientError *))block)(event, error);
+    });
+}
+
+static void callSend(void *context, const ZentaraEvent *event, const ZentaraError *error) {
+    const SendHandler *handler = context;
+    @autoreleasepool {
+        const EventInput input = {.url = handler->url, .referer = @""};
+        tell(handler->block, zentaraEventObject(zentaraKeepEvent(event), &input),
+             zentaraErrorObject(error));
+    }
+}
+
+ZentaraSendCall zentaraSendCall(const SendHandler *handler) {
+    return handler->block == nil ? NULL : callSend;
+}
+
+void zentaraWarnNotQueued(ZentaraText schemaId, NSString *reason) {
+    zentaraWarnWith([NSString stringWithFormat:@"ZentaraClient: event %@ not queued: %@",
+                                               zentaraString(schemaId), reason]);
+}
+
+void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler,
+                   const ZentaraEventTexts *texts, NSDictionary *properties, NSString *reason) {
+    zentaraWarnNotQueued(texts->schemaId, reason);
+    ZentaraError *error = zentaraRefuseEvent(client, texts->schemaId);
+    if (handler->block != nil) {
+        EventInput input = {.texts = *texts,
+                            .url = handler->url,
+                            .referer = @"",
+                            .refusal = reason,
+                            .givenProperties = properties};
+        input.texts.referer = (ZentaraText){NULL, 0};
+        tell(handler->block, zentaraEventObject(zentaraMakeEvent(&input.texts, NULL), &input),
+             zentaraErrorObject(error));
+    }
+    zentaraReleaseError(error);
+}
+
+void zentaraCallReady(void *block, const ZentaraError *error) {
+    zentaraCallHost("the ready block", ^{
+        ((void (^)(QVNZentaraClientError *))(id)block)(zentaraErrorObject(error));
+    });
+}
+
+void zentaraCallAnonymousUser(void *block, ZentaraText type, ZentaraText value,
+                              ZentaraText publicValue) {
+    zentaraCallHost("the block for the anonymous user", ^{
+        ((void (^)(NSString *, NSString *, NSString *))(id)block)(
+            zentaraString(type), zentaraString(value), zentaraOptionalString(publicValue));
+    });
+}
+
+void zentaraCallHsid(void *block, ZentaraText hsid) {
+    zentaraCallHost("the block for the session token", ^{
+        ((void (^)(NSString *))(id)block)(zentaraString(hsid));
+    });
+}
+
+void zentaraCallFetch(void *block, uint64_t result) {
+    zentaraCallHost("the block for the fetch", ^{
+        ((void (^)(NSUInteger))(id)block)((NSUInteger)result);
+    });
 }

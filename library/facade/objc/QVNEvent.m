@@ -1,7 +1,5 @@
-#import "facade/objc/QVNEvent+Internal.h"
+#import "facade/objc/Internal.h"
 
-#include "facade/objc/Bridge.h"
-#import "facade/objc/Text.h"
 #import "facade/objc/Values.h"
 
 __attribute__((noreturn)) static void failWithoutValues(void) {
@@ -55,7 +53,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
     void *known = __atomic_load_n(&_properties, __ATOMIC_ACQUIRE);
     if (known != NULL) return known;
     if (_event == NULL) return [NSDictionary dictionary];
-    // Of several threads that ask first, one makes what all of them get.
+    // All threads get the dictionary of the fastest.
     NSDictionary *made = zentaraDictionary(zentaraEventProperties(_event));
     if (__atomic_compare_exchange_n(&_properties, &known, [made retain], false, __ATOMIC_ACQ_REL,
                                     __ATOMIC_ACQUIRE)) {
@@ -77,20 +75,15 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 
 @implementation QVNEvent (Internal)
 
-+ (QVNEvent *)eventWithHandle:(ZentaraEvent *)handle
-                          url:(id)url
-                      referer:(id)referer
-                         flaw:(NSString *)flaw
-                      refusal:(NSString *)refusal
-                   properties:(NSDictionary *)properties {
-    QVNEvent *event = [QVNEvent alloc];
-    event->_event = handle;
-    event->_url = [url retain];
-    event->_referer = [referer retain];
-    event->_flaw = [flaw copy];
-    event->_refusal = [refusal copy];
-    event->_properties = [properties retain];
-    return [event autorelease];
+- (instancetype)initWithHandle:(ZentaraEvent *)handle input:(const EventInput *)input {
+    self = [super init];
+    _event = handle;
+    _url = [input->url retain];
+    _referer = [input->referer retain];
+    _flaw = [input->flaw copy];
+    _refusal = [input->refusal copy];
+    _properties = [input->givenProperties retain];
+    return self;
 }
 
 - (const ZentaraEvent *)handle {
@@ -106,3 +99,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 }
 
 @end
+
+QVNEvent *zentaraEventObject(ZentaraEvent *event, const EventInput *input) {
+    return [[[QVNEvent alloc] initWithHandle:event input:input] autorelease];
+}

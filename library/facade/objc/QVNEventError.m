@@ -1,7 +1,6 @@
-#import "facade/objc/QVNEventError+Internal.h"
+#import "facade/objc/Internal.h"
 
 #import "facade/objc/HostCode.h"
-#import "facade/objc/Text.h"
 #import "facade/objc/Values.h"
 
 NSString *const ZentaraClientErrorDomain = @"ZentaraClient";

@@ -1,7 +1,6 @@
 #import <zentara/QVNHostApplication.h>
 
-#include "facade/objc/HostBridge.h"
-#import "facade/objc/Text.h"
+#import "facade/objc/Values.h"
 
 @implementation QVNHostApplication
 

@@ -1,13 +1,9 @@
 #import <zentara/QVNZentaraClient.h>
 
-#include "facade/objc/ClientBridge.h"
-#import "facade/objc/ClientObjects.h"
-#import "facade/objc/EventInput.h"
-#import "facade/objc/HostBlocks.h"
+#import "facade/objc/Runtime.h"
 #import "facade/objc/HostCode.h"
-#import "facade/objc/QVNEvent+Internal.h"
-#import "facade/objc/QVNEventError+Internal.h"
-#import "facade/objc/Text.h"
+#import "facade/objc/Internal.h"
+#import "facade/objc/Values.h"
 
 static void fail(NSError **error, NSError *reason) {
     if (error != NULL) *error = reason;
@@ -146,12 +142,8 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
     @autoreleasepool {
         const EventInput input = zentaraConvertEvent(schemaId, schemaVersion, contentType, url,
                                                      referer, properties, relationId);
-        event = [[QVNEvent eventWithHandle:zentaraMakeEvent(&input.texts, input.properties)
-                                       url:input.url
-                                   referer:input.referer
-                                      flaw:input.flaw
-                                   refusal:input.refusal
-                                properties:input.givenProperties] retain];
+        event =
+            [zentaraEventObject(zentaraMakeEvent(&input.texts, input.properties), &input) retain];
     }
     return [event autorelease];
 }

@@ -1,13 +1,18 @@
 #import <zentara/QVNZentaraClientStatistics.h>
 
-#include "facade/objc/StatisticsBridge.h"
 #import "facade/objc/Values.h"
-
-// The bridge gives the values by the names of the properties.
 
 @implementation QVNZentaraClientFailure
 
 @synthesize text = _text, time = _time, inARow = _inARow;
+
+- (instancetype)initWithFailure:(const ZentaraFailure *)failure {
+    self = [super init];
+    _text = [zentaraString(failure->text) retain];
+    _time = failure->time;
+    _inARow = failure->inARow;
+    return self;
+}
 
 - (void)dealloc {
     [_text release];
@@ -18,44 +23,35 @@
 
 @implementation QVNZentaraClientStatistics
 
-@synthesize accepted = _accepted, heldBack = _heldBack, notSaved = _notSaved,
-            heldBackNotSaved = _heldBackNotSaved, refusedNotInitialized = _refusedNotInitialized,
-            refusedInvalid = _refusedInvalid, refusedUnknownSchema = _refusedUnknownSchema,
-            refusedNotEncodable = _refusedNotEncodable, released = _released,
-            droppedInvalid = _droppedInvalid, droppedUnknownSchema = _droppedUnknownSchema,
-            heldBackEvicted = _heldBackEvicted, delivered = _delivered, evicted = _evicted,
-            batchesDelivered = _batchesDelivered, batchesFailed = _batchesFailed,
-            restored = _restored, heldBackRestored = _heldBackRestored, waiting = _waiting,
-            underWay = _underWay, heldBackWaiting = _heldBackWaiting,
-            schemasFailure = _schemasFailure, identityFailure = _identityFailure,
-            deliveryFailure = _deliveryFailure, storageFailure = _storageFailure;
+#define SYNTHESIZE(name) @synthesize name = _##name;
+ZENTARA_EACH_COUNT(SYNTHESIZE)
+ZENTARA_EACH_FAILURE(SYNTHESIZE)
+#undef SYNTHESIZE
+
+static void copyStatistics(void *object, const ZentaraStatistics *found) {
+    QVNZentaraClientStatistics *statistics = object;
+#define COPY_COUNT(name) statistics->_##name = found->name;
+#define COPY_FAILURE(name) \
+    statistics->_##name = [[QVNZentaraClientFailure alloc] initWithFailure:&found->name];
+    ZENTARA_EACH_COUNT(COPY_COUNT)
+    ZENTARA_EACH_FAILURE(COPY_FAILURE)
+#undef COPY_COUNT
+#undef COPY_FAILURE
+}
 
 + (QVNZentaraClientStatistics *)current {
     QVNZentaraClientStatistics *statistics =
         [[[QVNZentaraClientStatistics alloc] init] autorelease];
     @autoreleasepool {
-        ZentaraObject *object = zentaraReadStatistics();
-        NSDictionary *values = zentaraDictionary(object);
-        zentaraReleaseObject(object);
-        for (NSString *name in values) {
-            id value = [values objectForKey:name];
-            if ([value isKindOfClass:[NSDictionary class]]) {
-                QVNZentaraClientFailure *failure =
-                    [[[QVNZentaraClientFailure alloc] init] autorelease];
-                [failure setValuesForKeysWithDictionary:value];
-                value = failure;
-            }
-            [statistics setValue:value forKey:name];
-        }
+        zentaraReadStatistics(statistics, copyStatistics);
     }
     return statistics;
 }
 
 - (void)dealloc {
-    [_schemasFailure release];
-    [_identityFailure release];
-    [_deliveryFailure release];
-    [_storageFailure release];
+#define RELEASE_FAILURE(name) [_##name release];
+    ZENTARA_EACH_FAILURE(RELEASE_FAILURE)
+#undef RELEASE_FAILURE
     [super dealloc];
 }
 

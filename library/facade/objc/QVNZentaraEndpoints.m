@@ -1,7 +1,6 @@
 #import <zentara/QVNZentaraEndpoints.h>
 
-#include "facade/objc/HostBridge.h"
-#import "facade/objc/Text.h"
+#import "facade/objc/Values.h"
 
 @implementation QVNZentaraEndpoints
 

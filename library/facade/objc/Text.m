@@ -1,4 +1,4 @@
-#import "facade/objc/Text.h"
+#import "facade/objc/Values.h"
 
 // Both ways go unit by unit: Foundation's own conversions fail on text that is not Unicode, and
 // GNUstep's take a first U+FEFF for a mark of the byte order.

@@ -6,8 +6,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#import "facade/objc/Text.h"
-
 enum {
     // Of an object graph that looks small but holds the same arrays over and over.
     maximumValueCount = 1000000,

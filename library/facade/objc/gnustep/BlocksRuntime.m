@@ -11,7 +11,7 @@
 #include <string.h>
 
 #include <objc/blocks_runtime.h>
-#import "facade/objc/BlockCopy.h"
+#import "facade/objc/Runtime.h"
 
 enum {
     needsFree = 1 << 24,

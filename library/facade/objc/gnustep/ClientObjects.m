@@ -1,8 +1,8 @@
-#import "facade/objc/ClientObjects.h"
+#import "facade/objc/Runtime.h"
 
 #include <pthread.h>
 
-#include "facade/objc/ClientBridge.h"
+#include "facade/objc/Bridge.h"
 
 // GCC's runtime has no weak references. In their place every release that could be an object's last
 // takes the mutex that guards the table.

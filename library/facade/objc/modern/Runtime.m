@@ -1,6 +1,18 @@
-#import "facade/objc/ClientObjects.h"
+#import "facade/objc/Runtime.h"
 
-// For runtimes with weak references: an object that is being released is not found any more.
+// For runtimes that bring blocks and weak references: a weak table does not find an object that is
+// being released.
+
+extern void *_Block_copy(const void *block);
+extern void _Block_release(const void *block);
+
+id zentaraCopyBlock(id block) {
+    return block == nil ? nil : (id)_Block_copy(block);
+}
+
+void zentaraReleaseBlock(id block) {
+    if (block != nil) _Block_release(block);
+}
 
 /// Only with the class locked.
 static NSMapTable *objects(void) {
