@@ -13,7 +13,7 @@ namespace {
 
 constexpr unsigned maximumPositions = 64;
 constexpr int maximumGroupDepth = 16;
-/// Of the table of states, which takes two bytes for each.
+/// Of the table of states, two bytes each.
 constexpr std::size_t maximumEntries = 1024;
 
 template <typename Visit>
@@ -52,7 +52,7 @@ bool isOneOf(char c, std::string_view characters) {
     return characters.find(c) != std::string_view::npos;
 }
 
-/// What stands for itself outside of a class, and inside of one, without a backslash.
+/// Whether `c` stands for itself without a backslash, outside and inside of a class.
 bool isLiteral(char c) {
     return isAlphanumeric(c) || isOneOf(c, " _-/@,;:=#%&!~<>'\"`");
 }
@@ -60,11 +60,11 @@ bool isClassLiteral(char c) {
     return isAlphanumeric(c) || isOneOf(c, " _./@,;:=#%!~<>'\"`+*?()|");
 }
 
-/// What a backslash and `c` read.
+/// The characters that a backslash and `c` stand for.
 std::optional<Characters> escaped(char c) {
     const auto digits = range('0', '9');
     const auto words = digits | range('a', 'z') | range('A', 'Z') | only('_');
-    const auto spaces = only(' ') | only('\t');
+    const auto spaces = only(' ');  // in plain text
     switch (c) {
         case 'd':
             return digits;
@@ -86,9 +86,9 @@ std::optional<Characters> escaped(char c) {
 
 }  // namespace
 
-/// Builds the automaton while reading, without a tree: each part of the expression is known by the
-/// positions it can start and end at and whether it can be empty. A repetition reads its part
-/// again for each copy.
+/// Builds the automaton while it reads, without a tree. A part of the expression is described by
+/// the positions where it can start and end, and by whether it can be empty. A repetition reads its
+/// part again for each copy.
 class ASCIIPatternParser {
   public:
     explicit ASCIIPatternParser(std::string_view pattern) : rest_(pattern) {}
@@ -154,7 +154,7 @@ class ASCIIPatternParser {
         return all;
     }
 
-    /// At least one part, so that the empty alternatives are left to the full engine.
+    /// One part or more: empty alternatives are left to ICU.
     std::optional<Part> sequence(int depth) {
         Part all;
         do {
@@ -182,7 +182,7 @@ class ASCIIPatternParser {
         if (!part) return std::nullopt;
         const auto repetition = quantifier();
         if (!repetition) return std::nullopt;
-        // How a backtracking engine leaves a loop over nothing is its own affair.
+        // How ICU leaves a loop over the empty text is not known here.
         if (part->canBeEmpty && (repetition->isUnbounded || repetition->most > 1)) {
             return std::nullopt;
         }
@@ -190,7 +190,7 @@ class ASCIIPatternParser {
         Part all = *part;
         all.canBeEmpty = part->canBeEmpty || repetition->least == 0;
         for (unsigned copy = 2; copy <= repetition->most; ++copy) {
-            // A copy is entered from the one before it only, so that few positions are alive.
+            // A copy follows the copy before it only, so that few positions are alive.
             const auto previous = part->last;
             rest_ = start;
             part = single(depth);
@@ -228,7 +228,7 @@ class ASCIIPatternParser {
         } else {
             return repetition;
         }
-        take('?');  // reluctance chooses among matches; whether there is one stays the same
+        take('?');  // chooses another match, but does not change whether there is one
         if (!rest_.empty() && isOneOf(rest_.front(), "?*+{")) return std::nullopt;
         return repetition;
     }
@@ -279,7 +279,7 @@ class ASCIIPatternParser {
                 if (!members || rest_.starts_with('-')) return std::nullopt;
                 characters = characters | *members;
             } else if (c == '-') {
-                // For itself, only at either end.
+                // Stands for itself at either end only.
                 const bool isAtEnd = !rest_.empty() && rest_.front() == ']';
                 if ((!isFirst && !isAtEnd) || rest_.starts_with('-')) return std::nullopt;
                 characters = characters | only('-');
@@ -325,7 +325,7 @@ ASCIIPattern::State ASCIIPattern::after(State state, std::size_t characterClass)
     if (state.isMatch && !isAnchoredAtEnd_) return matched;
     const auto read = state.next & readable_[characterClass];
     State after{isAnchoredAtStart_ ? 0 : start_.next, (read & last_) != 0};
-    // The empty text at the end.
+    // The empty text at the end matches.
     if (start_.isMatch && !isAnchoredAtStart_) after.isMatch = true;
     if (after.isMatch && !isAnchoredAtEnd_) return matched;
     forEachBit(read, [&](std::size_t position) { after.next |= following_[position]; });

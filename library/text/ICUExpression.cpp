@@ -18,16 +18,16 @@ namespace zentara {
 
 namespace {
 
-/// After which a match is given up at its next report.
+/// The work after which a match is given up, at the next report of ICU.
 constexpr std::int64_t unitsPerMatch = 70'000'000;
 constexpr std::size_t stackLimit = 8'000'000;
-/// ICU reports after each 10,000 saved states, which take about this long.
+/// ICU reports after each 10,000 saved states, which usually take this long.
 constexpr std::int64_t statesPerReport = 10'000;
 constexpr std::int64_t unitsPerStep = 200'000;
-/// What may pass between two reports beside scans of the text. Patterns of which more is to be
-/// feared are not matched, and the stack is smaller the more each of its states can set off.
+/// The most work that may pass between two reports, scans of the text apart. Patterns that may take
+/// more are not matched. The more a saved state may cost, the smaller is the stack.
 constexpr std::int64_t unitsPerReport = 50'000'000;
-/// What a match is taken to have worked at most before the first report.
+/// Before the first report, time of the clock counts as work up to this.
 constexpr std::chrono::nanoseconds longestFirstSteps = std::chrono::milliseconds(50);
 constexpr std::int64_t unitsPerCall = 200;
 constexpr std::int64_t unitsPerByte = 2;
@@ -35,18 +35,17 @@ constexpr std::int64_t unitsPerCompilation = 10'000;
 constexpr std::int64_t unitsPerPatternByte = 100;
 
 constexpr std::size_t longestText = 32'768;
-/// How long a text may take to scan, in nanoseconds, that is handed over whole: each of the states
-/// between two reports may have come from a scan. The sets that ICU looks characters beyond Latin-1
-/// up in take that much longer.
+/// A text that takes longer to scan, in nanoseconds, is handed to ICU in pieces: between two
+/// reports, each saved state may come from a scan. Characters beyond Latin-1 take that much longer.
 constexpr std::size_t longestScan = 3'000;
 constexpr std::size_t timePerOtherUnit = 30;
 constexpr char16_t lastLatinUnit = 0xFF;
 
-/// The stack of a matcher that is kept for later matches, which never shrinks. A match that needs
-/// more gets a matcher of its own.
+/// The stack of a matcher that is kept for later matches: it never shrinks. A match that needs more
+/// gets a matcher of its own.
 constexpr std::size_t keptStack = 32 * 1024;
 
-/// How long this thread has worked. Reading it takes several times as long as reading a clock.
+/// The processor time of this thread. Reading it takes several times as long as reading a clock.
 std::chrono::nanoseconds threadTime() noexcept {
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -60,9 +59,9 @@ bool takesLongToScan(const UTF16Text& text) {
     return text.size() + timePerOtherUnit * static_cast<std::size_t>(others) > longestScan;
 }
 
-/// A text that is handed to ICU in pieces, so that a scan over all of it, which reports nothing by
-/// itself, can be ended: each time a few pieces were asked for, `mayGoOn` is. Once it says no, the
-/// text turns into a single letter that takes up the whole length, and all scans soon end.
+/// A text that is handed to ICU in pieces, so that a scan over it can be ended: ICU does not report
+/// during a scan, but asks for pieces. `mayGoOn` is called for every few pieces. Once it returns
+/// false, the text becomes a single letter of the whole length, and all scans end soon.
 class PiecewiseText {
   public:
     static constexpr std::int64_t piece = 128;
@@ -116,7 +115,7 @@ class PiecewiseText {
         return 0;
     }
 
-    // Only the letter that stands for everything is mapped: where it starts and where it ends.
+    // Only the single letter has other indices than its text: where it starts and where it ends.
     static std::int64_t U_CALLCONV nativeIndex(const UText* text) {
         return text->chunkOffset == 0 ? text->chunkNativeStart : text->chunkNativeLimit;
     }
@@ -179,7 +178,7 @@ const UTextFuncs PiecewiseText::functions = {sizeof(UTextFuncs),
 
 }  // namespace
 
-/// One ICU matcher, which holds the state of one match, and the limits of that match.
+/// A matcher of ICU, which holds the state of one search, and the limits of that search.
 class ICUExpression::Matcher {
   public:
     Matcher(Pointer expression, std::size_t stackSize) : expression_(std::move(expression)) {
@@ -202,8 +201,8 @@ class ICUExpression::Matcher {
         isOver_ = false;
         started_ = std::chrono::steady_clock::now();
         threadTimeAtStart_.reset();
-        // Some expressions scan the rest of the text from each place without saving a state, so
-        // the longer the text the more often the clock is read.
+        // Some expressions scan the rest of the text from each place without saving a state. So the
+        // longer the text, the more often the clock is read.
         attemptsPerClockReading_ = static_cast<std::uint32_t>(
             std::clamp<std::size_t>(65'536 / (text.size() + 1), 1, 1024));
         UErrorCode status = U_ZERO_ERROR;
@@ -227,8 +226,8 @@ class ICUExpression::Matcher {
     /// Whether the search ended because the stack was too small.
     [[nodiscard]] bool hasOverflowed() const noexcept { return hasOverflowed_; }
 
-    /// What the match has cost: what it did or the time it took, whichever is more, since some
-    /// steps scan the text or copy many groups.
+    /// What the search has cost: its counted steps or its time, whichever is more, since some steps
+    /// scan the text or copy many groups.
     [[nodiscard]] std::int64_t unitsSpent() const {
         return std::max<std::int64_t>(spent_, timeTaken().count());
     }
@@ -250,8 +249,8 @@ class ICUExpression::Matcher {
         return matcher.mayGoOn();
     }
 
-    /// A match that turns out not to be short goes by what this thread works: while the machine is
-    /// busy with others, or the process is stopped, no match gets lost.
+    /// Once the clock says that the time is over, the processor time of the thread decides: no
+    /// match is lost because the machine is busy or the process was stopped.
     [[nodiscard]] bool mayGoOn() {
         if (!threadTimeAtStart_) {
             threadTimeAtStart_ = threadTime() - std::min(timePassed(), longestFirstSteps);

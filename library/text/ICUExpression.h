@@ -12,9 +12,8 @@
 
 namespace zentara {
 
-/// An expression compiled by ICU, with limits that ICU does not have: for the time and the stack of
-/// a search, and for what may happen between two reports of its progress. Safe for use from any
-/// thread.
+/// An expression compiled by ICU, whose searches end within limits of time and memory. Safe for use
+/// from any thread.
 class ICUExpression {
   public:
     /// Null when `pattern` is not a valid expression, or takes too long to compile. What compiling
@@ -26,7 +25,7 @@ class ICUExpression {
     ICUExpression(const ICUExpression&) = delete;
     ICUExpression& operator=(const ICUExpression&) = delete;
 
-    /// How many bytes this takes, and the matcher that it keeps.
+    /// How many bytes the expression takes, with the matcher that it keeps.
     [[nodiscard]] std::size_t size() const noexcept;
 
     /// Whether there is a match in the first `searchLength` UTF-16 units of `text`. The text ends
@@ -47,11 +46,11 @@ class ICUExpression {
 
     [[nodiscard]] std::unique_ptr<Matcher> cloned(std::size_t stackSize) const;
 
-    /// Never matched itself: each match takes a matcher cloned from it.
+    /// Each search uses a clone of it.
     const Pointer prototype_;
     const PatternCost cost_;
     const bool keepsMatcher_;
-    /// The last matcher with a small stack, so that a single thread clones once.
+    /// The matcher of the last search, if its stack is small: a single thread clones once.
     mutable std::atomic<Matcher*> spare_{nullptr};
 };
 

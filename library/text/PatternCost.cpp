@@ -9,7 +9,7 @@ namespace zentara {
 
 namespace {
 
-// Measured with the slowest texts, in nanoseconds.
+// Measured with the slowest texts known, in nanoseconds.
 constexpr std::int64_t timePerOperation = 4;
 constexpr std::int64_t timePerWordBoundary = 36;
 constexpr std::int64_t timePerComparedUnit = 2;
@@ -30,7 +30,7 @@ std::string_view flagsOf(std::string_view text) noexcept {
     return text.substr(0, static_cast<std::size_t>(end - text.begin()));
 }
 
-/// The longest row of characters that a search for a word boundary steps over.
+/// The longest run of combining characters: a search for a word boundary steps over it.
 std::size_t longestCombiningRow(const UTF16Text& text) {
     std::size_t longest = 0;
     std::size_t row = 0;
@@ -87,14 +87,14 @@ PatternCost::PatternCost(std::string_view pattern) noexcept : size_(pattern.size
             if (isOneOf(next, "AGZz")) ++assertions_;
             if (isOneOf(next, "123456789k")) ++backReferences_;
             if (next == 'X') ++clusters_;
-            // Outside of brackets \w and the like exist already; within they are copied.
+            // ICU has sets for \w and the like, which it copies into brackets.
             if (isOneOf(next, sets_ > 0 ? "pPNwWSDHV" : "pPN")) ++largeSets_;
             if (sets_ > 0 && isOneOf(next, "dshv")) ++sets_;
             isPlain = isPlain && !isOneOf(next, "xuU0cNQ");
         }
     }
-    // Where case is ignored it takes long to make a set of many characters, as a range may be that
-    // does not end in ASCII, or the opposite of a set within another.
+    // If case is ignored, making a set of many characters takes long. A range that is not plain
+    // ASCII may be such a set, and so may the opposite of a set within another.
     if (ignoresCase_) largeSets_ += (isPlain ? 0 : ranges) + (hasNestedBrackets ? sets_ : 0);
 }
 
@@ -121,7 +121,7 @@ std::int64_t PatternCost::timePerState(const UTF16Text& text, std::int64_t piece
     const auto times = [](std::int64_t time, std::size_t count) {
         return time * static_cast<std::int64_t>(count);
     };
-    // What consumes the text cannot do so more often than the text has units.
+    // The text is consumed no more often than it has units.
     auto time =
         times(timePerOperation, assertions_ + std::min(size_, text.size())) +
         static_cast<std::int64_t>(frameSize() / frameBytesPerNanosecond) +

@@ -19,9 +19,9 @@ namespace {
 constexpr std::int64_t unitsPerLookUp = 150;
 constexpr std::int64_t unitsPerSimplePatternByte = 100;
 
-/// What ICU has compiled for this process; null for patterns that are not valid. Two generations: a
-/// pattern that is used moves to the young one; when that is full, of patterns or of memory, it
-/// becomes the old one, and what was not used since is dropped.
+/// The expressions that ICU has compiled for this process, null for patterns that are not valid. A
+/// pattern that is used moves to the young generation. When that is full, of patterns or of memory,
+/// it becomes the old generation, and what has stayed in the old generation is dropped.
 class ICUCache {
   public:
     using Entry = std::shared_ptr<const ICUExpression>;
@@ -31,7 +31,7 @@ class ICUCache {
         return *cache;
     }
 
-    /// The expression of `pattern`, compiled if it is not there.
+    /// The expression for `pattern`, compiled if it is not cached.
     [[nodiscard]] Entry get(std::string_view pattern, WorkAllowance* allowance) {
         if (allowance != nullptr) {
             allowance->spend(unitsPerLookUp + static_cast<std::int64_t>(pattern.size()));
@@ -77,7 +77,7 @@ class ICUCache {
         return bytesPerNode + pattern.size() + (entry == nullptr ? 0 : entry->size());
     }
 
-    /// Makes room for one more pattern of that size in the young generation.
+    /// Makes room for another pattern of that size in the young generation.
     void makeRoom(std::size_t size) ZENTARA_REQUIRES(mutex_) {
         if (young_.size() == patternsPerGeneration || youngSize_ + size > bytesPerGeneration) {
             old_ = std::move(young_);
@@ -128,7 +128,7 @@ const ASCIIPattern* RegularExpression::simple(WorkAllowance* allowance) const {
         }
         auto compiled = ASCIIPattern::compile(pattern_);
         const auto* const made = compiled ? compiled.get() : &notSimple;
-        // Another thread may have been faster.
+        // Another thread may have been faster: its automaton is used.
         if (simple_.compare_exchange_strong(found, made, std::memory_order_acq_rel)) {
             found = made;
             (void)compiled.release();

@@ -15,19 +15,20 @@ namespace zentara {
 ///
 /// Two engines match it, with the same answers:
 ///
-/// - `ASCIIPattern`, the simple expressions that schemas mostly hold, on plain ASCII text. It takes
-///   time linear to the text, and belongs to the expression.
-/// - `ICUExpression`, everything else, within limits. What ICU has compiled is kept in a cache of
-///   the process, bounded to about 32 MB with the matchers that are kept for later matches.
+/// - `ASCIIPattern` matches simple expressions, which most patterns of schemas are, on plain ASCII
+///   text, in time linear to the text. The expression owns it.
+/// - `ICUExpression` matches everything else, within limits. A cache of the process owns these; it
+/// is
+///   bounded to about 32 MB with the matchers that are kept for later matches.
 ///
-/// Each match has a work limit (about a tenth of a second of its thread's own time) and a stack
-/// limit (8 MB of heap), so that no pattern from a server can hang or overflow the host; running
-/// into one counts as no match. So does a search of more than 32,768 UTF-16 units, and one with an
+/// The limits of a match by ICU: about a tenth of a second of the thread's processor time, 8 MB of
+/// heap for its stack, and 32,768 UTF-16 units of text, so that no pattern from a server can hang
+/// or overflow the host. A match that exceeds a limit counts as no match. So does a match with an
 /// expression that may look at too much for each state that it saves, such as hundreds of word
-/// boundaries or groups. None of this concerns simple expressions on plain ASCII text.
+/// boundaries or groups.
 ///
-/// A caller that matches many times shares one allowance among the calls: what compiling and
-/// matching cost is taken from it, and with nothing left nothing matches.
+/// The cost of compiling and matching is taken from `allowance`. Once that is exhausted, nothing
+/// matches.
 class RegularExpression {
   public:
     explicit RegularExpression(std::string_view pattern) : pattern_(pattern) {}
@@ -35,6 +36,8 @@ class RegularExpression {
 
     RegularExpression(const RegularExpression&) = delete;
     RegularExpression& operator=(const RegularExpression&) = delete;
+
+    [[nodiscard]] std::string_view pattern() const noexcept { return pattern_; }
 
     /// Whether the pattern is an expression. The empty text is none, nor is one that takes too long
     /// to compile: of more than 16 KB, with thousands of character sets or repetitions, or with

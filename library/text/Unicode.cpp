@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::uint64_t highBits = 0x8080808080808080U;
 
-/// Of text in which combining characters are looked for.
+/// The cost of counting with the break iterator.
 constexpr std::int64_t unitsPerCombinedByte = 6;
 constexpr std::int64_t unitsPerCombinedCharacter = 36;
 
@@ -29,8 +29,8 @@ std::uint64_t wordAt(const char* bytes) noexcept {
     return word;
 }
 
-/// How many bytes at the start of `text` are surely ASCII, looked at by eights. The last word may
-/// overlap the one before: most strings are short, and their ends took most of the time.
+/// How many bytes at the start of `text` are surely ASCII, examined by eights. The last word may
+/// overlap the word before: most strings are short, and their ends would take most of the time.
 std::size_t asciiLength(std::string_view text) noexcept {
     constexpr std::size_t whole = sizeof(std::uint64_t);
     constexpr std::size_t half = sizeof(std::uint32_t);
@@ -49,7 +49,7 @@ std::size_t asciiLength(std::string_view text) noexcept {
     return (wordAt<std::uint64_t>(end - whole) & highBits) == 0 ? text.size() : length;
 }
 
-/// Whether each of the eight bytes is at least 14 and below 128: a lower one borrows.
+/// Whether each of the eight bytes is at least 14 and below 128. A smaller byte borrows.
 bool isPlain(std::uint64_t word) noexcept {
     constexpr std::uint64_t lowest = 0x0E0E0E0E0E0E0E0EU;
     return (((word - lowest) | word) & highBits) == 0;
@@ -88,8 +88,8 @@ void giveBack(BreakIterator iterator) {
     const BreakIterator previous(spareIterator.exchange(iterator.release()));
 }
 
-/// The number of characters if each code point is one of its own but for CR LF: text below U+0300
-/// or between U+0380 and U+047F, where nothing combines. Spares European text the break iterator.
+/// The number of characters of text below U+0300 or between U+0380 and U+047F, where nothing
+/// combines but CR LF. Spares European text the break iterator.
 std::optional<std::size_t> countWithoutCombining(std::string_view text) noexcept {
     std::size_t count = 0;
     char previous = '\0';
@@ -114,8 +114,8 @@ std::size_t countCodePoints(std::string_view text) noexcept {
 
 }  // namespace
 
-// Not simdjson's, which is faster on long text that is not ASCII, but destroyed at exit: workers
-// and a host's own threads may still send then.
+// Not simdjson's function, which is faster on long text that is not ASCII: what it uses is
+// destroyed at exit, when workers and the host's threads may still send.
 bool isValidUTF8(std::string_view text) noexcept {
     const auto* const source = reinterpret_cast<const std::uint8_t*>(text.data());
     const std::size_t length = text.size();
