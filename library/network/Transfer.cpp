@@ -1,7 +1,6 @@
 #include "network/Transfer.h"
 
 #include <fcntl.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <limits>
@@ -12,6 +11,7 @@
 
 #include "network/HeaderText.h"
 #include "network/InternetAddress.h"
+#include "support/ASCII.h"
 #include "support/PlatformError.h"
 
 namespace zentara {
@@ -32,10 +32,6 @@ bool isStatusLine(std::string_view line) {
                code.front() != '0' && (next == ' ' || next == '\r' || next == '\n');
     }
     return false;
-}
-
-bool equalIgnoringCase(std::string_view one, std::string_view other) {
-    return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
 }
 
 /// curl's words without how long it took and how much came, so that the same failure has the same
@@ -140,7 +136,7 @@ CURLcode Transfer::prepare() {
 
 bool Transfer::hasHeader(const char* name) const {
     return std::any_of(request_.headers.begin(), request_.headers.end(),
-                       [&](const auto& header) { return equalIgnoringCase(header.first, name); });
+                       [&](const auto& header) { return equalsIgnoringCase(header.first, name); });
 }
 
 bool Transfer::addHeaderLine(const std::string& line) {
@@ -204,8 +200,8 @@ bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
         return !endedWithStatus_;
     } else {
         const std::string_view name = text.substr(0, text.find(':'));
-        bodyAnnounced_ = bodyAnnounced_ || equalIgnoringCase(name, "Content-Length") ||
-                         equalIgnoringCase(name, "Transfer-Encoding");
+        bodyAnnounced_ = bodyAnnounced_ || equalsIgnoringCase(name, "Content-Length") ||
+                         equalsIgnoringCase(name, "Transfer-Encoding");
     }
     return true;
 }

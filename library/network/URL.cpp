@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <memory>
 
+#include "support/ASCII.h"
+
 namespace zentara {
 
 namespace {
@@ -28,24 +30,6 @@ std::string part(const CurlURL& url, CURLUPart which) {
     return CurlText(text).get();
 }
 
-// The locale of the host must not decide what a letter is.
-bool isLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-bool isHexDigit(char c) {
-    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
-std::string lowered(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return text;
-}
-
 /// What may stand unencoded in a component of a path.
 bool isPathCharacter(char c) {
     return isLetter(c) || isDigit(c) ||
@@ -57,7 +41,8 @@ bool isPathCharacter(char c) {
 bool hasOnlyURLCharacters(std::string_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '%') {
-            if (i + 2 >= text.size() || !isHexDigit(text[i + 1]) || !isHexDigit(text[i + 2])) {
+            if (i + 2 >= text.size() || hexDigitValue(text[i + 1]) < 0 ||
+                hexDigitValue(text[i + 2]) < 0) {
                 return false;
             }
         } else if (!isPathCharacter(text[i]) &&
@@ -75,7 +60,7 @@ std::optional<URL> URL::parse(std::string_view text) {
     const std::size_t colon = text.find(':');
     if (colon == std::string_view::npos || text.substr(colon, 3) != "://") return std::nullopt;
     if (!isLetter(text.front()) || !hasOnlyURLCharacters(text)) return std::nullopt;
-    const std::string scheme = lowered(std::string(text.substr(0, colon)));
+    const std::string scheme = lowerCase(std::string(text.substr(0, colon)));
     const bool isFile = scheme == "file";
     const std::string_view rest = text.substr(colon + 3);
     if (!isFile && (rest.empty() || rest.front() == '/')) return std::nullopt;
@@ -88,13 +73,13 @@ std::optional<URL> URL::parse(std::string_view text) {
 }
 
 std::string URL::scheme() const {
-    return lowered(text_.substr(0, text_.find(':')));
+    return lowerCase(text_.substr(0, text_.find(':')));
 }
 
 std::string URL::host() const {
     std::string host = part(parsed(text_), CURLUPART_HOST);
     if (host.starts_with('[')) host = host.substr(1, host.size() - 2);
-    return lowered(std::move(host));
+    return lowerCase(std::move(host));
 }
 
 URL URL::appendingPathComponent(std::string_view component) const {
