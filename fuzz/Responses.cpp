@@ -1,4 +1,4 @@
-// What the network answers, a line each: the table of schemas, and the identity.
+// Answers of the network, a line each: the table of schemas, and the identity.
 
 #include <algorithm>
 #include <memory>
@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Check.h"
-#include "collector/data/Cookies.h"
+#include "collector/http/HttpMessage.h"
 #include "dispatch/storage/FileStorage.h"
 #include "dispatch/storage/SchemasStorage.h"
 #include "identity/ZentaraIDManager.h"
@@ -29,8 +29,7 @@ std::vector<URLRequest> requests;
 
 }  // namespace
 
-// In place of the library's own, which the linker then leaves out: an HTTP session that answers at
-// once.
+// Replaces the library's HTTP session at link time by a session that answers at once.
 namespace zentara {
 
 URLSession& URLSession::shared() {
@@ -78,8 +77,8 @@ void checkTable(const std::string& body) {
             isReady = error == nullptr;
         });
     ticker.fire();
-    check(reports == 1 && isReady == table.has_value(), "an object is a table, all else is none");
-    check(ticker.isRunning() != isReady, "what was not fetched is fetched again");
+    check(reports == 1 && isReady == table.has_value(), "only an object is a table");
+    check(ticker.isRunning() != isReady, "a failed fetch is repeated");
     if (!table) {
         check(provider->schema("a", "1") == nullptr, "without a table there is no schema");
         return;
@@ -90,13 +89,13 @@ void checkTable(const std::string& body) {
         if (dash == std::string_view::npos) continue;
         const auto schema = provider->schema(name.substr(0, dash), name.substr(dash + 1));
         check((schema != nullptr) == value.is_object(), "each document is found by its name");
-        check(!schema || *schema == value.get_object(), "it is the one in the table");
+        check(!schema || *schema == value.get_object(), "the schema is that of the table");
     }
 }
 
 using Cookies = std::vector<std::pair<std::string, std::string>>;
 
-/// A value that a cookie can carry arrives as it is; any other does not arrive, and nothing of it.
+/// A value that a cookie can carry arrives unchanged; no part of another value arrives.
 void checkCookies(std::string_view header, Cookies known) {
     check(isOneLine(header), "a header is one line");
     Cookies arrived;
@@ -140,16 +139,16 @@ void checkIdentity(const std::string& body) {
     const auto manager = identityManager();
     std::optional<std::string> completed;
     manager->start([&completed](std::string value) { completed = std::move(value); });
-    check(manager->isReady() == hasToken, "there is an identity when both of its parts came");
+    check(manager->isReady() == hasToken, "an identity needs both of its parts");
     check(completed == (response ? hsid : std::optional<std::string>("")),
-          "the session token is handed on, and a failure as an empty one");
+          "the session token is passed on, empty after a failure");
 
     Cookies known = {{"type", "1"}};
     if (hasToken) known.emplace_back(ZentaraIDManager::anonymousTokenName, *token);
     if (hsid) known.emplace_back(ZentaraIDManager::hsidTokenName, *hsid);
     checkCookies(cookiesOf(manager->getHeaders(ExtraCookie{"type", "1"})), known);
 
-    // The next run finds it, and offers it to the collector.
+    // The next run restores it and sends it to the collector.
     const auto next = identityManager();
     check(next->isReady() == hasToken, "the identity was kept");
     known = {};
@@ -157,7 +156,7 @@ void checkIdentity(const std::string& body) {
     checkCookies(cookiesOf(next->getHeaders(std::nullopt)), known);
     requests.clear();
     next->start(nullptr);
-    check(requests.size() == 1, "it is renewed with one request");
+    check(requests.size() == 1, "one request renews it");
     std::string cookies;
     for (const auto& [name, value] : requests.front().headers) {
         check(isOneLine(name) && isOneLine(value), "a header is one line");

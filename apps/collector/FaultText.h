@@ -14,18 +14,18 @@ using ServiceFaults = std::vector<std::pair<Service, Fault>>;
 
 /// Reads a fault in JSON, for example
 ///     {"answer":"status","status":503,"rate":0.5,"times":3,"latency":200,"readingPace":1000}
-/// All members may be left out; a status alone means the answer "status". The alternative is what
-/// is wrong, in words.
+/// Every member is optional; a status alone means the answer "status". The alternative is the
+/// reason why the text is not a fault.
 [[nodiscard]] std::variant<Fault, std::string> readFault(std::string_view json);
 
-/// Reads a fault as the command line has it: a service, or "all", and the same members, for example
-/// "event:answer=lost,rate=0.1". The alternative is what is wrong, in words.
+/// Reads a fault of the command line: a service, or "all", and the same members, for example
+/// "event:answer=lost,rate=0.1". The alternative is the reason why it is not a fault.
 [[nodiscard]] std::variant<ServiceFaults, std::string> readFaultOption(std::string_view option);
 
 /// Appends a fault as JSON with all its members.
 void appendFault(std::string& json, const Fault& fault);
 
-/// What is set, as JSON: {"schemas":null,"id":null,"event":{"answer":"lost",...}}
+/// The current faults as JSON: {"schemas":null,"id":null,"event":{"answer":"lost",...}}
 [[nodiscard]] std::string faultsText(const Faults& faults);
 
 }  // namespace zentara::collector

@@ -11,7 +11,7 @@
 
 namespace zentara::collector {
 
-/// What the library talks to.
+/// The services that the library uses.
 enum class Service { schemas, id, event };
 
 inline constexpr std::array allServices{Service::schemas, Service::id, Service::event};
@@ -19,10 +19,10 @@ inline constexpr std::array allServices{Service::schemas, Service::id, Service::
 [[nodiscard]] std::string_view nameOf(Service service);
 [[nodiscard]] std::optional<Service> serviceNamed(std::string_view name);
 
-/// One service, or all of them for "all"; none for any other name.
+/// The service of that name, all services for "all", or none.
 [[nodiscard]] std::vector<Service> servicesNamed(std::string_view name);
 
-/// What a service is to do wrong.
+/// How a service is to fail.
 struct Fault {
     enum class Answer {
         normal,
@@ -39,15 +39,15 @@ struct Fault {
 
     Answer answer = Answer::normal;
     int status = 503;                          ///< 200...599
-    double rate = 1.0;                         ///< the share of requests that meet it, 0...1
-    std::optional<std::uint64_t> times;        ///< it ends after it was met so often
+    double rate = 1.0;                         ///< the share of requests affected, 0...1
+    std::optional<std::uint64_t> times;        ///< ends after this many requests
     std::int64_t latency = 0;                  ///< milliseconds before the answer
     std::optional<std::uint64_t> readingPace;  ///< bytes of the body read a second, at least 1
 
-    /// Whether a request notices it at all.
+    /// Whether it changes the answer to any request.
     [[nodiscard]] bool isEffective() const;
 
-    /// What a request meets, for the record: `status 503`, `lost, latency 200 ms`.
+    /// The effect on a request, for records: `status 503`, `lost, latency 200 ms`.
     [[nodiscard]] std::string description() const;
 
     bool operator==(const Fault&) const = default;
@@ -57,21 +57,21 @@ struct Fault {
 [[nodiscard]] std::string_view nameOf(Fault::Answer answer);
 [[nodiscard]] std::optional<Fault::Answer> answerNamed(std::string_view name);
 
-/// The switches of all services. Any thread.
+/// The faults of all services. Any thread.
 class Faults {
   public:
-    /// `seed` decides which requests meet a fault of less than all of them.
+    /// `seed` selects the requests for faults with a rate below 1.
     explicit Faults(std::uint64_t seed = std::random_device()());
 
-    /// A fault without effect clears.
+    /// A fault without effect clears the current one.
     void set(Service service, const Fault& fault);
     void clear(Service service);
     void clear();
 
-    /// The fault that the next request of `service` meets, if any. Counts.
+    /// The fault for the next request of `service`, if any. Counts the request.
     [[nodiscard]] std::optional<Fault> next(Service service);
 
-    /// What is set, with the times that are left.
+    /// The current fault with the remaining times.
     [[nodiscard]] std::optional<Fault> current(Service service) const;
 
   private:

@@ -10,7 +10,7 @@ namespace zentara::collector {
 
 namespace {
 
-// What the page shows came from outside: nothing in it may run or fetch anything.
+// The page shows received text. Nothing in that text may run or fetch anything.
 constexpr const char* pagePolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
@@ -21,7 +21,7 @@ HttpResponse show(const PageAsset& asset) {
     response.contentType = asset.contentType;
     response.headers = {{"Content-Security-Policy", pagePolicy},
                         {"Referrer-Policy", "no-referrer"},
-                        // The next build has other files under the same names.
+                        // Another build has other files under the same names.
                         {"Cache-Control", "no-cache"}};
     return response;
 }

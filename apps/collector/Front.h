@@ -6,8 +6,8 @@
 
 namespace zentara::collector {
 
-/// Sends each request to where it belongs: the services, the query interface, or the files of the
-/// page. The services' faults act here, on nothing else.
+/// Routes each request to the services, the query interface, or the files of the page. Faults
+/// affect the services only.
 class Front final : public HttpHandler {
   public:
     /// The references outlive it.

@@ -12,7 +12,7 @@ namespace zentara::collector {
 
 namespace {
 
-// How often a writer that nobody reads looks whether the end has come.
+// While the descriptor takes nothing, the end of the writer is noticed after this time.
 constexpr int patience = 50;  // milliseconds
 
 }  // namespace
@@ -32,7 +32,7 @@ void LogWriter::add(const std::string& lines) {
     {
         const std::lock_guard lock(mutex_);
         if (unwritten_.size() + lines.size() > mostUnwritten) {
-            leftOut_ += static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\n'));
+            dropped_ += static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\n'));
             return;
         }
         unwritten_ += lines;
@@ -52,8 +52,8 @@ void LogWriter::run() {
             std::unique_lock lock(mutex_);
             changed_.wait(lock, [this] { return hasEnded_ || !unwritten_.empty(); });
             text.swap(unwritten_);
-            if (const auto lines = std::exchange(leftOut_, 0); lines > 0) {
-                text += "(" + std::to_string(lines) + " lines left out)\n";
+            if (const auto lines = std::exchange(dropped_, 0); lines > 0) {
+                text += "(" + std::to_string(lines) + " lines dropped)\n";
             }
             if (text.empty()) return;
         }
@@ -69,7 +69,7 @@ bool LogWriter::write(const std::string& text) {
             if (isEnding()) return false;
             continue;
         }
-        // A pipe that can be written to takes this much without a wait.
+        // A writable pipe takes this much without blocking.
         const std::size_t size = std::min<std::size_t>(text.size() - written, PIPE_BUF);
         const ssize_t count = ::write(descriptor_, text.data() + written, size);
         if (count < 0 && errno != EINTR && errno != EAGAIN) return false;

@@ -8,15 +8,15 @@
 
 namespace zentara::collector {
 
-/// Writes text to a file descriptor on a thread of its own, so that nobody who has something to say
-/// waits for somebody to read it. What is too much to be kept is left out, and that is said.
+/// Writes text to a file descriptor on a thread of its own, so that a slow reader delays no caller.
+/// Lines beyond `mostUnwritten` are dropped, and their number is written.
 class LogWriter {
   public:
     static constexpr std::size_t mostUnwritten = 4UL * 1024 * 1024;  ///< bytes
 
     /// `descriptor` is left open.
     explicit LogWriter(int descriptor);
-    /// Writes what is left, as far as it is read without delay.
+    /// Writes the rest, as far as the descriptor takes it without delay.
     ~LogWriter();
     LogWriter(const LogWriter&) = delete;
     LogWriter& operator=(const LogWriter&) = delete;
@@ -26,7 +26,7 @@ class LogWriter {
 
   private:
     void run();
-    /// False once nobody reads and the end has come, or nobody will ever read again.
+    /// False if the descriptor is broken, or takes nothing while the writer ends.
     [[nodiscard]] bool write(const std::string& text);
     [[nodiscard]] bool isEnding();
 
@@ -34,7 +34,7 @@ class LogWriter {
     std::mutex mutex_;
     std::condition_variable changed_;
     std::string unwritten_;    // guarded by mutex_
-    std::size_t leftOut_ = 0;  // lines; guarded by mutex_
+    std::size_t dropped_ = 0;  // lines; guarded by mutex_
     bool hasEnded_ = false;    // guarded by mutex_
     std::thread thread_;
 };

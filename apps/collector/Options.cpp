@@ -13,8 +13,8 @@ namespace zentara::collector {
 namespace {
 
 constexpr const char* description =
-    "A local collector for development and tests: it serves schemas, issues identities, takes\n"
-    "events, checks and keeps them, and shows them on a web page.";
+    "A local collector for development and tests. It serves schemas, issues identities, accepts,\n"
+    "checks and stores events, and shows them on a web page.";
 
 constexpr const char* details = R"(
 On standard output, one line each, once connections are accepted:
@@ -29,25 +29,25 @@ Queries:    GET /received/summary, /received/events, /received/wait and others; 
 Faults:     GET /faults, PUT and DELETE /faults/{schemas|id|event|all}
 docs/collector.md describes them.
 
-HTTPS: the certificate is signed by an authority of this machine's own, made at the first start and
-kept in the data folder. Give its file to the application (ZentaraEndpoints), or to
-zentara-track --ca, curl --cacert.
+HTTPS: the certificate is signed by an authority of this machine, which is made at the first start
+and kept in the data folder. Name its file to the application (ZentaraEndpoints), to
+zentara-track --ca or to curl --cacert.
 
 Faults, for example:
   --fault event:status=503                        every envelope is refused
   --fault event:answer=lost,rate=0.1              a tenth is stored but not acknowledged
-  --fault all:latency=2000                        everything is late
+  --fault all:latency=2000                        every answer is 2 s late
   --fault event:answer=none,times=1               the next envelope gets no answer
   answer is one of normal, status, none, dropped, lost, truncated, garbage, not-http;
   readingPace=N reads N bytes a second of what is posted.
 
 SIGTERM and SIGINT end the program with exit code 0 after the requests under way are answered. It
-ends with 1 when a port, a file or a folder cannot be had, and with 2 when the command line is not
-understood.
+ends with 1 if a port, a file or a folder cannot be used, and with 2 if the command line is
+invalid.
 
 Example: zentara-collector --schemas examples/schemas --database events.sqlite)";
 
-/// Puts CLI11's checks of the values to use without their texts in the help.
+/// Uses a check of CLI11 without its text in the help.
 CLI::Validator quietly(CLI::Validator check) {
     return check.description("");
 }
@@ -101,7 +101,7 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
         ->type_name("DIR")
         ->check(quietly(CLI::ExistingDirectory));
     app.add_option("--database", options.database,
-                   "Keep what is received in this SQLite file; otherwise in memory, until the end")
+                   "Store what is received in this SQLite file; in memory by default")
         ->type_name("FILE");
     app.add_option("--record", options.record,
                    "Append each received event to this file, as a JSON line")
@@ -110,7 +110,7 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
                    "The folder of the certificate authority; by default "
                    "$XDG_DATA_HOME/zentara-collector or ~/.local/share/zentara-collector")
         ->type_name("DIR");
-    app.add_option("--fault", faults, "Something to do wrong, see below; may be repeated")
+    app.add_option("--fault", faults, "A fault to imitate, see below; may be repeated")
         ->type_name("SERVICE:SETTINGS")
         ->check(readsFault(options));
     app.add_option("--host", options.host,

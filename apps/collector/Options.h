@@ -13,11 +13,11 @@ namespace zentara::collector {
 /// The exit codes of the program.
 enum ExitCode : int {
     exitStopped = 0,  ///< ended by SIGTERM or SIGINT
-    exitFailure = 1,  ///< a port, a file or the data folder cannot be had
-    exitUsage = 2,    ///< the command line is not understood
+    exitFailure = 1,  ///< a port, a file or the data folder cannot be used
+    exitUsage = 2,    ///< the command line is invalid
 };
 
-/// What the command line asks for.
+/// The command line.
 struct Options {
     std::string host = "127.0.0.1";
     int port = 8080;       ///< 0 for a free one
@@ -31,7 +31,7 @@ struct Options {
     bool quiet = false;
 };
 
-/// The options, or the code to exit with at once; what there is to say is then already said.
+/// The options, or the code to exit with; help or a message is then already printed.
 struct ParsedOptions {
     std::optional<Options> options;
     int exitCode = exitStopped;

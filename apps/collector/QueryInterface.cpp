@@ -18,7 +18,7 @@ namespace zentara::collector {
 
 namespace {
 
-// Of a hostile application there may be any number; the page is sent them ten times a second.
+// A hostile application can send any number of names; the page gets them ten times a second.
 constexpr std::size_t mostNames = 1000;
 
 constexpr std::string_view receivedPath = "/received";
@@ -27,8 +27,8 @@ constexpr std::string_view faultsPath = "/faults";
 constexpr std::size_t longestWait = 600'000;                      // milliseconds
 constexpr std::size_t longestBucket = 366ULL * 24 * 3600 * 1000;  // milliseconds
 
-/// What is behind `root` in `path`: "" at the root itself, "summary" for "/received/summary".
-/// Nothing when the path is not of the root.
+/// The part of `path` below `root`: "" at the root itself, "summary" for "/received/summary".
+/// Nothing if the path is not below the root.
 std::optional<std::string_view> below(std::string_view path, std::string_view root) {
     if (path == root) return "";
     if (!path.starts_with(root) || path[root.size()] != '/') return std::nullopt;
@@ -100,7 +100,7 @@ std::string timelineText(const Store::Timeline& timeline) {
     return text + "}";
 }
 
-/// Hands each parameter of the request to `take`, which tells whether there is one of that name.
+/// Passes each parameter of the request to `take`, which returns whether it knows the name.
 template <typename Take>
 void readParameters(const HttpRequest& request, Take take) {
     std::set<std::string_view> names;
@@ -316,7 +316,7 @@ std::string QueryInterface::summary() const {
     appendMember(text, "duplicates", counts.duplicates);
     appendMember(text, "missing", counts.missing);
     appendMember(text, "lastNumber", counts.lastNumber);
-    // Numbers begin again with a reset, and may have come as far by the time that somebody looks.
+    // After a reset numbers start again, so a client compares the resets as well.
     appendMember(text, "resets", resets_.load());
     appendMember(text, "started", started_);
     appendCounts(text, "eventsBySchema", counts.eventsBySchema);

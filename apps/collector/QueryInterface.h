@@ -14,8 +14,8 @@
 
 namespace zentara::collector {
 
-/// What was received and which faults are on, as JSON over HTTP, for tests, scripts and the page.
-/// docs/collector.md describes it. What is not understood is answered with a 4xx status and
+/// Received requests and current faults as JSON over HTTP, for tests, scripts and the page, as
+/// docs/collector.md describes it. Invalid requests are answered with a 4xx status and
 /// {"error": reason}. Any thread.
 class QueryInterface {
   public:
@@ -27,13 +27,13 @@ class QueryInterface {
     /// Whether `path` belongs to it.
     [[nodiscard]] static bool owns(std::string_view path);
 
-    /// Answers now or, on a thread of its own, later.
+    /// Answers now or later, on another thread.
     void handle(const std::shared_ptr<Exchange>& exchange);
 
-    /// Something was received. Any thread; quick.
+    /// To be called when something was received. Any thread; does not block.
     void notify() { watch_.notify(); }
 
-    /// Answers those who wait for events, and takes no more requests.
+    /// Answers requests that wait for events, and accepts no more.
     void stop();
 
   private:
@@ -48,7 +48,7 @@ class QueryInterface {
     std::atomic<std::uint64_t> resets_ = 0;
     const std::int64_t started_;  // milliseconds since 1970-01-01 UTC; tells processes apart
     Watch watch_;
-    // Whoever searches a large store does not hold up those who send.
+    // Searching a large store must not delay the services.
     boost::asio::thread_pool workers_{2};
 };
 

@@ -13,7 +13,7 @@ namespace zentara::collector {
 /// 405 for a path that takes `allowed`, for example "GET, HEAD".
 [[nodiscard]] HttpResponse wrongMethod(const HttpRequest& request, const std::string& allowed);
 
-/// Whether `request` reads what is at its path.
+/// Whether `request` is a GET or a HEAD.
 [[nodiscard]] bool isReading(const HttpRequest& request);
 
 }  // namespace zentara::collector

@@ -7,16 +7,16 @@
 
 #include "collector/Identity.h"
 #include "collector/Refusal.h"
-#include "collector/data/Cookies.h"
 #include "collector/data/Envelope.h"
 #include "collector/data/JSONText.h"
+#include "support/ASCII.h"
 
 namespace zentara::collector {
 
 struct Services::Answer {
     HttpResponse response;
-    std::string reason;  ///< why the request was refused; empty when it was not
-    std::optional<Envelope> envelope = std::nullopt;  ///< what was stored, with the request
+    std::string reason;  ///< why the request was refused; empty if it was not
+    std::optional<Envelope> envelope = std::nullopt;  ///< the stored envelope
     std::vector<std::vector<Finding>> findings = {};
     std::vector<Store::Arrival> arrivals = {};
 
@@ -91,42 +91,39 @@ bool isJSONContent(const HttpRequest& request) {
     std::string type = request.header("Content-Type");
     type = type.substr(0, type.find(';'));
     type.erase(type.find_last_not_of(" \t") + 1);
-    std::transform(type.begin(), type.end(), type.begin(), [](char letter) {
-        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    });
-    return type == "application/json";
+    return equalsIgnoringCase(type, "application/json");
 }
 
-/// Whether a request that meets `fault` is handled as if nothing was wrong, up to its answer.
+/// Whether a request that meets `fault` is processed before its answer fails.
 bool takesEffect(const std::optional<Fault>& fault) {
     return !fault ||
            (fault->answer != Fault::Answer::status && fault->answer != Fault::Answer::none &&
             fault->answer != Fault::Answer::dropped);
 }
 
-Manner mannerOf(Fault::Answer answer) {
+Transmission transmissionOf(Fault::Answer answer) {
     switch (answer) {
         case Fault::Answer::none:
-            return Manner::none;
+            return Transmission::none;
         case Fault::Answer::dropped:
         case Fault::Answer::lost:
-            return Manner::dropped;
+            return Transmission::dropped;
         case Fault::Answer::truncated:
-            return Manner::truncated;
+            return Transmission::truncated;
         case Fault::Answer::notHTTP:
-            return Manner::garbage;
+            return Transmission::garbage;
         default:
-            return Manner::whole;
+            return Transmission::whole;
     }
 }
 
-/// The status that the client gets to see.
+/// The status that the client sees.
 int sentStatus(int status, const std::optional<Fault>& fault) {
     if (!fault) return status;
-    switch (mannerOf(fault->answer)) {
-        case Manner::none:
-        case Manner::dropped:
-        case Manner::garbage:
+    switch (transmissionOf(fault->answer)) {
+        case Transmission::none:
+        case Transmission::dropped:
+        case Transmission::garbage:
             return 0;
         default:
             return status;
@@ -165,7 +162,7 @@ Delivery Services::answer(Service service, const HttpRequest& request) {
         answer.response.status = sentStatus(answer.response.status, fault);
         if (!answer.envelope) keep(request, answer, description);
     } catch (const StoreError& error) {
-        // The client keeps what it sent and comes again.
+        // The client keeps the events and sends them again.
         answer =
             Answer::refused(503, std::string("the database cannot be written: ") + error.what());
         if (options_.complaint) options_.complaint(answer.reason);
@@ -179,7 +176,7 @@ Delivery Services::answer(Service service, const HttpRequest& request) {
 
     Delivery delivery{std::move(answer.response)};
     if (fault) {
-        delivery.manner = mannerOf(fault->answer);
+        delivery.transmission = transmissionOf(fault->answer);
         delivery.delay = std::chrono::milliseconds(fault->latency);
     }
     return delivery;
@@ -197,7 +194,7 @@ HttpResponse Services::refuse(const HttpRequest& request, int status, const std:
 }
 
 void Services::noteUnfinished(const HttpRequest& head, const std::string& fault) {
-    const std::string reason = "the request did not come to its end";
+    const std::string reason = "the request is incomplete";
     try {
         store_.addRequest(head, {.status = 0, .reason = reason, .fault = fault});
     } catch (const StoreError& error) {

@@ -14,33 +14,33 @@
 
 namespace zentara::collector {
 
-/// What happened to a request to one of the services.
+/// The outcome of a request to one of the services.
 struct RequestReport {
     const HttpRequest& request;
-    int status = 0;      ///< 0 when no answer goes out
-    std::string reason;  ///< why it was refused; empty when it was not
-    std::string fault;   ///< what went wrong on purpose; empty when nothing did
+    int status = 0;      ///< 0 if no answer is sent
+    std::string reason;  ///< why it was refused; empty if it was not
+    std::string fault;   ///< the fault that it met; empty if there was none
 
-    // What was stored; the three lists are as long as each other.
+    // The stored events; the three lists have the same length.
     std::vector<Action> actions;
     std::vector<std::vector<Finding>> findings;
     std::vector<Store::Arrival> arrivals;
 };
 
-/// The services that the library speaks to, request in and delivery out, without a network.
+/// The services that the library uses, without a network: requests in, deliveries out.
 ///
 ///     GET  /schemas   the table of all schemas
 ///     GET  /id        an anonymous identity; renewed when the cookie qvn_uid names one
 ///     POST /event     takes an envelope
 ///
-/// Every request is kept in the store before its answer is given, with the fault that it met.
-/// Whatever is refused is answered with a 4xx status and {"error": reason}. Any thread.
+/// Every request is stored before it is answered, with the fault that it met. Refused requests are
+/// answered with a 4xx status and {"error": reason}. Any thread.
 class Services {
   public:
     struct Options {
         EventRecorder* recorder = nullptr;                  ///< outlives the services
         std::function<void(const RequestReport&)> report;   ///< on the thread of the request
-        std::function<void(const std::string&)> complaint;  ///< something is wrong with the program
+        std::function<void(const std::string&)> complaint;  ///< gets failures of the collector
     };
 
     /// The references outlive the services.
@@ -48,15 +48,15 @@ class Services {
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
 
-    /// The service at `path`; nothing when there is none.
+    /// The service at `path`, if there is one.
     [[nodiscard]] static std::optional<Service> at(std::string_view path);
 
-    /// The head of a request has come: decides which fault it meets, and notes that in it. Gives
-    /// how fast its body is to be read, as `HttpHandler::readingPace`. A request that never becomes
-    /// whole is kept as one that was not answered.
+    /// Called with the head of a request: selects its fault and keeps it in the tag of the request.
+    /// Returns how fast to read the body, as `HttpHandler::readingPace`. A request that stays
+    /// incomplete is stored as unanswered.
     [[nodiscard]] std::optional<std::size_t> begin(Service service, HttpRequest& head);
 
-    /// Answers a request that `begin` has seen, or that has none of its own.
+    /// Answers a request, with the fault that `begin` selected for it.
     [[nodiscard]] Delivery answer(Service service, const HttpRequest& request);
 
     /// The answer to a request that reaches no service.

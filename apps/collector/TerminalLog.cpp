@@ -25,7 +25,7 @@ bool continuesCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-/// How many bytes the character at the front of `text` has; 0 when it is no UTF-8.
+/// The number of bytes of the first character of `text`; 0 if it is not UTF-8.
 std::size_t characterSize(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text.front());
     const std::size_t size = lead < 0x80   ? 1
@@ -39,8 +39,8 @@ std::size_t characterSize(std::string_view text) {
     return std::all_of(rest.begin(), rest.end(), continuesCharacter) ? size : 0;
 }
 
-/// Whether a terminal would obey `character`: control characters, and those that turn the direction
-/// of what follows.
+/// Whether `character` controls a terminal: control characters, and those that change the direction
+/// of text.
 bool isCommand(std::string_view character) {
     const auto first = static_cast<unsigned char>(character.front());
     if (character.size() == 1) return first < 0x20 || first == 0x7F;
@@ -52,7 +52,7 @@ bool isCommand(std::string_view character) {
                              (second == 0x81 && third >= 0xA6 && third <= 0xA9));
 }
 
-/// `text` without anything that a terminal would obey or not understand.
+/// `text` without characters that control a terminal and bytes that are not UTF-8.
 std::string harmless(std::string_view text) {
     std::string result;
     result.reserve(text.size());

@@ -8,8 +8,8 @@
 
 namespace zentara::collector {
 
-/// Shows what arrives, one line for each event and for each other request. What events hold is
-/// hostile text: no control character of it reaches the terminal. Any thread.
+/// Formats what arrives, one line for each event and for each other request. Events can hold
+/// hostile text, so control characters are removed. Any thread.
 class TerminalLog {
   public:
     struct Style {
@@ -17,8 +17,8 @@ class TerminalLog {
         std::size_t columns = 0;  ///< longer lines are cut; 0 for no limit
     };
 
-    /// The style that suits `stream`: color and cut lines on a terminal only, and no color where
-    /// the user does not want any (NO_COLOR).
+    /// The style for `stream`: color and cut lines on a terminal only, and no color if NO_COLOR is
+    /// set.
     [[nodiscard]] static Style styleFor(std::FILE* stream);
 
     /// The lines for `report`, each with its end of line.

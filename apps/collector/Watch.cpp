@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 constexpr Watch::Clock::duration betweenLooks = 20ms;
 constexpr Watch::Clock::duration betweenWrites = 100ms;
 constexpr Watch::Clock::duration betweenVisits = 1s;
-// Also finds out that a page has gone, which nobody notices while there is nothing to say.
+// Also detects that a page has gone.
 constexpr Watch::Clock::duration keepAlive = 15s;
 
 }  // namespace
@@ -53,7 +53,7 @@ void Watch::wait(std::shared_ptr<Exchange> exchange, Wait wait) {
             return;
         }
     }
-    exchange->deliver({refusal(503, "too many requests wait already")});
+    exchange->deliver({refusal(503, "too many requests are waiting")});
 }
 
 void Watch::follow(const std::shared_ptr<Exchange>& exchange) {
@@ -66,7 +66,7 @@ void Watch::follow(const std::shared_ptr<Exchange>& exchange) {
             return;
         }
     }
-    exchange->deliver({refusal(503, "too many pages listen already")});
+    exchange->deliver({refusal(503, "too many pages are listening")});
 }
 
 void Watch::stop() {
@@ -110,7 +110,7 @@ void Watch::run() {
 
 Watch::Clock::time_point Watch::nextWakeUp() const {
     auto wakeUp = lastWrite_ + (hasUnwritten_ ? betweenWrites : keepAlive);
-    // Those who have gone are noticed then.
+    // Then waits whose client has gone are dropped.
     if (!waits_.empty()) wakeUp = std::min(wakeUp, Clock::now() + betweenVisits);
     for (const Waiting& waiting : waits_)
         wakeUp = std::min(wakeUp, waiting.deadline);
@@ -158,7 +158,7 @@ void Watch::look(Waiting& waiting) const {
 void Watch::writeStreams(const std::list<std::shared_ptr<Exchange>>& arrived) {
     streams_.remove_if([](const auto& stream) { return !stream->isOpen(); });
     if (streams_.empty() && arrived.empty()) {
-        // The first to come is told everything anyway.
+        // A new stream gets the whole summary.
         hasUnwritten_ = false;
         lastWrite_ = Clock::now();
         return;

@@ -19,9 +19,8 @@
 
 namespace zentara::collector {
 
-/// Tells those who wait for it that something was received: tests that wait for events, and pages
-/// that show them live. A thread of its own looks at the store, some tens of times a second at
-/// most, however much arrives.
+/// Notifies tests that wait for events, and pages that show them live. A thread of its own queries
+/// the store, at most some tens of times a second.
 class Watch {
   public:
     using Clock = std::chrono::steady_clock;
@@ -36,26 +35,26 @@ class Watch {
         std::chrono::milliseconds timeout{10'000};
     };
 
-    /// `summary` gives the JSON text that streams are sent, on the thread of the watch. The store
+    /// `summary` returns the JSON text for the streams, on the thread of the watch. The store
     /// outlives the watch.
     Watch(const Store& store, std::function<std::string()> summary);
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
 
-    /// Something has changed. Any thread; quick.
+    /// To be called when the store has changed. Any thread; does not block.
     void notify();
 
-    /// Everything was forgotten; what waits counts from the beginning. Any thread.
+    /// To be called when the store was emptied: waits count from the beginning. Any thread.
     void reset();
 
-    /// Answers `exchange` once `wait.count` events match or the time is over. Any thread.
+    /// Answers `exchange` once `wait.count` events match or the timeout has passed. Any thread.
     void wait(std::shared_ptr<Exchange> exchange, Wait wait);
 
     /// Sends `exchange` the summary now and whenever something changes. Any thread.
     void follow(const std::shared_ptr<Exchange>& exchange);
 
-    /// Answers those who still wait, and ends. Streams are left to the server.
+    /// Answers the remaining waits and ends. The server closes the streams.
     void stop();
 
   private:
@@ -63,16 +62,16 @@ class Watch {
         std::shared_ptr<Exchange> exchange;
         Wait wait;
         Clock::time_point deadline;
-        std::int64_t seen = 0;     ///< the latest event that was looked at
+        std::int64_t seen = 0;     ///< the number of the last event that was examined
         std::size_t matching = 0;  ///< so far
         std::vector<std::string> shown = {};
     };
 
     void run();
     [[nodiscard]] Clock::time_point nextWakeUp() const;
-    /// Answers those for whom enough has arrived, whose time is over, or who have gone.
+    /// Answers waits that are satisfied or overdue, and drops those whose client has gone.
     void serveWaits(bool isChanged);
-    /// Looks at what has arrived since the last look.
+    /// Counts the events since `seen`.
     void look(Waiting& waiting) const;
     void writeStreams(const std::list<std::shared_ptr<Exchange>>& arrived);
 
@@ -90,10 +89,10 @@ class Watch {
 
     std::atomic<bool> stopped_ = false;  // set under mutex_
 
-    // Of the thread alone:
+    // Used by the thread only:
     std::list<Waiting> waits_;
     std::list<std::shared_ptr<EventStream>> streams_;
-    bool hasUnwritten_ = false;  // something changed that the streams were not told
+    bool hasUnwritten_ = false;  // a change was not yet written to the streams
     Clock::time_point lastWrite_ = Clock::now();
 
     std::thread thread_;

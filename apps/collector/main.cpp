@@ -44,14 +44,14 @@ sigset_t blockEndSignals() {
     return signals;
 }
 
-/// A second signal ends the program without further ado.
+/// A second signal ends the program at once.
 void unblock(const sigset_t& signals) {
     std::signal(SIGTERM, SIG_DFL);
     std::signal(SIGINT, SIG_DFL);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-/// Every connection takes a descriptor, and some systems give few of them at first.
+/// Every connection needs a descriptor, and the default limit is low on some systems.
 void raiseDescriptorLimit() {
     constexpr rlim_t enough = 65'536;
     rlimit limit{};
@@ -65,12 +65,12 @@ std::filesystem::path dataFolder(const Options& options) {
     zentara::HostApplication::setBundleIdentifier("zentara-collector");
     if (auto folder = zentara::HostApplication::documentsDirectory()) return *std::move(folder);
     throw std::runtime_error(
-        "there is no home directory to keep the certificate authority in; name a folder with "
-        "--data, or serve HTTP only with --no-https");
+        "no home directory for the certificate authority; name a folder with --data, or serve HTTP "
+        "only with --no-https");
 }
 
 template <typename Text>
-std::optional<Text> given(const std::string& text) {
+std::optional<Text> unlessEmpty(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional<Text>(text);
 }
 
@@ -78,19 +78,19 @@ std::string inURL(const std::string& host) {
     return host.find(':') == std::string::npos ? host : "[" + host + "]";
 }
 
-/// Listens on the port that `option` names, and says so when that fails.
+/// Listens; the message of a failure names `option`.
 int listenOn(HttpServer& server, const std::string& host, int port, const std::string& option,
              const std::optional<TLSCredentials>& credentials = std::nullopt) {
     try {
         return server.listen(host, port, credentials);
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(std::string(error.what()) + "; see --host and " + option +
-                                 ", of which 0 is any free one");
+                                 " (0 selects a free port)");
     }
 }
 
-/// Starts to listen; then tells where, on standard output for programs and on standard error for
-/// people.
+/// Starts to listen, and writes the addresses to standard output for programs and to standard
+/// error for users.
 void listen(HttpServer& server, const Options& options, LogWriter& log) {
     const std::string host = inURL(options.host) + ":";
     const std::string page =
@@ -116,7 +116,7 @@ void listen(HttpServer& server, const Options& options, LogWriter& log) {
 
 int serve(const Options& options) {
     const sigset_t endSignals = blockEndSignals();
-    // Who reads the log may leave; the events go on.
+    // A closed log must not end the collector.
     std::signal(SIGPIPE, SIG_IGN);
 
     raiseDescriptorLimit();
@@ -125,8 +125,8 @@ int serve(const Options& options) {
         log.add(complaint(message));
     };
 
-    Store store(given<std::filesystem::path>(options.database));
-    SchemaCatalogue catalogue(given<std::filesystem::path>(options.schemas),
+    Store store(unlessEmpty<std::filesystem::path>(options.database));
+    SchemaCatalogue catalogue(unlessEmpty<std::filesystem::path>(options.schemas),
                               [&](const auto& line) { complain("schema left out: " + line); });
     Faults faults;
     for (const auto& [service, fault] : options.faults)
@@ -134,15 +134,15 @@ int serve(const Options& options) {
     std::optional<EventRecorder> recorder;
     if (!options.record.empty()) recorder.emplace(options.record);
 
-    Services::Options wishes;
-    wishes.recorder = recorder ? &*recorder : nullptr;
-    wishes.complaint = complain;
+    Services::Options serviceOptions;
+    serviceOptions.recorder = recorder ? &*recorder : nullptr;
+    serviceOptions.complaint = complain;
     if (!options.quiet) {
-        wishes.report = [&log, style = TerminalLog::styleFor(stderr)](const auto& report) {
+        serviceOptions.report = [&log, style = TerminalLog::styleFor(stderr)](const auto& report) {
             log.add(TerminalLog::lines(report, style));
         };
     }
-    Services services(store, catalogue, faults, std::move(wishes));
+    Services services(store, catalogue, faults, std::move(serviceOptions));
     QueryInterface queries(store, faults);
     store.onChange([&queries] { queries.notify(); });
     Front front(services, queries);
@@ -150,9 +150,8 @@ int serve(const Options& options) {
     listen(server, options, log);
     if (catalogue.refreshed()->schemas.empty()) {
         complain(options.schemas.empty()
-                     ? "there are no schemas to serve; --schemas names their folder"
-                     : "there is no schema in " + options.schemas +
-                           ", no file {id}-{version}.json");
+                     ? "no schemas to serve; --schemas names their folder"
+                     : "no schema in " + options.schemas + ": it has no file {id}-{version}.json");
     }
 
     int signal = 0;

@@ -13,10 +13,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// What one fetch came to; nothing when it has not told by `deadline`.
+/// The result of one fetch; nothing if there is none by `deadline`.
 std::optional<BackgroundFetchResult> fetchUntil(const Drain::Fetch& fetch,
                                                 Clock::time_point deadline) {
-    // The callback may come after this function has given up on it.
+    // The callback may be called after this function has returned.
     const auto told = std::make_shared<std::promise<BackgroundFetchResult>>();
     auto result = told->get_future();
     fetch([told](BackgroundFetchResult outcome) { told->set_value(outcome); });

@@ -19,12 +19,12 @@ struct EventLine {
     std::string referer;
     JSONObject properties;
     std::optional<std::string> relationId;
-    std::vector<std::string> unknownMembers;  ///< left out, and as likely as not misspelt
+    std::vector<std::string> unknownMembers;  ///< ignored; probably misspelt
 
     [[nodiscard]] std::string schema() const { return schemaId + "-" + schemaVersion; }
 };
 
-/// Why a line is not an event.
+/// The reason why a line is not an event.
 struct UnreadableLine {
     std::string reason;
 };

@@ -22,7 +22,7 @@ bool isIgnored(int signal) {
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-/// Ends the process as the signal would have done without this.
+/// Ends the process by the signal itself.
 void endBy(int signal) {
     std::signal(signal, SIG_DFL);
     sigset_t signals;
@@ -44,10 +44,10 @@ void reportInterruptions() {
     std::thread([signals] {
         int signal = 0;
         if (sigwait(&signals, &signal) != 0) return;
-        // A terminal has just shown ^C, perhaps behind a progress bar.
+        // The terminal has just printed ^C.
         const std::string start = isatty(STDERR_FILENO) == 1 ? "\n" : "";
         std::cerr << start + "zentara-track: interrupted after line " + std::to_string(sentLines) +
-                         "; " + Sender::whatWaits() + '\n';
+                         "; " + Sender::queuedEvents() + '\n';
         endBy(signal);
     }).detach();
 }

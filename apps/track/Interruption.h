@@ -4,11 +4,12 @@
 
 namespace zentara::track {
 
-/// Lets SIGINT and SIGTERM end the process with a line that tells how far it has come and what
-/// waits where. To be called before any other thread is started; a signal that is ignored stays so.
+/// Lets SIGINT and SIGTERM print the last line that was sent and the number of queued events before
+/// they end the process. Call it before any other thread starts. A signal that is ignored stays
+/// ignored.
 void reportInterruptions();
 
-/// Notes that the lines up to `number` have been sent. Any thread.
+/// Sets the last line that was sent. Any thread.
 void noteSentLine(std::size_t number) noexcept;
 
 }  // namespace zentara::track

@@ -7,12 +7,12 @@
 
 namespace zentara::track {
 
-/// Takes a stream apart into lines, holding no more of one than `longestLine` bytes however long
-/// it is. Lines end with LF or CR LF; the last one may go without.
+/// Splits a stream into lines. Holds at most `longestLine` bytes of a line. Lines end with LF or
+/// CR LF; the last line may have no end.
 class LineReader {
   public:
     struct Line {
-        std::size_t number = 0;  ///< from 1 on, blank lines included
+        std::size_t number = 0;  ///< counts from 1, blank lines included
         std::string text;        ///< without its end; cut when `tooLong`
         bool tooLong = false;
     };
@@ -22,7 +22,7 @@ class LineReader {
     /// `stream` outlives the reader.
     explicit LineReader(std::istream& stream) : stream_(stream) {}
 
-    /// The next line that is not blank, or nothing at the end of the stream.
+    /// The next line that is not blank; nothing at the end of the stream.
     [[nodiscard]] std::optional<Line> next();
 
   private:

@@ -14,16 +14,16 @@ constexpr const char* description =
 constexpr const char* details = R"(Each line of input is one event, a JSON object:
   {"schemaId":"page-view","schemaVersion":"1","contentType":"application/json",
    "url":"https://example.com/","referer":"","properties":{"title":"Home"},"relationId":null}
-Only schemaId and schemaVersion are needed. A line that is not an event (longer than 1 MiB, for
-example) is reported and the rest goes on. So is a member of another name, which is left out.
+Only schemaId and schemaVersion are required. A line that is not an event (or is longer than 1 MiB)
+is reported and skipped. A member with another name is reported and ignored.
 
-Without --no-drain events are delivered once all have been read, and after every 1000, since the
-queue holds 8000 and drops its oldest beyond that. What cannot be delivered stays in the documents
-directory and is sent by the next run. Ctrl-C and SIGTERM tell how much that is.
+Without --no-drain events are delivered after every 1000 and at the end, since the queue holds 8000
+and evicts its oldest beyond that. Events that cannot be delivered stay in the documents directory
+and are sent by the next run. Ctrl-C and SIGTERM print their number.
 
-Exit codes: 0 every line accepted and delivered; 1 a line was refused or not readable, the others
-were delivered; 2 events still wait in the queue; 3 the command line, a file or the configuration
-is no good; 4 no schemas within --ready-timeout, nothing was sent.
+Exit codes: 0 every line accepted and delivered; 1 a line was refused or unreadable, the others were
+delivered; 2 events are still queued; 3 the command line, a file or the configuration is invalid;
+4 no schemas within --ready-timeout, nothing was sent.
 
 Example: zentara-track --collector http://127.0.0.1:8080 examples/events.jsonl)";
 
@@ -110,7 +110,7 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     app.add_option("--results", options.results,
                    "Write a JSON line for each line of input: line, schema, outcome, message")
         ->type_name("FILE");
-    app.add_flag("--verbose", options.verbose, "Tell the outcome of every line");
+    app.add_flag("--verbose", options.verbose, "Print the outcome of every line");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

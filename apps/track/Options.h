@@ -12,8 +12,8 @@ namespace zentara::track {
 enum ExitCode : int {
     exitComplete = 0,     ///< every line was accepted and everything was delivered
     exitRefused = 1,      ///< a line was refused or could not be read; the others were delivered
-    exitUndelivered = 2,  ///< events still wait in the queue
-    exitUsage = 3,        ///< the command line, a file or the configuration is no good
+    exitUndelivered = 2,  ///< events are still queued
+    exitUsage = 3,        ///< the command line, a file or the configuration is invalid
     exitNotReady = 4,     ///< there were no schemas in time; nothing was sent
 };
 
@@ -22,10 +22,10 @@ struct LoggedUser {
     std::string token;
 };
 
-/// Reads TYPE:TOKEN, for example "GST:abc"; nothing when it is not that.
+/// Reads TYPE:TOKEN, for example "GST:abc"; nothing if it is not that.
 [[nodiscard]] std::optional<LoggedUser> parseLoggedUser(const std::string& text);
 
-/// What the command line asks for.
+/// The command line.
 struct Options {
     std::string input = "-";  ///< a file, or "-" for standard input
     std::string tenant = "zentara-track";
@@ -34,7 +34,7 @@ struct Options {
     std::string schemas;               ///< likewise
     std::string certificateAuthority;  ///< empty for the system's
     std::string bundleIdentifier;      ///< empty for the name of the program
-    std::string documents;             ///< empty for the place of the bundle identifier
+    std::string documents;             ///< empty for the default of the bundle identifier
     std::string preferences;           ///< likewise
     std::optional<std::string> advertisingId;
     std::optional<LoggedUser> loggedUser;
@@ -45,7 +45,7 @@ struct Options {
     bool verbose = false;
 };
 
-/// The options, or the code to exit with at once; what there is to say is then already said.
+/// The options, or the code to exit with; help or a message is then already printed.
 struct ParsedOptions {
     std::optional<Options> options;
     int exitCode = exitComplete;

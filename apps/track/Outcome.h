@@ -7,14 +7,14 @@
 
 namespace zentara::track {
 
-/// What can become of a line of input.
+/// The outcomes of a line of input.
 enum class Outcome {
     accepted,       ///< validated and queued
     invalid,        ///< its properties do not satisfy the schema
-    unknownSchema,  ///< it could not be validated, as a rule because there is no such schema
-    heldBack,       ///< kept on disk, to be validated later
-    notQueued,      ///< it could not be stored
-    notSaved,       ///< queued in memory only, since the disk failed
+    unknownSchema,  ///< not validated, usually because there is no such schema
+    heldBack,       ///< stored, to be validated later
+    notQueued,      ///< could not be stored
+    notSaved,       ///< queued in memory only, as the disk failed
     unreadable,     ///< the line is not an event
 };
 
@@ -27,13 +27,13 @@ constexpr std::size_t outcomeCount = 7;
     return names.at(static_cast<std::size_t>(outcome));
 }
 
-/// What became of one line, and why.
+/// The outcome of one line, and its reason.
 struct Result {
     Outcome outcome = Outcome::accepted;
     std::string message;  ///< empty when accepted
 };
 
-/// How often each outcome came.
+/// Counts outcomes.
 class Tally {
   public:
     void add(Outcome outcome) { ++counts_.at(static_cast<std::size_t>(outcome)); }

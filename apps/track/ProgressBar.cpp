@@ -24,7 +24,7 @@ std::size_t columnsOf(std::FILE* stream) {
 }  // namespace
 
 ProgressBar::Style ProgressBar::styleFor(std::FILE* stream) {
-    // A terminal of the type "dumb" cannot draw a line again.
+    // A "dumb" terminal cannot redraw a line.
     const char* const terminal = std::getenv("TERM");
     const bool isDumb = terminal == nullptr || std::string_view(terminal) == "dumb";
     return isatty(fileno(stream)) == 1 && !isDumb ? Style::bar : Style::lines;
@@ -52,8 +52,7 @@ void ProgressBar::finish(bool complete) {
 std::string ProgressBar::text(const std::string& label, std::size_t done, std::size_t total,
                               std::size_t columns) {
     const std::string counts = std::to_string(done) + "/" + std::to_string(total);
-    // Besides, two spaces and the brackets; and the last column, where a terminal begins a new
-    // line.
+    // Two spaces, the brackets, and the last column, where a terminal begins a new line.
     const std::size_t taken = label.size() + counts.size() + 5;
     if (columns < taken + shortestBar)
         return counts.substr(0, std::max<std::size_t>(columns, 1) - 1);

@@ -6,22 +6,22 @@
 
 namespace zentara::track {
 
-/// Shows how much of a known amount is done: on a terminal a bar that is drawn again in place,
-/// elsewhere a plain line for each quarter.
+/// Shows progress: on a terminal a bar that is redrawn in place, elsewhere a line for each
+/// quarter.
 class ProgressBar {
   public:
     enum class Style { bar, lines };
 
-    /// The style that suits `stream`.
+    /// The style for `stream`.
     [[nodiscard]] static Style styleFor(std::FILE* stream);
 
-    /// What a bar shows, in less than `columns`. The bar itself goes first where there is no room.
+    /// The text of a bar, in less than `columns`. Without room the bar itself is omitted.
     [[nodiscard]] static std::string text(const std::string& label, std::size_t done,
                                           std::size_t total, std::size_t columns);
 
     ProgressBar(std::FILE* stream, Style style, std::string label, std::size_t total);
 
-    /// Shows that `done` of the total are done; more than the total counts as the total.
+    /// Shows `done` of the total; more than the total counts as the total.
     void show(std::size_t done);
 
     /// Shows the total if `complete`, and leaves the line.

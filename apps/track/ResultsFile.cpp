@@ -20,7 +20,7 @@ void ResultsFile::add(std::size_t line, const std::string& schema, const Result&
         {"schema", schema.empty() ? boost::json::value() : boost::json::value(schema)},
         {"outcome", boost::json::string_view(outcome.data(), outcome.size())},
         {"message", result.message}};
-    // At once, so that an interrupted run has told of all that it sent.
+    // Flushed, so that the file of an interrupted run has every line that was sent.
     stream_ << boost::json::serialize(record) << std::endl;
 }
 

@@ -13,13 +13,13 @@ namespace zentara::track {
 /// {"line":1,"schema":"page-view-1","outcome":"accepted","message":""}
 class ResultsFile {
   public:
-    /// Replaces the file. Throws `std::runtime_error` when it cannot be opened.
+    /// Replaces the file. Throws `std::runtime_error` if it cannot be opened.
     explicit ResultsFile(std::filesystem::path file);
 
     /// `schema` is empty for a line that is not an event and is then written as null.
     void add(std::size_t line, const std::string& schema, const Result& result);
 
-    /// Throws `std::runtime_error` when not everything could be written.
+    /// Throws `std::runtime_error` if not everything could be written.
     void close();
 
   private:

@@ -19,7 +19,7 @@
 
 namespace zentara::track {
 
-/// The reports of the ready callback, of which the last one counts.
+/// The last report of the ready callback.
 struct Sender::Readiness {
     std::mutex mutex;
     std::condition_variable changed;
@@ -48,13 +48,13 @@ void describeHost(const Options& options) {
     }
 }
 
-/// The library would go on without a queue on disk, and a second run would send all of it again.
+/// Without a folder the library would queue in memory only, and the user could not tell what a
+/// second run has to send.
 void requireDocumentsFolder() {
     constexpr const char* hint = "; name another folder with --documents";
     const auto folder = HostApplication::documentsDirectory();
-    if (!folder)
-        throw std::runtime_error("there is no home for the queue; name a folder with --documents");
-    // What is made here is for this user only, as the library would make it.
+    if (!folder) throw std::runtime_error("no folder for the queue; name one with --documents");
+    // Like the library, makes folders for this user only.
     const auto mask = ::umask(0077);
     std::error_code error;
     std::filesystem::create_directories(*folder, error);
@@ -65,7 +65,7 @@ void requireDocumentsFolder() {
     if (error) throw std::runtime_error(folder->string() + ": " + error.message() + hint);
 }
 
-/// Without what stands before the host, which may be a password, and without the query.
+/// The URL without user name, password and query.
 std::string shown(const URL& url) {
     std::string text = url.string().substr(0, url.string().find_first_of("?#"));
     const auto host = text.find("//") + 2;
@@ -74,7 +74,7 @@ std::string shown(const URL& url) {
     return text;
 }
 
-/// The library ends the process over an endpoint that is none; here it is the user's mistake.
+/// An invalid endpoint is fatal to the library, but may be the user's mistake here.
 void setEndpoint(std::string& endpoint, const std::string& text) {
     if (text.empty()) return;
     const auto url = URL::parse(text);
@@ -94,13 +94,13 @@ void useEndpoints(const Options& options) {
     ZentaraEndpoints::use(endpoints);
 }
 
-/// In the queue or under way. Without the held-back events, which no fetch delivers.
+/// Queued or in flight. Held-back events do not count, as no fetch delivers them.
 std::int64_t undelivered() {
     const auto counts = ZentaraClient::statistics();
     return counts.waiting + counts.underWay;
 }
 
-/// `problem` with its cause, when that is known.
+/// `problem` with its cause, if that is known.
 std::string withCause(std::string problem, const ZentaraClientFailure& failure) {
     if (failure.inARow > 0) problem += ": " + failure.text;
     return problem;
@@ -167,12 +167,11 @@ Drain::Result Sender::drain(const Drain::Progress& progress) {
     return drain.run(progress);
 }
 
-std::string Sender::whatWaits() {
+std::string Sender::queuedEvents() {
     const auto count = undelivered();
     const auto folder = HostApplication::documentsDirectory().value_or("").string();
-    if (count == 0) return "nothing waits in " + folder;
-    return std::to_string(count) + (count == 1 ? " event waits in " : " events wait in ") + folder +
-           " for the next run";
+    return std::to_string(count) + (count == 1 ? " event is" : " events are") + " queued in " +
+           folder + " for the next run";
 }
 
 std::string Sender::schemasAddress() {

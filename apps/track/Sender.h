@@ -17,28 +17,27 @@ namespace zentara::track {
 class Sender {
   public:
     /// Configures the process and builds the client; once per process. Throws
-    /// `std::runtime_error` when the options do not make sense, or there is no folder for the
-    /// queue.
+    /// `std::runtime_error` if the options are invalid or there is no folder for the queue.
     explicit Sender(const Options& options);
     Sender(const Sender&) = delete;
     Sender& operator=(const Sender&) = delete;
 
-    /// Waits for the schemas. Nothing when they are there, otherwise why they are not.
+    /// Waits for the schemas. Nothing on success, otherwise the reason why there are none.
     [[nodiscard]] std::optional<std::string> waitUntilReady(std::chrono::milliseconds timeout);
 
     [[nodiscard]] Result send(EventLine event);
 
-    /// Delivers everything that waits in the queue.
+    /// Delivers all queued events.
     [[nodiscard]] Drain::Result drain(const Drain::Progress& progress);
 
-    /// How many events wait for the next run, and where, in words.
-    [[nodiscard]] static std::string whatWaits();
+    /// How many events are queued for the next run, and where, for the user.
+    [[nodiscard]] static std::string queuedEvents();
 
-    /// Where the schemas come from, and where the events go.
+    /// The addresses of the schemas and of the collector, without secrets.
     [[nodiscard]] static std::string schemasAddress();
     [[nodiscard]] static std::string collectorAddress();
 
-    /// What fails at present, a line for each part of the library; empty when all of it works.
+    /// The parts of the library that fail at present, a line for each.
     [[nodiscard]] static std::string failures();
 
   private:

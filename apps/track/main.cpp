@@ -29,7 +29,6 @@ namespace {
 using namespace zentara::track;
 
 constexpr std::size_t eventsBetweenDrains = 1000;
-constexpr std::size_t eventsPerBatch = 10;
 constexpr std::chrono::milliseconds longestSilence{1000};
 
 double seconds(std::chrono::milliseconds duration) {
@@ -42,16 +41,16 @@ class Run {
     Run(const Options& options, Sender& sender, ResultsFile* results)
         : options_(options), sender_(sender), results_(results) {}
 
-    int overAll(std::istream& input) {
+    int sendAll(std::istream& input) {
         LineReader lines(input);
         while (auto line = lines.next()) {
             sendLine(*line);
-            if (waiting_ >= eventsBetweenDrains && !deliver()) break;
+            if (queued_ >= eventsBetweenDrains && !deliver()) break;
         }
         if (drained_) deliver();
         report();
         if (options_.drain && !drained_) return exitUndelivered;
-        // What was in memory only has gone out with the rest.
+        // Events in memory only were delivered with the others.
         const auto delivered =
             tally_.of(Outcome::accepted) + (options_.drain ? tally_.of(Outcome::notSaved) : 0);
         return delivered == tally_.total() ? exitComplete : exitRefused;
@@ -67,9 +66,10 @@ class Run {
         auto& event = std::get<EventLine>(read);
         for (const auto& name : event.unknownMembers) {
             if (!unknownMembers_.insert(name).second) continue;
-            // As JSON, since a name may hold what commands a terminal.
-            std::cerr << "line " << line.number << ": " << boost::json::serialize(name)
-                      << " is no member of an event and is left out, here and further on\n";
+            // As JSON, which escapes control characters.
+            std::cerr
+                << "line " << line.number << ": " << boost::json::serialize(name)
+                << " is not a member of an event and is ignored in this line and all others\n";
         }
         const std::string schema = event.schema();
         note(line.number, schema, sender_.send(std::move(event)));
@@ -80,7 +80,7 @@ class Run {
         tally_.add(result.outcome);
         const bool isQueued =
             result.outcome == Outcome::accepted || result.outcome == Outcome::notSaved;
-        if (isQueued) ++waiting_;
+        if (isQueued) ++queued_;
         if (results_ != nullptr) results_->add(line, schema, result);
         if (!options_.verbose || result.outcome == Outcome::unreadable) return;
         std::cout << "line " << line << ": " << schema << ' ' << outcomeName(result.outcome);
@@ -88,20 +88,22 @@ class Run {
         std::cout << '\n';
     }
 
-    /// Empties the queue, unless that is not wanted. Tells whether one can go on.
+    /// Empties the queue, unless --no-drain is set. False if it could not be emptied.
     bool deliver() {
-        const std::size_t total = std::exchange(waiting_, 0);
+        const std::size_t total = std::exchange(queued_, 0);
         if (!options_.drain) return true;
         ProgressBar bar(stderr, ProgressBar::styleFor(stderr), "delivering", total);
+        const auto batchSize =
+            static_cast<std::size_t>(zentara::ClientSettings::current()->dispatchBatchSize);
         const auto result =
-            sender_.drain([&](std::size_t batches) { bar.show(batches * eventsPerBatch); });
+            sender_.drain([&](std::size_t batches) { bar.show(batches * batchSize); });
         bar.finish(result.complete);
         batches_ += result.batches;
         drained_ = result.complete;
         if (!drained_) {
             std::cerr << "zentara-track: nothing could be delivered to "
                       << Sender::collectorAddress() << " for " << seconds(options_.drainTimeout)
-                      << " s; " << Sender::whatWaits() << '\n';
+                      << " s; " << Sender::queuedEvents() << '\n';
         }
         return drained_;
     }
@@ -125,7 +127,7 @@ class Run {
     ResultsFile* results_;
     Tally tally_;
     std::set<std::string> unknownMembers_;  // that were reported
-    std::size_t waiting_ = 0;               // accepted since the queue was last empty
+    std::size_t queued_ = 0;                // accepted since the queue was last empty
     std::size_t batches_ = 0;
     bool drained_ = true;
 };
@@ -158,7 +160,7 @@ int track(const Options& options) {
                      "Ctrl-D ends\n";
     }
     Run run(options, sender, results ? &*results : nullptr);
-    const int exitCode = run.overAll(options.input == "-" ? std::cin : file);
+    const int exitCode = run.sendAll(options.input == "-" ? std::cin : file);
     if (results) results->close();
     return exitCode;
 }

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "collector/data/Envelope.h"
-#include "collector/data/Finding.h"
 #include "collector/data/SchemaCatalogue.h"
 
 namespace zentara::collector {

@@ -4,8 +4,6 @@
 
 #include <chrono>
 
-#include "collector/data/BusyError.h"
-
 namespace zentara::collector {
 
 namespace {
@@ -13,7 +11,7 @@ namespace {
 constexpr std::chrono::milliseconds longestWait{5000};
 
 [[noreturn]] void fail(sqlite3* connection, int result) {
-    // Out of memory leaves no connection that could say so.
+    // Without memory there is no connection to ask for the message.
     const char* const reason =
         connection == nullptr ? sqlite3_errstr(result) : sqlite3_errmsg(connection);
     if (result == SQLITE_BUSY) throw BusyError(reason);
@@ -29,7 +27,7 @@ Database::Query::Query(Query&& other) noexcept
 
 Database::Query::~Query() {
     if (statement_ == nullptr) return;
-    // Both give again the error of the last step, which has been thrown.
+    // Both return the error of the last step, which was thrown already.
     if (keeping_ == Keeping::once) {
         (void)sqlite3_finalize(statement_);
     } else {
@@ -69,18 +67,18 @@ void Database::Query::bind(std::int64_t number) {
 }
 
 void Database::Query::bind(std::string_view text) {
-    // A null pointer would be a null, and a null destructor says that the text is borrowed.
+    // A null pointer would bind null; a null destructor means that the text is borrowed.
     check(sqlite3_bind_text64(statement_, ++bound_, text.data() == nullptr ? "" : text.data(),
                               text.size(), nullptr, SQLITE_UTF8));
 }
 
 Database::Transaction::Transaction(Database& database, Kind kind) : database_(database) {
-    // A writer takes its lock at once, so that no later statement of it can fail for want of one.
+    // A writer takes its lock first, so that no later statement can fail to get it.
     database_.run(kind == Kind::reading ? "BEGIN" : "BEGIN IMMEDIATE");
 }
 
 Database::Transaction::~Transaction() {
-    // Some errors have ended the transaction already.
+    // Some errors end the transaction.
     if (sqlite3_get_autocommit(database_.connection_) != 0) return;
     (void)sqlite3_exec(database_.connection_, "ROLLBACK", nullptr, nullptr, nullptr);
 }
@@ -89,7 +87,7 @@ void Database::Transaction::commit() {
     database_.run("COMMIT");
 }
 
-// An absolute path, so that no name is taken for something else than a file.
+// An absolute path, since SQLite gives names such as ":memory:" a meaning.
 Database::Database(const std::optional<std::filesystem::path>& file)
     : name_(file ? std::filesystem::absolute(*file).string() : ":memory:") {
     open();

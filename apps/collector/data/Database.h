@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -15,18 +16,30 @@ struct sqlite3_stmt;
 
 namespace zentara::collector {
 
-/// A connection to an SQLite database. One thread at a time. Whatever goes wrong is a `StoreError`
-/// with SQLite's own words, a `BusyError` when another connection is in the way.
+/// The database could not be opened, read or written. The text is for users.
+class StoreError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Another connection has the database locked; the same operation may succeed later.
+class BusyError : public StoreError {
+  public:
+    using StoreError::StoreError;
+};
+
+/// A connection to an SQLite database. One thread at a time. Failures are thrown as `StoreError`
+/// with SQLite's message, or as `BusyError`.
 class Database {
   public:
-    /// A statement under way. Texts given to it are borrowed until it is gone.
+    /// A running statement. It borrows the texts that are bound to it.
     class Query {
       public:
         Query(Query&& other) noexcept;
         Query& operator=(Query&&) = delete;
         ~Query();
 
-        /// Goes to the next row; false when there is none.
+        /// Goes to the next row; false if there is none.
         [[nodiscard]] bool step();
 
         // Of the current row, counted from 0. A text is valid until the next step.
@@ -34,7 +47,7 @@ class Database {
         [[nodiscard]] std::string_view text(int column) const;
         [[nodiscard]] bool isNull(int column) const;
 
-        // Gives the next parameter its value.
+        // Binds the next parameter.
         void bind(std::int64_t number);
         void bind(std::string_view text);
         template <std::integral Number>
@@ -54,7 +67,7 @@ class Database {
         int bound_ = 0;
     };
 
-    /// All or nothing: what was done is undone at the end unless it was committed.
+    /// Rolled back at the end unless it was committed.
     class Transaction {
       public:
         enum class Kind { reading, writing };
@@ -69,21 +82,20 @@ class Database {
         Database& database_;
     };
 
-    /// Opens an existing file, which may be empty; a database in memory when there is none.
+    /// Opens an existing file, which may be empty, or a database in memory.
     explicit Database(const std::optional<std::filesystem::path>& file);
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
     ~Database();
 
-    /// Lets go of the database, of which there is no statement under way; until it is opened again
-    /// every statement fails.
+    /// Closes the database. No statement may be running. Until `open`, every statement fails.
     void close() noexcept;
     void open();
 
     /// Runs statements without parameters and rows.
     void execute(const std::string& script);
 
-    /// Starts a statement that is kept prepared; for texts of which there are few.
+    /// Starts a statement and keeps it prepared; for fixed texts.
     template <typename... Values>
     [[nodiscard]] Query query(std::string_view sql, Values&&... values) {
         static_assert((!std::is_same_v<Values, std::string> && ...), "texts are borrowed");
@@ -92,18 +104,18 @@ class Database {
         return query;
     }
 
-    /// Starts a statement that is put together for the occasion.
+    /// Starts a statement without keeping it prepared; for composed texts.
     [[nodiscard]] Query queryOnce(std::string_view sql) {
         return Query(prepare(sql), Query::Keeping::once);
     }
 
-    /// Runs a statement of which no row is wanted.
+    /// Runs a statement and ignores its rows.
     template <typename... Values>
     void run(std::string_view sql, const Values&... values) {
         (void)query(sql, values...).step();
     }
 
-    /// The first column of the first row; 0 when there is no row or it holds null.
+    /// The first column of the first row; 0 if there is no row or it holds null.
     [[nodiscard]] std::int64_t number(std::string_view sql);
 
   private:

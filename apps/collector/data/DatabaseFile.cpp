@@ -11,7 +11,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "collector/data/StoreError.h"
+#include "collector/data/Database.h"
 
 namespace zentara::collector {
 
@@ -21,7 +21,7 @@ namespace {
     throw StoreError(path.string() + what + ": " + std::generic_category().message(errno));
 }
 
-// The head of an SQLite file: where its numbers are, the most significant byte first.
+// Offsets in the header of an SQLite file. Its numbers are big-endian.
 constexpr std::string_view magic("SQLite format 3\0", 16);
 constexpr std::size_t userVersionAt = 60;
 constexpr std::size_t applicationIDAt = 68;
@@ -57,13 +57,12 @@ void DatabaseFile::clear() const {
     }
 }
 
-// The head is read here rather than by SQLite, which would write to a file that was left in the
-// middle of something, whatever it is.
+// SQLite itself would recover an interrupted transaction, and so write to a file of any kind.
 void DatabaseFile::check(const std::filesystem::path& path, const Kind& kind) const {
     struct stat status {};
     if (::fstat(descriptor_, &status) != 0) failWithErrno(path, " cannot be opened");
     if (!S_ISREG(status.st_mode)) throw StoreError(path.string() + " is not a file");
-    // SQLite's own locks are of another kind and are not affected.
+    // Does not affect SQLite's own locks, which are of another kind.
     if (::flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK) {
             throw StoreError(path.string() + " is in use by another collector");

@@ -22,6 +22,14 @@ struct Action {
     const boost::json::value* properties = nullptr;
 };
 
+/// A message of the check of an event on arrival.
+struct Finding {
+    std::string path;  ///< JSON pointer into the properties; "" for the properties as a whole
+    std::string message;
+
+    friend bool operator==(const Finding&, const Finding&) = default;
+};
+
 /// A batch of events as an application posts it.
 struct Envelope {
     std::string clientUUID;

@@ -136,7 +136,7 @@ SQLCondition conditionFor(const EventFilter& filter) {
         require("(userToken = ? OR userType || '=' || userToken = ?)");
         condition.values.insert(condition.values.end(), 2, *filter.user);
     }
-    // Written out, because that is how the indices of the few are defined.
+    // Literals, since the partial indices are defined with them.
     if (filter.good) require(*filter.good ? "good = 1" : "good = 0");
     if (filter.duplicate) require(*filter.duplicate ? "duplicate = 1" : "duplicate = 0");
     const auto contain = [&](const std::string& text) {

@@ -11,13 +11,13 @@
 
 namespace zentara::collector {
 
-/// A parameter whose value is not understood; says which and why, for people.
+/// An invalid parameter. The text names it, for users.
 class ParameterError : public std::invalid_argument {
   public:
     using std::invalid_argument::invalid_argument;
 };
 
-/// Which events. All that is set must hold.
+/// Selects events. All set members must match.
 struct EventFilter {
     static constexpr std::size_t mostWords = 100;
 
@@ -38,9 +38,8 @@ struct EventFilter {
     /// With that number or a lower one. No parameter sets it.
     std::optional<std::int64_t> upTo = {};
 
-    /// Takes a decoded parameter of the query interface. False when no filter has that name.
-    /// The value "any" of `good` and `duplicate` lifts what was set before. Throws
-    /// `ParameterError`.
+    /// Sets the member of that name from a decoded parameter of the query interface. False if there
+    /// is none. The value "any" unsets `good` or `duplicate`. Throws `ParameterError`.
     [[nodiscard]] bool take(std::string_view name, std::string_view value);
 
     friend bool operator==(const EventFilter&, const EventFilter&) = default;
@@ -48,17 +47,17 @@ struct EventFilter {
 
 enum class Order { ascending, descending };
 
-/// Which events, in which order, and which part of them.
+/// Selects events, their order, and a part of them.
 struct EventQuery {
     enum class Sort { number, receivedAt, actionTs, schema, sequence };
 
     EventFilter filter = {};
-    Sort sort = Sort::number;  ///< those that are equal in it go by number
+    Sort sort = Sort::number;  ///< equal ones are in order of their numbers
     Order order = Order::ascending;
     std::size_t offset = 0;
     std::optional<std::size_t> limit = {};
 
-    /// As `EventFilter::take`, and knows "sort", "order", "offset" and "limit" as well.
+    /// Like `EventFilter::take`, with "sort", "order", "offset" and "limit" besides.
     [[nodiscard]] bool take(std::string_view name, std::string_view value);
 };
 
@@ -72,7 +71,7 @@ struct EventQuery {
 struct SQLCondition {
     using Value = std::variant<std::int64_t, std::string>;
 
-    std::string text;  ///< " WHERE ...", or empty when all rows will do
+    std::string text;  ///< " WHERE ...", or empty for all rows
     std::vector<Value> values;
 };
 

@@ -42,12 +42,11 @@ bool EventRecorder::append(const std::vector<Store::Arrival>& events) {
         lines += '\n';
     }
     const std::lock_guard lock(mutex_);
-    // Asked for each time, since others may shorten the file meanwhile.
+    // Read each time, since another process may have truncated the file.
     struct stat before {};
     const bool isFile = ::fstat(descriptor_, &before) == 0 && S_ISREG(before.st_mode);
     if (writeAll(descriptor_, lines)) return true;
-    // To shorten a file takes no room, so that this works on a full disk. If it fails all the same
-    // there is nothing else to be done.
+    // Truncating works on a full disk. If it fails, a part of the lines stays.
     if (isFile) (void)!::ftruncate(descriptor_, before.st_size);
     return false;
 }

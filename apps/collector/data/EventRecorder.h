@@ -9,19 +9,19 @@
 
 namespace zentara::collector {
 
-/// Appends received events to a file, one JSON line each. The lines of an envelope stand together
-/// and have reached the operating system when `append` returns; when there is no room for all of
-/// them, none is left. Envelopes that arrive at the same time may stand in another order than their
-/// events' numbers. Any thread.
+/// Appends received events to a file, one JSON line each. The lines of an envelope are written
+/// together and have reached the operating system when `append` returns; if there is no room for
+/// all of them, none is kept. Envelopes that arrive at the same time may be written in another
+/// order than that of their events' numbers. Any thread.
 class EventRecorder {
   public:
-    /// Throws `std::runtime_error` when the file cannot be opened.
+    /// Throws `std::runtime_error` if the file cannot be opened.
     explicit EventRecorder(const std::filesystem::path& file);
     EventRecorder(const EventRecorder&) = delete;
     EventRecorder& operator=(const EventRecorder&) = delete;
     ~EventRecorder();
 
-    /// Tells whether everything was written.
+    /// Whether everything was written.
     [[nodiscard]] bool append(const std::vector<Store::Arrival>& events);
 
   private:

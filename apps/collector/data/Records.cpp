@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "collector/data/Cookies.h"
 #include "collector/data/JSONText.h"
 
 namespace zentara::collector {
 
 namespace {
 
-// Room for the names and numbers of a record, so that its text is put together in one place.
+// Room for the names and numbers of a record.
 constexpr std::size_t usualOverhead = 512;
 
 void appendFlag(std::string& json, std::string_view name, bool value) {

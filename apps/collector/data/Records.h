@@ -6,23 +6,22 @@
 #include <vector>
 
 #include "collector/data/Envelope.h"
-#include "collector/data/Finding.h"
 #include "collector/http/HttpMessage.h"
 
-// The JSON texts in which the query interface shows what was received.
+// The JSON texts of the query interface.
 
 namespace zentara::collector {
 
-/// Who an envelope's events belong to; both empty when that is not known.
+/// The user of an envelope's events; both members are empty if it is not known.
 struct User {
     std::string type;
     std::string token;
 };
 
-/// The user that a request names: in the cookie that is named after a kind of user.
+/// The user that a request names in a cookie, whose name is the kind of user.
 [[nodiscard]] User userOf(const HttpRequest& request);
 
-/// What the events of an envelope show of it and of its request: members without braces.
+/// What each event record shows of the envelope and the request: members without braces.
 [[nodiscard]] std::string factsJSON(const HttpRequest& request, const Envelope& envelope,
                                     const User& user);
 
@@ -31,7 +30,7 @@ struct User {
 
 [[nodiscard]] std::string findingsJSON(const std::vector<Finding>& findings);
 
-// What is borrowed here holds JSON where the name says so.
+// The texts are borrowed. They hold JSON where the name says so.
 
 struct EventRecord {
     std::int64_t number = 0;

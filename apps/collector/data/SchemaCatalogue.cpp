@@ -1,11 +1,8 @@
 #include "collector/data/SchemaCatalogue.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -13,57 +10,33 @@
 #include "collector/data/JSONText.h"
 #include "collector/data/RepeatedKey.h"
 #include "json/JSONParser.h"
+#include "platform/File.h"
+#include "support/PlatformError.h"
 
 namespace zentara::collector {
 
 namespace {
 
-/// The library reads the table, which is one level around the schemas, up to 512 levels deep.
+/// The library reads up to 512 levels; the table adds one level around the schemas.
 constexpr std::size_t deepestSchema = 511;
 
-/// Beyond what any file system's clock ticks in. A file that was changed that shortly before it
-/// was read may change again without a sign.
+/// Longer than a tick of any file system's clock. A file that was changed within this time before
+/// it was read may change again with the same time.
 constexpr std::chrono::milliseconds clockTick{100};
 
 std::int64_t nanoseconds(const timespec& time) {
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-/// Whether an error tells that nothing is there, and not that it could not be read just now.
+/// Whether an error means that there is no file, and not that it cannot be read now.
 bool isAbsence(int error) {
     return error == ENOENT || error == ENOTDIR;
 }
 
-/// An open file, closed at the end.
-class Descriptor {
-  public:
-    // Whoever names a pipe like a schema must not stop the service.
-    explicit Descriptor(const std::filesystem::path& file)
-        : number_(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
-
-    [[nodiscard]] int number() const { return number_; }
-
-  private:
-    int number_;
-};
-
-/// All that the file holds; false, with errno, when it cannot be read.
-bool readAll(const Descriptor& file, std::string& text) {
-    std::array<char, 65536> buffer;
-    for (;;) {
-        const auto count = ::read(file.number(), buffer.data(), buffer.size());
-        if (count == 0) return true;
-        if (count > 0) {
-            text.append(buffer.data(), static_cast<std::size_t>(count));
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
+/// The `errno` of a failed read; without an error there was no file.
+int codeOf(const ErrorRef& error) {
+    const auto* const failure = dynamic_cast<const PlatformError*>(error.get());
+    return failure == nullptr ? ENOENT : failure->code();
 }
 
 bool isSchemaName(const std::filesystem::path& name) {
@@ -130,7 +103,7 @@ SchemaCatalogue::Snapshot SchemaCatalogue::look(
     std::vector<std::string> news;
     {
         const std::lock_guard looking(looking_);
-        // Somebody else may have looked meanwhile.
+        // Another thread may have looked meanwhile.
         if (auto recent = acceptable()) return recent;
         const auto start = clock_();
         bool isChanged = false;
@@ -175,7 +148,7 @@ std::vector<std::string> SchemaCatalogue::fileNames(std::string& problem) const 
     for (const std::filesystem::directory_iterator end; !error && entry != end;
          entry.increment(error)) {
         const auto name = entry->path().filename();
-        // Files with a leading dot are how editors keep what is not saved yet.
+        // Editors keep unsaved text in files with a leading dot.
         if (name.extension() == ".json" && !name.string().starts_with('.')) {
             names.push_back(name.string());
         }
@@ -200,8 +173,7 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
         file.problem = path.string() + ": " + reason;
         return std::make_shared<const File>(std::move(file));
     };
-    const auto refuseUnread = [&] {
-        const int error = errno;
+    const auto refuseUnread = [&](int error) {
         std::string reason = "cannot be read: " + std::generic_category().message(error);
         if (known != nullptr && known->schema != nullptr && !isAbsence(error)) {
             file = *known;
@@ -212,7 +184,7 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
     };
 
     struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) return refuseUnread();
+    if (::stat(path.c_str(), &status) != 0) return refuseUnread(errno);
     const auto signatureOf = [](const struct stat& of) {
         return Signature{static_cast<std::uint64_t>(of.st_size), nanoseconds(of.st_mtim),
                          nanoseconds(of.st_ctim), of.st_ino};
@@ -221,10 +193,6 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
         return known;
     }
 
-    const Descriptor descriptor(path);
-    if (descriptor.number() < 0 || ::fstat(descriptor.number(), &status) != 0) {
-        return refuseUnread();
-    }
     file.signature = signatureOf(status);
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const std::chrono::nanoseconds latest(
@@ -233,10 +201,10 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
 
     if (!S_ISREG(status.st_mode)) return refuse("is not a file");
     if (!isSchemaName(name)) return refuse("the name is not {id}-{version}.json");
-    std::string text;
-    if (!readAll(descriptor, text)) return refuseUnread();
+    const FileContents contents = readFile(path);
+    if (!contents.bytes) return refuseUnread(codeOf(contents.error));
     std::string problem;
-    const auto schema = parseSchema(text, problem);
+    const auto schema = parseSchema(*contents.bytes, problem);
     if (schema == nullptr) return refuse(problem);
     appendJSON(file.json, *schema);
     file.schema = {schema, &schema->get_object()};

@@ -9,12 +9,12 @@ namespace zentara::collector {
 
 namespace {
 
-/// How many numbers lie between two, of which the first is the lower one.
+/// The count of numbers between two, of which the first is the lower.
 std::uint64_t between(std::int64_t low, std::int64_t high) {
     return static_cast<std::uint64_t>(high) - static_cast<std::uint64_t>(low) - 1;
 }
 
-/// How many numbers there are from one to another; not all that there are.
+/// The count of numbers from one to another, both included; not for the whole range.
 std::uint64_t numberOf(std::int64_t first, std::int64_t last) {
     return static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(first) + 1;
 }
@@ -68,7 +68,7 @@ void SequenceGaps::begin(std::string_view context, std::string_view clientUUID,
     cover(client, sequence, sequence);
 }
 
-/// These numbers are in a context now, which counts for itself those that are missing.
+/// Removes numbers from the holes between contexts, since a context now contains them.
 void SequenceGaps::cover(Client& client, std::int64_t from, std::int64_t to) {
     client.highest = std::max(client.highest, to);
     auto hole = client.holes.upper_bound(to);

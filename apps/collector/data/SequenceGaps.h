@@ -6,26 +6,34 @@
 #include <string_view>
 #include <vector>
 
-#include "collector/data/Gap.h"
-
 namespace zentara::collector {
 
-/// Which sequence numbers have arrived, and so which are missing. Takes memory by the runs of
-/// numbers that arrived, not by the numbers that are missing; any number will do. One thread at a
-/// time.
+/// Sequence numbers that have not arrived, though lower and higher ones of the same client have.
+struct Gap {
+    std::string context;  ///< of the surrounding numbers; if they differ, of the later one
+    std::string clientUUID;
+    std::int64_t from = 0;  ///< the first missing number
+    std::int64_t to = 0;    ///< the last
+    std::uint64_t count = 0;
+
+    friend bool operator==(const Gap&, const Gap&) = default;
+};
+
+/// Finds missing sequence numbers. Its memory depends on the runs of numbers that arrived, not on
+/// how many are missing. One thread at a time.
 ///
-/// A client counts on from context to context. So numbers are missing within a context, and between
-/// the contexts of a client when one arrives for the first time with a number further up than the
-/// next. When it arrives with a lower one, either of them is left from an earlier run of the
-/// application, which counted for itself, and nothing is known of what lies between.
+/// A client continues its numbers from context to context. So numbers can be missing within a
+/// context, and between two contexts of a client if the later one starts above the next number. If
+/// it starts below, one of the contexts belongs to an earlier run of the application, which had
+/// numbers of its own, and nothing is missing between them.
 class SequenceGaps {
   public:
-    /// A sequence number arrived; again or out of order is fine. A context belongs to the client
-    /// that it first arrived with. Contexts may be added one after the other instead of as their
-    /// numbers arrived, if they go by their first arrivals.
+    /// Adds a sequence number, in any order and any number of times. A context belongs to the
+    /// client that it first arrived with. Numbers may be added context by context instead of in
+    /// order of arrival if the contexts are in order of their first arrivals.
     void add(std::string_view context, std::string_view clientUUID, std::int64_t sequence);
 
-    /// The size of all gaps together, or the largest number when it is larger than that.
+    /// The sum of all gaps, at most the largest number.
     [[nodiscard]] std::uint64_t missing() const noexcept;
 
     /// By the name of the context, then by number.
@@ -43,7 +51,7 @@ class SequenceGaps {
     /// Missing numbers between contexts.
     struct Hole {
         std::int64_t last = 0;
-        std::string context;  ///< the one that arrived after them
+        std::string context;  ///< that arrived after them
     };
 
     struct Client {

@@ -5,7 +5,6 @@
 #include <limits>
 #include <utility>
 
-#include "collector/data/BusyError.h"
 #include "collector/data/Records.h"
 
 namespace zentara::collector {
@@ -14,8 +13,8 @@ namespace {
 
 constexpr DatabaseFile::Kind fileKind{0x5A434F4C, 2};
 
-/// The indices hold what is counted and sorted by, so that the rows with their long texts are only
-/// read to be shown.
+/// The indices cover what is counted and sorted by, so that the rows with their long texts are read
+/// only to be shown.
 constexpr const char* tables = R"(
 CREATE TABLE requests (
     number INTEGER PRIMARY KEY, receivedAt INTEGER NOT NULL, service TEXT NOT NULL,
@@ -45,7 +44,7 @@ CREATE INDEX duplicateEvents ON events (number) WHERE duplicate = 1;
 CREATE TABLE faults (description TEXT PRIMARY KEY, count INTEGER NOT NULL) WITHOUT ROWID;
 )";
 
-/// What version 2 adds.
+/// Added by version 2.
 constexpr const char* refusalsTable = R"(
 CREATE TABLE refusals (
     ordinal INTEGER PRIMARY KEY,
@@ -91,7 +90,7 @@ Database::Query start(Database& database, const std::string& sql,
 
 std::size_t countIn(Database& database, const SQLCondition& condition,
                     std::optional<std::size_t> most) {
-    // Numbers are given without a gap.
+    // Numbers have no gaps.
     if (condition.text.empty() && !most) {
         return static_cast<std::size_t>(database.number("SELECT max(number) FROM events"));
     }
@@ -117,7 +116,7 @@ std::string orderOf(const EventQuery& query) {
     return order;
 }
 
-/// The texts stay with `row`.
+/// The texts are borrowed from `row`.
 std::string eventIn(const Database::Query& row) {
     EventRecord record;
     record.number = row.integer(0);
@@ -160,7 +159,7 @@ bool isRefusedPost(const HttpRequest& request, const Store::RequestNote& note) {
            request.method != "HEAD";
 }
 
-/// The smallest of the widths that people like which covers the time in `mostBuckets` buckets.
+/// The smallest round width that covers the time in `mostBuckets` buckets.
 std::int64_t widthFor(std::int64_t first, std::int64_t last) {
     constexpr std::int64_t second = 1000;
     constexpr std::int64_t minute = 60 * second;
@@ -182,7 +181,7 @@ std::int64_t widthFor(std::int64_t first, std::int64_t last) {
     return width;
 }
 
-/// With no references to check, a table is let go of as a whole rather than row by row.
+/// Without references to check, SQLite empties a table as a whole and not row by row.
 class UncheckedReferences {
   public:
     explicit UncheckedReferences(Database& database) : database_(database) {
@@ -194,7 +193,7 @@ class UncheckedReferences {
         try {
             database_.execute("PRAGMA foreign_keys = ON");
         } catch (const StoreError&) {
-            // They only guard against faults of this program's own.
+            // References only guard against mistakes of this program.
         }
     }
 
@@ -229,8 +228,8 @@ void Store::setUp() {
 
 void Store::createTables() {
     if (writer_.number("SELECT count(*) FROM sqlite_schema") == 0) {
-        // In one transaction with the marks that the file is known by, and before there is a
-        // write-ahead log, so that they are in the file itself from its first moment.
+        // One transaction, before there is a write-ahead log, so that the marks of the file are in
+        // the file itself from the start.
         Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
         writer_.execute(std::string(tables) + refusalsTable +
                         ("PRAGMA application_id = " + std::to_string(fileKind.applicationID)) +
@@ -320,7 +319,7 @@ std::int64_t Store::insertRequest(const HttpRequest& request, const RequestNote&
 
 void Store::insertRefusal(std::int64_t requestNumber, std::string_view body) {
     if (body.size() > refusedBodySize) {
-        // Not in the middle of a character.
+        // Does not cut a character.
         auto end = refusedBodySize;
         while (end > 0 && (static_cast<unsigned char>(body[end]) & 0xC0) == 0x80)
             --end;
@@ -362,7 +361,7 @@ void Store::addRequest(const HttpRequest& request, const RequestNote& note) {
 std::vector<Store::Arrival> Store::addEnvelope(const HttpRequest& request, const Envelope& envelope,
                                                const std::vector<std::vector<Finding>>& findings,
                                                const RequestNote& note) {
-    // What does not depend on what came before is built without the lock.
+    // Built before the lock is taken, as it does not depend on the stored events.
     const User user = userOf(request);
     const std::string facts = factsJSON(request, envelope, user);
     std::vector<Arrival> arrivals(envelope.actions.size());
@@ -456,11 +455,11 @@ Store::Page Store::events(const EventQuery& query) const {
         Page page;
         page.total = countIn(database, condition, std::nullopt);
         if (query.offset >= page.total) return page;
-        // The numbers first: what is sorted and skipped need not be read.
+        // Reads the numbers first, so that rows that are skipped are not read.
         std::string where = condition.text;
         std::size_t offset = query.offset;
         if (where.empty() && query.sort == EventQuery::Sort::number) {
-            // Without a gap, so that there is nothing to count off.
+            // Numbers have no gaps, so the offset is known.
             where = query.order == Order::ascending
                         ? " WHERE number > " + std::to_string(offset)
                         : " WHERE number <= " + std::to_string(page.total - offset);
@@ -555,7 +554,7 @@ Store::Timeline Store::timeline(const EventFilter& filter,
         auto rows = start(database, "SELECT receivedAt, good FROM events" + condition.text,
                           condition.values);
         while (rows.step()) {
-            // Mostly in order of time.
+            // Arrives mostly in order of time.
             const auto moment = rows.integer(0);
             auto& counts = moments.try_emplace(moments.end(), moment)->second;
             ++(rows.integer(1) != 0 ? counts.good : counts.bad);
@@ -585,7 +584,7 @@ void Store::emptyTables() {
     transaction.commit();
 }
 
-void Store::startAfresh() {
+void Store::recreate() {
     const std::lock_guard lock(reading_);
     reader_->close();
     writer_.close();
@@ -612,11 +611,11 @@ void Store::reset() {
         } catch (const BusyError&) {
             throw;
         } catch (const StoreError&) {
-            // To forget takes room too, which a full disk does not have.
+            // Deleting rows needs room, which a full disk does not have.
             if (file_ == nullptr) throw;
-            startAfresh();
+            recreate();
         }
-        // Gives the space back, and with it what it held. It is put off while somebody reads.
+        // Frees and clears the space. Fails while there is a reader, which does no harm.
         try {
             writer_.execute("VACUUM; PRAGMA wal_checkpoint(TRUNCATE);");
         } catch (const StoreError&) {

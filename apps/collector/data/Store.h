@@ -16,28 +16,25 @@
 #include "collector/data/DatabaseFile.h"
 #include "collector/data/Envelope.h"
 #include "collector/data/EventFilter.h"
-#include "collector/data/Finding.h"
-#include "collector/data/Gap.h"
 #include "collector/data/SequenceGaps.h"
-#include "collector/data/StoreError.h"
 #include "collector/http/HttpMessage.h"
 
 namespace zentara::collector {
 
-/// Everything that was received, in a database: one file, or memory.
+/// Everything that was received, in a database in a file or in memory.
 ///
-/// What is added is committed on return. After the process was killed all of it is still in the
-/// file; after the machine lost its power the latest may be missing, but nothing is half there.
-/// Envelopes and events are kept without a bound; of the requests that stored nothing the latest
-/// `requestCapacity`; of the posts that were refused, other than by a fault, the latest
-/// `refusalCapacity` with the beginning of what was posted. A file is used by one collector at a
-/// time and readable only to its owner.
+/// Additions are committed on return. They survive the end of the process; after a loss of power
+/// the latest may be missing, but each is there as a whole or not at all. Envelopes and events are
+/// kept without a bound. Of the requests that stored nothing the latest `requestCapacity` are kept,
+/// and of the posts that were refused, other than by a fault, the latest `refusalCapacity` with the
+/// first bytes of their bodies. A file is used by one collector at a time and readable only to its
+/// owner.
 ///
-/// Any thread. Who reads sees all that was committed before. With a file, reading never holds up
-/// adding.
+/// Any thread. A reader sees all that was committed before. With a file, readers never block
+/// writers.
 ///
-/// The tables, for those who open the file with other tools. Times are milliseconds since
-/// 1970-01-01 UTC; `number` counts from 1 in order of arrival.
+/// The tables, for use with other tools. Times are milliseconds since 1970-01-01 UTC; `number`
+/// counts from 1 in order of arrival.
 ///
 ///     requests   number, receivedAt, service, method, target, secure, headers (JSON object),
 ///                bodySize, status, reason, fault, storedEvents, isStored (has an envelope)
@@ -56,12 +53,12 @@ class Store {
 
     /// How a request ended.
     struct RequestNote {
-        int status = 0;      ///< 0 when no answer was sent
-        std::string reason;  ///< why it was refused; empty when it was not
+        int status = 0;      ///< 0 if no answer was sent
+        std::string reason;  ///< why it was refused; empty if it was not
         std::string fault;   ///< the fault that it met, as `Summary::faults` counts it; or empty
     };
 
-    /// An event as it was kept.
+    /// A stored event.
     struct Arrival {
         std::int64_t number = 0;
         std::string schema;
@@ -72,7 +69,7 @@ class Store {
     };
 
     struct Summary {
-        std::uint64_t requests = 0;  ///< received, whether still kept or not
+        std::uint64_t requests = 0;  ///< received, including those no longer kept
         std::uint64_t refused = 0;   ///< posts that were refused, other than by a fault
         std::uint64_t envelopes = 0;
         std::uint64_t events = 0;
@@ -88,19 +85,19 @@ class Store {
     };
 
     struct Page {
-        std::size_t total = 0;             ///< records that match, shown or not
+        std::size_t total = 0;             ///< all records that match
         std::vector<std::string> records;  ///< JSON
     };
 
     struct RequestQuery {
-        std::optional<bool> fault = {};    ///< whether they met one
+        std::optional<bool> fault = {};    ///< whether they met a fault
         std::optional<bool> refused = {};  ///< whether they are among the refused posts
         Order order = Order::ascending;    ///< by number
         std::size_t offset = 0;
         std::optional<std::size_t> limit = {};
     };
 
-    /// How many events arrived when.
+    /// The number of events over time.
     struct Timeline {
         struct Bucket {
             std::int64_t start = 0;  ///< milliseconds since 1970-01-01 UTC, a multiple of `width`
@@ -112,31 +109,31 @@ class Store {
     };
     static constexpr std::int64_t mostBuckets = 120;
 
-    /// Keeps everything in `file`, which is made when it does not exist; in memory when there is
-    /// none. Throws `StoreError`, leaving the file as it was, when it holds something else or was
-    /// made by a later version, is in use by another collector, or cannot be opened.
+    /// Stores everything in `file`, which is made if it does not exist, or in memory. Throws
+    /// `StoreError` and does not change the file if it is not a collector's, was made by a later
+    /// version, is in use by another collector, or cannot be opened.
     explicit Store(const std::optional<std::filesystem::path>& file = std::nullopt);
     ~Store();
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
-    /// To be set before use. Called after each commit and reset, on the thread that made it and
-    /// without a lock; must be quick.
+    /// Set before use. `changed` is called after each commit and reset, on the committing thread
+    /// and without a lock; it must not block.
     void onChange(std::function<void()> changed);
 
-    /// Keeps a request that stored nothing. Throws `StoreError`.
+    /// Adds a request that stored nothing. Throws `StoreError`.
     void addRequest(const HttpRequest& request, const RequestNote& note);
 
-    /// Keeps a request, the envelope that it posted and its events; all of it or, with a
-    /// `StoreError`, nothing. `findings` has an element for each action, empty for a good one.
+    /// Adds a request, its envelope and its events, or throws `StoreError` and adds nothing.
+    /// `findings` has an element for each action, which is empty for a good event.
     [[nodiscard]] std::vector<Arrival> addEnvelope(
         const HttpRequest& request, const Envelope& envelope,
         const std::vector<std::vector<Finding>>& findings, const RequestNote& note);
 
-    /// Takes next to no time, however much is kept.
+    /// Takes constant time.
     [[nodiscard]] Summary summary() const;
 
-    // All of these throw `StoreError`.
+    // The following throw `StoreError`.
 
     [[nodiscard]] Page events(const EventQuery& query) const;
 
@@ -144,8 +141,8 @@ class Store {
     [[nodiscard]] std::size_t count(const EventFilter& filter,
                                     std::optional<std::size_t> most = std::nullopt) const;
 
-    /// {"event", "arrivals", "envelope", "request"} for the first arrival of an action; nothing
-    /// when it is not known.
+    /// {"event", "arrivals", "envelope", "request"} for the first arrival of an action, if there is
+    /// one.
     [[nodiscard]] std::optional<std::string> event(std::string_view actionUUID) const;
 
     [[nodiscard]] Page envelopes(std::size_t offset = 0,
@@ -155,13 +152,11 @@ class Store {
     /// By the name of the context, then by number.
     [[nodiscard]] std::vector<Gap> gaps() const;
 
-    /// `width` in milliseconds, at least 1; when there is none, one that gives at most
-    /// `mostBuckets`.
+    /// `width` in milliseconds, at least 1; by default one that gives at most `mostBuckets`.
     [[nodiscard]] Timeline timeline(const EventFilter& filter,
                                     std::optional<std::int64_t> width = std::nullopt) const;
 
-    /// Forgets everything, on disk too, and counts from the beginning. A full disk does not keep it
-    /// from that.
+    /// Removes everything, on disk too, and restarts the numbers. Works on a full disk.
     void reset();
 
   private:
@@ -173,11 +168,11 @@ class Store {
     void insertRefusal(std::int64_t requestNumber, std::string_view body);
     void countRequest(const RequestNote& note);
     void emptyTables();
-    void startAfresh();
+    void recreate();
     void forgetCounts();
     void notify() const;
 
-    /// Gives `read` a connection that stands still at one state of the database.
+    /// Calls `read` with a connection that sees one state of the database.
     template <typename Read>
     auto reading(Read read) const;
 
@@ -191,9 +186,9 @@ class Store {
     mutable std::mutex reading_;              // taken before counting_
     mutable std::optional<Database> reader_;  // guarded by reading_; none in memory
 
-    // Changed under writing_ and counting_, so that either will do to read them.
+    // Changed under writing_ and counting_; either suffices to read them.
     mutable std::mutex counting_;
-    Summary summary_;  // but for `missing`
+    Summary summary_;  // without `missing`
     SequenceGaps gaps_;
 };
 

@@ -12,16 +12,25 @@ class BodyBudget {
   public:
     explicit BodyBudget(std::size_t bytes) : left_(bytes) {}
 
-    /// What one body takes of it, given back at the end. For one thread at a time.
+    /// The part that one body takes, returned at the end. For one thread at a time.
     class Share {
       public:
         explicit Share(std::shared_ptr<BodyBudget> budget) : budget_(std::move(budget)) {}
-        ~Share();
+        ~Share() { budget_->left_ += bytes_; }
         Share(const Share&) = delete;
         Share& operator=(const Share&) = delete;
 
-        /// False, and nothing changes, when not as much is left.
-        [[nodiscard]] bool growTo(std::size_t bytes);
+        /// False, without a change, if not as much is left.
+        [[nodiscard]] bool growTo(std::size_t bytes) {
+            if (bytes <= bytes_) return true;
+            const std::size_t more = bytes - bytes_;
+            std::size_t left = budget_->left_;
+            do {
+                if (more > left) return false;
+            } while (!budget_->left_.compare_exchange_weak(left, left - more));
+            bytes_ = bytes;
+            return true;
+        }
 
       private:
         const std::shared_ptr<BodyBudget> budget_;

@@ -47,8 +47,8 @@ class EncryptedStream : public ByteStream {
         stream_.async_write_some(buffer, std::move(completion));
     }
     void endOutput(std::shared_ptr<const void> owner) override {
-        // Completes when the client has said the same. The notice itself is with the system at
-        // once, ahead of the end below, unless the client has long stopped reading.
+        // Completes when the client has ended its side too. The notice itself is written at once,
+        // ahead of the end below, unless the client has stopped reading.
         stream_.async_shutdown([owner = std::move(owner)](ErrorCode) {});
         ErrorCode ignored;
         socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);

@@ -5,7 +5,7 @@
 #include <functional>
 #include <memory>
 
-#include "collector/http/TLSCredentials.h"
+#include "collector/http/HttpSettings.h"
 
 namespace boost::asio::ssl {
 class context;
@@ -24,15 +24,15 @@ class ByteStream {
 
     virtual ~ByteStream() = default;
 
-    /// To be called, and waited for, before anything else.
+    /// Must complete before any other operation.
     virtual void handshake(std::function<void(ErrorCode)> completion) = 0;
     virtual void readSome(asio::mutable_buffer buffer, Completion completion) = 0;
     virtual void writeSome(asio::const_buffer buffer, Completion completion) = 0;
 
-    /// Tells the client that nothing more comes. `owner` is kept until the client has heard it.
+    /// Tells the client that nothing more follows. `owner` is kept until the client has answered.
     virtual void endOutput(std::shared_ptr<const void> owner) = 0;
 
-    /// What is below the encryption.
+    /// The socket below the encryption.
     [[nodiscard]] virtual asio::ip::tcp::socket& socket() noexcept = 0;
 };
 
@@ -40,8 +40,8 @@ class ByteStream {
 [[nodiscard]] std::unique_ptr<ByteStream> encryptedStream(
     asio::ip::tcp::socket socket, std::shared_ptr<asio::ssl::context> context);
 
-/// TLS 1.2 and later for the server's side. Throws `std::runtime_error` when the credentials are
-/// not what they should be.
+/// TLS 1.2 and later for the server's side. Throws `std::runtime_error` if the credentials cannot
+/// be used.
 [[nodiscard]] std::shared_ptr<asio::ssl::context> serverContext(const TLSCredentials& credentials);
 
 }  // namespace zentara::collector

@@ -16,22 +16,22 @@ namespace {
 
 template <auto release>
 struct Releasing {
-    template <typename Made>
-    void operator()(Made* made) const noexcept {
-        release(made);
+    template <typename Object>
+    void operator()(Object* object) const noexcept {
+        release(object);
     }
 };
-template <typename Made, auto release>
-using Owned = std::unique_ptr<Made, Releasing<release>>;
+template <typename Object, auto release>
+using Owned = std::unique_ptr<Object, Releasing<release>>;
 
 using OwnedText = Owned<BIO, &::BIO_free_all>;
 
-// Clocks differ; nobody is to see a certificate from the future.
+// Clocks differ; a certificate must not begin in a client's future.
 constexpr long clockTolerance = 60L * 60;
 constexpr long secondsPerDay = 24L * 60 * 60;
 constexpr int serialBits = 159;
 
-/// All that the authority may ever vouch for, should its key fall into the wrong hands.
+/// Limits what a stolen key of the authority can be used for.
 constexpr const char* permittedNames =
     "critical,"
     "permitted;DNS:localhost,permitted;DNS:local,permitted;DNS:test,"
@@ -49,12 +49,12 @@ void require(bool isDone, const char* what) {
 }
 
 Certificate makeUnsigned(const std::string& commonName, const X509* issuer, int days) {
-    Certificate made;
-    made.key.reset(::EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
-    made.certificate.reset(::X509_new());
-    require(made.key && made.certificate, "no key can be made");
+    Certificate result;
+    result.key.reset(::EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
+    result.certificate.reset(::X509_new());
+    require(result.key && result.certificate, "no key can be made");
 
-    X509* const certificate = made.certificate.get();
+    X509* const certificate = result.certificate.get();
     const Owned<BIGNUM, &::BN_free> serial(::BN_new());
     X509_NAME* const name = ::X509_get_subject_name(certificate);
     require(
@@ -68,9 +68,9 @@ Certificate makeUnsigned(const std::string& commonName, const X509* issuer, int 
                                          static_cast<int>(commonName.size()), -1, 0) == 1 &&
             ::X509_set_issuer_name(
                 certificate, issuer == nullptr ? name : ::X509_get_subject_name(issuer)) == 1 &&
-            ::X509_set_pubkey(certificate, made.key.get()) == 1,
+            ::X509_set_pubkey(certificate, result.key.get()) == 1,
         "no certificate can be made");
-    return made;
+    return result;
 }
 
 void addExtension(X509* certificate, X509* issuer, int kind, const char* value) {
@@ -102,7 +102,7 @@ std::string alternativeName(const std::string& name) {
     return "DNS:" + name;
 }
 
-/// Clients reject a certificate as a whole when the authority may not vouch for one of its names.
+/// Clients reject the whole certificate if the authority may not vouch for one of its names.
 void check(X509* certificate, X509* authority) {
     const Owned<X509_STORE, &::X509_STORE_free> trusted(::X509_STORE_new());
     const Owned<X509_STORE_CTX, &::X509_STORE_CTX_free> context(::X509_STORE_CTX_new());
@@ -130,7 +130,7 @@ OwnedText reading(const std::string& text) {
     return OwnedText(::BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
 
-/// For a key that is encrypted: none is asked for.
+/// Fails for an encrypted key instead of asking at the terminal.
 int noPassphrase(char*, int, int, void*) {
     return -1;
 }
@@ -162,20 +162,20 @@ std::unique_ptr<EVP_PKEY, Certificate::Cleanup> readKey(const std::string& text)
 }
 
 Certificate makeAuthority(const std::string& commonName, int days) {
-    Certificate made = makeUnsigned(commonName, nullptr, days);
-    X509* const certificate = made.certificate.get();
+    Certificate result = makeUnsigned(commonName, nullptr, days);
+    X509* const certificate = result.certificate.get();
     addExtension(certificate, certificate, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");
     addExtension(certificate, certificate, NID_key_usage, "critical,keyCertSign");
     addExtension(certificate, certificate, NID_name_constraints, permittedNames);
     addExtension(certificate, certificate, NID_subject_key_identifier, "hash");
-    require(::X509_sign(certificate, made.key.get(), ::EVP_sha256()) > 0, "cannot sign");
-    return made;
+    require(::X509_sign(certificate, result.key.get(), ::EVP_sha256()) > 0, "cannot sign");
+    return result;
 }
 
 Certificate makeServerCertificate(const Certificate& authority, const std::string& commonName,
                                   const std::vector<std::string>& names, int days) {
-    Certificate made = makeUnsigned(commonName, authority.certificate.get(), days);
-    X509* const certificate = made.certificate.get();
+    Certificate result = makeUnsigned(commonName, authority.certificate.get(), days);
+    X509* const certificate = result.certificate.get();
     X509* const issuer = authority.certificate.get();
     std::string alternatives;
     for (const auto& name : names)
@@ -188,7 +188,7 @@ Certificate makeServerCertificate(const Certificate& authority, const std::strin
     addExtension(certificate, issuer, NID_authority_key_identifier, "keyid:always");
     require(::X509_sign(certificate, authority.key.get(), ::EVP_sha256()) > 0, "cannot sign");
     check(certificate, issuer);
-    return made;
+    return result;
 }
 
 }  // namespace zentara::collector

@@ -13,8 +13,8 @@ namespace zentara::collector {
 /// A certificate with its private key.
 struct Certificate {
     struct Cleanup {
-        void operator()(X509* made) const noexcept { ::X509_free(made); }
-        void operator()(EVP_PKEY* made) const noexcept { ::EVP_PKEY_free(made); }
+        void operator()(X509* certificate) const noexcept { ::X509_free(certificate); }
+        void operator()(EVP_PKEY* key) const noexcept { ::EVP_PKEY_free(key); }
     };
 
     std::unique_ptr<X509, Cleanup> certificate;
@@ -24,15 +24,15 @@ struct Certificate {
     [[nodiscard]] std::string keyText() const;          ///< in PEM
 };
 
-/// The certificate in a text in PEM; null when there is none.
+/// The certificate in a PEM text; null if there is none.
 [[nodiscard]] std::unique_ptr<X509, Certificate::Cleanup> readCertificate(const std::string& text);
 [[nodiscard]] std::unique_ptr<EVP_PKEY, Certificate::Cleanup> readKey(const std::string& text);
 
-/// Makes an authority for loopback and private addresses and for the names of no public site.
+/// Makes an authority that is limited to loopback and private addresses and to local names.
 [[nodiscard]] Certificate makeAuthority(const std::string& commonName, int days);
 
 /// Makes a certificate for a server under `names`, host names and IP addresses. Throws
-/// `std::runtime_error` when `authority` cannot vouch for one of them.
+/// `std::runtime_error` if `authority` cannot vouch for one of them.
 [[nodiscard]] Certificate makeServerCertificate(const Certificate& authority,
                                                 const std::string& commonName,
                                                 const std::vector<std::string>& names, int days);

@@ -13,12 +13,12 @@ namespace zentara::collector {
 
 namespace {
 
-// What a client sends after it was refused is read away, so that it sees the answer rather than a
-// reset connection; one that sends more than this will not read answers anyway.
+// After a refusal the rest of the input is read and discarded, so that the client sees the answer
+// and not a reset connection. A client that sends more than this is disconnected.
 constexpr std::size_t mostDiscarded = 16 * HttpRequestReader::bodyLimit;
 
-// What the system begins with, kept from growing so that a client that is read slowly soon notices.
-// With less, what is sent over TLS in one go would not fit and come again and again.
+// Keeps the buffer from growing, so that a client whose body is read slowly notices soon. A smaller
+// buffer would not hold a TLS record and cause retransmissions.
 constexpr int slowReceiveBuffer = 64 * 1024;
 
 constexpr std::string_view notHttp = "\x02\x7f no HTTP here \xff\xfe\r\n\r\n";
@@ -27,12 +27,12 @@ bool isEnd(ErrorCode error) {
     return error == asio::error::eof || error == asio::ssl::error::stream_truncated;
 }
 
-/// Unlike a cancellation it also holds back a call that is already on its way.
+/// Unlike a cancellation, also suppresses a handler that is already queued.
 void disarm(asio::steady_timer& timer) {
     timer.expires_at(asio::steady_timer::time_point::max());
 }
 
-/// What is being thrown, in words.
+/// The message of the exception that is being handled.
 std::string thrownReason() {
     try {
         throw;
@@ -46,15 +46,15 @@ std::string thrownReason() {
 }  // namespace
 
 HttpConnection::HttpConnection(std::unique_ptr<ByteStream> stream,
-                               std::shared_ptr<const Surroundings> surroundings)
+                               std::shared_ptr<const Common> common)
     : stream_(std::move(stream)),
-      surroundings_(std::move(surroundings)),
+      common_(std::move(common)),
       executor_(stream_->socket().get_executor()),
       deadline_(executor_),
       pause_(executor_) {}
 
 HttpConnection::~HttpConnection() {
-    surroundings_->connections->remove(this);
+    common_->connections->remove(this);
 }
 
 template <typename Action>
@@ -76,7 +76,7 @@ void HttpConnection::after(asio::steady_timer& timer, std::chrono::nanoseconds w
 
 void HttpConnection::start() {
     post([](HttpConnection& self) {
-        self.after(self.deadline_, self.surroundings_->timeouts.idle, &HttpConnection::close);
+        self.after(self.deadline_, self.common_->timeouts.idle, &HttpConnection::close);
         self.stream_->handshake([kept = self.shared_from_this()](ErrorCode error) {
             if (kept->phase_ == Phase::closed) return;
             if (error) return kept->close();
@@ -87,8 +87,8 @@ void HttpConnection::start() {
 
 // Input
 
-/// Keeps one read under way. While an answer is awaited or sent it tells when the client goes away;
-/// what comes then belongs to the next request.
+/// Keeps one read under way. Between a request and the end of its answer the read detects that the
+/// client has gone; bytes that arrive then belong to the next request.
 void HttpConnection::read(std::size_t atMost) {
     if (isReading_ || hasInputEnded_) return;
     isReading_ = true;
@@ -106,7 +106,7 @@ void HttpConnection::read(std::size_t atMost) {
 }
 
 void HttpConnection::hasRead(ErrorCode error, std::size_t count) {
-    if (phase_ == Phase::farewell) return discard(error, count, surroundings_->isSecure);
+    if (phase_ == Phase::farewell) return discard(error, count, common_->isSecure);
     isReading_ = false;
     if (phase_ == Phase::closed) return;
     if (error && !isEnd(error)) return close();
@@ -132,7 +132,7 @@ void HttpConnection::hasRead(ErrorCode error, std::size_t count) {
 void HttpConnection::discard(ErrorCode error, std::size_t count, bool isEncrypted) {
     isReading_ = false;
     if (phase_ == Phase::closed) return;
-    // Without more of TLS to be read there may still be bytes, which have to be taken all the same.
+    // When TLS has ended, bytes may still arrive and have to be read.
     if (error && !isEncrypted) return close();
     discarded_ += count;
     if (discarded_ > mostDiscarded) return close();
@@ -141,20 +141,20 @@ void HttpConnection::discard(ErrorCode error, std::size_t count, bool isEncrypte
 
 void HttpConnection::awaitRequest() {
     phase_ = Phase::idle;
-    reader_.emplace(surroundings_->names);
-    share_ = std::make_unique<BodyBudget::Share>(surroundings_->bodies);
-    reader_->request().secure = surroundings_->isSecure;
+    reader_.emplace(common_->names);
+    share_ = std::make_unique<BodyBudget::Share>(common_->bodies);
+    reader_->request().secure = common_->isSecure;
     pace_ = 0;
     allowance_ = unlimited;
     if (!input_.empty()) return beginRequest();
-    after(deadline_, surroundings_->timeouts.idle, &HttpConnection::close);
+    after(deadline_, common_->timeouts.idle, &HttpConnection::close);
     if (hasInputEnded_) return close();
     read();
 }
 
 void HttpConnection::beginRequest() {
     phase_ = Phase::request;
-    after(deadline_, surroundings_->timeouts.request, &HttpConnection::requestIsLate);
+    after(deadline_, common_->timeouts.request, &HttpConnection::requestIsLate);
     proceed();
 }
 
@@ -177,13 +177,13 @@ void HttpConnection::proceed() {
     if (hasInputEnded_ && input_.size() <= allowance_) return close();
     if (pace_ == 0) return read();
 
-    after(deadline_, surroundings_->timeouts.request, &HttpConnection::requestIsLate);
+    after(deadline_, common_->timeouts.request, &HttpConnection::requestIsLate);
     if (input_.size() < allowance_) return read(allowance_ - input_.size());
     after(pause_, std::chrono::nanoseconds(std::chrono::seconds(slice())) / pace_,
           &HttpConnection::takeSlice);
 }
 
-/// How much of a body that is read slowly is read at a time.
+/// The bytes of a body that are read at a time when a pace is set.
 std::size_t HttpConnection::slice() const {
     return std::clamp<std::size_t>(pace_ / 10, 1, chunk_->size());
 }
@@ -195,7 +195,7 @@ void HttpConnection::takeSlice() {
 
 void HttpConnection::hasHead() {
     try {
-        pace_ = surroundings_->handler.readingPace(reader_->request()).value_or(0);
+        pace_ = common_->handler.readingPace(reader_->request()).value_or(0);
     } catch (...) {
         return refuse(500, thrownReason());
     }
@@ -216,12 +216,12 @@ void HttpConnection::handOver() {
     use_ = reader_->keepsConnection() ? ConnectionUse::again : ConnectionUse::once;
     isHead_ = reader_->request().method == "HEAD";
     const auto exchange =
-        std::make_shared<HttpExchange>(surroundings_->context.lock(), shared_from_this(),
+        std::make_shared<HttpExchange>(common_->context.lock(), shared_from_this(),
                                        std::move(reader_->request()), std::move(share_));
     reader_.reset();
     if (input_.size() < HttpRequestReader::headLimit) read();
     try {
-        surroundings_->handler.handle(exchange);
+        common_->handler.handle(exchange);
     } catch (...) {
         exchange->deliver({.response = refusal(exchange->request(), 500, thrownReason())});
     }
@@ -239,13 +239,13 @@ void HttpConnection::refuse(int status, const std::string& reason) {
     isHead_ = reader_->request().method == "HEAD";
     HttpResponse response = refusal(reader_->request(), status, reason);
     forgetRequest();
-    sendAnswer(std::move(response), Manner::whole);
+    sendAnswer(std::move(response), Transmission::whole);
 }
 
 HttpResponse HttpConnection::refusal(const HttpRequest& request, int status,
                                      const std::string& reason) noexcept {
     try {
-        return surroundings_->handler.refuse(request, status, reason);
+        return common_->handler.refuse(request, status, reason);
     } catch (...) {
         HttpResponse response;
         response.status = 500;
@@ -269,29 +269,29 @@ void HttpConnection::deliver(Delivery delivery) {
 }
 
 void HttpConnection::act() {
-    switch (delivery_.manner) {
-        case Manner::dropped:
+    switch (delivery_.transmission) {
+        case Transmission::dropped:
             return reset();
-        case Manner::none:
+        case Transmission::none:
             phase_ = Phase::held;
             if (isStopping_ || hasInputEnded_) return close();
             input_.clear();
             return read();
         default:
-            sendAnswer(std::move(delivery_.response), delivery_.manner);
+            sendAnswer(std::move(delivery_.response), delivery_.transmission);
     }
 }
 
-void HttpConnection::sendAnswer(HttpResponse response, Manner manner) {
+void HttpConnection::sendAnswer(HttpResponse response, Transmission transmission) {
     phase_ = Phase::answer;
     disarm(deadline_);
     disarm(pause_);
-    if (manner != Manner::whole || isStopping_) use_ = ConnectionUse::once;
-    if (manner == Manner::garbage) return send(std::string(notHttp));
+    if (transmission != Transmission::whole || isStopping_) use_ = ConnectionUse::once;
+    if (transmission == Transmission::garbage) return send(std::string(notHttp));
 
     std::string head = responseHead(response, use_);
     if (isHead_ || !allowsBody(response.status)) response.body.clear();
-    if (manner == Manner::truncated) response.body.resize(response.body.size() / 2);
+    if (transmission == Transmission::truncated) response.body.resize(response.body.size() / 2);
     if (response.body.size() <= chunk_->size()) {
         send(head += response.body);
     } else {
@@ -308,7 +308,7 @@ void HttpConnection::send(std::string text) {
 void HttpConnection::writeNext() {
     isWriting_ = true;
     if (phase_ == Phase::answer) {
-        after(deadline_, surroundings_->timeouts.request, &HttpConnection::close);
+        after(deadline_, common_->timeouts.request, &HttpConnection::close);
     }
     stream_->writeSome(asio::buffer(output_.front()) + written_,
                        [self = shared_from_this()](ErrorCode error, std::size_t count) {
@@ -381,14 +381,14 @@ void HttpConnection::hasAnswered() {
     sayFarewell();
 }
 
-/// Closing at once would reset the connection, and take the answer from the client, where
-/// something of the client's is still unread or on its way.
+/// Closing with input unread would reset the connection, and the client would lose the answer.
+/// So the input is discarded until the client closes.
 void HttpConnection::sayFarewell() {
     stream_->endOutput(shared_from_this());
     if (hasInputEnded_ || isStopping_) return close();
     phase_ = Phase::farewell;
     input_.clear();
-    after(deadline_, surroundings_->timeouts.linger, &HttpConnection::close);
+    after(deadline_, common_->timeouts.linger, &HttpConnection::close);
     read();
 }
 
@@ -413,7 +413,7 @@ void HttpConnection::close() {
     disarm(pause_);
     ErrorCode ignored;
     stream_->socket().close(ignored);
-    surroundings_->connections->remove(this);
+    common_->connections->remove(this);
 }
 
 void HttpConnection::stop() {
@@ -425,7 +425,7 @@ void HttpConnection::stop() {
             case Phase::held:
                 return self.close();
             case Phase::idle:
-                // A request that has already come is under way as much as one that was read.
+                // A request that has arrived but was not read yet is answered too.
                 if (self.stream_->socket().available(ignored) == 0) self.sayFarewell();
                 return;
             case Phase::stream:

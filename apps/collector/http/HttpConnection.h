@@ -19,19 +19,19 @@
 #include "collector/http/HttpConnections.h"
 #include "collector/http/HttpRequestReader.h"
 #include "collector/http/HttpResponseHead.h"
-#include "collector/http/HttpTimeouts.h"
+#include "collector/http/HttpSettings.h"
 
 namespace zentara::collector {
 
-/// One client: reads its requests one after the other, hands each to the handler and sends what is
-/// delivered for it.
+/// One client: reads its requests one after the other, passes each to the handler and sends the
+/// answer.
 ///
-/// The operations may be called on any thread; what they do happens on the executor of the
-/// stream's socket, which runs one thing at a time. Alive while open or in use by an exchange.
+/// The operations may be called on any thread; they run on the executor of the stream's socket, one
+/// at a time. The connection lives while it is open or an exchange uses it.
 class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   public:
-    /// What the connections of one listening address have in common. Lives as long as they do.
-    struct Surroundings {
+    /// What all connections of a listening address share. Lives as long as they do.
+    struct Common {
         HttpHandler& handler;  ///< called until the server stops
         HttpTimeouts timeouts;
         std::shared_ptr<HttpConnections> connections;
@@ -41,28 +41,27 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
         bool isSecure = false;
     };
 
-    HttpConnection(std::unique_ptr<ByteStream> stream,
-                   std::shared_ptr<const Surroundings> surroundings);
+    HttpConnection(std::unique_ptr<ByteStream> stream, std::shared_ptr<const Common> common);
     ~HttpConnection();
     HttpConnection(const HttpConnection&) = delete;
     HttpConnection& operator=(const HttpConnection&) = delete;
 
     void start();
 
-    /// For the request that was handed to the handler: what is to happen now.
+    // Called by the exchange of the request that is with the handler.
     void deliver(Delivery delivery);
     void drop();
     void openStream();
-    /// False once the connection is closed, by whomever, or its client has ended its sending.
+    /// False once the connection is closed or its client has ended its sending.
     [[nodiscard]] bool hasClient() const noexcept { return !isClosed_ && !hasInputEnded_; }
 
     void writeToStream(std::string text);
     [[nodiscard]] bool isStreamOpen() const noexcept { return isStreamOpen_; }
     void endStream();
 
-    /// Ends as soon as the request under way, if any, is answered.
+    /// Ends after the answer to the current request, if there is one.
     void stop();
-    /// Ends at once. Not a matter of the executor: for when it runs no more.
+    /// Ends at once. Does not use the executor, which must have stopped.
     void abandon();
 
   private:
@@ -72,10 +71,10 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
         request,   // some of it
         handler,   // with the handler
         delay,     // the answer waits for its time
-        held,      // there is to be no answer
+        held,      // no answer will be sent
         answer,    // being sent
-        stream,    // open to texts
-        farewell,  // all is sent; waits for the client to close
+        stream,    // an event stream
+        farewell,  // everything is sent; waits for the client to close
         closed,
     };
     using Step = void (HttpConnection::*)();
@@ -101,7 +100,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     [[nodiscard]] HttpResponse refusal(const HttpRequest& request, int status,
                                        const std::string& reason) noexcept;
     void act();
-    void sendAnswer(HttpResponse response, Manner manner);
+    void sendAnswer(HttpResponse response, Transmission transmission);
     void send(std::string text);
     void writeNext();
     void hasWritten(ErrorCode error, std::size_t count);
@@ -118,13 +117,13 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void post(Action action);
 
     const std::unique_ptr<ByteStream> stream_;
-    const std::shared_ptr<const Surroundings> surroundings_;
+    const std::shared_ptr<const Common> common_;
     const asio::any_io_executor executor_;
 
-    // All that follows belongs to the executor, but for what is atomic.
+    // Used on the executor only, except for the atomic members.
     Phase phase_ = Phase::handshake;
     bool isStopping_ = false;
-    asio::steady_timer deadline_;  // of what the client has to do
+    asio::steady_timer deadline_;  // for the client
     asio::steady_timer pause_;     // of the server
 
     std::unique_ptr<Chunk> chunk_ = std::make_unique<Chunk>();

@@ -17,11 +17,11 @@ class HttpConnections {
   public:
     explicit HttpConnections(std::size_t most) : most_(most) {}
 
-    /// False, and nothing is kept, when there are as many as may be, and once the server stops.
+    /// False, without a change, if the limit is reached or `close` was called.
     [[nodiscard]] bool add(const std::shared_ptr<HttpConnection>& connection);
     void remove(const HttpConnection* connection);
 
-    /// From now on none is added.
+    /// No connection is added after this.
     void close();
     [[nodiscard]] std::vector<std::shared_ptr<HttpConnection>> all() const;
     void waitUntilEmpty(std::chrono::milliseconds atMost);

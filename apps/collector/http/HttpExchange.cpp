@@ -21,12 +21,12 @@ class HttpEventStream : public EventStream {
     [[nodiscard]] bool isOpen() const override { return connection_->isStreamOpen(); }
 
   private:
-    // Let go of after the connection.
+    // Destroyed after the connection.
     const std::shared_ptr<boost::asio::io_context> context_;
     const std::shared_ptr<HttpConnection> connection_;
 };
 
-/// For who answers a second time.
+/// Returned when an exchange is answered a second time.
 class ClosedStream : public EventStream {
   public:
     void write(std::string) override {}

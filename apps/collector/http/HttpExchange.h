@@ -11,11 +11,11 @@ namespace zentara::collector {
 
 class HttpConnection;
 
-/// A request of a connection, in the hands of the handler.
+/// A request of a connection that is with the handler.
 class HttpExchange : public Exchange {
   public:
-    /// `context` runs the connection; kept, so that both can outlive the server. `share` is that
-    /// of the request's body, which lives as long.
+    /// `context` runs the connection; it is kept so that the exchange can outlive the server.
+    /// `share` is that of the request's body.
     HttpExchange(std::shared_ptr<boost::asio::io_context> context,
                  std::shared_ptr<HttpConnection> connection, HttpRequest request,
                  std::unique_ptr<const BodyBudget::Share> share);
@@ -29,7 +29,7 @@ class HttpExchange : public Exchange {
     [[nodiscard]] std::shared_ptr<EventStream> openStream() override;
 
   private:
-    // Let go of after the connection.
+    // Destroyed after the connection.
     const std::shared_ptr<boost::asio::io_context> context_;
     const std::shared_ptr<HttpConnection> connection_;
     const std::unique_ptr<const BodyBudget::Share> share_;

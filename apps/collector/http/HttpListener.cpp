@@ -17,7 +17,7 @@ using asio::ip::tcp;
 
 constexpr int backlog = 1024;
 
-// Until a descriptor may be free again for a client that could not be taken.
+// Before the next try when a client cannot be accepted for lack of descriptors.
 constexpr std::chrono::milliseconds acceptPause{100};
 
 std::string reasonOf(ErrorCode error) {
@@ -32,8 +32,8 @@ std::string reasonOf(ErrorCode error) {
 void listen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint, ErrorCode& error) {
     acceptor.open(endpoint.protocol(), error);
     if (error) return;
-    // Lets a collector start where one has just ended, but not where one still listens, which
-    // SO_REUSEPORT would.
+    // Lets a collector start on the port of one that has just ended. Unlike SO_REUSEPORT, it fails
+    // while another one listens.
     acceptor.set_option(tcp::acceptor::reuse_address(true), error);
     if (error) return;
     if (endpoint.address().is_v6()) acceptor.set_option(asio::ip::v6_only(true), error);
@@ -48,7 +48,7 @@ void listen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint, ErrorCode& e
 HttpListener::HttpListener(const std::shared_ptr<asio::io_context>& context,
                            const std::string& address, int port,
                            const std::optional<TLSCredentials>& credentials,
-                           HttpConnection::Surroundings surroundings)
+                           HttpConnection::Common common)
     : context_(*context), acceptor_(asio::make_strand(*context)), pause_(acceptor_.get_executor()) {
     const std::string where =
         "cannot listen on " + address + " port " + std::to_string(port) + ": ";
@@ -63,10 +63,10 @@ HttpListener::HttpListener(const std::shared_ptr<asio::io_context>& context,
     if (error) throw std::runtime_error(where + reasonOf(error));
     port_ = acceptor_.local_endpoint().port();
 
-    surroundings.names = isLoopbackHost(address) ? HttpRequestReader::Names::loopback
-                                                 : HttpRequestReader::Names::any;
-    surroundings.isSecure = credentials.has_value();
-    surroundings_ = std::make_shared<HttpConnection::Surroundings>(std::move(surroundings));
+    common.names = isLoopbackHost(address) ? HttpRequestReader::Names::loopback
+                                           : HttpRequestReader::Names::any;
+    common.isSecure = credentials.has_value();
+    common_ = std::make_shared<HttpConnection::Common>(std::move(common));
 }
 
 void HttpListener::start() {
@@ -99,8 +99,8 @@ void HttpListener::welcome(tcp::socket socket) {
     ErrorCode ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     auto stream = tls_ ? encryptedStream(std::move(socket), tls_) : plainStream(std::move(socket));
-    const auto connection = std::make_shared<HttpConnection>(std::move(stream), surroundings_);
-    if (surroundings_->connections->add(connection)) connection->start();
+    const auto connection = std::make_shared<HttpConnection>(std::move(stream), common_);
+    if (common_->connections->add(connection)) connection->start();
 }
 
 }  // namespace zentara::collector

@@ -12,21 +12,21 @@
 
 namespace zentara::collector {
 
-/// One listening address of a server: makes a connection of each client that comes.
+/// One listening address of a server. Creates an `HttpConnection` for each client.
 class HttpListener : public std::enable_shared_from_this<HttpListener> {
   public:
-    /// Listens. Throws `std::runtime_error` in words for the user when it cannot.
+    /// Listens. Throws `std::runtime_error` with a message for the user if it cannot.
     HttpListener(const std::shared_ptr<asio::io_context>& context, const std::string& address,
                  int port, const std::optional<TLSCredentials>& credentials,
-                 HttpConnection::Surroundings surroundings);
+                 HttpConnection::Common common);
     HttpListener(const HttpListener&) = delete;
     HttpListener& operator=(const HttpListener&) = delete;
 
     [[nodiscard]] int port() const noexcept { return port_; }
 
-    /// Begins to take connections. Any thread, once.
+    /// Starts to accept connections. Any thread, once.
     void start();
-    /// Takes no more. Any thread.
+    /// Stops accepting. Any thread.
     void stop();
 
   private:
@@ -34,11 +34,11 @@ class HttpListener : public std::enable_shared_from_this<HttpListener> {
     void welcome(asio::ip::tcp::socket socket);
 
     asio::io_context& context_;
-    asio::ip::tcp::acceptor acceptor_;  // as the timer, of its executor once it has started
+    asio::ip::tcp::acceptor acceptor_;  // like the timer, used on its executor after `start`
     asio::steady_timer pause_;
     int port_ = 0;
     std::shared_ptr<asio::ssl::context> tls_;
-    std::shared_ptr<HttpConnection::Surroundings> surroundings_;
+    std::shared_ptr<HttpConnection::Common> common_;
 };
 
 }  // namespace zentara::collector

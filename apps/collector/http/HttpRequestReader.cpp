@@ -1,7 +1,5 @@
 #include "collector/http/HttpRequestReader.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/http/basic_parser.hpp>
@@ -10,6 +8,7 @@
 #include <utility>
 
 #include "collector/http/HttpTarget.h"
+#include "support/ASCII.h"
 
 namespace zentara::collector {
 
@@ -28,19 +27,19 @@ std::string_view viewOf(boost::beast::string_view text) {
     return {text.data(), text.size()};
 }
 
-bool equalsIgnoringCase(std::string_view one, std::string_view other) {
-    return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
+std::string bodyTooLarge() {
+    return "a body has at most " + std::to_string(HttpRequestReader::bodyLimit) + " bytes";
 }
 
-/// Where the head ends, its empty line included; nothing yet, or never.
+/// Where the head ends, its empty line included.
 struct HeadEnd {
     enum class Kind { found, later, never };
     Kind kind;
     std::size_t at;
 };
 
-/// Tells early what cannot become a head, such as the first bytes of TLS: who sends it does not
-/// send the empty line either for which one would wait.
+/// Detects early what cannot become a head, such as the first bytes of TLS, after which no empty
+/// line would follow.
 HeadEnd findHeadEnd(std::string_view bytes, std::size_t from) {
     for (std::size_t at = from; at < bytes.size(); ++at) {
         const char byte = bytes[at];
@@ -54,7 +53,7 @@ HeadEnd findHeadEnd(std::string_view bytes, std::size_t from) {
 
 }  // namespace
 
-/// Beast's grammar of a head of HTTP/1, filling in a request of ours.
+/// Beast's grammar of HTTP/1, which fills in an `HttpRequest`.
 class HttpRequestReader::Parser : public http::basic_parser<true> {
   public:
     HttpRequest request;
@@ -79,6 +78,8 @@ class HttpRequestReader::Parser : public http::basic_parser<true> {
     }
     void on_field_impl(http::field, boost::beast::string_view name, boost::beast::string_view value,
                        ErrorCode& error) override {
+        // Fields after the last chunk are not kept.
+        if (is_header_done()) return;
         if (request.headers.size() == fieldLimit) {
             hasTooManyFields = true;
             error = http::error::header_limit;
@@ -86,10 +87,13 @@ class HttpRequestReader::Parser : public http::basic_parser<true> {
         }
         request.headers.emplace_back(viewOf(name), viewOf(value));
     }
-    // Heads only are given to it.
-    std::size_t on_body_impl(boost::beast::string_view, ErrorCode&) override { return 0; }
-    std::size_t on_chunk_body_impl(std::uint64_t, boost::beast::string_view, ErrorCode&) override {
-        return 0;
+    std::size_t on_body_impl(boost::beast::string_view bytes, ErrorCode&) override {
+        request.body.append(bytes.data(), bytes.size());
+        return bytes.size();
+    }
+    std::size_t on_chunk_body_impl(std::uint64_t, boost::beast::string_view bytes,
+                                   ErrorCode& error) override {
+        return on_body_impl(bytes, error);
     }
     void on_response_impl(int, boost::beast::string_view, int, ErrorCode&) override {}
     void on_header_impl(ErrorCode&) override {}
@@ -118,7 +122,7 @@ std::size_t HttpRequestReader::take(std::string_view bytes) {
 }
 
 std::size_t HttpRequestReader::takeHead(std::string_view bytes) {
-    // Some clients end a body with an empty line too many.
+    // Some clients send an empty line after a body.
     std::size_t skipped = 0;
     if (scanned_ == 0) {
         while (bytes.substr(skipped, 2) == "\r\n")
@@ -134,7 +138,7 @@ std::size_t HttpRequestReader::takeHead(std::string_view bytes) {
         refuse(400, "the request is malformed: its head holds a control character");
         return skipped;
     }
-    // A carriage return alone at the end may yet be the first half of an empty line to skip.
+    // A carriage return alone may be the first half of an empty line to skip.
     scanned_ = end.at == 1 && bytes.front() == '\r' ? 0 : end.at;
     if (bytes.size() < headLimit) return skipped;
 
@@ -143,7 +147,7 @@ std::size_t HttpRequestReader::takeHead(std::string_view bytes) {
         parser_->request.method = bytes.substr(0, std::min<std::size_t>(bytes.find(' '), 32));
         refuse(414, "the request line has more than " + std::to_string(headLimit) + " bytes");
     } else {
-        ErrorCode ignored;  // only to know what was asked for
+        ErrorCode ignored;  // only the request line is needed
         parser_->put(boost::asio::buffer(bytes.data(), lineEnd + 2), ignored);
         refuse(431, "the head has more than " + std::to_string(headLimit) + " bytes");
     }
@@ -159,7 +163,7 @@ void HttpRequestReader::parseHead(std::string_view head) {
     } else if (error == http::error::bad_version) {
         refuse(505, "the version of HTTP is neither 1.0 nor 1.1");
     } else if (error == http::error::body_limit) {
-        refuse(413, "a body has at most " + std::to_string(bodyLimit) + " bytes");
+        refuse(413, bodyTooLarge());
     } else if (error) {
         refuse(400, "the request is malformed: " + error.message());
     } else {
@@ -189,26 +193,23 @@ void HttpRequestReader::checkHead() {
 }
 
 std::size_t HttpRequestReader::takeBody(std::string_view bytes) {
-    std::string& body = parser_->request.body;
-    if (!parser_->chunked()) {
-        const std::string_view part = bytes.substr(0, *parser_->content_length() - body.size());
-        body += part;
-        if (body.size() == *parser_->content_length()) state_ = State::complete;
-        return part.size();
-    }
-    const std::size_t taken = chunks_.take(bytes, body);
-    switch (chunks_.state()) {
-        case ChunkedBody::State::incomplete:
-            break;
-        case ChunkedBody::State::complete:
+    // The last chunk has five bytes at least. Given fewer, Beast asserts.
+    const std::size_t fewest = parser_->chunked() ? 5 : 1;
+    std::size_t taken = 0;
+    while (state_ == State::body && bytes.size() - taken >= fewest) {
+        // Limits what stands between chunks in the same way however the bytes arrive.
+        const std::string_view part = bytes.substr(taken, headLimit);
+        ErrorCode error;
+        taken += parser_->put(boost::asio::buffer(part.data(), part.size()), error);
+        if (parser_->is_done()) {
             state_ = State::complete;
+        } else if (error == http::error::body_limit) {
+            refuse(413, bodyTooLarge());
+        } else if (error == http::error::need_more && part.size() < headLimit) {
             break;
-        case ChunkedBody::State::malformed:
+        } else if (error) {
             refuse(400, "the chunks of the body are malformed");
-            break;
-        case ChunkedBody::State::tooLarge:
-            refuse(413, "a body has at most " + std::to_string(bodyLimit) + " bytes");
-            break;
+        }
     }
     return taken;
 }

@@ -5,24 +5,22 @@
 #include <string>
 #include <string_view>
 
-#include "collector/http/ChunkedBody.h"
 #include "collector/http/HttpMessage.h"
 
 namespace zentara::collector {
 
-/// Makes a request of the bytes of one, as they come.
+/// Parses the bytes of one request as they arrive.
 ///
 /// A head has at most `headLimit` bytes and `fieldLimit` fields, a body at most `bodyLimit` bytes;
-/// not more than that is ever held. For one thread at a time.
+/// no more than that is held. For one thread at a time.
 class HttpRequestReader {
   public:
     static constexpr std::size_t headLimit = 16UL * 1024;
     static constexpr std::size_t fieldLimit = 100;
     static constexpr std::size_t bodyLimit = 4UL * 1024 * 1024;
 
-    /// The names under which clients may ask for the server. Where only programs of this machine
-    /// can connect, a foreign name is that of a web page whose author points it at this machine to
-    /// get at what runs there.
+    /// The host names under which the server answers. On a loopback address, a foreign name means
+    /// that a web page uses DNS rebinding to reach a program of this machine.
     enum class Names { any, loopback };
 
     enum class State { head, body, complete, refused };
@@ -37,22 +35,22 @@ class HttpRequestReader {
     HttpRequestReader(const HttpRequestReader&) = delete;
     HttpRequestReader& operator=(const HttpRequestReader&) = delete;
 
-    /// Takes what can be used of `bytes`, the body not in the same call as the head, and returns
-    /// how many bytes that was. The others are to be given again, with more after them.
+    /// Takes as much of `bytes` as it can use and returns how many bytes it took. The others must
+    /// be passed again, with more behind them. One call does not take both head and body.
     std::size_t take(std::string_view bytes);
 
     [[nodiscard]] State state() const noexcept;
 
-    /// Why nothing more is taken in the state `refused`.
+    /// The reason for the state `refused`.
     [[nodiscard]] const Refusal& refusal() const noexcept;
 
-    /// What is known of the request so far. May be moved from once it is complete.
+    /// The request as far as it was read. May be moved from once it is complete.
     [[nodiscard]] HttpRequest& request() noexcept;
 
-    /// Of a complete request: whether the client wants to send another one.
+    /// Whether the client of a complete request wants to send another request.
     [[nodiscard]] bool keepsConnection() const;
 
-    /// Once the head is read: whether the client waits to hear that it is to send the body.
+    /// Whether the head is read and the client waits for "100 Continue" before it sends the body.
     [[nodiscard]] bool awaitsContinue() const;
 
   private:
@@ -68,8 +66,7 @@ class HttpRequestReader {
     const Names names_;
     State state_ = State::head;
     Refusal refusal_;
-    ChunkedBody chunks_{bodyLimit};
-    std::size_t scanned_ = 0;  // bytes of the head that are known not to end it
+    std::size_t scanned_ = 0;  // bytes of the head without its end
 };
 
 }  // namespace zentara::collector

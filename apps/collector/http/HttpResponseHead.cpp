@@ -19,7 +19,7 @@ std::string statusLine(int status) {
     return line + "\r\n";
 }
 
-/// Line breaks in a name or a value would begin headers of their own.
+/// Line breaks in a name or a value would start another header.
 void append(std::string& head, std::string_view name, std::string_view value) {
     const auto appendText = [&head](std::string_view text) {
         std::copy_if(text.begin(), text.end(), std::back_inserter(head), [](char character) {

@@ -12,12 +12,11 @@ enum class ConnectionUse { again, once };
 /// Whether a response of this status has a body at all.
 [[nodiscard]] bool allowsBody(int status);
 
-/// The status line and the headers of a response with their empty line, the length of its body
-/// announced. Control characters in headers are left out.
+/// The status line and the headers of a response, including Content-Length, and the empty line.
+/// Control characters in headers are removed.
 [[nodiscard]] std::string responseHead(const HttpResponse& response, ConnectionUse use);
 
-/// The same for a body of which nobody knows how long it will be; the end of the connection ends
-/// it.
+/// The same for an event stream, whose body ends with the connection.
 [[nodiscard]] std::string eventStreamHead();
 
 }  // namespace zentara::collector

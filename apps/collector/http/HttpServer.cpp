@@ -31,11 +31,11 @@ class HttpServer::Implementation {
         if (hasStopped_) throw std::runtime_error("the server has stopped");
         auto listener =
             std::make_shared<HttpListener>(context_, address, port, credentials,
-                                           HttpConnection::Surroundings{.handler = handler_,
-                                                                        .timeouts = timeouts_,
-                                                                        .connections = connections_,
-                                                                        .bodies = bodies_,
-                                                                        .context = context_});
+                                           HttpConnection::Common{.handler = handler_,
+                                                                  .timeouts = timeouts_,
+                                                                  .connections = connections_,
+                                                                  .bodies = bodies_,
+                                                                  .context = context_});
         listener->start();
         listeners_.push_back(listener);
         return listener->port();
@@ -67,8 +67,7 @@ class HttpServer::Implementation {
                 context_->run();
                 return;
             } catch (const std::exception&) {
-                // Memory was short. What was under way is given up with its connection; the
-                // others go on.
+                // Out of memory. The connection concerned is lost; the others continue.
             }
         }
     }

@@ -5,23 +5,20 @@
 #include <string>
 
 #include "collector/http/Exchange.h"
-#include "collector/http/HttpLimits.h"
-#include "collector/http/HttpTimeouts.h"
-#include "collector/http/TLSCredentials.h"
+#include "collector/http/HttpSettings.h"
 
 namespace zentara::collector {
 
-/// Serves HTTP/1.1 and HTTPS. A few threads serve all connections, so that an open connection or
-/// an answer that is long in coming costs none; a handler that blocks, however, holds one up.
+/// Serves HTTP/1.1 and HTTPS. Four threads serve all connections. An open connection or a late
+/// answer occupies no thread; a handler that blocks does.
 ///
-/// - Who listens on an address of the loopback interface answers as localhost only (421 otherwise),
-///   so that no web page can reach it under a name of its own.
-/// - HEAD is handled like any method; the body of its answer is not sent, but counted.
-/// - An exchange may be answered at any time, even when the server has stopped or is gone; then
-///   nothing happens.
+/// - On a loopback address the server answers as localhost only (421 otherwise), so that a web page
+///   cannot reach it under a name of its own.
+/// - HEAD is handled like any method; the body of its answer is counted but not sent.
+/// - An exchange may be answered at any time; after the server has stopped this does nothing.
 /// - An exception of the handler becomes an answer with status 500.
 ///
-/// Any thread, except that `stop` is not for the handler to call.
+/// Any thread, except that the handler must not call `stop`.
 class HttpServer {
   public:
     /// `handler` outlives the server.
@@ -32,16 +29,15 @@ class HttpServer {
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    /// Listens on an IP address, or "localhost", and returns the port, a free one for 0. With
-    /// credentials clients have to speak TLS. Throws `std::runtime_error` in words for the user
-    /// when the port cannot be had. Several may be listened on; none after `stop`.
+    /// Listens on an IP address or "localhost" and returns the port; 0 selects a free port. With
+    /// credentials clients must use TLS. Throws `std::runtime_error` with a message for the user if
+    /// it cannot listen. May be called several times, but not after `stop`.
     int listen(const std::string& address, int port,
                const std::optional<TLSCredentials>& credentials = std::nullopt);
 
-    /// Takes no more connections, closes those that wait for nothing, streams and held ones, sends
-    /// the answers that are due without their delay, and waits for the handler to answer the other
-    /// requests under way, for as long as `HttpTimeouts::stop` says. The handler is not called
-    /// again once this returns. Called again, it does nothing.
+    /// Accepts no more connections, closes idle connections, streams and held requests, sends
+    /// delayed answers at once, and waits up to `HttpTimeouts::stop` for the handler to answer the
+    /// other requests. The handler is not called after this returns. A second call does nothing.
     void stop();
 
   private:

@@ -1,41 +1,19 @@
 #include "collector/http/HttpTarget.h"
 
-#include <strings.h>
-
 #include <algorithm>
 
 #include "network/InternetAddress.h"
+#include "support/ASCII.h"
 
 namespace zentara::collector {
 
 namespace {
 
-enum class PlusSign { plus, space };
-
-int hexValue(char digit) {
-    if (digit >= '0' && digit <= '9') return digit - '0';
-    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-    return -1;
-}
-
-std::optional<std::string> decode(std::string_view encoded, PlusSign plusSign) {
-    std::string text;
-    text.reserve(encoded.size());
-    for (std::size_t at = 0; at < encoded.size(); ++at) {
-        if (encoded[at] == '+' && plusSign == PlusSign::space) {
-            text += ' ';
-        } else if (encoded[at] == '%') {
-            const int high = at + 1 < encoded.size() ? hexValue(encoded[at + 1]) : -1;
-            const int low = at + 2 < encoded.size() ? hexValue(encoded[at + 2]) : -1;
-            if (high < 0 || low < 0) return std::nullopt;
-            text += static_cast<char>(high * 16 + low);
-            at += 2;
-        } else {
-            text += encoded[at];
-        }
-    }
-    return text;
+/// Decodes a name or a value of a query.
+std::optional<std::string> decodeParameter(std::string_view encoded) {
+    std::string text(encoded);
+    std::replace(text.begin(), text.end(), '+', ' ');
+    return percentDecoded(text);
 }
 
 std::optional<NamedTexts> readQuery(std::string_view query) {
@@ -45,8 +23,8 @@ std::optional<NamedTexts> readQuery(std::string_view query) {
         query.remove_prefix(std::min(query.size(), pair.size() + 1));
         if (pair.empty()) continue;
         const std::size_t equals = std::min(pair.find('='), pair.size());
-        auto name = decode(pair.substr(0, equals), PlusSign::space);
-        auto value = decode(pair.substr(std::min(pair.size(), equals + 1)), PlusSign::space);
+        auto name = decodeParameter(pair.substr(0, equals));
+        auto value = decodeParameter(pair.substr(std::min(pair.size(), equals + 1)));
         if (!name || !value) return std::nullopt;
         pairs.emplace_back(std::move(*name), std::move(*value));
     }
@@ -56,10 +34,6 @@ std::optional<NamedTexts> readQuery(std::string_view query) {
 bool isPort(std::string_view text) {
     return text.empty() ||
            (text.front() == ':' && text.find_first_not_of("0123456789", 1) == text.npos);
-}
-
-bool equalsIgnoringCase(std::string_view one, std::string_view other) {
-    return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
 }
 
 }  // namespace
@@ -81,7 +55,7 @@ std::optional<HttpTarget> readTarget(std::string_view target) {
         target.remove_prefix(end);
     }
     const std::size_t question = std::min(target.find('?'), target.size());
-    auto path = decode(target.substr(0, question), PlusSign::plus);
+    auto path = percentDecoded(target.substr(0, question));
     auto query = readQuery(target.substr(std::min(target.size(), question + 1)));
     if (!path || !query) return std::nullopt;
     read.path = path->empty() ? "/" : std::move(*path);

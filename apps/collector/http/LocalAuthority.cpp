@@ -1,22 +1,29 @@
 #include "collector/http/LocalAuthority.h"
 
+#include <fcntl.h>
 #include <openssl/x509v3.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <ctime>
+#include <optional>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "collector/http/Certificate.h"
-#include "collector/http/PrivateFolder.h"
+#include "platform/File.h"
 
 namespace zentara::collector {
 
 namespace {
 
-using Access = PrivateFolder::Access;
+using std::filesystem::path;
+using std::filesystem::perms;
 
 constexpr const char* certificateName = "ca.pem";
 constexpr const char* keyName = "ca-key.pem";
@@ -31,30 +38,83 @@ std::string commonName() {
     return name.substr(0, longest);
 }
 
-/// Whether what is issued now would outlive its authority.
+/// Whether a certificate issued now would outlive its authority.
 bool endsSoon(const X509* certificate) {
     std::time_t then = std::time(nullptr) + (serverDays + 1) * 24L * 60 * 60;
     return ::X509_cmp_time(::X509_get0_notAfter(certificate), &then) <= 0;
 }
 
+std::runtime_error problem(const path& file, const std::string& reason) {
+    return std::runtime_error(file.string() + ": " + reason);
+}
+
+void require(const Status& status) {
+    if (!status.ok()) throw std::runtime_error(status.error()->description());
+}
+
+/// Keeps other processes out of a folder, which is made if it is missing. Waits for its turn.
+class FolderLock {
+  public:
+    explicit FolderLock(const path& folder) {
+        require(makeFolder(folder));
+        const path file = folder / "lock";
+        descriptor_ = ::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+        int result = descriptor_;
+        while (result >= 0 && (result = ::flock(descriptor_, LOCK_EX)) != 0 && errno == EINTR)
+            result = 0;
+        if (result == 0) return;
+        const int code = errno;
+        if (descriptor_ >= 0) ::close(descriptor_);
+        throw problem(file, std::generic_category().message(code));
+    }
+    ~FolderLock() { ::close(descriptor_); }
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+  private:
+    int descriptor_ = -1;
+};
+
+/// Nothing if there is no file.
+std::optional<std::string> read(const path& file) {
+    if (std::filesystem::is_symlink(file)) throw problem(file, "is a symbolic link");
+    FileContents contents = readFile(file);
+    require(contents.error);
+    return std::move(contents.bytes);
+}
+
+/// Replaces a file as a whole: after a crash it has the old content or the new content.
+void write(const path& file, std::string_view content, perms access) {
+    const path temporary = file.string() + ".new";
+    File written;
+    require(File::create(temporary, written));
+    require(written.write(content, 0));
+    std::filesystem::permissions(temporary, access);
+    require(written.synchronise());
+    require(renameFile(temporary, file));
+    require(synchroniseFolder(file.parent_path()));
+}
+
 }  // namespace
 
-LocalAuthority::LocalAuthority(const std::filesystem::path& folder)
+LocalAuthority::LocalAuthority(const path& folder)
     : certificateFile_(folder / certificateName), own_(std::make_unique<Certificate>()) {
-    const PrivateFolder files(folder);
-    const auto certificate = files.read(certificateName, Access::everyone);
-    if (certificate) {
-        const auto damaged = [](const std::filesystem::path& file, const std::string& reason) {
-            return std::runtime_error(file.string() + ": " + reason +
-                                      "; to start anew, remove the files of the authority");
+    const FolderLock lock(folder);
+    const path keyFile = folder / keyName;
+    if (const auto certificate = read(certificateFile_)) {
+        const auto damaged = [](const path& file, const std::string& reason) {
+            return problem(file, reason + "; to start anew, remove the files of the authority");
         };
-        const auto keyFile = folder / keyName;
         own_->certificate = readCertificate(*certificate);
         if (!own_->certificate || ::X509_check_ca(own_->certificate.get()) == 0) {
             throw damaged(certificateFile_, "is not the certificate of an authority");
         }
-        const auto key = files.read(keyName, Access::owner);
+        const auto key = read(keyFile);
         if (!key) throw damaged(keyFile, "is missing");
+        constexpr perms others = perms::group_all | perms::others_all;
+        if ((std::filesystem::status(keyFile).permissions() & others) != perms::none) {
+            throw problem(keyFile, "can be read by others; only its owner may read it (mode 600)");
+        }
         own_->key = readKey(*key);
         if (!own_->key) throw damaged(keyFile, "is not a private key");
         if (::X509_check_private_key(own_->certificate.get(), own_->key.get()) != 1) {
@@ -63,11 +123,13 @@ LocalAuthority::LocalAuthority(const std::filesystem::path& folder)
         if (!endsSoon(own_->certificate.get())) return;
     }
 
-    // The certificate goes first and comes last: nobody ever finds it with the key of another.
+    // Removed first and written last, the certificate never stands beside the key of another.
     *own_ = makeAuthority(commonName(), authorityDays);
-    files.remove(certificateName);
-    files.write(keyName, own_->keyText(), Access::owner);
-    files.write(certificateName, own_->certificateText(), Access::everyone);
+    removeFile(certificateFile_);
+    constexpr perms ownerOnly = perms::owner_read | perms::owner_write;
+    write(keyFile, own_->keyText(), ownerOnly);
+    write(certificateFile_, own_->certificateText(),
+          ownerOnly | perms::group_read | perms::others_read);
     isNew_ = true;
 }
 
@@ -76,7 +138,7 @@ LocalAuthority::~LocalAuthority() = default;
 TLSCredentials LocalAuthority::issue(const std::vector<std::string>& names) const {
     std::vector<std::string> all{"localhost", "127.0.0.1", "::1"};
     for (const auto& name : names) {
-        // Addresses to listen on, under which nobody asks for a server.
+        // Addresses to listen on; no client asks for a server under them.
         if (name == "0.0.0.0" || name == "::") continue;
         if (std::find(all.begin(), all.end(), name) == all.end()) all.push_back(name);
     }

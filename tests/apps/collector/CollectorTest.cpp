@@ -66,7 +66,7 @@ class CollectorTest : public testing::Test {
     const CollectorClient client{"http://127.0.0.1:" + std::to_string(port)};
 };
 
-TEST_F(CollectorTest, WaitEndsWithTheEventsItWaitsFor) {
+TEST_F(CollectorTest, WaitEndsWithItsEvents) {
     auto waiting = std::async(std::launch::async, [this] {
         return client.waitFor({.schema = "a-1", .text = "wanted"}, 2, 60s);
     });
@@ -80,7 +80,7 @@ TEST_F(CollectorTest, WaitEndsWithTheEventsItWaitsFor) {
     EXPECT_EQ(found.events[1].at("actionUUID"), "wanted-3");
 }
 
-TEST_F(CollectorTest, AWaitThatIsInVainTellsWhatArrivedInstead) {
+TEST_F(CollectorTest, FailedExpectationNamesWhatArrived) {
     post(samples::action("b", "bad-one"));
     EXPECT_FALSE(client.waitFor({.schema = "b-1"}, 1, 1ms).satisfied) << "it is bad";
     EXPECT_EQ(client.expectEvent({.schema = "b-1", .verdict = Verdict::bad}).at("good"), false);
@@ -109,7 +109,7 @@ class RecordingExchange final : public Exchange {
     HttpRequest request_;
 };
 
-TEST_F(CollectorTest, WhoStillWaitsAtTheEndIsAnswered) {
+TEST_F(CollectorTest, StopAnswersPendingWaits) {
     const auto early = std::make_shared<RecordingExchange>();
     const auto late = std::make_shared<RecordingExchange>();
     queries.handle(early);
@@ -119,7 +119,7 @@ TEST_F(CollectorTest, WhoStillWaitsAtTheEndIsAnswered) {
     EXPECT_EQ(late->answers.waitFor().value().status, 503);
 }
 
-TEST_F(CollectorTest, AWaitCountsFromTheBeginningAfterAReset) {
+TEST_F(CollectorTest, ResetRestartsTheCountOfAWait) {
     const auto waiting = std::make_shared<RecordingExchange>(NamedTexts{{"count", "2"}});
     post(samples::action("a", "u1"));
     queries.handle(waiting);
@@ -133,7 +133,7 @@ TEST_F(CollectorTest, AWaitCountsFromTheBeginningAfterAReset) {
     EXPECT_THAT(body, testing::AllOf(HasSubstr("\"total\":2"), HasSubstr("\"u2\"")));
 }
 
-TEST_F(CollectorTest, WhoHasGoneTakesNobodysPlace) {
+TEST_F(CollectorTest, DepartedClientsFreeTheirPlaces) {
     for (std::size_t number = 0; number < Watch::mostWaits; ++number) {
         const auto gone =
             std::make_shared<RecordingExchange>(NamedTexts{{"timeout", "600000"}, {"count", "2"}});
@@ -148,7 +148,7 @@ TEST_F(CollectorTest, WhoHasGoneTakesNobodysPlace) {
     }));
 }
 
-TEST_F(CollectorTest, AStreamTellsOfWhatArrivesUntilTheServerStops) {
+TEST_F(CollectorTest, StreamReportsArrivalsUntilTheServerStops) {
     RawClient page(port, "GET /received/stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_THAT(page.readUntil("\"lastNumber\":0"), HasSubstr("text/event-stream"));
     post(samples::action("a", "u1") + "," + samples::action("b", "u2"));
@@ -158,7 +158,7 @@ TEST_F(CollectorTest, AStreamTellsOfWhatArrivesUntilTheServerStops) {
     page.readToEnd();
 }
 
-TEST_F(CollectorTest, ThePageIsServedSoThatNothingInItCanRunOrLeave) {
+TEST_F(CollectorTest, PagePolicyForbidsForeignContent) {
     RawClient page(port, "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
     EXPECT_THAT(page.readToEnd(),
                 AllOf(HasSubstr("Content-Security-Policy: default-src 'none'; script-src 'self'"),
@@ -166,7 +166,7 @@ TEST_F(CollectorTest, ThePageIsServedSoThatNothingInItCanRunOrLeave) {
     EXPECT_EQ(store.summary().requests, 0U) << "the page is not part of what is received";
 }
 
-TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
+TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
     post(samples::action("a", "u1") + "," + samples::action("a", "u1") + "," +
          samples::action("b", "u2") + "," + samples::action("unknown", "u3"));
     EXPECT_EQ(client.count({.verdict = Verdict::any}), 4U);
@@ -206,7 +206,7 @@ TEST_F(CollectorTest, QuestionsAreAnsweredOrRefusedWithAReason) {
     EXPECT_THAT(refusalOf(words + "1"), HasSubstr("words is at most 100 words"));
 }
 
-TEST_F(CollectorTest, FaultsAreSwitchedAndSeen) {
+TEST_F(CollectorTest, FaultsAreSetAndShown) {
     client.setFault("all", {{"answer", "dropped"}, {"times", 1}});
     EXPECT_THAT(refusalOf("/schemas"), HasSubstr("/schemas"));
     EXPECT_EQ(refusalOf("/schemas"), "");
@@ -218,7 +218,7 @@ TEST_F(CollectorTest, FaultsAreSwitchedAndSeen) {
     EXPECT_EQ(client.summary().requests, 4U);
     EXPECT_THROW(client.setFault("event", {{"status", 99}}), CollectorError);
     client.setFault("event", {{"answer", "none"}});
-    EXPECT_EQ(post(samples::action("a", "u1")).manner, Manner::none);
+    EXPECT_EQ(post(samples::action("a", "u1")).transmission, Transmission::none);
     EXPECT_EQ(store.summary().events, 0U);
 }
 
@@ -239,7 +239,7 @@ TEST_F(CollectorTest, RefusalsNameStatusAndReasonAndStoreNoEvent) {
     EXPECT_EQ(store.summary().requests, std::size(cases));
 }
 
-TEST_F(CollectorTest, AnIdentityIsRenewedByItsCookieAndOthersAreNot) {
+TEST_F(CollectorTest, CookieRenewsItsIdentityOnly) {
     const auto first = identity();
     EXPECT_NE(first.at("qvn_uid"), identity().at("qvn_uid"));
     const std::string uid(first.at("qvn_uid").as_string());
@@ -249,7 +249,7 @@ TEST_F(CollectorTest, AnIdentityIsRenewedByItsCookieAndOthersAreNot) {
     EXPECT_NE(identity("qvn_uid=<script>").at("qvn_uid"), "<script>");
 }
 
-TEST_F(CollectorTest, SlowlyReadRequestIsRecordedInAnyCase) {
+TEST_F(CollectorTest, SlowlyReadRequestIsAlwaysRecorded) {
     client.setFault("event", {{"readingPace", 10'000}, {"times", 2}});
     const std::string envelope = samples::envelope(std::string(1000, ' '));
     const std::string post =

@@ -13,7 +13,7 @@ namespace {
 using testing::HasSubstr;
 using testing::VariantWith;
 
-TEST(FaultsTest, FaultMeetsItsShareOfTheRequestsOnly) {
+TEST(FaultsTest, FaultAffectsItsShareOfTheRequests) {
     Faults faults(1);
     faults.set(Service::event,
                std::get<Fault>(readFault(R"({"answer":"lost","rate":0.25,"times":1000000})")));
@@ -26,7 +26,7 @@ TEST(FaultsTest, FaultMeetsItsShareOfTheRequestsOnly) {
     EXPECT_EQ(faults.current(Service::event)->times, 1'000'000 - met);
 }
 
-TEST(FaultsTest, WhatIsNoFaultIsExplained) {
+TEST(FaultsTest, InvalidFaultIsExplained) {
     const std::pair<const char*, const char*> bodies[] = {
         {"", "JSON object"},
         {R"({"sttus":500})", "no member \"sttus\""},

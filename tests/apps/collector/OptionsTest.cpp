@@ -10,7 +10,7 @@ ParsedOptions parse(std::vector<const char*> arguments) {
     return parseOptions(static_cast<int>(arguments.size()), arguments.data());
 }
 
-TEST(CollectorOptionsTest, WhatIsNotUnderstoodIsAUsageErrorThatNamesIt) {
+TEST(CollectorOptionsTest, UsageErrorNamesTheOption) {
     const std::pair<std::vector<const char*>, const char*> cases[] = {
         {{"--host", "0.0.0.0"}, "--reachable-from-the-network"},
         {{"--host", "example.com"}, "--reachable-from-the-network"},
@@ -27,7 +27,7 @@ TEST(CollectorOptionsTest, WhatIsNotUnderstoodIsAUsageErrorThatNamesIt) {
     }
 }
 
-TEST(CollectorOptionsTest, OtherMachinesAreLetInWhenThatIsSaid) {
+TEST(CollectorOptionsTest, OtherMachinesNeedTheirOption) {
     EXPECT_TRUE(parse({"--host", "0.0.0.0", "--reachable-from-the-network"}).options);
     for (const char* host : {"127.0.0.1", "127.8.9.10", "::1", "0:0:0:0:0:0:0:1", "localhost"})
         EXPECT_TRUE(parse({"--host", host}).options) << host;

@@ -30,7 +30,7 @@ Drain::Fetch scripted(std::deque<BackgroundFetchResult> script) {
     };
 }
 
-TEST(DrainTest, DrainRetriesUntilNothingWaits) {
+TEST(DrainTest, DrainRetriesUntilTheQueueIsEmpty) {
     const auto script = scripted({failed, newData, failed, failed, newData, newData, noData});
     std::size_t told = 0;
     const auto result = Drain(script, settled, patient).run([&told](auto all) { told += all; });
@@ -38,7 +38,7 @@ TEST(DrainTest, DrainRetriesUntilNothingWaits) {
     EXPECT_EQ(told, 1U + 2 + 3);
 }
 
-TEST(DrainTest, ItWaitsForABatchThatIsUnderWayElsewhere) {
+TEST(DrainTest, DrainWaitsForABatchInFlight) {
     // Back in the queue a moment after the first look.
     const auto script = scripted({newData, noData, newData, noData, newData, noData});
     const auto back = Drain(script, settled, patient).run();

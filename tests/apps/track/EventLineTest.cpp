@@ -10,7 +10,7 @@
 namespace zentara::track {
 namespace {
 
-TEST(EventLineTest, EveryMemberIsReadAndMostHaveDefaults) {
+TEST(EventLineTest, EveryMemberIsReadOrHasADefault) {
     auto event = std::get<EventLine>(readEventLine(
         R"({"schemaId":"page-view","schemaVersion":"2","contentType":"text/x","url":"u",)"
         R"("referer":"r","properties":{"b":1,"a":[2.5]},"relationId":"rel","more":1})"));
@@ -29,7 +29,7 @@ TEST(EventLineTest, EveryMemberIsReadAndMostHaveDefaults) {
     EXPECT_FALSE(event.relationId);
 }
 
-TEST(EventLineTest, ALineThatIsNoEventIsToldWhy) {
+TEST(EventLineTest, UnreadableLineHasAReason) {
     const std::pair<std::string, const char*> cases[] = {
         {"{\"schemaId\":\"\xFF\"}", "not JSON: "},
         {"[]", "not a JSON object"},
@@ -49,7 +49,7 @@ TEST(EventLineTest, ALineThatIsNoEventIsToldWhy) {
     }
 }
 
-TEST(LineReaderTest, BlankLinesCountAndOverlongOnesAreCut) {
+TEST(LineReaderTest, BlankLinesCountAndLongLinesAreCut) {
     ASSERT_EQ(LineReader::longestLine, 1'048'576U);
     std::istringstream stream("a\r\n\n \t\nb\n" + std::string(1'048'576, 'x') + "\n" +
                               std::string(3'000'000, ' ') + "\n\r\nlast");

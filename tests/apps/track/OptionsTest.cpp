@@ -13,7 +13,7 @@ ParsedOptions parse(std::vector<const char*> arguments) {
     return parseOptions(static_cast<int>(arguments.size()), arguments.data());
 }
 
-TEST(OptionsTest, ALoggedUserIsATypeAndATokenThatMayHoldColons) {
+TEST(OptionsTest, TokenOfALoggedUserMayHoldColons) {
     const auto user = parseLoggedUser("EXT_ID:a:b").value();
     EXPECT_EQ(user.type, UserTokenType::externalId);
     EXPECT_EQ(user.token, "a:b");
@@ -21,7 +21,7 @@ TEST(OptionsTest, ALoggedUserIsATypeAndATokenThatMayHoldColons) {
         EXPECT_FALSE(parseLoggedUser(text)) << text;
 }
 
-TEST(OptionsTest, AMistakeIsToldByTheExitCodeOfUsage) {
+TEST(OptionsTest, InvalidOptionGivesTheUsageExitCode) {
     const std::pair<std::vector<const char*>, const char*> cases[] = {
         {{"--logged-user", "x"}, "QVNID:TOKEN, GST:TOKEN or EXT_ID:TOKEN is expected"},
         {{"--environment", "staging"}, "--environment"},

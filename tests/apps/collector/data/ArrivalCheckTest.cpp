@@ -49,7 +49,7 @@ TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
     }
 }
 
-TEST(ArrivalCheckTest, TheFormatThatEndsAnApplicationIsAMessage) {
+TEST(ArrivalCheckTest, FatalFormatIsAMessage) {
     const auto schema = parse(R"({"properties":{"a":{"format":"numericString"},
                                                 "b":{"format":"numericString"}}})");
     EXPECT_THAT(checkProperties(parse(R"({"a":5,"b":"1.5"})"), schema.get_object()),

@@ -39,7 +39,7 @@ std::string nested(std::size_t levels) {
     return text + "{}" + std::string(levels - 1, '}');
 }
 
-TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndTheOthersServed) {
+TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndOthersServed) {
     const std::tuple<const char*, std::string, const char*> unusable[] = {
         {"broken-1.json", R"({"type":)", "not JSON: "},
         {"deeper-1.json", nested(512), "nested more than 511 levels deep"},
@@ -93,7 +93,7 @@ TEST_F(SchemaCatalogueTest, ChangeShowsInTableAtOnceAndInArrivalsSoon) {
     EXPECT_EQ(catalogue.refreshed(), catalogue.refreshed());
 }
 
-TEST_F(SchemaCatalogueTest, AProblemIsReportedOnceForEachChange) {
+TEST_F(SchemaCatalogueTest, ProblemIsReportedOncePerChange) {
     SchemaCatalogue catalogue(folder, report);
     for (const char* text : {"[]", "{}", "{"}) {
         write("a-1.json", text);
@@ -108,7 +108,7 @@ TEST_F(SchemaCatalogueTest, AProblemIsReportedOnceForEachChange) {
                             folder.string() + ": cannot be read: No such file or directory"));
 }
 
-TEST_F(SchemaCatalogueTest, WhatCannotBeReadJustNowIsServedAsItWasBefore) {
+TEST_F(SchemaCatalogueTest, UnreadableSchemaIsServedAsBefore) {
     write("a-1.json", "{}");
     SchemaCatalogue catalogue(folder, report);
     write("a-1.json", "[]");
@@ -124,7 +124,7 @@ TEST_F(SchemaCatalogueTest, WhatCannotBeReadJustNowIsServedAsItWasBefore) {
     EXPECT_EQ(catalogue.refreshed()->json, "{}");
 }
 
-TEST_F(SchemaCatalogueTest, AFolderThatChangesAllTheTimeGivesWholeTables) {
+TEST_F(SchemaCatalogueTest, ChangingFolderGivesWholeTables) {
     SchemaCatalogue catalogue(folder);
     std::atomic<int> changes = 0;
     test::inThreads(4, [&](int thread) {

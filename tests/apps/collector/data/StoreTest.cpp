@@ -261,7 +261,7 @@ class StoreFileTest : public testing::Test {
     const fs::path log = folder.path() / "events.db-wal";
 };
 
-TEST_F(StoreFileTest, EverythingIsThereAfterTheEndAndAKill) {
+TEST_F(StoreFileTest, EverythingSurvivesTheEndAndAKill) {
     auto store = std::make_unique<Store>(file);
     fill(*store);
     // As the files are while the store is in use, so a killed process leaves them.
@@ -278,7 +278,7 @@ TEST_F(StoreFileTest, EverythingIsThereAfterTheEndAndAKill) {
     }
 }
 
-TEST_F(StoreFileTest, AResetLeavesNothingOnDisk) {
+TEST_F(StoreFileTest, ResetLeavesNothingOnDisk) {
     Store store(file);
     const Posted event{"u", "a-1", "c", 1, true, '"' + std::string(1000, 'x') + "needle\""};
     post(store, std::vector(100, event), {}, "needle");
@@ -287,7 +287,7 @@ TEST_F(StoreFileTest, AResetLeavesNothingOnDisk) {
     EXPECT_THAT(contentsOf(file) + contentsOf(log), Not(HasSubstr("needle")));
 }
 
-TEST_F(StoreFileTest, FileOfTheFirstVersionTakesRefusals) {
+TEST_F(StoreFileTest, FileOfTheFirstVersionIsUpgraded) {
     std::make_unique<Store>(file).reset();
     Database(file).execute("DROP TABLE refusals; PRAGMA user_version = 1");
     Store store(file);
@@ -351,7 +351,7 @@ TEST_F(StoreFileTest, FullDiskStoresNothingOfTheEnvelope) {
     EXPECT_FALSE(post(store, {{"u7"}})[0].duplicate);
 }
 
-TEST_F(StoreFileTest, AResetFreesAFullDisk) {
+TEST_F(StoreFileTest, ResetFreesAFullDisk) {
     {
         Store store(file);
         for (int i = 0; i < 20; ++i)
@@ -367,7 +367,7 @@ TEST_F(StoreFileTest, AResetFreesAFullDisk) {
     expectFilled(again);
 }
 
-TEST_F(StoreFileTest, AFullDiskLeavesNoPartOfAnEnvelopeInTheRecord) {
+TEST_F(StoreFileTest, FullDiskRecordsNoPartOfAnEnvelope) {
     const auto lines = folder.path() / "events.jsonl";
     test::writeTo(lines, "before\n");
     EventRecorder recorder(lines);

@@ -39,10 +39,10 @@ class ScriptedHandler : public HttpHandler {
     };
     test::Mailbox<HttpRequest> refused;
 
-    static Delivery saying(std::string body, Manner manner = Manner::whole) {
+    static Delivery saying(std::string body, Transmission transmission = Transmission::whole) {
         Delivery delivery;
         delivery.response.body = std::move(body);
-        delivery.manner = manner;
+        delivery.transmission = transmission;
         return delivery;
     }
 
@@ -83,7 +83,7 @@ class HttpServerTest : public testing::Test {
     int port = 0;
 };
 
-TEST_F(HttpServerTest, EachOfManyClientsGetsItsOwnAnswers) {
+TEST_F(HttpServerTest, EachClientGetsItsOwnAnswers) {
     start();
     test::inThreads(16, [this](int number) {
         httplib::Client kept("127.0.0.1", port);
@@ -101,7 +101,7 @@ TEST_F(HttpServerTest, EachOfManyClientsGetsItsOwnAnswers) {
     });
 }
 
-TEST_F(HttpServerTest, ARequestReachesTheHandlerDecoded) {
+TEST_F(HttpServerTest, RequestReachesTheHandlerDecoded) {
     startWithoutAnswers();
     const RawClient client(port,
                            "\r\nPOST /a%20b+%C3%A9?x=1+2&y=%26%3d&z HTTP/1.1\r\nHost: localhost\r\n"
@@ -121,7 +121,7 @@ TEST_F(HttpServerTest, ARequestReachesTheHandlerDecoded) {
     EXPECT_GT(request.receivedAt, 1'700'000'000'000);
 }
 
-TEST_F(HttpServerTest, ConnectionsAreKeptAsTheClientWishes) {
+TEST_F(HttpServerTest, ClientDecidesWhetherAConnectionIsKept) {
     start();
     const std::string three = "Content-Length: 3\r\n";
     const auto both =
@@ -153,7 +153,7 @@ TEST_F(HttpServerTest, AnswerHasBodyOnlyWhereExpected) {
               "HTTP/1.1 204 No Content\r\nX-Split: aX-Injected: b\r\nConnection: close\r\n\r\n");
 }
 
-TEST_F(HttpServerTest, WhatIsNoRequestIsRefusedInJSON) {
+TEST_F(HttpServerTest, InvalidRequestIsRefusedInJSON) {
     const std::string line = "GET / HTTP/1.1\r\n";
     std::string manyFields;
     for (int number = 0; number < 100; ++number)
@@ -204,7 +204,7 @@ TEST_F(HttpServerTest, WhatIsNoRequestIsRefusedInJSON) {
     EXPECT_EQ(handler.refused.values().back().path, "/event");
 }
 
-TEST_F(HttpServerTest, AClientSeesItsRefusalWhileItStillSends) {
+TEST_F(HttpServerTest, SendingClientSeesItsRefusal) {
     start();
     const std::string part(0x100000, ' ');
     for (const bool isChunked : {false, true}) {
@@ -277,7 +277,7 @@ TEST_F(HttpServerTest, StreamEndsWhenItsClientLeavesOrStalls) {
     EXPECT_FALSE(clients.back().wasReset);
 }
 
-TEST_F(HttpServerTest, ClientsThatTakeTooLongAreGivenUp) {
+TEST_F(HttpServerTest, SlowClientsAreDisconnected) {
     timeouts.idle = 20ms;
     timeouts.request = 20ms;
     timeouts.linger = 20ms;
@@ -297,8 +297,8 @@ TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosed) {
     handler.script = [this](const auto& exchange) {
         const std::string& path = exchange->request().path;
         if (path == "/pending") return pending.put(exchange);
-        exchange->deliver(
-            ScriptedHandler::saying("", path == "/held" ? Manner::none : Manner::whole));
+        exchange->deliver(ScriptedHandler::saying(
+            "", path == "/held" ? Transmission::none : Transmission::whole));
     };
     start();
     std::list<RawClient> clients;
@@ -354,7 +354,7 @@ TEST_F(HttpServerTest, LateAnswerDelaysNoOtherAndNoStop) {
             ScriptedHandler::saying(std::string(path == "/large" ? 64U << 20U : 4, 'x'));
         if (path == "/soon") delivery.delay = 1ms;
         if (path == "/late") delivery.delay = later;
-        if (path == "/held") delivery.manner = Manner::none;
+        if (path == "/held") delivery.transmission = Transmission::none;
         exchange->deliver(std::move(delivery));
     };
     timeouts.stop = 50ms;
@@ -378,7 +378,7 @@ TEST_F(HttpServerTest, LateAnswerDelaysNoOtherAndNoStop) {
     EXPECT_FALSE(RawClient(port).send(post)) << "nobody listens any more";
 }
 
-TEST_F(HttpServerTest, AStopWaitsForTheRequestsUnderWay) {
+TEST_F(HttpServerTest, StopWaitsForOpenRequests) {
     timeouts.stop = test::generousTimeout;
     startWithoutAnswers();
     RawClient client(port, get("/"));
@@ -390,7 +390,7 @@ TEST_F(HttpServerTest, AStopWaitsForTheRequestsUnderWay) {
     EXPECT_THAT(client.readToEnd(), EndsWith("\r\n\r\nin time"));
 }
 
-TEST_F(HttpServerTest, APortThatCannotBeHadIsExplained) {
+TEST_F(HttpServerTest, UnusablePortIsExplained) {
     start();
     EXPECT_THAT(
         [this] { server->listen("localhost", port); },
@@ -398,7 +398,7 @@ TEST_F(HttpServerTest, APortThatCannotBeHadIsExplained) {
                                                    std::to_string(port) + ": the port is in use"));
 }
 
-TEST_F(HttpServerTest, WhoListensForOtherMachinesAnswersUnderAnyName) {
+TEST_F(HttpServerTest, NonLoopbackServerAnswersToAnyName) {
     start();
     port = server->listen("0.0.0.0", 0);
     EXPECT_THAT(allOf("GET / HTTP/1.1\r\nHost: devbox\r\nConnection: close\r\n\r\n"),

@@ -38,7 +38,7 @@ class LocalAuthorityTest : public testing::Test {
     fs::path keyFile = folder / "ca-key.pem";
 };
 
-TEST_F(LocalAuthorityTest, ItVouchesForPrivateNamesOnly) {
+TEST_F(LocalAuthorityTest, AuthorityVouchesForPrivateNamesOnly) {
     const LocalAuthority authority(folder);
     for (const char* name : {"a.localhost", "printer.local", "x.y.test", "127.1.2.3", "::1",
                              "10.0.0.1", "172.31.255.255", "192.168.1.2", "0.0.0.0"})
@@ -48,7 +48,7 @@ TEST_F(LocalAuthorityTest, ItVouchesForPrivateNamesOnly) {
         EXPECT_THROW((void)authority.issue({name}), std::runtime_error) << name;
 }
 
-TEST_F(LocalAuthorityTest, FirstProcessMakesItForAllOfItsUser) {
+TEST_F(LocalAuthorityTest, FirstProcessMakesTheAuthority) {
     std::atomic<int> made = 0;
     test::inThreads(8, [&](int) {
         const LocalAuthority authority(folder);
@@ -62,7 +62,7 @@ TEST_F(LocalAuthorityTest, FirstProcessMakesItForAllOfItsUser) {
     EXPECT_EQ(test::namesIn(folder), (std::set<std::string>{"ca.pem", "ca-key.pem", "lock"}));
 }
 
-TEST_F(LocalAuthorityTest, ADamagedOneIsReportedAndLeftAlone) {
+TEST_F(LocalAuthorityTest, DamagedAuthorityIsReportedAndKept) {
     const Certificate own = makeAuthority("own", 3650);
     const std::string certificate = own.certificateText();
     const std::string key = own.keyText();
@@ -92,7 +92,7 @@ TEST_F(LocalAuthorityTest, ADamagedOneIsReportedAndLeftAlone) {
     EXPECT_EQ(refusal(), keyFile.string() + ": is a symbolic link");
 }
 
-TEST_F(LocalAuthorityTest, OneThatEndsBeforeItsCertificatesIsReplaced) {
+TEST_F(LocalAuthorityTest, ExpiringAuthorityIsReplaced) {
     for (const int days : {399, 398}) {
         const Certificate own = makeAuthority("old", days);
         put(own.certificateText(), own.keyText());
