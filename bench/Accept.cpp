@@ -1,5 +1,5 @@
-// What a caller pays for one accepted event, beside the least that could keep it: the event's bytes
-// written to an open file, and one rename.
+// The cost of one accepted event for its caller, compared with the minimum: writing the event's
+// bytes to an open file, and one rename.
 
 #include <algorithm>
 #include <cstdint>
@@ -67,14 +67,14 @@ void acceptAtLength(benchmark::State& state) {
     }
 }
 
-/// The limit's buffer begins so many bytes behind the beginning of a page. Processors copy
-/// faster by a quarter or more where both ends lie alike within 32 bytes. A list that loses its
-/// first event moves by the length of that, and never does but by chance.
+/// The offset of the minimum's buffer in its page. Processors copy a quarter faster or more if
+/// source and target have the same offset modulo 32 bytes. A list that evicts its first event moves
+/// by that event's length, so its offsets differ.
 void acceptAtCapacity(benchmark::State& state, std::size_t start) {
     for ([[maybe_unused]] auto _ : state) {
         const test::TestHost host;
         makeFolder(host);
-        // Filled by adding, since events that were loaded lie as close together as they ever will.
+        // Filled event by event, since loaded events lie closer together in memory.
         const auto queue = queueOf(0, "queue", host.file("queue").string());
         for (int number = 2; number < 8000; ++number)
             queue->add(sampleEvent(number), nullptr);
@@ -100,7 +100,7 @@ void acceptAtCapacity(benchmark::State& state, std::size_t start) {
 
 BENCHMARK(accept)->Arg(0)->Arg(1000)->Arg(4000)->Arg(7900)->Iterations(1);
 BENCHMARK(acceptAtLength)->Name("accept, 7900 against 0")->Iterations(1);
-// As the allocator places what is large.
+// The offset that the allocator gives large blocks.
 BENCHMARK_CAPTURE(acceptAtCapacity, unaligned, 16)->Name("accept at capacity, 8000")->Iterations(1);
 BENCHMARK_CAPTURE(acceptAtCapacity, aligned, 0)
     ->Name("accept at capacity, aligned limit")

@@ -13,7 +13,7 @@ std::int64_t zentara::bench::allocations() noexcept {
     return count;
 }
 
-// The other forms call these.
+// The other forms of new and delete call these.
 void* operator new(std::size_t size) {
     ++count;
     if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;

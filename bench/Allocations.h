@@ -4,7 +4,7 @@
 
 namespace zentara::bench {
 
-/// How often this thread has allocated memory with `new` so far, in programs that link
+/// The number of allocations of this thread with `new` so far, in programs that link
 /// Allocations.cpp.
 [[nodiscard]] std::int64_t allocations() noexcept;
 

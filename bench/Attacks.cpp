@@ -1,5 +1,5 @@
-// What each attack on the validation engine costs: the thread's time, the memory at the peak, and
-// what stays.
+// The cost of each attack on the validation engine: processor time, peak memory and memory that
+// stays in use.
 
 #include <malloc.h>
 
@@ -19,7 +19,7 @@ double threadTime() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// A figure of this process, in megabytes.
+/// A memory figure of this process, in megabytes.
 double status(const std::string& name) {
     std::ifstream file("/proc/self/status");
     double kilobytes = 0;

@@ -13,7 +13,7 @@
 
 namespace zentara::bench {
 
-/// A file that is written and renamed without any further thought.
+/// A file that is written and renamed without any checks.
 class BareFile {
   public:
     explicit BareFile(const test::TestHost& host)

@@ -1,5 +1,5 @@
-// Holds the collector at 1,000 requests a second of 10 events each, for 30 seconds, with a database
-// on disk and every event checked against its schema; then counts the events in the database.
+// Sends the collector 1,000 requests a second of 10 events each for 30 seconds, with a database on
+// disk and every event checked against its schema. Then counts the events in the database.
 
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
@@ -55,7 +55,7 @@ std::string envelope(int sender, int request) {
            R"(,"zentaraActionCounter":10})";
 }
 
-/// Posts at an even pace and notes how long each answer took.
+/// Posts at an even pace and records the time of each answer.
 class Sender {
   public:
     Sender(int number, std::string url) : number_(number), url_(std::move(url)) {}
@@ -68,7 +68,7 @@ class Sender {
         curl_easy_setopt(curl.get(), CURLOPT_URL, url_.c_str());
         curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());
         curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
-        // As the library does: a body goes over a connection of its own.
+        // Like the library, uses a new connection for each body.
         curl_easy_setopt(curl.get(), CURLOPT_FRESH_CONNECT, 1L);
         curl_easy_setopt(curl.get(), CURLOPT_FORBID_REUSE, 1L);
         curl_easy_setopt(

@@ -13,10 +13,10 @@ namespace zentara::bench {
 /// Times of one operation.
 class Times {
   public:
-    // Making room later would count as the operation's.
+    // Reserved now, so that growth is not measured.
     Times() { nanoseconds_.reserve(1 << 14); }
 
-    /// Notes how long one of `count` equal runs took, in nanoseconds.
+    /// Adds the duration of one of `count` equal runs, in nanoseconds.
     template <typename Operation>
     void measure(const Operation& operation, int count = 1) {
         const auto before = std::chrono::steady_clock::now();
@@ -27,11 +27,10 @@ class Times {
         nanoseconds_.push_back(took.count() / count);
     }
 
-    /// The mean without the slowest quarter, in which is what else the machine does meanwhile.
+    /// The mean without the slowest quarter, which other processes have slowed down.
     ///
-    /// Not the median: every second append of ours, and every fourth of the limit, begins another
-    /// page of its file, which takes 3 us, so that the median has that in the one figure at times
-    /// and never in the other.
+    /// Not the median: every second append of the library, and every fourth of the minimum, begins
+    /// a new page of its file, which takes 3 us. The median would include that in one figure only.
     [[nodiscard]] double mean() {
         const auto count = nanoseconds_.size() - nanoseconds_.size() / 4;
         if (count == 0) return 0;
@@ -44,8 +43,8 @@ class Times {
     std::vector<double> nanoseconds_;
 };
 
-/// Two figures of one run, taken in turns, and the ratio that is asked of them; 0 asks for nothing.
-/// `unit` is "ns", "bytes" and so on.
+/// Two figures of one run, measured in turns, and the required ratio; 0 for none. `unit` is "ns",
+/// "bytes" and so on.
 inline void report(benchmark::State& state, double ours, double limit, double bar,
                    const std::string& unit = "ns") {
     state.counters["ours"] = ours;

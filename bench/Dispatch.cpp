@@ -1,5 +1,5 @@
-// A batch of ten from the queue to the bytes that are handed to the HTTP session, beside copying
-// those bytes.
+// A batch of ten from the queue to the bytes for the HTTP session, compared with copying those
+// bytes.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -53,7 +53,7 @@ void dispatch(benchmark::State& state) {
     }
 }
 
-/// What a kill must not lose is written before the batch leaves the list, and removed after.
+/// Writes the file of the batch in flight before the batch leaves the list, and removes it after.
 void keep(benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
         const test::TestHost host;

@@ -1,5 +1,5 @@
-// Building the whole client with a full queue and a large cache of schemas, beside reading the two
-// files. Nothing answers on the network.
+// Building the whole client with a full queue and a large cache of schemas, compared with reading
+// the two files. There is no network.
 
 #include <zentara/ZentaraClient.h>
 
@@ -30,7 +30,7 @@ std::string schemasText() {
 }
 
 void get(benchmark::State& state) {
-    // A port on which nothing listens.
+    // A port without a listener.
     auto endpoints = ZentaraEndpoints::current();
     endpoints.qaCollector = endpoints.qaSchemas = "http://127.0.0.1:9";
     ZentaraEndpoints::use(endpoints);
@@ -44,7 +44,7 @@ void get(benchmark::State& state) {
             std::filesystem::create_directories(host.documents());
             writeFile(host.file("events-storage").string(), queue);
             writeFile(host.file("zentara-schemas-storage").string(), schemas);
-            // What they make is kept until both are measured, as the client keeps it.
+            // Both results live until the end, as they do in the client.
             Loaded<InternalEvent> events;
             Loaded<JSONObject> table;
             const auto readFiles = [&] {
@@ -52,7 +52,7 @@ void get(benchmark::State& state) {
                 table = SchemasStorage("zentara-schemas-storage").load();
             };
             std::shared_ptr<ZentaraClient> client;
-            // The cached table makes it ready before the failed fetch takes that back.
+            // The cached table reports ready before the failed fetch reports its error.
             auto wasReady = std::make_shared<std::atomic<bool>>(false);
             const auto build = [&] {
                 client = ZentaraClient::get([wasReady](const ZentaraClientErrorRef& error) {

@@ -1,4 +1,4 @@
-// A host that has sent one event and then does nothing: what that costs.
+// The cost of a host that has sent one event and is idle.
 
 #include <zentara/ZentaraClient.h>
 
@@ -23,7 +23,7 @@ long fieldOf(const std::filesystem::path& status, const std::string& name) {
     return 0;
 }
 
-/// How often the threads of this process have gone to sleep so far, each time to wake up again.
+/// The number of voluntary context switches of all threads so far.
 long sleeps() {
     long sum = 0;
     for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task"))
@@ -46,11 +46,11 @@ int main(int argc, char** argv) {
     const auto client = ZentaraClient::get();
     client->send("page-view", "1", "application/json", "https://example.com/", "",
                  {{"title", "Home"}, {"section", "home"}, {"language", "en"}});
-    // Two ticks deliver what there is; from then on nothing is due.
+    // Two ticks deliver the event; after that no work is due.
     std::this_thread::sleep_for(std::chrono::seconds(22));
     const auto before = sleeps();
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
-    // Less this thread's own.
+    // Without those of this thread.
     const auto slept = sleeps() - before - 1;
     std::cout << slept * 60 / seconds << ' ' << fieldOf("/proc/self/status", "Threads") << ' '
               << fieldOf("/proc/self/status", "VmRSS") << '\n';

@@ -1,5 +1,5 @@
-// Reading the queue at start-up, beside a parser that only builds its own tree of the same file;
-// and the memory that the events take, beside the bytes of the file.
+// Reading the queue at start-up, compared with a parser that only builds its tree of the same file;
+// and the memory of the events, compared with the size of the file.
 
 #include <malloc.h>
 #include <simdjson.h>

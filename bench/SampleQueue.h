@@ -15,13 +15,13 @@
 
 namespace zentara::bench {
 
-/// An event as the client stamps them, with the properties of 20.
+/// A stamped event with the sample of 20 properties.
 inline InternalEvent sampleEvent(std::int64_t number) {
     return test::sampleEvent(number, {{"type", "Anonymous"}, {"token", "Anonymous"}},
                              twentyProperties().valid.get_object());
 }
 
-/// A file of so many events.
+/// A file of the given number of events.
 inline std::string queueText(std::int64_t count) {
     std::string text = "[";
     for (std::int64_t number = 0; number < count; ++number) {
@@ -35,7 +35,7 @@ inline void writeFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-/// A store that does nothing in the background, so that only what a caller pays is measured.
+/// A store without background work, so that only the caller's cost is measured.
 inline std::unique_ptr<InternalEventStorageImpl> quietStorage(const std::string& name) {
     auto storage = std::make_unique<InternalEventStorageImpl>(
         name, std::chrono::hours(1), [](std::chrono::steady_clock::duration, const auto&) {});
@@ -43,14 +43,14 @@ inline std::unique_ptr<InternalEventStorageImpl> quietStorage(const std::string&
     return storage;
 }
 
-/// A repository of so many events, whose spare file is up to date.
+/// A repository of the given number of events, whose spare file is up to date.
 inline std::unique_ptr<EventsRepository> queueOf(std::int64_t count, const std::string& name,
                                                  const std::string& path,
                                                  std::int64_t maxEvents = 8000) {
     ::unlink(path.c_str());
     writeFile(path, queueText(count));
     auto repository = std::make_unique<EventsRepository>(maxEvents, quietStorage(name));
-    // The first two saves write both files whole.
+    // The first two saves write both files completely.
     for (int i = 0; i < 2; ++i)
         repository->add(sampleEvent(count + i), nullptr);
     return repository;

@@ -219,7 +219,7 @@ void removeTextChecks(JSONValue& schema) {
     }
 }
 
-std::vector<Sample> made() {
+std::vector<Sample> makeSamples() {
     std::vector<Sample> all;
     for (const auto& source : sources) {
         Sample sample;
@@ -244,7 +244,7 @@ std::vector<Sample> made() {
 }  // namespace
 
 const std::vector<Sample>& samples() {
-    static const auto all = made();
+    static const auto all = makeSamples();
     return all;
 }
 

@@ -8,7 +8,7 @@
 
 namespace zentara::bench {
 
-/// A schema as applications have them, with an event's properties that fit it and some that do not.
+/// A realistic schema, with properties that fit it and properties that do not.
 struct Sample {
     std::string name;
     JSONObject schema;

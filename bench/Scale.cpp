@@ -1,4 +1,4 @@
-// How the costs grow with the queue, the event and the schema, also beyond what the client allows.
+// How the costs grow with the queue, the event and the schema, also beyond the client's limits.
 
 #include "Comparison.h"
 #include "SampleQueue.h"
@@ -13,8 +13,8 @@ InternalEvent eventOfSize(std::int64_t number, std::size_t size) {
     return test::sampleEvent(number, {}, {{"text", std::string(size, 'x')}});
 }
 
-/// The store with so many events of about so many bytes: an append, the loss of the oldest event,
-/// and reading it all.
+/// The store with the given number of events of about the given size: an append, an eviction, and
+/// loading it.
 void queue(benchmark::State& state) {
     const auto length = state.range(0);
     const auto size = static_cast<std::size_t>(state.range(1));
@@ -64,7 +64,7 @@ void queue(benchmark::State& state) {
     }
 }
 
-/// An event and a schema of so many properties.
+/// An event and a schema with the given number of properties.
 void validateProperties(benchmark::State& state) {
     JSONObject named;
     JSONObject object;

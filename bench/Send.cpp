@@ -1,5 +1,5 @@
-// A whole `send` of a ready client, beside what its parts cost at least: keeping the event's bytes,
-// and validating it. Then several threads at once.
+// A whole `send` of a ready client, compared with the minimum for its parts: writing the event's
+// bytes, and validating it. Then with several threads.
 
 #include <zentara/ZentaraClient.h>
 
@@ -20,7 +20,7 @@
 namespace zentara::bench {
 namespace {
 
-/// One schema under every name.
+/// Provides one schema under every name.
 class OneSchema final : public SchemaProviderProtocol {
   public:
     [[nodiscard]] SchemaDocument schema(std::string_view, std::string_view) const override {
@@ -31,7 +31,7 @@ class OneSchema final : public SchemaProviderProtocol {
     const SchemaDocument document_ = std::make_shared<const JSONObject>(twentyProperties().schema);
 };
 
-/// An identity that never comes, so that nothing leaves the queue.
+/// Never has an identity, so that nothing leaves the queue.
 class NoIdentity final : public IDManager {
   public:
     [[nodiscard]] bool isReady() const override { return false; }
@@ -47,7 +47,7 @@ class NoIdentity final : public IDManager {
     void start(HsidCompletion) override {}
 };
 
-/// A ready client with so many events in its queue.
+/// A ready client with the given number of queued events.
 class ReadyClient {
   public:
     ReadyClient(const test::TestHost& host, std::int64_t queued, std::int64_t maxEvents = 8000) {
@@ -84,7 +84,7 @@ class ReadyClient {
     std::shared_ptr<ZentaraClient> client_;
 };
 
-/// The text of the event that was sent last, as the queue's file holds it.
+/// The text of the last event in the queue's file.
 std::string lastSent(const test::TestHost& host) {
     const auto file = test::contentsOf(host.file("queue"));
     const auto start = file.rfind(R"({"id":"product-view","version":"2")");
@@ -106,10 +106,10 @@ void send(benchmark::State& state) {
             if (!client.send(properties)) state.SkipWithError("not queued");
             const auto text = lastSent(host);
             for (int round = 0; round < 90; ++round) {
-                auto given = properties;
+                auto copy = properties;
                 const auto before = allocations();
                 ours.measure([&] {
-                    if (!client.send(std::move(given))) state.SkipWithError("not queued");
+                    if (!client.send(std::move(copy))) state.SkipWithError("not queued");
                 });
                 allocated = allocations() - before;
                 keeping.measure([&] { bare.append(text); });
@@ -124,7 +124,7 @@ void send(benchmark::State& state) {
     }
 }
 
-/// Nanoseconds per event when so many threads send together.
+/// Nanoseconds per event when this many threads send at once.
 double together(const test::TestHost& host, int threads) {
     constexpr int eventsPerThread = 1000;
     ReadyClient client(host, 0);

@@ -1,6 +1,6 @@
-// What the shared library costs a host before main: being mapped and relocated, and running its own
-// static initialisers. Libraries that it needs are loaded before. Takes the library's path and
-// prints both in nanoseconds.
+// The cost of the shared library before main: mapping and relocation, and its static initialisers.
+// The libraries that it needs are loaded before. Takes the library's path and prints both times in
+// nanoseconds.
 
 #include <dlfcn.h>
 #include <elf.h>
@@ -19,7 +19,7 @@
 
 namespace {
 
-/// The library without its static initialisers, which is all that tells what they take.
+/// The library without its static initialisers; the difference is their cost.
 std::string withoutInitialisers(std::string library) {
     Elf64_Ehdr header{};
     std::memcpy(&header, library.data(), sizeof(header));
@@ -38,7 +38,7 @@ std::string withoutInitialisers(std::string library) {
     return library;
 }
 
-/// Nanoseconds to load a library, in a process that has not loaded it before.
+/// Nanoseconds to load a library in a new process.
 double loading(const std::string& path) {
     int ends[2];
     if (::pipe(ends) != 0) return 0;
@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
     const std::string bare = std::string(argv[1]) + ".bare";
     std::ofstream(whole, std::ios::binary) << library;
     std::ofstream(bare, std::ios::binary) << withoutInitialisers(library);
-    // The fastest of many: the difference is small beside what else makes a process slow.
+    // The fastest of many, since the difference is smaller than other delays of a process.
     double with = std::numeric_limits<double>::max();
     double without = with;
     for (int round = 0; round < 300; ++round) {

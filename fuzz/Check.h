@@ -7,14 +7,14 @@
 
 namespace zentara::fuzz {
 
-/// Makes a finding of an input for which something does not hold.
+/// Reports the input as a finding unless the condition holds.
 inline void check(bool holds, const char* what) {
     if (holds) return;
     std::fprintf(stderr, "fuzz: it does not hold that %s\n", what);
     std::abort();
 }
 
-/// What stands before the first line break and what stands behind it.
+/// The parts before and after the first line break.
 [[nodiscard]] inline std::pair<std::string_view, std::string_view> twoParts(std::string_view text) {
     const auto end = text.find('\n');
     if (end == std::string_view::npos) return {text, {}};

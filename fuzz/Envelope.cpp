@@ -1,4 +1,4 @@
-// An envelope: as the collector reads it, and as the client writes and reads it.
+// An envelope, as the collector reads it and as the client writes and reads it.
 
 #include <algorithm>
 #include <string>
@@ -28,18 +28,19 @@ void checkRead(const collector::Envelope& envelope) {
     const auto& posted = envelope.document->at("actions").get_array();
     check(posted.size() == envelope.actions.size(), "every action was read");
     for (std::size_t i = 0; i < posted.size(); ++i) {
-        // What is kept is shown by other programs, with their own readers.
+        // Other programs parse stored actions with their own parsers.
         const auto kept = parseJSON(envelope.actions[i].json);
-        check(!kept.error && objectsEqual(kept.value, posted[i]), "an action is kept as posted");
+        check(!kept.error && objectsEqual(kept.value, posted[i]), "an action is stored as posted");
         check(envelope.actions[i].properties == &posted[i].at("properties"),
               "the properties are those of the action");
     }
     const auto findings = collector::checkEnvelope(envelope, schemas());
     check(findings.size() == envelope.actions.size(), "every action was checked");
-    check(findings == collector::checkEnvelope(envelope, schemas()), "twice, with one outcome");
+    check(findings == collector::checkEnvelope(envelope, schemas()),
+          "a second check has the same findings");
 }
 
-/// The client keeps a user with each action, which is not posted.
+/// The client stores a user with each action and does not post it.
 void addUsers(JSONObject& envelope) {
     auto* const actions = envelope.if_contains("actions");
     if (actions == nullptr || !actions->is_array()) return;
@@ -62,7 +63,8 @@ bool hasLongName(const ZentaraEnvelope& envelope) {
 void checkWritten(const ZentaraEnvelope& envelope) {
     const auto dictionary = envelope.toDictionary();
     const auto same = ZentaraEnvelope::fromDictionary(dictionary);
-    check(same.value.has_value() && *same.value == envelope, "an envelope decodes as it was");
+    check(same.value.has_value() && *same.value == envelope,
+          "a written envelope decodes unchanged");
     const auto body = envelope.requestBody();
     if (!body || hasLongName(envelope)) return;
     const auto read = collector::readEnvelope(*body);

@@ -1,4 +1,4 @@
-// A pattern on the first line, and behind it a text in which it is searched.
+// A pattern on the first line and a text to search after it.
 
 #include <ctime>
 #include <string>
@@ -13,7 +13,7 @@ using zentara::fuzz::check;
 
 namespace {
 
-/// What this thread has worked, in seconds. Others on the machine do not count.
+/// The processor time of this thread, in seconds.
 double workDone() {
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -37,12 +37,12 @@ constexpr std::size_t shortText = 2'048;
 
 void checkText(std::string_view text) {
     const auto characters = characterCount(text);
-    check(characters <= UTF16Text(text, text.size()).size(), "a character takes a unit at least");
+    check(characters <= UTF16Text(text, text.size()).size(), "a character has at least one unit");
     check((characters == 0) == text.empty(), "only the empty text has no characters");
     const auto repaired = repairedUTF8(text);
-    check(isValidUTF8(repaired), "what was repaired is valid");
-    check(isValidUTF8(text) == (repaired == text), "what is valid is not changed");
-    check(characterCount(repaired) == characters, "repairing does not change what is counted");
+    check(isValidUTF8(repaired), "a repaired text is valid");
+    check(isValidUTF8(text) == (repaired == text), "a valid text is not changed");
+    check(characterCount(repaired) == characters, "a repair does not change the count");
 }
 
 void checkMatches(const RegularExpression& expression, const RegularExpression& full,
@@ -67,9 +67,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         (void)bounded(longestMatch, [&] { return expression.matches(text); });
         return 0;
     }
-    // An empty look-ahead changes nothing, but is beyond the quick matcher.
+    // An empty look-ahead changes nothing but keeps the pattern from the quick matcher.
     const RegularExpression full("(?=)(?:" + std::string(pattern) + ")");
-    check(full.isValid(), "what the quick matcher takes is an expression");
+    check(full.isValid(), "a pattern of the quick matcher is an expression");
     checkMatches(expression, full, text);
     checkMatches(expression, full, text.substr(0, text.size() / 2));
     return 0;

@@ -24,7 +24,7 @@ class Mutation {
 
     void apply() {
         auto& node = *pick(nodes_);
-        // A copy, since what it is put into may be a part of it or hold it.
+        // A copy, since source and target may contain each other.
         auto other = *pick(nodes_);
         const auto change = random_() % 5;
         if (change == 0) node = std::move(other);

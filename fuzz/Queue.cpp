@@ -1,4 +1,4 @@
-// A file of queued events through the store: what loads, saves and loads again.
+// A file of queued events through the store: loaded, saved and loaded again.
 
 #include <algorithm>
 #include <filesystem>
@@ -26,14 +26,14 @@ constexpr const char* name = "events-storage";
 
 std::vector<std::function<void()>> tasks;
 
-/// Its tasks wait for `runTasks`.
+/// Its tasks run in `runTasks`.
 InternalEventStorageImpl openStorage() {
     return InternalEventStorageImpl(
         name, std::chrono::seconds(10),
         [](auto, std::function<void()> task) { tasks.push_back(std::move(task)); });
 }
 
-/// Prepares the spare and writes the checkpoint, as if the time for both had come.
+/// Prepares the spare and writes the checkpoint, as if both were due.
 void runTasks() {
     for (const auto& task : std::exchange(tasks, {}))
         task();
@@ -48,7 +48,7 @@ std::vector<std::string> textsOf(const std::vector<InternalEvent>& events) {
     return texts;
 }
 
-/// What the quick reader takes over without decoding is what decoding finds.
+/// Events that the quick reader accepts without decoding are those that decoding finds.
 void checkDecoded(const DecodedEvents& decoded, const std::string& json) {
     if (decoded.isList) check(!decoded.error, "a list is no error");
     if (!decoded.isList) check(decoded.events.empty(), "events come from a list");
@@ -62,25 +62,25 @@ void checkDecoded(const DecodedEvents& decoded, const std::string& json) {
         check(elements[i].is_object(), "each element is a dictionary");
         const auto event = InternalEvent::fromDictionary(elements[i].get_object());
         check(event.value.has_value() && *event.value == decoded.events[i],
-              "each element decodes as the event that was taken over");
+              "each element decodes as the accepted event");
         std::string body;
         check(decoded.events[i].appendBodyText(body), "each event has a text to post");
         const auto posted = parseJSON(body);
         check(!posted.error && posted.value.is_object() &&
                   !posted.value.get_object().contains("user"),
-              "what is posted is an event without its user");
+              "a posted event has no user");
     }
 }
 
-/// The file of the batches under way, which may hold as much.
+/// The file of the batches in flight, which may hold as much.
 void checkUnderWay(const test::TestHost& host, const std::string& json,
                    const std::vector<std::string>& texts) {
     test::writeTo(host.file(".events-storage.under-way"), json);
     UnderWayFile underWay(name);
     const auto loaded = underWay.load();
-    check(textsOf(loaded.records) == texts, "batches under way are read like a queue");
-    check(underWay.save(loaded.records) == nullptr, "what was under way can be saved");
-    check(textsOf(underWay.load().records) == texts, "what was under way loads as it was");
+    check(textsOf(loaded.records) == texts, "batches in flight are read like a queue");
+    check(underWay.save(loaded.records) == nullptr, "batches in flight can be saved");
+    check(textsOf(underWay.load().records) == texts, "batches in flight load unchanged");
 }
 
 }  // namespace
@@ -96,41 +96,41 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     test::writeTo(file, json);
     auto first = openStorage();
     first.recover();
-    // Without a byte it is what a loss of power leaves of a file, and counts as missing.
+    // An empty file, which a loss of power can leave, counts as missing.
     if (!decoded.isList && !json.empty()) {
         const auto names = test::namesIn(host.documents());
         const auto aside = std::find_if(names.begin(), names.end(), [](const auto& each) {
             return each.find(".unreadable-") != std::string::npos;
         });
         check(aside != names.end() && test::contentsOf(host.file(*aside)) == json,
-              "what is not a list is set aside as it was");
+              "a file without a list is set aside unchanged");
     }
     auto loaded = first.load();
     const auto texts = textsOf(loaded.records);
     check(texts == textsOf(decoded.events), "the store loads what the decoder finds");
 
     EventList list(std::move(loaded.records));
-    check(first.save(list) == nullptr, "what was loaded can be saved");
+    check(first.save(list) == nullptr, "a loaded list can be saved");
     const auto saved = test::contentsOf(file);
     check(saved == test::fileOf(list.events()), "the file holds the texts of its events");
     runTasks();
     check(texts.empty() || test::contentsOf(host.file(".events-storage.checkpoint")) == saved,
-          "the checkpoint holds what the file does");
+          "checkpoint and file are equal");
 
     auto second = openStorage();
     second.recover();
     auto again = second.load();
-    check(!again.error && textsOf(again.records) == texts, "what was saved loads as it was");
-    check(decodeEvents(saved).isCanonical, "what was saved is taken over without decoding");
+    check(!again.error && textsOf(again.records) == texts, "a saved list loads unchanged");
+    check(decodeEvents(saved).isCanonical, "a saved list is read without decoding");
     for (std::size_t i = 0; i < texts.size(); ++i)
-        check(again.records[i] == list.events()[i], "what was saved is equal");
+        check(again.records[i] == list.events()[i], "a saved event is equal");
 
-    // The texts of a loaded file beside another, and the front taken off.
+    // Adds another text to those of a loaded file, and removes the front.
     EventList grown(std::move(again.records));
     grown.append(test::sampleEvent(1));
     grown.dropFront(1);
     check(second.save(grown) == nullptr && test::contentsOf(file) == test::fileOf(grown.events()),
-          "the file holds what the list does");
+          "file and list are equal");
     checkUnderWay(host, json, texts);
     return 0;
 }

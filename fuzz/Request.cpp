@@ -1,5 +1,5 @@
-// The bytes that somebody sends to the collector: one request after the other, in one piece and in
-// others, and what the services answer.
+// Bytes that a client sends to the collector, read as a whole and in pieces, and the answers of the
+// services.
 
 #include <algorithm>
 #include <array>
@@ -40,7 +40,7 @@ struct Received {
     }
 };
 
-/// What comes of `bytes` when they arrive `step` at a time.
+/// The requests in `bytes` if these arrive `step` at a time.
 std::vector<Received> receive(std::string_view bytes, std::size_t step, Names names) {
     std::vector<Received> all;
     std::string input;
@@ -48,7 +48,7 @@ std::vector<Received> receive(std::string_view bytes, std::size_t step, Names na
     for (;;) {
         const auto before = reader->state();
         const auto taken = reader->take(input);
-        check(taken <= input.size(), "no more is taken than there is");
+        check(taken <= input.size(), "the reader takes what it was given at most");
         input.erase(0, taken);
         const auto state = reader->state();
         if (state == State::complete || state == State::refused) {
@@ -75,7 +75,7 @@ void checkResponse(const HttpResponse& response) {
         check(response.status >= 400 && response.status < 500, "a refusal has a status of 4xx");
         check(parsed.value.get_object().contains("error"), "a refusal has a reason");
     }
-    // Nothing that was sent may add a header to an answer.
+    // A request must not add a header to an answer.
     const auto head = responseHead(response, ConnectionUse::again);
     const auto lines = std::count(head.begin(), head.end(), '\n');
     check(head.ends_with("\r\n\r\n") && head.find("\r\n\r\n") + 4 == head.size() &&
@@ -93,7 +93,7 @@ class Endpoint {
             checkResponse(services_.refuse(request, 404, "there is nothing at " + request.path));
             return;
         }
-        // So that no input has to do with those long before it.
+        // Limits the influence of earlier inputs.
         if (++served_ % 256 == 0) store_.reset();
         const auto before = store_.summary();
         check(!services_.begin(*service, request), "there is no fault");
@@ -103,20 +103,20 @@ class Endpoint {
         const bool isTaken = *service == Service::event && response.status == 200;
         check(after.requests == before.requests + 1, "each request is counted");
         check(after.envelopes == before.envelopes + (isTaken ? 1 : 0),
-              "what is answered with 200 is kept, and nothing else is");
-        check(after.events - before.events == stored_, "each event that is kept is reported");
+              "envelopes answered with 200 are stored, and no others");
+        check(after.events - before.events == stored_, "each stored event is reported");
         if (!isTaken) return;
         for (const auto& record : store_.envelopes(0, 1).records)
-            check(!parseJSON(record).error, "what is kept is shown as JSON");
+            check(!parseJSON(record).error, "a stored envelope is shown as JSON");
         for (const auto& record : records_)
-            check(!parseJSON(record).error, "what is reported is JSON");
+            check(!parseJSON(record).error, "a reported event is JSON");
     }
 
     void refuse(const Received& received) {
         const auto& [status, reason] = received.refusal;
         auto response = services_.refuse(received.request, status, reason);
         check(response.status == status, "a refusal keeps its status");
-        // Those of 5xx are refusals too here.
+        // Refusals of 5xx are checked like those of 4xx.
         response.status = 400;
         checkResponse(response);
     }
@@ -147,7 +147,7 @@ class Endpoint {
 
 }  // namespace
 
-/// Half of the time only the body changes, and the head tells its new length.
+/// Half of the time only the body changes, and its length in the head with it.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
                                                std::size_t capacity, unsigned int seed) {
     constexpr std::string_view headEnd = "\r\n\r\n";
@@ -181,7 +181,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             check(
                 std::equal(whole.begin(), whole.end(), inSteps.begin(), inSteps.end(),
                            [](const auto& one, const auto& other) { return one.isSameAs(other); }),
-                "it does not matter in which pieces requests arrive");
+                "requests are read the same in any pieces");
         }
         for (auto& received : whole) {
             if (received.state == State::refused) {

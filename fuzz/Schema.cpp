@@ -32,12 +32,12 @@ bool holds(const JSONValue& value, std::string_view word) {
     return false;
 }
 
-/// How a validation ended: by its result, or because it was given up.
+/// How a validation ended: with a result, or stopped at a limit.
 enum class Ending { valid, invalid, stopped };
 
 Ending endingOf(const ValidationResult& result) {
     if (result.valid()) return Ending::valid;
-    check(!result.errors()->empty(), "what is invalid has a message");
+    check(!result.errors()->empty(), "an invalid value has a message");
     const auto& last = result.errors()->back();
     return last.starts_with("Validation stopped") ||
                    last.find("leads back to itself") != std::string::npos
@@ -52,12 +52,12 @@ void checkOrdinary(const JSONValue& value, const JSONObject& schema) {
     const auto viaService = SchemaValidator().validate(value, schema);
     check(viaService.isValid == result.valid() && viaService.errors.has_value() != result.valid() &&
               (result.valid() || viaService.errors->size() == result.errors()->size()),
-          "the service tells what the engine does");
+          "the service agrees with the engine");
     check(collector::checkProperties(value, schema).empty() == result.valid(),
           "the collector agrees with the client");
 
     const auto ending = endingOf(result);
-    // What a schema is put into becomes the root of its references.
+    // An enclosing schema becomes the root of the references.
     if (ending == Ending::stopped || holds(schema, "$ref")) return;
     const auto under = [&value](const char* keyword, const JSONValue& content) {
         JSONObject outer;
@@ -79,13 +79,13 @@ void checkWritten(const JSONValue& value, const JSONObject& schema) {
     std::string text;
     if (!appendJSON(text, value)) return;
     const auto read = parseJSON(text);
-    check(!read.error && objectsEqual(value, read.value), "a value that was written reads back");
+    check(!read.error && objectsEqual(value, read.value), "a written value reads back");
     check(objectHash(value) == objectHash(read.value), "equal values have equal hashes");
     std::string again;
-    check(appendJSON(again, read.value) && again == text, "what reads back is written the same");
+    check(appendJSON(again, read.value) && again == text, "a read value is written the same");
     check(collector::checkProperties(value, schema).size() ==
               collector::checkProperties(read.value, schema).size(),
-          "a value that was written is valid as it was before");
+          "a read value is as valid as before");
 }
 
 }  // namespace
@@ -98,9 +98,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto& document = schema.value.get_object();
     const auto start = std::chrono::steady_clock::now();
     static_cast<void>(collector::checkProperties(value.value, document));
-    // What takes long is looked at once: it may be given up at one time and not at another.
+    // A long validation runs once only, since it may be stopped in one run and not in another.
     if (std::chrono::steady_clock::now() - start > std::chrono::milliseconds(50)) return 0;
-    // A process ends, as it should, where this format meets what is no string.
+    // By design, this format ends the process for a value that is not a string.
     if (!holds(document, "numericString")) checkOrdinary(value.value, document);
     checkWritten(value.value, document);
     return 0;

@@ -24,11 +24,11 @@ Requests requestsWithEvents(const collector::CollectorClient& collector) {
                                         "&limit=" + std::to_string(pageSize));
         for (const auto& request : page.at("requests").as_array()) {
             if (request.at("service").as_string() == "event") ++result.count;
-            // A request and its envelope are stored in one step, so both are in the same order.
+            // A request and its envelope are stored together, so both are in the same order.
             if (request.at("storedEvents").as_int64() == 0) continue;
             const auto* const met = request.as_object().if_contains("fault");
             const std::string fault(met == nullptr ? "" : met->as_string());
-            // Garbage in the body of a good status does not matter to whom the status is enough.
+            // With "garbage" the status is 200, which is enough for the library.
             result.acknowledged.push_back(fault.find("lost") == std::string::npos &&
                                           fault.find("truncated") == std::string::npos &&
                                           fault.find("not-http") == std::string::npos);
@@ -51,7 +51,8 @@ std::int64_t forEachArrival(const collector::CollectorClient& collector,
         for (const auto& entry : events) {
             const auto number = numberOf(entry.at("event").as_object());
             if (!number || !entry.at("good").as_bool()) {
-                throw collector::CollectorError("nobody has sent " + boost::json::serialize(entry));
+                throw collector::CollectorError("unexpected event " +
+                                                boost::json::serialize(entry));
             }
             last = entry.at("number").as_int64();
             const auto envelope = entry.at("envelope").as_int64();

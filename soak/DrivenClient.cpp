@@ -25,9 +25,9 @@ constexpr std::uint64_t ticksOfASecond = 10'000'000;
 DrivenClient::DrivenClient(std::int64_t maxEvents) {
     QueueOptions options;
     options.maxEvents = maxEvents;
-    options.scheduler = [putOff = putOff_](auto, std::function<void()> work) {
-        const MutexLock lock(putOff->mutex);
-        putOff->work.push_back(std::move(work));
+    options.scheduler = [deferred = deferred_](auto, std::function<void()> work) {
+        const MutexLock lock(deferred->mutex);
+        deferred->work.push_back(std::move(work));
     };
     events_ = openQueue(ClientSettings().eventsStorageName, options, Ledger::shared().queue);
     options.takenEvents = QueueOptions::TakenEvents::inMemory;
@@ -70,8 +70,8 @@ void DrivenClient::passInterval() {
         ticker.fire();
     std::vector<std::function<void()>> work;
     {
-        const MutexLock lock(putOff_->mutex);
-        work.swap(putOff_->work);
+        const MutexLock lock(deferred_->mutex);
+        work.swap(deferred_->work);
     }
     for (const auto& each : work)
         each();

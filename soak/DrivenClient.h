@@ -16,39 +16,39 @@
 
 namespace zentara::soak {
 
-/// The whole library in this process, with files and network as in an application, but with a time
-/// that passes when it is told to.
+/// The whole library in this process, with files and network as in an application, but with a
+/// simulated time.
 class DrivenClient {
   public:
-    /// Begins with the queues that the documents directory holds.
+    /// Opens the queues of the documents directory.
     explicit DrivenClient(std::int64_t maxEvents);
 
-    /// Puts a new client in place of the one before, on the same queues. It has begun to fetch its
-    /// schemas and an identity.
+    /// Replaces the client by a new client on the same queues, which starts to fetch its schemas
+    /// and an identity.
     void renew();
 
-    /// Lets one dispatch interval pass: what is due then has begun, and the work on files that was
-    /// put off until then, such as the checkpoint, is done.
+    /// Lets one dispatch interval pass: fires the timers and runs deferred work on files, such as
+    /// the checkpoint.
     void passInterval();
 
     [[nodiscard]] ZentaraClient& client() const { return *client_; }
     [[nodiscard]] std::chrono::seconds timePassed() const;
 
   private:
-    /// A counter that stands still.
+    /// A counter that changes only in `passInterval`.
     struct Time final : ControlTimeProtocol {
         [[nodiscard]] std::uint64_t currentMonotonicValue() const override { return ticks; }
         std::atomic<std::uint64_t> ticks = 0;
     };
 
-    struct PutOff {
+    struct Deferred {
         Mutex mutex;
         std::vector<std::function<void()>> work ZENTARA_GUARDED_BY(mutex);
     };
 
-    // Requests under way keep what they use, also beyond this.
+    // Leaked, since requests in flight use it.
     Time& time_ = *new Time;
-    const std::shared_ptr<PutOff> putOff_ = std::make_shared<PutOff>();
+    const std::shared_ptr<Deferred> deferred_ = std::make_shared<Deferred>();
     std::shared_ptr<EventsRepository> events_;
     std::shared_ptr<EventsRepository> heldBackEvents_;
     std::shared_ptr<ZentaraClient> client_;

@@ -52,7 +52,7 @@ std::string growth(const std::vector<Footprint>& moments) {
     const auto warm = std::span(moments).subspan(moments.size() / 4);
     const auto early = warm.first(warm.size() * 2 / 3);
     const auto late = warm.subspan(early.size());
-    if (early.empty() || late.empty()) return "there are too few moments to compare";
+    if (early.empty() || late.empty()) return "too few moments to compare";
     std::string grown;
     const auto compare = [&](const char* name, std::int64_t Footprint::*value,
                              std::int64_t allowance) {

@@ -1,7 +1,7 @@
-// Lets hours of an application's life pass in minutes: sends events through the whole library, with
-// a time of its own, while the collector, the schemas service and the disk fail and recover. In the
-// end the library's statistics and the collector's database must tell the same, to the event, and
-// memory, descriptors, threads and files must not have grown.
+// Simulates hours of an application in minutes: sends events through the whole library, with a
+// simulated time, while the collector, the schemas service and the disk fail and recover. At the
+// end the library's statistics and the collector's database must agree exactly, and memory,
+// descriptors, threads and files must not have grown.
 //
 //     soak_hours [--events N]
 
@@ -35,7 +35,6 @@ namespace zentara::soak {
 namespace {
 
 constexpr std::int64_t rounds = 24;
-constexpr std::int64_t eventsOfAnInterval = 10;
 
 const std::vector<JSONObject> eventFaults{
     {{"latency", 3}},
@@ -51,7 +50,7 @@ const JSONObject unavailable{{"answer", "status"}, {"status", 503}};
 
 using test::DiskCall;
 
-/// What a disk can do, and its name in the table.
+/// Failures of a disk, with their names in the table.
 const std::vector<std::pair<std::string, test::DiskFault>> diskFaults{
     {"no space", {{DiskCall::write}, ENOSPC}},
     {"cannot write, now and then", {{DiskCall::write}, EIO, 3}},
@@ -62,17 +61,17 @@ const std::vector<std::pair<std::string, test::DiskFault>> diskFaults{
     {"read-only", {{DiskCall::open, DiskCall::rename, DiskCall::remove}, EROFS}},
 };
 
-/// What a handler was told.
-enum class Told { queued, inMemoryOnly, heldBack, invalid, unknown };
+/// The result that a handler got.
+enum class Report { queued, inMemoryOnly, heldBack, invalid, unknown };
 
-Told whatIsTold(const ZentaraClientError* error) {
-    if (error == nullptr) return Told::queued;
-    if (dynamic_cast<const EventNotQueuedError*>(error) != nullptr) return Told::inMemoryOnly;
-    if (dynamic_cast<const ZentaraClientNotReady*>(error) != nullptr) return Told::heldBack;
+Report reportOf(const ZentaraClientError* error) {
+    if (error == nullptr) return Report::queued;
+    if (dynamic_cast<const EventNotQueuedError*>(error) != nullptr) return Report::inMemoryOnly;
+    if (dynamic_cast<const ZentaraClientNotReady*>(error) != nullptr) return Report::heldBack;
     if (dynamic_cast<const InvalidDataForSpecifiedSchemaError*>(error) != nullptr) {
-        return Told::invalid;
+        return Report::invalid;
     }
-    return Told::unknown;
+    return Report::unknown;
 }
 
 class Driver {
@@ -101,7 +100,7 @@ class Driver {
         }
     }
 
-    /// Compares and prints all figures. Whether nothing was wrong.
+    /// Compares and prints all figures. Whether there was no problem.
     [[nodiscard]] bool finish() {
         reconcile();
         print();
@@ -130,23 +129,24 @@ class Driver {
         send(part);
         drain();
 
-        // More than the queue holds. Nothing of it has been sent before, so that what is dropped
-        // never arrives.
+        // More than the queue holds. None of these events was sent before, so that evicted events
+        // do not arrive.
         if (round % 3 == 0) setFault("event", unavailable);
         send(end - sent_);
         setFault("event", {});
         drain();
     }
 
-    /// Sends the next events, as many in each interval as one dispatch takes.
+    /// Sends the next events, one batch in each interval.
     void send(std::int64_t count) {
+        const auto batchSize = ClientSettings().dispatchBatchSize;
         for (const auto end = sent_ + count; sent_ < end; ++sent_) {
             auto event = numberedEvent(sent_);
             host_->client().send(
                 std::move(event.schemaId), std::move(event.schemaVersion), "application/json",
                 sent_, "", std::move(event.properties), std::nullopt,
-                [this](const EventRef&, const auto& error) { ++told_[whatIsTold(error.get())]; });
-            if (sent_ % eventsOfAnInterval == 0) passInterval();
+                [this](const EventRef&, const auto& error) { ++reports_[reportOf(error.get())]; });
+            if (sent_ % batchSize == 0) passInterval();
         }
     }
 
@@ -169,7 +169,7 @@ class Driver {
         await("schemas", ZentaraClient::isReady);
     }
 
-    /// Lets everything be delivered that waits.
+    /// Delivers all queued events.
     void drain() {
         await("an empty queue", [this] {
             const auto now = ZentaraClient::statistics();
@@ -190,16 +190,17 @@ class Driver {
             if (arrival.isAcknowledged) ++acknowledged;
             const auto& uuid = arrived.emplace(arrival.number, arrival.actionUUID).first->second;
             if (arrival.number >= sent_ || !isValid(arrival.number) || uuid != arrival.actionUUID) {
-                note("nobody has sent event " + std::to_string(arrival.number));
+                note("unexpected event " + std::to_string(arrival.number));
             }
         });
         const auto books = ZentaraClient::statistics();
         distinct_ = static_cast<std::int64_t>(arrived.size());
-        expectEqual("accepted", books.accepted, told_[Told::queued]);
-        expectEqual("notSaved", books.notSaved, told_[Told::inMemoryOnly]);
-        expectEqual("heldBack", books.heldBack + books.heldBackNotSaved, told_[Told::heldBack]);
-        expectEqual("refusedInvalid", books.refusedInvalid, told_[Told::invalid]);
-        expectEqual("refusedUnknownSchema", books.refusedUnknownSchema, told_[Told::unknown]);
+        expectEqual("accepted", books.accepted, reports_[Report::queued]);
+        expectEqual("notSaved", books.notSaved, reports_[Report::inMemoryOnly]);
+        expectEqual("heldBack", books.heldBack + books.heldBackNotSaved,
+                    reports_[Report::heldBack]);
+        expectEqual("refusedInvalid", books.refusedInvalid, reports_[Report::invalid]);
+        expectEqual("refusedUnknownSchema", books.refusedUnknownSchema, reports_[Report::unknown]);
         expectEqual("delivered", books.delivered, acknowledged);
         expectEqual("batches", books.batchesDelivered + books.batchesFailed, requests);
         expectEqual("arrived at least once", distinct_ + books.evicted,
@@ -276,7 +277,7 @@ class Driver {
     test::FaultyDisk disk_{documents()};
     std::unique_ptr<DrivenClient> host_;
     std::int64_t sent_ = 0;
-    std::map<Told, std::int64_t> told_;
+    std::map<Report, std::int64_t> reports_;
     std::map<std::string, std::int64_t> diskFaultsMet_;
     std::vector<Footprint> footprints_;
     std::int64_t arrivals_ = 0;
@@ -290,10 +291,10 @@ class Driver {
 
 int main(int argc, char** argv) {
     std::int64_t events = 4000;
-    CLI::App options("Lets hours of an application's life pass in minutes", "soak_hours");
+    CLI::App options("Simulates hours of an application in minutes", "soak_hours");
     options.add_option("--events", events);
     CLI11_PARSE(options, argc, argv);
-    // The library tells on standard output of each event that it holds back.
+    // The library prints each event that it holds back to standard output.
     const int output = ::dup(STDOUT_FILENO);
     ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
     try {

@@ -1,7 +1,7 @@
-// Kills a host application again and again, at random moments, while the collector answers well or
-// badly, and starts it again on the same folder. In the end all that the host was told to be queued
-// or held back must have arrived, nothing else may have, and what arrived twice must have been
-// under way when the host was killed, or its acknowledgement lost.
+// Kills a host application repeatedly at random moments, while the collector works or fails, and
+// restarts it on the same folder. At the end every event that was reported as queued or held back
+// must have arrived, and no other. An event may arrive twice only if it was in flight when the host
+// was killed, or if its acknowledgement was lost.
 //
 //     soak_kill [--kills N] [--seed N]
 
@@ -34,8 +34,8 @@ constexpr std::int64_t eventsOfARun = 400;
 constexpr std::int64_t longQueue = 1500;
 constexpr auto dispatchInterval = 10s;
 
-/// Where nobody listens.
-constexpr const char* nobody = "http://127.0.0.1:9";
+/// An address without a listener.
+constexpr const char* unreachable = "http://127.0.0.1:9";
 
 const std::vector<JSONObject> eventFaults{
     {},
@@ -55,7 +55,7 @@ const std::vector<JSONObject> otherFaults{
     {}, {}, {}, {{"latency", 10}}, {{"latency", 50}}, {{"answer", "status"}, {"status", 503}},
 };
 
-/// A span of time that a random moment is to fall into, found by trying.
+/// The length of a period that a random moment should fall into, found by trial.
 class Span {
   public:
     void learn(bool isOver) { length_ = isOver ? length_ * 2 / 3 : length_ * 4 / 3 + 1ms; }
@@ -69,9 +69,9 @@ class Driver {
   public:
     explicit Driver(std::uint64_t seed) : random_(seed) {}
 
-    /// One run of the host, which may end by itself before it is killed.
+    /// Runs the host and kills it, unless it ends before.
     void killOnce() {
-        const bool isQueueLong = account_.waiting() > longQueue;
+        const bool isQueueLong = account_.queued() > longQueue;
         setFault("event", eventFaults);
         setFault("id", otherFaults);
         // Without schemas all events are held back.
@@ -91,7 +91,7 @@ class Driver {
 
     [[nodiscard]] std::int64_t kills() const { return account_.kills(); }
 
-    /// Lets the host deliver everything that is left, and settles the account.
+    /// Lets the host deliver all remaining events, and compares the figures.
     [[nodiscard]] bool finish() {
         collector_.client().clearFaults();
         Host host(*this, "drain");
@@ -105,10 +105,10 @@ class Driver {
     /// One run of the host.
     class Host {
       public:
-        Host(Driver& driver, const std::string& manner)
-            : driver_(driver), process_(driver.command(driver.account_.beginRun(), manner)) {}
+        Host(Driver& driver, const std::string& mode)
+            : driver_(driver), process_(driver.command(driver.account_.beginRun(), mode)) {}
 
-        /// The next thing that it reports; false at its end.
+        /// Reads the next report; false at the end of the host.
         bool read() {
             auto line = process_.readLine();
             if (line) driver_.account_.take(*line);
@@ -117,7 +117,7 @@ class Driver {
         }
         [[nodiscard]] const std::string& line() const { return line_; }
 
-        /// Waits for its end, after `signal` if that is not 0; what `ChildProcess::wait` returns.
+        /// Sends `signal` unless it is 0, waits for the end and returns `ChildProcess::wait`.
         int end(int signal) {
             if (signal != 0) process_.signal(signal);
             while (read())
@@ -131,7 +131,7 @@ class Driver {
             driver_.account_.readFiles(driver_.documents());
             return code;
         }
-        /// How many reports came after its end was asked for.
+        /// The number of reports during `end`.
         [[nodiscard]] int linesAtTheEnd() const { return lines_; }
 
       private:
@@ -149,11 +149,11 @@ class Driver {
         start_.learn(host.linesAtTheEnd() > 0);
     }
 
-    void killWhileBusy(const std::string& manner) {
-        Host host(*this, manner);
+    void killWhileBusy(const std::string& mode) {
+        Host host(*this, mode);
         const auto lines = 1 + upTo(eventsOfARun);
         for (std::int64_t line = 0; line < lines && host.read(); ++line) {
-            if (line == lines / 2 && manner != "drain") {
+            if (line == lines / 2 && mode != "drain") {
                 setFault("event", eventFaults);
             }
         }
@@ -175,17 +175,17 @@ class Driver {
         return fault;
     }
 
-    [[nodiscard]] std::vector<std::string> command(std::int64_t run, const std::string& manner) {
-        const bool isCollectorAway = manner != "drain" && upTo(10) == 0;
+    [[nodiscard]] std::vector<std::string> command(std::int64_t run, const std::string& mode) {
+        const bool isCollectorAway = mode != "drain" && upTo(10) == 0;
         return {ZENTARA_KILL_HOST,
-                isCollectorAway ? nobody : collector_.url(),
+                isCollectorAway ? unreachable : collector_.url(),
                 collector_.url(),
                 documents(),
                 std::to_string(run),
                 std::to_string(run * KillAccount::numbersOfARun),
                 std::to_string(eventsOfARun),
                 std::to_string(haste_),
-                manner};
+                mode};
     }
 
     [[nodiscard]] std::string documents() const { return directory_.path() / "documents"; }
@@ -214,7 +214,7 @@ class Driver {
 int main(int argc, char** argv) {
     std::int64_t kills = 20;
     std::uint64_t seed = std::random_device()();
-    CLI::App options("Kills a host application again and again", "soak_kill");
+    CLI::App options("Kills a host application repeatedly", "soak_kill");
     options.add_option("--kills", kills);
     options.add_option("--seed", seed);
     CLI11_PARSE(options, argc, argv);

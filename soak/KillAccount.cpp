@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <sstream>
 
+#include <zentara/ClientSettings.h>
+
 #include "Arrivals.h"
 #include "Table.h"
 #include "Traffic.h"
@@ -16,7 +18,7 @@ namespace zentara::soak {
 namespace {
 
 constexpr std::int64_t problemsShown = 20;
-/// As many threads send in a host, and each may have sent one event that it could not report.
+/// The sending threads of a host. Each may have sent one event without reporting it.
 constexpr std::int64_t senders = 3;
 
 }  // namespace
@@ -31,12 +33,12 @@ void KillAccount::take(const std::string& line) {
     std::string word;
     words >> word;
     if (word == "fetch") {
-        ++runs_.back().deliveriesUnderWay;
+        ++runs_.back().deliveriesInFlight;
     } else if (word == "leaving") {
         runs_.back().isLeaving = true;
     } else if (word == "fetched") {
-        // Once main has returned, a delivery that ends is one that was put back before.
-        if (!runs_.back().isLeaving) --runs_.back().deliveriesUnderWay;
+        // After main has returned, a delivery ends because its batch was put back.
+        if (!runs_.back().isLeaving) --runs_.back().deliveriesInFlight;
     } else if (word == "books") {
         for (const auto* name : {"queue", "held back", "delivered", "evicted"})
             words >> books_[name];
@@ -47,7 +49,7 @@ void KillAccount::take(const std::string& line) {
         std::int64_t number = -1;
         words >> number;
         if (outcome != Outcome::heldBack && (outcome == Outcome::queued) != isValid(number)) {
-            note("an event was judged wrongly: " + line);
+            note("wrong result of validation: " + line);
         }
         outcomes_[number] = outcome;
     }
@@ -57,13 +59,13 @@ void KillAccount::endRun(bool wasKilled, std::int64_t ticks) {
     auto& run = runs_.back();
     if (wasKilled) {
         ++kills_;
-        if (run.deliveriesUnderWay > 0) ++killsWithDeliveries_;
+        if (run.deliveriesInFlight > 0) ++killsWithDeliveries_;
     }
-    run.deliveriesUnderWay += ticks;
+    run.deliveriesInFlight += ticks;
 }
 
 void KillAccount::readFiles(const std::filesystem::path& folder) {
-    waiting_ = 0;
+    queued_ = 0;
     if (!std::filesystem::exists(folder)) return;
     std::set<std::int64_t> queued;
     std::set<std::int64_t> heldBack;
@@ -91,15 +93,15 @@ void KillAccount::readFiles(const std::filesystem::path& folder) {
         for (const auto& event : value.as_array())
             numbers.insert(numberOf(event.as_object()).value_or(-1));
     }
-    waiting_ = static_cast<std::int64_t>(queued.size() + heldBack.size());
+    queued_ = static_cast<std::int64_t>(queued.size() + heldBack.size());
     std::int64_t inBoth = 0;
     for (const auto number : queued) {
         if (!heldBack.contains(number)) continue;
         ++inBoth;
         ++moves_[number];
     }
-    if (inBoth > batchSize) {
-        note(std::to_string(inBoth) + " events were on their way between the queues");
+    if (inBoth > ClientSettings().dispatchBatchSize) {
+        note(std::to_string(inBoth) + " events are in both queues");
     }
 }
 
@@ -124,10 +126,10 @@ void KillAccount::reconcile(const collector::CollectorClient& collector) {
         const auto outcome = outcomes_.find(number);
         auto& sender = runs_.at(static_cast<std::size_t>(number / numbersOfARun));
         if (outcome == outcomes_.end() && ++sender.unreported > senders) {
-            note("nobody has reported event " + std::to_string(number));
+            note("no report of event " + std::to_string(number));
         }
-        // The last run to deliver it had the answer. A collector that is slow may have stored what
-        // an earlier run has sent after that.
+        // The last run that delivered it got the answer. A slow collector may store the event of an
+        // earlier run after that.
         std::stable_sort(arrivals.begin(), arrivals.end(), [](const auto& one, const auto& other) {
             return std::stol(one.tenant) < std::stol(other.tenant);
         });
@@ -149,10 +151,10 @@ void KillAccount::reconcile(const collector::CollectorClient& collector) {
     }
     for (std::size_t run = 0; run < runs_.size(); ++run) {
         const auto repeated = static_cast<std::int64_t>(runs_[run].repeatedEnvelopes.size());
-        if (repeated > runs_[run].deliveriesUnderWay) {
+        if (repeated > runs_[run].deliveriesInFlight) {
             note("run " + std::to_string(run) + " had " + std::to_string(repeated) +
                  " acknowledged batches repeated, and " +
-                 std::to_string(runs_[run].deliveriesUnderWay) + " under way when it ended");
+                 std::to_string(runs_[run].deliveriesInFlight) + " in flight when it ended");
         }
     }
     for (const auto* name : {"queue", "held back", "evicted"}) {
@@ -178,7 +180,7 @@ void KillAccount::print() const {
         ++counts[static_cast<int>(outcome)];
     printRow("runs of the host", static_cast<std::int64_t>(runs_.size()));
     printRow("kills survived", kills_);
-    printRow("  of these with a delivery under way", killsWithDeliveries_);
+    printRow("  of these with a delivery in flight", killsWithDeliveries_);
     printRow("files read between the runs", filesRead_);
     printRow("  spares found half written", sparesCutShort_);
     printRow("events reported as queued", counts[0]);
@@ -187,12 +189,12 @@ void KillAccount::print() const {
     printRow("events at the collector", arrivals_);
     printRow("  distinct", distinct_);
     printRow("  repeated, acknowledgement lost", repeatedForFaults_);
-    printRow("  repeated, under way at a kill", repeatedForKills_);
+    printRow("  repeated, in flight at a kill", repeatedForKills_);
     printRow("  repeated, moved on from held back", repeatedForMoves_);
     std::int64_t bound = 0;
     for (const auto& run : runs_)
-        bound += run.deliveriesUnderWay * batchSize;
-    printRow("events under way at all ends, at most", bound);
+        bound += run.deliveriesInFlight * ClientSettings().dispatchBatchSize;
+    printRow("events in flight at all ends, at most", bound);
     for (const auto& [kind, count] : faults_)
         printRow("fault met, " + kind, count);
     printRow("events lost", lost_);

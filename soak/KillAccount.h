@@ -11,34 +11,32 @@
 
 namespace zentara::soak {
 
-/// Everything that a driver has seen of a host that is killed again and again, and whether it adds
-/// up in the end. What does not is a problem, which is printed at once.
+/// The reports of a host that is killed repeatedly, compared with what arrived. Each discrepancy is
+/// a problem and is printed at once.
 class KillAccount {
   public:
-    /// The numbers of the events of a run begin with that of the run.
+    /// The first event of a run has the number of the run times this.
     static constexpr std::int64_t numbersOfARun = 1'000'000;
-    static constexpr std::int64_t batchSize = 10;
 
-    /// A run of the host begins; its number, which is also the tenant of its envelopes.
+    /// Begins a run of the host and returns its number, which is the tenant of its envelopes.
     std::int64_t beginRun();
 
-    /// One line that the host of the current run has written; see KillHost.cpp.
+    /// Takes a line of the host's output; see KillHost.cpp.
     void take(const std::string& line);
 
-    /// The current run has ended, with a signal if `wasKilled`, and has had up to `ticks`
-    /// deliveries that it did not know of.
+    /// Ends the current run. `ticks` limits the deliveries that the library began by itself.
     void endRun(bool wasKilled, std::int64_t ticks);
 
-    /// Reads all files of the host, which does not run. Every one that has a name of its own must
-    /// hold a whole list; a spare may not. Up to a batch of events may be in both queues.
+    /// Reads all files of the host, which must not run. Each file except a spare must hold a whole
+    /// list. Up to a batch of events may be in both queues.
     void readFiles(const std::filesystem::path& folder);
 
     [[nodiscard]] std::int64_t kills() const noexcept { return kills_; }
 
-    /// The number of events in the files that were read last.
-    [[nodiscard]] std::int64_t waiting() const noexcept { return waiting_; }
+    /// The number of events in the files at the last `readFiles`.
+    [[nodiscard]] std::int64_t queued() const noexcept { return queued_; }
 
-    /// Compares what was reported with what the collector has stored.
+    /// Compares the reports with the collector's events.
     void reconcile(const collector::CollectorClient& collector);
 
     void note(const std::string& problem);
@@ -52,7 +50,7 @@ class KillAccount {
 
     struct Run {
         bool isLeaving = false;
-        std::int64_t deliveriesUnderWay = 0;       ///< when it ended, at most
+        std::int64_t deliveriesInFlight = 0;       ///< at its end, at most
         std::int64_t arrivals = 0;                 ///< stored by the collector, from its envelopes
         std::int64_t acknowledged = 0;             ///< of these
         std::int64_t unreported = 0;               ///< arrived, but not reported by their host
@@ -68,7 +66,7 @@ class KillAccount {
     std::int64_t killsWithDeliveries_ = 0;
     std::int64_t filesRead_ = 0;
     std::int64_t sparesCutShort_ = 0;
-    std::int64_t waiting_ = 0;
+    std::int64_t queued_ = 0;
     std::int64_t arrivals_ = 0;
     std::int64_t distinct_ = 0;
     std::int64_t lost_ = 0;

@@ -1,25 +1,24 @@
-// A host application that is made to be killed. Several threads send numbered events, change the
-// user and the context, and ask for deliveries, from the first moment on, so that the earliest
-// events are held back.
+// The host application that soak_kill kills. Several threads send numbered events, change the user
+// and the context, and request deliveries. They start at once, so that the first events are held
+// back.
 //
 //     kill_host COLLECTOR SCHEMAS DOCUMENTS RUN FIRST COUNT HASTE linger|leave|drain
 //
-// After HASTE events it waits until the schemas are there. After COUNT events it goes on asking for
-// deliveries until it is killed ("linger"), or returns from main in the middle of them ("leave").
-// With "drain" it sends its events when it is ready, one after the other, until nothing waits any
-// more.
+// After HASTE events it waits for the schemas. After COUNT events it requests deliveries until it
+// is killed ("linger"), or returns from main during a delivery ("leave"). With "drain" it waits for
+// the schemas first and then sends events one by one until both queues are empty.
 //
-// On standard output stands a line for each thing that has happened:
+// It writes a line to standard output for each of these:
 //
-//     queued N     the handler of the event with this number reported success
-//     held N       it reported that the event is kept to be sent later
-//     refused N    it reported another error
-//     fetch        a delivery begins, as far as the host knows
-//     fetched      and has ended
+//     queued N     the handler of event N reported success
+//     held N       the handler reported that the event is held back
+//     refused N    the handler reported another error
+//     fetch        the host requests a delivery
+//     fetched      the delivery has ended
 //     leaving      main returns
 //
-// and with "drain" at the end `books`, with the two imbalances of the library's statistics and the
-// counts of delivered and of evicted events.
+// "drain" ends with `books`, the two imbalances of the library's statistics and the counts of
+// delivered and of evicted events.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -45,12 +44,12 @@ namespace {
 constexpr int senders = 3;
 constexpr int mostFetches = 4;
 
-// These outlive main, as the workers of the library do.
+// Not destroyed, as the workers of the library outlive main.
 int output = -1;
 std::atomic<std::int64_t> next = 0;
 std::atomic<int> fetches = 0;
 
-/// Straight to the pipe, in one piece, so that nothing is lost with the process.
+/// Writes to the pipe at once, so that no line is lost with the process.
 void tell(std::string line) {
     line += '\n';
     if (::write(output, line.data(), line.size()) != static_cast<ssize_t>(line.size())) ::abort();
@@ -128,11 +127,11 @@ void drain(ZentaraClient& client) {
 int main(int argc, char** argv) {
     if (argc != 9) return 64;
     output = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
-    // Where the library tells of what it holds back.
+    // The library prints each event that it holds back to standard output.
     ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
 
     test::setUpHost(argv[3], argv[1], argv[2], argv[4]);
-    const std::string_view manner = argv[8];
+    const std::string_view mode = argv[8];
     next = std::stoll(argv[5]);
     const std::int64_t end = next + std::stoll(argv[6]);
     const std::int64_t endOfHaste = next + std::stoll(argv[7]);
@@ -143,7 +142,7 @@ int main(int argc, char** argv) {
     const auto client = ZentaraClient::get([=](const ZentaraClientErrorRef& error) {
         if (!error && !told->exchange(true)) promise->set_value();
     });
-    if (manner == "drain") {
+    if (mode == "drain") {
         ready.wait();
         drain(*client);
         return 0;
@@ -153,7 +152,7 @@ int main(int argc, char** argv) {
         threads.emplace_back([&] { sendMany(*client, end, endOfHaste, ready); });
     for (auto& thread : threads)
         thread.join();
-    while (manner == "linger") {
+    while (mode == "linger") {
         fetch(*client);
         std::this_thread::yield();
     }

@@ -8,8 +8,8 @@
 
 namespace zentara::soak {
 
-/// One of the numbered events of a host, after the schemas of examples/schemas. Its number decides
-/// on its kind and its size, and is found in its text again wherever it arrives.
+/// A numbered event of a host, for the schemas of examples/schemas. The number determines its kind
+/// and size and is part of its text.
 struct NumberedEvent {
     std::string schemaId;
     std::string schemaVersion;
@@ -18,12 +18,12 @@ struct NumberedEvent {
 
 [[nodiscard]] NumberedEvent numberedEvent(std::int64_t number);
 
-/// Whether the event of this number is to be queued. The others are wrong on purpose: one in 16
-/// breaks its schema, and one in 16 has none.
+/// Whether the event of this number is valid. One in 16 does not fit its schema, and one in 16 has
+/// none.
 [[nodiscard]] bool isValid(std::int64_t number) noexcept;
 
-/// The number of an event as it arrived or as a queue's file holds it; nothing for one of another
-/// origin.
+/// The number of an event from a collector or from a queue's file; nothing if it is not a numbered
+/// event.
 [[nodiscard]] std::optional<std::int64_t> numberOf(const JSONObject& event);
 
 }  // namespace zentara::soak

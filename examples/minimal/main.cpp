@@ -54,8 +54,8 @@ int main(int argc, char** argv) {
                                << '\n';
                  });
 
-    // Every ten seconds the library delivers by itself; a program that ends can ask for it. The
-    // first tries may fail until the collector has issued an identity.
+    // The library delivers every ten seconds. A program that ends requests the delivery itself. The
+    // first attempts may fail until the collector has issued an identity.
     for (int attempt = 0; attempt < 100; ++attempt) {
         switch (deliver(client)) {
             case BackgroundFetchResult::noData:
@@ -67,6 +67,6 @@ int main(int argc, char** argv) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }
     }
-    std::cerr << "the collector does not answer; the event waits for the next run\n";
+    std::cerr << "the collector does not answer; the event stays queued for the next run\n";
     return 1;
 }

@@ -25,7 +25,7 @@ using Collector = CollectorProcess;
 class EndToEndTest : public testing::Test {
   protected:
     /// A port at which nothing listens.
-    static constexpr const char* nobody = "http://127.0.0.1:9";
+    static constexpr const char* unreachable = "http://127.0.0.1:9";
 
     EndToEndTest() {
         writeTo(schemas_ / "numbered-1.json",
@@ -111,11 +111,12 @@ TEST_F(EndToEndTest, EveryAcceptedExampleArrivesExactlyOnce) {
     EXPECT_EQ(collector.stop(), 0);
 }
 
-TEST_F(EndToEndTest, EventsWaitOnDiskWhileTheCollectorIsAway) {
-    EXPECT_EQ(track(nobody, {"--ready-timeout", "0.1", input_}), 4) << "nobody gives schemas";
+TEST_F(EndToEndTest, EventsStayQueuedWithoutACollector) {
+    EXPECT_EQ(track(unreachable, {"--ready-timeout", "0.1", input_}), 4) << "there are no schemas";
     Collector collector(schemas_);
-    EXPECT_EQ(track(nobody, {"--schemas", collector.url(), "--no-drain", input_}), 0);
-    EXPECT_EQ(track(nobody, {"--schemas", collector.url(), "--drain-timeout", "0.2", input_}), 2)
+    EXPECT_EQ(track(unreachable, {"--schemas", collector.url(), "--no-drain", input_}), 0);
+    EXPECT_EQ(track(unreachable, {"--schemas", collector.url(), "--drain-timeout", "0.2", input_}),
+              2)
         << "queued, but not delivered";
     EXPECT_THAT(output_, testing::IsSupersetOf(
                              {testing::ContainsRegex("^failing     identity, .*Connection refused"),
@@ -124,16 +125,16 @@ TEST_F(EndToEndTest, EventsWaitOnDiskWhileTheCollectorIsAway) {
     EXPECT_THAT(arrivals(collector), testing::ElementsAre(testing::Pair(7, 2)));
 }
 
-TEST_F(EndToEndTest, InterruptedRunTellsWhatWaits) {
+TEST_F(EndToEndTest, InterruptedRunPrintsQueuedEvents) {
     Collector collector(schemas_);
     testing::internal::CaptureStderr();
-    ChildProcess sender({ZENTARA_TRACK, "--collector", nobody, "--schemas", collector.url(),
+    ChildProcess sender({ZENTARA_TRACK, "--collector", unreachable, "--schemas", collector.url(),
                          "--documents", documents_, "--results", results_, input_});
     EXPECT_TRUE(eventually([&] { return !contentsOf(results_).empty(); }));
     sender.signal(SIGINT);
     EXPECT_EQ(sender.wait(), -SIGINT);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                testing::HasSubstr("interrupted after line 1; 1 event waits in " + documents_));
+                testing::HasSubstr("interrupted after line 1; 1 event is queued in " + documents_));
 }
 
 TEST_F(EndToEndTest, NothingIsSentWithoutAFolder) {
@@ -143,11 +144,11 @@ TEST_F(EndToEndTest, NothingIsSentWithoutAFolder) {
     EXPECT_THAT(arrivals(collector), testing::IsEmpty());
 }
 
-TEST_F(EndToEndTest, ThirdProcessSendsWhatTwoLeft) {
+TEST_F(EndToEndTest, ThirdProcessSendsTheEventsOfTwo) {
     Collector collector(schemas_);
     const auto start = [&](int first) {
         return std::make_unique<ChildProcess>(
-            std::vector<std::string>{ZENTARA_SENDING_HOST, nobody, collector.url(), documents_,
+            std::vector<std::string>{ZENTARA_SENDING_HOST, unreachable, collector.url(), documents_,
                                      std::to_string(first), "300", "linger"});
     };
     std::set<std::int64_t> reported;
@@ -181,7 +182,7 @@ TEST_F(EndToEndTest, ThirdProcessSendsWhatTwoLeft) {
     EXPECT_FALSE(std::filesystem::exists(documents / "process-2"));
 }
 
-TEST_F(EndToEndTest, AForkedChildDoesNothingAndHoldsNothing) {
+TEST_F(EndToEndTest, ForkedChildDoesAndHoldsNothing) {
     Collector collector(schemas_);
     ChildProcess host(
         {ZENTARA_SENDING_HOST, collector.url(), collector.url(), documents_, "1", "2000", "fork"});
