@@ -131,15 +131,15 @@ typedef struct ZentaraError ZentaraError;
 ZentaraError* zentaraMakeError(ZentaraErrorKind kind, ZentaraText detail) ZENTARA_NOEXCEPT;
 void zentaraReleaseError(ZentaraError* error) ZENTARA_NOEXCEPT;
 
-ZentaraErrorKind zentaraErrorKind(const ZentaraError* error) ZENTARA_NOEXCEPT;
+/// The values of an error. They live as long as the error.
+typedef struct ZentaraErrorView {
+    ZentaraErrorKind kind;
+    ZentaraText domain;
+    int64_t code;
+    ZentaraText message;
+} ZentaraErrorView;
 
-/// The results of these live as long as the error.
-ZentaraText zentaraErrorDomain(const ZentaraError* error) ZENTARA_NOEXCEPT;
-int64_t zentaraErrorCode(const ZentaraError* error) ZENTARA_NOEXCEPT;
-const ZentaraObject* zentaraErrorUserInfo(const ZentaraError* error) ZENTARA_NOEXCEPT;
-
-/// The key of the message in the user info.
-ZentaraText zentaraErrorMessageKey(void) ZENTARA_NOEXCEPT;
+ZentaraErrorView zentaraViewError(const ZentaraError* error) ZENTARA_NOEXCEPT;
 
 // Events.
 

@@ -8,8 +8,8 @@
 using namespace zentara;
 
 struct ZentaraClientHandle {
-    /// Owns nothing but the client itself; the shared pointer may own more, this reference
-    /// included.
+    /// Owns the client only. The pointer that is shared may own a keeper as well, and through it
+    /// this handle.
     std::shared_ptr<ZentaraClient> client;
 };
 
@@ -17,7 +17,7 @@ namespace {
 
 using Held = std::shared_ptr<void>;
 
-/// Lets go of the object when the last copy is gone.
+/// Releases the object with its last copy.
 Held held(ZentaraHeld object) {
     if (object.object == nullptr) return nullptr;
     return {object.object, object.release};
@@ -38,13 +38,13 @@ ZentaraClient::SendHandler handler(void* context, ZentaraSendCall call) {
     };
 }
 
-/// The client by a pointer that owns `keeper`, too.
+/// A pointer to the client that also owns `keeper`.
 std::shared_ptr<ZentaraClient> keptBy(ZentaraHeld keeper,
                                       const std::shared_ptr<ZentaraClient>& client) {
     return {held(keeper), client.get()};
 }
 
-/// Whether the operation was carried out, which takes settings.
+/// Whether the operation was carried out: it throws before the settings are there.
 template <typename Operation>
 bool ifConfigured(const Operation& operation) {
     try {

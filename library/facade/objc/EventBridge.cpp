@@ -28,8 +28,18 @@ ZentaraClientErrorRef makeError(ZentaraErrorKind kind, const std::string& detail
 }
 
 template <typename Class>
-bool is(const ZentaraClientError* error) {
-    return dynamic_cast<const Class*>(error) != nullptr;
+bool is(const ZentaraClientError& error) {
+    return dynamic_cast<const Class*>(&error) != nullptr;
+}
+
+ZentaraErrorKind kindOf(const ZentaraClientError& error) {
+    if (is<ZentaraClientNotInitializedError>(error)) return zentaraNotInitializedError;
+    if (is<ZentaraClientNotReady>(error)) return zentaraNotReadyError;
+    if (is<InvalidDataForSpecifiedSchemaError>(error)) return zentaraInvalidDataError;
+    if (is<UnknownError>(error)) return zentaraUnknownError;
+    if (is<EventNotQueuedError>(error)) return zentaraEventNotQueuedError;
+    if (is<SchemasInitializationError>(error)) return zentaraSchemasInitializationError;
+    return zentaraOtherError;
 }
 
 }  // namespace
@@ -42,31 +52,10 @@ void zentaraReleaseError(ZentaraError* error) noexcept {
     delete error;
 }
 
-ZentaraErrorKind zentaraErrorKind(const ZentaraError* error) noexcept {
-    const auto* object = error->error.get();
-    if (is<ZentaraClientNotInitializedError>(object)) return zentaraNotInitializedError;
-    if (is<ZentaraClientNotReady>(object)) return zentaraNotReadyError;
-    if (is<InvalidDataForSpecifiedSchemaError>(object)) return zentaraInvalidDataError;
-    if (is<UnknownError>(object)) return zentaraUnknownError;
-    if (is<EventNotQueuedError>(object)) return zentaraEventNotQueuedError;
-    if (is<SchemasInitializationError>(object)) return zentaraSchemasInitializationError;
-    return zentaraOtherError;
-}
-
-ZentaraText zentaraErrorDomain(const ZentaraError* error) noexcept {
-    return bridged(error->error->domain());
-}
-
-int64_t zentaraErrorCode(const ZentaraError* error) noexcept {
-    return error->error->code();
-}
-
-const ZentaraObject* zentaraErrorUserInfo(const ZentaraError* error) noexcept {
-    return bridged(error->error->userInfo());
-}
-
-ZentaraText zentaraErrorMessageKey() noexcept {
-    return bridged(std::string_view(ZentaraClientError::localizedDescriptionKey));
+ZentaraErrorView zentaraViewError(const ZentaraError* error) noexcept {
+    const auto& values = *error->error;
+    return {kindOf(values), bridged(values.domain()), values.code(),
+            bridged(values.localizedDescription())};
 }
 
 ZentaraEvent* zentaraMakeEvent(const ZentaraEventTexts* texts,

@@ -39,7 +39,7 @@ static ZentaraText anyText(id value, NSString *name, NSString **refusal) {
     }
 }
 
-/// What an event holds in place of the object: a string does not change with it.
+/// What an event keeps for the object: a copy of a string, or the object.
 static id kept(id value) {
     if (value == nil) return @"";
     @try {
@@ -49,7 +49,7 @@ static id kept(id value) {
     }
 }
 
-/// `hasRaised` becomes true when the properties are not to be touched again.
+/// Sets `hasRaised` when the properties have raised an exception: they must not be read again.
 static ZentaraBuilder *convert(id properties, NSString **flaw, NSString **refusal,
                                bool *hasRaised) {
     if (properties == nil) return NULL;
@@ -79,7 +79,7 @@ static NSDictionary *copyOf(id properties) {
             return [NSDictionary dictionaryWithDictionary:properties];
         }
     } @catch (id exception) {
-        // What the refusal is about has said enough.
+        // The refusal already has its reason.
     }
     return [NSDictionary dictionary];
 }

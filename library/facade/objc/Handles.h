@@ -10,7 +10,7 @@
 #include "facade/objc/BuilderHandle.h"
 #include "facade/objc/ValueHandle.h"
 
-// What the types of the bridge are in C++.
+// The types of the bridge in C++, and conversions.
 
 struct ZentaraError {
     zentara::ZentaraClientErrorRef error;
@@ -22,7 +22,7 @@ struct ZentaraEvent {
 
 namespace zentara {
 
-/// The text, or the empty one.
+/// The text, empty when it is absent.
 [[nodiscard]] inline std::string string(ZentaraText text) {
     return text.bytes == nullptr ? std::string() : std::string(text.bytes, text.length);
 }
@@ -32,7 +32,7 @@ namespace zentara {
     return std::string(text.bytes, text.length);
 }
 
-/// Valid as long as what it was made of.
+/// Valid as long as `text`.
 [[nodiscard]] inline ZentaraText bridged(std::string_view text) noexcept {
     return {text.data(), text.size()};
 }

@@ -35,7 +35,7 @@ void zentaraFatalError(ZentaraText cause) noexcept {
 
 void zentaraWarn(ZentaraText line) noexcept {
     auto text = string(line);
-    // What a host's object says about itself may have lines of its own.
+    // A description of an application's object may have several lines.
     std::replace_if(
         text.begin(), text.end(), [](unsigned char character) { return character < ' '; }, ' ');
     printWarning(text);

@@ -35,19 +35,6 @@ static bool isOfTheLibrary(id error) {
     return false;
 }
 
-/// The same user info with the platform's own key for the message, which differs.
-static NSDictionary *userInfoOf(const ZentaraError *error) {
-    NSMutableDictionary *userInfo = [NSMutableDictionary
-        dictionaryWithDictionary:zentaraDictionary(zentaraErrorUserInfo(error))];
-    NSString *key = zentaraString(zentaraErrorMessageKey());
-    id message = [[[userInfo objectForKey:key] retain] autorelease];
-    if (message != nil) {
-        [userInfo removeObjectForKey:key];
-        [userInfo setObject:message forKey:NSLocalizedDescriptionKey];
-    }
-    return [NSDictionary dictionaryWithDictionary:userInfo];
-}
-
 @implementation QVNZentaraClientError
 
 - (instancetype)initWithDomain:(NSString *)domain
@@ -74,15 +61,15 @@ static NSDictionary *userInfoOf(const ZentaraError *error) {
 }
 
 /// Past the initialiser above, which the library's classes do not have.
-- (instancetype)initWithError:(const ZentaraError *)error {
-    return [super initWithDomain:zentaraString(zentaraErrorDomain(error))
-                            code:(NSInteger)zentaraErrorCode(error)
-                        userInfo:userInfoOf(error)];
+- (instancetype)initWithView:(ZentaraErrorView)view {
+    return [super initWithDomain:zentaraString(view.domain)
+                            code:(NSInteger)view.code
+                        userInfo:@{NSLocalizedDescriptionKey : zentaraString(view.message)}];
 }
 
 - (instancetype)initWithKind:(ZentaraErrorKind)kind detail:(NSString *)detail {
     ZentaraError *error = zentaraMakeError(kind, zentaraText(detail));
-    self = [self initWithError:error];
+    self = [self initWithView:zentaraViewError(error)];
     zentaraReleaseError(error);
     return self;
 }
@@ -127,7 +114,8 @@ static NSDictionary *userInfoOf(const ZentaraError *error) {
 
 QVNZentaraClientError *zentaraErrorObject(const ZentaraError *error) {
     if (error == NULL) return nil;
-    return [[[classOfKind(zentaraErrorKind(error)) alloc] initWithError:error] autorelease];
+    const ZentaraErrorView view = zentaraViewError(error);
+    return [[[classOfKind(view.kind) alloc] initWithView:view] autorelease];
 }
 
 NSError *zentaraNotConfiguredError(void) {

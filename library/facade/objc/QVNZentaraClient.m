@@ -13,8 +13,8 @@ static void fail(NSError **error, NSError *reason) {
 - (instancetype)initWithHandle:(ZentaraClientHandle *)handle;
 @end
 
-/// The object of this client, autoreleased and, while the client is shared, kept with it; nil for
-/// null. Takes `handle` over.
+/// The object of this client, autoreleased; nil for null. Takes `handle` over. While the client is
+/// shared, its object is kept with it.
 static QVNZentaraClient *objectOf(ZentaraClientHandle *handle) {
     if (handle == NULL) return nil;
     QVNZentaraClient *client = zentaraClientObject(zentaraClientIdentity(handle), ^{
@@ -39,7 +39,7 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 @implementation QVNZentaraClient
 
 - (instancetype)init {
-    // An object stands for the same client all its life.
+    // An object never changes its client.
     if (_client != NULL) return self;
     self = [super init];
     if (self == nil) return nil;
@@ -101,7 +101,7 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
     }
 }
 
-/// nil when the user is set, otherwise why not.
+/// nil when the user is set, otherwise the error.
 static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
     if (!zentaraIsConfigured()) return zentaraNotConfiguredError();
     NSString *refusal = nil;
@@ -202,7 +202,7 @@ static QVNEvent *eventIn(id element) {
     }
 }
 
-/// The elements of what should be an array. A copy: a handler may change the application's own.
+/// The elements of what should be an array. A copy: a handler may change the application's array.
 static NSArray *elementsOf(id events) {
     @try {
         if (events == nil) return nil;
@@ -214,7 +214,7 @@ static NSArray *elementsOf(id events) {
     return [NSArray arrayWithObject:[NSNull null]];
 }
 
-/// Sends one element of an array of events, whatever it is.
+/// Sends one element of an array of events, or refuses it.
 static void sendElement(const ZentaraClientHandle *client, id element, ZentaraText relationId,
                         NSString *refusal, SendHandler *handler) {
     ZentaraEventTexts texts = {.relationId = relationId};

@@ -1,7 +1,7 @@
 #import "facade/objc/Values.h"
 
-// Both ways go unit by unit: Foundation's own conversions fail on text that is not Unicode, and
-// GNUstep's take a first U+FEFF for a mark of the byte order.
+// Both conversions go unit by unit: Foundation's fail on text that is not Unicode, and GNUstep's
+// take a first U+FEFF for a byte order mark.
 
 enum {
     replacementCharacter = 0xFFFD,
@@ -87,7 +87,7 @@ NSString *zentaraString(ZentaraText text) {
     if (text.length == 0) return @"";
     NSMutableData *utf16 = [NSMutableData dataWithLength:(text.length + 1) * sizeof(unichar)];
     unichar *units = [utf16 mutableBytes];
-    // Behind another character, no character is a mark of the byte order.
+    // Behind another character, U+FEFF is no byte order mark.
     units[0] = ' ';
     NSUInteger length = 1;
     const unsigned char *next = (const unsigned char *)text.bytes;

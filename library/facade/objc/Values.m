@@ -7,15 +7,15 @@
 #include <string.h>
 
 enum {
-    // Of an object graph that looks small but holds the same arrays over and over.
+    // Bounds an object graph that holds the same arrays many times.
     maximumValueCount = 1000000,
-    // More than the queue takes. What lies between is for the library to answer.
+    // More than the queue takes: the library refuses what lies between.
     maximumDepth = 512,
-    // For what the application's objects do when they are looked at, and for the rest of the send.
+    // For methods of the application's objects, and for the rest of the send.
     stackToSpare = 64 * 1024,
 };
 
-/// A container that the walk is in, and where in it: at a key or, without one, at an index.
+/// A container that the walk has entered, and its position there: a key, or an index without one.
 typedef struct Level {
     id container;
     NSString *key;
@@ -37,8 +37,7 @@ typedef struct Walk {
 
 static bool addValue(Walk *walk, id value);
 
-/// The sentence that the value at hand is `what`; without the outer part of a place that would be
-/// beyond reading.
+/// The sentence that the current value is `what`. Leaves out the outer part of a long path.
 static NSString *sentence(const Walk *walk, NSString *what) {
     NSString *place = @"";
     size_t outer = walk->depth;
@@ -84,7 +83,7 @@ static Level *enter(Walk *walk, id container) {
 static bool addArray(Walk *walk, NSArray *array) {
     Level *level = enter(walk, array);
     if (level == NULL) return false;
-    // Asked anew each time, because it may be the application's own class, or change.
+    // The count is read each time: the array may change, or be of the application's own class.
     size_t index = 0;
     for (; index < [array count]; ++index) {
         level->index = index;
@@ -95,8 +94,8 @@ static bool addArray(Walk *walk, NSArray *array) {
     return true;
 }
 
-/// Adds the key. Those that JSON may not tell apart, because of what is not Unicode in them, are
-/// collected in `replaced`, which is made when there is one; false when there is the same already.
+/// Adds the key. Keys with U+FFFD, which may have replaced other text, are collected in `replaced`;
+/// false when there is an equal one already.
 static bool addKey(Walk *walk, NSString *key, NSMutableSet **replaced) {
     bool isReplaced = false;
     @autoreleasepool {
@@ -117,7 +116,7 @@ static bool addMembers(Walk *walk, NSDictionary *dictionary) {
     if (level == NULL) return false;
     NSMutableSet *replaced = nil;
     size_t count = 0;
-    // Not every dictionary has fast enumeration; those of the application's own classes have this.
+    // A dictionary of the application's own class need not have fast enumeration.
     NSEnumerator *keys = [dictionary keyEnumerator];
     for (id key = [keys nextObject]; key != nil; key = [keys nextObject]) {
         level->key = nil;
@@ -137,8 +136,8 @@ static bool addMembers(Walk *walk, NSDictionary *dictionary) {
     return true;
 }
 
-/// Whether the text of a decimal number, in whatever notation, is that of an integer of 64 bits
-/// without its sign.
+/// Parses the text of a decimal number without sign, in any notation. False when it is no integer
+/// of 64 bits.
 static bool parseInteger(const char *text, uint64_t *value) {
     int exponent = 0;
     bool isFraction = false;
@@ -166,7 +165,7 @@ static bool parseInteger(const char *text, uint64_t *value) {
     return *text == '\0' && (exponent == 0 || *value == 0);
 }
 
-/// A decimal number is wider than a double; its integers come whole, if they fit 64 bits.
+/// A decimal number is wider than a double, so an integer is added as one if it fits 64 bits.
 static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
     const char *text = [[number description] UTF8String];
     if (text == NULL) return false;

@@ -1,8 +1,8 @@
-// The Blocks runtime for GCC's Objective-C runtime. The packaged ones do not do: one never copies
-// the blocks of today's compilers, the other does not retain the objects that they capture, and to
-// neither is a block an object.
+// The Blocks runtime for GCC's Objective-C runtime. The packaged ones cannot be used: one never
+// copies the blocks of current compilers, the other does not retain the objects that they capture,
+// and in neither is a block an object.
 //
-// The layout of blocks and of shared variables is the compiler's.
+// The compiler defines the layout of blocks and of shared variables.
 
 #import <Foundation/Foundation.h>
 #include <stdbool.h>
@@ -41,7 +41,7 @@ typedef struct Block {
     const BlockDescriptor *descriptor;
 } Block;
 
-/// A variable marked __block. It moves to the heap with the first block that does.
+/// A variable marked __block. It moves to the heap with the first block that refers to it.
 typedef struct SharedVariable {
     intptr_t references;  // of a variable on the heap; would be a class, which is never read
     struct SharedVariable *forwarding;
@@ -63,8 +63,8 @@ typedef struct SharedVariable {
 @interface ZentaraMallocBlock : ZentaraBlock
 @end
 
-// The compiler makes every block an object of the class at one of these names. Other names for the
-// classes themselves, because the runtime fills in a class where it is.
+// The compiler makes each block an object of the class at one of these symbols. The classes have
+// other names, because the runtime initialises a class in place.
 __asm__(".globl _NSConcreteStackBlock\n"
         ".set _NSConcreteStackBlock, _OBJC_CLASS_ZentaraStackBlock\n"
         ".globl _NSConcreteGlobalBlock\n"
@@ -84,7 +84,7 @@ static bool isOnHeap(const Block *block) {
 }
 
 static void *copyBlock(const void *source) {
-    // Only the count of references changes, which is no part of the block's value.
+    // Only the reference count changes, which is not part of the block's value.
     Block *block = (Block *)(uintptr_t)source;
     if (block == NULL || (block->flags & isGlobal) != 0) return block;
     if (isOnHeap(block)) {

@@ -4,8 +4,8 @@
 
 #include "facade/objc/Bridge.h"
 
-// GCC's runtime has no weak references. In their place every release that could be an object's last
-// takes the mutex that guards the table.
+// GCC's runtime has no weak references. Instead, each release that could be the last of an object
+// takes the mutex of the table.
 static NSMapTable *objects;
 static pthread_mutex_t objectsMutex = PTHREAD_MUTEX_INITIALIZER;
 
@@ -39,7 +39,7 @@ void zentaraAddClientObject(const void *identity, QVNZentaraClient *object) {
 
 - (oneway void)release {
     if (_client == NULL) {
-        // Not initialised, and so not in the table.
+        // Not initialised, so it is not in the table.
         [super release];
         return;
     }
@@ -49,8 +49,8 @@ void zentaraAddClientObject(const void *identity, QVNZentaraClient *object) {
         pthread_mutex_unlock(&objectsMutex);
         return;
     }
-    // The object cannot be found any more, so that the last reference stays the last one. It goes
-    // without the lock, because the client, and what the application has tied to it, go with it.
+    // The object cannot be found any more, so this reference stays the last. It is released without
+    // the lock: dealloc releases the client, and may run code of the application.
     NSMapRemove(objects, zentaraClientIdentity(_client));
     pthread_mutex_unlock(&objectsMutex);
     [super release];

@@ -2,8 +2,8 @@
 
 #import <objc/runtime.h>
 
-// GCC's runtime ends the process when it meets the encoding of a block, @?, while Foundation makes
-// a method signature of it, for example for an invocation or a key path. There, blocks are objects.
+// GCC's runtime aborts at the encoding of a block, @?, when Foundation makes a method signature,
+// for example for an invocation or a key path. These signatures have objects in place of blocks.
 
 static NSMethodSignature *signatureWithoutBlocks(Method method) {
     if (method == NULL) return nil;
