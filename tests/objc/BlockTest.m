@@ -1,4 +1,4 @@
-// Blocks: what they keep, when they go, and what becomes of what they raise.
+// Blocks: what they retain, when they are released, and what happens to exceptions.
 
 #include <sched.h>
 
@@ -37,7 +37,7 @@ TEST(ABlockAndWhatItHoldsGoWithTheCall) {
         __block int calls = 0;
         SendBlock handler = ^(Event *event, ZentaraClientError *error) {
             if ([tracked retainCount] > 0) ++calls;
-            // Goes with the pool of this call.
+            // The pool of this call releases it.
             [[[Tracked alloc] init] autorelease];
         };
         CHECK([QVNZentaraClient getAndReturnError:NULL readyCallback:(id)handler] == nil);
@@ -64,7 +64,7 @@ TEST(AnExceptionEndsWhereTheBlockDoes) {
             Tracked *tracked = [[[Tracked alloc] init] autorelease];
             id raise = ^{
                 [tracked self];
-                // Goes with the pool of this call.
+                // The pool of this call releases it.
                 [[[Tracked alloc] init] autorelease];
                 [NSException raise:@"Host" format:@"two\nlines"];
             };
@@ -78,7 +78,7 @@ TEST(AnExceptionEndsWhereTheBlockDoes) {
             [client performFetchWith:raise];
             [client getHsidAndReturnError:NULL callbackHsid:raise];
         }
-        // Workers let go of their blocks after the calls.
+        // Workers release their blocks after the calls.
         while ([Tracked count] != 0)
             sched_yield();
     });

@@ -1,8 +1,8 @@
-// Events and their values, there and back and on disk.
+// Events and their values: to the library and back, and on disk.
 
 #import "Harness.h"
 
-/// Raises an exception whenever it is looked at.
+/// Raises an exception at each call.
 @interface Nuisance : NSDictionary
 @end
 

@@ -24,10 +24,10 @@ void checkEqual(id found, id expected, const char *file, int line);
 /// What the code writes to standard error, without the lines on services that are not reached.
 NSString *standardErrorOf(void (^code)(void));
 
-/// Runs the code in so many threads at once, with stacks of this size; 0 for the usual one.
+/// Runs the code in several threads at once, with stacks of this size; 0 for the default.
 void inThreads(int count, size_t stackSize, void (^code)(void));
 
-/// Whether the code, run by a copy of this process, aborts that and names this cause.
+/// Whether the code, run in a child process, aborts it and names this cause.
 bool isFatal(NSString *cause, void (^code)(void));
 
 /// Counts the objects of its class that exist.
@@ -45,7 +45,7 @@ static inline void configure(void) {
                               advertisingId:@"ad"];
 }
 
-/// A client of a new host whose schemas never come: what is sent is held back, on disk.
+/// A client of a new host whose schemas never come, so that its events are held back, on disk.
 static inline QVNZentaraClient *waitingClient(void) {
     beginHost();
     configure();

@@ -9,7 +9,7 @@
 
 static int failures;
 static int trackedCount;
-static FILE *report;  // where standard error was at the start
+static FILE *report;  // the standard error of the process
 
 void checkThat(bool holds, const char *condition, const char *file, int line) {
     if (holds) return;
@@ -97,10 +97,10 @@ bool isFatal(NSString *cause, void (^code)(void)) {
 
 @end
 
-// What the sanitizers are to make of the Objective-C runtime and of GNUstep, which are not compiled
-// for them: tables of classes and selectors, which the runtime allocates nothing else with; stacks
-// that cannot be walked the fast way, which suppressions need; locks that GNUstep takes in either
-// order. What our own code does is looked at all the same, the objects that it makes included.
+// The Objective-C runtime and GNUstep are not compiled for the sanitizers. Suppressed are the
+// tables of classes and selectors, which alone come from these functions, and locks that GNUstep
+// takes in either order. Suppressions need whole stacks, which cannot be walked the fast way. What
+// this library does and allocates is checked.
 const char *__lsan_default_suppressions(void) {
     return "leak:objc_malloc\nleak:class_copyMethodList\n";
 }
@@ -111,11 +111,11 @@ const char *__tsan_default_suppressions(void) {
     return "deadlock:libgnustep-base.so\n";
 }
 
-// Not there without that sanitizer.
+// Absent without the leak sanitizer.
 __attribute__((weak)) void __lsan_disable(void);
 __attribute__((weak)) void __lsan_enable(void);
 
-/// Lets GNUstep make what it keeps for ever; what is made later is looked at for leaks.
+/// Lets GNUstep create what it never releases. Later allocations are checked for leaks.
 static void initializeFoundation(void) {
     if (__lsan_disable != NULL) __lsan_disable();
     @autoreleasepool {
@@ -126,7 +126,7 @@ static void initializeFoundation(void) {
     if (__lsan_enable != NULL) __lsan_enable();
 }
 
-/// Runs the test that is named.
+/// Runs the test with the given name.
 int main(int argc, char **argv) {
     report = fdopen(dup(STDERR_FILENO), "w");
     setbuf(report, NULL);

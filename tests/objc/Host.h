@@ -2,14 +2,14 @@
 
 #include <stdbool.h>
 
-// What the tests need of C++: where the host keeps its files and sends its events, a collector, and
-// the C++ side of what both languages share. Texts that are returned are to be freed.
+// The parts of the tests in C++: the host's files and endpoints, a collector, and the C++ side of
+// what both languages share. The caller frees the texts that are returned.
 
 #if defined(__cplusplus)
 extern "C" {
 #endif
 
-/// Gives this process directories of its own, and endpoints at which nothing listens.
+/// Gives this process its own directories, and endpoints where nothing listens.
 void beginHost(void);
 
 /// Tenant, environment and advertising id of the settings.

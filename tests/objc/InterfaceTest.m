@@ -1,4 +1,4 @@
-// What the runtime knows of the classes, and use before there is a client.
+// The classes as the runtime knows them, and calls before there is a client.
 
 #import <objc/runtime.h>
 
@@ -23,7 +23,7 @@ TEST(EverySelectorHasItsTypes) {
         if (method == NULL) continue;
         CHECK_EQUAL([NSString stringWithUTF8String:method_getTypeEncoding(method)],
                     [parts lastObject]);
-        // The runtime ends the process where it meets the encoding of a block.
+        // The runtime aborts at the encoding of a block.
         if (isClassMethod) {
             CHECK([class methodSignatureForSelector:selector] != nil);
         } else {

@@ -2,7 +2,7 @@
 
 #import "Harness.h"
 
-/// A client whose end can be seen.
+/// A client whose deallocation is counted.
 @interface CountedClient : QVNZentaraClient {
     Tracked *_tracked;
 }
@@ -17,7 +17,7 @@
 }
 
 - (void)dealloc {
-    // Looks for others while it goes.
+    // The table of objects is not locked now.
     [QVNZentaraClient sharedClient];
     [_tracked release];
     [super dealloc];
@@ -56,7 +56,7 @@ TEST(SharedClientIsRetainedUntilReplaced) {
     CHECK([Tracked count] == 1);
     QVNZentaraClient.sharedClient = nil;
     CHECK([Tracked count] == 0);
-    // As an initialiser does that has failed.
+    // As a failed initialiser does.
     [[CountedClient alloc] release];
 }
 
@@ -111,10 +111,10 @@ TEST(AnEventHasOneDictionaryForAllThreads) {
               seen[0][index] == seen[2][index]);
 }
 
-/// Threads that share, look and let go, while each other's last references go.
+/// Threads share, find and release clients while others release the last references.
 TEST(ThreadsMayShareAndLetGoAtWill) {
     @autoreleasepool {
-        // The client's object is to go with this pool, or no later reference would be its last.
+        // This pool releases the client's object, so that a later reference is its last.
         @autoreleasepool {
             waitingClient();
             keepClientInCPlusPlus();
@@ -130,8 +130,8 @@ TEST(ThreadsMayShareAndLetGoAtWill) {
                     if (round % 10 == 0) {
                         QVNZentaraClient.sharedClient = [[[CountedClient alloc] init] autorelease];
                     }
-                    // Takes the shared object's last reference but the ones of threads that have
-                    // just found it.
+                    // Releases the shared object, which then has the references of threads only
+                    // that have just found it.
                     shareKeptClient();
                     QVNZentaraClient *client = [QVNZentaraClient sharedClient];
                     CHECK([client isKindOfClass:[QVNZentaraClient class]]);
