@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "dispatch/EventsRepository.h"
-#include "support/ControlTime.h"
+#include "support/Clocks.h"
 #include "support/ManualTicker.h"
 #include "support/Mutex.h"
 

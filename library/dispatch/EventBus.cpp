@@ -14,7 +14,7 @@
 #include "network/URLRequestBuilder.h"
 #include "support/Ledger.h"
 #include "support/NoDestructor.h"
-#include "support/ProcessExit.h"
+#include "support/Process.h"
 #include "support/threads/Strand.h"
 
 namespace zentara {

@@ -10,12 +10,11 @@
 
 #include "dispatch/EventBusProtocol.h"
 #include "dispatch/EventRepositoryProtocol.h"
-#include "support/ControlTime.h"
+#include "support/Clocks.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
 #include "support/ReferenceTime.h"
-#include "support/ZentaraClock.h"
-#include "support/threads/TickerProtocol.h"
+#include "support/threads/Ticker.h"
 
 namespace zentara {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "facade/ClientSettingsAccess.h"
-#include "support/FatalError.h"
+#include "support/Diagnostics.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
 

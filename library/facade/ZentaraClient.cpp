@@ -13,11 +13,10 @@
 #include "model/EventAccess.h"
 #include "support/Diagnostics.h"
 #include "support/FailureReporter.h"
-#include "support/FatalError.h"
-#include "support/ForkedChild.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
+#include "support/Process.h"
 #include "support/threads/Strand.h"
 
 namespace zentara {

@@ -14,12 +14,11 @@
 #include "model/InternalEvent.h"
 #include "schemas/SchemaValidator.h"
 #include "schemas/SchemasProvider.h"
-#include "support/ControlTime.h"
+#include "support/Clocks.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/UUID.h"
 #include "support/UserDefaults.h"
-#include "support/ZentaraClock.h"
 
 namespace zentara {
 

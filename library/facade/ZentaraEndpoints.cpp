@@ -1,7 +1,7 @@
 #include "facade/ZentaraEndpoints.h"
 
 #include "network/URLSession.h"
-#include "support/FatalError.h"
+#include "support/Diagnostics.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
 

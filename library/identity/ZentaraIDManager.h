@@ -13,7 +13,7 @@
 #include "identity/IDManager.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
-#include "support/threads/TickerProtocol.h"
+#include "support/threads/Ticker.h"
 
 namespace zentara {
 

@@ -9,7 +9,7 @@
 #include <optional>
 #include <string_view>
 
-#include "support/StackSpace.h"
+#include "support/WorkLimits.h"
 
 namespace zentara {
 

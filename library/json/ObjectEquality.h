@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "json/JSONValue.h"
-#include "support/WorkAllowance.h"
+#include "support/WorkLimits.h"
 
 namespace zentara {
 

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "json/JSONText.h"
-#include "support/StackSpace.h"
+#include "support/WorkLimits.h"
 
 namespace zentara {
 

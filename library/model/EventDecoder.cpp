@@ -14,7 +14,7 @@
 
 #include "json/JSONText.h"
 #include "support/NoDestructor.h"
-#include "support/ProcessExit.h"
+#include "support/Process.h"
 
 namespace zentara {
 

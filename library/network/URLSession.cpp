@@ -16,11 +16,12 @@
 #include <vector>
 
 #include "network/Transfer.h"
-#include "platform/linux/WorkerPool.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
-#include "support/ProcessExit.h"
+#include "support/Process.h"
+#include "support/threads/DetachedThread.h"
 #include "support/threads/Strand.h"
+#include "support/threads/WorkerPool.h"
 
 namespace zentara {
 

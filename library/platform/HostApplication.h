@@ -43,6 +43,9 @@ class ZENTARA_EXPORT HostApplication {
 
     static void setDevice(Device device);
     [[nodiscard]] static Device device();
+
+  private:
+    static std::string executableName();
 };
 
 }  // namespace zentara

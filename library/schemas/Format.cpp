@@ -7,7 +7,7 @@
 
 #include "json/PrintedForm.h"
 #include "network/InternetAddress.h"
-#include "support/FatalError.h"
+#include "support/Diagnostics.h"
 #include "text/Unicode.h"
 
 namespace zentara {

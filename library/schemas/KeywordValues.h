@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "json/JSONValue.h"
-#include "support/WorkAllowance.h"
+#include "support/WorkLimits.h"
 
 namespace zentara {
 

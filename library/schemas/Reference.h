@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "json/JSONValue.h"
-#include "support/WorkAllowance.h"
+#include "support/WorkLimits.h"
 
 namespace zentara {
 

@@ -12,7 +12,7 @@
 #include "schemas/SchemasServiceApi.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
-#include "support/threads/TickerProtocol.h"
+#include "support/threads/Ticker.h"
 
 namespace zentara {
 

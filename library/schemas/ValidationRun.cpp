@@ -4,7 +4,7 @@
 
 #include "schemas/KeywordValues.h"
 #include "schemas/Reference.h"
-#include "support/StackSpace.h"
+#include "support/WorkLimits.h"
 
 namespace zentara {
 

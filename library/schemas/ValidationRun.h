@@ -16,7 +16,7 @@
 #include "schemas/Format.h"
 #include "schemas/SchemaKeywords.h"
 #include "schemas/ValidationResult.h"
-#include "support/WorkAllowance.h"
+#include "support/WorkLimits.h"
 
 namespace zentara {
 

@@ -11,4 +11,16 @@ void printDiagnostic(std::string_view line);
 /// reader. Any thread, also under a lock.
 void printWarning(std::string_view line);
 
+/// Writes one line that names the cause to standard error and aborts the process. For states that
+/// cannot be, never for bad input.
+[[noreturn]] void fatalError(std::string_view cause) noexcept;
+
+/// The seam through which a logger can be injected; it has no operation yet.
+class LoggerProtocol {
+  public:
+    virtual ~LoggerProtocol() = default;
+};
+
+class Logger final : public LoggerProtocol {};
+
 }  // namespace zentara

@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "support/Diagnostics.h"
-#include "support/ForkedChild.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
 #include "support/PlatformError.h"
+#include "support/Process.h"
 
 namespace zentara {
 

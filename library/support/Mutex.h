@@ -28,20 +28,21 @@ class ZENTARA_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
     std::mutex mutex_;
 };
 
-/// Holds a Mutex for the length of a scope.
+/// Holds a Mutex, or whatever else can be locked, for the length of a scope.
+template <typename Lockable>
 class ZENTARA_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
   public:
-    explicit MutexLock(Mutex& mutex) ZENTARA_THREAD_ATTRIBUTE(acquire_capability(mutex))
-        : mutex_(mutex) {
-        mutex_.lock();
+    explicit MutexLock(Lockable& lockable) ZENTARA_THREAD_ATTRIBUTE(acquire_capability(lockable))
+        : lockable_(lockable) {
+        lockable_.lock();
     }
-    ~MutexLock() ZENTARA_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
+    ~MutexLock() ZENTARA_THREAD_ATTRIBUTE(release_capability()) { lockable_.unlock(); }
 
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
   private:
-    Mutex& mutex_;
+    Lockable& lockable_;
 };
 
 }  // namespace zentara

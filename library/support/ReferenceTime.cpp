@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "support/FatalError.h"
+#include "support/Diagnostics.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
 

@@ -3,9 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "support/ControlTime.h"
+#include "support/Clocks.h"
 #include "support/UserDefaults.h"
-#include "support/ZentaraClock.h"
 
 namespace zentara {
 

@@ -7,7 +7,7 @@
 
 #include <unicode/uregex.h>
 
-#include "support/WorkAllowance.h"
+#include "support/WorkLimits.h"
 #include "text/PatternCost.h"
 
 namespace zentara {

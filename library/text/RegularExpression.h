@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "support/WorkAllowance.h"
+#include "support/WorkLimits.h"
 #include "text/ASCIIPattern.h"
 
 namespace zentara {

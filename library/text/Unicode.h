@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "support/WorkAllowance.h"
+#include "support/WorkLimits.h"
 
 namespace zentara {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "support/Mutex.h"
-#include "support/threads/TickerProtocol.h"
+#include "support/threads/Ticker.h"
 
 namespace zentara::test {
 

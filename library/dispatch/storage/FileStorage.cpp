@@ -1,7 +1,7 @@
 #include "dispatch/storage/FileStorage.h"
 
 #include <zentara/HostApplication.h>
-#include "support/FatalError.h"
+#include "support/Diagnostics.h"
 
 namespace zentara {
 

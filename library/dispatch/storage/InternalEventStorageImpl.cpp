@@ -20,7 +20,7 @@
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
 #include "support/PlatformError.h"
-#include "support/threads/GlobalQueue.h"
+#include "support/threads/WorkerPool.h"
 
 namespace zentara {
 
@@ -353,7 +353,7 @@ InternalEventStorageImpl::InternalEventStorageImpl(std::string_view fileName,
 
 InternalEventStorageImpl::Scheduler InternalEventStorageImpl::defaultScheduler() {
     return [](Clock::duration delay, std::function<void()> work) {
-        GlobalQueue::shared().asyncAfter(delay, std::move(work));
+        WorkerPool::shared().asyncAfter(delay, std::move(work));
     };
 }
 

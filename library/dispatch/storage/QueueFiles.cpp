@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "platform/File.h"
+#include "support/Clocks.h"
 #include "support/Diagnostics.h"
 #include "support/PlatformError.h"
-#include "support/ZentaraClock.h"
 
 namespace zentara {
 

@@ -8,8 +8,8 @@
 #include <zentara/ZentaraEndpoints.h>
 #include "facade/objc/Handles.h"
 #include "support/Diagnostics.h"
-#include "support/FatalError.h"
-#include "support/StackSpace.h"
+#include "support/Diagnostics.h"
+#include "support/WorkLimits.h"
 
 using namespace zentara;
 

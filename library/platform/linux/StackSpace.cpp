@@ -1,4 +1,4 @@
-#include "support/StackSpace.h"
+#include "support/WorkLimits.h"
 
 #include <pthread.h>
 

@@ -1,24 +1,21 @@
-#include "platform/linux/WorkerPool.h"
+#include "support/threads/WorkerPool.h"
 
-#include <pthread.h>
-#include <signal.h>
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
-#include <string>
-#include <system_error>
+#include <map>
+#include <optional>
 #include <thread>
 #include <utility>
 
-#include "support/FatalError.h"
-#include "support/ForkedChild.h"
+#include "support/Diagnostics.h"
+#include "support/Mutex.h"
 #include "support/NoDestructor.h"
-#include "support/ProcessExit.h"
-#include "support/threads/GlobalQueue.h"
+#include "support/Process.h"
+#include "support/threads/DetachedThread.h"
 
 namespace zentara {
 
@@ -31,14 +28,41 @@ void rest() {
 
 constexpr int workerCount = 4;
 
-}  // namespace
+/// All work waits in one list, by the time when it is due. A timer of the system is set to the
+/// first of them, and every idle worker waits for that timer in a way that wakes one of them up, so
+/// a tick costs one wake-up. The worker that wakes up sets the timer to what is due next, for
+/// those that still wait. With one thread that waits for time on behalf of the
+/// others each tick woke up two, since it had to let another one wait in its place while it worked.
+class TimedWorkers final : public WorkerPool {
+  public:
+    TimedWorkers();
 
-WorkerPool& WorkerPool::shared() {
-    static NoDestructor<WorkerPool> pool;
-    return *pool;
+    Place put(Clock::time_point due, Work work) override ZENTARA_EXCLUDES(mutex_);
+    void remove(const Place& place) noexcept override ZENTARA_EXCLUDES(mutex_);
+    /// From here on nothing is taken up.
+    void stop() noexcept ZENTARA_EXCLUDES(mutex_);
+
+  private:
+    [[noreturn]] void run();
+    /// Work that is due, or nothing and where to wait for some.
+    [[nodiscard]] std::optional<Work> take(int& alarm) ZENTARA_EXCLUDES(mutex_);
+    void openAlarm() noexcept ZENTARA_REQUIRES(mutex_);
+    void setAlarm() noexcept ZENTARA_REQUIRES(mutex_);
+
+    Mutex mutex_;
+    std::map<Place, Work> waiting_ ZENTARA_GUARDED_BY(mutex_);
+    std::uint64_t lastNumber_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    bool isEnding_ ZENTARA_GUARDED_BY(mutex_) = false;
+    int timer_ ZENTARA_GUARDED_BY(mutex_) = -1;
+    int alarm_ ZENTARA_GUARDED_BY(mutex_) = -1;
+};
+
+TimedWorkers& workers() {
+    static NoDestructor<TimedWorkers> workers;
+    return *workers;
 }
 
-WorkerPool::WorkerPool() {
+TimedWorkers::TimedWorkers() {
     // Without these threads a child could do nothing but wait for them.
     markForkedChildren();
     int started = 0;
@@ -46,10 +70,10 @@ WorkerPool::WorkerPool() {
         if (startDetachedThread([this] { run(); })) ++started;
     }
     if (started == 0) fatalError("the system gives no thread for the worker pool");
-    runAtExit([] { shared().stop(); });
+    runAtExit([] { workers().stop(); });
 }
 
-WorkerPool::Place WorkerPool::put(Clock::time_point due, Work work) {
+WorkerPool::Place TimedWorkers::put(Clock::time_point due, Work work) {
     // A forked child has no workers, and the timer is its parent's.
     if (isForkedChild()) return {};
     const MutexLock lock(mutex_);
@@ -59,7 +83,7 @@ WorkerPool::Place WorkerPool::put(Clock::time_point due, Work work) {
     return place;
 }
 
-void WorkerPool::remove(const Place& place) noexcept {
+void TimedWorkers::remove(const Place& place) noexcept {
     if (isForkedChild()) return;
     // What the work holds goes after the lock.
     std::map<Place, Work>::node_type removed;
@@ -68,7 +92,7 @@ void WorkerPool::remove(const Place& place) noexcept {
     setAlarm();
 }
 
-void WorkerPool::run() {
+void TimedWorkers::run() {
     // Threads do not end: that would call into OpenSSL if they ever used it, which may be clearing
     // up by then, when the host's process ends.
     for (;;) {
@@ -85,7 +109,7 @@ void WorkerPool::run() {
     }
 }
 
-std::optional<WorkerPool::Work> WorkerPool::take(int& alarm) {
+std::optional<WorkerPool::Work> TimedWorkers::take(int& alarm) {
     const MutexLock lock(mutex_);
     openAlarm();
     alarm = alarm_;
@@ -100,13 +124,13 @@ std::optional<WorkerPool::Work> WorkerPool::take(int& alarm) {
     return work;
 }
 
-void WorkerPool::stop() noexcept {
+void TimedWorkers::stop() noexcept {
     const MutexLock lock(mutex_);
     isEnding_ = true;
     setAlarm();
 }
 
-void WorkerPool::openAlarm() noexcept {
+void TimedWorkers::openAlarm() noexcept {
     if (alarm_ >= 0) return;
     // When the process has no descriptor left, workers look for work now and then until it has.
     timer_ = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
@@ -121,7 +145,7 @@ void WorkerPool::openAlarm() noexcept {
     if (alarm_ >= 0) ::close(std::exchange(alarm_, -1));
 }
 
-void WorkerPool::setAlarm() noexcept {
+void TimedWorkers::setAlarm() noexcept {
     itimerspec next{};
     if (!isEnding_ && !waiting_.empty()) {
         using std::chrono::nanoseconds;
@@ -136,49 +160,10 @@ void WorkerPool::setAlarm() noexcept {
     ::timerfd_settime(timer_, TFD_TIMER_ABSTIME, &next, nullptr);
 }
 
-void currentExceptionIsFatal() noexcept {
-    try {
-        throw;
-    } catch (const std::exception& error) {
-        fatalError(std::string("exception on a library thread: ") + error.what());
-    } catch (...) {
-        fatalError("exception of unknown type on a library thread");
-    }
-}
+}  // namespace
 
-bool startDetachedThread(std::function<void()> body) {
-    // A thread inherits its creator's mask. What the processor reports about the thread's own
-    // instructions stays deliverable, or the process could not even say why it dies.
-    sigset_t blocked;
-    sigset_t previous;
-    ::sigfillset(&blocked);
-    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
-        ::sigdelset(&blocked, signal);
-    }
-    ::pthread_sigmask(SIG_SETMASK, &blocked, &previous);
-    bool started = true;
-    try {
-        std::thread([work = std::move(body)] { runGuarded(work); }).detach();
-    } catch (const std::system_error&) {
-        started = false;
-    }
-    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    return started;
-}
-
-GlobalQueue& GlobalQueue::shared() {
-    static NoDestructor<GlobalQueue> queue;
-    return *queue;
-}
-
-void GlobalQueue::async(Work work) {
-    WorkerPool::shared().put(WorkerPool::Clock::now(), std::move(work));
-}
-
-void GlobalQueue::asyncAfter(std::chrono::steady_clock::duration delay, Work work) {
-    const auto now = WorkerPool::Clock::now();
-    const auto longest = WorkerPool::Clock::time_point::max() - now;
-    WorkerPool::shared().put(now + std::min(delay, longest), std::move(work));
+WorkerPool& WorkerPool::shared() {
+    return workers();
 }
 
 }  // namespace zentara

@@ -6,39 +6,33 @@
 #include <thread>
 #include <utility>
 
+#include "support/Mutex.h"
+
 namespace zentara {
 
-/// A labelled serial queue with a synchronous entry: one block at a time, on the caller's thread.
-class SerialQueue {
+/// A labelled serial queue with a synchronous entry: a mutex that names itself.
+///
+///     const MutexLock entry(queue_);
+class ZENTARA_THREAD_ATTRIBUTE(capability("serial queue")) SerialQueue {
   public:
     explicit SerialQueue(std::string label) : label_(std::move(label)) {}
 
     SerialQueue(const SerialQueue&) = delete;
     SerialQueue& operator=(const SerialQueue&) = delete;
 
-    /// Runs `block` when every earlier block has ended, and returns what it returns. Entering the
-    /// queue from inside one of its own blocks could only wait for ever, so that is a fatal error
-    /// that names the label.
+    /// Returns when every earlier entry has ended. Entering the queue again from inside is a fatal
+    /// error that names the label, not a deadlock.
+    void lock() ZENTARA_THREAD_ATTRIBUTE(acquire_capability());
+    void unlock() ZENTARA_THREAD_ATTRIBUTE(release_capability());
+
+    /// Returns what `block` returns, run inside.
     template <typename Block>
     decltype(auto) sync(Block&& block) {
-        const Entry entry(*this);
+        const MutexLock entry(*this);
         return std::forward<Block>(block)();
     }
 
-    [[nodiscard]] const std::string& label() const noexcept { return label_; }
-
   private:
-    class Entry {
-      public:
-        explicit Entry(SerialQueue& queue);
-        ~Entry();
-        Entry(const Entry&) = delete;
-        Entry& operator=(const Entry&) = delete;
-
-      private:
-        SerialQueue& queue_;
-    };
-
     const std::string label_;
     std::mutex mutex_;
     std::atomic<std::thread::id> owner_{};

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "support/NoDestructor.h"
-#include "support/threads/GlobalQueue.h"
+#include "support/threads/WorkerPool.h"
 
 namespace zentara {
 
@@ -35,7 +35,7 @@ void Strand::runNext() {
 }
 
 void Strand::runLater() {
-    GlobalQueue::shared().async([this] { runNext(); });
+    WorkerPool::shared().async([this] { runNext(); });
 }
 
 }  // namespace zentara

@@ -1,12 +1,16 @@
-#include "support/ForkedChild.h"
+#include "support/Process.h"
 
 #include <pthread.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <cstdlib>
+#include <vector>
 
 #include "platform/posix/ForkedDescriptors.h"
+#include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -29,6 +33,29 @@ void enterChild() {
 
 void watchForks() {
     [[maybe_unused]] static const int result = ::pthread_atfork(nullptr, nullptr, enterChild);
+}
+
+struct ExitWork {
+    Mutex mutex;
+    std::vector<void (*)()> work ZENTARA_GUARDED_BY(mutex);
+};
+
+ExitWork& exitWork() {
+    static NoDestructor<ExitWork> instance;
+    return *instance;
+}
+
+void runLatest() {
+    // Asked first, as the lock may have been held when the process was forked.
+    if (isForkedChild()) return;
+    void (*latest)() = nullptr;
+    {
+        const MutexLock lock(exitWork().mutex);
+        if (exitWork().work.empty()) return;
+        latest = exitWork().work.back();
+        exitWork().work.pop_back();
+    }
+    latest();
 }
 
 }  // namespace
@@ -55,6 +82,15 @@ void keepInForkedChildren(int descriptor) noexcept {
         int expected = descriptor + 1;
         if (place.compare_exchange_strong(expected, 0)) return;
     }
+}
+
+void runAtExit(void (*work)()) {
+    {
+        const MutexLock lock(exitWork().mutex);
+        exitWork().work.push_back(work);
+    }
+    // One entry each, so that the order among other libraries' clean-ups is that of registration.
+    std::atexit(runLatest);
 }
 
 }  // namespace zentara

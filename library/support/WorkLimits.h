@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace zentara {
@@ -22,5 +23,11 @@ class WorkAllowance {
   private:
     std::int64_t remaining_;
 };
+
+/// How many bytes of the calling thread's stack are left, roughly. The largest number when that
+/// cannot be known: the system does not say, or the host runs on a stack of its own making.
+///
+/// Costs a few nanoseconds, except for the first call on a thread.
+[[nodiscard]] std::size_t remainingStackSpace() noexcept;
 
 }  // namespace zentara

@@ -1,4 +1,4 @@
-#include "support/threads/GlobalQueue.h"
+#include "support/threads/WorkerPool.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -15,18 +15,18 @@ namespace {
 
 using test::Signal;
 
-TEST(GlobalQueueTest, DelayedWorkDoesNotRunEarly) {
+TEST(WorkerPoolTest, DelayedWorkDoesNotRunEarly) {
     using Clock = std::chrono::steady_clock;
     const auto due = Clock::now() + std::chrono::milliseconds(30);
     test::Mailbox<bool> isDue;
-    GlobalQueue::shared().asyncAfter(due - Clock::now(), [&] { isDue.put(Clock::now() >= due); });
+    WorkerPool::shared().asyncAfter(due - Clock::now(), [&] { isDue.put(Clock::now() >= due); });
     EXPECT_EQ(isDue.waitFor(), true);
 }
 
-TEST(GlobalQueueTest, WorkersLeaveTheSignalsToTheHost) {
+TEST(WorkerPoolTest, WorkersLeaveTheSignalsToTheHost) {
     sigset_t mask;
     Signal done;
-    GlobalQueue::shared().async([&] {
+    WorkerPool::shared().async([&] {
         ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
         done.notify();
     });
@@ -39,12 +39,12 @@ TEST(GlobalQueueTest, WorkersLeaveTheSignalsToTheHost) {
     }
 }
 
-TEST(GlobalQueueDeathTest, AnExceptionThatLeavesTheWorkIsNamed) {
+TEST(WorkerPoolDeathTest, AnExceptionThatLeavesTheWorkIsNamed) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     Signal never;
     EXPECT_DEATH(
         {
-            GlobalQueue::shared().async([] { throw std::runtime_error("what the host did"); });
+            WorkerPool::shared().async([] { throw std::runtime_error("what the host did"); });
             static_cast<void>(never.waitFor());
         },
         "fatal error: .*what the host did");
@@ -55,13 +55,13 @@ TEST(GlobalQueueDeathTest, AnExceptionThatLeavesTheWorkIsNamed) {
 #endif
 // With the address sanitizer comes a check of types that needs a pipe, so a descriptor, of its own.
 #if !__has_feature(address_sanitizer)
-TEST(GlobalQueueDeathTest, WorksInAProcessThatHasNoDescriptorLeft) {
+TEST(WorkerPoolDeathTest, WorksInAProcessThatHasNoDescriptorLeft) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto run = [] {
         const rlimit none{};
         ::setrlimit(RLIMIT_NOFILE, &none);
         Signal done;
-        GlobalQueue::shared().async([&] { done.notify(); });
+        WorkerPool::shared().async([&] { done.notify(); });
         std::_Exit(done.waitFor() ? 0 : 1);
     };
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");

@@ -41,15 +41,6 @@ std::string repaired(std::string text) {
     return isValidUTF8(text) ? std::move(text) : repairedUTF8(text);
 }
 
-std::string executableName() {
-    std::error_code error;
-    std::string name = std::filesystem::read_symlink("/proc/self/exe", error).filename().string();
-    // The kernel marks a program whose file was replaced while it runs.
-    constexpr std::string_view mark = " (deleted)";
-    if (name.ends_with(mark)) name.resize(name.size() - mark.size());
-    return name;
-}
-
 /// The identifier as the name of one folder, whatever characters it holds.
 std::string folderName(std::string identifier) {
     std::replace_if(
@@ -148,7 +139,7 @@ HostApplication::Device HostApplication::device() {
         if (facts().device) return *facts().device;
     }
     utsname system{};
-    if (::uname(&system) != 0) return {"Linux", "", ""};
+    if (::uname(&system) != 0) return {};
     // "6.1.0-18-amd64" names a build of the system; its version is what comes before.
     const std::string_view release = system.release;
     return {system.sysname,

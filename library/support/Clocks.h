@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 
 #include "support/NoDestructor.h"
 
@@ -15,7 +17,8 @@ class ControlTimeProtocol {
     [[nodiscard]] virtual std::uint64_t currentMonotonicValue() const = 0;
 };
 
-/// The platform's monotonic clock.
+/// The platform's monotonic clock. It goes on through suspend, and no change of the wall clock
+/// adjusts it.
 class ControlTime final : public ControlTimeProtocol {
   public:
     /// The one instance of the process; never destroyed.
@@ -27,5 +30,16 @@ class ControlTime final : public ControlTimeProtocol {
     friend class NoDestructor<ControlTime>;
     ControlTime() = default;
 };
+
+/// Source of the current wall-clock date. Any thread.
+class ZentaraClock {
+  public:
+    using Date = std::chrono::system_clock::time_point;
+
+    [[nodiscard]] Date now() const { return std::chrono::system_clock::now(); }
+};
+
+/// A function that returns the current date; bound to `ZentaraClock` outside of tests.
+using DateSource = std::function<ZentaraClock::Date()>;
 
 }  // namespace zentara

@@ -5,9 +5,9 @@
 #include <optional>
 #include <utility>
 
-#include "platform/linux/WorkerPool.h"
-#include "support/FatalError.h"
+#include "support/Diagnostics.h"
 #include "support/Mutex.h"
+#include "support/threads/WorkerPool.h"
 
 namespace zentara {
 

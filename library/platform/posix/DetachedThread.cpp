@@ -1,0 +1,46 @@
+#include "support/threads/DetachedThread.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <exception>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "support/Diagnostics.h"
+
+namespace zentara {
+
+bool startDetachedThread(std::function<void()> body) {
+    // A thread inherits its creator's mask. What the processor reports about the thread's own
+    // instructions stays deliverable, or the process could not even say why it dies.
+    sigset_t blocked;
+    sigset_t previous;
+    ::sigfillset(&blocked);
+    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
+        ::sigdelset(&blocked, signal);
+    }
+    ::pthread_sigmask(SIG_SETMASK, &blocked, &previous);
+    bool started = true;
+    try {
+        std::thread([work = std::move(body)] { runGuarded(work); }).detach();
+    } catch (const std::system_error&) {
+        started = false;
+    }
+    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    return started;
+}
+
+void runGuarded(const std::function<void()>& work) noexcept {
+    try {
+        work();
+    } catch (const std::exception& error) {
+        fatalError(std::string("exception on a library thread: ") + error.what());
+    } catch (...) {
+        fatalError("exception of unknown type on a library thread");
+    }
+}
+
+}  // namespace zentara
