@@ -1,11 +1,11 @@
 #include "model/InternalEvent.h"
 
+#include <atomic>
 #include <utility>
 
 #include "json/JSONText.h"
 #include "json/JSONWriter.h"
 #include "json/ObjectEquality.h"
-#include "support/Once.h"
 
 namespace zentara {
 
@@ -93,35 +93,28 @@ InternalEvent::Fields fieldsOfText(std::string_view text) {
 }  // namespace
 
 struct InternalEvent::Payload {
-    // Each form is there from the start or made once, and never changes after. What a save looks at
-    // comes first, close together: it does so for thousands of events.
-    Once textMade;
-    Once fieldsMade;
-    Text text;  // empty while unmade, and for good when JSON cannot hold the event
+    // What a save looks at, for thousands of events, comes first.
+    Text text;  // empty when JSON cannot hold the event
     std::shared_ptr<const void> textOwner;
-    std::unique_ptr<const Fields> fields;
+    // Made at first use. When several threads make them, those that are stored first stay.
+    std::atomic<const Fields*> fields = nullptr;
 
-    explicit Payload(Fields given)
-        : fieldsMade(Once::State::done), fields(std::make_unique<const Fields>(std::move(given))) {}
+    explicit Payload(Fields given) {
+        encode(given);
+        fields = new Fields(std::move(given));
+    }
     Payload(std::shared_ptr<const void> owner, Text given)
-        : textMade(Once::State::done),
-          text{given.json, given.userOffset, owner.get()},
-          textOwner(std::move(owner)) {}
+        : text{given.json, given.userOffset, owner.get()}, textOwner(std::move(owner)) {}
+    explicit Payload(const BorrowedFields& borrowed) { encode(borrowed); }
+    ~Payload() { delete fields.load(); }
+    Payload(const Payload&) = delete;
+    Payload& operator=(const Payload&) = delete;
 
     const Fields& madeFields() {
-        fieldsMade.run(
-            [this] { fields = std::make_unique<const Fields>(fieldsOfText(text.json)); });
-        return *fields;
-    }
-
-    /// With the text of what somebody else holds.
-    explicit Payload(const BorrowedFields& borrowed) : textMade(Once::State::done) {
-        encode(borrowed);
-    }
-
-    const Text& madeText() {
-        textMade.run([this] { encode(*fields); });
-        return text;
+        const auto* known = fields.load(std::memory_order_acquire);
+        if (known != nullptr) return *known;
+        auto made = std::make_unique<const Fields>(fieldsOfText(text.json));
+        return fields.compare_exchange_strong(known, made.get()) ? *made.release() : *known;
     }
 
   private:
@@ -192,13 +185,13 @@ const InternalEvent::Fields& InternalEvent::fields() const {
 }
 
 std::optional<std::string_view> InternalEvent::jsonText() const {
-    const auto& text = payload_->madeText();
+    const auto& text = payload_->text;
     if (text.json.empty()) return std::nullopt;
     return text.json;
 }
 
 bool InternalEvent::appendBodyText(std::string& text) const {
-    const auto& own = payload_->madeText();
+    const auto& own = payload_->text;
     if (own.json.empty()) return false;
     text += own.json.substr(0, own.userOffset);
     text += '}';
@@ -206,11 +199,11 @@ bool InternalEvent::appendBodyText(std::string& text) const {
 }
 
 InternalEvent::Text InternalEvent::text() const {
-    return payload_->madeText();
+    return payload_->text;
 }
 
 InternalEvent InternalEvent::packed() const {
-    const auto& text = payload_->madeText();
+    const auto& text = payload_->text;
     if (text.json.empty()) return *this;
     return fromText(payload_->textOwner, text);
 }
@@ -218,7 +211,7 @@ InternalEvent InternalEvent::packed() const {
 std::string_view InternalEvent::actionUUIDText() const {
     // Quotes inside of strings are escaped, so only the member itself is found.
     constexpr std::string_view key = R"("zentaraActionUUID":")";
-    const auto& own = payload_->madeText();
+    const auto& own = payload_->text;
     const auto member = own.json.substr(0, own.userOffset).rfind(key);
     if (member == std::string_view::npos) return {};
     const auto value = own.json.substr(member + key.size());
@@ -226,8 +219,8 @@ std::string_view InternalEvent::actionUUIDText() const {
 }
 
 bool InternalEvent::isOfSameUserText(const InternalEvent& other) const {
-    const auto& one = payload_->madeText();
-    const auto& two = other.payload_->madeText();
+    const auto& one = payload_->text;
+    const auto& two = other.payload_->text;
     return !one.json.empty() && !two.json.empty() &&
            one.json.substr(one.userOffset) == two.json.substr(two.userOffset);
 }
