@@ -187,7 +187,7 @@ void EventBus::dispatch(DispatchCompletion completion) {
     if (events.empty()) {
         // Without a number nothing was looked for: the process is ending, and events may wait.
         const bool nothingIsLeft = delivery->number > 0 && Ledger::shared().underWay == 0;
-        if (nothingIsLeft) failures_.report(nullptr);
+        if (nothingIsLeft) failures_.report(Status());
         completion(DispatchResult::emptyRepository());
         return;
     }
@@ -272,7 +272,7 @@ void EventBus::finish(const Delivery& delivery) {
     } else if (delivery.next < delivery.batches.size()) {
         result = DispatchResult::emptyRepository();
     } else {
-        failures_.report(nullptr);
+        failures_.report(Status());
     }
     Strand::forHostCallbacks().async(
         [completion = delivery.completion, result] { completion(result); });

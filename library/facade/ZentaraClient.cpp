@@ -51,6 +51,16 @@ void refuseInForkedChild(const EventRef& event, const ZentaraClient::SendHandler
     if (handler) handler(event, std::make_shared<EventNotQueuedError>());
 }
 
+#define ZENTARA_ONE(name) +1
+constexpr std::size_t counts = ZENTARA_EACH_COUNT(ZENTARA_ONE);
+constexpr std::size_t failures = ZENTARA_EACH_FAILURE(ZENTARA_ONE);
+#undef ZENTARA_ONE
+static_assert(failures == componentNames.size() && sizeof(Ledger) == counts * sizeof(Ledger::Count),
+              "each count and each failure has a name");
+static_assert(sizeof(ZentaraClientStatistics) ==
+                  counts * sizeof(std::int64_t) + failures * sizeof(ZentaraClientFailure),
+              "each name is a member of the statistics");
+
 ZentaraClientFailure failureOf(Component component) noexcept {
     auto failure = lastFailure(component);
     ZentaraClientFailure result{"", failure.time, failure.inARow};
@@ -198,33 +208,21 @@ void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder
 
 ZentaraClientStatistics ZentaraClient::statistics() noexcept {
     const auto& ledger = Ledger::shared();
-    return {
-        .accepted = ledger.accepted,
-        .heldBack = ledger.heldBack,
-        .notSaved = ledger.notSaved,
-        .heldBackNotSaved = ledger.heldBackNotSaved,
-        .refusedNotInitialized = ledger.refusedNotInitialized,
-        .refusedInvalid = ledger.refusedInvalid,
-        .refusedUnknownSchema = ledger.refusedUnknownSchema,
-        .refusedNotEncodable = ledger.refusedNotEncodable,
-        .released = ledger.released,
-        .droppedInvalid = ledger.droppedInvalid,
-        .droppedUnknownSchema = ledger.droppedUnknownSchema,
-        .heldBackEvicted = ledger.heldBackQueue.evicted,
-        .delivered = ledger.delivered,
-        .evicted = ledger.queue.evicted,
-        .batchesDelivered = ledger.batchesDelivered,
-        .batchesFailed = ledger.batchesFailed,
-        .restored = ledger.queue.restored,
-        .heldBackRestored = ledger.heldBackQueue.restored,
-        .waiting = ledger.queue.waiting,
-        .underWay = ledger.underWay,
-        .heldBackWaiting = ledger.heldBackQueue.waiting,
-        .schemasFailure = failureOf(Component::schemas),
-        .identityFailure = failureOf(Component::identity),
-        .deliveryFailure = failureOf(Component::delivery),
-        .storageFailure = failureOf(Component::storage),
-    };
+    ZentaraClientStatistics all;
+#define ZENTARA_COPY(name) all.name = ledger.name;
+    ZENTARA_EACH_EVENT_COUNT(ZENTARA_COPY)
+#undef ZENTARA_COPY
+    all.restored = ledger.queue.restored;
+    all.evicted = ledger.queue.evicted;
+    all.waiting = ledger.queue.waiting;
+    all.heldBackRestored = ledger.heldBackQueue.restored;
+    all.heldBackEvicted = ledger.heldBackQueue.evicted;
+    all.heldBackWaiting = ledger.heldBackQueue.waiting;
+    all.schemasFailure = failureOf(Component::schemas);
+    all.identityFailure = failureOf(Component::identity);
+    all.deliveryFailure = failureOf(Component::delivery);
+    all.storageFailure = failureOf(Component::storage);
+    return all;
 }
 
 void ZentaraClient::setLoggedUser(UserTokenType tokenType, std::string token) {

@@ -102,7 +102,7 @@ void SchemasProvider::finishFetch(std::optional<JSONObject> table, ErrorRef erro
         reportFailure(std::move(error));
         return;
     }
-    failures_.report(nullptr);
+    failures_.report(Status());
     report(nullptr);
     ticker_->cancel();
 }

@@ -1,7 +1,6 @@
 #include "support/FailureReporter.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <new>
@@ -53,7 +52,7 @@ struct States {
     /// Taken before `mutex`.
     Mutex printing;
     Mutex mutex;
-    std::array<ComponentState, 4> components ZENTARA_GUARDED_BY(mutex);
+    std::array<ComponentState, componentNames.size()> components ZENTARA_GUARDED_BY(mutex);
 
     [[nodiscard]] ComponentState& at(Component component) ZENTARA_REQUIRES(mutex) {
         return components[static_cast<std::size_t>(component)];
@@ -63,11 +62,6 @@ struct States {
 States& states() noexcept {
     static NoDestructor<States> instance;
     return *instance;
-}
-
-const char* nameOf(Component component) {
-    constexpr std::array<const char*, 4> names{"schemas", "identity", "delivery", "storage"};
-    return names[static_cast<std::size_t>(component)];
 }
 
 /// What stays the same while the same thing goes wrong.
@@ -90,7 +84,8 @@ std::string printable(std::string text) {
 
 void print(Component component, const std::string& text) noexcept {
     try {
-        printWarning(std::string("ZentaraClient: ") + nameOf(component) + text);
+        printWarning(std::string("ZentaraClient: ") +
+                     componentNames[static_cast<std::size_t>(component)] + text);
     } catch (const std::bad_alloc&) {
         // The statistics tell still.
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <string>
@@ -10,6 +11,8 @@ namespace zentara {
 
 /// The parts of the library whose failures are told apart.
 enum class Component { schemas, identity, delivery, storage };
+inline constexpr std::array<const char*, 4> componentNames{"schemas", "identity", "delivery",
+                                                           "storage"};
 
 /// Why a component failed last, and whether it still does.
 struct ComponentFailure {
@@ -41,11 +44,10 @@ class FailureReporter {
     FailureReporter(const FailureReporter&) = delete;
     FailureReporter& operator=(const FailureReporter&) = delete;
 
-    /// Null reports a success. The text of `error` must not hold a token, cookie, password or
-    /// property.
-    void report(const ErrorRef& error) noexcept {
-        if (error) {
-            reportFailure(*error);
+    /// The text of an error must not hold a token, cookie, password or property.
+    void report(const Status& outcome) noexcept {
+        if (!outcome.ok()) {
+            reportFailure(*outcome.error());
         } else if (isFailing_.load(std::memory_order_relaxed)) {
             reportSuccess();
         }

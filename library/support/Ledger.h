@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "support/StatisticsNames.h"
+
 namespace zentara {
 
 /// What became of the events of this process, each counted where it happens. The names are those of
@@ -21,24 +23,9 @@ struct Ledger {
     Queue queue;
     Queue heldBackQueue;
 
-    Count accepted = 0;
-    Count heldBack = 0;
-    Count notSaved = 0;
-    Count heldBackNotSaved = 0;
-
-    Count refusedNotInitialized = 0;
-    Count refusedInvalid = 0;
-    Count refusedUnknownSchema = 0;
-    Count refusedNotEncodable = 0;
-
-    Count released = 0;
-    Count droppedInvalid = 0;
-    Count droppedUnknownSchema = 0;
-
-    Count delivered = 0;
-    Count underWay = 0;
-    Count batchesDelivered = 0;
-    Count batchesFailed = 0;
+#define ZENTARA_DECLARE_COUNT(name) Count name = 0;
+    ZENTARA_EACH_EVENT_COUNT(ZENTARA_DECLARE_COUNT)
+#undef ZENTARA_DECLARE_COUNT
 
     /// The one of this process. Lives until the process is gone.
     [[nodiscard]] static Ledger& shared() noexcept {

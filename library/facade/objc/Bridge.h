@@ -7,6 +7,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "support/StatisticsNames.h"
+
 #if defined(__cplusplus)
 #define ZENTARA_NOEXCEPT noexcept
 extern "C" {
@@ -239,19 +241,6 @@ void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block,
                          ZentaraFetchCall call) ZENTARA_NOEXCEPT;
 
 // Statistics.
-
-/// Each count and each failure, by its name in C++ and in Objective-C: `APPLY(accepted)` ...
-// clang-format off
-#define ZENTARA_EACH_COUNT(APPLY) \
-    APPLY(accepted) APPLY(heldBack) APPLY(notSaved) APPLY(heldBackNotSaved) \
-    APPLY(refusedNotInitialized) APPLY(refusedInvalid) APPLY(refusedUnknownSchema) \
-    APPLY(refusedNotEncodable) APPLY(released) APPLY(droppedInvalid) \
-    APPLY(droppedUnknownSchema) APPLY(heldBackEvicted) APPLY(delivered) APPLY(evicted) \
-    APPLY(batchesDelivered) APPLY(batchesFailed) APPLY(restored) APPLY(heldBackRestored) \
-    APPLY(waiting) APPLY(underWay) APPLY(heldBackWaiting)
-// clang-format on
-#define ZENTARA_EACH_FAILURE(APPLY) \
-    APPLY(schemasFailure) APPLY(identityFailure) APPLY(deliveryFailure) APPLY(storageFailure)
 
 typedef struct ZentaraFailure {
     ZentaraText text;

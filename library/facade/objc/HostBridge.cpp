@@ -1,13 +1,10 @@
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <string>
 
 #include <zentara/HostApplication.h>
 #include <zentara/ZentaraClient.h>
 #include <zentara/ZentaraEndpoints.h>
 #include "facade/objc/Handles.h"
-#include "support/Diagnostics.h"
 #include "support/Diagnostics.h"
 #include "support/WorkLimits.h"
 
@@ -18,14 +15,6 @@ namespace {
 ZentaraFailure bridgedFailure(const ZentaraClientFailure& failure) {
     return {bridged(failure.text), failure.time, failure.inARow};
 }
-
-#define ONE(name) +1
-constexpr std::size_t counts = ZENTARA_EACH_COUNT(ONE);
-constexpr std::size_t failures = ZENTARA_EACH_FAILURE(ONE);
-#undef ONE
-static_assert(sizeof(ZentaraClientStatistics) ==
-                  counts * sizeof(std::int64_t) + failures * sizeof(ZentaraClientFailure),
-              "the bridge has all statistics");
 
 }  // namespace
 
