@@ -21,7 +21,7 @@ class ControlTimeProtocol {
 /// adjusts it.
 class ControlTime final : public ControlTimeProtocol {
   public:
-    /// The one instance of the process; never destroyed.
+    /// The instance of this process; never destroyed.
     [[nodiscard]] static const ControlTime& shared();
 
     [[nodiscard]] std::uint64_t currentMonotonicValue() const override;

@@ -14,7 +14,7 @@
 
 namespace zentara {
 
-/// The failing reporters of one component, and its last failure.
+/// The reporters of a component that have failed, and its last failure.
 struct ComponentState {
     ComponentFailure last;
     FailureReporter* failing = nullptr;
@@ -32,7 +32,7 @@ struct ComponentState {
         reporter.isFailing_ = true;
     }
 
-    /// Whether `reporter` was the last one that failed.
+    /// True when no other reporter of the component has failed.
     bool remove(FailureReporter& reporter) noexcept {
         if (!reporter.isFailing_) return false;
         auto** link = &failing;
@@ -48,7 +48,7 @@ struct ComponentState {
 namespace {
 
 struct States {
-    /// Held while a line is printed too, so that lines come in the order of what they report.
+    /// Also held while a line is printed, so that lines come in the order of the failures.
     /// Taken before `mutex`.
     Mutex printing;
     Mutex mutex;
@@ -64,7 +64,7 @@ States& states() noexcept {
     return *instance;
 }
 
-/// What stays the same while the same thing goes wrong.
+/// The part of an error that identifies its cause.
 std::string causeOf(const Error& error) {
     const auto* failure = dynamic_cast<const PlatformError*>(&error);
     if (failure != nullptr && failure->domain() == PlatformError::Domain::file &&
@@ -74,7 +74,7 @@ std::string causeOf(const Error& error) {
     return error.description();
 }
 
-/// In one line, and without what a terminal would obey.
+/// On one line, without control characters.
 std::string printable(std::string text) {
     std::replace_if(
         text.begin(), text.end(),
@@ -87,7 +87,7 @@ void print(Component component, const std::string& text) noexcept {
         printWarning(std::string("ZentaraClient: ") +
                      componentNames[static_cast<std::size_t>(component)] + text);
     } catch (const std::bad_alloc&) {
-        // The statistics tell still.
+        // The failure still shows in the statistics.
     }
 }
 
@@ -95,7 +95,7 @@ void print(Component component, const std::string& text) noexcept {
 
 ComponentFailure lastFailure(Component component) noexcept {
     auto& all = states();
-    // A thread of the parent may have held the lock at the fork.
+    // In a forked child, a thread of the parent may hold the lock for ever.
     if (!isForkedChild()) {
         all.mutex.lock();
     } else if (!all.mutex.try_lock()) {
@@ -106,7 +106,7 @@ ComponentFailure lastFailure(Component component) noexcept {
     try {
         copy.text = last.text;
     } catch (const std::bad_alloc&) {
-        // Counts and times are better than nothing.
+        // The time and the count are still reported.
     }
     all.mutex.unlock();
     return copy;

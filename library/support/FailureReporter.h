@@ -9,12 +9,12 @@
 
 namespace zentara {
 
-/// The parts of the library whose failures are told apart.
+/// The parts of the library that report failures separately.
 enum class Component { schemas, identity, delivery, storage };
 inline constexpr std::array<const char*, 4> componentNames{"schemas", "identity", "delivery",
                                                            "storage"};
 
-/// Why a component failed last, and whether it still does.
+/// The last failure of a component.
 struct ComponentFailure {
     std::string text;         ///< empty before the first failure, and when there is no memory
     std::int64_t time = 0;    ///< milliseconds since 1970-01-01 UTC
@@ -29,17 +29,17 @@ struct ComponentFailure {
 
 /// Reports the outcome of one operation that a component repeats.
 ///
-/// A failure whose cause differs from those that the component already has prints one line on
-/// standard error. When the last reporter of the component succeeds, one more line says so. Of file
-/// operations the error code is the cause, so that a full disk is one cause for all files.
+/// A failure with a new cause prints one line on standard error. When the last failing reporter of
+/// the component succeeds, another line says so. The cause of a file error is its code, so that a
+/// full disk is one cause for all files.
 ///
-/// Safe for use from any thread, also under a lock: takes no lock but its own. A success after a
-/// success is one atomic load.
+/// Safe for use from any thread, also under a lock: it takes only locks of its own. A success after
+/// a success is one atomic load.
 class FailureReporter {
   public:
-    /// `subject` says which of several things of the component failed; may be empty.
+    /// `subject` names the file or operation within the component; may be empty.
     explicit FailureReporter(Component component, std::string subject = "");
-    /// Withdraws the failure, without a line.
+    /// Withdraws the failure without printing.
     ~FailureReporter();
     FailureReporter(const FailureReporter&) = delete;
     FailureReporter& operator=(const FailureReporter&) = delete;

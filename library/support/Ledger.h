@@ -7,13 +7,12 @@
 
 namespace zentara {
 
-/// What became of the events of this process, each counted where it happens. The names are those of
-/// `ZentaraClientStatistics`, which says what they mean. Counting takes no lock.
+/// The counters behind `ZentaraClientStatistics`, which explains them. Counting takes no lock.
 struct Ledger {
     using Count = std::atomic<std::int64_t>;
 
-    /// Counted by the queue itself. What it leaves in its file when it goes is taken off
-    /// `restored`, or finding it there again would count it twice.
+    /// Counted by the queue itself. When the queue is destroyed, events that stay in its file are
+    /// subtracted from `restored`, because loading the file again counts them again.
     struct Queue {
         Count restored = 0;
         Count evicted = 0;

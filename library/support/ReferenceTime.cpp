@@ -10,7 +10,7 @@ namespace zentara {
 
 namespace {
 
-/// Held while a reference is stored, so that none is stored between a look at it and its reset.
+/// Held while a reference is stored, so that a reset cannot overwrite a newer one.
 Mutex& storing() {
     static NoDestructor<Mutex> mutex;
     return *mutex;
@@ -29,7 +29,7 @@ std::int64_t millisecondsSince1970(double seconds) {
 
 void captureReferenceTime(UserDefaults& defaults, const DateSource& now,
                           const ControlTimeProtocol& controlTime) {
-    // Nothing between the two: what passes there is missing in every timestamp.
+    // Nothing in between: the time between the two calls would be missing in every timestamp.
     const auto date = now();
     const auto monotonicValue = controlTime.currentMonotonicValue();
     const std::chrono::duration<double> sinceEpoch = date.time_since_epoch();

@@ -8,8 +8,8 @@
 
 namespace zentara {
 
-/// A moment known by both clocks. Later moments are told from it by the monotonic clock alone, so
-/// that a change of the wall clock does not make timestamps jump.
+/// A moment on both clocks. Later timestamps are derived from it with the monotonic clock alone, so
+/// that they do not jump when the wall clock is changed.
 struct ReferenceTime {
     std::int64_t timestamp = 0;        ///< milliseconds since 1970-01-01 UTC
     std::uint64_t monotonicValue = 0;  ///< `ControlTime` ticks of 100 nanoseconds
@@ -17,7 +17,7 @@ struct ReferenceTime {
     friend bool operator==(const ReferenceTime&, const ReferenceTime&) = default;
 };
 
-/// The keys of the pair in the user defaults. The two spellings are what earlier versions wrote.
+/// The keys of the pair in the user defaults, spelled as earlier versions wrote them.
 inline constexpr std::string_view inicialTimeStampKey = "inicialTimeStamp";
 inline constexpr std::string_view inicialMonotonicValueKey = "inicialMonotonicValue";
 
@@ -32,7 +32,7 @@ void captureReferenceTime(UserDefaults& defaults, const DateSource& now,
 /// The stored reference; zero where nothing is stored. A negative monotonic value is a fatal error.
 [[nodiscard]] ReferenceTime loadReferenceTime(const UserDefaults& defaults);
 
-/// Stores zeros in place of `reference`. Another one that has been stored since stays.
+/// Stores zeros in place of `reference`. A newer reference stays.
 void resetReferenceTime(UserDefaults& defaults, const ReferenceTime& reference);
 
 /// The timestamp at `monotonicNow`: milliseconds since 1970-01-01 UTC. An overflow is a fatal

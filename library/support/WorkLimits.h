@@ -5,8 +5,8 @@
 
 namespace zentara {
 
-/// How much work may still be done, in units of about a nanosecond. What is spent is counted rather
-/// than measured wherever possible, so that the same input ends the same way on every machine.
+/// The work that is still allowed, in units of about a nanosecond. Work is counted rather than
+/// measured where possible, so that the same input ends the same way on every machine.
 class WorkAllowance {
   public:
     explicit WorkAllowance(std::int64_t units) noexcept : remaining_(units) {}

@@ -16,7 +16,7 @@ namespace zentara::test {
 /// Long enough for a loaded machine under a sanitizer; only a failing test ever waits for it.
 inline constexpr std::chrono::seconds generousTimeout{30};
 
-/// Values that other threads deliver, in order of arrival. Must outlive whoever delivers.
+/// Values from other threads, in order of arrival. Must outlive those threads.
 template <typename Value>
 class Mailbox {
   public:
@@ -47,7 +47,7 @@ class Mailbox {
     std::vector<Value> values_;
 };
 
-/// What `start` passes to the callback that it is given, or nothing when the time was up first.
+/// What `start` passes to its callback, or nothing when that takes too long.
 template <typename Value, typename Start>
 std::optional<Value> valueFrom(const Start& start) {
     const auto values = std::make_shared<Mailbox<Value>>();
@@ -55,8 +55,8 @@ std::optional<Value> valueFrom(const Start& start) {
     return values->waitFor();
 }
 
-/// Counts what other threads do and waits until enough of it was done. Must outlive whoever
-/// signals; share it where that is not certain.
+/// Counts calls from other threads and waits for enough of them. Must outlive those threads; share
+/// it where that is not certain.
 class Signal {
   public:
     void notify() { calls_.put({}); }
@@ -73,7 +73,7 @@ class Signal {
     Mailbox<std::monostate> calls_;
 };
 
-/// Whether `condition` came true in time, for what gives no signal.
+/// Whether `condition` became true in time. For states without a signal.
 template <typename Condition>
 [[nodiscard]] bool eventually(const Condition& condition) {
     const auto end = std::chrono::steady_clock::now() + generousTimeout;

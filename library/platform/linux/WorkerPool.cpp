@@ -21,30 +21,29 @@ namespace zentara {
 
 namespace {
 
-/// Between two looks for work where nothing wakes the worker up.
+/// The pause between two looks for work when nothing can wake the worker.
 void rest() {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 
 constexpr int workerCount = 4;
 
-/// All work waits in one list, by the time when it is due. A timer of the system is set to the
-/// first of them, and every idle worker waits for that timer in a way that wakes one of them up, so
-/// a tick costs one wake-up. The worker that wakes up sets the timer to what is due next, for
-/// those that still wait. With one thread that waits for time on behalf of the
-/// others each tick woke up two, since it had to let another one wait in its place while it worked.
+/// All work waits in one list, ordered by due time. A timerfd is set to the first entry, and all
+/// idle workers wait for it edge-triggered, so that a tick wakes a single worker. That worker sets
+/// the timer to the next entry before it runs its own. A dedicated timer thread would need two
+/// wake-ups for each tick.
 class TimedWorkers final : public WorkerPool {
   public:
     TimedWorkers();
 
     Place put(Clock::time_point due, Work work) override ZENTARA_EXCLUDES(mutex_);
     void remove(const Place& place) noexcept override ZENTARA_EXCLUDES(mutex_);
-    /// From here on nothing is taken up.
+    /// No work begins after this.
     void stop() noexcept ZENTARA_EXCLUDES(mutex_);
 
   private:
     [[noreturn]] void run();
-    /// Work that is due, or nothing and where to wait for some.
+    /// Work that is due; otherwise nothing, and `alarm` is the descriptor to wait on.
     [[nodiscard]] std::optional<Work> take(int& alarm) ZENTARA_EXCLUDES(mutex_);
     void openAlarm() noexcept ZENTARA_REQUIRES(mutex_);
     void setAlarm() noexcept ZENTARA_REQUIRES(mutex_);
@@ -63,7 +62,7 @@ TimedWorkers& workers() {
 }
 
 TimedWorkers::TimedWorkers() {
-    // Without these threads a child could do nothing but wait for them.
+    // A forked child has none of these threads.
     markForkedChildren();
     int started = 0;
     for (int i = 0; i < workerCount; ++i) {
@@ -74,7 +73,7 @@ TimedWorkers::TimedWorkers() {
 }
 
 WorkerPool::Place TimedWorkers::put(Clock::time_point due, Work work) {
-    // A forked child has no workers, and the timer is its parent's.
+    // A forked child has no workers, and shares the timer with its parent.
     if (isForkedChild()) return {};
     const MutexLock lock(mutex_);
     const Place place(due, ++lastNumber_);
@@ -85,7 +84,7 @@ WorkerPool::Place TimedWorkers::put(Clock::time_point due, Work work) {
 
 void TimedWorkers::remove(const Place& place) noexcept {
     if (isForkedChild()) return;
-    // What the work holds goes after the lock.
+    // The work is destroyed after the lock is released.
     std::map<Place, Work>::node_type removed;
     const MutexLock lock(mutex_);
     removed = waiting_.extract(place);
@@ -132,10 +131,10 @@ void TimedWorkers::stop() noexcept {
 
 void TimedWorkers::openAlarm() noexcept {
     if (alarm_ >= 0) return;
-    // When the process has no descriptor left, workers look for work now and then until it has.
+    // While the process has no descriptor left, workers poll.
     timer_ = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
     alarm_ = ::epoll_create1(EPOLL_CLOEXEC);
-    // Each time the timer runs out, one of the waiting workers wakes up.
+    // Edge-triggered, so that each expiry wakes a single worker.
     epoll_event event{};
     event.events = EPOLLIN | EPOLLET;
     if (timer_ >= 0 && alarm_ >= 0 && ::epoll_ctl(alarm_, EPOLL_CTL_ADD, timer_, &event) == 0) {
@@ -150,7 +149,7 @@ void TimedWorkers::setAlarm() noexcept {
     if (!isEnding_ && !waiting_.empty()) {
         using std::chrono::nanoseconds;
         using std::chrono::seconds;
-        // The very beginning of time would stop the timer.
+        // Zero would stop the timer.
         const auto due =
             std::max<nanoseconds>(waiting_.begin()->first.first.time_since_epoch(), nanoseconds(1));
         const auto whole = std::chrono::duration_cast<seconds>(due);

@@ -14,8 +14,8 @@
 namespace zentara {
 
 bool startDetachedThread(std::function<void()> body) {
-    // A thread inherits its creator's mask. What the processor reports about the thread's own
-    // instructions stays deliverable, or the process could not even say why it dies.
+    // A thread inherits its creator's mask. Signals of faulty instructions stay deliverable, or a
+    // crash handler of the host would not run.
     sigset_t blocked;
     sigset_t previous;
     ::sigfillset(&blocked);

@@ -17,8 +17,7 @@ namespace zentara {
 
 namespace {
 
-/// Keeps a stream whose reader has gone from ending the host: without this, writing to it raises
-/// SIGPIPE on the host's own thread.
+/// Blocks SIGPIPE, which would end the host when the reader of the stream has gone.
 class BrokenPipeGuard {
   public:
     BrokenPipeGuard() {
@@ -47,8 +46,7 @@ void print(std::FILE* stream, std::string_view line) {
     const BrokenPipeGuard guard;
     std::string whole(line);
     whole += '\n';
-    // Losing a line to a closed stream is better than troubling the host with it. Flushed here,
-    // where the guard is.
+    // A line for a closed stream is lost. Flushed while the guard blocks the signal.
     static_cast<void>(std::fwrite(whole.data(), 1, whole.size(), stream));
     static_cast<void>(std::fflush(stream));
 }
@@ -60,14 +58,14 @@ void printDiagnostic(std::string_view line) {
 }
 
 void printWarning(std::string_view line) {
-    // The caller may hold locks, so a full pipe whose reader has stalled loses the line.
+    // The caller may hold locks, so the line is dropped when the pipe is full.
     pollfd place{::fileno(stderr), POLLOUT, 0};
     if (::poll(&place, 1, 0) != 0) print(stderr, line);
 }
 
 void fatalError(std::string_view cause) noexcept {
-    // One write of one line from a fixed buffer: it must not need memory, and lines of other
-    // threads must not get into it.
+    // A single write from a fixed buffer needs no memory, and lines of other threads cannot mix
+    // into it.
     constexpr std::string_view prefix = "ZentaraClient: fatal error: ";
     char line[1024];
     const std::size_t length = std::min(cause.size(), sizeof line - prefix.size() - 1);

@@ -2,11 +2,11 @@
 
 namespace zentara {
 
-/// Lets children that are forked off from now on close `descriptor` as they begin; for what they
-/// would otherwise hold in place of the parent. Beyond 256 of them they keep it.
+/// Forked children close `descriptor` from now on, such as that of a lock that only the parent
+/// holds. At most 256 descriptors; children keep any beyond that.
 void closeInForkedChildren(int descriptor);
 
-/// Takes that back, before the descriptor is closed here.
+/// Undoes it. To be called before the descriptor is closed.
 void keepInForkedChildren(int descriptor) noexcept;
 
 }  // namespace zentara

@@ -22,7 +22,7 @@ namespace {
 
 using Path = std::filesystem::path;
 
-/// What the host has set, with the defaults where it has not.
+/// The facts that the host has set.
 struct Facts {
     Mutex mutex;
     std::optional<std::string> bundleIdentifier ZENTARA_GUARDED_BY(mutex);
@@ -36,7 +36,7 @@ Facts& facts() {
     return *facts;
 }
 
-/// Text from the host, which may hold anything.
+/// `text` as valid UTF-8.
 std::string repaired(std::string text) {
     return isValidUTF8(text) ? std::move(text) : repairedUTF8(text);
 }
@@ -55,7 +55,7 @@ std::optional<Path> absoluteDirectory(const char* variable) {
     return Path(value);
 }
 
-/// The home that the password database has for this user.
+/// The home directory in the password database.
 std::optional<Path> registeredHome() {
     std::vector<char> texts(1024);
     passwd entry{};
@@ -77,8 +77,8 @@ std::optional<Path> defaultDirectory(const char* variable, const char* belowHome
     return *base / folderName(HostApplication::bundleIdentifier());
 }
 
-/// The directory as it is meant now, should the host change its working directory later.
-std::optional<Path> given(Path directory) {
+/// The directory made absolute, since the host may change its working directory later.
+std::optional<Path> absoluteOrNone(Path directory) {
     if (directory.empty()) return std::nullopt;
     std::error_code error;
     Path absolute = std::filesystem::absolute(directory, error);
@@ -102,7 +102,7 @@ std::string HostApplication::bundleIdentifier() {
 
 void HostApplication::setDocumentsDirectory(std::filesystem::path directory) {
     const MutexLock lock(facts().mutex);
-    facts().documentsDirectory = given(std::move(directory));
+    facts().documentsDirectory = absoluteOrNone(std::move(directory));
 }
 
 std::optional<std::filesystem::path> HostApplication::documentsDirectory() {
@@ -115,7 +115,7 @@ std::optional<std::filesystem::path> HostApplication::documentsDirectory() {
 
 void HostApplication::setPreferencesDirectory(std::filesystem::path directory) {
     const MutexLock lock(facts().mutex);
-    facts().preferencesDirectory = given(std::move(directory));
+    facts().preferencesDirectory = absoluteOrNone(std::move(directory));
 }
 
 std::optional<std::filesystem::path> HostApplication::preferencesDirectory() {
@@ -140,7 +140,7 @@ HostApplication::Device HostApplication::device() {
     }
     utsname system{};
     if (::uname(&system) != 0) return {};
-    // "6.1.0-18-amd64" names a build of the system; its version is what comes before.
+    // The version of "6.1.0-18-amd64" is "6.1.0".
     const std::string_view release = system.release;
     return {system.sysname,
             std::string(release.substr(0, release.find_first_not_of("0123456789."))),

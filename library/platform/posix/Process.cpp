@@ -23,7 +23,7 @@ constinit std::atomic<bool> isChild = false;
 /// One more than the descriptor, so that zero stands for none.
 constinit std::array<std::atomic<int>, 256> descriptors{};
 
-/// Nothing but what a signal handler may do.
+/// Async-signal-safe.
 void enterChild() {
     if (isWorking) isChild = true;
     for (auto& descriptor : descriptors) {
@@ -46,7 +46,7 @@ ExitWork& exitWork() {
 }
 
 void runLatest() {
-    // Asked first, as the lock may have been held when the process was forked.
+    // Checked first, because the lock may have been held at the fork.
     if (isForkedChild()) return;
     void (*latest)() = nullptr;
     {
@@ -89,7 +89,7 @@ void runAtExit(void (*work)()) {
         const MutexLock lock(exitWork().mutex);
         exitWork().work.push_back(work);
     }
-    // One entry each, so that the order among other libraries' clean-ups is that of registration.
+    // An entry for each, so that the order among other libraries' handlers is that of registration.
     std::atexit(runLatest);
 }
 

@@ -10,7 +10,7 @@
 namespace zentara {
 
 UUIDText randomUUID() {
-    // Straight from the system's generator: a seeded one would repeat itself after a fork.
+    // From the system: a generator seeded in the process would repeat itself after a fork.
     std::array<std::uint8_t, 16> bytes;
     if (::getentropy(bytes.data(), bytes.size()) != 0)
         fatalError("the system gives no random numbers");

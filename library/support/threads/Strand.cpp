@@ -26,9 +26,9 @@ void Strand::runNext() {
         works_.pop_front();
     }
     work();
-    // What it holds goes before the next one begins.
+    // Its captures are destroyed before the next work begins.
     work = nullptr;
-    // Through the pool again, so that nothing is taken up any more when the process ends.
+    // Through the pool again, which starts nothing while the process ends.
     const MutexLock lock(mutex_);
     isRunning_ = !works_.empty();
     if (isRunning_) runLater();

@@ -7,14 +7,14 @@
 
 namespace zentara {
 
-/// Runs work on the worker pool, one after the other, in the order in which it came. Has to outlive
-/// what it was given. Safe for use from any thread.
+/// Runs work on the worker pool one at a time, in order. Must outlive its work. Safe for use from
+/// any thread.
 class Strand {
   public:
     using Work = std::function<void()>;
 
-    /// For the host's callbacks, apart from the completions of the library's own requests: a slow
-    /// callback delays other callbacks only. Never destroyed.
+    /// For callbacks of the host. Completions of requests do not run here, so a slow callback
+    /// delays only other callbacks. Never destroyed.
     [[nodiscard]] static Strand& forHostCallbacks();
 
     Strand() = default;

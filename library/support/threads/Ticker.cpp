@@ -15,8 +15,7 @@ void DispatchSourceTimerWrapper::start(TickerProtocol::Clock::time_point deadlin
         std::chrono::duration<double>(interval));
     std::shared_ptr<TimerSource> previous;
     const MutexLock lock(mutex_);
-    previous = std::exchange(timer_, std::make_shared<TimerSource>());
-    timer_->start(deadline, repeat, eventHandler_);
+    previous = std::exchange(timer_, TimerSource::start(deadline, repeat, eventHandler_));
 }
 
 void DispatchSourceTimerWrapper::cancel() {

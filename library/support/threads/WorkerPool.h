@@ -17,7 +17,7 @@ class WorkerPool {
   public:
     using Clock = std::chrono::steady_clock;
     using Work = std::function<void()>;
-    /// Where work waits: when it is due, and how much was put there before it.
+    /// Identifies waiting work: its due time and a serial number.
     using Place = std::pair<Clock::time_point, std::uint64_t>;
 
     /// The pool of this process.
@@ -30,7 +30,7 @@ class WorkerPool {
     /// it is a fatal error.
     virtual Place put(Clock::time_point due, Work work) = 0;
 
-    /// Takes back what no worker has begun yet.
+    /// Removes work that has not begun.
     virtual void remove(const Place& place) noexcept = 0;
 
     /// Runs `work` as soon as a worker is free.
