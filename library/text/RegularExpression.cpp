@@ -104,12 +104,13 @@ RegularExpression::~RegularExpression() {
 }
 
 bool RegularExpression::isValid(WorkAllowance* allowance) const {
-    return simple(allowance) != nullptr || ICUCache::shared().get(pattern_, allowance) != nullptr;
+    return simple(allowance) != &notSimple ||
+           ICUCache::shared().get(pattern_, allowance) != nullptr;
 }
 
 bool RegularExpression::matches(std::string_view text, WorkAllowance* allowance) const {
     const auto* const pattern = simple(allowance);
-    if (pattern != nullptr && isPlainASCII(text)) {
+    if (pattern != &notSimple && isPlainASCII(text)) {
         const auto cost = pattern->costPerByte() * static_cast<std::int64_t>(text.size() + 1);
         if (allowance != nullptr && !allowance->spend(cost)) return false;
         return pattern->matches(text);
@@ -119,22 +120,17 @@ bool RegularExpression::matches(std::string_view text, WorkAllowance* allowance)
            expression->matches(text, characterCount(text, allowance), allowance);
 }
 
-const ASCIIPattern* RegularExpression::simple(WorkAllowance* allowance) const {
-    const auto* found = simple_.load(std::memory_order_acquire);
-    if (found == nullptr) {
-        if (allowance != nullptr) {
-            allowance->spend(unitsPerSimplePatternByte *
-                             static_cast<std::int64_t>(pattern_.size()));
-        }
-        auto compiled = ASCIIPattern::compile(pattern_);
-        const auto* const made = compiled ? compiled.get() : &notSimple;
-        // Another thread may have been faster: its automaton is used.
-        if (simple_.compare_exchange_strong(found, made, std::memory_order_acq_rel)) {
-            found = made;
-            (void)compiled.release();
-        }
+const ASCIIPattern* RegularExpression::compileSimple(WorkAllowance* allowance) const {
+    if (allowance != nullptr) {
+        allowance->spend(unitsPerSimplePatternByte * static_cast<std::int64_t>(pattern_.size()));
     }
-    return found == &notSimple ? nullptr : found;
+    auto compiled = ASCIIPattern::compile(pattern_);
+    const auto* const made = compiled ? compiled.get() : &notSimple;
+    const ASCIIPattern* found = nullptr;
+    // Another thread may have been faster: its automaton is used.
+    if (!simple_.compare_exchange_strong(found, made, std::memory_order_acq_rel)) return found;
+    (void)compiled.release();
+    return made;
 }
 
 }  // namespace zentara

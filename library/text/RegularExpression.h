@@ -50,8 +50,12 @@ class RegularExpression {
     [[nodiscard]] bool matches(std::string_view text, WorkAllowance* allowance = nullptr) const;
 
   private:
-    /// Null when the expression is not a simple one.
-    [[nodiscard]] const ASCIIPattern* simple(WorkAllowance* allowance) const;
+    /// The automaton of a simple expression, and for any other the same placeholder.
+    [[nodiscard]] const ASCIIPattern* simple(WorkAllowance* allowance) const {
+        const auto* const found = simple_.load(std::memory_order_acquire);
+        return found != nullptr ? found : compileSimple(allowance);
+    }
+    [[nodiscard]] const ASCIIPattern* compileSimple(WorkAllowance* allowance) const;
 
     const std::string pattern_;
     /// Null until the first use.

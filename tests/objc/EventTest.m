@@ -160,9 +160,9 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
         {[[[Nuisance alloc] init] autorelease], @" raised Nuisance: not now"},
     };
     QVNZentaraClient *client = waitingClient();
-    __block size_t calls = 0;
+    NSMutableArray *refused = [NSMutableArray array];
     SendBlock isRefused = ^(Event *event, ZentaraClientError *error) {
-        ++calls;
+        [refused addObject:event];
         CHECK([error isMemberOfClass:[ZentaraClientNotReady class]]);
         CHECK_EQUAL([error localizedDescription],
                     @"Zentara Client is not Ready! Event not queued: page-view.");
@@ -179,7 +179,7 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
         CHECK([line hasPrefix:@"ZentaraClient: event page-view not queued: properties"]);
         CHECK(contains(line, cases[index].reason));
         CHECK([[line componentsSeparatedByString:@"\n"] count] == 2 && "one line");
-        CHECK(calls == index + 1);
+        CHECK([refused count] == index + 1);
     }
     [cycle removeAllObjects];
     NSString *lines = standardErrorOf(^{
@@ -189,9 +189,15 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
         NSDictionary *dates = @{@"when" : [NSDate dateWithTimeIntervalSince1970:0]};
         Event *event = eventOf(@"page-view", nil, dates);
         CHECK_EQUAL(event.properties, dates);
-        [client sendWithEvents:@[ event ] relationId:@"single" handler:isRefused];
+        Event *notFinite = eventOf(
+            @"page-view", nil,
+            @{@"x" : @(NAN)});
+        [client sendWithEvents:@[ event, notFinite, [refused objectAtIndex:0] ]
+                    relationId:@"single"
+                       handler:isRefused];
     });
-    CHECK(calls == COUNT_OF(cases) + 3);
+    CHECK([refused count] == COUNT_OF(cases) + 5);
+    CHECK(contains(lines, @"not queued: properties.x is a number that is not finite\n"));
     CHECK(contains(lines, @"not queued: url raised Nuisance: not now\n"));
     lines = standardErrorOf(^{
         inThreads(1, 96 * 1024, ^{
@@ -202,7 +208,7 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
     });
     CHECK(contains(lines, @"is too much for the thread's stack\n"));
     CHECK_EQUAL(heldBack(), @"");
-    CHECK([QVNZentaraClientStatistics current].refusedNotEncodable == (int64_t)calls);
+    CHECK([QVNZentaraClientStatistics current].refusedNotEncodable == (int64_t)[refused count]);
 }
 
 TEST(ABatchGoesOutInOrderWithItsRelation) {

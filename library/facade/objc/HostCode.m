@@ -94,13 +94,9 @@ void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler
     zentaraWarnNotQueued(texts->schemaId, reason);
     ZentaraError *error = zentaraRefuseEvent(client, texts->schemaId);
     if (handler->block != nil) {
-        EventInput input = {.texts = *texts,
-                            .url = handler->url,
-                            .referer = @"",
-                            .refusal = reason,
-                            .givenProperties = properties};
-        input.texts.referer = (ZentaraText){NULL, 0};
-        tell(handler->block, zentaraEventObject(zentaraMakeEvent(&input.texts, NULL), &input),
+        const EventInput input = {
+            .url = handler->url, .referer = @"", .refusal = reason, .givenProperties = properties};
+        tell(handler->block, zentaraEventObject(zentaraMakeEvent(texts, NULL), &input),
              zentaraErrorObject(error));
     }
     zentaraReleaseError(error);
