@@ -2,13 +2,14 @@
 
 #include <algorithm>
 
+#include "support/ASCII.h"
+
 namespace zentara {
 
 bool isHeaderName(std::string_view text) noexcept {
     constexpr std::string_view signs = "!#$%&'*+-.^_`|~";
     return !text.empty() && std::all_of(text.begin(), text.end(), [&](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-               signs.find(c) != std::string_view::npos;
+        return isLetter(c) || isDigit(c) || signs.find(c) != std::string_view::npos;
     });
 }
 

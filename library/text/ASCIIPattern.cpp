@@ -5,6 +5,7 @@
 #include <charconv>
 #include <optional>
 
+#include "support/ASCII.h"
 #include "text/PatternCost.h"
 
 namespace zentara {
@@ -45,7 +46,7 @@ Characters only(char c) {
 }
 
 bool isAlphanumeric(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    return isLetter(c) || isDigit(c);
 }
 
 bool isOneOf(char c, std::string_view characters) {
