@@ -27,7 +27,18 @@ if(ZENTARA_HARDENING AND NOT ZENTARA_SANITIZER)
         "LINKER:-z,relro" "LINKER:-z,now" "LINKER:-z,noexecstack")
 endif()
 
+# zentara_configure_target(target [HEADERS name]): the target is compiled with the headers of
+# zentara_compile_headers(name), by default with those of the standard library.
 function(zentara_configure_target target)
+    cmake_parse_arguments(ARG "" "HEADERS" "" ${ARGN})
+    zentara_set_options(${target})
+    if(NOT ARG_HEADERS)
+        set(ARG_HEADERS zentara_standard_headers)
+    endif()
+    target_precompile_headers(${target} REUSE_FROM ${ARG_HEADERS})
+endfunction()
+
+function(zentara_set_options target)
     target_compile_features(${target} PUBLIC cxx_std_20)
     set_target_properties(${target} PROPERTIES
         CXX_EXTENSIONS OFF
@@ -41,6 +52,13 @@ function(zentara_configure_target target)
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
     # g++ 12 reports null dereferences inside its own inlined headers at -O2.
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-null-dereference>)
+    if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
+        # ccache compares compiled headers, and those of a library serve a program, too. With them
+        # g++ 12 also reports array bounds inside of its own headers.
+        target_compile_options(${target} PRIVATE -fPIC
+            "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess;-Wno-array-bounds>"
+            "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:SHELL:-Xclang -fno-pch-timestamp>")
+    endif()
     target_compile_options(${target} PRIVATE ${ZENTARA_HARDENING_OPTIONS})
     target_link_options(${target} PRIVATE ${ZENTARA_HARDENING_LINK_OPTIONS})
     if(ZENTARA_SANITIZER)
@@ -58,6 +76,7 @@ function(zentara_configure_objc target)
     set_target_properties(${target} PROPERTIES
         OBJC_STANDARD 17 OBJC_EXTENSIONS ON OBJC_VISIBILITY_PRESET hidden)
     target_compile_options(${target} PRIVATE "$<$<COMPILE_LANGUAGE:OBJC>:-gdwarf-4>")
+    set_target_properties(${target} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
 endfunction()
 
 # zentara_library_folder(folder SOURCES source... [DEPENDS folder...] [USES library...]): one folder
