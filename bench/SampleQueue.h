@@ -18,7 +18,7 @@ namespace zentara::bench {
 /// A stamped event with the sample of 20 properties.
 inline InternalEvent sampleEvent(std::int64_t number) {
     return test::sampleEvent(number, {{"type", "Anonymous"}, {"token", "Anonymous"}},
-                             twentyProperties().valid.get_object());
+                             twentyProperties().valid.object());
 }
 
 /// A file of the given number of events.

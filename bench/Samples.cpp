@@ -206,10 +206,10 @@ JSONValue parsed(const char* text) {
 
 /// `schema` without the named keywords, but with the properties of those names.
 void removeTextChecks(JSONValue& schema) {
-    if (auto* const list = schema.if_array()) {
+    if (auto* const list = schema.ifArray()) {
         for (auto& element : *list)
             removeTextChecks(element);
-    } else if (auto* const object = schema.if_object()) {
+    } else if (auto* const object = schema.ifObject()) {
         if (object->contains("type")) {
             object->erase("pattern");
             object->erase("format");
@@ -225,9 +225,9 @@ std::vector<Sample> makeSamples() {
         Sample sample;
         sample.name = source.name;
         JSONValue schema = parsed(source.schema);
-        sample.schema = schema.get_object();
+        sample.schema = schema.object();
         removeTextChecks(schema);
-        sample.plainSchema = schema.get_object();
+        sample.plainSchema = schema.object();
         sample.valid = parsed(source.valid);
         sample.invalid = parsed(source.invalid);
         if (!appendJSON(sample.validText, sample.valid) ||

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "json/JSONValue.h"
+#include <zentara/JSONValue.h>
 
 namespace zentara::bench {
 

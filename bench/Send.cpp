@@ -95,7 +95,7 @@ void send(benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
         const test::TestHost host;
         const auto& sample = twentyProperties();
-        const auto& properties = sample.valid.get_object();
+        const auto& properties = sample.valid.object();
         Times ours;
         Times keeping;
         Times validating;
@@ -134,7 +134,7 @@ double together(const test::TestHost& host, int threads) {
         senders.emplace_back([&] {
             start.arrive_and_wait();
             for (int i = 0; i < eventsPerThread; ++i)
-                client.send(twentyProperties().valid.get_object());
+                client.send(twentyProperties().valid.object());
         });
     }
     Times total;

@@ -1,7 +1,6 @@
 // Validating an event's properties, nothing kept between calls, beside parsing their text.
 
-#include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
+#include "json/JSONText.h"
 
 #include "Allocations.h"
 #include "Comparison.h"
@@ -22,7 +21,7 @@ void compare(benchmark::State& state, const std::vector<const Sample*>& chosen,
         double ours = 0;
         double limit = 0;
         for (const auto* sample : chosen) {
-            const std::string text = boost::json::serialize(sample->*value);
+            const std::string text = JSONValue(sample->*value).text();
             Times validating;
             Times parsing;
             for (int round = 0; round < rounds; ++round) {
@@ -34,7 +33,7 @@ void compare(benchmark::State& state, const std::vector<const Sample*>& chosen,
                     },
                     runsPerRound);
                 allocated = std::max(allocated, allocations() - before);
-                parsing.measure([&] { benchmark::DoNotOptimize(boost::json::parse(text)); },
+                parsing.measure([&] { benchmark::DoNotOptimize(parseJSONValue(text)); },
                                 runsPerRound);
             }
             ours += validating.mean();
@@ -62,7 +61,7 @@ const bool registered = [] {
     add("validate, 6 schemas, with patterns", all, &Sample::schema, &Sample::valid, 2);
     for (const auto* sample : all) {
         const auto properties =
-            std::to_string(sample->schema.at("properties").as_object().size()) + " properties";
+            std::to_string(sample->schema.at("properties").object().size()) + " properties";
         add("validate, " + properties, {sample}, &Sample::schema, &Sample::valid, 2);
     }
     add("validate, 6 schemas, invalid events", all, &Sample::schema, &Sample::invalid, 0);

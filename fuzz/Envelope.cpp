@@ -25,7 +25,7 @@ const collector::SchemaSnapshot& schemas() {
 }
 
 void checkRead(const collector::Envelope& envelope) {
-    const auto& posted = envelope.document->at("actions").get_array();
+    const auto& posted = envelope.document->at("actions").array();
     check(posted.size() == envelope.actions.size(), "every action was read");
     for (std::size_t i = 0; i < posted.size(); ++i) {
         // Other programs parse stored actions with their own parsers.
@@ -42,10 +42,10 @@ void checkRead(const collector::Envelope& envelope) {
 
 /// The client stores a user with each action and does not post it.
 void addUsers(JSONObject& envelope) {
-    auto* const actions = envelope.if_contains("actions");
-    if (actions == nullptr || !actions->is_array()) return;
-    for (auto& action : actions->get_array()) {
-        if (action.is_object()) action.get_object().emplace("user", JSONObject());
+    auto* const actions = envelope.find("actions");
+    if (actions == nullptr || !actions->isArray()) return;
+    for (auto& action : actions->array()) {
+        if (action.isObject()) action.object().emplace("user", JSONObject());
     }
 }
 
@@ -103,9 +103,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
 
     auto parsed = parseJSON(text);
-    if (parsed.error || !parsed.value.is_object()) return 0;
-    addUsers(parsed.value.get_object());
-    const auto decoded = ZentaraEnvelope::fromDictionary(parsed.value.get_object());
+    if (parsed.error() || !parsed->isObject()) return 0;
+    addUsers(parsed->object());
+    const auto decoded = ZentaraEnvelope::fromDictionary(parsed->object());
     check(decoded.value.has_value() == !decoded.error, "decoding gives an envelope or an error");
     if (decoded.value) checkWritten(*decoded.value);
     return 0;

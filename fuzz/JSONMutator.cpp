@@ -38,10 +38,10 @@ class Mutation {
     void collect(JSONValue& value) {
         if (nodes_.size() == mostNodes) return;
         nodes_.push_back(&value);
-        if (auto* const array = value.if_array()) {
+        if (auto* const array = value.ifArray()) {
             for (auto& element : *array)
                 collect(element);
-        } else if (auto* const object = value.if_object()) {
+        } else if (auto* const object = value.ifObject()) {
             for (auto& member : *object) {
                 names_.emplace_back(member.key());
                 collect(member.value());
@@ -57,10 +57,10 @@ class Mutation {
     std::string name() { return names_.empty() ? "a" : pick(names_); }
 
     void insert(JSONValue& node, JSONValue other) {
-        if (auto* const array = node.if_array()) {
+        if (auto* const array = node.ifArray()) {
             for (auto copies = random_() % 8 == 0 ? random_() % 64 : 1; copies > 0; --copies)
                 array->push_back(other);
-        } else if (auto* const object = node.if_object()) {
+        } else if (auto* const object = node.ifObject()) {
             (*object)[name()] = std::move(other);
         } else {
             node = std::move(other);
@@ -68,9 +68,9 @@ class Mutation {
     }
 
     void erase(JSONValue& node) {
-        if (auto* const array = node.if_array(); array != nullptr && !array->empty()) {
+        if (auto* const array = node.ifArray(); array != nullptr && !array->empty()) {
             array->erase(array->begin() + static_cast<std::ptrdiff_t>(random_() % array->size()));
-        } else if (auto* const object = node.if_object(); object != nullptr && !object->empty()) {
+        } else if (auto* const object = node.ifObject(); object != nullptr && !object->empty()) {
             const auto at = static_cast<std::ptrdiff_t>(random_() % object->size());
             object->erase(object->begin() + at);
         } else {
@@ -84,27 +84,27 @@ class Mutation {
                 9223372036854775807, -9223372036854775808, 18446744073709551615, 1e300,
                 9223372036854775808.0, "", "a", "#", "#/", "\r\n", ";",
                 "\ud83d\udc68\u200d\ud83d\udc69", "e\u0301", [], {}])");
-        return pick(values.value.get_array());
+        return pick(values.value.array());
     }
 
     void changeInside(JSONValue& node) {
-        if (const auto* const string = node.if_string()) {
+        if (const auto string = node.ifString()) {
             std::string bytes(*string);
             const auto size = bytes.size();
             bytes.resize(size + 16);
             bytes.resize(LLVMFuzzerMutate(reinterpret_cast<std::uint8_t*>(bytes.data()), size,
                                           bytes.size()));
-            node = boost::json::string(bytes);
-        } else if (const auto* const integer = node.if_int64()) {
+            node = JSONValue(bytes);
+        } else if (const auto integer = node.ifInteger()) {
             // Unsigned, since that may overflow.
             node =
                 static_cast<std::int64_t>(static_cast<std::uint64_t>(*integer) + random_() % 5 - 2);
-        } else if (const auto* const number = node.if_double()) {
+        } else if (const auto number = node.ifDouble()) {
             node = *number * (random_() % 2 == 0 ? 10 : -0.1);
-        } else if (auto* const object = node.if_object(); object != nullptr && !object->empty()) {
-            const auto at = static_cast<std::ptrdiff_t>(random_() % object->size());
-            auto member = (object->begin() + at)->value();
-            object->erase(object->begin() + at);
+        } else if (auto* const object = node.ifObject(); object != nullptr && !object->empty()) {
+            const auto& chosen = object->begin()[random_() % object->size()];
+            auto member = chosen.value();
+            object->erase(std::string(chosen.key()));
             (*object)[name()] = std::move(member);
         } else {
             node = scalar();
@@ -121,8 +121,8 @@ bool mutateValues(std::string_view input, unsigned int seed, std::string& output
     while (!input.empty()) {
         const auto [line, rest] = twoParts(input);
         auto parsed = parseJSON(line);
-        if (parsed.error) return false;
-        documents.push_back(std::move(parsed.value));
+        if (parsed.error()) return false;
+        documents.push_back(*std::move(parsed));
         input = rest;
     }
     if (documents.empty()) return false;

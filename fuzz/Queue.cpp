@@ -55,19 +55,18 @@ void checkDecoded(const DecodedEvents& decoded, const std::string& json) {
     if (!decoded.isCanonical) return;
     check(test::fileOf(decoded.events) == json, "a canonical file is the texts of its events");
     const auto parsed = parseJSON(json);
-    check(!parsed.error && parsed.value.is_array(), "a canonical file is a JSON array");
-    const auto& elements = parsed.value.get_array();
+    check(parsed.ok() && parsed->isArray(), "a canonical file is a JSON array");
+    const auto& elements = parsed->array();
     check(elements.size() == decoded.events.size(), "each element is an event");
     for (std::size_t i = 0; i < elements.size(); ++i) {
-        check(elements[i].is_object(), "each element is a dictionary");
-        const auto event = InternalEvent::fromDictionary(elements[i].get_object());
+        check(elements[i].isObject(), "each element is a dictionary");
+        const auto event = InternalEvent::fromDictionary(elements[i].object());
         check(event.value.has_value() && *event.value == decoded.events[i],
               "each element decodes as the accepted event");
         std::string body;
         check(decoded.events[i].appendBodyText(body), "each event has a text to post");
         const auto posted = parseJSON(body);
-        check(!posted.error && posted.value.is_object() &&
-                  !posted.value.get_object().contains("user"),
+        check(posted.ok() && posted->isObject() && !posted->object().contains("user"),
               "a posted event has no user");
     }
 }

@@ -70,10 +70,10 @@ std::vector<Received> receive(std::string_view bytes, std::size_t step, Names na
 
 void checkResponse(const HttpResponse& response) {
     const auto parsed = parseJSON(response.body);
-    check(!parsed.error && parsed.value.is_object(), "an answer is a JSON object");
+    check(parsed.ok() && parsed->isObject(), "an answer is a JSON object");
     if (response.status != 200) {
         check(response.status >= 400 && response.status < 500, "a refusal has a status of 4xx");
-        check(parsed.value.get_object().contains("error"), "a refusal has a reason");
+        check(parsed->object().contains("error"), "a refusal has a reason");
     }
     // A request must not add a header to an answer.
     const auto head = responseHead(response, ConnectionUse::again);
@@ -107,9 +107,9 @@ class Endpoint {
         check(after.events - before.events == stored_, "each stored event is reported");
         if (!isTaken) return;
         for (const auto& record : store_.envelopes(0, 1).records)
-            check(!parseJSON(record).error, "a stored envelope is shown as JSON");
+            check(parseJSON(record).ok(), "a stored envelope is shown as JSON");
         for (const auto& record : records_)
-            check(!parseJSON(record).error, "a reported event is JSON");
+            check(parseJSON(record).ok(), "a reported event is JSON");
     }
 
     void refuse(const Received& received) {

@@ -50,14 +50,14 @@ namespace {
 
 std::optional<JSONObject> objectOf(const std::string& text) {
     auto parsed = parseJSON(text);
-    if (parsed.error || !parsed.value.is_object()) return std::nullopt;
-    return std::move(parsed.value.get_object());
+    if (parsed.error() || !parsed->isObject()) return std::nullopt;
+    return std::move(parsed->object());
 }
 
 std::optional<std::string> stringIn(const std::optional<JSONObject>& object, std::string_view key) {
-    const auto* const value = object ? object->if_contains(key) : nullptr;
-    if (value == nullptr || !value->is_string()) return std::nullopt;
-    return std::string(value->get_string());
+    const auto* const value = object ? object->find(key) : nullptr;
+    if (value == nullptr || !value->isString()) return std::nullopt;
+    return std::string(value->string());
 }
 
 bool isOneLine(std::string_view text) {
@@ -88,8 +88,8 @@ void checkTable(const std::string& body) {
         const auto dash = name.find('-');
         if (dash == std::string_view::npos) continue;
         const auto schema = provider->schema(name.substr(0, dash), name.substr(dash + 1));
-        check((schema != nullptr) == value.is_object(), "each document is found by its name");
-        check(!schema || *schema == value.get_object(), "the schema is that of the table");
+        check((schema != nullptr) == value.isObject(), "each document is found by its name");
+        check(!schema || *schema == value.object(), "the schema is that of the table");
     }
 }
 

@@ -19,12 +19,12 @@ namespace {
 
 /// Whether a name or a string anywhere in `value` is `word`.
 bool holds(const JSONValue& value, std::string_view word) {
-    if (const auto* const string = value.if_string()) return std::string_view(*string) == word;
-    if (const auto* const array = value.if_array()) {
+    if (const auto string = value.ifString()) return std::string_view(*string) == word;
+    if (const auto* const array = value.ifArray()) {
         return std::any_of(array->begin(), array->end(),
                            [word](const auto& element) { return holds(element, word); });
     }
-    if (const auto* const object = value.if_object()) {
+    if (const auto* const object = value.ifObject()) {
         return std::any_of(object->begin(), object->end(), [word](const auto& member) {
             return std::string_view(member.key()) == word || holds(member.value(), word);
         });
@@ -94,8 +94,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto [first, second] = fuzz::twoParts(fuzz::asText(data, size));
     const auto schema = parseJSON(first);
     const auto value = parseJSON(second);
-    if (schema.error || value.error || !schema.value.is_object()) return 0;
-    const auto& document = schema.value.get_object();
+    if (schema.error || value.error || !schema.value.isObject()) return 0;
+    const auto& document = schema.value.object();
     const auto start = std::chrono::steady_clock::now();
     static_cast<void>(collector::checkProperties(value.value, document));
     // A long validation runs once only, since it may be stopped in one run and not in another.

@@ -1,6 +1,6 @@
 #include "Arrivals.h"
 
-#include <boost/json/serialize.hpp>
+#include <zentara/JSONValue.h>
 
 #include <vector>
 
@@ -22,18 +22,18 @@ Requests requestsWithEvents(const collector::CollectorClient& collector) {
     for (std::int64_t offset = 0;; offset += pageSize) {
         const auto page = collector.get("/received/requests?offset=" + std::to_string(offset) +
                                         "&limit=" + std::to_string(pageSize));
-        for (const auto& request : page.at("requests").as_array()) {
-            if (request.at("service").as_string() == "event") ++result.count;
+        for (const auto& request : page.at("requests").array()) {
+            if (request.at("service").string() == "event") ++result.count;
             // A request and its envelope are stored together, so both are in the same order.
-            if (request.at("storedEvents").as_int64() == 0) continue;
-            const auto* const met = request.as_object().if_contains("fault");
-            const std::string fault(met == nullptr ? "" : met->as_string());
+            if (request.at("storedEvents").integer() == 0) continue;
+            const auto* const met = request.object().find("fault");
+            const std::string fault(met == nullptr ? "" : met->string());
             // With "garbage" the status is 200, which is enough for the library.
             result.acknowledged.push_back(fault.find("lost") == std::string::npos &&
                                           fault.find("truncated") == std::string::npos &&
                                           fault.find("not-http") == std::string::npos);
         }
-        if (offset + pageSize >= page.at("total").as_int64()) return result;
+        if (offset + pageSize >= page.at("total").integer()) return result;
     }
 }
 
@@ -46,19 +46,18 @@ std::int64_t forEachArrival(const collector::CollectorClient& collector,
     for (;;) {
         const auto page = collector.get("/received/events?good=any&after=" + std::to_string(last) +
                                         "&limit=" + std::to_string(pageSize));
-        const auto& events = page.at("events").as_array();
+        const auto& events = page.at("events").array();
         if (events.empty()) return requests.count;
         for (const auto& entry : events) {
-            const auto number = numberOf(entry.at("event").as_object());
-            if (!number || !entry.at("good").as_bool()) {
-                throw collector::CollectorError("unexpected event " +
-                                                boost::json::serialize(entry));
+            const auto number = numberOf(entry.at("event").object());
+            if (!number || !entry.at("good").boolean()) {
+                throw collector::CollectorError("unexpected event " + JSONValue(entry).text());
             }
-            last = entry.at("number").as_int64();
-            const auto envelope = entry.at("envelope").as_int64();
+            last = entry.at("number").integer();
+            const auto envelope = entry.at("envelope").integer();
             take({.number = *number,
-                  .actionUUID = std::string(entry.at("actionUUID").as_string()),
-                  .tenant = std::string(entry.at("tenant").as_string()),
+                  .actionUUID = std::string(entry.at("actionUUID").string()),
+                  .tenant = std::string(entry.at("tenant").string()),
                   .envelope = envelope,
                   .isAcknowledged =
                       requests.acknowledged.at(static_cast<std::size_t>(envelope - 1))});

@@ -229,7 +229,7 @@ class Driver {
         printRow("  repeated, acknowledgement lost", arrivals_ - distinct_);
         printRow("events lost", lost_);
         const auto summary = collector_.client().get("/received/summary");
-        for (const auto& [kind, count] : summary.at("faults").as_object())
+        for (const auto& [kind, count] : summary.at("faults").object())
             printRow("fault met, " + std::string(kind), count.to_number<std::int64_t>());
         for (const auto& [kind, count] : diskFaultsMet_)
             printRow("fault met, disk: " + kind, count);

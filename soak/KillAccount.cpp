@@ -1,6 +1,6 @@
 #include "KillAccount.h"
 
-#include <boost/json/parse.hpp>
+#include <zentara/JSONValue.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -72,15 +72,14 @@ void KillAccount::readFiles(const std::filesystem::path& folder) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         const auto name = entry.path().filename().string();
         if (!entry.is_regular_file() || name.ends_with("lock") || name.ends_with(".boot")) continue;
-        boost::json::error_code error;
-        const auto value = boost::json::parse(test::contentsOf(entry.path()), error);
+        const auto value = parseJSONValue(test::contentsOf(entry.path()));
         if (name.ends_with("spare") || name.ends_with(".new")) {
-            if (error) ++sparesCutShort_;
+            if (!value.ok()) ++sparesCutShort_;
             continue;
         }
         ++filesRead_;
-        const bool isList = !error && value.is_array();
-        if (!isList && (error || name != "user-defaults.json")) note(name + " is not whole");
+        const bool isList = value.ok() && value->isArray();
+        if (!isList && (!value.ok() || name != "user-defaults.json")) note(name + " is not whole");
         if (name.find("unreadable") != std::string::npos ||
             name.find("damaged") != std::string::npos) {
             note(name + " could not be read by the host");
@@ -90,8 +89,8 @@ void KillAccount::readFiles(const std::filesystem::path& folder) {
             continue;
         }
         auto& numbers = name.find("unvalidated") == std::string::npos ? queued : heldBack;
-        for (const auto& event : value.as_array())
-            numbers.insert(numberOf(event.as_object()).value_or(-1));
+        for (const auto& event : value->array())
+            numbers.insert(numberOf(event.object()).value_or(-1));
     }
     queued_ = static_cast<std::int64_t>(queued.size() + heldBack.size());
     std::int64_t inBoth = 0;
@@ -166,7 +165,7 @@ void KillAccount::reconcile(const collector::CollectorClient& collector) {
              std::to_string(runs_.back().acknowledged));
     }
     const auto summary = collector.get("/received/summary");
-    for (const auto& [kind, count] : summary.at("faults").as_object())
+    for (const auto& [kind, count] : summary.at("faults").object())
         faults_[kind] = count.to_number<std::int64_t>();
 }
 

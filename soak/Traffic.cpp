@@ -1,6 +1,6 @@
 #include "Traffic.h"
 
-#include <boost/json/serialize.hpp>
+#include <zentara/JSONValue.h>
 
 #include <charconv>
 #include <string_view>
@@ -71,9 +71,9 @@ NumberedEvent numberedEvent(std::int64_t number) {
 }
 
 std::optional<std::int64_t> numberOf(const JSONObject& event) {
-    const auto* const properties = event.if_contains("properties");
+    const auto* const properties = event.find("properties");
     if (properties == nullptr) return std::nullopt;
-    const std::string text = boost::json::serialize(*properties);
+    const std::string text = JSONValue(*properties).text();
     const auto begin = text.find('#');
     const auto end = text.find('#', begin + 1);
     if (end == std::string::npos) return std::nullopt;

@@ -1,19 +1,15 @@
 #include "collector/FaultText.h"
 
 #include <algorithm>
-#include <boost/json/object.hpp>
-#include <boost/json/parse.hpp>
-#include <boost/json/value.hpp>
 #include <charconv>
 #include <limits>
+#include "json/JSONText.h"
 
 #include "collector/data/JSONText.h"
 
 namespace zentara::collector {
 
 namespace {
-
-namespace json = boost::json;
 
 std::string range(std::int64_t least, std::int64_t most) {
     if (most == std::numeric_limits<std::int64_t>::max()) {
@@ -25,7 +21,7 @@ std::string range(std::int64_t least, std::int64_t most) {
 /// The members of a fault, whichever form they came in.
 class FaultReader {
   public:
-    void take(std::string_view name, const json::value& value) {
+    void take(std::string_view name, const JSONValue& value) {
         constexpr auto unbounded = std::numeric_limits<std::int64_t>::max();
         if (name == "answer") {
             takeAnswer(value);
@@ -36,12 +32,12 @@ class FaultReader {
             takeRate(value);
         } else if (name == "times") {
             fault_.times.reset();
-            if (!value.is_null()) fault_.times = integer(name, value, 1, unbounded);
+            if (!value.isNull()) fault_.times = integer(name, value, 1, unbounded);
         } else if (name == "latency") {
             fault_.latency = integer(name, value, 0, Fault::longestLatency);
         } else if (name == "readingPace") {
             fault_.readingPace.reset();
-            if (!value.is_null()) fault_.readingPace = integer(name, value, 1, unbounded);
+            if (!value.isNull()) fault_.readingPace = integer(name, value, 1, unbounded);
         } else {
             note("a fault has no member \"" + std::string(name) +
                  "\", but answer, status, rate, times, latency and readingPace");
@@ -60,10 +56,9 @@ class FaultReader {
     }
 
   private:
-    void takeAnswer(const json::value& value) {
-        const auto* const text = value.if_string();
-        const auto answer =
-            text == nullptr ? std::nullopt : answerNamed({text->data(), text->size()});
+    void takeAnswer(const JSONValue& value) {
+        const auto text = value.ifString();
+        const auto answer = text ? answerNamed(*text) : std::nullopt;
         if (!answer) {
             return note(
                 "answer is one of normal, status, none, dropped, lost, truncated, garbage "
@@ -73,18 +68,16 @@ class FaultReader {
         fault_.answer = *answer;
     }
 
-    void takeRate(const json::value& value) {
-        json::error_code notANumber;
-        const auto rate = value.to_number<double>(notANumber);
-        if (notANumber || !(rate >= 0 && rate <= 1)) return note("rate is a number from 0 to 1");
-        fault_.rate = rate;
+    void takeRate(const JSONValue& value) {
+        const auto rate = value.asDouble();
+        if (!rate || !(*rate >= 0 && *rate <= 1)) return note("rate is a number from 0 to 1");
+        fault_.rate = *rate;
     }
 
-    std::int64_t integer(std::string_view name, const json::value& value, std::int64_t least,
+    std::int64_t integer(std::string_view name, const JSONValue& value, std::int64_t least,
                          std::int64_t most) {
-        json::error_code notAnInteger;
-        const auto number = value.to_number<std::int64_t>(notAnInteger);
-        if (!notAnInteger && number >= least && number <= most) return number;
+        const auto number = value.asInteger();
+        if (number && *number >= least && *number <= most) return *number;
         note(std::string(name) + " is " + range(least, most));
         return least;
     }
@@ -96,11 +89,9 @@ class FaultReader {
 };
 
 /// A setting of the command line as JSON has it: a number where it is one, else text.
-json::value settingValue(std::string_view text) {
-    json::error_code error;
-    json::value value = json::parse({text.data(), text.size()}, error);
-    if (!error && value.is_number()) return value;
-    return json::value(json::string_view(text.data(), text.size()));
+JSONValue settingValue(std::string_view text) {
+    auto value = parseJSONValue(text);
+    return value.ok() && value->isNumber() ? *std::move(value) : JSONValue(text);
 }
 
 void appendCount(std::string& json, const std::optional<std::uint64_t>& count) {
@@ -110,13 +101,12 @@ void appendCount(std::string& json, const std::optional<std::uint64_t>& count) {
 }  // namespace
 
 std::variant<Fault, std::string> readFault(std::string_view text) {
-    json::error_code error;
-    const json::value value = json::parse({text.data(), text.size()}, error);
-    const auto* const object = error ? nullptr : value.if_object();
+    const auto value = parseJSONValue(text);
+    const auto* const object = value.ok() ? value->ifObject() : nullptr;
     if (object == nullptr) return "a fault is a JSON object";
     FaultReader reader;
     for (const auto& [name, member] : *object)
-        reader.take({name.data(), name.size()}, member);
+        reader.take(name, member);
     return reader.result();
 }
 
@@ -153,7 +143,7 @@ void appendFault(std::string& json, const Fault& fault) {
     json += "{\"answer\":";
     appendJSONString(json, nameOf(fault.answer));
     json += ",\"status\":" + std::to_string(fault.status) + ",\"rate\":";
-    appendJSON(json, fault.rate);
+    json += JSONValue(fault.rate).text();
     json += ",\"times\":";
     appendCount(json, fault.times);
     json += ",\"latency\":" + std::to_string(fault.latency) + ",\"readingPace\":";

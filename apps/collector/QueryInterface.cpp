@@ -1,6 +1,6 @@
 #include "collector/QueryInterface.h"
 
-#include <boost/json/parse.hpp>
+#include "json/JSONText.h"
 
 #include <boost/asio/post.hpp>
 #include <chrono>

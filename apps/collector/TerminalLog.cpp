@@ -137,7 +137,7 @@ std::string eventLine(const RequestReport& report, std::size_t index,
                  red);
     }
     std::string properties;
-    appendJSON(properties, *action.properties);
+    properties += action.properties->text();
     line.add(properties);
     return std::move(line).end();
 }

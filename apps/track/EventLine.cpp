@@ -20,8 +20,8 @@ class MemberReader {
     void take(std::string_view key, std::string& text) {
         const JSONValue* value = find(key);
         if (value == nullptr) return;
-        if (!value->is_string()) return note(key, "is not a string");
-        text.assign(value->get_string().data(), value->get_string().size());
+        if (!value->isString()) return note(key, "is not a string");
+        text.assign(value->string().data(), value->string().size());
     }
 
     void take(std::string_view key, std::optional<std::string>& text) {
@@ -31,8 +31,8 @@ class MemberReader {
     void take(std::string_view key, JSONObject& object) {
         JSONValue* value = find(key);
         if (value == nullptr) return;
-        if (!value->is_object()) return note(key, "is not an object");
-        object = std::move(value->get_object());
+        if (!value->isObject()) return note(key, "is not an object");
+        object = std::move(value->object());
     }
 
     void require(std::string_view key, std::string& text) {
@@ -57,8 +57,8 @@ class MemberReader {
   private:
     [[nodiscard]] JSONValue* find(std::string_view key) {
         known_.push_back(key);
-        JSONValue* value = object_.if_contains({key.data(), key.size()});
-        return value == nullptr || value->is_null() ? nullptr : value;
+        JSONValue* value = object_.find({key.data(), key.size()});
+        return value == nullptr || value->isNull() ? nullptr : value;
     }
 
     void note(std::string_view key, std::string_view problem) {
@@ -75,12 +75,11 @@ class MemberReader {
 }  // namespace
 
 std::variant<EventLine, UnreadableLine> readEventLine(std::string_view line) {
-    boost::json::error_code error;
-    JSONValue value = parseDocument(line, error, {}, {.depth = deepestNesting});
-    if (error) return UnreadableLine{"not JSON: " + error.message()};
-    if (!value.is_object()) return UnreadableLine{"not a JSON object"};
+    auto value = parseJSONValue(line, {.depth = deepestNesting});
+    if (!value.ok()) return UnreadableLine{"not " + value.error()->description()};
+    if (!value->isObject()) return UnreadableLine{"not a JSON object"};
 
-    MemberReader members(value.get_object());
+    MemberReader members(value->object());
     EventLine event;
     members.require("schemaId", event.schemaId);
     members.require("schemaVersion", event.schemaVersion);

@@ -1,7 +1,6 @@
 #include "track/ResultsFile.h"
 
-#include <boost/json/serialize.hpp>
-#include <boost/json/value.hpp>
+#include <zentara/JSONValue.h>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -15,13 +14,12 @@ ResultsFile::ResultsFile(std::filesystem::path file)
 
 void ResultsFile::add(std::size_t line, const std::string& schema, const Result& result) {
     const std::string_view outcome = outcomeName(result.outcome);
-    const boost::json::object record{
-        {"line", line},
-        {"schema", schema.empty() ? boost::json::value() : boost::json::value(schema)},
-        {"outcome", boost::json::string_view(outcome.data(), outcome.size())},
-        {"message", result.message}};
+    const JSONObject record{{"line", line},
+                            {"schema", schema.empty() ? JSONValue() : JSONValue(schema)},
+                            {"outcome", outcome},
+                            {"message", result.message}};
     // Flushed, so that the file of an interrupted run has every line that was sent.
-    stream_ << boost::json::serialize(record) << std::endl;
+    stream_ << JSONValue(record).text() << std::endl;
 }
 
 void ResultsFile::close() {

@@ -1,7 +1,7 @@
 #include <unistd.h>
 
+#include <zentara/JSONValue.h>
 #include <algorithm>
-#include <boost/json/serialize.hpp>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -68,7 +68,7 @@ class Run {
             if (!unknownMembers_.insert(name).second) continue;
             // As JSON, which escapes control characters.
             std::cerr
-                << "line " << line.number << ": " << boost::json::serialize(name)
+                << "line " << line.number << ": " << zentara::JSONValue(name).text()
                 << " is not a member of an event and is ignored in this line and all others\n";
         }
         const std::string schema = event.schema();

@@ -1,29 +1,49 @@
 #pragma once
 
-#include <boost/json/error.hpp>
-#include <boost/json/storage_ptr.hpp>
 #include <cstddef>
 #include <limits>
+#include <string>
 #include <string_view>
+#include <utility>
 
-#include "json/JSONValue.h"
+#include <zentara/JSONValue.h>
+#include "support/Status.h"
 
 namespace zentara {
 
-/// What a document may be at most.
-struct DocumentLimits {
-    std::size_t depth = 512;  ///< levels of nesting
+/// How deep lists and dictionaries may be nested in a text that is read.
+inline constexpr std::size_t maximumJSONDepth = 512;
+
+/// Why a text could not be read as JSON.
+class JSONError final : public Error {
+  public:
+    enum class Cause { malformed, tooDeep, tooManyValues, wrongTopLevel };
+
+    JSONError(Cause cause, std::string reason) : cause_(cause), reason_(std::move(reason)) {}
+
+    [[nodiscard]] Cause cause() const noexcept { return cause_; }
+    [[nodiscard]] const std::string& reason() const noexcept { return reason_; }
+    [[nodiscard]] std::string description() const override { return "JSON: " + reason_; }
+
+  private:
+    Cause cause_;
+    std::string reason_;
+};
+
+/// What a text may hold at most.
+struct JSONLimits {
+    std::size_t depth = maximumJSONDepth;  ///< levels of nesting
+    /// Values, each key counted too.
     std::size_t values = std::numeric_limits<std::size_t>::max();
 };
 
-/// Reads a whole JSON text of any kind, within `limits`, into values that live in `storage`.
-/// Integers that fit 64 bits stay integers; every other number becomes the double nearest to it,
-/// an infinity when it is beyond all of them. Of duplicate keys the last wins. May throw
-/// `std::bad_alloc`.
-///
-/// Boost's own parser gives one double in ten of those written with 16 or more digits, which is
-/// how a double that was computed looks, another one's value.
-[[nodiscard]] JSONValue parseDocument(std::string_view text, boost::json::error_code& error,
-                                      boost::json::storage_ptr storage, DocumentLimits limits);
+/// Reads a whole JSON text of any kind, UTF-8. Integers that fit 64 bits stay integers; every other
+/// number becomes the double nearest to it, an infinity when it is beyond all of them. Of duplicate
+/// keys the last wins. Fails with a `JSONError`. Throws `std::bad_alloc`, as a lack of memory says
+/// nothing about the text.
+Result<JSONValue> parseJSONValue(std::string_view text, JSONLimits limits = {});
+
+/// The same for an object or an array, with or without a byte-order mark.
+Result<JSONValue> parseJSON(std::string_view text, JSONLimits limits = {});
 
 }  // namespace zentara

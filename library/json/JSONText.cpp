@@ -1,12 +1,8 @@
 #include "json/JSONText.h"
 
-#include <array>
-#include <memory>
-#include <utility>
+#include <limits>
 
-#include "json/JSONParser.h"
 #include "json/JSONWriter.h"
-#include "support/PlatformError.h"
 
 namespace zentara {
 
@@ -21,12 +17,15 @@ bool appendWhole(std::string& text, const Value& value, std::size_t depth) {
     return false;
 }
 
-ParsedJSON failure(int code, std::string message) {
-    return {JSONValue(), std::make_shared<PlatformError>(PlatformError::Domain::json, code,
-                                                         "JSON: " + std::move(message))};
-}
-
 }  // namespace
+
+std::string JSONValue::text() const {
+    std::string text;
+    // Without a limit and with null for what JSON cannot hold, it does not fail.
+    (void)JSONWriter(text, JSONWriter::NotFinite::null)
+        .value(*this, std::numeric_limits<std::size_t>::max());
+    return text;
+}
 
 void appendDouble(std::string& text, double number) {
     JSONWriter(text).number(number);
@@ -42,22 +41,6 @@ bool appendJSON(std::string& text, const JSONValue& value, std::size_t depth) {
 
 bool appendJSON(std::string& text, const JSONObject& object, std::size_t depth) {
     return appendWhole(text, object, depth);
-}
-
-ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage,
-                     std::size_t mostValues) {
-    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-    if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
-
-    boost::json::error_code code;
-    // Constructed and never assigned, so that it stays in its storage.
-    ParsedJSON parsed{parseDocument(text, code, std::move(storage), {maximumJSONDepth, mostValues}),
-                      nullptr};
-    if (code) return failure(code.value(), code.message());
-    if (!parsed.value.is_object() && !parsed.value.is_array()) {
-        return failure(0, "the top level is neither an object nor an array");
-    }
-    return parsed;
 }
 
 }  // namespace zentara

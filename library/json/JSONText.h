@@ -1,36 +1,16 @@
 #pragma once
 
 #include <cstddef>
-#include <limits>
 #include <string>
 #include <string_view>
-#include <variant>
 
-#include "json/JSONValue.h"
-#include "support/Status.h"
+#include "json/JSONParser.h"
 
 namespace zentara {
 
-/// How deep lists and dictionaries may be nested in a text that is read.
-inline constexpr std::size_t maximumJSONDepth = 512;
-
-/// The same for the properties of an event, which lies three levels deep in an envelope: the
+/// How deep the properties of an event may be nested. The event lies three levels deep: in the
 /// envelope, its list of actions, the action.
 inline constexpr std::size_t maximumPropertiesDepth = maximumJSONDepth - 3;
-
-/// A document that was read, or why it could not be.
-struct [[nodiscard]] ParsedJSON {
-    JSONValue value;
-    ErrorRef error;  ///< null on success
-};
-
-/// Reads a whole JSON text: an object or an array, UTF-8 with or without a byte-order mark, nested
-/// up to `maximumJSONDepth`. Integers that fit 64 bits stay integers, other numbers become doubles;
-/// of duplicate keys the last wins. Numbers are read exactly. The values live in `storage`; more
-/// than `mostValues` of them, each key counted too, are an error. Throws `std::bad_alloc`, as a
-/// lack of memory says nothing about the text.
-ParsedJSON parseJSON(std::string_view text, boost::json::storage_ptr storage = {},
-                     std::size_t mostValues = std::numeric_limits<std::size_t>::max());
 
 /// Appends the compact text of `value`: UTF-8, "/" not escaped, doubles as `appendDouble` writes
 /// them so that they read back as doubles. Returns false, with `text` as it was, when JSON cannot

@@ -161,29 +161,32 @@ bool JSONWriter::value(const JSONArray& array, std::size_t depth) {
 
 bool JSONWriter::value(const JSONValue& value, std::size_t depth) {
     switch (value.kind()) {
-        case boost::json::kind::null:
+        case JSONValue::Kind::null:
             text("null");
             return true;
-        case boost::json::kind::bool_:
-            text(value.get_bool() ? "true" : "false");
+        case JSONValue::Kind::boolean:
+            text(value.boolean() ? "true" : "false");
             return true;
-        case boost::json::kind::int64:
-            digits(value.get_int64());
+        case JSONValue::Kind::integer:
+            digits(value.integer());
             return true;
-        case boost::json::kind::uint64:
-            digits(value.get_uint64());
+        case JSONValue::Kind::unsignedInteger:
+            digits(value.unsignedInteger());
             return true;
-        case boost::json::kind::double_:
-            if (!std::isfinite(value.get_double())) return false;
-            number(value.get_double());
+        case JSONValue::Kind::number:
+            if (std::isfinite(value.number())) {
+                number(value.number());
+                return true;
+            }
+            text("null");
+            return notFinite_ == NotFinite::null;
+        case JSONValue::Kind::string:
+            string(value.string());
             return true;
-        case boost::json::kind::string:
-            string(value.get_string());
-            return true;
-        case boost::json::kind::array:
-            return this->value(value.get_array(), depth);
-        case boost::json::kind::object:
-            return this->value(value.get_object(), depth);
+        case JSONValue::Kind::array:
+            return this->value(value.array(), depth);
+        case JSONValue::Kind::object:
+            return this->value(value.object(), depth);
     }
     return false;
 }

@@ -16,7 +16,13 @@ namespace zentara {
 /// and cuts what is left off in the end. Until then the string is not to be touched.
 class JSONWriter {
   public:
-    explicit JSONWriter(std::string& text) : text_(text) { lookAt(text.size()); }
+    /// What is written for NaN and infinities.
+    enum class NotFinite { refused, null };
+
+    explicit JSONWriter(std::string& text, NotFinite notFinite = NotFinite::refused)
+        : text_(text), notFinite_(notFinite) {
+        lookAt(text.size());
+    }
     ~JSONWriter() { text_.resize(length()); }
     JSONWriter(const JSONWriter&) = delete;
     JSONWriter& operator=(const JSONWriter&) = delete;
@@ -55,6 +61,7 @@ class JSONWriter {
     [[nodiscard]] bool value(const JSONArray& array, std::size_t depth);
 
     std::string& text_;
+    const NotFinite notFinite_;
     char* next_ = nullptr;
     char* end_ = nullptr;
 };

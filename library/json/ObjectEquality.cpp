@@ -31,16 +31,16 @@ Number numberOf(std::int64_t value) {
 
 std::optional<Number> numberOf(const JSONValue& value) {
     switch (value.kind()) {
-        case boost::json::kind::bool_:
-            return numberOf(std::int64_t{value.get_bool()});
-        case boost::json::kind::int64:
-            return numberOf(value.get_int64());
-        case boost::json::kind::uint64:
-            return Number{true, false, value.get_uint64(), 0};
-        case boost::json::kind::double_: {
+        case JSONValue::Kind::boolean:
+            return numberOf(std::int64_t{value.boolean()});
+        case JSONValue::Kind::integer:
+            return numberOf(value.integer());
+        case JSONValue::Kind::unsignedInteger:
+            return Number{true, false, value.unsignedInteger(), 0};
+        case JSONValue::Kind::number: {
             // A double that holds an integer of 64 bits is that integer, so that nothing is lost by
             // comparing large integers as doubles.
-            const double real = value.get_double();
+            const double real = value.number();
             if (std::trunc(real) == real && real >= -0x1p63 && real < 0x1p64) {
                 if (real < 0) return numberOf(static_cast<std::int64_t>(real));
                 return Number{true, false, static_cast<std::uint64_t>(real), 0};
@@ -108,24 +108,23 @@ bool equal(const JSONValue& one, const JSONValue& other, WorkAllowance* allowanc
     if (const auto number = numberOf(one)) return number == numberOf(other);
     if (one.kind() != other.kind()) return false;
     switch (one.kind()) {
-        case boost::json::kind::string:
-            return one.get_string().size() == other.get_string().size() &&
-                   spend(allowance, one.get_string().size()) &&
-                   one.get_string() == other.get_string();
-        case boost::json::kind::array:
-            return std::equal(one.get_array().begin(), one.get_array().end(),
-                              other.get_array().begin(), other.get_array().end(),
+        case JSONValue::Kind::string:
+            return one.string().size() == other.string().size() &&
+                   spend(allowance, one.string().size()) && one.string() == other.string();
+        case JSONValue::Kind::array:
+            return std::equal(one.array().begin(), one.array().end(), other.array().begin(),
+                              other.array().end(),
                               [allowance, depth](const JSONValue& left, const JSONValue& right) {
                                   return equal(left, right, allowance, depth + 1);
                               });
-        case boost::json::kind::object: {
-            const auto& members = one.get_object();
-            const auto& others = other.get_object();
+        case JSONValue::Kind::object: {
+            const auto& members = one.object();
+            const auto& others = other.object();
             return members.size() == others.size() &&
                    std::all_of(members.begin(), members.end(), [&](const auto& member) {
                        // In a large dictionary all of the key is hashed.
                        if (!spend(allowance, 8 * member.key().size())) return false;
-                       const auto* match = others.if_contains(member.key());
+                       const auto* match = others.find(member.key());
                        return match != nullptr &&
                               equal(member.value(), *match, allowance, depth + 1);
                    });
@@ -144,19 +143,19 @@ std::uint64_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth
     }
     const auto kindHash = static_cast<std::uint64_t>(value.kind()) + 1;
     switch (value.kind()) {
-        case boost::json::kind::string:
-            if (!spend(allowance, value.get_string().size())) return 0;
-            return hashOfText(value.get_string());
-        case boost::json::kind::array: {
+        case JSONValue::Kind::string:
+            if (!spend(allowance, value.string().size())) return 0;
+            return hashOfText(value.string());
+        case JSONValue::Kind::array: {
             auto hash = kindHash;
-            for (const auto& element : value.get_array())
+            for (const auto& element : value.array())
                 hash = mixed(hash, hashOf(element, allowance, depth + 1));
             return hash;
         }
-        case boost::json::kind::object: {
+        case JSONValue::Kind::object: {
             // A sum, since the order of members does not count.
             auto hash = kindHash;
-            for (const auto& member : value.get_object()) {
+            for (const auto& member : value.object()) {
                 if (!spend(allowance, member.key().size())) return 0;
                 hash +=
                     mixed(hashOfText(member.key()), hashOf(member.value(), allowance, depth + 1));

@@ -84,26 +84,26 @@ template <typename Text>
 void append(Text& text, const JSONValue& value, int depth) {
     if (isFull(text)) return;
     switch (value.kind()) {
-        case boost::json::kind::null:
+        case JSONValue::Kind::null:
             text += "<null>";
             return;
-        case boost::json::kind::bool_:
-            text += value.get_bool() ? "true" : "false";
+        case JSONValue::Kind::boolean:
+            text += value.boolean() ? "true" : "false";
             return;
-        case boost::json::kind::int64:
-            text += std::to_string(value.get_int64());
+        case JSONValue::Kind::integer:
+            text += std::to_string(value.integer());
             return;
-        case boost::json::kind::uint64:
-            text += std::to_string(value.get_uint64());
+        case JSONValue::Kind::unsignedInteger:
+            text += std::to_string(value.unsignedInteger());
             return;
-        case boost::json::kind::double_:
-            appendNumber(text, value.get_double());
+        case JSONValue::Kind::number:
+            appendNumber(text, value.number());
             return;
-        case boost::json::kind::string:
-            appendQuoted(text, value.get_string());
+        case JSONValue::Kind::string:
+            appendQuoted(text, value.string());
             return;
-        case boost::json::kind::array:
-        case boost::json::kind::object:
+        case JSONValue::Kind::array:
+        case JSONValue::Kind::object:
             break;
     }
     const bool isStackShort =
@@ -114,14 +114,14 @@ void append(Text& text, const JSONValue& value, int depth) {
     }
     text += '[';
     std::string_view separator;
-    if (const auto* const array = value.if_array()) {
+    if (const auto* const array = value.ifArray()) {
         for (const auto& element : *array) {
             text += separator;
             separator = ", ";
             append(text, element, depth - 1);
         }
     } else {
-        const auto& object = value.get_object();
+        const auto& object = value.object();
         if (object.empty()) text += ':';
         for (const auto& member : object) {
             text += separator;
@@ -137,14 +137,14 @@ void append(Text& text, const JSONValue& value, int depth) {
 }  // namespace
 
 std::size_t printedSize(const JSONValue& value, std::size_t most) {
-    if (const auto* const string = value.if_string()) return string->size();
+    if (const auto string = value.ifString()) return string->size();
     Counter counter(most);
     append(counter, value, maximumDepth);
     return counter.size();
 }
 
 void appendPrinted(std::string& text, const JSONValue& value) {
-    if (const auto* const string = value.if_string()) {
+    if (const auto string = value.ifString()) {
         text += std::string_view(*string);
     } else {
         append(text, value, maximumDepth);

@@ -16,12 +16,12 @@ constexpr std::size_t walkedDepth = maximumJSONDepth + 1;
 // NOLINTNEXTLINE(misc-no-recursion)
 bool isValid(const JSONValue& value, std::size_t depth) {
     if (depth == 0) return true;
-    if (const auto* string = value.if_string()) return isValidUTF8(*string);
-    if (const auto* array = value.if_array()) {
+    if (const auto string = value.ifString()) return isValidUTF8(*string);
+    if (const auto* array = value.ifArray()) {
         return std::all_of(array->begin(), array->end(),
                            [depth](const auto& element) { return isValid(element, depth - 1); });
     }
-    if (const auto* object = value.if_object()) {
+    if (const auto* object = value.ifObject()) {
         return std::all_of(object->begin(), object->end(), [depth](const auto& member) {
             return isValidUTF8(member.key()) && isValid(member.value(), depth - 1);
         });
@@ -33,10 +33,10 @@ JSONObject repairedCopy(const JSONObject& object, std::size_t depth);
 
 // NOLINTNEXTLINE(misc-no-recursion)
 JSONValue repairedCopy(const JSONValue& value, std::size_t depth) {
-    if (const auto* string = value.if_string()) {
-        return boost::json::string(withValidUTF8(std::string(*string)));
+    if (const auto string = value.ifString()) {
+        return withValidUTF8(std::string(*string));
     }
-    if (const auto* array = value.if_array()) {
+    if (const auto* array = value.ifArray()) {
         JSONArray copy;
         if (depth == 0) return copy;
         copy.reserve(array->size());
@@ -44,9 +44,8 @@ JSONValue repairedCopy(const JSONValue& value, std::size_t depth) {
             copy.push_back(repairedCopy(element, depth - 1));
         return copy;
     }
-    if (const auto* object = value.if_object()) return repairedCopy(*object, depth);
-    // Scalars own no memory.
-    return JSONValue(value, boost::json::storage_ptr());
+    if (const auto* object = value.ifObject()) return repairedCopy(*object, depth);
+    return value;
 }
 
 // NOLINTNEXTLINE(misc-no-recursion)
@@ -67,11 +66,9 @@ std::string withValidUTF8(std::string text) {
 }
 
 JSONObject ownedAndValid(JSONObject object) {
-    const bool isOwned = *object.storage() == *boost::json::storage_ptr();
-    const bool isSound =
-        isOwned && std::all_of(object.begin(), object.end(), [](const auto& member) {
-            return isValidUTF8(member.key()) && isValid(member.value(), walkedDepth);
-        });
+    const bool isSound = std::all_of(object.begin(), object.end(), [](const auto& member) {
+        return isValidUTF8(member.key()) && isValid(member.value(), walkedDepth);
+    });
     return isSound ? std::move(object) : repairedCopy(object, walkedDepth);
 }
 

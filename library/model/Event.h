@@ -19,9 +19,7 @@ class ZENTARA_EXPORT Event {
     [[nodiscard]] const std::string& contentType() const noexcept { return contentType_; }
     [[nodiscard]] const AnyText& url() const noexcept { return url_; }
     [[nodiscard]] const AnyText& referer() const noexcept { return referer_; }
-    [[nodiscard]] const JSONObject& properties() const noexcept {
-        return properties_->get_object();
-    }
+    [[nodiscard]] const JSONObject& properties() const noexcept { return properties_->object(); }
     [[nodiscard]] const std::optional<std::string>& relationId() const noexcept {
         return relationId_;
     }

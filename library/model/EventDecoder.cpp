@@ -304,16 +304,16 @@ class ParserLife {
 
 DecodedEvents decodeAny(std::string_view json) {
     const auto parsed = parseJSON(json);
-    if (parsed.error) return {{}, parsed.error};
-    const auto* array = parsed.value.if_array();
+    if (!parsed.ok()) return {{}, parsed.error()};
+    const auto* array = parsed->ifArray();
     if (array == nullptr || !std::all_of(array->begin(), array->end(),
-                                         [](const auto& element) { return element.is_object(); })) {
+                                         [](const auto& element) { return element.isObject(); })) {
         return {};
     }
     DecodedEvents decoded;
     decoded.isList = true;
     for (const auto& element : *array) {
-        auto event = InternalEvent::fromDictionary(element.get_object());
+        auto event = InternalEvent::fromDictionary(element.object());
         // One without a text, for example with a number beyond all doubles, could never be saved
         // again and would take the others with it.
         if (event.value && event.value->jsonText()) {

@@ -25,9 +25,9 @@ ZentaraClientError::ZentaraClientError(EventErrorCode code, const std::string& m
 ZentaraClientError::~ZentaraClientError() = default;
 
 std::string ZentaraClientError::storedDescription(const JSONObject& userInfo) {
-    const auto* value = userInfo.if_contains(localizedDescriptionKey);
-    const auto* text = value == nullptr ? nullptr : value->if_string();
-    return text == nullptr ? std::string() : std::string(*text);
+    const auto* value = userInfo.find(localizedDescriptionKey);
+    const auto text = value == nullptr ? std::nullopt : value->ifString();
+    return !text ? std::string() : std::string(*text);
 }
 
 const char* ZentaraClientError::what() const noexcept {

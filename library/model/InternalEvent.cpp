@@ -79,9 +79,8 @@ std::optional<InternalEvent::Fields> decodeFields(const JSONObject& dictionary,
 }
 
 InternalEvent::Fields fieldsOfText(std::string_view text) {
-    if (const auto parsed = parseJSON(text); !parsed.error && parsed.value.is_object()) {
-        if (auto fields = decodeFields(parsed.value.get_object(), nullptr))
-            return *std::move(fields);
+    if (const auto parsed = parseJSON(text); parsed.ok() && parsed->isObject()) {
+        if (auto fields = decodeFields(parsed->object(), nullptr)) return *std::move(fields);
     }
     // Unreachable for a text that was written by this class; harmless otherwise, since the text
     // itself is what is stored and posted.

@@ -24,27 +24,27 @@ Decoded<std::string> JSONCoding<std::string>::fromDictionary(const JSONObject& d
 
 const JSONValue* RecordReader::required(std::string_view key) {
     if (failed_) return nullptr;
-    const auto* value = dictionary_.if_contains(key);
+    const auto* value = dictionary_.find(key);
     failed_ = value == nullptr;
     return value;
 }
 
 std::string RecordReader::string(std::string_view key) {
     const auto* value = required(key);
-    const auto* string = value == nullptr ? nullptr : value->if_string();
-    failed_ = string == nullptr;
+    const auto string = value == nullptr ? std::nullopt : value->ifString();
+    failed_ = !string;
     return failed_ ? std::string() : std::string(*string);
 }
 
 std::int64_t RecordReader::integer(std::string_view key) {
     const auto* value = required(key);
     if (value != nullptr) {
-        if (const auto* integer = value->if_int64()) return *integer;
-        if (const auto* large = value->if_uint64();
-            large != nullptr && std::in_range<std::int64_t>(*large)) {
+        if (const auto integer = value->ifInteger()) return *integer;
+        if (const auto large = value->ifUnsignedInteger();
+            large && std::in_range<std::int64_t>(*large)) {
             return static_cast<std::int64_t>(*large);
         }
-        if (const auto* number = value->if_double()) {
+        if (const auto number = value->ifDouble()) {
             constexpr double bound = 9223372036854775808.0;  // 2^63
             if (*number >= -bound && *number < bound && std::trunc(*number) == *number) {
                 return static_cast<std::int64_t>(*number);
@@ -57,17 +57,17 @@ std::int64_t RecordReader::integer(std::string_view key) {
 
 const JSONObject* RecordReader::object(std::string_view key) {
     const auto* value = required(key);
-    const auto* object = value == nullptr ? nullptr : value->if_object();
+    const auto* object = value == nullptr ? nullptr : value->ifObject();
     failed_ = object == nullptr;
     return object;
 }
 
 const JSONArray* RecordReader::arrayOfObjects(std::string_view key) {
     const auto* value = required(key);
-    const auto* array = value == nullptr ? nullptr : value->if_array();
+    const auto* array = value == nullptr ? nullptr : value->ifArray();
     failed_ =
         array == nullptr || !std::all_of(array->begin(), array->end(),
-                                         [](const auto& element) { return element.is_object(); });
+                                         [](const auto& element) { return element.isObject(); });
     return failed_ ? nullptr : array;
 }
 
@@ -76,8 +76,8 @@ StringMap RecordReader::strings(std::string_view key) {
     const auto* members = object(key);
     if (members == nullptr) return strings;
     for (const auto& [name, value] : *members) {
-        const auto* string = value.if_string();
-        if (string == nullptr) {
+        const auto string = value.ifString();
+        if (!string) {
             failed_ = true;
             return {};
         }
@@ -87,9 +87,9 @@ StringMap RecordReader::strings(std::string_view key) {
 }
 
 std::optional<std::string> RecordReader::optionalString(std::string_view key) const {
-    const auto* value = dictionary_.if_contains(key);
-    const auto* string = value == nullptr ? nullptr : value->if_string();
-    if (string == nullptr) return std::nullopt;
+    const auto* value = dictionary_.find(key);
+    const auto string = value == nullptr ? std::nullopt : value->ifString();
+    if (!string) return std::nullopt;
     return std::string(*string);
 }
 

@@ -54,7 +54,7 @@ Decoded<ZentaraEnvelope> ZentaraEnvelope::fromDictionary(const JSONObject& dicti
     envelope.zentaraActionCounter = reader.integer("zentaraActionCounter");
     if (reader.failed()) return {std::nullopt, std::make_shared<DecodingError>()};
     for (const auto& action : *actions) {
-        auto decoded = InternalEvent::fromDictionary(action.get_object());
+        auto decoded = InternalEvent::fromDictionary(action.object());
         if (!decoded.value) return {std::nullopt, decoded.error};
         envelope.actions.push_back(*std::move(decoded.value));
     }

@@ -64,18 +64,19 @@ void RestClient::decodeJSON(const std::optional<std::string>& body, ErrorRef err
                             const JSONCompletion& completion) const {
     if (error) return completion({}, std::move(error));
     if (!body) return completion({}, made(RestClientError::unexpectedBodyFormat()));
-    ParsedJSON parsed;
-    try {
-        parsed = parseJSON(*body, {}, mostValues);
-    } catch (const std::bad_alloc&) {
-        // Small texts can need much memory. An answer is not worth the process.
-        parsed.error = outOfMemory("read the answer");
-    }
-    if (parsed.error) return completion({}, std::move(parsed.error));
-    if (!parsed.value.is_object()) {
+    auto parsed = [&]() -> Result<JSONValue> {
+        try {
+            return parseJSON(*body, {.values = mostValues});
+        } catch (const std::bad_alloc&) {
+            // Small texts can need much memory. An answer is not worth the process.
+            return outOfMemory("read the answer");
+        }
+    }();
+    if (!parsed.ok()) return completion({}, parsed.error());
+    if (!parsed->isObject()) {
         return completion({}, made(RestClientError::invalidJSONFormat()));
     }
-    completion(std::move(parsed.value.get_object()), nullptr);
+    completion(std::move(parsed->object()), nullptr);
 }
 
 }  // namespace zentara

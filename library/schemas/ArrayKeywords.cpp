@@ -19,8 +19,8 @@ std::size_t countToleratedBooleans(const JSONArray& array) {
     std::array<bool, 2> asNumber{};
     std::array<bool, 2> asBoolean{};
     for (const auto& element : array) {
-        if (element.is_bool()) {
-            asBoolean[element.get_bool() ? 1 : 0] = true;
+        if (element.isBoolean()) {
+            asBoolean[element.boolean() ? 1 : 0] = true;
         } else if (const auto number = numberValue(element)) {
             if (*number != 0 && *number != 1) return 0;
             asNumber[*number == 1 ? 1 : 0] = true;
@@ -32,14 +32,14 @@ std::size_t countToleratedBooleans(const JSONArray& array) {
 }  // namespace
 
 bool ValidationRun::minItems(const JSONValue& bound, const JSONValue& value) {
-    const auto* const array = value.if_array();
+    const auto* const array = value.ifArray();
     const auto least = integerValue(bound);
     return array == nullptr || !least || static_cast<std::int64_t>(array->size()) >= *least ||
            fail("Length of array is smaller than the minimum ", *least);
 }
 
 bool ValidationRun::maxItems(const JSONValue& bound, const JSONValue& value) {
-    const auto* const array = value.if_array();
+    const auto* const array = value.ifArray();
     const auto most = integerValue(bound);
     return array == nullptr || !most || static_cast<std::int64_t>(array->size()) <= *most ||
            fail("Length of array is greater than maximum ", *most);
@@ -94,8 +94,8 @@ std::size_t ValidationRun::countDistinct(const JSONArray& array) {
 }
 
 bool ValidationRun::uniqueItems(const JSONValue& isWanted, const JSONValue& value) {
-    const auto* const array = value.if_array();
-    if (array == nullptr || !isWanted.is_bool() || !isWanted.get_bool()) return true;
+    const auto* const array = value.ifArray();
+    if (array == nullptr || !isWanted.isBoolean() || !isWanted.boolean()) return true;
     const auto distinct = countDistinct(*array);
     if (allowance_.exhausted()) return stopForCost();
     if (distinct == array->size()) return true;
@@ -105,10 +105,10 @@ bool ValidationRun::uniqueItems(const JSONValue& isWanted, const JSONValue& valu
 
 bool ValidationRun::items(const JSONValue& schemas, const JSONValue* additional,
                           const JSONValue& value) {
-    const auto* const array = value.if_array();
+    const auto* const array = value.ifArray();
     if (array == nullptr) return true;
     bool passed = true;
-    if (const auto* const schema = schemas.if_object()) {
+    if (const auto* const schema = schemas.ifObject()) {
         for (const auto& element : *array) {
             if (!validate(*schema, element)) {
                 passed = false;
@@ -121,14 +121,14 @@ bool ValidationRun::items(const JSONValue& schemas, const JSONValue* additional,
     if (positional == nullptr) return true;
     const std::size_t positions = std::min(positional->size(), array->size());
     for (std::size_t i = 0; i < positions; ++i) {
-        if (!validate((*positional)[i].get_object(), (*array)[i])) {
+        if (!validate((*positional)[i].object(), (*array)[i])) {
             passed = false;
             if (isDecided()) return false;
         }
     }
     if (!restricts(additional)) return passed;
     for (std::size_t i = positions; i < array->size(); ++i) {
-        const auto* const schema = additional->if_object();
+        const auto* const schema = additional->ifObject();
         if (!(schema != nullptr
                   ? validate(*schema, (*array)[i])
                   : failAt((*array)[i], "Additional results are not permitted in this array."))) {

@@ -47,8 +47,8 @@ std::size_t lineTerminatorLength(std::string_view text) noexcept {
 /// as the text has characters: "$" also matches before one last line terminator, and what lies
 /// behind the searched range is not seen.
 bool isIPv4(const JSONValue& value) {
-    const auto* const string = value.if_string();
-    if (string == nullptr) return true;
+    const auto string = value.ifString();
+    if (!string) return true;
     const std::string_view text = *string;
     std::size_t position = 0;
     for (int octet = 0; octet < 4; ++octet) {
@@ -66,8 +66,8 @@ bool isIPv4(const JSONValue& value) {
 }
 
 bool isIPv6(const JSONValue& value) {
-    const auto* const string = value.if_string();
-    return string == nullptr || isIPv6Address(*string);
+    const auto string = value.ifString();
+    return !string || isIPv6Address(*string);
 }
 
 constexpr std::array<bool, 256> uriCharacters = [] {
@@ -82,8 +82,8 @@ constexpr std::array<bool, 256> uriCharacters = [] {
 /// A scheme, a colon and one or more URI characters or percent escapes, over as many UTF-16 units
 /// as the text has characters. All of those must be ASCII, so they are as many bytes.
 bool isURI(const JSONValue& value) {
-    const auto* const string = value.if_string();
-    if (string == nullptr) return true;
+    const auto string = value.ifString();
+    if (!string) return true;
     const std::string_view text = std::string_view(*string).substr(0, characterCount(*string));
     const auto colon = text.find(':');
     if (colon == std::string_view::npos || colon + 1 == text.size()) return false;
@@ -103,8 +103,8 @@ bool isURI(const JSONValue& value) {
 /// Digits with exactly one point and at least one digit behind it, which as an integer must fit 64
 /// signed bits.
 bool isNumericString(const JSONValue& value) {
-    const auto* const string = value.if_string();
-    if (string == nullptr) {
+    const auto string = value.ifString();
+    if (!string) {
         fatalError("The format numericString was applied to a value that is not a string.");
     }
     const std::string_view text = *string;

@@ -46,33 +46,33 @@ std::int64_t costOfLookUps(std::size_t count) noexcept {
 }  // namespace
 
 bool ValidationRun::maxProperties(const JSONValue& bound, const JSONValue& value) {
-    const auto* const object = value.if_object();
+    const auto* const object = value.ifObject();
     const auto most = integerValue(bound);
     return object == nullptr || !most || static_cast<std::int64_t>(object->size()) <= *most ||
            fail("Amount of properties is greater than maximum permitted");
 }
 
 bool ValidationRun::minProperties(const JSONValue& bound, const JSONValue& value) {
-    const auto* const object = value.if_object();
+    const auto* const object = value.ifObject();
     const auto least = integerValue(bound);
     return object == nullptr || !least || static_cast<std::int64_t>(object->size()) >= *least ||
            fail("Amount of properties is less than the required amount");
 }
 
 bool ValidationRun::required(const JSONValue& names, const JSONValue& value) {
-    const auto* const object = value.if_object();
+    const auto* const object = value.ifObject();
     const auto* const list = object == nullptr ? nullptr : listOfStrings(names, allowance_);
     if (list == nullptr) return true;
     if (!spend(costOfLookUps(list->size()))) return false;
     const auto isPresent = [this, object](const JSONValue& name) {
-        return spendOnName(name.get_string()) && object->contains(name.get_string());
+        return spendOnName(name.string()) && object->contains(name.string());
     };
     return std::all_of(list->begin(), list->end(), isPresent) ||
            fail("Required properties are missing '", names, "'");
 }
 
 bool ValidationRun::properties(const SchemaKeywords& keywords, const JSONValue& value) {
-    const auto* const object = value.if_object();
+    const auto* const object = value.ifObject();
     if (object == nullptr) return true;
     const std::size_t firstMessage = messages_ == nullptr ? 0 : messages_->size();
     const auto* const named = dictionaryOfObjects(keywords.find(Keyword::properties), allowance_);
@@ -100,14 +100,14 @@ bool ValidationRun::namedProperties(const JSONObject& schemas, const JSONObject&
     for (const auto& [name, schema] : schemas) {
         if (next == object.end() || next->key() != name) {
             if (!spendOnName(name)) return false;
-            const auto member = object.find(name);
-            if (member == object.end()) continue;
+            const auto* const member = object.findMember(name);
+            if (member == nullptr) continue;
             next = member;
         }
         ++found;
         const auto& value = next->value();
         ++next;
-        if (!validate(schema.get_object(), value)) {
+        if (!validate(schema.object(), value)) {
             passed = false;
             if (isDecided()) break;
         }
@@ -123,8 +123,8 @@ bool ValidationRun::fewOfManyProperties(const JSONObject& schemas, const JSONObj
     for (const auto& member : object) {
         // Found here, it is looked up in the value again below.
         if (!spendOnName(member.key()) || !spendOnName(member.key())) return false;
-        const auto schema = schemas.find(member.key());
-        if (schema == schemas.end()) continue;
+        const auto* const schema = schemas.findMember(member.key());
+        if (schema == nullptr) continue;
         positions[count++] = static_cast<std::uint32_t>(schema - schemas.begin());
     }
     std::sort(positions.begin(), positions.begin() + count);
@@ -132,7 +132,7 @@ bool ValidationRun::fewOfManyProperties(const JSONObject& schemas, const JSONObj
     bool passed = true;
     for (std::uint32_t i = 0; i < count; ++i) {
         const auto& schema = schemas.begin()[positions[i]];
-        if (!validate(schema.value().get_object(), *object.if_contains(schema.key()))) {
+        if (!validate(schema.value().object(), *object.find(schema.key()))) {
             passed = false;
             if (isDecided()) break;
         }
@@ -169,7 +169,7 @@ bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONOb
                     continue;
                 }
                 covered.add(current);
-                if (!validate(schema.get_object(), value)) {
+                if (!validate(schema.object(), value)) {
                     passed = false;
                     if (isDecided()) return false;
                 }
@@ -178,7 +178,7 @@ bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONOb
     }
     if (!restricts(additional)) return passed;
     if (!spend(costOfLookUps(object.size()))) return false;
-    const auto* const schema = additional->if_object();
+    const auto* const schema = additional->ifObject();
     std::size_t position = 0;
     for (const auto& [name, value] : object) {
         const auto current = position++;
@@ -198,15 +198,15 @@ bool ValidationRun::otherProperties(const SchemaKeywords& keywords, const JSONOb
 }
 
 bool ValidationRun::dependencies(const JSONValue& dependencies, const JSONValue& value) {
-    const auto* const entries = dependencies.if_object();
-    const auto* const object = value.if_object();
+    const auto* const entries = dependencies.ifObject();
+    const auto* const object = value.ifObject();
     if (entries == nullptr || object == nullptr) return true;
     if (!spend(costOfLookUps(entries->size()))) return false;
     bool passed = true;
     for (const auto& [key, dependency] : *entries) {
         if (!spendOnName(key)) return false;
         if (!object->contains(key)) continue;
-        const auto* const schema = dependency.if_object();
+        const auto* const schema = dependency.ifObject();
         if (!(schema != nullptr ? validate(*schema, value)
                                 : propertyDependency(key, dependency, *object))) {
             passed = false;
@@ -223,8 +223,8 @@ bool ValidationRun::propertyDependency(std::string_view key, const JSONValue& de
     if (!spend(costOfLookUps(names->size()))) return false;
     bool passed = true;
     for (const auto& name : *names) {
-        if (!spendOnName(name.get_string())) return false;
-        if (object.contains(name.get_string())) continue;
+        if (!spendOnName(name.string())) return false;
+        if (object.contains(name.string())) continue;
         passed = fail("'", key, "' is missing it's dependency of '", name, "'");
         if (isDecided()) break;
     }

@@ -74,7 +74,7 @@ const JSONObject* element(const JSONValue& value, std::optional<std::string_view
     if (error != std::errc() || end != last || index < 0) return nullptr;
     const auto* const list = listOfObjects(value, allowance);
     const auto position = static_cast<std::size_t>(index);
-    return list != nullptr && position < list->size() ? &(*list)[position].get_object() : nullptr;
+    return list != nullptr && position < list->size() ? &(*list)[position].object() : nullptr;
 }
 
 ResolvedReference follow(const JSONObject& root, std::string_view text, FailureText failureText,
@@ -86,11 +86,11 @@ ResolvedReference follow(const JSONObject& root, std::string_view text, FailureT
         if (!allowance.spend(unitsPerComponent + static_cast<std::int64_t>(component->size()))) {
             return {};
         }
-        const auto* const value = current->if_contains(*component);
+        const auto* const value = current->find(*component);
         const JSONObject* next = nullptr;
         if (value != nullptr) {
-            next = value->if_object();
-            if (value->is_array()) {
+            next = value->ifObject();
+            if (value->isArray()) {
                 next = element(*value, path.peek(), allowance);
                 if (next != nullptr) path.take();
             }

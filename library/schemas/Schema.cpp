@@ -11,9 +11,9 @@ namespace zentara {
 namespace {
 
 std::optional<std::string> stringUnder(const JSONObject& document, std::string_view key) {
-    const auto* const value = document.if_contains(key);
-    if (value == nullptr || !value->is_string()) return std::nullopt;
-    return std::string(value->get_string());
+    const auto* const value = document.find(key);
+    if (!value || !value->isString()) return std::nullopt;
+    return std::string(value->string());
 }
 
 std::vector<Type> declaredTypes(const JSONObject& document) {
@@ -21,11 +21,11 @@ std::vector<Type> declaredTypes(const JSONObject& document) {
     const auto add = [&types](std::string_view name) {
         if (const auto type = typeFromRawValue(name)) types.push_back(*type);
     };
-    if (const auto* const value = document.if_contains("type")) {
-        if (const auto* const name = value->if_string()) add(*name);
+    if (const auto value = document.find("type")) {
+        if (const auto name = value->ifString()) add(*name);
         if (const auto* const names = listOfStrings(*value)) {
             for (const auto& name : *names)
-                add(name.get_string());
+                add(name.string());
         }
     }
     return types;

@@ -43,8 +43,8 @@ SchemaDocument SchemasProvider::schema(std::string_view schemaId,
         const MutexLock lock(mutex_);
         table = schemas_;
     }
-    const auto* value = table->if_contains(key);
-    const auto* document = value == nullptr ? nullptr : value->if_object();
+    const auto* value = table->find(key);
+    const auto* document = value == nullptr ? nullptr : value->ifObject();
     return document == nullptr ? nullptr : SchemaDocument(std::move(table), document);
 }
 

@@ -134,8 +134,8 @@ const JSONObject* ValidationRun::resolve(std::string_view reference) {
 }
 
 bool ValidationRun::reference(const JSONValue& reference, const JSONValue& value) {
-    const auto* const text = reference.if_string();
-    if (text == nullptr) return true;
+    const auto text = reference.ifString();
+    if (!text) return true;
     if (!spend(unitsPerReference + costOf(text->size()))) return false;
     if (text->size() > longestPlainReference && !spendOnMessage(2 * text->size())) return false;
     const auto* const target = resolve(*text);
@@ -160,7 +160,7 @@ bool ValidationRun::allOf(const JSONValue& schemas, const JSONValue& value) {
     if (list == nullptr) return true;
     bool passed = true;
     for (const auto& schema : *list) {
-        if (!validate(schema.get_object(), value)) {
+        if (!validate(schema.object(), value)) {
             passed = false;
             if (isDecided()) break;
         }
@@ -172,7 +172,7 @@ bool ValidationRun::anyOf(const JSONValue& schemas, const JSONValue& value) {
     const auto* const list = listOfObjects(schemas, allowance_);
     if (list == nullptr) return true;
     for (const auto& schema : *list) {
-        if (passesSilently(schema.get_object(), value)) return true;
+        if (passesSilently(schema.object(), value)) return true;
         if (stopMessage_) return false;
     }
     return fail(value, " does not meet anyOf validation rules.");
@@ -183,14 +183,14 @@ bool ValidationRun::oneOf(const JSONValue& schemas, const JSONValue& value) {
     if (list == nullptr) return true;
     std::int64_t count = 0;
     for (const auto& schema : *list) {
-        if (passesSilently(schema.get_object(), value)) ++count;
+        if (passesSilently(schema.object(), value)) ++count;
         if (stopMessage_ || (count > 1 && messages_ == nullptr)) return false;
     }
     return count == 1 || fail(count, " validates instead `oneOf`.");
 }
 
 bool ValidationRun::negation(const JSONValue& schema, const JSONValue& value) {
-    const auto* const negated = schema.if_object();
+    const auto* const negated = schema.ifObject();
     if (negated == nullptr) return true;
     if (!passesSilently(*negated, value)) return !stopMessage_;
     return fail("'", value, "' does not match 'not' validation.");

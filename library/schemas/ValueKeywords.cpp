@@ -22,28 +22,28 @@ constexpr std::int64_t unitsPerCountedByte = 44;
 /// The kind of the number counts: 3.0 is a floating-point number. Integers beyond 64 bits, however,
 /// are read as doubles, so a double out there is taken for one of them.
 bool isInteger(const JSONValue& value) noexcept {
-    if (const auto* const number = value.if_double()) {
+    if (const auto number = value.ifDouble()) {
         return std::isfinite(*number) && (*number < -0x1p63 || *number >= 0x1p64);
     }
-    return value.is_int64() || value.is_uint64();
+    return value.isInteger() || value.isUnsignedInteger();
 }
 
 bool hasType(const JSONValue& value, Type type) noexcept {
     switch (type) {
         case Type::Object:
-            return value.is_object();
+            return value.isObject();
         case Type::Array:
-            return value.is_array();
+            return value.isArray();
         case Type::String:
-            return value.is_string();
+            return value.isString();
         case Type::Integer:
             return isInteger(value);
         case Type::Number:
-            return value.is_number();
+            return value.isNumber();
         case Type::Boolean:
-            return value.is_bool();
+            return value.isBoolean();
         case Type::Null:
-            return value.is_null();
+            return value.isNull();
     }
     return false;
 }
@@ -54,21 +54,21 @@ bool hasType(const JSONValue& value, std::string_view name) noexcept {
 }
 
 bool isTrue(const JSONValue* value) noexcept {
-    return value != nullptr && value->is_bool() && value->get_bool();
+    return value != nullptr && value->isBoolean() && value->boolean();
 }
 
 }  // namespace
 
 bool ValidationRun::format(const JSONValue& name, const JSONValue& value) {
-    const auto* const text = name.if_string();
-    if (text == nullptr) return true;
+    const auto text = name.ifString();
+    if (!text) return true;
     const auto format = std::find_if(
         formats_.begin(), formats_.end(),
         [wanted = std::string_view(*text)](const Format& each) { return each.name == wanted; });
     if (format == formats_.end()) {
         return fail("'format' validation of '", *text, "' is not yet supported.");
     }
-    if (const auto* const string = value.if_string()) {
+    if (const auto string = value.ifString()) {
         // The characters of other text may have to be counted.
         const bool isPlain = std::none_of(string->begin(), string->end(), [](char c) {
             return (static_cast<unsigned char>(c) & 0x80U) != 0;
@@ -80,21 +80,21 @@ bool ValidationRun::format(const JSONValue& name, const JSONValue& value) {
 }
 
 bool ValidationRun::type(const JSONValue& type, const JSONValue& value) {
-    if (const auto* const name = type.if_string()) {
+    if (const auto name = type.ifString()) {
         return hasType(value, *name) || fail("'", value, "' is not of type '", *name, "'");
     }
     const auto* const names = listOfStrings(type, allowance_);
     if (names == nullptr) return fail("'", type, "' is not a valid 'type'");
     if (!spend(unitsPerTypeName * static_cast<std::int64_t>(names->size()))) return false;
     const auto fits = [&value](const JSONValue& name) {
-        return hasType(value, name.get_string());
+        return hasType(value, name.string());
     };
     return std::any_of(names->begin(), names->end(), fits) ||
            fail(value, " does not meet anyOf validation rules.");
 }
 
 bool ValidationRun::enumeration(const JSONValue& list, const JSONValue& value) {
-    const auto* const values = list.if_array();
+    const auto* const values = list.ifArray();
     if (values == nullptr) return true;
     for (const auto& each : *values) {
         if (objectsEqual(value, each, &allowance_)) return true;
@@ -108,9 +108,9 @@ std::size_t ValidationRun::countCharacters(std::string_view text) {
 }
 
 bool ValidationRun::maxLength(const JSONValue& bound, const JSONValue& value) {
-    const auto* const text = value.if_string();
+    const auto text = value.ifString();
     const auto most = integerValue(bound);
-    if (text == nullptr || !most) return true;
+    if (!text || !most) return true;
     // No text has more characters than bytes.
     if (static_cast<std::int64_t>(text->size()) <= *most) return true;
     return static_cast<std::int64_t>(countCharacters(*text)) <= *most ||
@@ -118,9 +118,9 @@ bool ValidationRun::maxLength(const JSONValue& bound, const JSONValue& value) {
 }
 
 bool ValidationRun::minLength(const JSONValue& bound, const JSONValue& value) {
-    const auto* const text = value.if_string();
+    const auto text = value.ifString();
     const auto least = integerValue(bound);
-    if (text == nullptr || !least) return true;
+    if (!text || !least) return true;
     // A text that is not empty has at least one.
     if (*least <= (text->empty() ? 0 : 1)) return true;
     return static_cast<std::int64_t>(countCharacters(*text)) >= *least ||
@@ -128,9 +128,9 @@ bool ValidationRun::minLength(const JSONValue& bound, const JSONValue& value) {
 }
 
 bool ValidationRun::pattern(const JSONValue& pattern, const JSONValue& value) {
-    const auto* const expressionText = pattern.if_string();
-    const auto* const text = value.if_string();
-    if (expressionText == nullptr || text == nullptr) return true;
+    const auto expressionText = pattern.ifString();
+    const auto text = value.ifString();
+    if (!expressionText || !text) return true;
     const RegularExpression expression(*expressionText);
     const bool isValid = expression.isValid(&allowance_);
     if (allowance_.exhausted()) return stopForCost();

@@ -49,14 +49,14 @@ class EventBusTest : public testing::Test {
     }
 
     [[nodiscard]] JSONObject envelope(std::size_t request) {
-        return parseJSON(server_.requests().at(request).body).value.get_object();
+        return parseJSON(server_.requests().at(request).body)->object();
     }
 
     [[nodiscard]] Numbers actions(std::size_t request) {
         Numbers numbers;
         const auto posted = envelope(request);
-        for (const auto& action : posted.at("actions").as_array())
-            numbers.push_back(action.at("zentaraActionSequence").as_int64());
+        for (const auto& action : posted.at("actions").array())
+            numbers.push_back(action.at("zentaraActionSequence").integer());
         return numbers;
     }
 
@@ -107,7 +107,7 @@ TEST_F(EventBusTest, PostsAnEnvelopeWithTheIdentityHeaders) {
     EXPECT_EQ(request.header("Content-Type"), "application/json");
     EXPECT_EQ(request.header("User-Agent"), "agent");
     auto posted = envelope(0);
-    EXPECT_EQ(posted.at("actions").as_array().size(), 2U);
+    EXPECT_EQ(posted.at("actions").array().size(), 2U);
     posted.erase("actions");
     const auto expected = parseJSON(R"({"zentaraClientUUID":"instance",
         "zentaraClientTenant":"tenant","zentaraClientType":"mobile",
@@ -161,7 +161,7 @@ TEST_F(EventBusTest, AtTheEndWhatIsNotDeliveredIsPutBack) {
     const auto bus = makeBus({sampleEvent(1), sampleEvent(2, {}), sampleEvent(3),
                               sampleEvent(4, {{"type", "GST"}, {"token", "carol"}})});
     server_.respond([&](const RecordedRequest& request) {
-        const auto sent = parseJSON(request.body).value.at("zentaraDispatchNumber");
+        const auto sent = parseJSON(request.body)->at("zentaraDispatchNumber");
         if (sent == 2) bus->stopDispatching();
         return TestAnswer();
     });

@@ -52,7 +52,7 @@ class EndToEndTest : public testing::Test {
     [[nodiscard]] static std::map<std::int64_t, int> arrivals(const Collector& collector) {
         std::map<std::int64_t, int> counts;
         for (const auto& entry : collector.client().events({}))
-            ++counts[entry.at("event").at("properties").at("number").as_int64()];
+            ++counts[entry.at("event").at("properties").at("number").integer()];
         return counts;
     }
 
@@ -85,12 +85,12 @@ TEST_F(EndToEndTest, EveryAcceptedExampleArrivesExactlyOnce) {
     std::map<std::string, int> outcomes;
     std::ifstream results(results_);
     for (std::string text; std::getline(results, text);) {
-        const auto result = parseJSON(text).value.as_object();
-        const std::string outcome(result.at("outcome").as_string());
+        const auto result = parseJSON(text)->object();
+        const std::string outcome(result.at("outcome").string());
         ++outcomes[outcome];
         if (outcome != "accepted") continue;
-        const auto line = static_cast<std::size_t>(result.at("line").as_int64());
-        const auto event = parseJSON(lines.at(line)).value.as_object();
+        const auto line = static_cast<std::size_t>(result.at("line").integer());
+        const auto event = parseJSON(lines.at(line))->object();
         accepted.insert(keyOf(event.at("schemaId"), event.at("properties")));
     }
     EXPECT_EQ(outcomes["unreadable"], 2);
@@ -102,7 +102,7 @@ TEST_F(EndToEndTest, EveryAcceptedExampleArrivesExactlyOnce) {
     for (const auto& entry : collector.client().events({})) {
         const auto& event = entry.at("event");
         arrived.insert(keyOf(event.at("id"), event.at("properties")));
-        uuids.emplace(event.at("zentaraActionUUID").as_string());
+        uuids.emplace(event.at("zentaraActionUUID").string());
     }
     EXPECT_EQ(arrived, accepted);
     EXPECT_EQ(uuids.size(), accepted.size());

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/json/monotonic_resource.hpp>
 #include <filesystem>
 #include <memory>
 
@@ -50,15 +49,7 @@ TEST(UTF8Repair, ReplacesIllFormedBytesWhereverTheyAre) {
         {{{"a", "\xED\xA0\x80"}}, R"({"a":"\uFFFD\uFFFD\uFFFD"})"},
     };
     for (const auto& [broken, repaired] : cases)
-        EXPECT_EQ(ownedAndValid(broken), parseJSON(repaired).value);
-}
-
-TEST(UTF8Repair, NothingRefersToMemoryOfTheCaller) {
-    boost::json::monotonic_resource callers;
-    const auto parsed = parseJSON(R"({"key":["value"]})", boost::json::storage_ptr(&callers));
-    const auto kept = ownedAndValid(parsed.value.get_object());
-    EXPECT_EQ(kept, parsed.value.get_object());
-    EXPECT_EQ(*kept.at("key").at(0).storage(), *boost::json::storage_ptr());
+        EXPECT_EQ(ownedAndValid(broken), *parseJSON(repaired));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ TEST(InternalEvent, HasFourteenMembersUnderTheirKeys) {
         {"zentaraActionExtraAttributes", ""},
     };
     EXPECT_EQ(sampleEvent(3).toDictionary(), expected);
-    EXPECT_EQ(parseJSON(sampleEvent(3).jsonText().value()).value, expected);
+    EXPECT_EQ(*parseJSON(sampleEvent(3).jsonText().value()), expected);
     EXPECT_EQ(sampleEvent(3).packed().toDictionary(), expected);
     EXPECT_EQ(InternalEvent::fromDictionary(expected).value, sampleEvent(3));
 }
@@ -54,9 +54,9 @@ TEST(InternalEvent, DecodesStrictlyAndComparesAllButTheContext) {
         dictionary.erase(key);
         EXPECT_EQ(InternalEvent::fromDictionary(dictionary).value.has_value(),
                   key == "zentaraRelationId");
-        const JSONValue other = value.is_object()  ? JSONValue(JSONObject())
-                                : value.is_int64() ? JSONValue(2)
-                                                   : JSONValue("other");
+        const JSONValue other = value.isObject()    ? JSONValue(JSONObject())
+                                : value.isInteger() ? JSONValue(2)
+                                                    : JSONValue("other");
         EXPECT_EQ(with(key, other).value == event, key == "zentaraClientContextID") << key;
     }
     const std::pair<JSONValue, std::int64_t> integers[] = {
@@ -79,7 +79,7 @@ TEST(InternalEvent, BodyTextIsTheTextWithoutTheUser) {
         for (const auto& form : {event, event.packed()}) {
             std::string body;
             ASSERT_TRUE(form.appendBodyText(body));
-            EXPECT_EQ(parseJSON(body).value, expected);
+            EXPECT_EQ(*parseJSON(body), expected);
         }
     }
 }

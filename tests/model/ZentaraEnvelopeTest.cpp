@@ -25,7 +25,7 @@ TEST(ZentaraEnvelope, DecodingFailsWithTheErrorOfItsCause) {
         EXPECT_NE(dynamic_cast<const ZentaraEnvelope::DecodingError*>(error.get()), nullptr) << key;
     }
     auto dictionary = whole;
-    dictionary.at("actions").at(1).get_object().erase("url");
+    dictionary.at("actions").at(1).object().erase("url");
     const auto error = ZentaraEnvelope::fromDictionary(dictionary).error;
     EXPECT_NE(dynamic_cast<const InternalEvent::DecodingError*>(error.get()), nullptr);
 }

@@ -1,6 +1,6 @@
 #include "objc/Host.h"
 
-#include <boost/json/serialize.hpp>
+#include <zentara/JSONValue.h>
 
 #include <cstring>
 #include <memory>
@@ -61,7 +61,7 @@ void startCollector() {
 }
 
 char* askCollector(const char* path) {
-    return ::strdup(boost::json::serialize(collectorProcess->client().get(path)).c_str());
+    return ::strdup(collectorProcess->client().get(path).text().c_str());
 }
 
 char* documentOf(const char* name) {

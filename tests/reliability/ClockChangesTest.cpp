@@ -84,13 +84,13 @@ TEST(ClockChangesTest, ClockChangesDisturbNoTimestampOrTimer) {
         ZentaraClient::setSharedClient(nullptr);
 
         for (const auto& request : services.requests("/event")) {
-            const auto envelope = parseJSON(request.body).value;
-            const auto sent = envelope.at("zentaraClientTs").as_int64();
+            const auto envelope = *parseJSON(request.body);
+            const auto sent = envelope.at("zentaraClientTs").integer();
             EXPECT_LE(sent, most + millisecondsOf(CLOCK_BOOTTIME));
-            for (const auto& action : envelope.at("actions").as_array()) {
+            for (const auto& action : envelope.at("actions").array()) {
                 const auto [first, last] = expected.at(
-                    static_cast<std::size_t>(action.at("properties").at("n").as_int64()));
-                const auto stamp = action.at("actionTs").as_int64();
+                    static_cast<std::size_t>(action.at("properties").at("n").integer()));
+                const auto stamp = action.at("actionTs").integer();
                 EXPECT_TRUE(first <= stamp && stamp <= std::min(last, sent)) << stamp - first;
             }
         }

@@ -134,7 +134,7 @@ class TroubledClient {
         for (const auto* name :
              {"events-storage", ".events-storage.under-way", "unvalidated-events-storage"}) {
             for (const auto& event : decodeEvents(contentsOf(file(name))).events)
-                waiting[event.properties().at("n").as_int64()] = 1;
+                waiting[event.properties().at("n").integer()] = 1;
         }
         EXPECT_EQ(waiting, rest);
     }

@@ -64,9 +64,9 @@ class Services {
   private:
     static std::vector<JSONObject> actionsIn(const RecordedRequest& request) {
         std::vector<JSONObject> actions;
-        const auto envelope = parseJSON(request.body).value;
-        for (const auto& action : envelope.at("actions").as_array())
-            actions.push_back(action.as_object());
+        const auto envelope = *parseJSON(request.body);
+        for (const auto& action : envelope.at("actions").array())
+            actions.push_back(action.object());
         return actions;
     }
 
@@ -92,8 +92,8 @@ class Services {
     void count(const RecordedRequest& request) {
         const std::lock_guard lock(mutex_);
         for (const auto& action : actionsIn(request)) {
-            const auto& properties = action.at("properties").as_object();
-            if (const auto* number = properties.if_contains("n")) ++accepted_[number->as_int64()];
+            const auto& properties = action.at("properties").object();
+            if (const auto* number = properties.find("n")) ++accepted_[number->integer()];
         }
     }
 

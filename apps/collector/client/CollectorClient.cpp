@@ -1,9 +1,7 @@
 #include <zentara/CollectorClient.h>
 
 #include <curl/curl.h>
-#include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
-#include <boost/json/value_to.hpp>
+#include "json/JSONText.h"
 
 #include <memory>
 #include <utility>
@@ -66,10 +64,10 @@ std::string queryFor(const EventSelection& selection) {
     return query;
 }
 
-std::vector<boost::json::object> eventsOf(boost::json::value& answer) {
-    std::vector<boost::json::object> events;
-    for (auto& event : answer.at("events").as_array())
-        events.push_back(std::move(event.as_object()));
+std::vector<JSONObject> eventsOf(JSONValue& answer) {
+    std::vector<JSONObject> events;
+    for (auto& event : answer.at("events").array())
+        events.push_back(std::move(event.object()));
     return events;
 }
 
@@ -88,41 +86,41 @@ FoundEvents CollectorClient::waitFor(const EventSelection& selection, std::size_
                       "/received/wait?count=" + std::to_string(count) +
                           "&timeout=" + std::to_string(timeout.count()) + queryFor(selection),
                       {}, timeout + patienceForAnswers);
-    return {.satisfied = answer.at("satisfied").as_bool(),
-            .total = boost::json::value_to<std::size_t>(answer.at("total")),
+    return {.satisfied = answer.at("satisfied").boolean(),
+            .total = static_cast<std::size_t>(answer.at("total").integer()),
             .events = eventsOf(answer)};
 }
 
-boost::json::object CollectorClient::expectEvent(const EventSelection& selection,
-                                                 milliseconds timeout) const {
+JSONObject CollectorClient::expectEvent(const EventSelection& selection,
+                                        milliseconds timeout) const {
     auto found = waitFor(selection, 1, timeout);
     if (found.satisfied) return std::move(found.events.front());
     throw ExpectationError("no event with " + queryFor(selection).substr(1) + " within " +
                            std::to_string(timeout.count()) +
-                           " ms; received: " + boost::json::serialize(get("/received/summary")));
+                           " ms; received: " + get("/received/summary").text());
 }
 
 void CollectorClient::expectNoEvent(const EventSelection& selection, milliseconds quietTime) const {
     const auto found = waitFor(selection, 1, quietTime);
     if (!found.satisfied) return;
     throw ExpectationError("an event with " + queryFor(selection).substr(1) +
-                           " has arrived: " + boost::json::serialize(found.events.front()));
+                           " has arrived: " + JSONValue(found.events.front()).text());
 }
 
-std::vector<boost::json::object> CollectorClient::events(const EventSelection& selection) const {
+std::vector<JSONObject> CollectorClient::events(const EventSelection& selection) const {
     auto answer = get("/received/events?" + queryFor(selection).substr(1));
     return eventsOf(answer);
 }
 
 std::size_t CollectorClient::count(const EventSelection& selection) const {
     const auto answer = get("/received/events?limit=0" + queryFor(selection));
-    return boost::json::value_to<std::size_t>(answer.at("total"));
+    return static_cast<std::size_t>(answer.at("total").integer());
 }
 
 CollectorSummary CollectorClient::summary() const {
     const auto answer = get("/received/summary");
     const auto number = [&answer](const char* name) {
-        return boost::json::value_to<std::size_t>(answer.at(name));
+        return static_cast<std::size_t>(answer.at(name).integer());
     };
     return {.requests = number("requests"),
             .envelopes = number("envelopes"),
@@ -132,28 +130,27 @@ CollectorSummary CollectorClient::summary() const {
             .distinctActions = number("distinctActions"),
             .duplicates = number("duplicates"),
             .missing = number("missing"),
-            .lastNumber = boost::json::value_to<std::int64_t>(answer.at("lastNumber"))};
+            .lastNumber = answer.at("lastNumber").integer()};
 }
 
 void CollectorClient::reset() const {
     ask("DELETE", "/received", {}, patienceForAnswers);
 }
 
-void CollectorClient::setFault(std::string_view service, const boost::json::object& fault) const {
-    ask("PUT", "/faults/" + std::string(service), boost::json::serialize(fault),
-        patienceForAnswers);
+void CollectorClient::setFault(std::string_view service, const JSONObject& fault) const {
+    ask("PUT", "/faults/" + std::string(service), JSONValue(fault).text(), patienceForAnswers);
 }
 
 void CollectorClient::clearFaults() const {
     ask("DELETE", "/faults", {}, patienceForAnswers);
 }
 
-boost::json::value CollectorClient::get(const std::string& path) const {
+JSONValue CollectorClient::get(const std::string& path) const {
     return ask("GET", path, {}, patienceForAnswers);
 }
 
-boost::json::value CollectorClient::ask(const std::string& method, const std::string& path,
-                                        const std::string& body, milliseconds patience) const {
+JSONValue CollectorClient::ask(const std::string& method, const std::string& path,
+                               const std::string& body, milliseconds patience) const {
     const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(),
                                                                    curl_easy_cleanup);
     if (!curl) throw CollectorError("no memory");
@@ -186,12 +183,11 @@ boost::json::value CollectorClient::ask(const std::string& method, const std::st
     if (status != 200) {
         throw CollectorError(request + ": " + std::to_string(status) + " " + answer);
     }
-    boost::json::error_code error;
-    boost::json::parse_options options;
-    options.max_depth = 1024;
-    auto value = boost::json::parse(answer, error, {}, options);
-    if (error) throw CollectorError(request + ": the answer is not JSON");
-    return value;
+    try {
+        return JSONValue::parse(answer);
+    } catch (const std::invalid_argument& error) {
+        throw CollectorError(request + ": the answer is not " + error.what());
+    }
 }
 
 }  // namespace zentara::collector

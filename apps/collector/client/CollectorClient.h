@@ -1,7 +1,6 @@
 #pragma once
 
-#include <boost/json/object.hpp>
-#include <boost/json/value.hpp>
+#include "json/JSONValue.h"
 
 #include <chrono>
 #include <cstddef>
@@ -46,9 +45,9 @@ struct EventSelection {
 
 /// The events that a wait has found.
 struct FoundEvents {
-    bool satisfied = false;                   ///< there were as many as were waited for
-    std::size_t total = 0;                    ///< that match
-    std::vector<boost::json::object> events;  ///< the first 100 of them at most
+    bool satisfied = false;          ///< there were as many as were waited for
+    std::size_t total = 0;           ///< that match
+    std::vector<JSONObject> events;  ///< the first 100 of them at most
 };
 
 /// The counts of everything received.
@@ -90,9 +89,8 @@ class CollectorClient {
 
     /// As `waitFor`, for one event, which it gives back. Throws `ExpectationError` when there is
     /// none in time.
-    boost::json::object expectEvent(
-        const EventSelection& selection,
-        std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+    JSONObject expectEvent(const EventSelection& selection,
+                           std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
     /// Throws `ExpectationError` when an event matches, now or within `quietTime`. Without a quiet
     /// time it is for the caller to know that everything has arrived.
@@ -100,7 +98,7 @@ class CollectorClient {
                        std::chrono::milliseconds quietTime = std::chrono::milliseconds(0)) const;
 
     /// All events that match, in order of arrival.
-    [[nodiscard]] std::vector<boost::json::object> events(const EventSelection& selection) const;
+    [[nodiscard]] std::vector<JSONObject> events(const EventSelection& selection) const;
 
     [[nodiscard]] std::size_t count(const EventSelection& selection) const;
     [[nodiscard]] CollectorSummary summary() const;
@@ -110,15 +108,15 @@ class CollectorClient {
 
     /// Makes `service` ("schemas", "id", "event" or "all") fail, for example with
     /// {{"answer", "status"}, {"status", 503}}.
-    void setFault(std::string_view service, const boost::json::object& fault) const;
+    void setFault(std::string_view service, const JSONObject& fault) const;
     void clearFaults() const;
 
     /// The answer to GET `path`, for what has no operation of its own here.
-    [[nodiscard]] boost::json::value get(const std::string& path) const;
+    [[nodiscard]] JSONValue get(const std::string& path) const;
 
   private:
-    boost::json::value ask(const std::string& method, const std::string& path,
-                           const std::string& body, std::chrono::milliseconds patience) const;
+    JSONValue ask(const std::string& method, const std::string& path, const std::string& body,
+                  std::chrono::milliseconds patience) const;
 
     std::string url_;
     std::string authorityFile_;

@@ -26,7 +26,7 @@ bool acceptsNumericString(const JSONValue& value) {
     const auto standard = std::find_if(formats.begin(), formats.end(), [](const Format& format) {
         return format.name == "numericString";
     });
-    return value.is_string() && standard->accepts(value);
+    return value.isString() && standard->accepts(value);
 }
 
 /// The formats of the library, but for one that ends the process when it meets what is no string.
@@ -63,12 +63,12 @@ class Paths {
             wanted->second = path_;
             --unseen_;
         }
-        if (const auto* const object = value.if_object()) {
+        if (const auto* const object = value.ifObject()) {
             for (const auto& [name, member] : *object) {
                 if (unseen_ == 0) return;
                 enter(name, member);
             }
-        } else if (const auto* const array = value.if_array()) {
+        } else if (const auto* const array = value.ifArray()) {
             std::size_t index = 0;
             for (const auto& element : *array) {
                 if (unseen_ == 0) return;
@@ -108,8 +108,7 @@ class Paths {
 
 }  // namespace
 
-std::vector<Finding> checkProperties(const boost::json::value& properties,
-                                     const boost::json::object& schema) {
+std::vector<Finding> checkProperties(const JSONValue& properties, const JSONObject& schema) {
     ValidationRun run(schema, harmlessFormats());
     auto messages = run.run(properties).errors();
     if (!messages) return {};

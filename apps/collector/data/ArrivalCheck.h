@@ -1,7 +1,6 @@
 #pragma once
 
-#include <boost/json/object.hpp>
-#include <boost/json/value.hpp>
+#include <zentara/JSONValue.h>
 #include <vector>
 
 #include "collector/data/Envelope.h"
@@ -16,8 +15,8 @@ namespace zentara::collector {
 ///
 /// A value that is no string under the format "numericString", which ends an application, is a
 /// message here.
-[[nodiscard]] std::vector<Finding> checkProperties(const boost::json::value& properties,
-                                                   const boost::json::object& schema);
+[[nodiscard]] std::vector<Finding> checkProperties(const JSONValue& properties,
+                                                   const JSONObject& schema);
 
 /// Checks an event against its schema; a schema that is not among `schemas` is a message too.
 [[nodiscard]] std::vector<Finding> checkAction(const Action& action, const SchemaSnapshot& schemas);

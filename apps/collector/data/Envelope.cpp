@@ -1,10 +1,9 @@
 #include "collector/data/Envelope.h"
 
-#include <boost/json/monotonic_resource.hpp>
-#include <boost/json/object.hpp>
 #include <cmath>
 #include <limits>
 #include <optional>
+#include "json/JSONValue.h"
 
 #include "collector/data/JSONText.h"
 #include "json/JSONParser.h"
@@ -19,10 +18,10 @@ constexpr std::size_t deepestNesting = 520;
 // What is counted and listed by its name stays small enough to be shown with all others.
 constexpr std::size_t longestName = 256;
 
-std::optional<std::int64_t> integerIn(const boost::json::value& value) {
-    if (value.is_int64()) return value.get_int64();
-    if (value.is_double()) {
-        const double number = value.get_double();
+std::optional<std::int64_t> integerIn(const JSONValue& value) {
+    if (value.isInteger()) return value.integer();
+    if (value.isDouble()) {
+        const double number = value.number();
         constexpr double limit = 9223372036854775808.0;
         if (std::trunc(number) == number && number >= -limit && number < limit) {
             return static_cast<std::int64_t>(number);
@@ -35,17 +34,17 @@ std::optional<std::int64_t> integerIn(const boost::json::value& value) {
 /// answers with empty values.
 class FieldReader {
   public:
-    FieldReader(const boost::json::object& object, std::string place, std::string& fault)
+    FieldReader(const JSONObject& object, std::string place, std::string& fault)
         : object_(object), place_(std::move(place)), fault_(fault) {}
 
     [[nodiscard]] std::string text(std::string_view key) {
         const auto* value = find(key);
         if (value == nullptr) return {};
-        if (!value->is_string()) {
+        if (!value->isString()) {
             note(key, "is not a string");
             return {};
         }
-        return {value->get_string().data(), value->get_string().size()};
+        return {value->string().data(), value->string().size()};
     }
 
     [[nodiscard]] std::string name(std::string_view key) {
@@ -63,29 +62,29 @@ class FieldReader {
         return number.value_or(0);
     }
 
-    [[nodiscard]] const boost::json::value* objectValue(std::string_view key) {
+    [[nodiscard]] const JSONValue* objectValue(std::string_view key) {
         const auto* value = find(key);
-        if (value != nullptr && !value->is_object()) note(key, "is not an object");
+        if (value != nullptr && !value->isObject()) note(key, "is not an object");
         return value;
     }
 
     void requireStringOrNull(std::string_view key) {
         const auto* value = find(key);
-        if (value != nullptr && !value->is_string() && !value->is_null()) {
+        if (value != nullptr && !value->isString() && !value->isNull()) {
             note(key, "is neither a string nor null");
         }
     }
 
-    [[nodiscard]] const boost::json::array* array(std::string_view key) {
+    [[nodiscard]] const JSONArray* array(std::string_view key) {
         const auto* value = find(key);
-        if (value != nullptr && !value->is_array()) note(key, "is not an array");
-        return value == nullptr ? nullptr : value->if_array();
+        if (value != nullptr && !value->isArray()) note(key, "is not an array");
+        return value == nullptr ? nullptr : value->ifArray();
     }
 
   private:
-    [[nodiscard]] const boost::json::value* find(std::string_view key) {
+    [[nodiscard]] const JSONValue* find(std::string_view key) {
         if (!fault_.empty()) return nullptr;
-        const auto* value = object_.if_contains({key.data(), key.size()});
+        const auto* value = object_.find({key.data(), key.size()});
         if (value == nullptr) note(key, "is missing");
         return value;
     }
@@ -94,18 +93,18 @@ class FieldReader {
         fault_.append(place_).append("\"").append(key).append("\" ").append(problem);
     }
 
-    const boost::json::object& object_;
+    const JSONObject& object_;
     std::string place_;
     std::string& fault_;
 };
 
-Action readAction(const boost::json::value& value, std::size_t index, std::string& fault) {
+Action readAction(const JSONValue& value, std::size_t index, std::string& fault) {
     const std::string place = "actions[" + std::to_string(index) + "]";
-    if (!value.is_object()) {
+    if (!value.isObject()) {
         fault = place + " is not an object";
         return {};
     }
-    FieldReader fields(value.get_object(), place + ": ", fault);
+    FieldReader fields(value.object(), place + ": ", fault);
     Action action;
     action.schema = fields.name("id");
     action.schema += '-';
@@ -124,27 +123,25 @@ Action readAction(const boost::json::value& value, std::size_t index, std::strin
     if (fault.empty() && holdsInfinity(value)) {
         fault = place + ": a number is beyond what a double holds";
     }
-    if (fault.empty()) appendJSON(action.json, value);
+    if (fault.empty()) action.json += value.text();
     return action;
 }
 
 }  // namespace
 
 std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body) {
-    boost::json::error_code error;
-    auto document = std::make_shared<const boost::json::value>(parseDocument(
-        body, error, boost::json::make_shared_resource<boost::json::monotonic_resource>(),
-        {.depth = deepestNesting}));
-    if (error) {
+    auto parsed = parseJSONValue(body, {.depth = deepestNesting});
+    if (!parsed.ok()) {
         return EnvelopeFault{EnvelopeFault::Kind::notJSON,
-                             "the body is not JSON: " + error.message()};
+                             "the body is not " + parsed.error()->description()};
     }
-    if (!document->is_object()) {
+    auto document = std::make_shared<const JSONValue>(*std::move(parsed));
+    if (!document->isObject()) {
         return EnvelopeFault{EnvelopeFault::Kind::wrongShape, "an envelope is a JSON object"};
     }
 
     std::string fault;
-    FieldReader fields(document->get_object(), "", fault);
+    FieldReader fields(document->object(), "", fault);
     Envelope envelope;
     envelope.clientUUID = fields.name("zentaraClientUUID");
     envelope.tenant = fields.name("zentaraClientTenant");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <boost/json/value.hpp>
+#include <zentara/JSONValue.h>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -19,7 +19,7 @@ struct Action {
     std::int64_t actionTs = 0;  ///< milliseconds since 1970-01-01 UTC, by the client's clock
     std::string json;           ///< the whole action, compact
     /// An object. Lives as long as any copy of its envelope's `document`.
-    const boost::json::value* properties = nullptr;
+    const JSONValue* properties = nullptr;
 };
 
 /// A message of the check of an event on arrival.
@@ -41,7 +41,7 @@ struct Envelope {
     std::int64_t dispatchNumber = 0;
     std::int64_t actionCounter = 0;
     std::vector<Action> actions;
-    std::shared_ptr<const boost::json::value> document;  ///< all that was posted
+    std::shared_ptr<const JSONValue> document;  ///< all that was posted
 };
 
 /// Why a body is not an envelope.

@@ -1,12 +1,8 @@
 #include "collector/data/JSONText.h"
 
 #include <algorithm>
-#include <array>
-#include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
-#include <boost/json/string.hpp>
-#include <charconv>
 #include <cmath>
+#include "json/JSONText.h"
 
 namespace zentara::collector {
 
@@ -17,72 +13,28 @@ bool isHighByte(char character) {
 }
 
 std::string quoted(std::string_view string) {
-    return boost::json::serialize(boost::json::string_view(string.data(), string.size()));
-}
-
-void appendDouble(std::string& text, double number) {
-    if (!std::isfinite(number)) {
-        text += "null";
-        return;
-    }
-    std::array<char, 32> buffer{};
-    const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr;
-    const std::string_view digits(buffer.data(), static_cast<std::size_t>(end - buffer.data()));
-    text += digits;
-    if (digits.find_first_of(".e") == std::string_view::npos) text += ".0";
+    std::string text;
+    zentara::appendJSONString(text, string);
+    return text;
 }
 
 }  // namespace
 
-void appendJSON(std::string& text, const boost::json::value& value) {
-    switch (value.kind()) {
-        case boost::json::kind::double_:
-            appendDouble(text, value.get_double());
-            break;
-        case boost::json::kind::array: {
-            char separator = '[';
-            for (const auto& element : value.get_array()) {
-                text += separator;
-                appendJSON(text, element);
-                separator = ',';
-            }
-            text += value.get_array().empty() ? "[]" : "]";
-            break;
-        }
-        case boost::json::kind::object: {
-            char separator = '{';
-            for (const auto& [key, member] : value.get_object()) {
-                text += separator;
-                text += quoted({key.data(), key.size()});
-                text += ':';
-                appendJSON(text, member);
-                separator = ',';
-            }
-            text += value.get_object().empty() ? "{}" : "}";
-            break;
-        }
-        default:
-            text += boost::json::serialize(value);
-    }
-}
-
-bool holdsInfinity(const boost::json::value& value) {
-    if (const auto* const array = value.if_array()) {
+bool holdsInfinity(const JSONValue& value) {
+    if (const auto* const array = value.ifArray()) {
         return std::any_of(array->begin(), array->end(), holdsInfinity);
     }
-    if (const auto* const object = value.if_object()) {
+    if (const auto* const object = value.ifObject()) {
         return std::any_of(object->begin(), object->end(),
                            [](const auto& member) { return holdsInfinity(member.value()); });
     }
-    return value.is_double() && !std::isfinite(value.get_double());
+    return value.isDouble() && !std::isfinite(value.number());
 }
 
 void appendJSONString(std::string& text, std::string_view string) {
     std::string json = quoted(string);
     if (std::any_of(string.begin(), string.end(), isHighByte)) {
-        boost::json::error_code notUTF8;
-        (void)boost::json::parse(json, notUTF8);
-        if (notUTF8) {
+        if (!parseJSONValue(json).ok()) {
             std::string utf8;
             for (const char character : string) {
                 if (isHighByte(character)) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <boost/json/value.hpp>
+#include <zentara/JSONValue.h>
 
 #include <span>
 #include <string>
@@ -9,13 +9,9 @@
 
 namespace zentara::collector {
 
-/// Appends `value` as compact JSON with numbers as people expect them (`1.5`, not `1.5E0`) and
-/// with the difference between `5` and `5.0` kept.
-void appendJSON(std::string& text, const boost::json::value& value);
-
 /// Whether a number in `value`, however deep, is beyond what a double holds. JSON has no text for
-/// it; `appendJSON` writes null.
-[[nodiscard]] bool holdsInfinity(const boost::json::value& value);
+/// it; `jsonText` writes null.
+[[nodiscard]] bool holdsInfinity(const JSONValue& value);
 
 /// Appends `string` as a quoted JSON string. Text that is not UTF-8, which header fields may hold,
 /// is read as Latin-1, so that what is written is JSON in any case.

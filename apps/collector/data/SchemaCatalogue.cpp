@@ -46,18 +46,20 @@ bool isSchemaName(const std::filesystem::path& name) {
 }
 
 /// The schema of a text; null, with `problem` set, when it cannot be served.
-std::shared_ptr<const boost::json::value> parseSchema(std::string_view text, std::string& problem) {
+std::shared_ptr<const JSONValue> parseSchema(std::string_view text, std::string& problem) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
 
-    boost::json::error_code error;
-    auto schema = std::make_shared<const boost::json::value>(
-        parseDocument(text, error, {}, {.depth = deepestSchema}));
-    if (error == boost::json::error::too_deep) {
-        problem = "nested more than " + std::to_string(deepestSchema) + " levels deep";
-    } else if (error) {
-        problem = "not JSON: " + error.message();
-    } else if (!schema->is_object()) {
+    auto parsed = parseJSONValue(text, {.depth = deepestSchema});
+    if (!parsed.ok()) {
+        const auto* const error = dynamic_cast<const JSONError*>(parsed.error().get());
+        const bool isTooDeep = error != nullptr && error->cause() == JSONError::Cause::tooDeep;
+        problem = isTooDeep ? "nested more than " + std::to_string(deepestSchema) + " levels deep"
+                            : "not " + parsed.error()->description();
+        return nullptr;
+    }
+    auto schema = std::make_shared<const JSONValue>(*std::move(parsed));
+    if (!schema->isObject()) {
         problem = "a schema is a JSON object";
     } else if (holdsInfinity(*schema)) {
         problem = "a number is beyond what a double holds";
@@ -71,7 +73,7 @@ std::shared_ptr<const boost::json::value> parseSchema(std::string_view text, std
 
 }  // namespace
 
-const boost::json::object* SchemaSnapshot::find(std::string_view key) const {
+const JSONObject* SchemaSnapshot::find(std::string_view key) const {
     const auto known = schemas.find(key);
     return known == schemas.end() ? nullptr : known->second.get();
 }
@@ -206,8 +208,8 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
     std::string problem;
     const auto schema = parseSchema(*contents.bytes, problem);
     if (schema == nullptr) return refuse(problem);
-    appendJSON(file.json, *schema);
-    file.schema = {schema, &schema->get_object()};
+    file.json += JSONValue(*schema).text();
+    file.schema = {schema, &schema->object()};
     return std::make_shared<const File>(std::move(file));
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <boost/json/object.hpp>
+#include <zentara/JSONValue.h>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -18,12 +18,12 @@ namespace zentara::collector {
 /// The schemas at one moment. Never changes.
 struct SchemaSnapshot {
     std::string json = "{}";  ///< the table: one object keyed "{id}-{version}"
-    std::map<std::string, std::shared_ptr<const boost::json::object>, std::less<>> schemas;
+    std::map<std::string, std::shared_ptr<const JSONObject>, std::less<>> schemas;
     std::vector<std::string>
         problems;  ///< a line for each file that is not in the table as it is now
 
     /// Null when there is no such schema.
-    [[nodiscard]] const boost::json::object* find(std::string_view key) const;
+    [[nodiscard]] const JSONObject* find(std::string_view key) const;
 };
 
 /// The schemas of a folder of files named "{id}-{version}.json", read again when they change.
@@ -69,8 +69,8 @@ class SchemaCatalogue {
     /// A file as it was read.
     struct File {
         Signature signature;
-        bool isSettled = false;  ///< any later change shows in the signature
-        std::shared_ptr<const boost::json::object> schema;  ///< null when it cannot be served
+        bool isSettled = false;                    ///< any later change shows in the signature
+        std::shared_ptr<const JSONObject> schema;  ///< null when it cannot be served
         std::string json;
         std::string problem;
     };

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <algorithm>
-#include <boost/json/monotonic_resource.hpp>
 #include <filesystem>
 #include <new>
 #include <string>
 #include <string_view>
 #include <utility>
+#include "json/JSONValue.h"
 
 #include "dispatch/storage/Storage.h"
 #include "json/JSONText.h"
@@ -69,20 +69,18 @@ class FileStorage final : public Storage<DataType> {
         const auto file = readFile(fileURL);
         if (file.error) return {{}, file.error, true};
         if (!file.bytes) return {};
-        // Records that keep what they are given keep their share of this memory with it.
-        auto parsed = parseJSON(
-            *file.bytes, boost::json::make_shared_resource<boost::json::monotonic_resource>());
-        if (parsed.error) return {{}, parsed.error, true};
-        auto* array = parsed.value.if_array();
+        auto parsed = parseJSON(*file.bytes);
+        if (parsed.error()) return {{}, parsed.error(), true};
+        auto* array = parsed->ifArray();
         if (array == nullptr || !std::all_of(array->begin(), array->end(), [](const auto& element) {
-                return element.is_object();
+                return element.isObject();
             })) {
             return {{}, nullptr, true};
         }
         Loaded<DataType> loaded;
         loaded.found = true;
         for (auto& element : *array) {
-            auto decoded = JSONCoding<DataType>::fromDictionary(std::move(element.get_object()));
+            auto decoded = JSONCoding<DataType>::fromDictionary(std::move(element.object()));
             if (decoded.value) loaded.records.push_back(*std::move(decoded.value));
         }
         return loaded;

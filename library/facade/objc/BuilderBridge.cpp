@@ -15,44 +15,53 @@ void zentaraDiscardBuilder(ZentaraBuilder* builder) noexcept {
 }
 
 void zentaraAddNull(ZentaraBuilder* builder) noexcept {
-    builder->stack.push_null();
+    builder->values.emplace_back(nullptr);
 }
 
 void zentaraAddBoolean(ZentaraBuilder* builder, bool value) noexcept {
-    builder->stack.push_bool(value);
+    builder->values.emplace_back(value);
 }
 
 void zentaraAddSigned(ZentaraBuilder* builder, int64_t value) noexcept {
-    builder->stack.push_int64(value);
+    builder->values.emplace_back(value);
 }
 
 void zentaraAddUnsigned(ZentaraBuilder* builder, uint64_t value) noexcept {
-    // As if read from text: unsigned is what does not fit otherwise.
-    if (std::in_range<std::int64_t>(value)) {
-        builder->stack.push_int64(static_cast<std::int64_t>(value));
-    } else {
-        builder->stack.push_uint64(value);
-    }
+    builder->values.emplace_back(value);
 }
 
 void zentaraAddDouble(ZentaraBuilder* builder, double value) noexcept {
-    builder->stack.push_double(value);
+    builder->values.emplace_back(value);
 }
 
 void zentaraAddText(ZentaraBuilder* builder, ZentaraText text) noexcept {
-    builder->stack.push_string({text.bytes, text.length});
+    builder->values.emplace_back(std::string_view(text.bytes, text.length));
 }
 
 void zentaraAddKey(ZentaraBuilder* builder, ZentaraText key) noexcept {
-    builder->stack.push_key({key.bytes, key.length});
+    builder->values.emplace_back(std::string_view(key.bytes, key.length));
 }
 
 void zentaraEndArray(ZentaraBuilder* builder, size_t count) noexcept {
-    builder->stack.push_array(count);
+    auto& values = builder->values;
+    const auto first = values.end() - static_cast<std::ptrdiff_t>(count);
+    zentara::JSONArray array;
+    array.reserve(count);
+    for (auto value = first; value != values.end(); ++value)
+        array.push_back(std::move(*value));
+    values.erase(first, values.end());
+    values.emplace_back(std::move(array));
 }
 
 void zentaraEndObject(ZentaraBuilder* builder, size_t count) noexcept {
-    builder->stack.push_object(count);
+    auto& values = builder->values;
+    const auto first = values.end() - static_cast<std::ptrdiff_t>(2 * count);
+    zentara::JSONObject object;
+    object.reserve(count);
+    for (auto member = first; member != values.end(); member += 2)
+        object.set(member[0].string(), std::move(member[1]));
+    values.erase(first, values.end());
+    values.emplace_back(std::move(object));
 }
 
 size_t zentaraQueuedDepth() noexcept {

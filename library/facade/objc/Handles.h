@@ -36,5 +36,8 @@ namespace zentara {
 [[nodiscard]] inline ZentaraText bridged(std::string_view text) noexcept {
     return {text.data(), text.size()};
 }
+[[nodiscard]] inline ZentaraText bridged(const std::string& text) noexcept {
+    return bridged(std::string_view(text));
+}
 
 }  // namespace zentara

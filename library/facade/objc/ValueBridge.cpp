@@ -17,43 +17,43 @@ ZentaraValueView zentaraView(const ZentaraValue* value) noexcept {
     const auto& json = unbridged(value);
     ZentaraValueView view{};
     switch (json.kind()) {
-        case boost::json::kind::null:
+        case JSONValue::Kind::null:
             view.kind = zentaraNullValue;
             break;
-        case boost::json::kind::bool_:
+        case JSONValue::Kind::boolean:
             view.kind = zentaraBooleanValue;
-            view.boolean = json.get_bool();
+            view.boolean = json.boolean();
             break;
-        case boost::json::kind::int64:
+        case JSONValue::Kind::integer:
             view.kind = zentaraSignedValue;
-            view.signedInteger = json.get_int64();
+            view.signedInteger = json.integer();
             break;
-        case boost::json::kind::uint64:
+        case JSONValue::Kind::unsignedInteger:
             view.kind = zentaraUnsignedValue;
-            view.unsignedInteger = json.get_uint64();
+            view.unsignedInteger = json.unsignedInteger();
             break;
-        case boost::json::kind::double_:
+        case JSONValue::Kind::number:
             view.kind = zentaraDoubleValue;
-            view.real = json.get_double();
+            view.real = json.number();
             break;
-        case boost::json::kind::string:
+        case JSONValue::Kind::string:
             view.kind = zentaraTextValue;
-            view.text = bridged(std::string_view(json.get_string()));
+            view.text = bridged(std::string_view(json.string()));
             break;
-        case boost::json::kind::array:
+        case JSONValue::Kind::array:
             view.kind = zentaraArrayValue;
-            view.arrayCount = json.get_array().size();
+            view.arrayCount = json.array().size();
             break;
-        case boost::json::kind::object:
+        case JSONValue::Kind::object:
             view.kind = zentaraObjectValue;
-            view.object = bridged(json.get_object());
+            view.object = bridged(json.object());
             break;
     }
     return view;
 }
 
 const ZentaraValue* zentaraElement(const ZentaraValue* array, size_t index) noexcept {
-    return bridged(unbridged(array).get_array()[index]);
+    return bridged(unbridged(array).array()[index]);
 }
 
 size_t zentaraMemberCount(const ZentaraObject* object) noexcept {

@@ -1,7 +1,5 @@
 #include "support/UserDefaults.h"
 
-#include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
 #include <filesystem>
 #include <initializer_list>
 #include <map>
@@ -9,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include "json/JSONText.h"
 
 #include "json/JSONValue.h"
 #include "platform/File.h"
@@ -38,10 +37,9 @@ class UserDefaults::Store {
         file_ = file;
         if (!contents.bytes && !contents.error) return;
         if (contents.bytes) {
-            boost::json::error_code error;
-            JSONValue value = boost::json::parse(*contents.bytes, error);
-            if (!error && value.is_object()) {
-                values_ = std::move(value.get_object());
+            auto value = parseJSONValue(*contents.bytes);
+            if (value.ok() && value->isObject()) {
+                values_ = std::move(value->object());
                 return;
             }
         }
@@ -76,10 +74,11 @@ class UserDefaults::Store {
 
   private:
     [[nodiscard]] std::int64_t find(std::string_view key) const ZENTARA_REQUIRES(mutex_) {
-        const JSONValue* const value = values_.if_contains(key);
+        const JSONValue* const value = values_.find(key);
         if (value == nullptr) return 0;
-        if (const auto* number = value->if_int64()) return *number;
-        if (const auto* number = value->if_uint64()) return static_cast<std::int64_t>(*number);
+        if (const auto number = value->ifInteger()) return *number;
+        if (const auto number = value->ifUnsignedInteger())
+            return static_cast<std::int64_t>(*number);
         return 0;
     }
 
@@ -92,7 +91,7 @@ class UserDefaults::Store {
         if (file_) {
             // The value holds for this process all the same.
             [[maybe_unused]] const ErrorRef lost =
-                writeFileAtomically(*file_, boost::json::serialize(values_));
+                writeFileAtomically(*file_, JSONValue(values_).text());
         }
     }
 

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <zentara/CollectorClient.h>
 
-#include <boost/json/parse.hpp>
 #include <future>
+#include "json/JSONText.h"
 
 #include "apps/collector/Samples.h"
 #include "apps/collector/http/RawClient.h"
@@ -39,10 +39,10 @@ class CollectorTest : public testing::Test {
         return services.answer(Service::event, request);
     }
 
-    boost::json::value identity(const std::string& cookie = "") {
+    JSONValue identity(const std::string& cookie = "") {
         auto request = samples::request("GET", "/id");
         request.headers.emplace_back("Cookie", cookie);
-        return boost::json::parse(services.answer(Service::id, request).response.body);
+        return parseJSON(services.answer(Service::id, request).response.body);
     }
 
     std::string refusalOf(const std::string& path) {
@@ -180,7 +180,7 @@ TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
                   .at("total"),
               1);
     EXPECT_EQ(client.summary().bad, 2U);
-    EXPECT_EQ(client.get("/received/events/u1").at("arrivals").as_array().size(), 2U);
+    EXPECT_EQ(client.get("/received/events/u1").at("arrivals").array().size(), 2U);
     EXPECT_EQ(client.get("/received/timeline").at("buckets").at(0).at("good"), 2);
 
     const std::pair<const char*, const char*> refusals[] = {
@@ -242,7 +242,7 @@ TEST_F(CollectorTest, RefusalsNameStatusAndReasonAndStoreNoEvent) {
 TEST_F(CollectorTest, CookieRenewsItsIdentityOnly) {
     const auto first = identity();
     EXPECT_NE(first.at("qvn_uid"), identity().at("qvn_uid"));
-    const std::string uid(first.at("qvn_uid").as_string());
+    const std::string uid(first.at("qvn_uid").string());
     const auto renewed = identity("other=1; novalue ;=x;qvn_uid=" + uid + ";");
     for (const char* member : {"qvn_uid", "qvn_uid_public"})
         EXPECT_EQ(renewed.at(member), first.at(member));

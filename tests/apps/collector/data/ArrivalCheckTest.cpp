@@ -2,14 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include <boost/json/parse.hpp>
+#include "json/JSONText.h"
 
 #include "schemas/Validators.h"
 
 namespace zentara::collector {
 namespace {
-
-using boost::json::parse;
 
 TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
     const std::tuple<const char*, const char*, std::vector<std::string>> cases[] = {
@@ -40,19 +38,19 @@ TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
         const auto properties = parse(propertiesText);
         std::vector<std::string> paths;
         std::vector<std::string> messages;
-        for (const auto& finding : checkProperties(properties, schema.get_object())) {
+        for (const auto& finding : checkProperties(properties, schema.object())) {
             paths.push_back(finding.path);
             messages.push_back(finding.message);
         }
         EXPECT_EQ(paths, expected) << schemaText;
-        EXPECT_EQ(messages, validate(properties, schema.get_object()).errors()) << schemaText;
+        EXPECT_EQ(messages, validate(properties, schema.object()).errors()) << schemaText;
     }
 }
 
 TEST(ArrivalCheckTest, FatalFormatIsAMessage) {
     const auto schema = parse(R"({"properties":{"a":{"format":"numericString"},
                                                 "b":{"format":"numericString"}}})");
-    EXPECT_THAT(checkProperties(parse(R"({"a":5,"b":"1.5"})"), schema.get_object()),
+    EXPECT_THAT(checkProperties(parse(R"({"a":5,"b":"1.5"})"), schema.object()),
                 testing::ElementsAre(Finding{"/a", "'5' is not valid NumericString format."}));
 }
 
@@ -64,7 +62,7 @@ TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
         elements += ",1";
     const auto schema = parse(R"({"additionalProperties":{"items":{"type":"string"}}})");
     const auto many =
-        checkProperties(parse("{\"" + name + "\":[" + elements + "]}"), schema.get_object());
+        checkProperties(parse("{\"" + name + "\":[" + elements + "]}"), schema.object());
     ASSERT_EQ(many.size(), 1001U);
     EXPECT_EQ(many[999].path, "/" + name + "/999");
     EXPECT_EQ(many[1000], (Finding{"", "and 4001 more"}));
@@ -74,7 +72,7 @@ TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
     const auto deepSchema =
         parse(R"({"additionalProperties":{"additionalProperties":{"items":{"type":"string"}}}})");
     const auto deep = checkProperties(parse("{\"" + longName + "\":{\"" + longName + "\":[1]}}"),
-                                      deepSchema.get_object());
+                                      deepSchema.object());
     ASSERT_EQ(deep.size(), 1U);
     EXPECT_EQ(deep[0].path, "/" + longName);
 }

@@ -1,0 +1,716 @@
+#include <zentara/JSONValue.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cassert>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace zentara {
+
+namespace {
+
+using Kind = JSONValue::Kind;
+
+constexpr std::uint32_t mostValues = std::numeric_limits<std::uint32_t>::max() - 1;
+
+/// Members that an object has at most while it is searched from end to end. From about here on
+/// hashing a key takes less.
+constexpr std::size_t mostUnindexed = 24;
+
+struct HashKey {
+    std::uint64_t first;
+    std::uint64_t second;
+};
+
+HashKey randomKey() noexcept {
+    try {
+        std::random_device device;
+        const auto word = [&device] {
+            return std::uint64_t{device()} << 32U | std::uint64_t{device()};
+        };
+        const auto first = word();
+        return {first, word()};
+    } catch (...) {
+        // Where the process lies in memory is random, too.
+        static const char place = 0;
+        const auto time = std::chrono::steady_clock::now().time_since_epoch().count();
+        return {static_cast<std::uint64_t>(time), reinterpret_cast<std::uintptr_t>(&place)};
+    }
+}
+
+/// Another one in each process. Needs no destruction, so that it serves until the very end.
+const HashKey& hashKey() noexcept {
+    static const HashKey key = randomKey();
+    return key;
+}
+
+/// The state of SipHash.
+class Sip {
+  public:
+    explicit Sip(const HashKey& key)
+        : a_(key.first ^ 0x736f6d6570736575U),
+          b_(key.second ^ 0x646f72616e646f6dU),
+          c_(key.first ^ 0x6c7967656e657261U),
+          d_(key.second ^ 0x7465646279746573U) {}
+
+    void add(std::uint64_t word) {
+        d_ ^= word;
+        round();
+        a_ ^= word;
+    }
+    [[nodiscard]] std::uint64_t end() {
+        c_ ^= 0xFFU;
+        round();
+        round();
+        round();
+        return a_ ^ b_ ^ c_ ^ d_;
+    }
+
+  private:
+    void round() {
+        a_ += b_;
+        b_ = std::rotl(b_, 13) ^ a_;
+        a_ = std::rotl(a_, 32);
+        c_ += d_;
+        d_ = std::rotl(d_, 16) ^ c_;
+        a_ += d_;
+        d_ = std::rotl(d_, 21) ^ a_;
+        c_ += b_;
+        b_ = std::rotl(b_, 17) ^ c_;
+        c_ = std::rotl(c_, 32);
+    }
+
+    std::uint64_t a_;
+    std::uint64_t b_;
+    std::uint64_t c_;
+    std::uint64_t d_;
+};
+
+/// SipHash-1-3.
+std::uint64_t hashOf(std::string_view text) noexcept {
+    Sip sip(hashKey());
+    const auto size = static_cast<std::uint64_t>(text.size());
+    std::uint64_t word = 0;
+    for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+        std::memcpy(&word, text.data(), sizeof word);
+        sip.add(word);
+    }
+    word = size << 56U;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        word |= std::uint64_t{static_cast<unsigned char>(text[i])} << (8 * i);
+    sip.add(word);
+    return sip.end();
+}
+
+const char* nameOf(Kind kind) noexcept {
+    static constexpr std::array<const char*, 8> names{
+        "null",     "a boolean", "an integer", "an unsigned integer",
+        "a double", "a string",  "an array",   "an object"};
+    return names[static_cast<std::size_t>(kind)];
+}
+
+[[noreturn]] void throwKindError(Kind kind, Kind expected) {
+    throw JSONKindError(std::string("JSON value is ") + nameOf(kind) + ", not " + nameOf(expected));
+}
+
+/// Where the members of a large object are: positions, 0 for none, found by a key's hash and then
+/// one by one. At least half of the places hold none.
+struct Index {
+    std::size_t mask;
+
+    [[nodiscard]] std::uint32_t* places() noexcept {
+        return reinterpret_cast<std::uint32_t*>(this + 1);
+    }
+    [[nodiscard]] std::size_t bytes() const noexcept {
+        return sizeof(Index) + (mask + 1) * sizeof(std::uint32_t);
+    }
+    [[nodiscard]] bool hasRoomFor(std::size_t members) const noexcept {
+        return members <= (mask + 1) / 2;
+    }
+
+    static Index* make(std::size_t members) {
+        const auto mask = std::bit_ceil(members * 3) - 1;
+        const auto bytes = Index{mask}.bytes();
+        auto* const index = ::new (::operator new(bytes)) Index{mask};
+        std::memset(index->places(), 0, bytes - sizeof(Index));
+        return index;
+    }
+};
+
+}  // namespace
+
+/// What arrays and objects do with their memory. An object's keys and values are treated alike
+/// where that is enough. Nothing here recurses, since values may be nested to any depth.
+struct JSONMemory {
+    struct Free {
+        void operator()(JSONBlock* block) const noexcept { free(block); }
+    };
+    using Owner = std::unique_ptr<JSONBlock, Free>;
+
+    static JSONBlock* blockOf(const JSONValue& value) noexcept {
+        return value.kind() >= Kind::array ? value.load<JSONBlock*>() : nullptr;
+    }
+    static std::size_t sizeOf(const JSONBlock* block) noexcept {
+        return block == nullptr ? 0 : block->size;
+    }
+    static Index* indexOf(const JSONBlock& block) noexcept {
+        return static_cast<Index*>(block.link);
+    }
+
+    static JSONBlock* allocate(std::size_t capacity) {
+        if (capacity > mostValues) throw std::length_error("too many JSON values");
+        auto* const memory = ::operator new(sizeof(JSONBlock) + capacity * sizeof(JSONValue));
+        return ::new (memory) JSONBlock{0, static_cast<std::uint32_t>(capacity), nullptr};
+    }
+
+    static void free(JSONBlock* first) noexcept {
+        // Blocks yet to be freed are chained through the place of their indexes.
+        JSONBlock* chain = nullptr;
+        const auto add = [&chain](JSONBlock* block) {
+            ::operator delete(block->link);
+            block->link = chain;
+            chain = block;
+        };
+        add(first);
+        while (chain != nullptr) {
+            auto* const block = chain;
+            chain = static_cast<JSONBlock*>(block->link);
+            for (auto& value : valuesOf(*block)) {
+                if (!value.ownsMemory()) continue;
+                if (value.isString()) {
+                    ::operator delete(value.load<void*>());
+                } else if (auto* const inner = blockOf(value)) {
+                    add(inner);
+                }
+            }
+            ::operator delete(block);
+        }
+    }
+
+    /// Null for a block that holds nothing.
+    static JSONBlock* copy(const JSONBlock* source) {
+        if (sizeOf(source) == 0) return nullptr;
+        struct Level {
+            const JSONBlock* source;
+            JSONBlock* target;
+        };
+        Owner root(allocateLike(*source));
+        std::vector<Level> outer;
+        Level level{source, root.get()};
+        for (;;) {
+            auto& target = *level.target;
+            if (target.size == level.source->size) {
+                if (outer.empty()) return root.release();
+                level = outer.back();
+                outer.pop_back();
+                continue;
+            }
+            const auto& value = level.source->values()[target.size];
+            auto* const place = target.values() + target.size;
+            const auto* const inner = blockOf(value);
+            if (sizeOf(inner) == 0) {
+                copyFlat(place, value);
+                ++target.size;
+                continue;
+            }
+            auto* const innerTarget = allocateLike(*inner);
+            ::new (static_cast<void*>(place)) JSONValue();
+            place->store(value.kind(), innerTarget);
+            ++target.size;
+            outer.push_back(level);
+            level = {inner, innerTarget};
+        }
+    }
+
+    static bool equal(const JSONBlock* one, const JSONBlock* other, Kind kind) {
+        if (sizeOf(one) != sizeOf(other)) return false;
+        if (sizeOf(one) == 0) return true;
+        struct Level {
+            const JSONBlock* one;
+            const JSONBlock* other;
+            bool isObject;
+            std::uint32_t next = 0;
+        };
+        std::vector<Level> outer;
+        Level level{one, other, kind == Kind::object};
+        for (;;) {
+            if (level.next == level.one->size) {
+                if (outer.empty()) return true;
+                level = outer.back();
+                outer.pop_back();
+                continue;
+            }
+            const JSONValue* left = level.one->values() + level.next;
+            const JSONValue* right = level.other->values() + level.next;
+            if (level.isObject) {
+                right = find(level.other, left->content());
+                if (right == nullptr) return false;
+                ++left;
+            }
+            level.next += level.isObject ? 2 : 1;
+            if (left->kind() != right->kind()) return false;
+            if (left->kind() < Kind::array) {
+                if (!equalFlat(*left, *right)) return false;
+                continue;
+            }
+            const auto* const leftBlock = blockOf(*left);
+            const auto* const rightBlock = blockOf(*right);
+            if (sizeOf(leftBlock) != sizeOf(rightBlock)) return false;
+            if (sizeOf(leftBlock) == 0) continue;
+            outer.push_back(level);
+            level = {leftBlock, rightBlock, left->isObject()};
+        }
+    }
+
+    /// For values of the same kind, neither array nor object.
+    static bool equalFlat(const JSONValue& one, const JSONValue& other) noexcept {
+        if (one.kind() == Kind::number) return one.load<double>() == other.load<double>();
+        if (one.isString()) return sameText(one, other);
+        return one.load<std::uint64_t>() == other.load<std::uint64_t>();
+    }
+
+    static bool sameText(const JSONValue& one, const JSONValue& other) noexcept {
+        if (one.ownsMemory()) return one.content() == other.content();
+        return std::memcmp(one.bytes_, other.bytes_, sizeof one.bytes_) == 0;
+    }
+
+    /// Makes `block` one with room for `capacity` values; the values move along.
+    static void resize(JSONBlock*& block, std::size_t capacity) {
+        auto* const larger = allocate(capacity);
+        if (block != nullptr) {
+            larger->size = block->size;
+            larger->link = block->link;
+            std::memcpy(static_cast<void*>(larger->values()), block->values(),
+                        block->size * sizeof(JSONValue));
+            ::operator delete(block);
+        }
+        block = larger;
+    }
+
+    static void reserve(JSONBlock*& block, std::size_t values) {
+        if (values > mostValues) throw std::length_error("too many JSON values");
+        if (block == nullptr ? values > 0 : values > block->capacity) resize(block, values);
+    }
+
+    static void makeRoom(JSONBlock*& block, std::size_t added) {
+        const std::size_t needed = sizeOf(block) + added;
+        if (block != nullptr && needed <= block->capacity) return;
+        const std::size_t doubled =
+            block == nullptr ? 4
+                             : std::min<std::size_t>(2 * std::size_t{block->capacity}, mostValues);
+        resize(block, std::max(needed, doubled));
+    }
+
+    /// Expects room.
+    static JSONValue& append(JSONBlock& block, JSONValue&& value) noexcept {
+        auto* const place =
+            ::new (static_cast<void*>(block.values() + block.size)) JSONValue(std::move(value));
+        ++block.size;
+        return *place;
+    }
+
+    /// Takes out `count` values at `position`.
+    static void remove(JSONBlock& block, std::size_t position, std::size_t count) noexcept {
+        auto* const at = block.values() + position;
+        std::destroy_n(at, count);
+        std::memmove(static_cast<void*>(at), at + count,
+                     (block.size - position - count) * sizeof(JSONValue));
+        block.size -= static_cast<std::uint32_t>(count);
+    }
+
+    static void clear(JSONBlock* block) noexcept {
+        if (block == nullptr) return;
+        std::destroy_n(block->values(), block->size);
+        block->size = 0;
+        ::operator delete(std::exchange(block->link, nullptr));
+    }
+
+    // Objects only.
+
+    /// The value of `key`, or null.
+    static const JSONValue* find(const JSONBlock* block, std::string_view key) noexcept {
+        if (block == nullptr) return nullptr;
+        const auto* const values = block->values();
+        if (auto* const index = indexOf(*block)) {
+            const auto position = *placeOf(*block, *index, key);
+            return position == 0 ? nullptr : values + 2 * std::size_t{position} - 1;
+        }
+        if (key.size() <= JSONValue::inlineSize) {
+            // Spelled as a key is, it is found by its 16 bytes.
+            const JSONValue sought(key);
+            for (std::size_t i = 0; i < block->size; i += 2)
+                if (std::memcmp(values[i].bytes_, sought.bytes_, sizeof sought.bytes_) == 0)
+                    return values + i + 1;
+        } else {
+            for (std::size_t i = 0; i < block->size; i += 2)
+                if (values[i].ownsMemory() && values[i].content() == key) return values + i + 1;
+        }
+        return nullptr;
+    }
+
+    /// Adds a member; there is none of that key.
+    static JSONValue& insert(JSONBlock*& block, std::string_view key, JSONValue&& value) {
+        JSONValue ownKey(key);
+        makeRoom(block, 2);
+        makeRoomInIndex(*block);
+        if (auto* const index = indexOf(*block))
+            *placeOf(*block, *index, ownKey.content()) = block->size / 2 + 1;
+        append(*block, std::move(ownKey));
+        return append(*block, std::move(value));
+    }
+
+    static bool erase(JSONBlock* block, std::string_view key) noexcept {
+        const auto* const value = find(block, key);
+        if (value == nullptr) return false;
+        const auto at = static_cast<std::size_t>(value - block->values()) - 1;
+        if (auto* const index = indexOf(*block)) removeFromIndex(*block, *index, at / 2 + 1);
+        remove(*block, at, 2);
+        return true;
+    }
+
+  private:
+    struct Range {
+        JSONValue* first;
+        JSONValue* last;
+        [[nodiscard]] JSONValue* begin() const noexcept { return first; }
+        [[nodiscard]] JSONValue* end() const noexcept { return last; }
+    };
+    static Range valuesOf(JSONBlock& block) noexcept {
+        return {block.values(), block.values() + block.size};
+    }
+
+    /// An empty block for a copy of `source`, with its index.
+    static JSONBlock* allocateLike(const JSONBlock& source) {
+        Owner block(allocate(source.size));
+        if (auto* const index = indexOf(source)) {
+            block->link = ::operator new(index->bytes());
+            std::memcpy(block->link, index, index->bytes());
+        }
+        return block.release();
+    }
+
+    /// Copies a value that is no array or object with anything in it.
+    static void copyFlat(JSONValue* place, const JSONValue& value) {
+        if (value.isString() && value.ownsMemory()) {
+            ::new (static_cast<void*>(place)) JSONValue(value.content());
+            return;
+        }
+        ::new (static_cast<void*>(place)) JSONValue();
+        std::memcpy(place->bytes_, value.bytes_, sizeof value.bytes_);
+        if (value.kind() >= Kind::array)
+            place->store(value.kind(), static_cast<JSONBlock*>(nullptr));
+    }
+
+    /// Where the position of `key` is, or would be.
+    static std::uint32_t* placeOf(const JSONBlock& block, Index& index,
+                                  std::string_view key) noexcept {
+        auto* const places = index.places();
+        for (auto at = hashOf(key) & index.mask;; at = (at + 1) & index.mask)
+            if (places[at] == 0 || keyAt(block, places[at]) == key) return places + at;
+    }
+    static std::string_view keyAt(const JSONBlock& block, std::uint32_t position) noexcept {
+        return block.values()[2 * (std::size_t{position} - 1)].content();
+    }
+
+    static void makeRoomInIndex(JSONBlock& block) {
+        const std::size_t members = block.size / 2 + 1;
+        auto* const index = indexOf(block);
+        if (index == nullptr ? members <= mostUnindexed : index->hasRoomFor(members)) return;
+        auto* const larger = Index::make(std::max<std::size_t>(members, block.capacity / 2));
+        for (std::uint32_t position = 1; position < members; ++position) {
+            auto at = hashOf(keyAt(block, position)) & larger->mask;
+            while (larger->places()[at] != 0)
+                at = (at + 1) & larger->mask;
+            larger->places()[at] = position;
+        }
+        ::operator delete(std::exchange(block.link, larger));
+    }
+
+    /// Takes `position` out; those behind it move down.
+    static void removeFromIndex(const JSONBlock& block, Index& index,
+                                std::size_t position) noexcept {
+        auto* const places = index.places();
+        auto hole = static_cast<std::size_t>(
+            placeOf(block, index, keyAt(block, static_cast<std::uint32_t>(position))) - places);
+        // What was put further on because the hole was taken comes back to it.
+        for (auto at = (hole + 1) & index.mask; places[at] != 0; at = (at + 1) & index.mask) {
+            const auto home = hashOf(keyAt(block, places[at])) & index.mask;
+            if (((at - home) & index.mask) < ((at - hole) & index.mask)) continue;
+            places[hole] = places[at];
+            hole = at;
+        }
+        places[hole] = 0;
+        for (std::size_t at = 0; at <= index.mask; ++at)
+            places[at] -= places[at] > position ? 1 : 0;
+    }
+};
+
+JSONValue::JSONValue(std::string_view text) {
+    bytes_[kindAt] = static_cast<unsigned char>(Kind::string);
+    if (text.size() <= inlineSize) {
+        if (!text.empty()) std::memcpy(bytes_, text.data(), text.size());
+        bytes_[lengthAt] = static_cast<unsigned char>(text.size());
+        return;
+    }
+    if (text.size() > std::numeric_limits<std::size_t>::max() / 2)
+        throw std::length_error("JSON text is too long");
+    auto* const size = ::new (::operator new(sizeof(std::size_t) + text.size())) std::size_t;
+    *size = text.size();
+    std::memcpy(size + 1, text.data(), text.size());
+    std::memcpy(bytes_, &size, sizeof size);
+    bytes_[lengthAt] = outside;
+}
+
+JSONValue::JSONValue(std::initializer_list<JSONInit> list) {
+    if (std::all_of(list.begin(), list.end(), [](const auto& init) { return init.isMember(); })) {
+        *this = JSONObject(list);
+    } else {
+        *this = JSONArray(list);
+    }
+}
+
+void JSONValue::copy(const JSONValue& other) {
+    if (other.isString()) {
+        JSONValue text(other.content());
+        take(text);
+    } else {
+        store(other.kind(), JSONMemory::copy(JSONMemory::blockOf(other)));
+    }
+}
+
+void JSONValue::release() noexcept {
+    if (isString()) {
+        ::operator delete(load<void*>());
+    } else if (auto* const block = JSONMemory::blockOf(*this)) {
+        JSONMemory::free(block);
+    }
+}
+
+std::optional<std::int64_t> JSONValue::asInteger() const noexcept {
+    if (isInteger()) return load<std::int64_t>();
+    if (!isDouble()) return std::nullopt;
+    constexpr double bound = 9223372036854775808.0;  // 2^63
+    const auto number = load<double>();
+    if (!(number >= -bound && number < bound) || std::trunc(number) != number) return std::nullopt;
+    return static_cast<std::int64_t>(number);
+}
+
+std::optional<double> JSONValue::asDouble() const noexcept {
+    if (isInteger()) return static_cast<double>(load<std::int64_t>());
+    if (isUnsignedInteger()) return static_cast<double>(load<std::uint64_t>());
+    return ifDouble();
+}
+
+bool JSONValue::boolean() const {
+    if (!isBoolean()) throwKindError(kind(), Kind::boolean);
+    return load<bool>();
+}
+
+std::int64_t JSONValue::integer() const {
+    if (!isInteger()) throwKindError(kind(), Kind::integer);
+    return load<std::int64_t>();
+}
+
+std::uint64_t JSONValue::unsignedInteger() const {
+    if (!isUnsignedInteger()) throwKindError(kind(), Kind::unsignedInteger);
+    return load<std::uint64_t>();
+}
+
+double JSONValue::number() const {
+    if (!isDouble()) throwKindError(kind(), Kind::number);
+    return load<double>();
+}
+
+std::string_view JSONValue::string() const {
+    if (!isString()) throwKindError(kind(), Kind::string);
+    return content();
+}
+
+const JSONArray& JSONValue::array() const {
+    if (!isArray()) throwKindError(kind(), Kind::array);
+    return *ifArray();
+}
+
+JSONArray& JSONValue::array() {
+    return const_cast<JSONArray&>(std::as_const(*this).array());
+}
+
+const JSONObject& JSONValue::object() const {
+    if (!isObject()) throwKindError(kind(), Kind::object);
+    return *ifObject();
+}
+
+JSONObject& JSONValue::object() {
+    return const_cast<JSONObject&>(std::as_const(*this).object());
+}
+
+const JSONValue& JSONValue::at(std::string_view key) const {
+    return object().at(key);
+}
+
+JSONValue& JSONValue::at(std::string_view key) {
+    return object().at(key);
+}
+
+const JSONValue& JSONValue::at(std::size_t position) const {
+    return array().at(position);
+}
+
+JSONValue& JSONValue::at(std::size_t position) {
+    return array().at(position);
+}
+
+JSONValue& JSONValue::operator[](std::string_view key) {
+    if (!isNull()) return object()[key];
+    JSONObject made;
+    auto& value = made[key];
+    *this = std::move(made);
+    return value;
+}
+
+bool operator==(const JSONValue& one, const JSONValue& other) {
+    if (one.kind() != other.kind()) return false;
+    if (one.kind() < Kind::array) return JSONMemory::equalFlat(one, other);
+    return JSONMemory::equal(JSONMemory::blockOf(one), JSONMemory::blockOf(other), one.kind());
+}
+
+// What throws in a constructor that calls another is cleared up by the destructor.
+JSONArray::JSONArray(std::initializer_list<JSONInit> list) : JSONArray() {
+    reserve(list.size());
+    for (const auto& init : list)
+        push_back(init.resolve());
+}
+
+JSONArray::JSONArray(const JSONArray& other) : block_(JSONMemory::copy(other.block_)) {}
+
+void JSONArray::clearMemory() noexcept {
+    JSONMemory::free(block_);
+}
+
+void JSONArray::reserve(std::size_t size) {
+    JSONMemory::reserve(block_, size);
+}
+
+void JSONArray::push_back(JSONValue value) {
+    JSONMemory::makeRoom(block_, 1);
+    JSONMemory::append(*block_, std::move(value));
+}
+
+void JSONArray::pop_back() noexcept {
+    assert(!empty());
+    JSONMemory::remove(*block_, size() - 1, 1);
+}
+
+void JSONArray::clear() noexcept {
+    JSONMemory::clear(block_);
+}
+
+JSONValue* JSONArray::erase(const JSONValue* position) noexcept {
+    assert(position >= begin() && position < end());
+    const auto at = static_cast<std::size_t>(position - begin());
+    JSONMemory::remove(*block_, at, 1);
+    return begin() + at;
+}
+
+const JSONValue& JSONArray::at(std::size_t position) const {
+    if (position >= size()) {
+        throw std::out_of_range("JSON array of " + std::to_string(size()) + " has no element " +
+                                std::to_string(position));
+    }
+    return begin()[position];
+}
+
+JSONValue& JSONArray::at(std::size_t position) {
+    return const_cast<JSONValue&>(std::as_const(*this).at(position));
+}
+
+bool operator==(const JSONArray& one, const JSONArray& other) {
+    return JSONMemory::equal(one.block_, other.block_, Kind::array);
+}
+
+JSONObject::JSONObject(std::initializer_list<JSONInit> list) : JSONObject() {
+    if (list.size() == 1 && list.begin()->value_.isObject()) {
+        block_ = std::exchange(list.begin()->value_.ifObject()->block_, nullptr);
+        return;
+    }
+    reserve(list.size());
+    for (const auto& init : list) {
+        if (!init.isMember())
+            throw std::invalid_argument("an entry of a JSON object is not a key and a value");
+        set(init.list_.begin()->value_.string(), init.list_.begin()[1].resolve());
+    }
+}
+
+JSONObject::JSONObject(const JSONObject& other) : block_(JSONMemory::copy(other.block_)) {}
+
+void JSONObject::clearMemory() noexcept {
+    JSONMemory::free(block_);
+}
+
+void JSONObject::reserve(std::size_t size) {
+    if (size > mostValues / 2) throw std::length_error("too many JSON values");
+    JSONMemory::reserve(block_, 2 * size);
+}
+
+void JSONObject::clear() noexcept {
+    JSONMemory::clear(block_);
+}
+
+const JSONValue* JSONObject::find(std::string_view key) const noexcept {
+    return JSONMemory::find(block_, key);
+}
+
+JSONValue* JSONObject::find(std::string_view key) noexcept {
+    return const_cast<JSONValue*>(JSONMemory::find(block_, key));
+}
+
+const JSONValue& JSONObject::at(std::string_view key) const {
+    const auto* const value = find(key);
+    if (value == nullptr) {
+        throw std::out_of_range("JSON object has no member \"" + std::string(key) + '"');
+    }
+    return *value;
+}
+
+JSONValue& JSONObject::at(std::string_view key) {
+    return const_cast<JSONValue&>(std::as_const(*this).at(key));
+}
+
+JSONValue& JSONObject::operator[](std::string_view key) {
+    auto* const value = find(key);
+    return value != nullptr ? *value : JSONMemory::insert(block_, key, JSONValue());
+}
+
+JSONValue& JSONObject::set(std::string_view key, JSONValue value) {
+    auto* const present = find(key);
+    if (present == nullptr) return JSONMemory::insert(block_, key, std::move(value));
+    *present = std::move(value);
+    return *present;
+}
+
+bool JSONObject::erase(std::string_view key) noexcept {
+    return JSONMemory::erase(block_, key);
+}
+
+bool operator==(const JSONObject& one, const JSONObject& other) {
+    return JSONMemory::equal(one.block_, other.block_, Kind::object);
+}
+
+bool JSONInit::isMember() const noexcept {
+    return isList_ && list_.size() == 2 && list_.begin()->value_.isString();
+}
+
+// As deep as braces are nested in the source.
+// NOLINTNEXTLINE(misc-no-recursion)
+JSONValue JSONInit::resolve() const {
+    if (isList_) return JSONValue(list_);
+    return std::move(value_);
+}
+
+}  // namespace zentara
