@@ -113,7 +113,7 @@ TEST_F(EventBusTest, PostsAnEnvelopeWithTheIdentityHeaders) {
         "zentaraClientTenant":"tenant","zentaraClientType":"mobile",
         "zentaraClientDeviceGroup":"iOS","zentaraClientTs":1700000002623,
         "zentaraEnvironment":"app","zentaraDispatchNumber":1,"zentaraActionCounter":2})");
-    EXPECT_EQ(posted, expected.value);
+    EXPECT_EQ(posted, expected->object());
 }
 
 TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "json/JSONValue.h"
+#include <zentara/JSONValue.h>
 
 #include <chrono>
 #include <cstddef>
