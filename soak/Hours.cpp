@@ -230,7 +230,7 @@ class Driver {
         printRow("events lost", lost_);
         const auto summary = collector_.client().get("/received/summary");
         for (const auto& [kind, count] : summary.at("faults").object())
-            printRow("fault met, " + std::string(kind), count.to_number<std::int64_t>());
+            printRow("fault met, " + std::string(kind), count.integer());
         for (const auto& [kind, count] : diskFaultsMet_)
             printRow("fault met, disk: " + kind, count);
         printMoment("at the start", footprints_.front());

@@ -1,6 +1,6 @@
 #include "KillAccount.h"
 
-#include <zentara/JSONValue.h>
+#include "json/JSONParser.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -166,7 +166,7 @@ void KillAccount::reconcile(const collector::CollectorClient& collector) {
     }
     const auto summary = collector.get("/received/summary");
     for (const auto& [kind, count] : summary.at("faults").object())
-        faults_[kind] = count.to_number<std::int64_t>();
+        faults_[std::string(kind)] = count.integer();
 }
 
 void KillAccount::note(const std::string& problem) {

@@ -16,7 +16,7 @@ inline std::string repeated(std::string_view text, std::size_t count) {
     return all;
 }
 
-inline JSONArray repeated(const JSONValue& value, std::size_t count) {
+inline JSONArray listOf(std::size_t count, const JSONValue& value) {
     JSONArray all;
     all.reserve(count);
     for (std::size_t i = 0; i < count; ++i)
@@ -59,7 +59,7 @@ inline JSONValue collidingLists(std::uint64_t count) {
 
 inline std::vector<Attack> attacks() {
     const auto many = [](const std::string& text, std::size_t count) {
-        return repeated(JSONValue(text), count);
+        return listOf(count, text);
     };
     std::vector<Attack> all;
     const auto add = [&all](const std::string& name, const auto& value, const JSONObject& schema) {
@@ -102,8 +102,8 @@ inline std::vector<Attack> attacks() {
     add("lists made to collide", collidingLists(9'000), {{"uniqueItems", true}});
     all.back().isValid = true;
     add("messages of 5 MB", std::string(5'000'000, 'x'),
-        {{"allOf", repeated(JSONObject{{"enum", JSONArray()}}, 1'000)}});
-    add("small messages", repeated(JSONValue(1), 1'000'000), {{"items", {{"maximum", 0}}}});
+        {{"allOf", listOf(1'000, JSONObject{{"enum", JSONArray()}})}});
+    add("small messages", listOf(1'000'000, 1), {{"items", {{"maximum", 0}}}});
     add("a message of 90 MB", 1, {{"enum", many(std::string(90'000, '"'), 1'000)}});
     add("a reference of 30 MB", 1, {{"$ref", "#/" + std::string(30'000'000, '/')}});
     return all;

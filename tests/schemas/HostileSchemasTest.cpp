@@ -63,7 +63,7 @@ TEST(HostileSchemas, WhatIsPassedOverIsCharged) {
     };
     for (const auto& end : ends) {
         auto schema = fan("allOf", 15, json(end));
-        schema["list"] = repeated(JSONObject(), 30'000);
+        schema["list"] = listOf(30'000, JSONObject());
         expectStop(end, few, schema);
     }
 }
@@ -83,7 +83,7 @@ TEST(HostileSchemas, WhatTakesTooLongStops) {
     const std::string text = std::string(40, 'a') + "!";
     const auto pattern = jsonObject(R"({"pattern": "^(?=a)(a+)+$"})");
     EXPECT_THAT(lastMessage(JSONValue(text), pattern), HasSubstr("does not match pattern"));
-    expectStop("pattern", repeated(JSONValue(text), 1'000), {{"items", pattern}});
+    expectStop("pattern", listOf(1'000, text), {{"items", pattern}});
     JSONObject manyPatterns;
     JSONObject manyMembers;
     for (int i = 0; i < 6'000; ++i) {

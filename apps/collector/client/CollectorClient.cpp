@@ -1,7 +1,7 @@
 #include <zentara/CollectorClient.h>
 
 #include <curl/curl.h>
-#include "json/JSONText.h"
+#include <zentara/JSONValue.h>
 
 #include <memory>
 #include <utility>

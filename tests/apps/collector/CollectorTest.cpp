@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <zentara/CollectorClient.h>
 
+#include <zentara/JSONValue.h>
 #include <future>
-#include "json/JSONText.h"
 
 #include "apps/collector/Samples.h"
 #include "apps/collector/http/RawClient.h"
@@ -42,7 +42,7 @@ class CollectorTest : public testing::Test {
     JSONValue identity(const std::string& cookie = "") {
         auto request = samples::request("GET", "/id");
         request.headers.emplace_back("Cookie", cookie);
-        return parseJSON(services.answer(Service::id, request).response.body);
+        return JSONValue::parse(services.answer(Service::id, request).response.body);
     }
 
     std::string refusalOf(const std::string& path) {

@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <zentara/JSONValue.h>
 #include <array>
-#include "json/JSONText.h"
 
 #include "collector/LogWriter.h"
 
@@ -17,7 +17,7 @@ using testing::HasSubstr;
 TEST(TerminalLogTest, EventTextIsNoTerminalCommand) {
     // A CSI both as an escape sequence and as one character of the upper control range, DEL, and
     // what turns the direction of writing.
-    const auto properties = parseJSON("{\"a\":\"\\u001b[2J\u009b2J\x7f\u202e\"}");
+    const auto properties = JSONValue::parse("{\"a\":\"\\u001b[2J\u009b2J\x7f\u202e\"}");
     HttpRequest request;
     RequestReport report{request, 200, "", "", {}, {}, {}};
     report.actions.emplace_back().properties = &properties;

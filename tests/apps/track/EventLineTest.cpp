@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <zentara/JSONValue.h>
 #include <sstream>
-#include "json/JSONText.h"
 
 #include "track/LineReader.h"
 
@@ -18,7 +18,7 @@ TEST(EventLineTest, EveryMemberIsReadOrHasADefault) {
     EXPECT_EQ(event.contentType, "text/x");
     EXPECT_EQ(event.url, "u");
     EXPECT_EQ(event.referer, "r");
-    EXPECT_EQ(JSONValue(event.properties), parseJSON(R"({"b":1,"a":[2.5]})"));
+    EXPECT_EQ(JSONValue(event.properties), JSONValue::parse(R"({"b":1,"a":[2.5]})"));
     EXPECT_EQ(event.relationId, "rel");
     EXPECT_THAT(event.unknownMembers, testing::ElementsAre("more"));
     event = std::get<EventLine>(

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "json/JSONText.h"
+#include <zentara/JSONValue.h>
 
 #include "schemas/Validators.h"
 
@@ -34,8 +34,8 @@ TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
          {"/a~1b~0c", "/"}},
     };
     for (const auto& [schemaText, propertiesText, expected] : cases) {
-        const auto schema = parse(schemaText);
-        const auto properties = parse(propertiesText);
+        const auto schema = JSONValue::parse(schemaText);
+        const auto properties = JSONValue::parse(propertiesText);
         std::vector<std::string> paths;
         std::vector<std::string> messages;
         for (const auto& finding : checkProperties(properties, schema.object())) {
@@ -48,9 +48,9 @@ TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
 }
 
 TEST(ArrivalCheckTest, FatalFormatIsAMessage) {
-    const auto schema = parse(R"({"properties":{"a":{"format":"numericString"},
+    const auto schema = JSONValue::parse(R"({"properties":{"a":{"format":"numericString"},
                                                 "b":{"format":"numericString"}}})");
-    EXPECT_THAT(checkProperties(parse(R"({"a":5,"b":"1.5"})"), schema.object()),
+    EXPECT_THAT(checkProperties(JSONValue::parse(R"({"a":5,"b":"1.5"})"), schema.object()),
                 testing::ElementsAre(Finding{"/a", "'5' is not valid NumericString format."}));
 }
 
@@ -60,19 +60,19 @@ TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
     std::string elements = "1";
     for (int i = 0; i < 5000; ++i)
         elements += ",1";
-    const auto schema = parse(R"({"additionalProperties":{"items":{"type":"string"}}})");
+    const auto schema = JSONValue::parse(R"({"additionalProperties":{"items":{"type":"string"}}})");
     const auto many =
-        checkProperties(parse("{\"" + name + "\":[" + elements + "]}"), schema.object());
+        checkProperties(JSONValue::parse("{\"" + name + "\":[" + elements + "]}"), schema.object());
     ASSERT_EQ(many.size(), 1001U);
     EXPECT_EQ(many[999].path, "/" + name + "/999");
     EXPECT_EQ(many[1000], (Finding{"", "and 4001 more"}));
 
     // Deep, below names of which the second makes the path too long.
     const std::string longName(1000, 'n');
-    const auto deepSchema =
-        parse(R"({"additionalProperties":{"additionalProperties":{"items":{"type":"string"}}}})");
-    const auto deep = checkProperties(parse("{\"" + longName + "\":{\"" + longName + "\":[1]}}"),
-                                      deepSchema.object());
+    const auto deepSchema = JSONValue::parse(
+        R"({"additionalProperties":{"additionalProperties":{"items":{"type":"string"}}}})");
+    const auto deep = checkProperties(
+        JSONValue::parse("{\"" + longName + "\":{\"" + longName + "\":[1]}}"), deepSchema.object());
     ASSERT_EQ(deep.size(), 1U);
     EXPECT_EQ(deep[0].path, "/" + longName);
 }

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
+#include <zentara/JSONValue.h>
 #include <atomic>
 #include <csignal>
-#include "json/JSONText.h"
 
 #include "apps/collector/Samples.h"
 #include "collector/data/EventRecorder.h"
@@ -63,7 +63,7 @@ std::string uuidsOf(const Store::Page& page) {
     std::string uuids;
     for (const auto& record : page.records) {
         if (!uuids.empty()) uuids += ' ';
-        uuids += parseJSON(record).at("actionUUID").string();
+        uuids += JSONValue::parse(record).at("actionUUID").string();
     }
     return uuids;
 }
@@ -94,12 +94,12 @@ void expectFilled(Store& store) {
     EXPECT_THAT(all.eventsBySchema, ElementsAre(Pair("a-1", 4), Pair("b-1", 1)));
     EXPECT_THAT(all.badBySchema, ElementsAre(Pair("b-1", 1)));
     EXPECT_THAT(all.faults, ElementsAre(Pair("event: lost", 2), Pair("id: status 503", 1)));
-    const auto failed = parseJSON(store.requests({.fault = true}).records.at(2));
+    const auto failed = JSONValue::parse(store.requests({.fault = true}).records.at(2));
     EXPECT_EQ(failed.at("target"), "/id?a=\"\xc3\xbf");
     EXPECT_EQ(failed.at("reason"), "no \"luck\"");
     EXPECT_EQ(store.requests({.fault = false}).total, 1U);
     EXPECT_EQ(store.requests({.fault = true, .refused = true}).total, 0U);
-    const auto refused = parseJSON(store.requests({.refused = true}).records.at(0));
+    const auto refused = JSONValue::parse(store.requests({.refused = true}).records.at(0));
     EXPECT_EQ(refused.at("reason"), "it is deep");
     EXPECT_EQ(refused.at("body").string(), std::string(Store::refusedBodySize - 1, '['));
     EXPECT_THAT(store.gaps(),
@@ -138,17 +138,18 @@ TEST_P(StoreTest, EventHasItsEnvelopesFacts) {
 
     const auto page = store.events({});
     EXPECT_EQ(page.records.at(0), arrivals.at(0).record);
-    const auto event = parseJSON(page.records[0]);
-    EXPECT_EQ(event.at("messages"), parseJSON(R"([{"path":"/price","message":"\"5\" is odd"}])"));
+    const auto event = JSONValue::parse(page.records[0]);
+    EXPECT_EQ(event.at("messages"),
+              JSONValue::parse(R"([{"path":"/price","message":"\"5\" is odd"}])"));
     EXPECT_EQ(event.at("user"), (JSONValue{{"type", "GST"}, {"token", "tok"}}));
-    EXPECT_EQ(event.at("event"), parseJSON(samples::action("a", "u1/")));
+    EXPECT_EQ(event.at("event"), JSONValue::parse(samples::action("a", "u1/")));
     EXPECT_THAT(store.envelopes().records.at(0), HasSubstr(body)) << "byte by byte";
 
-    const auto found = parseJSON(store.event("u1/").value());
+    const auto found = JSONValue::parse(store.event("u1/").value());
     EXPECT_EQ(found.at("event"), event);
     EXPECT_EQ(found.at("arrivals"), (JSONValue{1, 2}));
-    EXPECT_EQ(found.at("envelope"), parseJSON(store.envelopes().records[0]));
-    EXPECT_EQ(found.at("request"), parseJSON(store.requests({}).records.at(0)));
+    EXPECT_EQ(found.at("envelope"), JSONValue::parse(store.envelopes().records[0]));
+    EXPECT_EQ(found.at("request"), JSONValue::parse(store.requests({}).records.at(0)));
 }
 
 TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
@@ -241,16 +242,16 @@ TEST(StoreInMemoryTest, EmptyRequestsAreCountedAndLatestKept) {
     }
     const auto page = store.requests({.limit = 2});
     EXPECT_EQ(page.total, Store::requestCapacity + 1);
-    EXPECT_EQ(parseJSON(page.records.at(0)).at("storedEvents"), 1);
-    EXPECT_EQ(parseJSON(page.records.at(1)).at("receivedAt"), 1);
+    EXPECT_EQ(JSONValue::parse(page.records.at(0)).at("storedEvents"), 1);
+    EXPECT_EQ(JSONValue::parse(page.records.at(1)).at("receivedAt"), 1);
     EXPECT_EQ(store.summary().requests, Store::requestCapacity + 2);
 
     for (std::size_t number = 0; number <= Store::refusalCapacity; ++number)
         store.addRequest(samples::request("PUT", "/event", std::to_string(number)), {405, "", ""});
     const auto refused = store.requests({.refused = true, .order = Order::descending});
     ASSERT_EQ(refused.total, Store::refusalCapacity);
-    EXPECT_EQ(parseJSON(refused.records.front()).at("body"), "1000");
-    EXPECT_EQ(parseJSON(refused.records.back()).at("body"), "1");
+    EXPECT_EQ(JSONValue::parse(refused.records.front()).at("body"), "1000");
+    EXPECT_EQ(JSONValue::parse(refused.records.back()).at("body"), "1");
 }
 
 class StoreFileTest : public testing::Test {
