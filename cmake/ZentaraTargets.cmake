@@ -50,8 +50,9 @@ function(zentara_set_options target)
         -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wnull-dereference
         $<$<BOOL:${ZENTARA_WARNINGS_AS_ERRORS}>:-Werror>
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
-    # g++ 12 reports null dereferences inside its own inlined headers at -O2.
-    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-null-dereference>)
+    # g++ 12 reports null dereferences and overflows inside its own inlined headers at -O2.
+    target_compile_options(${target} PRIVATE "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:\
+-Wno-null-dereference;-Wno-stringop-overflow;-Wno-stringop-overread;-Wno-restrict>")
     if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
         # ccache compares compiled headers, and those of a library serve a program, too. With them
         # g++ 12 also reports array bounds inside of its own headers.

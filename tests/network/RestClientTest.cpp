@@ -5,6 +5,7 @@
 #include <atomic>
 #include <memory>
 
+#include "json/JSONParser.h"
 #include "network/RestClientError.h"
 #include "network/URLRequestBuilder.h"
 #include "support/PlatformError.h"
@@ -48,8 +49,9 @@ ErrorRef status(URLRequest request) {
 std::string name(const ErrorRef& error) {
     if (!error) return "";
     if (dynamic_cast<const RestClientError*>(error.get()) != nullptr) return error->description();
+    if (dynamic_cast<const JSONError*>(error.get()) != nullptr) return "json";
     const auto& failure = dynamic_cast<const PlatformError&>(*error);
-    return failure.domain() == PlatformError::Domain::network ? "network" : "json";
+    return failure.domain() == PlatformError::Domain::network ? "network" : "";
 }
 
 TEST(RestClientTest, JudgesAnswersByTheirBody) {
