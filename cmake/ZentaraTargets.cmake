@@ -92,7 +92,7 @@ function(zentara_library_folder folder)
     zentara_configure_target(${target})
     target_include_directories(${target} PUBLIC
         "${PROJECT_SOURCE_DIR}/library" "${PROJECT_BINARY_DIR}/include")
-    target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} Boost::json ${ARG_USES})
+    target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} ${ARG_USES})
     set_property(GLOBAL APPEND PROPERTY ZENTARA_LIBRARY_FOLDERS ${target})
 endfunction()
 

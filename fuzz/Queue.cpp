@@ -61,7 +61,7 @@ void checkDecoded(const DecodedEvents& decoded, const std::string& json) {
     for (std::size_t i = 0; i < elements.size(); ++i) {
         check(elements[i].isObject(), "each element is a dictionary");
         const auto event = InternalEvent::fromDictionary(elements[i].object());
-        check(event.value.has_value() && *event.value == decoded.events[i],
+        check(event.ok() && *event == decoded.events[i],
               "each element decodes as the accepted event");
         std::string body;
         check(decoded.events[i].appendBodyText(body), "each event has a text to post");

@@ -245,7 +245,7 @@ EventRef ZentaraClient::createEvent(std::string schemaId, std::string schemaVers
         zentara::withValidUTF8(std::move(schemaId)),
         zentara::withValidUTF8(std::move(schemaVersion)), std::move(url),
         zentara::withValidUTF8(std::move(contentType)),
-        std::make_shared<const JSONValue>(ownedAndValid(std::move(properties))), std::move(referer),
+        std::make_shared<const JSONValue>(withValidUTF8(std::move(properties))), std::move(referer),
         withValidUTF8(std::move(relationId)));
 }
 

@@ -13,14 +13,14 @@ JSONObject Token::toDictionary() const {
     return {{"type", type}, {"value", value}, {"publicValue", publicValue}};
 }
 
-Decoded<Token> Token::fromDictionary(const JSONObject& dictionary) {
+Result<Token> Token::fromDictionary(const JSONObject& dictionary) {
     RecordReader reader(dictionary);
     Token token;
     token.type = reader.string("type");
     token.value = reader.string("value");
     token.publicValue = reader.string("publicValue");
-    if (reader.failed()) return {std::nullopt, std::make_shared<DecodingError>()};
-    return {std::move(token), nullptr};
+    if (reader.failed()) return std::make_shared<DecodingError>();
+    return token;
 }
 
 }  // namespace zentara

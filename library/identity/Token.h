@@ -17,7 +17,7 @@ struct Token {
     std::string publicValue;
 
     [[nodiscard]] JSONObject toDictionary() const;
-    [[nodiscard]] static Decoded<Token> fromDictionary(const JSONObject& dictionary);
+    [[nodiscard]] static Result<Token> fromDictionary(const JSONObject& dictionary);
 
     friend bool operator==(const Token&, const Token&) = default;
 };

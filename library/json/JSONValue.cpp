@@ -21,7 +21,7 @@ constexpr std::uint32_t mostValues = std::numeric_limits<std::uint32_t>::max() -
 
 /// Members that an object has at most while it is searched from end to end. From about here on
 /// hashing a key takes less.
-constexpr std::size_t mostUnindexed = 24;
+constexpr std::size_t mostUnindexed = 20;
 
 struct HashKey {
     std::uint64_t first;
@@ -108,15 +108,23 @@ std::uint64_t hashOf(std::string_view text) noexcept {
     return sip.end();
 }
 
+/// Copies up to 16 bytes, in two pieces that may overlap.
+void copyShort(unsigned char* to, const char* from, std::size_t size) noexcept {
+    const auto copyTwice = [=](std::size_t piece) {
+        std::memcpy(to, from, piece);
+        std::memcpy(to + size - piece, from + size - piece, piece);
+    };
+    if (size >= 8) return copyTwice(8);
+    if (size >= 4) return copyTwice(4);
+    if (size >= 2) return copyTwice(2);
+    if (size == 1) *to = static_cast<unsigned char>(*from);
+}
+
 const char* nameOf(Kind kind) noexcept {
     static constexpr std::array<const char*, 8> names{
         "null",     "a boolean", "an integer", "an unsigned integer",
         "a double", "a string",  "an array",   "an object"};
     return names[static_cast<std::size_t>(kind)];
-}
-
-[[noreturn]] void throwKindError(Kind kind, Kind expected) {
-    throw JSONKindError(std::string("JSON value is ") + nameOf(kind) + ", not " + nameOf(expected));
 }
 
 /// Where the members of a large object are: positions, 0 for none, found by a key's hash and then
@@ -144,6 +152,12 @@ struct Index {
 };
 
 }  // namespace
+
+inline void JSONValue::storeShort(std::string_view text) noexcept {
+    copyShort(bytes_, text.data(), text.size());
+    bytes_[lengthAt] = static_cast<unsigned char>(text.size());
+    bytes_[kindAt] = static_cast<unsigned char>(Kind::string);
+}
 
 /// What arrays and objects do with their memory. An object's keys and values are treated alike
 /// where that is enough. Nothing here recurses, since values may be nested to any depth.
@@ -341,15 +355,17 @@ struct JSONMemory {
             const auto position = *placeOf(*block, *index, key);
             return position == 0 ? nullptr : values + 2 * std::size_t{position} - 1;
         }
+        const auto* const end = values + block->size;
         if (key.size() <= JSONValue::inlineSize) {
-            // Spelled as a key is, it is found by its 16 bytes.
-            const JSONValue sought(key);
-            for (std::size_t i = 0; i < block->size; i += 2)
-                if (std::memcmp(values[i].bytes_, sought.bytes_, sizeof sought.bytes_) == 0)
-                    return values + i + 1;
+            // As a key is kept, it is found by its 16 bytes.
+            JSONValue sought;
+            sought.storeShort(key);
+            for (const auto* at = values; at != end; at += 2)
+                if (std::memcmp(at->bytes_, sought.bytes_, sizeof sought.bytes_) == 0)
+                    return at + 1;
         } else {
-            for (std::size_t i = 0; i < block->size; i += 2)
-                if (values[i].ownsMemory() && values[i].content() == key) return values + i + 1;
+            for (const auto* at = values; at != end; at += 2)
+                if (at->ownsMemory() && at->content() == key) return at + 1;
         }
         return nullptr;
     }
@@ -452,10 +468,8 @@ struct JSONMemory {
 };
 
 JSONValue::JSONValue(std::string_view text) {
-    bytes_[kindAt] = static_cast<unsigned char>(Kind::string);
     if (text.size() <= inlineSize) {
-        if (!text.empty()) std::memcpy(bytes_, text.data(), text.size());
-        bytes_[lengthAt] = static_cast<unsigned char>(text.size());
+        storeShort(text);
         return;
     }
     if (text.size() > std::numeric_limits<std::size_t>::max() / 2)
@@ -463,7 +477,7 @@ JSONValue::JSONValue(std::string_view text) {
     auto* const size = ::new (::operator new(sizeof(std::size_t) + text.size())) std::size_t;
     *size = text.size();
     std::memcpy(size + 1, text.data(), text.size());
-    std::memcpy(bytes_, &size, sizeof size);
+    store(Kind::string, size);
     bytes_[lengthAt] = outside;
 }
 
@@ -507,47 +521,9 @@ std::optional<double> JSONValue::asDouble() const noexcept {
     return ifDouble();
 }
 
-bool JSONValue::boolean() const {
-    if (!isBoolean()) throwKindError(kind(), Kind::boolean);
-    return load<bool>();
-}
-
-std::int64_t JSONValue::integer() const {
-    if (!isInteger()) throwKindError(kind(), Kind::integer);
-    return load<std::int64_t>();
-}
-
-std::uint64_t JSONValue::unsignedInteger() const {
-    if (!isUnsignedInteger()) throwKindError(kind(), Kind::unsignedInteger);
-    return load<std::uint64_t>();
-}
-
-double JSONValue::number() const {
-    if (!isDouble()) throwKindError(kind(), Kind::number);
-    return load<double>();
-}
-
-std::string_view JSONValue::string() const {
-    if (!isString()) throwKindError(kind(), Kind::string);
-    return content();
-}
-
-const JSONArray& JSONValue::array() const {
-    if (!isArray()) throwKindError(kind(), Kind::array);
-    return *ifArray();
-}
-
-JSONArray& JSONValue::array() {
-    return const_cast<JSONArray&>(std::as_const(*this).array());
-}
-
-const JSONObject& JSONValue::object() const {
-    if (!isObject()) throwKindError(kind(), Kind::object);
-    return *ifObject();
-}
-
-JSONObject& JSONValue::object() {
-    return const_cast<JSONObject&>(std::as_const(*this).object());
+void JSONValue::throwKindError(Kind expected) const {
+    throw JSONKindError(std::string("JSON value is ") + nameOf(kind()) + ", not " +
+                        nameOf(expected));
 }
 
 const JSONValue& JSONValue::at(std::string_view key) const {

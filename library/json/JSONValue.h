@@ -170,15 +170,25 @@ class ZENTARA_EXPORT JSONValue {
     [[nodiscard]] inline JSONObject* ifObject() noexcept;
 
     // The same, but throws `JSONKindError` when the value is of another kind.
-    [[nodiscard]] bool boolean() const;
-    [[nodiscard]] std::int64_t integer() const;
-    [[nodiscard]] std::uint64_t unsignedInteger() const;
-    [[nodiscard]] double number() const;
-    [[nodiscard]] std::string_view string() const;
-    [[nodiscard]] const JSONArray& array() const;
-    [[nodiscard]] JSONArray& array();
-    [[nodiscard]] const JSONObject& object() const;
-    [[nodiscard]] JSONObject& object();
+    [[nodiscard]] bool boolean() const { return checked(Kind::boolean).load<bool>(); }
+    [[nodiscard]] std::int64_t integer() const {
+        return checked(Kind::integer).load<std::int64_t>();
+    }
+    [[nodiscard]] std::uint64_t unsignedInteger() const {
+        return checked(Kind::unsignedInteger).load<std::uint64_t>();
+    }
+    [[nodiscard]] double number() const { return checked(Kind::number).load<double>(); }
+    [[nodiscard]] std::string_view string() const { return checked(Kind::string).content(); }
+    [[nodiscard]] const JSONArray& array() const { return *checked(Kind::array).ifArray(); }
+    [[nodiscard]] JSONArray& array() {
+        checked(Kind::array);
+        return *ifArray();
+    }
+    [[nodiscard]] const JSONObject& object() const { return *checked(Kind::object).ifObject(); }
+    [[nodiscard]] JSONObject& object() {
+        checked(Kind::object);
+        return *ifObject();
+    }
 
     /// The same as `object().at(key)`.
     [[nodiscard]] const JSONValue& at(std::string_view key) const;
@@ -213,6 +223,12 @@ class ZENTARA_EXPORT JSONValue {
     /// In the place of the length: the content, or a text, lies in memory of its own.
     static constexpr unsigned char outside = 0xFF;
 
+    const JSONValue& checked(Kind expected) const {
+        if (kind() != expected) throwKindError(expected);
+        return *this;
+    }
+    [[noreturn]] void throwKindError(Kind expected) const;
+
     template <typename Content>
     void store(Kind kind, Content content) noexcept {
         std::memcpy(bytes_, &content, sizeof content);
@@ -233,6 +249,7 @@ class ZENTARA_EXPORT JSONValue {
         std::memcpy(bytes_, other.bytes_, sizeof bytes_);
         std::memset(other.bytes_, 0, sizeof bytes_);
     }
+    void storeShort(std::string_view text) noexcept;
     void copy(const JSONValue& other);
     void release() noexcept;
 

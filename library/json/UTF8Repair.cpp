@@ -10,53 +10,35 @@ namespace zentara {
 
 namespace {
 
-// Both walks are bounded: what lies deeper than a document may be is refused later.
-constexpr std::size_t walkedDepth = maximumJSONDepth + 1;
+void repair(JSONObject& object, std::size_t depth);
 
 // NOLINTNEXTLINE(misc-no-recursion)
-bool isValid(const JSONValue& value, std::size_t depth) {
-    if (depth == 0) return true;
-    if (const auto string = value.ifString()) return isValidUTF8(*string);
-    if (const auto* array = value.ifArray()) {
-        return std::all_of(array->begin(), array->end(),
-                           [depth](const auto& element) { return isValid(element, depth - 1); });
-    }
-    if (const auto* object = value.ifObject()) {
-        return std::all_of(object->begin(), object->end(), [depth](const auto& member) {
-            return isValidUTF8(member.key()) && isValid(member.value(), depth - 1);
-        });
-    }
-    return true;
-}
-
-JSONObject repairedCopy(const JSONObject& object, std::size_t depth);
-
-// NOLINTNEXTLINE(misc-no-recursion)
-JSONValue repairedCopy(const JSONValue& value, std::size_t depth) {
+void repair(JSONValue& value, std::size_t depth) {
     if (const auto string = value.ifString()) {
-        return withValidUTF8(std::string(*string));
+        if (!isValidUTF8(*string)) value = repairedUTF8(*string);
+    } else if (depth == 0) {
+        return;
+    } else if (auto* const array = value.ifArray()) {
+        for (auto& element : *array)
+            repair(element, depth - 1);
+    } else if (auto* const object = value.ifObject()) {
+        repair(*object, depth - 1);
     }
-    if (const auto* array = value.ifArray()) {
-        JSONArray copy;
-        if (depth == 0) return copy;
-        copy.reserve(array->size());
-        for (const auto& element : *array)
-            copy.push_back(repairedCopy(element, depth - 1));
-        return copy;
-    }
-    if (const auto* object = value.ifObject()) return repairedCopy(*object, depth);
-    return value;
 }
 
 // NOLINTNEXTLINE(misc-no-recursion)
-JSONObject repairedCopy(const JSONObject& object, std::size_t depth) {
-    JSONObject copy;
-    if (depth == 0) return copy;
-    copy.reserve(object.size());
-    for (const auto& [key, value] : object) {
-        copy[withValidUTF8(std::string(key))] = repairedCopy(value, depth - 1);
+void repair(JSONObject& object, std::size_t depth) {
+    for (auto& [key, value] : object)
+        repair(value, depth);
+    if (std::all_of(object.begin(), object.end(),
+                    [](const auto& member) { return isValidUTF8(member.key()); })) {
+        return;
     }
-    return copy;
+    JSONObject repaired;
+    repaired.reserve(object.size());
+    for (auto& [key, value] : object)
+        repaired.set(withValidUTF8(std::string(key)), std::move(value));
+    object = std::move(repaired);
 }
 
 }  // namespace
@@ -65,11 +47,9 @@ std::string withValidUTF8(std::string text) {
     return isValidUTF8(text) ? std::move(text) : repairedUTF8(text);
 }
 
-JSONObject ownedAndValid(JSONObject object) {
-    const bool isSound = std::all_of(object.begin(), object.end(), [](const auto& member) {
-        return isValidUTF8(member.key()) && isValid(member.value(), walkedDepth);
-    });
-    return isSound ? std::move(object) : repairedCopy(object, walkedDepth);
+JSONObject withValidUTF8(JSONObject object) {
+    repair(object, maximumJSONDepth);
+    return object;
 }
 
 }  // namespace zentara

@@ -1,20 +1,15 @@
 #include "model/EventDecoder.h"
 
-#include <simdjson.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <optional>
-#include <shared_mutex>
 #include <utility>
 
 #include "json/JSONText.h"
-#include "support/NoDestructor.h"
-#include "support/Process.h"
+#include "json/SimdjsonParser.h"
 
 namespace zentara {
 
@@ -24,28 +19,26 @@ namespace ondemand = simdjson::ondemand;
 
 enum class Kind { string, optionalString, integer, object, strings };
 
+template <typename Field>
+constexpr Kind kindOf() {
+    using Fields = InternalEvent::Fields;
+    if (std::is_same_v<Field, Fields::Text>) return Kind::string;
+    if (std::is_same_v<Field, Fields::OptionalText>) return Kind::optionalString;
+    if (std::is_same_v<Field, Fields::Properties>) return Kind::object;
+    return std::is_same_v<Field, Fields::User> ? Kind::strings : Kind::integer;
+}
+
 struct Member {
     std::string_view key;
     Kind kind;
 };
 
 /// The members of an event in the order in which `InternalEvent` writes them.
-constexpr std::array<Member, 14> members{{
-    {"id", Kind::string},
-    {"version", Kind::string},
-    {"url", Kind::string},
-    {"contentType", Kind::string},
-    {"properties", Kind::object},
-    {"actionTs", Kind::integer},
-    {"zentaraClientVersion", Kind::string},
-    {"zentaraClientReferer", Kind::string},
-    {"zentaraRelationId", Kind::optionalString},
-    {"zentaraClientContextID", Kind::string},
-    {"zentaraActionSequence", Kind::integer},
-    {"zentaraActionUUID", Kind::string},
-    {"zentaraActionExtraAttributes", Kind::string},
-    {"user", Kind::strings},
-}};
+constexpr auto members = std::apply(
+    [](auto... member) {
+        return std::array{Member{member.key(), kindOf<typename decltype(member)::Field>()}...};
+    },
+    eventMembers<InternalEvent::Fields>);
 
 bool isSpace(char c) noexcept {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
@@ -246,6 +239,7 @@ std::optional<std::vector<InternalEvent>> decodeCanonical(
     ondemand::document document;
     ondemand::array array;
     const simdjson::padded_string_view padded(json->data(), json->size(), json->capacity());
+    if (!allocateParser(parser, json->size())) return std::nullopt;
     const auto code = parser.iterate(padded).get(document);
     if (code == simdjson::MEMALLOC) throw std::bad_alloc();
     if (code != simdjson::SUCCESS || document.get_array().get(array) != simdjson::SUCCESS) {
@@ -267,41 +261,6 @@ std::optional<std::vector<InternalEvent>> decodeCanonical(
     return events;
 }
 
-/// Keeps the parser from being used once its own objects, which the process destroys when it ends,
-/// may be gone; workers may still read a file then. An end waits for the reading under way.
-class ParserLife {
-  public:
-    static ParserLife& shared() {
-        static NoDestructor<ParserLife> life;
-        return *life;
-    }
-
-    /// Held while the parser is in use.
-    [[nodiscard]] std::shared_lock<std::shared_mutex> use() { return std::shared_lock(mutex_); }
-
-    /// To be asked while in use.
-    [[nodiscard]] bool isOver() const { return isOver_; }
-
-  private:
-    friend class NoDestructor<ParserLife>;
-
-    ParserLife() {
-        // Its objects are made when they are first asked for. Only what was made before is
-        // destroyed after the work that is registered here.
-        static_cast<void>(simdjson::get_active_implementation()->description());
-        runAtExit([] {
-            const std::unique_lock lock(shared().mutex_);
-            shared().isOver_ = true;
-        });
-    }
-
-    std::shared_mutex mutex_;
-    bool isOver_ = false;  // guarded by mutex_
-};
-
-// Before main, since what is first made while the process ends is destroyed again at any moment.
-[[maybe_unused]] const ParserLife& parserLife = ParserLife::shared();
-
 DecodedEvents decodeAny(std::string_view json) {
     const auto parsed = parseJSON(json);
     if (!parsed.ok()) return {{}, parsed.error()};
@@ -316,9 +275,7 @@ DecodedEvents decodeAny(std::string_view json) {
         auto event = InternalEvent::fromDictionary(element.object());
         // One without a text, for example with a number beyond all doubles, could never be saved
         // again and would take the others with it.
-        if (event.value && event.value->jsonText()) {
-            decoded.events.push_back(*std::move(event.value));
-        }
+        if (event.ok() && event->jsonText()) decoded.events.push_back(*std::move(event));
     }
     return decoded;
 }
@@ -328,11 +285,7 @@ DecodedEvents decodeAny(std::string_view json) {
 DecodedEvents decodeEvents(std::string json) {
     json.reserve(json.size() + simdjson::SIMDJSON_PADDING);
     const auto shared = std::make_shared<const std::string>(std::move(json));
-    {
-        const auto use = ParserLife::shared().use();
-        auto events = ParserLife::shared().isOver() ? std::nullopt : decodeCanonical(shared);
-        if (events) return {*std::move(events), nullptr, true, true};
-    }
+    if (auto events = decodeCanonical(shared)) return {*std::move(events), nullptr, true, true};
     return decodeAny(*shared);
 }
 

@@ -15,7 +15,7 @@ ZentaraClientError::ZentaraClientError(std::string domain, std::int64_t code,
                                        std::optional<JSONObject> userInfo)
     : domain_(std::move(domain)),
       code_(code),
-      userInfo_(userInfo ? ownedAndValid(*std::move(userInfo)) : JSONObject()),
+      userInfo_(userInfo ? withValidUTF8(*std::move(userInfo)) : JSONObject()),
       description_(storedDescription(userInfo_)) {}
 
 ZentaraClientError::ZentaraClientError(EventErrorCode code, const std::string& message)

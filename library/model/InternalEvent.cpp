@@ -11,76 +11,117 @@ namespace zentara {
 
 namespace {
 
-/// Appends the members in the one order that `EventDecoder` takes without decoding, "user" last so
-/// that it can be cut off. Returns where "user" begins, or nothing when JSON cannot hold the event.
-template <typename Record>
-std::optional<std::size_t> appendFields(std::string& text, const Record& fields) {
-    JSONWriter writer(text);
-    const auto member = [&writer](std::string_view key, std::string_view value) {
-        writer.text(key);
-        writer.string(value);
-    };
-    member(R"({"id":)", fields.id);
-    member(R"(,"version":)", fields.version);
-    member(R"(,"url":)", fields.url);
-    member(R"(,"contentType":)", fields.contentType);
-    writer.text(R"(,"properties":)");
-    if (!writer.value(*fields.properties, maximumPropertiesDepth)) return std::nullopt;
-    writer.text(R"(,"actionTs":)");
-    writer.integer(fields.createdAt);
-    member(R"(,"zentaraClientVersion":)", fields.clientVersion);
-    member(R"(,"zentaraClientReferer":)", fields.referer);
-    if (fields.relationId) {
-        member(R"(,"zentaraRelationId":)", *fields.relationId);
-    } else {
-        writer.text(R"(,"zentaraRelationId":null)");
+/// Appends the members of an event to a text.
+template <typename Fields>
+class EventWriter {
+  public:
+    explicit EventWriter(std::string& text) : writer_(text) {}
+
+    /// Returns where "user" begins, or nothing when JSON cannot hold the event.
+    [[nodiscard]] std::optional<std::size_t> write(const Fields& fields) {
+        writer_.text("{");
+        // No comma before the first.
+        std::size_t skipped = 1;
+        std::size_t start = 0;
+        const bool isWhole = visitEventMembers<Fields>([&](const auto& member) {
+            start = writer_.length();
+            writer_.text(member.prefix.substr(std::exchange(skipped, 0)));
+            return write(fields.*member.field);
+        });
+        writer_.text("}");
+        return isWhole ? std::optional(start) : std::nullopt;
     }
-    member(R"(,"zentaraClientContextID":)", fields.zentaraClientContextID);
-    writer.text(R"(,"zentaraActionSequence":)");
-    writer.integer(fields.zentaraActionSequence);
-    member(R"(,"zentaraActionUUID":)", fields.zentaraActionUUID);
-    member(R"(,"zentaraActionExtraAttributes":)", fields.zentaraActionExtraAttributes);
-    const auto userOffset = writer.length();
-    writer.text(R"(,"user":{)");
-    bool first = true;
-    for (const auto& [key, value] : fields.user) {
-        if (!first) writer.text(",");
-        first = false;
-        writer.string(key);
-        writer.text(":");
-        writer.string(value);
+
+  private:
+    [[nodiscard]] bool write(const typename Fields::Text& text) {
+        writer_.string(text);
+        return true;
     }
-    writer.text("}}");
-    return userOffset;
+    [[nodiscard]] bool write(const typename Fields::OptionalText& text) {
+        if (text) return write(*text);
+        writer_.text("null");
+        return true;
+    }
+    [[nodiscard]] bool write(std::int64_t number) {
+        writer_.integer(number);
+        return true;
+    }
+    [[nodiscard]] bool write(const typename Fields::Properties& properties) {
+        return writer_.value(*properties, maximumPropertiesDepth);
+    }
+    [[nodiscard]] bool write(const typename Fields::User& user) {
+        std::string_view separator = "{";
+        for (const auto& [key, value] : user) {
+            writer_.text(std::exchange(separator, ","));
+            writer_.string(key);
+            writer_.text(":");
+            writer_.string(value);
+        }
+        writer_.text(user.empty() ? "{}" : "}");
+        return true;
+    }
+
+    JSONWriter writer_;
+};
+
+void read(RecordReader& reader, std::string_view key, std::string& text) {
+    text = reader.string(key);
+}
+void read(RecordReader& reader, std::string_view key, std::optional<std::string>& text) {
+    text = reader.optionalString(key);
+}
+void read(RecordReader& reader, std::string_view key, std::int64_t& number) {
+    number = reader.integer(key);
+}
+void read(RecordReader& reader, std::string_view key, std::shared_ptr<const JSONValue>& object) {
+    if (const auto* const found = reader.object(key))
+        object = std::make_shared<const JSONValue>(*found);
+}
+void read(RecordReader& reader, std::string_view key, StringMap& strings) {
+    strings = reader.strings(key);
 }
 
-std::optional<InternalEvent::Fields> decodeFields(const JSONObject& dictionary,
-                                                  std::shared_ptr<const JSONValue> properties) {
+std::optional<InternalEvent::Fields> decodeFields(const JSONObject& dictionary) {
     RecordReader reader(dictionary);
     InternalEvent::Fields fields;
-    fields.id = reader.string("id");
-    fields.version = reader.string("version");
-    fields.url = reader.string("url");
-    fields.contentType = reader.string("contentType");
-    const auto* propertiesObject = reader.object("properties");
-    fields.createdAt = reader.integer("actionTs");
-    fields.clientVersion = reader.string("zentaraClientVersion");
-    fields.referer = reader.string("zentaraClientReferer");
-    fields.user = reader.strings("user");
-    fields.zentaraActionUUID = reader.string("zentaraActionUUID");
-    fields.zentaraActionExtraAttributes = reader.string("zentaraActionExtraAttributes");
-    fields.zentaraClientContextID = reader.string("zentaraClientContextID");
-    fields.zentaraActionSequence = reader.integer("zentaraActionSequence");
-    fields.relationId = reader.optionalString("zentaraRelationId");
-    if (reader.failed()) return std::nullopt;
-    fields.properties =
-        properties ? std::move(properties) : std::make_shared<const JSONValue>(*propertiesObject);
-    return fields;
+    const bool isWhole = visitEventMembers<InternalEvent::Fields>([&](const auto& member) {
+        read(reader, member.key(), fields.*member.field);
+        return !reader.failed();
+    });
+    return isWhole ? std::optional(std::move(fields)) : std::nullopt;
+}
+
+JSONValue valueOf(const std::string& text) {
+    return text;
+}
+JSONValue valueOf(const std::optional<std::string>& text) {
+    return text ? JSONValue(*text) : JSONValue();
+}
+JSONValue valueOf(std::int64_t number) {
+    return number;
+}
+JSONValue valueOf(const std::shared_ptr<const JSONValue>& object) {
+    return *object;
+}
+JSONValue valueOf(const StringMap& strings) {
+    JSONObject object;
+    for (const auto& [key, value] : strings)
+        object[key] = value;
+    return object;
+}
+
+template <typename Field>
+bool equal(const Field& one, const Field& other) {
+    return one == other;
+}
+bool equal(const std::shared_ptr<const JSONValue>& one,
+           const std::shared_ptr<const JSONValue>& other) {
+    return objectsEqual(*one, *other);
 }
 
 InternalEvent::Fields fieldsOfText(std::string_view text) {
     if (const auto parsed = parseJSON(text); parsed.ok() && parsed->isObject()) {
-        if (auto fields = decodeFields(parsed->object(), nullptr)) return *std::move(fields);
+        if (auto fields = decodeFields(parsed->object())) return *std::move(fields);
     }
     // Unreachable for a text that was written by this class; harmless otherwise, since the text
     // itself is what is stored and posted.
@@ -122,7 +163,7 @@ struct InternalEvent::Payload {
         auto encoded = std::make_shared<std::string>();
         constexpr std::size_t usualSize = 1024;
         encoded->reserve(usualSize);
-        const auto userOffset = appendFields(*encoded, record);
+        const auto userOffset = EventWriter<Record>(*encoded).write(record);
         if (!userOffset) return;
         if (encoded->size() > usualSize) encoded->shrink_to_fit();
         text = {*encoded, *userOffset, encoded.get()};
@@ -139,11 +180,9 @@ InternalEvent::InternalEvent(Fields fields) {
     payload_ = std::make_shared<Payload>(std::move(fields));
 }
 
-Decoded<InternalEvent> InternalEvent::fromDictionary(const JSONObject& dictionary) {
-    if (auto fields = decodeFields(dictionary, nullptr)) {
-        return {InternalEvent(*std::move(fields)), nullptr};
-    }
-    return {std::nullopt, std::make_shared<DecodingError>()};
+Result<InternalEvent> InternalEvent::fromDictionary(const JSONObject& dictionary) {
+    if (auto fields = decodeFields(dictionary)) return InternalEvent(*std::move(fields));
+    return std::make_shared<DecodingError>();
 }
 
 InternalEvent InternalEvent::encoded(const BorrowedFields& fields) {
@@ -155,27 +194,11 @@ InternalEvent InternalEvent::fromText(std::shared_ptr<const void> owner, Text te
 }
 
 JSONObject InternalEvent::toDictionary() const {
-    const auto& all = fields();
-    JSONObject user;
-    for (const auto& [key, value] : all.user)
-        user[key] = value;
-    JSONObject dictionary{
-        {"id", all.id},
-        {"version", all.version},
-        {"url", all.url},
-        {"contentType", all.contentType},
-        {"properties", *all.properties},
-        {"actionTs", all.createdAt},
-        {"zentaraClientVersion", all.clientVersion},
-        {"zentaraClientReferer", all.referer},
-        {"zentaraRelationId", nullptr},
-        {"zentaraClientContextID", all.zentaraClientContextID},
-        {"zentaraActionSequence", all.zentaraActionSequence},
-        {"zentaraActionUUID", all.zentaraActionUUID},
-        {"zentaraActionExtraAttributes", all.zentaraActionExtraAttributes},
-    };
-    if (all.relationId) dictionary["zentaraRelationId"] = *all.relationId;
-    dictionary["user"] = std::move(user);
+    JSONObject dictionary;
+    visitEventMembers<Fields>([&dictionary, &all = fields()](const auto& member) {
+        dictionary.set(member.key(), valueOf(all.*member.field));
+        return true;
+    });
     return dictionary;
 }
 
@@ -228,14 +251,11 @@ bool operator==(const InternalEvent& left, const InternalEvent& right) {
     if (left.isCopyOf(right)) return true;
     const auto& one = left.fields();
     const auto& other = right.fields();
-    // Two events of different contexts may be equal: the context says when, not what.
-    return one.id == other.id && one.version == other.version && one.url == other.url &&
-           one.contentType == other.contentType && one.createdAt == other.createdAt &&
-           one.clientVersion == other.clientVersion && one.referer == other.referer &&
-           objectsEqual(*one.properties, *other.properties) && one.relationId == other.relationId &&
-           one.user == other.user && one.zentaraActionSequence == other.zentaraActionSequence &&
-           one.zentaraActionUUID == other.zentaraActionUUID &&
-           one.zentaraActionExtraAttributes == other.zentaraActionExtraAttributes;
+    return visitEventMembers<InternalEvent::Fields>([&one, &other](const auto& member) {
+        // Two events of different contexts may be equal: the context says when, not what.
+        return member.key() == "zentaraClientContextID" ||
+               equal(one.*member.field, other.*member.field);
+    });
 }
 
 }  // namespace zentara

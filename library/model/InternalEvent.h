@@ -3,12 +3,10 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 
-#include "model/JSONCodable.h"
+#include "model/EventFields.h"
 
 namespace zentara {
 
@@ -20,40 +18,8 @@ namespace zentara {
 /// only if its fields matter. Safe to use from any thread.
 class InternalEvent {
   public:
-    struct Fields {
-        std::string id;
-        std::string version;
-        std::string url;
-        std::string contentType;
-        std::shared_ptr<const JSONValue> properties;  ///< holds an object
-        std::int64_t createdAt = 0;                   ///< milliseconds since 1970-01-01 UTC
-        std::string clientVersion;
-        std::string referer;
-        std::optional<std::string> relationId;
-        StringMap user;
-        std::string zentaraClientContextID;
-        std::int64_t zentaraActionSequence = 0;
-        std::string zentaraActionUUID;
-        std::string zentaraActionExtraAttributes;
-    };
-
-    /// The same, as somebody else holds it.
-    struct BorrowedFields {
-        std::string_view id;
-        std::string_view version;
-        std::string_view url;
-        std::string_view contentType;
-        const JSONValue* properties = nullptr;  ///< holds an object
-        std::int64_t createdAt = 0;
-        std::string_view clientVersion;
-        std::string_view referer;
-        std::optional<std::string_view> relationId;
-        std::span<const std::pair<std::string_view, std::string_view>> user;
-        std::string_view zentaraClientContextID;
-        std::int64_t zentaraActionSequence = 0;
-        std::string_view zentaraActionUUID;
-        std::string_view zentaraActionExtraAttributes;
-    };
+    using Fields = OwnedEventFields;
+    using BorrowedFields = BorrowedEventFields;
 
     struct DecodingError final : Error {
         [[nodiscard]] std::string description() const override;
@@ -73,7 +39,7 @@ class InternalEvent {
     /// text and says nothing of what it was to be.
     [[nodiscard]] static InternalEvent encoded(const BorrowedFields& fields);
 
-    [[nodiscard]] static Decoded<InternalEvent> fromDictionary(const JSONObject& dictionary);
+    [[nodiscard]] static Result<InternalEvent> fromDictionary(const JSONObject& dictionary);
 
     /// An event that `text` spells in exactly the form that `jsonText` writes. `owner` keeps the
     /// text alive.

@@ -1,7 +1,6 @@
 #include "model/JSONCodable.h"
 
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <utility>
 
@@ -15,11 +14,11 @@ JSONObject JSONCoding<std::string>::toDictionary(const std::string& string) {
     return {{"value", string}};
 }
 
-Decoded<std::string> JSONCoding<std::string>::fromDictionary(const JSONObject& dictionary) {
+Result<std::string> JSONCoding<std::string>::fromDictionary(const JSONObject& dictionary) {
     RecordReader reader(dictionary);
     auto value = reader.string("value");
-    if (reader.failed()) return {std::nullopt, std::make_shared<DecodingError>()};
-    return {std::move(value), nullptr};
+    if (reader.failed()) return std::make_shared<DecodingError>();
+    return value;
 }
 
 const JSONValue* RecordReader::required(std::string_view key) {
@@ -38,21 +37,9 @@ std::string RecordReader::string(std::string_view key) {
 
 std::int64_t RecordReader::integer(std::string_view key) {
     const auto* value = required(key);
-    if (value != nullptr) {
-        if (const auto integer = value->ifInteger()) return *integer;
-        if (const auto large = value->ifUnsignedInteger();
-            large && std::in_range<std::int64_t>(*large)) {
-            return static_cast<std::int64_t>(*large);
-        }
-        if (const auto number = value->ifDouble()) {
-            constexpr double bound = 9223372036854775808.0;  // 2^63
-            if (*number >= -bound && *number < bound && std::trunc(*number) == *number) {
-                return static_cast<std::int64_t>(*number);
-            }
-        }
-    }
-    failed_ = true;
-    return 0;
+    const auto integer = value == nullptr ? std::nullopt : value->asInteger();
+    failed_ = !integer;
+    return integer.value_or(0);
 }
 
 const JSONObject* RecordReader::object(std::string_view key) {

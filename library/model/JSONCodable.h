@@ -13,20 +13,13 @@
 
 namespace zentara {
 
-/// A record that was decoded, or the error that says that the dictionary does not hold one.
-template <typename Record>
-struct [[nodiscard]] Decoded {
-    std::optional<Record> value;
-    ErrorRef error;  ///< null exactly when there is a value
-};
-
 /// How a type becomes a JSON dictionary and back. Records bring `toDictionary` and
 /// `fromDictionary` of their own; types that cannot are specialised below. Decoding is strict: the
 /// first required key that is missing, null or of another kind ends it; unknown keys are ignored.
 template <typename Record>
 struct JSONCoding {
     static JSONObject toDictionary(const Record& record) { return record.toDictionary(); }
-    static Decoded<Record> fromDictionary(const JSONObject& dictionary) {
+    static Result<Record> fromDictionary(const JSONObject& dictionary) {
         return Record::fromDictionary(dictionary);
     }
 };
@@ -34,7 +27,7 @@ struct JSONCoding {
 template <typename Record>
 concept JSONCodable = requires(const Record& record, const JSONObject& dictionary) {
     { JSONCoding<Record>::toDictionary(record) } -> std::same_as<JSONObject>;
-    { JSONCoding<Record>::fromDictionary(dictionary) } -> std::same_as<Decoded<Record>>;
+    { JSONCoding<Record>::fromDictionary(dictionary) } -> std::same_as<Result<Record>>;
 };
 
 /// A string travels as {"value": string}.
@@ -45,15 +38,15 @@ struct JSONCoding<std::string> {
     };
 
     static JSONObject toDictionary(const std::string& string);
-    static Decoded<std::string> fromDictionary(const JSONObject& dictionary);
+    static Result<std::string> fromDictionary(const JSONObject& dictionary);
 };
 
 /// A dictionary travels as itself.
 template <>
 struct JSONCoding<JSONObject> {
     static JSONObject toDictionary(const JSONObject& dictionary) { return dictionary; }
-    static Decoded<JSONObject> fromDictionary(JSONObject dictionary) {
-        return {std::move(dictionary), nullptr};
+    static Result<JSONObject> fromDictionary(JSONObject dictionary) {
+        return dictionary;
     }
 };
 

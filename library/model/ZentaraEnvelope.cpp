@@ -41,7 +41,7 @@ JSONObject ZentaraEnvelope::toDictionary() const {
     return dictionary;
 }
 
-Decoded<ZentaraEnvelope> ZentaraEnvelope::fromDictionary(const JSONObject& dictionary) {
+Result<ZentaraEnvelope> ZentaraEnvelope::fromDictionary(const JSONObject& dictionary) {
     RecordReader reader(dictionary);
     ZentaraEnvelope envelope;
     envelope.zentaraClientUUID = reader.string("zentaraClientUUID");
@@ -52,13 +52,13 @@ Decoded<ZentaraEnvelope> ZentaraEnvelope::fromDictionary(const JSONObject& dicti
     const auto* actions = reader.arrayOfObjects("actions");
     envelope.zentaraDispatchNumber = reader.integer("zentaraDispatchNumber");
     envelope.zentaraActionCounter = reader.integer("zentaraActionCounter");
-    if (reader.failed()) return {std::nullopt, std::make_shared<DecodingError>()};
+    if (reader.failed()) return std::make_shared<DecodingError>();
     for (const auto& action : *actions) {
         auto decoded = InternalEvent::fromDictionary(action.object());
-        if (!decoded.value) return {std::nullopt, decoded.error};
-        envelope.actions.push_back(*std::move(decoded.value));
+        if (!decoded.ok()) return decoded.status();
+        envelope.actions.push_back(*std::move(decoded));
     }
-    return {std::move(envelope), nullptr};
+    return envelope;
 }
 
 std::optional<std::string> ZentaraEnvelope::requestBody() const {

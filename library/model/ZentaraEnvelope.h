@@ -29,7 +29,7 @@ struct ZentaraEnvelope {
     [[nodiscard]] JSONObject toDictionary() const;
 
     /// Fails with the error of the first action that does not decode, or with its own.
-    [[nodiscard]] static Decoded<ZentaraEnvelope> fromDictionary(const JSONObject& dictionary);
+    [[nodiscard]] static Result<ZentaraEnvelope> fromDictionary(const JSONObject& dictionary);
 
     /// The compact JSON text to post: the same members, each action without its user. Actions are
     /// taken over as the texts that they are stored as. Nothing when JSON cannot hold one of them.

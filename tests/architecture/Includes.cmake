@@ -6,7 +6,8 @@ cmake_minimum_required(VERSION 3.25)
 set(exceptions
     "dispatch -> facade" "dispatch/storage -> dispatch" "identity -> facade" "schemas -> facade")
 # The folders that may include headers with these prefixes.
-set(boost json platform support dispatch/storage facade/objc)
+set(boost "no folder")
+set(simdjson json)
 set(curl network)
 set(unicode text)
 

@@ -21,7 +21,7 @@ foreach(header IN LISTS headers)
                 message(SEND_ERROR "${header} includes a private header: ${include}")
             endif()
         elseif(NOT "${header} ${include}" MATCHES
-               "<(boost/json/[a-z_]+\\.hpp|[a-z_]+)>|/QVN.* <Foundation/Foundation\\.h>")
+               "<([a-z_]+)>|/QVN.* <Foundation/Foundation\\.h>")
             message(SEND_ERROR "${header} includes what the system may not have: ${include}")
         endif()
     endforeach()

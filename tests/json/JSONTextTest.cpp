@@ -17,14 +17,56 @@ TEST(JSONText, ReadsWhatThePlatformReads) {
     const std::string sounds[] = {"{}", " [1] \n", "\xEF\xBB\xBF{}", nested(512)};
     for (const auto& sound : sounds)
         EXPECT_EQ(parseJSON(sound).error(), nullptr) << sound.substr(0, 40);
-    const std::string unsounds[] = {"",         "5",          "null",           "[1,]",
-                                    "[1] [2]",  "[\"\xFF\"]", "[\"\xC0\xAF\"]", "[NaN]",
-                                    "[\"\t\"]", nested(513),  nested(200'000)};
+    const std::string unsounds[] = {"",          "5",          "null",           "[1,]",
+                                    "[1] [2]",   "[\"\xFF\"]", "[\"\xC0\xAF\"]", "[NaN]",
+                                    "[\"\t\"]",  nested(513),  nested(200'000),  "[1 2]",
+                                    "[\"a\":1]", "[01]",       "[tru]",          "{\"a\":1,}",
+                                    "[1],[2]",   "[1",         R"(["\udc00"])",  R"(["\ud800a"])",
+                                    R"(["\x"])"};
     for (const auto& unsound : unsounds)
         EXPECT_NE(parseJSON(unsound).error(), nullptr) << unsound.substr(0, 40);
     EXPECT_EQ(*parseJSON(R"({"a":1,"b":2,"a":3})"), (JSONObject{{"a", 3}, {"b", 2}}));
     EXPECT_EQ(parseJSON(R"({"a":[1,"b"]})", {.values = 5}).error(), nullptr);
     EXPECT_NE(parseJSON(R"({"a":[1,"b"]})", {.values = 4}).error(), nullptr);
+}
+
+TEST(JSONText, AnyKindOfValueMayStandAlone) {
+    const std::pair<const char*, JSONValue> cases[] = {
+        {" null ", nullptr},
+        {"true", true},
+        {"-0", 0},
+        {"[]", JSONArray()},
+        {R"("\u00e9\ud83d\ude00\/")", "\xC3\xA9\xF0\x9F\x98\x80/"},
+        {R"({"\u0061\n":1})", JSONObject{{"a\n", 1}}},
+    };
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(JSONValue::parse(text), value) << text;
+    for (const auto* text : {"", "1 2", "1],[2", "\"", "nul", "-", "1e", "1."})
+        EXPECT_THROW((void)JSONValue::parse(text), std::invalid_argument) << text;
+}
+
+TEST(JSONText, NumberBeyondTheDoublesIsAnInfinityOrZero) {
+    constexpr auto infinity = std::numeric_limits<double>::infinity();
+    const std::pair<const char*, double> cases[] = {{"1e400", infinity},
+                                                    {"-1e400", -infinity},
+                                                    {"1e-400", 0},
+                                                    {"0.0001e99999999999999", infinity},
+                                                    {"0e400", 0},
+                                                    {"1e-99999999999999999999", 0},
+                                                    {"1e99999999999999999999", infinity}};
+    for (const auto& [text, number] : cases)
+        EXPECT_EQ(JSONValue::parse(text).number(), number) << text;
+}
+
+TEST(JSONText, FailureNamesItsCause) {
+    const auto causeOf = [](const std::string& text, JSONLimits limits) {
+        const auto error = parseJSON(text, limits).error();
+        return dynamic_cast<const JSONError&>(*error).cause();
+    };
+    EXPECT_EQ(causeOf("[1,]", {}), JSONError::Cause::malformed);
+    EXPECT_EQ(causeOf("5", {}), JSONError::Cause::wrongTopLevel);
+    EXPECT_EQ(causeOf("[[[]]]", {.depth = 2}), JSONError::Cause::tooDeep);
+    EXPECT_EQ(causeOf("[1,2]", {.values = 2}), JSONError::Cause::tooManyValues);
 }
 
 TEST(JSONText, KeepsTheKindsOfNumbersApart) {

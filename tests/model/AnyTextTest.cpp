@@ -49,7 +49,7 @@ TEST(UTF8Repair, ReplacesIllFormedBytesWhereverTheyAre) {
         {{{"a", "\xED\xA0\x80"}}, R"({"a":"\uFFFD\uFFFD\uFFFD"})"},
     };
     for (const auto& [broken, repaired] : cases)
-        EXPECT_EQ(ownedAndValid(broken), *parseJSON(repaired));
+        EXPECT_EQ(withValidUTF8(broken), *parseJSON(repaired));
 }
 
 }  // namespace

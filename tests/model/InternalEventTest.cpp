@@ -30,7 +30,7 @@ TEST(InternalEvent, HasFourteenMembersUnderTheirKeys) {
     EXPECT_EQ(sampleEvent(3).toDictionary(), expected);
     EXPECT_EQ(*parseJSON(sampleEvent(3).jsonText().value()), expected);
     EXPECT_EQ(sampleEvent(3).packed().toDictionary(), expected);
-    EXPECT_EQ(InternalEvent::fromDictionary(expected).value, sampleEvent(3));
+    EXPECT_EQ(*InternalEvent::fromDictionary(expected), sampleEvent(3));
 }
 
 TEST(InternalEvent, DecodesStrictlyAndComparesAllButTheContext) {
@@ -46,28 +46,28 @@ TEST(InternalEvent, DecodesStrictlyAndComparesAllButTheContext) {
         {"actionTs", UINT64_MAX},          {"actionTs", 9.3e18},
     };
     for (const auto& [key, value] : refused) {
-        const auto error = with(key, value).error;
+        const auto error = with(key, value).error();
         EXPECT_NE(dynamic_cast<const InternalEvent::DecodingError*>(error.get()), nullptr) << key;
     }
     for (const auto& [key, value] : event.toDictionary()) {
         auto dictionary = event.toDictionary();
         dictionary.erase(key);
-        EXPECT_EQ(InternalEvent::fromDictionary(dictionary).value.has_value(),
+        EXPECT_EQ(InternalEvent::fromDictionary(dictionary).ok(),
                   key == "zentaraRelationId");
         const JSONValue other = value.isObject()    ? JSONValue(JSONObject())
                                 : value.isInteger() ? JSONValue(2)
                                                     : JSONValue("other");
-        EXPECT_EQ(with(key, other).value == event, key == "zentaraClientContextID") << key;
+        EXPECT_EQ(*with(key, other) == event, key == "zentaraClientContextID") << key;
     }
     const std::pair<JSONValue, std::int64_t> integers[] = {
         {2.0, 2}, {std::uint64_t{7}, 7}, {-9.2233720368547758e18, INT64_MIN}};
     for (const auto& [value, integer] : integers)
-        EXPECT_EQ(with("actionTs", value).value.value().fields().createdAt, integer);
-    EXPECT_EQ(with("zentaraRelationId", 5).value, event);
-    EXPECT_FALSE(with("unknown", true).value->toDictionary().contains("unknown"));
+        EXPECT_EQ(with("actionTs", value)->fields().createdAt, integer);
+    EXPECT_EQ(*with("zentaraRelationId", 5), event);
+    EXPECT_FALSE(with("unknown", true)->toDictionary().contains("unknown"));
     const JSONObject sameProperties{
         {"tags", {"a", 1.0, nullptr}}, {"price", 5}, {"title", "Home / \"start\" \\ \n"}};
-    EXPECT_EQ(with("properties", sameProperties).value, event);
+    EXPECT_EQ(*with("properties", sameProperties), event);
 }
 
 TEST(InternalEvent, BodyTextIsTheTextWithoutTheUser) {

@@ -11,7 +11,7 @@ TEST(ZentaraEnvelope, DecodingFailsWithTheErrorOfItsCause) {
     const ZentaraEnvelope envelope{"client", "tenant", "mobile", "iOS", 5, test::sampleEvents(1, 2),
                                    3,        2};
     const auto whole = envelope.toDictionary();
-    EXPECT_EQ(ZentaraEnvelope::fromDictionary(whole).value, envelope);
+    EXPECT_EQ(*ZentaraEnvelope::fromDictionary(whole), envelope);
 
     const std::pair<const char*, JSONValue> wrong[] = {
         {"zentaraClientUUID", 1},       {"zentaraClientTs", "5"},
@@ -21,12 +21,12 @@ TEST(ZentaraEnvelope, DecodingFailsWithTheErrorOfItsCause) {
     for (const auto& [key, value] : wrong) {
         auto dictionary = whole;
         dictionary[key] = value;
-        const auto error = ZentaraEnvelope::fromDictionary(dictionary).error;
+        const auto error = ZentaraEnvelope::fromDictionary(dictionary).error();
         EXPECT_NE(dynamic_cast<const ZentaraEnvelope::DecodingError*>(error.get()), nullptr) << key;
     }
     auto dictionary = whole;
     dictionary.at("actions").at(1).object().erase("url");
-    const auto error = ZentaraEnvelope::fromDictionary(dictionary).error;
+    const auto error = ZentaraEnvelope::fromDictionary(dictionary).error();
     EXPECT_NE(dynamic_cast<const InternalEvent::DecodingError*>(error.get()), nullptr);
 }
 

@@ -81,7 +81,7 @@ class FileStorage final : public Storage<DataType> {
         loaded.found = true;
         for (auto& element : *array) {
             auto decoded = JSONCoding<DataType>::fromDictionary(std::move(element.object()));
-            if (decoded.value) loaded.records.push_back(*std::move(decoded.value));
+            if (decoded.ok()) loaded.records.push_back(*std::move(decoded));
         }
         return loaded;
     }
