@@ -63,8 +63,7 @@ bool hasLongName(const ZentaraEnvelope& envelope) {
 void checkWritten(const ZentaraEnvelope& envelope) {
     const auto dictionary = envelope.toDictionary();
     const auto same = ZentaraEnvelope::fromDictionary(dictionary);
-    check(same.ok() && *same == envelope,
-          "a written envelope decodes unchanged");
+    check(same.ok() && *same == envelope, "a written envelope decodes unchanged");
     const auto body = envelope.requestBody();
     if (!body || hasLongName(envelope)) return;
     const auto read = collector::readEnvelope(*body);

@@ -19,9 +19,10 @@ namespace ondemand = simdjson::ondemand;
 
 enum class Kind { string, optionalString, integer, object, strings };
 
+using Fields = InternalEvent::Fields;
+
 template <typename Field>
-constexpr Kind kindOf() {
-    using Fields = InternalEvent::Fields;
+constexpr Kind kindOf(Field Fields::* /*field*/) {
     if (std::is_same_v<Field, Fields::Text>) return Kind::string;
     if (std::is_same_v<Field, Fields::OptionalText>) return Kind::optionalString;
     if (std::is_same_v<Field, Fields::Properties>) return Kind::object;
@@ -36,9 +37,9 @@ struct Member {
 /// The members of an event in the order in which `InternalEvent` writes them.
 constexpr auto members = std::apply(
     [](auto... member) {
-        return std::array{Member{member.key(), kindOf<typename decltype(member)::Field>()}...};
+        return std::array{Member{member.key, kindOf(member.field)}...};
     },
-    eventMembers<InternalEvent::Fields>);
+    eventMembers<Fields>);
 
 bool isSpace(char c) noexcept {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';

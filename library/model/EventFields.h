@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -43,48 +45,57 @@ using BorrowedEventFields =
     EventFields<std::string_view, const JSONValue*,
                 std::span<const std::pair<std::string_view, std::string_view>>>;
 
+/// A text that templates take.
+template <std::size_t size>
+struct TemplateText {
+    constexpr TemplateText(const char (&literal)[size]) { std::copy_n(literal, size, text); }
+
+    char text[size];
+};
+
 /// A member of an event as a dictionary: its key, and the field that holds it.
-template <typename Fields, typename FieldType>
+template <TemplateText name, auto pointer>
 struct EventMember {
-    using Field = FieldType;
-
-    std::string_view prefix;  ///< comma, key in quotes and colon
-    Field Fields::*field;
-
-    [[nodiscard]] constexpr std::string_view key() const {
-        return prefix.substr(2, prefix.size() - 4);
-    }
+    static constexpr std::string_view key{name.text};
+    static constexpr auto field = pointer;
+    /// What stands before the value in an event's text: comma, key and colon.
+    static constexpr auto prefix = [] {
+        std::array<char, key.size() + 4> text{',', '"'};
+        std::copy(key.begin(), key.end(), text.begin() + 2);
+        text[key.size() + 2] = '"';
+        text[key.size() + 3] = ':';
+        return text;
+    }();
 };
 
 /// All members, in the order of an event's text. "user" is last, so that it can be cut off.
 template <typename Fields>
-inline constexpr std::tuple eventMembers{
-    EventMember{R"(,"id":)", &Fields::id},
-    EventMember{R"(,"version":)", &Fields::version},
-    EventMember{R"(,"url":)", &Fields::url},
-    EventMember{R"(,"contentType":)", &Fields::contentType},
-    EventMember{R"(,"properties":)", &Fields::properties},
-    EventMember{R"(,"actionTs":)", &Fields::createdAt},
-    EventMember{R"(,"zentaraClientVersion":)", &Fields::clientVersion},
-    EventMember{R"(,"zentaraClientReferer":)", &Fields::referer},
-    EventMember{R"(,"zentaraRelationId":)", &Fields::relationId},
-    EventMember{R"(,"zentaraClientContextID":)", &Fields::zentaraClientContextID},
-    EventMember{R"(,"zentaraActionSequence":)", &Fields::zentaraActionSequence},
-    EventMember{R"(,"zentaraActionUUID":)", &Fields::zentaraActionUUID},
-    EventMember{R"(,"zentaraActionExtraAttributes":)", &Fields::zentaraActionExtraAttributes},
-    EventMember{R"(,"user":)", &Fields::user},
-};
+inline constexpr std::tuple<
+    EventMember<"id", &Fields::id>, EventMember<"version", &Fields::version>,
+    EventMember<"url", &Fields::url>, EventMember<"contentType", &Fields::contentType>,
+    EventMember<"properties", &Fields::properties>, EventMember<"actionTs", &Fields::createdAt>,
+    EventMember<"zentaraClientVersion", &Fields::clientVersion>,
+    EventMember<"zentaraClientReferer", &Fields::referer>,
+    EventMember<"zentaraRelationId", &Fields::relationId>,
+    EventMember<"zentaraClientContextID", &Fields::zentaraClientContextID>,
+    EventMember<"zentaraActionSequence", &Fields::zentaraActionSequence>,
+    EventMember<"zentaraActionUUID", &Fields::zentaraActionUUID>,
+    EventMember<"zentaraActionExtraAttributes", &Fields::zentaraActionExtraAttributes>,
+    EventMember<"user", &Fields::user>>
+    eventMembers;
 
 /// Calls `visit` with each member in turn for as long as it returns true.
 template <typename Fields, typename Visit>
 constexpr bool visitEventMembers(const Visit& visit) {
-    return std::apply([&visit](const auto&... member) { return (visit(member) && ...); },
+    return std::apply([&visit](auto... member) { return (visit(member) && ...); },
                       eventMembers<Fields>);
 }
 
-static_assert(
-    std::apply([](auto... member) { return (sizeof(typename decltype(member)::Field) + ...); },
-               eventMembers<OwnedEventFields>) == sizeof(OwnedEventFields),
-    "a field is missing from the list of members");
+static_assert(std::apply(
+                  [](auto... member) {
+                      return (sizeof(std::declval<OwnedEventFields>().*member.field) + ...);
+                  },
+                  eventMembers<OwnedEventFields>) == sizeof(OwnedEventFields),
+              "a field is missing from the list of members");
 
 }  // namespace zentara

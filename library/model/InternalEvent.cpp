@@ -17,15 +17,13 @@ class EventWriter {
   public:
     explicit EventWriter(std::string& text) : writer_(text) {}
 
-    /// Returns where "user" begins, or nothing when JSON cannot hold the event.
+    /// Begins with a comma. Returns where "user" begins, or nothing when JSON cannot hold the
+    /// event.
     [[nodiscard]] std::optional<std::size_t> write(const Fields& fields) {
-        writer_.text("{");
-        // No comma before the first.
-        std::size_t skipped = 1;
         std::size_t start = 0;
-        const bool isWhole = visitEventMembers<Fields>([&](const auto& member) {
+        const bool isWhole = visitEventMembers<Fields>([this, &fields, &start](auto member) {
             start = writer_.length();
-            writer_.text(member.prefix.substr(std::exchange(skipped, 0)));
+            writer_.text({member.prefix.data(), member.prefix.size()});
             return write(fields.*member.field);
         });
         writer_.text("}");
@@ -84,8 +82,8 @@ void read(RecordReader& reader, std::string_view key, StringMap& strings) {
 std::optional<InternalEvent::Fields> decodeFields(const JSONObject& dictionary) {
     RecordReader reader(dictionary);
     InternalEvent::Fields fields;
-    const bool isWhole = visitEventMembers<InternalEvent::Fields>([&](const auto& member) {
-        read(reader, member.key(), fields.*member.field);
+    const bool isWhole = visitEventMembers<InternalEvent::Fields>([&](auto member) {
+        read(reader, member.key, fields.*member.field);
         return !reader.failed();
     });
     return isWhole ? std::optional(std::move(fields)) : std::nullopt;
@@ -165,6 +163,7 @@ struct InternalEvent::Payload {
         encoded->reserve(usualSize);
         const auto userOffset = EventWriter<Record>(*encoded).write(record);
         if (!userOffset) return;
+        encoded->front() = '{';
         if (encoded->size() > usualSize) encoded->shrink_to_fit();
         text = {*encoded, *userOffset, encoded.get()};
         textOwner = std::move(encoded);
@@ -195,8 +194,8 @@ InternalEvent InternalEvent::fromText(std::shared_ptr<const void> owner, Text te
 
 JSONObject InternalEvent::toDictionary() const {
     JSONObject dictionary;
-    visitEventMembers<Fields>([&dictionary, &all = fields()](const auto& member) {
-        dictionary.set(member.key(), valueOf(all.*member.field));
+    visitEventMembers<Fields>([&dictionary, &all = fields()](auto member) {
+        dictionary.set(member.key, valueOf(all.*member.field));
         return true;
     });
     return dictionary;
@@ -251,9 +250,9 @@ bool operator==(const InternalEvent& left, const InternalEvent& right) {
     if (left.isCopyOf(right)) return true;
     const auto& one = left.fields();
     const auto& other = right.fields();
-    return visitEventMembers<InternalEvent::Fields>([&one, &other](const auto& member) {
+    return visitEventMembers<InternalEvent::Fields>([&one, &other](auto member) {
         // Two events of different contexts may be equal: the context says when, not what.
-        return member.key() == "zentaraClientContextID" ||
+        return member.key == "zentaraClientContextID" ||
                equal(one.*member.field, other.*member.field);
     });
 }

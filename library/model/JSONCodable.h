@@ -45,9 +45,7 @@ struct JSONCoding<std::string> {
 template <>
 struct JSONCoding<JSONObject> {
     static JSONObject toDictionary(const JSONObject& dictionary) { return dictionary; }
-    static Result<JSONObject> fromDictionary(JSONObject dictionary) {
-        return dictionary;
-    }
+    static Result<JSONObject> fromDictionary(JSONObject dictionary) { return dictionary; }
 };
 
 /// A string-to-string dictionary in key order.

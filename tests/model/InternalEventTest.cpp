@@ -52,8 +52,7 @@ TEST(InternalEvent, DecodesStrictlyAndComparesAllButTheContext) {
     for (const auto& [key, value] : event.toDictionary()) {
         auto dictionary = event.toDictionary();
         dictionary.erase(key);
-        EXPECT_EQ(InternalEvent::fromDictionary(dictionary).ok(),
-                  key == "zentaraRelationId");
+        EXPECT_EQ(InternalEvent::fromDictionary(dictionary).ok(), key == "zentaraRelationId");
         const JSONValue other = value.isObject()    ? JSONValue(JSONObject())
                                 : value.isInteger() ? JSONValue(2)
                                                     : JSONValue("other");
