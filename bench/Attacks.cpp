@@ -9,7 +9,7 @@
 #include <string>
 
 #include "schemas/Attacks.h"
-#include "schemas/Validators.h"
+#include "schemas/Schema.h"
 
 namespace {
 

@@ -21,7 +21,10 @@ struct Sample {
 /// Six samples, of 5 to 25 properties.
 [[nodiscard]] const std::vector<Sample>& samples();
 
-/// The one of 20 properties.
+/// Six others, of 5 to 25 properties, with more patterns and formats.
+[[nodiscard]] const std::vector<Sample>& otherSamples();
+
+/// The first sample of 20 properties.
 [[nodiscard]] const Sample& twentyProperties();
 
 }  // namespace zentara::bench

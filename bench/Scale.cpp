@@ -3,7 +3,7 @@
 #include "Comparison.h"
 #include "SampleQueue.h"
 #include "dispatch/storage/EventTexts.h"
-#include "schemas/Validators.h"
+#include "schemas/Schema.h"
 #include "support/TestHost.h"
 
 namespace zentara::bench {
@@ -78,13 +78,13 @@ void validateProperties(benchmark::State& state) {
             object[name] = "value " + std::to_string(number);
         }
     }
-    const JSONObject schema{{"type", "object"}, {"properties", named}};
+    const Schema schema({{"type", "object"}, {"properties", named}});
     const JSONValue value = object;
     for ([[maybe_unused]] auto _ : state) {
         Times validating;
         for (int round = 0; round < 300; ++round) {
             validating.measure([&] {
-                if (!validate(value, schema).valid()) state.SkipWithError("not valid");
+                if (!schema.validate(value).valid()) state.SkipWithError("not valid");
             });
         }
         state.counters["validate_us"] = validating.mean() / 1e3;

@@ -1,11 +1,13 @@
-// Validating an event's properties, nothing kept between calls, beside parsing their text.
+// Validating an event's properties by a compiled schema, beside parsing their text.
 
 #include "json/JSONText.h"
+
+#include <optional>
 
 #include "Allocations.h"
 #include "Comparison.h"
 #include "Samples.h"
-#include "schemas/Validators.h"
+#include "schemas/Schema.h"
 
 namespace zentara::bench {
 namespace {
@@ -22,15 +24,15 @@ void compare(benchmark::State& state, const std::vector<const Sample*>& chosen,
         double limit = 0;
         for (const auto* sample : chosen) {
             const std::string text = JSONValue(sample->*value).text();
+            const Schema compiled(sample->*schema);
+            if (compiled.validate(sample->*value).valid() != isValid)
+                state.SkipWithError("not the expected outcome");
             Times validating;
             Times parsing;
             for (int round = 0; round < rounds; ++round) {
                 const auto before = allocations();
                 validating.measure(
-                    [&] {
-                        if (validate(sample->*value, sample->*schema).valid() != isValid)
-                            state.SkipWithError("not the expected outcome");
-                    },
+                    [&] { benchmark::DoNotOptimize(compiled.validate(sample->*value)); },
                     runsPerRound);
                 allocated = std::max(allocated, allocations() - before);
                 parsing.measure([&] { benchmark::DoNotOptimize(parseJSONValue(text)); },
@@ -53,12 +55,41 @@ void add(const std::string& name, const std::vector<const Sample*>& chosen,
     })->Iterations(1);
 }
 
+/// Compiling a schema, beside ten validations by it.
+void compile(benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+        Times compiling;
+        Times validating;
+        for (const auto& sample : samples()) {
+            for (int round = 0; round < rounds; ++round) {
+                auto document = sample.schema;
+                std::optional<Schema> schema;
+                compiling.measure([&] {
+                    schema.emplace(std::move(document));
+                    benchmark::DoNotOptimize(schema->title());
+                });
+                validating.measure([&] {
+                    for (int run = 0; run < 10; ++run)
+                        benchmark::DoNotOptimize(schema->validate(sample.valid));
+                });
+            }
+        }
+        report(state, compiling, validating, 1);
+    }
+}
+
+BENCHMARK(compile)->Name("compile, 6 schemas, beside 10 validations")->Iterations(1);
+
 const bool registered = [] {
     std::vector<const Sample*> all;
     for (const auto& sample : samples())
         all.push_back(&sample);
     add("validate, 6 schemas, without patterns", all, &Sample::plainSchema, &Sample::valid, 1);
     add("validate, 6 schemas, with patterns", all, &Sample::schema, &Sample::valid, 2);
+    std::vector<const Sample*> others;
+    for (const auto& sample : otherSamples())
+        others.push_back(&sample);
+    add("validate, 6 other schemas", others, &Sample::schema, &Sample::valid, 2);
     for (const auto* sample : all) {
         const auto properties =
             std::to_string(sample->schema.at("properties").object().size()) + " properties";

@@ -89,7 +89,10 @@ void checkTable(const std::string& body) {
         if (dash == std::string_view::npos) continue;
         const auto schema = provider->schema(name.substr(0, dash), name.substr(dash + 1));
         check((schema != nullptr) == value.isObject(), "each document is found by its name");
-        check(!schema || *schema == value.object(), "the schema is that of the table");
+        const auto* const title = value.isObject() ? value.object().find("title") : nullptr;
+        const bool hasTitle = title != nullptr && title->isString();
+        check(schema == nullptr || schema->title() == (hasTitle ? title->ifString() : std::nullopt),
+              "the schema is that of the table");
     }
 }
 

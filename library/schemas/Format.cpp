@@ -3,26 +3,14 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <string>
 
-#include "json/PrintedForm.h"
 #include "network/InternetAddress.h"
-#include "support/Diagnostics.h"
+#include "support/ASCII.h"
 #include "text/Unicode.h"
 
 namespace zentara {
 
 namespace {
-
-bool isDigit(char c) noexcept {
-    return c >= '0' && c <= '9';
-}
-bool isLetter(char c) noexcept {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-bool isHexadecimal(char c) noexcept {
-    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
 
 /// The length of the decimal 0 to 255, of up to three digits, at the start of the text; else 0.
 std::size_t octetLength(std::string_view text) noexcept {
@@ -46,10 +34,7 @@ std::size_t lineTerminatorLength(std::string_view text) noexcept {
 /// Four octets joined by dots, as an expression that ends in "$" finds them in as many UTF-16 units
 /// as the text has characters: "$" also matches before one last line terminator, and what lies
 /// behind the searched range is not seen.
-bool isIPv4(const JSONValue& value) {
-    const auto string = value.ifString();
-    if (!string) return true;
-    const std::string_view text = *string;
+bool isIPv4(std::string_view text, WorkAllowance& allowance) {
     std::size_t position = 0;
     for (int octet = 0; octet < 4; ++octet) {
         if (octet > 0 && (position >= text.size() || text[position++] != '.')) return false;
@@ -58,56 +43,66 @@ bool isIPv4(const JSONValue& value) {
         position += length;
     }
     if (position == text.size()) return true;
-    const auto searched = characterCount(text);
+    const auto searched = characterCount(text, &allowance);
     if (position > searched) return false;
     const auto rest = text.substr(position);
     if (rest.starts_with("\r\n") && searched == position + 2) return true;
     return searched == position || searched == position + lineTerminatorLength(rest);
 }
 
-bool isIPv6(const JSONValue& value) {
-    const auto string = value.ifString();
-    return !string || isIPv6Address(*string);
+bool isIPv6(std::string_view text, WorkAllowance& /*allowance*/) {
+    return isIPv6Address(text);
 }
 
-constexpr std::array<bool, 256> uriCharacters = [] {
-    std::array<bool, 256> table{};
-    for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
-                                         "0123456789.-_~:/?#[]@!$&'()*+,;=")) {
-        table[static_cast<unsigned char>(c)] = true;
+/// For each byte whether it is a letter, a digit or one of `others`.
+constexpr std::array<unsigned char, 256> tableOf(std::string_view others) noexcept {
+    std::array<unsigned char, 256> table{};
+    for (const auto characters : {std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                                   "abcdefghijklmnopqrstuvwxyz0123456789"),
+                                  others}) {
+        for (const char c : characters)
+            table[static_cast<unsigned char>(c)] = 1;
     }
     return table;
-}();
+}
 
-/// A scheme, a colon and one or more URI characters or percent escapes, over as many UTF-16 units
-/// as the text has characters. All of those must be ASCII, so they are as many bytes.
-bool isURI(const JSONValue& value) {
-    const auto string = value.ifString();
-    if (!string) return true;
-    const std::string_view text = std::string_view(*string).substr(0, characterCount(*string));
-    const auto colon = text.find(':');
-    if (colon == std::string_view::npos || colon + 1 == text.size()) return false;
-    if (!isLetter(text.front())) return false;
-    for (const char c : text.substr(0, colon)) {
-        if (!isLetter(c) && !isDigit(c) && c != '+' && c != '.' && c != '-') return false;
-    }
+constexpr auto schemeCharacters = tableOf("+.-");
+constexpr auto uriCharacters = tableOf(".-_~:/?#[]@!$&'()*+,;=");
+
+/// Whether all of `text` is a scheme, a colon and one or more URI characters or percent escapes.
+bool isWholeURI(std::string_view text) noexcept {
+    std::size_t colon = 0;
+    while (colon < text.size() && schemeCharacters[static_cast<unsigned char>(text[colon])] != 0)
+        ++colon;
+    if (colon == 0 || colon + 1 >= text.size() || text[colon] != ':' || !isLetter(text[0]))
+        return false;
+    const auto mayBeAt = [text](std::size_t i) {
+        return unsigned{uriCharacters[static_cast<unsigned char>(text[i])]};
+    };
     for (std::size_t i = colon + 1; i < text.size(); ++i) {
-        if (uriCharacters[static_cast<unsigned char>(text[i])]) continue;
+        // Most of them without a branch for each.
+        while (i + 4 < text.size() &&
+               (mayBeAt(i) & mayBeAt(i + 1) & mayBeAt(i + 2) & mayBeAt(i + 3)) != 0)
+            i += 4;
+        if (mayBeAt(i) != 0) continue;
         if (text[i] != '%' || text.size() - i < 3) return false;
-        if (!isHexadecimal(text[i + 1]) || !isHexadecimal(text[i + 2])) return false;
+        if (hexDigitValue(text[i + 1]) < 0 || hexDigitValue(text[i + 2]) < 0) return false;
         i += 2;
     }
     return true;
 }
 
+/// As many UTF-16 units as the text has characters are searched. All of those must be ASCII, so
+/// they are as many bytes.
+bool isURI(std::string_view text, WorkAllowance& allowance) {
+    if (isWholeURI(text)) return true;
+    const auto searched = characterCount(text, &allowance);
+    return searched < text.size() && isWholeURI(text.substr(0, searched));
+}
+
 /// Digits with exactly one point and at least one digit behind it, which as an integer must fit 64
 /// signed bits.
-bool isNumericString(const JSONValue& value) {
-    const auto string = value.ifString();
-    if (!string) {
-        fatalError("The format numericString was applied to a value that is not a string.");
-    }
-    const std::string_view text = *string;
+bool isNumericString(std::string_view text, WorkAllowance& /*allowance*/) {
     if (text.find_first_not_of("0123456789.") != std::string_view::npos) return false;
     const auto point = text.find('.');
     if (point == std::string_view::npos) return false;
@@ -122,19 +117,11 @@ constexpr std::array<Format, 4> formats = {{
     {"ipv4", &isIPv4, " is not valid IPv4 address."},
     {"ipv6", &isIPv6, " is not valid IPv6 address."},
     {"uri", &isURI, " is not a valid URI."},
-    {"numericString", &isNumericString, " is not valid NumericString format."},
+    {"numericString", &isNumericString, " is not valid NumericString format.",
+     Format::OtherKinds::fatal},
 }};
 
 }  // namespace
-
-ValidationResult Format::operator()(const JSONValue& value) const {
-    if (accepts(value)) return {};
-    std::string message = "'";
-    appendPrinted(message, value);
-    message += '\'';
-    message += complaint;
-    return ValidationResult::invalid({std::move(message)});
-}
 
 std::span<const Format> standardFormats() noexcept {
     return formats;

@@ -1,46 +1,54 @@
 #include "schemas/Schema.h"
 
-#include <string_view>
 #include <utility>
 
-#include "schemas/KeywordValues.h"
+#include "schemas/SchemaCompiler.h"
 #include "schemas/ValidationRun.h"
 
 namespace zentara {
 
-namespace {
+Schema::Schema(JSONObject document, std::span<const Format> formats,
+               std::shared_ptr<SharedExpressions> expressions)
+    : formats_(formats),
+      expressions_(expressions ? std::move(expressions) : std::make_shared<SharedExpressions>()),
+      document_(std::move(document)) {}
 
-std::optional<std::string> stringUnder(const JSONObject& document, std::string_view key) {
-    const auto* const value = document.find(key);
-    if (!value || !value->isString()) return std::nullopt;
-    return std::string(value->string());
+Schema::~Schema() {
+    delete nodes_.load(std::memory_order_relaxed);
 }
 
-std::vector<Type> declaredTypes(const JSONObject& document) {
-    std::vector<Type> types;
-    const auto add = [&types](std::string_view name) {
-        if (const auto type = typeFromRawValue(name)) types.push_back(*type);
-    };
-    if (const auto value = document.find("type")) {
-        if (const auto name = value->ifString()) add(*name);
-        if (const auto* const names = listOfStrings(*value)) {
-            for (const auto& name : *names)
-                add(name.string());
-        }
-    }
-    return types;
+const SchemaNodes& Schema::nodes() const {
+    if (const auto* const nodes = nodes_.load(std::memory_order_acquire)) return *nodes;
+    const MutexLock lock(compiling_);
+    if (const auto* const nodes = nodes_.load(std::memory_order_relaxed)) return *nodes;
+    const auto* const nodes = SchemaCompiler(document_, formats_, expressions_).compile().release();
+    nodes_.store(nodes, std::memory_order_release);
+    document_ = {};
+    return *nodes;
 }
 
-}  // namespace
+ValidationResult Schema::validate(const JSONValue& data, MessagePlaces* places) const {
+    ValidationRun run(nodes());
+    auto result = run.run(data);
+    if (places != nullptr) *places = std::move(run.places());
+    return result;
+}
 
-Schema::Schema(JSONObject document)
-    : title(stringUnder(document, "title")),
-      description(stringUnder(document, "description")),
-      type(declaredTypes(document)),
-      schema(std::move(document)) {}
+std::optional<std::string_view> Schema::title() const {
+    return nodes().title.ifString();
+}
 
-ValidationResult Schema::validate(const JSONValue& data) const {
-    return ValidationRun(schema, formats).run(data);
+std::optional<std::string_view> Schema::description() const {
+    return nodes().description.ifString();
+}
+
+std::span<const Type> Schema::type() const {
+    return nodes().types;
+}
+
+ValidationResult validate(const JSONValue& value, const JSONObject& schema) {
+    SchemaCompiler compiler(schema, standardFormats(), std::make_shared<SharedExpressions>());
+    return ValidationRun(*compiler.compile()).run(value);
 }
 
 }  // namespace zentara

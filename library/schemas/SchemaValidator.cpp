@@ -2,13 +2,11 @@
 
 #include <utility>
 
-#include "schemas/Validators.h"
-
 namespace zentara {
 
 SchemaValidation SchemaValidator::validate(const JSONValue& properties,
-                                           const JSONObject& schema) const {
-    auto messages = zentara::validate(properties, schema).errors();
+                                           const Schema& schema) const {
+    auto messages = schema.validate(properties).errors();
     if (!messages) return {};
     SchemaValidation refused{false, std::vector<ValidationError>()};
     refused.errors->reserve(messages->size());

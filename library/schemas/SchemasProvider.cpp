@@ -1,9 +1,13 @@
 #include "schemas/SchemasProvider.h"
 
+#include <array>
+#include <cstddef>
+#include <memory_resource>
 #include <optional>
 #include <utility>
 
 #include <zentara/ClientSettings.h>
+#include "schemas/SchemaNodes.h"
 
 namespace zentara {
 
@@ -24,28 +28,35 @@ SchemasProvider::SchemasProvider(std::unique_ptr<SchemaStorageProtocol> storage,
     : storage_(std::move(storage)),
       ticker_(std::move(ticker)),
       schemaService_(std::move(schemaService)),
-      onReady_(std::move(onReady)),
-      schemas_(std::make_shared<const JSONObject>()) {}
+      onReady_(std::move(onReady)) {}
 
 SchemasProvider::~SchemasProvider() {
     ticker_->cancel();
 }
 
-SchemaDocument SchemasProvider::schema(std::string_view schemaId,
-                                       std::string_view schemaVersion) const {
-    std::string key;
+const Schema* SchemasProvider::schema(std::string_view schemaId,
+                                      std::string_view schemaVersion) const {
+    const auto* const table = schemas_.load(std::memory_order_acquire);
+    if (table == nullptr) return nullptr;
+    // On the stack, unless it is unusually long.
+    std::array<std::byte, 256> scratch;
+    std::pmr::monotonic_buffer_resource memory(scratch.data(), scratch.size());
+    std::pmr::string key(&memory);
     key.reserve(schemaId.size() + 1 + schemaVersion.size());
-    key += schemaId;
-    key += '-';
-    key += schemaVersion;
-    Table table;
-    {
-        const MutexLock lock(mutex_);
-        table = schemas_;
+    key.append(schemaId).append("-").append(schemaVersion);
+    const auto found = table->find(std::string_view(key));
+    return found == table->end() ? nullptr : &found->second;
+}
+
+std::unique_ptr<const SchemasProvider::Table> SchemasProvider::tableOf(JSONObject documents) {
+    auto table = std::make_unique<Table>();
+    const auto expressions = std::make_shared<SharedExpressions>();
+    for (auto& [key, value] : documents) {
+        if (auto* const document = value.ifObject())
+            table->try_emplace(std::string(key), std::move(*document), standardFormats(),
+                               expressions);
     }
-    const auto* value = table->find(key);
-    const auto* document = value == nullptr ? nullptr : value->ifObject();
-    return document == nullptr ? nullptr : SchemaDocument(std::move(table), document);
+    return table;
 }
 
 void SchemasProvider::loadCache() {
@@ -56,10 +67,8 @@ void SchemasProvider::loadCache() {
         reportFailure(std::make_shared<SchemasServiceError>("the cache of schemas is empty"));
         return;
     }
-    {
-        const MutexLock lock(mutex_);
-        schemas_ = std::make_shared<const JSONObject>(std::move(cached.records.front()));
-    }
+    cached_ = tableOf(std::move(cached.records.front()));
+    schemas_.store(cached_.get(), std::memory_order_release);
     report(nullptr);
 }
 
@@ -92,10 +101,10 @@ void SchemasProvider::finishFetch(std::optional<JSONObject> table, ErrorRef erro
         const MutexLock lock(mutex_);
         // Fetches may overlap. One that ends after the first success has nothing to add, and its
         // failure must not make a ready library unready for good.
-        if (isFetched_) return;
+        if (fetched_ != nullptr) return;
         if (succeeded) {
-            schemas_ = std::make_shared<const JSONObject>(*std::move(table));
-            isFetched_ = true;
+            fetched_ = tableOf(*std::move(table));
+            schemas_.store(fetched_.get(), std::memory_order_release);
         }
     }
     if (!succeeded) {

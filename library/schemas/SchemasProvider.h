@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,6 +11,7 @@
 #include <zentara/EventError.h>
 #include <zentara/JSONValue.h>
 #include "dispatch/storage/Storage.h"
+#include "schemas/Schema.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
@@ -19,22 +22,20 @@ namespace zentara {
 /// Why a look-up gave no schema.
 enum class SchemasProviderError { schemaNotFound };
 
-/// A schema document that stays valid for as long as it is held; null means
-/// `SchemasProviderError::schemaNotFound`.
-using SchemaDocument = std::shared_ptr<const JSONObject>;
-
 /// Finds the schema of an event.
 class SchemaProviderProtocol {
   public:
     virtual ~SchemaProviderProtocol() = default;
 
-    /// The schema document of this id and version, or null when there is none. Any thread.
-    [[nodiscard]] virtual SchemaDocument schema(std::string_view schemaId,
-                                                std::string_view schemaVersion) const = 0;
+    /// The schema of this id and version, which lives as long as the provider; null, for
+    /// `SchemasProviderError::schemaNotFound`, when there is none. Any thread.
+    [[nodiscard]] virtual const Schema* schema(std::string_view schemaId,
+                                               std::string_view schemaVersion) const = 0;
 };
 
 /// Holds the table of schemas: the cached one at first, then the one that it fetches, once per tick
-/// until a fetch succeeds. Safe for use from any thread.
+/// until a fetch succeeds. Both stay, so that a look-up takes no lock and an event may be validated
+/// by the table that is being replaced. Safe for use from any thread.
 class SchemasProvider final : public SchemaProviderProtocol,
                               public std::enable_shared_from_this<SchemasProvider> {
   public:
@@ -52,16 +53,17 @@ class SchemasProvider final : public SchemaProviderProtocol,
     SchemasProvider(const SchemasProvider&) = delete;
     SchemasProvider& operator=(const SchemasProvider&) = delete;
 
-    [[nodiscard]] SchemaDocument schema(std::string_view schemaId,
-                                        std::string_view schemaVersion) const override;
+    [[nodiscard]] const Schema* schema(std::string_view schemaId,
+                                       std::string_view schemaVersion) const override;
 
   private:
-    using Table = std::shared_ptr<const JSONObject>;
+    using Table = std::map<std::string, Schema, std::less<>>;  ///< by "{id}-{version}"
 
     SchemasProvider(std::unique_ptr<SchemaStorageProtocol> storage,
                     std::unique_ptr<TickerProtocol> ticker,
                     std::unique_ptr<SchemaServiceProtocol> schemaService, OnReady onReady);
 
+    [[nodiscard]] static std::unique_ptr<const Table> tableOf(JSONObject documents);
     void loadCache();
     void startRefresh();
     void fetch();
@@ -75,9 +77,10 @@ class SchemasProvider final : public SchemaProviderProtocol,
     const OnReady onReady_;
     FailureReporter failures_{Component::schemas};  // synchronises itself
 
-    mutable Mutex mutex_;
-    Table schemas_ ZENTARA_GUARDED_BY(mutex_);
-    bool isFetched_ ZENTARA_GUARDED_BY(mutex_) = false;
+    std::unique_ptr<const Table> cached_;         // set while creating only
+    std::atomic<const Table*> schemas_{nullptr};  // one of the two; null when empty
+    Mutex mutex_;
+    std::unique_ptr<const Table> fetched_ ZENTARA_GUARDED_BY(mutex_);
 };
 
 }  // namespace zentara

@@ -1,166 +1,129 @@
 #include "schemas/ValidationRun.h"
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
-#include "schemas/KeywordValues.h"
-#include "schemas/Reference.h"
+#include "json/ObjectEquality.h"
+#include "json/PrintedForm.h"
+#include "schemas/Keywords.h"
+#include "support/Diagnostics.h"
 #include "support/WorkLimits.h"
+#include "text/Unicode.h"
+
+// The walk over the nodes, and the keywords that look at a value of any kind, at texts and numbers.
 
 namespace zentara {
 
 namespace {
 
-constexpr std::int64_t unitsPerSubschema = 40;
-constexpr std::int64_t unitsPerElement = 2;
 constexpr std::int64_t unitsPerReference = 40;
+constexpr std::size_t unitsPerElement = 8;
+constexpr std::size_t bytesPerUnit = 8;
 constexpr std::int64_t unitsPerEntered = 3;
+constexpr std::int64_t unitsPerFormatByte = 4;
 /// High, since this bounds memory rather than time: what is kept of a message beside its bytes
 /// takes some 180, while lists of messages grow.
-constexpr std::int64_t unitsPerMessageByte = 8;
-constexpr std::int64_t unitsPerMessage = 180 * unitsPerMessageByte;
-/// A longer reference is copied into what is said of it, twice.
-constexpr std::size_t longestPlainReference = 4096;
-
-std::int64_t costOf(std::size_t elements) noexcept {
-    return unitsPerElement * static_cast<std::int64_t>(elements);
-}
+constexpr std::size_t unitsPerMessageByte = 8;
+constexpr std::size_t unitsPerMessage = 180 * unitsPerMessageByte;
 
 }  // namespace
 
 ValidationResult ValidationRun::run(const JSONValue& value) {
-    const Entered root{&root_, &value, nullptr};
+    const Entered root{0, &value, nullptr};
     entered_ = &root;
     place_ = &value;
-    const bool passed = validate(root_, value);
+    const bool passed = validate(root.node, value);
     if (passed && !stopMessage_) return {};
     if (stopMessage_) {
-        gathered_.push_back(*std::move(stopMessage_));
+        messages_.push_back(*std::move(stopMessage_));
         places_.push_back(stopPlace_);
     }
-    return ValidationResult::invalid(std::move(gathered_));
+    return ValidationResult::invalid(std::move(messages_));
 }
 
-bool ValidationRun::validate(const JSONObject& schema, const JSONValue& value) {
-    if (depth_ == maximumDepth) return stopForDepth();
-    if (depth_ % levelsPerStackCheck == 0 && remainingStackSpace() < leastStackSpace) {
-        return stop("Validation stopped: the stack of this thread is too small");
-    }
-    if (!spend(unitsPerSubschema + costOf(schema.size()))) return false;
-    ++depth_;
-    const auto* const outerPlace = std::exchange(place_, &value);
+bool ValidationRun::runChecks(const SchemaNodes::Node& node, unsigned kind,
+                              const JSONValue& value) {
+    place_ = &value;
+    if (depth_ % levelsPerStackCheck == 0 && !mayEnter()) return false;
+    if (!spend(std::int64_t{node.cost})) return false;
+    depth_ += node.isInner ? 1 : 0;
     bool passed = true;
-    SchemaKeywords keywords(schema);
-    for (auto keyword = keywords.takeNext(); keyword != Keyword::none;
-         keyword = keywords.takeNext()) {
-        if (!check(keyword, keywords, value)) {
+    const auto* check = nodes_.checks.data() + node.firstCheck;
+    for (const auto* const last = check + node.count; check != last; ++check) {
+        if ((check->kinds & kind) == 0) continue;
+        if (!KeywordTable::of(check->keyword).check(*this, *check, value)) {
             passed = false;
             if (isDecided()) break;
         }
     }
-    place_ = outerPlace;
-    --depth_;
+    depth_ -= node.isInner ? 1 : 0;
     return passed;
 }
 
-bool ValidationRun::passesSilently(const JSONObject& schema, const JSONValue& value) {
-    auto* const messages = std::exchange(messages_, nullptr);
-    const bool passed = validate(schema, value);
-    messages_ = messages;
+/// Looked at every few levels, of which the last is the deepest.
+bool ValidationRun::mayEnter() {
+    static_assert(maximumDepth % levelsPerStackCheck == 0);
+    if (depth_ == maximumDepth) {
+        return stop("Validation stopped: the schema is applied more than " +
+                    std::to_string(maximumDepth) + " levels deep");
+    }
+    return remainingStackSpace() >= leastStackSpace ||
+           stop("Validation stopped: the stack of this thread is too small");
+}
+
+bool ValidationRun::passesSilently(Position node, const JSONValue& value) {
+    const bool wasSilent = std::exchange(isSilent_, true);
+    const bool passed = validate(node, value);
+    isSilent_ = wasSilent;
     return passed;
 }
 
-bool ValidationRun::check(Keyword keyword, const SchemaKeywords& keywords, const JSONValue& value) {
-    if (keyword == Keyword::properties) return properties(keywords, value);
-    const JSONValue& parameter = keywords.present(keyword);
-    switch (keyword) {
-        case Keyword::format:
-            return format(parameter, value);
-        case Keyword::reference:
-            return reference(parameter, value);
-        case Keyword::type:
-            return type(parameter, value);
-        case Keyword::allOf:
-            return allOf(parameter, value);
-        case Keyword::anyOf:
-            return anyOf(parameter, value);
-        case Keyword::oneOf:
-            return oneOf(parameter, value);
-        case Keyword::negation:
-            return negation(parameter, value);
-        case Keyword::enumeration:
-            return enumeration(parameter, value);
-        case Keyword::maxLength:
-            return maxLength(parameter, value);
-        case Keyword::minLength:
-            return minLength(parameter, value);
-        case Keyword::pattern:
-            return pattern(parameter, value);
-        case Keyword::multipleOf:
-            return multipleOf(parameter, value);
-        case Keyword::minimum:
-            return minimum(parameter, keywords.find(Keyword::exclusiveMinimum), value);
-        case Keyword::maximum:
-            return maximum(parameter, keywords.find(Keyword::exclusiveMaximum), value);
-        case Keyword::minItems:
-            return minItems(parameter, value);
-        case Keyword::maxItems:
-            return maxItems(parameter, value);
-        case Keyword::uniqueItems:
-            return uniqueItems(parameter, value);
-        case Keyword::items:
-            return items(parameter, keywords.find(Keyword::additionalItems), value);
-        case Keyword::maxProperties:
-            return maxProperties(parameter, value);
-        case Keyword::minProperties:
-            return minProperties(parameter, value);
-        case Keyword::required:
-            return required(parameter, value);
-        case Keyword::dependencies:
-            return dependencies(parameter, value);
-        default:
-            return true;
-    }
+bool ValidationRun::failure(const Check& check, const JSONValue& value) {
+    return fail(value, {nodes_.values[check.first]});
 }
 
-const JSONObject* ValidationRun::resolve(std::string_view reference) {
-    const auto wanted = messages_ == nullptr ? FailureText::unwanted : FailureText::wanted;
-    const auto resolved = resolveReference(root_, reference, wanted, allowance_);
-    if (allowance_.exhausted()) {
-        stopForCost();
-        return nullptr;
+bool ValidationRun::format(const Check& check, const JSONValue& value) {
+    const auto& format = *check.format;
+    if (const auto text = value.ifString()) {
+        if (!spend(unitsPerFormatByte * static_cast<std::int64_t>(text->size()))) return false;
+        if (format.accepts(*text, allowance_)) return true;
+        if (allowance_.exhausted()) return stopForCost();
+    } else if (format.otherKinds == Format::OtherKinds::fatal) {
+        fatalError("The format numericString was applied to a value that is not a string.");
     }
-    if (resolved.schema == nullptr) fail(resolved.failure);
-    return resolved.schema;
+    return fail(value, {"'", value, "'", format.complaint});
 }
 
-bool ValidationRun::reference(const JSONValue& reference, const JSONValue& value) {
-    const auto text = reference.ifString();
-    if (!text) return true;
-    if (!spend(unitsPerReference + costOf(text->size()))) return false;
-    if (text->size() > longestPlainReference && !spendOnMessage(2 * text->size())) return false;
-    const auto* const target = resolve(*text);
-    if (target == nullptr) return false;
+bool ValidationRun::reference(const Check& check, const JSONValue& value) {
+    if (!spend(unitsPerReference)) return false;
     for (const auto* entered = entered_; entered != nullptr && entered->value == &value;
          entered = entered->outer) {
         allowance_.spend(unitsPerEntered);
-        if (entered->schema == target) {
-            return stop("Reference '" + std::string(*text) +
+        if (entered->node == check.first) {
+            return stop("Reference '" + std::string(*nodes_.values[check.count].ifString()) +
                         "' leads back to itself without going deeper into the value");
         }
     }
-    const Entered here{target, &value, entered_};
+    const Entered here{check.first, &value, entered_};
     entered_ = &here;
-    const bool passed = validate(*target, value);
+    const bool passed = validate(check.first, value);
     entered_ = here.outer;
     return passed;
 }
 
-bool ValidationRun::allOf(const JSONValue& schemas, const JSONValue& value) {
-    const auto* const list = listOfObjects(schemas, allowance_);
-    if (list == nullptr) return true;
+/// The value is of no type that is accepted.
+bool ValidationRun::type(const Check& check, const JSONValue& value) {
+    if (check.flag) return fail(value, {value, " does not meet anyOf validation rules."});
+    const auto name = check.count < typeNames.size() ? typeNames[check.count]
+                                                     : *nodes_.values[check.first].ifString();
+    return fail(value, {"'", value, "' is not of type '", name, "'"});
+}
+
+bool ValidationRun::allOf(const Check& check, const JSONValue& value) {
     bool passed = true;
-    for (const auto& schema : *list) {
-        if (!validate(schema.object(), value)) {
+    for (Position i = 0; i < check.count; ++i) {
+        if (!validate(nodes_.references[check.first + i], value)) {
             passed = false;
             if (isDecided()) break;
         }
@@ -168,48 +131,116 @@ bool ValidationRun::allOf(const JSONValue& schemas, const JSONValue& value) {
     return passed;
 }
 
-bool ValidationRun::anyOf(const JSONValue& schemas, const JSONValue& value) {
-    const auto* const list = listOfObjects(schemas, allowance_);
-    if (list == nullptr) return true;
-    for (const auto& schema : *list) {
-        if (passesSilently(schema.object(), value)) return true;
+bool ValidationRun::anyOf(const Check& check, const JSONValue& value) {
+    for (Position i = 0; i < check.count; ++i) {
+        if (passesSilently(nodes_.references[check.first + i], value)) return true;
         if (stopMessage_) return false;
     }
-    return fail(value, " does not meet anyOf validation rules.");
+    return fail(value, {value, " does not meet anyOf validation rules."});
 }
 
-bool ValidationRun::oneOf(const JSONValue& schemas, const JSONValue& value) {
-    const auto* const list = listOfObjects(schemas, allowance_);
-    if (list == nullptr) return true;
+bool ValidationRun::oneOf(const Check& check, const JSONValue& value) {
     std::int64_t count = 0;
-    for (const auto& schema : *list) {
-        if (passesSilently(schema.object(), value)) ++count;
-        if (stopMessage_ || (count > 1 && messages_ == nullptr)) return false;
+    for (Position i = 0; i < check.count; ++i) {
+        if (passesSilently(nodes_.references[check.first + i], value)) ++count;
+        if (stopMessage_ || (count > 1 && isSilent_)) return false;
     }
-    return count == 1 || fail(count, " validates instead `oneOf`.");
+    return count == 1 || fail(value, {JSONValue(count), " validates instead `oneOf`."});
 }
 
-bool ValidationRun::negation(const JSONValue& schema, const JSONValue& value) {
-    const auto* const negated = schema.ifObject();
-    if (negated == nullptr) return true;
-    if (!passesSilently(*negated, value)) return !stopMessage_;
-    return fail("'", value, "' does not match 'not' validation.");
+bool ValidationRun::negation(const Check& check, const JSONValue& value) {
+    if (!passesSilently(check.first, value)) return !stopMessage_;
+    return fail(value, {"'", value, "' does not match 'not' validation."});
 }
 
-bool ValidationRun::failAt(const JSONValue& value, std::string_view message) {
-    const auto* const outerPlace = std::exchange(place_, &value);
-    fail(message);
-    place_ = outerPlace;
+bool ValidationRun::enumeration(const Check& check, const JSONValue& value) {
+    const auto& list = nodes_.values[check.first];
+    const auto text = value.ifString();
+    for (const auto& each : *list.ifArray()) {
+        if (text) {
+            const auto listed = each.ifString();
+            if (listed && isSame(*text, *listed)) return true;
+            if (!spend(unitsPerElement + text->size() / bytesPerUnit)) return false;
+            continue;
+        }
+        if (objectsEqual(value, each, &allowance_)) return true;
+        if (allowance_.exhausted()) return stopForCost();
+    }
+    return fail(value, {"'", value, "' is not a valid enumeration value of '", list, "'"});
+}
+
+std::size_t ValidationRun::countCharacters(std::string_view text) {
+    return isPlainASCII(text) ? text.size() : characterCount(text, &allowance_);
+}
+
+bool ValidationRun::maxLength(const Check& check, const JSONValue& value) {
+    const auto text = *value.ifString();
+    // No text has more characters than bytes.
+    if (static_cast<std::int64_t>(text.size()) <= check.integer) return true;
+    return static_cast<std::int64_t>(countCharacters(text)) <= check.integer ||
+           fail(value, {"Length of string is larger than max length ", JSONValue(check.integer)});
+}
+
+bool ValidationRun::minLength(const Check& check, const JSONValue& value) {
+    const auto text = *value.ifString();
+    // A text that is not empty has at least one.
+    if (check.integer <= (text.empty() ? 0 : 1)) return true;
+    return static_cast<std::int64_t>(countCharacters(text)) >= check.integer ||
+           fail(value,
+                {"Length of string is smaller than minimum length ", JSONValue(check.integer)});
+}
+
+bool ValidationRun::pattern(const Check& check, const JSONValue& value) {
+    const auto& expression = *nodes_.expressions[check.first];
+    if (expression.matches(*value.ifString(), &allowance_)) return true;
+    const bool isValid = expression.isValid(&allowance_);
+    if (allowance_.exhausted()) return stopForCost();
+    if (!isValid)
+        return fail(value, {"[Schema] Regex pattern '", expression.pattern(), "' is not valid"});
+    return fail(value, {"'", value, "' does not match pattern: '", expression.pattern(), "'"});
+}
+
+bool ValidationRun::multipleOf(const Check& check, const JSONValue& value) {
+    const double number = *value.asDouble();
+    const double quotient = number / check.number;
+    return quotient == std::floor(quotient) ||
+           fail(value, {JSONValue(number), " is not a multiple of ", JSONValue(check.number)});
+}
+
+bool ValidationRun::minimum(const Check& check, const JSONValue& value) {
+    const double number = *value.asDouble();
+    return (check.flag ? number > check.number : number >= check.number) ||
+           fail(value, {"Value is lower than minimum value of ", JSONValue(check.number)});
+}
+
+bool ValidationRun::maximum(const Check& check, const JSONValue& value) {
+    const double number = *value.asDouble();
+    return (check.flag ? number < check.number : number <= check.number) ||
+           fail(value, {"Value exceeds maximum value of ", JSONValue(check.number)});
+}
+
+bool ValidationRun::fail(const JSONValue& place, std::initializer_list<Part> parts) {
+    if (isDecided()) return false;
+    // Counted beforehand, so that no more memory is taken than for what is kept.
+    const auto most = static_cast<std::size_t>(std::max<std::int64_t>(0, allowance_.remaining())) /
+                      unitsPerMessageByte;
+    std::size_t size = 0;
+    for (const auto& part : parts)
+        size += part.value == nullptr ? part.text.size() : printedSize(*part.value, most);
+    if (!spend(unitsPerMessage + unitsPerMessageByte * size)) return false;
+    std::string message;
+    message.reserve(size);
+    for (const auto& part : parts) {
+        message += part.text;
+        if (part.value != nullptr) appendPrinted(message, *part.value);
+    }
+    messages_.push_back(std::move(message));
+    places_.push_back(&place);
     return false;
 }
 
-std::size_t ValidationRun::mostMessageBytes() const noexcept {
-    return static_cast<std::size_t>(std::max<std::int64_t>(0, allowance_.remaining())) /
-           unitsPerMessageByte;
-}
-
-bool ValidationRun::spendOnMessage(std::size_t size) {
-    return spend(unitsPerMessage + unitsPerMessageByte * static_cast<std::int64_t>(size));
+bool ValidationRun::failForMissing(const JSONValue& place, const JSONValue& names) {
+    return fail(place, {"Required properties are missing '", names, "'"});
 }
 
 bool ValidationRun::stop(std::string message) {
@@ -218,11 +249,6 @@ bool ValidationRun::stop(std::string message) {
         stopPlace_ = place_;
     }
     return false;
-}
-
-bool ValidationRun::stopForDepth() {
-    return stop("Validation stopped: the schema is applied more than " +
-                std::to_string(maximumDepth) + " levels deep");
 }
 
 bool ValidationRun::stopForCost() {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "TestDocuments.h"
-#include "schemas/Validators.h"
+#include "schemas/Schema.h"
 
 namespace zentara {
 namespace {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "dispatch/storage/SchemasStorage.h"
 #include "facade/ClientSettingsAccess.h"
 #include "schemas/SchemasServiceApi.h"
@@ -55,11 +58,11 @@ TEST_F(SchemasProviderTest, FetchesUntilThereIsATable) {
     EXPECT_TRUE(ticker_.isRunning());
     EXPECT_TRUE(isFailing(Component::schemas));
 
-    EXPECT_EQ(reportAfter(R"({"ab-1":{"type":"object"},"text-1":"no schema"})", index), "ready");
+    EXPECT_EQ(reportAfter(R"({"ab-1":{"title":"Ab"},"text-1":"no schema"})", index), "ready");
     EXPECT_FALSE(isFailing(Component::schemas));
-    const auto document = provider->schema("ab", "1");
-    ASSERT_NE(document, nullptr);
-    EXPECT_EQ(*document, (JSONObject{{"type", "object"}}));
+    const auto* const schema = provider->schema("ab", "1");
+    ASSERT_NE(schema, nullptr);
+    EXPECT_EQ(schema->title(), "Ab");
     EXPECT_EQ(provider->schema("ab", "2"), nullptr);
     EXPECT_EQ(provider->schema("text", "1"), nullptr);
     EXPECT_TRUE(eventually([&] { return !ticker_.isRunning(); }));
@@ -78,6 +81,28 @@ TEST_F(SchemasProviderTest, AnswersFromTheCacheWhileTheServiceIsDown) {
     EXPECT_EQ(reportAfter(R"({"ef-1":{}})", 2), "ready");
     EXPECT_EQ(provider->schema("ab", "1"), nullptr) << "the fetched table replaces the cached one";
     EXPECT_NE(provider->schema("ef", "1"), nullptr);
+}
+
+TEST_F(SchemasProviderTest, TablesAreReplacedWhileOthersValidate) {
+    const auto table = [](const char* type) {
+        return std::string(R"({"ab-1":{"properties":{"a":{"pattern":"^x+$","type":")") + type +
+               R"("}}}})";
+    };
+    writeTo(host_.file("schemas"), "[" + table("string") + "]");
+    const auto provider = makeProvider();
+    const JSONValue value = {{"a", "xx"}};
+    std::atomic<bool> isReplaced = false;
+    const auto validate = [&] {
+        // The fetched schema refuses what the cached one accepts.
+        while (provider->schema("ab", "1")->validate(value).valid()) {
+        }
+        EXPECT_TRUE(isReplaced);
+    };
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 3; ++i)
+        threads.emplace_back(validate);
+    isReplaced = true;
+    EXPECT_EQ(reportAfter(table("null"), 1), "ready");
 }
 
 TEST_F(SchemasProviderTest, ALateFailureDoesNotUndoASuccess) {

@@ -8,8 +8,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "schemas/Format.h"
-#include "schemas/ValidationRun.h"
+#include "schemas/Schema.h"
 
 namespace zentara::collector {
 
@@ -20,26 +19,6 @@ namespace {
 // around it is.
 constexpr std::size_t longestPath = 1024;
 constexpr std::size_t mostFindings = 1000;
-
-bool acceptsNumericString(const JSONValue& value) {
-    const auto formats = standardFormats();
-    const auto standard = std::find_if(formats.begin(), formats.end(), [](const Format& format) {
-        return format.name == "numericString";
-    });
-    return value.isString() && standard->accepts(value);
-}
-
-/// The formats of the library, but for one that ends the process when it meets what is no string.
-std::span<const Format> harmlessFormats() {
-    static const auto formats = [] {
-        std::vector<Format> copies(standardFormats().begin(), standardFormats().end());
-        for (auto& format : copies) {
-            if (format.name == "numericString") format.accepts = &acceptsNumericString;
-        }
-        return copies;
-    }();
-    return formats;
-}
 
 /// The JSON pointers of values by their addresses, found in one walk over what holds them.
 class Paths {
@@ -108,13 +87,24 @@ class Paths {
 
 }  // namespace
 
-std::vector<Finding> checkProperties(const JSONValue& properties, const JSONObject& schema) {
-    ValidationRun run(schema, harmlessFormats());
-    auto messages = run.run(properties).errors();
+std::span<const Format> arrivalFormats() {
+    static const auto formats = [] {
+        std::vector<Format> copies(standardFormats().begin(), standardFormats().end());
+        for (auto& format : copies) {
+            if (format.otherKinds == Format::OtherKinds::fatal)
+                format.otherKinds = Format::OtherKinds::refused;
+        }
+        return copies;
+    }();
+    return formats;
+}
+
+std::vector<Finding> checkProperties(const JSONValue& properties, const Schema& schema) {
+    MessagePlaces places;
+    auto messages = schema.validate(properties, &places).errors();
     if (!messages) return {};
     if (messages->empty()) messages->emplace_back("the properties do not fit their schema");
 
-    const auto& places = run.places();
     const Paths paths(properties, std::span(places).first(std::min(places.size(), mostFindings)));
     const auto shown = std::min(messages->size(), mostFindings);
     std::vector<Finding> findings;

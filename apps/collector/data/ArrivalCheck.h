@@ -1,22 +1,29 @@
 #pragma once
 
 #include <zentara/JSONValue.h>
+#include <span>
 #include <vector>
 
 #include "collector/data/Envelope.h"
 #include "collector/data/SchemaCatalogue.h"
 
+namespace zentara {
+class Schema;
+struct Format;
+}  // namespace zentara
+
 namespace zentara::collector {
+
+/// The formats of the library, except that "numericString" refuses values that are not strings: in
+/// an application those are fatal.
+[[nodiscard]] std::span<const Format> arrivalFormats();
 
 /// Checks properties against a schema with the library's own engine. Empty when they fit;
 /// otherwise the engine's messages in its order, each at the value that it is about. Beyond 1,000
 /// of them the last says only how many more there are. Bounded whatever the two hold, as the engine
 /// is. Any thread.
-///
-/// A value that is no string under the format "numericString", which ends an application, is a
-/// message here.
 [[nodiscard]] std::vector<Finding> checkProperties(const JSONValue& properties,
-                                                   const JSONObject& schema);
+                                                   const Schema& schema);
 
 /// Checks an event against its schema; a schema that is not among `schemas` is a message too.
 [[nodiscard]] std::vector<Finding> checkAction(const Action& action, const SchemaSnapshot& schemas);

@@ -7,10 +7,12 @@
 #include <system_error>
 #include <utility>
 
+#include "collector/data/ArrivalCheck.h"
 #include "collector/data/JSONText.h"
 #include "collector/data/RepeatedKey.h"
 #include "json/JSONParser.h"
 #include "platform/File.h"
+#include "schemas/Schema.h"
 #include "support/PlatformError.h"
 
 namespace zentara::collector {
@@ -45,8 +47,8 @@ bool isSchemaName(const std::filesystem::path& name) {
     return dash != std::string::npos && dash != 0 && dash + 1 != stem.size();
 }
 
-/// The schema of a text; null, with `problem` set, when it cannot be served.
-std::shared_ptr<const JSONValue> parseSchema(std::string_view text, std::string& problem) {
+/// The schema of a text; nothing, with `problem` set, when it cannot be served.
+std::optional<JSONValue> parseSchema(std::string_view text, std::string& problem) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
 
@@ -56,9 +58,9 @@ std::shared_ptr<const JSONValue> parseSchema(std::string_view text, std::string&
         const bool isTooDeep = error != nullptr && error->cause() == JSONError::Cause::tooDeep;
         problem = isTooDeep ? "nested more than " + std::to_string(deepestSchema) + " levels deep"
                             : "not " + parsed.error()->description();
-        return nullptr;
+        return std::nullopt;
     }
-    auto schema = std::make_shared<const JSONValue>(*std::move(parsed));
+    std::optional<JSONValue> schema = *std::move(parsed);
     if (!schema->isObject()) {
         problem = "a schema is a JSON object";
     } else if (holdsInfinity(*schema)) {
@@ -68,12 +70,12 @@ std::shared_ptr<const JSONValue> parseSchema(std::string_view text, std::string&
     } else {
         return schema;
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 }  // namespace
 
-const JSONObject* SchemaSnapshot::find(std::string_view key) const {
+const Schema* SchemaSnapshot::find(std::string_view key) const {
     const auto known = schemas.find(key);
     return known == schemas.end() ? nullptr : known->second.get();
 }
@@ -206,10 +208,10 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
     const FileContents contents = readFile(path);
     if (!contents.bytes) return refuseUnread(codeOf(contents.error));
     std::string problem;
-    const auto schema = parseSchema(*contents.bytes, problem);
-    if (schema == nullptr) return refuse(problem);
-    file.json += JSONValue(*schema).text();
-    file.schema = {schema, &schema->object()};
+    auto schema = parseSchema(*contents.bytes, problem);
+    if (!schema) return refuse(problem);
+    file.json = schema->text();
+    file.schema = std::make_shared<const Schema>(std::move(schema->object()), arrivalFormats());
     return std::make_shared<const File>(std::move(file));
 }
 

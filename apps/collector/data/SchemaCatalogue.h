@@ -1,6 +1,5 @@
 #pragma once
 
-#include <zentara/JSONValue.h>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -13,17 +12,21 @@
 #include <string_view>
 #include <vector>
 
+namespace zentara {
+class Schema;
+}  // namespace zentara
+
 namespace zentara::collector {
 
 /// The schemas at one moment. Never changes.
 struct SchemaSnapshot {
     std::string json = "{}";  ///< the table: one object keyed "{id}-{version}"
-    std::map<std::string, std::shared_ptr<const JSONObject>, std::less<>> schemas;
+    std::map<std::string, std::shared_ptr<const Schema>, std::less<>> schemas;
     std::vector<std::string>
         problems;  ///< a line for each file that is not in the table as it is now
 
     /// Null when there is no such schema.
-    [[nodiscard]] const JSONObject* find(std::string_view key) const;
+    [[nodiscard]] const Schema* find(std::string_view key) const;
 };
 
 /// The schemas of a folder of files named "{id}-{version}.json", read again when they change.
@@ -69,8 +72,8 @@ class SchemaCatalogue {
     /// A file as it was read.
     struct File {
         Signature signature;
-        bool isSettled = false;                    ///< any later change shows in the signature
-        std::shared_ptr<const JSONObject> schema;  ///< null when it cannot be served
+        bool isSettled = false;                ///< any later change shows in the signature
+        std::shared_ptr<const Schema> schema;  ///< null when it cannot be served
         std::string json;
         std::string problem;
     };

@@ -4,10 +4,14 @@
 
 #include <zentara/JSONValue.h>
 
-#include "schemas/Validators.h"
+#include "schemas/Schema.h"
 
 namespace zentara::collector {
 namespace {
+
+std::vector<Finding> findings(const JSONValue& properties, const JSONValue& schema) {
+    return checkProperties(properties, Schema(schema.object(), arrivalFormats()));
+}
 
 TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
     const std::tuple<const char*, const char*, std::vector<std::string>> cases[] = {
@@ -38,7 +42,7 @@ TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
         const auto properties = JSONValue::parse(propertiesText);
         std::vector<std::string> paths;
         std::vector<std::string> messages;
-        for (const auto& finding : checkProperties(properties, schema.object())) {
+        for (const auto& finding : findings(properties, schema)) {
             paths.push_back(finding.path);
             messages.push_back(finding.message);
         }
@@ -50,7 +54,7 @@ TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
 TEST(ArrivalCheckTest, FatalFormatIsAMessage) {
     const auto schema = JSONValue::parse(R"({"properties":{"a":{"format":"numericString"},
                                                 "b":{"format":"numericString"}}})");
-    EXPECT_THAT(checkProperties(JSONValue::parse(R"({"a":5,"b":"1.5"})"), schema.object()),
+    EXPECT_THAT(findings(JSONValue::parse(R"({"a":5,"b":"1.5"})"), schema),
                 testing::ElementsAre(Finding{"/a", "'5' is not valid NumericString format."}));
 }
 
@@ -61,8 +65,7 @@ TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
     for (int i = 0; i < 5000; ++i)
         elements += ",1";
     const auto schema = JSONValue::parse(R"({"additionalProperties":{"items":{"type":"string"}}})");
-    const auto many =
-        checkProperties(JSONValue::parse("{\"" + name + "\":[" + elements + "]}"), schema.object());
+    const auto many = findings(JSONValue::parse("{\"" + name + "\":[" + elements + "]}"), schema);
     ASSERT_EQ(many.size(), 1001U);
     EXPECT_EQ(many[999].path, "/" + name + "/999");
     EXPECT_EQ(many[1000], (Finding{"", "and 4001 more"}));
@@ -71,8 +74,8 @@ TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
     const std::string longName(1000, 'n');
     const auto deepSchema = JSONValue::parse(
         R"({"additionalProperties":{"additionalProperties":{"items":{"type":"string"}}}})");
-    const auto deep = checkProperties(
-        JSONValue::parse("{\"" + longName + "\":{\"" + longName + "\":[1]}}"), deepSchema.object());
+    const auto deep =
+        findings(JSONValue::parse("{\"" + longName + "\":{\"" + longName + "\":[1]}}"), deepSchema);
     ASSERT_EQ(deep.size(), 1U);
     EXPECT_EQ(deep[0].path, "/" + longName);
 }

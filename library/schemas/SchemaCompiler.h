@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "schemas/SchemaNodes.h"
+
+namespace zentara {
+
+/// Compiles one document, in time and memory linear to it, and keeps no reference to it. Used once.
+/// Goes through the subschemas in the order in which they are found, without recursion, and through
+/// each only once, however many references lead to it.
+class SchemaCompiler {
+  public:
+    SchemaCompiler(const JSONObject& document, std::span<const Format> formats,
+                   std::shared_ptr<SharedExpressions> expressions);
+    SchemaCompiler(const SchemaCompiler&) = delete;
+    SchemaCompiler& operator=(const SchemaCompiler&) = delete;
+
+    [[nodiscard]] std::unique_ptr<const SchemaNodes> compile();
+
+  private:
+    friend struct KeywordTable;
+
+    using Check = SchemaNodes::Check;
+    using Position = SchemaNodes::Position;
+
+    // A keyword's value into checks; none when the value is of another kind.
+    void format(const JSONValue& name);
+    void reference(const JSONValue& reference);
+    void type(const JSONValue& type);
+    void schemas(const JSONValue& list);
+    void negation(const JSONValue& schema);
+    void enumeration(const JSONValue& list);
+    void pattern(const JSONValue& pattern);
+    void multipleOf(const JSONValue& divisor);
+    void bound(const JSONValue& bound);
+    void integer(const JSONValue& bound);
+    void uniqueItems(const JSONValue& isWanted);
+    void items(const JSONValue& schemas);
+    void required(const JSONValue& names);
+    void properties(const JSONValue& schemas);
+    void dependencies(const JSONValue& entries);
+
+    void compileNode(Position node);
+    void addTypes(const JSONValue* declared);
+    Check& add();
+    void addFailure(std::string_view message);
+    void addNamedProperties(const JSONObject& schemas, SchemaNodes::Members& members);
+
+    void takeRequired(SchemaNodes::Members& members);
+
+    Position nodeOf(const JSONObject& schema);
+    Position nodeOfAdditional(Keyword keyword);
+    Position valueOf(const JSONValue& value);
+    SchemaNodes::Name nameOf(std::string_view text);
+    /// The value under a keyword of the current schema; null when it is absent.
+    [[nodiscard]] const JSONValue* find(Keyword keyword) const {
+        return found_[static_cast<std::size_t>(keyword)];
+    }
+
+    [[nodiscard]] const JSONObject* follow(std::string_view path, std::string& failure);
+    [[nodiscard]] const JSONObject* elementNamed(std::string_view component,
+                                                 const JSONArray& array);
+
+    const JSONObject& document_;
+    const std::span<const Format> formats_;
+    std::unique_ptr<SchemaNodes> result_ = std::make_unique<SchemaNodes>();
+
+    std::vector<const JSONObject*> schemas_;  ///< of each node
+    /// The node of each schema, kept from the first reference on: without any, the subschemas form
+    /// a tree.
+    std::unordered_map<const JSONObject*, Position> nodes_;
+    std::unordered_map<const JSONArray*, bool> holdsObjectsOnly_;
+    bool hasReferences_ = false;
+
+    std::size_t firstCheck_ = 0;        ///< of the schema that is being compiled
+    Keyword keyword_ = Keyword::count;  ///< the one that is being compiled
+    std::array<const JSONValue*, static_cast<std::size_t>(Keyword::count)> found_{};
+};
+
+}  // namespace zentara
