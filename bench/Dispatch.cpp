@@ -18,6 +18,8 @@
 namespace zentara::bench {
 namespace {
 
+const std::int64_t batchSize = ClientSettings().dispatchBatchSize;
+
 void dispatch(benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
         const test::TestHost host;
@@ -31,8 +33,8 @@ void dispatch(benchmark::State& state) {
             const auto before = allocations();
             ours.measure([&] {
                 ZentaraEnvelope envelope;
-                envelope.actions = queue->take(10);
-                envelope.zentaraActionCounter = 10;
+                envelope.actions = queue->take(batchSize);
+                envelope.zentaraActionCounter = batchSize;
                 benchmark::DoNotOptimize(envelope.actions.front().user());
                 URLRequestBuilder builder(URL::parse("http://localhost/event").value());
                 builder.method = "POST";
@@ -58,7 +60,8 @@ void keep(benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
         const test::TestHost host;
         std::filesystem::create_directories(host.documents());
-        const auto batch = queueOf(10, "queue", host.file("queue").string())->take(10);
+        const auto batch =
+            queueOf(batchSize, "queue", host.file("queue").string())->take(batchSize);
         std::string text;
         for (const auto& event : batch)
             text += event.jsonText().value();

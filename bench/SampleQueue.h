@@ -49,7 +49,8 @@ inline std::unique_ptr<EventsRepository> queueOf(std::int64_t count, const std::
                                                  std::int64_t maxEvents = 8000) {
     ::unlink(path.c_str());
     writeFile(path, queueText(count));
-    auto repository = std::make_unique<EventsRepository>(maxEvents, quietStorage(name));
+    auto repository =
+        std::make_unique<EventsRepository>(maxEvents, quietStorage(name), Ledger::shared().queue);
     // The first two saves write both files completely.
     for (int i = 0; i < 2; ++i)
         repository->add(sampleEvent(count + i), nullptr);

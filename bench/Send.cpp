@@ -57,11 +57,15 @@ class ReadyClient {
             {.schemasProvider = std::make_shared<OneSchema>(),
              .eventBus = EventBus::create(
                  queueOf(queued, "queue", host.file("queue").string(), maxEvents), identity,
-                 "instance", std::make_unique<test::ManualTicker>(ticker_)),
-             .clock = [] { return ZentaraClock().now(); },
+                 "instance", std::make_unique<test::ManualTicker>(ticker_),
+                 ZentaraClientBuilder::collector(), Ledger::shared(),
+                 {[] { return ZentaraClock().now(); }, ControlTime::shared()}),
              .idManager = identity,
-             .unvalidatedEventsRepository =
-                 std::make_shared<EventsRepository>(maxEvents, quietStorage("unvalidated"))});
+             .unvalidatedEventsRepository = std::make_shared<EventsRepository>(
+                 maxEvents, quietStorage("unvalidated"), Ledger::shared().heldBackQueue),
+             .settings = ClientSettings::current,
+             .ledger = Ledger::shared(),
+             .controlTime = ControlTime::shared()});
         ZentaraClient::setIsReady(true);
     }
     ~ReadyClient() { ZentaraClient::setIsReady(false); }

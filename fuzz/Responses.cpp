@@ -13,10 +13,10 @@
 #include "identity/ZentaraIDManager.h"
 #include "json/JSONText.h"
 #include "model/EventError.h"
-#include "network/URLSession.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/ManualTicker.h"
+#include "support/RecordingSession.h"
 #include "support/TestHost.h"
 
 using namespace zentara;
@@ -24,29 +24,12 @@ using zentara::fuzz::check;
 
 namespace {
 
-std::string answer;
-std::vector<URLRequest> requests;
+test::RecordingSession session;
 
-}  // namespace
-
-// Replaces the library's HTTP session at link time by a session that answers at once.
-namespace zentara {
-
-URLSession& URLSession::shared() {
-    static URLSession session;
-    return session;
+RemoteService service() {
+    return {ClientSettings::current, [](auto) { return URL::parse("http://service.test").value(); },
+            RestClient(session)};
 }
-
-void URLSession::start(URLRequest request, Completion completion) {
-    requests.push_back(std::move(request));
-    completion(URLResponse{200, answer}, nullptr);
-}
-
-void URLSession::setCertificateAuthorityFile(std::string /*path*/) {}
-
-}  // namespace zentara
-
-namespace {
 
 std::optional<JSONObject> objectOf(const std::string& text) {
     auto parsed = parseJSON(text);
@@ -65,14 +48,15 @@ bool isOneLine(std::string_view text) {
 }
 
 void checkTable(const std::string& body) {
-    answer = body;
+    session.respond(200, body);
     const auto table = objectOf(body);
     const test::ManualTicker ticker;
     int reports = 0;
     bool isReady = false;
     const auto provider = SchemasProvider::create(
         std::make_unique<SchemasStorage>("no-cache"), std::make_unique<test::ManualTicker>(ticker),
-        std::make_unique<SchemasServiceApi>(), [&](const ZentaraClientErrorRef& error) {
+        std::make_unique<SchemasServiceApi>(service()), ClientSettings::current,
+        [&](const ZentaraClientErrorRef& error) {
             ++reports;
             isReady = error == nullptr;
         });
@@ -121,9 +105,9 @@ void checkCookies(std::string_view header, Cookies known) {
 }
 
 std::shared_ptr<ZentaraIDManager> identityManager() {
-    return ZentaraIDManager::create("Mobile App: test",
-                                    std::make_unique<FileStorage<Token>>("anonymous-token-storage"),
-                                    std::make_unique<test::ManualTicker>());
+    return ZentaraIDManager::create(
+        "Mobile App: test", std::make_unique<FileStorage<Token>>("anonymous-token-storage"),
+        std::make_unique<test::ManualTicker>(), service(), nullptr, TickerProtocol::Clock::now);
 }
 
 std::string cookiesOf(const StringMap& headers) {
@@ -132,7 +116,7 @@ std::string cookiesOf(const StringMap& headers) {
 }
 
 void checkIdentity(const std::string& body) {
-    answer = body;
+    session.respond(200, body);
     const auto response = objectOf(body);
     const auto token = stringIn(response, ZentaraIDManager::anonymousTokenName);
     const auto publicToken = stringIn(response, ZentaraIDManager::anonymousPublicTokenName);
@@ -157,11 +141,11 @@ void checkIdentity(const std::string& body) {
     known = {};
     if (hasToken) known.emplace_back(ZentaraIDManager::anonymousTokenName, *token);
     checkCookies(cookiesOf(next->getHeaders(std::nullopt)), known);
-    requests.clear();
+    const auto before = session.requests().size();
     next->start(nullptr);
-    check(requests.size() == 1, "one request renews it");
+    check(session.requests().size() == before + 1, "one request renews it");
     std::string cookies;
-    for (const auto& [name, value] : requests.front().headers) {
+    for (const auto& [name, value] : session.requests().back().headers) {
         check(isOneLine(name) && isOneLine(value), "a header is one line");
         if (name == "Cookie") cookies += value;
     }
@@ -176,6 +160,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto [table, identity] = fuzz::twoParts(fuzz::asText(data, size));
     checkTable(std::string(table));
     checkIdentity(std::string(identity));
-    requests.clear();
+    session = {};
     return 0;
 }

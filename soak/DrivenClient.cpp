@@ -43,22 +43,25 @@ void DrivenClient::renew() {
     };
     auto schemas = SchemasProvider::create(
         std::make_unique<SchemasStorage>(ClientSettings().schemasStorageName), ticker(),
-        std::make_unique<SchemasServiceApi>(),
+        std::make_unique<SchemasServiceApi>(ZentaraClientBuilder::schemasService()),
+        ClientSettings::current,
         [](const ZentaraClientErrorRef& error) { ZentaraClient::setIsReady(error == nullptr); });
     auto idManager = ZentaraIDManager::create(
         "soak", std::make_unique<FileStorage<Token>>(ClientSettings().anonymousTokenStorageName),
-        ticker());
+        ticker(), ZentaraClientBuilder::collector(), nullptr, TickerProtocol::Clock::now);
     const auto clock = [this] {
         return std::chrono::system_clock::time_point(timePassed());
     };
-    auto bus = EventBus::create(events_, idManager, lowerCaseUUID(), ticker(),
-                                {.now = clock, .controlTime = &time_});
+    auto bus =
+        EventBus::create(events_, idManager, lowerCaseUUID(), ticker(),
+                         ZentaraClientBuilder::collector(), Ledger::shared(), {clock, time_});
     client_ = ZentaraClientBuilder::assemble({.schemasProvider = std::move(schemas),
                                               .eventBus = std::move(bus),
-                                              .clock = clock,
                                               .idManager = std::move(idManager),
                                               .unvalidatedEventsRepository = heldBackEvents_,
-                                              .controlTime = &time_});
+                                              .settings = ClientSettings::current,
+                                              .ledger = Ledger::shared(),
+                                              .controlTime = time_});
     ZentaraClient::setSharedClient(client_);
     for (const auto& each : tickers_)
         each.fire();

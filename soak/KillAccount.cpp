@@ -1,5 +1,6 @@
 #include "KillAccount.h"
 
+#include <zentara/ClientSettings.h>
 #include "json/JSONParser.h"
 
 #include <algorithm>
@@ -20,6 +21,7 @@ namespace {
 constexpr std::int64_t problemsShown = 20;
 /// The sending threads of a host. Each may have sent one event without reporting it.
 constexpr std::int64_t senders = 3;
+const std::int64_t batchSize = ClientSettings().dispatchBatchSize;
 
 }  // namespace
 

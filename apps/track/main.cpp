@@ -15,6 +15,8 @@
 #include <utility>
 #include <variant>
 
+#include <zentara/ClientSettings.h>
+
 #include "track/EventLine.h"
 #include "track/Interruption.h"
 #include "track/LineReader.h"
@@ -27,6 +29,7 @@
 namespace {
 
 using namespace zentara::track;
+using zentara::ClientSettings;
 
 constexpr std::size_t eventsBetweenDrains = 1000;
 constexpr std::chrono::milliseconds longestSilence{1000};
@@ -93,8 +96,7 @@ class Run {
         const std::size_t total = std::exchange(queued_, 0);
         if (!options_.drain) return true;
         ProgressBar bar(stderr, ProgressBar::styleFor(stderr), "delivering", total);
-        const auto batchSize =
-            static_cast<std::size_t>(zentara::ClientSettings::current()->dispatchBatchSize);
+        const auto batchSize = static_cast<std::size_t>(ClientSettings().dispatchBatchSize);
         const auto result =
             sender_.drain([&](std::size_t batches) { bar.show(batches * batchSize); });
         bar.finish(result.complete);

@@ -4,17 +4,9 @@
 #include <limits>
 #include <utility>
 
-#include <zentara/ClientSettings.h>
-#include <zentara/ZentaraEndpoints.h>
-#include "dispatch/EventBusError.h"
 #include "identity/IDManager.h"
 #include "model/ZentaraEnvelope.h"
-#include "network/RequestFailure.h"
-#include "network/RestClient.h"
 #include "network/URLRequestBuilder.h"
-#include "support/Ledger.h"
-#include "support/NoDestructor.h"
-#include "support/Process.h"
 #include "support/threads/Strand.h"
 
 namespace zentara {
@@ -25,8 +17,8 @@ std::int64_t size(const std::vector<InternalEvent>& events) {
     return static_cast<std::int64_t>(events.size());
 }
 
-DispatchResult failure(EventBusError::Case errorCase) {
-    return DispatchResult::failure(std::make_shared<EventBusError>(errorCase));
+Status failure(EventBusError::Case errorCase) {
+    return std::make_shared<EventBusError>(errorCase);
 }
 
 std::optional<std::string> entry(const StringMap& user, const std::string& key) {
@@ -67,77 +59,49 @@ std::optional<ExtraCookie> userCookie(const StringMap& user) {
     return ExtraCookie{*std::move(type), *std::move(token)};
 }
 
-/// The buses that are to stop when the process exits.
-class LiveBuses {
-  public:
-    static void add(std::weak_ptr<EventBus> bus) {
-        auto& live = shared();
-        const MutexLock lock(live.mutex_);
-        std::erase_if(live.buses_, [](const auto& other) { return other.expired(); });
-        live.buses_.push_back(std::move(bus));
-    }
-
-  private:
-    friend class NoDestructor<LiveBuses>;
-
-    LiveBuses() {
-        runAtExit([] { shared().stop(); });
-    }
-
-    static LiveBuses& shared() {
-        static NoDestructor<LiveBuses> instance;
-        return *instance;
-    }
-
-    void stop() {
-        std::vector<std::weak_ptr<EventBus>> buses;
-        {
-            const MutexLock lock(mutex_);
-            buses.swap(buses_);
-        }
-        for (const auto& bus : buses) {
-            if (const auto alive = bus.lock()) alive->stopDispatching();
-        }
-    }
-
-    Mutex mutex_;
-    std::vector<std::weak_ptr<EventBus>> buses_ ZENTARA_GUARDED_BY(mutex_);
-};
-
 ReferenceTime takeReference(UserDefaults& defaults, const EventBus::Clocks& clocks) {
-    captureReferenceTime(defaults, clocks.now, *clocks.controlTime);
+    captureReferenceTime(defaults, clocks.now, clocks.controlTime);
     return loadReferenceTime(defaults);
 }
 
 }  // namespace
 
+std::string EventBusError::description() const {
+    switch (case_) {
+        case Case::clientNotInitialized:
+            return "the client is not initialized";
+        case Case::idManagerNotReady:
+            return "there is no identity yet";
+        case Case::invalidJSONFormat:
+            return "the envelope cannot be turned into JSON";
+        case Case::enqueueError:
+            return "the event cannot be stored";
+    }
+    return "unknown";
+}
+
 std::shared_ptr<EventBus> EventBus::create(std::shared_ptr<EventRepositoryProtocol> repository,
                                            std::shared_ptr<IDManager> idManager,
                                            std::string instanceId,
-                                           std::unique_ptr<TickerProtocol> ticker, Clocks clocks) {
+                                           std::unique_ptr<TickerProtocol> ticker,
+                                           RemoteService collector, Ledger& ledger, Clocks clocks) {
     std::shared_ptr<EventBus> bus(new EventBus(std::move(repository), std::move(idManager),
                                                std::move(instanceId), std::move(ticker),
-                                               std::move(clocks)));
-    LiveBuses::add(bus);
+                                               std::move(collector), ledger, std::move(clocks)));
     bus->startTicking();
     return bus;
 }
 
-std::shared_ptr<EventBus> EventBus::create(std::shared_ptr<EventRepositoryProtocol> repository,
-                                           std::shared_ptr<IDManager> idManager,
-                                           std::string instanceId,
-                                           std::unique_ptr<TickerProtocol> ticker) {
-    return create(std::move(repository), std::move(idManager), std::move(instanceId),
-                  std::move(ticker), Clocks());
-}
-
 EventBus::EventBus(std::shared_ptr<EventRepositoryProtocol> repository,
                    std::shared_ptr<IDManager> idManager, std::string instanceId,
-                   std::unique_ptr<TickerProtocol> ticker, Clocks clocks)
+                   std::unique_ptr<TickerProtocol> ticker, RemoteService collector, Ledger& ledger,
+                   Clocks clocks)
     : repository_(std::move(repository)),
       idManager_(std::move(idManager)),
       instanceId_(std::move(instanceId)),
       ticker_(std::move(ticker)),
+      collector_(std::move(collector)),
+      ledger_(ledger),
       clocks_(std::move(clocks)),
       reference_(takeReference(defaults_, clocks_)) {}
 
@@ -148,7 +112,7 @@ EventBus::~EventBus() {
 }
 
 void EventBus::startTicking() {
-    const auto settings = ClientSettings::current();
+    const auto settings = collector_.settings();
     if (!settings || ticker_->isRunning()) return;
     ticker_->setHandler([weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->dispatch(nullptr);
@@ -159,9 +123,8 @@ void EventBus::startTicking() {
 void EventBus::enqueue(const InternalEvent& event, const EnqueueCompletion& completion) {
     repository_->add(event, [&](const EventRepositoryResult& result) {
         if (!completion) return;
-        completion(result.event() != nullptr
-                       ? nullptr
-                       : std::make_shared<EventBusError>(EventBusError::Case::enqueueError));
+        // The store has reported why.
+        completion(result.ok() ? Status() : failure(EventBusError::Case::enqueueError));
     });
 }
 
@@ -169,24 +132,24 @@ void EventBus::dispatch(DispatchCompletion completion) {
     if (!completion)
         completion = [](const DispatchResult&) {
         };
-    const auto settings = ClientSettings::current();
+    const auto settings = collector_.settings();
     if (!settings) {
-        completion(failure(EventBusError::Case::clientNotInitialized));
-        return;
+        const auto status = failure(EventBusError::Case::clientNotInitialized);
+        failures_.report(status);
+        return completion(DispatchResult::failure(status));
     }
     if (!idManager_->isReady()) {
-        const auto result = failure(EventBusError::Case::idManagerNotReady);
+        const auto status = failure(EventBusError::Case::idManagerNotReady);
         // Until the first answer comes there is none, and nothing has failed.
-        if (isFailing(Component::identity)) failures_.report(result.error());
-        completion(result);
-        return;
+        if (isFailing(Component::identity)) failures_.report(status);
+        return completion(DispatchResult::failure(status));
     }
     const auto delivery = std::make_shared<Delivery>();
     delivery->settings = settings;
     const auto events = takeEvents(*delivery);
     if (events.empty()) {
         // Without a number nothing was looked for: the process is ending, and events may wait.
-        const bool nothingIsLeft = delivery->number > 0 && Ledger::shared().underWay == 0;
+        const bool nothingIsLeft = delivery->number > 0 && ledger_.underWay == 0;
         if (nothingIsLeft) failures_.report(Status());
         completion(DispatchResult::emptyRepository());
         return;
@@ -204,7 +167,7 @@ EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     delivery.number = ++lastDispatch_;
     auto& events = inFlight_[delivery.number];
     events = repository_->take(delivery.settings->dispatchBatchSize);
-    Ledger::shared().underWay += size(events);
+    ledger_.underWay += size(events);
     auto taken = events;
     if (events.empty()) inFlight_.erase(delivery.number);
     return taken;
@@ -220,38 +183,39 @@ void EventBus::postNext(const std::shared_ptr<Delivery>& delivery) {
     while (delivery->next < delivery->batches.size() && isInFlight(*delivery)) {
         auto body = envelopeBody(*delivery->settings, delivery->batches[delivery->next]);
         if (body) return post(delivery, *std::move(body));
-        const auto error = failure(EventBusError::Case::invalidJSONFormat).error();
-        finishBatch(*delivery, error, error);
+        const auto status = failure(EventBusError::Case::invalidJSONFormat);
+        finishBatch(*delivery, status, status);
     }
     finish(*delivery);
 }
 
-void EventBus::finishBatch(Delivery& delivery, const ErrorRef& error, const ErrorRef& cause) {
+void EventBus::finishBatch(Delivery& delivery, const Status& status, const Status& cause) {
     const auto& batch = delivery.batches[delivery.next++];
     // Only the first one of a dispatch is reported: where the failures of two users differ, each
     // dispatch would otherwise report both anew.
-    if (error && !delivery.firstFailure) {
-        delivery.firstFailure = error;
+    if (!status.ok() && delivery.firstFailure.ok()) {
+        delivery.firstFailure = status;
         failures_.report(cause);
     }
     {
         const MutexLock lock(mutex_);
-        auto& ledger = Ledger::shared();
         const auto events = inFlight_.find(delivery.number);
-        // As above.
-        const bool counts = events != inFlight_.end();
-        if (counts && error) ++ledger.batchesFailed;
-        if (counts && !error) {
-            std::erase_if(events->second, [&](const auto& event) {
-                return std::ranges::any_of(
-                    batch, [&](const auto& delivered) { return event.isCopyOf(delivered); });
-            });
-            ledger.underWay -= size(batch);
-            ledger.delivered += size(batch);
-            ++ledger.batchesDelivered;
+        // At the end of the process the events may have been put back already.
+        if (events != inFlight_.end()) {
+            if (status.ok()) {
+                std::erase_if(events->second, [&](const auto& event) {
+                    return std::ranges::any_of(
+                        batch, [&](const auto& delivered) { return event.isCopyOf(delivered); });
+                });
+                ledger_.underWay -= size(batch);
+                ledger_.delivered += size(batch);
+                ++ledger_.batchesDelivered;
+            } else {
+                ++ledger_.batchesFailed;
+            }
         }
     }
-    if (!error) repository_->settle(batch);
+    if (status.ok()) repository_->settle(batch);
 }
 
 void EventBus::finish(const Delivery& delivery) {
@@ -261,12 +225,12 @@ void EventBus::finish(const Delivery& delivery) {
         if (events != inFlight_.end()) {
             // In this order the counts show each event at every moment.
             repository_->insert(events->second);
-            Ledger::shared().underWay -= size(events->second);
+            ledger_.underWay -= size(events->second);
             inFlight_.erase(events);
         }
     }
     auto result = DispatchResult::success();
-    if (delivery.firstFailure) {
+    if (!delivery.firstFailure.ok()) {
         repository_->save();
         result = DispatchResult::failure(delivery.firstFailure);
     } else if (delivery.next < delivery.batches.size()) {
@@ -289,7 +253,7 @@ void EventBus::stopDispatching() {
     // The latest first, so that the oldest ends up in front.
     for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
         repository_->insert(entry->second);
-        Ledger::shared().underWay -= size(entry->second);
+        ledger_.underWay -= size(entry->second);
     }
     repository_->save();
 }
@@ -306,7 +270,7 @@ std::optional<std::string> EventBus::envelopeBody(const ClientSettings& settings
     {
         const MutexLock lock(mutex_);
         validTimestamp_ =
-            validatedTimestamp(reference_, clocks_.controlTime->currentMonotonicValue());
+            validatedTimestamp(reference_, clocks_.controlTime.currentMonotonicValue());
         dispatchNumberCounter_ = dispatchNumberCounter_ == std::numeric_limits<std::int64_t>::max()
                                      ? 0
                                      : dispatchNumberCounter_ + 1;
@@ -319,17 +283,17 @@ std::optional<std::string> EventBus::envelopeBody(const ClientSettings& settings
 void EventBus::post(const std::shared_ptr<Delivery>& delivery, std::string body) {
     const auto& settings = *delivery->settings;
     const auto& user = delivery->batches[delivery->next].front().user();
-    URLRequestBuilder builder(ZentaraEndpoints::collector(settings.environment)
-                                  .appendingPathComponent(settings.eventLabel));
+    URLRequestBuilder builder(
+        collector_.baseURL(settings.environment).appendingPathComponent(settings.eventLabel));
     builder.method = "POST";
     for (const auto& [name, value] : idManager_->getHeaders(userCookie(user)))
         builder.headers[name] = value;
     builder.headers["Content-Type"] = requestContentType;
     builder.body = std::move(body);
     // Holding the bus: a batch that comes back must find its queue.
-    RestClient::shared().statusRequest(builder.build(), [self = shared_from_this(), delivery,
-                                                         url = builder.url](const ErrorRef& error) {
-        self->finishBatch(*delivery, error, withHost(url, error));
+    collector_.client.statusRequest(builder.build(), [self = shared_from_this(), delivery,
+                                                      url = builder.url](const Status& status) {
+        self->finishBatch(*delivery, status, withHost(url, status));
         self->postNext(delivery);
     });
 }

@@ -10,15 +10,15 @@
 
 #include "dispatch/EventBusProtocol.h"
 #include "dispatch/EventRepositoryProtocol.h"
+#include "network/RestClient.h"
 #include "support/Clocks.h"
 #include "support/FailureReporter.h"
+#include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/ReferenceTime.h"
 #include "support/threads/Ticker.h"
 
 namespace zentara {
-
-struct ClientSettings;
 
 /// Takes a few queued events on every tick and posts them, one envelope for each user, one after
 /// the other in the order of their oldest events. What was not delivered goes back to the front of
@@ -38,19 +38,17 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
 
     /// The clocks behind the timestamps.
     struct Clocks {
-        DateSource now = [] {
-            return ZentaraClock().now();
-        };
-        const ControlTimeProtocol* controlTime = &ControlTime::shared();
+        DateSource now;
+        const ControlTimeProtocol& controlTime;
     };
 
-    /// A bus that has taken its reference time and started its timer, which fires at once.
+    /// A bus that has taken its reference time and started its timer, which fires at once. What
+    /// becomes of the events is counted in `ledger`. It and the clock of `clocks` must outlive the
+    /// bus and its requests.
     [[nodiscard]] static std::shared_ptr<EventBus> create(
         std::shared_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
-        std::string instanceId, std::unique_ptr<TickerProtocol> ticker, Clocks clocks);
-    [[nodiscard]] static std::shared_ptr<EventBus> create(
-        std::shared_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
-        std::string instanceId, std::unique_ptr<TickerProtocol> ticker);
+        std::string instanceId, std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
+        Ledger& ledger, Clocks clocks);
 
     ~EventBus() override;
     EventBus(const EventBus&) = delete;
@@ -69,7 +67,8 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
   private:
     EventBus(std::shared_ptr<EventRepositoryProtocol> repository,
              std::shared_ptr<IDManager> idManager, std::string instanceId,
-             std::unique_ptr<TickerProtocol> ticker, Clocks clocks);
+             std::unique_ptr<TickerProtocol> ticker, RemoteService collector, Ledger& ledger,
+             Clocks clocks);
 
     using Batch = std::vector<InternalEvent>;
     /// One dispatch, from the events that it took to their last answer.
@@ -79,7 +78,7 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
         DispatchCompletion completion;
         std::vector<Batch> batches;  ///< one for each user
         std::size_t next = 0;        ///< of the batches
-        ErrorRef firstFailure;
+        Status firstFailure;
     };
 
     /// The next events of the queue, in flight from now on; none when nothing waits or the process
@@ -91,9 +90,9 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     void post(const std::shared_ptr<Delivery>& delivery, std::string body);
     [[nodiscard]] std::optional<std::string> envelopeBody(const ClientSettings& settings,
                                                           const Batch& batch);
-    /// Ends the batch that was posted last, or could not be. A null `error` means that it was
-    /// delivered; otherwise `cause` is reported, which may say more.
-    void finishBatch(Delivery& delivery, const ErrorRef& error, const ErrorRef& cause);
+    /// Ends the batch that was posted last, or could not be. A failure is reported by `cause`,
+    /// which may say more than `status`.
+    void finishBatch(Delivery& delivery, const Status& status, const Status& cause);
     /// Puts what was not delivered back at the front, and saves the queue with it.
     void finish(const Delivery& delivery);
 
@@ -101,6 +100,8 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     const std::shared_ptr<IDManager> idManager_;
     const std::string instanceId_;
     const std::unique_ptr<TickerProtocol> ticker_;
+    const RemoteService collector_;
+    Ledger& ledger_;
     const Clocks clocks_;
     FailureReporter failures_{Component::delivery};  // synchronises itself
     UserDefaults defaults_;                          // synchronises itself

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <utility>
 
 #include "model/InternalEvent.h"
@@ -9,6 +10,29 @@
 namespace zentara {
 
 class IDManager;
+
+/// What the event bus itself finds wrong.
+class EventBusError final : public Error {
+  public:
+    enum class Case {
+        clientNotInitialized,  ///< no settings were given
+        idManagerNotReady,     ///< there is no identity to send for yet
+        invalidJSONFormat,     ///< the envelope has no JSON form
+        enqueueError,          ///< the event could not be stored
+    };
+
+    explicit EventBusError(Case errorCase) : case_(errorCase) {}
+
+    [[nodiscard]] Case errorCase() const noexcept { return case_; }
+    [[nodiscard]] std::string description() const override;
+
+    friend bool operator==(const EventBusError& one, const EventBusError& other) noexcept {
+        return one.case_ == other.case_;
+    }
+
+  private:
+    Case case_;
+};
 
 /// The outcome of one attempt to deliver a batch.
 class DispatchResult {
@@ -19,8 +43,9 @@ class DispatchResult {
     [[nodiscard]] static DispatchResult emptyRepository() {
         return DispatchResult(Kind::emptyRepository, nullptr);
     }
-    [[nodiscard]] static DispatchResult failure(ErrorRef error) {
-        return DispatchResult(Kind::failure, std::move(error));
+    /// `status` is not ok.
+    [[nodiscard]] static DispatchResult failure(const Status& status) {
+        return DispatchResult(Kind::failure, status.error());
     }
 
     [[nodiscard]] Kind kind() const noexcept { return kind_; }
@@ -45,13 +70,13 @@ class DispatchResult {
 /// Moves queued events to the collector. Safe for use from any thread.
 class EventBusProtocol {
   public:
-    using EnqueueCompletion = std::function<void(ErrorRef)>;
+    using EnqueueCompletion = std::function<void(const Status&)>;
     using DispatchCompletion = std::function<void(const DispatchResult&)>;
 
     virtual ~EventBusProtocol() = default;
 
-    /// Appends an event to the queue and reports before it returns, under the queue's lock: null,
-    /// or `EventBusError::Case::enqueueError`.
+    /// Appends an event to the queue and reports before it returns, under the queue's lock. A
+    /// failure is `EventBusError::Case::enqueueError`.
     virtual void enqueue(const InternalEvent& event, const EnqueueCompletion& completion) = 0;
 
     /// Tries once to deliver one batch. The completion, which may be null, is called once, on a

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <span>
-#include <variant>
 #include <vector>
 
 #include "model/InternalEvent.h"
@@ -12,39 +11,12 @@
 namespace zentara {
 
 /// The outcome of adding an event: the event that was added, or the error of the store.
-class EventRepositoryResult {
-  public:
-    [[nodiscard]] static EventRepositoryResult success(InternalEvent event) {
-        return EventRepositoryResult(std::move(event));
-    }
-    [[nodiscard]] static EventRepositoryResult failure(ErrorRef error) {
-        return EventRepositoryResult(std::move(error));
-    }
+using EventRepositoryResult = Result<InternalEvent>;
 
-    /// The event, or null after a failure.
-    [[nodiscard]] const InternalEvent* event() const {
-        return std::get_if<InternalEvent>(&outcome_);
-    }
-    /// The error, or null after a success.
-    [[nodiscard]] ErrorRef error() const {
-        const auto* error = std::get_if<ErrorRef>(&outcome_);
-        return error == nullptr ? nullptr : *error;
-    }
-
-    /// Failures are equal whatever their errors; successes when their events are.
-    friend bool operator==(const EventRepositoryResult& one, const EventRepositoryResult& other) {
-        if (one.event() == nullptr || other.event() == nullptr) {
-            return one.event() == other.event();
-        }
-        return *one.event() == *other.event();
-    }
-
-  private:
-    explicit EventRepositoryResult(std::variant<InternalEvent, ErrorRef> outcome)
-        : outcome_(std::move(outcome)) {}
-
-    std::variant<InternalEvent, ErrorRef> outcome_;
-};
+/// Failures are equal whatever their errors; successes when their events are.
+inline bool operator==(const EventRepositoryResult& one, const EventRepositoryResult& other) {
+    return one.ok() == other.ok() && (!one.ok() || *one == *other);
+}
 
 /// A bounded, persistent queue of events, oldest first. Every operation is one step: operations of
 /// several threads follow each other, and each returns when it is done.

@@ -55,9 +55,8 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
     };
     queue_.sync([&] {
         if (!event.jsonText()) {
-            report(EventRepositoryResult::failure(std::make_shared<PlatformError>(
-                PlatformError::Domain::json, 0, "JSON cannot hold the event")));
-            return;
+            return report(std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
+                                                          "JSON cannot hold the event"));
         }
         // Without its fields a queued event takes little more memory than its text.
         events_.append(texts_.packed(event));
@@ -67,11 +66,8 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
             --counts_.waiting;
             ++counts_.evicted;
         }
-        if (const auto error = saveList()) {
-            report(EventRepositoryResult::failure(error));
-        } else {
-            report(EventRepositoryResult::success(event));
-        }
+        const auto status = saveList();
+        report(status.ok() ? EventRepositoryResult(event) : EventRepositoryResult(status));
     });
 }
 
@@ -80,7 +76,7 @@ void EventsRepository::save() {
 }
 
 void EventsRepository::saveAll() {
-    if (saveList() || returned_.empty()) return;
+    if (!saveList().ok() || returned_.empty()) return;
     returned_.clear();
     saveUnderWay();
 }
@@ -91,10 +87,10 @@ void EventsRepository::saveUnderWay() {
     all.insert(all.end(), taken_.begin(), taken_.end());
     storage_->setInFlight(all);
     // Failing it, a batch may be lost with the process; failing to send would not be better.
-    isUnderWaySaved_ = underWay_->save(all) == nullptr;
+    isUnderWaySaved_ = Status(underWay_->save(all)).ok();
 }
 
-ErrorRef EventsRepository::saveList() {
+Status EventsRepository::saveList() {
     // First, as this may take those events off the list on disk.
     if (!isUnderWaySaved_) saveUnderWay();
     return storage_->save(events_);
@@ -115,14 +111,14 @@ void EventsRepository::settle(std::span<const InternalEvent> events) {
         for (const auto& event : events)
             removeCopies(taken_, event);
         // Also when the save fails: these events were delivered.
-        if (!saveList()) returned_.clear();
+        if (saveList().ok()) returned_.clear();
         saveUnderWay();
     });
 }
 
-ErrorRef EventsRepository::restore(std::span<const InternalEvent> events,
-                                   const std::function<ErrorRef()>& removeSource) {
-    return queue_.sync([&]() -> ErrorRef {
+Status EventsRepository::restore(std::span<const InternalEvent> events,
+                                 const std::function<Status()>& removeSource) {
+    return queue_.sync([&]() -> Status {
         std::size_t count = 0;
         const auto undo = [&] {
             events_.dropFront(count);
@@ -133,10 +129,10 @@ ErrorRef EventsRepository::restore(std::span<const InternalEvent> events,
             const auto restored = missing(events);
             insertRestored(restored);
             count = restored.size();
-            auto error = saveList();
-            if (!error) error = removeSource();
-            if (error) undo();
-            return error;
+            auto status = saveList();
+            if (status.ok()) status = removeSource();
+            if (!status.ok()) undo();
+            return status;
         } catch (const std::bad_alloc&) {
             undo();
             return outOfMemory("restore events");

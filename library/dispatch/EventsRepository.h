@@ -26,7 +26,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     /// becomes of the events is counted in `counts`, which must outlive the repository. `underWay`
     /// may be null.
     EventsRepository(std::int64_t maxEvents, std::unique_ptr<InternalEventStorage> storage,
-                     Ledger::Queue& counts = Ledger::shared().queue,
+                     Ledger::Queue& counts,
                      std::unique_ptr<Storage<InternalEvent>> underWay = nullptr);
     ~EventsRepository() override;
 
@@ -42,10 +42,10 @@ class EventsRepository final : public EventRepositoryProtocol {
 
     /// Puts events of an earlier run at the front, saves, and calls `removeSource`, which makes
     /// sure that they are nowhere else. Those that the queue holds already, known by their action
-    /// UUID, are left out. Null on success; otherwise the queue is as it was, though its file may
-    /// hold them until the next save.
-    [[nodiscard]] ErrorRef restore(std::span<const InternalEvent> events,
-                                   const std::function<ErrorRef()>& removeSource);
+    /// UUID, are left out. After a failure the queue is as it was, though its file may hold them
+    /// until the next save.
+    Status restore(std::span<const InternalEvent> events,
+                   const std::function<Status()>& removeSource);
 
   private:
     // All of these are used inside the queue only.
@@ -53,7 +53,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     [[nodiscard]] std::vector<InternalEvent> missing(std::span<const InternalEvent> events) const;
     void insertRestored(std::span<const InternalEvent> events);
     void saveAll();
-    [[nodiscard]] ErrorRef saveList();
+    Status saveList();
     void saveUnderWay();
 
     SerialQueue queue_{"com.kavio.ZentaraClient.EventsRepository"};

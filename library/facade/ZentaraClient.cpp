@@ -4,13 +4,13 @@
 #include <new>
 #include <utility>
 
-#include "facade/ClientSettingsAccess.h"
 #include "facade/ReadinessRelay.h"
 #include "facade/ZentaraClientAccess.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "facade/ZentaraClientImplementation.h"
 #include "json/UTF8Repair.h"
 #include "model/EventAccess.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/Diagnostics.h"
 #include "support/FailureReporter.h"
 #include "support/Ledger.h"

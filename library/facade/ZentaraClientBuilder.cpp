@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <zentara/HostApplication.h>
+#include <zentara/ZentaraEndpoints.h>
 #include "dispatch/EventBus.h"
 #include "dispatch/EventsRepository.h"
 #include "dispatch/storage/FileStorage.h"
@@ -15,6 +16,7 @@
 #include "dispatch/storage/QueueOpening.h"
 #include "dispatch/storage/SchemasStorage.h"
 #include "identity/ZentaraIDManager.h"
+#include "network/CurlSession.h"
 #include "network/HeaderText.h"
 #include "platform/File.h"
 #include "schemas/SchemasProvider.h"
@@ -22,6 +24,7 @@
 #include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
+#include "support/Process.h"
 #include "support/UUID.h"
 #include "support/threads/Ticker.h"
 
@@ -73,18 +76,33 @@ void copyFile(const std::string& from, const std::string& to) {
     }
 }
 
+RemoteService service(std::function<URL(ZentaraEnvironment)> baseURL) {
+    static NoDestructor<CurlSession> session(
+        [] { return ZentaraEndpoints::current().certificateAuthorityFile; }, runAtExit);
+    return {ClientSettings::current, std::move(baseURL), RestClient(*session)};
+}
+
 }  // namespace
+
+RemoteService ZentaraClientBuilder::collector() {
+    return service(ZentaraEndpoints::collector);
+}
+
+RemoteService ZentaraClientBuilder::schemasService() {
+    return service(ZentaraEndpoints::schemas);
+}
 
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
     const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay) {
     const auto bundleIdentifier = HostApplication::bundleIdentifier();
-    ZentaraClient::Implementation::Collaborators collaborators;
+    auto& ledger = Ledger::shared();
+    const auto& controlTime = ControlTime::shared();
     using Readiness = ZentaraClient::Implementation::Readiness;
-    collaborators.readiness = std::make_shared<Readiness>();
-    collaborators.schemasProvider = SchemasProvider::create(
+    const auto readiness = std::make_shared<Readiness>();
+    auto schemasProvider = SchemasProvider::create(
         std::make_unique<SchemasStorage>(settings.schemasStorageName), std::make_unique<Ticker>(),
-        std::make_unique<SchemasServiceApi>(),
-        [relay, readiness = collaborators.readiness](ZentaraClientErrorRef error) {
+        std::make_unique<SchemasServiceApi>(schemasService()), ClientSettings::current,
+        [relay, readiness](ZentaraClientErrorRef error) {
             ZentaraClient::Implementation::report(
                 *readiness, error ? Readiness::Report::failure : Readiness::Report::success);
             relay->report(std::move(error));
@@ -92,29 +110,34 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
     const auto folder = processFolder();
     const auto tokenName = folder + settings.anonymousTokenStorageName;
     if (!folder.empty()) copyFile(settings.anonymousTokenStorageName, tokenName);
-    auto idManager = ZentaraIDManager::create(userAgent(bundleIdentifier, settings),
-                                              std::make_unique<FileStorage<Token>>(tokenName),
-                                              std::make_unique<Ticker>());
+    auto idManager = ZentaraIDManager::create(
+        userAgent(bundleIdentifier, settings), std::make_unique<FileStorage<Token>>(tokenName),
+        std::make_unique<Ticker>(), collector(), nullptr, TickerProtocol::Clock::now);
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
     QueueOptions queue{settings.maxEvents, settings.dispatchInterval};
-    auto events = repository(folder + settings.eventsStorageName, queue, Ledger::shared().queue);
+    auto events = repository(folder + settings.eventsStorageName, queue, ledger.queue);
     queue.takenEvents = QueueOptions::TakenEvents::inMemory;
-    auto heldBack = repository(folder + settings.unvalidatedEventsStorageName, queue,
-                               Ledger::shared().heldBackQueue);
+    auto heldBack =
+        repository(folder + settings.unvalidatedEventsStorageName, queue, ledger.heldBackQueue);
     if (folder.empty()) {
         takeInProcessFolders({{settings.eventsStorageName, *events},
                               {settings.unvalidatedEventsStorageName, *heldBack}},
                              settings.anonymousTokenStorageName);
     }
-    collaborators.unvalidatedEventsRepository = std::move(heldBack);
-    auto instanceId = lowerCaseUUID();
-    collaborators.eventBus = EventBus::create(std::move(events), idManager, std::move(instanceId),
-                                              std::make_unique<Ticker>());
-    collaborators.clock = [] {
-        return ZentaraClock().now();
-    };
-    collaborators.idManager = std::move(idManager);
-    return assemble(std::move(collaborators));
+    auto eventBus =
+        EventBus::create(std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(),
+                         collector(), ledger, {[] { return ZentaraClock().now(); }, controlTime});
+    runAtExit([bus = std::weak_ptr(eventBus)] {
+        if (const auto alive = bus.lock()) alive->stopDispatching();
+    });
+    return assemble({.schemasProvider = std::move(schemasProvider),
+                     .eventBus = std::move(eventBus),
+                     .idManager = std::move(idManager),
+                     .unvalidatedEventsRepository = std::move(heldBack),
+                     .settings = ClientSettings::current,
+                     .ledger = ledger,
+                     .controlTime = controlTime,
+                     .readiness = readiness});
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::assemble(

@@ -4,16 +4,23 @@
 
 #include "facade/ReadinessRelay.h"
 #include "facade/ZentaraClientImplementation.h"
+#include "network/RestClient.h"
 
 namespace zentara {
 
-/// Builds the client and everything that it works with.
+/// Builds the client and everything that it works with. Here alone the network, the settings, the
+/// ledger, the clocks and the end of the process are those of the process; every other component is
+/// given them.
 struct ZentaraClientBuilder {
     /// A whole client after `settings`, talking to the network and to the files of the documents
     /// directory. Its readiness reports go to `relay`. They set `ZentaraClient::isReady` while it
     /// is the shared client, or when it becomes that.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> build(
         const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay);
+
+    /// The collector and the schemas service of the process, reached by its one HTTP session.
+    [[nodiscard]] static RemoteService collector();
+    [[nodiscard]] static RemoteService schemasService();
 
     /// A client that works with the given collaborators.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> assemble(

@@ -3,7 +3,6 @@
 #include <limits>
 #include <utility>
 
-#include "facade/ClientSettingsAccess.h"
 #include "model/EventAccess.h"
 #include "support/Diagnostics.h"
 #include "support/ReferenceTime.h"
@@ -11,30 +10,15 @@
 
 namespace zentara {
 
-namespace {
-
-/// Counts an event that was handed to a queue. One that JSON cannot hold is not in it.
-void count(const InternalEvent& event, bool isSaved, Ledger::Count& saved,
-           Ledger::Count& notSaved) {
-    if (isSaved) {
-        ++saved;
-    } else if (event.jsonText()) {
-        ++notSaved;
-    } else {
-        ++Ledger::shared().refusedNotEncodable;
-    }
-}
-
-}  // namespace
-
 ZentaraClient::Implementation::Implementation(Collaborators collaborators)
     : schemasProvider(std::move(collaborators.schemasProvider)),
       eventBus(std::move(collaborators.eventBus)),
       schemaValidator(std::make_unique<SchemaValidator>()),
-      clock(std::move(collaborators.clock)),
       idManager(std::move(collaborators.idManager)),
       unvalidatedEventsRepository(std::move(collaborators.unvalidatedEventsRepository)),
-      controlTime(*collaborators.controlTime),
+      settings(std::move(collaborators.settings)),
+      ledger(collaborators.ledger),
+      controlTime(collaborators.controlTime),
       readiness(std::move(collaborators.readiness)),
       zentaraClientContextID_(randomUUID()) {}
 
@@ -70,26 +54,25 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
     const auto report = [&](ZentaraClientErrorRef error) {
         if (handler) handler(event, std::move(error));
     };
-    const auto settings = ClientSettings::current();
-    if (!settings) {
-        ++Ledger::shared().refusedNotInitialized;
+    const auto current = settings();
+    if (!current) {
+        ++ledger.refusedNotInitialized;
         report(std::make_shared<ZentaraClientNotInitializedError>());
         return;
     }
-    const auto stamped = stamp(*event, referer, *settings);
+    const auto stamped = stamp(*event, referer, *current);
     if (!validates()) {
         report(holdBack(stamped, event->schemaId()));
         return;
     }
-    revalidate(settings->dispatchBatchSize);
-    auto& ledger = Ledger::shared();
+    revalidate(current->dispatchBatchSize);
     report(validateAndQueue(
         stamped, {event->schemaId(), event->schemaVersion(), *EventAccess::properties(*event)},
         {ledger.accepted, ledger.notSaved, ledger.refusedInvalid, ledger.refusedUnknownSchema}));
 }
 
 InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std::string& referer,
-                                                   const ClientSettings& settings) {
+                                                   const ClientSettings& current) {
     std::string userType(anonymousTokenName);
     std::string userToken(anonymousTokenName);
     if (auto user = idManager->getLoggedUser()) {
@@ -119,7 +102,7 @@ InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std
         .contentType = event.contentType(),
         .properties = EventAccess::properties(event).get(),
         .createdAt = createdAt,
-        .clientVersion = settings.clientVersion,
+        .clientVersion = current.clientVersion,
         .referer = referer,
         .relationId = event.relationId(),
         .user = user,
@@ -130,16 +113,26 @@ InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std
     });
 }
 
+void ZentaraClient::Implementation::count(const InternalEvent& event, bool isSaved,
+                                          Ledger::Count& saved, Ledger::Count& notSaved) {
+    if (isSaved) {
+        ++saved;
+    } else if (event.jsonText()) {
+        ++notSaved;
+    } else {
+        ++ledger.refusedNotEncodable;
+    }
+}
+
 ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEvent& event,
                                                               const std::string& id) {
     bool isQueued = false;
     {
         const MutexLock lock(heldBackMutex_);
-        unvalidatedEventsRepository->add(event, [&isQueued](const EventRepositoryResult& result) {
-            isQueued = result.event() != nullptr;
-        });
+        unvalidatedEventsRepository->add(
+            event, [&isQueued](const EventRepositoryResult& result) { isQueued = result.ok(); });
     }
-    count(event, isQueued, Ledger::shared().heldBack, Ledger::shared().heldBackNotSaved);
+    count(event, isQueued, ledger.heldBack, ledger.heldBackNotSaved);
     const auto detail =
         (isQueued ? "Event queued to be sent later: " : "Event not queued: ") + id + ".";
     printDiagnostic(detail);
@@ -149,7 +142,6 @@ ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEven
 void ZentaraClient::Implementation::revalidate(std::int64_t count) {
     // One thread at a time: the save of another would take events out of the file that this one has
     // not queued yet.
-    auto& ledger = Ledger::shared();
     const MutexLock lock(heldBackMutex_);
     for (const auto& event : unvalidatedEventsRepository->take(count)) {
         // Also in memory only, it has left this queue for the other.
@@ -185,7 +177,7 @@ ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const Inte
     // The completion runs inside the queue, so it only notes the outcome; the host hears of it
     // when the queue is free again and may send the next event from its handler.
     bool isQueued = false;
-    eventBus->enqueue(event, [&isQueued](const ErrorRef& error) { isQueued = error == nullptr; });
+    eventBus->enqueue(event, [&isQueued](const Status& status) { isQueued = status.ok(); });
     count(event, isQueued, tally.queued, tally.notSaved);
     eventBus->startTicking();
     if (!isQueued) return std::make_shared<EventNotQueuedError>();

@@ -14,6 +14,7 @@
 #include "model/InternalEvent.h"
 #include "schemas/SchemaValidator.h"
 #include "schemas/SchemasProvider.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/Clocks.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
@@ -37,14 +38,15 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
         std::atomic<bool> mayValidate = false;
     };
 
-    /// What the client works with; all of it lives as long as the client.
+    /// What the client works with; all of it lives as long as the client and its requests.
     struct Collaborators {
         std::shared_ptr<SchemaProviderProtocol> schemasProvider;
         std::shared_ptr<EventBusProtocol> eventBus;
-        DateSource clock;
         std::shared_ptr<IDManager> idManager;
         std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
-        const ControlTimeProtocol* controlTime = &ControlTime::shared();
+        SettingsSource settings;
+        Ledger& ledger;
+        const ControlTimeProtocol& controlTime;
         /// Null where `isReady` alone decides.
         std::shared_ptr<Readiness> readiness = nullptr;
     };
@@ -74,9 +76,10 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     const std::shared_ptr<SchemaProviderProtocol> schemasProvider;
     const std::shared_ptr<EventBusProtocol> eventBus;
     const std::unique_ptr<SchemaValidatorProtocol> schemaValidator;
-    const DateSource clock;
     const std::shared_ptr<IDManager> idManager;
     const std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
+    const SettingsSource settings;
+    Ledger& ledger;
     const ControlTimeProtocol& controlTime;
     const std::shared_ptr<Readiness> readiness;
     const UserDefaults defaults;
@@ -84,7 +87,10 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
 
   private:
     [[nodiscard]] InternalEvent stamp(const Event& event, const std::string& referer,
-                                      const ClientSettings& settings);
+                                      const ClientSettings& current);
+    /// Counts an event that was handed to a queue. One that JSON cannot hold is not in it.
+    void count(const InternalEvent& event, bool isSaved, Ledger::Count& saved,
+               Ledger::Count& notSaved);
     [[nodiscard]] ZentaraClientErrorRef holdBack(const InternalEvent& event, const std::string& id);
     /// Where the outcomes of one validation are counted.
     struct Tally {

@@ -5,10 +5,7 @@
 #include <span>
 #include <utility>
 
-#include <zentara/ZentaraEndpoints.h>
-#include "network/CookieText.h"
-#include "network/RequestFailure.h"
-#include "network/RestClient.h"
+#include "network/HeaderText.h"
 #include "network/URLRequestBuilder.h"
 
 namespace zentara {
@@ -43,20 +40,22 @@ std::optional<Token> tokenIn(const JSONObject& response) {
 
 std::shared_ptr<ZentaraIDManager> ZentaraIDManager::create(
     std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-    std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady, TimeSource now) {
+    std::unique_ptr<TickerProtocol> ticker, RemoteService collector, std::function<void()> onReady,
+    TimeSource now) {
     std::shared_ptr<ZentaraIDManager> manager(
         new ZentaraIDManager(std::move(userAgent), std::move(anonymousStorage), std::move(ticker),
-                             std::move(onReady), std::move(now)));
+                             std::move(collector), std::move(onReady), std::move(now)));
     manager->beginTicking();
     return manager;
 }
 
 ZentaraIDManager::ZentaraIDManager(std::string userAgent,
                                    std::unique_ptr<Storage<Token>> anonymousStorage,
-                                   std::unique_ptr<TickerProtocol> ticker,
+                                   std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
                                    std::function<void()> onReady, TimeSource now)
     : userAgent_(std::move(userAgent)),
       ticker_(std::move(ticker)),
+      collector_(std::move(collector)),
       onReady_(std::move(onReady)),
       now_(std::move(now)),
       anonymousStorage_(std::move(anonymousStorage)) {
@@ -78,12 +77,12 @@ void ZentaraIDManager::beginTicking() {
     ticker_->setHandler([weak = weak_from_this()] {
         const auto self = weak.lock();
         if (!self) return;
-        self->fetch([weak](const std::optional<std::string>&, const ErrorRef& error) {
-            if (error) return;
+        self->fetch([weak](const FetchResult& hsid) {
+            if (!hsid.ok()) return;
             if (const auto succeeded = weak.lock()) succeeded->ticker_->cancel();
         });
     });
-    if (const auto settings = ClientSettings::current()) {
+    if (const auto settings = collector_.settings()) {
         ticker_->start(TickerProtocol::Clock::now(), settings->identityRefreshInterval);
     }
 }
@@ -144,28 +143,28 @@ void ZentaraIDManager::removeAdvertisingId() {
 }
 
 void ZentaraIDManager::start(HsidCompletion completion) {
-    fetch([completion = std::move(completion)](const std::optional<std::string>& hsid,
-                                               const ErrorRef& error) {
+    fetch([completion = std::move(completion)](const FetchResult& hsid) {
         if (!completion) return;
-        if (error) {
+        if (!hsid.ok()) {
             completion("");
-        } else if (hsid) {
-            completion(*hsid);
+        } else if (*hsid) {
+            completion(**hsid);
         }
     });
 }
 
 void ZentaraIDManager::fetch(FetchCompletion completion) {
-    const auto settings = ClientSettings::current();
+    const auto settings = collector_.settings();
     if (!settings) {
-        completion(std::nullopt, std::make_shared<NotConfigured>());
-        return;
+        const Status status = std::make_shared<NotConfigured>();
+        failures_.report(status);
+        return completion(status);
     }
     // A tick comes one interval after the last, or a little earlier, and is to begin a fetch.
     const std::chrono::duration<double> sharedFor(settings->identityRefreshInterval * 0.9);
     const auto now = now_();
-    URLRequestBuilder builder(ZentaraEndpoints::collector(settings->environment)
-                                  .appendingPathComponent(settings->idPath));
+    URLRequestBuilder builder(
+        collector_.baseURL(settings->environment).appendingPathComponent(settings->idPath));
     std::uint64_t number = 0;
     {
         const MutexLock lock(mutex_);
@@ -178,24 +177,22 @@ void ZentaraIDManager::fetch(FetchCompletion completion) {
         underWay_.back().callers.push_back(std::move(completion));
         if (anonymousToken_) builder.cookies[anonymousTokenName] = anonymousToken_->value;
     }
-    const auto& client = RestClient::shared();
-    client.dataRequest(
-        builder.build(), [self = shared_from_this(), number, url = builder.url](
-                             const std::optional<std::string>& body, ErrorRef error) {
-            RestClient::shared().decodeJSON(
-                body, std::move(error), [&](const JSONObject& response, const ErrorRef& failure) {
-                    self->finishFetch(number, url, response, failure);
-                });
+    collector_.client.dataRequest(
+        builder.build(),
+        [self = shared_from_this(), number, url = builder.url](const Result<std::string>& body) {
+            self->finishFetch(number, url, RestClient::decodeJSON(body));
         });
 }
 
-void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url, const JSONObject& response,
-                                   const ErrorRef& error) {
+void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url,
+                                   const Result<JSONObject>& response) {
     std::optional<Token> token;
-    std::optional<std::string> hsid;
-    if (!error) {
-        token = tokenIn(response);
-        hsid = stringMember(response, hsidTokenName);
+    FetchResult hsid = std::optional<std::string>();
+    if (response.ok()) {
+        token = tokenIn(*response);
+        *hsid = stringMember(*response, hsidTokenName);
+    } else {
+        hsid = response.status();
     }
     std::vector<Fetch> ended;
     {
@@ -203,21 +200,22 @@ void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url, const J
         const auto fetch = std::ranges::find(underWay_, number, &Fetch::number);
         // Another fetch was the first to succeed. A second identity must not replace its own.
         if (fetch == underWay_.end()) return;
-        if (error) {
-            ended.push_back(std::move(*fetch));
-            underWay_.erase(fetch);
-        } else {
+        if (hsid.ok()) {
             ended.swap(underWay_);
             if (token) anonymousToken_ = token;
-            hsidToken_ = hsid;
+            hsidToken_ = *hsid;
+        } else {
+            ended.push_back(std::move(*fetch));
+            underWay_.erase(fetch);
         }
     }
-    const bool hasNoToken = !error && !isReady();
-    failures_.report(withHost(url, hasNoToken ? std::make_shared<NoToken>() : error));
+    const bool hasNoToken = hsid.ok() && !isReady();
+    const auto outcome = hasNoToken ? Status(std::make_shared<NoToken>()) : hsid.status();
+    failures_.report(withHost(url, outcome));
     if (token) persist(*token);
     for (const auto& fetch : ended) {
         for (const auto& completion : fetch.callers)
-            completion(hsid, error);
+            completion(hsid);
     }
 }
 

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include <zentara/URL.h>
 #include "dispatch/storage/Storage.h"
 #include "identity/IDManager.h"
+#include "network/RestClient.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
 #include "support/threads/Ticker.h"
@@ -34,8 +34,8 @@ class ZentaraIDManager final : public IDManager,
     /// called without a lock each time a token has been stored.
     [[nodiscard]] static std::shared_ptr<ZentaraIDManager> create(
         std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-        std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady = nullptr,
-        TimeSource now = TickerProtocol::Clock::now);
+        std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
+        std::function<void()> onReady, TimeSource now);
 
     ~ZentaraIDManager() override;
     ZentaraIDManager(const ZentaraIDManager&) = delete;
@@ -54,11 +54,12 @@ class ZentaraIDManager final : public IDManager,
 
   private:
     /// The session token that came with a successful fetch, or why the fetch failed.
-    using FetchCompletion = std::function<void(const std::optional<std::string>& hsid, ErrorRef)>;
+    using FetchResult = Result<std::optional<std::string>>;
+    using FetchCompletion = std::function<void(const FetchResult& hsid)>;
 
     ZentaraIDManager(std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-                     std::unique_ptr<TickerProtocol> ticker, std::function<void()> onReady,
-                     TimeSource now);
+                     std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
+                     std::function<void()> onReady, TimeSource now);
 
     /// A request under way and the callers that it serves.
     struct Fetch {
@@ -69,12 +70,12 @@ class ZentaraIDManager final : public IDManager,
 
     void beginTicking();
     void fetch(FetchCompletion completion);
-    void finishFetch(std::uint64_t number, const URL& url, const JSONObject& response,
-                     const ErrorRef& error);
+    void finishFetch(std::uint64_t number, const URL& url, const Result<JSONObject>& response);
     void persist(const Token& token);
 
     const std::string userAgent_;
     const std::unique_ptr<TickerProtocol> ticker_;  // synchronises itself
+    const RemoteService collector_;
     const std::function<void()> onReady_;
     const TimeSource now_;
     FailureReporter failures_{Component::identity};  // synchronises itself

@@ -7,8 +7,16 @@
 namespace zentara {
 
 std::optional<EventErrorCode> eventErrorCode(std::int64_t rawValue) noexcept {
-    if (rawValue < 0 || rawValue > 4) return std::nullopt;
-    return static_cast<EventErrorCode>(rawValue);
+    const auto code = static_cast<EventErrorCode>(rawValue);
+    switch (code) {
+        case EventErrorCode::notInitialized:
+        case EventErrorCode::notReady:
+        case EventErrorCode::invalidData:
+        case EventErrorCode::unknown:
+        case EventErrorCode::notQueued:
+            return code;
+    }
+    return std::nullopt;
 }
 
 ZentaraClientError::ZentaraClientError(std::string domain, std::int64_t code,

@@ -18,4 +18,13 @@ bool isHeaderValue(std::string_view text) noexcept {
                         [](unsigned char c) { return (c < ' ' && c != '\t') || c == '\x7f'; });
 }
 
+void appendCookie(std::string& cookies, std::string_view name, std::string_view value) {
+    if (!isHeaderName(name) || !isHeaderValue(value)) return;
+    if (value.find(';') != std::string_view::npos) return;
+    cookies += name;
+    cookies += '=';
+    cookies += value;
+    cookies += ';';
+}
+
 }  // namespace zentara

@@ -2,11 +2,10 @@
 
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "json/JSONText.h"
-#include "network/RestClientError.h"
-#include "support/NoDestructor.h"
 #include "support/PlatformError.h"
 
 namespace zentara {
@@ -16,54 +15,69 @@ namespace {
 /// A body that consists of the smallest values takes twenty times its size while it is read.
 constexpr std::size_t mostValues = 4'000'000;
 
-ErrorRef made(const RestClientError& error) {
-    return std::make_shared<const RestClientError>(error);
+using Case = RestClientError::Case;
+
+Status failure(Case kind, int statusCode = 0) {
+    return std::make_shared<RestClientError>(kind, statusCode);
 }
 
-/// Null for an HTTP response that reports success.
-ErrorRef failureOf(const std::optional<URLResponse>& response, const ErrorRef& error) {
-    if (error) return error;
-    if (!response || !response->statusCode)
-        return made(RestClientError::unexpectedResponseFormat());
+/// Ok for an HTTP response that reports success.
+Status judge(const Result<URLResponse>& response) {
+    if (!response.ok()) return response.status();
+    if (!response->statusCode) return failure(Case::unexpectedResponseFormat);
     const int status = *response->statusCode;
-    if (status < 200 || status > 299) return made(RestClientError::unexpectedStatusCode(status));
-    return nullptr;
+    return status < 200 || status > 299 ? failure(Case::unexpectedStatusCode, status) : Status();
 }
+
+class RequestFailure final : public Error {
+  public:
+    explicit RequestFailure(std::string text) : text_(std::move(text)) {}
+
+    [[nodiscard]] std::string description() const override { return text_; }
+
+  private:
+    std::string text_;
+};
 
 }  // namespace
 
-const RestClient& RestClient::shared() {
-    static NoDestructor<RestClient> client;
-    return *client;
+std::string RestClientError::description() const {
+    switch (kind_) {
+        case Case::unexpectedStatusCode:
+            return "unexpected HTTP status " + std::to_string(statusCode_);
+        case Case::invalidJSONFormat:
+            return "the body is not a JSON object";
+        case Case::unexpectedBodyFormat:
+            return "the response has no body";
+        case Case::unexpectedResponseFormat:
+            return "the answer is not an HTTP response";
+    }
+    return {};
 }
 
 void RestClient::dataRequest(URLRequest request, DataCompletion completion) const {
-    URLSession::shared().start(
-        std::move(request), [completion = std::move(completion)](
-                                std::optional<URLResponse> response, const ErrorRef& error) {
-            if (auto failure = failureOf(response, error)) {
-                completion(std::nullopt, std::move(failure));
-            } else if (!response->body) {
-                completion(std::nullopt, made(RestClientError::unexpectedBodyFormat()));
-            } else {
-                completion(std::move(response->body), nullptr);
-            }
-        });
+    session_->start(std::move(request),
+                    [completion = std::move(completion)](Result<URLResponse> response) {
+                        if (auto status = judge(response); !status.ok()) {
+                            completion(std::move(status));
+                        } else if (!response->body) {
+                            completion(failure(Case::unexpectedBodyFormat));
+                        } else {
+                            completion(*std::move(response->body));
+                        }
+                    });
 }
 
 void RestClient::statusRequest(URLRequest request, StatusCompletion completion) const {
     request.discardsBody = true;
-    URLSession::shared().start(
-        std::move(request), [completion = std::move(completion)](
-                                const std::optional<URLResponse>& response, const ErrorRef& error) {
-            completion(failureOf(response, error));
-        });
+    session_->start(std::move(request),
+                    [completion = std::move(completion)](const Result<URLResponse>& response) {
+                        completion(judge(response));
+                    });
 }
 
-void RestClient::decodeJSON(const std::optional<std::string>& body, ErrorRef error,
-                            const JSONCompletion& completion) const {
-    if (error) return completion({}, std::move(error));
-    if (!body) return completion({}, made(RestClientError::unexpectedBodyFormat()));
+Result<JSONObject> RestClient::decodeJSON(const Result<std::string>& body) {
+    if (!body.ok()) return body.status();
     auto parsed = [&]() -> Result<JSONValue> {
         try {
             return parseJSON(*body, {.values = mostValues});
@@ -72,11 +86,18 @@ void RestClient::decodeJSON(const std::optional<std::string>& body, ErrorRef err
             return outOfMemory("read the answer");
         }
     }();
-    if (!parsed.ok()) return completion({}, parsed.error());
-    if (!parsed->isObject()) {
-        return completion({}, made(RestClientError::invalidJSONFormat()));
-    }
-    completion(std::move(parsed->object()), nullptr);
+    if (!parsed.ok()) return parsed.status();
+    if (!parsed->isObject()) return failure(Case::invalidJSONFormat);
+    return std::move(parsed->object());
+}
+
+Status withHost(const URL& url, const Status& status) {
+    if (status.ok()) return status;
+    const auto& error = *status.error();
+    const auto* network = dynamic_cast<const PlatformError*>(&error);
+    if (network != nullptr && network->domain() == PlatformError::Domain::network) return status;
+    return std::make_shared<RequestFailure>("request to '" + url.host() +
+                                            "' failed: " + error.description());
 }
 
 }  // namespace zentara

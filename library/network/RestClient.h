@@ -1,46 +1,81 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
 
+#include <zentara/ClientSettings.h>
+#include <zentara/URL.h>
 #include "json/JSONValue.h"
 #include "network/URLSession.h"
-#include "support/NoDestructor.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/Status.h"
 
 namespace zentara {
 
-/// Runs requests on the shared URL session and judges the answers. Holds no state; safe for use
-/// from any thread. Completions of requests run on the session's own queue, one after the other.
+/// What the REST client itself finds wrong with an answer.
+class RestClientError final : public Error {
+  public:
+    enum class Case {
+        unexpectedStatusCode,      ///< an HTTP status outside 200 to 299
+        invalidJSONFormat,         ///< JSON whose top level is not an object
+        unexpectedBodyFormat,      ///< no body at all
+        unexpectedResponseFormat,  ///< no answer, or one that is not HTTP
+    };
+
+    explicit RestClientError(Case kind, int statusCode = 0)
+        : kind_(kind), statusCode_(statusCode) {}
+
+    [[nodiscard]] Case kind() const noexcept { return kind_; }
+    /// The status of `unexpectedStatusCode`; 0 in the other cases.
+    [[nodiscard]] int statusCode() const noexcept { return statusCode_; }
+    [[nodiscard]] std::string description() const override;
+
+    friend bool operator==(const RestClientError& one, const RestClientError& other) noexcept {
+        return one.kind_ == other.kind_ && one.statusCode_ == other.statusCode_;
+    }
+
+  private:
+    Case kind_;
+    int statusCode_;
+};
+
+/// Runs requests on a URL session and judges the answers. Copies are the same client; safe for use
+/// from any thread. Completions run where those of the session run.
 ///
 /// Errors of the network and of the JSON parser (`PlatformError`) are passed on as they come; the
 /// client's own are `RestClientError`. A request that fails is reported once and not repeated.
 class RestClient {
   public:
-    using DataCompletion = std::function<void(std::optional<std::string> body, ErrorRef error)>;
-    using StatusCompletion = std::function<void(ErrorRef error)>;
-    using JSONCompletion = std::function<void(JSONObject object, ErrorRef error)>;
+    using DataCompletion = std::function<void(Result<std::string> body)>;
+    using StatusCompletion = std::function<void(const Status&)>;
 
-    [[nodiscard]] static const RestClient& shared();
+    /// `session` must outlive the client and its requests.
+    explicit RestClient(URLSession& session) : session_(&session) {}
 
-    RestClient(const RestClient&) = delete;
-    RestClient& operator=(const RestClient&) = delete;
-
-    /// Starts `request`. The body of a 2xx answer and no error, or no body and the error.
+    /// Starts `request` and reports the body of a 2xx answer.
     void dataRequest(URLRequest request, DataCompletion completion) const;
 
-    /// Starts `request`. No error for a 2xx answer, with or without a body.
+    /// Starts `request`; a 2xx answer is a success, with or without a body.
     void statusRequest(URLRequest request, StatusCompletion completion) const;
 
-    /// Takes what `dataRequest` delivers and calls `completion` before it returns: the decoded
-    /// object and no error, or an empty object and the error.
-    void decodeJSON(const std::optional<std::string>& body, ErrorRef error,
-                    const JSONCompletion& completion) const;
+    /// The object in the body that `dataRequest` reported.
+    [[nodiscard]] static Result<JSONObject> decodeJSON(const Result<std::string>& body);
 
   private:
-    friend class NoDestructor<RestClient>;
-    RestClient() = default;
+    URLSession* session_;
+};
+
+/// `status` with the host of `url` in its text: the REST client's own errors and those of the JSON
+/// parser do not name it. Success stays success, and errors that name the host already stay as they
+/// are. Nothing of `url` but the host gets into the text.
+[[nodiscard]] Status withHost(const URL& url, const Status& status);
+
+/// One of the services that the library talks to, as a component reaches it.
+struct RemoteService {
+    SettingsSource settings;
+    /// Where the service of an environment is, at the moment of use.
+    std::function<URL(ZentaraEnvironment)> baseURL;
+    RestClient client;
 };
 
 }  // namespace zentara

@@ -237,9 +237,9 @@ int Transfer::status() const {
     return static_cast<int>(code);
 }
 
-TransferOutcome Transfer::outcome(CURLcode code) {
+Result<URLResponse> Transfer::outcome(CURLcode code) {
     const int statusCode = handle_ ? status() : 0;
-    if (endedWithStatus_) return {URLResponse{statusCode, std::nullopt}, nullptr};
+    if (endedWithStatus_) return URLResponse{statusCode, std::nullopt};
     // curl takes headers that break off for whole.
     if (code == CURLE_OK && !headersEnded_) code = CURLE_PARTIAL_FILE;
     if (code == CURLE_OK) {
@@ -247,12 +247,12 @@ TransferOutcome Transfer::outcome(CURLcode code) {
         if (!body_.empty() || (bodyAnnounced_ && request_.method != "HEAD")) {
             response.body = std::move(body_);
         }
-        return {std::move(response), nullptr};
+        return response;
     }
     // Bytes came, but not a status line of HTTP.
     const bool isGarbage = code == CURLE_UNSUPPORTED_PROTOCOL || code == CURLE_WEIRD_SERVER_REPLY;
     if (refusal_ == Refusal::badStatusLine || (handle_ && isGarbage && statusCode < 100)) {
-        return {URLResponse{}, nullptr};
+        return URLResponse{};
     }
 
     std::string message = "request to '" + request_.url.host() + "' failed: ";
@@ -269,8 +269,8 @@ TransferOutcome Transfer::outcome(CURLcode code) {
             message += " (" + std::generic_category().message(systemError) + ")";
         }
     }
-    return {std::nullopt, std::make_shared<PlatformError>(PlatformError::Domain::network, code,
-                                                          std::move(message))};
+    return std::make_shared<PlatformError>(PlatformError::Domain::network, code,
+                                           std::move(message));
 }
 
 }  // namespace zentara

@@ -4,18 +4,11 @@
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "network/URLSession.h"
 
 namespace zentara {
-
-/// How an exchange ended: with a response or with an error of the network.
-struct TransferOutcome {
-    std::optional<URLResponse> response;
-    ErrorRef error;
-};
 
 /// One exchange as curl carries it out. Used by one thread at a time.
 class Transfer {
@@ -32,7 +25,7 @@ class Transfer {
     [[nodiscard]] CURL* handle() const noexcept { return handle_.get(); }
 
     /// What came of the exchange that curl ended with `code`. Called once.
-    [[nodiscard]] TransferOutcome outcome(CURLcode code);
+    [[nodiscard]] Result<URLResponse> outcome(CURLcode code);
 
     [[nodiscard]] URLSession::Completion takeCompletion() { return std::move(completion_); }
 

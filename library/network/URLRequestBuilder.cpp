@@ -1,11 +1,9 @@
 #include "network/URLRequestBuilder.h"
 
 #include <chrono>
-#include <string_view>
 #include <utility>
 
 #include "json/PrintedForm.h"
-#include "network/CookieText.h"
 #include "network/HeaderText.h"
 
 namespace zentara {
@@ -13,7 +11,7 @@ namespace zentara {
 namespace {
 
 constexpr std::chrono::seconds requestTimeout{60};
-constexpr std::string_view cookieHeader = "Cookie";
+constexpr const char* cookieHeader = "Cookie";
 
 std::string cookieText(const JSONObject& cookies) {
     std::string text;

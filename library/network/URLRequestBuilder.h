@@ -1,11 +1,12 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <zentara/URL.h>
 #include "json/JSONValue.h"
-#include "network/HeaderFields.h"
 #include "network/URLSession.h"
 
 namespace zentara {
@@ -24,7 +25,8 @@ class URLRequestBuilder {
 
     URL url;
     std::string method = "GET";
-    HeaderFields headers;
+    /// Names that differ in case are different names.
+    std::map<std::string, std::string> headers;
     std::optional<std::string> body;
     /// Values of any kind; each is sent as its plain text.
     JSONObject cookies;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -8,7 +9,6 @@
 #include <vector>
 
 #include <zentara/URL.h>
-#include "support/NoDestructor.h"
 #include "support/Status.h"
 
 namespace zentara {
@@ -35,31 +35,18 @@ struct URLResponse {
     std::optional<std::string> body;
 };
 
-/// The one HTTP session of the process.
-///
-/// A single thread of its own, started on first use and never ended, moves the bytes; completions
-/// run one after the other on the worker pool, never on that thread. http and https only, TLS
-/// verified, redirects reported and not followed, bodies bounded by `maximumBodySize`. Safe for
-/// use from any thread.
+/// Carries out HTTP exchanges. Safe for use from any thread.
 class URLSession {
   public:
     static constexpr std::size_t maximumBodySize = std::size_t{64} * 1024 * 1024;
 
-    /// Called exactly once per request, with a response or with an error of the network.
-    using Completion = std::function<void(std::optional<URLResponse>, ErrorRef)>;
+    /// Called exactly once per request. Failures are those of the network.
+    using Completion = std::function<void(Result<URLResponse>)>;
 
-    [[nodiscard]] static URLSession& shared();
+    virtual ~URLSession() = default;
 
-    /// Starts `request` at once and returns at once.
-    void start(URLRequest request, Completion completion);
-
-    /// Trusts the authorities of this PEM file for requests started from now on, instead of the
-    /// system's; an empty path restores the system's.
-    void setCertificateAuthorityFile(std::string path);
-
-  private:
-    friend class NoDestructor<URLSession>;
-    URLSession() = default;
+    /// Starts `request` at once and returns without waiting for it.
+    virtual void start(URLRequest request, Completion completion) = 0;
 };
 
 }  // namespace zentara

@@ -3,19 +3,19 @@
 #include <array>
 #include <cstddef>
 #include <memory_resource>
-#include <optional>
 #include <utility>
 
-#include <zentara/ClientSettings.h>
 #include "schemas/SchemaNodes.h"
 
 namespace zentara {
 
 std::shared_ptr<SchemasProvider> SchemasProvider::create(
     std::unique_ptr<SchemaStorageProtocol> storage, std::unique_ptr<TickerProtocol> ticker,
-    std::unique_ptr<SchemaServiceProtocol> schemaService, OnReady onReady) {
-    std::shared_ptr<SchemasProvider> provider(new SchemasProvider(
-        std::move(storage), std::move(ticker), std::move(schemaService), std::move(onReady)));
+    std::unique_ptr<SchemaServiceProtocol> schemaService, SettingsSource settings,
+    OnReady onReady) {
+    std::shared_ptr<SchemasProvider> provider(
+        new SchemasProvider(std::move(storage), std::move(ticker), std::move(schemaService),
+                            std::move(settings), std::move(onReady)));
     provider->loadCache();
     provider->startRefresh();
     return provider;
@@ -24,10 +24,11 @@ std::shared_ptr<SchemasProvider> SchemasProvider::create(
 SchemasProvider::SchemasProvider(std::unique_ptr<SchemaStorageProtocol> storage,
                                  std::unique_ptr<TickerProtocol> ticker,
                                  std::unique_ptr<SchemaServiceProtocol> schemaService,
-                                 OnReady onReady)
+                                 SettingsSource settings, OnReady onReady)
     : storage_(std::move(storage)),
       ticker_(std::move(ticker)),
       schemaService_(std::move(schemaService)),
+      settings_(std::move(settings)),
       onReady_(std::move(onReady)) {}
 
 SchemasProvider::~SchemasProvider() {
@@ -73,7 +74,7 @@ void SchemasProvider::loadCache() {
 }
 
 void SchemasProvider::startRefresh() {
-    const auto settings = ClientSettings::current();
+    const auto settings = settings_();
     if (!settings) return;
     ticker_->cancel();
     ticker_->setHandler([weak = weak_from_this()] {
@@ -83,41 +84,33 @@ void SchemasProvider::startRefresh() {
 }
 
 void SchemasProvider::fetch() {
-    if (!ClientSettings::current()) {
+    if (!settings_()) {
         reportFailure(std::make_shared<SchemasServiceError>("the library is not configured"));
         return;
     }
-    schemaService_->fetch(
-        [weak = weak_from_this()](std::optional<JSONObject> table, ErrorRef error) {
-            if (const auto self = weak.lock()) {
-                self->finishFetch(std::move(table), std::move(error));
-            }
-        });
+    schemaService_->fetch([weak = weak_from_this()](Result<JSONObject> table) {
+        if (const auto self = weak.lock()) self->finishFetch(std::move(table));
+    });
 }
 
-void SchemasProvider::finishFetch(std::optional<JSONObject> table, ErrorRef error) {
-    const bool succeeded = table.has_value();
+void SchemasProvider::finishFetch(Result<JSONObject> table) {
     {
         const MutexLock lock(mutex_);
         // Fetches may overlap. One that ends after the first success has nothing to add, and its
         // failure must not make a ready library unready for good.
         if (fetched_ != nullptr) return;
-        if (succeeded) {
+        if (table.ok()) {
             fetched_ = tableOf(*std::move(table));
             schemas_.store(fetched_.get(), std::memory_order_release);
         }
     }
-    if (!succeeded) {
-        reportFailure(std::move(error));
-        return;
-    }
+    if (!table.ok()) return reportFailure(table.status());
     failures_.report(Status());
     report(nullptr);
     ticker_->cancel();
 }
 
-void SchemasProvider::reportFailure(ErrorRef cause) {
-    if (!cause) cause = std::make_shared<SchemasServiceError>("there is no table of schemas");
+void SchemasProvider::reportFailure(const Status& cause) {
     // First, so that the host finds the cause when it is called.
     failures_.report(cause);
     report(std::make_shared<SchemasInitializationError>());

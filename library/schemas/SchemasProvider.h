@@ -4,7 +4,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,6 +12,7 @@
 #include "dispatch/storage/Storage.h"
 #include "schemas/Schema.h"
 #include "schemas/SchemasServiceApi.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
 #include "support/threads/Ticker.h"
@@ -47,7 +47,8 @@ class SchemasProvider final : public SchemaProviderProtocol,
     /// A provider that has looked at its cache and begun to fetch.
     [[nodiscard]] static std::shared_ptr<SchemasProvider> create(
         std::unique_ptr<SchemaStorageProtocol> storage, std::unique_ptr<TickerProtocol> ticker,
-        std::unique_ptr<SchemaServiceProtocol> schemaService, OnReady onReady);
+        std::unique_ptr<SchemaServiceProtocol> schemaService, SettingsSource settings,
+        OnReady onReady);
 
     ~SchemasProvider() override;
     SchemasProvider(const SchemasProvider&) = delete;
@@ -61,19 +62,21 @@ class SchemasProvider final : public SchemaProviderProtocol,
 
     SchemasProvider(std::unique_ptr<SchemaStorageProtocol> storage,
                     std::unique_ptr<TickerProtocol> ticker,
-                    std::unique_ptr<SchemaServiceProtocol> schemaService, OnReady onReady);
+                    std::unique_ptr<SchemaServiceProtocol> schemaService, SettingsSource settings,
+                    OnReady onReady);
 
     [[nodiscard]] static std::unique_ptr<const Table> tableOf(JSONObject documents);
     void loadCache();
     void startRefresh();
     void fetch();
-    void finishFetch(std::optional<JSONObject> table, ErrorRef error);
-    void reportFailure(ErrorRef cause);
+    void finishFetch(Result<JSONObject> table);
+    void reportFailure(const Status& cause);
     void report(ZentaraClientErrorRef error) const;
 
     const std::unique_ptr<SchemaStorageProtocol> storage_;  // used while creating only
     const std::unique_ptr<TickerProtocol> ticker_;          // synchronises itself
     const std::unique_ptr<SchemaServiceProtocol> schemaService_;
+    const SettingsSource settings_;
     const OnReady onReady_;
     FailureReporter failures_{Component::schemas};  // synchronises itself
 

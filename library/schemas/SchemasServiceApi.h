@@ -1,11 +1,11 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <utility>
 
 #include "json/JSONValue.h"
+#include "network/RestClient.h"
 #include "support/Status.h"
 
 namespace zentara {
@@ -27,8 +27,7 @@ class SchemasServiceError final : public Error {
 /// Fetches the table of schemas.
 class SchemaServiceProtocol {
   public:
-    /// The table, or nothing and an error.
-    using Completion = std::function<void(std::optional<JSONObject>, ErrorRef)>;
+    using Completion = std::function<void(Result<JSONObject> table)>;
 
     virtual ~SchemaServiceProtocol() = default;
 
@@ -39,7 +38,12 @@ class SchemaServiceProtocol {
 /// The schemas service of the configured environment.
 class SchemasServiceApi final : public SchemaServiceProtocol {
   public:
+    explicit SchemasServiceApi(RemoteService service) : service_(std::move(service)) {}
+
     void fetch(Completion completion) override;
+
+  private:
+    const RemoteService service_;
 };
 
 }  // namespace zentara

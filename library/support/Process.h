@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 namespace zentara {
 
 /// Whether this process was forked from a parent in which the library was working. The library's
@@ -12,6 +14,9 @@ void markForkedChildren();
 
 /// Runs `work` when this process returns from main or calls exit, the latest registered first. Not
 /// run in a forked child.
-void runAtExit(void (*work)());
+void runAtExit(std::function<void()> work);
+
+/// How a component asks for work to run when the process ends.
+using ExitHook = void (*)(std::function<void()> work);
 
 }  // namespace zentara

@@ -4,7 +4,7 @@ cmake_minimum_required(VERSION 3.25)
 
 # What is still to be removed, as "folder -> neighbour".
 set(exceptions
-    "dispatch -> facade" "dispatch/storage -> dispatch" "identity -> facade" "schemas -> facade")
+    "dispatch/storage -> dispatch")
 # The folders that may include headers with these prefixes.
 set(boost "no folder")
 set(simdjson json)

@@ -2,19 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include "dispatch/EventBusError.h"
 #include "dispatch/storage/FileStorage.h"
-#include "facade/ClientSettingsAccess.h"
 #include "identity/ZentaraIDManager.h"
 #include "json/JSONText.h"
 #include "model/EventDecoder.h"
-#include "network/RestClientError.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
+#include "support/RecordingSession.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
-#include "support/TestServer.h"
 #include "support/UserDefaults.h"
+#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
@@ -29,19 +27,16 @@ struct ManualControlTime final : ControlTimeProtocol {
 
 class EventBusTest : public testing::Test {
   protected:
-    EventBusTest() {
-        TestHost::useServer(server_.url());
-        identity_->setLoggedUser(UserTokenType::guest, "of events to come");
-    }
+    EventBusTest() { identity_->setLoggedUser(UserTokenType::guest, "of events to come"); }
 
     std::shared_ptr<EventBus> makeBus(const std::vector<InternalEvent>& queued) {
         writeTo(host_.file("queue"), fileOf(queued));
         const auto now = [] {
             return ZentaraClock::Date(std::chrono::milliseconds(1'700'000'000'123));
         };
-        return EventBus::create(openSampleQueue(Ledger::shared().queue), identity_, "instance",
-                                std::make_unique<ManualTicker>(ticker_),
-                                {.now = now, .controlTime = &controlTime_});
+        return EventBus::create(openSampleQueue(ledger_.queue), identity_, "instance",
+                                std::make_unique<ManualTicker>(ticker_), collector_, ledger_,
+                                {now, controlTime_});
     }
 
     static DispatchResult dispatch(EventBus& bus) {
@@ -49,7 +44,7 @@ class EventBusTest : public testing::Test {
     }
 
     [[nodiscard]] JSONObject envelope(std::size_t request) {
-        return parseJSON(server_.requests().at(request).body)->object();
+        return parseJSON(session_.requests().at(request).body.value())->object();
     }
 
     [[nodiscard]] Numbers actions(std::size_t request) {
@@ -69,16 +64,27 @@ class EventBusTest : public testing::Test {
     }
 
     TestHost host_;
-    TestServer server_;
+    RecordingSession session_;
+    Ledger ledger_;
+    std::shared_ptr<const ClientSettings> settings_ = ClientSettings::current();
+    const RemoteService collector_{[this] { return settings_; },
+                                   [](ZentaraEnvironment environment) {
+                                       return URL::parse(environment == ZentaraEnvironment::qa
+                                                             ? "http://qa.test/base"
+                                                             : "http://production.test")
+                                           .value();
+                                   },
+                                   RestClient(session_)};
     ManualControlTime controlTime_;
     ManualTicker ticker_;
-    std::shared_ptr<IDManager> identity_ = ZentaraIDManager::create(
-        "agent", std::make_unique<FileStorage<Token>>("token"), std::make_unique<ManualTicker>());
+    const std::shared_ptr<IDManager> identity_ = ZentaraIDManager::create(
+        "agent", std::make_unique<FileStorage<Token>>("token"), std::make_unique<ManualTicker>(),
+        collector_, nullptr, TickerProtocol::Clock::now);
 };
 
 TEST_F(EventBusTest, BatchesGoInOrderAndFailedOnesFirst) {
     const auto bus = makeBus(sampleEvents(1, 12));
-    server_.respond(TestAnswer{.status = 503, .headers = {}});
+    session_.respond(503);
     for (int attempt = 0; attempt < 2; ++attempt) {
         const auto result = dispatch(*bus);
         const auto* error = dynamic_cast<const RestClientError*>(result.error().get());
@@ -87,13 +93,13 @@ TEST_F(EventBusTest, BatchesGoInOrderAndFailedOnesFirst) {
         EXPECT_EQ(queued(), range(1, 12 + attempt));
         bus->enqueue(sampleEvent(13 + attempt), nullptr);
     }
-    server_.respond(TestAnswer());
+    session_.respond(200);
     for (const auto left : {4, 0}) {
         EXPECT_EQ(dispatch(*bus), DispatchResult::success());
         EXPECT_EQ(queued(), range(11, left));
     }
     EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
-    ASSERT_EQ(server_.requests().size(), 4U);
+    ASSERT_EQ(session_.requests().size(), 4U);
     for (std::size_t request = 0; request < 4; ++request)
         EXPECT_EQ(actions(request), request < 3 ? range(1, 10) : range(11, 4));
 }
@@ -102,10 +108,11 @@ TEST_F(EventBusTest, PostsAnEnvelopeWithTheIdentityHeaders) {
     const auto bus = makeBus(sampleEvents(1, 2));
     controlTime_.value += 25'009'999;
     EXPECT_EQ(dispatch(*bus), DispatchResult::success());
-    const auto request = server_.requests().at(0);
-    EXPECT_EQ(request.method + " " + request.target, "POST /event");
-    EXPECT_EQ(request.header("Content-Type"), "application/json");
-    EXPECT_EQ(request.header("User-Agent"), "agent");
+    const auto& request = session_.requests().at(0);
+    EXPECT_EQ(request.method + " " + request.url.string(), "POST http://qa.test/base/event");
+    EXPECT_TRUE(request.discardsBody);
+    EXPECT_EQ(session_.header(0, "Content-Type"), "application/json");
+    EXPECT_EQ(session_.header(0, "User-Agent"), "agent");
     auto posted = envelope(0);
     EXPECT_EQ(posted.at("actions").array().size(), 2U);
     posted.erase("actions");
@@ -124,14 +131,10 @@ TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
                               sampleEvent(4, otherAlice), sampleEvent(5), sampleEvent(6, {}),
                               sampleEvent(7, bob), sampleEvent(8), sampleEvent(9), sampleEvent(10),
                               sampleEvent(11, bob)});
-    server_.respond([&](const RecordedRequest& request) {
-        const auto cookie = request.header("Cookie");
-        return TestAnswer{.status = cookie == "GST=alice;" ? 401
-                                    : cookie == "GST=bob;" ? 503
-                                                           : 200};
+    session_.respond([&](const URLRequest&, const URLSession::Completion& done) {
+        const auto cookie = session_.header(session_.requests().size() - 1, "Cookie");
+        done(URLResponse{cookie == "GST=alice;" ? 401 : cookie == "GST=bob;" ? 503 : 200, {}});
     });
-    auto& ledger = Ledger::shared();
-    const Numbers before{ledger.batchesFailed, ledger.batchesDelivered, ledger.delivered};
     const auto result = dispatch(*bus);
     EXPECT_EQ(dynamic_cast<const RestClientError&>(*result.error()).statusCode(), 401);
     const std::pair<Numbers, std::optional<std::string>> expected[] = {
@@ -141,17 +144,17 @@ TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
         {{5, 8, 9, 10}, {}},
         {{6}, {}},
     };
-    ASSERT_EQ(server_.requests().size(), std::size(expected));
+    ASSERT_EQ(session_.requests().size(), std::size(expected));
     for (std::size_t request = 0; request < std::size(expected); ++request) {
         EXPECT_EQ(actions(request), expected[request].first);
-        EXPECT_EQ(server_.requests()[request].header("Cookie"), expected[request].second);
+        EXPECT_EQ(session_.header(request, "Cookie"), expected[request].second);
         EXPECT_EQ(envelope(request).at("zentaraDispatchNumber"), request + 1);
     }
     EXPECT_EQ(queued(), (Numbers{1, 2, 3, 7, 11}));
-    EXPECT_EQ(ledger.batchesFailed - before[0], 2);
-    EXPECT_EQ(ledger.batchesDelivered - before[1], 3);
-    EXPECT_EQ(ledger.delivered - before[2], 6);
-    EXPECT_EQ(ledger.underWay, 0);
+    EXPECT_EQ(ledger_.batchesFailed, 2);
+    EXPECT_EQ(ledger_.batchesDelivered, 3);
+    EXPECT_EQ(ledger_.delivered, 6);
+    EXPECT_EQ(ledger_.underWay, 0);
     bus->stopDispatching();
     EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
     EXPECT_TRUE(isFailing(Component::delivery)) << "the queue is not empty";
@@ -160,15 +163,14 @@ TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
 TEST_F(EventBusTest, AtTheEndWhatIsNotDeliveredIsPutBack) {
     const auto bus = makeBus({sampleEvent(1), sampleEvent(2, {}), sampleEvent(3),
                               sampleEvent(4, {{"type", "GST"}, {"token", "carol"}})});
-    server_.respond([&](const RecordedRequest& request) {
-        const auto sent = parseJSON(request.body)->at("zentaraDispatchNumber");
-        if (sent == 2) bus->stopDispatching();
-        return TestAnswer();
+    session_.respond([&](const URLRequest&, const URLSession::Completion& done) {
+        if (session_.requests().size() == 2) bus->stopDispatching();
+        done(URLResponse{200, {}});
     });
     EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
-    EXPECT_EQ(server_.requests().size(), 2U);
+    EXPECT_EQ(session_.requests().size(), 2U);
     EXPECT_EQ(queued(), (Numbers{2, 4}));
-    EXPECT_EQ(Ledger::shared().underWay, 0);
+    EXPECT_EQ(ledger_.underWay, 0);
 }
 
 TEST_F(EventBusTest, DoesNotTouchTheQueueBeforeItMaySend) {
@@ -179,10 +181,10 @@ TEST_F(EventBusTest, DoesNotTouchTheQueueBeforeItMaySend) {
     };
     identity_->removeLoggedUser();
     EXPECT_EQ(dispatch(*bus), failure(Case::idManagerNotReady));
-    ClientSettingsAccess::setCurrent(nullptr);
+    const auto settings = std::exchange(settings_, nullptr);
     EXPECT_EQ(dispatch(*bus), failure(Case::clientNotInitialized));
-    EXPECT_TRUE(server_.requests().empty());
-    TestHost::configure();
+    EXPECT_TRUE(session_.requests().empty());
+    settings_ = settings;
     identity_->setLoggedUser(UserTokenType::guest, "user");
     EXPECT_EQ(dispatch(*bus), DispatchResult::success());
     EXPECT_EQ(actions(0), range(1, 2));

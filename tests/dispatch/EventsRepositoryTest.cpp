@@ -100,7 +100,7 @@ TEST(EventsUnderWayTest, KillBetweenWritesLosesAndRepeatsNothing) {
             batches.erase(batch);
         } else if (what == 3) {
             repository->add(sampleEvent(number),
-                            [&](const auto& result) { isSaved = result.event() != nullptr; });
+                            [&](const auto& result) { isSaved = result.ok(); });
         }
         expectWantedAtEachMoment("step " + std::to_string(what));
         if (isSaved) wanted.insert(number);

@@ -21,7 +21,7 @@ void writeEverything() {
         counts, "queue", [&tasks](auto, auto task) { tasks.push_back(std::move(task)); });
     for (std::int64_t number = 1; number <= 6; ++number) {
         if (number == 4) static_cast<void>(queue->take(1));
-        queue->add(sampleEvent(number), [](const auto& result) { EXPECT_TRUE(result.event()); });
+        queue->add(sampleEvent(number), [](const auto& result) { EXPECT_TRUE(result.ok()); });
         for (const auto& task : std::exchange(tasks, {}))
             task();
     }

@@ -47,7 +47,8 @@ class QueueHistory {
                 background_.push_back(std::move(work));
             });
         storage->recover();
-        queue_ = std::make_unique<EventsRepository>(maxEvents, std::move(storage));
+        queue_ = std::make_unique<EventsRepository>(maxEvents, std::move(storage),
+                                                    Ledger::shared().queue);
     }
 
     void takeStep() {
@@ -85,7 +86,7 @@ class QueueHistory {
         const auto length = upTo(40) == 0 ? 30'000 : upTo(upTo(longestText_));
         const auto event =
             sampleEvent(++last_, users[upTo(1)], {{"text", std::string(length, 'x') + "\\/\"é\n"}});
-        queue_->add(event, [](const auto& result) { EXPECT_TRUE(result.event()); });
+        queue_->add(event, [](const auto& result) { EXPECT_TRUE(result.ok()); });
         list_.push_back(event);
         if (static_cast<std::int64_t>(list_.size()) > maxEvents) list_.erase(list_.begin());
         saved_ = list_;

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <zentara/ZentaraClient.h>
-#include "facade/ClientSettingsAccess.h"
+#include "support/ClientSettingsAccess.h"
 
 namespace zentara {
 namespace {

@@ -6,10 +6,10 @@
 #include <cmath>
 #include <ctime>
 
-#include "facade/ClientSettingsAccess.h"
 #include "model/EventDecoder.h"
 #include "support/Books.h"
 #include "support/ClientCalls.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/Services.h"

@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
+
 #include "dispatch/storage/FileStorage.h"
-#include "facade/ClientSettingsAccess.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
+#include "support/RecordingSession.h"
 #include "support/TestHost.h"
-#include "support/TestServer.h"
-#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
@@ -17,22 +17,20 @@ using namespace test;
 
 class ZentaraIDManagerTest : public testing::Test {
   protected:
-    ZentaraIDManagerTest() { TestHost::useServer(server_.url("/base")); }
-
     std::shared_ptr<ZentaraIDManager> makeManager() {
         return ZentaraIDManager::create(
             "agent", std::make_unique<FileStorage<Token>>("token"),
-            std::make_unique<ManualTicker>(ticker_), [ready = ready_] { ready->notify(); },
-            [now = now_] { return *now; });
+            std::make_unique<ManualTicker>(ticker_),
+            {[this] { return settings_; },
+             [](auto) { return URL::parse("http://id.test/base").value(); }, RestClient(session_)},
+            [this] { ++ready_; }, [this] { return now_; });
     }
 
-    void answer(std::string body, int status = 200) {
-        server_.respond(TestAnswer{.status = status, .body = std::move(body), .headers = {}});
-    }
-
-    /// What one fetch reports.
+    /// What one fetch reports; nothing when it reports nothing.
     static std::optional<std::string> fetch(ZentaraIDManager& manager) {
-        return valueFrom<std::string>([&](auto done) { manager.start(done); });
+        std::optional<std::string> reported;
+        manager.start([&](const std::string& hsid) { reported = hsid; });
+        return reported;
     }
 
     static std::optional<std::string> cookieOf(const ZentaraIDManager& manager,
@@ -45,58 +43,59 @@ class ZentaraIDManagerTest : public testing::Test {
     static constexpr const char* whole = R"({"qvn_uid":"t1","qvn_uid_public":"p1","hsid":"h1"})";
 
     TestHost host_;
+    RecordingSession session_;
+    std::shared_ptr<const ClientSettings> settings_ = ClientSettings::current();
     ManualTicker ticker_;
-    std::shared_ptr<TickerProtocol::Clock::time_point> now_ =
-        std::make_shared<TickerProtocol::Clock::time_point>();
-    std::shared_ptr<Signal> ready_ = std::make_shared<Signal>();
-    TestServer server_;
+    TickerProtocol::Clock::time_point now_;
+    int ready_ = 0;
 };
 
 TEST_F(ZentaraIDManagerTest, FetchesStoresAndRenewsTheAnonymousToken) {
-    answer(whole);
+    session_.respond(200, whole);
     const auto manager = makeManager();
     EXPECT_FALSE(manager->isReady());
     EXPECT_EQ(fetch(*manager), "h1");
     EXPECT_TRUE(manager->isReady());
-    EXPECT_EQ(ready_->count(), 1U);
+    EXPECT_EQ(ready_, 1);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
 
     // A token that cannot be stored serves this run.
     std::filesystem::create_directories(host_.file(".token.new"));
-    answer(R"({"qvn_uid":"t2","qvn_uid_public":"p2","hsid":"h2"})");
+    session_.respond(200, R"({"qvn_uid":"t2","qvn_uid_public":"p2","hsid":"h2"})");
     EXPECT_EQ(fetch(*manager), "h2");
     EXPECT_TRUE(isFailing(Component::storage));
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t2;hsid=h2;");
     EXPECT_EQ(contentsOf(host_.file("token")),
               R"([{"type":"qvn_uid","value":"t1","publicValue":"p1"}])");
 
-    const auto requests = server_.requests();
-    EXPECT_EQ(requests.at(0).method + " " + requests.at(0).target, "GET /base/id");
-    EXPECT_EQ(requests.at(0).header("Cookie"), std::nullopt);
-    EXPECT_EQ(requests.at(1).header("Cookie"), "qvn_uid=t1;");
+    const auto& request = session_.requests().at(0);
+    EXPECT_EQ(request.method + " " + request.url.string(), "GET http://id.test/base/id");
+    EXPECT_EQ(session_.header(0, "Cookie"), std::nullopt);
+    EXPECT_EQ(session_.header(1, "Cookie"), "qvn_uid=t1;");
 }
 
 TEST_F(ZentaraIDManagerTest, StartsWithTheStoredToken) {
     writeTo(host_.file("token"), R"([{"type":"qvn_uid","value":"t0","publicValue":"p0"},)"
                                  R"({"type":"qvn_uid","value":"x","publicValue":"y"}])");
     const auto manager = makeManager();
-    EXPECT_EQ(ready_->count(), 1U);
+    EXPECT_EQ(ready_, 1);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t0;");
 }
 
 TEST_F(ZentaraIDManagerTest, AFailedFetchReportsAnEmptySession) {
     const auto manager = makeManager();
-    answer("{}", 500);
+    session_.respond(500);
     EXPECT_EQ(fetch(*manager), "");
-    answer("[]");
+    session_.respond(200, "[]");
     EXPECT_EQ(fetch(*manager), "") << "not an object";
-    answer(R"({"qvn_uid_public":"p3","hsid":"h3"})");
+    session_.respond(200, R"({"qvn_uid_public":"p3","hsid":"h3"})");
     EXPECT_EQ(fetch(*manager), "h3");
     EXPECT_EQ(lastFailure(Component::identity).text,
-              "request to 'localhost' failed: the answer holds no anonymous token");
-    ClientSettingsAccess::setCurrent(nullptr);
+              "request to 'id.test' failed: the answer holds no anonymous token");
+    settings_ = nullptr;
     EXPECT_EQ(fetch(*manager), "");
-    EXPECT_EQ(server_.requests().size(), 3U) << "without settings there is none";
+    EXPECT_EQ(lastFailure(Component::identity).text, "the library is not configured");
+    EXPECT_EQ(session_.requests().size(), 3U) << "without settings there is none";
 }
 
 TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {
@@ -106,54 +105,52 @@ TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {
         {R"({"hsid":"h2"})", "qvn_uid=t1;hsid=h2;"},
     };
     for (const auto& [response, cookie] : cookies) {
-        answer(whole);
+        session_.respond(200, whole);
         const auto manager = makeManager();
         ASSERT_EQ(fetch(*manager), "h1");
-        answer(response);
+        session_.respond(200, response);
         manager->start(nullptr);
-        EXPECT_TRUE(eventually([&, wanted = cookie] { return cookieOf(*manager) == wanted; }))
-            << response;
+        EXPECT_EQ(cookieOf(*manager), cookie) << response;
     }
 }
 
 TEST_F(ZentaraIDManagerTest, AHangingFetchIsSharedForItsInterval) {
-    Signal release;
-    server_.respond([&](const RecordedRequest&) {
-        EXPECT_TRUE(release.waitFor());
-        return TestAnswer{.body = R"({"qvn_uid":"t9","qvn_uid_public":"p9"})", .headers = {}};
+    std::deque<URLSession::Completion> hanging;
+    session_.respond([&](const URLRequest&, URLSession::Completion done) {
+        hanging.push_back(std::move(done));
     });
-    auto manager = makeManager();
-    const auto hsids = std::make_shared<Mailbox<std::string>>();
-    const auto note = [hsids](const std::string& hsid) {
-        hsids->put(hsid);
+    const auto end = [&](std::size_t index, int status, const char* body) {
+        hanging.at(index)(URLResponse{status, body});
+    };
+    const auto manager = makeManager();
+    std::vector<std::string> hsids;
+    const auto note = [&](const std::string& hsid) {
+        hsids.push_back(hsid);
     };
     EXPECT_EQ(ticker_.runningInterval(), 5.0);
     ticker_.fire();
-    EXPECT_TRUE(server_.waitForRequest());
-    *now_ += std::chrono::milliseconds(4000);
+    now_ += std::chrono::milliseconds(4499);
     manager->start(note);
-
-    answer("{}", 500);
-    *now_ += std::chrono::milliseconds(999);
+    EXPECT_EQ(hanging.size(), 1U);
+    now_ += std::chrono::milliseconds(1);
     ticker_.fire();
-    EXPECT_TRUE(eventually([&] { return manager.use_count() == 2; })) << "by the first fetch";
+    manager->start(note);
+    EXPECT_EQ(hanging.size(), 2U);
+    end(1, 500, "{}");
     EXPECT_TRUE(ticker_.isRunning());
-    manager->start(note);
-    EXPECT_EQ(hsids->waitFor(), "") << "a failure is for its own callers";
+    EXPECT_EQ(hsids, std::vector<std::string>{""}) << "a failure is for its own callers";
 
-    answer(whole);
     ticker_.fire();
-    EXPECT_EQ(hsids->waitFor(1), "h1") << "the first success serves all";
-    EXPECT_TRUE(eventually([&] { return !ticker_.isRunning(); }));
-    EXPECT_EQ(server_.requests().size(), 4U);
-    release.notify();
-    EXPECT_TRUE(eventually([&] { return manager.use_count() == 1; }));
+    end(2, 200, whole);
+    EXPECT_EQ(hsids, (std::vector<std::string>{"", "h1"})) << "the first success serves all";
+    EXPECT_FALSE(ticker_.isRunning());
+    end(0, 200, R"({"qvn_uid":"t9","qvn_uid_public":"p9"})");
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;") << "a second identity came too late";
-    EXPECT_EQ(hsids->values().size(), 2U);
+    EXPECT_EQ(hsids.size(), 2U);
 }
 
 TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
-    answer(whole);
+    session_.respond(200, whole);
     const auto manager = makeManager();
     ASSERT_EQ(fetch(*manager), "h1");
     manager->setAdvertisingId("ad/1");
@@ -173,11 +170,11 @@ TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
     manager->setAdvertisingId(odd);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;ADVERTISING_ID=" + odd + ";");
     manager->removeAdvertisingId();
-    answer(R"({"qvn_uid":"t;hsid=forged","qvn_uid_public":"p","hsid":"h\r\nX: 1"})");
+    session_.respond(200, R"({"qvn_uid":"t;hsid=forged","qvn_uid_public":"p","hsid":"h\r\nX: 1"})");
     ASSERT_TRUE(fetch(*manager));
     EXPECT_EQ(cookieOf(*manager), std::nullopt);
     ASSERT_TRUE(fetch(*manager));
-    EXPECT_EQ(server_.requests().at(2).header("Cookie"), std::nullopt);
+    EXPECT_EQ(session_.header(2, "Cookie"), std::nullopt);
 }
 
 }  // namespace

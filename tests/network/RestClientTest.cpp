@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <memory>
 
 #include "json/JSONParser.h"
-#include "network/RestClientError.h"
+#include "network/CurlSession.h"
 #include "network/URLRequestBuilder.h"
+#include "support/NoDestructor.h"
 #include "support/PlatformError.h"
 #include "support/RawServer.h"
 #include "support/WaitFor.h"
@@ -15,39 +15,30 @@
 namespace zentara {
 namespace {
 
-using test::Mailbox;
 using test::RawServer;
+using Case = RestClientError::Case;
 
-/// What a data request ends with, and what becomes of it as JSON.
-struct Outcome {
-    std::optional<std::string> body;
-    ErrorRef error;
-    JSONObject object;
-    ErrorRef objectError;
-};
-
-Outcome data(URLRequest request) {
-    const auto results = std::make_shared<Mailbox<Outcome>>();
-    RestClient::shared().dataRequest(
-        std::move(request), [results](const std::optional<std::string>& body, ErrorRef error) {
-            RestClient::shared().decodeJSON(
-                body, error, [&](const JSONObject& object, ErrorRef objectError) {
-                    results->put({body, error, object, std::move(objectError)});
-                });
-        });
-    return results->waitFor().value();
+RestClient client() {
+    static NoDestructor<CurlSession> session([] { return std::string(); }, runAtExit);
+    return RestClient(*session);
 }
 
-ErrorRef status(URLRequest request) {
-    const auto results = std::make_shared<Mailbox<ErrorRef>>();
-    RestClient::shared().statusRequest(std::move(request),
-                                       [results](ErrorRef error) { results->put(error); });
-    return results->waitFor().value();
+Result<std::string> data(URLRequest request) {
+    return test::valueFrom<Result<std::string>>(
+               [&](auto done) { client().dataRequest(std::move(request), done); })
+        .value();
+}
+
+Status status(URLRequest request) {
+    return test::valueFrom<Status>(
+               [&](auto done) { client().statusRequest(std::move(request), done); })
+        .value();
 }
 
 /// The description of a `RestClientError`, "network" for an error of the network, "" for none.
-std::string name(const ErrorRef& error) {
-    if (!error) return "";
+std::string name(const Status& status) {
+    if (status.ok()) return "";
+    const auto& error = status.error();
     if (dynamic_cast<const RestClientError*>(error.get()) != nullptr) return error->description();
     if (dynamic_cast<const JSONError*>(error.get()) != nullptr) return "json";
     const auto& failure = dynamic_cast<const PlatformError&>(*error);
@@ -55,9 +46,9 @@ std::string name(const ErrorRef& error) {
 }
 
 TEST(RestClientTest, JudgesAnswersByTheirBody) {
-    const std::string noBody = RestClientError::unexpectedBodyFormat().description();
-    const std::string noHTTP = RestClientError::unexpectedResponseFormat().description();
-    const std::string noObject = RestClientError::invalidJSONFormat().description();
+    const std::string noBody = RestClientError(Case::unexpectedBodyFormat).description();
+    const std::string noHTTP = RestClientError(Case::unexpectedResponseFormat).description();
+    const std::string noObject = RestClientError(Case::invalidJSONFormat).description();
     const auto with = [](const std::string& body) {
         return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
                body;
@@ -82,11 +73,12 @@ TEST(RestClientTest, JudgesAnswersByTheirBody) {
     for (const auto& each : cases) {
         RawServer server(RawServer::answer(each.answer));
         const URLRequest request = URLRequestBuilder(server.url()).build();
-        const auto outcome = data(request);
-        EXPECT_EQ(outcome.body, each.body) << each.answer;
-        EXPECT_EQ(name(outcome.error), each.error) << each.answer;
-        EXPECT_EQ(outcome.object, each.object) << each.answer;
-        EXPECT_EQ(name(outcome.objectError), each.objectError) << each.answer;
+        const auto body = data(request);
+        EXPECT_EQ(name(body.status()), each.error) << each.answer;
+        EXPECT_EQ(body.ok() ? std::optional(*body) : std::nullopt, each.body) << each.answer;
+        const auto object = RestClient::decodeJSON(body);
+        EXPECT_EQ(name(object.status()), each.objectError) << each.answer;
+        EXPECT_EQ(object.ok() ? *object : JSONObject(), each.object) << each.answer;
         EXPECT_EQ(name(status(request)), each.statusError) << each.answer;
     }
 }
@@ -104,10 +96,10 @@ TEST(RestClientTest, OnlyAStatusOfTheSecondClassIsSuccess) {
         if (code >= 200 && code < 300) {
             expected = "";
         } else if (code != 100 && code != 102 && code != 103) {
-            expected = RestClientError::unexpectedStatusCode(code).description();
+            expected = RestClientError(Case::unexpectedStatusCode, code).description();
         }
         EXPECT_EQ(name(status(request)), expected) << code;
-        EXPECT_TRUE(expected.empty() || name(data(request).error) == expected) << code;
+        EXPECT_TRUE(expected.empty() || name(data(request).status()) == expected) << code;
     }
 }
 

@@ -10,13 +10,14 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::Pair;
+using Headers = decltype(URLRequestBuilder::headers);
 
 const URL url = URL::parse("http://localhost/id").value();
 
 TEST(URLRequestBuilderTest, CookiesGoBeforeTheCookieHeader) {
     const struct {
         JSONObject cookies;
-        HeaderFields headers;
+        Headers headers;
         std::string expected;
     } cases[] = {
         {{{"a", "abc"}}, {}, "a=abc;"},
@@ -38,7 +39,7 @@ TEST(URLRequestBuilderTest, CookiesGoBeforeTheCookieHeader) {
         description.cookies = each.cookies;
         description.headers = each.headers;
         EXPECT_THAT(description.build().headers, ElementsAre(Pair("Cookie", each.expected)));
-        EXPECT_EQ(description.headers, (HeaderFields{{"Cookie", each.expected}}));
+        EXPECT_EQ(description.headers, (Headers{{"Cookie", each.expected}}));
     }
 }
 

@@ -6,22 +6,21 @@
 
 #include <cstdlib>
 #include <memory>
-#include <optional>
 
-#include "network/URLSession.h"
+#include "network/CurlSession.h"
+#include "support/NoDestructor.h"
 #include "support/WaitFor.h"
 
 namespace {
 
 using namespace zentara;
 
-void keepAsking(const URL& url, const std::shared_ptr<test::Signal>& answers) {
-    URLSession::shared().start(
-        URLRequest{url, "POST", {}, "{}"},
-        [url, answers](const std::optional<URLResponse>& response, const ErrorRef&) {
-            if (response) answers->notify();
-            keepAsking(url, answers);
-        });
+void keepAsking(URLSession& session, const URL& url, const std::shared_ptr<test::Signal>& answers) {
+    session.start(URLRequest{url, "POST", {}, "{}"},
+                  [&session, url, answers](const Result<URLResponse>& response) {
+                      if (response.ok()) answers->notify();
+                      keepAsking(session, url, answers);
+                  });
 }
 
 }  // namespace
@@ -30,11 +29,11 @@ int main(int argc, char** argv) {
     if (argc != 5) return 2;
     // An end that hangs is an end by this signal.
     ::alarm(20);
-    URLSession::shared().setCertificateAuthorityFile(argv[3]);
+    static NoDestructor<CurlSession> session([file = argv[3]] { return file; }, runAtExit);
     const auto answers = std::make_shared<test::Signal>();
     for (int i = 0; i < 4; ++i) {
-        keepAsking(URL::parse(argv[1]).value(), answers);
-        keepAsking(URL::parse(argv[2]).value(), answers);
+        keepAsking(*session, URL::parse(argv[1]).value(), answers);
+        keepAsking(*session, URL::parse(argv[2]).value(), answers);
     }
     return answers->waitFor(std::strtoul(argv[4], nullptr, 10)) ? 0 : 3;
 }

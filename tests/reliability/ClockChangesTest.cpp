@@ -6,7 +6,7 @@
 #include <random>
 
 #include <zentara/ZentaraClient.h>
-#include "facade/ClientSettingsAccess.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/Files.h"
 #include "support/Services.h"
 #include "support/TestHost.h"

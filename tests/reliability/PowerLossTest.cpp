@@ -165,7 +165,7 @@ class History {
         accepted_ = flushed_;
         const auto append = [&] {
             accepted_.insert(++last);
-            queue->add(sampleEvent(last), [](const auto& result) { EXPECT_TRUE(result.event()); });
+            queue->add(sampleEvent(last), [](const auto& result) { EXPECT_TRUE(result.ok()); });
         };
         const auto settle = [&](const std::vector<InternalEvent>& batch) {
             for (const auto number : numbersOf(batch)) {

@@ -102,7 +102,7 @@ TEST_F(QueueOpeningTest, UnreadFileIsTakenInByTheNextStart) {
         disk_.fail({{{DiskCall::open, DiskCall::openToRead}, EMFILE}});
         const auto queue = open();
         disk_.fail({});
-        queue->add(sampleEvent(4), [](const auto& result) { EXPECT_TRUE(result.event()); });
+        queue->add(sampleEvent(4), [](const auto& result) { EXPECT_TRUE(result.ok()); });
         EXPECT_EQ(contentsOf(host_.file("queue")), fileOf(sampleEvents(4, 1))) << name;
         ASSERT_EQ(putBy().size(), 1U) << name;
         std::filesystem::copy(host_.file(*putBy().begin()), host_.file("copy"));

@@ -15,8 +15,8 @@
 #include <vector>
 
 #include <zentara/ZentaraClient.h>
-#include "facade/ClientSettingsAccess.h"
 #include "support/Books.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/HostSetUp.h"
 #include "support/WaitFor.h"
 

@@ -6,8 +6,9 @@
 #include <thread>
 
 #include "dispatch/storage/SchemasStorage.h"
-#include "facade/ClientSettingsAccess.h"
+#include "facade/ZentaraClientBuilder.h"
 #include "schemas/SchemasServiceApi.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
 #include "support/TestHost.h"
@@ -24,12 +25,12 @@ class SchemasProviderTest : public testing::Test {
     SchemasProviderTest() { TestHost::useServer(server_.url()); }
 
     std::shared_ptr<SchemasProvider> makeProvider() {
-        return SchemasProvider::create(std::make_unique<SchemasStorage>("schemas"),
-                                       std::make_unique<ManualTicker>(ticker_),
-                                       std::make_unique<SchemasServiceApi>(),
-                                       [reports = reports_](ZentaraClientErrorRef error) {
-                                           reports->put(error ? error->what() : "ready");
-                                       });
+        return SchemasProvider::create(
+            std::make_unique<SchemasStorage>("schemas"), std::make_unique<ManualTicker>(ticker_),
+            std::make_unique<SchemasServiceApi>(ZentaraClientBuilder::schemasService()),
+            ClientSettings::current, [reports = reports_](ZentaraClientErrorRef error) {
+                reports->put(error ? error->what() : "ready");
+            });
     }
 
     /// What it reports, the `index`th time in all, after an answer of the service.
@@ -124,7 +125,9 @@ TEST_F(SchemasProviderTest, ALateFailureDoesNotUndoASuccess) {
     release.notify();
     // The next exchange ends after the late one, whose report would have come first.
     const auto done = std::make_shared<Signal>();
-    SchemasServiceApi().fetch([done](const auto&, const ErrorRef&) { done->notify(); });
+    SchemasServiceApi(ZentaraClientBuilder::schemasService()).fetch([done](const auto&) {
+        done->notify();
+    });
     ASSERT_TRUE(done->waitFor());
     EXPECT_EQ(reports_->values().size(), 1U);
 }

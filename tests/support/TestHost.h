@@ -7,7 +7,7 @@
 #include <zentara/ClientSettings.h>
 #include <zentara/HostApplication.h>
 #include <zentara/ZentaraEndpoints.h>
-#include "facade/ClientSettingsAccess.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/TemporaryDirectory.h"
 
 namespace zentara::test {

@@ -71,10 +71,13 @@ void takeInFilesPutBy(EventsRepository& queue, const std::string& name) {
         if (stored.state == State::missing) removeFile(leftover);
         if (stored.state != State::list) continue;
         // Undone if the file stays, as the next start would repeat what is delivered until then.
-        report(leftover, queue.restore(stored.decoded.events, [&] {
-            auto error = flush(queueFile);
-            return error ? error : removeQueueFile(leftover);
-        }));
+        report(leftover, queue
+                             .restore(stored.decoded.events,
+                                      [&] {
+                                          auto error = flush(queueFile);
+                                          return error ? error : removeQueueFile(leftover);
+                                      })
+                             .error());
     }
 }
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "platform/posix/ForkedDescriptors.h"
@@ -37,7 +38,7 @@ void watchForks() {
 
 struct ExitWork {
     Mutex mutex;
-    std::vector<void (*)()> work ZENTARA_GUARDED_BY(mutex);
+    std::vector<std::function<void()>> work ZENTARA_GUARDED_BY(mutex);
 };
 
 ExitWork& exitWork() {
@@ -48,11 +49,11 @@ ExitWork& exitWork() {
 void runLatest() {
     // Checked first, because the lock may have been held at the fork.
     if (isForkedChild()) return;
-    void (*latest)() = nullptr;
+    std::function<void()> latest;
     {
         const MutexLock lock(exitWork().mutex);
         if (exitWork().work.empty()) return;
-        latest = exitWork().work.back();
+        latest = std::move(exitWork().work.back());
         exitWork().work.pop_back();
     }
     latest();
@@ -84,10 +85,10 @@ void keepInForkedChildren(int descriptor) noexcept {
     }
 }
 
-void runAtExit(void (*work)()) {
+void runAtExit(std::function<void()> work) {
     {
         const MutexLock lock(exitWork().mutex);
-        exitWork().work.push_back(work);
+        exitWork().work.push_back(std::move(work));
     }
     // An entry for each, so that the order among other libraries' handlers is that of registration.
     std::atexit(runLatest);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -7,6 +8,9 @@
 #include <zentara/ClientSettings.h>
 
 namespace zentara {
+
+/// Gives a component the settings in force at the moment of use; null means not configured.
+using SettingsSource = std::function<std::shared_ptr<const ClientSettings>()>;
 
 /// Writes the settings of the process. Any thread.
 struct ClientSettingsAccess {

@@ -1,8 +1,8 @@
-#include "facade/ClientSettings.h"
+#include "support/ClientSettings.h"
 
 #include <utility>
 
-#include "facade/ClientSettingsAccess.h"
+#include "support/ClientSettingsAccess.h"
 #include "support/Diagnostics.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
@@ -21,19 +21,8 @@ SettingsRecord& record() {
     return *instance;
 }
 
-}  // namespace
-
-std::optional<ZentaraEnvironment> zentaraEnvironment(std::int64_t rawValue) noexcept {
-    if (rawValue < 0 || rawValue > 1) return std::nullopt;
-    return static_cast<ZentaraEnvironment>(rawValue);
-}
-
-std::optional<UserTokenType> userTokenType(std::int64_t rawValue) noexcept {
-    if (rawValue < 0 || rawValue > 2) return std::nullopt;
-    return static_cast<UserTokenType>(rawValue);
-}
-
-std::string userTokenTypeName(UserTokenType type) {
+/// The kinds of token and their names. Null for another value.
+const char* nameOf(UserTokenType type) noexcept {
     switch (type) {
         case UserTokenType::qvnId:
             return "QVNID";
@@ -42,6 +31,28 @@ std::string userTokenTypeName(UserTokenType type) {
         case UserTokenType::externalId:
             return "EXT_ID";
     }
+    return nullptr;
+}
+
+}  // namespace
+
+std::optional<ZentaraEnvironment> zentaraEnvironment(std::int64_t rawValue) noexcept {
+    const auto environment = static_cast<ZentaraEnvironment>(rawValue);
+    switch (environment) {
+        case ZentaraEnvironment::production:
+        case ZentaraEnvironment::qa:
+            return environment;
+    }
+    return std::nullopt;
+}
+
+std::optional<UserTokenType> userTokenType(std::int64_t rawValue) noexcept {
+    const auto type = static_cast<UserTokenType>(rawValue);
+    return nameOf(type) == nullptr ? std::nullopt : std::optional(type);
+}
+
+std::string userTokenTypeName(UserTokenType type) {
+    if (const char* const name = nameOf(type)) return name;
     fatalError("a logged user has a token type without a name: " +
                std::to_string(static_cast<std::int64_t>(type)));
 }

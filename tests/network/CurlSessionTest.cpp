@@ -1,4 +1,4 @@
-#include "network/URLSession.h"
+#include "network/CurlSession.h"
 
 #include <curl/curl.h>
 #include <dlfcn.h>
@@ -11,6 +11,7 @@
 #include <string_view>
 #include <thread>
 
+#include "support/NoDestructor.h"
 #include "support/PlatformError.h"
 #include "support/RawServer.h"
 #include "support/TestServer.h"
@@ -48,6 +49,13 @@ using test::RawServer;
 using test::Signal;
 using test::TestServer;
 
+std::string authorityFile;
+
+URLSession& session() {
+    static NoDestructor<CurlSession> session([] { return authorityFile; }, runAtExit);
+    return *session;
+}
+
 std::string failed(CURLcode code) {
     return "error " + std::to_string(code);
 }
@@ -56,23 +64,21 @@ std::string failed(CURLcode code) {
 std::string run(const URLRequest& request) {
     const auto ends = std::make_shared<Mailbox<std::string>>();
     const std::string beginning = "request to '" + request.url.host() + "' failed: ";
-    URLSession::shared().start(
-        request,
-        [ends, beginning](const std::optional<URLResponse>& response, const ErrorRef& error) {
-            EXPECT_NE(response.has_value(), error != nullptr) << "exactly one of them";
-            std::string end = "no status";
-            if (const auto* failure = dynamic_cast<const PlatformError*>(error.get())) {
-                EXPECT_EQ(failure->domain(), PlatformError::Domain::network);
-                const std::string text = failure->description();
-                EXPECT_TRUE(text.starts_with(beginning)) << text;
-                EXPECT_EQ(text.find("secret"), std::string::npos) << text;
-                end = failed(static_cast<CURLcode>(failure->code()));
-            } else if (response) {
-                if (response->statusCode) end = std::to_string(*response->statusCode);
-                if (response->body) end += " " + *response->body;
-            }
-            ends->put(end);
-        });
+    session().start(request, [ends, beginning](const Result<URLResponse>& response) {
+        std::string end = "no status";
+        if (response.ok()) {
+            if (response->statusCode) end = std::to_string(*response->statusCode);
+            if (response->body) end += " " + *response->body;
+        } else {
+            const auto& failure = dynamic_cast<const PlatformError&>(*response.error());
+            EXPECT_EQ(failure.domain(), PlatformError::Domain::network);
+            const std::string text = failure.description();
+            EXPECT_TRUE(text.starts_with(beginning)) << text;
+            EXPECT_EQ(text.find("secret"), std::string::npos) << text;
+            end = failed(static_cast<CURLcode>(failure.code()));
+        }
+        ends->put(end);
+    });
     return ends->waitFor().value_or("no completion");
 }
 
@@ -83,7 +89,7 @@ URLRequest get(const URL& url) {
     return {URL::parse(text).value(), "GET", {{"Cookie", "qvn_uid=secret;"}}, {}};
 }
 
-TEST(URLSessionTest, AnswersAreTakenAsTheyComeOrNotAtAll) {
+TEST(CurlSessionTest, AnswersAreTakenAsTheyComeOrNotAtAll) {
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     const std::string chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
     const std::string provisional = "HTTP/1.1 100 Continue\r\n\r\n";
@@ -124,7 +130,7 @@ std::string kindOf(const std::string& end) {
     return end.starts_with("error ") ? "broken off" : end;
 }
 
-TEST(URLSessionTest, NoServerHoldsARequestUpOrFillsTheMemory) {
+TEST(CurlSessionTest, NoServerHoldsARequestUpOrFillsTheMemory) {
     constexpr milliseconds soon(50);
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     const std::string large(1024 * 1024, 'x');
@@ -166,7 +172,7 @@ TEST(URLSessionTest, NoServerHoldsARequestUpOrFillsTheMemory) {
     }
 }
 
-TEST(URLSessionTest, ServersThatCannotBeReachedAreErrorsInTime) {
+TEST(CurlSessionTest, ServersThatCannotBeReachedAreErrorsInTime) {
     const int refusing = RawServer(RawServer::silence()).port();
     RawServer silent(RawServer::silence());
     RawServer plain([](RawConnection& connection) { connection.send("HTTP/1.1 400 No\r\n\r\n"); });
@@ -204,7 +210,7 @@ std::string sent(const std::string& method, const decltype(URLRequest::headers)&
     return text.replace(text.find(port), port.size(), "PORT");
 }
 
-TEST(URLSessionTest, SendsWhatItWasGivenAndNoMoreThanItMust) {
+TEST(CurlSessionTest, SendsWhatItWasGivenAndNoMoreThanItMust) {
     const std::string start = " /p?q=1 HTTP/1.1\r\nHost: 127.0.0.1:PORT\r\n";
     const std::string encodings = start + "Accept-Encoding: deflate, gzip, br, zstd\r\n";
     EXPECT_EQ(sent("GET", {}), "GET" + encodings + "\r\n");
@@ -229,7 +235,7 @@ TEST(URLSessionTest, SendsWhatItWasGivenAndNoMoreThanItMust) {
               "POST" + encodings + "Content-Length: 3145728\r\n\r\n" + large);
 }
 
-TEST(URLSessionTest, ConnectionIsReusedUnlessResendIsPossible) {
+TEST(CurlSessionTest, ConnectionIsReusedUnlessResendIsPossible) {
     Signal opened;
     Signal closed;
     RawServer server([&](RawConnection& connection) {
@@ -244,7 +250,7 @@ TEST(URLSessionTest, ConnectionIsReusedUnlessResendIsPossible) {
     EXPECT_EQ(opened.count(), 3U);
 }
 
-TEST(URLSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
+TEST(CurlSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
     TestServer server;
     struct State {
         Signal served;
@@ -259,7 +265,7 @@ TEST(URLSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
         return test::TestAnswer{};
     });
     for (std::size_t i = 0; i < count; ++i) {
-        URLSession::shared().start(get(server.url()), [state](const auto&, const ErrorRef&) {
+        session().start(get(server.url()), [state](const auto&) {
             state->highest = std::max(state->highest.load(), ++state->inside);
             // Waits for all the others: a completion on the thread of the transfers, which then
             // stands still, would never see them.
@@ -272,14 +278,13 @@ TEST(URLSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
     EXPECT_EQ(state->highest, 1);
 }
 
-TEST(URLSessionTest, CertificatesAreVerified) {
+TEST(CurlSessionTest, CertificatesAreVerified) {
     const test::TestAuthority known;
     const test::TestAuthority unknown;
     TestServer good(known.issue());
     TestServer stranger(unknown.issue());
     TestServer otherName(known.issue({"collector.test"}));
     TestServer expired(known.issueExpired());
-    auto& session = URLSession::shared();
     const std::string refused = failed(CURLE_PEER_FAILED_VERIFICATION);
 
     // Other programs take their authorities from these.
@@ -289,19 +294,19 @@ TEST(URLSessionTest, CertificatesAreVerified) {
     EXPECT_EQ(run(get(good.url())), refused);
     for (const char* const name : variables)
         ::unsetenv(name);
-    session.setCertificateAuthorityFile(known.file());
+    authorityFile = known.file();
     EXPECT_EQ(run(get(good.url())), "200 {}");
     for (const TestServer* const server : {&stranger, &otherName, &expired}) {
         EXPECT_EQ(run(get(server->url())), refused);
         EXPECT_TRUE(server->requests().empty());
     }
-    session.setCertificateAuthorityFile("/nowhere/at/all.pem");
+    authorityFile = "/nowhere/at/all.pem";
     EXPECT_EQ(run(get(good.url())), failed(CURLE_SSL_CACERT_BADFILE));
-    session.setCertificateAuthorityFile({});
+    authorityFile.clear();
     EXPECT_EQ(run(get(good.url())), refused);
 }
 
-TEST(URLSessionTest, LoopbackHostsAreReachedWithoutTheProxy) {
+TEST(CurlSessionTest, LoopbackHostsAreReachedWithoutTheProxy) {
     TestServer proxy;
     RawServer server(RawServer::answer("HTTP/1.1 201 Yes\r\n\r\n"));
     ::setenv("http_proxy", proxy.url().string().c_str(), 1);

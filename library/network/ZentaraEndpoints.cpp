@@ -1,6 +1,5 @@
-#include "facade/ZentaraEndpoints.h"
+#include "network/ZentaraEndpoints.h"
 
-#include "network/URLSession.h"
 #include "support/Diagnostics.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
@@ -45,7 +44,6 @@ void ZentaraEndpoints::use(const ZentaraEndpoints& endpoints) {
     }
     const MutexLock lock(record().mutex);
     record().endpoints = endpoints;
-    URLSession::shared().setCertificateAuthorityFile(endpoints.certificateAuthorityFile);
 }
 
 ZentaraEndpoints ZentaraEndpoints::current() {

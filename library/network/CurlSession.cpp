@@ -1,0 +1,125 @@
+#include "network/CurlSession.h"
+
+#include <openssl/crypto.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <limits>
+#include <thread>
+#include <utility>
+
+#include "support/threads/DetachedThread.h"
+#include "support/threads/WorkerPool.h"
+
+namespace zentara {
+
+CurlSession::CurlSession(std::function<std::string()> authorityFile, ExitHook atExit)
+    : authorityFile_(std::move(authorityFile)), atExit_(atExit) {}
+
+void CurlSession::start(URLRequest request, Completion completion) {
+    const std::string scheme = request.url.scheme();
+    const bool isWeb = scheme == "http" || scheme == "https";
+    auto transfer =
+        std::make_unique<Transfer>(std::move(request), std::move(completion), authorityFile_());
+    {
+        const MutexLock lock(mutex_);
+        if (isWeb && hasThread()) waiting_.push_back(std::move(transfer));
+    }
+    if (transfer) {
+        complete(*transfer, isWeb ? CURLE_FAILED_INIT : CURLE_UNSUPPORTED_PROTOCOL);
+    } else {
+        ::curl_multi_wakeup(multi_);
+    }
+}
+
+bool CurlSession::hasThread() {
+    if (!threadStarted_ && hasMulti()) {
+        threadStarted_ = startDetachedThread([this] { run(); });
+    }
+    return threadStarted_;
+}
+
+bool CurlSession::hasMulti() {
+    if (multi_ != nullptr) return true;
+    // OpenSSL would free its tables when the process begins to end, under the feet of the thread
+    // that still uses them. Must come before anything else initialises it.
+    ::OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    if (::curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return false;
+    multi_ = ::curl_multi_init();
+    if (multi_ == nullptr) return false;
+    // At exit this stops before the workers do.
+    static_cast<void>(WorkerPool::shared());
+    // A host that uses OpenSSL itself may have had it initialised with its clean-up. Ours is
+    // registered later and so runs earlier: the thread is out of OpenSSL by then.
+    atExit_([this] { park(); });
+    return true;
+}
+
+void CurlSession::run() {
+    while (auto waiting = takeWaiting()) {
+        for (auto& transfer : *waiting)
+            begin(std::move(transfer));
+        int running = 0;
+        CURLMcode code = ::curl_multi_perform(multi_, &running);
+        finishEnded();
+        // Returns for a socket, a wake-up or a time-out of curl's own, and for nothing else.
+        constexpr int longest = std::numeric_limits<int>::max();
+        if (code == CURLM_OK) code = ::curl_multi_poll(multi_, nullptr, 0, longest, nullptr);
+        // Short of memory, most likely; the exchanges end by their time-outs at the latest.
+        if (code != CURLM_OK) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    // The thread does not end: that too would call OpenSSL.
+    for (;;)
+        ::pause();
+}
+
+std::optional<CurlSession::Transfers> CurlSession::takeWaiting() {
+    const MutexLock lock(mutex_);
+    if (isEnding_) {
+        isParked_ = true;
+        parked_.notify_all();
+        return std::nullopt;
+    }
+    return std::exchange(waiting_, {});
+}
+
+void CurlSession::begin(std::unique_ptr<Transfer> transfer) {
+    CURLcode code = transfer->prepare();
+    if (code == CURLE_OK && ::curl_multi_add_handle(multi_, transfer->handle()) != CURLM_OK) {
+        code = CURLE_OUT_OF_MEMORY;
+    }
+    if (code != CURLE_OK) return complete(*transfer, code);
+    CURL* const handle = transfer->handle();
+    active_.emplace(handle, std::move(transfer));
+}
+
+void CurlSession::finishEnded() {
+    int left = 0;
+    while (const CURLMsg* const message = ::curl_multi_info_read(multi_, &left)) {
+        if (message->msg != CURLMSG_DONE) continue;
+        CURL* const handle = message->easy_handle;
+        const CURLcode code = message->data.result;
+        ::curl_multi_remove_handle(multi_, handle);
+        const auto transfer = std::move(active_.extract(handle).mapped());
+        complete(*transfer, code);
+    }
+}
+
+void CurlSession::complete(Transfer& transfer, CURLcode code) {
+    completions_.async(
+        [completion = transfer.takeCompletion(), outcome = transfer.outcome(code)]() mutable {
+            completion(std::move(outcome));
+        });
+}
+
+void CurlSession::park() noexcept {
+    const MutexLock lock(mutex_);
+    isEnding_ = true;
+    if (!threadStarted_) return;
+    ::curl_multi_wakeup(multi_);
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (!isParked_ && parked_.wait_until(mutex_, limit) == std::cv_status::no_timeout) {
+    }
+}
+
+}  // namespace zentara

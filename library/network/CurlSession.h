@@ -1,0 +1,71 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "network/Transfer.h"
+#include "network/URLSession.h"
+#include "support/Mutex.h"
+#include "support/Process.h"
+#include "support/threads/Strand.h"
+
+namespace zentara {
+
+/// HTTP by curl.
+///
+/// A single thread of its own, started on first use and never ended, moves the bytes; completions
+/// run one after the other on the worker pool, never on that thread. http and https only, TLS
+/// verified, redirects reported and not followed, bodies bounded by `maximumBodySize`. Never
+/// destroyed.
+class CurlSession final : public URLSession {
+  public:
+    /// `authorityFile` names the PEM file of the authorities to trust, for each request anew; empty
+    /// for the system's. When the process ends, by `atExit`, the thread stops.
+    CurlSession(std::function<std::string()> authorityFile, ExitHook atExit);
+
+    CurlSession(const CurlSession&) = delete;
+    CurlSession& operator=(const CurlSession&) = delete;
+
+    void start(URLRequest request, Completion completion) override;
+
+  private:
+    using Transfers = std::vector<std::unique_ptr<Transfer>>;
+
+    /// Starts the thread unless it runs. Not earlier than for the first request: a host may still
+    /// fork into the background after it has configured the library.
+    [[nodiscard]] bool hasThread() ZENTARA_REQUIRES(mutex_);
+    [[nodiscard]] bool hasMulti() ZENTARA_REQUIRES(mutex_);
+    [[noreturn]] void run();
+    /// The exchanges to begin, or nothing when the process is ending.
+    [[nodiscard]] std::optional<Transfers> takeWaiting();
+    void begin(std::unique_ptr<Transfer> transfer);
+    void finishEnded();
+    void complete(Transfer& transfer, CURLcode code);
+    void park() noexcept;
+
+    const std::function<std::string()> authorityFile_;
+    const ExitHook atExit_;
+    Strand completions_;
+
+    // Constant once the thread runs; curl_multi_wakeup may be called on it by any thread.
+    CURLM* multi_ = nullptr;
+
+    Mutex mutex_;
+    Transfers waiting_ ZENTARA_GUARDED_BY(mutex_);
+    bool threadStarted_ ZENTARA_GUARDED_BY(mutex_) = false;
+    bool isEnding_ ZENTARA_GUARDED_BY(mutex_) = false;
+    bool isParked_ ZENTARA_GUARDED_BY(mutex_) = false;
+    std::condition_variable_any parked_;
+
+    // Used by the thread only.
+    std::unordered_map<CURL*, std::unique_ptr<Transfer>> active_;
+};
+
+}  // namespace zentara
