@@ -13,8 +13,8 @@ namespace zentara::collector {
 /// A certificate with its private key.
 struct Certificate {
     struct Cleanup {
-        void operator()(X509* certificate) const noexcept { ::X509_free(certificate); }
-        void operator()(EVP_PKEY* key) const noexcept { ::EVP_PKEY_free(key); }
+        void operator()(X509* owned) const noexcept { ::X509_free(owned); }
+        void operator()(EVP_PKEY* owned) const noexcept { ::EVP_PKEY_free(owned); }
     };
 
     std::unique_ptr<X509, Cleanup> certificate;
