@@ -36,7 +36,7 @@ std::vector<collector::Finding> findings(const JSONValue& value, const JSONObjec
     return collector::checkProperties(value, Schema(schema, collector::arrivalFormats()));
 }
 
-/// How a validation ended: by its result, or because it was given up.
+/// How a validation ended: with a result, or stopped at a limit.
 enum class Ending { valid, invalid, stopped };
 
 Ending endingOf(const ValidationResult& result) {
@@ -58,7 +58,7 @@ void checkOrdinary(const JSONValue& value, const JSONObject& schema) {
     const auto viaService = SchemaValidator().validate(value, compiled);
     check(viaService.isValid == result.valid() && viaService.errors.has_value() != result.valid() &&
               (result.valid() || viaService.errors->size() == result.errors()->size()),
-          "the service tells what the engine does");
+          "the service agrees with the engine");
     check(findings(value, schema).empty() == result.valid(),
           "the collector agrees with the client");
 
@@ -70,7 +70,7 @@ void checkOrdinary(const JSONValue& value, const JSONObject& schema) {
         outer[keyword] = content;
         return validate(value, outer);
     };
-    const JSONArray list(1, JSONValue(schema));
+    const JSONArray list{JSONValue(schema)};
     const auto all = under("allOf", list);
     check(endingOf(all) == Ending::stopped || all == result, "allOf of one is the same");
     for (const char* const keyword : {"anyOf", "oneOf"}) {
@@ -88,9 +88,9 @@ void checkWritten(const JSONValue& value, const JSONObject& schema) {
     check(read.ok() && objectsEqual(value, *read), "a written value reads back");
     check(objectHash(value) == objectHash(*read), "equal values have equal hashes");
     std::string again;
-    check(appendJSON(again, *read) && again == text, "what reads back is written the same");
+    check(appendJSON(again, *read) && again == text, "a read value is written the same");
     check(findings(value, schema).size() == findings(*read, schema).size(),
-          "a value that was written is valid as it was before");
+          "a read value is as valid as before");
 }
 
 }  // namespace
@@ -103,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto& document = schema->object();
     const auto start = std::chrono::steady_clock::now();
     static_cast<void>(findings(*value, document));
-    // What takes long is looked at once: it may be given up at one time and not at another.
+    // A long validation runs once only, since it may be stopped in one run and not in another.
     if (std::chrono::steady_clock::now() - start > std::chrono::milliseconds(50)) return 0;
     // By design, this format ends the process for a value that is not a string.
     if (!holds(document, "numericString")) checkOrdinary(*value, document);

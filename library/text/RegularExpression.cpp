@@ -96,11 +96,17 @@ class ICUCache {
 /// Stands for an expression that is not a simple one.
 constinit const ASCIIPattern notSimple;
 
+/// How many automata there are. Beyond the limit, which is about 32 MB, ICU matches alone.
+std::atomic<int> automata{0};
+constexpr int mostAutomata = 8192;
+
 }  // namespace
 
 RegularExpression::~RegularExpression() {
     const auto* const simple = simple_.load();
-    if (simple != &notSimple) delete simple;
+    if (simple == nullptr || simple == &notSimple) return;
+    delete simple;
+    --automata;
 }
 
 bool RegularExpression::isValid(WorkAllowance* allowance) const {
@@ -124,12 +130,12 @@ const ASCIIPattern* RegularExpression::compileSimple(WorkAllowance* allowance) c
     if (allowance != nullptr) {
         allowance->spend(unitsPerSimplePatternByte * static_cast<std::int64_t>(pattern_.size()));
     }
-    auto compiled = ASCIIPattern::compile(pattern_);
+    auto compiled = automata < mostAutomata ? ASCIIPattern::compile(pattern_) : nullptr;
     const auto* const made = compiled ? compiled.get() : &notSimple;
     const ASCIIPattern* found = nullptr;
     // Another thread may have been faster: its automaton is used.
     if (!simple_.compare_exchange_strong(found, made, std::memory_order_acq_rel)) return found;
-    (void)compiled.release();
+    if (compiled.release() != nullptr) ++automata;
     return made;
 }
 
