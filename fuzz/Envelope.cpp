@@ -30,7 +30,7 @@ void checkRead(const collector::Envelope& envelope) {
     for (std::size_t i = 0; i < posted.size(); ++i) {
         // Other programs parse stored actions with their own parsers.
         const auto kept = parseJSON(envelope.actions[i].json);
-        check(!kept.error && objectsEqual(kept.value, posted[i]), "an action is stored as posted");
+        check(kept.ok() && objectsEqual(*kept, posted[i]), "an action is stored as posted");
         check(envelope.actions[i].properties == &posted[i].at("properties"),
               "the properties are those of the action");
     }
@@ -45,7 +45,10 @@ void addUsers(JSONObject& envelope) {
     auto* const actions = envelope.find("actions");
     if (actions == nullptr || !actions->isArray()) return;
     for (auto& action : actions->array()) {
-        if (action.isObject()) action.object().emplace("user", JSONObject());
+        if (auto* const object = action.ifObject();
+            object != nullptr && !object->contains("user")) {
+            object->set("user", JSONObject());
+        }
     }
 }
 
