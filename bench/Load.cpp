@@ -57,7 +57,8 @@ void memory(benchmark::State& state) {
         const std::string path = host.file("queue").string();
         writeFile(path, queueText(8000));
         const auto before = memoryInUse();
-        const EventsRepository repository(8000, quietStorage("queue"));
+        Ledger::Queue counts;
+        const EventsRepository repository(8000, quietStorage("queue"), counts);
         const auto after = memoryInUse();
         report(state, static_cast<double>(after - before),
                static_cast<double>(std::filesystem::file_size(path)), 1.6, "bytes");

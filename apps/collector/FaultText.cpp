@@ -1,11 +1,10 @@
 #include "collector/FaultText.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
-#include "json/JSONText.h"
+#include <utility>
 
-#include "collector/data/JSONText.h"
+#include "json/JSONParser.h"
 
 namespace zentara::collector {
 
@@ -18,7 +17,7 @@ std::string range(std::int64_t least, std::int64_t most) {
     return "an integer from " + std::to_string(least) + " to " + std::to_string(most);
 }
 
-/// The members of a fault, whichever form they came in.
+/// Reads the members of a fault from JSON and from the command line.
 class FaultReader {
   public:
     void take(std::string_view name, const JSONValue& value) {
@@ -88,14 +87,23 @@ class FaultReader {
     std::string reason_;
 };
 
-/// A setting of the command line as JSON has it: a number where it is one, else text.
+/// A setting of the command line as JSON: a number or a text.
 JSONValue settingValue(std::string_view text) {
     auto value = parseJSONValue(text);
     return value.ok() && value->isNumber() ? *std::move(value) : JSONValue(text);
 }
 
-void appendCount(std::string& json, const std::optional<std::uint64_t>& count) {
-    json += count ? std::to_string(*count) : "null";
+JSONValue countJSON(const std::optional<std::uint64_t>& count) {
+    return count ? JSONValue(*count) : JSONValue();
+}
+
+JSONObject faultJSON(const Fault& fault) {
+    return {{"answer", nameOf(fault.answer)},
+            {"status", fault.status},
+            {"rate", fault.rate},
+            {"times", countJSON(fault.times)},
+            {"latency", fault.latency},
+            {"readingPace", countJSON(fault.readingPace)}};
 }
 
 }  // namespace
@@ -118,7 +126,7 @@ std::variant<ServiceFaults, std::string> readFaultOption(std::string_view option
                std::string(option.substr(0, colon)) + "\"";
     }
     std::string_view settings = option.substr(std::min(option.size(), colon + 1));
-    if (settings.empty()) return "a fault says what to do wrong, for example event:status=503";
+    if (settings.empty()) return "a fault has settings, for example event:status=503";
 
     FaultReader reader;
     while (!settings.empty()) {
@@ -139,32 +147,13 @@ std::variant<ServiceFaults, std::string> readFaultOption(std::string_view option
     return faults;
 }
 
-void appendFault(std::string& json, const Fault& fault) {
-    json += "{\"answer\":";
-    appendJSONString(json, nameOf(fault.answer));
-    json += ",\"status\":" + std::to_string(fault.status) + ",\"rate\":";
-    json += JSONValue(fault.rate).text();
-    json += ",\"times\":";
-    appendCount(json, fault.times);
-    json += ",\"latency\":" + std::to_string(fault.latency) + ",\"readingPace\":";
-    appendCount(json, fault.readingPace);
-    json += '}';
-}
-
 std::string faultsText(const Faults& faults) {
-    std::string json;
+    JSONObject json;
     for (const Service service : allServices) {
-        json += json.empty() ? '{' : ',';
-        appendJSONString(json, nameOf(service));
-        json += ':';
         const auto fault = faults.current(service);
-        if (fault) {
-            appendFault(json, *fault);
-        } else {
-            json += "null";
-        }
+        json.set(nameOf(service), fault ? JSONValue(faultJSON(*fault)) : JSONValue());
     }
-    return json + "}";
+    return JSONValue(std::move(json)).text();
 }
 
 }  // namespace zentara::collector

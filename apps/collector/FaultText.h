@@ -22,9 +22,6 @@ using ServiceFaults = std::vector<std::pair<Service, Fault>>;
 /// "event:answer=lost,rate=0.1". The alternative is the reason why it is not a fault.
 [[nodiscard]] std::variant<ServiceFaults, std::string> readFaultOption(std::string_view option);
 
-/// Appends a fault as JSON with all its members.
-void appendFault(std::string& json, const Fault& fault);
-
 /// The current faults as JSON: {"schemas":null,"id":null,"event":{"answer":"lost",...}}
 [[nodiscard]] std::string faultsText(const Faults& faults);
 

@@ -1,6 +1,6 @@
 #include "collector/QueryInterface.h"
 
-#include "json/JSONText.h"
+#include <zentara/JSONValue.h>
 
 #include <boost/asio/post.hpp>
 #include <chrono>
@@ -41,18 +41,13 @@ HttpResponse json(std::string body) {
     return response;
 }
 
-void appendCounts(std::string& text, std::string_view name,
-                  const std::map<std::string, std::uint64_t>& counts) {
-    appendMember(text, name);
-    text += '{';
-    std::size_t shown = 0;
-    for (const auto& [key, count] : counts) {
-        if (shown == mostNames) break;
-        if (shown++ > 0) text += ',';
-        appendJSONString(text, key);
-        text += ':' + std::to_string(count);
+JSONObject firstCounts(const std::map<std::string, std::uint64_t>& counts) {
+    JSONObject object;
+    for (const auto& [name, count] : counts) {
+        if (object.size() == mostNames) break;
+        object.set(name, count);
     }
-    text += '}';
+    return object;
 }
 
 std::string listed(std::string_view name, const Store::Page& page, std::size_t offset) {
@@ -65,39 +60,24 @@ std::string listed(std::string_view name, const Store::Page& page, std::size_t o
 }
 
 std::string gapsText(const std::vector<Gap>& gaps, std::uint64_t missing) {
-    std::vector<std::string> records;
-    records.reserve(gaps.size());
+    JSONArray list;
     for (const Gap& gap : gaps) {
-        std::string& record = records.emplace_back("{");
-        appendMember(record, "context", gap.context);
-        appendMember(record, "clientUUID", gap.clientUUID);
-        appendMember(record, "from", gap.from);
-        appendMember(record, "to", gap.to);
-        appendMember(record, "count", gap.count);
-        record += '}';
+        list.push_back(JSONObject{{"context", gap.context},
+                                  {"clientUUID", gap.clientUUID},
+                                  {"from", gap.from},
+                                  {"to", gap.to},
+                                  {"count", gap.count}});
     }
-    std::string text = "{";
-    appendMember(text, "missing", missing);
-    appendMember(text, "gaps");
-    appendJSONList(text, records);
-    return text + "}";
+    return JSONValue(JSONObject{{"missing", missing}, {"gaps", std::move(list)}}).text();
 }
 
 std::string timelineText(const Store::Timeline& timeline) {
-    std::vector<std::string> records;
-    records.reserve(timeline.buckets.size());
+    JSONArray list;
     for (const auto& bucket : timeline.buckets) {
-        std::string& record = records.emplace_back("{");
-        appendMember(record, "start", bucket.start);
-        appendMember(record, "good", bucket.good);
-        appendMember(record, "bad", bucket.bad);
-        record += '}';
+        list.push_back(
+            JSONObject{{"start", bucket.start}, {"good", bucket.good}, {"bad", bucket.bad}});
     }
-    std::string text = "{";
-    appendMember(text, "width", timeline.width);
-    appendMember(text, "buckets");
-    appendJSONList(text, records);
-    return text + "}";
+    return JSONValue(JSONObject{{"width", timeline.width}, {"buckets", std::move(list)}}).text();
 }
 
 /// Passes each parameter of the request to `take`, which returns whether it knows the name.
@@ -305,24 +285,24 @@ void QueryInterface::wait(const std::shared_ptr<Exchange>& exchange) {
 
 std::string QueryInterface::summary() const {
     const Store::Summary counts = store_.summary();
-    std::string text = "{";
-    appendMember(text, "requests", counts.requests);
-    appendMember(text, "refused", counts.refused);
-    appendMember(text, "envelopes", counts.envelopes);
-    appendMember(text, "events", counts.events);
-    appendMember(text, "good", counts.good);
-    appendMember(text, "bad", counts.bad);
-    appendMember(text, "distinctActions", counts.distinctActions);
-    appendMember(text, "duplicates", counts.duplicates);
-    appendMember(text, "missing", counts.missing);
-    appendMember(text, "lastNumber", counts.lastNumber);
-    // After a reset numbers start again, so a client compares the resets as well.
-    appendMember(text, "resets", resets_.load());
-    appendMember(text, "started", started_);
-    appendCounts(text, "eventsBySchema", counts.eventsBySchema);
-    appendCounts(text, "badBySchema", counts.badBySchema);
-    appendCounts(text, "faults", counts.faults);
-    return text + "}";
+    return JSONValue(
+               JSONObject{{"requests", counts.requests},
+                          {"refused", counts.refused},
+                          {"envelopes", counts.envelopes},
+                          {"events", counts.events},
+                          {"good", counts.good},
+                          {"bad", counts.bad},
+                          {"distinctActions", counts.distinctActions},
+                          {"duplicates", counts.duplicates},
+                          {"missing", counts.missing},
+                          {"lastNumber", counts.lastNumber},
+                          // After a reset numbers start again, so a client compares these as well.
+                          {"resets", resets_.load()},
+                          {"started", started_},
+                          {"eventsBySchema", firstCounts(counts.eventsBySchema)},
+                          {"badBySchema", firstCounts(counts.badBySchema)},
+                          {"faults", firstCounts(counts.faults)}})
+        .text();
 }
 
 }  // namespace zentara::collector

@@ -1,5 +1,7 @@
 #include "collector/Refusal.h"
 
+#include <zentara/JSONValue.h>
+
 #include "collector/data/JSONText.h"
 
 namespace zentara::collector {
@@ -7,9 +9,7 @@ namespace zentara::collector {
 HttpResponse refusal(int status, std::string_view reason) {
     HttpResponse response;
     response.status = status;
-    response.body = R"({"error":)";
-    appendJSONString(response.body, reason);
-    response.body += '}';
+    response.body = JSONValue(JSONObject{{"error", inUTF8(reason)}}).text();
     return response;
 }
 

@@ -8,7 +8,7 @@
 #include "collector/Identity.h"
 #include "collector/Refusal.h"
 #include "collector/data/Envelope.h"
-#include "collector/data/JSONText.h"
+#include "identity/ZentaraIDManager.h"
 #include "support/ASCII.h"
 
 namespace zentara::collector {
@@ -74,17 +74,14 @@ bool hasBody(const HttpRequest& head) {
 std::string identityFor(const HttpRequest& request) {
     std::optional<std::string> known;
     for (auto& [name, value] : parseCookies(request.header("Cookie", ";"))) {
-        if (name == "qvn_uid" && isIdentityValue(value)) known = std::move(value);
+        if (name == ZentaraIDManager::anonymousTokenName && isIdentityValue(value))
+            known = std::move(value);
     }
     const Identity identity = issueIdentity(known);
-    std::string json = R"({"qvn_uid":)";
-    appendJSONString(json, identity.value);
-    json += R"(,"qvn_uid_public":)";
-    appendJSONString(json, identity.publicValue);
-    json += R"(,"hsid":)";
-    appendJSONString(json, identity.session);
-    json += '}';
-    return json;
+    return JSONValue(JSONObject{{ZentaraIDManager::anonymousTokenName, identity.value},
+                                {ZentaraIDManager::anonymousPublicTokenName, identity.publicValue},
+                                {ZentaraIDManager::hsidTokenName, identity.session}})
+        .text();
 }
 
 bool isJSONContent(const HttpRequest& request) {

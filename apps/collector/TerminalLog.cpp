@@ -9,8 +9,6 @@
 #include <ctime>
 #include <string_view>
 
-#include "collector/data/JSONText.h"
-
 namespace zentara::collector {
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <map>
 
 namespace zentara::track {
 
@@ -45,14 +44,14 @@ std::chrono::milliseconds milliseconds(double seconds) {
 }  // namespace
 
 std::optional<LoggedUser> parseLoggedUser(const std::string& text) {
-    static const std::map<std::string, UserTokenType> types{{"QVNID", UserTokenType::qvnId},
-                                                            {"GST", UserTokenType::guest},
-                                                            {"EXT_ID", UserTokenType::externalId}};
     const auto colon = text.find(':');
     if (colon == std::string::npos || colon + 1 == text.size()) return std::nullopt;
-    const auto type = types.find(text.substr(0, colon));
-    if (type == types.end()) return std::nullopt;
-    return LoggedUser{type->second, text.substr(colon + 1)};
+    for (std::int64_t raw = 0; const auto type = userTokenType(raw); ++raw) {
+        if (text.substr(0, colon) == userTokenTypeName(*type)) {
+            return LoggedUser{*type, text.substr(colon + 1)};
+        }
+    }
+    return std::nullopt;
 }
 
 ParsedOptions parseOptions(int argc, const char* const* argv) {

@@ -1,7 +1,6 @@
 #include <zentara/CollectorClient.h>
 
 #include <curl/curl.h>
-#include <zentara/JSONValue.h>
 
 #include <memory>
 #include <utility>
@@ -13,7 +12,7 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
-// What the answer itself may take, beside what the collector was asked to wait.
+// For the answer itself, in addition to the requested wait.
 constexpr milliseconds patienceForAnswers = 30s;
 
 void prepareCurl() {

@@ -13,21 +13,20 @@
 
 namespace zentara::collector {
 
-/// The collector cannot be reached, or does not answer as it should.
+/// The collector cannot be reached, or its answer is invalid.
 class CollectorError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// What a test expected of the events is not so. The text tells what was asked for and what arrived
-/// instead.
+/// An expectation of a test failed. The text names the selection and what arrived instead.
 class ExpectationError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// Which events a question is about; every member that is set must hold. Made for designated
-/// initialisers: {.schema = "page-view-1", .text = "Home"}.
+/// Selects events; all set members must match. For designated initialisers:
+/// {.schema = "page-view-1", .text = "Home"}.
 struct EventSelection {
     enum class Verdict { good, bad, any };
 
@@ -43,14 +42,14 @@ struct EventSelection {
     Verdict verdict = Verdict::good;  ///< of the check against the schema on arrival
 };
 
-/// The events that a wait has found.
+/// The result of a wait.
 struct FoundEvents {
-    bool satisfied = false;          ///< there were as many as were waited for
+    bool satisfied = false;          ///< enough events match
     std::size_t total = 0;           ///< that match
-    std::vector<JSONObject> events;  ///< the first 100 of them at most
+    std::vector<JSONObject> events;  ///< at most the first 100 of them
 };
 
-/// The counts of everything received.
+/// Counts of everything received.
 struct CollectorSummary {
     std::size_t requests = 0;
     std::size_t envelopes = 0;
@@ -59,11 +58,11 @@ struct CollectorSummary {
     std::size_t bad = 0;
     std::size_t distinctActions = 0;
     std::size_t duplicates = 0;
-    std::size_t missing = 0;      ///< sequence numbers that no client should have left out
+    std::size_t missing = 0;      ///< sequence numbers that have not arrived
     std::int64_t lastNumber = 0;  ///< of the newest event
 };
 
-/// Asks a running zentara-collector what has arrived, for tests.
+/// Queries a running zentara-collector, for tests.
 ///
 /// ```cpp
 /// zentara::collector::CollectorClient collector("http://127.0.0.1:8080");
@@ -74,12 +73,12 @@ struct CollectorSummary {
 /// collector.expectNoEvent({.verdict = EventSelection::Verdict::bad});
 /// ```
 ///
-/// Each call is one request and blocks until it is answered. Any thread. All of them throw
+/// Each call sends one request and blocks until it is answered. Any thread. All calls throw
 /// `CollectorError`. Events are the JSON objects that docs/collector.md describes.
 class CollectorClient {
   public:
-    /// `url` is the line that the collector prints, for example "http://127.0.0.1:8080". For https,
-    /// `authorityFile` names the certificate authority; empty for the system's.
+    /// `url` is the address that the collector prints, for example "http://127.0.0.1:8080". For
+    /// https, `authorityFile` names the certificate authority; empty for those of the system.
     explicit CollectorClient(std::string url, std::string authorityFile = {});
 
     /// Waits until at least `count` events match, at most `timeout`.
@@ -87,13 +86,12 @@ class CollectorClient {
         const EventSelection& selection, std::size_t count = 1,
         std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
-    /// As `waitFor`, for one event, which it gives back. Throws `ExpectationError` when there is
-    /// none in time.
+    /// Waits for one event and returns it. Throws `ExpectationError` if there is none in time.
     JSONObject expectEvent(const EventSelection& selection,
                            std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
-    /// Throws `ExpectationError` when an event matches, now or within `quietTime`. Without a quiet
-    /// time it is for the caller to know that everything has arrived.
+    /// Throws `ExpectationError` if an event matches, now or within `quietTime`. Without a quiet
+    /// time the caller must know that everything has arrived.
     void expectNoEvent(const EventSelection& selection,
                        std::chrono::milliseconds quietTime = std::chrono::milliseconds(0)) const;
 
@@ -103,7 +101,7 @@ class CollectorClient {
     [[nodiscard]] std::size_t count(const EventSelection& selection) const;
     [[nodiscard]] CollectorSummary summary() const;
 
-    /// Forgets everything received.
+    /// Removes everything received.
     void reset() const;
 
     /// Makes `service` ("schemas", "id", "event" or "all") fail, for example with
@@ -111,7 +109,7 @@ class CollectorClient {
     void setFault(std::string_view service, const JSONObject& fault) const;
     void clearFaults() const;
 
-    /// The answer to GET `path`, for what has no operation of its own here.
+    /// The answer to GET `path`, for queries without an operation here.
     [[nodiscard]] JSONValue get(const std::string& path) const;
 
   private:

@@ -14,9 +14,8 @@ namespace zentara::collector {
 
 namespace {
 
-// Messages are for people. Without a bound their texts together could be much larger than anything
-// that was posted. A value that would have a longer path is said to be where the nearest value
-// around it is.
+// Bounds the findings, whose texts could otherwise be much larger than the envelope. A value with a
+// longer path gets the path of the nearest value around it.
 constexpr std::size_t longestPath = 1024;
 constexpr std::size_t mostFindings = 1000;
 

@@ -25,10 +25,10 @@ namespace zentara::collector {
 [[nodiscard]] std::vector<Finding> checkProperties(const JSONValue& properties,
                                                    const Schema& schema);
 
-/// Checks an event against its schema; a schema that is not among `schemas` is a message too.
+/// Checks an event against its schema. A schema that is not in `schemas` is a message too.
 [[nodiscard]] std::vector<Finding> checkAction(const Action& action, const SchemaSnapshot& schemas);
 
-/// All events of an envelope, in their order.
+/// Checks all events of an envelope, in order.
 [[nodiscard]] std::vector<std::vector<Finding>> checkEnvelope(const Envelope& envelope,
                                                               const SchemaSnapshot& schemas);
 

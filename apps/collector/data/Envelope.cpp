@@ -1,12 +1,8 @@
 #include "collector/data/Envelope.h"
 
-#include <cmath>
-#include <limits>
-#include <optional>
-#include "json/JSONValue.h"
+#include <utility>
 
-#include "collector/data/JSONText.h"
-#include "json/JSONParser.h"
+#include "json/JSONText.h"
 
 namespace zentara::collector {
 
@@ -15,36 +11,21 @@ namespace {
 // Properties may be nested 512 levels deep; the envelope around them adds a few.
 constexpr std::size_t deepestNesting = 520;
 
-// What is counted and listed by its name stays small enough to be shown with all others.
+// Keeps lists of names small.
 constexpr std::size_t longestName = 256;
 
-std::optional<std::int64_t> integerIn(const JSONValue& value) {
-    if (value.isInteger()) return value.integer();
-    if (value.isDouble()) {
-        const double number = value.number();
-        constexpr double limit = 9223372036854775808.0;
-        if (std::trunc(number) == number && number >= -limit && number < limit) {
-            return static_cast<std::int64_t>(number);
-        }
-    }
-    return std::nullopt;
-}
-
-/// Takes fields out of one object and notes the first that is not as it should be; after that it
-/// answers with empty values.
+/// Takes fields out of one object and sets `fault` at the first that is missing or of another kind.
+/// After that it returns empty values.
 class FieldReader {
   public:
+    using Kind = JSONValue::Kind;
+
     FieldReader(const JSONObject& object, std::string place, std::string& fault)
         : object_(object), place_(std::move(place)), fault_(fault) {}
 
     [[nodiscard]] std::string text(std::string_view key) {
-        const auto* value = find(key);
-        if (value == nullptr) return {};
-        if (!value->isString()) {
-            note(key, "is not a string");
-            return {};
-        }
-        return {value->string().data(), value->string().size()};
+        const auto* const value = require(key, Kind::string, "is not a string");
+        return value == nullptr ? std::string() : std::string(value->string());
     }
 
     [[nodiscard]] std::string name(std::string_view key) {
@@ -55,36 +36,33 @@ class FieldReader {
     }
 
     [[nodiscard]] std::int64_t integer(std::string_view key) {
-        const auto* value = find(key);
+        const auto* const value = find(key);
         if (value == nullptr) return 0;
-        const auto number = integerIn(*value);
+        const auto number = value->asInteger();
         if (!number) note(key, "is not an integer");
         return number.value_or(0);
     }
 
-    [[nodiscard]] const JSONValue* objectValue(std::string_view key) {
-        const auto* value = find(key);
-        if (value != nullptr && !value->isObject()) note(key, "is not an object");
-        return value;
-    }
-
     void requireStringOrNull(std::string_view key) {
-        const auto* value = find(key);
+        const auto* const value = find(key);
         if (value != nullptr && !value->isString() && !value->isNull()) {
             note(key, "is neither a string nor null");
         }
     }
 
-    [[nodiscard]] const JSONArray* array(std::string_view key) {
-        const auto* value = find(key);
-        if (value != nullptr && !value->isArray()) note(key, "is not an array");
-        return value == nullptr ? nullptr : value->ifArray();
+    /// Null after a fault.
+    [[nodiscard]] const JSONValue* require(std::string_view key, Kind kind,
+                                           std::string_view problem) {
+        const auto* const value = find(key);
+        if (value == nullptr || value->kind() == kind) return value;
+        note(key, problem);
+        return nullptr;
     }
 
   private:
     [[nodiscard]] const JSONValue* find(std::string_view key) {
         if (!fault_.empty()) return nullptr;
-        const auto* value = object_.find({key.data(), key.size()});
+        const auto* const value = object_.find(key);
         if (value == nullptr) note(key, "is missing");
         return value;
     }
@@ -111,7 +89,7 @@ Action readAction(const JSONValue& value, std::size_t index, std::string& fault)
     action.schema += fields.name("version");
     (void)fields.text("url");
     (void)fields.text("contentType");
-    action.properties = fields.objectValue("properties");
+    action.properties = fields.require("properties", JSONValue::Kind::object, "is not an object");
     action.actionTs = fields.integer("actionTs");
     (void)fields.text("zentaraClientVersion");
     (void)fields.text("zentaraClientReferer");
@@ -120,10 +98,9 @@ Action readAction(const JSONValue& value, std::size_t index, std::string& fault)
     action.sequence = fields.integer("zentaraActionSequence");
     action.uuid = fields.name("zentaraActionUUID");
     (void)fields.text("zentaraActionExtraAttributes");
-    if (fault.empty() && holdsInfinity(value)) {
+    if (fault.empty() && !appendJSON(action.json, value, deepestNesting)) {
         fault = place + ": a number is beyond what a double holds";
     }
-    if (fault.empty()) action.json += value.text();
     return action;
 }
 
@@ -151,10 +128,12 @@ std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body) {
     envelope.clientTs = fields.integer("zentaraClientTs");
     envelope.dispatchNumber = fields.integer("zentaraDispatchNumber");
     envelope.actionCounter = fields.integer("zentaraActionCounter");
-    if (const auto* actions = fields.array("actions")) {
-        envelope.actions.reserve(actions->size());
-        for (std::size_t index = 0; index < actions->size() && fault.empty(); ++index) {
-            envelope.actions.push_back(readAction((*actions)[index], index, fault));
+    using Kind = JSONValue::Kind;
+    if (const auto* actions = fields.require("actions", Kind::array, "is not an array")) {
+        envelope.actions.reserve(actions->array().size());
+        for (const JSONValue& action : actions->array()) {
+            if (!fault.empty()) break;
+            envelope.actions.push_back(readAction(action, envelope.actions.size(), fault));
         }
     }
     if (!fault.empty()) return EnvelopeFault{EnvelopeFault::Kind::wrongShape, fault};

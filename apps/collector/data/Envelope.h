@@ -18,7 +18,7 @@ struct Action {
     std::int64_t sequence = 0;
     std::int64_t actionTs = 0;  ///< milliseconds since 1970-01-01 UTC, by the client's clock
     std::string json;           ///< the whole action, compact
-    /// An object. Lives as long as any copy of its envelope's `document`.
+    /// An object in `Envelope::document`, which must outlive it.
     const JSONValue* properties = nullptr;
 };
 
@@ -41,19 +41,18 @@ struct Envelope {
     std::int64_t dispatchNumber = 0;
     std::int64_t actionCounter = 0;
     std::vector<Action> actions;
-    std::shared_ptr<const JSONValue> document;  ///< all that was posted
+    std::shared_ptr<const JSONValue> document;  ///< the whole body
 };
 
-/// Why a body is not an envelope.
+/// The reason why a body is not an envelope.
 struct EnvelopeFault {
     enum class Kind { notJSON, wrongShape };
     Kind kind = Kind::wrongShape;
     std::string reason;  ///< names the place, for example `actions[2]: "url" is missing`
 };
 
-/// Reads a posted body. Every field that an envelope and its events must have is checked for its
-/// kind, and the names among them for their length; the first fault ends the reading. Further keys
-/// do not matter.
+/// Reads a posted body. Checks the kind of every required field of the envelope and its events, and
+/// the length of names. Stops at the first fault. Other keys are ignored.
 [[nodiscard]] std::variant<Envelope, EnvelopeFault> readEnvelope(std::string_view body);
 
 }  // namespace zentara::collector

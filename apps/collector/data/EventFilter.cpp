@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "collector/data/JSONText.h"
+#include "json/JSONText.h"
+#include "support/ASCII.h"
 
 namespace zentara::collector {
 
@@ -35,13 +37,6 @@ std::optional<bool> readChoice(std::string_view name, std::string_view value) {
     if (value == "false") return false;
     if (value != "any") refuse(name, "true, false or any", value);
     return std::nullopt;
-}
-
-std::string inLowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
-        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    });
-    return text;
 }
 
 }  // namespace
@@ -141,13 +136,13 @@ SQLCondition conditionFor(const EventFilter& filter) {
     if (filter.duplicate) require(*filter.duplicate ? "duplicate = 1" : "duplicate = 0");
     const auto contain = [&](const std::string& text) {
         std::string encoded;
-        appendJSONString(encoded, text);
+        appendJSONString(encoded, inUTF8(text));
         encoded = encoded.substr(1, encoded.size() - 2);
         const bool isAsItIs = encoded == text;
         require(isAsItIs ? "instr(lower(json), ?) > 0"
                          : "(instr(lower(json), ?) > 0 OR instr(lower(json), ?) > 0)");
-        condition.values.emplace_back(inLowerCase(text));
-        if (!isAsItIs) condition.values.emplace_back(inLowerCase(std::move(encoded)));
+        condition.values.emplace_back(lowerCase(text));
+        if (!isAsItIs) condition.values.emplace_back(lowerCase(std::move(encoded)));
     };
     if (filter.text) contain(*filter.text);
     for (const auto& word : filter.words)

@@ -1,9 +1,11 @@
 #include "collector/data/Records.h"
 
-#include <algorithm>
-#include <array>
+#include <zentara/ClientSettings.h>
+
+#include <utility>
 
 #include "collector/data/JSONText.h"
+#include "dispatch/EventBus.h"
 
 namespace zentara::collector {
 
@@ -20,74 +22,57 @@ std::string cookieOf(const HttpRequest& request) {
     return request.header("Cookie", "; ");
 }
 
+/// Whether a cookie of this name has the token of a user.
+bool isUserType(std::string_view name) {
+    for (std::int64_t raw = 0; const auto type = userTokenType(raw); ++raw) {
+        if (userTokenTypeName(*type) == name) return true;
+    }
+    return name == EventBus::anonymousTokenName;
+}
+
 }  // namespace
 
 User userOf(const HttpRequest& request) {
-    constexpr std::array<std::string_view, 4> userTypes{"QVNID", "GST", "EXT_ID", "Anonymous"};
     for (auto& [name, value] : parseCookies(cookieOf(request))) {
-        if (std::find(userTypes.begin(), userTypes.end(), name) != userTypes.end()) {
-            return {name, value};
-        }
+        if (isUserType(name)) return {name, value};
     }
     return {};
 }
 
 std::string factsJSON(const HttpRequest& request, const Envelope& envelope, const User& user) {
-    std::string json;
-    appendMember(json, "receivedAt", request.receivedAt);
-    appendMember(json, "clientUUID", envelope.clientUUID);
-    appendMember(json, "tenant", envelope.tenant);
-    appendMember(json, "clientType", envelope.clientType);
-    appendMember(json, "deviceGroup", envelope.deviceGroup);
-    appendMember(json, "environment", envelope.environment);
-    appendMember(json, "clientTs", envelope.clientTs);
-    appendMember(json, "dispatchNumber", envelope.dispatchNumber);
-    appendMember(json, "actionCounter", envelope.actionCounter);
-    appendMember(json, "userAgent", request.header("User-Agent"));
-    appendMember(json, "cookie", cookieOf(request));
-    appendMember(json, "user");
-    if (user.type.empty()) {
-        json += "null";
-    } else {
-        json += '{';
-        appendMember(json, "type", user.type);
-        appendMember(json, "token", user.token);
-        json += '}';
+    JSONObject facts{{"receivedAt", request.receivedAt},
+                     {"clientUUID", envelope.clientUUID},
+                     {"tenant", envelope.tenant},
+                     {"clientType", envelope.clientType},
+                     {"deviceGroup", envelope.deviceGroup},
+                     {"environment", envelope.environment},
+                     {"clientTs", envelope.clientTs},
+                     {"dispatchNumber", envelope.dispatchNumber},
+                     {"actionCounter", envelope.actionCounter},
+                     {"userAgent", inUTF8(request.header("User-Agent"))},
+                     {"cookie", inUTF8(cookieOf(request))},
+                     {"user", JSONValue()}};
+    if (!user.type.empty()) {
+        facts.set("user", JSONObject{{"type", user.type}, {"token", inUTF8(user.token)}});
     }
-    return json;
+    const std::string json = JSONValue(std::move(facts)).text();
+    return json.substr(1, json.size() - 2);
 }
 
 std::string headersJSON(const HttpRequest& request) {
-    const NamedTexts& headers = request.headers;
-    std::string json = "{";
-    for (auto header = headers.begin(); header != headers.end(); ++header) {
-        const auto sameName = [&](const auto& other) {
-            return other.first == header->first;
-        };
-        if (std::any_of(headers.begin(), header, sameName)) continue;
-        std::string joined = header->second;
-        for (auto other = header + 1; other != headers.end(); ++other) {
-            if (sameName(*other)) joined += ", " + other->second;
-        }
-        if (json.size() > 1) json += ',';
-        appendJSONString(json, header->first);
-        json += ':';
-        appendJSONString(json, joined);
+    JSONObject joined;
+    for (const auto& [name, value] : request.headers) {
+        JSONValue& text = joined[inUTF8(name)];
+        text = text.isNull() ? inUTF8(value) : std::string(text.string()) + ", " + inUTF8(value);
     }
-    json += '}';
-    return json;
+    return JSONValue(std::move(joined)).text();
 }
 
 std::string findingsJSON(const std::vector<Finding>& findings) {
-    std::string json = "[";
-    for (const auto& finding : findings) {
-        json += json.size() > 1 ? ",{" : "{";
-        appendMember(json, "path", finding.path);
-        appendMember(json, "message", finding.message);
-        json += '}';
-    }
-    json += ']';
-    return json;
+    JSONArray list;
+    for (const auto& finding : findings)
+        list.push_back(JSONObject{{"path", finding.path}, {"message", finding.message}});
+    return JSONValue(std::move(list)).text();
 }
 
 std::string EventRecord::json() const {

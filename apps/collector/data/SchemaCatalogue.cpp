@@ -1,16 +1,17 @@
 #include "collector/data/SchemaCatalogue.h"
 
+#include <simdjson.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 #include <system_error>
 #include <utility>
 
 #include "collector/data/ArrivalCheck.h"
 #include "collector/data/JSONText.h"
-#include "collector/data/RepeatedKey.h"
-#include "json/JSONParser.h"
+#include "json/JSONText.h"
 #include "platform/File.h"
 #include "schemas/Schema.h"
 #include "support/PlatformError.h"
@@ -47,8 +48,32 @@ bool isSchemaName(const std::filesystem::path& name) {
     return dash != std::string::npos && dash != 0 && dash + 1 != stem.size();
 }
 
-/// The schema of a text; nothing, with `problem` set, when it cannot be served.
-std::optional<JSONValue> parseSchema(std::string_view text, std::string& problem) {
+/// A key that occurs twice in one object of a valid JSON text, however deep.
+std::optional<std::string> repeatedKey(simdjson::ondemand::value value) {
+    std::optional<std::string> found;
+    if (value.type() == simdjson::ondemand::json_type::array) {
+        for (auto element : value.get_array()) {
+            if (!found) found = repeatedKey(element.value());
+        }
+    } else if (value.type() == simdjson::ondemand::json_type::object) {
+        std::set<std::string> keys;
+        for (auto member : value.get_object()) {
+            const std::string_view key = member.unescaped_key();
+            if (found) continue;
+            if (keys.emplace(key).second) {
+                found = repeatedKey(member.value());
+            } else {
+                found = std::string(key);
+            }
+        }
+    }
+    return found;
+}
+
+/// Reads a schema and writes its compact text to `json`. Nothing, with `problem` set, if it cannot
+/// be served.
+std::optional<JSONValue> parseSchema(std::string_view text, std::string& json,
+                                     std::string& problem) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
 
@@ -58,17 +83,17 @@ std::optional<JSONValue> parseSchema(std::string_view text, std::string& problem
         const bool isTooDeep = error != nullptr && error->cause() == JSONError::Cause::tooDeep;
         problem = isTooDeep ? "nested more than " + std::to_string(deepestSchema) + " levels deep"
                             : "not " + parsed.error()->description();
-        return std::nullopt;
-    }
-    std::optional<JSONValue> schema = *std::move(parsed);
-    if (!schema->isObject()) {
+    } else if (!parsed->isObject()) {
         problem = "a schema is a JSON object";
-    } else if (holdsInfinity(*schema)) {
+    } else if (!appendJSON(json, *parsed)) {
         problem = "a number is beyond what a double holds";
-    } else if (const auto key = repeatedKey(text)) {
-        problem = "the key \"" + *key + "\" occurs twice in one object";
     } else {
-        return schema;
+        simdjson::ondemand::parser parser;
+        const simdjson::padded_string padded(text);
+        auto document = parser.iterate(padded);
+        const auto key = repeatedKey(document.get_value());
+        if (!key) return *std::move(parsed);
+        problem = "the key \"" + *key + "\" occurs twice in one object";
     }
     return std::nullopt;
 }
@@ -168,7 +193,7 @@ std::vector<std::string> SchemaCatalogue::fileNames(std::string& problem) const 
     return names;
 }
 
-/// The file as it is now; `known`, when there is one, is how it was before.
+/// The current file; `known` is its previous state, or null.
 std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
     const std::string& name, const std::shared_ptr<const File>& known) const {
     const auto path = *folder_ / name;
@@ -208,9 +233,8 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
     const FileContents contents = readFile(path);
     if (!contents.bytes) return refuseUnread(codeOf(contents.error));
     std::string problem;
-    auto schema = parseSchema(*contents.bytes, problem);
+    auto schema = parseSchema(*contents.bytes, file.json, problem);
     if (!schema) return refuse(problem);
-    file.json = schema->text();
     file.schema = std::make_shared<const Schema>(std::move(schema->object()), arrivalFormats());
     return std::make_shared<const File>(std::move(file));
 }
@@ -225,7 +249,7 @@ SchemaCatalogue::Snapshot SchemaCatalogue::snapshotOf(const Files& files,
         if (file->schema == nullptr) continue;
         const std::string key = std::filesystem::path(name).stem().string();
         if (json.size() > 1) json += ',';
-        appendJSONString(json, key);
+        appendJSONString(json, inUTF8(key));
         json += ':';
         json += file->json;
         snapshot->schemas.emplace(key, file->schema);

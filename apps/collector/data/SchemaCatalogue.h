@@ -23,7 +23,7 @@ struct SchemaSnapshot {
     std::string json = "{}";  ///< the table: one object keyed "{id}-{version}"
     std::map<std::string, std::shared_ptr<const Schema>, std::less<>> schemas;
     std::vector<std::string>
-        problems;  ///< a line for each file that is not in the table as it is now
+        problems;  ///< a line for each file whose current content is not in the table
 
     /// Null when there is no such schema.
     [[nodiscard]] const Schema* find(std::string_view key) const;
@@ -31,19 +31,18 @@ struct SchemaSnapshot {
 
 /// The schemas of a folder of files named "{id}-{version}.json", read again when they change.
 ///
-/// A file that cannot be served is left out, with a problem, and keeps no other back: one that
-/// cannot be read, is not JSON or not an object, names a key twice in one object, or is nested too
-/// deep for the library. What was read before is served on when a file or the folder is there but
-/// cannot be read, as when there are too many open files. Each problem is reported once, and again
-/// only after it has changed. Any thread.
+/// A file is left out, with a problem, if it cannot be read, is not JSON or not an object, has a
+/// key twice in one object, or is nested too deep for the library. If a file or the folder exists
+/// but cannot be read, for example with too many open files, the previous content is served. Each
+/// problem is reported once, and again only after it has changed. Any thread.
 class SchemaCatalogue {
   public:
     using Snapshot = std::shared_ptr<const SchemaSnapshot>;
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
-    /// Gets a line for people; called on the thread that looked at the folder, without a lock.
+    /// Gets a line for users; called on the thread that read the folder, without a lock.
     using Report = std::function<void(const std::string&)>;
 
-    /// How old what `current` gives may be.
+    /// The maximum age of the result of `current`.
     static constexpr std::chrono::milliseconds freshness{100};
 
     /// Without a folder the table stays empty. Reads the folder at once.
@@ -52,18 +51,18 @@ class SchemaCatalogue {
     SchemaCatalogue(const SchemaCatalogue&) = delete;
     SchemaCatalogue& operator=(const SchemaCatalogue&) = delete;
 
-    /// For events that arrive: as the folder was at most `freshness` ago.
+    /// The schemas at most `freshness` ago, for the check of events.
     [[nodiscard]] Snapshot current();
 
-    /// For those who ask for the table: as the folder is now.
+    /// The schemas now, for requests for the table.
     [[nodiscard]] Snapshot refreshed();
 
   private:
-    /// What tells one state of a file from another without reading it.
+    /// Identifies a state of a file without reading it.
     struct Signature {
         std::uint64_t size = 0;
         std::int64_t modified = 0;  ///< nanoseconds since 1970-01-01 UTC
-        std::int64_t changed = 0;   ///< the same, for more than the content
+        std::int64_t changed = 0;   ///< the same, for content and attributes
         std::uint64_t inode = 0;
 
         friend bool operator==(const Signature&, const Signature&) = default;
@@ -80,7 +79,7 @@ class SchemaCatalogue {
     using Files = std::map<std::string, std::shared_ptr<const File>>;  ///< by name
 
     [[nodiscard]] Snapshot look(std::optional<std::chrono::milliseconds> oldestAccepted);
-    /// The names that were known before when the folder cannot be read just now.
+    /// The previous names if the folder cannot be read.
     [[nodiscard]] std::vector<std::string> fileNames(std::string& problem) const;
     [[nodiscard]] std::shared_ptr<const File> read(const std::string& name,
                                                    const std::shared_ptr<const File>& known) const;
