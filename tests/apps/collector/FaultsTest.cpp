@@ -42,7 +42,7 @@ TEST(FaultsTest, InvalidFaultIsExplained) {
     const std::pair<const char*, const char*> options[] = {
         {"", "begins with schemas:, id:, event: or all:"},
         {"events:status=500", "not \"events\""},
-        {"event", "what to do wrong"},
+        {"event", "has settings"},
         {"event:lost", "\"lost\" has no value"},
         {"event:rate=nan", "rate is a number"},
     };
