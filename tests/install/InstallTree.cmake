@@ -39,6 +39,22 @@ function(expect_symbols library interface)
     endif()
 endfunction()
 
+# An application needs no library of Boost, and no certain version of it.
+file(GLOB installed "${PREFIX}/${LIBDIR}/*.so" "${PREFIX}/${LIBDIR}/*/*.pc"
+    "${PREFIX}/${LIBDIR}/cmake/*/*.cmake" "${PREFIX}/include/zentara/*.h")
+foreach(file IN LISTS installed)
+    if(file MATCHES "\\.so$")
+        execute_process(COMMAND "${READELF}" --dynamic --dyn-syms --wide "${file}"
+            OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
+    else()
+        file(READ "${file}" text)
+    endif()
+    string(REGEX MATCH "[^\n]*[Bb]oost[^\n]*" line "${text}")
+    if(line)
+        message(SEND_ERROR "${file} names Boost: ${line}")
+    endif()
+endforeach()
+
 expect_symbols(ZentaraClient
     "(T|V) (typeinfo for |typeinfo name for |vtable for )?zentara::[^\n]*")
 if(EXISTS "${PREFIX}/${LIBDIR}/libZentaraClientObjC.so")
