@@ -130,7 +130,7 @@ bool ValidationRun::uniqueItems(const Check& /*check*/, const JSONValue& value) 
 
 bool ValidationRun::items(const Check& check, const JSONValue& value) {
     const auto& array = *value.ifArray();
-    const auto* const positional = nodes_.references.data() + check.first;
+    const auto* const positional = check.flag ? nullptr : nodes_.references.data() + check.first;
     const auto rest = check.flag ? check.first : positional[check.count];
     bool passed = true;
     std::size_t position = 0;
