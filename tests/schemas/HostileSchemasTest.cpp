@@ -182,12 +182,14 @@ std::size_t heapInUse() {
     return heap.uordblks + heap.hblkhd;
 }
 
-/// Half a second of work, with a margin. The thread sanitizer takes that many times as long for the
-/// same work.
+/// Half a second of work, with a margin. The sanitizers take that many times as long for the same
+/// work.
 #ifndef __has_feature
 #define __has_feature(feature) 0
 #endif
-constexpr double secondsAllowed = __has_feature(thread_sanitizer) ? 30 : 2;
+constexpr double secondsAllowed = __has_feature(thread_sanitizer)    ? 30
+                                  : __has_feature(address_sanitizer) ? 10
+                                                                     : 2;
 
 TEST(HostileSchemas, AttacksEndWithinTimeAndMemory) {
     for (const auto& attack : attacks()) {
