@@ -10,7 +10,7 @@
 #include "Allocations.h"
 #include "Comparison.h"
 #include "SampleQueue.h"
-#include "dispatch/storage/UnderWayFile.h"
+#include "dispatch/storage/QueueFiles.h"
 #include "model/ZentaraEnvelope.h"
 #include "network/URLRequestBuilder.h"
 #include "support/TestHost.h"
@@ -67,7 +67,7 @@ void keep(benchmark::State& state) {
             text += event.jsonText().value();
         const auto path = host.file("limit").string();
         const auto renamed = path + "-renamed";
-        UnderWayFile file("queue");
+        InFlightFile file(QueueFiles(systemFiles(), "queue"));
         Times ours;
         Times limit;
         for (int round = 0; round < 300; ++round) {

@@ -8,7 +8,7 @@
 
 #include "Comparison.h"
 #include "SampleQueue.h"
-#include "dispatch/storage/SchemasStorage.h"
+#include "dispatch/storage/FileStorage.h"
 #include "json/JSONText.h"
 #include "support/TestHost.h"
 
@@ -45,11 +45,11 @@ void get(benchmark::State& state) {
             writeFile(host.file("events-storage").string(), queue);
             writeFile(host.file("zentara-schemas-storage").string(), schemas);
             // Both results live until the end, as they do in the client.
-            Loaded<InternalEvent> events;
-            Loaded<JSONObject> table;
+            std::vector<InternalEvent> events;
+            std::vector<JSONObject> table;
             const auto readFiles = [&] {
-                events = quietStorage("events-storage")->load();
-                table = SchemasStorage("zentara-schemas-storage").load();
+                events = *quietStorage("events-storage")->load();
+                table = *SchemasStorage(systemFiles(), "zentara-schemas-storage").load();
             };
             std::shared_ptr<ZentaraClient> client;
             // The cached table reports ready before the failed fetch reports its error.
@@ -62,8 +62,7 @@ void get(benchmark::State& state) {
             if (round % 2 == 0) parts.measure(readFiles);
             ours.measure(build);
             if (round % 2 != 0) parts.measure(readFiles);
-            if (events.records.size() != 8000 || table.records.size() != 1)
-                state.SkipWithError("not loaded");
+            if (events.size() != 8000 || table.size() != 1) state.SkipWithError("not loaded");
             if (!*wasReady) state.SkipWithError("not ready");
             ZentaraClient::setSharedClient(nullptr);
             ZentaraClient::setIsReady(false);

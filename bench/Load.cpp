@@ -6,7 +6,7 @@
 
 #include "Comparison.h"
 #include "SampleQueue.h"
-#include "platform/File.h"
+#include "platform/FileSystem.h"
 #include "support/TestHost.h"
 
 namespace zentara::bench {
@@ -28,15 +28,15 @@ void load(benchmark::State& state, double bar, bool againstRead) {
         Times ours;
         Times limit;
         for (int round = 0; round < rounds; ++round) {
-            Loaded<InternalEvent> events;
-            ours.measure([&] { events = quietStorage("queue")->load(); });
-            if (events.records.size() != 8000) state.SkipWithError("not loaded");
+            std::vector<InternalEvent> events;
+            ours.measure([&] { events = *quietStorage("queue")->load(); });
+            if (events.size() != 8000) state.SkipWithError("not loaded");
             events = {};
-            auto contents = readFile(path).bytes.value();
+            auto contents = *systemFiles().read(path);
             simdjson::dom::parser parser;
             limit.measure([&] {
                 if (againstRead) {
-                    contents = readFile(path).bytes.value();
+                    contents = *systemFiles().read(path);
                     return;
                 }
                 simdjson::dom::element root;

@@ -38,7 +38,8 @@ inline void writeFile(const std::string& path, const std::string& bytes) {
 /// A store without background work, so that only the caller's cost is measured.
 inline std::unique_ptr<InternalEventStorageImpl> quietStorage(const std::string& name) {
     auto storage = std::make_unique<InternalEventStorageImpl>(
-        name, std::chrono::hours(1), [](std::chrono::steady_clock::duration, const auto&) {});
+        systemFiles(), name, std::chrono::hours(1),
+        [](std::chrono::steady_clock::duration, const auto&) {});
     storage->recover();
     return storage;
 }

@@ -2,7 +2,7 @@
 
 #include "Comparison.h"
 #include "SampleQueue.h"
-#include "dispatch/storage/EventTexts.h"
+#include "dispatch/storage/ListText.h"
 #include "schemas/Schema.h"
 #include "support/TestHost.h"
 
@@ -25,13 +25,13 @@ void queue(benchmark::State& state) {
         Times drop;
         Times load;
         {
-            EventTexts texts;
+            ListText::Memory texts;
             EventList list;
             for (std::int64_t number = 0; number < length; ++number)
                 list.append(texts.packed(eventOfSize(number, size)));
             const auto storage = quietStorage("queue");
             const auto save = [&] {
-                if (storage->save(list)) state.SkipWithError("not saved");
+                if (!storage->save(list).ok()) state.SkipWithError("not saved");
             };
             for (int round = 0; round < 3; ++round) {
                 list.append(texts.packed(eventOfSize(length, size)));
@@ -52,9 +52,9 @@ void queue(benchmark::State& state) {
             }
         }
         for (int round = 0; round < 5; ++round) {
-            Loaded<InternalEvent> events;
-            load.measure([&] { events = quietStorage("queue")->load(); });
-            if (events.records.empty()) state.SkipWithError("not loaded");
+            std::vector<InternalEvent> events;
+            load.measure([&] { events = *quietStorage("queue")->load(); });
+            if (events.empty()) state.SkipWithError("not loaded");
         }
         state.counters["append_us"] = append.mean() / 1e3;
         state.counters["drop_ms"] = drop.mean() / 1e6;

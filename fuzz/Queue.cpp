@@ -10,7 +10,7 @@
 
 #include "Check.h"
 #include "dispatch/storage/InternalEventStorageImpl.h"
-#include "dispatch/storage/UnderWayFile.h"
+#include "dispatch/storage/QueueFiles.h"
 #include "json/JSONText.h"
 #include "model/EventDecoder.h"
 #include "support/Files.h"
@@ -29,7 +29,7 @@ std::vector<std::function<void()>> tasks;
 /// Its tasks run in `runTasks`.
 InternalEventStorageImpl openStorage() {
     return InternalEventStorageImpl(
-        name, std::chrono::seconds(10),
+        systemFiles(), name, std::chrono::seconds(10),
         [](auto, std::function<void()> task) { tasks.push_back(std::move(task)); });
 }
 
@@ -71,15 +71,20 @@ void checkDecoded(const DecodedEvents& decoded, const std::string& json) {
     }
 }
 
-/// The file of the batches in flight, which may hold as much.
-void checkUnderWay(const test::TestHost& host, const std::string& json,
+/// None after a failure, as a queue starts.
+std::vector<InternalEvent> eventsOf(Result<std::vector<InternalEvent>> loaded) {
+    return loaded.ok() ? *std::move(loaded) : std::vector<InternalEvent>();
+}
+
+/// The file of the events in flight, which may hold as much.
+void checkInFlight(const test::TestHost& host, const std::string& json,
                    const std::vector<std::string>& texts) {
     test::writeTo(host.file(".events-storage.under-way"), json);
-    UnderWayFile underWay(name);
-    const auto loaded = underWay.load();
-    check(textsOf(loaded.records) == texts, "batches in flight are read like a queue");
-    check(underWay.save(loaded.records) == nullptr, "batches in flight can be saved");
-    check(textsOf(underWay.load().records) == texts, "batches in flight load unchanged");
+    InFlightFile inFlight(QueueFiles(systemFiles(), name));
+    const auto events = eventsOf(inFlight.load());
+    check(textsOf(events) == texts, "events in flight are read like a queue");
+    check(inFlight.save(events).ok(), "events in flight can be saved");
+    check(textsOf(eventsOf(inFlight.load())) == texts, "events in flight load unchanged");
 }
 
 }  // namespace
@@ -104,12 +109,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         check(aside != names.end() && test::contentsOf(host.file(*aside)) == json,
               "a file without a list is set aside unchanged");
     }
-    auto loaded = first.load();
-    const auto texts = textsOf(loaded.records);
+    EventList list(eventsOf(first.load()));
+    const auto texts = textsOf({list.events().begin(), list.events().end()});
     check(texts == textsOf(decoded.events), "the store loads what the decoder finds");
 
-    EventList list(std::move(loaded.records));
-    check(first.save(list) == nullptr, "a loaded list can be saved");
+    check(first.save(list).ok(), "a loaded list can be saved");
     const auto saved = test::contentsOf(file);
     check(saved == test::fileOf(list.events()), "the file holds the texts of its events");
     runTasks();
@@ -119,17 +123,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto second = openStorage();
     second.recover();
     auto again = second.load();
-    check(!again.error && textsOf(again.records) == texts, "a saved list loads unchanged");
+    check(again.ok() && textsOf(*again) == texts, "a saved list loads unchanged");
     check(decodeEvents(saved).isCanonical, "a saved list is read without decoding");
     for (std::size_t i = 0; i < texts.size(); ++i)
-        check(again.records[i] == list.events()[i], "a saved event is equal");
+        check((*again)[i] == list.events()[i], "a saved event is equal");
 
     // Adds another text to those of a loaded file, and removes the front.
-    EventList grown(std::move(again.records));
+    EventList grown(*std::move(again));
     grown.append(test::sampleEvent(1));
     grown.dropFront(1);
-    check(second.save(grown) == nullptr && test::contentsOf(file) == test::fileOf(grown.events()),
+    check(second.save(grown).ok() && test::contentsOf(file) == test::fileOf(grown.events()),
           "file and list are equal");
-    checkUnderWay(host, json, texts);
+    checkInFlight(host, json, texts);
     return 0;
 }

@@ -9,7 +9,6 @@
 #include "Check.h"
 #include "collector/http/HttpMessage.h"
 #include "dispatch/storage/FileStorage.h"
-#include "dispatch/storage/SchemasStorage.h"
 #include "identity/ZentaraIDManager.h"
 #include "json/JSONText.h"
 #include "model/EventError.h"
@@ -53,13 +52,14 @@ void checkTable(const std::string& body) {
     const test::ManualTicker ticker;
     int reports = 0;
     bool isReady = false;
-    const auto provider = SchemasProvider::create(
-        std::make_unique<SchemasStorage>("no-cache"), std::make_unique<test::ManualTicker>(ticker),
-        std::make_unique<SchemasServiceApi>(service()), ClientSettings::current,
-        [&](const ZentaraClientErrorRef& error) {
-            ++reports;
-            isReady = error == nullptr;
-        });
+    const auto provider =
+        SchemasProvider::create(std::make_unique<SchemasStorage>(systemFiles(), "no-cache"),
+                                std::make_unique<test::ManualTicker>(ticker),
+                                std::make_unique<SchemasServiceApi>(service()),
+                                ClientSettings::current, [&](const ZentaraClientErrorRef& error) {
+                                    ++reports;
+                                    isReady = error == nullptr;
+                                });
     ticker.fire();
     check(reports == 1 && isReady == table.has_value(), "only an object is a table");
     check(ticker.isRunning() != isReady, "a failed fetch is repeated");
@@ -106,7 +106,8 @@ void checkCookies(std::string_view header, Cookies known) {
 
 std::shared_ptr<ZentaraIDManager> identityManager() {
     return ZentaraIDManager::create(
-        "Mobile App: test", std::make_unique<FileStorage<Token>>("anonymous-token-storage"),
+        "Mobile App: test",
+        std::make_unique<FileStorage<Token>>(systemFiles(), "anonymous-token-storage"),
         std::make_unique<test::ManualTicker>(), service(), nullptr, TickerProtocol::Clock::now);
 }
 

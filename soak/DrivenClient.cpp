@@ -4,9 +4,8 @@
 
 #include <zentara/ClientSettings.h>
 #include "dispatch/EventBus.h"
+#include "dispatch/QueueOpening.h"
 #include "dispatch/storage/FileStorage.h"
-#include "dispatch/storage/QueueOpening.h"
-#include "dispatch/storage/SchemasStorage.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "identity/ZentaraIDManager.h"
 #include "schemas/SchemasProvider.h"
@@ -22,16 +21,17 @@ constexpr std::uint64_t ticksOfASecond = 10'000'000;
 
 }  // namespace
 
-DrivenClient::DrivenClient(std::int64_t maxEvents) {
+DrivenClient::DrivenClient(FileSystem& files, std::int64_t maxEvents) : files_(files) {
     QueueOptions options;
     options.maxEvents = maxEvents;
     options.scheduler = [deferred = deferred_](auto, std::function<void()> work) {
         const MutexLock lock(deferred->mutex);
         deferred->work.push_back(std::move(work));
     };
-    events_ = openQueue(ClientSettings().eventsStorageName, options, Ledger::shared().queue);
+    events_ =
+        openQueue(files_, ClientSettings().eventsStorageName, options, Ledger::shared().queue);
     options.takenEvents = QueueOptions::TakenEvents::inMemory;
-    heldBackEvents_ = openQueue(ClientSettings().unvalidatedEventsStorageName, options,
+    heldBackEvents_ = openQueue(files_, ClientSettings().unvalidatedEventsStorageName, options,
                                 Ledger::shared().heldBackQueue);
 }
 
@@ -42,12 +42,13 @@ void DrivenClient::renew() {
         return std::make_unique<test::ManualTicker>(tickers_.emplace_back());
     };
     auto schemas = SchemasProvider::create(
-        std::make_unique<SchemasStorage>(ClientSettings().schemasStorageName), ticker(),
+        std::make_unique<SchemasStorage>(files_, ClientSettings().schemasStorageName), ticker(),
         std::make_unique<SchemasServiceApi>(ZentaraClientBuilder::schemasService()),
         ClientSettings::current,
         [](const ZentaraClientErrorRef& error) { ZentaraClient::setIsReady(error == nullptr); });
     auto idManager = ZentaraIDManager::create(
-        "soak", std::make_unique<FileStorage<Token>>(ClientSettings().anonymousTokenStorageName),
+        "soak",
+        std::make_unique<FileStorage<Token>>(files_, ClientSettings().anonymousTokenStorageName),
         ticker(), ZentaraClientBuilder::collector(), nullptr, TickerProtocol::Clock::now);
     const auto clock = [this] {
         return std::chrono::system_clock::time_point(timePassed());

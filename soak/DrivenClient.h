@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dispatch/EventsRepository.h"
+#include "platform/FileSystem.h"
 #include "support/Clocks.h"
 #include "support/ManualTicker.h"
 #include "support/Mutex.h"
@@ -20,8 +21,8 @@ namespace zentara::soak {
 /// simulated time.
 class DrivenClient {
   public:
-    /// Opens the queues of the documents directory.
-    explicit DrivenClient(std::int64_t maxEvents);
+    /// Opens the queues of the documents directory. `files` must not be destroyed.
+    DrivenClient(FileSystem& files, std::int64_t maxEvents);
 
     /// Replaces the client by a new client on the same queues, which starts to fetch its schemas
     /// and an identity.
@@ -46,6 +47,7 @@ class DrivenClient {
         std::vector<std::function<void()>> work ZENTARA_GUARDED_BY(mutex);
     };
 
+    FileSystem& files_;
     // Leaked, since requests in flight use it.
     Time& time_ = *new Time;
     const std::shared_ptr<Deferred> deferred_ = std::make_shared<Deferred>();

@@ -83,7 +83,7 @@ class Driver {
         endpoints.qaCollector = endpoints.qaSchemas = collector_.url();
         ZentaraEndpoints::use(endpoints);
         ZentaraClient::useSettings("soak", ZentaraEnvironment::qa);
-        host_ = std::make_unique<DrivenClient>(eventsOfARound_ / 3);
+        host_ = std::make_unique<DrivenClient>(disk_, eventsOfARound_ / 3);
         host_->renew();
         await("an identity", [this] {
             bool isThere = false;
@@ -274,7 +274,8 @@ class Driver {
     const test::CollectorProcess collector_{
         ZENTARA_EXAMPLES "/schemas",
         {"--no-https", "--database", directory_.path() / "collector.sqlite"}};
-    test::FaultyDisk disk_{documents()};
+    // The client uses it to the end of the process.
+    test::FaultyDisk& disk_ = *new test::FaultyDisk;
     std::unique_ptr<DrivenClient> host_;
     std::int64_t sent_ = 0;
     std::map<Report, std::int64_t> reports_;

@@ -30,8 +30,9 @@ EventsRepository::EventsRepository(std::int64_t maxEvents,
     load();
     if (!underWay_) return;
     queue_.sync([&] {
-        returned_ = underWay_->load().records;
-        if (returned_.empty()) return;
+        auto returned = underWay_->load();
+        if (!returned.ok() || returned->empty()) return;
+        returned_ = *std::move(returned);
         insertRestored(missing(returned_));
         saveAll();
     });
@@ -87,7 +88,7 @@ void EventsRepository::saveUnderWay() {
     all.insert(all.end(), taken_.begin(), taken_.end());
     storage_->setInFlight(all);
     // Failing it, a batch may be lost with the process; failing to send would not be better.
-    isUnderWaySaved_ = Status(underWay_->save(all)).ok();
+    isUnderWaySaved_ = underWay_->save(all).ok();
 }
 
 Status EventsRepository::saveList() {
@@ -160,7 +161,10 @@ void EventsRepository::insertRestored(std::span<const InternalEvent> events) {
 }
 
 void EventsRepository::load() {
-    queue_.sync([&] { replace(EventList(storage_->load().records)); });
+    queue_.sync([&] {
+        auto events = storage_->load();
+        replace(events.ok() ? EventList(*std::move(events)) : EventList());
+    });
 }
 
 std::vector<InternalEvent> EventsRepository::take(std::int64_t count) {

@@ -5,7 +5,7 @@
 
 #include "dispatch/EventRepositoryProtocol.h"
 #include "dispatch/storage/EventList.h"
-#include "dispatch/storage/EventTexts.h"
+#include "dispatch/storage/ListText.h"
 #include "dispatch/storage/Storage.h"
 #include "support/Ledger.h"
 #include "support/threads/SerialQueue.h"
@@ -61,7 +61,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     const std::unique_ptr<InternalEventStorage> storage_;  // used inside the queue only
     Ledger::Queue& counts_;
     const std::unique_ptr<Storage<InternalEvent>> underWay_;  // used inside the queue only
-    EventTexts texts_;                                        // used inside the queue only
+    ListText::Memory texts_;                                  // used inside the queue only
     EventList events_;                                        // used inside the queue only
     // What the store of events under way holds: what was taken, and what has come back to the list
     // but is not yet in its store. Used inside the queue only.

@@ -11,14 +11,11 @@
 #include <zentara/ZentaraEndpoints.h>
 #include "dispatch/EventBus.h"
 #include "dispatch/EventsRepository.h"
+#include "dispatch/QueueOpening.h"
 #include "dispatch/storage/FileStorage.h"
-#include "dispatch/storage/ProcessFolder.h"
-#include "dispatch/storage/QueueOpening.h"
-#include "dispatch/storage/SchemasStorage.h"
 #include "identity/ZentaraIDManager.h"
 #include "network/CurlSession.h"
 #include "network/HeaderText.h"
-#include "platform/File.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/Ledger.h"
@@ -56,24 +53,15 @@ struct Repositories {
         ZENTARA_GUARDED_BY(mutex);
 };
 
-std::shared_ptr<EventsRepository> repository(const std::string& name, const QueueOptions& options,
-                                             Ledger::Queue& counts) {
+std::shared_ptr<EventsRepository> repository(FileSystem& files, const std::string& name,
+                                             const QueueOptions& options, Ledger::Queue& counts) {
     static NoDestructor<Repositories> repositories;
     const MutexLock lock(repositories->mutex);
     auto& known = repositories->byFile[documentsFile(name)];
     if (auto inUse = known.lock()) return inUse;
-    const std::shared_ptr<EventsRepository> opened = openQueue(name, options, counts);
+    const std::shared_ptr<EventsRepository> opened = openQueue(files, name, options, counts);
     known = opened;
     return opened;
-}
-
-/// Lets a process with a folder of its own have the identity of the first process.
-void copyFile(const std::string& from, const std::string& to) {
-    const auto contents = readFile(documentsFile(from));
-    // Without it, the collector gives this process an identity of its own.
-    if (contents.bytes) {
-        static_cast<void>(writeFileAtomically(documentsFile(to), *contents.bytes));
-    }
 }
 
 RemoteService service(std::function<URL(ZentaraEnvironment)> baseURL) {
@@ -93,36 +81,38 @@ RemoteService ZentaraClientBuilder::schemasService() {
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
-    const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay) {
+    const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay,
+    FileSystem& files) {
     const auto bundleIdentifier = HostApplication::bundleIdentifier();
     auto& ledger = Ledger::shared();
     const auto& controlTime = ControlTime::shared();
     using Readiness = ZentaraClient::Implementation::Readiness;
     const auto readiness = std::make_shared<Readiness>();
     auto schemasProvider = SchemasProvider::create(
-        std::make_unique<SchemasStorage>(settings.schemasStorageName), std::make_unique<Ticker>(),
-        std::make_unique<SchemasServiceApi>(schemasService()), ClientSettings::current,
-        [relay, readiness](ZentaraClientErrorRef error) {
+        std::make_unique<SchemasStorage>(files, settings.schemasStorageName),
+        std::make_unique<Ticker>(), std::make_unique<SchemasServiceApi>(schemasService()),
+        ClientSettings::current, [relay, readiness](ZentaraClientErrorRef error) {
             ZentaraClient::Implementation::report(
                 *readiness, error ? Readiness::Report::failure : Readiness::Report::success);
             relay->report(std::move(error));
         });
-    const auto folder = processFolder();
+    const auto folder = claimProcessFolder(files, settings.anonymousTokenStorageName);
     const auto tokenName = folder + settings.anonymousTokenStorageName;
-    if (!folder.empty()) copyFile(settings.anonymousTokenStorageName, tokenName);
     auto idManager = ZentaraIDManager::create(
-        userAgent(bundleIdentifier, settings), std::make_unique<FileStorage<Token>>(tokenName),
-        std::make_unique<Ticker>(), collector(), nullptr, TickerProtocol::Clock::now);
+        userAgent(bundleIdentifier, settings),
+        std::make_unique<FileStorage<Token>>(files, tokenName), std::make_unique<Ticker>(),
+        collector(), nullptr, TickerProtocol::Clock::now);
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
     QueueOptions queue{settings.maxEvents, settings.dispatchInterval};
-    auto events = repository(folder + settings.eventsStorageName, queue, ledger.queue);
+    auto events = repository(files, folder + settings.eventsStorageName, queue, ledger.queue);
     queue.takenEvents = QueueOptions::TakenEvents::inMemory;
-    auto heldBack =
-        repository(folder + settings.unvalidatedEventsStorageName, queue, ledger.heldBackQueue);
+    auto heldBack = repository(files, folder + settings.unvalidatedEventsStorageName, queue,
+                               ledger.heldBackQueue);
     if (folder.empty()) {
-        takeInProcessFolders({{settings.eventsStorageName, *events},
-                              {settings.unvalidatedEventsStorageName, *heldBack}},
-                             settings.anonymousTokenStorageName);
+        restoreProcessFolders(files,
+                              {{settings.eventsStorageName, *events},
+                               {settings.unvalidatedEventsStorageName, *heldBack}},
+                              settings.anonymousTokenStorageName);
     }
     auto eventBus =
         EventBus::create(std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(),

@@ -5,6 +5,7 @@
 #include "facade/ReadinessRelay.h"
 #include "facade/ZentaraClientImplementation.h"
 #include "network/RestClient.h"
+#include "platform/FileSystem.h"
 
 namespace zentara {
 
@@ -12,11 +13,12 @@ namespace zentara {
 /// ledger, the clocks and the end of the process are those of the process; every other component is
 /// given them.
 struct ZentaraClientBuilder {
-    /// A whole client after `settings`, talking to the network and to the files of the documents
-    /// directory. Its readiness reports go to `relay`. They set `ZentaraClient::isReady` while it
+    /// A whole client after `settings`, talking to the network and to the documents directory in
+    /// `files`. Its readiness reports go to `relay`. They set `ZentaraClient::isReady` while it
     /// is the shared client, or when it becomes that.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> build(
-        const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay);
+        const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay,
+        FileSystem& files = systemFiles());
 
     /// The collector and the schemas service of the process, reached by its one HTTP session.
     [[nodiscard]] static RemoteService collector();

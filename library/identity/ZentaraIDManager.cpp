@@ -126,8 +126,8 @@ void ZentaraIDManager::loadAnonymousToken(const TokenCompletion& completion) con
     {
         const MutexLock lock(storageMutex_);
         auto stored = anonymousStorage_->load();
-        tokenFile_.report(stored.error);
-        if (!stored.records.empty()) token = std::move(stored.records.front());
+        tokenFile_.report(stored.error());
+        if (stored.ok() && !stored->empty()) token = std::move(stored->front());
     }
     if (completion) completion(std::move(token));
 }
@@ -223,7 +223,7 @@ void ZentaraIDManager::persist(const Token& token) {
     {
         const MutexLock lock(storageMutex_);
         // Without its file the token still serves this run.
-        tokenFile_.report(anonymousStorage_->save(std::span(&token, 1)));
+        tokenFile_.report(anonymousStorage_->save(std::span(&token, 1)).error());
     }
     if (onReady_) onReady_();
 }

@@ -63,12 +63,12 @@ std::unique_ptr<const SchemasProvider::Table> SchemasProvider::tableOf(JSONObjec
 void SchemasProvider::loadCache() {
     auto cached = storage_->load();
     // No cache yet, or one that cannot be read: the fetch will tell.
-    if (cached.error || !cached.found) return;
-    if (cached.records.empty()) {
+    if (!cached.ok()) return;
+    if (cached->empty()) {
         reportFailure(std::make_shared<SchemasServiceError>("the cache of schemas is empty"));
         return;
     }
-    cached_ = tableOf(std::move(cached.records.front()));
+    cached_ = tableOf(std::move(cached->front()));
     schemas_.store(cached_.get(), std::memory_order_release);
     report(nullptr);
 }

@@ -2,9 +2,6 @@
 # folder: its name, a colon and the folders that it may include headers of.
 cmake_minimum_required(VERSION 3.25)
 
-# What is still to be removed, as "folder -> neighbour".
-set(exceptions
-    "dispatch/storage -> dispatch")
 # The folders that may include headers with these prefixes.
 set(boost "no folder")
 set(simdjson json)
@@ -59,8 +56,7 @@ foreach(source IN LISTS sources)
         endif()
         find_folder("${path}" to)
         list(APPEND used_by_${from} "${to}")
-        if(NOT to STREQUAL from AND NOT to IN_LIST neighbours_of_${from}
-           AND NOT "${from} -> ${to}" IN_LIST exceptions)
+        if(NOT to STREQUAL from AND NOT to IN_LIST neighbours_of_${from})
             message(SEND_ERROR "${source} includes ${path}: ${from} does not declare ${to}")
         endif()
     endforeach()

@@ -78,8 +78,8 @@ class EventBusTest : public testing::Test {
     ManualControlTime controlTime_;
     ManualTicker ticker_;
     const std::shared_ptr<IDManager> identity_ = ZentaraIDManager::create(
-        "agent", std::make_unique<FileStorage<Token>>("token"), std::make_unique<ManualTicker>(),
-        collector_, nullptr, TickerProtocol::Clock::now);
+        "agent", std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
+        std::make_unique<ManualTicker>(), collector_, nullptr, TickerProtocol::Clock::now);
 };
 
 TEST_F(EventBusTest, BatchesGoInOrderAndFailedOnesFirst) {

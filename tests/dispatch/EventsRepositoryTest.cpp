@@ -25,25 +25,25 @@ struct Journal {
 
     struct List final : InternalEventStorage {
         explicit List(Journal& journal) : journal_(journal) {}
-        ErrorRef save(const EventList& events) override {
+        Status save(const EventList& events) override {
             if (journal_.isFull) {
                 return std::make_shared<PlatformError>(PlatformError::Domain::file, 28, "full");
             }
             journal_.now.list.assign(events.events().begin(), events.events().end());
             journal_.moments.push_back(journal_.now);
-            return nullptr;
+            return {};
         }
-        Loaded<InternalEvent> load() override { return {journal_.now.list, nullptr, true}; }
+        Result<std::vector<InternalEvent>> load() override { return journal_.now.list; }
         Journal& journal_;
     };
     struct UnderWay final : Storage<InternalEvent> {
         explicit UnderWay(Journal& journal) : journal_(journal) {}
-        ErrorRef save(std::span<const InternalEvent> events) override {
+        Status save(std::span<const InternalEvent> events) override {
             journal_.now.underWay.assign(events.begin(), events.end());
             journal_.moments.push_back(journal_.now);
-            return nullptr;
+            return {};
         }
-        Loaded<InternalEvent> load() override { return {journal_.now.underWay, nullptr, true}; }
+        Result<std::vector<InternalEvent>> load() override { return journal_.now.underWay; }
         Journal& journal_;
     };
 

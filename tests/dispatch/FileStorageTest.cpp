@@ -14,18 +14,19 @@ using namespace test;
 class FileStorageTest : public testing::Test {
   protected:
     TestHost host_;
-    FileStorage<Token> storage_{"tokens"};
+    FileStorage<Token> storage_{systemFiles(), "tokens"};
 };
 
 TEST_F(FileStorageTest, KeepsAListInACompactFile) {
-    EXPECT_FALSE(storage_.load().found);
+    EXPECT_TRUE(storage_.load()->empty());
+    EXPECT_FALSE(SchemasStorage(systemFiles(), "tokens").load().ok());
     EXPECT_FALSE(std::filesystem::exists(host_.documents())) << "reading makes nothing";
 
     const Token tokens[] = {{"a", "b/c", "d"}, {"e", "f", "g"}};
-    ASSERT_EQ(storage_.save(tokens), nullptr);
+    ASSERT_TRUE(storage_.save(tokens).ok());
     EXPECT_EQ(contentsOf(host_.file("tokens")), R"([{"type":"a","value":"b/c","publicValue":"d"},)"
                                                 R"({"type":"e","value":"f","publicValue":"g"}])");
-    EXPECT_EQ(storage_.load().records, std::vector(std::begin(tokens), std::end(tokens)));
+    EXPECT_EQ(*storage_.load(), std::vector(std::begin(tokens), std::end(tokens)));
     EXPECT_EQ(namesIn(host_.documents()), std::set<std::string>{"tokens"});
 }
 
@@ -41,8 +42,8 @@ TEST_F(FileStorageTest, ReadsWhatItCanAndTellsWhatItCannot) {
     for (const auto& [file, records, fails] : cases) {
         writeTo(host_.file("tokens"), file);
         const auto loaded = storage_.load();
-        EXPECT_EQ(loaded.records.size(), records) << file;
-        EXPECT_EQ(loaded.error != nullptr, fails) << file;
+        ASSERT_EQ(loaded.ok(), !fails) << file;
+        EXPECT_EQ(loaded.ok() ? loaded->size() : 0, records) << file;
     }
 }
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <functional>
 
-#include "dispatch/storage/UnderWayFile.h"
+#include "dispatch/storage/QueueFiles.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
@@ -22,7 +22,7 @@ class InternalEventStorageTest : public testing::Test {
   protected:
     [[nodiscard]] InternalEventStorageImpl storage() {
         return InternalEventStorageImpl(
-            "queue", std::chrono::seconds(10),
+            disk_, "queue", std::chrono::seconds(10),
             [this](Duration delay, auto work) { tasks_.emplace_back(delay, std::move(work)); });
     }
 
@@ -31,7 +31,7 @@ class InternalEventStorageTest : public testing::Test {
         list_ = EventList(sampleEvents(1, count));
         save();
     }
-    void save() { ASSERT_EQ(store_.save(list_), nullptr); }
+    void save() { ASSERT_TRUE(store_.save(list_).ok()); }
 
     /// Runs the background work that waits for no longer than that.
     void runTasks(Duration longest = Duration::max()) {
@@ -47,6 +47,7 @@ class InternalEventStorageTest : public testing::Test {
     [[nodiscard]] std::string file() const { return contentsOf(host_.file("queue")); }
 
     TestHost host_;
+    FaultyDisk disk_;
     std::vector<std::pair<Duration, std::function<void()>>> tasks_;
     InternalEventStorageImpl store_ = storage();
     EventList list_;
@@ -54,8 +55,7 @@ class InternalEventStorageTest : public testing::Test {
 
 TEST_F(InternalEventStorageTest, ASaveOfWhatTheFileHoldsWritesNothing) {
     begin(3);
-    FaultyDisk disk(host_.documents());
-    disk.watch([](const DiskStep& step) { ADD_FAILURE() << step.path; });
+    disk_.watch([](const DiskStep& step) { ADD_FAILURE() << step.path; });
     save();
     const auto batch = list_.takeFront(2);
     list_.insertAtFront(batch);
@@ -84,15 +84,15 @@ TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
             writeTo(host_.file("other"), "[]");
             std::filesystem::rename(host_.file("other"), queue);
         },
-        [&] { EXPECT_EQ(storage().save(EventList(sampleEvents(100, 2))), nullptr); },
+        [&] { EXPECT_TRUE(storage().save(EventList(sampleEvents(100, 2))).ok()); },
     };
-    // Few events are appended; where there are many bytes and one leaves, the file is copied from.
+    // Few events are appended; where there are many bytes, one leaves each time.
     for (const std::size_t length : {1U, 100'000U}) {
         auto store = storage();
         EventList list;
         std::int64_t last = 0;
         const auto save = [&] {
-            EXPECT_EQ(store.save(list), nullptr);
+            EXPECT_TRUE(store.save(list).ok());
             EXPECT_TRUE(file() == fileOf(list.events())) << length;
         };
         const auto saveOneMore = [&] {
@@ -112,16 +112,6 @@ TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
             runTasks();
             saveOneMore();
         }
-        for (const auto& change : {std::function<void()>(overwrite), std::function<void()>(cut)}) {
-            FaultyDisk disk(host_.documents());
-            // In the middle of a save.
-            disk.fail({{{DiskCall::write}, 0, 2}});
-            disk.watch([&](const DiskStep& step) {
-                if (length > 1 && step.call == DiskCall::write) change();
-            });
-            saveOneMore();
-        }
-        saveOneMore();
     }
 }
 
@@ -130,10 +120,9 @@ TEST_F(InternalEventStorageTest, AnExchangeThatFailsIsNoRename) {
     for (std::int64_t number = 4; number < 20; number += 2) {
         const auto before = file();
         const bool isDone = number % 4 == 0;
-        FaultyDisk disk(host_.documents());
-        disk.fail({{{DiskCall::rename}, EIO, 100, {}, isDone}});
+        disk_.fail({{{DiskCall::rename}, EIO, 100, {}, isDone}});
         list_.append(sampleEvent(number));
-        EXPECT_EQ(store_.save(list_) == nullptr, isDone);
+        EXPECT_EQ(store_.save(list_).ok(), isDone);
         EXPECT_EQ(file(), isDone ? fileOf(list_.events()) : before);
         list_.append(sampleEvent(number + 1));
         save();
@@ -166,9 +155,6 @@ TEST_F(InternalEventStorageTest, TakingFromTheMiddleIsNoLossOfFront) {
 }
 
 TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
-    FaultyDisk disk(host_.documents());
-    // As where the file system cannot flush a folder.
-    disk.fail({{{DiskCall::flushFolder}, EBADF}});
     begin(1);
     ASSERT_EQ(tasks_.size(), 1U) << "the first change is flushed at once";
     EXPECT_EQ(tasks_[0].first, Duration::zero());
@@ -193,9 +179,10 @@ TEST_F(InternalEventStorageTest, NoFileIsMadeTooLargeToBeRead) {
     const auto large = sampleEvent(2, {}, {{"text", std::string(1'000'000, 'x')}});
     while (list_.size() < 540)
         list_.append(large);
-    for (const auto& error : {store_.save(list_), UnderWayFile("queue").save(list_.events())}) {
-        ASSERT_NE(error, nullptr);
-        EXPECT_EQ(error->description(), "the file would be larger than 512 MiB");
+    InFlightFile inFlight(QueueFiles(disk_, "queue"));
+    for (const auto& status : {store_.save(list_), inFlight.save(list_.events())}) {
+        ASSERT_FALSE(status.ok());
+        EXPECT_EQ(status.error()->description(), "the file would be larger than 512 MiB");
     }
     EXPECT_EQ(file(), fileOf(sampleEvents(1, 1)));
 }
@@ -213,27 +200,74 @@ TEST_F(InternalEventStorageTest, CheckpointHasBatchesUntilTheyAreSettled) {
     EXPECT_EQ(checkpoint(), fileOf(sampleEvents(1, 4)));
     store_.setInFlight({});
     EXPECT_EQ(checkpoint(), fileOf(sampleEvents(3, 2)));
-    ASSERT_EQ(store_.save(EventList()), nullptr);
+    ASSERT_TRUE(store_.save(EventList()).ok());
     // The process ends before the next checkpoint.
     tasks_.clear();
     auto next = storage();
     next.recover();
-    EXPECT_TRUE(next.load().records.empty());
+    EXPECT_TRUE(next.load()->empty());
     EXPECT_EQ(checkpoint(), "[]");
 
-    ASSERT_EQ(next.save(EventList(sampleEvents(5, 2))), nullptr);
+    ASSERT_TRUE(next.save(EventList(sampleEvents(5, 2))).ok());
     EXPECT_EQ(checkpoint(), fileOf(sampleEvents(5, 2)));
-    ASSERT_EQ(next.save(EventList()), nullptr);
+    ASSERT_TRUE(next.save(EventList()).ok());
     next.setInFlight({});
     EXPECT_FALSE(std::filesystem::exists(host_.file(".queue.checkpoint")));
-    ASSERT_EQ(next.save(EventList(sampleEvents(7, 1))), nullptr);
+    ASSERT_TRUE(next.save(EventList(sampleEvents(7, 1))).ok());
     EXPECT_EQ(checkpoint(), fileOf(sampleEvents(7, 1)));
+}
+
+TEST_F(InternalEventStorageTest, DamagedCheckpointIsNeverOverwritten) {
+    writeTo(host_.file(".queue.checkpoint"), "damaged");
+    disk_.fail({{{DiskCall::rename}, EIO, 1, "checkpoint"}});
+    store_.recover();
+    EXPECT_TRUE(isFailing(Component::storage));
+    ASSERT_TRUE(store_.load().ok());
+    begin(2);
+    store_.setInFlight({});
+    runTasks();
+    EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), "damaged");
+    list_ = EventList();
+    save();
+    store_.setInFlight({});
+    EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), "damaged");
+    disk_.fail({});
+    begin(3);
+    runTasks();
+    EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), file());
+    EXPECT_FALSE(isFailing(Component::storage));
+    const auto names = namesIn(host_.documents());
+    const auto aside = names.lower_bound("queue.unreadable-");
+    ASSERT_NE(aside, names.end());
+    EXPECT_EQ(contentsOf(host_.file(*aside)), "damaged");
+}
+
+TEST_F(InternalEventStorageTest, DamagedListIsNeverOverwritten) {
+    for (const auto* const name : {"queue", ".queue.under-way"})
+        writeTo(host_.file(name), "damaged");
+    const auto failOneRename = [this] {
+        disk_.fail({{{DiskCall::rename}, EIO, 1000}});
+    };
+    const auto events = sampleEvents(1, 1);
+    InFlightFile inFlight(QueueFiles(disk_, "queue"));
+    failOneRename();
+    EXPECT_FALSE(inFlight.load().ok());
+    failOneRename();
+    store_.recover();
+    failOneRename();
+    EXPECT_FALSE(store_.save(EventList(events)).ok());
+    for (const auto& status : {inFlight.save(events), inFlight.save({})})
+        EXPECT_FALSE(status.ok());
+    for (const auto* const name : {"queue", ".queue.under-way"})
+        EXPECT_EQ(contentsOf(host_.file(name)), "damaged");
+    EXPECT_TRUE(store_.save(EventList(events)).ok());
+    EXPECT_EQ(file(), fileOf(events));
 }
 
 TEST_F(InternalEventStorageTest, FolderInPlaceOfTheFileIsSetAsideWhole) {
     writeTo(host_.file("queue") / "in-the-way", "");
     store_.recover();
-    EXPECT_TRUE(store_.load().records.empty());
+    EXPECT_TRUE(store_.load()->empty());
     begin(1);
     EXPECT_EQ(file(), fileOf(list_.events()));
     const auto names = namesIn(host_.documents());

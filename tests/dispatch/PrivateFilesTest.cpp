@@ -17,8 +17,9 @@ using namespace test;
 void writeEverything() {
     std::vector<std::function<void()>> tasks;
     Ledger::Queue counts;
-    const auto queue = openSampleQueue(
-        counts, "queue", [&tasks](auto, auto task) { tasks.push_back(std::move(task)); });
+    const auto queue = openSampleQueue(counts, systemFiles(), "queue", [&tasks](auto, auto task) {
+        tasks.push_back(std::move(task));
+    });
     for (std::int64_t number = 1; number <= 6; ++number) {
         if (number == 4) static_cast<void>(queue->take(1));
         queue->add(sampleEvent(number), [](const auto& result) { EXPECT_TRUE(result.ok()); });
@@ -26,7 +27,7 @@ void writeEverything() {
             task();
     }
     const Token token{"qvn_uid", "value", "public"};
-    EXPECT_EQ(FileStorage<Token>("token").save(std::span(&token, 1)), nullptr);
+    EXPECT_TRUE(FileStorage<Token>(systemFiles(), "token").save(std::span(&token, 1)).ok());
     UserDefaults().set("key", std::int64_t{1});
 }
 

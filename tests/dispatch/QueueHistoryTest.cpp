@@ -43,7 +43,8 @@ class QueueHistory {
 
     void open() {
         auto storage = std::make_unique<InternalEventStorageImpl>(
-            "queue", std::chrono::seconds(10), [this](Duration, std::function<void()> work) {
+            systemFiles(), "queue", std::chrono::seconds(10),
+            [this](Duration, std::function<void()> work) {
                 background_.push_back(std::move(work));
             });
         storage->recover();
@@ -157,7 +158,6 @@ class QueueHistory {
 };
 
 TEST(QueueHistoryTest, TheFileIsTheListThatWasSavedLast) {
-    // Large lists are rewritten from the file instead of from memory.
     const std::tuple<std::uint64_t, std::size_t, int> cases[] = {
         {1, 300, 2000},
         {3, 400'000, 150},

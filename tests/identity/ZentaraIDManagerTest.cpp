@@ -19,7 +19,7 @@ class ZentaraIDManagerTest : public testing::Test {
   protected:
     std::shared_ptr<ZentaraIDManager> makeManager() {
         return ZentaraIDManager::create(
-            "agent", std::make_unique<FileStorage<Token>>("token"),
+            "agent", std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
             std::make_unique<ManualTicker>(ticker_),
             {[this] { return settings_; },
              [](auto) { return URL::parse("http://id.test/base").value(); }, RestClient(session_)},

@@ -1,4 +1,4 @@
-#include "platform/File.h"
+#include "platform/FileSystem.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -19,11 +19,11 @@ using namespace test;
 TEST(File, MakesPrivateFoldersOnItsWay) {
     const TemporaryDirectory directory;
     const auto path = directory.path() / "a" / "b" / "file";
-    ASSERT_EQ(writeFileAtomically(path, "bytes"), nullptr);
+    ASSERT_TRUE(systemFiles().writeAtomically(path, "bytes").ok());
     struct stat status {};
     ::stat(path.parent_path().c_str(), &status);
     EXPECT_EQ(status.st_mode & 0777U, 0700U);
-    EXPECT_EQ(readFile(path).bytes, "bytes");
+    EXPECT_EQ(*systemFiles().read(path), "bytes");
 }
 
 TEST(File, ReadsRegularFilesOfABoundedSizeOnly) {
@@ -31,29 +31,35 @@ TEST(File, ReadsRegularFilesOfABoundedSizeOnly) {
     const auto at = [&](const char* name) {
         return directory.path() / name;
     };
-    EXPECT_FALSE(readFile(at("none")).error);
-    EXPECT_FALSE(readFile(at("none")).bytes);
-    EXPECT_TRUE(readFile(directory.path()).error);
+    const auto statusOf = [&](const char* name) {
+        return systemFiles().read(at(name)).status();
+    };
+    EXPECT_TRUE(isMissing(statusOf("none")));
+    EXPECT_FALSE(isUnfit(statusOf("none")));
+    EXPECT_TRUE(isUnfit(statusOf("")));
     ASSERT_EQ(::mkfifo(at("pipe").c_str(), 0600), 0);
-    EXPECT_TRUE(readFile(at("pipe")).error) << "must not wait for a writer";
+    EXPECT_TRUE(isUnfit(statusOf("pipe"))) << "must not wait for a writer";
     writeTo(at("huge"), "");
     std::filesystem::resize_file(at("huge"), maximumFileSize + 1);
-    EXPECT_TRUE(readFile(at("huge")).error);
+    EXPECT_TRUE(isUnfit(statusOf("huge")));
+    EXPECT_FALSE(isMissing(statusOf("huge")));
 }
 
-TEST(File, ViewOfTruncatedFileFailsToWrite) {
+TEST(File, FlushSucceedsWhereThereIsNone) {
+    const auto file = systemFiles().open("/proc/self/comm");
+    ASSERT_TRUE(file.ok());
+    EXPECT_TRUE((*file)->flush().ok());
+    EXPECT_TRUE(systemFiles().flushFolder("/proc/self").ok());
+    EXPECT_FALSE(systemFiles().flushFolder("/none").ok());
+}
+
+TEST(File, RemovesWhatIsThere) {
     const TemporaryDirectory directory;
-    File source;
-    File target;
-    ASSERT_EQ(File::create(directory.path() / "source", source), nullptr);
-    ASSERT_EQ(File::create(directory.path() / "target", target), nullptr);
-    const std::string bytes(100'000, 'x');
-    ASSERT_EQ(source.write(bytes, 0), nullptr);
-    if (source.view(bytes.size()).empty()) return;  // not on this file system
-    ASSERT_EQ(target.write(source.view(bytes.size()), 0), nullptr);
-    EXPECT_EQ(contentsOf(directory.path() / "target"), bytes);
-    ASSERT_EQ(source.truncate(0), nullptr);
-    EXPECT_NE(target.write(source.view(bytes.size()), 0), nullptr);
+    writeTo(directory.path() / "file", "");
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(systemFiles().remove(directory.path() / "file").ok());
+    EXPECT_FALSE(systemFiles().remove(directory.path()).ok());
+    EXPECT_EQ(*systemFiles().names(directory.path()), std::vector<std::string>());
 }
 
 TEST(File, WritesManyPartsInTheirOrderAsFarAsTheyFit) {
@@ -66,10 +72,12 @@ TEST(File, WritesManyPartsInTheirOrderAsFarAsTheyFit) {
         all += texts.back();
     }
     const std::vector<std::string_view> parts(texts.begin(), texts.end());
-    File file;
-    ASSERT_EQ(File::create(path, file), nullptr);
-    ASSERT_EQ(file.write("before ", 0), nullptr);
-    EXPECT_EQ(file.write(parts, 7), nullptr);
+    auto created = systemFiles().create(path);
+    ASSERT_TRUE(created.ok());
+    auto& file = **created;
+    const std::string_view before = "before ";
+    ASSERT_TRUE(file.write(std::span(&before, 1), 0).ok());
+    EXPECT_TRUE(file.write(parts, 7).ok());
     EXPECT_EQ(contentsOf(path), all);
 
     // The system stops in the middle of a part, and then refuses the rest of it.
@@ -78,10 +86,12 @@ TEST(File, WritesManyPartsInTheirOrderAsFarAsTheyFit) {
     const rlimit tight{5001, former.rlim_max};
     ::signal(SIGXFSZ, SIG_IGN);
     ::setrlimit(RLIMIT_FSIZE, &tight);
-    const auto error = file.truncate(7) ? nullptr : file.write(parts, 7);
+    const auto truncated = file.truncate(7);
+    const auto written = file.write(parts, 7);
     ::setrlimit(RLIMIT_FSIZE, &former);
     ::signal(SIGXFSZ, SIG_DFL);
-    EXPECT_NE(error, nullptr);
+    EXPECT_TRUE(truncated.ok());
+    EXPECT_FALSE(written.ok());
     EXPECT_EQ(contentsOf(path), all.substr(0, 5001));
 }
 

@@ -9,7 +9,7 @@
 #include <limits>
 #include <string>
 
-#include "platform/FolderClaim.h"
+#include "platform/FileSystem.h"
 #include "platform/HostApplication.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
@@ -75,7 +75,7 @@ TEST_F(UserDefaultsTest, UnwritableFolderCostsPersistenceOnly) {
 
     const std::string others = R"({"key": 1})";
     writeTo(first_ / fileName, others);
-    const int another = ::open((first_ / FolderClaim::fileName).c_str(), O_CREAT | O_RDWR, 0600);
+    const int another = ::open((first_ / FileSystem::claimName).c_str(), O_CREAT | O_RDWR, 0600);
     ASSERT_EQ(::flock(another, LOCK_EX | LOCK_NB), 0);
     use(first_);
     EXPECT_EQ(UserDefaults().integer("key"), 1);

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include <zentara/ZentaraClient.h>
-#include "dispatch/storage/UnderWayFile.h"
+#include "dispatch/storage/QueueFiles.h"
 #include "support/ClientCalls.h"
 #include "support/FailureReporter.h"
 #include "support/FaultyDisk.h"
@@ -155,22 +155,21 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
         checkpoint = std::move(work);
     };
     const auto documents = host_.documents().string();
-    const std::string broken = "Input/output error";
+    const std::string broken = "broken disk: Input/output error";
     const std::pair<std::vector<DiskFault>, std::string> cases[] = {
-        {{{{DiskCall::write}, ENOSPC}}, "cannot write: No space left on device"},
-        {{{{DiskCall::makeFolder}, EROFS}},
-         "cannot make the folder '" + documents + "': Read-only file system"},
+        {{{{DiskCall::write}, ENOSPC}}, "broken disk: No space left on device"},
+        {{{{DiskCall::open}, EROFS}}, "broken disk: Read-only file system"},
     };
     for (const auto& [faults, text] : cases) {
         SCOPED_TRACE(text);
         std::filesystem::remove_all(documents);
-        FaultyDisk disk(documents);
-        InternalEventStorageImpl store("queue", std::chrono::seconds(10), keep);
-        UnderWayFile underWay("queue");
+        FaultyDisk disk;
+        InternalEventStorageImpl store(disk, "queue", std::chrono::seconds(10), keep);
+        InFlightFile inFlight(QueueFiles(disk, "queue"));
         EventList list(sampleEvents(1, 1));
         const auto saveAll = [&] {
-            const bool saved = !store.save(list);
-            const bool kept = !underWay.save(list.events());
+            const bool saved = store.save(list).ok();
+            const bool kept = inFlight.save(list.events()).ok();
             if (checkpoint) std::exchange(checkpoint, nullptr)();
             list.append(sampleEvent(2));
             return saved && kept;
@@ -182,7 +181,7 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
             disk.fail({});
             EXPECT_TRUE(saveAll());
             disk.fail({{{DiskCall::write}, EIO, 1, "under-way"}});
-            EXPECT_FALSE(saveAll()) << "only the batches under way are not kept";
+            EXPECT_FALSE(saveAll()) << "only the events in flight are not kept";
             disk.fail({{{DiskCall::flush}, EIO}});
             EXPECT_TRUE(saveAll()) << "only the checkpoint fails";
             EXPECT_TRUE(isFailing(Component::storage));
@@ -191,28 +190,28 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
             EXPECT_TRUE(saveAll());
         });
         const std::string storage = "ZentaraClient: storage: ";
-        EXPECT_THAT(lines, ElementsAre(storage + "queue: " + text, storage + "recovered",
-                                       storage + ".queue.under-way: cannot write: " + broken,
-                                       storage + "recovered",
-                                       storage + ".queue.checkpoint: cannot flush: " + broken,
-                                       storage + "recovered"));
+        EXPECT_THAT(lines,
+                    ElementsAre(storage + "queue: " + text, storage + "recovered",
+                                storage + ".queue.under-way: " + broken, storage + "recovered",
+                                storage + ".queue.checkpoint: " + broken, storage + "recovered"));
     }
 }
 
 TEST_F(FailuresTest, EventsThatStayBehindArePrinted) {
     const auto left = host_.file("queue.unread-1").string();
     const std::pair<DiskFault, std::string> cases[] = {
-        {{{DiskCall::openToRead}, EIO, 1, "unread-1"}, "queue.unread-1: cannot open '" + left},
-        {{{DiskCall::flush}, EIO}, "queue.unread-1: cannot flush"},
+        {{{DiskCall::read}, EIO, 1, "unread-1"}, "Input/output error"},
+        {{{DiskCall::flush}, ENOSPC}, "No space left on device"},
+        {{{DiskCall::remove}, EPERM, 1, "unread-1"}, "Operation not permitted"},
     };
     for (const auto& [fault, text] : cases) {
         std::filesystem::remove_all(host_.documents());
         writeTo(left, fileOf(sampleEvents(1, 2)));
-        FaultyDisk disk(host_.documents());
+        FaultyDisk disk;
         disk.fail({fault});
         Ledger::Queue counts;
-        EXPECT_THAT(linesDuring([&] { static_cast<void>(openSampleQueue(counts)); }),
-                    ElementsAre(StartsWith("ZentaraClient: storage: " + text)));
+        EXPECT_THAT(linesDuring([&] { static_cast<void>(openSampleQueue(counts, disk)); }),
+                    ElementsAre("ZentaraClient: storage: queue.unread-1: broken disk: " + text));
         EXPECT_TRUE(std::filesystem::exists(left));
     }
 }

@@ -159,8 +159,9 @@ class History {
 
     void run() {
         note();
-        const auto queue = openSampleQueue(
-            counts_, "queue", [this](auto, auto work) { background_.push_back(std::move(work)); });
+        const auto queue = openSampleQueue(counts_, disk_, "queue", [this](auto, auto work) {
+            background_.push_back(std::move(work));
+        });
         std::int64_t last = 50;
         accepted_ = flushed_;
         const auto append = [&] {
@@ -199,7 +200,7 @@ class History {
     /// Lets a new process find each thing that may be left.
     void checkWhatComesBack() {
         disk_.watch(nullptr);
-        ASSERT_GT(outcomes_.size(), 100U) << "the calls of the system go unseen";
+        ASSERT_GT(outcomes_.size(), 100U) << "the calls go unseen";
         for (const auto& [files, wanted] : outcomes_) {
             std::filesystem::remove_all(host_.documents());
             std::string left;
@@ -207,7 +208,7 @@ class History {
                 writeTo(host_.file(name), bytes);
                 left += name + ": " + shown(bytes) + "\n";
             }
-            const auto queue = openSampleQueue(counts_);
+            const auto queue = openSampleQueue(counts_, disk_);
             queue->add(sampleEvent(99), nullptr);
             const auto file = contentsOf(host_.file("queue"));
             const auto events = queue->take(100);
@@ -233,7 +234,7 @@ class History {
     }
 
     TestHost host_;
-    FaultyDisk disk_{host_.documents()};
+    FaultyDisk disk_;
     Ledger::Queue counts_;
     std::optional<Device> device_;
     Numbers accepted_;  // and not settled
@@ -283,13 +284,13 @@ TEST(PowerLossTest, PartsOfTwoListsAreNoList) {
                 const auto files =
                     std::to_string(block) + " bytes of " + shown(front) + ", " + shown(end) + ": ";
                 Ledger::Queue counts;
-                FaultyDisk disk(host.documents());
+                FaultyDisk disk;
                 disk.fail({{{DiskCall::rename}, EIO}});
                 ASSERT_NO_FATAL_FAILURE(
-                    expectEventsBack(openSampleQueue(counts)->take(100), wanted, files));
+                    expectEventsBack(openSampleQueue(counts, disk)->take(100), wanted, files));
                 disk.fail({});
                 ASSERT_NO_FATAL_FAILURE(
-                    expectEventsBack(openSampleQueue(counts)->take(100), wanted, files));
+                    expectEventsBack(openSampleQueue(counts, disk)->take(100), wanted, files));
             }
         }
     }

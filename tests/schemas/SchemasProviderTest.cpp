@@ -5,7 +5,7 @@
 #include <atomic>
 #include <thread>
 
-#include "dispatch/storage/SchemasStorage.h"
+#include "dispatch/storage/FileStorage.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/ClientSettingsAccess.h"
@@ -26,7 +26,8 @@ class SchemasProviderTest : public testing::Test {
 
     std::shared_ptr<SchemasProvider> makeProvider() {
         return SchemasProvider::create(
-            std::make_unique<SchemasStorage>("schemas"), std::make_unique<ManualTicker>(ticker_),
+            std::make_unique<SchemasStorage>(systemFiles(), "schemas"),
+            std::make_unique<ManualTicker>(ticker_),
             std::make_unique<SchemasServiceApi>(ZentaraClientBuilder::schemasService()),
             ClientSettings::current, [reports = reports_](ZentaraClientErrorRef error) {
                 reports->put(error ? error->what() : "ready");

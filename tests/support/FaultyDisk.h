@@ -2,65 +2,84 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <functional>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "platform/FileSystem.h"
 
 namespace zentara::test {
 
-/// What a program asks of a disk. Opening a file only to read it can fail and is not watched.
-enum class DiskCall {
-    open,
-    openToRead,
-    write,
-    truncate,
-    rename,
-    remove,
-    makeFolder,
-    flush,
-    flushFolder,
-};
+/// What is asked of a disk. Reading can fail and is not watched.
+enum class DiskCall { open, read, write, truncate, rename, remove, flush, flushFolder };
 
 /// One call that has succeeded.
 struct DiskStep {
     DiskCall call = DiskCall::open;
     std::filesystem::path path = {};
-    std::filesystem::path target = {};  ///< of a rename
-    bool exchanges = false;             ///< a rename that lets two files trade names
     std::uint64_t file = 0;             ///< tells files apart, whatever they are called
     std::uint64_t offset = 0;           ///< of a write; the new length when truncating
     std::string bytes = {};             ///< of a write
+    std::filesystem::path target = {};  ///< of a rename
+    bool exchanges = false;             ///< a rename that lets two files trade names
 };
 
 /// Calls that are to fail.
 struct DiskFault {
     std::vector<DiskCall> calls;
-    int error = 0;           ///< of `errno`; 0 lets a write end early, which is none
+    int error = 0;           ///< of `errno`
     std::size_t every = 1;   ///< the first of so many fails, and so on
     std::string names = {};  ///< only where the last name of the path has this in it
     bool isDone = false;     ///< the call does its work and reports the error all the same
 };
 
-/// Watches what the program writes under one folder and makes it fail. Meanwhile no flush reaches
-/// the device. It defines the system's own calls, so it works in programs that link the CMake
-/// target `zentara_faulty_disk`. There is one object at a time. Safe for use from any thread.
-class FaultyDisk {
+/// The system's files, some of whose calls fail on demand; a write that fails has written
+/// some. No flush reaches the device. Safe for use from any thread.
+class FaultyDisk final : public FileSystem {
   public:
     using Watcher = std::function<void(const DiskStep&)>;
 
-    explicit FaultyDisk(std::filesystem::path folder);
-    ~FaultyDisk();
-    FaultyDisk(const FaultyDisk&) = delete;
-    FaultyDisk& operator=(const FaultyDisk&) = delete;
-
-    /// From now on. Replaces the faults that were there; none of them is the end of all.
+    /// From now on. Replaces the faults that were there.
     void fail(std::vector<DiskFault> faults);
     /// How many calls have met a fault so far.
     [[nodiscard]] std::size_t failures() const;
-
     /// Called after each call that has succeeded, on its thread, without a lock held.
     void watch(Watcher watcher);
+
+    Result<std::unique_ptr<File>> create(const Path& path) override;
+    Result<std::unique_ptr<File>> open(const Path& path) override;
+    Result<std::string> read(const Path& path) override;
+    [[nodiscard]] std::optional<FileState> state(const Path& path) const noexcept override {
+        return files_.state(path);
+    }
+    Result<std::vector<std::string>> names(const Path& folder) const override {
+        return files_.names(folder);
+    }
+    [[nodiscard]] Status rename(const Path& from, const Path& to) override;
+    [[nodiscard]] Status exchange(const Path& one, const Path& other) override;
+    [[nodiscard]] Status remove(const Path& path) override;
+    [[nodiscard]] Status flushFolder(const Path& folder) override;
+    [[nodiscard]] FolderClaim claim(const Path& folder) override;
+    void release(const Path& folder) override { files_.release(folder); }
+    [[nodiscard]] std::string bootIdentity() const override { return files_.bootIdentity(); }
+
+  private:
+    friend class FaultyFile;
+
+    Result<std::unique_ptr<File>> open(const Path& path, Result<std::unique_ptr<File>> file);
+    /// Why the call is to fail; `isDone` says whether it does its work before.
+    [[nodiscard]] Status judge(DiskCall call, const Path& path, bool* isDone = nullptr);
+    template <typename Run>
+    Status pass(DiskStep step, const Run& run);
+    void tell(const DiskStep& step);
+
+    FileSystem& files_ = systemFiles();
+    mutable std::mutex mutex_;                               // guards the others
+    std::vector<std::pair<DiskFault, std::size_t>> faults_;  // each with how often it was met
+    std::size_t failures_ = 0;
+    Watcher watcher_;
 };
 
 }  // namespace zentara::test

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "dispatch/storage/QueueOpening.h"
+#include "dispatch/QueueOpening.h"
 
 namespace zentara::test {
 
@@ -41,9 +41,9 @@ inline std::vector<InternalEvent> sampleEvents(std::int64_t first, std::int64_t 
 
 /// A queue of the next process, which gives its background work to `scheduler`.
 inline std::unique_ptr<EventsRepository> openSampleQueue(
-    Ledger::Queue& counts, const std::string& name = "queue",
+    Ledger::Queue& counts, FileSystem& files = systemFiles(), const std::string& name = "queue",
     InternalEventStorageImpl::Scheduler scheduler = [](auto, auto) {}) {
-    return openQueue(name, {8000, 10, {}, std::move(scheduler)}, counts);
+    return openQueue(files, name, {8000, 10, {}, std::move(scheduler)}, counts);
 }
 
 /// The sequence numbers of events, in their order.

@@ -12,7 +12,7 @@
 #include "collector/data/ArrivalCheck.h"
 #include "collector/data/JSONText.h"
 #include "json/JSONText.h"
-#include "platform/File.h"
+#include "platform/FileSystem.h"
 #include "schemas/Schema.h"
 #include "support/PlatformError.h"
 
@@ -230,10 +230,10 @@ std::shared_ptr<const SchemaCatalogue::File> SchemaCatalogue::read(
 
     if (!S_ISREG(status.st_mode)) return refuse("is not a file");
     if (!isSchemaName(name)) return refuse("the name is not {id}-{version}.json");
-    const FileContents contents = readFile(path);
-    if (!contents.bytes) return refuseUnread(codeOf(contents.error));
+    const auto contents = systemFiles().read(path);
+    if (!contents.ok()) return refuseUnread(codeOf(contents.error()));
     std::string problem;
-    auto schema = parseSchema(*contents.bytes, file.json, problem);
+    auto schema = parseSchema(*contents, file.json, problem);
     if (!schema) return refuse(problem);
     file.schema = std::make_shared<const Schema>(std::move(schema->object()), arrivalFormats());
     return std::make_shared<const File>(std::move(file));

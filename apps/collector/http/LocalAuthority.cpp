@@ -10,13 +10,14 @@
 #include <cerrno>
 #include <ctime>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "collector/http/Certificate.h"
-#include "platform/File.h"
+#include "platform/FileSystem.h"
 
 namespace zentara::collector {
 
@@ -78,21 +79,22 @@ class FolderLock {
 /// Nothing if there is no file.
 std::optional<std::string> read(const path& file) {
     if (std::filesystem::is_symlink(file)) throw problem(file, "is a symbolic link");
-    FileContents contents = readFile(file);
-    require(contents.error);
-    return std::move(contents.bytes);
+    auto contents = systemFiles().read(file);
+    if (isMissing(contents.status())) return std::nullopt;
+    require(contents.status());
+    return *std::move(contents);
 }
 
 /// Replaces a file as a whole: after a crash it has the old content or the new content.
 void write(const path& file, std::string_view content, perms access) {
     const path temporary = file.string() + ".new";
-    File written;
-    require(File::create(temporary, written));
-    require(written.write(content, 0));
+    const auto written = systemFiles().create(temporary);
+    require(written.status());
+    require((*written)->write(std::span(&content, 1), 0));
     std::filesystem::permissions(temporary, access);
-    require(written.synchronise());
-    require(renameFile(temporary, file));
-    require(synchroniseFolder(file.parent_path()));
+    require((*written)->flush());
+    require(systemFiles().rename(temporary, file));
+    require(systemFiles().flushFolder(file.parent_path()));
 }
 
 }  // namespace
@@ -125,7 +127,7 @@ LocalAuthority::LocalAuthority(const path& folder)
 
     // Removed first and written last, the certificate never stands beside the key of another.
     *own_ = makeAuthority(commonName(), authorityDays);
-    removeFile(certificateFile_);
+    require(systemFiles().remove(certificateFile_));
     constexpr perms ownerOnly = perms::owner_read | perms::owner_write;
     write(keyFile, own_->keyText(), ownerOnly);
     write(certificateFile_, own_->certificateText(),

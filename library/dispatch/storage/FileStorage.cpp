@@ -2,6 +2,7 @@
 
 #include <zentara/HostApplication.h>
 #include "support/Diagnostics.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 
@@ -13,6 +14,14 @@ std::filesystem::path documentsFile(std::string_view name) {
             "HostApplication::setDocumentsDirectory");
     }
     return *documents / name;
+}
+
+Result<std::vector<JSONObject>> SchemasStorage::load() {
+    if (!files_.state(fileStorage_.fileURL)) {
+        return std::make_shared<PlatformError>(PlatformError::Domain::file, ENOENT,
+                                               "there are no cached schemas");
+    }
+    return fileStorage_.load();
 }
 
 }  // namespace zentara

@@ -11,7 +11,7 @@
 #include "dispatch/storage/Storage.h"
 #include "json/JSONText.h"
 #include "model/JSONCodable.h"
-#include "platform/File.h"
+#include "platform/FileSystem.h"
 #include "support/PlatformError.h"
 
 namespace zentara {
@@ -30,14 +30,16 @@ struct JSONDecoder {};
 template <JSONCodable DataType>
 class FileStorage final : public Storage<DataType> {
   public:
-    explicit FileStorage(std::string_view fileName) : fileURL(documentsFile(fileName)) {}
+    /// `files` must outlive the storage.
+    FileStorage(FileSystem& files, std::string_view fileName)
+        : fileURL(documentsFile(fileName)), files_(files) {}
 
     std::filesystem::path fileURL;
     JSONEncoder jsonEncoder;
     JSONDecoder jsonDecoder;
 
-    [[nodiscard]] ErrorRef save(std::span<const DataType> records) override {
-        if (unread_) return unread_;
+    [[nodiscard]] Status save(std::span<const DataType> records) override {
+        if (!unread_.ok()) return unread_;
         std::string text = "[";
         for (const auto& record : records) {
             if (text.size() > 1) text += ',';
@@ -47,49 +49,68 @@ class FileStorage final : public Storage<DataType> {
             }
         }
         text += ']';
-        return writeFileAtomically(fileURL, text);
+        return files_.writeAtomically(fileURL, text);
     }
 
-    Loaded<DataType> load() override {
-        Loaded<DataType> loaded;
-        try {
-            loaded = read();
-        } catch (const std::bad_alloc&) {
-            loaded.error = outOfMemory("read '" + fileURL.string() + "'");
-            loaded.found = true;
-        }
+    Result<std::vector<DataType>> load() override {
+        auto records = readRecords();
         // What was read before may be replaced.
-        isKnown_ = isKnown_ || !loaded.error;
-        unread_ = !isKnown_ && isForTheMoment(*loaded.error) ? loaded.error : nullptr;
-        return loaded;
+        isKnown_ = isKnown_ || records.ok();
+        unread_ = !isKnown_ && isForTheMoment(*records.error()) ? records.status() : Status();
+        return records;
     }
 
   private:
-    [[nodiscard]] Loaded<DataType> read() const {
-        const auto file = readFile(fileURL);
-        if (file.error) return {{}, file.error, true};
-        if (!file.bytes) return {};
-        auto parsed = parseJSON(*file.bytes);
-        if (parsed.error()) return {{}, parsed.error(), true};
+    [[nodiscard]] Result<std::vector<DataType>> readRecords() const {
+        try {
+            auto file = files_.read(fileURL);
+            if (file.ok()) return decoded(*file);
+            if (isMissing(file.status())) return std::vector<DataType>();
+            return file.status();
+        } catch (const std::bad_alloc&) {
+            return outOfMemory("read '" + fileURL.string() + "'");
+        }
+    }
+
+    [[nodiscard]] static Result<std::vector<DataType>> decoded(const std::string& text) {
+        auto parsed = parseJSON(text);
+        if (!parsed.ok()) return parsed.status();
+        std::vector<DataType> records;
         auto* array = parsed->ifArray();
         if (array == nullptr || !std::all_of(array->begin(), array->end(), [](const auto& element) {
                 return element.isObject();
             })) {
-            return {{}, nullptr, true};
+            return records;
         }
-        Loaded<DataType> loaded;
-        loaded.found = true;
         for (auto& element : *array) {
-            auto decoded = JSONCoding<DataType>::fromDictionary(std::move(element.object()));
-            if (decoded.ok()) loaded.records.push_back(*std::move(decoded));
+            auto record = JSONCoding<DataType>::fromDictionary(std::move(element.object()));
+            if (record.ok()) records.push_back(*std::move(record));
         }
-        return loaded;
+        return records;
     }
 
+    FileSystem& files_;
     bool isKnown_ = false;
     /// Why the file has never been read, if it may be readable later. Until then nothing is written
     /// over it.
-    ErrorRef unread_;
+    Status unread_;
+};
+
+/// Keeps the cached schemas tables.
+class SchemasStorage final : public SchemaStorageProtocol {
+  public:
+    /// `files` must outlive the storage.
+    SchemasStorage(FileSystem& files, std::string_view fileName)
+        : files_(files), fileStorage_(files, fileName) {}
+
+    [[nodiscard]] Status save(std::span<const JSONObject> tables) override {
+        return fileStorage_.save(tables);
+    }
+    Result<std::vector<JSONObject>> load() override;
+
+  private:
+    FileSystem& files_;
+    FileStorage<JSONObject> fileStorage_;
 };
 
 }  // namespace zentara

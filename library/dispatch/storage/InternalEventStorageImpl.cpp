@@ -14,9 +14,6 @@
 
 #include "dispatch/storage/QueueFiles.h"
 #include "dispatch/storage/SwappedFile.h"
-#include "model/EventDecoder.h"
-#include "platform/BootIdentity.h"
-#include "platform/File.h"
 #include "support/FailureReporter.h"
 #include "support/Mutex.h"
 #include "support/PlatformError.h"
@@ -27,6 +24,7 @@ namespace zentara {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using State = StoredEvents::State;
 
 /// Appends follow each other closely; the spare is put right when they pause.
 constexpr Clock::duration sparePreparationDelay = std::chrono::milliseconds(50);
@@ -93,17 +91,16 @@ std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent>
 /// damaged. Whether it has changed.
 bool complete(StoredEvents& stored, std::span<const InternalEvent> flushed,
               std::span<const InternalEvent> inFlight) {
-    auto& list = stored.decoded;
     try {
-        const auto others = lacking(list.events, flushed, inFlight);
+        const auto others = lacking(stored.events, flushed, inFlight);
         if (!others) {
-            stored = {StoredEvents::State::damaged, {}};
+            stored = {.state = State::damaged};
             return false;
         }
-        list.events.insert(list.events.begin(), others->begin(), others->end());
+        stored.events.insert(stored.events.begin(), others->begin(), others->end());
         return !others->empty();
     } catch (const std::bad_alloc&) {
-        stored = {StoredEvents::State::unread, {{}, outOfMemory("check the events")}};
+        stored = {.state = State::unread, .status = outOfMemory("check the events")};
         return false;
     }
 }
@@ -112,21 +109,20 @@ bool complete(StoredEvents& stored, std::span<const InternalEvent> flushed,
 
 /// What the storage and its background tasks share, so that a task may outlive the storage.
 struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
-    Shared(const std::filesystem::path& file, std::chrono::duration<double> interval, Scheduler run)
-        : path(file),
-          checkpointPath(sibling(file, ".", ".checkpoint")),
-          bootPath(sibling(file, ".", ".boot")),
+    /// Moves away a file that is still there and cannot be read; null when there is none.
+    using Move = std::function<Status()>;
+
+    Shared(QueueFiles queueFiles, std::chrono::duration<double> interval, Scheduler run)
+        : queue(std::move(queueFiles)),
           checkpointInterval(std::chrono::duration_cast<Clock::duration>(interval)),
           scheduler(std::move(run)),
-          current(file, sibling(file, ".", ".spare"), SwappedFile::Durability::process),
-          checkpoint(checkpointPath, sibling(file, ".", ".checkpoint-spare"),
+          current(queue.files, queue.list, queue.spare, SwappedFile::Durability::process),
+          checkpoint(queue.files, queue.checkpoint, queue.checkpointSpare,
                      SwappedFile::Durability::flushed),
-          failures(Component::storage, file.filename().string()),
-          checkpointFailures(Component::storage, checkpointPath.filename().string()) {}
+          failures(Component::storage, queue.list.filename().string()),
+          checkpointFailures(Component::storage, queue.checkpoint.filename().string()) {}
 
-    const std::filesystem::path path;
-    const std::filesystem::path checkpointPath;
-    const std::filesystem::path bootPath;
+    const QueueFiles queue;
     const Clock::duration checkpointInterval;
     const Scheduler scheduler;
 
@@ -136,9 +132,10 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     EventList saved ZENTARA_GUARDED_BY(mutex);
     std::optional<EventList::Position> savedPosition ZENTARA_GUARDED_BY(mutex);
     /// What `recover` read, for the first `load`.
-    std::optional<DecodedEvents> recovered ZENTARA_GUARDED_BY(mutex);
-    /// What moves away a file that is still there and cannot be read: saving would destroy it.
-    std::function<ErrorRef()> clearTheWay ZENTARA_GUARDED_BY(mutex);
+    std::optional<StoredEvents> recovered ZENTARA_GUARDED_BY(mutex);
+    // Saving would destroy these files.
+    Move clearList ZENTARA_GUARDED_BY(mutex);
+    Move clearCheckpoint ZENTARA_GUARDED_BY(mutex);
     std::vector<InternalEvent> inFlight ZENTARA_GUARDED_BY(mutex);
     /// Whether the checkpoint has events that the list did not have.
     bool isInFlightFlushed ZENTARA_GUARDED_BY(mutex) = false;
@@ -154,104 +151,110 @@ struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
     FailureReporter checkpointFailures;  // likewise
 
     void recover() ZENTARA_REQUIRES(mutex);
-    [[nodiscard]] StoredEvents readCheckpoint() const;
+    [[nodiscard]] Move moveOf(const StoredEvents& stored, const QueueFiles::Path& file,
+                              const std::string& fault) const;
+    [[nodiscard]] static Status clear(Move& move);
     void setInFlight(std::span<const InternalEvent> events) ZENTARA_REQUIRES(mutex);
-    Loaded<InternalEvent> load() ZENTARA_REQUIRES(mutex);
-    ErrorRef save(const EventList& events) ZENTARA_REQUIRES(mutex);
+    [[nodiscard]] bool isCheckpointEmpty() const;
+    Result<std::vector<InternalEvent>> load() ZENTARA_REQUIRES(mutex);
+    [[nodiscard]] Status save(const EventList& events) ZENTARA_REQUIRES(mutex);
     void scheduleSpare() ZENTARA_REQUIRES(mutex);
     void scheduleCheckpoint() ZENTARA_REQUIRES(mutex);
     void writeCheckpoint();
 };
 
 void InternalEventStorageImpl::Shared::recover() {
-    using State = StoredEvents::State;
-    const auto boot = bootIdentity();
-    const bool isSameBoot = boot.empty() || readFile(bootPath).bytes == boot;
-    auto stored = readEvents(path);
+    const std::string unreadable = "could not be read";
+    const auto boot = queue.files.bootIdentity();
+    const auto lastBoot = queue.files.read(queue.boot);
+    const bool isSameBoot = boot.empty() || (lastBoot.ok() && *lastBoot == boot);
+    auto stored = queue.read(queue.list);
     StoredEvents flushed;
     // It has events that were delivered since, so it is left alone without need.
-    if (stored.state != State::unread && !(stored.state == State::list && isSameBoot))
-        flushed = readCheckpoint();
+    if (stored.state != State::unread && !(stored.state == State::list && isSameBoot)) {
+        flushed = queue.read(queue.checkpoint);
+        clearCheckpoint = moveOf(flushed, queue.checkpoint, unreadable);
+        checkpointFailures.report(clear(clearCheckpoint).error());
+    }
     bool isChanged = false;
-    std::string fault = "could not be read";
+    std::string fault = unreadable;
     if (stored.state == State::list && flushed.state == State::list) {
-        const auto inFlightNow = readEvents(sibling(path, ".", ".under-way"));
-        isChanged = complete(stored, flushed.decoded.events, inFlightNow.decoded.events);
+        isChanged = complete(stored, flushed.events, queue.read(queue.inFlight).events);
         fault = "has parts of two lists";
     }
-    if (stored.state == State::unread) {
-        clearTheWay = [this, cause = stored.decoded.error] {
-            return putBy(path, path, *cause);
-        };
-    } else if (stored.state == State::damaged) {
-        clearTheWay = [this, fault] {
-            return setAside(path, path, fault);
-        };
-    }
-    if (clearTheWay && !clearTheWay()) clearTheWay = nullptr;
+    clearList = moveOf(stored, queue.list, fault);
+    failures.report(clear(clearList).error());
     if (stored.state != State::list && stored.state != State::unread &&
         flushed.state == State::list) {
-        recovered = std::move(flushed.decoded);
+        recovered = std::move(flushed);
         isChanged = true;
-    } else if (stored.state == State::list || clearTheWay) {
-        recovered = std::move(stored.decoded);
+    } else if (stored.state == State::list || clearList) {
+        recovered = std::move(stored);
     }
     // The next save that can clear the way writes it all.
-    if (clearTheWay) {
+    if (clearList) {
         recovered->isCanonical = false;
         return;
     }
     // A copy, which the next saves may overwrite: until there is a newer checkpoint, this one is
     // all that the next loss of power would leave. Without a copy the next save writes it all.
-    if (isChanged && current.write(recovered->events, 0)) {
-        recovered->isCanonical = false;
-        return;
+    if (isChanged) {
+        const auto copied = current.write(recovered->events, 0);
+        failures.report(copied.error());
+        if (!copied.ok()) {
+            recovered->isCanonical = false;
+            return;
+        }
     }
+    if (isSameBoot) return;
     // Failing it, the next start looks again. Not flushed, as a loss of power means another boot.
-    if (!isSameBoot) static_cast<void>(writeFileAtomically(bootPath, boot));
+    reportLeft(queue.boot, queue.files.writeAtomically(queue.boot, boot));
 }
 
-StoredEvents InternalEventStorageImpl::Shared::readCheckpoint() const {
-    auto flushed = readEvents(checkpointPath);
-    if (flushed.state == StoredEvents::State::damaged)
-        static_cast<void>(setAside(checkpointPath, path));
-    if (flushed.state == StoredEvents::State::unread) {
-        static_cast<void>(putBy(checkpointPath, path, *flushed.decoded.error));
-    }
-    return flushed;
+InternalEventStorageImpl::Shared::Move InternalEventStorageImpl::Shared::moveOf(
+    const StoredEvents& stored, const QueueFiles::Path& file, const std::string& fault) const {
+    if (stored.state == State::unread)
+        return [this, file, cause = stored.status] {
+            return queue.postpone(file, cause);
+        };
+    if (stored.state == State::damaged)
+        return [this, file, fault] {
+            return queue.setAside(file, fault);
+        };
+    return nullptr;
 }
 
-Loaded<InternalEvent> InternalEventStorageImpl::Shared::load() {
+Status InternalEventStorageImpl::Shared::clear(Move& move) {
+    if (!move) return {};
+    auto status = move();
+    if (status.ok()) move = nullptr;
+    return status;
+}
+
+Result<std::vector<InternalEvent>> InternalEventStorageImpl::Shared::load() {
     StoredEvents stored;
     if (recovered) {
-        stored = {StoredEvents::State::list, *std::exchange(recovered, std::nullopt)};
+        stored = *std::exchange(recovered, std::nullopt);
     } else {
-        stored = readEvents(path);
-        if (stored.decoded.isList) clearTheWay = nullptr;
+        stored = queue.read(queue.list);
+        if (stored.state == State::list) clearList = nullptr;
     }
-    auto& events = stored.decoded;
     savedPosition.reset();
     saved = EventList();
     current.forget();
-    if (events.isCanonical) {
-        saved = EventList(events.events);
+    if (stored.isCanonical) {
+        saved = EventList(stored.events);
         current.holds(saved.events());
-        if (!saved.empty()) {
-            scheduleSpare();
-            scheduleCheckpoint();
-        } else if (const auto old = fileState(checkpointPath); old && old->size > 2) {
-            // Its events were delivered, and would come back with the next boot.
-            scheduleCheckpoint();
-        }
+        if (!saved.empty()) scheduleSpare();
+        // The events of a checkpoint were delivered, and would come back with the next boot.
+        if (!saved.empty() || !isCheckpointEmpty()) scheduleCheckpoint();
     }
-    return {std::move(events.events), events.error, stored.state != StoredEvents::State::missing};
+    if (!stored.status.ok()) return stored.status;
+    return std::move(stored.events);
 }
 
-ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
-    if (clearTheWay) {
-        if (auto error = clearTheWay()) return error;
-        clearTheWay = nullptr;
-    }
+Status InternalEventStorageImpl::Shared::save(const EventList& list) {
+    if (auto status = clear(clearList); !status.ok()) return status;
     const auto events = list.events();
     const auto position = list.position();
     const auto left = savedPosition && savedPosition->revision == position.revision
@@ -261,24 +264,30 @@ ErrorRef InternalEventStorageImpl::Shared::save(const EventList& list) {
     // Before anything is written, so that what follows the write cannot fail. Taking over what has
     // changed is a fraction of copying thousands of references.
     saved.reserveMore(events.size() - (saved.size() - left));
-    if (auto error = current.write(events, left)) return error;
+    if (auto status = current.write(events, left); !status.ok()) return status;
     savedPosition = position;
-    if (isSame) return nullptr;
+    if (isSame) return {};
     saved.dropFront(left);
     for (const auto& event : events.subspan(saved.size()))
         saved.append(event);
     if (left > 0) scheduleSpare();
     scheduleCheckpoint();
-    return nullptr;
+    return {};
+}
+
+bool InternalEventStorageImpl::Shared::isCheckpointEmpty() const {
+    const auto state = queue.files.state(queue.checkpoint);
+    return !state || state->size <= ListText::sizeOf({});
 }
 
 void InternalEventStorageImpl::Shared::setInFlight(std::span<const InternalEvent> events) {
     inFlight.assign(events.begin(), events.end());
     if (isInFlightFlushed) scheduleCheckpoint();
-    if (!inFlight.empty() || !saved.empty()) return;
+    if (!inFlight.empty() || !saved.empty() || clearCheckpoint || isCheckpointEmpty()) return;
     // All is delivered, and would come back with it when the system has started anew.
-    if (const auto old = fileState(checkpointPath); old && old->size > 2)
-        removeFile(checkpointPath);
+    const auto removed = queue.files.remove(queue.checkpoint);
+    checkpointFailures.report(removed.error());
+    if (!removed.ok()) scheduleCheckpoint();
 }
 
 void InternalEventStorageImpl::Shared::scheduleSpare() {
@@ -307,14 +316,15 @@ void InternalEventStorageImpl::Shared::scheduleCheckpoint() {
 
 void InternalEventStorageImpl::Shared::writeCheckpoint() {
     const MutexLock checkpointLock(checkpointMutex);
-    ErrorRef error;
+    Status status;
     try {
         std::vector<InternalEvent> events;
-        std::array<File, 2> files;
+        std::array<std::shared_ptr<File>, 2> files;
         {
             const MutexLock lock(mutex);
             checkpointScheduled = false;
             lastCheckpoint = Clock::now();
+            status = clear(clearCheckpoint);
             // The list alone would be the end of what was on the device until it was taken.
             const auto list = saved.events();
             for (const auto& event : inFlight) {
@@ -326,30 +336,31 @@ void InternalEventStorageImpl::Shared::writeCheckpoint() {
             isInFlightFlushed = !events.empty();
             events.insert(events.end(), list.begin(), list.end());
             current.prepareSpare(saved.events());
-            error = current.duplicate(files);
+            files = current.openFiles();
         }
         // Both files that trade names: with an old list still on the device, a loss of power could
         // bring back one that is whole and yet older than the checkpoint.
-        for (auto& file : files) {
-            if (file.isOpen() && !error) error = file.synchronise();
+        for (const auto& file : files) {
+            if (file && status.ok()) status = file->flush();
         }
-        if (!error) error = checkpoint.write(events, leftFront(checkpointed, events));
-        if (!error) checkpointed = std::move(events);
+        if (status.ok()) status = checkpoint.write(events, leftFront(checkpointed, events));
+        if (status.ok()) checkpointed = std::move(events);
     } catch (const std::bad_alloc&) {
-        error = outOfMemory("write the checkpoint");
+        status = outOfMemory("write the checkpoint");
     }
-    checkpointFailures.report(error);
-    if (!error) return;
+    checkpointFailures.report(status.error());
+    if (status.ok()) return;
     // The last checkpoint is as it was.
     const MutexLock lock(mutex);
     scheduleCheckpoint();
 }
 
-InternalEventStorageImpl::InternalEventStorageImpl(std::string_view fileName,
+InternalEventStorageImpl::InternalEventStorageImpl(FileSystem& files, std::string_view fileName,
                                                    std::chrono::duration<double> checkpointInterval,
                                                    Scheduler scheduler)
     : fileURL(documentsFile(fileName)),
-      shared_(std::make_shared<Shared>(fileURL, checkpointInterval, std::move(scheduler))) {}
+      shared_(std::make_shared<Shared>(QueueFiles(files, fileName), checkpointInterval,
+                                       std::move(scheduler))) {}
 
 InternalEventStorageImpl::Scheduler InternalEventStorageImpl::defaultScheduler() {
     return [](Clock::duration delay, std::function<void()> work) {
@@ -362,11 +373,11 @@ void InternalEventStorageImpl::recover() {
     shared_->recover();
 }
 
-ErrorRef InternalEventStorageImpl::save(const EventList& events) {
+Status InternalEventStorageImpl::save(const EventList& events) {
     const MutexLock lock(shared_->mutex);
-    auto error = shared_->save(events);
-    shared_->failures.report(error);
-    return error;
+    auto status = shared_->save(events);
+    shared_->failures.report(status.error());
+    return status;
 }
 
 void InternalEventStorageImpl::setInFlight(std::span<const InternalEvent> events) {
@@ -374,10 +385,11 @@ void InternalEventStorageImpl::setInFlight(std::span<const InternalEvent> events
     shared_->setInFlight(events);
 }
 
-Loaded<InternalEvent> InternalEventStorageImpl::load() {
+Result<std::vector<InternalEvent>> InternalEventStorageImpl::load() {
     const MutexLock lock(shared_->mutex);
     auto loaded = shared_->load();
-    shared_->failures.report(loaded.error);
+    // A file that is still in the way makes each save fail.
+    if (!loaded.ok() || !shared_->clearList) shared_->failures.report(loaded.error());
     return loaded;
 }
 

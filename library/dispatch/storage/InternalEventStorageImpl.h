@@ -8,6 +8,7 @@
 
 #include "dispatch/storage/FileStorage.h"
 #include "dispatch/storage/Storage.h"
+#include "platform/FileSystem.h"
 
 namespace zentara {
 
@@ -20,9 +21,9 @@ namespace zentara {
 ///   device, behind the events that were in flight then; and its spare.
 /// - `.N.boot`: the boot of the system in which the files were last found in order.
 /// - `N.unreadable-…`: what was read and is not a list, set aside by `recover`.
-/// - `N.unread-…`: a list that could not be read for the moment, for `takeInFilesPutBy`.
+/// - `N.unread-…`: a list that could not be read for the moment, for `restorePostponed`.
 ///
-/// Promised: when `save` has returned null, the list survives the end of the process by any means.
+/// Promised: when `save` has succeeded, the list survives the end of the process by any means.
 /// After a loss of power a whole list comes back that has all events of the checkpoint, which is at
 /// most one interval old, and no event that was not saved, but for the case below.
 ///
@@ -34,14 +35,13 @@ namespace zentara {
 /// The owner serialises `save`, `load` and `recover`; the background tasks synchronise themselves.
 class InternalEventStorageImpl final : public InternalEventStorage {
   public:
-    /// Runs work after a delay, away from the caller. The worker pool outside of tests.
+    /// Runs work after a delay, away from the caller.
     using Scheduler =
         std::function<void(std::chrono::steady_clock::duration, std::function<void()>)>;
 
-    explicit InternalEventStorageImpl(
-        std::string_view fileName,
-        std::chrono::duration<double> checkpointInterval = std::chrono::seconds(10),
-        Scheduler scheduler = defaultScheduler());
+    /// `files` must outlive the storage and its background work.
+    InternalEventStorageImpl(FileSystem& files, std::string_view fileName,
+                             std::chrono::duration<double> checkpointInterval, Scheduler scheduler);
 
     const std::filesystem::path fileURL;
     const JSONEncoder jsonEncoder{};
@@ -49,7 +49,8 @@ class InternalEventStorageImpl final : public InternalEventStorage {
 
     /// To be called once, before the first `load`: sets aside a file that is damaged, with a line
     /// on standard error, and puts a copy of the checkpoint in its place, as also when there is no
-    /// file. One that cannot be read for the moment is put by, and the list begins empty.
+    /// file. One that cannot be read for the moment is postponed, and the list begins empty. A
+    /// damaged or unreadable checkpoint that it looks at is moved away likewise.
     ///
     /// If the system has started anew since, the list is held against the checkpoint, as a loss of
     /// power can leave parts of two lists that read as one. A list that can have come from the
@@ -57,8 +58,8 @@ class InternalEventStorageImpl final : public InternalEventStorage {
     /// flight. Any other counts as damaged.
     void recover();
 
-    [[nodiscard]] ErrorRef save(const EventList& events) override;
-    Loaded<InternalEvent> load() override;
+    [[nodiscard]] Status save(const EventList& events) override;
+    Result<std::vector<InternalEvent>> load() override;
     void setInFlight(std::span<const InternalEvent> events) override;
 
     [[nodiscard]] static Scheduler defaultScheduler();

@@ -1,14 +1,14 @@
 #include "dispatch/storage/QueueFiles.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <chrono>
-#include <memory>
+#include <functional>
 #include <new>
-#include <string>
-#include <system_error>
 #include <utility>
 
-#include "platform/File.h"
+#include "dispatch/storage/FileStorage.h"
+#include "dispatch/storage/ListText.h"
+#include "model/EventDecoder.h"
 #include "support/Clocks.h"
 #include "support/Diagnostics.h"
 #include "support/PlatformError.h"
@@ -17,93 +17,133 @@ namespace zentara {
 
 namespace {
 
-/// A free name that begins like the queue's and ends in the time.
-std::filesystem::path stamped(const std::filesystem::path& queue, std::string_view suffix) {
-    const auto now = ZentaraClock().now().time_since_epoch();
-    auto stamp = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
-    auto path = sibling(queue, "", std::string(suffix) + std::to_string(stamp));
-    while (fileIdentity(path))
-        path = sibling(queue, "", std::string(suffix) + std::to_string(++stamp));
-    return path;
-}
+using Path = QueueFiles::Path;
+using State = StoredEvents::State;
 
-ErrorRef moveAway(const std::filesystem::path& from, const std::filesystem::path& to,
-                  const std::string& story) {
-    auto error = renameFile(from, to);
-    if (!error) {
-        printWarning("ZentaraClient: '" + from.string() + "' " + story + " '" +
-                     to.filename().string() + "'");
-    } else if (const auto* failure = dynamic_cast<const PlatformError*>(error.get());
-               failure != nullptr && failure->code() == ENOENT) {
-        // It is gone already.
-        return nullptr;
-    }
-    return error;
-}
+constexpr std::string_view postponedSuffix = ".unread-";
 
-StoredEvents readContents(const std::filesystem::path& path) {
-    using State = StoredEvents::State;
-    try {
-        auto contents = readFile(path);
-        if (contents.bytes) {
-            auto decoded = decodeEvents(*std::move(contents.bytes));
-            return {decoded.isList ? State::list : State::damaged, std::move(decoded)};
-        }
-        if (!contents.error) return {};
-        return {contents.isUnfit ? State::damaged : State::unread, {{}, contents.error}};
-    } catch (const std::bad_alloc&) {
-        return {State::unread, {{}, outOfMemory("read the events")}};
-    }
-}
-
-}  // namespace
-
-StoredEvents readEvents(const std::filesystem::path& path) {
-    // Asked first: a file of 0 bytes holds nothing, also when it cannot be read.
-    std::error_code unknown;
-    const bool isEmpty = std::filesystem::file_size(path, unknown) == 0;
-    auto stored = readContents(path);
-    if (isEmpty) stored.state = StoredEvents::State::missing;
-    return stored;
-}
-
-std::filesystem::path sibling(const std::filesystem::path& path, std::string_view prefix,
-                              std::string_view suffix) {
-    auto result = path;
+/// The file beside `list` whose name has `prefix` before and `suffix` behind it.
+Path sibling(const Path& list, std::string_view prefix, std::string_view suffix) {
+    auto result = list;
     std::string name(prefix);
-    name += path.filename().string();
+    name += list.filename().string();
     name += suffix;
     result.replace_filename(name);
     return result;
 }
 
-ErrorRef tooLarge() {
-    return std::make_shared<PlatformError>(
-        PlatformError::Domain::file, EFBIG,
-        "the file would be larger than " + std::to_string(maximumFileSize >> 20U) + " MiB");
+/// A free name that begins like the queue's and ends in the time.
+Path stamped(const QueueFiles& queue, std::string_view suffix) {
+    const auto now = ZentaraClock().now().time_since_epoch();
+    auto stamp = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    const auto next = [&] {
+        return sibling(queue.list, "", std::string(suffix) + std::to_string(stamp++));
+    };
+    auto path = next();
+    while (queue.files.state(path))
+        path = next();
+    return path;
 }
 
-ErrorRef removeQueueFile(const std::filesystem::path& path) {
-    removeFile(path);
-    if (!fileIdentity(path)) return nullptr;
-    return std::make_shared<PlatformError>(PlatformError::Domain::file, 0,
-                                           "cannot remove '" + path.string() + "'");
+Status moveAway(FileSystem& files, const Path& from, const Path& to, const std::string& fault) {
+    auto status = files.rename(from, to);
+    if (status.ok()) {
+        printWarning("ZentaraClient: '" + from.string() + "' " + fault + " '" +
+                     to.filename().string() + "'");
+    }
+    // It is gone already.
+    return isMissing(status) ? Status() : status;
 }
 
-ErrorRef setAside(const std::filesystem::path& damaged, const std::filesystem::path& queue,
-                  const std::string& fault) {
-    return moveAway(damaged, stamped(queue, ".unreadable-"), fault + " and was set aside as");
+StoredEvents readContents(FileSystem& files, const Path& file) {
+    auto bytes = files.read(file);
+    const auto& status = bytes.status();
+    if (isMissing(status)) return {};
+    if (!bytes.ok()) return {isUnfit(status) ? State::damaged : State::unread, {}, status};
+    if (bytes->empty()) return {};
+    auto decoded = decodeEvents(*std::move(bytes));
+    return {decoded.isList ? State::list : State::damaged, std::move(decoded.events),
+            std::move(decoded.error), decoded.isCanonical};
 }
 
-ErrorRef putBy(const std::filesystem::path& unread, const std::filesystem::path& queue,
-               const Error& cause) {
-    return moveAway(
-        unread, stamped(queue, unreadSuffix),
-        "could not be read for now (" + cause.description() + ") and waits for the next start as");
+}  // namespace
+
+QueueFiles::QueueFiles(FileSystem& fileSystem, std::string_view name)
+    : files(fileSystem),
+      list(documentsFile(name)),
+      spare(sibling(list, ".", ".spare")),
+      checkpoint(sibling(list, ".", ".checkpoint")),
+      checkpointSpare(sibling(list, ".", ".checkpoint-spare")),
+      boot(sibling(list, ".", ".boot")),
+      inFlight(sibling(list, ".", ".under-way")) {}
+
+StoredEvents QueueFiles::read(const Path& file) const {
+    // A file of 0 bytes holds nothing, also when it cannot be read.
+    const auto state = files.state(file);
+    if (state && state->kind == FileState::Kind::regular && state->size == 0) return {};
+    try {
+        return readContents(files, file);
+    } catch (const std::bad_alloc&) {
+        return {State::unread, {}, outOfMemory("read the events")};
+    }
 }
 
-ErrorRef handOver(const std::filesystem::path& list, const std::filesystem::path& queue) {
-    return renameFile(list, stamped(queue, unreadSuffix));
+Status QueueFiles::setAside(const Path& file, const std::string& fault) const {
+    return moveAway(files, file, stamped(*this, ".unreadable-"), fault + " and was set aside as");
+}
+
+Status QueueFiles::postpone(const Path& file, const Status& cause) const {
+    return moveAway(files, file, stamped(*this, postponedSuffix),
+                    "could not be read for now (" + cause.error()->description() +
+                        ") and waits for the next start as");
+}
+
+Status QueueFiles::handOver(const QueueFiles& other) const {
+    return files.rename(list, stamped(other, postponedSuffix));
+}
+
+Result<std::vector<Path>> QueueFiles::postponed() const {
+    const auto folder = list.parent_path();
+    const auto names = files.names(folder);
+    if (!names.ok()) return names.status();
+    const auto beginning = list.filename().string() + std::string(postponedSuffix);
+    std::vector<Path> found;
+    for (const auto& name : *names) {
+        if (name.starts_with(beginning)) found.push_back(folder / name);
+    }
+    // So that the oldest events end up in front.
+    std::ranges::sort(found, std::greater<>());
+    return found;
+}
+
+InFlightFile::InFlightFile(QueueFiles queue)
+    : queue_(std::move(queue)),
+      failures_(Component::storage, queue_.inFlight.filename().string()) {}
+
+Status InFlightFile::save(std::span<const InternalEvent> events) {
+    auto status = inTheWay_.ok() ? write(events) : inTheWay_;
+    failures_.report(status.error());
+    return status;
+}
+
+Status InFlightFile::write(std::span<const InternalEvent> events) {
+    if (events.empty()) return queue_.files.remove(queue_.inFlight);
+    ListText text;
+    if (auto status = text.follow(events, 0); !status.ok()) return status;
+    return queue_.files.writeAtomically(queue_.inFlight, text.whole(events).pieces);
+}
+
+Result<std::vector<InternalEvent>> InFlightFile::load() {
+    auto stored = queue_.read(queue_.inFlight);
+    if (stored.state == State::damaged) inTheWay_ = queue_.setAside(queue_.inFlight);
+    if (stored.state == State::unread) inTheWay_ = queue_.postpone(queue_.inFlight, stored.status);
+    failures_.report(inTheWay_.error());
+    if (!stored.status.ok()) return stored.status;
+    return std::move(stored.events);
+}
+
+void reportLeft(const Path& file, const Status& status) {
+    FailureReporter(Component::storage, file.filename().string()).report(status.error());
 }
 
 }  // namespace zentara

@@ -3,8 +3,12 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "model/EventDecoder.h"
+#include "dispatch/storage/Storage.h"
+#include "model/InternalEvent.h"
+#include "platform/FileSystem.h"
+#include "support/FailureReporter.h"
 #include "support/Status.h"
 
 namespace zentara {
@@ -19,37 +23,64 @@ struct [[nodiscard]] StoredEvents {
     };
 
     State state = State::missing;
-    DecodedEvents decoded;
+    std::vector<InternalEvent> events = {};  ///< of a list
+    Status status = {};                      ///< why it could not be read or parsed
+    bool isCanonical = false;  ///< the list is in exactly the form that a save gives it
 };
 
-StoredEvents readEvents(const std::filesystem::path& path);
+/// The files of one queue: their names, and what becomes of those that cannot be read.
+struct QueueFiles {
+    using Path = std::filesystem::path;
 
-/// The file beside `path` whose name has `prefix` before and `suffix` behind it.
-[[nodiscard]] std::filesystem::path sibling(const std::filesystem::path& path,
-                                            std::string_view prefix, std::string_view suffix);
+    /// The queue of that name in the documents directory. Touches nothing on disk. `fileSystem`
+    /// must outlive this.
+    QueueFiles(FileSystem& fileSystem, std::string_view name);
 
-/// What follows the name of a queue in the names of files that could not be read in time.
-inline constexpr std::string_view unreadSuffix = ".unread-";
+    FileSystem& files;
+    const Path list;
+    const Path spare;
+    const Path checkpoint;
+    const Path checkpointSpare;
+    const Path boot;
+    const Path inFlight;
 
-/// The failure of a write that would make a file too large to be read again.
-[[nodiscard]] ErrorRef tooLarge();
+    [[nodiscard]] StoredEvents read(const Path& file) const;
 
-/// Null when there is no such file any more.
-[[nodiscard]] ErrorRef removeQueueFile(const std::filesystem::path& path);
+    /// Moves a damaged file to a name of its own, which no start reads, and says so and what is
+    /// wrong with it on standard error.
+    [[nodiscard]] Status setAside(const Path& file,
+                                  const std::string& fault = "could not be read") const;
+    /// Moves a file that could not be read for the moment, because of `cause`, to a name under
+    /// which a later start restores it, and says so on standard error.
+    [[nodiscard]] Status postpone(const Path& file, const Status& cause) const;
+    /// Moves the list to a name under which a start restores it to the queue `other`.
+    [[nodiscard]] Status handOver(const QueueFiles& other) const;
+    /// The files that were postponed or handed over, the latest first.
+    [[nodiscard]] Result<std::vector<Path>> postponed() const;
+};
 
-/// Moves a damaged file of the queue to a name of its own, which no start reads, and says so and
-/// what is wrong with it on standard error. Null on success.
-[[nodiscard]] ErrorRef setAside(const std::filesystem::path& damaged,
-                                const std::filesystem::path& queue,
-                                const std::string& fault = "could not be read");
+/// Keeps the events of a queue that are in flight in `QueueFiles::inFlight`: one compact JSON
+/// array, whole at every moment, and no file while there are none. Survives the end of the process
+/// by any means; not flushed.
+class InFlightFile final : public Storage<InternalEvent> {
+  public:
+    explicit InFlightFile(QueueFiles queue);
 
-/// Moves a file that could not be read for the moment, because of `cause`, to a name under which a
-/// later start takes it in, and says so on standard error. Null on success.
-[[nodiscard]] ErrorRef putBy(const std::filesystem::path& unread,
-                             const std::filesystem::path& queue, const Error& cause);
+    [[nodiscard]] Status save(std::span<const InternalEvent> events) override;
 
-/// Moves the list of another queue to a name under which `queue` takes it in.
-[[nodiscard]] ErrorRef handOver(const std::filesystem::path& list,
-                                const std::filesystem::path& queue);
+    /// What the last run left. A file that cannot be read is moved out of the way of the next save;
+    /// if that fails, nothing is saved, as that would destroy it.
+    [[nodiscard]] Result<std::vector<InternalEvent>> load() override;
+
+  private:
+    [[nodiscard]] Status write(std::span<const InternalEvent> events);
+
+    const QueueFiles queue_;
+    Status inTheWay_;
+    FailureReporter failures_;
+};
+
+/// Tells why something stays as it is until the next start.
+void reportLeft(const std::filesystem::path& file, const Status& status);
 
 }  // namespace zentara

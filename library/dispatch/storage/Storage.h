@@ -9,28 +9,20 @@
 
 namespace zentara {
 
-/// The records of a store, or why they could not be read.
-template <typename Record>
-struct [[nodiscard]] Loaded {
-    std::vector<Record> records;
-    ErrorRef error;      ///< null on success
-    bool found = false;  ///< whether something was stored at all; an empty list counts
-};
-
 /// Keeps one list of records. Holds no lock: its owner serialises the calls.
 template <typename DataType>
 class Storage {
   public:
     virtual ~Storage() = default;
 
-    /// Replaces the stored list. Null on success; otherwise the stored list is as it was.
-    [[nodiscard]] virtual ErrorRef save(std::span<const DataType> records) = 0;
+    /// Replaces the stored list. After a failure the stored list is as it was.
+    [[nodiscard]] virtual Status save(std::span<const DataType> records) = 0;
 
     /// The stored list; empty when nothing was stored.
-    virtual Loaded<DataType> load() = 0;
+    virtual Result<std::vector<DataType>> load() = 0;
 };
 
-/// Keeps the list of cached schemas tables.
+/// Keeps the list of cached schemas tables. Unlike others, it fails to load what was never stored.
 using SchemaStorageProtocol = Storage<JSONObject>;
 
 /// Keeps one list of events, like `Storage`.
@@ -38,8 +30,8 @@ class InternalEventStorage {
   public:
     virtual ~InternalEventStorage() = default;
 
-    [[nodiscard]] virtual ErrorRef save(const EventList& events) = 0;
-    virtual Loaded<InternalEvent> load() = 0;
+    [[nodiscard]] virtual Status save(const EventList& events) = 0;
+    virtual Result<std::vector<InternalEvent>> load() = 0;
 
     /// Tells which events have left the list, or are about to, and may come back to it. A store
     /// that flushes lists flushes these with them.

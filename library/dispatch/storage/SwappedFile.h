@@ -4,14 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <span>
-#include <string_view>
-#include <vector>
 
-#include "dispatch/storage/TextPieces.h"
+#include "dispatch/storage/ListText.h"
 #include "model/InternalEvent.h"
-#include "platform/File.h"
+#include "platform/FileSystem.h"
 #include "support/Status.h"
 
 namespace zentara {
@@ -33,10 +32,15 @@ namespace zentara {
 /// Not promised: that two writers on one name see each other's lists. Not synchronised.
 class SwappedFile {
   public:
+    using Path = std::filesystem::path;
     enum class Durability { process, flushed };
 
-    SwappedFile(std::filesystem::path path, std::filesystem::path sparePath, Durability durability)
-        : path_(std::move(path)), sparePath_(std::move(sparePath)), durability_(durability) {}
+    /// `files` must outlive this.
+    SwappedFile(FileSystem& files, Path path, Path sparePath, Durability durability)
+        : files_(files),
+          path_(std::move(path)),
+          sparePath_(std::move(sparePath)),
+          durability_(durability) {}
 
     /// Tells that the file was read and holds `events`, in canonical form.
     void holds(std::span<const InternalEvent> events);
@@ -47,54 +51,50 @@ class SwappedFile {
     /// end. On failure the file holds what it held.
     ///
     /// From one call to the next the texts of what the file holds have to stay where they are.
-    [[nodiscard]] ErrorRef write(std::span<const InternalEvent> events, std::size_t left);
+    [[nodiscard]] Status write(std::span<const InternalEvent> events, std::size_t left);
 
-    /// The files behind both names, for flushing what they hold by now.
-    [[nodiscard]] ErrorRef duplicate(std::array<File, 2>& copies) const;
+    /// The files behind both names, for flushing what they hold by now; either may be null.
+    [[nodiscard]] std::array<std::shared_ptr<File>, 2> openFiles() const {
+        return {current_.file, spare_.file};
+    }
 
     /// To be called when writes have paused, with the events that the file holds: makes the next
     /// append cheap. A list that is full is left alone, as it loses an event with each append.
-    void pause(std::span<const InternalEvent> events) noexcept;
+    void pause(std::span<const InternalEvent> events) noexcept {
+        if (!isFull_) prepareSpare(events);
+    }
 
     /// Brings the spare up to `events`, which the file holds, so that both files hold the same.
     void prepareSpare(std::span<const InternalEvent> events) noexcept;
 
   private:
     struct Side {
-        File file;
+        std::shared_ptr<File> file;
         bool known = false;  ///< for the spare: holds the first `count` events of the file
         std::size_t count = 0;
         std::uint64_t bytes = 0;     ///< whole length
         std::uint64_t appended = 0;  ///< how many of them came in small pieces
-        bool isWhole = false;        ///< the last write was of the whole file
         /// As it was left by the last write; nothing when that is not known.
         std::optional<FileState> state = std::nullopt;
     };
 
-    [[nodiscard]] static bool isAsLeft(const std::filesystem::path& path, const Side& side);
+    [[nodiscard]] bool isAsLeft(const Path& path, const Side& side) const {
+        return side.state && files_.state(path) == side.state;
+    }
+    [[nodiscard]] Status fillSpare(std::span<const InternalEvent> events, std::size_t left);
+    /// Makes the spare's file hold what `part` ends.
+    [[nodiscard]] Status writeSpare(const ListText::Part& part);
+    /// Puts the spare in the file's place. The old file is the spare then, if there is one still.
+    [[nodiscard]] Status replaceFile();
 
-    [[nodiscard]] ErrorRef fillSpare(std::span<const InternalEvent> events, std::size_t left);
-    [[nodiscard]] ErrorRef extendSpare(std::span<const InternalEvent> events,
-                                       const TextPieces& pieces);
-    [[nodiscard]] ErrorRef rewriteSpare(std::span<const InternalEvent> events, std::size_t left,
-                                        const TextPieces& pieces);
-    /// Takes what the file holds already from there instead of the texts. A list that is rewritten
-    /// time and again lies in two files then, and not in the texts as well: of 8,000 events these
-    /// are 14 MB rather than 21, which fewer caches of processors hold, and take a fifth less time.
-    [[nodiscard]] bool copyToSpare(std::span<const InternalEvent> events, std::size_t left,
-                                   const TextPieces& pieces, std::uint64_t size);
-    void closeViews() noexcept;
-    /// Puts the spare in the file's place. The old file is the spare then, unless that is gone.
-    [[nodiscard]] ErrorRef replaceFile(bool& spareIsGone);
-
-    const std::filesystem::path path_;
-    const std::filesystem::path sparePath_;
+    FileSystem& files_;
+    const Path path_;
+    const Path sparePath_;
     const Durability durability_;
     Side current_;
     Side spare_;
     bool isFull_ = false;  // the last write lost one event and gained one
-    TextPieces pieces_;    // of what the file holds, or of nothing
-    std::vector<std::string_view> parts_;
+    ListText text_;        // of what the file holds, or of nothing
 };
 
 }  // namespace zentara

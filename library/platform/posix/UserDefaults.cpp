@@ -10,8 +10,7 @@
 #include "json/JSONText.h"
 
 #include "json/JSONValue.h"
-#include "platform/File.h"
-#include "platform/FolderClaim.h"
+#include "platform/FileSystem.h"
 #include "platform/HostApplication.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
@@ -31,13 +30,14 @@ class UserDefaults::Store {
     explicit Store(const std::optional<Path>& directory) {
         if (!directory) return;
         const Path file = *directory / "user-defaults.json";
-        const FileContents contents = readFile(file);
+        const auto contents = systemFiles().read(file);
         // What cannot be read for the moment is not written over.
-        if (contents.error && !contents.isUnfit) return;
+        const auto& status = contents.status();
+        if (!status.ok() && !isMissing(status) && !isUnfit(status)) return;
         file_ = file;
-        if (!contents.bytes && !contents.error) return;
-        if (contents.bytes) {
-            auto value = parseJSONValue(*contents.bytes);
+        if (isMissing(status)) return;
+        if (contents.ok()) {
+            auto value = parseJSONValue(*contents);
             if (value.ok() && value->isObject()) {
                 values_ = std::move(value->object());
                 return;
@@ -85,13 +85,12 @@ class UserDefaults::Store {
     void write() ZENTARA_REQUIRES(mutex_) {
         // Asked now, since reading alone must make no files.
         if (file_ && !std::exchange(hasAsked_, true) &&
-            FolderClaim::take(file_->parent_path()) == FolderClaim::Answer::heldElsewhere) {
+            systemFiles().claim(file_->parent_path()) == FolderClaim::heldElsewhere) {
             file_.reset();
         }
         if (file_) {
             // The value holds for this process all the same.
-            [[maybe_unused]] const ErrorRef lost =
-                writeFileAtomically(*file_, JSONValue(values_).text());
+            static_cast<void>(systemFiles().writeAtomically(*file_, JSONValue(values_).text()));
         }
     }
 
@@ -100,11 +99,11 @@ class UserDefaults::Store {
     [[nodiscard]] static bool setAside(const Path& file) {
         Path aside = file;
         aside += ".damaged";
-        for (int number = 2; fileIdentity(aside); ++number) {
+        for (int number = 2; systemFiles().state(aside); ++number) {
             aside = file;
             aside += ".damaged-" + std::to_string(number);
         }
-        return renameFile(file, aside) == nullptr;
+        return systemFiles().rename(file, aside).ok();
     }
 
     Mutex mutex_;

@@ -1,5 +1,3 @@
-#include "platform/FolderClaim.h"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -8,8 +6,8 @@
 #include <cerrno>
 #include <map>
 
-#include "platform/File.h"
 #include "platform/posix/ForkedDescriptors.h"
+#include "platform/posix/SystemFiles.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
 
@@ -18,10 +16,9 @@ namespace zentara {
 namespace {
 
 using Path = std::filesystem::path;
-using Answer = FolderClaim::Answer;
 
 struct Claim {
-    Answer answer = Answer::unknown;
+    FolderClaim answer = FolderClaim::unknown;
     int descriptor = -1;  ///< of the locked file, while the claim is held
 };
 
@@ -36,7 +33,7 @@ Claims& claims() {
 }
 
 Path lockFile(const Path& folder) {
-    return (folder / FolderClaim::fileName).lexically_normal();
+    return (folder / FileSystem::claimName).lexically_normal();
 }
 
 int openLockFile(const Path& path) {
@@ -54,8 +51,8 @@ int openLockFile(const Path& path) {
 bool isInPlace(int descriptor, const Path& path) {
     struct stat opened {};
     if (::fstat(descriptor, &opened) != 0) return false;
-    const auto named = fileIdentity(path);
-    return named && *named == FileIdentity{opened.st_dev, opened.st_ino};
+    const auto named = systemFiles().state(path);
+    return named && named->identity == FileIdentity{opened.st_dev, opened.st_ino};
 }
 
 Claim claim(const Path& path) {
@@ -64,7 +61,7 @@ Claim claim(const Path& path) {
         const int descriptor = openLockFile(path);
         if (descriptor < 0) {
             const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
-            return {isForNow ? Answer::heldElsewhere : Answer::unknown};
+            return {isForNow ? FolderClaim::heldElsewhere : FolderClaim::unknown};
         }
         int result = 0;
         do {
@@ -72,25 +69,26 @@ Claim claim(const Path& path) {
         } while (result != 0 && errno == EINTR);
         if (result == 0 && isInPlace(descriptor, path)) {
             closeInForkedChildren(descriptor);
-            return {Answer::held, descriptor};
+            return {FolderClaim::held, descriptor};
         }
         const int code = errno;
         ::close(descriptor);
-        if (result != 0) return {code == EWOULDBLOCK ? Answer::heldElsewhere : Answer::unknown};
+        if (result != 0)
+            return {code == EWOULDBLOCK ? FolderClaim::heldElsewhere : FolderClaim::unknown};
     }
-    return {Answer::heldElsewhere};
+    return {FolderClaim::heldElsewhere};
 }
 
 }  // namespace
 
-FolderClaim::Answer FolderClaim::take(const std::filesystem::path& folder) {
+FolderClaim claimFolder(const std::filesystem::path& folder) {
     const MutexLock lock(claims().mutex);
     const auto [entry, isNew] = claims().byFile.try_emplace(lockFile(folder));
     if (isNew) entry->second = claim(entry->first);
     return entry->second.answer;
 }
 
-void FolderClaim::release(const std::filesystem::path& folder) {
+void releaseFolder(const std::filesystem::path& folder) {
     const MutexLock lock(claims().mutex);
     const auto entry = claims().byFile.extract(lockFile(folder));
     if (!entry || entry.mapped().descriptor < 0) return;

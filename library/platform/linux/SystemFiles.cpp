@@ -1,12 +1,17 @@
-#include "platform/BootIdentity.h"
+#include "platform/posix/SystemFiles.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdio>
 #include <string_view>
 
 namespace zentara {
+
+int exchangeNames(const char* one, const char* other) noexcept {
+    return ::renameat2(AT_FDCWD, one, AT_FDCWD, other, RENAME_EXCHANGE);
+}
 
 std::string bootIdentity() {
     const int descriptor = ::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC);

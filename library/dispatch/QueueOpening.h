@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "dispatch/EventsRepository.h"
+#include "dispatch/storage/InternalEventStorageImpl.h"
+#include "platform/FileSystem.h"
+
+namespace zentara {
+
+/// What makes one queue differ from another.
+struct QueueOptions {
+    /// Where taken events are until they are settled.
+    enum class TakenEvents {
+        onDisk,
+        inMemory,  ///< for a queue that its owner saves only when they are somewhere else
+    };
+
+    std::int64_t maxEvents = 0;
+    double checkpointInterval = 0;  ///< seconds
+    TakenEvents takenEvents = TakenEvents::onDisk;
+    InternalEventStorageImpl::Scheduler scheduler = InternalEventStorageImpl::defaultScheduler();
+};
+
+/// The queue of that name in the documents directory, with all that earlier runs left of it: the
+/// list or its checkpoint, what was in flight, and lists that were postponed because they could not
+/// be read. A list that still cannot be read stays for the next start. There must be no other queue
+/// of that name at work. `files` must outlive the queue and its background work.
+[[nodiscard]] std::unique_ptr<EventsRepository> openQueue(FileSystem& files,
+                                                          const std::string& name,
+                                                          const QueueOptions& options,
+                                                          Ledger::Queue& counts);
+
+/// Where this process keeps its queues and its token, as the beginning of their names in the
+/// documents directory: nothing in the first process that works there. Another process gets a
+/// folder of its own, such as "process-2/", with a copy of the first process's token, so that both
+/// speak for the same user. The answer stays the same as long as the process lives.
+[[nodiscard]] std::string claimProcessFolder(FileSystem& files, const std::string& tokenName);
+
+/// A queue of the documents directory itself.
+struct MainQueue {
+    std::string name;
+    EventsRepository& events;
+};
+
+/// Restores what ended processes have left in folders of their own to the queues of the documents
+/// directory, and removes those folders. Only for the process that works in that directory.
+///
+/// A list moves in one step, and the other files of its queue go before it. At each moment an event
+/// is in one of the two folders only, so a kill in between loses nothing, and repeats nothing even
+/// if both queues are opened at once after it.
+void restoreProcessFolders(FileSystem& files, const std::vector<MainQueue>& queues,
+                           const std::string& tokenName);
+
+}  // namespace zentara

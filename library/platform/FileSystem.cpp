@@ -1,0 +1,46 @@
+#include "platform/FileSystem.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <initializer_list>
+
+#include "support/PlatformError.h"
+
+namespace zentara {
+
+namespace {
+
+bool hasCode(const Status& status, std::initializer_list<int> codes) {
+    const auto* const failure = dynamic_cast<const PlatformError*>(status.error().get());
+    return failure != nullptr && failure->domain() == PlatformError::Domain::file &&
+           std::ranges::find(codes, failure->code()) != codes.end();
+}
+
+}  // namespace
+
+bool isMissing(const Status& status) {
+    return hasCode(status, {ENOENT, ENOTDIR});
+}
+
+bool isUnfit(const Status& status) {
+    // The last three come from opening a socket, or a name that stands for nothing to be opened.
+    return hasCode(status, {EISDIR, EFBIG, ENXIO, ENODEV, ELOOP});
+}
+
+bool isUnsupported(const Status& status) {
+    return hasCode(status, {EINVAL, ENOSYS, EOPNOTSUPP});
+}
+
+Status FileSystem::writeAtomically(const Path& path, std::span<const std::string_view> bytes) {
+    auto temporary = path;
+    temporary.replace_filename("." + path.filename().string() + ".new");
+    auto file = create(temporary);
+    if (!file.ok()) return file.status();
+    auto status = (*file)->write(bytes, 0);
+    if (status.ok()) status = rename(temporary, path);
+    // The next write replaces it if it stays.
+    if (!status.ok()) static_cast<void>(remove(temporary));
+    return status;
+}
+
+}  // namespace zentara

@@ -1,0 +1,290 @@
+#include "platform/posix/SystemFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <numeric>
+#include <system_error>
+#include <utility>
+
+#include "support/NoDestructor.h"
+#include "support/PlatformError.h"
+
+namespace zentara {
+
+namespace {
+
+using Path = std::filesystem::path;
+
+constexpr mode_t privateFile = 0600;
+constexpr mode_t privateFolder = 0700;
+
+Status failure(int code, std::string operation) {
+    return std::make_shared<PlatformError>(
+        PlatformError::Domain::file, code,
+        std::move(operation) + ": " + std::generic_category().message(code));
+}
+
+Status failure(int code, const char* operation, const Path& path) {
+    return failure(code, std::string(operation) + " '" + path.string() + "'");
+}
+
+template <typename Call>
+auto retried(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+/// Whether a flush failed because the file system has none, so that it will never succeed there.
+bool hasNoFlush(int code) noexcept {
+    return code == EINVAL || code == EROFS || code == EOPNOTSUPP || code == ENOSYS;
+}
+
+FileState stateOf(const struct stat& status) {
+    const auto kind = S_ISREG(status.st_mode)   ? FileState::Kind::regular
+                      : S_ISDIR(status.st_mode) ? FileState::Kind::folder
+                                                : FileState::Kind::other;
+    return {{status.st_dev, status.st_ino},
+            kind,
+            status.st_nlink,
+            static_cast<std::uint64_t>(status.st_size),
+            status.st_mtim.tv_sec,
+            status.st_mtim.tv_nsec};
+}
+
+class Descriptor {
+  public:
+    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+    ~Descriptor() {
+        if (descriptor_ >= 0) ::close(descriptor_);
+    }
+    Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    Descriptor& operator=(Descriptor&&) = delete;
+
+    [[nodiscard]] int operator*() const noexcept { return descriptor_; }
+
+  private:
+    int descriptor_;
+};
+
+class SystemFile final : public File {
+  public:
+    explicit SystemFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+
+    Status write(std::span<const std::string_view> parts, std::uint64_t offset) override {
+        const auto size = std::accumulate(
+            parts.begin(), parts.end(), offset,
+            [](std::uint64_t sum, std::string_view part) { return sum + part.size(); });
+        if (size > maximumFileSize) {
+            return std::make_shared<PlatformError>(
+                PlatformError::Domain::file, EFBIG,
+                "the file would be larger than " + std::to_string(maximumFileSize >> 20U) + " MiB");
+        }
+        std::size_t written = 0;  // of the first part
+        while (!parts.empty()) {
+            const auto result = writeSome(parts, written, offset);
+            if (result < 0) return failure(errno, "cannot write");
+            const auto left = parts.size();
+            offset += static_cast<std::uint64_t>(result);
+            written += static_cast<std::size_t>(result);
+            while (!parts.empty() && written >= parts.front().size()) {
+                written -= parts.front().size();
+                parts = parts.subspan(1);
+            }
+            if (result == 0 && parts.size() == left) return failure(EIO, "cannot write");
+        }
+        return {};
+    }
+
+    Status truncate(std::uint64_t size) override {
+        const auto result =
+            retried([&] { return ::ftruncate(*descriptor_, static_cast<off_t>(size)); });
+        return result == 0 ? Status() : failure(errno, "cannot truncate");
+    }
+
+    Status flush() override {
+        if (retried([&] { return ::fdatasync(*descriptor_); }) == 0 || hasNoFlush(errno)) return {};
+        return failure(errno, "cannot flush");
+    }
+
+    std::optional<FileState> state() const noexcept override {
+        struct stat status {};
+        if (::fstat(*descriptor_, &status) != 0) return std::nullopt;
+        return stateOf(status);
+    }
+
+  private:
+    /// Writes as many of the parts, but for `skipped` bytes, as the system takes in one call.
+    [[nodiscard]] ssize_t writeSome(std::span<const std::string_view> parts, std::size_t skipped,
+                                    std::uint64_t offset) const {
+        constexpr std::size_t most = 1024;
+        std::array<iovec, most> vectors;
+        const auto count = std::min(parts.size(), most);
+        for (std::size_t i = 0; i < count; ++i) {
+            vectors[i] = {const_cast<char*>(parts[i].data()) + skipped, parts[i].size() - skipped};
+            skipped = 0;
+        }
+        return retried([&] {
+            return ::pwritev(*descriptor_, vectors.data(), static_cast<int>(count),
+                             static_cast<off_t>(offset));
+        });
+    }
+
+    const Descriptor descriptor_;
+};
+
+Result<std::unique_ptr<File>> fileOf(Descriptor descriptor) {
+    return std::unique_ptr<File>(std::make_unique<SystemFile>(std::move(descriptor)));
+}
+
+Descriptor openNew(const Path& path) {
+    constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+    const auto attempt = [&] {
+        return retried([&] { return ::open(path.c_str(), flags, privateFile); });
+    };
+    int descriptor = attempt();
+    if (descriptor < 0 && errno == EEXIST) {
+        ::unlink(path.c_str());
+        descriptor = attempt();
+    }
+    return Descriptor(descriptor);
+}
+
+class SystemFiles final : public FileSystem {
+  public:
+    Result<std::unique_ptr<File>> create(const Path& path) override {
+        auto descriptor = openNew(path);
+        if (*descriptor >= 0) return fileOf(std::move(descriptor));
+        if (errno != ENOENT) return failure(errno, "cannot create", path);
+        if (auto made = makeFolder(path.parent_path()); !made.ok()) return made;
+        auto again = openNew(path);
+        return *again >= 0 ? fileOf(std::move(again)) : failure(errno, "cannot create", path);
+    }
+
+    Result<std::unique_ptr<File>> open(const Path& path) override {
+        Descriptor descriptor(retried(
+            [&] { return ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK); }));
+        if (*descriptor < 0) return failure(errno, "cannot open", path);
+        struct stat status {};
+        ::fstat(*descriptor, &status);
+        if (!S_ISREG(status.st_mode)) return failure(EINVAL, "cannot open", path);
+        // A file system that knows no permissions keeps what it has.
+        if ((status.st_mode & 0077U) != 0) static_cast<void>(::fchmod(*descriptor, privateFile));
+        return fileOf(std::move(descriptor));
+    }
+
+    Result<std::string> read(const Path& path) override {
+        // Not blocking, or a pipe in place of the file would hold the caller up.
+        const Descriptor descriptor(
+            retried([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+        if (*descriptor >= 0) return readAll(*descriptor, path);
+        const int code = errno;
+        // Out of descriptors, the system does not look whether there is a file.
+        struct stat status {};
+        const bool isThere = ::lstat(path.c_str(), &status) == 0;
+        const bool isKnownMissing = !isThere && (errno == ENOENT || errno == ENOTDIR);
+        return failure(isKnownMissing ? errno : code, "cannot open", path);
+    }
+
+    std::optional<FileState> state(const Path& path) const noexcept override {
+        struct stat status {};
+        if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
+        return stateOf(status);
+    }
+
+    Result<std::vector<std::string>> names(const Path& folder) const override {
+        std::vector<std::string> found;
+        std::error_code error;
+        for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+             entry.increment(error)) {
+            found.push_back(entry->path().filename().string());
+        }
+        if (error && !isMissing(failure(error.value(), "")))
+            return failure(error.value(), "cannot read", folder);
+        return found;
+    }
+
+    Status rename(const Path& from, const Path& to) override {
+        if (::rename(from.c_str(), to.c_str()) == 0) return {};
+        return failure(errno, "cannot rename", from);
+    }
+
+    Status exchange(const Path& one, const Path& other) override {
+        if (exchangeNames(one.c_str(), other.c_str()) == 0) return {};
+        return failure(errno, "cannot exchange", one);
+    }
+
+    Status remove(const Path& path) override {
+        if (::unlink(path.c_str()) == 0) return {};
+        const int code = errno;
+        // On a file system that is read-only, also without a file.
+        return state(path) ? failure(code, "cannot remove", path) : Status();
+    }
+
+    Status flushFolder(const Path& folder) override {
+        const Descriptor descriptor(
+            retried([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+        if (*descriptor < 0) return failure(errno, "cannot open", folder);
+        // Some file systems flush only what was opened for writing, which no folder is.
+        if (retried([&] { return ::fsync(*descriptor); }) == 0 || errno == EBADF ||
+            hasNoFlush(errno)) {
+            return {};
+        }
+        return failure(errno, "cannot flush", folder);
+    }
+
+    FolderClaim claim(const Path& folder) override { return claimFolder(folder); }
+    void release(const Path& folder) override { releaseFolder(folder); }
+    std::string bootIdentity() const override { return zentara::bootIdentity(); }
+
+  private:
+    [[nodiscard]] static Result<std::string> readAll(int descriptor, const Path& path) {
+        struct stat status {};
+        if (::fstat(descriptor, &status) != 0) return failure(errno, "cannot read", path);
+        if (S_ISDIR(status.st_mode)) return failure(EISDIR, "cannot read", path);
+        if (!S_ISREG(status.st_mode)) return failure(ENXIO, "cannot read", path);
+        if (static_cast<std::uint64_t>(status.st_size) > maximumFileSize)
+            return failure(EFBIG, "cannot read", path);
+        std::string bytes;
+        // Parsers want some room behind the text; giving it now spares a copy later.
+        constexpr std::size_t room = 256;
+        bytes.reserve(static_cast<std::size_t>(status.st_size) + room);
+        bytes.resize(static_cast<std::size_t>(status.st_size));
+        std::size_t filled = 0;
+        while (filled < bytes.size()) {
+            const auto count = retried(
+                [&] { return ::read(descriptor, bytes.data() + filled, bytes.size() - filled); });
+            if (count < 0) return failure(errno, "cannot read", path);
+            if (count == 0) break;
+            filled += static_cast<std::size_t>(count);
+        }
+        bytes.resize(filled);
+        return bytes;
+    }
+};
+
+}  // namespace
+
+Status makeFolder(const Path& folder) {
+    if (folder.empty() || ::mkdir(folder.c_str(), privateFolder) == 0) return {};
+    const auto parent = folder.parent_path();
+    if (errno == ENOENT && parent != folder) {
+        if (auto made = makeFolder(parent); !made.ok()) return made;
+        if (::mkdir(folder.c_str(), privateFolder) == 0) return {};
+    }
+    return errno == EEXIST ? Status() : failure(errno, "cannot make the folder", folder);
+}
+
+FileSystem& systemFiles() {
+    static NoDestructor<SystemFiles> files;
+    return *files;
+}
+
+}  // namespace zentara
