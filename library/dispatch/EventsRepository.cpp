@@ -22,20 +22,19 @@ bool removeCopies(std::vector<InternalEvent>& events, const InternalEvent& event
 EventsRepository::EventsRepository(std::int64_t maxEvents,
                                    std::unique_ptr<InternalEventStorage> storage,
                                    Ledger::Queue& counts,
-                                   std::unique_ptr<Storage<InternalEvent>> underWay)
+                                   std::unique_ptr<Storage<InternalEvent>> inFlight)
     : maxEvents_(maxEvents),
       storage_(std::move(storage)),
       counts_(counts),
-      underWay_(std::move(underWay)) {
+      inFlight_(std::move(inFlight)) {
     load();
-    if (!underWay_) return;
-    queue_.sync([&] {
-        auto returned = underWay_->load();
-        if (!returned.ok() || returned->empty()) return;
-        returned_ = *std::move(returned);
-        insertRestored(missing(returned_));
-        saveAll();
-    });
+    if (!inFlight_) return;
+    const MutexLock entry(queue_);
+    auto returned = inFlight_->load();
+    if (!returned.ok() || returned->empty()) return;
+    returned_ = *std::move(returned);
+    insertRestored(missing(returned_));
+    saveAll();
 }
 
 EventsRepository::~EventsRepository() {
@@ -54,91 +53,83 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
     const auto report = [&](const EventRepositoryResult& result) {
         if (completion) completion(result);
     };
-    queue_.sync([&] {
-        if (!event.jsonText()) {
-            return report(std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
-                                                          "JSON cannot hold the event"));
-        }
-        // Without its fields a queued event takes little more memory than its text.
-        events_.append(texts_.packed(event));
-        ++counts_.waiting;
-        if (static_cast<std::int64_t>(events_.size()) > maxEvents_) {
-            events_.dropFront(1);
-            --counts_.waiting;
-            ++counts_.evicted;
-        }
-        const auto status = saveList();
-        report(status.ok() ? EventRepositoryResult(event) : EventRepositoryResult(status));
-    });
+    const MutexLock entry(queue_);
+    if (!event.jsonText()) {
+        return report(std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
+                                                      "JSON cannot hold the event"));
+    }
+    // Without its fields a queued event takes little more memory than its text.
+    events_.append(texts_.packed(event));
+    ++counts_.waiting;
+    if (static_cast<std::int64_t>(events_.size()) > maxEvents_) {
+        events_.dropFront(1);
+        --counts_.waiting;
+        ++counts_.evicted;
+    }
+    const auto status = saveList();
+    report(status.ok() ? EventRepositoryResult(event) : EventRepositoryResult(status));
 }
 
 void EventsRepository::save() {
-    queue_.sync([&] { saveAll(); });
+    const MutexLock entry(queue_);
+    saveAll();
 }
 
 void EventsRepository::saveAll() {
     if (!saveList().ok() || returned_.empty()) return;
     returned_.clear();
-    saveUnderWay();
+    saveInFlight();
 }
 
-void EventsRepository::saveUnderWay() {
-    if (!underWay_) return;
+void EventsRepository::saveInFlight() {
+    if (!inFlight_) return;
     auto all = returned_;
     all.insert(all.end(), taken_.begin(), taken_.end());
     storage_->setInFlight(all);
     // Failing it, a batch may be lost with the process; failing to send would not be better.
-    isUnderWaySaved_ = underWay_->save(all).ok();
+    isInFlightSaved_ = inFlight_->save(all).ok();
 }
 
 Status EventsRepository::saveList() {
     // First, as this may take those events off the list on disk.
-    if (!isUnderWaySaved_) saveUnderWay();
+    if (!isInFlightSaved_) saveInFlight();
     return storage_->save(events_);
 }
 
 void EventsRepository::insert(std::span<const InternalEvent> events) {
-    queue_.sync([&] {
-        events_.insertAtFront(events);
-        counts_.waiting += static_cast<std::int64_t>(events.size());
-        for (const auto& event : events) {
-            if (removeCopies(taken_, event)) returned_.push_back(event);
-        }
-    });
+    const MutexLock entry(queue_);
+    events_.insertAtFront(events);
+    counts_.waiting += static_cast<std::int64_t>(events.size());
+    for (const auto& event : events) {
+        if (removeCopies(taken_, event)) returned_.push_back(event);
+    }
 }
 
 void EventsRepository::settle(std::span<const InternalEvent> events) {
-    queue_.sync([&] {
-        for (const auto& event : events)
-            removeCopies(taken_, event);
-        // Also when the save fails: these events were delivered.
-        if (saveList().ok()) returned_.clear();
-        saveUnderWay();
-    });
+    const MutexLock entry(queue_);
+    for (const auto& event : events)
+        removeCopies(taken_, event);
+    // Also when the save fails: these events were delivered.
+    if (saveList().ok()) returned_.clear();
+    saveInFlight();
 }
 
 Status EventsRepository::restore(std::span<const InternalEvent> events,
                                  const std::function<Status()>& removeSource) {
-    return queue_.sync([&]() -> Status {
-        std::size_t count = 0;
-        const auto undo = [&] {
-            events_.dropFront(count);
-            counts_.restored -= static_cast<std::int64_t>(count);
-            counts_.waiting -= static_cast<std::int64_t>(count);
-        };
-        try {
-            const auto restored = missing(events);
-            insertRestored(restored);
-            count = restored.size();
-            auto status = saveList();
-            if (status.ok()) status = removeSource();
-            if (!status.ok()) undo();
-            return status;
-        } catch (const std::bad_alloc&) {
-            undo();
-            return outOfMemory("restore events");
-        }
-    });
+    const MutexLock entry(queue_);
+    std::size_t count = 0;
+    try {
+        const auto restored = missing(events);
+        insertRestored(restored);
+        count = restored.size();
+        auto status = saveList();
+        if (status.ok()) status = removeSource();
+        if (!status.ok()) removeRestored(count);
+        return status;
+    } catch (const std::bad_alloc&) {
+        removeRestored(count);
+        return outOfMemory("restore events");
+    }
 }
 
 std::vector<InternalEvent> EventsRepository::missing(std::span<const InternalEvent> events) const {
@@ -160,29 +151,33 @@ void EventsRepository::insertRestored(std::span<const InternalEvent> events) {
     counts_.waiting += count;
 }
 
+void EventsRepository::removeRestored(std::size_t count) {
+    events_.dropFront(count);
+    counts_.restored -= static_cast<std::int64_t>(count);
+    counts_.waiting -= static_cast<std::int64_t>(count);
+}
+
 void EventsRepository::load() {
-    queue_.sync([&] {
-        auto events = storage_->load();
-        replace(events.ok() ? EventList(*std::move(events)) : EventList());
-    });
+    const MutexLock entry(queue_);
+    auto events = storage_->load();
+    replace(events.ok() ? EventList(*std::move(events)) : EventList());
 }
 
 std::vector<InternalEvent> EventsRepository::take(std::int64_t count) {
     if (count < 1) return {};
-    return queue_.sync([&] {
-        const auto front =
-            events_.events().first(std::min(static_cast<std::size_t>(count), events_.size()));
-        const std::vector<InternalEvent> taken(front.begin(), front.end());
-        if (underWay_ && !taken.empty()) {
-            for (const auto& event : taken)
-                removeCopies(returned_, event);
-            taken_.insert(taken_.end(), taken.begin(), taken.end());
-            saveUnderWay();
-        }
-        events_.dropFront(taken.size());
-        counts_.waiting -= static_cast<std::int64_t>(taken.size());
-        return taken;
-    });
+    const MutexLock entry(queue_);
+    const auto front =
+        events_.events().first(std::min(static_cast<std::size_t>(count), events_.size()));
+    const std::vector<InternalEvent> taken(front.begin(), front.end());
+    if (inFlight_ && !taken.empty()) {
+        for (const auto& event : taken)
+            removeCopies(returned_, event);
+        taken_.insert(taken_.end(), taken.begin(), taken.end());
+        saveInFlight();
+    }
+    events_.dropFront(taken.size());
+    counts_.waiting -= static_cast<std::int64_t>(taken.size());
+    return taken;
 }
 
 }  // namespace zentara

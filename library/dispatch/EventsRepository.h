@@ -16,18 +16,18 @@ namespace zentara {
 ///
 /// Promised: an event whose `add` reported success is in the store; events come out in the order in
 /// which they went in, save those that are put back. A taken event leaves the store with the next
-/// `add` or `save`; with a store for events under way it is in there then, and the next run finds
+/// `add` or `save`; with a store for events in flight it is in there then, and the next run finds
 /// it unless it was settled. Not promised: that it is found when that store could not be written.
 /// The bound is kept by dropping the oldest event, one per `add`; putting back may exceed it for a
 /// while. Safe for use from any thread.
 class EventsRepository final : public EventRepositoryProtocol {
   public:
-    /// Starts with what the store holds, and ahead of it what the last run had under way. What
-    /// becomes of the events is counted in `counts`, which must outlive the repository. `underWay`
+    /// Starts with what the store holds, and ahead of it what the last run had in flight. What
+    /// becomes of the events is counted in `counts`, which must outlive the repository. `inFlight`
     /// may be null.
     EventsRepository(std::int64_t maxEvents, std::unique_ptr<InternalEventStorage> storage,
                      Ledger::Queue& counts,
-                     std::unique_ptr<Storage<InternalEvent>> underWay = nullptr);
+                     std::unique_ptr<Storage<InternalEvent>> inFlight = nullptr);
     ~EventsRepository() override;
 
     EventsRepository(const EventsRepository&) = delete;
@@ -48,26 +48,27 @@ class EventsRepository final : public EventRepositoryProtocol {
                    const std::function<Status()>& removeSource);
 
   private:
-    // All of these are used inside the queue only.
-    void replace(EventList events);
-    [[nodiscard]] std::vector<InternalEvent> missing(std::span<const InternalEvent> events) const;
-    void insertRestored(std::span<const InternalEvent> events);
-    void saveAll();
-    Status saveList();
-    void saveUnderWay();
+    void replace(EventList events) ZENTARA_REQUIRES(queue_);
+    [[nodiscard]] std::vector<InternalEvent> missing(std::span<const InternalEvent> events) const
+        ZENTARA_REQUIRES(queue_);
+    void insertRestored(std::span<const InternalEvent> events) ZENTARA_REQUIRES(queue_);
+    void removeRestored(std::size_t count) ZENTARA_REQUIRES(queue_);
+    void saveAll() ZENTARA_REQUIRES(queue_);
+    Status saveList() ZENTARA_REQUIRES(queue_);
+    void saveInFlight() ZENTARA_REQUIRES(queue_);
 
     SerialQueue queue_{"com.kavio.ZentaraClient.EventsRepository"};
     const std::int64_t maxEvents_;
-    const std::unique_ptr<InternalEventStorage> storage_;  // used inside the queue only
+    const std::unique_ptr<InternalEventStorage> storage_ ZENTARA_GUARDED_BY(queue_);
     Ledger::Queue& counts_;
-    const std::unique_ptr<Storage<InternalEvent>> underWay_;  // used inside the queue only
-    ListText::Memory texts_;                                  // used inside the queue only
-    EventList events_;                                        // used inside the queue only
-    // What the store of events under way holds: what was taken, and what has come back to the list
-    // but is not yet in its store. Used inside the queue only.
-    std::vector<InternalEvent> taken_;
-    std::vector<InternalEvent> returned_;
-    bool isUnderWaySaved_ = true;
+    const std::unique_ptr<Storage<InternalEvent>> inFlight_ ZENTARA_GUARDED_BY(queue_);
+    ListText::Memory texts_ ZENTARA_GUARDED_BY(queue_);
+    EventList events_ ZENTARA_GUARDED_BY(queue_);
+    // What the store of events in flight holds: what was taken, and what has come back to the list
+    // but is not yet in its store.
+    std::vector<InternalEvent> taken_ ZENTARA_GUARDED_BY(queue_);
+    std::vector<InternalEvent> returned_ ZENTARA_GUARDED_BY(queue_);
+    bool isInFlightSaved_ ZENTARA_GUARDED_BY(queue_) = true;
 };
 
 }  // namespace zentara

@@ -11,6 +11,7 @@
 
 #include "platform/FileSystem.h"
 #include "platform/HostApplication.h"
+#include "support/FailureReporter.h"
 #include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
@@ -60,10 +61,12 @@ TEST_F(UserDefaultsTest, ADamagedFileIsSetAsideAndTheStoreStartsEmpty) {
         writeTo(directory / "user-defaults.json.damaged", "from before");
         use(directory);
         EXPECT_EQ(UserDefaults().integer("key"), 0);
+        EXPECT_EQ(lastFailure(Component::storage).text, "user-defaults.json: is damaged");
         EXPECT_EQ(contentsOf(directory / "user-defaults.json.damaged-2"), text);
         EXPECT_EQ(contentsOf(directory / "user-defaults.json.damaged"), "from before");
         UserDefaults().set("key", std::int64_t{3});
         EXPECT_EQ(contentsOf(directory / fileName), R"({"key":3})");
+        EXPECT_FALSE(isFailing(Component::storage));
     }
 }
 
@@ -72,6 +75,7 @@ TEST_F(UserDefaultsTest, UnwritableFolderCostsPersistenceOnly) {
     use(directory_.path() / "file" / "preferences");
     UserDefaults().set("key", std::int64_t{4});
     EXPECT_EQ(UserDefaults().integer("key"), 4);
+    EXPECT_TRUE(lastFailure(Component::storage).text.ends_with(": Not a directory"));
 
     const std::string others = R"({"key": 1})";
     writeTo(first_ / fileName, others);

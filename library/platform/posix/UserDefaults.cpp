@@ -12,8 +12,10 @@
 #include "json/JSONValue.h"
 #include "platform/FileSystem.h"
 #include "platform/HostApplication.h"
+#include "support/FailureReporter.h"
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 
@@ -31,19 +33,30 @@ class UserDefaults::Store {
         if (!directory) return;
         const Path file = *directory / "user-defaults.json";
         const auto contents = systemFiles().read(file);
-        // What cannot be read for the moment is not written over.
-        const auto& status = contents.status();
-        if (!status.ok() && !isMissing(status) && !isUnfit(status)) return;
-        file_ = file;
-        if (isMissing(status)) return;
+        Status status = contents.status();
+        if (isMissing(status)) {
+            file_ = file;
+            return;
+        }
         if (contents.ok()) {
             auto value = parseJSONValue(*contents);
             if (value.ok() && value->isObject()) {
                 values_ = std::move(value->object());
+                file_ = file;
                 return;
             }
+            status = std::make_shared<PlatformError>(PlatformError::Domain::json, 0, "is damaged");
         }
-        if (!setAside(file)) file_.reset();
+        // What cannot be read for the moment, or set aside, is not written over.
+        const bool isDamaged = contents.ok() || isUnfit(status);
+        failures_.report(status);
+        if (!isDamaged) return;
+        const Status moved = setAside(file);
+        if (moved.ok()) {
+            file_ = file;
+        } else {
+            failures_.report(moved);
+        }
     }
 
     Store(const Store&) = delete;
@@ -90,22 +103,23 @@ class UserDefaults::Store {
         }
         if (file_) {
             // The value holds for this process all the same.
-            static_cast<void>(systemFiles().writeAtomically(*file_, JSONValue(values_).text()));
+            failures_.report(systemFiles().writeAtomically(*file_, JSONValue(values_).text()));
         }
     }
 
     /// Keeps a file that cannot be read, for a person. If even that fails, nothing is written over
     /// it.
-    [[nodiscard]] static bool setAside(const Path& file) {
+    [[nodiscard]] static Status setAside(const Path& file) {
         Path aside = file;
         aside += ".damaged";
         for (int number = 2; systemFiles().state(aside); ++number) {
             aside = file;
             aside += ".damaged-" + std::to_string(number);
         }
-        return systemFiles().rename(file, aside).ok();
+        return systemFiles().rename(file, aside);
     }
 
+    FailureReporter failures_{Component::storage, "user-defaults.json"};  // synchronises itself
     Mutex mutex_;
     std::optional<Path> file_ ZENTARA_GUARDED_BY(mutex_);
     bool hasAsked_ ZENTARA_GUARDED_BY(mutex_) = false;

@@ -25,13 +25,6 @@ class ZENTARA_THREAD_ATTRIBUTE(capability("serial queue")) SerialQueue {
     void lock() ZENTARA_THREAD_ATTRIBUTE(acquire_capability());
     void unlock() ZENTARA_THREAD_ATTRIBUTE(release_capability());
 
-    /// Returns what `block` returns, run inside.
-    template <typename Block>
-    decltype(auto) sync(Block&& block) {
-        const MutexLock entry(*this);
-        return std::forward<Block>(block)();
-    }
-
   private:
     const std::string label_;
     std::mutex mutex_;
