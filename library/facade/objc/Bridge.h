@@ -73,40 +73,37 @@ typedef enum ZentaraValueKind {
     zentaraObjectValue,
 } ZentaraValueKind;
 
-/// The content of a JSON value, in the field of its kind.
+/// The content of a JSON value.
 typedef struct ZentaraValueView {
     ZentaraValueKind kind;
-    bool boolean;
-    int64_t signedInteger;
-    uint64_t unsignedInteger;
-    double real;
-    ZentaraText text;
-    size_t arrayCount;
-    const ZentaraObject* object;
+    union {
+        bool boolean;
+        int64_t signedInteger;
+        uint64_t unsignedInteger;
+        double real;
+        ZentaraText text;
+        size_t arrayCount;
+        const ZentaraObject* object;
+    };
 } ZentaraValueView;
 
-ZentaraValueView zentaraView(const ZentaraValue* value) ZENTARA_NOEXCEPT;
+ZentaraValueView zentaraViewValue(const ZentaraValue* value) ZENTARA_NOEXCEPT;
 const ZentaraValue* zentaraElement(const ZentaraValue* array, size_t index) ZENTARA_NOEXCEPT;
 size_t zentaraMemberCount(const ZentaraObject* object) ZENTARA_NOEXCEPT;
 ZentaraText zentaraMemberKey(const ZentaraObject* object, size_t index) ZENTARA_NOEXCEPT;
 const ZentaraValue* zentaraMemberValue(const ZentaraObject* object, size_t index) ZENTARA_NOEXCEPT;
 
 /// A JSON object under construction. Values are added in the order of a document's text; an array
-/// and an object are closed by their number of elements, and each value of an object follows its
-/// key.
+/// and an object are closed by their number of elements. Each value of an object follows its key,
+/// which is added as a text.
 typedef struct ZentaraBuilder ZentaraBuilder;
 
 /// To be given to `zentaraMakeEvent` or `zentaraSend` when the object is closed, or discarded.
 ZentaraBuilder* zentaraMakeBuilder(void) ZENTARA_NOEXCEPT;
 void zentaraDiscardBuilder(ZentaraBuilder* builder) ZENTARA_NOEXCEPT;
 
-void zentaraAddNull(ZentaraBuilder* builder) ZENTARA_NOEXCEPT;
-void zentaraAddBoolean(ZentaraBuilder* builder, bool value) ZENTARA_NOEXCEPT;
-void zentaraAddSigned(ZentaraBuilder* builder, int64_t value) ZENTARA_NOEXCEPT;
-void zentaraAddUnsigned(ZentaraBuilder* builder, uint64_t value) ZENTARA_NOEXCEPT;
-void zentaraAddDouble(ZentaraBuilder* builder, double value) ZENTARA_NOEXCEPT;
-void zentaraAddText(ZentaraBuilder* builder, ZentaraText text) ZENTARA_NOEXCEPT;
-void zentaraAddKey(ZentaraBuilder* builder, ZentaraText key) ZENTARA_NOEXCEPT;
+/// Adds a value that is neither an array nor an object.
+void zentaraAdd(ZentaraBuilder* builder, ZentaraValueView value) ZENTARA_NOEXCEPT;
 void zentaraEndArray(ZentaraBuilder* builder, size_t count) ZENTARA_NOEXCEPT;
 void zentaraEndObject(ZentaraBuilder* builder, size_t count) ZENTARA_NOEXCEPT;
 

@@ -87,5 +87,5 @@ ZentaraEventTexts zentaraEventTexts(const ZentaraEvent* event) noexcept {
 }
 
 const ZentaraObject* zentaraEventProperties(const ZentaraEvent* event) noexcept {
-    return bridged(event->event->properties());
+    return handleOf(event->event->properties());
 }

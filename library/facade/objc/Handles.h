@@ -1,16 +1,30 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <zentara/Event.h>
 #include <zentara/EventError.h>
+#include <zentara/JSONValue.h>
 #include "facade/objc/Bridge.h"
-#include "facade/objc/BuilderHandle.h"
-#include "facade/objc/ValueHandle.h"
 
 // The types of the bridge in C++, and conversions.
+
+struct ZentaraBuilder {
+    /// The finished object. Takes `builder` over; the empty object for null.
+    [[nodiscard]] static zentara::JSONObject finish(ZentaraBuilder* builder) {
+        if (builder == nullptr) return {};
+        const std::unique_ptr<ZentaraBuilder> owned(builder);
+        return std::move(owned->values.back().object());
+    }
+
+    /// Values that are in no container yet. A key is a text before its value.
+    std::vector<zentara::JSONValue> values;
+};
 
 struct ZentaraError {
     zentara::ZentaraClientErrorRef error;
@@ -36,8 +50,21 @@ namespace zentara {
 [[nodiscard]] inline ZentaraText bridged(std::string_view text) noexcept {
     return {text.data(), text.size()};
 }
-[[nodiscard]] inline ZentaraText bridged(const std::string& text) noexcept {
-    return bridged(std::string_view(text));
+
+// `ZentaraValue` and `ZentaraObject` have no members: a pointer to either is always a pointer to
+// the C++ value.
+
+[[nodiscard]] inline const ZentaraValue* handleOf(const JSONValue& value) noexcept {
+    return reinterpret_cast<const ZentaraValue*>(&value);
+}
+[[nodiscard]] inline const ZentaraObject* handleOf(const JSONObject& object) noexcept {
+    return reinterpret_cast<const ZentaraObject*>(&object);
+}
+[[nodiscard]] inline const JSONValue& valueOf(const ZentaraValue* value) noexcept {
+    return *reinterpret_cast<const JSONValue*>(value);
+}
+[[nodiscard]] inline const JSONObject& valueOf(const ZentaraObject* object) noexcept {
+    return *reinterpret_cast<const JSONObject*>(object);
 }
 
 }  // namespace zentara

@@ -1,69 +1,126 @@
-#include "facade/objc/ValueBridge.h"
+#include <memory>
+#include <utility>
 
-#include "facade/objc/BridgeText.h"
-#include "facade/objc/ValueHandle.h"
+#include "facade/objc/Handles.h"
+#include "json/JSONText.h"
 
 using namespace zentara;
 
-namespace {
+using Kind = JSONValue::Kind;
 
-const JSONObject::value_type& member(const ZentaraObject* object, size_t index) {
-    return unbridged(object).begin()[static_cast<std::ptrdiff_t>(index)];
-}
+static_assert(static_cast<int>(Kind::null) == zentaraNullValue &&
+                  static_cast<int>(Kind::boolean) == zentaraBooleanValue &&
+                  static_cast<int>(Kind::integer) == zentaraSignedValue &&
+                  static_cast<int>(Kind::unsignedInteger) == zentaraUnsignedValue &&
+                  static_cast<int>(Kind::number) == zentaraDoubleValue &&
+                  static_cast<int>(Kind::string) == zentaraTextValue &&
+                  static_cast<int>(Kind::array) == zentaraArrayValue &&
+                  static_cast<int>(Kind::object) == zentaraObjectValue,
+              "the kinds of the bridge are those of JSONValue");
 
-}  // namespace
-
-ZentaraValueView zentaraView(const ZentaraValue* value) noexcept {
-    const auto& json = unbridged(value);
+ZentaraValueView zentaraViewValue(const ZentaraValue* value) noexcept {
+    const auto& json = valueOf(value);
     ZentaraValueView view{};
+    view.kind = static_cast<ZentaraValueKind>(json.kind());
     switch (json.kind()) {
-        case JSONValue::Kind::null:
-            view.kind = zentaraNullValue;
+        case Kind::null:
             break;
-        case JSONValue::Kind::boolean:
-            view.kind = zentaraBooleanValue;
+        case Kind::boolean:
             view.boolean = json.boolean();
             break;
-        case JSONValue::Kind::integer:
-            view.kind = zentaraSignedValue;
+        case Kind::integer:
             view.signedInteger = json.integer();
             break;
-        case JSONValue::Kind::unsignedInteger:
-            view.kind = zentaraUnsignedValue;
+        case Kind::unsignedInteger:
             view.unsignedInteger = json.unsignedInteger();
             break;
-        case JSONValue::Kind::number:
-            view.kind = zentaraDoubleValue;
+        case Kind::number:
             view.real = json.number();
             break;
-        case JSONValue::Kind::string:
-            view.kind = zentaraTextValue;
-            view.text = bridged(std::string_view(json.string()));
+        case Kind::string:
+            view.text = bridged(json.string());
             break;
-        case JSONValue::Kind::array:
-            view.kind = zentaraArrayValue;
+        case Kind::array:
             view.arrayCount = json.array().size();
             break;
-        case JSONValue::Kind::object:
-            view.kind = zentaraObjectValue;
-            view.object = bridged(json.object());
+        case Kind::object:
+            view.object = handleOf(json.object());
             break;
     }
     return view;
 }
 
 const ZentaraValue* zentaraElement(const ZentaraValue* array, size_t index) noexcept {
-    return bridged(unbridged(array).array()[index]);
+    return handleOf(valueOf(array).array()[index]);
 }
 
 size_t zentaraMemberCount(const ZentaraObject* object) noexcept {
-    return unbridged(object).size();
+    return valueOf(object).size();
 }
 
 ZentaraText zentaraMemberKey(const ZentaraObject* object, size_t index) noexcept {
-    return bridged(std::string_view(member(object, index).key()));
+    return bridged(valueOf(object).begin()[index].key());
 }
 
 const ZentaraValue* zentaraMemberValue(const ZentaraObject* object, size_t index) noexcept {
-    return bridged(member(object, index).value());
+    return handleOf(valueOf(object).begin()[index].value());
+}
+
+ZentaraBuilder* zentaraMakeBuilder() noexcept {
+    return std::make_unique<ZentaraBuilder>().release();
+}
+
+void zentaraDiscardBuilder(ZentaraBuilder* builder) noexcept {
+    delete builder;
+}
+
+void zentaraAdd(ZentaraBuilder* builder, ZentaraValueView scalar) noexcept {
+    auto& value = builder->values.emplace_back();
+    switch (scalar.kind) {
+        case zentaraBooleanValue:
+            value = scalar.boolean;
+            break;
+        case zentaraSignedValue:
+            value = scalar.signedInteger;
+            break;
+        case zentaraUnsignedValue:
+            value = scalar.unsignedInteger;
+            break;
+        case zentaraDoubleValue:
+            value = scalar.real;
+            break;
+        case zentaraTextValue:
+            value = std::string_view(scalar.text.bytes, scalar.text.length);
+            break;
+        case zentaraNullValue:
+        case zentaraArrayValue:
+        case zentaraObjectValue:
+            break;
+    }
+}
+
+void zentaraEndArray(ZentaraBuilder* builder, size_t count) noexcept {
+    auto& values = builder->values;
+    JSONArray array;
+    array.reserve(count);
+    const auto first = values.end() - static_cast<std::ptrdiff_t>(count);
+    for (auto value = first; value != values.end(); ++value)
+        array.push_back(std::move(*value));
+    values.erase(first, values.end());
+    values.emplace_back(std::move(array));
+}
+
+void zentaraEndObject(ZentaraBuilder* builder, size_t count) noexcept {
+    auto& values = builder->values;
+    JSONObject object;
+    object.reserve(count);
+    const auto first = values.end() - static_cast<std::ptrdiff_t>(2 * count);
+    for (auto member = first; member != values.end(); member += 2)
+        object.set(member[0].string(), std::move(member[1]));
+    values.erase(first, values.end());
+    values.emplace_back(std::move(object));
+}
+
+size_t zentaraQueuedDepth() noexcept {
+    return maximumPropertiesDepth;
 }

@@ -37,6 +37,18 @@ typedef struct Walk {
 
 static bool addValue(Walk *walk, id value);
 
+static ZentaraValueView textValue(ZentaraText text) {
+    return (ZentaraValueView){.kind = zentaraTextValue, .text = text};
+}
+
+static ZentaraValueView signedValue(int64_t value) {
+    return (ZentaraValueView){.kind = zentaraSignedValue, .signedInteger = value};
+}
+
+static ZentaraValueView unsignedValue(uint64_t value) {
+    return (ZentaraValueView){.kind = zentaraUnsignedValue, .unsignedInteger = value};
+}
+
 /// The sentence that the current value is `what`. Leaves out the outer part of a long path.
 static NSString *sentence(const Walk *walk, NSString *what) {
     NSString *place = @"";
@@ -101,7 +113,7 @@ static bool addKey(Walk *walk, NSString *key, NSMutableSet **replaced) {
     @autoreleasepool {
         const ZentaraText text = zentaraText(key);
         isReplaced = memmem(text.bytes, text.length, "\xEF\xBF\xBD", 3) != NULL;
-        zentaraAddKey(walk->builder, text);
+        zentaraAdd(walk->builder, textValue(text));
     }
     if (!isReplaced) return true;
     NSString *found = zentaraString(zentaraText(key));
@@ -174,9 +186,9 @@ static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
     uint64_t value = 0;
     if (*text < '0' || *text > '9' || !parseInteger(text, &value)) return false;
     if (!isNegative) {
-        zentaraAddUnsigned(walk->builder, value);
+        zentaraAdd(walk->builder, unsignedValue(value));
     } else if (value <= (uint64_t)INT64_MAX + 1) {
-        zentaraAddSigned(walk->builder, (int64_t)(0 - value));
+        zentaraAdd(walk->builder, signedValue((int64_t)(0 - value)));
     } else {
         return false;
     }
@@ -187,7 +199,8 @@ static bool addNumber(Walk *walk, NSNumber *number) {
     const char *type = [number objCType];
     const bool isOneLetter = type != NULL && *type != '\0' && type[1] == '\0';
     if ([number isKindOfClass:walk->booleanClass] || (isOneLetter && *type == 'B')) {
-        zentaraAddBoolean(walk->builder, [number boolValue]);
+        zentaraAdd(walk->builder,
+                   (ZentaraValueView){.kind = zentaraBooleanValue, .boolean = [number boolValue]});
         return true;
     }
     if ([number isKindOfClass:[NSDecimalNumber class]] &&
@@ -198,11 +211,11 @@ static bool addNumber(Walk *walk, NSNumber *number) {
     if (strchr("fd", *type) != NULL) {
         const double real = [number doubleValue];
         if (!isfinite(real)) noteFlaw(walk, @"a number that is not finite");
-        zentaraAddDouble(walk->builder, real);
+        zentaraAdd(walk->builder, (ZentaraValueView){.kind = zentaraDoubleValue, .real = real});
     } else if (strchr("CSILQ", *type) != NULL) {
-        zentaraAddUnsigned(walk->builder, [number unsignedLongLongValue]);
+        zentaraAdd(walk->builder, unsignedValue([number unsignedLongLongValue]));
     } else if (strchr("csilq", *type) != NULL) {
-        zentaraAddSigned(walk->builder, [number longLongValue]);
+        zentaraAdd(walk->builder, signedValue([number longLongValue]));
     } else {
         return refuse(walk, @"a number of an unknown kind");
     }
@@ -213,7 +226,7 @@ static bool addValue(Walk *walk, id value) {
     if (++walk->valueCount > maximumValueCount) return refuse(walk, @"too many values");
     if ([value isKindOfClass:[NSString class]]) {
         @autoreleasepool {
-            zentaraAddText(walk->builder, zentaraText(value));
+            zentaraAdd(walk->builder, textValue(zentaraText(value)));
         }
         return true;
     }
@@ -221,7 +234,7 @@ static bool addValue(Walk *walk, id value) {
     if ([value isKindOfClass:[NSDictionary class]]) return addMembers(walk, value);
     if ([value isKindOfClass:[NSArray class]]) return addArray(walk, value);
     if ([value isKindOfClass:[NSNull class]]) {
-        zentaraAddNull(walk->builder);
+        zentaraAdd(walk->builder, (ZentaraValueView){.kind = zentaraNullValue});
         return true;
     }
     return refuse(walk, value == nil
@@ -238,7 +251,7 @@ NSString *zentaraAddDictionary(ZentaraBuilder *builder, NSDictionary *dictionary
 }
 
 static id foundationValue(const ZentaraValue *value) {
-    const ZentaraValueView view = zentaraView(value);
+    const ZentaraValueView view = zentaraViewValue(value);
     switch (view.kind) {
         case zentaraNullValue:
             return [NSNull null];

@@ -1,3 +1,0 @@
-#pragma once
-
-#include "facade/objc/Bridge.h"
