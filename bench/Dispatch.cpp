@@ -88,7 +88,7 @@ void keep(benchmark::State& state) {
 }
 
 BENCHMARK(dispatch)->Name("dispatch of a batch of 10")->Iterations(1);
-BENCHMARK(keep)->Name("keep a batch of 10 while under way")->Iterations(1);
+BENCHMARK(keep)->Name("keep a batch of 10 while in flight")->Iterations(1);
 
 }  // namespace
 }  // namespace zentara::bench

@@ -159,9 +159,9 @@ class Driver {
         diskFaultsMet_[name] += static_cast<std::int64_t>(disk_.failures() - before);
     }
 
-    void passInterval(std::int64_t mayBeUnderWay = 40) {
+    void passInterval(std::int64_t mayBeInFlight = 40) {
         host_->passInterval();
-        await("answers", [=] { return ZentaraClient::statistics().underWay <= mayBeUnderWay; });
+        await("answers", [=] { return ZentaraClient::statistics().inFlight <= mayBeInFlight; });
     }
 
     void awaitSchemas() {
@@ -175,7 +175,7 @@ class Driver {
             const auto now = ZentaraClient::statistics();
             if (now.heldBackWaiting > 0) send(1);
             passInterval(0);
-            return now.waiting + now.underWay + now.heldBackWaiting == 0;
+            return now.waiting + now.inFlight + now.heldBackWaiting == 0;
         });
         const auto [queue, heldBack] = test::imbalances(ZentaraClient::statistics());
         expectEqual("imbalance of the queue", queue, 0);

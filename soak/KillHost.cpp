@@ -108,7 +108,7 @@ void drain(ZentaraClient& client) {
     } while (ZentaraClient::statistics().heldBackWaiting > 0);
     for (;;) {
         const auto books = ZentaraClient::statistics();
-        if (books.waiting == 0 && books.underWay == 0) break;
+        if (books.waiting == 0 && books.inFlight == 0) break;
         std::promise<void> fetched;
         tell("fetch");
         client.performFetch([&fetched](BackgroundFetchResult) { fetched.set_value(); });

@@ -41,7 +41,7 @@ Faults, for example:
   answer is one of normal, status, none, dropped, lost, truncated, garbage, not-http;
   readingPace=N reads N bytes a second of what is posted.
 
-SIGTERM and SIGINT end the program with exit code 0 after the requests under way are answered. It
+SIGTERM and SIGINT end the program with exit code 0 after the requests in flight are answered. It
 ends with 1 if a port, a file or a folder cannot be used, and with 2 if the command line is
 invalid.
 

@@ -97,7 +97,7 @@ void useEndpoints(const Options& options) {
 /// Queued or in flight. Held-back events do not count, as no fetch delivers them.
 std::int64_t undelivered() {
     const auto counts = ZentaraClient::statistics();
-    return counts.waiting + counts.underWay;
+    return counts.waiting + counts.inFlight;
 }
 
 /// `problem` with its cause, if that is known.

@@ -149,7 +149,7 @@ void EventBus::dispatch(DispatchCompletion completion) {
     const auto events = takeEvents(*delivery);
     if (events.empty()) {
         // Without a number nothing was looked for: the process is ending, and events may wait.
-        const bool nothingIsLeft = delivery->number > 0 && ledger_.underWay == 0;
+        const bool nothingIsLeft = delivery->number > 0 && ledger_.inFlight == 0;
         if (nothingIsLeft) failures_.report(Status());
         completion(DispatchResult::emptyRepository());
         return;
@@ -167,7 +167,7 @@ EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     delivery.number = ++lastDispatch_;
     auto& events = inFlight_[delivery.number];
     events = repository_->take(delivery.settings->dispatchBatchSize);
-    ledger_.underWay += size(events);
+    ledger_.inFlight += size(events);
     auto taken = events;
     if (events.empty()) inFlight_.erase(delivery.number);
     return taken;
@@ -207,7 +207,7 @@ void EventBus::finishBatch(Delivery& delivery, const Status& status, const Statu
                     return std::ranges::any_of(
                         batch, [&](const auto& delivered) { return event.isCopyOf(delivered); });
                 });
-                ledger_.underWay -= size(batch);
+                ledger_.inFlight -= size(batch);
                 ledger_.delivered += size(batch);
                 ++ledger_.batchesDelivered;
             } else {
@@ -225,7 +225,7 @@ void EventBus::finish(const Delivery& delivery) {
         if (events != inFlight_.end()) {
             // In this order the counts show each event at every moment.
             repository_->insert(events->second);
-            ledger_.underWay -= size(events->second);
+            ledger_.inFlight -= size(events->second);
             inFlight_.erase(events);
         }
     }
@@ -253,7 +253,7 @@ void EventBus::stopDispatching() {
     // The latest first, so that the oldest ends up in front.
     for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
         repository_->insert(entry->second);
-        ledger_.underWay -= size(entry->second);
+        ledger_.inFlight -= size(entry->second);
     }
     repository_->save();
 }

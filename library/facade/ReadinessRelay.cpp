@@ -13,7 +13,7 @@ void ReadinessRelay::report(ZentaraClientErrorRef error) {
         const MutexLock lock(mutex_);
         reports_.push_back(std::move(error));
         if (!isOpen_ && std::this_thread::get_id() == builder_) ++ofBuilder_;
-        // A delivery under way takes the new report along, so that none overtakes another.
+        // A delivery in flight takes the new report along, so that none overtakes another.
         if (!isOpen_ || std::exchange(isDelivering_, true)) return;
     }
     deliverLater();

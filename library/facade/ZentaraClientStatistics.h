@@ -21,7 +21,7 @@ struct ZentaraClientFailure {
 ///
 /// Every event ends in one place, so the books balance. When nothing is being sent or delivered:
 ///
-/// - `accepted + notSaved + released + restored == delivered + evicted + waiting + underWay`
+/// - `accepted + notSaved + released + restored == delivered + evicted + waiting + inFlight`
 /// - `heldBack + heldBackNotSaved + heldBackRestored == released + droppedInvalid +
 ///   droppedUnknownSchema + heldBackEvicted + heldBackWaiting`
 ///
@@ -57,7 +57,7 @@ struct ZentaraClientStatistics {
 
     // Now.
     std::int64_t waiting = 0;          ///< in the queue
-    std::int64_t underWay = 0;         ///< in dispatches that have not ended yet
+    std::int64_t inFlight = 0;         ///< in dispatches that have not ended yet
     std::int64_t heldBackWaiting = 0;  ///< held back
 
     // Why events do not move. Each new cause is also a line on standard error.

@@ -52,7 +52,7 @@ class IDManager {
     virtual void removeAdvertisingId() = 0;
 
     /// Fetches the anonymous token and reports the session token that came with it, or "" when the
-    /// fetch failed, on a worker thread. Not called when none came. A fetch under way is shared
+    /// fetch failed, on a worker thread. Not called when none came. A fetch in flight is shared
     /// while it is young, so that two requests at start do not make two identities.
     virtual void start(HsidCompletion completion) = 0;
 };

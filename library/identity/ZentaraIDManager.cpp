@@ -168,13 +168,13 @@ void ZentaraIDManager::fetch(FetchCompletion completion) {
     std::uint64_t number = 0;
     {
         const MutexLock lock(mutex_);
-        if (!underWay_.empty() && now - underWay_.back().began < sharedFor) {
-            underWay_.back().callers.push_back(std::move(completion));
+        if (!fetches_.empty() && now - fetches_.back().began < sharedFor) {
+            fetches_.back().callers.push_back(std::move(completion));
             return;
         }
         number = ++lastFetch_;
-        underWay_.push_back({number, now, {}});
-        underWay_.back().callers.push_back(std::move(completion));
+        fetches_.push_back({number, now, {}});
+        fetches_.back().callers.push_back(std::move(completion));
         if (anonymousToken_) builder.cookies[anonymousTokenName] = anonymousToken_->value;
     }
     collector_.client.dataRequest(
@@ -197,16 +197,16 @@ void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url,
     std::vector<Fetch> ended;
     {
         const MutexLock lock(mutex_);
-        const auto fetch = std::ranges::find(underWay_, number, &Fetch::number);
+        const auto fetch = std::ranges::find(fetches_, number, &Fetch::number);
         // Another fetch was the first to succeed. A second identity must not replace its own.
-        if (fetch == underWay_.end()) return;
+        if (fetch == fetches_.end()) return;
         if (hsid.ok()) {
-            ended.swap(underWay_);
+            ended.swap(fetches_);
             if (token) anonymousToken_ = token;
             hsidToken_ = *hsid;
         } else {
             ended.push_back(std::move(*fetch));
-            underWay_.erase(fetch);
+            fetches_.erase(fetch);
         }
     }
     const bool hasNoToken = hsid.ok() && !isReady();

@@ -61,7 +61,7 @@ class ZentaraIDManager final : public IDManager,
                      std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
                      std::function<void()> onReady, TimeSource now);
 
-    /// A request under way and the callers that it serves.
+    /// A request in flight and the callers that it serves.
     struct Fetch {
         std::uint64_t number = 0;
         TickerProtocol::Clock::time_point began;
@@ -91,7 +91,7 @@ class ZentaraIDManager final : public IDManager,
     std::optional<std::string> hsidToken_ ZENTARA_GUARDED_BY(mutex_);
     std::optional<LoggedUser> loggedUserToken_ ZENTARA_GUARDED_BY(mutex_);
     std::uint64_t lastFetch_ ZENTARA_GUARDED_BY(mutex_) = 0;
-    std::vector<Fetch> underWay_ ZENTARA_GUARDED_BY(mutex_);  // the youngest is the last
+    std::vector<Fetch> fetches_ ZENTARA_GUARDED_BY(mutex_);  // the youngest is the last
 };
 
 }  // namespace zentara

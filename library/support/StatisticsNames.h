@@ -12,7 +12,7 @@
     APPLY(accepted) APPLY(heldBack) APPLY(notSaved) APPLY(heldBackNotSaved) \
     APPLY(refusedNotInitialized) APPLY(refusedInvalid) APPLY(refusedUnknownSchema) \
     APPLY(refusedNotEncodable) APPLY(released) APPLY(droppedInvalid) \
-    APPLY(droppedUnknownSchema) APPLY(delivered) APPLY(underWay) \
+    APPLY(droppedUnknownSchema) APPLY(delivered) APPLY(inFlight) \
     APPLY(batchesDelivered) APPLY(batchesFailed)
 #define ZENTARA_EACH_COUNT(APPLY) \
     ZENTARA_EACH_EVENT_COUNT(APPLY) ZENTARA_EACH_QUEUE_COUNT(APPLY)

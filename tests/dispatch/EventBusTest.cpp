@@ -154,7 +154,7 @@ TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
     EXPECT_EQ(ledger_.batchesFailed, 2);
     EXPECT_EQ(ledger_.batchesDelivered, 3);
     EXPECT_EQ(ledger_.delivered, 6);
-    EXPECT_EQ(ledger_.underWay, 0);
+    EXPECT_EQ(ledger_.inFlight, 0);
     bus->stopDispatching();
     EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
     EXPECT_TRUE(isFailing(Component::delivery)) << "the queue is not empty";
@@ -170,7 +170,7 @@ TEST_F(EventBusTest, AtTheEndWhatIsNotDeliveredIsPutBack) {
     EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
     EXPECT_EQ(session_.requests().size(), 2U);
     EXPECT_EQ(queued(), (Numbers{2, 4}));
-    EXPECT_EQ(ledger_.underWay, 0);
+    EXPECT_EQ(ledger_.inFlight, 0);
 }
 
 TEST_F(EventBusTest, DoesNotTouchTheQueueBeforeItMaySend) {

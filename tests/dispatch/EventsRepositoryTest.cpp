@@ -17,7 +17,7 @@ using namespace test;
 struct Journal {
     struct Moment {
         std::vector<InternalEvent> list;
-        std::vector<InternalEvent> underWay;
+        std::vector<InternalEvent> inFlight;
     };
     Moment now;
     std::vector<Moment> moments;
@@ -36,25 +36,25 @@ struct Journal {
         Result<std::vector<InternalEvent>> load() override { return journal_.now.list; }
         Journal& journal_;
     };
-    struct UnderWay final : Storage<InternalEvent> {
-        explicit UnderWay(Journal& journal) : journal_(journal) {}
+    struct InFlight final : Storage<InternalEvent> {
+        explicit InFlight(Journal& journal) : journal_(journal) {}
         Status save(std::span<const InternalEvent> events) override {
-            journal_.now.underWay.assign(events.begin(), events.end());
+            journal_.now.inFlight.assign(events.begin(), events.end());
             journal_.moments.push_back(journal_.now);
             return {};
         }
-        Result<std::vector<InternalEvent>> load() override { return journal_.now.underWay; }
+        Result<std::vector<InternalEvent>> load() override { return journal_.now.inFlight; }
         Journal& journal_;
     };
 
     [[nodiscard]] std::unique_ptr<EventsRepository> open() {
         return std::make_unique<EventsRepository>(8000, std::make_unique<List>(*this), counts,
-                                                  std::make_unique<UnderWay>(*this));
+                                                  std::make_unique<InFlight>(*this));
     }
     Ledger::Queue counts;
 };
 
-TEST(EventsUnderWayTest, KillBetweenWritesLosesAndRepeatsNothing) {
+TEST(EventsInFlightTest, KillBetweenWritesLosesAndRepeatsNothing) {
     Journal journal;
     std::set<std::int64_t> wanted;
     // What a process finds that starts after a kill at any moment since the last look, and the one
@@ -110,7 +110,7 @@ TEST(EventsUnderWayTest, KillBetweenWritesLosesAndRepeatsNothing) {
         repository->insert(batch);
     repository->save();
     expectWantedAtEachMoment("end");
-    EXPECT_TRUE(journal.now.underWay.empty());
+    EXPECT_TRUE(journal.now.inFlight.empty());
 }
 
 }  // namespace

@@ -281,7 +281,7 @@ TEST_F(ZentaraClientTest, CountsWhatBecameOfEachEvent) {
         {&Books::batchesFailed, 1},
         {&Books::restored, bound - 6},
         {&Books::waiting, bound - 20},
-        {&Books::underWay, 0},
+        {&Books::inFlight, 0},
         {&Books::heldBackWaiting, 1}};
     const auto after = ZentaraClient::statistics();
     for (const auto& [count, value] : expected)
@@ -434,7 +434,7 @@ TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
     release->notify();
     EXPECT_EQ(results->waitFor(), BackgroundFetchResult::newData);
     EXPECT_EQ(messageOf(send(*client, "any", {{"n", 2}})), "queued");
-    EXPECT_EQ(schemasIn("events-storage").size(), 1U) << "the batch under way was not read again";
+    EXPECT_EQ(schemasIn("events-storage").size(), 1U) << "the batch in flight was not read again";
 }
 
 TEST_F(ZentaraClientTest, LaterChangesOfTheHostDoNotMoveTheClock) {

@@ -1,4 +1,4 @@
-// A host that returns from main while requests are under way. Arguments: the URLs of a server that
+// A host that returns from main while requests are in flight. Arguments: the URLs of a server that
 // answers (HTTPS) and of one that never does, the authority's PEM file, how many answers must have
 // come before the return.
 

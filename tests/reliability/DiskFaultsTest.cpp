@@ -60,7 +60,7 @@ class TroubledClient {
         EXPECT_EQ(fetchHsid(*client_), "session");
         send(true, trouble_.told);
 
-        // The trouble ends while a batch is under way, and the next save takes that off the list.
+        // The trouble ends while a batch is in flight, and the next save takes that off the list.
         services_.beforeAnswering([this] {
             end();
             send(true, Told::never);

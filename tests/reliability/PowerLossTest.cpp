@@ -107,7 +107,7 @@ class Device {
             if (isFlushed) return {versions.back()};
             // The system starts anew, and the queue looks neither into a spare nor into a new file.
             if (name.ends_with("boot") || name.ends_with("new")) return {std::nullopt};
-            // The batches under way are written once.
+            // The batches in flight are written once.
             if (name.ends_with("spare") || name.ends_with("under-way"))
                 return {std::nullopt, versions.back()};
             auto all = remnantsOf(versions.back());

@@ -122,7 +122,7 @@ bool finish() {
         if (books.heldBackWaiting > 0) send();
         const auto isDone = std::make_shared<test::Signal>();
         ZentaraClient::get()->performFetch([isDone](BackgroundFetchResult) { isDone->notify(); });
-        return isDone->waitFor() && books.heldBackWaiting + books.waiting + books.underWay == 0 &&
+        return isDone->waitFor() && books.heldBackWaiting + books.waiting + books.inFlight == 0 &&
                test::imbalances(books) == std::pair<std::int64_t, std::int64_t>();
     });
 }

@@ -13,7 +13,7 @@ namespace zentara::test {
 /// held back. To be called when nothing moves.
 inline std::pair<std::int64_t, std::int64_t> imbalances(const ZentaraClientStatistics& books) {
     return {books.accepted + books.notSaved + books.released + books.restored -
-                (books.delivered + books.evicted + books.waiting + books.underWay),
+                (books.delivered + books.evicted + books.waiting + books.inFlight),
             books.heldBack + books.heldBackNotSaved + books.heldBackRestored -
                 (books.released + books.droppedInvalid + books.droppedUnknownSchema +
                  books.heldBackEvicted + books.heldBackWaiting)};

@@ -9,7 +9,7 @@
 
 namespace zentara::test {
 
-/// A ticker that fires when the test says so. Copies are the same ticker, which a request under way
+/// A ticker that fires when the test says so. Copies are the same ticker, which a request in flight
 /// may keep alive beyond the test.
 class ManualTicker final : public TickerProtocol {
   public:

@@ -170,7 +170,7 @@ void HttpConnection::proceed() {
         return refuse(reader_->refusal().status, reader_->refusal().reason);
     }
     if (before == State::body && !share_->growTo(reader_->request().body.capacity())) {
-        return refuse(503, "the requests under way have too many bytes");
+        return refuse(503, "the requests in flight have too many bytes");
     }
     if (before == State::head && reader_->state() != State::head) return hasHead();
     if (reader_->state() == State::complete) return handOver();

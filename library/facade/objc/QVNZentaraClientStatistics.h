@@ -30,7 +30,7 @@ ZENTARA_SWIFT_NAME("ZentaraClientStatistics")
     int64_t _accepted, _heldBack, _notSaved, _heldBackNotSaved, _refusedNotInitialized,
         _refusedInvalid, _refusedUnknownSchema, _refusedNotEncodable, _released, _droppedInvalid,
         _droppedUnknownSchema, _heldBackEvicted, _delivered, _evicted, _batchesDelivered,
-        _batchesFailed, _restored, _heldBackRestored, _waiting, _underWay, _heldBackWaiting;
+        _batchesFailed, _restored, _heldBackRestored, _waiting, _inFlight, _heldBackWaiting;
     QVNZentaraClientFailure *_schemasFailure, *_identityFailure, *_deliveryFailure,
         *_storageFailure;
 }
@@ -66,7 +66,7 @@ ZENTARA_SWIFT_NAME("ZentaraClientStatistics")
 
 // Now.
 @property(nonatomic, readonly) int64_t waiting;          ///< in the queue
-@property(nonatomic, readonly) int64_t underWay;         ///< in batches without an answer yet
+@property(nonatomic, readonly) int64_t inFlight;         ///< in batches without an answer yet
 @property(nonatomic, readonly) int64_t heldBackWaiting;  ///< held back
 
 // Why events do not move.
