@@ -90,7 +90,7 @@ void forkWhileSending(ZentaraClient& client, const std::function<void()>& send) 
 
 int main(int argc, char** argv) {
     if (argc != 7) return 64;
-    test::setUpHost(argv[3], argv[1], argv[2], "tenant");
+    test::setUpHost(argv[3], argv[1], argv[2]);
     const auto ready = std::make_shared<std::promise<void>>();
     const auto told = std::make_shared<std::atomic<bool>>(false);
     const auto client = ZentaraClient::get([=](const ZentaraClientErrorRef& error) {

@@ -3,42 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <map>
 #include <new>
 #include <random>
 
-#ifdef ZENTARA_ALLOCATIONS_CAN_FAIL
-namespace {
-
-constexpr long unlimited = -1;
-thread_local long allocationsLeft = unlimited;
-thread_local long allocationsHeld = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    if (allocationsLeft == 0) throw std::bad_alloc();
-    if (allocationsLeft > 0) --allocationsLeft;
-    ++allocationsHeld;
-    if (void* const memory = std::malloc(size)) return memory;
-    throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    try {
-        return operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-void operator delete(void* memory) noexcept {
-    if (memory != nullptr) --allocationsHeld;
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    operator delete(memory);
-}
-#endif
+#include "support/FailingAllocations.h"
 
 namespace zentara {
 namespace {
@@ -49,7 +18,7 @@ JSONObject sample() {
     return {{"short", "text"}, {longText, longText}, {"list", {1, {{"deep", {2.5, longText}}}}}};
 }
 
-TEST(JSONValue, ListsInBracesBecomeObjectsAndArrays) {
+TEST(JSONValue, BracedListsMakeObjectsAndArrays) {
     JSONObject moved{{"k", "v"}};
     const JSONObject object{
         {"title", "Home"},           {"tags", {"a", "b"}}, {"n", 3}, {"nested", {{"x", 1.5}}},
@@ -136,7 +105,7 @@ TEST(JSONValue, ObjectOfAnySizeWorksAsAMap) {
     JSONObject object;
     std::map<std::string, int> expected;
     for (int step = 0; step < 30'000; ++step) {
-        // With and without an index in turn, and smaller with one.
+        // In turn with and without an index.
         const auto range = step % 10'000 < 5'000 ? 1'000U : 30U;
         const auto key = (random() % 2 == 0 ? "k" : longText) + std::to_string(random() % range);
         if (random() % 3 == 0) {
@@ -153,7 +122,7 @@ TEST(JSONValue, ObjectOfAnySizeWorksAsAMap) {
     EXPECT_EQ(copy, object);
 }
 
-TEST(JSONValue, NestingIsNoMatterOfTheStack) {
+TEST(JSONValue, DeepNestingNeedsNoStack) {
     JSONValue deep;
     for (int level = 0; level < 100'000; ++level) {
         if (level % 2 == 0) {
@@ -168,47 +137,33 @@ TEST(JSONValue, NestingIsNoMatterOfTheStack) {
     EXPECT_EQ(copy, deep);
 }
 
-#ifdef ZENTARA_ALLOCATIONS_CAN_FAIL
-
-/// Fails each allocation in turn. `use` gets none that it does not give back.
-template <typename Use>
-void failEachAllocation(const Use& use) {
-    for (long allocations = 0; allocations < 1'000; ++allocations) {
-        const auto held = allocationsHeld;
-        bool isDone = true;
-        allocationsLeft = allocations;
-        try {
-            use();
-        } catch (const std::bad_alloc&) {
-            isDone = false;
-        }
-        allocationsLeft = unlimited;
-        ASSERT_EQ(allocationsHeld, held) << allocations;
-        if (isDone) return;
-    }
-    ADD_FAILURE() << "never done";
-}
-
 TEST(JSONValue, FailedAllocationChangesAndLeaksNothing) {
     JSONObject large;
     for (int i = 0; i < 30; ++i)
         large.set(longText + std::to_string(i), sample());
-    failEachAllocation([&large] { JSONValue copy(large); });
-    failEachAllocation([] { (void)sample(); });
-    failEachAllocation([] {
-        JSONObject object;
-        std::size_t size = 0;
-        try {
-            for (; size < 40; ++size)
-                object.set("a key of more than 14 bytes " + std::to_string(size), longText);
-        } catch (const std::bad_alloc&) {
-            EXPECT_EQ(object.size(), size);
-            throw;
-        }
-    });
+    const std::function<void()> uses[] = {
+        [&large] { JSONValue copy(large); }, [] { (void)sample(); },
+        [] {
+            JSONObject object;
+            std::size_t size = 0;
+            try {
+                for (; size < 40; ++size)
+                    object.set("a key of more than 14 bytes " + std::to_string(size), longText);
+            } catch (const std::bad_alloc&) {
+                EXPECT_EQ(object.size(), size);
+            }
+        }};
+    for (const auto& use : uses) {
+        test::failEachAllocation([&use] {
+            const auto before = test::heldAllocations();
+            try {
+                use();
+            } catch (const std::bad_alloc&) {
+            }
+            return test::heldAllocations() == before;
+        });
+    }
 }
-
-#endif
 
 }  // namespace
 }  // namespace zentara

@@ -10,7 +10,7 @@ namespace {
 
 using namespace test;
 
-TEST(EventDecoder, KeepsTheTextsOfAFileOfItsOwn) {
+TEST(EventDecoder, CanonicalFileKeepsItsTexts) {
     const auto events = sampleEvents(1, 5);
     const auto decoded = decodeEvents(fileOf(events));
     ASSERT_EQ(decoded.error, nullptr);
@@ -21,7 +21,7 @@ TEST(EventDecoder, KeepsTheTextsOfAFileOfItsOwn) {
     EXPECT_FALSE(decodeEvents("[ ]").isCanonical);
 }
 
-TEST(EventDecoder, ReadsOtherFormsOfTheSameEvents) {
+TEST(EventDecoder, OtherSpellingsAreRewritten) {
     const auto event = sampleEvent(1);
     const std::string text(event.jsonText().value());
     auto withMore = event.toDictionary();
@@ -32,7 +32,7 @@ TEST(EventDecoder, ReadsOtherFormsOfTheSameEvents) {
     slashes.replace(slashes.find("://"), 3, ":\\/\\/");
     std::vector<std::string> files{"[" + text + " ]", "[" + text + "]\n", "[" + reordered + "]",
                                    "[" + slashes + "]", "\xEF\xBB\xBF[" + text + "]"};
-    // A space before each of these.
+    // With a space before each of these parts.
     for (const char* const place :
          {"{", R"("id)", ":", R"("page)", ",", R"("version)", R"({"ti)", R"("a")", ",1", "1,n",
           "null]", "]", "},", R"("user)", R"("to)", R"("ty)", "}}", "}]"}) {
@@ -48,10 +48,10 @@ TEST(EventDecoder, ReadsOtherFormsOfTheSameEvents) {
     }
 }
 
-TEST(EventDecoder, LeavesOutWhatIsNoEvent) {
+TEST(EventDecoder, ElementsThatAreNoEventsAreLeftOut) {
     const std::string good(sampleEvent(1).jsonText().value());
     const std::pair<std::string_view, const char*> damages[] = {
-        {"5.0", "1e999"},  // a number beyond all doubles could not be written again
+        {"5.0", "1e999"},  // beyond the doubles, so it could not be written
         {R"("page-view")", "1"},
         {"1700000000001", "1.5"},
         {R"("token":"Anonymous")", R"("token":1)"},
@@ -73,14 +73,14 @@ TEST(EventDecoder, LeavesOutWhatIsNoEvent) {
     }
 }
 
-TEST(EventDecoder, FindsEveryTruncation) {
+TEST(EventDecoder, EveryTruncationIsAnError) {
     const auto file = fileOf(sampleEvents(1, 2));
     for (std::size_t length = 0; length < file.size(); ++length) {
         EXPECT_NE(decodeEvents(file.substr(0, length)).error, nullptr) << length;
     }
 }
 
-TEST(EventDecoder, KeepsSoundEscapesOnly) {
+TEST(EventDecoder, InvalidEscapesAreErrors) {
     enum class Outcome { kept, rewritten, error };
     const std::pair<const char*, Outcome> cases[] = {
         {R"(\\ \" \b\f\n\r\t \u0001 \u00e9)", Outcome::kept},
@@ -95,7 +95,7 @@ TEST(EventDecoder, KeepsSoundEscapesOnly) {
         {R"(\x)", Outcome::error},
     };
     for (const auto& [escape, outcome] : cases) {
-        // In a value, and in a name.
+        // In a value and in a name.
         for (const char* place : {"Home", "title"}) {
             auto file = fileOf(sampleEvents(1, 2));
             file.replace(file.rfind(place), std::string_view(place).size(), escape);

@@ -19,18 +19,18 @@
 
 namespace {
 
-/// Ends the look-ups that hang.
-zentara::test::Signal answered;
+/// Ends the look-ups of hanging.invalid.
+zentara::test::Signal lookupMayEnd;
 
 }  // namespace
 
-/// The system's, but for one name, whose look-up hangs.
+/// Replaces the system's: the look-up of one name hangs.
 extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* name,
                                                                   const char* service,
                                                                   const addrinfo* hints,
                                                                   addrinfo** found) {
     if (name != nullptr && std::string_view(name) == "hanging.invalid") {
-        static_cast<void>(answered.waitFor());
+        static_cast<void>(lookupMayEnd.waitFor());
         return EAI_AGAIN;
     }
     static auto* const systems =
@@ -82,14 +82,14 @@ std::string run(const URLRequest& request) {
     return ends->waitFor().value_or("no completion");
 }
 
-/// Asks for `url` with what must not show in any text.
+/// A request with secrets that no error text may show.
 URLRequest get(const URL& url) {
     std::string text = url.string() + "/?key=secret";
     text.insert(text.find("//") + 2, "user:secret@");
     return {URL::parse(text).value(), "GET", {{"Cookie", "qvn_uid=secret;"}}, {}};
 }
 
-TEST(CurlSessionTest, AnswersAreTakenAsTheyComeOrNotAtAll) {
+TEST(CurlSessionTest, IncompleteAnswersAreErrors) {
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     const std::string chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
     const std::string provisional = "HTTP/1.1 100 Continue\r\n\r\n";
@@ -124,13 +124,13 @@ TEST(CurlSessionTest, AnswersAreTakenAsTheyComeOrNotAtAll) {
     }
 }
 
-/// How an exchange without an answer ends. Which other number curl gives depends on its version.
+/// How an exchange without an answer ends. The other error numbers depend on curl's version.
 std::string kindOf(const std::string& end) {
     if (end == failed(CURLE_OPERATION_TIMEDOUT)) return "out of time";
     return end.starts_with("error ") ? "broken off" : end;
 }
 
-TEST(CurlSessionTest, NoServerHoldsARequestUpOrFillsTheMemory) {
+TEST(CurlSessionTest, EndlessAnswersEndInTimeAndMemory) {
     constexpr milliseconds soon(50);
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     const std::string large(1024 * 1024, 'x');
@@ -148,7 +148,7 @@ TEST(CurlSessionTest, NoServerHoldsARequestUpOrFillsTheMemory) {
         bool discardsBody = false;
     } cases[] = {
         {"", "", "out of time", soon},
-        // Each drop comes in time; all together do not.
+        // Each byte is in time, the whole is not.
         {ok + "\r\n", "x", "out of time", soon},
         {ok + "\r\n", large, "broken off"},
         {ok + "Content-Length: 4294967296\r\n\r\n", large, "200", test::generousTimeout, true},
@@ -172,7 +172,7 @@ TEST(CurlSessionTest, NoServerHoldsARequestUpOrFillsTheMemory) {
     }
 }
 
-TEST(CurlSessionTest, ServersThatCannotBeReachedAreErrorsInTime) {
+TEST(CurlSessionTest, UnreachableServersAreErrorsInTime) {
     const int refusing = RawServer(RawServer::silence()).port();
     RawServer silent(RawServer::silence());
     RawServer plain([](RawConnection& connection) { connection.send("HTTP/1.1 400 No\r\n\r\n"); });
@@ -181,7 +181,7 @@ TEST(CurlSessionTest, ServersThatCannotBeReachedAreErrorsInTime) {
         {"https://127.0.0.1:" + std::to_string(silent.port()), CURLE_OPERATION_TIMEDOUT},
         {"https://127.0.0.1:" + std::to_string(plain.port()), CURLE_SSL_CONNECT_ERROR},
         {"http://hanging.invalid", CURLE_OPERATION_TIMEDOUT},
-        // No name server would have to be asked for a name this long.
+        // Too long a name to ask a name server for.
         {"http://" + std::string(64, 'a') + ".invalid", CURLE_COULDNT_RESOLVE_HOST},
     };
     for (const auto& [url, code] : cases) {
@@ -189,14 +189,14 @@ TEST(CurlSessionTest, ServersThatCannotBeReachedAreErrorsInTime) {
         if (code == CURLE_OPERATION_TIMEDOUT) request.timeout = milliseconds(100);
         EXPECT_EQ(run(request), failed(code)) << url;
     }
-    answered.notify();
+    lookupMayEnd.notify();
     for (const char* const url : {"file:///etc/hosts", "ftp://127.0.0.1/"}) {
         EXPECT_EQ(run({URL::parse(url).value(), "GET", {}, {}}), failed(CURLE_UNSUPPORTED_PROTOCOL))
             << url;
     }
 }
 
-/// The request as it travels, for a server that answers nothing but that it came.
+/// The bytes of the request that reach the server.
 std::string sent(const std::string& method, const decltype(URLRequest::headers)& headers,
                  std::optional<std::string> body = {}) {
     const auto requests = std::make_shared<Mailbox<std::string>>();
@@ -210,7 +210,7 @@ std::string sent(const std::string& method, const decltype(URLRequest::headers)&
     return text.replace(text.find(port), port.size(), "PORT");
 }
 
-TEST(CurlSessionTest, SendsWhatItWasGivenAndNoMoreThanItMust) {
+TEST(CurlSessionTest, SendsTheGivenHeadersAndBodyOnly) {
     const std::string start = " /p?q=1 HTTP/1.1\r\nHost: 127.0.0.1:PORT\r\n";
     const std::string encodings = start + "Accept-Encoding: deflate, gzip, br, zstd\r\n";
     EXPECT_EQ(sent("GET", {}), "GET" + encodings + "\r\n");
@@ -246,7 +246,7 @@ TEST(CurlSessionTest, ConnectionIsReusedUnlessResendIsPossible) {
     });
     for (const char* const method : {"GET", "GET", "GET", "POST", "POST"})
         EXPECT_EQ(run({server.url(), method, {}, {}}), "200 x");
-    EXPECT_TRUE(closed.waitFor(2)) << "those of POST";
+    EXPECT_TRUE(closed.waitFor(2)) << "POST closes its connection";
     EXPECT_EQ(opened.count(), 3U);
 }
 
@@ -267,8 +267,7 @@ TEST(CurlSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
     for (std::size_t i = 0; i < count; ++i) {
         session().start(get(server.url()), [state](const auto&) {
             state->highest = std::max(state->highest.load(), ++state->inside);
-            // Waits for all the others: a completion on the thread of the transfers, which then
-            // stands still, would never see them.
+            // A completion on the thread of the transfers would wait for ever.
             EXPECT_TRUE(state->served.waitFor(count));
             --state->inside;
             state->done.notify();
@@ -287,7 +286,7 @@ TEST(CurlSessionTest, CertificatesAreVerified) {
     TestServer expired(known.issueExpired());
     const std::string refused = failed(CURLE_PEER_FAILED_VERIFICATION);
 
-    // Other programs take their authorities from these.
+    // Other programs read authorities from these variables; the session must not.
     const char* const variables[] = {"SSL_CERT_FILE", "SSL_CERT_DIR", "CURL_CA_BUNDLE"};
     for (const char* const name : variables)
         ::setenv(name, known.file().c_str(), 1);
@@ -306,7 +305,7 @@ TEST(CurlSessionTest, CertificatesAreVerified) {
     EXPECT_EQ(run(get(good.url())), refused);
 }
 
-TEST(CurlSessionTest, LoopbackHostsAreReachedWithoutTheProxy) {
+TEST(CurlSessionTest, LoopbackHostsBypassTheProxy) {
     TestServer proxy;
     RawServer server(RawServer::answer("HTTP/1.1 201 Yes\r\n\r\n"));
     ::setenv("http_proxy", proxy.url().string().c_str(), 1);

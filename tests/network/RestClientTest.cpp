@@ -1,105 +1,94 @@
 #include "network/RestClient.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
+#include <gmock/gmock.h>
 
 #include "json/JSONParser.h"
-#include "network/CurlSession.h"
 #include "network/URLRequestBuilder.h"
-#include "support/NoDestructor.h"
 #include "support/PlatformError.h"
-#include "support/RawServer.h"
-#include "support/WaitFor.h"
+#include "support/RecordingSession.h"
 
 namespace zentara {
 namespace {
 
-using test::RawServer;
-using Case = RestClientError::Case;
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::Pair;
+using Headers = decltype(URLRequestBuilder::headers);
 
-RestClient client() {
-    static NoDestructor<CurlSession> session([] { return std::string(); }, runAtExit);
-    return RestClient(*session);
-}
+const URL url = URL::parse("http://localhost/id").value();
 
-Result<std::string> data(URLRequest request) {
-    return test::valueFrom<Result<std::string>>(
-               [&](auto done) { client().dataRequest(std::move(request), done); })
-        .value();
-}
-
-Status status(URLRequest request) {
-    return test::valueFrom<Status>(
-               [&](auto done) { client().statusRequest(std::move(request), done); })
-        .value();
-}
-
-/// The description of a `RestClientError`, "network" for an error of the network, "" for none.
-std::string name(const Status& status) {
+/// The description of an error, "JSON" for any of the parser, "" for none.
+std::string nameOf(const Status& status) {
     if (status.ok()) return "";
-    const auto& error = status.error();
-    if (dynamic_cast<const RestClientError*>(error.get()) != nullptr) return error->description();
-    if (dynamic_cast<const JSONError*>(error.get()) != nullptr) return "json";
-    const auto& failure = dynamic_cast<const PlatformError&>(*error);
-    return failure.domain() == PlatformError::Domain::network ? "network" : "";
+    return dynamic_cast<const JSONError*>(status.error().get()) ? "JSON"
+                                                                : status.error()->description();
 }
 
-TEST(RestClientTest, JudgesAnswersByTheirBody) {
-    const std::string noBody = RestClientError(Case::unexpectedBodyFormat).description();
-    const std::string noHTTP = RestClientError(Case::unexpectedResponseFormat).description();
-    const std::string noObject = RestClientError(Case::invalidJSONFormat).description();
-    const auto with = [](const std::string& body) {
-        return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
-               body;
-    };
+TEST(RestClientTest, StatusAndBodyDecideTheResult) {
+    const Status broken =
+        std::make_shared<PlatformError>(PlatformError::Domain::network, 7, "connection lost");
     const struct {
-        std::string answer;
-        std::optional<std::string> body;
-        std::string error;
-        std::string objectError = error;
-        std::string statusError = error;
-        JSONObject object = {};
+        Result<URLResponse> response;
+        std::string status;
+        std::string data = status;
+        std::string object = data;
     } cases[] = {
-        {with(R"({"a":[1,2.0]})"), R"({"a":[1,2.0]})", "", "", "", {{"a", {1, 2.0}}}},
-        {with("\xef\xbb\xbf{}"), "\xef\xbb\xbf{}", ""},
-        {with("[1,2]"), "[1,2]", "", noObject, ""},
-        {with("{\"a\":"), "{\"a\":", "", "json", ""},
-        {with(""), "", "", "json", ""},
-        {"HTTP/1.1 204 No\r\n\r\n", {}, noBody, noBody, ""},
-        {"hello\n", {}, noHTTP},
-        {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", {}, "network"},
+        {URLResponse{200, R"({"a":[1,2.0]})"}, ""},
+        {URLResponse{299, "\xef\xbb\xbf{}"}, ""},
+        {URLResponse{200, "[1,2]"}, "", "", "the body is not a JSON object"},
+        {URLResponse{200, "{\"a\":"}, "", "", "JSON"},
+        {URLResponse{200, ""}, "", "", "JSON"},
+        {URLResponse{204, {}}, "", "the response has no body"},
+        {URLResponse{199, "{}"}, "unexpected HTTP status 199"},
+        {URLResponse{300, "{}"}, "unexpected HTTP status 300"},
+        {URLResponse{{}, "{}"}, "the answer is not an HTTP response"},
+        {broken, "connection lost"},
     };
     for (const auto& each : cases) {
-        RawServer server(RawServer::answer(each.answer));
-        const URLRequest request = URLRequestBuilder(server.url()).build();
-        const auto body = data(request);
-        EXPECT_EQ(name(body.status()), each.error) << each.answer;
-        EXPECT_EQ(body.ok() ? std::optional(*body) : std::nullopt, each.body) << each.answer;
-        const auto object = RestClient::decodeJSON(body);
-        EXPECT_EQ(name(object.status()), each.objectError) << each.answer;
-        EXPECT_EQ(object.ok() ? *object : JSONObject(), each.object) << each.answer;
-        EXPECT_EQ(name(status(request)), each.statusError) << each.answer;
+        test::RecordingSession session;
+        session.respond([&](const auto&, const auto& done) { done(each.response); });
+        const RestClient client(session);
+        Status status;
+        Result<std::string> data = ""s;
+        client.statusRequest(URLRequestBuilder(url).build(), [&](auto end) { status = end; });
+        client.dataRequest(URLRequestBuilder(url).build(),
+                           [&](auto end) { data = std::move(end); });
+        EXPECT_TRUE(session.requests().at(0).discardsBody);
+        EXPECT_FALSE(session.requests().at(1).discardsBody);
+        const auto object = RestClient::decodeJSON(data);
+        EXPECT_THAT((std::array{nameOf(status), nameOf(data.status()), nameOf(object.status())}),
+                    ElementsAre(each.status, each.data, each.object));
+        EXPECT_TRUE(!data.ok() || *data == each.response->body);
+        EXPECT_TRUE(!object.ok() || object->empty() || object->at("a") == (JSONArray{1, 2.0}));
     }
 }
 
-TEST(RestClientTest, OnlyAStatusOfTheSecondClassIsSuccess) {
-    std::atomic<int> code = 0;
-    RawServer server([&](test::RawConnection& connection) {
-        if (!connection.readRequest()) return;
-        connection.send("HTTP/1.1 " + std::to_string(code) + " Some\r\nLocation: /\r\n\r\n");
-    });
-    const URLRequest request = URLRequestBuilder(server.url()).build();
-    for (code = 100; code < 1000; ++code) {
-        // After three of them the real answer would follow.
-        std::string expected = "network";
-        if (code >= 200 && code < 300) {
-            expected = "";
-        } else if (code != 100 && code != 102 && code != 103) {
-            expected = RestClientError(Case::unexpectedStatusCode, code).description();
-        }
-        EXPECT_EQ(name(status(request)), expected) << code;
-        EXPECT_TRUE(expected.empty() || name(data(request).status()) == expected) << code;
+TEST(URLRequestBuilderTest, CookiesGoBeforeTheCookieHeader) {
+    const struct {
+        JSONObject cookies;
+        Headers headers;
+        std::string expected;
+    } cases[] = {
+        {{{"a", "abc"}}, {}, "a=abc;"},
+        {{{"a", 1}}, {{"Cookie", "x=2"}}, "a=1;x=2"},
+        {{{"z", JSONArray{"b", 5.0}}, {"a", nullptr}}, {}, R"(z=["b", 5.0];a=<null>;)"},
+        {{{"a", "1"},
+          {"b", "x\r\nForged: 1"},
+          {"c\nd", "2"},
+          {"e", "x\0y"s},
+          {"f", "3"},
+          {"g", "4;h=5"},
+          {"", "6"}},
+         {},
+         "a=1;f=3;"},
+        {{{"a", "1"}}, {{"Cookie", "x=2\r\nForged: 1"}}, "a=1;"},
+    };
+    for (const auto& each : cases) {
+        URLRequestBuilder description(url);
+        description.cookies = each.cookies;
+        description.headers = each.headers;
+        EXPECT_THAT(description.build().headers, ElementsAre(Pair("Cookie", each.expected)));
+        EXPECT_EQ(description.headers, (Headers{{"Cookie", each.expected}}));
     }
 }
 

@@ -7,7 +7,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(URLTest, RefusesWhatIsNotAnAbsoluteURL) {
+TEST(URLTest, OnlyAbsoluteURLsParse) {
     // clang-format off
     const std::string bad[] = {
         "", "localhost", "localhost:8080", "example.com/path", "/path", "//host/path", "://host",
@@ -21,7 +21,7 @@ TEST(URLTest, RefusesWhatIsNotAnAbsoluteURL) {
         EXPECT_FALSE(URL::parse(text)) << '"' << text << '"';
 }
 
-TEST(URLTest, TellsSchemeAndHostInLowerCase) {
+TEST(URLTest, SchemeAndHostAreLowerCase) {
     const char* const cases[][3] = {
         {"http://localhost", "http", "localhost"},
         {"HTTPS://User:x@Host.COM:8443/Base/?a=b&c=%20#part", "https", "host.com"},
@@ -36,7 +36,7 @@ TEST(URLTest, TellsSchemeAndHostInLowerCase) {
     }
 }
 
-TEST(URLTest, AppendsAComponentAfterExactlyOneSlash) {
+TEST(URLTest, ComponentFollowsExactlyOneSlash) {
     const char* const cases[][3] = {
         {"http://host", "event", "http://host/event"},
         {"http://host/", "event", "http://host/event"},
@@ -51,7 +51,7 @@ TEST(URLTest, AppendsAComponentAfterExactlyOneSlash) {
     for (const auto& [base, component, expected] : cases) {
         const URL url = URL::parse(base).value().appendingPathComponent(component);
         EXPECT_EQ(url.string(), expected);
-        EXPECT_EQ(URL::parse(url.string()), url) << "must stay a URL";
+        EXPECT_EQ(URL::parse(url.string()), url) << "the result is no URL";
     }
 }
 

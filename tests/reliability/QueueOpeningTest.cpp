@@ -4,68 +4,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
-#include <functional>
-#include <limits>
-#include <new>
 
 #include "dispatch/storage/FileStorage.h"
 #include "dispatch/storage/QueueFiles.h"
 #include "identity/Token.h"
 #include "model/EventDecoder.h"
+#include "support/FailingAllocations.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
-
-namespace {
-
-constexpr auto unlimited = std::numeric_limits<std::int64_t>::max();
-// How many of this thread's allocations succeed, and how many after those fail.
-thread_local std::int64_t successes = unlimited;
-thread_local std::int64_t failures = 0;
-
-/// Runs `attempt` with one to three allocations failing, from the first on to the last.
-void failEachAllocation(const std::function<bool()>& attempt) {
-    for (const std::int64_t failing : {1, 2, 3}) {
-        successes = 0;
-        for (std::int64_t first = 1; successes <= 0; ++first) {
-            failures = failing;
-            successes = first;
-            bool isRight = true;
-            try {
-                isRight = attempt();
-            } catch (const std::bad_alloc&) {
-            }
-            failures = 0;
-            EXPECT_TRUE(isRight) << failing << " from " << first;
-        }
-        successes = unlimited;
-    }
-}
-
-}  // namespace
-
-#ifdef ZENTARA_ALLOCATIONS_CAN_FAIL
-void* operator new(std::size_t size) {
-    const bool isToFail = --successes < 0 && --failures >= 0;
-    if (void* const memory = isToFail ? nullptr : std::malloc(size)) return memory;
-    throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    try {
-        return operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-#endif
 
 namespace zentara {
 namespace {
@@ -75,7 +23,7 @@ using Numbers = std::vector<std::int64_t>;
 
 class QueueOpeningTest : public testing::Test {
   protected:
-    /// The queue of the next run, without background work.
+    /// The queue of the next run. Runs no background work.
     std::unique_ptr<EventsRepository> open(const std::string& name = "queue") {
         return openSampleQueue(counts_, disk_, name);
     }
@@ -93,7 +41,7 @@ class QueueOpeningTest : public testing::Test {
     Ledger::Queue counts_;
 };
 
-TEST_F(QueueOpeningTest, UnreadFileIsTakenInByTheNextStart) {
+TEST_F(QueueOpeningTest, UnreadFileIsRestoredByTheNextStart) {
     for (const std::string name : {"queue", ".queue.under-way", ".queue.checkpoint"}) {
         std::filesystem::remove_all(host_.documents());
         writeTo(host_.file(name), fileOf(sampleEvents(1, 3)));
@@ -160,7 +108,7 @@ TEST_F(QueueOpeningTest, UnreadFilesKeepOrderDamagedSetAside) {
     EXPECT_EQ(counts_.waiting, 6);
     EXPECT_TRUE(postponed().empty());
     EXPECT_EQ(namesIn(host_.documents()).size(), 4U)
-        << "the list, its two helpers, the damaged one";
+        << "the list, two files beside it and the damaged file";
 }
 
 TEST_F(QueueOpeningTest, RestoreRemovesItsSourceOrIsUndone) {
@@ -170,7 +118,7 @@ TEST_F(QueueOpeningTest, RestoreRemovesItsSourceOrIsUndone) {
         {{{DiskCall::flushFolder}, EIO}, false},
         {{{DiskCall::remove}, EPERM, 1, "unread"}, false},
     };
-    for (const auto& [fault, isTakenIn] : cases) {
+    for (const auto& [fault, isRestored] : cases) {
         std::filesystem::remove_all(host_.documents());
         writeTo(host_.file("queue"), fileOf(sampleEvents(3, 1)));
         writeTo(host_.file("queue.unread-10"), fileOf(sampleEvents(1, 2)));
@@ -178,9 +126,9 @@ TEST_F(QueueOpeningTest, RestoreRemovesItsSourceOrIsUndone) {
         disk_.fail({fault});
         const auto queue = open();
         disk_.fail({});
-        EXPECT_EQ(counts_.restored, isTakenIn ? 3 : 1) << fault.error;
-        EXPECT_EQ(queue->take(8000).size(), isTakenIn ? 3U : 1U) << fault.error;
-        EXPECT_EQ(postponed().empty(), isTakenIn) << fault.error;
+        EXPECT_EQ(counts_.restored, isRestored ? 3 : 1) << fault.error;
+        EXPECT_EQ(queue->take(8000).size(), isRestored ? 3U : 1U) << fault.error;
+        EXPECT_EQ(postponed().empty(), isRestored) << fault.error;
     }
 }
 
@@ -198,7 +146,7 @@ TEST_F(QueueOpeningTest, KilledMoveLeavesEachEventInOneFolder) {
 
     std::vector<std::filesystem::path> moments;
     bool isCopying = false;
-    const auto takeIn = [&] {
+    const auto restore = [&] {
         disk_.watch([&](const DiskStep&) {
             if (std::exchange(isCopying, true)) return;
             moments.push_back(host_.documents().parent_path() / std::to_string(moments.size()));
@@ -210,20 +158,20 @@ TEST_F(QueueOpeningTest, KilledMoveLeavesEachEventInOneFolder) {
         disk_.watch(nullptr);
     };
     disk_.fail({{{DiskCall::remove}, EPERM, 1, "checkpoint"}});
-    takeIn();
-    EXPECT_TRUE(postponed().empty()) << "a checkpoint that stays would bring them back";
+    restore();
+    EXPECT_TRUE(postponed().empty()) << "the checkpoint would bring the events back";
     disk_.fail({});
-    takeIn();
-    EXPECT_EQ(counts_.restored, 0) << "they cannot be saved";
+    restore();
+    EXPECT_EQ(counts_.restored, 0) << "the list cannot be saved";
     std::filesystem::remove_all(host_.file(".queue.spare"));
-    takeIn();
+    restore();
     EXPECT_EQ(numbersOf(decodeEvents(contentsOf(host_.file("queue"))).events),
               (Numbers{1, 2, 3, 4, 5, 6}));
     EXPECT_FALSE(std::filesystem::exists(host_.file("process-2")));
     EXPECT_FALSE(std::filesystem::exists(host_.file("process-3")));
-    EXPECT_EQ(namesIn(host_.file("process-4")).size(), 2U) << "kept for a person";
+    EXPECT_EQ(namesIn(host_.file("process-4")).size(), 2U) << "kept for inspection";
 
-    // Opened at once, as by processes that start together.
+    // The state after each disk call, as a kill leaves it. Processes that start together open it.
     for (const auto& moment : moments) {
         HostApplication::setDocumentsDirectory(moment);
         std::filesystem::remove_all(moment / ".queue.spare");

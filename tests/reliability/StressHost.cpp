@@ -1,7 +1,7 @@
-// A host application that does everything at once, from several threads and from the library's own
-// callbacks. Prints, as "taken 7", the events that the library has taken over. Returns from main
-// after RETURN-AFTER operations; where that is 0, when all was delivered and the books balance.
-//     zentara_stress_host SERVICES FOLDER FIRST OPERATIONS RETURN-AFTER
+// A host application that uses the library from several threads and from the library's callbacks.
+// Prints "taken 7" when the library has accepted event 7. Returns from main after RETURN-AFTER
+// operations; if that is 0, when all events are delivered and the statistics balance.
+//     zentara_stress_host COLLECTOR SCHEMAS AUTHORITY FOLDER FIRST OPERATIONS RETURN-AFTER
 
 #include <unistd.h>
 
@@ -28,7 +28,7 @@ std::atomic<std::int64_t> nextNumber = 0;
 std::atomic<std::int64_t> operationsLeft = 0;
 std::atomic<std::int64_t> untilReturn = 0;
 std::atomic<std::int64_t> beingSent = 0;
-/// Used until the process is gone, so never destroyed.
+/// Never destroyed: threads use it until the process ends.
 auto& mayReturn = *new test::Signal;
 
 /// Whether there is one more operation to do.
@@ -37,12 +37,12 @@ bool takeOperation() {
     return operationsLeft-- > 0;
 }
 
-/// Timers that fire often, whatever `useSettings` makes of them.
+/// Replaces the intervals that `useSettings` has set.
 void useFastTimers() {
     auto settings = std::make_shared<ClientSettings>();
     settings->environment = ZentaraEnvironment::qa;
     settings->dispatchInterval = 0.005;
-    // A fetch that takes longer is repeated: as fast as that, they would keep each other waiting.
+    // A fetch that takes longer than this is repeated.
     settings->identityRefreshInterval = 0.5;
     ClientSettingsAccess::setCurrent(std::move(settings));
 }
@@ -70,7 +70,7 @@ void fetch() {
     });
 }
 
-/// What takes next to no time, so that it is often done by several threads at once.
+/// Short calls, so that threads often make them at the same time.
 void doSmallThings(ZentaraClient& client, unsigned random) {
     ZentaraClient::useSettings("tenant", ZentaraEnvironment::qa, "advertising");
     useFastTimers();
@@ -78,7 +78,7 @@ void doSmallThings(ZentaraClient& client, unsigned random) {
     client.newContextId();
     if (client.getContextId().size() != 36) std::_Exit(7);
     if (random % 2 == 0) {
-        ZentaraClient::setLoggedUser(UserTokenType::externalId, "somebody");
+        ZentaraClient::setLoggedUser(UserTokenType::externalId, "user");
         client.setAdvertisingId("advertising");
     } else {
         ZentaraClient::removeLoggedUser();
@@ -111,14 +111,14 @@ void doSomething(std::mt19937& random) {
     }
 }
 
-/// Whether everything arrives and is accounted for.
+/// Whether all events arrive and the statistics balance.
 bool finish() {
     useFastTimers();
     ZentaraClient::setIsReady(true);
     return test::eventually([] {
         if (beingSent > 0) return false;
         const auto books = ZentaraClient::statistics();
-        // Each one that is sent releases ten that were held back.
+        // Each event that is sent releases ten that are held back.
         if (books.heldBackWaiting > 0) send();
         const auto isDone = std::make_shared<test::Signal>();
         ZentaraClient::get()->performFetch([isDone](BackgroundFetchResult) { isDone->notify(); });
@@ -130,14 +130,14 @@ bool finish() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 6) return 64;
-    // An end that hangs is an end by this signal.
+    if (argc != 8) return 64;
+    // Ends a process that hangs.
     ::alarm(60);
-    test::setUpHost(argv[2], argv[1], argv[1], "tenant");
+    test::setUpHost(argv[4], argv[1], argv[2], "tenant", argv[3]);
     useFastTimers();
-    nextNumber = std::stoll(argv[3]);
-    operationsLeft = std::stoll(argv[4]);
-    const std::int64_t returnAfter = std::stoll(argv[5]);
+    nextNumber = std::stoll(argv[5]);
+    operationsLeft = std::stoll(argv[6]);
+    const std::int64_t returnAfter = std::stoll(argv[7]);
     untilReturn = returnAfter;
 
     std::vector<std::thread> threads;

@@ -6,15 +6,17 @@
 
 namespace zentara::test {
 
-/// What a host application of the tests does before its first `get`: it names one folder for all of
-/// its files, and the services to use. With the public headers only.
+/// Sets up a host application: one folder for all of its files, the services to use and the file of
+/// their certificate authority. Uses public headers only.
 inline void setUpHost(const std::string& folder, const std::string& collector,
-                      const std::string& schemas, const std::string& tenant) {
+                      const std::string& schemas, const std::string& tenant = "tenant",
+                      const std::string& authority = "") {
     HostApplication::setDocumentsDirectory(folder);
     HostApplication::setPreferencesDirectory(folder);
     auto endpoints = ZentaraEndpoints::current();
     endpoints.qaCollector = collector;
     endpoints.qaSchemas = schemas;
+    endpoints.certificateAuthorityFile = authority;
     ZentaraEndpoints::use(endpoints);
     ZentaraClient::useSettings(tenant, ZentaraEnvironment::qa);
 }

@@ -14,10 +14,12 @@
 
 namespace zentara::test {
 
-/// The collector and the schemas service in one, as a test wants them to be.
+/// The collector and the schemas service in one server, with the statuses that a test sets.
 class Services {
   public:
-    Services() {
+    /// Takes the arguments of `TestServer`.
+    template <typename... Arguments>
+    explicit Services(const Arguments&... arguments) : server_(arguments...) {
         server_.respond([this](const RecordedRequest& request) { return answer(request); });
     }
 

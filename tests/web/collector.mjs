@@ -32,7 +32,7 @@ export async function startCollector(port = 0) {
         get: async (path) => (await fetch(url + path)).json(),
         /// The status of the answer.
         post: async (body) => (await fetch(`${url}/event`, {method: 'POST', body, headers})).status,
-        stop: () => child.kill() && ended,
+        stop: () => child.kill('SIGKILL') && ended,
     };
 }
 

@@ -1,14 +1,69 @@
-#include "model/InternalEvent.h"
-
 #include <gtest/gtest.h>
+#include <zentara/AnyText.h>
+#include <zentara/EventError.h>
+
+#include <filesystem>
 
 #include "json/JSONText.h"
+#include "json/UTF8Repair.h"
+#include "model/InternalEvent.h"
+#include "model/ZentaraEnvelope.h"
 #include "support/SampleEvents.h"
 
 namespace zentara {
 namespace {
 
 using test::sampleEvent;
+
+static_assert(!std::is_convertible_v<std::shared_ptr<std::string>, AnyText>);
+static_assert(!std::is_convertible_v<const std::string*, AnyText>);
+static_assert(!std::is_convertible_v<std::string (*)(), AnyText>);
+static_assert(std::is_convertible_v<const unsigned char*, AnyText>);
+
+struct ToView {
+    operator std::string_view() const { return "viewed"; }
+};
+
+TEST(AnyText, HoldsTheTextOfValuesOfManyTypes) {
+    const char* const none = nullptr;
+    const std::pair<AnyText, std::string> cases[] = {
+        {AnyText("literal"), "literal"},
+        {AnyText(std::string_view("view")), "view"},
+        {AnyText(none), ""},
+        {AnyText(URL::parse("https://example.com/a").value()), "https://example.com/a"},
+        {AnyText(std::filesystem::path("/a/b")), "/a/b"},
+        {AnyText(42), "42"},
+        {AnyText(0.1 + 0.2), "0.30000000000000004"},
+        {AnyText(true), "true"},
+        {AnyText(ToView()), "viewed"},
+        {AnyText(std::optional<std::string>()), ""},
+        {AnyText(std::optional<int>(7)), "7"},
+        {AnyText("broken \xFF"), "broken \xEF\xBF\xBD"},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(text.string(), expected);
+}
+
+TEST(UTF8Repair, ReplacesIllFormedBytesAnywhere) {
+    const std::pair<JSONObject, const char*> cases[] = {
+        {{{"good", "\xC3\xA9"}}, R"({"good":"\u00e9"})"},
+        {{{"bad\xFE", 1}}, R"({"bad\uFFFD":1})"},
+        {{{"a", JSONArray{JSONObject{{"\xC3", "x"}}}}}, R"({"a":[{"\uFFFD":"x"}]})"},
+        {{{"a", JSONArray{1, "\xF0\x9F\x98"}}}, R"({"a":[1,"\uFFFD"]})"},
+        {{{"a", "\xED\xA0\x80"}}, R"({"a":"\uFFFD\uFFFD\uFFFD"})"},
+    };
+    for (const auto& [broken, repaired] : cases)
+        EXPECT_EQ(withValidUTF8(broken), *parseJSON(repaired));
+}
+
+TEST(EventError, DescriptionThatIsNoTextIsEmpty) {
+    const ZentaraClientError odd("host", 77, JSONObject{{"NSLocalizedDescription", 5}});
+    EXPECT_EQ(odd.domain(), "host");
+    EXPECT_EQ(odd.code(), 77);
+    EXPECT_STREQ(odd.what(), "");
+    for (const std::int64_t raw : {-1, 0, 4, 5})
+        EXPECT_EQ(eventErrorCode(raw).has_value(), raw == 0 || raw == 4);
+}
 
 TEST(InternalEvent, HasFourteenMembersUnderTheirKeys) {
     const JSONObject expected{
@@ -33,7 +88,7 @@ TEST(InternalEvent, HasFourteenMembersUnderTheirKeys) {
     EXPECT_EQ(*InternalEvent::fromDictionary(expected), sampleEvent(3));
 }
 
-TEST(InternalEvent, DecodesStrictlyAndComparesAllButTheContext) {
+TEST(InternalEvent, DecodingIsStrict) {
     const auto event = sampleEvent(1);
     const auto with = [&event](std::string_view key, const JSONValue& value) {
         auto dictionary = event.toDictionary();
@@ -81,6 +136,29 @@ TEST(InternalEvent, BodyTextIsTheTextWithoutTheUser) {
             EXPECT_EQ(*parseJSON(body), expected);
         }
     }
+}
+
+TEST(ZentaraEnvelope, DecodingErrorHasTheTypeOfItsCause) {
+    const ZentaraEnvelope envelope{"client", "tenant", "mobile", "iOS", 5, test::sampleEvents(1, 2),
+                                   3,        2};
+    const auto whole = envelope.toDictionary();
+    EXPECT_EQ(*ZentaraEnvelope::fromDictionary(whole), envelope);
+
+    const std::pair<const char*, JSONValue> wrong[] = {
+        {"zentaraClientUUID", 1},       {"zentaraClientTs", "5"},
+        {"actions", JSONObject()},      {"actions", JSONArray{1}},
+        {"zentaraDispatchNumber", 1.5}, {"zentaraActionCounter", nullptr},
+    };
+    for (const auto& [key, value] : wrong) {
+        auto dictionary = whole;
+        dictionary[key] = value;
+        const auto error = ZentaraEnvelope::fromDictionary(dictionary).error();
+        EXPECT_NE(dynamic_cast<const ZentaraEnvelope::DecodingError*>(error.get()), nullptr) << key;
+    }
+    auto dictionary = whole;
+    dictionary.at("actions").at(1).object().erase("url");
+    const auto error = ZentaraEnvelope::fromDictionary(dictionary).error();
+    EXPECT_NE(dynamic_cast<const InternalEvent::DecodingError*>(error.get()), nullptr);
 }
 
 }  // namespace
