@@ -13,7 +13,7 @@ void ReadinessRelay::report(ZentaraClientErrorRef error) {
         const MutexLock lock(mutex_);
         reports_.push_back(std::move(error));
         if (!isOpen_ && std::this_thread::get_id() == builder_) ++ofBuilder_;
-        // A delivery in flight takes the new report along, so that none overtakes another.
+        // A delivery that runs takes the new report along, which keeps the order.
         if (!isOpen_ || std::exchange(isDelivering_, true)) return;
     }
     deliverLater();
@@ -52,7 +52,7 @@ void ReadinessRelay::deliver(std::size_t most) {
         try {
             callback_(std::move(error));
         } catch (...) {
-            // The exception is the host's; the reports that follow are still to be delivered.
+            // The exception is the host's. The reports that follow are still delivered.
             deliverLater();
             throw;
         }

@@ -12,8 +12,8 @@
 namespace zentara {
 
 /// Carries readiness reports to the host's ready callback, one at a time and in order, without a
-/// lock held. Reports that come before the client is in place wait until `open`. Those of the
-/// thread that builds it, which made the relay, are delivered there; the others on the strand of
+/// lock held. Reports that arrive before the client is built wait until `open`. The first reports
+/// of the building thread, which made the relay, are delivered there; the others on the strand of
 /// the host's callbacks. Safe for use from any thread, the callback included. Owned by a
 /// `shared_ptr`.
 class ReadinessRelay : public std::enable_shared_from_this<ReadinessRelay> {
@@ -28,13 +28,12 @@ class ReadinessRelay : public std::enable_shared_from_this<ReadinessRelay> {
 
     void report(ZentaraClientErrorRef error);
 
-    /// Delivers what the building thread has reported before it returns, and the others from now
-    /// on.
+    /// Delivers the reports of the building thread before it returns, and the others from now on.
     void open();
 
   private:
-    /// Calls back until nothing is left, or `most` times and then on the strand; for the one thread
-    /// that has set `isDelivering_`.
+    /// Calls back until no report is left, at most `most` times; the rest is delivered on the
+    /// strand. Only for the thread that has set `isDelivering_`.
     void deliver(std::size_t most);
     void deliverLater();
 
@@ -43,7 +42,7 @@ class ReadinessRelay : public std::enable_shared_from_this<ReadinessRelay> {
 
     Mutex mutex_;
     std::deque<ZentaraClientErrorRef> reports_ ZENTARA_GUARDED_BY(mutex_);
-    std::size_t ofBuilder_ ZENTARA_GUARDED_BY(mutex_) = 0;  // the first of them
+    std::size_t ofBuilder_ ZENTARA_GUARDED_BY(mutex_) = 0;  // the first of `reports_`
     bool isOpen_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool isDelivering_ ZENTARA_GUARDED_BY(mutex_) = false;
 };

@@ -17,18 +17,18 @@
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
 #include "support/Process.h"
+#include "support/UUID.h"
 #include "support/threads/Strand.h"
 
 namespace zentara {
 
 namespace {
 
-/// What all callers of the class share.
 struct SharedState {
     std::atomic<bool> isReady = false;
 
-    /// Held while a client is being built, so that concurrent first calls yield one client. No code
-    /// of the host's runs under it.
+    /// Held while a client is built, so that concurrent first calls give one client. No code of the
+    /// host runs under it.
     Mutex buildMutex;
 
     Mutex mutex;
@@ -40,7 +40,7 @@ SharedState& state() {
     return *instance;
 }
 
-/// In a forked child locks may be held by threads that are not there.
+/// In a forked child, locks may be held by threads that exist in the parent only.
 void refuseInForkedChild(const EventRef& event, const ZentaraClient::SendHandler& handler) {
     static std::atomic<bool> hasWarned = false;
     if (!hasWarned.exchange(true)) {
@@ -65,10 +65,10 @@ ZentaraClientFailure failureOf(Component component) noexcept {
     auto failure = lastFailure(component);
     ZentaraClientFailure result{"", failure.time, failure.inARow};
     try {
-        // Paths may be anything.
+        // A path need not be UTF-8.
         result.text = zentara::withValidUTF8(std::move(failure.text));
     } catch (const std::bad_alloc&) {
-        // Counts and times are better than nothing.
+        // The count and the time are still told.
     }
     return result;
 }
@@ -97,7 +97,7 @@ void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEn
                    ": 0 is production, 1 is qa");
     }
     auto settings = std::make_shared<ClientSettings>();
-    settings->tenant = zentara::withValidUTF8(std::move(tenant));
+    settings->tenant = withValidUTF8(std::move(tenant));
     settings->environment = zentaraEnvironment;
     settings->advertisingId = withValidUTF8(std::move(advertisingId));
     ClientSettingsAccess::setCurrent(std::move(settings));
@@ -113,7 +113,7 @@ std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
     if (!settings) throw ZentaraClientNotConfiguredError();
 
     std::shared_ptr<ReadinessRelay> readiness;
-    std::shared_ptr<ZentaraClient> client = sharedClient();
+    auto client = sharedClient();
     if (!client) {
         const MutexLock building(state().buildMutex);
         client = sharedClient();
@@ -155,7 +155,7 @@ void ZentaraClient::Implementation::report(Readiness& readiness, Readiness::Repo
 ZentaraClient::Implementation::Readiness* ZentaraClient::Implementation::readinessOf(
     const ZentaraClient* client) noexcept {
     if (client == nullptr || !client->implementation_) return nullptr;
-    return client->implementation_->readiness.get();
+    return client->implementation_->with.readiness.get();
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClient::sharedClient() {
@@ -172,7 +172,7 @@ std::shared_ptr<ZentaraClient> ZentaraClient::sharedClient() {
 
 void ZentaraClient::setSharedClient(std::shared_ptr<ZentaraClient> client) {
     if (isForkedChild()) return;
-    // The previous client may go with this, and must not go under the lock.
+    // The previous client may be destroyed at the return, after the lock is released.
     const MutexLock lock(state().mutex);
     state().client.swap(client);
     using Report = Implementation::Readiness::Report;
@@ -201,7 +201,7 @@ ZentaraClientErrorRef ZentaraClientAccess::refuse(const ZentaraClient& client,
 
 void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder) {
     if (isForkedChild()) return;
-    // As in setSharedClient, what goes must not go under the lock.
+    // As in `setSharedClient`, nothing is destroyed under the lock.
     const MutexLock lock(state().mutex);
     if (state().client == holder) state().client.swap(holder);
 }
@@ -228,25 +228,27 @@ ZentaraClientStatistics ZentaraClient::statistics() noexcept {
 void ZentaraClient::setLoggedUser(UserTokenType tokenType, std::string token) {
     const auto client = get();
     if (!client->isWorking()) return;
-    client->implementation_->eventBus->idManager().setLoggedUser(
-        tokenType, zentara::withValidUTF8(std::move(token)));
+    client->implementation_->with.idManager->setLoggedUser(tokenType,
+                                                           withValidUTF8(std::move(token)));
 }
 
 void ZentaraClient::removeLoggedUser() {
     const auto client = get();
     if (!client->isWorking()) return;
-    client->implementation_->eventBus->idManager().removeLoggedUser();
+    client->implementation_->with.idManager->removeLoggedUser();
 }
 
 EventRef ZentaraClient::createEvent(std::string schemaId, std::string schemaVersion,
                                     std::string contentType, AnyText url, AnyText referer,
                                     JSONObject properties, std::optional<std::string> relationId) {
     return EventAccess::make(
-        zentara::withValidUTF8(std::move(schemaId)),
-        zentara::withValidUTF8(std::move(schemaVersion)), std::move(url),
-        zentara::withValidUTF8(std::move(contentType)),
-        std::make_shared<const JSONValue>(withValidUTF8(std::move(properties))), std::move(referer),
-        withValidUTF8(std::move(relationId)));
+        {.schemaId = withValidUTF8(std::move(schemaId)),
+         .schemaVersion = withValidUTF8(std::move(schemaVersion)),
+         .contentType = withValidUTF8(std::move(contentType)),
+         .url = std::move(url),
+         .referer = std::move(referer),
+         .properties = std::make_shared<const JSONValue>(withValidUTF8(std::move(properties))),
+         .relationId = withValidUTF8(std::move(relationId))});
 }
 
 void ZentaraClient::send(std::string schemaId, std::string schemaVersion, std::string contentType,
@@ -263,10 +265,10 @@ void ZentaraClient::send(std::vector<EventRef> events, std::optional<std::string
     relationId = withValidUTF8(std::move(relationId));
     for (const auto& event : events) {
         if (!event) continue;
-        const auto sent = EventAccess::make(event->schemaId(), event->schemaVersion(), event->url(),
-                                            event->contentType(), EventAccess::properties(*event),
-                                            AnyText(), relationId);
-        sendOne(sent, event->referer().string(), handler);
+        auto values = EventAccess::values(*event);
+        const auto referer = std::exchange(values.referer, AnyText());
+        values.relationId = relationId;
+        sendOne(EventAccess::make(std::move(values)), referer.string(), handler);
     }
 }
 
@@ -283,16 +285,21 @@ bool ZentaraClient::isWorking() const noexcept {
 }
 
 void ZentaraClient::newContextId() {
-    if (isWorking()) implementation_->newContextId();
+    if (!isWorking()) return;
+    const auto contextId = randomUUID();
+    const MutexLock lock(implementation_->mutex);
+    implementation_->contextId = contextId;
 }
 
 std::string ZentaraClient::getContextId() const {
-    return isWorking() ? implementation_->contextId() : std::string();
+    if (!isWorking()) return {};
+    const MutexLock lock(implementation_->mutex);
+    return std::string(implementation_->contextId.text());
 }
 
 void ZentaraClient::setAdvertisingId(std::string advertisingIdentifier) {
     if (!isWorking()) return;
-    implementation_->setAdvertisingId(zentara::withValidUTF8(std::move(advertisingIdentifier)));
+    implementation_->setAdvertisingId(withValidUTF8(std::move(advertisingIdentifier)));
 }
 
 void ZentaraClient::removeAdvertisingId() {
@@ -300,58 +307,42 @@ void ZentaraClient::removeAdvertisingId() {
 }
 
 void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) {
+    const auto report = [&callbackUser](const std::optional<Token>& token) {
+        const auto user = token.value_or(Token());
+        if (callbackUser) {
+            callbackUser(user.type, user.value,
+                         token ? std::optional(user.publicValue) : std::nullopt);
+        }
+    };
     const auto client = get();
-    if (!client->isWorking()) {
-        if (callbackUser) callbackUser("", "", std::nullopt);
-        return;
-    }
-    client->implementation_->eventBus->idManager().loadAnonymousToken(
-        [&callbackUser](const std::optional<Token>& token) {
-            if (!callbackUser) return;
-            if (token) {
-                callbackUser(token->type, token->value, token->publicValue);
-            } else {
-                callbackUser("", "", std::nullopt);
-            }
-        });
+    if (!client->isWorking()) return report(std::nullopt);
+    client->implementation_->with.idManager->loadAnonymousToken(report);
 }
 
 void ZentaraClient::getHsid(HsidCallback callbackHsid) {
     const auto client = get();
-    if (client->isWorking()) {
-        client->implementation_->idManager->start(
-            [callback = std::move(callbackHsid)](const std::string& hsid) {
-                if (!callback) return;
-                Strand::forHostCallbacks().async([callback, hsid] { callback(hsid); });
-            });
-    } else if (callbackHsid) {
-        callbackHsid("");
+    if (!client->isWorking()) {
+        if (callbackHsid) callbackHsid("");
+        return;
     }
+    client->implementation_->with.idManager->start(
+        [callback = std::move(callbackHsid)](const std::string& hsid) {
+            if (callback) Strand::forHostCallbacks().async([callback, hsid] { callback(hsid); });
+        });
 }
 
 void ZentaraClient::performFetch(FetchCallback completion) {
-    if (!completion)
-        completion = [](BackgroundFetchResult) {
-        };
+    const auto report = [completion = std::move(completion)](BackgroundFetchResult result) {
+        if (completion) completion(result);
+    };
     const auto client = sharedClient();
-    if (!client || !client->isWorking()) {
-        completion(BackgroundFetchResult::failed);
-        return;
-    }
-    client->implementation_->eventBus->dispatch(
-        [completion = std::move(completion)](const DispatchResult& result) {
-            switch (result.kind()) {
-                case DispatchResult::Kind::success:
-                    completion(BackgroundFetchResult::newData);
-                    break;
-                case DispatchResult::Kind::emptyRepository:
-                    completion(BackgroundFetchResult::noData);
-                    break;
-                case DispatchResult::Kind::failure:
-                    completion(BackgroundFetchResult::failed);
-                    break;
-            }
-        });
+    if (!client || !client->isWorking()) return report(BackgroundFetchResult::failed);
+    client->implementation_->with.eventBus->dispatch([report](const DispatchResult& result) {
+        using Kind = DispatchResult::Kind;
+        report(result.kind() == Kind::success           ? BackgroundFetchResult::newData
+               : result.kind() == Kind::emptyRepository ? BackgroundFetchResult::noData
+                                                        : BackgroundFetchResult::failed);
+    });
 }
 
 }  // namespace zentara

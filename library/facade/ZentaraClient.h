@@ -26,10 +26,10 @@ namespace zentara {
 
 /// What a background fetch achieved.
 enum class BackgroundFetchResult : std::uint64_t {
-    newData = 0,  ///< everything that was taken from the queue was delivered
-    noData = 1,   ///< nothing was waiting
-    /// Some events could not be delivered and are back in the queue; or there is no shared client,
-    /// or no identity yet, and nothing was tried.
+    newData = 0,  ///< all events that were taken from the queue were delivered
+    noData = 1,   ///< the queue was empty
+    /// Some events could not be delivered and were put back; or there is no shared client or no
+    /// identity yet.
     failed = 2,
 };
 
@@ -49,9 +49,9 @@ enum class BackgroundFetchResult : std::uint64_t {
 /// ```
 ///
 /// Every operation may be called from any thread, and from inside the library's callbacks. Nothing
-/// waits for the network. Callbacks are called without any lock held and may be null wherever they
-/// are passed. An exception must not leave one, and a callback on a worker must not wait for
-/// another one: they come one after the other. A slow one delays other callbacks only.
+/// waits for the network. Callbacks are called without any lock held. Each may be null. Callbacks
+/// must not throw. Callbacks on workers come one after the other, so a callback must not wait for
+/// another; a slow callback delays only other callbacks.
 ///
 /// In a child that was forked off after the first `get` nothing works: events are refused with
 /// `EventNotQueuedError`, fetches and identities report that they failed, and the rest does
@@ -78,22 +78,21 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
 
     /// The client of this process, built by the first call.
     ///
-    /// `readyCallback` belongs to the call that builds: it is called with null each time the
-    /// schemas are there and with an error each time they could not be had, the last call
-    /// deciding. With schemas in the cache the first call comes before `get` returns; the others
-    /// come on a worker thread. When the client exists already, the callback is called at once with
-    /// null.
+    /// `readyCallback` belongs to the call that builds. It is called with null each time schemas
+    /// arrive and with an error each time they could not be obtained; the last call holds. With
+    /// schemas in the cache the first call comes before `get` returns; the others come on a worker
+    /// thread. If the client exists already, the callback is called at once with null.
     ///
     /// Throws `ZentaraClientNotConfiguredError` before `useSettings`.
     static std::shared_ptr<ZentaraClient> get(ReadyCallback readyCallback = nullptr);
 
     /// Whether events are validated and queued when sent. Until then they are held back, on disk.
-    /// Each report of the shared client's schemas sets it; so does making a client the shared one
-    /// that has had a report. Building a client does not, and until its first schemas are there a
-    /// new client holds events back, whatever an earlier one has left here.
+    /// Each report of the shared client's schemas sets it; so does sharing a client that has had a
+    /// report. Building a client does not set it: until its first schemas arrive, a new client
+    /// holds events back, whatever the value is.
     [[nodiscard]] static bool isReady() noexcept;
-    /// Sets it until the next report. With true, the shared client validates by the schemas that
-    /// it has.
+    /// Sets it until the next report. With true, the shared client validates by its present
+    /// schemas.
     static void setIsReady(bool ready) noexcept;
 
     /// The client that `get` returns, or null. Setting it to null makes the next `get` build anew.
@@ -101,8 +100,7 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     static void setSharedClient(std::shared_ptr<ZentaraClient> client);
 
     /// What became of the events of this process so far, and why parts of the library failed last.
-    /// Takes a lock for a moment and copies the texts of failures; there are none as a rule. Any
-    /// thread.
+    /// Takes a lock for a moment and copies the texts of failures, if there are any. Any thread.
     [[nodiscard]] static ZentaraClientStatistics statistics() noexcept;
 
     /// Sets the user whose token goes with the events sent from now on. Builds the client if
@@ -112,16 +110,16 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// Forgets the logged user; otherwise like `setLoggedUser`.
     static void removeLoggedUser();
 
-    /// An event with exactly these values, to be sent later with others. Takes `properties` over;
-    /// bytes that are not UTF-8 become U+FFFD.
+    /// An event with exactly these values, to be sent later with others. Bytes that are not UTF-8
+    /// become U+FFFD.
     [[nodiscard]] static EventRef createEvent(std::string schemaId, std::string schemaVersion,
                                               std::string contentType, AnyText url, AnyText referer,
                                               JSONObject properties,
                                               std::optional<std::string> relationId = std::nullopt);
 
     /// Validates, stamps and queues one event. `handler` is called exactly once, on this thread,
-    /// before `send` returns; null means that the event is on disk. The event that the handler
-    /// receives has an empty referer; the one that is queued has the caller's.
+    /// before `send` returns; null means that the event is on disk. The handler's event has an
+    /// empty referer; the queued event has the caller's.
     void send(std::string schemaId, std::string schemaVersion, std::string contentType, AnyText url,
               AnyText referer, JSONObject properties,
               std::optional<std::string> relationId = std::nullopt, SendHandler handler = {});
@@ -153,9 +151,9 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     void getHsid(HsidCallback callbackHsid);
 
     /// Lets the shared client deliver up to ten queued events now, for an application's
-    /// background-fetch hook or to drain the queue. Events that are held back stay so: only a later
-    /// `send` moves them to the queue. The completion is called exactly once, on a worker thread or
-    /// before this returns.
+    /// background-fetch hook or to drain the queue. Events stay held back: only a later `send`
+    /// moves them to the queue. The completion is called exactly once, on a worker thread or before
+    /// this returns.
     void performFetch(FetchCallback completion);
 
     ~ZentaraClient();
@@ -172,10 +170,10 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// Sends one event on this thread. `referer` is the one to queue; `event` carries none.
     void sendOne(const EventRef& event, const std::string& referer, const SendHandler& handler);
 
-    /// Whether there is something to work with, and that in this process.
+    /// Whether the client has collaborators and belongs to this process.
     [[nodiscard]] bool isWorking() const noexcept;
 
-    // Constant after construction. Null in a client that was made for nothing but to be held.
+    // Constant after construction. Null in a client without collaborators.
     std::unique_ptr<Implementation> implementation_;
 };
 

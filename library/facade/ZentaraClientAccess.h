@@ -6,21 +6,20 @@
 
 namespace zentara {
 
-/// What the Objective-C surface needs of the client beyond its interface: exported, because that is
-/// a library of its own, but not for applications. Any thread.
+/// What the Objective-C surface needs of the client beyond its interface. Exported for that
+/// library, not for applications. Any thread.
 struct ZENTARA_EXPORT ZentaraClientAccess {
-    /// A client without anything to work with. Events sent through it are answered with
-    /// `ZentaraClientNotInitializedError`; operations that work with the shared client do so all
-    /// the same, the others do nothing.
+    /// A client without collaborators. Events sent through it are refused with
+    /// `ZentaraClientNotInitializedError`. Operations on the shared client work as on any client;
+    /// the others do nothing.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> makePlain();
 
-    /// Counts an event whose values could not be handed to `client`, because no JSON value stands
-    /// for them; returns what its handler is to receive.
+    /// Counts an event that no JSON value can represent. Returns the error for its handler.
     [[nodiscard]] static ZentaraClientErrorRef refuse(const ZentaraClient& client,
                                                       const std::string& schemaId);
 
-    /// Keeps the shared client by `holder` from now on, which points to it but may own more;
-    /// nothing happens when it points to another client.
+    /// Holds the shared client by `holder` from now on, which points to it and may own more.
+    /// Nothing happens if it points to another client.
     static void holdSharedClient(std::shared_ptr<ZentaraClient> holder);
 };
 

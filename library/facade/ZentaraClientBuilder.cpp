@@ -34,7 +34,7 @@ std::string userAgent(const std::string& bundleIdentifier, const ClientSettings&
     auto text = "Mobile App: " + bundleIdentifier + " - " + device.systemName + " " +
                 device.systemVersion + " - ZentaraClient " + settings.clientVersion +
                 " - Device Model: " + device.hardwareModel;
-    // What no header can hold would cost the whole of it.
+    // A character that no header can hold would cost the whole header.
     std::replace_if(
         text.begin(), text.end(),
         [](char c) {
@@ -44,9 +44,8 @@ std::string userAgent(const std::string& bundleIdentifier, const ClientSettings&
     return text;
 }
 
-/// The repositories of this process, one per file. A client that replaces another one shares the
-/// queues that the other, or a batch of its, still uses: two lists on one file would overwrite each
-/// other.
+/// The repositories of this process, one per file. A new client shares the queues that an earlier
+/// client, or a batch in flight, still uses: two lists on one file would overwrite each other.
 struct Repositories {
     Mutex mutex;
     std::map<std::filesystem::path, std::weak_ptr<EventsRepository>> byFile
@@ -86,14 +85,14 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
     const auto bundleIdentifier = HostApplication::bundleIdentifier();
     auto& ledger = Ledger::shared();
     const auto& controlTime = ControlTime::shared();
-    using Readiness = ZentaraClient::Implementation::Readiness;
-    const auto readiness = std::make_shared<Readiness>();
+    using Report = ClientReadiness::Report;
+    const auto readiness = std::make_shared<ClientReadiness>();
     auto schemasProvider = SchemasProvider::create(
         std::make_unique<SchemasStorage>(files, settings.schemasStorageName),
         std::make_unique<Ticker>(), std::make_unique<SchemasServiceApi>(schemasService()),
         ClientSettings::current, [relay, readiness](ZentaraClientErrorRef error) {
-            ZentaraClient::Implementation::report(
-                *readiness, error ? Readiness::Report::failure : Readiness::Report::success);
+            ZentaraClient::Implementation::report(*readiness,
+                                                  error ? Report::failure : Report::success);
             relay->report(std::move(error));
         });
     const auto folder = claimProcessFolder(files, settings.anonymousTokenStorageName);
@@ -130,13 +129,13 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
                      .readiness = readiness});
 }
 
-std::shared_ptr<ZentaraClient> ZentaraClientBuilder::assemble(
-    ZentaraClient::Implementation::Collaborators collaborators) {
+std::shared_ptr<ZentaraClient> ZentaraClientBuilder::assemble(ClientCollaborators collaborators) {
     std::shared_ptr<ZentaraClient> client(new ZentaraClient(
         std::make_unique<ZentaraClient::Implementation>(std::move(collaborators))));
-    client->implementation_->idManager->start(
-        [client](const std::string& hsid) { client->implementation_->setHsid(hsid); });
-    client->implementation_->newContextId();
+    client->implementation_->with.idManager->start([client](const std::string& hsid) {
+        const MutexLock lock(client->implementation_->mutex);
+        client->implementation_->hsid = hsid;
+    });
     return client;
 }
 

@@ -9,13 +9,13 @@
 
 namespace zentara {
 
-/// Builds the client and everything that it works with. Here alone the network, the settings, the
-/// ledger, the clocks and the end of the process are those of the process; every other component is
+/// Builds the client and everything that it works with. Only the builder names the network, the
+/// settings, the ledger, the clocks and the exit hooks of the process; every other component is
 /// given them.
 struct ZentaraClientBuilder {
     /// A whole client after `settings`, talking to the network and to the documents directory in
-    /// `files`. Its readiness reports go to `relay`. They set `ZentaraClient::isReady` while it
-    /// is the shared client, or when it becomes that.
+    /// `files`. Its readiness reports go to `relay`, and set `ZentaraClient::isReady` while it is
+    /// the shared client or when it becomes the shared client.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> build(
         const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay,
         FileSystem& files = systemFiles());
@@ -25,8 +25,7 @@ struct ZentaraClientBuilder {
     [[nodiscard]] static RemoteService schemasService();
 
     /// A client that works with the given collaborators.
-    [[nodiscard]] static std::shared_ptr<ZentaraClient> assemble(
-        ZentaraClient::Implementation::Collaborators collaborators);
+    [[nodiscard]] static std::shared_ptr<ZentaraClient> assemble(ClientCollaborators collaborators);
 };
 
 }  // namespace zentara

@@ -10,43 +10,15 @@
 
 namespace zentara {
 
-ZentaraClient::Implementation::Implementation(Collaborators collaborators)
-    : schemasProvider(std::move(collaborators.schemasProvider)),
-      eventBus(std::move(collaborators.eventBus)),
-      schemaValidator(std::make_unique<SchemaValidator>()),
-      idManager(std::move(collaborators.idManager)),
-      unvalidatedEventsRepository(std::move(collaborators.unvalidatedEventsRepository)),
-      settings(std::move(collaborators.settings)),
-      ledger(collaborators.ledger),
-      controlTime(collaborators.controlTime),
-      readiness(std::move(collaborators.readiness)),
-      zentaraClientContextID_(randomUUID()) {}
-
-void ZentaraClient::Implementation::newContextId() {
-    const auto contextId = randomUUID();
-    const MutexLock lock(mutex_);
-    zentaraClientContextID_ = contextId;
-}
-
-std::string ZentaraClient::Implementation::contextId() const {
-    const MutexLock lock(mutex_);
-    return std::string(zentaraClientContextID_.text());
-}
-
 void ZentaraClient::Implementation::setAdvertisingId(std::optional<std::string> advertisingId) {
-    // One change at a time, or the settings and the identity manager could end up apart.
+    // One change at a time: the settings and the identity manager must end with the same id.
     const MutexLock lock(advertisingMutex_);
     if (!ClientSettingsAccess::setAdvertisingId(advertisingId)) return;
     if (advertisingId) {
-        idManager->setAdvertisingId(*std::move(advertisingId));
+        with.idManager->setAdvertisingId(*std::move(advertisingId));
     } else {
-        idManager->removeAdvertisingId();
+        with.idManager->removeAdvertisingId();
     }
-}
-
-void ZentaraClient::Implementation::setHsid(std::string hsid) {
-    const MutexLock lock(mutex_);
-    hsid_ = std::move(hsid);
 }
 
 void ZentaraClient::Implementation::send(const EventRef& event, const std::string& referer,
@@ -54,44 +26,42 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
     const auto report = [&](ZentaraClientErrorRef error) {
         if (handler) handler(event, std::move(error));
     };
-    const auto current = settings();
+    const auto current = with.settings();
     if (!current) {
-        ++ledger.refusedNotInitialized;
-        report(std::make_shared<ZentaraClientNotInitializedError>());
-        return;
+        ++with.ledger.refusedNotInitialized;
+        return report(std::make_shared<ZentaraClientNotInitializedError>());
     }
     const auto stamped = stamp(*event, referer, *current);
-    if (!validates()) {
-        report(holdBack(stamped, event->schemaId()));
-        return;
-    }
+    if (!validates()) return report(holdBack(stamped, event->schemaId()));
     revalidate(current->dispatchBatchSize);
     report(validateAndQueue(
-        stamped, {event->schemaId(), event->schemaVersion(), *EventAccess::properties(*event)},
-        {ledger.accepted, ledger.notSaved, ledger.refusedInvalid, ledger.refusedUnknownSchema}));
+        stamped,
+        {event->schemaId(), event->schemaVersion(), *EventAccess::values(*event).properties},
+        {with.ledger.accepted, with.ledger.notSaved, with.ledger.refusedInvalid,
+         with.ledger.refusedUnknownSchema}));
 }
 
 InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std::string& referer,
                                                    const ClientSettings& current) {
     std::string userType(anonymousTokenName);
     std::string userToken(anonymousTokenName);
-    if (auto user = idManager->getLoggedUser()) {
+    if (auto user = with.idManager->getLoggedUser()) {
         userType = userTokenTypeName(user->type);
         userToken = std::move(user->token);
     }
     const auto createdAt =
-        validatedTimestamp(loadReferenceTime(defaults), controlTime.currentMonotonicValue());
+        validatedTimestamp(loadReferenceTime(defaults), with.controlTime.currentMonotonicValue());
     validTimestamp_ = createdAt;
     const auto actionUUID = randomUUID();
     std::int64_t sequence = 0;
     UUIDText context;
     {
-        const MutexLock lock(mutex_);
+        const MutexLock lock(mutex);
         if (zentaraActionSequence_ == std::numeric_limits<std::int64_t>::max()) {
             zentaraActionSequence_ = 0;
         }
         sequence = ++zentaraActionSequence_;
-        context = zentaraClientContextID_;
+        context = contextId;
     }
     const std::pair<std::string_view, std::string_view> user[] = {{"token", userToken},
                                                                   {"type", userType}};
@@ -100,7 +70,7 @@ InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std
         .version = event.schemaVersion(),
         .url = event.url().string(),
         .contentType = event.contentType(),
-        .properties = EventAccess::properties(event).get(),
+        .properties = EventAccess::values(event).properties.get(),
         .createdAt = createdAt,
         .clientVersion = current.clientVersion,
         .referer = referer,
@@ -120,7 +90,7 @@ void ZentaraClient::Implementation::count(const InternalEvent& event, bool isSav
     } else if (event.jsonText()) {
         ++notSaved;
     } else {
-        ++ledger.refusedNotEncodable;
+        ++with.ledger.refusedNotEncodable;
     }
 }
 
@@ -129,10 +99,10 @@ ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEven
     bool isQueued = false;
     {
         const MutexLock lock(heldBackMutex_);
-        unvalidatedEventsRepository->add(
+        with.unvalidatedEventsRepository->add(
             event, [&isQueued](const EventRepositoryResult& result) { isQueued = result.ok(); });
     }
-    count(event, isQueued, ledger.heldBack, ledger.heldBackNotSaved);
+    count(event, isQueued, with.ledger.heldBack, with.ledger.heldBackNotSaved);
     const auto detail =
         (isQueued ? "Event queued to be sent later: " : "Event not queued: ") + id + ".";
     printDiagnostic(detail);
@@ -140,22 +110,23 @@ ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEven
 }
 
 void ZentaraClient::Implementation::revalidate(std::int64_t count) {
-    // One thread at a time: the save of another would take events out of the file that this one has
-    // not queued yet.
+    // One thread at a time: another thread's save would remove events from the file that this
+    // thread has not queued yet.
     const MutexLock lock(heldBackMutex_);
-    for (const auto& event : unvalidatedEventsRepository->take(count)) {
-        // Also in memory only, it has left this queue for the other.
-        static_cast<void>(validateAndQueue(event, {event.id(), event.version(), event.properties()},
-                                           {ledger.released, ledger.released, ledger.droppedInvalid,
-                                            ledger.droppedUnknownSchema}));
+    for (const auto& event : with.unvalidatedEventsRepository->take(count)) {
+        // An event in memory only counts as released too: it has left this queue for the other.
+        static_cast<void>(
+            validateAndQueue(event, {event.id(), event.version(), event.properties()},
+                             {with.ledger.released, with.ledger.released,
+                              with.ledger.droppedInvalid, with.ledger.droppedUnknownSchema}));
     }
-    unvalidatedEventsRepository->save();
+    with.unvalidatedEventsRepository->save();
 }
 
 ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const InternalEvent& event,
                                                                       const Subject& subject,
                                                                       const Tally& tally) {
-    const auto schema = schemasProvider->schema(subject.id, subject.version);
+    const auto schema = with.schemasProvider->schema(subject.id, subject.version);
     if (!schema) {
         ++tally.unknownSchema;
         return std::make_shared<UnknownError>();
@@ -166,20 +137,18 @@ ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const Inte
         if (!validation.errors) return std::make_shared<UnknownError>();
         auto detail = "Error validating " + std::string(subject.id) + "-" +
                       std::string(subject.version) + " schema: ";
-        bool first = true;
         for (const auto& error : *validation.errors) {
-            if (!first) detail += ", ";
-            first = false;
+            if (&error != validation.errors->data()) detail += ", ";
             detail += error.description();
         }
         return std::make_shared<InvalidDataForSpecifiedSchemaError>(detail);
     }
-    // The completion runs inside the queue, so it only notes the outcome; the host hears of it
-    // when the queue is free again and may send the next event from its handler.
+    // The completion runs inside the queue, so it only notes the outcome. The host's handler, which
+    // may send the next event, is called when the queue is free again.
     bool isQueued = false;
-    eventBus->enqueue(event, [&isQueued](const Status& status) { isQueued = status.ok(); });
+    with.eventBus->enqueue(event, [&isQueued](const Status& status) { isQueued = status.ok(); });
     count(event, isQueued, tally.queued, tally.notSaved);
-    eventBus->startTicking();
+    with.eventBus->startTicking();
     if (!isQueued) return std::make_shared<EventNotQueuedError>();
     return nullptr;
 }

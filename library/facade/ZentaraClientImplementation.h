@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <zentara/ZentaraClient.h>
 #include "dispatch/EventBusProtocol.h"
@@ -23,37 +24,37 @@
 
 namespace zentara {
 
-/// The client behind its public face: what it holds and how one event goes through it. Hidden,
-/// unlike the class that it is nested in.
+/// What the schemas provider of one client has reported. Written by `report` and `setIsReady`.
+struct ClientReadiness {
+    enum class Report { none, failure, success };
+    std::atomic<Report> last = Report::none;
+    /// There has been a table, or the host has set `isReady` for the client. Another client
+    /// may have left `isReady` true: without a table every event would be refused.
+    std::atomic<bool> mayValidate = false;
+};
+
+/// What a client works with. All of it lives as long as the client and its requests.
+struct ClientCollaborators {
+    std::shared_ptr<SchemaProviderProtocol> schemasProvider;
+    std::shared_ptr<EventBusProtocol> eventBus;
+    std::shared_ptr<IDManager> idManager;
+    std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
+    SettingsSource settings;
+    Ledger& ledger;
+    const ControlTimeProtocol& controlTime;
+    /// Null where `isReady` alone decides.
+    std::shared_ptr<ClientReadiness> readiness = nullptr;
+};
+
+/// What a client holds, and how it sends one event. Hidden, unlike the class around it.
 struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
+    using Readiness = ClientReadiness;
+
     static constexpr std::string_view anonymousTokenName = "Anonymous";
-    static constexpr std::string_view typeName = "EventBus";
 
-    /// What the schemas provider of one client has reported. Written by `report` and `setIsReady`.
-    struct Readiness {
-        enum class Report { none, failure, success };
-        std::atomic<Report> last = Report::none;
-        /// There has been a table, or the host has set `isReady` for the client. Another client
-        /// may have left `isReady` true: without a table every event would be refused.
-        std::atomic<bool> mayValidate = false;
-    };
+    explicit Implementation(ClientCollaborators collaborators) : with(std::move(collaborators)) {}
 
-    /// What the client works with; all of it lives as long as the client and its requests.
-    struct Collaborators {
-        std::shared_ptr<SchemaProviderProtocol> schemasProvider;
-        std::shared_ptr<EventBusProtocol> eventBus;
-        std::shared_ptr<IDManager> idManager;
-        std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
-        SettingsSource settings;
-        Ledger& ledger;
-        const ControlTimeProtocol& controlTime;
-        /// Null where `isReady` alone decides.
-        std::shared_ptr<Readiness> readiness = nullptr;
-    };
-
-    explicit Implementation(Collaborators collaborators);
-
-    /// Notes what a client's schemas provider reports. That of the shared client sets `isReady`.
+    /// Notes a report of a client's schemas provider. The shared client's also sets `isReady`.
     static void report(Readiness& readiness, Readiness::Report report);
 
     /// Null where a client has none.
@@ -61,34 +62,29 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
 
     /// Whether events are validated now, not held back.
     [[nodiscard]] bool validates() const noexcept {
-        return isReady() && (!readiness || readiness->mayValidate);
+        return isReady() && (!with.readiness || with.readiness->mayValidate);
     }
 
     /// Sends one event on this thread. `referer` is the one to queue; `event` carries none.
     void send(const EventRef& event, const std::string& referer, const SendHandler& handler);
 
-    void newContextId();
-    [[nodiscard]] std::string contextId() const;
-    void setHsid(std::string hsid);
     void setAdvertisingId(std::optional<std::string> advertisingId);
 
+    Mutex mutex;
+    std::string hsid ZENTARA_GUARDED_BY(mutex);
+    UUIDText contextId ZENTARA_GUARDED_BY(mutex) = randomUUID();
+
     // Constant after construction.
-    const std::shared_ptr<SchemaProviderProtocol> schemasProvider;
-    const std::shared_ptr<EventBusProtocol> eventBus;
-    const std::unique_ptr<SchemaValidatorProtocol> schemaValidator;
-    const std::shared_ptr<IDManager> idManager;
-    const std::shared_ptr<EventRepositoryProtocol> unvalidatedEventsRepository;
-    const SettingsSource settings;
-    Ledger& ledger;
-    const ControlTimeProtocol& controlTime;
-    const std::shared_ptr<Readiness> readiness;
+    const ClientCollaborators with;
+    const std::unique_ptr<SchemaValidatorProtocol> schemaValidator =
+        std::make_unique<SchemaValidator>();
     const UserDefaults defaults;
     const std::string extraAttributes;
 
   private:
     [[nodiscard]] InternalEvent stamp(const Event& event, const std::string& referer,
                                       const ClientSettings& current);
-    /// Counts an event that was handed to a queue. One that JSON cannot hold is not in it.
+    /// Counts an event that was handed to a queue, which takes no event that JSON cannot hold.
     void count(const InternalEvent& event, bool isSaved, Ledger::Count& saved,
                Ledger::Count& notSaved);
     [[nodiscard]] ZentaraClientErrorRef holdBack(const InternalEvent& event, const std::string& id);
@@ -99,7 +95,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
         Ledger::Count& invalid;
         Ledger::Count& unknownSchema;
     };
-    /// What of an event is looked at before it is queued.
+    /// The parts of an event that decide whether it is queued.
     struct Subject {
         std::string_view id;
         std::string_view version;
@@ -109,16 +105,13 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     [[nodiscard]] ZentaraClientErrorRef validateAndQueue(const InternalEvent& event,
                                                          const Subject& subject,
                                                          const Tally& tally);
-    /// Gives up to `count` held-back events their second chance. The outcome is only counted.
+    /// Validates up to `count` held-back events and queues or drops them. Counts the outcomes.
     void revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
 
-    /// Held while held-back events are added or moved on, across calls of both repositories. One
-    /// for all clients of the process, as they share the queues.
+    /// Held while held-back events are added or moved, across calls of both repositories. All
+    /// clients of the process share the queues, and so this mutex.
     static inline Mutex heldBackMutex_;
-    mutable Mutex mutex_;
-    std::string hsid_ ZENTARA_GUARDED_BY(mutex_);
-    UUIDText zentaraClientContextID_ ZENTARA_GUARDED_BY(mutex_);
-    std::int64_t zentaraActionSequence_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    std::int64_t zentaraActionSequence_ ZENTARA_GUARDED_BY(mutex) = 0;
     std::atomic<std::int64_t> validTimestamp_ = 0;
 
     Mutex advertisingMutex_;

@@ -5,7 +5,7 @@
 
 namespace zentara {
 
-/// Why a part of the library failed last.
+/// The last failure of a part of the library.
 struct ZentaraClientFailure {
     /// In words, with the host, status or system error. Empty while nothing has failed, and when
     /// there is no memory for a copy.
@@ -16,17 +16,17 @@ struct ZentaraClientFailure {
     friend bool operator==(const ZentaraClientFailure&, const ZentaraClientFailure&) = default;
 };
 
-/// What became of the events of this process, since it started. All clients of the process, one
-/// after the other, count into one record.
+/// What became of the events of this process since it started. All clients of the process count
+/// into one record.
 ///
-/// Every event ends in one place, so the books balance. When nothing is being sent or delivered:
+/// Every event ends in one place, so the counts balance. When nothing is being sent or delivered:
 ///
 /// - `accepted + notSaved + released + restored == delivered + evicted + waiting + inFlight`
 /// - `heldBack + heldBackNotSaved + heldBackRestored == released + droppedInvalid +
 ///   droppedUnknownSchema + heldBackEvicted + heldBackWaiting`
 ///
-/// While events move, each count is right but they are read one after the other. Failures are not
-/// part of the balance.
+/// While events move, each count is right, but the counts are read one after the other. Failures
+/// are not part of the balance.
 struct ZentaraClientStatistics {
     // What `send` did.
     std::int64_t accepted = 0;          ///< valid, queued and on disk: the handler got null
@@ -38,19 +38,19 @@ struct ZentaraClientStatistics {
     std::int64_t refusedUnknownSchema = 0;
     std::int64_t refusedNotEncodable = 0;  ///< JSON cannot hold it: NaN, infinity, too deep
 
-    // What became of those that were held back. No handler hears of it.
+    // What became of the held-back events. No handler is told.
     std::int64_t released = 0;              ///< valid: moved to the queue
     std::int64_t droppedInvalid = 0;        ///< the schema refused it
     std::int64_t droppedUnknownSchema = 0;  ///< there was no schema for it
     std::int64_t heldBackEvicted = 0;       ///< dropped as the oldest of too many
 
-    // What became of those that were queued.
+    // What became of the queued events.
     std::int64_t delivered = 0;  ///< acknowledged by the collector
     std::int64_t evicted = 0;    ///< dropped as the oldest of too many
     std::int64_t batchesDelivered = 0;
     std::int64_t batchesFailed = 0;  ///< put back, to be sent again
 
-    // What earlier runs had left. Negative while there is no client and a previous one of this
+    // Events of earlier runs. Negative while there is no client and an earlier client of this
     // process has left events on disk.
     std::int64_t restored = 0;
     std::int64_t heldBackRestored = 0;

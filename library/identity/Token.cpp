@@ -14,13 +14,13 @@ JSONObject Token::toDictionary() const {
 }
 
 Result<Token> Token::fromDictionary(const JSONObject& dictionary) {
-    RecordReader reader(dictionary);
     Token token;
-    token.type = reader.string("type");
-    token.value = reader.string("value");
-    token.publicValue = reader.string("publicValue");
-    if (reader.failed()) return std::make_shared<DecodingError>();
-    return token;
+    if (readMember(dictionary, "type", token.type) &&
+        readMember(dictionary, "value", token.value) &&
+        readMember(dictionary, "publicValue", token.publicValue)) {
+        return token;
+    }
+    return std::make_shared<DecodingError>();
 }
 
 }  // namespace zentara

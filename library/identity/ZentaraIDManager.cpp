@@ -25,7 +25,9 @@ struct NoToken final : Error {
 };
 
 std::optional<std::string> stringMember(const JSONObject& object, std::string_view key) {
-    return RecordReader(object).optionalString(key);
+    std::optional<std::string> text;
+    static_cast<void>(readMember(object, key, text));
+    return text;
 }
 
 std::optional<Token> tokenIn(const JSONObject& response) {

@@ -14,8 +14,8 @@
 
 namespace zentara {
 
-/// What a stream prints as an address, or as whether there is one: pointers, smart pointers, and
-/// functions and lambdas, which become pointers. Pointers to bytes of text are not among them.
+/// A type that a stream prints as an address or as a truth value: pointers, smart pointers,
+/// functions and lambdas. Pointers to bytes of text are not among them.
 template <typename T>
 concept PrintedAsAddress = std::is_member_pointer_v<T> || requires(const T& value) {
     requires std::is_pointer_v<decltype(+value)>;
@@ -27,9 +27,9 @@ concept PrintedAsAddress = std::is_member_pointer_v<T> || requires(const T& valu
     requires std::is_pointer_v<std::decay_t<decltype(value.get())>>;
 };
 
-/// A text given as whatever the caller has at hand: a string, a `URL`, a number, or any type that
-/// can be converted to a string or written to a stream. It always ends as text, never as a failure;
-/// bytes that are not UTF-8 become U+FFFD. A pointer to anything but text does not compile.
+/// A text made from a string, a `URL`, a number, or any type that converts to a string or that a
+/// stream writes. Making it never fails: bytes that are not UTF-8 become U+FFFD. A pointer to
+/// anything but text does not compile.
 class ZENTARA_EXPORT AnyText {
   public:
     AnyText() = default;
@@ -69,7 +69,7 @@ class ZENTARA_EXPORT AnyText {
             return printed(static_cast<double>(value));
         } else {
             std::ostringstream stream;
-            // Whatever language the host speaks, a number in a URL has no thousands separators.
+            // A number in a URL has no thousands separators, whatever the host's locale.
             stream.imbue(std::locale::classic());
             stream << std::boolalpha << value;
             return std::move(stream).str();

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <zentara/AnyText.h>
 #include <zentara/Export.h>
@@ -10,18 +11,22 @@
 
 namespace zentara {
 
-/// An event as the host application describes it. Immutable, shared by pointer, safe to read from
-/// any thread and to keep for as long as one likes. Made by `ZentaraClient::createEvent`.
+/// An event as the host application describes it. Immutable and shared by pointer. Safe to read
+/// from any thread and to keep. Made by `ZentaraClient::createEvent`.
 class ZENTARA_EXPORT Event {
   public:
-    [[nodiscard]] const std::string& schemaId() const noexcept { return schemaId_; }
-    [[nodiscard]] const std::string& schemaVersion() const noexcept { return schemaVersion_; }
-    [[nodiscard]] const std::string& contentType() const noexcept { return contentType_; }
-    [[nodiscard]] const AnyText& url() const noexcept { return url_; }
-    [[nodiscard]] const AnyText& referer() const noexcept { return referer_; }
-    [[nodiscard]] const JSONObject& properties() const noexcept { return properties_->object(); }
+    [[nodiscard]] const std::string& schemaId() const noexcept { return values_.schemaId; }
+    [[nodiscard]] const std::string& schemaVersion() const noexcept {
+        return values_.schemaVersion;
+    }
+    [[nodiscard]] const std::string& contentType() const noexcept { return values_.contentType; }
+    [[nodiscard]] const AnyText& url() const noexcept { return values_.url; }
+    [[nodiscard]] const AnyText& referer() const noexcept { return values_.referer; }
+    [[nodiscard]] const JSONObject& properties() const noexcept {
+        return values_.properties->object();
+    }
     [[nodiscard]] const std::optional<std::string>& relationId() const noexcept {
-        return relationId_;
+        return values_.relationId;
     }
 
     Event(const Event&) = delete;
@@ -30,18 +35,19 @@ class ZENTARA_EXPORT Event {
   private:
     friend struct EventAccess;
 
-    /// `properties` holds an object; it is shared, never copied.
-    Event(std::string schemaId, std::string schemaVersion, AnyText url, std::string contentType,
-          std::shared_ptr<const JSONValue> properties, AnyText referer,
-          std::optional<std::string> relationId);
+    struct Values {
+        std::string schemaId;
+        std::string schemaVersion;
+        std::string contentType;
+        AnyText url;
+        AnyText referer;
+        std::shared_ptr<const JSONValue> properties;  ///< holds an object; never copied
+        std::optional<std::string> relationId;
+    };
 
-    std::string schemaId_;
-    std::string schemaVersion_;
-    std::string contentType_;
-    AnyText url_;
-    AnyText referer_;
-    std::shared_ptr<const JSONValue> properties_;
-    std::optional<std::string> relationId_;
+    explicit Event(Values values) : values_(std::move(values)) {}
+
+    const Values values_;
 };
 
 /// An event that several owners share.

@@ -7,28 +7,20 @@
 
 namespace zentara {
 
-/// The library's own way to make events and to share their properties.
+/// Makes events and shares their properties, for the library only.
 struct EventAccess {
-    [[nodiscard]] static EventRef make(std::string schemaId, std::string schemaVersion, AnyText url,
-                                       std::string contentType,
-                                       std::shared_ptr<const JSONValue> properties, AnyText referer,
-                                       std::optional<std::string> relationId) {
-        return std::make_shared<const Shared>(
-            std::move(schemaId), std::move(schemaVersion), std::move(url), std::move(contentType),
-            std::move(properties), std::move(referer), std::move(relationId));
-    }
+    using Values = Event::Values;
 
-    /// Holds an object.
-    [[nodiscard]] static const std::shared_ptr<const JSONValue>& properties(const Event& event) {
-        return event.properties_;
+    [[nodiscard]] static EventRef make(Values values) {
+        return std::make_shared<const Shared>(std::move(values));
     }
+    [[nodiscard]] static const Values& values(const Event& event) { return event.values_; }
 
   private:
-    /// Lends the constructor to std::make_shared, which puts an event and its count into one piece
-    /// of memory.
+    /// Lends the constructor to `std::make_shared`, which allocates the event and its count at
+    /// once.
     struct Shared final : Event {
-        template <typename... Values>
-        explicit Shared(Values&&... values) : Event(std::forward<Values>(values)...) {}
+        explicit Shared(Values values) : Event(std::move(values)) {}
     };
 };
 

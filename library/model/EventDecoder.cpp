@@ -1,7 +1,6 @@
 #include "model/EventDecoder.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <memory>
 #include <new>
@@ -16,30 +15,7 @@ namespace zentara {
 namespace {
 
 namespace ondemand = simdjson::ondemand;
-
-enum class Kind { string, optionalString, integer, object, strings };
-
 using Fields = InternalEvent::Fields;
-
-template <typename Field>
-constexpr Kind kindOf(Field Fields::* /*field*/) {
-    if (std::is_same_v<Field, Fields::Text>) return Kind::string;
-    if (std::is_same_v<Field, Fields::OptionalText>) return Kind::optionalString;
-    if (std::is_same_v<Field, Fields::Properties>) return Kind::object;
-    return std::is_same_v<Field, Fields::User> ? Kind::strings : Kind::integer;
-}
-
-struct Member {
-    std::string_view key;
-    Kind kind;
-};
-
-/// The members of an event in the order in which `InternalEvent` writes them.
-constexpr auto members = std::apply(
-    [](auto... member) {
-        return std::array{Member{member.key, kindOf(member.field)}...};
-    },
-    eventMembers<Fields>);
 
 bool isSpace(char c) noexcept {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
@@ -53,8 +29,8 @@ std::optional<unsigned> hexadecimal(std::string_view digits) noexcept {
     return number;
 }
 
-/// The length of the escape that starts `text`; 0 when it is not a sound one or not one that is to
-/// be posted: an escaped slash.
+/// The length of the escape at the start of `text`. 0 when it is malformed, or an escaped slash,
+/// which is not posted.
 std::size_t escapeLength(std::string_view text) noexcept {
     constexpr std::string_view letters = "\"\\bfnrt";
     if (text.size() < 2) return 0;
@@ -71,8 +47,8 @@ std::size_t escapeLength(std::string_view text) noexcept {
     return second && isLowSurrogate(*second) ? 12 : 0;
 }
 
-/// Whether every backslash starts a sound escape. Looked at for the whole file at once, since most
-/// strings have none, and decoding each just to see took half as long as all the rest of the walk.
+/// Whether every backslash starts a sound escape. Searches the whole file at once: most strings
+/// have no escape, and decoding each string took half as long as the rest of the walk.
 bool escapesAreSound(std::string_view json) noexcept {
     for (auto at = json.find('\\'); at != std::string_view::npos; at = json.find('\\', at)) {
         const auto length = escapeLength(json.substr(at));
@@ -82,11 +58,11 @@ bool escapesAreSound(std::string_view json) noexcept {
     return true;
 }
 
-/// Walks a text that the parser has indexed: its UTF-8, and that strings end and hold no control
-/// characters, are known then.
+/// Walks a text that the parser has indexed. The index proves that the text is UTF-8 and that its
+/// strings end and hold no control characters.
 ///
-/// That there is no white space between tokens is seen from the characters before each. Taking the
-/// white space out with the parser, to compare, took as long as the walk.
+/// The characters before each token show that there is no white space. Removing white space with
+/// the parser, to compare, took as long as the walk.
 class CompactWalk {
   public:
     explicit CompactWalk(ondemand::document& document) : document_(document) {}
@@ -137,25 +113,29 @@ class CompactWalk {
     /// writes.
     [[nodiscard]] InternalEvent::Text visitEvent(ondemand::value value) {
         ondemand::object object;
-        if (value.get_object().get(object) != simdjson::SUCCESS) return {};
+        ondemand::object_iterator next;
+        ondemand::object_iterator last;
+        if (value.get_object().get(object) != simdjson::SUCCESS ||
+            object.begin().get(next) != simdjson::SUCCESS ||
+            object.end().get(last) != simdjson::SUCCESS) {
+            return {};
+        }
         const char* start = nullptr;
         const char* user = nullptr;
-        std::size_t next = 0;
-        for (auto entry : object) {
+        const bool isWhole = visitEventMembers<Fields>([&](auto member) {
             ondemand::field field;
-            if (std::move(entry).get(field) != simdjson::SUCCESS) return {};
+            if (next == last || (*next).get(field) != simdjson::SUCCESS) return false;
             const auto key = field.key();
-            if (next == members.size() || !key.unsafe_is_equal(members[next].key)) return {};
-            if (!isCompactField(field)) return {};
-            // A brace and a quote stand before the first key, a comma and a quote before the
-            // others.
-            if (next == 0) start = key.raw() - 2;
-            if (members[next].kind == Kind::strings) user = key.raw() - 2;
-            if (!visitMember(field.value(), members[next].kind)) return {};
+            if (!key.unsafe_is_equal(member.key) || !isCompactField(field)) return false;
+            // A brace or a comma, and a quote, stand before the key. The last key is "user".
+            user = key.raw() - 2;
+            if (start == nullptr) start = user;
+            if (!visitMember(field.value(), member.field)) return false;
             ++next;
-        }
+            return true;
+        });
         const char* end = nullptr;
-        if (next != members.size() || !endsCompactly('}') ||
+        if (!isWhole || next != last || !endsCompactly('}') ||
             document_.current_location().get(end) != simdjson::SUCCESS) {
             return {};
         }
@@ -181,34 +161,30 @@ class CompactWalk {
         return endsCompactly('}');
     }
 
-    [[nodiscard]] static bool visitString(ondemand::value& value) {
+    [[nodiscard]] static bool visitString(ondemand::value value) {
         ondemand::raw_json_string string;
         return value.get_raw_json_string().get(string) == simdjson::SUCCESS;
     }
 
-    [[nodiscard]] bool visitMember(ondemand::value value, Kind kind) {
-        switch (kind) {
-            case Kind::optionalString: {
-                bool isNull = false;
-                if (value.is_null().get(isNull) != simdjson::SUCCESS) return false;
-                return isNull || visitString(value);
-            }
-            case Kind::string:
-                return visitString(value);
-            case Kind::integer: {
-                std::int64_t integer = 0;
-                return value.get_int64().get(integer) == simdjson::SUCCESS;
-            }
-            case Kind::object: {
-                ondemand::json_type type{};
-                return value.type().get(type) == simdjson::SUCCESS &&
-                       type == ondemand::json_type::object && visit(value, maximumPropertiesDepth);
-            }
-            case Kind::strings:
-                return visitMembers(value,
-                                    [](ondemand::value member) { return visitString(member); });
+    /// Visits the value of a member that `Field` holds.
+    template <typename Field>
+    [[nodiscard]] bool visitMember(ondemand::value value, Field Fields::* /*field*/) {
+        if constexpr (std::is_same_v<Field, Fields::OptionalText>) {
+            bool isNull = false;
+            if (value.is_null().get(isNull) != simdjson::SUCCESS) return false;
+            return isNull || visitString(value);
+        } else if constexpr (std::is_same_v<Field, Fields::Text>) {
+            return visitString(value);
+        } else if constexpr (std::is_same_v<Field, Fields::User>) {
+            return visitMembers(value, visitString);
+        } else if constexpr (std::is_same_v<Field, Fields::Properties>) {
+            ondemand::json_type type{};
+            return value.type().get(type) == simdjson::SUCCESS &&
+                   type == ondemand::json_type::object && visit(value, maximumPropertiesDepth);
+        } else {
+            std::int64_t integer = 0;
+            return value.get_int64().get(integer) == simdjson::SUCCESS;
         }
-        return false;
     }
 
     [[nodiscard]] static bool isCompactField(ondemand::field& field) {
@@ -229,7 +205,7 @@ class CompactWalk {
     ondemand::document& document_;
 };
 
-/// The events of a file that this library wrote; nothing when anything in it is otherwise.
+/// The events of a file in exactly the form that this library writes; otherwise nothing.
 std::optional<std::vector<InternalEvent>> decodeCanonical(
     const std::shared_ptr<const std::string>& json) {
     if (!json->starts_with('[') || !json->ends_with(']') || !escapesAreSound(*json)) {
@@ -256,7 +232,7 @@ std::optional<std::vector<InternalEvent>> decodeCanonical(
         if (text.json.empty()) return std::nullopt;
         events.push_back(InternalEvent::fromText(json, text));
     }
-    // Nothing may follow the array, and nothing stand before its end.
+    // Nothing follows the array, and no white space stands before its end.
     if (document.current_location().error() == simdjson::SUCCESS) return std::nullopt;
     if (isSpace((*json)[json->size() - 2])) return std::nullopt;
     return events;
@@ -264,18 +240,15 @@ std::optional<std::vector<InternalEvent>> decodeCanonical(
 
 DecodedEvents decodeAny(std::string_view json) {
     const auto parsed = parseJSON(json);
-    if (!parsed.ok()) return {{}, parsed.error()};
+    if (!parsed.ok()) return {{}, parsed.status()};
     const auto* array = parsed->ifArray();
-    if (array == nullptr || !std::all_of(array->begin(), array->end(),
-                                         [](const auto& element) { return element.isObject(); })) {
-        return {};
-    }
+    if (array == nullptr || !std::ranges::all_of(*array, &JSONValue::isObject)) return {};
     DecodedEvents decoded;
     decoded.isList = true;
     for (const auto& element : *array) {
         auto event = InternalEvent::fromDictionary(element.object());
-        // One without a text, for example with a number beyond all doubles, could never be saved
-        // again and would take the others with it.
+        // An event without a text, such as with a number beyond all doubles, would keep the whole
+        // queue from being saved.
         if (event.ok() && event->jsonText()) decoded.events.push_back(*std::move(event));
     }
     return decoded;
@@ -286,7 +259,7 @@ DecodedEvents decodeAny(std::string_view json) {
 DecodedEvents decodeEvents(std::string json) {
     json.reserve(json.size() + simdjson::SIMDJSON_PADDING);
     const auto shared = std::make_shared<const std::string>(std::move(json));
-    if (auto events = decodeCanonical(shared)) return {*std::move(events), nullptr, true, true};
+    if (auto events = decodeCanonical(shared)) return {*std::move(events), {}, true, true};
     return decodeAny(*shared);
 }
 

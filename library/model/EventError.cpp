@@ -23,8 +23,10 @@ ZentaraClientError::ZentaraClientError(std::string domain, std::int64_t code,
                                        std::optional<JSONObject> userInfo)
     : domain_(std::move(domain)),
       code_(code),
-      userInfo_(userInfo ? withValidUTF8(*std::move(userInfo)) : JSONObject()),
-      description_(storedDescription(userInfo_)) {}
+      userInfo_(userInfo ? withValidUTF8(*std::move(userInfo)) : JSONObject()) {
+    const auto* const value = userInfo_.find(localizedDescriptionKey);
+    if (value != nullptr) description_ = value->ifString().value_or("");
+}
 
 ZentaraClientError::ZentaraClientError(EventErrorCode code, const std::string& message)
     : ZentaraClientError(errorDomain, static_cast<std::int64_t>(code),
@@ -32,41 +34,27 @@ ZentaraClientError::ZentaraClientError(EventErrorCode code, const std::string& m
 
 ZentaraClientError::~ZentaraClientError() = default;
 
-std::string ZentaraClientError::storedDescription(const JSONObject& userInfo) {
-    const auto* value = userInfo.find(localizedDescriptionKey);
-    const auto text = value == nullptr ? std::nullopt : value->ifString();
-    return !text ? std::string() : std::string(*text);
-}
-
 const char* ZentaraClientError::what() const noexcept {
     return description_.c_str();
 }
 
 ZentaraClientNotInitializedError::ZentaraClientNotInitializedError()
     : ZentaraClientError(EventErrorCode::notInitialized, "Zentara Client not initialized!") {}
-ZentaraClientNotInitializedError::~ZentaraClientNotInitializedError() = default;
 
 ZentaraClientNotReady::ZentaraClientNotReady(const std::string& detail)
     : ZentaraClientError(EventErrorCode::notReady, "Zentara Client is not Ready! " + detail) {}
-ZentaraClientNotReady::~ZentaraClientNotReady() = default;
 
 InvalidDataForSpecifiedSchemaError::InvalidDataForSpecifiedSchemaError(const std::string& detail)
     : ZentaraClientError(EventErrorCode::invalidData,
                          "Data not valid for specified Schema. " + detail) {}
-InvalidDataForSpecifiedSchemaError::~InvalidDataForSpecifiedSchemaError() = default;
 
 UnknownError::UnknownError() : ZentaraClientError(EventErrorCode::unknown, "Unknown error") {}
-UnknownError::~UnknownError() = default;
 
 EventNotQueuedError::EventNotQueuedError()
     : ZentaraClientError(EventErrorCode::notQueued, "Event Not Queued") {}
-EventNotQueuedError::~EventNotQueuedError() = default;
 
 SchemasInitializationError::SchemasInitializationError()
     : ZentaraClientError(EventErrorCode::notQueued, "Zentara client can not get schemas") {}
-SchemasInitializationError::~SchemasInitializationError() = default;
-
-ZentaraClientNotConfiguredError::~ZentaraClientNotConfiguredError() = default;
 
 const char* ZentaraClientNotConfiguredError::what() const noexcept {
     return "ZentaraClient is not configured: call ZentaraClient::useSettings first";

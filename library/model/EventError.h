@@ -26,7 +26,7 @@ enum class EventErrorCode : std::int64_t {
     std::int64_t rawValue) noexcept;
 
 /// Base of every failure that reaches the host through a callback: a domain, a code and a
-/// dictionary that holds one message. Immutable; shared by pointer and free to keep.
+/// dictionary that holds one message. Immutable; shared by pointer, may be kept.
 class ZENTARA_EXPORT ZentaraClientError : public std::exception {
   public:
     /// The domain of the library's own errors.
@@ -35,7 +35,7 @@ class ZENTARA_EXPORT ZentaraClientError : public std::exception {
     /// The key of the message in `userInfo()`.
     static constexpr const char* localizedDescriptionKey = "NSLocalizedDescription";
 
-    /// Also for errors of the host's own.
+    /// For errors of the host's own, too.
     ZentaraClientError(std::string domain, std::int64_t code,
                        std::optional<JSONObject> userInfo = std::nullopt);
     ~ZentaraClientError() override;
@@ -54,8 +54,6 @@ class ZENTARA_EXPORT ZentaraClientError : public std::exception {
     ZentaraClientError(EventErrorCode code, const std::string& message);
 
   private:
-    static std::string storedDescription(const JSONObject& userInfo);
-
     std::string domain_;
     std::int64_t code_;
     JSONObject userInfo_;
@@ -69,48 +67,41 @@ using ZentaraClientErrorRef = std::shared_ptr<const ZentaraClientError>;
 class ZENTARA_EXPORT ZentaraClientNotInitializedError final : public ZentaraClientError {
   public:
     ZentaraClientNotInitializedError();
-    ~ZentaraClientNotInitializedError() override;
 };
 
-/// An event was sent before the schemas were there; the detail says what became of it.
+/// An event was sent before the schemas had arrived. The detail says what became of it.
 class ZENTARA_EXPORT ZentaraClientNotReady final : public ZentaraClientError {
   public:
     explicit ZentaraClientNotReady(const std::string& detail);
-    ~ZentaraClientNotReady() override;
 };
 
-/// An event's properties do not satisfy its schema; the detail lists every message.
+/// An event's properties do not satisfy its schema. The detail lists every message.
 class ZENTARA_EXPORT InvalidDataForSpecifiedSchemaError final : public ZentaraClientError {
   public:
     explicit InvalidDataForSpecifiedSchemaError(const std::string& detail);
-    ~InvalidDataForSpecifiedSchemaError() override;
 };
 
 /// An event could not be validated, for example because its schema is not known.
 class ZENTARA_EXPORT UnknownError final : public ZentaraClientError {
   public:
     UnknownError();
-    ~UnknownError() override;
 };
 
 /// A valid event could not be stored.
 class ZENTARA_EXPORT EventNotQueuedError final : public ZentaraClientError {
   public:
     EventNotQueuedError();
-    ~EventNotQueuedError() override;
 };
 
 /// The schemas could not be obtained; delivered to the ready callback.
 class ZENTARA_EXPORT SchemasInitializationError final : public ZentaraClientError {
   public:
     SchemasInitializationError();
-    ~SchemasInitializationError() override;
 };
 
 /// Thrown when the library is used before `ZentaraClient::useSettings`. The only failure of the
 /// library that is thrown.
 struct ZENTARA_EXPORT ZentaraClientNotConfiguredError final : std::exception {
-    ~ZentaraClientNotConfiguredError() override;
     [[nodiscard]] const char* what() const noexcept override;
 };
 

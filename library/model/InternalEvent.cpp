@@ -62,41 +62,20 @@ class EventWriter {
     JSONWriter writer_;
 };
 
-void read(RecordReader& reader, std::string_view key, std::string& text) {
-    text = reader.string(key);
-}
-void read(RecordReader& reader, std::string_view key, std::optional<std::string>& text) {
-    text = reader.optionalString(key);
-}
-void read(RecordReader& reader, std::string_view key, std::int64_t& number) {
-    number = reader.integer(key);
-}
-void read(RecordReader& reader, std::string_view key, std::shared_ptr<const JSONValue>& object) {
-    if (const auto* const found = reader.object(key))
-        object = std::make_shared<const JSONValue>(*found);
-}
-void read(RecordReader& reader, std::string_view key, StringMap& strings) {
-    strings = reader.strings(key);
-}
-
 std::optional<InternalEvent::Fields> decodeFields(const JSONObject& dictionary) {
-    RecordReader reader(dictionary);
     InternalEvent::Fields fields;
-    const bool isWhole = visitEventMembers<InternalEvent::Fields>([&](auto member) {
-        read(reader, member.key, fields.*member.field);
-        return !reader.failed();
-    });
+    const bool isWhole = visitEventMembers<InternalEvent::Fields>(
+        [&](auto member) { return readMember(dictionary, member.key, fields.*member.field); });
     return isWhole ? std::optional(std::move(fields)) : std::nullopt;
 }
 
-JSONValue valueOf(const std::string& text) {
-    return text;
+/// A text or a number.
+template <typename Field>
+JSONValue valueOf(const Field& field) {
+    return field;
 }
 JSONValue valueOf(const std::optional<std::string>& text) {
     return text ? JSONValue(*text) : JSONValue();
-}
-JSONValue valueOf(std::int64_t number) {
-    return number;
 }
 JSONValue valueOf(const std::shared_ptr<const JSONValue>& object) {
     return *object;
@@ -121,8 +100,8 @@ InternalEvent::Fields fieldsOfText(std::string_view text) {
     if (const auto parsed = parseJSON(text); parsed.ok() && parsed->isObject()) {
         if (auto fields = decodeFields(parsed->object())) return *std::move(fields);
     }
-    // Unreachable for a text that was written by this class; harmless otherwise, since the text
-    // itself is what is stored and posted.
+    // Unreachable for a text that this class wrote. Harmless for another: the text itself is stored
+    // and posted.
     InternalEvent::Fields empty;
     empty.properties = std::make_shared<const JSONValue>(JSONObject());
     return empty;
@@ -131,10 +110,10 @@ InternalEvent::Fields fieldsOfText(std::string_view text) {
 }  // namespace
 
 struct InternalEvent::Payload {
-    // What a save looks at, for thousands of events, comes first.
+    // A save reads these for thousands of events, so they come first.
     Text text;  // empty when JSON cannot hold the event
     std::shared_ptr<const void> textOwner;
-    // Made at first use. When several threads make them, those that are stored first stay.
+    // Made at first use. If several threads make them, the first to store them wins.
     std::atomic<const Fields*> fields = nullptr;
 
     explicit Payload(Fields given) {

@@ -12,10 +12,10 @@ namespace zentara {
 
 /// A stamped event as it is queued, stored and posted.
 ///
-/// An immutable value: copies share one payload. The payload knows the event as fields, as JSON
-/// text, or both; the form that is missing is made when somebody first asks for it and kept. So an
-/// event is encoded once however often the queue is saved, and an event read from a file is decoded
-/// only if its fields matter. Safe to use from any thread.
+/// An immutable value: copies share one payload. The payload holds the event as fields, as JSON
+/// text or as both. A missing form is made at its first use and kept: an event is encoded once
+/// however often the queue is saved, and an event from a file is decoded only when its fields are
+/// read. Safe to use from any thread.
 class InternalEvent {
   public:
     using Fields = OwnedEventFields;
@@ -34,9 +34,9 @@ class InternalEvent {
 
     explicit InternalEvent(Fields fields);
 
-    /// An event in text at once, without a copy of its fields, which an event that is sent never
-    /// needs: half of the memory allocations of a send. Where JSON cannot hold the event, it has no
-    /// text and says nothing of what it was to be.
+    /// An event that holds its text only: an event that is sent never needs its fields, and copying
+    /// them is half of the memory allocations of a send. If JSON cannot hold the event, it has no
+    /// text and no fields.
     [[nodiscard]] static InternalEvent encoded(const BorrowedFields& fields);
 
     [[nodiscard]] static Result<InternalEvent> fromDictionary(const JSONObject& dictionary);
@@ -55,8 +55,8 @@ class InternalEvent {
     [[nodiscard]] const StringMap& user() const { return fields().user; }
 
     /// The compact text of `toDictionary`, valid as long as this event or a copy. Nothing when JSON
-    /// cannot hold the event: a number that is not finite, or properties nested too deep to be
-    /// read again inside an envelope.
+    /// cannot hold the event: a number that is not finite, or properties nested too deeply for an
+    /// envelope.
     [[nodiscard]] std::optional<std::string_view> jsonText() const;
 
     /// Appends the text without "user", as the collector gets it. False when JSON cannot hold it.
@@ -67,11 +67,11 @@ class InternalEvent {
     /// The same event without its fields in memory, if it has a text.
     [[nodiscard]] InternalEvent packed() const;
 
-    /// The `zentaraActionUUID` as the text spells it, which does not decode the event; empty when
+    /// The `zentaraActionUUID` as the text spells it, found without decoding the event. Empty when
     /// there is no text.
     [[nodiscard]] std::string_view actionUUIDText() const;
 
-    /// Whether both have texts that spell the same user. Users may be equal without it.
+    /// Whether both texts spell the same user. Equal users can be spelled differently.
     [[nodiscard]] bool isOfSameUserText(const InternalEvent& other) const;
 
     /// Whether both are copies of one event: the same payload, whatever it holds.

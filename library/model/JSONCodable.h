@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,9 +14,9 @@
 
 namespace zentara {
 
-/// How a type becomes a JSON dictionary and back. Records bring `toDictionary` and
-/// `fromDictionary` of their own; types that cannot are specialised below. Decoding is strict: the
-/// first required key that is missing, null or of another kind ends it; unknown keys are ignored.
+/// Turns a type into a JSON dictionary and back. Records have `toDictionary` and `fromDictionary`;
+/// for other types there are specialisations. Decoding is strict: the first required key that is
+/// missing, null or of another kind ends it. Unknown keys are ignored.
 template <typename Record>
 struct JSONCoding {
     static JSONObject toDictionary(const Record& record) { return record.toDictionary(); }
@@ -51,28 +52,19 @@ struct JSONCoding<JSONObject> {
 /// A string-to-string dictionary in key order.
 using StringMap = std::map<std::string, std::string>;
 
-/// Reads the fields of one record. The first field that is not there as asked for makes the reader
-/// fail; fields read after that are empty.
-class RecordReader {
-  public:
-    explicit RecordReader(const JSONObject& dictionary) : dictionary_(dictionary) {}
+// Each reads one member of a record into `field` and returns false, with `field` as it was, when
+// the member is missing or of another kind.
 
-    [[nodiscard]] std::string string(std::string_view key);
-    /// A number that holds an integer exactly, 2.0 included.
-    [[nodiscard]] std::int64_t integer(std::string_view key);
-    [[nodiscard]] const JSONObject* object(std::string_view key);
-    [[nodiscard]] const JSONArray* arrayOfObjects(std::string_view key);
-    [[nodiscard]] StringMap strings(std::string_view key);
-    /// Nothing when missing or of another kind; never a failure.
-    [[nodiscard]] std::optional<std::string> optionalString(std::string_view key) const;
-
-    [[nodiscard]] bool failed() const noexcept { return failed_; }
-
-  private:
-    const JSONValue* required(std::string_view key);
-
-    const JSONObject& dictionary_;
-    bool failed_ = false;
-};
+[[nodiscard]] bool readMember(const JSONObject& record, std::string_view key, std::string& field);
+/// A number that holds an integer exactly, 2.0 included.
+[[nodiscard]] bool readMember(const JSONObject& record, std::string_view key, std::int64_t& field);
+/// An object whose values are all strings.
+[[nodiscard]] bool readMember(const JSONObject& record, std::string_view key, StringMap& field);
+/// An object.
+[[nodiscard]] bool readMember(const JSONObject& record, std::string_view key,
+                              std::shared_ptr<const JSONValue>& field);
+/// Always true: a member that is missing or no string gives nothing.
+[[nodiscard]] bool readMember(const JSONObject& record, std::string_view key,
+                              std::optional<std::string>& field);
 
 }  // namespace zentara

@@ -1,5 +1,6 @@
 #include "model/ZentaraEnvelope.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -42,18 +43,20 @@ JSONObject ZentaraEnvelope::toDictionary() const {
 }
 
 Result<ZentaraEnvelope> ZentaraEnvelope::fromDictionary(const JSONObject& dictionary) {
-    RecordReader reader(dictionary);
     ZentaraEnvelope envelope;
-    envelope.zentaraClientUUID = reader.string("zentaraClientUUID");
-    envelope.zentaraClientTenant = reader.string("zentaraClientTenant");
-    envelope.zentaraClientType = reader.string("zentaraClientType");
-    envelope.zentaraClientDeviceGroup = reader.string("zentaraClientDeviceGroup");
-    envelope.zentaraClientTs = reader.integer("zentaraClientTs");
-    const auto* actions = reader.arrayOfObjects("actions");
-    envelope.zentaraDispatchNumber = reader.integer("zentaraDispatchNumber");
-    envelope.zentaraActionCounter = reader.integer("zentaraActionCounter");
-    if (reader.failed()) return std::make_shared<DecodingError>();
-    for (const auto& action : *actions) {
+    const auto* const actions = dictionary.find("actions");
+    if (!(readMember(dictionary, "zentaraClientUUID", envelope.zentaraClientUUID) &&
+          readMember(dictionary, "zentaraClientTenant", envelope.zentaraClientTenant) &&
+          readMember(dictionary, "zentaraClientType", envelope.zentaraClientType) &&
+          readMember(dictionary, "zentaraClientDeviceGroup", envelope.zentaraClientDeviceGroup) &&
+          readMember(dictionary, "zentaraClientTs", envelope.zentaraClientTs) &&
+          readMember(dictionary, "zentaraDispatchNumber", envelope.zentaraDispatchNumber) &&
+          readMember(dictionary, "zentaraActionCounter", envelope.zentaraActionCounter) &&
+          actions != nullptr && actions->isArray() &&
+          std::ranges::all_of(actions->array(), &JSONValue::isObject))) {
+        return std::make_shared<DecodingError>();
+    }
+    for (const auto& action : actions->array()) {
         auto decoded = InternalEvent::fromDictionary(action.object());
         if (!decoded.ok()) return decoded.status();
         envelope.actions.push_back(*std::move(decoded));
@@ -66,10 +69,8 @@ std::optional<std::string> ZentaraEnvelope::requestBody() const {
     if (!appendJSON(body, headOf(*this))) return std::nullopt;
     body.pop_back();
     body += R"(,"actions":[)";
-    bool first = true;
     for (const auto& action : actions) {
-        if (!first) body += ',';
-        first = false;
+        if (&action != actions.data()) body += ',';
         if (!action.appendBodyText(body)) return std::nullopt;
     }
     body += "]}";

@@ -31,8 +31,8 @@ struct ZentaraEnvelope {
     /// Fails with the error of the first action that does not decode, or with its own.
     [[nodiscard]] static Result<ZentaraEnvelope> fromDictionary(const JSONObject& dictionary);
 
-    /// The compact JSON text to post: the same members, each action without its user. Actions are
-    /// taken over as the texts that they are stored as. Nothing when JSON cannot hold one of them.
+    /// The compact JSON text to post: the same members, each action without its user. Copies the
+    /// stored texts of the actions. Nothing when JSON cannot hold one of them.
     [[nodiscard]] std::optional<std::string> requestBody() const;
 
     friend bool operator==(const ZentaraEnvelope&, const ZentaraEnvelope&) = default;

@@ -13,7 +13,7 @@ using namespace test;
 TEST(EventDecoder, CanonicalFileKeepsItsTexts) {
     const auto events = sampleEvents(1, 5);
     const auto decoded = decodeEvents(fileOf(events));
-    ASSERT_EQ(decoded.error, nullptr);
+    ASSERT_TRUE(decoded.status.ok());
     EXPECT_TRUE(decoded.isCanonical);
     EXPECT_EQ(fileOf(decoded.events), fileOf(events));
     EXPECT_EQ(decoded.events, events);
@@ -41,7 +41,7 @@ TEST(EventDecoder, OtherSpellingsAreRewritten) {
     }
     for (const auto& file : files) {
         const auto decoded = decodeEvents(file);
-        EXPECT_EQ(decoded.error, nullptr) << file;
+        EXPECT_TRUE(decoded.status.ok()) << file;
         EXPECT_FALSE(decoded.isCanonical) << file;
         ASSERT_EQ(decoded.events.size(), 1U) << file;
         EXPECT_EQ(decoded.events[0].jsonText(), text) << file;
@@ -61,13 +61,13 @@ TEST(EventDecoder, ElementsThatAreNoEventsAreLeftOut) {
         auto bad = good;
         bad.replace(bad.find(sound), sound.size(), damaged);
         const auto decoded = decodeEvents("[" + good + "," + bad + "," + good + "]");
-        EXPECT_EQ(decoded.error, nullptr);
+        EXPECT_TRUE(decoded.status.ok());
         EXPECT_EQ(numbersOf(decoded.events), (std::vector<std::int64_t>{1, 1})) << damaged;
     }
 
     for (const char* foreign : {"{}", "[1,2]", "[{},5]", R"({"a":[]})"}) {
         const auto nothing = decodeEvents(foreign);
-        EXPECT_EQ(nothing.error, nullptr) << foreign;
+        EXPECT_TRUE(nothing.status.ok()) << foreign;
         EXPECT_FALSE(nothing.isList) << foreign;
         EXPECT_TRUE(nothing.events.empty()) << foreign;
     }
@@ -76,7 +76,7 @@ TEST(EventDecoder, ElementsThatAreNoEventsAreLeftOut) {
 TEST(EventDecoder, EveryTruncationIsAnError) {
     const auto file = fileOf(sampleEvents(1, 2));
     for (std::size_t length = 0; length < file.size(); ++length) {
-        EXPECT_NE(decodeEvents(file.substr(0, length)).error, nullptr) << length;
+        EXPECT_FALSE(decodeEvents(file.substr(0, length)).status.ok()) << length;
     }
 }
 
@@ -101,7 +101,7 @@ TEST(EventDecoder, InvalidEscapesAreErrors) {
             file.replace(file.rfind(place), std::string_view(place).size(), escape);
             const auto decoded = decodeEvents(file);
             EXPECT_EQ(decoded.isCanonical, outcome == Outcome::kept) << file;
-            EXPECT_EQ(decoded.error == nullptr, outcome != Outcome::error) << file;
+            EXPECT_EQ(decoded.status.ok(), outcome != Outcome::error) << file;
         }
     }
 }

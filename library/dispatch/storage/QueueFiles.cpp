@@ -63,7 +63,7 @@ StoredEvents readContents(FileSystem& files, const Path& file) {
     if (bytes->empty()) return {};
     auto decoded = decodeEvents(*std::move(bytes));
     return {decoded.isList ? State::list : State::damaged, std::move(decoded.events),
-            std::move(decoded.error), decoded.isCanonical};
+            std::move(decoded.status), decoded.isCanonical};
 }
 
 }  // namespace

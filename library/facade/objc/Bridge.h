@@ -1,7 +1,7 @@
 #pragma once
 
-// The bridge: plain C, through which the Objective-C classes reach the library. Its structures and
-// functions compile in both languages. No exception of either language passes through a function.
+// The bridge between the Objective-C classes and the library, in plain C. It compiles in both
+// languages. No exception of either language passes through its functions.
 
 #include <stdbool.h>
 #include <stddef.h>
@@ -32,12 +32,12 @@ typedef struct ZentaraHeld {
 // The process.
 
 /// Writes one line that names the cause to standard error and aborts the process.
-__attribute__((noreturn)) void zentaraFatalError(ZentaraText cause) ZENTARA_NOEXCEPT;
+__attribute__((noreturn)) void zentaraFatalError(const char* cause) ZENTARA_NOEXCEPT;
 
 /// Writes one line to standard error in one piece.
 void zentaraWarn(ZentaraText line) ZENTARA_NOEXCEPT;
 
-/// How many bytes of this thread's stack are left; the largest number when that is not known.
+/// How many bytes of this thread's stack are left; the largest number if it is not known.
 size_t zentaraStackLeft(void) ZENTARA_NOEXCEPT;
 
 /// The endpoints of the library. An absent text leaves the one in force.
@@ -57,10 +57,8 @@ void zentaraSetPreferencesDirectory(ZentaraText path) ZENTARA_NOEXCEPT;
 
 // Values.
 
-/// A JSON value and a JSON object that belong to an event, an error or the statistics. They live as
-/// long as these and never change.
+/// A JSON value that belongs to an event. It lives as long as the event and never changes.
 typedef struct ZentaraValue ZentaraValue;
-typedef struct ZentaraObject ZentaraObject;
 
 typedef enum ZentaraValueKind {
     zentaraNullValue,
@@ -82,23 +80,21 @@ typedef struct ZentaraValueView {
         uint64_t unsignedInteger;
         double real;
         ZentaraText text;
-        size_t arrayCount;
-        const ZentaraObject* object;
+        size_t count;  ///< of the elements of an array, or of the members of an object
     };
 } ZentaraValueView;
 
 ZentaraValueView zentaraViewValue(const ZentaraValue* value) ZENTARA_NOEXCEPT;
 const ZentaraValue* zentaraElement(const ZentaraValue* array, size_t index) ZENTARA_NOEXCEPT;
-size_t zentaraMemberCount(const ZentaraObject* object) ZENTARA_NOEXCEPT;
-ZentaraText zentaraMemberKey(const ZentaraObject* object, size_t index) ZENTARA_NOEXCEPT;
-const ZentaraValue* zentaraMemberValue(const ZentaraObject* object, size_t index) ZENTARA_NOEXCEPT;
+/// The member's value. Sets `key`.
+const ZentaraValue* zentaraMember(const ZentaraValue* object, size_t index,
+                                  ZentaraText* key) ZENTARA_NOEXCEPT;
 
-/// A JSON object under construction. Values are added in the order of a document's text; an array
-/// and an object are closed by their number of elements. Each value of an object follows its key,
-/// which is added as a text.
+/// A JSON object under construction. Values are added in the order of a document's text. The number
+/// of elements closes an array or an object. Each value of an object follows its key, a text.
 typedef struct ZentaraBuilder ZentaraBuilder;
 
-/// To be given to `zentaraMakeEvent` or `zentaraSend` when the object is closed, or discarded.
+/// To be discarded, or given to `zentaraMakeEvent` or `zentaraSend` when its object is closed.
 ZentaraBuilder* zentaraMakeBuilder(void) ZENTARA_NOEXCEPT;
 void zentaraDiscardBuilder(ZentaraBuilder* builder) ZENTARA_NOEXCEPT;
 
@@ -112,21 +108,25 @@ size_t zentaraQueuedDepth(void) ZENTARA_NOEXCEPT;
 
 // Errors.
 
-/// The classes of errors.
+// The classes of errors, without and with a detail.
+// clang-format off
+#define ZENTARA_EACH_PLAIN_ERROR(APPLY) \
+    APPLY(ZentaraClientNotInitializedError) APPLY(UnknownError) APPLY(EventNotQueuedError) \
+    APPLY(SchemasInitializationError)
+#define ZENTARA_EACH_DETAILED_ERROR(APPLY) \
+    APPLY(ZentaraClientNotReady) APPLY(InvalidDataForSpecifiedSchemaError)
+// clang-format on
+#define ZENTARA_KIND(name) zentaraKindOf##name,
 typedef enum ZentaraErrorKind {
-    zentaraNotInitializedError,
-    zentaraNotReadyError,
-    zentaraInvalidDataError,
-    zentaraUnknownError,
-    zentaraEventNotQueuedError,
-    zentaraSchemasInitializationError,
-    zentaraOtherError,
+    ZENTARA_EACH_PLAIN_ERROR(ZENTARA_KIND) ZENTARA_EACH_DETAILED_ERROR(ZENTARA_KIND)
+        zentaraOtherError,
 } ZentaraErrorKind;
+#undef ZENTARA_KIND
 
 /// One error, immutable.
 typedef struct ZentaraError ZentaraError;
 
-/// A new error of any class but the last, to be released. Classes without a detail ignore it.
+/// A new error of any kind but the last, to be released. Kinds without a detail ignore it.
 ZentaraError* zentaraMakeError(ZentaraErrorKind kind, ZentaraText detail) ZENTARA_NOEXCEPT;
 void zentaraReleaseError(ZentaraError* error) ZENTARA_NOEXCEPT;
 
@@ -142,7 +142,7 @@ ZentaraErrorView zentaraViewError(const ZentaraError* error) ZENTARA_NOEXCEPT;
 
 // Events.
 
-/// What an event holds beside its properties. The relation id may be absent.
+/// The texts of an event. The relation id may be absent.
 typedef struct ZentaraEventTexts {
     ZentaraText schemaId;
     ZentaraText schemaVersion;
@@ -165,23 +165,24 @@ void zentaraReleaseEvent(ZentaraEvent* event) ZENTARA_NOEXCEPT;
 
 /// The results of these live as long as the event. All texts of a null event are absent.
 ZentaraEventTexts zentaraEventTexts(const ZentaraEvent* event) ZENTARA_NOEXCEPT;
-const ZentaraObject* zentaraEventProperties(const ZentaraEvent* event) ZENTARA_NOEXCEPT;
+const ZentaraValue* zentaraEventProperties(const ZentaraEvent* event) ZENTARA_NOEXCEPT;
 
 // Clients.
 
 /// A reference to one client.
 typedef struct ZentaraClientHandle ZentaraClientHandle;
 
-// Calls of the application's blocks. The arguments belong to the caller; `error` may be null.
-typedef void (*ZentaraReadyCall)(void* block, const ZentaraError* error);
-typedef void (*ZentaraSendCall)(void* context, const ZentaraEvent* event,
-                                const ZentaraError* error);
-typedef void (*ZentaraAnonymousUserCall)(void* block, ZentaraText type, ZentaraText value,
-                                         ZentaraText publicValue);
-typedef void (*ZentaraHsidCall)(void* block, ZentaraText hsid);
-typedef void (*ZentaraFetchCall)(void* block, uint64_t result);
+// Calls of the application's blocks, implemented in Objective-C. The arguments belong to the
+// caller; `error` may be null. The context of a send is its `SendHandler`.
+void zentaraCallReady(void* block, const ZentaraError* error) ZENTARA_NOEXCEPT;
+void zentaraCallSend(void* context, const ZentaraEvent* event,
+                     const ZentaraError* error) ZENTARA_NOEXCEPT;
+void zentaraCallAnonymousUser(void* block, ZentaraText type, ZentaraText value,
+                              ZentaraText publicValue) ZENTARA_NOEXCEPT;
+void zentaraCallHsid(void* block, ZentaraText hsid) ZENTARA_NOEXCEPT;
+void zentaraCallFetch(void* block, uint64_t result) ZENTARA_NOEXCEPT;
 
-/// A client without collaborators, which sends nothing, to be released.
+/// A client without collaborators, to be released.
 ZentaraClientHandle* zentaraMakePlainClient(void) ZENTARA_NOEXCEPT;
 
 /// Another reference to the same client, to be released.
@@ -195,47 +196,42 @@ const void* zentaraClientIdentity(const ZentaraClientHandle* client) ZENTARA_NOE
 ZentaraClientHandle* zentaraSharedClient(void) ZENTARA_NOEXCEPT;
 
 /// Shares `client`, which may be null. `keeper` is released when the client is no longer shared
-/// and all references that were taken from there are gone.
+/// and all references to the shared client are gone.
 void zentaraSetSharedClient(const ZentaraClientHandle* client, ZentaraHeld keeper) ZENTARA_NOEXCEPT;
 
-/// Whether `client` is the shared one and no keeper is kept with it.
-bool zentaraIsSharedWithoutKeeper(const ZentaraClientHandle* client) ZENTARA_NOEXCEPT;
-
-/// Keeps `keeper` for as long as `client` is shared; not at all if it is not.
+/// Holds `keeper` for as long as `client` is shared. Releases it at once if `client` is not shared
+/// or has a keeper.
 void zentaraKeepWhileShared(const ZentaraClientHandle* client, ZentaraHeld keeper) ZENTARA_NOEXCEPT;
 
 bool zentaraIsConfigured(void) ZENTARA_NOEXCEPT;
 
-/// False when `environment` is not one.
+/// False if there is no such environment.
 bool zentaraUseSettings(ZentaraText tenant, int64_t environment,
                         ZentaraText advertisingId) ZENTARA_NOEXCEPT;
 
-/// These return null or false before the settings are there, and do not call the block then.
-ZentaraClientHandle* zentaraGetClient(ZentaraHeld block, ZentaraReadyCall call) ZENTARA_NOEXCEPT;
+// Before the settings are there, these return null or false and do not call the block.
+ZentaraClientHandle* zentaraGetClient(ZentaraHeld block) ZENTARA_NOEXCEPT;
 bool zentaraSetLoggedUser(int64_t tokenType, ZentaraText token) ZENTARA_NOEXCEPT;
 bool zentaraRemoveLoggedUser(void) ZENTARA_NOEXCEPT;
-bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraHeld block,
-                             ZentaraAnonymousUserCall call) ZENTARA_NOEXCEPT;
-bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraHeld block,
-                    ZentaraHsidCall call) ZENTARA_NOEXCEPT;
+bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraHeld block) ZENTARA_NOEXCEPT;
+bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraHeld block) ZENTARA_NOEXCEPT;
 
-/// Whether there is a type of tokens with this value.
+/// Whether there is a token type with this value.
 bool zentaraIsTokenType(int64_t tokenType) ZENTARA_NOEXCEPT;
 
-/// Sends one event and takes `properties` over. Calls `call`, unless it is null, before it returns.
+/// Sends one event and takes `properties` over. Calls `zentaraCallSend` before it returns.
 void zentaraSend(const ZentaraClientHandle* client, const ZentaraEventTexts* texts,
-                 ZentaraBuilder* properties, void* context, ZentaraSendCall call) ZENTARA_NOEXCEPT;
+                 ZentaraBuilder* properties, void* context) ZENTARA_NOEXCEPT;
 
-/// The same for an event that exists, with `relationId` in place of its own.
+/// Sends `event` in the same way, with `relationId` in place of its own.
 void zentaraSendEvent(const ZentaraClientHandle* client, const ZentaraEvent* event,
-                      ZentaraText relationId, void* context, ZentaraSendCall call) ZENTARA_NOEXCEPT;
+                      ZentaraText relationId, void* context) ZENTARA_NOEXCEPT;
 
-/// Counts an event that JSON cannot hold. Returns the error for its handler, to be released.
+/// Counts an event that JSON cannot hold. Returns the error for the handler, to be released.
 ZentaraError* zentaraRefuseEvent(const ZentaraClientHandle* client,
                                  ZentaraText schemaId) ZENTARA_NOEXCEPT;
 
-void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block,
-                         ZentaraFetchCall call) ZENTARA_NOEXCEPT;
+void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block) ZENTARA_NOEXCEPT;
 
 // Statistics.
 
@@ -254,11 +250,10 @@ typedef struct ZentaraStatistics {
 #undef ZENTARA_FAILURE
 } ZentaraStatistics;
 
-/// Calls `call` with the statistics of this process before it returns. Their texts live as long as
-/// the call.
-void zentaraReadStatistics(void* context,
-                           void (*call)(void* context,
-                                        const ZentaraStatistics* statistics)) ZENTARA_NOEXCEPT;
+/// Calls `zentaraCopyStatistics`, which is implemented in Objective-C, before it returns. The texts
+/// live as long as the call.
+void zentaraReadStatistics(void* object) ZENTARA_NOEXCEPT;
+void zentaraCopyStatistics(void* object, const ZentaraStatistics* statistics) ZENTARA_NOEXCEPT;
 
 #if defined(__cplusplus)
 }

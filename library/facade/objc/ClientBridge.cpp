@@ -1,15 +1,18 @@
+#include <algorithm>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include <zentara/ZentaraClient.h>
 #include "facade/ZentaraClientAccess.h"
 #include "facade/objc/Handles.h"
+#include "support/Diagnostics.h"
+#include "support/WorkLimits.h"
 
 using namespace zentara;
 
 struct ZentaraClientHandle {
-    /// Owns the client only. The pointer that is shared may own a keeper as well, and through it
-    /// this handle.
+    /// Owns the client only. The shared pointer may own a keeper too, and with it this handle.
     std::shared_ptr<ZentaraClient> client;
 };
 
@@ -29,12 +32,20 @@ ZentaraClientHandle* handle(const std::shared_ptr<ZentaraClient>& client) {
         .release();
 }
 
-ZentaraClient::SendHandler handler(void* context, ZentaraSendCall call) {
-    if (call == nullptr) return nullptr;
-    return [context, call](const EventRef& event, const ZentaraClientErrorRef& error) {
+ZentaraClient::SendHandler handler(void* context) {
+    return [context](const EventRef& event, const ZentaraClientErrorRef& error) {
         const ZentaraEvent bridgedEvent{event};
         const ZentaraError bridgedError{error};
-        call(context, &bridgedEvent, error ? &bridgedError : nullptr);
+        zentaraCallSend(context, &bridgedEvent, error ? &bridgedError : nullptr);
+    };
+}
+
+/// A callback that calls `call` with the block; null without a block.
+template <typename Callback, typename Call>
+Callback calling(ZentaraHeld block, const Call& call) {
+    if (block.object == nullptr) return nullptr;
+    return [block = held(block), call](const auto&... values) {
+        call(block.get(), values...);
     };
 }
 
@@ -44,7 +55,7 @@ std::shared_ptr<ZentaraClient> keptBy(ZentaraHeld keeper,
     return {held(keeper), client.get()};
 }
 
-/// Whether the operation was carried out: it throws before the settings are there.
+/// False if the operation throws because the settings are not there yet.
 template <typename Operation>
 bool ifConfigured(const Operation& operation) {
     try {
@@ -81,14 +92,13 @@ void zentaraSetSharedClient(const ZentaraClientHandle* client, ZentaraHeld keepe
     ZentaraClient::setSharedClient(client == nullptr ? nullptr : keptBy(keeper, client->client));
 }
 
-bool zentaraIsSharedWithoutKeeper(const ZentaraClientHandle* client) noexcept {
-    const auto shared = ZentaraClient::sharedClient();
-    return shared == client->client && !shared.owner_before(client->client) &&
-           !client->client.owner_before(shared);
-}
-
 void zentaraKeepWhileShared(const ZentaraClientHandle* client, ZentaraHeld keeper) noexcept {
-    ZentaraClientAccess::holdSharedClient(keptBy(keeper, client->client));
+    const auto holder = keptBy(keeper, client->client);
+    const auto shared = ZentaraClient::sharedClient();
+    // A pointer with a keeper has another owner than the client.
+    const bool hasKeeper =
+        shared.owner_before(client->client) || client->client.owner_before(shared);
+    if (shared == holder && !hasKeeper) ZentaraClientAccess::holdSharedClient(holder);
 }
 
 bool zentaraIsConfigured() noexcept {
@@ -103,14 +113,12 @@ bool zentaraUseSettings(ZentaraText tenant, int64_t environment,
     return true;
 }
 
-ZentaraClientHandle* zentaraGetClient(ZentaraHeld block, ZentaraReadyCall call) noexcept {
-    ZentaraClient::ReadyCallback callback;
-    if (auto ready = held(block)) {
-        callback = [ready = std::move(ready), call](const ZentaraClientErrorRef& error) {
+ZentaraClientHandle* zentaraGetClient(ZentaraHeld block) noexcept {
+    auto callback = calling<ZentaraClient::ReadyCallback>(
+        block, [](void* ready, const ZentaraClientErrorRef& error) {
             const ZentaraError bridgedError{error};
-            call(ready.get(), error ? &bridgedError : nullptr);
-        };
-    }
+            zentaraCallReady(ready, error ? &bridgedError : nullptr);
+        });
     ZentaraClientHandle* client = nullptr;
     ifConfigured([&] { client = handle(ZentaraClient::get(std::move(callback))); });
     return client;
@@ -130,42 +138,33 @@ bool zentaraRemoveLoggedUser() noexcept {
     return ifConfigured([] { ZentaraClient::removeLoggedUser(); });
 }
 
-bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraHeld block,
-                             ZentaraAnonymousUserCall call) noexcept {
-    ZentaraClient::AnonymousUserCallback callback;
-    if (auto user = held(block)) {
-        callback = [user = std::move(user), call](const std::string& type, const std::string& value,
-                                                  const std::optional<std::string>& publicValue) {
-            call(user.get(), bridged(type), bridged(value),
-                 publicValue ? bridged(*publicValue) : ZentaraText{});
-        };
-    }
+bool zentaraGetAnonymousUser(const ZentaraClientHandle* client, ZentaraHeld block) noexcept {
+    const auto callback = calling<ZentaraClient::AnonymousUserCallback>(
+        block, [](void* user, const std::string& type, const std::string& value,
+                  const std::optional<std::string>& publicValue) {
+            zentaraCallAnonymousUser(user, bridged(type), bridged(value),
+                                     optionalBridged(publicValue));
+        });
     return ifConfigured([&] { client->client->getAnonymousUser(callback); });
 }
 
-bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraHeld block,
-                    ZentaraHsidCall call) noexcept {
-    ZentaraClient::HsidCallback callback;
-    if (auto hsid = held(block)) {
-        callback = [hsid = std::move(hsid), call](const std::string& value) {
-            call(hsid.get(), bridged(value));
-        };
-    }
+bool zentaraGetHsid(const ZentaraClientHandle* client, ZentaraHeld block) noexcept {
+    auto callback = calling<ZentaraClient::HsidCallback>(
+        block, [](void* hsid, const std::string& value) { zentaraCallHsid(hsid, bridged(value)); });
     return ifConfigured([&] { client->client->getHsid(std::move(callback)); });
 }
 
 void zentaraSend(const ZentaraClientHandle* client, const ZentaraEventTexts* texts,
-                 ZentaraBuilder* properties, void* context, ZentaraSendCall call) noexcept {
+                 ZentaraBuilder* properties, void* context) noexcept {
     client->client->send(string(texts->schemaId), string(texts->schemaVersion),
                          string(texts->contentType), string(texts->url), string(texts->referer),
                          ZentaraBuilder::finish(properties), optionalString(texts->relationId),
-                         handler(context, call));
+                         handler(context));
 }
 
 void zentaraSendEvent(const ZentaraClientHandle* client, const ZentaraEvent* event,
-                      ZentaraText relationId, void* context, ZentaraSendCall call) noexcept {
-    client->client->send(std::vector{event->event}, optionalString(relationId),
-                         handler(context, call));
+                      ZentaraText relationId, void* context) noexcept {
+    client->client->send(std::vector{event->event}, optionalString(relationId), handler(context));
 }
 
 ZentaraError* zentaraRefuseEvent(const ZentaraClientHandle* client, ZentaraText schemaId) noexcept {
@@ -173,13 +172,61 @@ ZentaraError* zentaraRefuseEvent(const ZentaraClientHandle* client, ZentaraText 
     return std::make_unique<ZentaraError>(std::move(error)).release();
 }
 
-void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block,
-                         ZentaraFetchCall call) noexcept {
-    ZentaraClient::FetchCallback callback;
-    if (auto fetch = held(block)) {
-        callback = [fetch = std::move(fetch), call](BackgroundFetchResult result) {
-            call(fetch.get(), static_cast<std::uint64_t>(result));
-        };
-    }
-    client->client->performFetch(std::move(callback));
+void zentaraPerformFetch(const ZentaraClientHandle* client, ZentaraHeld block) noexcept {
+    client->client->performFetch(
+        calling<ZentaraClient::FetchCallback>(block, [](void* fetch, BackgroundFetchResult result) {
+            zentaraCallFetch(fetch, static_cast<std::uint64_t>(result));
+        }));
+}
+
+void zentaraFatalError(const char* cause) noexcept {
+    fatalError(cause);
+}
+
+void zentaraWarn(ZentaraText line) noexcept {
+    auto text = string(line);
+    // The description of an object of the application may have several lines.
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char character) { return character < ' '; }, ' ');
+    printWarning(text);
+}
+
+size_t zentaraStackLeft() noexcept {
+    return remainingStackSpace();
+}
+
+void zentaraUseEndpoints(ZentaraEndpointTexts texts) noexcept {
+    auto endpoints = ZentaraEndpoints::current();
+    const auto replace = [](std::string& value, ZentaraText text) {
+        if (text.bytes != nullptr) value = string(text);
+    };
+    replace(endpoints.productionCollector, texts.productionCollector);
+    replace(endpoints.qaCollector, texts.qaCollector);
+    replace(endpoints.productionSchemas, texts.productionSchemas);
+    replace(endpoints.qaSchemas, texts.qaSchemas);
+    replace(endpoints.certificateAuthorityFile, texts.certificateAuthorityFile);
+    ZentaraEndpoints::use(endpoints);
+}
+
+void zentaraSetBundleIdentifier(ZentaraText identifier) noexcept {
+    HostApplication::setBundleIdentifier(string(identifier));
+}
+
+void zentaraSetDocumentsDirectory(ZentaraText path) noexcept {
+    HostApplication::setDocumentsDirectory(string(path));
+}
+
+void zentaraSetPreferencesDirectory(ZentaraText path) noexcept {
+    HostApplication::setPreferencesDirectory(string(path));
+}
+
+void zentaraReadStatistics(void* object) noexcept {
+    const auto all = ZentaraClient::statistics();
+    ZentaraStatistics statistics{};
+#define COPY_COUNT(name) statistics.name = all.name;
+#define COPY_FAILURE(name) \
+    statistics.name = {bridged(all.name.text), all.name.time, all.name.inARow};
+    ZENTARA_EACH_COUNT(COPY_COUNT)
+    ZENTARA_EACH_FAILURE(COPY_FAILURE)
+    zentaraCopyStatistics(object, &statistics);
 }

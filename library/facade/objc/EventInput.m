@@ -1,6 +1,4 @@
-#import "facade/objc/HostCode.h"
 #import "facade/objc/Internal.h"
-#import "facade/objc/Values.h"
 
 static const ZentaraText emptyText = {"", 0};
 
@@ -100,7 +98,7 @@ EventInput zentaraConvertEvent(id schemaId, id schemaVersion, id contentType, id
     if (input.refusal != nil) {
         zentaraDiscardBuilder(input.properties);
         input.properties = NULL;
-        input.givenProperties = copyOf(hasRaised ? nil : properties);
+        input.ownProperties = copyOf(hasRaised ? nil : properties);
     }
     return input;
 }

@@ -15,14 +15,14 @@
 // The types of the bridge in C++, and conversions.
 
 struct ZentaraBuilder {
-    /// The finished object. Takes `builder` over; the empty object for null.
+    /// The finished object; the empty object for null. Takes `builder` over.
     [[nodiscard]] static zentara::JSONObject finish(ZentaraBuilder* builder) {
         if (builder == nullptr) return {};
         const std::unique_ptr<ZentaraBuilder> owned(builder);
         return std::move(owned->values.back().object());
     }
 
-    /// Values that are in no container yet. A key is a text before its value.
+    /// Values outside of any container so far. A key is a text before its value.
     std::vector<zentara::JSONValue> values;
 };
 
@@ -51,20 +51,17 @@ namespace zentara {
     return {text.data(), text.size()};
 }
 
-// `ZentaraValue` and `ZentaraObject` have no members: a pointer to either is always a pointer to
-// the C++ value.
+[[nodiscard]] inline ZentaraText optionalBridged(const std::optional<std::string>& text) noexcept {
+    return text ? bridged(*text) : ZentaraText{};
+}
+
+// `ZentaraValue` is never defined: a pointer to it is always a pointer to a `JSONValue`.
 
 [[nodiscard]] inline const ZentaraValue* handleOf(const JSONValue& value) noexcept {
     return reinterpret_cast<const ZentaraValue*>(&value);
 }
-[[nodiscard]] inline const ZentaraObject* handleOf(const JSONObject& object) noexcept {
-    return reinterpret_cast<const ZentaraObject*>(&object);
-}
 [[nodiscard]] inline const JSONValue& valueOf(const ZentaraValue* value) noexcept {
     return *reinterpret_cast<const JSONValue*>(value);
-}
-[[nodiscard]] inline const JSONObject& valueOf(const ZentaraObject* object) noexcept {
-    return *reinterpret_cast<const JSONObject*>(object);
 }
 
 }  // namespace zentara

@@ -1,8 +1,4 @@
-#import "facade/objc/HostCode.h"
-
 #import "facade/objc/Internal.h"
-#import "facade/objc/Runtime.h"
-#import "facade/objc/Values.h"
 
 void zentaraCallHost(const char *where, void (^code)(void)) {
     @autoreleasepool {
@@ -71,17 +67,14 @@ static void tell(id block, QVNEvent *event, QVNZentaraClientError *error) {
     });
 }
 
-static void callSend(void *context, const ZentaraEvent *event, const ZentaraError *error) {
+void zentaraCallSend(void *context, const ZentaraEvent *event, const ZentaraError *error) {
     const SendHandler *handler = context;
+    if (handler->block == nil) return;
     @autoreleasepool {
         const EventInput input = {.url = handler->url, .referer = @""};
         tell(handler->block, zentaraEventObject(zentaraKeepEvent(event), &input),
              zentaraErrorObject(error));
     }
-}
-
-ZentaraSendCall zentaraSendCall(const SendHandler *handler) {
-    return handler->block == nil ? NULL : callSend;
 }
 
 void zentaraWarnNotQueued(ZentaraText schemaId, NSString *reason) {
@@ -95,7 +88,7 @@ void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler
     ZentaraError *error = zentaraRefuseEvent(client, texts->schemaId);
     if (handler->block != nil) {
         const EventInput input = {
-            .url = handler->url, .referer = @"", .refusal = reason, .givenProperties = properties};
+            .url = handler->url, .referer = @"", .refusal = reason, .ownProperties = properties};
         tell(handler->block, zentaraEventObject(zentaraMakeEvent(texts, NULL), &input),
              zentaraErrorObject(error));
     }

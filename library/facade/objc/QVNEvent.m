@@ -1,12 +1,9 @@
 #import "facade/objc/Internal.h"
 
-#import "facade/objc/Values.h"
-
 __attribute__((noreturn)) static void failWithoutValues(void) {
-    const char cause[] =
+    zentaraFatalError(
         "init of Event is not available: events are made with +[QVNZentaraClient "
-        "createEventWithSchemaId:schemaVersion:contentType:url:referer:properties:relationId:]";
-    zentaraFatalError((ZentaraText){cause, sizeof cause - 1});
+        "createEventWithSchemaId:schemaVersion:contentType:url:referer:properties:relationId:]");
 }
 
 @implementation QVNEvent
@@ -53,7 +50,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
     void *known = __atomic_load_n(&_properties, __ATOMIC_ACQUIRE);
     if (known != NULL) return known;
     if (_event == NULL) return [NSDictionary dictionary];
-    // All threads get the dictionary of the fastest.
+    // All threads get the first dictionary that is stored.
     NSDictionary *made = zentaraDictionary(zentaraEventProperties(_event));
     if (__atomic_compare_exchange_n(&_properties, &known, [made retain], false, __ATOMIC_ACQ_REL,
                                     __ATOMIC_ACQUIRE)) {
@@ -82,7 +79,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
     _referer = [input->referer retain];
     _flaw = [input->flaw copy];
     _refusal = [input->refusal copy];
-    _properties = [input->givenProperties retain];
+    _properties = [input->ownProperties retain];
     return self;
 }
 

@@ -1,35 +1,20 @@
 #import "facade/objc/Internal.h"
 
-#import "facade/objc/HostCode.h"
-#import "facade/objc/Values.h"
-
 NSString *const ZentaraClientErrorDomain = @"ZentaraClient";
 NSString *const ZentaraClientNotConfiguredErrorDomain =
     @"ZentaraClient.ZentaraClientNotConfiguredError";
 NSString *const ZentaraClientInvalidArgumentErrorDomain = @"ZentaraClient.InvalidArgument";
 
 static Class classOfKind(ZentaraErrorKind kind) {
-    switch (kind) {
-        case zentaraNotInitializedError:
-            return [QVNZentaraClientNotInitializedError class];
-        case zentaraNotReadyError:
-            return [QVNZentaraClientNotReady class];
-        case zentaraInvalidDataError:
-            return [QVNInvalidDataForSpecifiedSchemaError class];
-        case zentaraUnknownError:
-            return [QVNUnknownError class];
-        case zentaraEventNotQueuedError:
-            return [QVNEventNotQueuedError class];
-        case zentaraSchemasInitializationError:
-            return [QVNSchemasInitializationError class];
-        case zentaraOtherError:
-            break;
-    }
+#define FIND_CLASS(name) \
+    if (kind == zentaraKindOf##name) return [QVN##name class];
+    ZENTARA_EACH_PLAIN_ERROR(FIND_CLASS)
+    ZENTARA_EACH_DETAILED_ERROR(FIND_CLASS)
     return [QVNZentaraClientError class];
 }
 
 static bool isOfTheLibrary(id error) {
-    for (int kind = zentaraNotInitializedError; kind <= zentaraSchemasInitializationError; ++kind) {
+    for (int kind = 0; kind < zentaraOtherError; ++kind) {
         if ([error isKindOfClass:classOfKind((ZentaraErrorKind)kind)]) return true;
     }
     return false;
@@ -41,17 +26,17 @@ static bool isOfTheLibrary(id error) {
                           code:(NSInteger)code
                       userInfo:(NSDictionary *)userInfo {
     if (isOfTheLibrary(self)) {
-        zentaraFatalError(zentaraText([NSString
+        NSString *cause = [NSString
             stringWithFormat:@"unimplemented initializer initWithDomain:code:userInfo: of class %@",
-                             NSStringFromClass([self class])]));
+                             NSStringFromClass([self class])];
+        zentaraFatalError([cause UTF8String]);
     }
     return [super initWithDomain:domain code:code userInfo:userInfo];
 }
 
 - (instancetype)initWithCoder:(NSCoder *)coder {
     (void)coder;
-    const char cause[] = "init(coder:) has not been implemented";
-    zentaraFatalError((ZentaraText){cause, sizeof cause - 1});
+    zentaraFatalError("init(coder:) has not been implemented");
 }
 
 /// Immutable; GNUstep would make a copy with the initialiser above.
@@ -60,7 +45,7 @@ static bool isOfTheLibrary(id error) {
     return [self retain];
 }
 
-/// Past the initialiser above, which the library's classes do not have.
+/// Skips the initialiser above, which is a fatal error for the library's classes.
 - (instancetype)initWithView:(ZentaraErrorView)view {
     return [super initWithDomain:zentaraString(view.domain)
                             code:(NSInteger)view.code
@@ -76,55 +61,23 @@ static bool isOfTheLibrary(id error) {
 
 @end
 
-@implementation QVNZentaraClientNotInitializedError
-- (instancetype)init {
-    return [self initWithKind:zentaraNotInitializedError detail:nil];
-}
-@end
-
-@implementation QVNZentaraClientNotReady
-- (instancetype)initWithDetail:(NSString *)detail {
-    return [self initWithKind:zentaraNotReadyError detail:detail];
-}
-@end
-
-@implementation QVNInvalidDataForSpecifiedSchemaError
-- (instancetype)initWithDetail:(NSString *)detail {
-    return [self initWithKind:zentaraInvalidDataError detail:detail];
-}
-@end
-
-@implementation QVNUnknownError
-- (instancetype)init {
-    return [self initWithKind:zentaraUnknownError detail:nil];
-}
-@end
-
-@implementation QVNEventNotQueuedError
-- (instancetype)init {
-    return [self initWithKind:zentaraEventNotQueuedError detail:nil];
-}
-@end
-
-@implementation QVNSchemasInitializationError
-- (instancetype)init {
-    return [self initWithKind:zentaraSchemasInitializationError detail:nil];
-}
-@end
+// clang-format off
+#define IMPLEMENT_PLAIN(name) \
+    @implementation QVN##name \
+    - (instancetype)init { return [self initWithKind:zentaraKindOf##name detail:nil]; } \
+    @end
+#define IMPLEMENT_DETAILED(name) \
+    @implementation QVN##name \
+    - (instancetype)initWithDetail:(NSString *)detail { \
+        return [self initWithKind:zentaraKindOf##name detail:detail]; \
+    } \
+    @end
+// clang-format on
+ZENTARA_EACH_PLAIN_ERROR(IMPLEMENT_PLAIN)
+ZENTARA_EACH_DETAILED_ERROR(IMPLEMENT_DETAILED)
 
 QVNZentaraClientError *zentaraErrorObject(const ZentaraError *error) {
     if (error == NULL) return nil;
     const ZentaraErrorView view = zentaraViewError(error);
     return [[[classOfKind(view.kind) alloc] initWithView:view] autorelease];
-}
-
-NSError *zentaraNotConfiguredError(void) {
-    // As an error that has neither domain nor code nor message of its own becomes an object.
-    return [NSError errorWithDomain:ZentaraClientNotConfiguredErrorDomain code:1 userInfo:nil];
-}
-
-NSError *zentaraInvalidArgumentError(NSString *message) {
-    return [NSError errorWithDomain:ZentaraClientInvalidArgumentErrorDomain
-                               code:1
-                           userInfo:@{NSLocalizedDescriptionKey : message}];
 }

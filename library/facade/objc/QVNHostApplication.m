@@ -1,6 +1,6 @@
 #import <zentara/QVNHostApplication.h>
 
-#import "facade/objc/Values.h"
+#import "facade/objc/Internal.h"
 
 @implementation QVNHostApplication
 

@@ -1,37 +1,36 @@
-#import <zentara/QVNZentaraClient.h>
-
-#import "facade/objc/Runtime.h"
-#import "facade/objc/HostCode.h"
 #import "facade/objc/Internal.h"
-#import "facade/objc/Values.h"
 
-static void fail(NSError **error, NSError *reason) {
-    if (error != NULL) *error = reason;
+/// Returns `isConfigured`. If it is false, sets the error.
+static bool succeeds(bool isConfigured, NSError **error) {
+    // As an error that has neither domain nor code nor message of its own becomes an object.
+    if (!isConfigured && error != NULL) {
+        *error = [NSError errorWithDomain:ZentaraClientNotConfiguredErrorDomain
+                                     code:1
+                                 userInfo:nil];
+    }
+    return isConfigured;
 }
 
 @interface QVNZentaraClient (Internal)
 - (instancetype)initWithHandle:(ZentaraClientHandle *)handle;
 @end
 
-/// The object of this client, autoreleased; nil for null. Takes `handle` over. While the client is
-/// shared, its object is kept with it.
+/// The object of this client, autoreleased; nil for null. Takes `handle` over. A shared client
+/// holds its object.
 static QVNZentaraClient *objectOf(ZentaraClientHandle *handle) {
     if (handle == NULL) return nil;
     QVNZentaraClient *client = zentaraClientObject(zentaraClientIdentity(handle), ^{
         return [[QVNZentaraClient alloc] initWithHandle:zentaraKeepClient(handle)];
     });
-    // Objects that are shared are often used without being retained.
-    if (zentaraIsSharedWithoutKeeper(handle)) {
-        zentaraKeepWhileShared(handle, zentaraHeldObject(client));
-    }
+    // Shared objects are often used without being retained.
+    zentaraKeepWhileShared(handle, zentaraHeldObject(client));
     zentaraReleaseClient(handle);
     return [client autorelease];
 }
 
 static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
     if (handle == NULL) {
-        const char cause[] = "a QVNZentaraClient is used that was not initialised";
-        zentaraFatalError((ZentaraText){cause, sizeof cause - 1});
+        zentaraFatalError("a QVNZentaraClient is used that was not initialised");
     }
     return handle;
 }
@@ -72,10 +71,8 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 
 + (QVNZentaraClient *)getAndReturnError:(NSError **)error
                           readyCallback:(void (^)(QVNZentaraClientError *))readyCallback {
-    QVNZentaraClient *client =
-        objectOf(zentaraGetClient(zentaraHeldBlock(readyCallback), zentaraCallReady));
-    if (client == nil) fail(error, zentaraNotConfiguredError());
-    return client;
+    QVNZentaraClient *client = objectOf(zentaraGetClient(zentaraHeldBlock(readyCallback)));
+    return succeeds(client != nil, error) ? client : nil;
 }
 
 + (void)useSettingsWithTenant:(NSString *)tenant
@@ -101,34 +98,33 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
     }
 }
 
-/// nil when the user is set, otherwise the error.
-static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
-    if (!zentaraIsConfigured()) return zentaraNotConfiguredError();
-    NSString *refusal = nil;
-    const ZentaraText text = zentaraArgument(token, @"token", &refusal);
-    if (refusal == nil && !zentaraIsTokenType(tokenType)) {
-        refusal = [NSString stringWithFormat:@"there is no token type %lld", (long long)tokenType];
-    }
-    if (refusal != nil) return zentaraInvalidArgumentError(refusal);
-    return zentaraSetLoggedUser(tokenType, text) ? nil : zentaraNotConfiguredError();
-}
-
 + (ZENTARA_BOOL)setLoggedUserWithTokenType:(UserTokenType)tokenType
                                      token:(NSString *)token
                                      error:(NSError **)error {
-    NSError *reason = nil;
+    if (!succeeds(zentaraIsConfigured(), error)) return false;
+    NSString *refusal = nil;
+    bool isSet = false;
     @autoreleasepool {
-        reason = [setLoggedUser(tokenType, token) retain];
+        const ZentaraText text = zentaraArgument(token, @"token", &refusal);
+        if (refusal == nil && !zentaraIsTokenType(tokenType)) {
+            refusal =
+                [NSString stringWithFormat:@"there is no token type %lld", (long long)tokenType];
+        }
+        isSet = refusal == nil && zentaraSetLoggedUser(tokenType, text);
+        [refusal retain];
     }
-    if (reason == nil) return true;
-    fail(error, [reason autorelease]);
+    if (refusal == nil) return succeeds(isSet, error);
+    [refusal autorelease];
+    if (error != NULL) {
+        *error = [NSError errorWithDomain:ZentaraClientInvalidArgumentErrorDomain
+                                     code:1
+                                 userInfo:@{NSLocalizedDescriptionKey : refusal}];
+    }
     return false;
 }
 
 + (ZENTARA_BOOL)removeLoggedUserAndReturnError:(NSError **)error {
-    if (zentaraRemoveLoggedUser()) return true;
-    fail(error, zentaraNotConfiguredError());
-    return false;
+    return succeeds(zentaraRemoveLoggedUser(), error);
 }
 
 + (QVNEvent *)createEventWithSchemaId:(NSString *)schemaId
@@ -151,21 +147,13 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
 - (ZENTARA_BOOL)getAnonymousUserAndReturnError:(NSError **)error
                                   callbackUser:
                                       (void (^)(NSString *, NSString *, NSString *))callbackUser {
-    if (zentaraGetAnonymousUser(handleOf(_client), zentaraHeldBlock(callbackUser),
-                                zentaraCallAnonymousUser)) {
-        return true;
-    }
-    fail(error, zentaraNotConfiguredError());
-    return false;
+    return succeeds(zentaraGetAnonymousUser(handleOf(_client), zentaraHeldBlock(callbackUser)),
+                    error);
 }
 
 - (ZENTARA_BOOL)getHsidAndReturnError:(NSError **)error
                          callbackHsid:(void (^)(NSString *))callbackHsid {
-    if (zentaraGetHsid(handleOf(_client), zentaraHeldBlock(callbackHsid), zentaraCallHsid)) {
-        return true;
-    }
-    fail(error, zentaraNotConfiguredError());
-    return false;
+    return succeeds(zentaraGetHsid(handleOf(_client), zentaraHeldBlock(callbackHsid)), error);
 }
 
 - (void)sendWithSchemaId:(NSString *)schemaId
@@ -182,18 +170,17 @@ static NSError *setLoggedUser(UserTokenType tokenType, NSString *token) {
                                                      referer, properties, relationId);
         handler.url = input.url;
         if (input.refusal != nil) {
-            zentaraRefuse(handleOf(_client), &handler, &input.texts, input.givenProperties,
+            zentaraRefuse(handleOf(_client), &handler, &input.texts, input.ownProperties,
                           input.refusal);
         } else {
             if (input.flaw != nil) zentaraWarnNotQueued(input.texts.schemaId, input.flaw);
-            zentaraSend(handleOf(_client), &input.texts, input.properties, &handler,
-                        zentaraSendCall(&handler));
+            zentaraSend(handleOf(_client), &input.texts, input.properties, &handler);
         }
     }
     zentaraEndSend(&handler);
 }
 
-/// The element of an array as an event; nil when it is something else.
+/// The element of an array as an event; nil if it is another object.
 static QVNEvent *eventIn(id element) {
     @try {
         return [element isKindOfClass:[QVNEvent class]] && [element handle] != NULL ? element : nil;
@@ -202,7 +189,8 @@ static QVNEvent *eventIn(id element) {
     }
 }
 
-/// The elements of what should be an array. A copy: a handler may change the application's array.
+/// A copy of an array of events, because a handler may change the application's array. Another
+/// object becomes one element that is not an event.
 static NSArray *elementsOf(id events) {
     @try {
         if (events == nil) return nil;
@@ -230,7 +218,7 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
         if ([event flaw] != nil) {
             zentaraWarnNotQueued(zentaraEventTexts([event handle]).schemaId, [event flaw]);
         }
-        zentaraSendEvent(client, [event handle], relationId, handler, zentaraSendCall(handler));
+        zentaraSendEvent(client, [event handle], relationId, handler);
         return;
     }
     texts = zentaraEventTexts([event handle]);
@@ -256,7 +244,7 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
 }
 
 - (void)performFetchWith:(void (^)(NSUInteger))completion {
-    zentaraPerformFetch(handleOf(_client), zentaraHeldBlock(completion), zentaraCallFetch);
+    zentaraPerformFetch(handleOf(_client), zentaraHeldBlock(completion));
 }
 
 @end

@@ -1,6 +1,6 @@
 #import <zentara/QVNZentaraClientStatistics.h>
 
-#import "facade/objc/Values.h"
+#import "facade/objc/Internal.h"
 
 @implementation QVNZentaraClientFailure
 
@@ -28,7 +28,7 @@ ZENTARA_EACH_COUNT(SYNTHESIZE)
 ZENTARA_EACH_FAILURE(SYNTHESIZE)
 #undef SYNTHESIZE
 
-static void copyStatistics(void *object, const ZentaraStatistics *found) {
+void zentaraCopyStatistics(void *object, const ZentaraStatistics *found) {
     QVNZentaraClientStatistics *statistics = object;
 #define COPY_COUNT(name) statistics->_##name = found->name;
 #define COPY_FAILURE(name) \
@@ -43,7 +43,7 @@ static void copyStatistics(void *object, const ZentaraStatistics *found) {
     QVNZentaraClientStatistics *statistics =
         [[[QVNZentaraClientStatistics alloc] init] autorelease];
     @autoreleasepool {
-        zentaraReadStatistics(statistics, copyStatistics);
+        zentaraReadStatistics(statistics);
     }
     return statistics;
 }

@@ -1,6 +1,6 @@
 #import <zentara/QVNZentaraEndpoints.h>
 
-#import "facade/objc/Values.h"
+#import "facade/objc/Internal.h"
 
 @implementation QVNZentaraEndpoints
 

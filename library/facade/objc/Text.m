@@ -1,6 +1,6 @@
-#import "facade/objc/Values.h"
+#import "facade/objc/Internal.h"
 
-// Both conversions go unit by unit: Foundation's fail on text that is not Unicode, and GNUstep's
+// Converts unit by unit: Foundation's conversions fail on text that is not Unicode, and GNUstep's
 // take a first U+FEFF for a byte order mark.
 
 enum {
@@ -16,32 +16,18 @@ static bool isLowSurrogate(unichar unit) {
     return (unit & 0xFC00) == 0xDC00;
 }
 
-static char continuation(uint32_t bits) {
-    return (char)(0x80 | (bits & 0x3F));
-}
-
 /// The number of bytes written.
 static size_t encode(uint32_t character, char *bytes) {
-    if (character < 0x80) {
-        bytes[0] = (char)character;
-        return 1;
+    static const unsigned char leads[] = {0, 0, 0xC0, 0xE0, 0xF0};
+    const size_t size = character < 0x80                 ? 1
+                        : character < 0x800              ? 2
+                        : character < firstSupplementary ? 3
+                                                         : 4;
+    for (size_t index = size - 1; index > 0; --index, character >>= 6) {
+        bytes[index] = (char)(0x80 | (character & 0x3F));
     }
-    if (character < 0x800) {
-        bytes[0] = (char)(0xC0 | (character >> 6));
-        bytes[1] = continuation(character);
-        return 2;
-    }
-    if (character < firstSupplementary) {
-        bytes[0] = (char)(0xE0 | (character >> 12));
-        bytes[1] = continuation(character >> 6);
-        bytes[2] = continuation(character);
-        return 3;
-    }
-    bytes[0] = (char)(0xF0 | (character >> 18));
-    bytes[1] = continuation(character >> 12);
-    bytes[2] = continuation(character >> 6);
-    bytes[3] = continuation(character);
-    return 4;
+    bytes[0] = (char)(leads[size] | character);
+    return size;
 }
 
 ZentaraText zentaraText(NSString *string) {

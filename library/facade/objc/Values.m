@@ -1,6 +1,6 @@
 #define _GNU_SOURCE  // memmem
 
-#import "facade/objc/Values.h"
+#import "facade/objc/Internal.h"
 
 #include <math.h>
 #include <stdlib.h>
@@ -9,7 +9,7 @@
 enum {
     // Bounds an object graph that holds the same arrays many times.
     maximumValueCount = 1000000,
-    // More than the queue takes: the library refuses what lies between.
+    // More than the queue takes. The library refuses the depths between.
     maximumDepth = 512,
     // For methods of the application's objects, and for the rest of the send.
     stackToSpare = 64 * 1024,
@@ -32,24 +32,26 @@ typedef struct Walk {
     size_t depth;
     Level levels[maximumDepth];  // outermost first
     NSString *refusal;           // why it ended early
-    NSString *flaw;              // the first one
+    NSString *flaw;              // the first flaw
 } Walk;
 
 static bool addValue(Walk *walk, id value);
 
-static ZentaraValueView textValue(ZentaraText text) {
-    return (ZentaraValueView){.kind = zentaraTextValue, .text = text};
+static void addText(Walk *walk, ZentaraText text) {
+    zentaraAdd(walk->builder, (ZentaraValueView){.kind = zentaraTextValue, .text = text});
 }
 
-static ZentaraValueView signedValue(int64_t value) {
-    return (ZentaraValueView){.kind = zentaraSignedValue, .signedInteger = value};
+static void addSigned(Walk *walk, int64_t value) {
+    zentaraAdd(walk->builder,
+               (ZentaraValueView){.kind = zentaraSignedValue, .signedInteger = value});
 }
 
-static ZentaraValueView unsignedValue(uint64_t value) {
-    return (ZentaraValueView){.kind = zentaraUnsignedValue, .unsignedInteger = value};
+static void addUnsigned(Walk *walk, uint64_t value) {
+    zentaraAdd(walk->builder,
+               (ZentaraValueView){.kind = zentaraUnsignedValue, .unsignedInteger = value});
 }
 
-/// The sentence that the current value is `what`. Leaves out the outer part of a long path.
+/// A sentence with the path of the current value. Leaves out the outer part of a long path.
 static NSString *sentence(const Walk *walk, NSString *what) {
     NSString *place = @"";
     size_t outer = walk->depth;
@@ -106,14 +108,14 @@ static bool addArray(Walk *walk, NSArray *array) {
     return true;
 }
 
-/// Adds the key. Keys with U+FFFD, which may have replaced other text, are collected in `replaced`;
-/// false when there is an equal one already.
+/// Adds the key. Collects keys with U+FFFD, which may have replaced other text, in `replaced`.
+/// False if there is an equal key already.
 static bool addKey(Walk *walk, NSString *key, NSMutableSet **replaced) {
     bool isReplaced = false;
     @autoreleasepool {
         const ZentaraText text = zentaraText(key);
         isReplaced = memmem(text.bytes, text.length, "\xEF\xBF\xBD", 3) != NULL;
-        zentaraAdd(walk->builder, textValue(text));
+        addText(walk, text);
     }
     if (!isReplaced) return true;
     NSString *found = zentaraString(zentaraText(key));
@@ -186,9 +188,9 @@ static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
     uint64_t value = 0;
     if (*text < '0' || *text > '9' || !parseInteger(text, &value)) return false;
     if (!isNegative) {
-        zentaraAdd(walk->builder, unsignedValue(value));
+        addUnsigned(walk, value);
     } else if (value <= (uint64_t)INT64_MAX + 1) {
-        zentaraAdd(walk->builder, signedValue((int64_t)(0 - value)));
+        addSigned(walk, (int64_t)(0 - value));
     } else {
         return false;
     }
@@ -213,9 +215,9 @@ static bool addNumber(Walk *walk, NSNumber *number) {
         if (!isfinite(real)) noteFlaw(walk, @"a number that is not finite");
         zentaraAdd(walk->builder, (ZentaraValueView){.kind = zentaraDoubleValue, .real = real});
     } else if (strchr("CSILQ", *type) != NULL) {
-        zentaraAdd(walk->builder, unsignedValue([number unsignedLongLongValue]));
+        addUnsigned(walk, [number unsignedLongLongValue]);
     } else if (strchr("csilq", *type) != NULL) {
-        zentaraAdd(walk->builder, signedValue([number longLongValue]));
+        addSigned(walk, [number longLongValue]);
     } else {
         return refuse(walk, @"a number of an unknown kind");
     }
@@ -226,7 +228,7 @@ static bool addValue(Walk *walk, id value) {
     if (++walk->valueCount > maximumValueCount) return refuse(walk, @"too many values");
     if ([value isKindOfClass:[NSString class]]) {
         @autoreleasepool {
-            zentaraAdd(walk->builder, textValue(zentaraText(value)));
+            addText(walk, zentaraText(value));
         }
         return true;
     }
@@ -266,23 +268,24 @@ static id foundationValue(const ZentaraValue *value) {
         case zentaraTextValue:
             return zentaraString(view.text);
         case zentaraObjectValue:
-            return zentaraDictionary(view.object);
+            return zentaraDictionary(value);
         case zentaraArrayValue:
             break;
     }
-    NSMutableArray *array = [NSMutableArray arrayWithCapacity:view.arrayCount];
-    for (size_t index = 0; index < view.arrayCount; ++index) {
+    NSMutableArray *array = [NSMutableArray arrayWithCapacity:view.count];
+    for (size_t index = 0; index < view.count; ++index) {
         [array addObject:foundationValue(zentaraElement(value, index))];
     }
     return [NSArray arrayWithArray:array];
 }
 
-NSDictionary *zentaraDictionary(const ZentaraObject *object) {
-    const size_t count = zentaraMemberCount(object);
+NSDictionary *zentaraDictionary(const ZentaraValue *object) {
+    const size_t count = zentaraViewValue(object).count;
     NSMutableDictionary *dictionary = [NSMutableDictionary dictionaryWithCapacity:count];
     for (size_t index = 0; index < count; ++index) {
-        [dictionary setObject:foundationValue(zentaraMemberValue(object, index))
-                       forKey:zentaraString(zentaraMemberKey(object, index))];
+        ZentaraText key;
+        const ZentaraValue *member = zentaraMember(object, index, &key);
+        [dictionary setObject:foundationValue(member) forKey:zentaraString(key)];
     }
     return [NSDictionary dictionaryWithDictionary:dictionary];
 }

@@ -1,6 +1,6 @@
-// The Blocks runtime for GCC's Objective-C runtime. The packaged ones cannot be used: one never
-// copies the blocks of current compilers, the other does not retain the objects that they capture,
-// and in neither is a block an object.
+// The Blocks runtime for GCC's Objective-C runtime. Neither packaged runtime works: GNUstep's never
+// copies the blocks of current compilers, libBlocksRuntime does not retain the objects that they
+// capture, and in neither is a block an object.
 //
 // The compiler defines the layout of blocks and of shared variables.
 
@@ -11,7 +11,7 @@
 #include <string.h>
 
 #include <objc/blocks_runtime.h>
-#import "facade/objc/Runtime.h"
+#import "facade/objc/Internal.h"
 
 enum {
     needsFree = 1 << 24,
@@ -54,24 +54,14 @@ typedef struct SharedVariable {
 @interface ZentaraBlock : NSObject
 @end
 
-@interface ZentaraStackBlock : ZentaraBlock
-@end
-
-@interface ZentaraGlobalBlock : ZentaraBlock
-@end
-
-@interface ZentaraMallocBlock : ZentaraBlock
-@end
-
-// The compiler makes each block an object of the class at one of these symbols. The classes have
-// other names, because the runtime initialises a class in place.
+// The compiler makes each block an object of the class at one of these symbols. The runtime
+// initialises a class in place, so they are the class itself.
 __asm__(".globl _NSConcreteStackBlock\n"
-        ".set _NSConcreteStackBlock, _OBJC_CLASS_ZentaraStackBlock\n"
+        ".set _NSConcreteStackBlock, _OBJC_CLASS_ZentaraBlock\n"
         ".globl _NSConcreteGlobalBlock\n"
-        ".set _NSConcreteGlobalBlock, _OBJC_CLASS_ZentaraGlobalBlock\n"
+        ".set _NSConcreteGlobalBlock, _OBJC_CLASS_ZentaraBlock\n"
         ".globl _NSConcreteMallocBlock\n"
-        ".set _NSConcreteMallocBlock, _OBJC_CLASS_ZentaraMallocBlock\n");
-extern char _NSConcreteMallocBlock;
+        ".set _NSConcreteMallocBlock, _OBJC_CLASS_ZentaraBlock\n");
 
 static void *allocate(size_t size) {
     void *memory = malloc(size);
@@ -83,25 +73,23 @@ static bool isOnHeap(const Block *block) {
     return (block->flags & needsFree) != 0;
 }
 
-static void *copyBlock(const void *source) {
-    // Only the reference count changes, which is not part of the block's value.
-    Block *block = (Block *)(uintptr_t)source;
-    if (block == NULL || (block->flags & isGlobal) != 0) return block;
+id zentaraCopyBlock(id source) {
+    Block *block = (Block *)source;
+    if (block == NULL || (block->flags & isGlobal) != 0) return source;
     if (isOnHeap(block)) {
         __atomic_add_fetch(&block->references, 1, __ATOMIC_RELAXED);
-        return block;
+        return source;
     }
     Block *copy = allocate(block->descriptor->size);
     memcpy(copy, block, block->descriptor->size);
-    copy->isa = &_NSConcreteMallocBlock;
     copy->flags |= needsFree;
     copy->references = 1;
     if ((copy->flags & hasCopyAndDispose) != 0) copy->descriptor->copy(copy, block);
-    return copy;
+    return (id)copy;
 }
 
-static void releaseBlock(const void *source) {
-    Block *block = (Block *)(uintptr_t)source;
+void zentaraReleaseBlock(id source) {
+    Block *block = (Block *)source;
     if (block == NULL || !isOnHeap(block)) return;
     if (__atomic_sub_fetch(&block->references, 1, __ATOMIC_ACQ_REL) != 0) return;
     if ((block->flags & hasCopyAndDispose) != 0) block->descriptor->dispose(block);
@@ -141,7 +129,7 @@ void _Block_object_assign(void *destination, const void *source, const int flags
         // Without reference counting by the compiler a __block variable retains nothing.
         *(id *)destination = object;
     } else if ((flags & fieldIsBlock) == fieldIsBlock) {
-        *(void **)destination = copyBlock(source);
+        *(id *)destination = zentaraCopyBlock(object);
     } else {
         *(id *)destination = [object retain];
     }
@@ -154,45 +142,37 @@ void _Block_object_dispose(const void *source, const int flags) {
     } else if ((flags & calledFromShared) != 0) {
         return;
     } else if ((flags & fieldIsBlock) == fieldIsBlock) {
-        releaseBlock(source);
+        zentaraReleaseBlock(object);
     } else {
         [object release];
     }
 }
 
 void *_Block_copy(const void *block) {
-    return copyBlock(block);
+    return zentaraCopyBlock((id)(uintptr_t)block);
 }
 
 void _Block_release(const void *block) {
-    releaseBlock(block);
-}
-
-id zentaraCopyBlock(id block) {
-    return copyBlock(block);
-}
-
-void zentaraReleaseBlock(id block) {
-    releaseBlock(block);
+    zentaraReleaseBlock((id)(uintptr_t)block);
 }
 
 @implementation ZentaraBlock
 
 - (id)copy {
-    return copyBlock(self);
+    return zentaraCopyBlock(self);
 }
 
 - (id)copyWithZone:(NSZone *)zone {
     (void)zone;
-    return copyBlock(self);
+    return zentaraCopyBlock(self);
 }
 
 - (id)retain {
-    return isOnHeap((const Block *)self) ? copyBlock(self) : self;
+    return isOnHeap((const Block *)self) ? zentaraCopyBlock(self) : self;
 }
 
 - (oneway void)release {
-    releaseBlock(self);
+    zentaraReleaseBlock(self);
 }
 
 - (id)autorelease {
@@ -205,13 +185,4 @@ void zentaraReleaseBlock(id block) {
     return (NSUInteger)__atomic_load_n(&block->references, __ATOMIC_RELAXED);
 }
 
-@end
-
-@implementation ZentaraStackBlock
-@end
-
-@implementation ZentaraGlobalBlock
-@end
-
-@implementation ZentaraMallocBlock
 @end

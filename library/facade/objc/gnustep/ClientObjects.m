@@ -1,8 +1,6 @@
-#import "facade/objc/Runtime.h"
+#import "facade/objc/Internal.h"
 
 #include <pthread.h>
-
-#include "facade/objc/Bridge.h"
 
 // GCC's runtime has no weak references. Instead, each release that could be the last of an object
 // takes the mutex of the table.
@@ -49,8 +47,8 @@ void zentaraAddClientObject(const void *identity, QVNZentaraClient *object) {
         pthread_mutex_unlock(&objectsMutex);
         return;
     }
-    // The object cannot be found any more, so this reference stays the last. It is released without
-    // the lock: dealloc releases the client, and may run code of the application.
+    // The table no longer finds the object, so this reference stays the last. It is released
+    // without the lock: `dealloc` releases the client and may run code of the application.
     NSMapRemove(objects, zentaraClientIdentity(_client));
     pthread_mutex_unlock(&objectsMutex);
     [super release];

@@ -1,7 +1,7 @@
-#import "facade/objc/Runtime.h"
+#import "facade/objc/Internal.h"
 
-// For runtimes that bring blocks and weak references: a weak table does not find an object that is
-// being released.
+// For runtimes with blocks and weak references. A weak table does not find an object whose last
+// release has begun.
 
 extern void *_Block_copy(const void *block);
 extern void _Block_release(const void *block);
