@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "support/ChildProcess.h"
-#include "support/TemporaryDirectory.h"
+#include "support/Files.h"
 
 namespace {
 

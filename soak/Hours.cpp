@@ -24,11 +24,11 @@
 #include "Footprint.h"
 #include "Table.h"
 #include "Traffic.h"
-#include "support/Books.h"
+#include "support/ClientCalls.h"
 #include "support/ClientSettingsAccess.h"
 #include "support/CollectorProcess.h"
 #include "support/FaultyDisk.h"
-#include "support/TemporaryDirectory.h"
+#include "support/Files.h"
 #include "support/WaitFor.h"
 
 namespace zentara::soak {

@@ -22,7 +22,7 @@
 #include "KillAccount.h"
 #include "support/ChildProcess.h"
 #include "support/CollectorProcess.h"
-#include "support/TemporaryDirectory.h"
+#include "support/Files.h"
 
 namespace zentara::soak {
 namespace {

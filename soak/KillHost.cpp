@@ -34,7 +34,6 @@
 #include <vector>
 
 #include "Traffic.h"
-#include "support/Books.h"
 #include "support/HostSetUp.h"
 
 using namespace zentara;

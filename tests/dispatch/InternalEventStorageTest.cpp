@@ -26,14 +26,14 @@ class InternalEventStorageTest : public testing::Test {
             [this](Duration delay, auto work) { tasks_.emplace_back(delay, std::move(work)); });
     }
 
-    /// The file and the list hold the first events.
+    /// Saves a list of the first events.
     void begin(std::int64_t count) {
         list_ = EventList(sampleEvents(1, count));
         save();
     }
     void save() { ASSERT_TRUE(store_.save(list_).ok()); }
 
-    /// Runs the background work that waits for no longer than that.
+    /// Runs the background work that is due within `longest`.
     void runTasks(Duration longest = Duration::max()) {
         for (auto& [delay, work] : std::exchange(tasks_, {})) {
             if (delay <= longest) {
@@ -53,7 +53,7 @@ class InternalEventStorageTest : public testing::Test {
     EventList list_;
 };
 
-TEST_F(InternalEventStorageTest, ASaveOfWhatTheFileHoldsWritesNothing) {
+TEST_F(InternalEventStorageTest, SaveOfAnUnchangedListWritesNothing) {
     begin(3);
     disk_.watch([](const DiskStep& step) { ADD_FAILURE() << step.path; });
     save();
@@ -62,11 +62,11 @@ TEST_F(InternalEventStorageTest, ASaveOfWhatTheFileHoldsWritesNothing) {
     save();
 }
 
-TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
+TEST_F(InternalEventStorageTest, ForeignChangesAreOverwritten) {
     const auto queue = host_.file("queue");
     const auto overwrite = [&] {
         std::fstream(queue).seekp(static_cast<std::streamoff>(file().size() * 3 / 4)) << "not ours";
-        // Also where the clock of files ticks.
+        // The clock of files may be too coarse to show the change.
         std::filesystem::last_write_time(queue, std::chrono::file_clock::now());
     };
     const auto cut = [&] {
@@ -86,7 +86,7 @@ TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
         },
         [&] { EXPECT_TRUE(storage().save(EventList(sampleEvents(100, 2))).ok()); },
     };
-    // Few events are appended; where there are many bytes, one leaves each time.
+    // Short events are appended. Of long events one is dropped each time.
     for (const std::size_t length : {1U, 100'000U}) {
         auto store = storage();
         EventList list;
@@ -115,7 +115,7 @@ TEST_F(InternalEventStorageTest, ChangesBehindItsBackDoNotReachTheList) {
     }
 }
 
-TEST_F(InternalEventStorageTest, AnExchangeThatFailsIsNoRename) {
+TEST_F(InternalEventStorageTest, FailedExchangeLeavesTheOldFile) {
     begin(3);
     for (std::int64_t number = 4; number < 20; number += 2) {
         const auto before = file();
@@ -137,16 +137,16 @@ TEST_F(InternalEventStorageTest, SpareIsPreparedInTheBackground) {
     EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
     runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.spare")), file());
-    // Full, it loses an event with each that comes, and must be written whole anyway.
+    // A full queue drops an event with each new one, so its file is written whole.
     list_.append(list_.takeFront(1).front());
     save();
     runTasks(std::chrono::seconds(1));
     EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
 }
 
-TEST_F(InternalEventStorageTest, TakingFromTheMiddleIsNoLossOfFront) {
+TEST_F(InternalEventStorageTest, RemovalFromTheMiddleRewritesTheFile) {
     begin(5);
-    // The first and the third go, and as many are there as if it were the first alone.
+    // The first and the third event leave. The count fits a list without the first two.
     const auto front = list_.takeFront(3);
     list_.insertAtFront(std::span(front).subspan(1, 1));
     list_.append(sampleEvent(6));
@@ -154,7 +154,7 @@ TEST_F(InternalEventStorageTest, TakingFromTheMiddleIsNoLossOfFront) {
     EXPECT_EQ(file(), fileOf(list_.events()));
 }
 
-TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
+TEST_F(InternalEventStorageTest, OneCheckpointIsWrittenPerInterval) {
     begin(1);
     ASSERT_EQ(tasks_.size(), 1U) << "the first change is flushed at once";
     EXPECT_EQ(tasks_[0].first, Duration::zero());
@@ -165,7 +165,7 @@ TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
         list_.append(sampleEvent(number));
         save();
     }
-    ASSERT_EQ(tasks_.size(), 1U) << "the others wait for the next interval together";
+    ASSERT_EQ(tasks_.size(), 1U) << "all later changes wait for the next interval";
     EXPECT_GT(tasks_[0].first, std::chrono::seconds(5));
     EXPECT_LE(tasks_[0].first, std::chrono::seconds(10));
     runTasks();
@@ -174,7 +174,7 @@ TEST_F(InternalEventStorageTest, AtMostOneCheckpointIsWrittenPerInterval) {
     EXPECT_EQ(tasks_.size(), 0U) << "nothing changed, nothing to flush";
 }
 
-TEST_F(InternalEventStorageTest, NoFileIsMadeTooLargeToBeRead) {
+TEST_F(InternalEventStorageTest, FileTooLargeToReadIsNotWritten) {
     begin(1);
     const auto large = sampleEvent(2, {}, {{"text", std::string(1'000'000, 'x')}});
     while (list_.size() < 540)
@@ -187,7 +187,7 @@ TEST_F(InternalEventStorageTest, NoFileIsMadeTooLargeToBeRead) {
     EXPECT_EQ(file(), fileOf(sampleEvents(1, 1)));
 }
 
-TEST_F(InternalEventStorageTest, CheckpointHasBatchesUntilTheyAreSettled) {
+TEST_F(InternalEventStorageTest, CheckpointHoldsBatchesUntilSettled) {
     const auto checkpoint = [&] {
         runTasks();
         return contentsOf(host_.file(".queue.checkpoint"));
@@ -264,7 +264,7 @@ TEST_F(InternalEventStorageTest, DamagedListIsNeverOverwritten) {
     EXPECT_EQ(file(), fileOf(events));
 }
 
-TEST_F(InternalEventStorageTest, FolderInPlaceOfTheFileIsSetAsideWhole) {
+TEST_F(InternalEventStorageTest, FolderInPlaceOfTheFileIsSetAside) {
     writeTo(host_.file("queue") / "in-the-way", "");
     store_.recover();
     EXPECT_TRUE(store_.load()->empty());

@@ -12,7 +12,6 @@
 #include "support/ChildProcess.h"
 #include "support/CollectorProcess.h"
 #include "support/Files.h"
-#include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 
 namespace zentara {
@@ -24,7 +23,7 @@ using Collector = CollectorProcess;
 
 class EndToEndTest : public testing::Test {
   protected:
-    /// A port at which nothing listens.
+    /// A port without a listener.
     static constexpr const char* unreachable = "http://127.0.0.1:9";
 
     EndToEndTest() {
@@ -64,15 +63,16 @@ class EndToEndTest : public testing::Test {
     std::vector<std::string> output_;
 };
 
-TEST_F(EndToEndTest, EveryAcceptedExampleArrivesExactlyOnce) {
+TEST_F(EndToEndTest, EachAcceptedExampleArrivesOnce) {
     const auto examples = std::filesystem::path(ZENTARA_EXAMPLES);
     Collector collector(examples / "schemas");
     const auto input =
         "not json\n\n{\"schemaId\":\"numbered\"}\n" + contentsOf(examples / "events.jsonl");
     writeTo(input_, input);
-    EXPECT_EQ(track(collector.url(), {"--verbose", "-"}, input_), 1) << "some are wrong on purpose";
+    EXPECT_EQ(track(collector.url(), {"--verbose", "-"}, input_), 1)
+        << "some examples are invalid on purpose";
 
-    // An event is known by what the application gave to it.
+    // The application's own data identify an event.
     const auto keyOf = [](const JSONValue& schema, const JSONValue& properties) {
         std::string key;
         EXPECT_TRUE(appendJSON(key, JSONArray{schema, properties}));
@@ -106,13 +106,13 @@ TEST_F(EndToEndTest, EveryAcceptedExampleArrivesExactlyOnce) {
     }
     EXPECT_EQ(arrived, accepted);
     EXPECT_EQ(uuids.size(), accepted.size());
-    EXPECT_EQ(collector.client().summary().bad, 0U) << "the same engine has checked them before";
+    EXPECT_EQ(collector.client().summary().bad, 0U) << "the client has validated the events";
     EXPECT_EQ(contentsOf(std::filesystem::path(documents_) / "events-storage"), "[]");
     EXPECT_EQ(collector.stop(), 0);
 }
 
 TEST_F(EndToEndTest, EventsStayQueuedWithoutACollector) {
-    EXPECT_EQ(track(unreachable, {"--ready-timeout", "0.1", input_}), 4) << "there are no schemas";
+    EXPECT_EQ(track(unreachable, {"--ready-timeout", "0.1", input_}), 4) << "without schemas";
     Collector collector(schemas_);
     EXPECT_EQ(track(unreachable, {"--schemas", collector.url(), "--no-drain", input_}), 0);
     EXPECT_EQ(track(unreachable, {"--schemas", collector.url(), "--drain-timeout", "0.2", input_}),
@@ -157,7 +157,7 @@ TEST_F(EndToEndTest, ThirdProcessSendsTheEventsOfTwo) {
             reported.insert(std::stoll(host.readLine().value_or("0")));
     };
     auto one = start(1000);
-    read(*one, 20);  // so that it has the folder
+    read(*one, 20);  // it has claimed the folder
     auto other = start(2000);
     for (int i = 0; i < 5; ++i) {
         read(*one, 20);
@@ -167,7 +167,7 @@ TEST_F(EndToEndTest, ThirdProcessSendsTheEventsOfTwo) {
     for (const auto& number : one->readLines())
         reported.insert(std::stoll(number));
     one->wait();
-    EXPECT_EQ(drain(collector), 0) << "beside the other";
+    EXPECT_EQ(drain(collector), 0) << "while the other process runs";
     read(*other, 200);
     other.reset();
     const auto documents = std::filesystem::path(documents_);
@@ -182,7 +182,7 @@ TEST_F(EndToEndTest, ThirdProcessSendsTheEventsOfTwo) {
     EXPECT_FALSE(std::filesystem::exists(documents / "process-2"));
 }
 
-TEST_F(EndToEndTest, ForkedChildDoesAndHoldsNothing) {
+TEST_F(EndToEndTest, ForkedChildSendsNothingAndHoldsNoLock) {
     Collector collector(schemas_);
     ChildProcess host(
         {ZENTARA_SENDING_HOST, collector.url(), collector.url(), documents_, "1", "2000", "fork"});
@@ -195,11 +195,11 @@ TEST_F(EndToEndTest, ForkedChildDoesAndHoldsNothing) {
     const pid_t last = std::stoi(line.substr(5));
     ASSERT_GT(last, 0);
     EXPECT_EQ(told["child 0"], 40);
-    EXPECT_EQ(told.size(), 2002U) << "2000 events, and the children";
+    EXPECT_EQ(told.size(), 2002U) << "2000 events, the last child and the result of the others";
     host.signal(SIGKILL);
     host.wait();
     EXPECT_EQ(drain(collector), 0);
-    EXPECT_EQ(::kill(last, SIGKILL), 0) << "it was there all the time";
+    EXPECT_EQ(::kill(last, SIGKILL), 0) << "the last child must be alive";
     EXPECT_EQ(arrivals(collector).size(), 2000U);
     for (const auto& name : namesIn(documents_))
         EXPECT_FALSE(name.starts_with("process-") || name.find("unread") != name.npos) << name;

@@ -2,9 +2,8 @@
 //
 //     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT linger|fork
 //
-// On standard output stands a line for each event that was queued, its number. With "fork" children
-// are forked meanwhile: "child <exit status>" for each that ended, "last <process id>" for the
-// last.
+// Prints the number of each queued event. With "fork" it forks children meanwhile and prints "child
+// STATUS" for each that has ended, and "last ID" for a child that stays.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,7 +23,7 @@
 
 using namespace zentara;
 
-/// Asked by the leak sanitizer: what threads hold that are not in a child looks lost there.
+/// Turns the leak sanitizer off: a child lacks the threads that hold its memory.
 extern "C" int __lsan_is_turned_off();
 extern "C" int __lsan_is_turned_off() {
     return 1;
@@ -32,15 +31,15 @@ extern "C" int __lsan_is_turned_off() {
 
 namespace {
 
-/// Nothing is lost with the process, or said again by a child.
+/// Unbuffered, so that a kill loses no line and a child repeats none.
 void tell(const std::string& text) {
     const auto line = text + '\n';
     if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) std::abort();
 }
 
-/// What a child can do: nothing, but that without harm. Its exit status.
+/// Checks that each call fails cleanly in a child. Returns the exit status.
 int tryInChild(ZentaraClient& client) {
-    // Hanging counts as failing.
+    // Ends a child that hangs.
     ::alarm(20);
     const auto books = ZentaraClient::statistics();
     int failed = 0;

@@ -7,7 +7,6 @@
 #include <ctime>
 
 #include "model/EventDecoder.h"
-#include "support/Books.h"
 #include "support/ClientCalls.h"
 #include "support/ClientSettingsAccess.h"
 #include "support/Files.h"
@@ -47,11 +46,11 @@ class ZentaraClientTest : public testing::Test {
         return client;
     }
 
-    /// A client that has an identity too, so that it may dispatch.
+    /// A client that has an identity and can dispatch.
     static std::shared_ptr<ZentaraClient> dispatchingClient() {
         auto client = readyClient();
         auto hsid = fetchHsid(*client);
-        // It may have joined a fetch that began when the service failed, and got nothing.
+        // A fetch that began while the service failed reports nothing.
         while (hsid == "")
             hsid = fetchHsid(*client);
         EXPECT_EQ(hsid, "session");
@@ -89,7 +88,7 @@ class ZentaraClientTest : public testing::Test {
     Services services_;
 };
 
-TEST_F(ZentaraClientTest, ThrowsBeforeItIsConfigured) {
+TEST_F(ZentaraClientTest, CallsThrowBeforeUseSettings) {
     const auto client = readyClient();
     resetClient();
     ClientSettingsAccess::setCurrent(nullptr);
@@ -110,10 +109,10 @@ TEST_F(ZentaraClientTest, ThrowsBeforeItIsConfigured) {
     ZentaraClient::setIsReady(true);
     ASSERT_EQ(messageOf(send(*client, "any", {})), "queued");
     const auto queued = decodeEvents(contentsOf(host_.file("events-storage"))).events;
-    EXPECT_EQ(queued.at(0).fields().zentaraActionSequence, 1) << "a refused event counts nothing";
+    EXPECT_EQ(queued.at(0).fields().zentaraActionSequence, 1) << "a refused event takes no number";
 }
 
-TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
+TEST_F(ZentaraClientTest, HandlerReceivesTheOutcome) {
     // Without an identity nothing is dispatched.
     services_.idStatus = 500;
     const auto client = readyClient();
@@ -144,7 +143,7 @@ TEST_F(ZentaraClientTest, TellsWhatBecameOfAnEvent) {
     }
 }
 
-TEST_F(ZentaraClientTest, HoldsEventsBackUntilTheSchemasAreThere) {
+TEST_F(ZentaraClientTest, EventsAreHeldBackWithoutSchemas) {
     services_.schemasStatus = 503;
     std::shared_ptr<ZentaraClient> client;
     const auto error =
@@ -189,11 +188,11 @@ TEST_F(ZentaraClientTest, ReadinessFollowsTheSharedClient) {
     };
     const auto slow = ZentaraClient::get(report);
     ASSERT_TRUE(asked->waitFor());
-    EXPECT_TRUE(ZentaraClient::isReady()) << "building a client does not change it";
+    EXPECT_TRUE(ZentaraClient::isReady()) << "building a client leaves it unchanged";
     EXPECT_EQ(messageOf(send(*slow, "any", {})),
               "Zentara Client is not Ready! Event queued to be sent later: any.");
     ZentaraClient::setIsReady(true);
-    EXPECT_EQ(messageOf(send(*slow, "any", {})), "Unknown error") << "as the host wants it";
+    EXPECT_EQ(messageOf(send(*slow, "any", {})), "Unknown error") << "the host has set it";
 
     services_.beforeAnswering({}, "/schemas");
     services_.schemasStatus = 503;
@@ -204,7 +203,7 @@ TEST_F(ZentaraClientTest, ReadinessFollowsTheSharedClient) {
     services_.schemasStatus = 200;
     release->notify();
     EXPECT_EQ(reports->waitFor(1), true);
-    EXPECT_FALSE(ZentaraClient::isReady()) << "an older client does not decide";
+    EXPECT_FALSE(ZentaraClient::isReady()) << "the client is no longer shared";
     for (const auto& client : {old, failed, slow}) {
         ZentaraClient::setSharedClient(client);
         EXPECT_EQ(ZentaraClient::isReady(), client != failed);
@@ -231,7 +230,7 @@ TEST_F(ZentaraClientTest, RevalidatesHeldBackEventsTenAtATime) {
     EXPECT_THAT(posted("zentaraActionSequence"), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 12));
 }
 
-TEST_F(ZentaraClientTest, CountsWhatBecameOfEachEvent) {
+TEST_F(ZentaraClientTest, StatisticsCountEachOutcome) {
     constexpr std::int64_t bound = 8000;
     const auto before = ZentaraClient::statistics();
     writeTo(host_.file("events-storage"), fileOf(sampleEvents(1, bound - 6)));
@@ -317,6 +316,8 @@ TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {
     EXPECT_EQ(
         posts[0].header("User-Agent"),
         "Mobile App: com.example.app - TestOS 1.2 - ZentaraClient 3.3.0 - Device Model: Model3");
+    EXPECT_EQ(posts[0].method, "POST");
+    EXPECT_EQ(posts[0].header("Content-Type"), "application/json");
     EXPECT_EQ(posts[0].header("Cookie"), "qvn_uid=anon;hsid=session;ADVERTISING_ID=ad-1;");
     EXPECT_EQ(posts[1].header("Cookie"), "qvn_uid=anon;EXT_ID=user-7;hsid=session;");
     EXPECT_EQ(posts[2].header("Cookie"), "qvn_uid=anon;hsid=session;ADVERTISING_ID=ad-2;");
@@ -346,7 +347,7 @@ TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {
     EXPECT_NE(second.at("zentaraClientContextID"), JSONValue(context));
 }
 
-TEST_F(ZentaraClientTest, TheRelationOfABatchWinsOverThatOfItsEvents) {
+TEST_F(ZentaraClientTest, RelationOfABatchReplacesThoseOfEvents) {
     const auto client = dispatchingClient();
     const std::vector<EventRef> events = {
         ZentaraClient::createEvent("any", "1", "a", "u", "r1", {}, "own"),
@@ -368,10 +369,10 @@ TEST_F(ZentaraClientTest, TheRelationOfABatchWinsOverThatOfItsEvents) {
     EXPECT_THAT(posted("zentaraClientReferer"), ElementsAre("r1", "r3", "r1"));
 }
 
-TEST_F(ZentaraClientTest, CachedSchemasMakeItReadyWithinGet) {
+TEST_F(ZentaraClientTest, CachedSchemasMakeTheClientReadyInGet) {
     writeTo(host_.file("zentara-schemas-storage"), "[" + std::string(Services::table) + "]");
     std::vector<std::string> calls;
-    // The later reports come on a worker, so only the first may touch the locals.
+    // Later reports come on a worker and must not use the locals.
     const auto isFirst = std::make_shared<std::atomic<bool>>(true);
     const auto client = ZentaraClient::get([&, isFirst](const ZentaraClientErrorRef& error) {
         if (!isFirst->exchange(false)) return;
@@ -382,7 +383,7 @@ TEST_F(ZentaraClientTest, CachedSchemasMakeItReadyWithinGet) {
     EXPECT_EQ(ZentaraClient::sharedClient(), client);
 }
 
-TEST_F(ZentaraClientTest, ASlowCallbackDelaysOnlyCallbacks) {
+TEST_F(ZentaraClientTest, SlowCallbackDelaysCallbacksOnly) {
     const auto before = ZentaraClient::statistics().delivered;
     const auto entered = std::make_shared<Signal>();
     const auto release = std::make_shared<Signal>();
@@ -402,10 +403,10 @@ TEST_F(ZentaraClientTest, ASlowCallbackDelaysOnlyCallbacks) {
     client->performFetch([calls](BackgroundFetchResult result) {
         calls->put(result == BackgroundFetchResult::noData ? "none" : "some");
     });
-    EXPECT_EQ(calls->values(), std::vector<std::string>{"none"}) << "before performFetch returns";
+    EXPECT_EQ(calls->values(), std::vector<std::string>{"none"}) << "performFetch has called it";
     release->notify();
     EXPECT_EQ(calls->waitFor(1), "ready");
-    EXPECT_EQ(calls->waitFor(2), "session") << "the order of callbacks stays";
+    EXPECT_EQ(calls->waitFor(2), "session") << "callbacks keep their order";
 }
 
 TEST_F(ZentaraClientTest, ConcurrentFirstCallsYieldOneClient) {
@@ -417,7 +418,7 @@ TEST_F(ZentaraClientTest, ConcurrentFirstCallsYieldOneClient) {
     EXPECT_NE(clients.front(), nullptr);
 }
 
-TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
+TEST_F(ZentaraClientTest, NewClientSharesTheQueueOfTheOld) {
     const auto old = dispatchingClient();
     send(*old, "any", {{"n", 1}});
     const auto release = std::make_shared<Signal>();
@@ -434,10 +435,10 @@ TEST_F(ZentaraClientTest, AClientThatReplacesAnotherSharesItsQueue) {
     release->notify();
     EXPECT_EQ(results->waitFor(), BackgroundFetchResult::newData);
     EXPECT_EQ(messageOf(send(*client, "any", {{"n", 2}})), "queued");
-    EXPECT_EQ(schemasIn("events-storage").size(), 1U) << "the batch in flight was not read again";
+    EXPECT_EQ(schemasIn("events-storage").size(), 1U) << "the batch in flight was not restored";
 }
 
-TEST_F(ZentaraClientTest, LaterChangesOfTheHostDoNotMoveTheClock) {
+TEST_F(ZentaraClientTest, ChangedFoldersDoNotMoveTheClock) {
     const auto client = readyClient();
     HostApplication::setPreferencesDirectory(host_.documents() / "elsewhere");
     send(*client, "any", {});
@@ -457,6 +458,51 @@ TEST_F(ZentaraClientTest, ReportsTheAnonymousUser) {
     EXPECT_EQ(user(*dispatchingClient()), "qvn_uid|anon|public");
     std::filesystem::remove(host_.file("anonymous-token-storage"));
     EXPECT_EQ(user(*ZentaraClient::sharedClient()), "||none");
+}
+
+TEST(ClientSettings, UseSettingsReplacesTheWholeRecord) {
+    ClientSettingsAccess::setCurrent(nullptr);
+    EXPECT_FALSE(ClientSettingsAccess::setAdvertisingId("x"));
+    ZentaraClient::useSettings("first", ZentaraEnvironment::production, "ad");
+    const auto first = ClientSettings::current();
+    EXPECT_TRUE(ClientSettingsAccess::setAdvertisingId("other"));
+    EXPECT_EQ(ClientSettings::current()->advertisingId, "other");
+    EXPECT_EQ(first->advertisingId, "ad") << "a record never changes";
+
+    ZentaraClient::useSettings("second \xFF", ZentaraEnvironment::qa);
+    const auto settings = ClientSettings::current();
+    ClientSettingsAccess::setCurrent(nullptr);
+    EXPECT_EQ(settings->tenant, "second \xEF\xBF\xBD");
+    EXPECT_EQ(settings->environment, ZentaraEnvironment::qa);
+    EXPECT_EQ(settings->advertisingId, std::nullopt);
+    EXPECT_DEATH(ZentaraClient::useSettings("tenant", static_cast<ZentaraEnvironment>(2)),
+                 "there is no environment 2");
+}
+
+TEST(ClientSettings, RawValuesMapToTokenTypes) {
+    for (const std::int64_t raw : {-1, 2, 3})
+        EXPECT_FALSE(zentaraEnvironment(raw) || (raw != 2 && userTokenType(raw))) << raw;
+    EXPECT_EQ(zentaraEnvironment(1), ZentaraEnvironment::qa);
+    const char* const names[] = {"QVNID", "GST", "EXT_ID"};
+    for (std::int64_t raw = 0; raw < 3; ++raw)
+        EXPECT_EQ(userTokenTypeName(userTokenType(raw).value()), names[raw]);
+    EXPECT_DEATH(static_cast<void>(userTokenTypeName(static_cast<UserTokenType>(3))), "token type");
+}
+
+TEST(ZentaraEndpoints, SelectsByEnvironmentAndRefusesNonURLs) {
+    const auto defaults = ZentaraEndpoints::current();
+    ZentaraEndpoints::use(
+        {"https://a.test", "http://b.test", "https://c.test", "http://d.test", ""});
+    EXPECT_EQ(ZentaraEndpoints::collector(ZentaraEnvironment::production).host(), "a.test");
+    EXPECT_EQ(ZentaraEndpoints::collector(ZentaraEnvironment::qa).host(), "b.test");
+    EXPECT_EQ(ZentaraEndpoints::schemas(ZentaraEnvironment::production).host(), "c.test");
+    EXPECT_EQ(ZentaraEndpoints::schemas(ZentaraEnvironment::qa).host(), "d.test");
+    for (const char* wrong : {"", "example.com", "ftp://example.com", "http://a b"}) {
+        auto endpoints = defaults;
+        endpoints.qaCollector = wrong;
+        EXPECT_DEATH(ZentaraEndpoints::use(endpoints), "not an http or https URL");
+    }
+    ZentaraEndpoints::use(defaults);
 }
 
 }  // namespace

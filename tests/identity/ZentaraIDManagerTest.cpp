@@ -26,7 +26,7 @@ class ZentaraIDManagerTest : public testing::Test {
             [this] { ++ready_; }, [this] { return now_; });
     }
 
-    /// What one fetch reports; nothing when it reports nothing.
+    /// The report of one fetch, if there is one.
     static std::optional<std::string> fetch(ZentaraIDManager& manager) {
         std::optional<std::string> reported;
         manager.start([&](const std::string& hsid) { reported = hsid; });
@@ -50,7 +50,7 @@ class ZentaraIDManagerTest : public testing::Test {
     int ready_ = 0;
 };
 
-TEST_F(ZentaraIDManagerTest, FetchesStoresAndRenewsTheAnonymousToken) {
+TEST_F(ZentaraIDManagerTest, TokenIsFetchedStoredAndRenewed) {
     session_.respond(200, whole);
     const auto manager = makeManager();
     EXPECT_FALSE(manager->isReady());
@@ -59,7 +59,7 @@ TEST_F(ZentaraIDManagerTest, FetchesStoresAndRenewsTheAnonymousToken) {
     EXPECT_EQ(ready_, 1);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;");
 
-    // A token that cannot be stored serves this run.
+    // A token that cannot be stored is used in this run.
     std::filesystem::create_directories(host_.file(".token.new"));
     session_.respond(200, R"({"qvn_uid":"t2","qvn_uid_public":"p2","hsid":"h2"})");
     EXPECT_EQ(fetch(*manager), "h2");
@@ -82,7 +82,7 @@ TEST_F(ZentaraIDManagerTest, StartsWithTheStoredToken) {
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t0;");
 }
 
-TEST_F(ZentaraIDManagerTest, AFailedFetchReportsAnEmptySession) {
+TEST_F(ZentaraIDManagerTest, FailedFetchReportsAnEmptySession) {
     const auto manager = makeManager();
     session_.respond(500);
     EXPECT_EQ(fetch(*manager), "");
@@ -95,10 +95,10 @@ TEST_F(ZentaraIDManagerTest, AFailedFetchReportsAnEmptySession) {
     settings_ = nullptr;
     EXPECT_EQ(fetch(*manager), "");
     EXPECT_EQ(lastFailure(Component::identity).text, "the library is not configured");
-    EXPECT_EQ(session_.requests().size(), 3U) << "without settings there is none";
+    EXPECT_EQ(session_.requests().size(), 3U) << "no request without settings";
 }
 
-TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {
+TEST_F(ZentaraIDManagerTest, PartsOfAResponseAreUsed) {
     const std::pair<const char*, const char*> cookies[] = {
         {R"({"qvn_uid":"t2","qvn_uid_public":"p2"})", "qvn_uid=t2;"},
         {R"({"qvn_uid":"t2","qvn_uid_public":5,"hsid":7})", "qvn_uid=t1;"},
@@ -114,7 +114,7 @@ TEST_F(ZentaraIDManagerTest, TakesFromAResponseWhatIsThere) {
     }
 }
 
-TEST_F(ZentaraIDManagerTest, AHangingFetchIsSharedForItsInterval) {
+TEST_F(ZentaraIDManagerTest, PendingFetchIsSharedForItsInterval) {
     std::deque<URLSession::Completion> hanging;
     session_.respond([&](const URLRequest&, URLSession::Completion done) {
         hanging.push_back(std::move(done));
@@ -138,18 +138,19 @@ TEST_F(ZentaraIDManagerTest, AHangingFetchIsSharedForItsInterval) {
     EXPECT_EQ(hanging.size(), 2U);
     end(1, 500, "{}");
     EXPECT_TRUE(ticker_.isRunning());
-    EXPECT_EQ(hsids, std::vector<std::string>{""}) << "a failure is for its own callers";
+    EXPECT_EQ(hsids, std::vector<std::string>{""}) << "a failure is reported to its own callers";
 
     ticker_.fire();
     end(2, 200, whole);
-    EXPECT_EQ(hsids, (std::vector<std::string>{"", "h1"})) << "the first success serves all";
+    EXPECT_EQ(hsids, (std::vector<std::string>{"", "h1"}))
+        << "the first success is reported to all";
     EXPECT_FALSE(ticker_.isRunning());
     end(0, 200, R"({"qvn_uid":"t9","qvn_uid_public":"p9"})");
-    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;") << "a second identity came too late";
+    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;") << "a late response is ignored";
     EXPECT_EQ(hsids.size(), 2U);
 }
 
-TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
+TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInOrder) {
     session_.respond(200, whole);
     const auto manager = makeManager();
     ASSERT_EQ(fetch(*manager), "h1");
@@ -165,7 +166,7 @@ TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInTheirOrder) {
     }
     for (const auto* name : {"", " hsid", "a=b", "a b", "a,b", "\"a", "\xc3\xa9"})
         EXPECT_EQ(cookieOf(*manager, ExtraCookie{name, "user"}), "qvn_uid=t1;hsid=h1;") << name;
-    // No server ends a cookie at these.
+    // No server ends a cookie at these characters.
     const std::string odd = "a, \"b c\" {d:1}=\\ \xc3\xa9%";
     manager->setAdvertisingId(odd);
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;ADVERTISING_ID=" + odd + ";");

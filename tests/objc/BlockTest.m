@@ -4,7 +4,7 @@
 
 #import "Harness.h"
 
-TEST(ABlockIsAnObject) {
+TEST(BlockIsAnObject) {
     @autoreleasepool {
         Tracked *tracked = [[[Tracked alloc] init] autorelease];
         __block int sum = 0;
@@ -31,7 +31,7 @@ TEST(ABlockIsAnObject) {
     CHECK([Tracked count] == 0);
 }
 
-TEST(ABlockAndWhatItHoldsGoWithTheCall) {
+TEST(BlockIsReleasedAfterTheCall) {
     @autoreleasepool {
         Tracked *tracked = [[Tracked alloc] init];
         __block int calls = 0;
@@ -41,7 +41,7 @@ TEST(ABlockAndWhatItHoldsGoWithTheCall) {
             [[[Tracked alloc] init] autorelease];
         };
         CHECK([QVNZentaraClient getAndReturnError:NULL readyCallback:(id)handler] == nil);
-        CHECK([tracked retainCount] == 1 && "never called, and released");
+        CHECK([tracked retainCount] == 1 && "released without a call");
         QVNZentaraClient *client = waitingClient();
         sendTo(client, nil, nil, handler);
         CHECK([Tracked count] == 1);
@@ -57,7 +57,7 @@ TEST(ABlockAndWhatItHoldsGoWithTheCall) {
     CHECK([Tracked count] == 0);
 }
 
-TEST(AnExceptionEndsWhereTheBlockDoes) {
+TEST(ExceptionOfABlockIsReported) {
     QVNZentaraClient *client = waitingClient();
     NSString *lines = standardErrorOf(^{
         @autoreleasepool {

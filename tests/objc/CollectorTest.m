@@ -5,7 +5,7 @@
 
 #import "Harness.h"
 
-/// Builds the client, and waits for what its ready block receives first.
+/// Builds the client and waits for the first report of its ready block.
 static Class firstReport(void) {
     __block _Atomic(Class) report = Nil;
     [QVNZentaraClient getAndReturnError:NULL
@@ -17,7 +17,7 @@ static Class firstReport(void) {
     return report;
 }
 
-TEST(TheReadyBlockLearnsThatThereAreNoSchemas) {
+TEST(ReadyBlockReportsMissingSchemas) {
     beginHost();
     configure();
     CHECK(firstReport() == [SchemasInitializationError class]);
@@ -68,7 +68,7 @@ TEST(EventsArriveAtTheCollector) {
     };
     CHECK([client getAnonymousUserAndReturnError:NULL callbackUser:compare]);
 
-    // Nothing else delivers within ten seconds of the send.
+    // Timers deliver only ten seconds after the send.
     sendTo(client, @"sent url", good, handler);
     CHECK_EQUAL([outcomes lastObject], good);
     for (NSUInteger expected = 0; expected < 2; ++expected) {

@@ -1,4 +1,4 @@
-// Events and their values: to the library and back, and on disk.
+// Events and their values: passed to the library, read back, and on disk.
 
 #import "Harness.h"
 
@@ -30,7 +30,7 @@ static id nested(id value, int depth) {
     return value;
 }
 
-TEST(AnEventHasTheValuesItWasMadeWith) {
+TEST(EventKeepsCopiesOfItsValues) {
     NSArray *names = [@"schemaId schemaVersion contentType url referer relationId"
         componentsSeparatedByString:@" "];
     NSMutableString *texts[6];
@@ -67,7 +67,7 @@ TEST(AnEventHasTheValuesItWasMadeWith) {
     CHECK(empty.relationId == nil);
 }
 
-TEST(NumbersKeepTheirKindAndTheirValue) {
+TEST(NumbersKeepTheirKindAndValue) {
     const struct {
         NSNumber *number;
         char type;  ///< of its encoding; B for a boolean
@@ -98,7 +98,7 @@ TEST(NumbersKeepTheirKindAndTheirValue) {
         if (type == 'q' || type == 'Q') CHECK_EQUAL([found stringValue], cases[index].text);
         if (type == 'd') CHECK([found doubleValue] == [cases[index].number doubleValue]);
         CHECK([found isKindOfClass:[@YES class]] == (type == 'B'));
-        // Small integers come in one size, whatever was asked for.
+        // GNUstep stores all small integers in one size.
         CHECK((*[found objCType] == 'd') == (type == 'd'));
         CHECK((*[found objCType] == 'Q') == (type == 'Q'));
         sendTo(client, nil, properties, nil);
@@ -108,7 +108,7 @@ TEST(NumbersKeepTheirKindAndTheirValue) {
         CHECK(contains(held, [NSString stringWithFormat:@":{\"value\":%@}", cases[index].text]));
 }
 
-TEST(StringsMayHoldAnything) {
+TEST(LoneSurrogatesAreReplaced) {
     const struct {
         unichar given[3];
         unichar found[3];
@@ -131,7 +131,7 @@ TEST(StringsMayHoldAnything) {
     }
 }
 
-TEST(OnlyWhatJSONCannotHoldIsRefused) {
+TEST(ValuesThatJSONCannotHoldAreRefused) {
     NSMutableArray *cycle = [NSMutableArray array];
     const id itself = cycle;
     [cycle addObject:itself];
@@ -185,7 +185,7 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
     NSString *lines = standardErrorOf(^{
         sendTo(client, nil, @"a string", isRefused);
         sendTo(client, [[[Nuisance alloc] init] autorelease], nil, isRefused);
-        // An event that was made of them says what they were, and is refused when it is sent.
+        // Such an event keeps its values and is refused when it is sent.
         NSDictionary *dates = @{@"when" : [NSDate dateWithTimeIntervalSince1970:0]};
         Event *event = eventOf(@"page-view", nil, dates);
         CHECK_EQUAL(event.properties, dates);
@@ -211,7 +211,7 @@ TEST(OnlyWhatJSONCannotHoldIsRefused) {
     CHECK([QVNZentaraClientStatistics current].refusedNotEncodable == (int64_t)[refused count]);
 }
 
-TEST(ABatchGoesOutInOrderWithItsRelation) {
+TEST(BatchKeepsItsOrderAndRelation) {
     QVNZentaraClient *client = waitingClient();
     NSURL *url = [NSURL URLWithString:@"b?c" relativeToURL:[NSURL URLWithString:@"http://x/a/"]];
     NSMutableArray *batch =

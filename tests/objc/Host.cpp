@@ -8,7 +8,6 @@
 #include <zentara/ZentaraClient.h>
 #include "support/CollectorProcess.h"
 #include "support/Files.h"
-#include "support/TemporaryDirectory.h"
 
 using namespace zentara;
 using namespace zentara::test;

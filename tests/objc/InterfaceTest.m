@@ -39,7 +39,7 @@ TEST(EverySelectorHasItsTypes) {
     }
 }
 
-TEST(WrongUseIsAnErrorAndRightUseWritesNone) {
+TEST(WrongUseIsAnErrorRightUseSetsNone) {
     NSString *raised = nil;
     @try {
         [QVNZentaraClient useSettingsWithTenant:@"tenant" zentaraEnvironment:2 advertisingId:nil];
@@ -97,7 +97,7 @@ TEST(WrongUseIsAnErrorAndRightUseWritesNone) {
     CHECK([error code] == 1);
 }
 
-TEST(AHostDescribesItselfInObjectiveC) {
+TEST(HostAndEndpointsAreSet) {
     beginHost();
     QVNZentaraEndpoints *endpoints = [[[QVNZentaraEndpoints alloc] init] autorelease];
     endpoints.productionCollector = @"http://a.example";
@@ -113,7 +113,7 @@ TEST(AHostDescribesItselfInObjectiveC) {
                  "/own/authority.pem own.bundle /own/documents /own/preferences");
 }
 
-TEST(ErrorsAreToldApartByTheirClasses) {
+TEST(ErrorsHaveClassesCodesAndMessages) {
     NSArray *errors = @[
         [[[ZentaraClientNotInitializedError alloc] init] autorelease],
         [[[ZentaraClientNotReady alloc] initWithDetail:@"Later."] autorelease],

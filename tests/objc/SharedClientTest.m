@@ -25,12 +25,12 @@
 
 @end
 
-TEST(AClientIsSharedWithCPlusPlus) {
+TEST(ClientIsSharedWithCPlusPlus) {
     QVNZentaraClient *client = nil;
     @autoreleasepool {
         client = waitingClient();
     }
-    CHECK([client init] == client && "in use, it needs no retaining");
+    CHECK([client init] == client && "init returns the client");
     CHECK([QVNZentaraClient sharedClient] == client);
     CHECK([QVNZentaraClient getAndReturnError:NULL readyCallback:nil] == client);
     keepClientInCPlusPlus();
@@ -60,7 +60,7 @@ TEST(SharedClientIsRetainedUntilReplaced) {
     [[CountedClient alloc] release];
 }
 
-TEST(APlainClientSendsNothingAndSaysSo) {
+TEST(PlainClientReportsNotInitialized) {
     beginHost();
     configure();
     QVNZentaraClient *plain = [[[QVNZentaraClient alloc] init] autorelease];
@@ -92,7 +92,7 @@ TEST(APlainClientSendsNothingAndSaysSo) {
     CHECK([QVNZentaraClientStatistics current].refusedNotInitialized == 3);
 }
 
-TEST(AnEventHasOneDictionaryForAllThreads) {
+TEST(EventHasOneDictionaryForAllThreads) {
     enum { count = 2000 };
     static id seen[4][count];
     NSMutableArray *events = [NSMutableArray array];
@@ -112,7 +112,7 @@ TEST(AnEventHasOneDictionaryForAllThreads) {
 }
 
 /// Threads share, find and release clients while others release the last references.
-TEST(ThreadsMayShareAndLetGoAtWill) {
+TEST(ThreadsShareAndReleaseClients) {
     @autoreleasepool {
         // This pool releases the client's object, so that a later reference is its last.
         @autoreleasepool {
@@ -130,8 +130,7 @@ TEST(ThreadsMayShareAndLetGoAtWill) {
                     if (round % 10 == 0) {
                         QVNZentaraClient.sharedClient = [[[CountedClient alloc] init] autorelease];
                     }
-                    // Releases the shared object, which then has the references of threads only
-                    // that have just found it.
+                    // Releases the shared object. Only threads that have just found it hold it.
                     shareKeptClient();
                     QVNZentaraClient *client = [QVNZentaraClient sharedClient];
                     CHECK([client isKindOfClass:[QVNZentaraClient class]]);

@@ -6,12 +6,12 @@
 
 namespace {
 
-/// The home of every user in the password database; null for one that knows none.
+/// The home of each user in the password database; null if it has no entry.
 const char* registeredHome = nullptr;
 
 }  // namespace
 
-/// In place of the system's.
+/// Replaces the system's.
 extern "C" __attribute__((visibility("default"))) int getpwuid_r(uid_t, passwd* entry, char*,
                                                                  size_t, passwd** found) {
     entry->pw_dir = const_cast<char*>(registeredHome);
@@ -58,7 +58,7 @@ TEST_F(HostApplicationTest, FindsItsDefaultDirectories) {
     }
 }
 
-TEST_F(HostApplicationTest, AnIdentifierCannotLeadOutOfTheBaseDirectory) {
+TEST_F(HostApplicationTest, IdentifierCannotLeaveTheBaseDirectory) {
     ::setenv("XDG_DATA_HOME", "/data", 1);
     for (const char* const identifier : {"..", ".", "", "/etc", "../../etc"}) {
         HostApplication::setBundleIdentifier(identifier);
@@ -68,7 +68,7 @@ TEST_F(HostApplicationTest, AnIdentifierCannotLeadOutOfTheBaseDirectory) {
     }
 }
 
-TEST_F(HostApplicationTest, AGivenDirectoryIsMeantFromWhereTheHostWasThen) {
+TEST_F(HostApplicationTest, RelativeDirectoryStartsAtTheCurrentOne) {
     HostApplication::setDocumentsDirectory("queue");
     EXPECT_EQ(HostApplication::documentsDirectory(), std::filesystem::current_path() / "queue");
 }

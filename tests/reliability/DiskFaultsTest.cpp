@@ -7,7 +7,6 @@
 #include <zentara/ZentaraClient.h>
 #include "facade/ZentaraClientBuilder.h"
 #include "model/EventDecoder.h"
-#include "support/Books.h"
 #include "support/ClientCalls.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
@@ -19,15 +18,16 @@ namespace {
 
 using namespace test;
 
-/// What is wrong with a disk for a while.
+/// A fault of the disk that ends at some time.
 struct Trouble {
     const char* name;
     std::vector<DiskFault> faults;
+    /// Whether handlers report that events are not queued.
     enum class Told { always, never, maybe } told = Told::always;
     enum class Folder { there, gone, aFile } folder = Folder::there;
 };
 
-/// A client on a disk with a trouble that comes and goes.
+/// A client on a disk that is faulty for a while.
 class TroubledClient {
   public:
     TroubledClient(const Trouble& trouble, bool fromTheStart) : trouble_(trouble) {
@@ -60,21 +60,22 @@ class TroubledClient {
         EXPECT_EQ(fetchHsid(*client_), "session");
         send(true, trouble_.told);
 
-        // The trouble ends while a batch is in flight, and the next save takes that off the list.
+        // The fault ends while a batch is in flight. The next save removes that batch from the
+        // list.
         services_.beforeAnswering([this] {
             end();
             send(true, Told::never);
-            expectTheRestOnDisk();
+            expectUndeliveredOnDisk();
             services_.beforeAnswering({});
         });
         EXPECT_EQ(fetch(*client_), BackgroundFetchResult::failed);
-        expectTheRestOnDisk();
+        expectUndeliveredOnDisk();
 
         services_.eventStatus = 200;
         drain(*client_);
         EXPECT_EQ(services_.accepted(), sent_);
         expectBalanced(ZentaraClient::statistics());
-        // A call that fails is not tried again and again.
+        // Failing calls are not repeated in a loop.
         EXPECT_LT(disk_.failures(), 1000U);
         EXPECT_EQ(fetchHsid(*client_), "session");
         using testing::HasSubstr;
@@ -84,7 +85,7 @@ class TroubledClient {
     }
 
   private:
-    /// Without a descriptor to see that nobody else is there, the client keeps apart.
+    /// Without a descriptor for the claim the client uses a folder of its own.
     [[nodiscard]] std::filesystem::path file(const std::string& name) const {
         const auto documents = host_.documents();
         if (!std::filesystem::is_directory(documents)) return documents / name;
@@ -100,7 +101,7 @@ class TroubledClient {
         if (trouble_.folder == Trouble::Folder::there) return;
         const bool isFile = trouble_.folder == Trouble::Folder::aFile;
         std::error_code error;
-        // A worker may be writing something there at the same moment.
+        // A worker may write there at the same time.
         do {
             std::filesystem::remove_all(host_.documents(), error);
             if (isFile) writeTo(host_.documents(), "");
@@ -130,8 +131,8 @@ class TroubledClient {
         EXPECT_TRUE(!std::filesystem::exists(list) || decodeEvents(contentsOf(list)).isList);
     }
 
-    /// If the process were killed now, the next one would find what was not delivered.
-    void expectTheRestOnDisk() const {
+    /// A process that starts after a kill at this moment finds all undelivered events.
+    void expectUndeliveredOnDisk() const {
         const auto accepted = services_.accepted();
         auto rest = sent_;
         std::erase_if(rest, [&](const auto& event) { return accepted.contains(event.first); });
@@ -146,7 +147,7 @@ class TroubledClient {
 
     const Trouble& trouble_;
     TestHost host_;
-    // The client uses it to the end of the process.
+    // Never destroyed: the client uses it until the process ends.
     FaultyDisk& disk_ = *new FaultyDisk;
     Services services_;
     std::shared_ptr<ZentaraClient> client_;
@@ -155,7 +156,7 @@ class TroubledClient {
     std::map<std::int64_t, int> sent_;  // each once
 };
 
-TEST(DiskFaultsTest, FailedSaveIsToldKeptAndRetried) {
+TEST(DiskFaultsTest, FailedSaveIsReportedAndRetried) {
     using enum DiskCall;
     using enum Trouble::Told;
     using enum Trouble::Folder;

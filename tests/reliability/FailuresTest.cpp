@@ -14,8 +14,8 @@
 #include "support/RawServer.h"
 #include "support/SampleEvents.h"
 #include "support/Services.h"
-#include "support/TestAuthority.h"
 #include "support/TestHost.h"
+#include "support/TestServer.h"
 
 namespace zentara {
 namespace {
@@ -26,7 +26,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/// What is printed on standard error meanwhile, line by line.
+/// The lines that `run` prints on standard error.
 std::vector<std::string> linesDuring(const std::function<void()>& run) {
     testing::internal::CaptureStderr();
     run();
@@ -121,7 +121,7 @@ TEST_F(FailuresTest, RecoveryIsPrintedOnce) {
         EXPECT_TRUE(fetchHsid(*client));
         EXPECT_EQ(fetch(*client), BackgroundFetchResult::noData);
         client->send("any", "1", "type", "url", "referer", {{"n", 7}});
-        // Its background work is over before the folder goes.
+        // The checkpoint is background work that must end before the folder is removed.
         const auto checkpoint = host_.file(".events-storage.checkpoint");
         EXPECT_TRUE(eventually([&] { return std::filesystem::exists(checkpoint); }));
         for (const int status : {413, 413, 500}) {
@@ -149,7 +149,7 @@ TEST_F(FailuresTest, RecoveryIsPrintedOnce) {
     EXPECT_LE(time, std::chrono::system_clock::now().time_since_epoch());
 }
 
-TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
+TEST_F(FailuresTest, CauseSharedByFilesIsPrintedOnce) {
     std::function<void()> checkpoint;
     const auto keep = [&](auto, std::function<void()> work) {
         checkpoint = std::move(work);
@@ -181,7 +181,7 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
             disk.fail({});
             EXPECT_TRUE(saveAll());
             disk.fail({{{DiskCall::write}, EIO, 1, "under-way"}});
-            EXPECT_FALSE(saveAll()) << "only the events in flight are not kept";
+            EXPECT_FALSE(saveAll()) << "only the file of events in flight fails";
             disk.fail({{{DiskCall::flush}, EIO}});
             EXPECT_TRUE(saveAll()) << "only the checkpoint fails";
             EXPECT_TRUE(isFailing(Component::storage));
@@ -197,7 +197,7 @@ TEST_F(FailuresTest, OneCauseOfSeveralFilesIsPrintedOnce) {
     }
 }
 
-TEST_F(FailuresTest, EventsThatStayBehindArePrinted) {
+TEST_F(FailuresTest, UnrestoredFilesArePrinted) {
     const auto left = host_.file("queue.unread-1").string();
     const std::pair<DiskFault, std::string> cases[] = {
         {{{DiskCall::read}, EIO, 1, "unread-1"}, "Input/output error"},

@@ -20,24 +20,24 @@ using namespace test;
 /// The files of a folder, by name.
 using Files = std::map<std::string, std::string>;
 
-/// A file of events as the numbers of these; what is not a list, by its length.
+/// The numbers of the events in a file, or the length of a file without a list.
 std::string shown(const std::string& file) {
     const auto decoded = decodeEvents(file);
     return decoded.isList ? testing::PrintToString(numbersOf(decoded.events))
                           : std::to_string(file.size()) + " bytes";
 }
 
-/// What a loss of power can make of a file that was written and not flushed since, besides each of
-/// its versions from the last flush on: gone, empty, cut short, with zeros at its end, and what was
-/// in its place before in another file.
+/// What a loss of power can leave of a file that was written and not flushed, besides its versions
+/// since the last flush: nothing, an empty file, its first half, that half with zeros behind it,
+/// and the bytes of another file.
 std::set<std::optional<std::string>> remnantsOf(const std::string& text) {
     const auto half = text.substr(0, text.size() / 2);
     return {std::nullopt, "", half, half + std::string((text.size() + 1) / 2, '\0'),
             "{\"not\":\"ours\"}"};
 }
 
-/// A folder as the device may hold it. What was flushed is there. Of names, what was done since the
-/// folder was flushed is there up to some moment; of a file, anything may be.
+/// The states of a folder that a loss of power can leave. Flushed contents are there. Changes of
+/// names since the last flush of the folder are there up to some moment.
 class Device {
   public:
     explicit Device(std::filesystem::path folder) : folder_(std::move(folder)) {
@@ -78,7 +78,7 @@ class Device {
         if (names != names_.back()) names_.push_back(std::move(names));
     }
 
-    /// All that may be left.
+    /// All possible states.
     [[nodiscard]] std::set<Files> outcomes() const {
         std::set<Files> all;
         for (const auto& names : names_) {
@@ -105,9 +105,9 @@ class Device {
 
         [[nodiscard]] std::set<std::optional<std::string>> outcomes(const std::string& name) const {
             if (isFlushed) return {versions.back()};
-            // The system starts anew, and the queue looks neither into a spare nor into a new file.
+            // After a restart of the system the queue reads none of these.
             if (name.ends_with("boot") || name.ends_with("new")) return {std::nullopt};
-            // The batches in flight are written once.
+            // These files are written once.
             if (name.ends_with("spare") || name.ends_with("under-way"))
                 return {std::nullopt, versions.back()};
             auto all = remnantsOf(versions.back());
@@ -124,24 +124,24 @@ class Device {
 
 using Numbers = std::set<std::int64_t>;
 
-/// What a new process finds is each event once, as it was, and all of `wanted`.
+/// `events` must hold each event once, unchanged, and all of `wanted`.
 void expectEventsBack(const std::vector<InternalEvent>& events, const Numbers& wanted,
                       const std::string& left) {
     const auto numbers = numbersOf(events);
     const Numbers found(numbers.begin(), numbers.end());
     ASSERT_TRUE(found.size() == numbers.size() &&
                 std::includes(found.begin(), found.end(), wanted.begin(), wanted.end()))
-        << left << "must bring back " << testing::PrintToString(wanted) << " but gives "
+        << left << "must restore " << testing::PrintToString(wanted) << " but restores "
         << testing::PrintToString(numbers);
     for (const auto& event : events)
         ASSERT_EQ(event.jsonText(), sampleEvent(event.fields().zentaraActionSequence).jsonText())
             << left;
 }
 
-/// One history of a queue, and all that a loss of power at any moment of it can leave.
+/// One history of a queue, and the states that a loss of power at any moment can leave.
 class History {
   public:
-    /// The queue begins with these files, and has these events on the device.
+    /// The queue starts with `files`, whose events `flushed` are on the device.
     History(const Files& files, Numbers flushed) : flushed_(std::move(flushed)) {
         for (const auto& [name, bytes] : files)
             writeTo(host_.file(name), bytes);
@@ -197,10 +197,10 @@ class History {
         append();
     }
 
-    /// Lets a new process find each thing that may be left.
-    void checkWhatComesBack() {
+    /// Starts a new process on each possible state.
+    void checkRestoredEvents() {
         disk_.watch(nullptr);
-        ASSERT_GT(outcomes_.size(), 100U) << "the calls go unseen";
+        ASSERT_GT(outcomes_.size(), 100U) << "the disk calls are not recorded";
         for (const auto& [files, wanted] : outcomes_) {
             std::filesystem::remove_all(host_.documents());
             std::string left;
@@ -218,7 +218,7 @@ class History {
     }
 
   private:
-    /// After it, what was accepted before it began is safe until it is settled.
+    /// From now on, events that were accepted before must survive until they are settled.
     void checkpoint() {
         const auto before = accepted_;
         for (const auto& task : std::exchange(background_, {}))
@@ -241,10 +241,10 @@ class History {
     Numbers flushed_;   // of these
     std::deque<std::function<void()>> background_;
     std::deque<std::function<void()>> inTheMiddle_;  // of a checkpoint, one at each flush
-    std::map<Files, Numbers> outcomes_;              // each with what it must bring back
+    std::map<Files, Numbers> outcomes_;              // each with the events it must restore
 };
 
-TEST(PowerLossTest, WhatWasFlushedComesBack) {
+TEST(PowerLossTest, FlushedEventsAreRestored) {
     const auto older = fileOf(sampleEvents(11, 3));
     const auto newer = fileOf(sampleEvents(11, 4));
     const std::pair<const char*, Files> cases[] = {
@@ -257,15 +257,15 @@ TEST(PowerLossTest, WhatWasFlushedComesBack) {
         SCOPED_TRACE(name);
         History history(files, files.empty() ? Numbers() : Numbers{11, 12, 13});
         history.run();
-        // One line for each list that is set aside.
+        // Each list that is set aside prints a line.
         testing::internal::CaptureStderr();
-        history.checkWhatComesBack();
+        history.checkRestoredEvents();
         static_cast<void>(testing::internal::GetCapturedStderr());
         if (HasFatalFailure()) return;
     }
 }
 
-TEST(PowerLossTest, PartsOfTwoListsAreNoList) {
+TEST(PowerLossTest, MixtureOfTwoListsIsDamaged) {
     constexpr std::int64_t count = 20;
     const auto flushed = fileOf(sampleEvents(11, count));
     const auto numbers = numbersOf(sampleEvents(11, count));
@@ -273,7 +273,7 @@ TEST(PowerLossTest, PartsOfTwoListsAreNoList) {
     testing::internal::CaptureStderr();
     for (const auto& [left, added] : {std::pair{1, 1}, {3, 2}, {2, 5}, {19, 4}, {20, 6}, {5, 0}}) {
         const auto list = fileOf(sampleEvents(11 + left, count - left + added));
-        // As large as the blocks that a device writes at least.
+        // The smallest block of a device.
         for (std::size_t block = 512; block < std::max(list.size(), flushed.size()); block += 512) {
             for (const auto& [front, end] : {std::pair{list, flushed}, {flushed, list}}) {
                 auto mixture = front.substr(0, std::min(block, end.size()));
@@ -297,7 +297,7 @@ TEST(PowerLossTest, PartsOfTwoListsAreNoList) {
     static_cast<void>(testing::internal::GetCapturedStderr());
 }
 
-TEST(PowerLossTest, EventsInFlightAreNoPartOfAnother) {
+TEST(PowerLossTest, OverlappingFilesRestoreEachEventOnce) {
     const TestHost host;
     std::vector<InternalEvent> list = sampleEvents(11, 1);
     list.push_back(sampleEvent(13));

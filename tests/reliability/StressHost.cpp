@@ -15,7 +15,6 @@
 #include <vector>
 
 #include <zentara/ZentaraClient.h>
-#include "support/Books.h"
 #include "support/ClientSettingsAccess.h"
 #include "support/HostSetUp.h"
 #include "support/WaitFor.h"

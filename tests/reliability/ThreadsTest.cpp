@@ -7,7 +7,6 @@
 #include "support/Files.h"
 #include "support/RawServer.h"
 #include "support/Services.h"
-#include "support/TemporaryDirectory.h"
 
 namespace zentara {
 namespace {

@@ -3,17 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <deque>
 #include <thread>
 
 #include "dispatch/storage/FileStorage.h"
-#include "facade/ZentaraClientBuilder.h"
 #include "schemas/SchemasServiceApi.h"
-#include "support/ClientSettingsAccess.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
+#include "support/RecordingSession.h"
 #include "support/TestHost.h"
-#include "support/TestServer.h"
-#include "support/WaitFor.h"
 
 namespace zentara {
 namespace {
@@ -22,65 +20,65 @@ using namespace test;
 
 class SchemasProviderTest : public testing::Test {
   protected:
-    SchemasProviderTest() { TestHost::useServer(server_.url()); }
-
     std::shared_ptr<SchemasProvider> makeProvider() {
-        return SchemasProvider::create(
-            std::make_unique<SchemasStorage>(systemFiles(), "schemas"),
-            std::make_unique<ManualTicker>(ticker_),
-            std::make_unique<SchemasServiceApi>(ZentaraClientBuilder::schemasService()),
-            ClientSettings::current, [reports = reports_](ZentaraClientErrorRef error) {
-                reports->put(error ? error->what() : "ready");
-            });
+        const RemoteService service{[this] { return settings_; },
+                                    [](auto) { return URL::parse("http://qa.test/base").value(); },
+                                    RestClient(session_)};
+        return SchemasProvider::create(std::make_unique<SchemasStorage>(systemFiles(), "schemas"),
+                                       std::make_unique<ManualTicker>(ticker_),
+                                       std::make_unique<SchemasServiceApi>(service),
+                                       service.settings, [this](ZentaraClientErrorRef error) {
+                                           reports_.push_back(error ? error->what() : "ready");
+                                       });
     }
 
-    /// What it reports, the `index`th time in all, after an answer of the service.
-    std::string reportAfter(const std::string& body, std::size_t index, int status = 200) {
-        server_.respond(TestAnswer{status, body});
+    /// What the provider reports after an answer of the service.
+    std::string reportAfter(const std::string& body, int status = 200) {
+        session_.respond(status, body);
+        const auto before = reports_.size();
         ticker_.fire();
-        return reports_->waitFor(index).value_or("nothing");
+        EXPECT_EQ(reports_.size(), before + 1);
+        return reports_.back();
     }
 
     static constexpr const char* failed = "Zentara client can not get schemas";
 
     TestHost host_;
     ManualTicker ticker_;
-    std::shared_ptr<Mailbox<std::string>> reports_ = std::make_shared<Mailbox<std::string>>();
-    TestServer server_;
+    RecordingSession session_;
+    std::shared_ptr<const ClientSettings> settings_ = ClientSettings::current();
+    std::vector<std::string> reports_;
 };
 
 TEST_F(SchemasProviderTest, FetchesUntilThereIsATable) {
     const auto provider = makeProvider();
-    EXPECT_TRUE(reports_->values().empty());
+    EXPECT_TRUE(reports_.empty());
     EXPECT_EQ(ticker_.runningInterval(), 10.0);
-    std::size_t index = 0;
     for (const char* const body : {"[1,2]", "", "{\"a\":"})
-        EXPECT_EQ(reportAfter(body, index++), failed) << body;
+        EXPECT_EQ(reportAfter(body), failed) << body;
     EXPECT_EQ(provider->schema("ab", "1"), nullptr);
     EXPECT_TRUE(ticker_.isRunning());
     EXPECT_TRUE(isFailing(Component::schemas));
 
-    EXPECT_EQ(reportAfter(R"({"ab-1":{"title":"Ab"},"text-1":"no schema"})", index), "ready");
+    EXPECT_EQ(reportAfter(R"({"ab-1":{"title":"Ab"},"text-1":"no schema"})"), "ready");
     EXPECT_FALSE(isFailing(Component::schemas));
-    const auto* const schema = provider->schema("ab", "1");
-    ASSERT_NE(schema, nullptr);
-    EXPECT_EQ(schema->title(), "Ab");
+    EXPECT_EQ(provider->schema("ab", "1")->title(), "Ab");
     EXPECT_EQ(provider->schema("ab", "2"), nullptr);
     EXPECT_EQ(provider->schema("text", "1"), nullptr);
-    EXPECT_TRUE(eventually([&] { return !ticker_.isRunning(); }));
-    EXPECT_EQ(server_.requests().back().method, "GET");
-    EXPECT_EQ(server_.requests().back().target, "/schemas");
-    EXPECT_TRUE(namesIn(host_.documents()).empty()) << "the cache is only ever read";
+    EXPECT_FALSE(ticker_.isRunning());
+    const auto& request = session_.requests().back();
+    EXPECT_EQ(request.method + " " + request.url.string(), "GET http://qa.test/base/schemas");
+    EXPECT_TRUE(namesIn(host_.documents()).empty()) << "the cache is never written";
 }
 
-TEST_F(SchemasProviderTest, AnswersFromTheCacheWhileTheServiceIsDown) {
+TEST_F(SchemasProviderTest, CacheServesUntilATableIsFetched) {
     writeTo(host_.file("schemas"), R"([{"ab-1":{"minProperties":1}},{"cd-1":{}}])");
     const auto provider = makeProvider();
-    EXPECT_EQ(reports_->values(), std::vector<std::string>{"ready"});
-    EXPECT_EQ(reportAfter(R"({"ef-1":{}})", 1, 503), failed);
+    EXPECT_EQ(reports_, std::vector<std::string>{"ready"});
+    EXPECT_EQ(reportAfter(R"({"ef-1":{}})", 503), failed);
     EXPECT_NE(provider->schema("ab", "1"), nullptr);
     EXPECT_EQ(provider->schema("cd", "1"), nullptr) << "only the first table counts";
-    EXPECT_EQ(reportAfter(R"({"ef-1":{}})", 2), "ready");
+    EXPECT_EQ(reportAfter(R"({"ef-1":{}})"), "ready");
     EXPECT_EQ(provider->schema("ab", "1"), nullptr) << "the fetched table replaces the cached one";
     EXPECT_NE(provider->schema("ef", "1"), nullptr);
 }
@@ -102,48 +100,35 @@ TEST_F(SchemasProviderTest, TableIsReplacedDuringValidation) {
             EXPECT_FALSE(provider->schema("ab", "1")->validate(value).valid());
         });
     }
-    EXPECT_EQ(reportAfter(table("null"), 1), "ready");
+    EXPECT_EQ(reportAfter(table("null")), "ready");
     isReplaced = true;
 }
 
-TEST_F(SchemasProviderTest, ALateFailureDoesNotUndoASuccess) {
-    Signal release;
-    std::atomic<int> count = 0;
-    server_.respond([&](const RecordedRequest&) {
-        TestAnswer answer;
-        if (++count == 1) {
-            EXPECT_TRUE(release.waitFor());
-            answer.status = 500;
-        }
-        return answer;
-    });
+TEST_F(SchemasProviderTest, LateFailureDoesNotUndoASuccess) {
+    std::deque<URLSession::Completion> pending;
+    session_.respond([&](const auto&, auto done) { pending.push_back(std::move(done)); });
     const auto provider = makeProvider();
     ticker_.fire();
-    ASSERT_TRUE(server_.waitForRequest());
     ticker_.fire();
-    EXPECT_EQ(reports_->waitFor(), "ready");
-    release.notify();
-    // The next exchange ends after the late one, whose report would have come first.
-    const auto done = std::make_shared<Signal>();
-    SchemasServiceApi(ZentaraClientBuilder::schemasService()).fetch([done](const auto&) {
-        done->notify();
-    });
-    ASSERT_TRUE(done->waitFor());
-    EXPECT_EQ(reports_->values().size(), 1U);
+    ASSERT_EQ(pending.size(), 2U);
+    pending[1](URLResponse{200, "{}"});
+    pending[0](URLResponse{500, "{}"});
+    EXPECT_EQ(reports_, std::vector<std::string>{"ready"});
 }
 
 TEST_F(SchemasProviderTest, EmptyCacheIsReportedUnreadableIsNot) {
     writeTo(host_.file("schemas"), "[]");
     auto provider = makeProvider();
-    EXPECT_EQ(reports_->values(), std::vector<std::string>{failed});
-    ClientSettingsAccess::setCurrent(nullptr);
+    EXPECT_EQ(reports_, std::vector<std::string>{failed});
+    settings_ = nullptr;
     ticker_.fire();
-    EXPECT_EQ(reports_->values(), std::vector<std::string>(2, failed));
+    EXPECT_EQ(reports_, std::vector<std::string>(2, failed));
+    EXPECT_TRUE(session_.requests().empty());
     writeTo(host_.file("schemas"), "[{");
     provider.reset();
     provider = makeProvider();
     EXPECT_FALSE(ticker_.isRunning());
-    EXPECT_EQ(reports_->values().size(), 2U);
+    EXPECT_EQ(reports_.size(), 2U);
 }
 
 }  // namespace

@@ -20,10 +20,10 @@ class ChildProcess {
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    /// The next line of its output, when it comes; nothing at the end.
+    /// Waits for the next line of its output; nothing at the end.
     [[nodiscard]] std::optional<std::string> readLine();
 
-    /// All that is left of its output, read to its end.
+    /// Reads its output to the end.
     [[nodiscard]] std::vector<std::string> readLines();
 
     [[nodiscard]] pid_t id() const { return process_; }

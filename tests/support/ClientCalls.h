@@ -8,17 +8,18 @@
 #include <optional>
 #include <string>
 
+#include "support/HostSetUp.h"
 #include "support/WaitFor.h"
 
 namespace zentara::test {
 
-/// As at the start of a process.
+/// Restores the state of a new process.
 inline void resetClient() {
     ZentaraClient::setSharedClient(nullptr);
     ZentaraClient::setIsReady(false);
 }
 
-/// The shared client, once it has heard of the schemas.
+/// The shared client, after the first report of its readiness.
 inline std::shared_ptr<ZentaraClient> getClient() {
     std::shared_ptr<ZentaraClient> client;
     EXPECT_TRUE(valueFrom<ZentaraClientErrorRef>(
@@ -33,6 +34,10 @@ inline std::optional<std::string> fetchHsid(ZentaraClient& client) {
 inline std::optional<BackgroundFetchResult> fetch(ZentaraClient& client) {
     return valueFrom<BackgroundFetchResult>(
         [&](auto done) { client.performFetch(std::move(done)); });
+}
+
+inline void expectBalanced(const ZentaraClientStatistics& books) {
+    EXPECT_EQ(imbalances(books), std::pair(std::int64_t(0), std::int64_t(0)));
 }
 
 /// Lets the client deliver all that is queued.

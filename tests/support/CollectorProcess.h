@@ -24,7 +24,7 @@ class CollectorProcess {
         return collector::CollectorClient(url_);
     }
 
-    /// What the next line of its output says; each begins with a word that tells of what.
+    /// The rest of the next line of its output, which must begin with `beginning`.
     std::string announced(const std::string& beginning);
 
     /// Ends it; what `ChildProcess::wait` returns.

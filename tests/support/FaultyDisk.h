@@ -12,14 +12,14 @@
 
 namespace zentara::test {
 
-/// What is asked of a disk. Reading can fail and is not watched.
+/// The calls of a disk. Reads can fail and are not watched.
 enum class DiskCall { open, read, write, truncate, rename, remove, flush, flushFolder };
 
 /// One call that has succeeded.
 struct DiskStep {
     DiskCall call = DiskCall::open;
     std::filesystem::path path = {};
-    std::uint64_t file = 0;             ///< tells files apart, whatever they are called
+    std::uint64_t file = 0;             ///< identifies the file under any name
     std::uint64_t offset = 0;           ///< of a write; the new length when truncating
     std::string bytes = {};             ///< of a write
     std::filesystem::path target = {};  ///< of a rename
@@ -30,8 +30,8 @@ struct DiskStep {
 struct DiskFault {
     std::vector<DiskCall> calls;
     int error = 0;           ///< of `errno`
-    std::size_t every = 1;   ///< the first of so many fails, and so on
-    std::string names = {};  ///< only where the last name of the path has this in it
+    std::size_t every = 1;   ///< the first of each such number fails
+    std::string names = {};  ///< only for files whose name contains this
     bool isDone = false;     ///< the call does its work and reports the error all the same
 };
 

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <stdlib.h>
+
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace zentara::test {
 
@@ -28,5 +32,28 @@ inline std::set<std::string> namesIn(const std::filesystem::path& folder) {
     }
     return names;
 }
+
+/// A new directory, removed with its contents by the destructor.
+class TemporaryDirectory {
+  public:
+    TemporaryDirectory() {
+        std::string name = (std::filesystem::temp_directory_path() / "zentara-XXXXXX").string();
+        if (::mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("no temporary directory can be made");
+        }
+        path_ = name;
+    }
+    ~TemporaryDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+
+  private:
+    std::filesystem::path path_;
+};
 
 }  // namespace zentara::test

@@ -9,8 +9,8 @@
 
 namespace zentara::test {
 
-/// A ticker that fires when the test says so. Copies are the same ticker, which a request in flight
-/// may keep alive beyond the test.
+/// A ticker that the test fires. Copies share their state, which a request in flight may keep alive
+/// beyond the test.
 class ManualTicker final : public TickerProtocol {
   public:
     void setHandler(Handler handler) override {

@@ -28,15 +28,15 @@ class RawConnection {
     void waitForClose();
 
   protected:
-    /// Whether more came before the end.
+    /// Whether bytes came before the end.
     bool receive();
 
     const int descriptor_;
     std::string received_;
 };
 
-/// A TCP server on a free port of the loopback interface that says exactly what a script tells it
-/// to: for answers that no proper HTTP server gives.
+/// A TCP server on a free port of the loopback interface that sends the bytes of a script, for
+/// answers that an HTTP server does not give.
 class RawServer {
   public:
     /// Runs once per connection, for up to sixteen at a time; the connection is closed when it
@@ -51,7 +51,7 @@ class RawServer {
 
     /// Reads a request, sends `bytes`, closes.
     [[nodiscard]] static Script answer(std::string bytes);
-    /// Reads a request and never says anything.
+    /// Never answers.
     [[nodiscard]] static Script silence();
 
     [[nodiscard]] URL url(std::string_view target = "") const;

@@ -10,7 +10,7 @@
 
 namespace zentara::test {
 
-/// A stamped event as the client makes them; `number` tells one from the other.
+/// A stamped event as the client makes it. `number` identifies it.
 inline InternalEvent sampleEvent(std::int64_t number,
                                  StringMap user = {{"type", "Anonymous"}, {"token", "Anonymous"}},
                                  JSONObject properties = {{"title", "Home / \"start\" \\ \n"},

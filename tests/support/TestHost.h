@@ -8,7 +8,7 @@
 #include <zentara/HostApplication.h>
 #include <zentara/ZentaraEndpoints.h>
 #include "support/ClientSettingsAccess.h"
-#include "support/TemporaryDirectory.h"
+#include "support/Files.h"
 
 namespace zentara::test {
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -12,7 +13,8 @@
 #include <vector>
 
 #include <zentara/URL.h>
-#include "support/TestAuthority.h"
+#include "collector/http/Certificate.h"
+#include "support/Files.h"
 #include "support/WaitFor.h"
 
 namespace httplib {
@@ -21,7 +23,39 @@ class Server;
 
 namespace zentara::test {
 
-/// A request as the server got it.
+/// A new certificate authority, made as the collector makes its own.
+class TestAuthority {
+  public:
+    TestAuthority() { writeTo(file(), own_.certificateText()); }
+
+    /// The authority's certificate as a PEM file; gone with this object.
+    [[nodiscard]] std::string file() const {
+        return (directory_.path() / "authority.pem").string();
+    }
+
+    /// A certificate for these hosts below .localhost and .test, or for this machine under all its
+    /// loopback names.
+    [[nodiscard]] collector::Certificate issue(const std::vector<std::string>& names = {
+                                                   "localhost", "127.0.0.1", "::1"}) const {
+        return collector::makeServerCertificate(own_, "Test server", names, 1);
+    }
+
+    [[nodiscard]] collector::Certificate issueExpired() const {
+        auto issued = issue();
+        ::X509_gmtime_adj(::X509_getm_notAfter(issued.certificate.get()), -60);
+        if (::X509_sign(issued.certificate.get(), own_.key.get(), ::EVP_sha256()) <= 0) {
+            throw std::runtime_error("cannot sign");
+        }
+        return issued;
+    }
+
+  private:
+    TemporaryDirectory directory_;
+    const collector::Certificate own_ =
+        collector::makeAuthority(directory_.path().filename().string(), 1);
+};
+
+/// A request as the server received it.
 struct RecordedRequest {
     std::string method;
     std::string target;  ///< the path, with the query if there is one
@@ -41,8 +75,8 @@ struct TestAnswer {
     std::vector<std::pair<std::string, std::string>> headers = {};
 };
 
-/// A real HTTP or HTTPS server on a free port of the loopback interface. It keeps what it was asked
-/// and closes each connection after its answer.
+/// A real HTTP or HTTPS server on a free port of the loopback interface. Records the requests and
+/// closes each connection after its answer.
 class TestServer {
   public:
     /// Runs on a thread of the server, several at a time; it may block.
@@ -66,7 +100,7 @@ class TestServer {
 
     /// All requests so far, in the order in which they were read.
     [[nodiscard]] std::vector<RecordedRequest> requests() const { return requests_.values(); }
-    /// The request at `index`, when it comes in time.
+    /// Waits for the request at `index`; nothing after the time-out.
     [[nodiscard]] std::optional<RecordedRequest> waitForRequest(std::size_t index = 0) {
         return requests_.waitFor(index);
     }

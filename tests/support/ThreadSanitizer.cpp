@@ -1,5 +1,5 @@
-// Part of every test program that the thread sanitizer watches. The distribution's HTTP library and
-// ICU are not compiled for it, so it would take their guarded static objects for races.
+// Part of every test program under the thread sanitizer. The distribution's HTTP library and ICU
+// are not compiled for it, so it reports false races of their static objects.
 
 // The name is the sanitizer's.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -12,7 +12,7 @@ extern "C" __attribute__((visibility("default"))) const char* __tsan_default_sup
            "called_from_lib:libicui18n.so\n";
 }
 
-// A program that is to be killed cannot tell at its end.
+// A killed program cannot report at its end.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {
     return "halt_on_error=1";
 }

@@ -13,7 +13,7 @@
 
 namespace zentara::test {
 
-/// Long enough for a loaded machine under a sanitizer; only a failing test ever waits for it.
+/// Long enough for a loaded machine under a sanitizer. Only a failing test waits this long.
 inline constexpr std::chrono::seconds generousTimeout{30};
 
 /// Values from other threads, in order of arrival. Must outlive those threads.
@@ -26,7 +26,7 @@ class Mailbox {
         changed_.notify_all();
     }
 
-    /// The value at `index` once it has come, or nothing when the time was up first.
+    /// Waits for the value at `index`; nothing after the time-out.
     [[nodiscard]] std::optional<Value> waitFor(
         std::size_t index = 0, std::chrono::milliseconds timeout = generousTimeout) {
         std::unique_lock lock(mutex_);
@@ -47,7 +47,7 @@ class Mailbox {
     std::vector<Value> values_;
 };
 
-/// What `start` passes to its callback, or nothing when that takes too long.
+/// The value that `start` passes to its callback; nothing after the time-out.
 template <typename Value, typename Start>
 std::optional<Value> valueFrom(const Start& start) {
     const auto values = std::make_shared<Mailbox<Value>>();
@@ -84,7 +84,7 @@ template <typename Condition>
     return true;
 }
 
-/// Runs `work` on so many threads at once, which it tells apart by their numbers.
+/// Runs `work` on `count` threads at once, with the number of the thread.
 template <typename Work>
 void inThreads(int count, const Work& work) {
     std::vector<std::jthread> threads;

@@ -67,27 +67,28 @@ TEST(RegularExpression, RefusesInvalidAndCostlyExpressions) {
           many(2'001, "a{9}"), "(?i)" + many(16, "[\\W]"),
           "(?i)" + many(100, "[\\x{0}-\\x{10ffff}\\p{L}]|")}) {
         EXPECT_FALSE(RegularExpression(pattern).isValid()) << pattern.substr(0, 20);
-        EXPECT_FALSE(RegularExpression(pattern).isValid()) << "from the cache";
+        EXPECT_FALSE(RegularExpression(pattern).isValid()) << "the cached result";
     }
 }
 
-TEST(RegularExpression, WhatTakesTooMuchTimeOrStackCountsAsNoMatch) {
-    EXPECT_TRUE(matches("^(a|aa|a*b)+!$", std::string(100'000, 'a') + "!")) << "simple ones do not";
+TEST(RegularExpression, MatchBeyondTimeOrStackFails) {
+    EXPECT_TRUE(matches("^(a|aa|a*b)+!$", std::string(100'000, 'a') + "!"))
+        << "the quick matcher has no such limit";
     EXPECT_FALSE(matches("^(?=a)(a+)+$", std::string(40, 'a') + "!"));
-    // No states are saved here: only the clock tells.
+    // Saves no states, so only the clock stops it.
     EXPECT_FALSE(matches("(?>[^b]*)b", std::string(2'000'000, 'a')));
     EXPECT_TRUE(matches("^(?=a)[ab]*$", std::string(32'768, 'a')));
     EXPECT_FALSE(matches("^(?=a)[ab]*$", std::string(32'769, 'a')));
     EXPECT_TRUE(matches("(?i)\\\\1(A)", "\\1" + std::string(8'190, 'a')));
     EXPECT_TRUE(matches("(?i)(A)\\1$", std::string(32'768, 'a')));
     EXPECT_FALSE(matches("^(?:" + many(200, "\\B") + "|a)*$", "aa"))
-        << "looks at too much for each state";
+        << "too much work for each state";
     EXPECT_FALSE(matches("^(?=a)(a|b)*$", std::string(10'000'000, 'a')));
 }
 
 TEST(RegularExpression, LongTextAnswersLikeShort) {
     for (const int count : {10, 40, 1'000}) {
-        // Six units and four characters in each piece, so that the search ends behind them.
+        // Each piece has six units and four characters.
         const auto text = many(count, "漢👍\r\nß") + many(2 * count, "x");
         EXPECT_TRUE(matches("(?s)^(?!.*x).*(?<=漢👍\r\nß)$", text)) << count;
         EXPECT_TRUE(matches("^(?:(漢).\\s+\\bß(?!\\1{2}))*$", text)) << count;
@@ -95,7 +96,7 @@ TEST(RegularExpression, LongTextAnswersLikeShort) {
     }
 }
 
-TEST(RegularExpression, IsChargedForTheTimeThatAMatchTakes) {
+TEST(RegularExpression, MatchIsChargedForItsTime) {
     // Each saved state copies a hundred groups.
     std::string pattern = "^(?=a)(?:a|b)*c";
     for (int i = 0; i < 100; ++i)
@@ -109,7 +110,7 @@ TEST(RegularExpression, IsChargedForTheTimeThatAMatchTakes) {
     EXPECT_FALSE(RegularExpression("a").matches("a", &allowance)) << "nothing is left";
 }
 
-TEST(RegularExpression, SimpleExpressionsAnswerLikeTheFullEngine) {
+TEST(RegularExpression, QuickMatcherAgreesWithTheEngine) {
     std::istringstream words(
         R"(a b 1 - . _ \d \D\W \w \s \S \. \- [ab] [^a] [a-] [-b] [a-b] [0-9b] [^\d] [\w.] [\]]
            [\^\$\&] [!#%~`'"<>|()*+?/,;:=@] ( (?: ) ) | * + ? {2} {1,3} {2,} {0,1} {0,2}? ^ $ ] }
@@ -124,7 +125,7 @@ TEST(RegularExpression, SimpleExpressionsAnswerLikeTheFullEngine) {
         if (random() % 3 == 0) pattern += "$";
         if (!ASCIIPattern::compile(pattern)) continue;
         const RegularExpression quick(pattern);
-        // An empty look-ahead changes nothing, but is beyond the simple ones.
+        // An empty look-ahead changes nothing but needs the engine.
         const RegularExpression full("(?=)(?:" + pattern + ")");
         ASSERT_TRUE(full.isValid()) << pattern;
         ++simple;
@@ -139,7 +140,7 @@ TEST(RegularExpression, SimpleExpressionsAnswerLikeTheFullEngine) {
     EXPECT_GT(simple, 3'000);
 }
 
-TEST(RegularExpression, SharedByThreadsBeyondTheCacheSize) {
+TEST(RegularExpression, ThreadsShareMoreThanTheCacheHolds) {
     const RegularExpression full("^([a-z]+)-([0-9]+)é$");
     const RegularExpression simple("^[a-z]+-[0-9]+$");
     test::inThreads(4, [&full, &simple](int) {

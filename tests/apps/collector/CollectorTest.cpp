@@ -9,7 +9,6 @@
 #include "collector/Front.h"
 #include "collector/http/HttpServer.h"
 #include "support/Files.h"
-#include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 
 namespace zentara::collector {
@@ -19,7 +18,7 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 using Verdict = EventSelection::Verdict;
 
-/// The collector without its command line; most is asked over HTTP by the client that tests use.
+/// The collector without its command line. Most tests use its HTTP client.
 class CollectorTest : public testing::Test {
   protected:
     CollectorTest() {
@@ -123,7 +122,7 @@ TEST_F(CollectorTest, ResetRestartsTheCountOfAWait) {
     const auto waiting = std::make_shared<RecordingExchange>(NamedTexts{{"count", "2"}});
     post(samples::action("a", "u1"));
     queries.handle(waiting);
-    EXPECT_EQ(client.waitFor({}).total, 1U) << "by then the other has looked, too";
+    EXPECT_EQ(client.waitFor({}).total, 1U) << "the pending wait has seen it, too";
     client.reset();
     post(samples::action("a", "u2"));
     EXPECT_EQ(client.waitFor({}).total, 1U);
@@ -153,7 +152,6 @@ TEST_F(CollectorTest, StreamReportsArrivalsUntilTheServerStops) {
     EXPECT_THAT(page.readUntil("\"lastNumber\":0"), HasSubstr("text/event-stream"));
     post(samples::action("a", "u1") + "," + samples::action("b", "u2"));
     EXPECT_THAT(page.readUntil("\"lastNumber\":2"), HasSubstr("\"good\":1,\"bad\":1"));
-    client.setFault("id", {{"status", 500}});
     server.stop();
     page.readToEnd();
 }
@@ -163,7 +161,7 @@ TEST_F(CollectorTest, PagePolicyForbidsForeignContent) {
     EXPECT_THAT(page.readToEnd(),
                 AllOf(HasSubstr("Content-Security-Policy: default-src 'none'; script-src 'self'"),
                       HasSubstr("Content-Type: text/html")));
-    EXPECT_EQ(store.summary().requests, 0U) << "the page is not part of what is received";
+    EXPECT_EQ(store.summary().requests, 0U) << "requests for the page are not recorded";
 }
 
 TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {

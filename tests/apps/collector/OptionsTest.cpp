@@ -1,9 +1,54 @@
-#include "collector/Options.h"
-
 #include <gmock/gmock.h>
+
+#include <atomic>
+
+#include "collector/FaultText.h"
+#include "collector/Faults.h"
+#include "collector/Options.h"
+#include "support/WaitFor.h"
 
 namespace zentara::collector {
 namespace {
+
+using testing::HasSubstr;
+using testing::VariantWith;
+
+TEST(FaultsTest, FaultAffectsItsShareOfTheRequests) {
+    Faults faults(1);
+    faults.set(Service::event,
+               std::get<Fault>(readFault(R"({"answer":"lost","rate":0.25,"times":1000000})")));
+    std::atomic<std::uint64_t> met = 0;
+    test::inThreads(4, [&](int) {
+        for (int request = 0; request < 250'000; ++request)
+            met += faults.next(Service::event) ? 1 : 0;
+    });
+    EXPECT_NEAR(static_cast<double>(met), 250'000, 5 * 433.0);  // five standard deviations
+    EXPECT_EQ(faults.current(Service::event)->times, 1'000'000 - met);
+}
+
+TEST(FaultsTest, InvalidFaultIsExplained) {
+    const std::pair<const char*, const char*> bodies[] = {
+        {"", "JSON object"},
+        {R"({"sttus":500})", "no member \"sttus\""},
+        {R"({"answer":null})", "answer is one of"},
+        {R"({"status":199})", "status is an integer from 200 to 599"},
+        {R"({"rate":1.01})", "rate is a number from 0 to 1"},
+        {R"({"times":0})", "times is an integer of at least 1"},
+        {R"({"latency":1e300})", "latency is an integer from 0 to 600000"},
+        {R"({"readingPace":-1})", "readingPace is an integer of at least 1"},
+    };
+    for (const auto& [body, reason] : bodies)
+        EXPECT_THAT(readFault(body), VariantWith<std::string>(HasSubstr(reason))) << body;
+    const std::pair<const char*, const char*> options[] = {
+        {"", "begins with schemas:, id:, event: or all:"},
+        {"events:status=500", "not \"events\""},
+        {"event", "has settings"},
+        {"event:lost", "\"lost\" has no value"},
+        {"event:rate=nan", "rate is a number"},
+    };
+    for (const auto& [option, reason] : options)
+        EXPECT_THAT(readFaultOption(option), VariantWith<std::string>(HasSubstr(reason))) << option;
+}
 
 ParsedOptions parse(std::vector<const char*> arguments) {
     arguments.insert(arguments.begin(), "zentara-collector");
@@ -27,7 +72,7 @@ TEST(CollectorOptionsTest, UsageErrorNamesTheOption) {
     }
 }
 
-TEST(CollectorOptionsTest, OtherMachinesNeedTheirOption) {
+TEST(CollectorOptionsTest, ForeignAddressesNeedAnOption) {
     EXPECT_TRUE(parse({"--host", "0.0.0.0", "--reachable-from-the-network"}).options);
     for (const char* host : {"127.0.0.1", "127.8.9.10", "::1", "0:0:0:0:0:0:0:1", "localhost"})
         EXPECT_TRUE(parse({"--host", host}).options) << host;

@@ -15,8 +15,7 @@ namespace {
 using testing::HasSubstr;
 
 TEST(TerminalLogTest, EventTextIsNoTerminalCommand) {
-    // A CSI both as an escape sequence and as one character of the upper control range, DEL, and
-    // what turns the direction of writing.
+    // A CSI as an escape sequence and as one character, DEL, and an override of the text direction.
     const auto properties = JSONValue::parse("{\"a\":\"\\u001b[2J\u009b2J\x7f\u202e\"}");
     HttpRequest request;
     RequestReport report{request, 200, "", "", {}, {}, {}};
@@ -39,7 +38,7 @@ TEST(TerminalLogTest, EventTextIsNoTerminalCommand) {
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
 }
 
-TEST(LogWriterTest, UnreadLogBlocksNoWriterAndKeepsItsOrder) {
+TEST(LogWriterTest, UnreadLogBlocksNoWriterKeepsOrder) {
     std::array<int, 2> pipe{};
     ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
     std::string all;
@@ -55,7 +54,7 @@ TEST(LogWriterTest, UnreadLogBlocksNoWriterAndKeepsItsOrder) {
     std::string read(10'000, ' ');
     EXPECT_EQ(::read(pipe[0], read.data(), read.size()), 10'000);
     EXPECT_EQ(read.substr(0, 1000), all.substr(0, 1000));
-    EXPECT_EQ(read.find("\n\n"), std::string::npos) << "too much to be kept";
+    EXPECT_EQ(read.find("\n\n"), std::string::npos) << "larger than the buffer";
     ::close(pipe[0]);
     ::close(pipe[1]);
 }

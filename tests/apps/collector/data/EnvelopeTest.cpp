@@ -1,8 +1,13 @@
-#include "collector/data/Envelope.h"
-
 #include <gmock/gmock.h>
+#include <zentara/JSONValue.h>
+
+#include <limits>
 
 #include "apps/collector/Samples.h"
+#include "collector/data/ArrivalCheck.h"
+#include "collector/data/Envelope.h"
+#include "collector/data/SequenceGaps.h"
+#include "schemas/Schema.h"
 
 namespace zentara::collector {
 namespace {
@@ -70,6 +75,119 @@ TEST(EnvelopeTest, PropertiesNestAsDeepAsTheLibraryAllows) {
     };
     EXPECT_EQ(faultOf(nested(511)), "");
     EXPECT_THAT(faultOf(nested(100'000)), testing::StartsWith("the body is not JSON"));
+}
+
+std::vector<Finding> findings(const JSONValue& properties, const JSONValue& schema) {
+    return checkProperties(properties, Schema(schema.object(), arrivalFormats()));
+}
+
+TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
+    const std::tuple<const char*, const char*, std::vector<std::string>> cases[] = {
+        // One message at several places, at several depths.
+        {R"({"properties":{"a":{"type":"string"},"b":{"type":"string"},
+                           "c":{"properties":{"d":{"type":"string"}}}}})",
+         R"({"b":1,"a":1,"c":{"d":1}})",
+         {"/a", "/b", "/c/d"}},
+        {R"({"items":[{"type":"string"}],"additionalItems":false})", "[1,2,3]", {"/0", "/1", "/2"}},
+        {R"({"patternProperties":{"^x":{"type":"string"}},"additionalProperties":{"minimum":9}})",
+         R"({"x1":1,"y":2})",
+         {"/x1", "/y"}},
+        // Replaces the findings in the members before.
+        {R"({"properties":{"a":{"type":"string"}},"patternProperties":{"(":{}}})",
+         R"({"a":1})",
+         {""}},
+        {R"({"properties":{"a":{"$ref":"#/definitions/x"}},
+             "definitions":{"x":{"properties":{"b":{"$ref":"#/definitions/y"}}},
+                            "y":{"items":{"enum":[1]}}}})",
+         R"({"a":{"b":[1,2]}})",
+         {"/a/b/1"}},
+        {R"({"properties":{"a/b~c":{"type":"string"},"":{"type":"string"}}})",
+         R"({"a/b~c":1,"":2})",
+         {"/a~1b~0c", "/"}},
+    };
+    for (const auto& [schemaText, propertiesText, expected] : cases) {
+        const auto schema = JSONValue::parse(schemaText);
+        const auto properties = JSONValue::parse(propertiesText);
+        std::vector<std::string> paths;
+        std::vector<std::string> messages;
+        for (const auto& finding : findings(properties, schema)) {
+            paths.push_back(finding.path);
+            messages.push_back(finding.message);
+        }
+        EXPECT_EQ(paths, expected) << schemaText;
+        EXPECT_EQ(messages, validate(properties, schema.object()).errors()) << schemaText;
+    }
+}
+
+TEST(ArrivalCheckTest, FatalFormatIsAMessage) {
+    const auto schema = JSONValue::parse(R"({"properties":{"a":{"format":"numericString"},
+                                                "b":{"format":"numericString"}}})");
+    EXPECT_THAT(findings(JSONValue::parse(R"({"a":5,"b":"1.5"})"), schema),
+                testing::ElementsAre(Finding{"/a", "'5' is not valid NumericString format."}));
+}
+
+TEST(ArrivalCheckTest, HostileValuesAndSchemasGiveBoundedMessages) {
+    // Many messages below a long name.
+    const std::string name(900, 'n');
+    std::string elements = "1";
+    for (int i = 0; i < 5000; ++i)
+        elements += ",1";
+    const auto schema = JSONValue::parse(R"({"additionalProperties":{"items":{"type":"string"}}})");
+    const auto many = findings(JSONValue::parse("{\"" + name + "\":[" + elements + "]}"), schema);
+    ASSERT_EQ(many.size(), 1001U);
+    EXPECT_EQ(many[999].path, "/" + name + "/999");
+    EXPECT_EQ(many[1000], (Finding{"", "and 4001 more"}));
+
+    // The second name makes the path too long.
+    const std::string longName(1000, 'n');
+    const auto deepSchema = JSONValue::parse(
+        R"({"additionalProperties":{"additionalProperties":{"items":{"type":"string"}}}})");
+    const auto deep =
+        findings(JSONValue::parse("{\"" + longName + "\":{\"" + longName + "\":[1]}}"), deepSchema);
+    ASSERT_EQ(deep.size(), 1U);
+    EXPECT_EQ(deep[0].path, "/" + longName);
+}
+
+constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
+constexpr auto highest = std::numeric_limits<std::int64_t>::max();
+
+TEST(SequenceGapsTest, GapsWithinAndBetweenContextsCount) {
+    using Arrivals = std::vector<std::pair<const char*, std::int64_t>>;
+    using Ranges = std::vector<std::tuple<std::string, std::int64_t, std::int64_t>>;
+    const std::pair<Arrivals, Ranges> cases[] = {
+        {{{"a", 7}}, {}},
+        {{{"a", 1}, {"a", 4}, {"a", 4}, {"a", 1}}, {{"a", 2, 3}}},
+        {{{"a", 5}, {"a", 1}, {"a", 3}, {"a", 2}, {"a", 4}}, {}},
+        {{{"a", 1}, {"a", 10}, {"a", 5}}, {{"a", 2, 4}, {"a", 6, 9}}},
+        {{{"a", 1}, {"a", 10}, {"a", 2}, {"a", 9}, {"a", 4}}, {{"a", 3, 3}, {"a", 5, 8}}},
+        {{{"a", highest}, {"a", lowest}, {"a", 0}}, {{"a", lowest + 1, -1}, {"a", 1, highest - 1}}},
+        {{{"a", 3}, {"a", 4}, {"b", 8}}, {{"b", 5, 7}}},
+        {{{"a", 3}, {"b", 4}}, {}},
+        // The first context is that of an earlier run.
+        {{{"old", 50}, {"a", 1}, {"b", 5}}, {}},
+        // Arrivals on either side of a gap and inside it.
+        {{{"a", 3}, {"b", 10}, {"a", 8}}, {{"a", 4, 7}, {"b", 9, 9}}},
+        {{{"a", 3}, {"b", 10}, {"a", 5}, {"b", 8}}, {{"a", 4, 4}, {"b", 6, 7}, {"b", 9, 9}}},
+        {{{"a", 1}, {"b", 9}, {"c", 4}, {"c", 6}}, {{"b", 2, 3}, {"b", 7, 8}, {"c", 5, 5}}},
+        {{{"a", 1}, {"b", 4}, {"c", 7}, {"a", 6}}, {{"a", 2, 5}}},
+        {{{"a", lowest}, {"b", highest}, {"c", 0}}, {{"b", lowest + 1, -1}, {"b", 1, highest - 1}}},
+    };
+    for (const auto& [arrivals, expected] : cases) {
+        SequenceGaps gaps;
+        for (const auto& [context, sequence] : arrivals) {
+            gaps.add(context, "client", sequence);
+            gaps.add(std::string("other ") + context, "other", 1);
+        }
+        Ranges ranges;
+        std::uint64_t sum = 0;
+        for (const auto& gap : gaps.gaps()) {
+            EXPECT_EQ(gap.clientUUID, "client");
+            ranges.emplace_back(gap.context, gap.from, gap.to);
+            sum += gap.count;
+        }
+        EXPECT_EQ(ranges, expected);
+        EXPECT_EQ(gaps.missing(), sum);
+    }
 }
 
 }  // namespace

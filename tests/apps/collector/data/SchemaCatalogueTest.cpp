@@ -7,7 +7,7 @@
 
 #include "json/JSONText.h"
 #include "schemas/Schema.h"
-#include "support/TemporaryDirectory.h"
+#include "support/Files.h"
 #include "support/WaitFor.h"
 
 namespace zentara::collector {
@@ -70,12 +70,12 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndOthersServed) {
     const auto schemas = catalogue.current();
     EXPECT_EQ(schemas->json, R"({"a-1":{},"deep-1":)" + nested(511) +
                                  R"(,"page-view-2":{"type":"object","maximum":1.5}})");
-    EXPECT_FALSE(parseJSON(schemas->json).error()) << "the library can read all of it";
+    EXPECT_FALSE(parseJSON(schemas->json).error()) << "the library reads the whole table";
     EXPECT_THAT(schemas->problems, testing::ElementsAreArray(problems));
     EXPECT_EQ(reported, schemas->problems);
 }
 
-TEST_F(SchemaCatalogueTest, ChangeShowsInTableAtOnceAndInArrivalsSoon) {
+TEST_F(SchemaCatalogueTest, TableRefreshesAtOnceArrivalsSoon) {
     std::chrono::steady_clock::time_point now{};
     write("a-1.json", R"({"type":"number"})");
     SchemaCatalogue catalogue(folder, report, [&now] { return now; });
@@ -113,7 +113,7 @@ TEST_F(SchemaCatalogueTest, UnreadableSchemaIsServedAsBefore) {
     write("a-1.json", "{}");
     SchemaCatalogue catalogue(folder, report);
     write("a-1.json", "[]");
-    // The folder cannot be opened, but that does not mean that it is not there.
+    // The folder exists but cannot be opened.
     const auto aside = fs::path(folder.string() + "-aside");
     fs::rename(folder, aside);
     fs::create_symlink(folder, folder);
@@ -130,7 +130,7 @@ TEST_F(SchemaCatalogueTest, ChangingFolderGivesWholeTables) {
     std::atomic<int> changes = 0;
     test::inThreads(4, [&](int thread) {
         for (; thread == 0 && changes < 100; ++changes) {
-            // Replaced as a whole, as careful editors do.
+            // Replaced in one step.
             write(".new", R"({"title":")" + std::to_string(changes) + "\"}");
             fs::rename(folder / ".new", folder / ("s-" + std::to_string(changes % 7) + ".json"));
         }

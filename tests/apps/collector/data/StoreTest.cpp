@@ -10,7 +10,6 @@
 #include "apps/collector/Samples.h"
 #include "collector/data/EventRecorder.h"
 #include "support/Files.h"
-#include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 
 namespace zentara::collector {
@@ -109,7 +108,7 @@ void expectFilled(Store& store) {
     EXPECT_EQ(store.summary().lastNumber, 6);
 }
 
-/// What holds wherever the database is: in a file, if that is the parameter, or in memory.
+/// Runs with the database in a file (true) and in memory (false).
 class StoreTest : public testing::TestWithParam<bool> {
   protected:
     const test::TemporaryDirectory folder{};
@@ -143,7 +142,7 @@ TEST_P(StoreTest, EventHasItsEnvelopesFacts) {
               JSONValue::parse(R"([{"path":"/price","message":"\"5\" is odd"}])"));
     EXPECT_EQ(event.at("user"), (JSONValue{{"type", "GST"}, {"token", "tok"}}));
     EXPECT_EQ(event.at("event"), JSONValue::parse(samples::action("a", "u1/")));
-    EXPECT_THAT(store.envelopes().records.at(0), HasSubstr(body)) << "byte by byte";
+    EXPECT_THAT(store.envelopes().records.at(0), HasSubstr(body)) << "unchanged";
 
     const auto found = JSONValue::parse(store.event("u1/").value());
     EXPECT_EQ(found.at("event"), event);
@@ -264,12 +263,12 @@ class StoreFileTest : public testing::Test {
 TEST_F(StoreFileTest, EverythingSurvivesTheEndAndAKill) {
     auto store = std::make_unique<Store>(file);
     fill(*store);
-    // As the files are while the store is in use, so a killed process leaves them.
+    // A killed process leaves the files as they are now.
     const auto killed = folder.path() / "killed.db";
     fs::copy_file(file, killed);
     fs::copy_file(log, killed.string() + "-wal");
     store.reset();
-    // All of it in one file, which holds identities.
+    // One private file: it holds identities.
     EXPECT_FALSE(fs::exists(log));
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
     for (const auto& each : {file, killed}) {
@@ -325,7 +324,7 @@ TEST_F(StoreFileTest, FileInUseOrForeignIsRefusedUntouched) {
     EXPECT_THAT(opening, ThrowsMessage<StoreError>(StartsWith(file.string() + ": ")));
 }
 
-/// Meanwhile no file of this process can grow beyond `size`, as if the disk were full.
+/// Runs `action` while no file of this process can grow beyond `size`, as on a full disk.
 void withFullDisk(std::uintmax_t size, const std::function<void()>& action) {
     auto* const handler = std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
@@ -340,7 +339,7 @@ void withFullDisk(std::uintmax_t size, const std::function<void()>& action) {
 TEST_F(StoreFileTest, FullDiskStoresNothingOfTheEnvelope) {
     Store store(file);
     fill(store);
-    store.onChange([] { ADD_FAILURE() << "nothing changes"; });
+    store.onChange([] { ADD_FAILURE() << "a failed write is no change"; });
     // Room for the beginning of the transaction only.
     withFullDisk(fs::file_size(log) + 20'000, [&store] {
         const std::string large = '"' + std::string(100'000, 'x') + '"';

@@ -11,7 +11,7 @@
 
 #include "apps/collector/http/RawClient.h"
 #include "collector/http/LocalAuthority.h"
-#include "support/TemporaryDirectory.h"
+#include "support/Files.h"
 
 namespace zentara::collector {
 namespace {
@@ -31,7 +31,7 @@ std::string get(const std::string& path) {
 
 constexpr std::chrono::hours later{1};
 
-/// Answers with the body that was sent unless told otherwise. To be set up before use.
+/// Answers with the body of the request by default. Set `script` before use.
 class ScriptedHandler : public HttpHandler {
   public:
     std::function<void(std::shared_ptr<Exchange>)> script = [](const auto& exchange) {
@@ -89,7 +89,7 @@ TEST_F(HttpServerTest, EachClientGetsItsOwnAnswers) {
         httplib::Client kept("127.0.0.1", port);
         kept.set_keep_alive(true);
         kept.set_tcp_nodelay(true);
-        // From nothing to far more than is read at once.
+        // From empty to larger than one read.
         for (std::size_t size = 0; size < 100'000; size += 4001) {
             const std::string body(size, static_cast<char>('a' + number));
             httplib::Client fresh("127.0.0.1", port);
@@ -121,36 +121,31 @@ TEST_F(HttpServerTest, RequestReachesTheHandlerDecoded) {
     EXPECT_GT(request.receivedAt, 1'700'000'000'000);
 }
 
-TEST_F(HttpServerTest, ClientDecidesWhetherAConnectionIsKept) {
-    start();
-    const std::string three = "Content-Length: 3\r\n";
-    const auto both =
-        allOf(post + three + "\r\none" + post + three + "Connection: close\r\n\r\ntwo");
-    EXPECT_THAT(both, testing::ContainsRegex("keep-alive\r\n\r\noneHTTP/1.1 200 OK\r\n"));
-    EXPECT_THAT(both, EndsWith("Connection: close\r\n\r\ntwo"));
-    EXPECT_THAT(allOf("POST / HTTP/1.0\r\n" + three + "\r\nold"), EndsWith("\r\n\r\nold"));
-
-    RawClient waiting(port, post + three + "Expect: 100-continue\r\n\r\n");
-    EXPECT_EQ(waiting.readUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
-    waiting.send("now");
-    EXPECT_THAT(waiting.readUntil("now"), HasSubstr("HTTP/1.1 200 OK\r\n"));
-}
-
-TEST_F(HttpServerTest, AnswerHasBodyOnlyWhereExpected) {
+TEST_F(HttpServerTest, ConnectionAndBodyFollowTheRequest) {
     handler.script = [](const auto& exchange) {
-        Delivery delivery = ScriptedHandler::saying("body");
+        Delivery delivery = ScriptedHandler::saying(exchange->request().body);
         if (exchange->request().path == "/204") delivery.response.status = 204;
         delivery.response.headers = {{"X-Split", "a\r\nX-Injected: b"}};
         exchange->deliver(std::move(delivery));
     };
     start();
-    const std::string rest = " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n";
-    EXPECT_EQ(allOf("HEAD /" + rest),
-              "HTTP/1.1 200 OK\r\nContent-Length: 4\r\nContent-Type: application/json\r\n"
-              "X-Content-Type-Options: nosniff\r\nX-Split: aX-Injected: b\r\n"
-              "Connection: close\r\n\r\n");
-    EXPECT_EQ(allOf("GET /204" + rest),
-              "HTTP/1.1 204 No Content\r\nX-Split: aX-Injected: b\r\nConnection: close\r\n\r\n");
+    const std::string three = "Content-Length: 3\r\n";
+    const std::string close = "Connection: close\r\n\r\n";
+    const auto both = allOf(post + three + "\r\none" + post + three + close + "two");
+    EXPECT_THAT(both, testing::ContainsRegex("keep-alive\r\n\r\noneHTTP/1.1 200 OK\r\n"));
+    EXPECT_THAT(both, EndsWith(close + "two"));
+    EXPECT_THAT(allOf("POST / HTTP/1.0\r\n" + three + "\r\nold"), EndsWith("\r\n\r\nold"));
+    EXPECT_EQ(allOf("HEAD / HTTP/1.1\r\n" + local + three + close + "one"),
+              "HTTP/1.1 200 OK\r\nContent-Length: 3\r\nContent-Type: application/json\r\n"
+              "X-Content-Type-Options: nosniff\r\nX-Split: aX-Injected: b\r\n" +
+                  close);
+    EXPECT_EQ(allOf("GET /204 HTTP/1.1\r\n" + local + close),
+              "HTTP/1.1 204 No Content\r\nX-Split: aX-Injected: b\r\n" + close);
+
+    RawClient waiting(port, post + three + "Expect: 100-continue\r\n\r\n");
+    EXPECT_EQ(waiting.readUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    waiting.send("now");
+    EXPECT_THAT(waiting.readUntil("now"), HasSubstr("HTTP/1.1 200 OK\r\n"));
 }
 
 TEST_F(HttpServerTest, InvalidRequestIsRefusedInJSON) {
@@ -216,7 +211,7 @@ TEST_F(HttpServerTest, SendingClientSeesItsRefusal) {
     }
 }
 
-TEST_F(HttpServerTest, ExceptionIsAnsweredAndAbandonmentCloses) {
+TEST_F(HttpServerTest, ExceptionIsAnsweredDroppedExchangeCloses) {
     handler.script = [](const auto& exchange) {
         if (exchange->request().path == "/thrown") throw std::runtime_error("what went wrong");
     };
@@ -267,7 +262,7 @@ TEST_F(HttpServerTest, StreamEndsWhenItsClientLeavesOrStalls) {
     }
     clients.pop_front();
     EXPECT_TRUE(eventually([&] { return !streams[0]->isOpen(); }));
-    // The system takes some for the client, the server the rest: far less than this in all.
+    // The buffers of the system and the server hold far less than this.
     for (int written = 0; streams[1]->isOpen() && written < 1000; ++written)
         streams[1]->write(std::string(64UL * 1024, 'x'));
     EXPECT_FALSE(streams[1]->isOpen());
@@ -334,7 +329,7 @@ TEST_F(HttpServerTest, BodiesBeyondTheBudgetAreRefused) {
     const std::string chunked = post + "Transfer-Encoding: chunked\r\n\r\n30000\r\n" +
                                 std::string(0x30000, 'x') + "\r\n0\r\n\r\n";
     const std::string whole = post + "Content-Length: 200000\r\n\r\n" + std::string(200'000, 'x');
-    // What is only announced takes nothing from others.
+    // An announced body takes nothing of the budget.
     const RawClient announcing(port, post + "Content-Length: 4000000\r\n\r\n");
     const RawClient first(port, whole);
     ASSERT_TRUE(handling.waitFor());
@@ -346,10 +341,10 @@ TEST_F(HttpServerTest, BodiesBeyondTheBudgetAreRefused) {
     EXPECT_TRUE(eventually([&] { return answer(whole) == "200"; }));
 }
 
-TEST_F(HttpServerTest, LateAnswerDelaysNoOtherAndNoStop) {
+TEST_F(HttpServerTest, DelayedAnswerBlocksNeitherOthersNorStop) {
     handler.script = [](const auto& exchange) {
         const std::string& path = exchange->request().path;
-        // More than the system holds for a client that does not read.
+        // Larger than the buffers for a client that does not read.
         auto delivery =
             ScriptedHandler::saying(std::string(path == "/large" ? 64U << 20U : 4, 'x'));
         if (path == "/soon") delivery.delay = 1ms;
@@ -375,7 +370,7 @@ TEST_F(HttpServerTest, LateAnswerDelaysNoOtherAndNoStop) {
     for (auto& client : silent)
         EXPECT_EQ(client.readToEnd(), "");
     notReading.readToEnd();
-    EXPECT_FALSE(RawClient(port).send(post)) << "nobody listens any more";
+    EXPECT_FALSE(RawClient(port).send(post)) << "the listener is closed";
 }
 
 TEST_F(HttpServerTest, StopWaitsForOpenRequests) {
@@ -390,16 +385,13 @@ TEST_F(HttpServerTest, StopWaitsForOpenRequests) {
     EXPECT_THAT(client.readToEnd(), EndsWith("\r\n\r\nin time"));
 }
 
-TEST_F(HttpServerTest, UnusablePortIsExplained) {
+TEST_F(HttpServerTest, ListensOnFreePortsOfAnyAddress) {
     start();
     EXPECT_THAT(
         [this] { server->listen("localhost", port); },
         testing::ThrowsMessage<std::runtime_error>("cannot listen on localhost port " +
                                                    std::to_string(port) + ": the port is in use"));
-}
-
-TEST_F(HttpServerTest, NonLoopbackServerAnswersToAnyName) {
-    start();
+    // Only on a loopback address are other host names refused.
     port = server->listen("0.0.0.0", 0);
     EXPECT_THAT(allOf("GET / HTTP/1.1\r\nHost: devbox\r\nConnection: close\r\n\r\n"),
                 StartsWith("HTTP/1.1 200 "));

@@ -6,7 +6,6 @@
 
 #include "collector/http/Certificate.h"
 #include "support/Files.h"
-#include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 
 namespace zentara::collector {
@@ -38,7 +37,7 @@ class LocalAuthorityTest : public testing::Test {
     fs::path keyFile = folder / "ca-key.pem";
 };
 
-TEST_F(LocalAuthorityTest, AuthorityVouchesForPrivateNamesOnly) {
+TEST_F(LocalAuthorityTest, AuthoritySignsPrivateNamesOnly) {
     const LocalAuthority authority(folder);
     for (const char* name : {"a.localhost", "printer.local", "x.y.test", "127.1.2.3", "::1",
                              "10.0.0.1", "172.31.255.255", "192.168.1.2", "0.0.0.0"})
@@ -98,7 +97,7 @@ TEST_F(LocalAuthorityTest, ExpiringAuthorityIsReplaced) {
         put(own.certificateText(), own.keyText());
         EXPECT_EQ(refusal(), days > 398 ? "opened it" : "made a new one");
     }
-    // Stopped on the way to it: a key alone is of no use.
+    // A key without a certificate, as after a kill.
     fs::remove(certificateFile);
     EXPECT_EQ(refusal(), "made a new one");
 }

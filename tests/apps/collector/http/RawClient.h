@@ -12,7 +12,7 @@
 
 namespace zentara::collector {
 
-/// A TCP client that says exactly what it is told to and sees how the server ends.
+/// A TCP client that sends given bytes and sees how the server closes.
 class RawClient : public test::RawConnection {
   public:
     explicit RawClient(int port, std::string_view bytes = {})

@@ -1,0 +1,165 @@
+#include <gmock/gmock.h>
+#include <zentara/JSONValue.h>
+
+#include <chrono>
+#include <deque>
+#include <sstream>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "track/Drain.h"
+#include "track/EventLine.h"
+#include "track/LineReader.h"
+#include "track/Options.h"
+#include "track/ProgressBar.h"
+
+namespace zentara::track {
+namespace {
+
+using enum BackgroundFetchResult;
+using namespace std::chrono_literals;
+
+constexpr Drain::Patience quick{40ms, 1ms, 4ms, 1ms};
+constexpr Drain::Patience patient{30s, 1ms, 2ms, 1ms};
+
+bool settled() {
+    return true;
+}
+
+/// Answers from a script, whose last answer repeats.
+Drain::Fetch scripted(std::deque<BackgroundFetchResult> script) {
+    return [script](const ZentaraClient::FetchCallback& done) mutable {
+        const auto answer = script.front();
+        if (script.size() > 1) script.pop_front();
+        std::thread([=] { done(answer); }).join();
+    };
+}
+
+TEST(DrainTest, DrainRetriesUntilTheQueueIsEmpty) {
+    const auto script = scripted({failed, newData, failed, failed, newData, newData, noData});
+    std::size_t told = 0;
+    const auto result = Drain(script, settled, patient).run([&told](auto all) { told += all; });
+    EXPECT_TRUE(result.complete);
+    EXPECT_EQ(told, 1U + 2 + 3);
+}
+
+TEST(DrainTest, DrainWaitsForABatchInFlight) {
+    // The batch returns to the queue after the first look.
+    const auto script = scripted({newData, noData, newData, noData, newData, noData});
+    const auto back = Drain(script, settled, patient).run();
+    EXPECT_TRUE(back.complete);
+    EXPECT_EQ(back.batches, 3U);
+
+    int looks = 0;
+    const auto onDisk = [&looks] {
+        return ++looks > 5;
+    };
+    EXPECT_TRUE(Drain(scripted({noData}), onDisk, patient).run().complete);
+    EXPECT_EQ(looks, 7);
+}
+
+TEST(DrainTest, DrainGivesUpWithoutProgress) {
+    const auto result = Drain(scripted({newData, failed}), settled, quick).run();
+    EXPECT_FALSE(result.complete);
+    EXPECT_EQ(result.batches, 1U);
+    EXPECT_FALSE(Drain(
+                     scripted({noData}), [] { return false; }, quick)
+                     .run()
+                     .complete);
+    ZentaraClient::FetchCallback late;
+    EXPECT_FALSE(Drain([&](const auto& done) { late = done; }, settled, quick).run().complete);
+    late(newData);
+}
+
+TEST(ProgressBarTest, BarFitsTheWidth) {
+    EXPECT_EQ(ProgressBar::text("sending", 5, 20, 80),
+              "sending [########........................] 5/20");
+    EXPECT_EQ(ProgressBar::text("sending", 5, 20, 20), "sending [#...] 5/20");
+    EXPECT_EQ(ProgressBar::text("sending", 5, 20, 19), "5/20");
+    EXPECT_EQ(ProgressBar::text("sending", 5, 20, 4), "5/2");
+}
+
+TEST(EventLineTest, EveryMemberIsReadOrHasADefault) {
+    auto event = std::get<EventLine>(readEventLine(
+        R"({"schemaId":"page-view","schemaVersion":"2","contentType":"text/x","url":"u",)"
+        R"("referer":"r","properties":{"b":1,"a":[2.5]},"relationId":"rel","more":1})"));
+    EXPECT_EQ(event.schema(), "page-view-2");
+    EXPECT_EQ(event.contentType, "text/x");
+    EXPECT_EQ(event.url, "u");
+    EXPECT_EQ(event.referer, "r");
+    EXPECT_EQ(JSONValue(event.properties), JSONValue::parse(R"({"b":1,"a":[2.5]})"));
+    EXPECT_EQ(event.relationId, "rel");
+    EXPECT_THAT(event.unknownMembers, testing::ElementsAre("more"));
+    event = std::get<EventLine>(
+        readEventLine(R"({"schemaId":"a","schemaVersion":"1","contentType":null,"url":null,)"
+                      R"("referer":null,"properties":null,"relationId":null})"));
+    EXPECT_EQ(event.contentType, "application/json");
+    EXPECT_TRUE(event.properties.empty());
+    EXPECT_FALSE(event.relationId);
+}
+
+TEST(EventLineTest, UnreadableLineHasAReason) {
+    const std::pair<std::string, const char*> cases[] = {
+        {"{\"schemaId\":\"\xFF\"}", "not JSON: "},
+        {"[]", "not a JSON object"},
+        {R"({"schemaVersion":"1"})", R"("schemaId" is missing)"},
+        {R"({"schemaId":"a","schemaVersion":null})", R"("schemaVersion" is missing)"},
+        {R"({"schemaId":"a","schemaVersion":"1","relationId":4})",
+         R"("relationId" is not a string)"},
+        {R"({"schemaId":"a","schemaVersion":"1","properties":[]})",
+         R"("properties" is not an object)"},
+        {R"({"schemaId":"a","schemaVersion":"1","properties":{"a":)" + std::string(600, '[') +
+             std::string(600, ']') + "}}",
+         "not JSON: "},
+    };
+    for (const auto& [line, reason] : cases) {
+        const auto unreadable = std::get<UnreadableLine>(readEventLine(line));
+        EXPECT_THAT(unreadable.reason, testing::StartsWith(reason)) << line;
+    }
+}
+
+TEST(LineReaderTest, BlankLinesCountAndLongLinesAreCut) {
+    ASSERT_EQ(LineReader::longestLine, 1'048'576U);
+    std::istringstream stream("a\r\n\n \t\nb\n" + std::string(1'048'576, 'x') + "\n" +
+                              std::string(3'000'000, ' ') + "\n\r\nlast");
+    LineReader reader(stream);
+    std::string seen;
+    while (const auto line = reader.next()) {
+        seen += std::to_string(line->number) + (line->tooLong ? "!" : "=") +
+                line->text.substr(0, 4) + std::to_string(line->text.size()) + ";";
+    }
+    EXPECT_EQ(seen, "1=a1;4=b1;5=xxxx1048576;6!    1048576;8=last4;");
+}
+
+ParsedOptions parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "zentara-track");
+    return parseOptions(static_cast<int>(arguments.size()), arguments.data());
+}
+
+TEST(OptionsTest, TokenOfAUserMayHoldColons) {
+    const auto user = parseLoggedUser("EXT_ID:a:b").value();
+    EXPECT_EQ(user.type, UserTokenType::externalId);
+    EXPECT_EQ(user.token, "a:b");
+    for (const char* text : {"", "GST", "GST:", ":a", "gst:a"})
+        EXPECT_FALSE(parseLoggedUser(text)) << text;
+}
+
+TEST(OptionsTest, InvalidOptionGivesTheUsageExitCode) {
+    const std::pair<std::vector<const char*>, const char*> cases[] = {
+        {{"--logged-user", "x"}, "QVNID:TOKEN, GST:TOKEN or EXT_ID:TOKEN is expected"},
+        {{"--environment", "staging"}, "--environment"},
+        {{"--ready-timeout", "-1"},
+         "--ready-timeout: seconds from 0 to 1000000 are expected, not -1"},
+        {{"--drain-timeout", "1h"},
+         "--drain-timeout: seconds from 0 to 1000000 are expected, not 1h"},
+    };
+    for (const auto& [arguments, message] : cases) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(parse(arguments).exitCode, exitUsage);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(message));
+    }
+}
+
+}  // namespace
+}  // namespace zentara::track
