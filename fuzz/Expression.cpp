@@ -31,9 +31,6 @@ auto bounded(double seconds, const Work& work) {
 
 constexpr double longestCompilation = 1.5;
 constexpr double longestMatch = 0.5;
-constexpr double surelyWithinLimit = 0.02;
-/// Longer ones may reach the engine in pieces, which takes another time.
-constexpr std::size_t shortText = 2'048;
 
 void checkText(std::string_view text) {
     const auto characters = characterCount(text);
@@ -45,15 +42,6 @@ void checkText(std::string_view text) {
     check(characterCount(repaired) == characters, "a repair does not change the count");
 }
 
-void checkMatches(const RegularExpression& expression, const RegularExpression& full,
-                  std::string_view text) {
-    const auto start = workDone();
-    const bool isFound = bounded(longestMatch, [&] { return expression.matches(text); });
-    const bool isFoundInFull = bounded(longestMatch, [&] { return full.matches(text); });
-    if (workDone() - start > surelyWithinLimit || text.size() > shortText) return;
-    check(isFound == isFoundInFull, "the quick matcher agrees with the engine");
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -63,14 +51,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     checkText(text);
     const RegularExpression expression(pattern);
     if (!bounded(longestCompilation, [&] { return expression.isValid(); })) return 0;
-    if (!ASCIIPattern::compile(pattern)) {
-        (void)bounded(longestMatch, [&] { return expression.matches(text); });
-        return 0;
-    }
+    (void)bounded(longestMatch, [&] { return expression.matches(text); });
+    if (!ASCIIPattern::compile(pattern)) return 0;
     // An empty look-ahead changes nothing but keeps the pattern from the quick matcher.
     const RegularExpression full("(?=)(?:" + std::string(pattern) + ")");
     check(full.isValid(), "a pattern of the quick matcher is an expression");
-    checkMatches(expression, full, text);
-    checkMatches(expression, full, text.substr(0, text.size() / 2));
+    (void)bounded(longestMatch, [&] { return full.matches(text); });
     return 0;
 }

@@ -297,16 +297,5 @@ TEST(PowerLossTest, MixtureOfTwoListsIsDamaged) {
     static_cast<void>(testing::internal::GetCapturedStderr());
 }
 
-TEST(PowerLossTest, OverlappingFilesRestoreEachEventOnce) {
-    const TestHost host;
-    std::vector<InternalEvent> list = sampleEvents(11, 1);
-    list.push_back(sampleEvent(13));
-    writeTo(host.file("queue"), fileOf(list));
-    writeTo(host.file(".queue.under-way"), fileOf(sampleEvents(12, 1)));
-    writeTo(host.file(".queue.checkpoint"), fileOf(sampleEvents(11, 2)));
-    Ledger::Queue counts;
-    expectEventsBack(openSampleQueue(counts)->take(100), {11, 12, 13}, "overlapping dispatches");
-}
-
 }  // namespace
 }  // namespace zentara

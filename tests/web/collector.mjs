@@ -26,12 +26,12 @@ export async function startCollector(port = 0) {
     const ended = once(child, 'exit');
     const {value: line} = await createInterface({input: child.stdout})[Symbol.asyncIterator]().next();
     const url = /^listening (http:\S+)/.exec(line)[1].replace(/\/$/, '');
-    const headers = {'Content-Type': 'application/json', Cookie: 'GST=guest-1'};
     return {
         url,
         get: async (path) => (await fetch(url + path)).json(),
         /// The status of the answer.
-        post: async (body) => (await fetch(`${url}/event`, {method: 'POST', body, headers})).status,
+        post: async (body, type = 'application/json') => (await fetch(`${url}/event`,
+            {method: 'POST', body, headers: {'Content-Type': type, Cookie: 'GST=guest-1'}})).status,
         stop: () => child.kill('SIGKILL') && ended,
     };
 }

@@ -46,7 +46,9 @@ const button = (name) => page.getByRole('button', {name});
 const received = (question) => collector.get(`/received/${question}`);
 
 test('events appear as the library delivers them, until they are paused or cleared', async () => {
-    await openAfter();
+    const policy = (await page.goto(collector.url)).headers()['content-security-policy'];
+    assert.ok(policy.startsWith("default-src 'none'; script-src 'self'"));
+    assert.equal((await received('summary')).requests, 0, 'the page is not recorded');
     await track(collector.url, await exampleLines());
     const summary = await received('summary');
     await page.locator(`#row${summary.lastNumber}[aria-rowindex="2"]`).waitFor();
@@ -157,16 +159,18 @@ test('the panel shows a bad event with its messages, its envelope and its reques
 
 test('refused posts show their reason and body', async () => {
     await openAfter();
+    assert.equal(await collector.post('{}', 'text/plain'), 415);
     assert.equal(await collector.post('{"first":'), 400);
     await hasText('#empty', '{"first":');
     await send(goodPage('one'));
     assert.equal(await collector.post('{"second": []}'), 422);
-    await button('2 refused').click();
+    await button('3 refused').click();
     await hasText('#refusedList pre', 'second');
     const {requests} = await received('requests?refused=true&order=descending');
     const shown = (part) => page.locator(`#refusedList ${part}`).allTextContents();
     assert.deepEqual(await shown('.reason'), requests.map(({reason}) => reason));
-    assert.deepEqual(await shown('pre'), ['{"second": []}', '{"first":']);
+    assert.deepEqual(await shown('pre'), ['{"second": []}', '{"first":', '{}']);
+    assert.equal((await received('summary')).envelopes, 1);
 });
 
 test('whatever an event holds is text', async () => {

@@ -147,23 +147,6 @@ TEST_F(CollectorTest, DepartedClientsFreeTheirPlaces) {
     }));
 }
 
-TEST_F(CollectorTest, StreamReportsArrivalsUntilTheServerStops) {
-    RawClient page(port, "GET /received/stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    EXPECT_THAT(page.readUntil("\"lastNumber\":0"), HasSubstr("text/event-stream"));
-    post(samples::action("a", "u1") + "," + samples::action("b", "u2"));
-    EXPECT_THAT(page.readUntil("\"lastNumber\":2"), HasSubstr("\"good\":1,\"bad\":1"));
-    server.stop();
-    page.readToEnd();
-}
-
-TEST_F(CollectorTest, PagePolicyForbidsForeignContent) {
-    RawClient page(port, "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
-    EXPECT_THAT(page.readToEnd(),
-                AllOf(HasSubstr("Content-Security-Policy: default-src 'none'; script-src 'self'"),
-                      HasSubstr("Content-Type: text/html")));
-    EXPECT_EQ(store.summary().requests, 0U) << "requests for the page are not recorded";
-}
-
 TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
     post(samples::action("a", "u1") + "," + samples::action("a", "u1") + "," +
          samples::action("b", "u2") + "," + samples::action("unknown", "u3"));
@@ -210,31 +193,10 @@ TEST_F(CollectorTest, FaultsAreSetAndShown) {
     EXPECT_EQ(refusalOf("/schemas"), "");
     client.setFault("id", {{"status", 418}});
     EXPECT_THAT(refusalOf("/id"), HasSubstr("a fault was asked for: id: status 418"));
-    EXPECT_EQ(client.get("/faults").at("id").at("status"), 418);
     client.clearFaults();
     EXPECT_EQ(refusalOf("/id"), "");
     EXPECT_EQ(client.summary().requests, 4U);
     EXPECT_THROW(client.setFault("event", {{"status", 99}}), CollectorError);
-    client.setFault("event", {{"answer", "none"}});
-    EXPECT_EQ(post(samples::action("a", "u1")).transmission, Transmission::none);
-    EXPECT_EQ(store.summary().events, 0U);
-}
-
-TEST_F(CollectorTest, RefusalsNameStatusAndReasonAndStoreNoEvent) {
-    const std::tuple<const char*, const char*, int, const char*> cases[] = {
-        {"{", "application/json", 400, "the body is not JSON"},
-        {"{}", "Application/JSON; charset=utf-8", 422, "UUID\\\" is missing"},
-        {"{}", "text/plain", 415, "application/json"},
-    };
-    for (const auto& [body, contentType, status, reason] : cases) {
-        auto request = samples::request("POST", "/event", body);
-        request.headers = {{"Content-Type", contentType}};
-        const auto response = services.answer(Service::event, request).response;
-        EXPECT_EQ(response.status, status);
-        EXPECT_THAT(response.body, HasSubstr(reason));
-    }
-    EXPECT_EQ(store.summary().envelopes, 0U);
-    EXPECT_EQ(store.summary().requests, std::size(cases));
 }
 
 TEST_F(CollectorTest, CookieRenewsItsIdentityOnly) {

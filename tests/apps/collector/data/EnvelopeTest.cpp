@@ -8,6 +8,7 @@
 #include "collector/data/Envelope.h"
 #include "collector/data/SequenceGaps.h"
 #include "schemas/Schema.h"
+#include "support/Files.h"
 
 namespace zentara::collector {
 namespace {
@@ -82,40 +83,18 @@ std::vector<Finding> findings(const JSONValue& properties, const JSONValue& sche
 }
 
 TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {
-    const std::tuple<const char*, const char*, std::vector<std::string>> cases[] = {
-        // One message at several places, at several depths.
-        {R"({"properties":{"a":{"type":"string"},"b":{"type":"string"},
-                           "c":{"properties":{"d":{"type":"string"}}}}})",
-         R"({"b":1,"a":1,"c":{"d":1}})",
-         {"/a", "/b", "/c/d"}},
-        {R"({"items":[{"type":"string"}],"additionalItems":false})", "[1,2,3]", {"/0", "/1", "/2"}},
-        {R"({"patternProperties":{"^x":{"type":"string"}},"additionalProperties":{"minimum":9}})",
-         R"({"x1":1,"y":2})",
-         {"/x1", "/y"}},
-        // Replaces the findings in the members before.
-        {R"({"properties":{"a":{"type":"string"}},"patternProperties":{"(":{}}})",
-         R"({"a":1})",
-         {""}},
-        {R"({"properties":{"a":{"$ref":"#/definitions/x"}},
-             "definitions":{"x":{"properties":{"b":{"$ref":"#/definitions/y"}}},
-                            "y":{"items":{"enum":[1]}}}})",
-         R"({"a":{"b":[1,2]}})",
-         {"/a/b/1"}},
-        {R"({"properties":{"a/b~c":{"type":"string"},"":{"type":"string"}}})",
-         R"({"a/b~c":1,"":2})",
-         {"/a~1b~0c", "/"}},
-    };
-    for (const auto& [schemaText, propertiesText, expected] : cases) {
-        const auto schema = JSONValue::parse(schemaText);
-        const auto properties = JSONValue::parse(propertiesText);
-        std::vector<std::string> paths;
+    // Cases of a schema, properties and the paths of the findings.
+    const auto cases = JSONValue::parse(test::contentsOf(ZENTARA_ARRIVALS));
+    for (const auto& each : cases.array()) {
+        const auto& [schema, properties] = std::tie(each.at(0), each.at(1));
+        JSONArray paths;
         std::vector<std::string> messages;
         for (const auto& finding : findings(properties, schema)) {
             paths.push_back(finding.path);
             messages.push_back(finding.message);
         }
-        EXPECT_EQ(paths, expected) << schemaText;
-        EXPECT_EQ(messages, validate(properties, schema.object()).errors()) << schemaText;
+        EXPECT_EQ(each.at(2), paths);
+        EXPECT_EQ(messages, validate(properties, schema.object()).errors()) << paths.size();
     }
 }
 

@@ -95,34 +95,27 @@ TEST_F(SchemaCatalogueTest, TableRefreshesAtOnceArrivalsSoon) {
 }
 
 TEST_F(SchemaCatalogueTest, ProblemIsReportedOncePerChange) {
+    write("a-1.json", "{}");
     SchemaCatalogue catalogue(folder, report);
     for (const char* text : {"[]", "{}", "{"}) {
         write("a-1.json", text);
         (void)catalogue.refreshed();
-        (void)catalogue.refreshed();
+        EXPECT_EQ(catalogue.refreshed()->schemas.size(), std::string_view(text) == "{}" ? 1U : 0U);
     }
-    fs::remove_all(folder);
-    EXPECT_EQ(catalogue.refreshed()->json, "{}");
-    (void)catalogue.refreshed();
-    EXPECT_THAT(reported,
-                ElementsAre(HasSubstr("JSON object"), HasSubstr("not JSON"),
-                            folder.string() + ": cannot be read: No such file or directory"));
-}
-
-TEST_F(SchemaCatalogueTest, UnreadableSchemaIsServedAsBefore) {
     write("a-1.json", "{}");
-    SchemaCatalogue catalogue(folder, report);
-    write("a-1.json", "[]");
-    // The folder exists but cannot be opened.
+    (void)catalogue.refreshed();
+    // A folder that exists and cannot be opened leaves the table as it was.
     const auto aside = fs::path(folder.string() + "-aside");
     fs::rename(folder, aside);
     fs::create_symlink(folder, folder);
     EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":{}})");
     fs::remove(folder);
-    fs::rename(aside, folder);
-    EXPECT_THAT(reported, ElementsAre(EndsWith("Too many levels of symbolic links")));
-
     EXPECT_EQ(catalogue.refreshed()->json, "{}");
+    (void)catalogue.refreshed();
+    EXPECT_THAT(reported,
+                ElementsAre(HasSubstr("JSON object"), HasSubstr("not JSON"),
+                            EndsWith("Too many levels of symbolic links"),
+                            folder.string() + ": cannot be read: No such file or directory"));
 }
 
 TEST_F(SchemaCatalogueTest, ChangingFolderGivesWholeTables) {

@@ -350,22 +350,6 @@ TEST_F(StoreFileTest, FullDiskStoresNothingOfTheEnvelope) {
     EXPECT_FALSE(post(store, {{"u7"}})[0].duplicate);
 }
 
-TEST_F(StoreFileTest, ResetFreesAFullDisk) {
-    {
-        Store store(file);
-        for (int i = 0; i < 20; ++i)
-            fill(store);
-        withFullDisk(fs::file_size(log), [&store] {
-            const std::string large(9999, ' ');
-            EXPECT_THROW(post(store, {{"u", "a-1", "x", 1, true, large}}), StoreError);
-            store.reset();
-            fill(store);
-        });
-    }
-    Store again(file);
-    expectFilled(again);
-}
-
 TEST_F(StoreFileTest, FullDiskRecordsNoPartOfAnEnvelope) {
     const auto lines = folder.path() / "events.jsonl";
     test::writeTo(lines, "before\n");
