@@ -176,7 +176,7 @@ TEST_F(InternalEventStorageTest, OneCheckpointIsWrittenPerInterval) {
 
 TEST_F(InternalEventStorageTest, FileTooLargeToReadIsNotWritten) {
     begin(1);
-    const auto large = sampleEvent(2, {}, {{"text", std::string(1'000'000, 'x')}});
+    const auto large = sampleEvent(2, {}, {{"text", std::string(1'000'000, 'x')}}).packed();
     while (list_.size() < 540)
         list_.append(large);
     InFlightFile inFlight(QueueFiles(disk_, "queue"));

@@ -66,54 +66,36 @@ class EndToEndTest : public testing::Test {
 TEST_F(EndToEndTest, EachAcceptedExampleArrivesOnce) {
     const auto examples = std::filesystem::path(ZENTARA_EXAMPLES);
     Collector collector(examples / "schemas");
-    const auto input =
-        "not json\n\n{\"schemaId\":\"numbered\"}\n" + contentsOf(examples / "events.jsonl");
-    writeTo(input_, input);
+    writeTo(input_,
+            "not json\n\n{\"schemaId\":\"numbered\"}\n" + contentsOf(examples / "events.jsonl"));
     EXPECT_EQ(track(collector.url(), {"--verbose", "-"}, input_), 1)
         << "some examples are invalid on purpose";
 
-    // The application's own data identify an event.
-    const auto keyOf = [](const JSONValue& schema, const JSONValue& properties) {
-        std::string key;
-        EXPECT_TRUE(appendJSON(key, JSONArray{schema, properties}));
-        return key;
-    };
-    std::vector<std::string> lines{""};
-    for (std::istringstream stream(input); std::getline(stream, lines.emplace_back());) {
-    }
-    std::multiset<std::string> accepted;
-    std::map<std::string, int> outcomes;
+    std::map<std::string, std::size_t> outcomes;
     std::ifstream results(results_);
-    for (std::string text; std::getline(results, text);) {
-        const auto result = parseJSON(text)->object();
-        const std::string outcome(result.at("outcome").string());
-        ++outcomes[outcome];
-        if (outcome != "accepted") continue;
-        const auto line = static_cast<std::size_t>(result.at("line").integer());
-        const auto event = parseJSON(lines.at(line))->object();
-        accepted.insert(keyOf(event.at("schemaId"), event.at("properties")));
-    }
-    EXPECT_EQ(outcomes["unreadable"], 2);
-    EXPECT_GT(outcomes["invalid"], 0);
-    EXPECT_GT(outcomes["unknownSchema"], 0);
-    EXPECT_GT(accepted.size(), 250U);
-    std::multiset<std::string> arrived;
+    for (std::string text; std::getline(results, text);)
+        ++outcomes[std::string(parseJSON(text)->at("outcome").string())];
+    EXPECT_EQ(outcomes["unreadable"], 2U);
+    EXPECT_GT(outcomes["invalid"], 0U);
+    EXPECT_GT(outcomes["unknownSchema"], 0U);
+    EXPECT_GT(outcomes["accepted"], 250U);
+    const auto arrived = collector.client().events({});
     std::set<std::string> uuids;
-    for (const auto& entry : collector.client().events({})) {
-        const auto& event = entry.at("event");
-        arrived.insert(keyOf(event.at("id"), event.at("properties")));
-        uuids.emplace(event.at("zentaraActionUUID").string());
-    }
-    EXPECT_EQ(arrived, accepted);
-    EXPECT_EQ(uuids.size(), accepted.size());
+    for (const auto& entry : arrived)
+        uuids.emplace(entry.at("event").at("zentaraActionUUID").string());
+    EXPECT_EQ(arrived.size(), outcomes["accepted"]);
+    EXPECT_EQ(uuids.size(), arrived.size());
     EXPECT_EQ(collector.client().summary().bad, 0U) << "the client has validated the events";
     EXPECT_EQ(contentsOf(std::filesystem::path(documents_) / "events-storage"), "[]");
     EXPECT_EQ(collector.stop(), 0);
 }
 
 TEST_F(EndToEndTest, EventsStayQueuedWithoutACollector) {
-    EXPECT_EQ(track(unreachable, {"--ready-timeout", "0.1", input_}), 4) << "without schemas";
     Collector collector(schemas_);
+    writeTo(documents_, "in the way");
+    EXPECT_EQ(track(collector.url(), {input_}), 3) << "without a folder";
+    std::filesystem::remove(documents_);
+    EXPECT_EQ(track(unreachable, {"--ready-timeout", "0.1", input_}), 4) << "without schemas";
     EXPECT_EQ(track(unreachable, {"--schemas", collector.url(), "--no-drain", input_}), 0);
     EXPECT_EQ(track(unreachable, {"--schemas", collector.url(), "--drain-timeout", "0.2", input_}),
               2)
@@ -135,13 +117,6 @@ TEST_F(EndToEndTest, InterruptedRunPrintsQueuedEvents) {
     EXPECT_EQ(sender.wait(), -SIGINT);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 testing::HasSubstr("interrupted after line 1; 1 event is queued in " + documents_));
-}
-
-TEST_F(EndToEndTest, NothingIsSentWithoutAFolder) {
-    Collector collector(schemas_);
-    writeTo(documents_, "in the way");
-    EXPECT_EQ(track(collector.url(), {input_}), 3);
-    EXPECT_THAT(arrivals(collector), testing::IsEmpty());
 }
 
 TEST_F(EndToEndTest, ThirdProcessSendsTheEventsOfTwo) {
