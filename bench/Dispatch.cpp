@@ -55,7 +55,8 @@ void dispatch(benchmark::State& state) {
     }
 }
 
-/// Writes the file of the batch in flight before the batch leaves the list, and removes it after.
+/// Writes the file of the batch in flight before the batch leaves the list, and removes the file
+/// afterwards.
 void keep(benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
         const test::TestHost host;

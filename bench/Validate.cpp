@@ -1,4 +1,4 @@
-// Validating an event's properties by a compiled schema, beside parsing their text.
+// Validating an event's properties by a compiled schema, compared with parsing their text.
 
 #include "json/JSONText.h"
 
@@ -55,7 +55,7 @@ void add(const std::string& name, const std::vector<const Sample*>& chosen,
     })->Iterations(1);
 }
 
-/// Compiling a schema, beside ten validations by it.
+/// Compiling a schema, compared with ten validations by it.
 void compile(benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
         Times compiling;

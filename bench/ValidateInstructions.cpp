@@ -1,5 +1,5 @@
-// Validates one event of each sample, or compiles each schema, as often as told: run it under an
-// instruction counter with two counts, and the difference is what the runs between take.
+// Validates one event of each sample, or compiles each schema, COUNT times. Run it under an
+// instruction counter with two counts: the difference is the cost of the additional runs.
 //
 //     validate_instructions COUNT [samples|others] [validate|compile]
 

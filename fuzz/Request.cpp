@@ -10,8 +10,8 @@
 #include "Check.h"
 #include "JSONMutator.h"
 #include "collector/Services.h"
+#include "collector/http/HttpMessage.h"
 #include "collector/http/HttpRequestReader.h"
-#include "collector/http/HttpResponseHead.h"
 #include "json/JSONText.h"
 
 using namespace zentara;

@@ -1,7 +1,9 @@
 #include "collector/Faults.h"
 
 #include <algorithm>
-#include <utility>
+#include <limits>
+
+#include "json/JSONParser.h"
 
 namespace zentara::collector {
 
@@ -14,6 +16,102 @@ constexpr std::array<std::string_view, 8> answerNames{"normal", "status",    "no
 
 std::size_t placeOf(Service service) {
     return static_cast<std::size_t>(service);
+}
+
+std::string range(std::int64_t least, std::int64_t most) {
+    if (most == std::numeric_limits<std::int64_t>::max()) {
+        return "an integer of at least " + std::to_string(least);
+    }
+    return "an integer from " + std::to_string(least) + " to " + std::to_string(most);
+}
+
+/// Reads the members of a fault from JSON and from the command line.
+class FaultReader {
+  public:
+    void take(std::string_view name, const JSONValue& value) {
+        constexpr auto unbounded = std::numeric_limits<std::int64_t>::max();
+        if (name == "answer") {
+            takeAnswer(value);
+        } else if (name == "status") {
+            hasStatus_ = true;
+            fault_.status = static_cast<int>(integer(name, value, 200, 599));
+        } else if (name == "rate") {
+            takeRate(value);
+        } else if (name == "times") {
+            fault_.times.reset();
+            if (!value.isNull()) fault_.times = integer(name, value, 1, unbounded);
+        } else if (name == "latency") {
+            fault_.latency = integer(name, value, 0, Fault::longestLatency);
+        } else if (name == "readingPace") {
+            fault_.readingPace.reset();
+            if (!value.isNull()) fault_.readingPace = integer(name, value, 1, unbounded);
+        } else {
+            note("a fault has no member \"" + std::string(name) +
+                 "\", but answer, status, rate, times, latency and readingPace");
+        }
+    }
+
+    void note(const std::string& reason) {
+        if (reason_.empty()) reason_ = reason;
+    }
+
+    [[nodiscard]] std::variant<Fault, std::string> result() const {
+        if (!reason_.empty()) return reason_;
+        Fault fault = fault_;
+        if (hasStatus_ && !hasAnswer_) fault.answer = Fault::Answer::status;
+        return fault;
+    }
+
+  private:
+    void takeAnswer(const JSONValue& value) {
+        const auto text = value.ifString();
+        const auto answer = text ? answerNamed(*text) : std::nullopt;
+        if (!answer) {
+            return note(
+                "answer is one of normal, status, none, dropped, lost, truncated, garbage "
+                "and not-http");
+        }
+        hasAnswer_ = true;
+        fault_.answer = *answer;
+    }
+
+    void takeRate(const JSONValue& value) {
+        const auto rate = value.asDouble();
+        if (!rate || !(*rate >= 0 && *rate <= 1)) return note("rate is a number from 0 to 1");
+        fault_.rate = *rate;
+    }
+
+    std::int64_t integer(std::string_view name, const JSONValue& value, std::int64_t least,
+                         std::int64_t most) {
+        const auto number = value.asInteger();
+        if (number && *number >= least && *number <= most) return *number;
+        note(std::string(name) + " is " + range(least, most));
+        return least;
+    }
+
+    Fault fault_;
+    bool hasAnswer_ = false;
+    bool hasStatus_ = false;
+    std::string reason_;
+};
+
+/// A setting of the command line as JSON: a number or a text.
+JSONValue settingValue(std::string_view text) {
+    auto value = parseJSONValue(text);
+    return value.ok() && value->isNumber() ? *std::move(value) : JSONValue(text);
+}
+
+JSONValue countJSON(const std::optional<std::uint64_t>& count) {
+    return count ? JSONValue(*count) : JSONValue();
+}
+
+JSONObject faultJSON(const Fault& fault) {
+    return {{"answer", nameOf(fault.answer)},
+            {"status", fault.status},
+            {"rate", fault.rate},
+            {"times", countJSON(fault.times)},
+            {"latency", fault.latency},
+            {"readingPace", countJSON(fault.readingPace)}};
 }
 
 }  // namespace
@@ -98,6 +196,54 @@ std::optional<Fault> Faults::next(Service service) {
 std::optional<Fault> Faults::current(Service service) const {
     const std::lock_guard lock(mutex_);
     return faults_[placeOf(service)];
+}
+
+std::variant<Fault, std::string> readFault(std::string_view text) {
+    const auto value = parseJSONValue(text);
+    const auto* const object = value.ok() ? value->ifObject() : nullptr;
+    if (object == nullptr) return "a fault is a JSON object";
+    FaultReader reader;
+    for (const auto& [name, member] : *object)
+        reader.take(name, member);
+    return reader.result();
+}
+
+std::variant<ServiceFaults, std::string> readFaultOption(std::string_view option) {
+    const std::size_t colon = std::min(option.find(':'), option.size());
+    const auto services = servicesNamed(option.substr(0, colon));
+    if (services.empty()) {
+        return "a fault begins with schemas:, id:, event: or all:, not \"" +
+               std::string(option.substr(0, colon)) + "\"";
+    }
+    std::string_view settings = option.substr(std::min(option.size(), colon + 1));
+    if (settings.empty()) return "a fault has settings, for example event:status=503";
+
+    FaultReader reader;
+    while (!settings.empty()) {
+        const std::string_view setting = settings.substr(0, settings.find(','));
+        settings.remove_prefix(std::min(settings.size(), setting.size() + 1));
+        const std::size_t equals = setting.find('=');
+        if (equals == std::string_view::npos) {
+            reader.note("\"" + std::string(setting) + "\" has no value");
+        } else {
+            reader.take(setting.substr(0, equals), settingValue(setting.substr(equals + 1)));
+        }
+    }
+    const auto read = reader.result();
+    if (const auto* reason = std::get_if<std::string>(&read)) return *reason;
+    ServiceFaults faults;
+    for (const Service service : services)
+        faults.emplace_back(service, std::get<Fault>(read));
+    return faults;
+}
+
+std::string faultsText(const Faults& faults) {
+    JSONObject json;
+    for (const Service service : allServices) {
+        const auto fault = faults.current(service);
+        json.set(nameOf(service), fault ? JSONValue(faultJSON(*fault)) : JSONValue());
+    }
+    return JSONValue(std::move(json)).text();
 }
 
 }  // namespace zentara::collector

@@ -1,21 +1,17 @@
 #include "collector/Identity.h"
 
 #include <boost/uuid/name_generator_sha1.hpp>
-#include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/string_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
 #include <string_view>
+
+#include "support/UUID.h"
 
 namespace zentara::collector {
 
 namespace {
 
 constexpr std::size_t longestValue = 128;
-
-std::string randomUUID() {
-    thread_local boost::uuids::random_generator generator;
-    return to_string(generator());
-}
 
 std::string derivedUUID(const std::string& value) {
     static const boost::uuids::uuid identities =
@@ -34,8 +30,8 @@ bool isIdentityValue(const std::string& value) {
 }
 
 Identity issueIdentity(const std::optional<std::string>& known) {
-    const std::string value = known.value_or(randomUUID());
-    return {value, derivedUUID(value), randomUUID()};
+    const std::string value = known.value_or(lowerCaseUUID());
+    return {value, derivedUUID(value), lowerCaseUUID()};
 }
 
 }  // namespace zentara::collector

@@ -15,7 +15,7 @@ struct Identity {
 /// Whether `value` has the form of a token that a collector has issued.
 [[nodiscard]] bool isIdentityValue(const std::string& value);
 
-/// A new identity, or the one whose value is `known`, with a new session either way.
+/// A new identity, or the identity with the value `known`. The session is always new.
 ///
 /// The public value is derived from the value, so an identity can be renewed without storage, even
 /// by a collector that was restarted.

@@ -16,7 +16,7 @@ class LogWriter {
 
     /// `descriptor` is left open.
     explicit LogWriter(int descriptor);
-    /// Writes the rest, as far as the descriptor takes it without delay.
+    /// Writes what the descriptor takes without delay of the rest.
     ~LogWriter();
     LogWriter(const LogWriter&) = delete;
     LogWriter& operator=(const LogWriter&) = delete;

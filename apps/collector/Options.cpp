@@ -5,7 +5,6 @@
 #include <iostream>
 #include <variant>
 
-#include "collector/FaultText.h"
 #include "network/InternetAddress.h"
 
 namespace zentara::collector {

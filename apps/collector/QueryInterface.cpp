@@ -9,7 +9,6 @@
 #include <utility>
 #include <variant>
 
-#include "collector/FaultText.h"
 #include "collector/Refusal.h"
 #include "collector/data/EventFilter.h"
 #include "collector/data/JSONText.h"

@@ -43,7 +43,9 @@ class Services::Meeting {
     Meeting& operator=(const Meeting&) = delete;
 
     ~Meeting() {
-        if (!isAnswered_) services_.noteUnfinished(head_, description_);
+        if (isAnswered_) return;
+        services_.note(head_,
+                       {.status = 0, .reason = "the request is incomplete", .fault = description_});
     }
 
     const Fault& answer() {
@@ -157,7 +159,11 @@ Delivery Services::answer(Service service, const HttpRequest& request) {
             answer.response.body = "<html>\x01\xFF{\"not\": JSON";
         }
         answer.response.status = sentStatus(answer.response.status, fault);
-        if (!answer.envelope) keep(request, answer, description);
+        if (!answer.envelope) {
+            store_.addRequest(
+                request,
+                {.status = answer.response.status, .reason = answer.reason, .fault = description});
+        }
     } catch (const StoreError& error) {
         // The client keeps the events and sends them again.
         answer =
@@ -180,24 +186,19 @@ Delivery Services::answer(Service service, const HttpRequest& request) {
 }
 
 HttpResponse Services::refuse(const HttpRequest& request, int status, const std::string& reason) {
-    const Answer answer = Answer::refused(status, reason);
-    try {
-        keep(request, answer, "");
-    } catch (const StoreError& error) {
-        if (options_.complaint) options_.complaint(error.what());
-    }
-    if (options_.report) options_.report({request, status, reason, "", {}, {}, {}});
-    return answer.response;
+    note(request, {.status = status, .reason = reason, .fault = ""});
+    return refusal(status, reason);
 }
 
-void Services::noteUnfinished(const HttpRequest& head, const std::string& fault) {
-    const std::string reason = "the request is incomplete";
+void Services::note(const HttpRequest& request, const Store::RequestNote& note) {
     try {
-        store_.addRequest(head, {.status = 0, .reason = reason, .fault = fault});
+        store_.addRequest(request, note);
     } catch (const StoreError& error) {
         if (options_.complaint) options_.complaint(error.what());
     }
-    if (options_.report) options_.report({head, 0, reason, fault, {}, {}, {}});
+    if (options_.report) {
+        options_.report({request, note.status, note.reason, note.fault, {}, {}, {}});
+    }
 }
 
 Services::Answer Services::route(Service service, const HttpRequest& request,
@@ -239,11 +240,6 @@ Services::Answer Services::acceptEnvelope(const HttpRequest& request,
         options_.complaint("the file of --record cannot be written");
     }
     return answer;
-}
-
-void Services::keep(const HttpRequest& request, const Answer& answer, const std::string& fault) {
-    store_.addRequest(request,
-                      {.status = answer.response.status, .reason = answer.reason, .fault = fault});
 }
 
 }  // namespace zentara::collector

@@ -72,8 +72,8 @@ class Services {
     [[nodiscard]] Answer acceptEnvelope(const HttpRequest& request,
                                         const std::optional<Fault>& fault,
                                         const std::string& description);
-    void noteUnfinished(const HttpRequest& head, const std::string& fault);
-    void keep(const HttpRequest& request, const Answer& answer, const std::string& fault);
+    /// Stores and reports a request that reaches no service.
+    void note(const HttpRequest& request, const Store::RequestNote& note);
 
     Store& store_;
     SchemaCatalogue& catalogue_;

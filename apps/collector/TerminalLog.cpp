@@ -9,6 +9,8 @@
 #include <ctime>
 #include <string_view>
 
+#include "text/Unicode.h"
+
 namespace zentara::collector {
 
 namespace {
@@ -25,16 +27,10 @@ bool continuesCharacter(char byte) {
 
 /// The number of bytes of the first character of `text`; 0 if it is not UTF-8.
 std::size_t characterSize(std::string_view text) {
-    const auto lead = static_cast<unsigned char>(text.front());
-    const std::size_t size = lead < 0x80   ? 1
-                             : lead < 0xC2 ? 0
-                             : lead < 0xE0 ? 2
-                             : lead < 0xF0 ? 3
-                             : lead < 0xF5 ? 4
-                                           : 0;
-    if (size > text.size()) return 0;
-    const std::string_view rest = text.substr(0, size).substr(size > 0 ? 1 : 0);
-    return std::all_of(rest.begin(), rest.end(), continuesCharacter) ? size : 0;
+    for (std::size_t size = 1; size <= std::min<std::size_t>(text.size(), 4); ++size) {
+        if (isValidUTF8(text.substr(0, size))) return size;
+    }
+    return 0;
 }
 
 /// Whether `character` controls a terminal: control characters, and those that change the direction
@@ -134,9 +130,7 @@ std::string eventLine(const RequestReport& report, std::size_t index,
         line.add(finding.path.empty() ? finding.message : finding.path + ": " + finding.message,
                  red);
     }
-    std::string properties;
-    properties += action.properties->text();
-    line.add(properties);
+    line.add(action.properties->text());
     return std::move(line).end();
 }
 

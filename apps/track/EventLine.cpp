@@ -1,6 +1,7 @@
 #include "track/EventLine.h"
 
 #include <map>
+#include <streambuf>
 #include <utility>
 
 #include "json/JSONParser.h"
@@ -14,6 +15,35 @@ UnreadableLine unreadable(std::string_view key, const char* problem) {
 }
 
 }  // namespace
+
+std::optional<LineReader::Line> LineReader::next() {
+    for (;;) {
+        auto line = nextOfAny();
+        if (!line || line->tooLong) return line;
+        if (line->text.find_first_not_of(" \t") != std::string::npos) return line;
+    }
+}
+
+std::optional<LineReader::Line> LineReader::nextOfAny() {
+    using Traits = std::istream::traits_type;
+    std::streambuf& buffer = *stream_.rdbuf();
+    auto next = buffer.sbumpc();
+    if (Traits::eq_int_type(next, Traits::eof())) return std::nullopt;
+
+    Line line;
+    line.number = ++number_;
+    for (; !Traits::eq_int_type(next, Traits::eof()); next = buffer.sbumpc()) {
+        const char character = Traits::to_char_type(next);
+        if (character == '\n') break;
+        if (line.text.size() < longestLine) {
+            line.text += character;
+        } else {
+            line.tooLong = true;
+        }
+    }
+    if (!line.text.empty() && line.text.back() == '\r') line.text.pop_back();
+    return line;
+}
 
 std::variant<EventLine, UnreadableLine> readEventLine(std::string_view line) {
     auto value = parseJSONValue(line);

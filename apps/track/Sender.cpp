@@ -185,12 +185,12 @@ std::string Sender::collectorAddress() {
 }
 
 std::string Sender::failures() {
-    const auto books = ZentaraClient::statistics();
+    const auto all = ZentaraClient::statistics();
     const std::pair<const char*, const ZentaraClientFailure&> parts[] = {
-        {"schemas", books.schemasFailure},
-        {"identity", books.identityFailure},
-        {"delivery", books.deliveryFailure},
-        {"storage", books.storageFailure},
+        {"schemas", all.schemasFailure},
+        {"identity", all.identityFailure},
+        {"delivery", all.deliveryFailure},
+        {"storage", all.storageFailure},
     };
     std::string lines;
     for (const auto& [part, failure] : parts) {

@@ -19,7 +19,6 @@
 
 #include "track/EventLine.h"
 #include "track/Interruption.h"
-#include "track/LineReader.h"
 #include "track/Options.h"
 #include "track/Outcome.h"
 #include "track/ProgressBar.h"

@@ -13,7 +13,7 @@
     NSNumber *_value;
 }
 - (void)put:(NSUInteger)value;
-/// The value, or nil when it did not come within half a minute.
+/// The value, or nil if it did not arrive within half a minute.
 - (NSNumber *)wait;
 @end
 
@@ -51,7 +51,7 @@
 
 @end
 
-/// One delivery: what came of it.
+/// The result of one delivery.
 static NSUInteger deliver(QVNZentaraClient *client) {
     Report *report = [[[Report alloc] init] autorelease];
     [client performFetchWith:^(NSUInteger result) {
@@ -100,8 +100,8 @@ static int run(const char *collector, const char *schemas) {
                          printf("%s: %s\n", [event.schemaId UTF8String], [outcome UTF8String]);
                      }];
 
-    // Every ten seconds the library delivers by itself; a program that ends can ask for it. The
-    // first tries may fail until the collector has issued an identity.
+    // The library delivers every ten seconds. A program that ends requests the delivery itself. The
+    // first attempts may fail until the collector has issued an identity.
     for (int attempt = 0; attempt < 100; ++attempt) {
         switch (deliver(client)) {
             case ZentaraBackgroundFetchResultNoData:

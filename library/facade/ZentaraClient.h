@@ -167,7 +167,7 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
 
     explicit ZentaraClient(std::unique_ptr<Implementation> implementation);
 
-    /// Sends one event on this thread. `referer` is the one to queue; `event` carries none.
+    /// Sends one event on this thread, queued with `referer`. `event` carries none.
     void sendOne(const EventRef& event, const std::string& referer, const SendHandler& handler);
 
     /// Whether the client has collaborators and belongs to this process.

@@ -34,11 +34,10 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
     const auto stamped = stamp(*event, referer, *current);
     if (!validates()) return report(holdBack(stamped, event->schemaId()));
     revalidate(current->dispatchBatchSize);
-    report(validateAndQueue(
-        stamped,
-        {event->schemaId(), event->schemaVersion(), *EventAccess::values(*event).properties},
-        {with.ledger.accepted, with.ledger.notSaved, with.ledger.refusedInvalid,
-         with.ledger.refusedUnknownSchema}));
+    report(validateAndQueue(stamped, event->schemaId(), event->schemaVersion(),
+                            *EventAccess::values(*event).properties,
+                            {with.ledger.accepted, with.ledger.notSaved, with.ledger.refusedInvalid,
+                             with.ledger.refusedUnknownSchema}));
 }
 
 InternalEvent ZentaraClient::Implementation::stamp(const Event& event, const std::string& referer,
@@ -116,7 +115,7 @@ void ZentaraClient::Implementation::revalidate(std::int64_t count) {
     for (const auto& event : with.unvalidatedEventsRepository->take(count)) {
         // An event in memory only counts as released too: it has left this queue for the other.
         static_cast<void>(
-            validateAndQueue(event, {event.id(), event.version(), event.properties()},
+            validateAndQueue(event, event.id(), event.version(), event.properties(),
                              {with.ledger.released, with.ledger.released,
                               with.ledger.droppedInvalid, with.ledger.droppedUnknownSchema}));
     }
@@ -124,19 +123,21 @@ void ZentaraClient::Implementation::revalidate(std::int64_t count) {
 }
 
 ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const InternalEvent& event,
-                                                                      const Subject& subject,
+                                                                      std::string_view id,
+                                                                      std::string_view version,
+                                                                      const JSONValue& properties,
                                                                       const Tally& tally) {
-    const auto schema = with.schemasProvider->schema(subject.id, subject.version);
+    const auto schema = with.schemasProvider->schema(id, version);
     if (!schema) {
         ++tally.unknownSchema;
         return std::make_shared<UnknownError>();
     }
-    const auto validation = schemaValidator->validate(subject.properties, *schema);
+    const auto validation = schemaValidator->validate(properties, *schema);
     if (!validation.isValid) {
         ++tally.invalid;
         if (!validation.errors) return std::make_shared<UnknownError>();
-        auto detail = "Error validating " + std::string(subject.id) + "-" +
-                      std::string(subject.version) + " schema: ";
+        auto detail =
+            "Error validating " + std::string(id) + "-" + std::string(version) + " schema: ";
         for (const auto& error : *validation.errors) {
             if (&error != validation.errors->data()) detail += ", ";
             detail += error.description();

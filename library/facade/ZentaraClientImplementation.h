@@ -65,7 +65,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
         return isReady() && (!with.readiness || with.readiness->mayValidate);
     }
 
-    /// Sends one event on this thread. `referer` is the one to queue; `event` carries none.
+    /// Sends one event on this thread, queued with `referer`. `event` carries none.
     void send(const EventRef& event, const std::string& referer, const SendHandler& handler);
 
     void setAdvertisingId(std::optional<std::string> advertisingId);
@@ -95,15 +95,11 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
         Ledger::Count& invalid;
         Ledger::Count& unknownSchema;
     };
-    /// The parts of an event that decide whether it is queued.
-    struct Subject {
-        std::string_view id;
-        std::string_view version;
-        const JSONValue& properties;
-    };
     /// Null when the event was queued.
     [[nodiscard]] ZentaraClientErrorRef validateAndQueue(const InternalEvent& event,
-                                                         const Subject& subject,
+                                                         std::string_view id,
+                                                         std::string_view version,
+                                                         const JSONValue& properties,
                                                          const Tally& tally);
     /// Validates up to `count` held-back events and queues or drops them. Counts the outcomes.
     void revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);

@@ -74,7 +74,7 @@ class InternalEvent {
     /// Whether both texts spell the same user. Equal users can be spelled differently.
     [[nodiscard]] bool isOfSameUserText(const InternalEvent& other) const;
 
-    /// Whether both are copies of one event: the same payload, whatever it holds.
+    /// Whether both are copies of one event, with the same payload.
     [[nodiscard]] bool isCopyOf(const InternalEvent& other) const noexcept {
         return payload_ == other.payload_;
     }

@@ -49,17 +49,10 @@ std::string queryFor(const EventSelection& selection) {
     addNumber("since", selection.since);
     addNumber("after", selection.after);
     if (selection.duplicate) add("duplicate", *selection.duplicate ? "true" : "false");
-    switch (selection.verdict) {
-        case EventSelection::Verdict::good:
-            add("good", "true");
-            break;
-        case EventSelection::Verdict::bad:
-            add("good", "false");
-            break;
-        case EventSelection::Verdict::any:
-            add("good", "any");
-            break;
-    }
+    using Verdict = EventSelection::Verdict;
+    add("good", selection.verdict == Verdict::any    ? "any"
+                : selection.verdict == Verdict::good ? "true"
+                                                     : "false");
     return query;
 }
 

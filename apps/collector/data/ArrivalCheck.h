@@ -19,9 +19,9 @@ namespace zentara::collector {
 [[nodiscard]] std::span<const Format> arrivalFormats();
 
 /// Checks properties against a schema with the library's own engine. Empty when they fit;
-/// otherwise the engine's messages in its order, each at the value that it is about. Beyond 1,000
-/// of them the last says only how many more there are. Bounded whatever the two hold, as the engine
-/// is. Any thread.
+/// otherwise the engine's messages in its order, each with the path of its value. Beyond 1,000
+/// messages the last gives the number of the others. Takes bounded time and memory, like the
+/// engine. Any thread.
 [[nodiscard]] std::vector<Finding> checkProperties(const JSONValue& properties,
                                                    const Schema& schema);
 

@@ -1,8 +1,11 @@
 #include "collector/data/Envelope.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "json/JSONText.h"
+#include "model/EventFields.h"
 
 namespace zentara::collector {
 
@@ -23,13 +26,13 @@ class FieldReader {
     FieldReader(const JSONObject& object, std::string place, std::string& fault)
         : object_(object), place_(std::move(place)), fault_(fault) {}
 
-    [[nodiscard]] std::string text(std::string_view key) {
+    [[nodiscard]] std::string_view text(std::string_view key) {
         const auto* const value = require(key, Kind::string, "is not a string");
-        return value == nullptr ? std::string() : std::string(value->string());
+        return value == nullptr ? std::string_view() : value->string();
     }
 
-    [[nodiscard]] std::string name(std::string_view key) {
-        std::string name = text(key);
+    [[nodiscard]] std::string_view name(std::string_view key) {
+        const auto name = text(key);
         if (name.size() <= longestName) return name;
         note(key, "is longer than " + std::to_string(longestName) + " bytes");
         return {};
@@ -43,11 +46,21 @@ class FieldReader {
         return number.value_or(0);
     }
 
-    void requireStringOrNull(std::string_view key) {
+    void take(std::string_view key, std::string_view& field) {
+        constexpr std::string_view names[] = {"id", "version", "zentaraClientContextID",
+                                              "zentaraActionUUID"};
+        const bool isName = std::ranges::find(names, key) != std::end(names);
+        field = isName ? name(key) : text(key);
+    }
+    void take(std::string_view key, std::optional<std::string_view>& /*field*/) {
         const auto* const value = find(key);
         if (value != nullptr && !value->isString() && !value->isNull()) {
             note(key, "is neither a string nor null");
         }
+    }
+    void take(std::string_view key, std::int64_t& field) { field = integer(key); }
+    void take(std::string_view key, const JSONValue*& field) {
+        field = require(key, Kind::object, "is not an object");
     }
 
     /// Null after a fault.
@@ -82,22 +95,20 @@ Action readAction(const JSONValue& value, std::size_t index, std::string& fault)
         fault = place + " is not an object";
         return {};
     }
-    FieldReader fields(value.object(), place + ": ", fault);
-    Action action;
-    action.schema = fields.name("id");
-    action.schema += '-';
-    action.schema += fields.name("version");
-    (void)fields.text("url");
-    (void)fields.text("contentType");
-    action.properties = fields.require("properties", JSONValue::Kind::object, "is not an object");
-    action.actionTs = fields.integer("actionTs");
-    (void)fields.text("zentaraClientVersion");
-    (void)fields.text("zentaraClientReferer");
-    fields.requireStringOrNull("zentaraRelationId");
-    action.contextID = fields.name("zentaraClientContextID");
-    action.sequence = fields.integer("zentaraActionSequence");
-    action.uuid = fields.name("zentaraActionUUID");
-    (void)fields.text("zentaraActionExtraAttributes");
+    FieldReader reader(value.object(), place + ": ", fault);
+    BorrowedEventFields fields;
+    visitEventMembers<BorrowedEventFields>([&](auto member) {
+        // Posted events have no user.
+        if constexpr (member.key != "user") reader.take(member.key, fields.*member.field);
+        return fault.empty();
+    });
+    Action action{.schema = std::string(fields.id).append("-").append(fields.version),
+                  .uuid = std::string(fields.zentaraActionUUID),
+                  .contextID = std::string(fields.zentaraClientContextID),
+                  .sequence = fields.zentaraActionSequence,
+                  .actionTs = fields.createdAt,
+                  .json = {},
+                  .properties = fields.properties};
     if (fault.empty() && !appendJSON(action.json, value, deepestNesting)) {
         fault = place + ": a number is beyond what a double holds";
     }

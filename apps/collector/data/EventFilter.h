@@ -52,7 +52,7 @@ struct EventQuery {
     enum class Sort { number, receivedAt, actionTs, schema, sequence };
 
     EventFilter filter = {};
-    Sort sort = Sort::number;  ///< equal ones are in order of their numbers
+    Sort sort = Sort::number;  ///< equal events are in order of their numbers
     Order order = Order::ascending;
     std::size_t offset = 0;
     std::optional<std::size_t> limit = {};

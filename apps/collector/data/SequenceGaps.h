@@ -8,7 +8,7 @@
 
 namespace zentara::collector {
 
-/// Sequence numbers that have not arrived, though lower and higher ones of the same client have.
+/// Sequence numbers that have not arrived, between numbers of the same client that have.
 struct Gap {
     std::string context;  ///< of the surrounding numbers; if they differ, of the later one
     std::string clientUUID;

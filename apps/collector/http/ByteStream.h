@@ -17,7 +17,7 @@ namespace asio = boost::asio;
 using ErrorCode = boost::system::error_code;
 
 /// The bytes to and from one client, in the clear or over TLS. For one thread at a time; calls back
-/// on the executor of the socket. At most one operation of a kind may be under way.
+/// on the executor of the socket. At most one operation of a kind may be pending.
 class ByteStream {
   public:
     using Completion = std::function<void(ErrorCode, std::size_t)>;

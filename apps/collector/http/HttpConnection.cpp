@@ -87,8 +87,8 @@ void HttpConnection::start() {
 
 // Input
 
-/// Keeps one read under way. Between a request and the end of its answer the read detects that the
-/// client has gone; bytes that arrive then belong to the next request.
+/// Keeps one read pending. Between a request and the end of its answer, the read detects that the
+/// client has gone. Bytes that arrive then belong to the next request.
 void HttpConnection::read(std::size_t atMost) {
     if (isReading_ || hasInputEnded_) return;
     isReading_ = true;

@@ -13,12 +13,10 @@
 #include <string>
 #include <tuple>
 
-#include "collector/http/BodyBudget.h"
 #include "collector/http/ByteStream.h"
 #include "collector/http/Exchange.h"
 #include "collector/http/HttpConnections.h"
 #include "collector/http/HttpRequestReader.h"
-#include "collector/http/HttpResponseHead.h"
 #include "collector/http/HttpSettings.h"
 
 namespace zentara::collector {

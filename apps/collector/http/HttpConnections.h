@@ -1,11 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace zentara::collector {
@@ -33,6 +35,40 @@ class HttpConnections {
     bool isClosed_ = false;  // guarded by mutex_
     // guarded by mutex_
     std::unordered_map<const HttpConnection*, std::weak_ptr<HttpConnection>> connections_;
+};
+
+/// The memory that the bodies of all requests may take together. Any thread.
+class BodyBudget {
+  public:
+    explicit BodyBudget(std::size_t bytes) : left_(bytes) {}
+
+    /// The part that one body takes, returned at the end. For one thread at a time.
+    class Share {
+      public:
+        explicit Share(std::shared_ptr<BodyBudget> budget) : budget_(std::move(budget)) {}
+        ~Share() { budget_->left_ += bytes_; }
+        Share(const Share&) = delete;
+        Share& operator=(const Share&) = delete;
+
+        /// False, without a change, if not as much is left.
+        [[nodiscard]] bool growTo(std::size_t bytes) {
+            if (bytes <= bytes_) return true;
+            const std::size_t more = bytes - bytes_;
+            std::size_t left = budget_->left_;
+            do {
+                if (more > left) return false;
+            } while (!budget_->left_.compare_exchange_weak(left, left - more));
+            bytes_ = bytes;
+            return true;
+        }
+
+      private:
+        const std::shared_ptr<BodyBudget> budget_;
+        std::size_t bytes_ = 0;
+    };
+
+  private:
+    std::atomic<std::size_t> left_;
 };
 
 }  // namespace zentara::collector

@@ -4,8 +4,8 @@
 #include <boost/asio/io_context.hpp>
 #include <memory>
 
-#include "collector/http/BodyBudget.h"
 #include "collector/http/Exchange.h"
+#include "collector/http/HttpConnections.h"
 
 namespace zentara::collector {
 

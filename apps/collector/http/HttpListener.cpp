@@ -32,8 +32,8 @@ std::string reasonOf(ErrorCode error) {
 void listen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint, ErrorCode& error) {
     acceptor.open(endpoint.protocol(), error);
     if (error) return;
-    // Lets a collector start on the port of one that has just ended. Unlike SO_REUSEPORT, it fails
-    // while another one listens.
+    // Lets a collector start on the port of a collector that has just ended. Unlike SO_REUSEPORT,
+    // it fails while another collector listens.
     acceptor.set_option(tcp::acceptor::reuse_address(true), error);
     if (error) return;
     if (endpoint.address().is_v6()) acceptor.set_option(asio::ip::v6_only(true), error);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -40,5 +41,34 @@ struct HttpResponse {
 /// The names and values of a Cookie header, in order. Blanks around an entry, empty entries and
 /// entries without "=" are ignored.
 [[nodiscard]] NamedTexts parseCookies(std::string_view header);
+
+/// The target of a request, decoded.
+struct HttpTarget {
+    std::string authority;  ///< as sent; empty unless the target is an absolute URL
+    std::string path;
+    NamedTexts query;
+};
+
+/// Parses the target of a request: a path with or without a query, an absolute URL, or "*".
+/// Nothing if it is none of these or has an invalid percent escape. Other characters are accepted
+/// as they are, since browsers and curl do not encode all that RFC 3986 asks for.
+[[nodiscard]] std::optional<HttpTarget> readTarget(std::string_view target);
+
+/// Whether an authority ("localhost:8080", "[::1]") names this machine: localhost, a name below it,
+/// or an address of the loopback interface.
+[[nodiscard]] bool isLoopbackAuthority(std::string_view authority);
+
+/// Whether a connection can be used for another request.
+enum class ConnectionUse { again, once };
+
+/// Whether a response of this status has a body at all.
+[[nodiscard]] bool allowsBody(int status);
+
+/// The status line and the headers of a response, including Content-Length, and the empty line.
+/// Control characters in headers are removed.
+[[nodiscard]] std::string responseHead(const HttpResponse& response, ConnectionUse use);
+
+/// The same for an event stream, whose body ends with the connection.
+[[nodiscard]] std::string eventStreamHead();
 
 }  // namespace zentara::collector

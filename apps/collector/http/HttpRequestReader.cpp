@@ -7,7 +7,6 @@
 #include <chrono>
 #include <utility>
 
-#include "collector/http/HttpTarget.h"
 #include "support/ASCII.h"
 
 namespace zentara::collector {

@@ -44,7 +44,7 @@ class HttpRequestReader {
     /// The reason for the state `refused`.
     [[nodiscard]] const Refusal& refusal() const noexcept;
 
-    /// The request as far as it was read. May be moved from once it is complete.
+    /// The part of the request that was read. May be moved from once it is complete.
     [[nodiscard]] HttpRequest& request() noexcept;
 
     /// Whether the client of a complete request wants to send another request.

@@ -8,7 +8,6 @@
 #include <thread>
 #include <vector>
 
-#include "collector/http/BodyBudget.h"
 #include "collector/http/HttpConnections.h"
 #include "collector/http/HttpListener.h"
 

@@ -1,5 +1,5 @@
-// What the page shows, kept in the page's address: filters, order and the open event. A view can
-// be shared by its address, and the browser's back and forward walk through views.
+// Keeps the view in the page's address: filters, order and the open event. The address shares a
+// view, and the browser's back and forward buttons move between views.
 
 export const filterNames = [
     'words', 'schema', 'good', 'duplicate', 'user', 'tenant', 'context', 'client', 'since', 'until',
@@ -35,7 +35,7 @@ function write({filters, sort, order, open}) {
 }
 
 export class Address {
-    /// `onChange(view, changed)` is told after each change, where it came from does not matter;
+    /// `onChange(view, changed)` is called after each change, from the page or from the browser.
     /// `changed` says which of `rows` (filters or order) and `open` differ.
     constructor(onChange) {
         this.onChange = onChange;
@@ -47,8 +47,8 @@ export class Address {
         });
     }
 
-    /// Goes to a view that differs from the present one in `changes`. Changes that follow each
-    /// other under the same `gesture` (typing, walking through rows) are one step back.
+    /// Applies `changes` to the view. Successive changes of one `gesture` (typing, moving through
+    /// rows) are one step of the browser's history.
     go(changes, gesture = null) {
         const next = {...this.view, ...changes};
         if (write(next) === write(this.view)) return;

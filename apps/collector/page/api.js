@@ -1,8 +1,8 @@
-// Speaks with the collector's query interface.
+// Requests to the collector's query interface.
 
-// Numbers of events are shown and copied as they were sent (5.0, or more digits than a number of
-// JavaScript keeps), where the browser hands out their text; `numberText` and `isExactNumber` are
-// for those. That costs time in very large answers.
+// Numbers of events are shown and copied as they were sent, such as 5.0 or with more digits than a
+// JavaScript number holds, if the browser gives their text. `numberText` and `isExactNumber` are for
+// these numbers. They take time in very large answers.
 const exactLimit = 4_000_000;
 const keepsText = typeof JSON.rawJSON === 'function';
 

@@ -1,13 +1,13 @@
-// The chart of events over time: good and bad ones stacked, bad ones also hatched. A click or a
-// drag narrows the view to that time.
+// The chart of events over time: good events below, bad events hatched above. A click or a drag
+// narrows the view to that time.
 
 import * as api from './api.js';
 import {byId, setText, svgElement} from './dom.js';
 import {axisTime, count, duration, plural, shortTime} from './format.js';
 
-const pace = 1000;         // ms between two looks at the time line
-const fewestBuckets = 24;  // a few events shall not look like a wall
-const mostFine = 60;       // bars, when the bars of a short time are made finer
+const pace = 1000;         // ms between two requests of the time line
+const fewestBuckets = 24;  // keeps the bars of a few events narrow
+const mostFine = 60;       // bars, when a short time gets finer bars
 const finest = 10;         // ms
 const margin = {left: 38, right: 8, top: 6, bottom: 18};
 const dragAtLeast = 5;  // px
@@ -30,7 +30,7 @@ function roundTop(most) {
 }
 
 export class Chart {
-    /// `onNarrow({since, until})` when a time is chosen.
+    /// `onNarrow({since, until})` is called when a time is chosen.
     constructor({onNarrow}) {
         this.onNarrow = onNarrow;
         this.area = byId('chartArea');
@@ -38,7 +38,7 @@ export class Chart {
         this.data = none;
         this.filters = {};
         this.shown = null;  // the filters of `data`
-        this.cursor = null;  // index of the bucket pointed at
+        this.cursor = null;  // index of the bucket under the pointer
         this.area.tabIndex = 0;
         this.area.setAttribute('role', 'group');
         this.area.setAttribute('aria-describedby', 'chartReadout');
@@ -53,7 +53,7 @@ export class Chart {
         this.endPause?.();
     }
 
-    /// Asks for the time line, soon, and once however often it is called until then.
+    /// Requests the time line soon. Further calls until then have no effect.
     look() {
         this.wanted = true;
         if (!this.looking) this.#look();
@@ -65,7 +65,7 @@ export class Chart {
             this.wanted = false;
             const started = performance.now();
             const {filters} = this;
-            // The list tells the reason of a failure; bars of other filters would look like the answer.
+            // The list shows the cause of a failure. Bars of other filters would look like the answer.
             const data = await timeline(filters).catch(() => (filters === this.shown ? this.data : none));
             if (filters !== this.filters) continue;
             this.data = data;
@@ -90,7 +90,7 @@ export class Chart {
         const plotHeight = high - margin.top - margin.bottom;
         const last = buckets.at(-1)?.start ?? Date.now();
         const first = buckets[0]?.start ?? last + width * (1 - fewestBuckets);
-        // The time that was chosen, but not so much of it that the events in it become a line.
+        // The chosen time, cut where its events would shrink to a line.
         const beside = 3 * Math.max(last + width - first, width * fewestBuckets);
         const end = Math.min(Number(this.filters.until ?? last + width), last + width + beside);
         const usual = Math.min(first, end - width * fewestBuckets);
@@ -246,7 +246,7 @@ export class Chart {
     }
 }
 
-/// What the collector puts into few bars is asked for again in finer ones.
+/// Requests finer bars if the collector's answer has only a few.
 async function timeline(filters) {
     const data = await api.timeline(filters);
     if (data.buckets.length === 0) return data;

@@ -1,5 +1,5 @@
-// The dialogs that need little: the list of gaps, clearing, the keyboard help; and what is shown
-// when there are no events.
+// The small dialogs: the list of gaps, clearing, the keyboard help. Also the notices in place of an
+// empty list.
 
 import * as api from './api.js';
 import {button, byId, copyText, element, openDialog, setChildren, toast} from './dom.js';
@@ -42,7 +42,7 @@ export async function openGaps(onFilter) {
     }
 }
 
-/// `summary()` gives what would be forgotten.
+/// `summary()` gives the counts that would be cleared.
 export function setUpClear(summary) {
     const dialog = byId('clearDialog');
     const problem = byId('clearProblem');
@@ -70,8 +70,8 @@ export function setUpHelp() {
     return open;
 }
 
-/// What stands in the place of the list: how to send a first event ("nothing"), that no event
-/// matches ("noMatch") or can be read ("unread"); or "".
+/// Selects the notice in place of the list: how to send a first event ("nothing"), no event matches
+/// ("noMatch"), the events cannot be read ("unread"), or none ("").
 export function showEmpty(kind, {refused, onClearFilters, onRetry, onRefused}) {
     const place = byId('empty');
     place.hidden = kind === '';

@@ -1,9 +1,9 @@
-// Makes elements. Whatever is shown becomes a text node: nothing here parses markup.
+// Makes elements. All texts become text nodes; no markup is parsed.
 
-// These turn the direction of what follows, so that a text would read as another.
+// Characters that change the direction of the text after them and so disguise it.
 const turns = /[\u061c\u200e\u200f\u202a-\u202e\u2066-\u2069]/g;
 
-/// `text` with the characters that turn its direction as \u202e.
+/// `text` with its direction characters escaped, for example as \u202e.
 const plain = (text) =>
     text.replace(turns, (turn) => `\\u${turn.charCodeAt(0).toString(16).padStart(4, '0')}`);
 
@@ -42,7 +42,7 @@ export const button = (text, attributes, ...children) =>
 
 export const byId = (id) => document.getElementById(id);
 
-/// Sets the text only when it differs: what is announced or selected stays undisturbed.
+/// Sets the text only if it differs, which keeps announcements and selections.
 export function setText(node, text) {
     const shown = plain(text);
     if (node.textContent !== shown) node.textContent = shown;
@@ -50,7 +50,7 @@ export function setText(node, text) {
 
 let toastTimer = 0;
 
-/// A short notice that goes away by itself.
+/// Shows a notice for a few seconds.
 export function toast(text) {
     const place = byId('toast');
     setText(place, text);
@@ -62,7 +62,7 @@ export function toast(text) {
     }, 3500);
 }
 
-/// Opens a dialog; its buttons with `data-close` and a click beside it close it.
+/// Opens a dialog. Its buttons with `data-close` and a click beside it close it.
 export function openDialog(dialog) {
     if (!dialog.dataset.ready) {
         dialog.dataset.ready = 'yes';
@@ -83,7 +83,7 @@ export async function copyText(text, what) {
     }
 }
 
-// Beyond loopback the page is no secure context and has no clipboard of its own.
+// Over plain HTTP beyond loopback, browsers give the page no clipboard.
 function copyBySelection(text) {
     const area = element('textarea', {class: 'visuallyHidden', 'aria-hidden': 'true'});
     area.value = text;

@@ -1,10 +1,10 @@
-// Shows which services fail on purpose, and switches that.
+// Shows the current faults of the services, and sets them.
 
 import * as api from './api.js';
 import {button, byId, element, openDialog} from './dom.js';
 import {count, duration, plural, shortened} from './format.js';
 
-const pace = 1000;  // ms between two looks at the switches
+const pace = 1000;  // ms between two requests of the faults
 
 const answers = {
     normal: 'as usual', status: 'a status', none: 'no answer', dropped: 'connection dropped',
@@ -38,7 +38,7 @@ export class Faults {
         this.look();
     }
 
-    /// Asks for the switches, soon, and once however often it is called until then.
+    /// Requests the faults soon. Further calls until then have no effect.
     async look() {
         if (this.looking) {
             this.wanted = true;
@@ -49,7 +49,7 @@ export class Faults {
         try {
             this.#show(await api.faults());
         } catch {
-            // The next change tells.
+            // The next change requests them again.
         }
         setTimeout(() => {
             this.looking = false;

@@ -1,4 +1,4 @@
-// The fields that filter, the chips that tell which filters are on, and the counts that filter too.
+// The filter fields, the chips of the active filters, and the counts, which filter when clicked.
 
 import {button, byId, element, icon, setText} from './dom.js';
 import {count, fullTime, isoTime, localInput, shortened} from './format.js';
@@ -103,7 +103,7 @@ export class Filters {
         this.#chips(filters);
     }
 
-    /// The counts and the schemas to choose from.
+    /// Updates the counts and the list of schemas.
     showSummary(summary) {
         setText(byId('countEvents'), count(summary.events));
         setText(byId('countGood'), count(summary.good));

@@ -1,4 +1,4 @@
-// Numbers, times and short texts as they are shown.
+// Formats numbers, times and short texts.
 
 import {numberText} from './api.js';
 
@@ -17,7 +17,7 @@ export const count = (number) => integers.format(number);
 export const plural = (number, one, many = `${one}s`) =>
     `${count(number)} ${number === 1 ? one : many}`;
 
-// Times of clients may be any number, also far from what a date can hold.
+// A client's time may be any number, also one that no date can hold.
 function dateOf(milliseconds) {
     const date = new Date(Number(numberText(milliseconds)));
     return Number.isNaN(date.getTime()) ? null : date;
@@ -27,7 +27,7 @@ export function isoTime(milliseconds) {
     return dateOf(milliseconds)?.toISOString() ?? numberText(milliseconds);
 }
 
-/// The time of day; the day in front, and no fractions, when it is not today.
+/// The time of day. For another day, the day and the time without fractions.
 export function shortTime(milliseconds) {
     const date = dateOf(milliseconds);
     if (!date) return numberText(milliseconds);
@@ -66,7 +66,7 @@ export function shortened(text, most) {
     return text.length > most ? `${text.slice(0, most - 1)}…` : text;
 }
 
-/// The way that a JSON pointer leads, for people: "/lines/0/price" is "lines[0].price".
+/// A JSON pointer for people: "/lines/0/price" becomes "lines[0].price".
 export function pointerText(pointer) {
     const steps = pointerSteps(pointer);
     return steps.map((step) => (/^\d+$/.test(step) ? `[${step}]` : `.${step}`)).join('')

@@ -1,5 +1,5 @@
-// Shows JSON as a tree that opens and closes. Children are made when they are seen first, in
-// portions, so that a value of any size and depth can be shown.
+// Shows JSON as a tree whose values open and close. Children are made when they first become visible,
+// in portions, so that a value of any size and depth can be shown.
 
 import {isExactNumber, numberText} from './api.js';
 import {button, element, setChildren} from './dom.js';
@@ -7,14 +7,13 @@ import {count, pointerSteps, shortened} from './format.js';
 
 const childPortion = 100;  // children made at once
 const textPortion = 500;   // characters of a text or a name
-const openUntil = 200;     // lines that are opened by themselves
+const openUntil = 200;     // lines that are open at first
 
 const isBranch = (value) => typeof value === 'object' && value !== null && !isExactNumber(value);
 
-/// The tree of `value`. `notes` are [{pointer, parts, id}] to be shown at the value that the JSON
-/// pointer leads to, or as near to it as there is one; the way there is open. `id` becomes the id of
-/// the note's element.
-/// `opened` says how many levels are open.
+/// The tree of `value`. `notes` are [{pointer, parts, id}]; each is shown at the value of its JSON
+/// pointer, or at the nearest value around it, and the path to it is open. `id` becomes the id of the
+/// note's element. `opened` is the number of open levels.
 export function jsonTree(value, {notes = [], opened = 2} = {}) {
     const root = {notes: [], steps: new Map()};
     for (const note of notes) place(root, value, pointerSteps(note.pointer), note);
@@ -42,7 +41,7 @@ function leaf(value) {
     return element('span', {class: kind}, String(value));
 }
 
-/// A text of any length, of which the beginning is shown at first.
+/// A text of any length; only its beginning is shown at first.
 export function text(value, kind, {portion = textPortion, form = JSON.stringify} = {}) {
     const span = element('span', {class: kind});
     const show = (end) => {
@@ -98,7 +97,7 @@ function grow(children, value, from, found, opened, budget) {
     const size = isList ? value.length : keys.length;
     const keyAt = (index) => (isList ? String(index) : keys[index]);
     const until = Math.min(size, from + childPortion);
-    // A child with a note is shown at once, wherever it is.
+    // A child with a note is shown at once, at any place.
     const shown = [];
     for (let index = from; index < until; index += 1) shown.push(index);
     if (from === 0 && found) {

@@ -1,10 +1,10 @@
-// The keyboard: rows, search, pause, help. Keys that somebody types into a field stay there.
+// The keyboard: rows, search, pause, help. Keys typed into a field have no other effect.
 
 import {byId} from './dom.js';
 
 const isField = (target) => target.closest?.('input, select, textarea, [contenteditable]');
 
-/// `actions`: move(by), moveTo(index), open(), close() (true when something was closed), pause(), help().
+/// `actions`: move(by), moveTo(index), open(), close() (true if it closed anything), pause(), help().
 export function listenToKeys(list, actions) {
     const everywhere = {
         j: () => actions.move(1),
@@ -16,7 +16,7 @@ export function listenToKeys(list, actions) {
             byId('filterText').select();
         },
     };
-    // These have a meaning of their own elsewhere, such as scrolling the panel or pressing a button.
+    // These keys have another meaning elsewhere, such as scrolling the panel or pressing a button.
     const inList = {
         ArrowDown: () => actions.move(1),
         ArrowUp: () => actions.move(-1),

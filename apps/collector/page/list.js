@@ -1,5 +1,5 @@
-// Shows the rows of the list that are on screen, and few more: a list of any length takes a few
-// dozen elements.
+// Makes elements only for the rows on screen and a few more: a list of any length takes a few dozen
+// elements.
 
 import {numberText} from './api.js';
 import {byId, element, icon, setChildren, setText} from './dom.js';
@@ -7,12 +7,12 @@ import {count, isoTime, plural, shortTime, shortened} from './format.js';
 import {detailParts} from './preview.js';
 
 const overscan = 8;
-const mostHeight = 15_000_000;  // px; browsers lay out nothing beyond some more
+const mostHeight = 15_000_000;  // px; browsers do not lay out much more
 
 const columns = ['state', 'number', 'time', 'schema', 'detail', 'user', 'sequence'];
 
 export class List {
-    /// `onOpen(number)` when a row is to be opened, `onMove(event)` when another one is active.
+    /// `onOpen(number)` is called to open a row, `onMove(event)` when another row becomes active.
     constructor({rows, onOpen, onMove, onSort}) {
         this.rows = rows;
         this.onMove = onMove;
@@ -43,7 +43,7 @@ export class List {
         this.#measure();
     }
 
-    /// How many rows can be reached by scrolling.
+    /// The number of rows that scrolling can reach.
     get shownTotal() {
         return Math.min(this.rows.total, Math.floor(mostHeight / this.rowHeight));
     }
@@ -62,7 +62,7 @@ export class List {
         const isAway = this.list.scrollTop > this.rowHeight / 2;
         this.#stretch();
         if (arrived > 0 && isAway && this.rows.isReversed) {
-            // What is being read stays where it is.
+            // The visible rows keep their place.
             this.list.scrollTop += arrived * this.rowHeight;
             this.unseen += arrived;
         }
@@ -78,7 +78,7 @@ export class List {
         this.draw();
     }
 
-    /// Makes another row the active one; `by` may reach beyond the ends.
+    /// Makes another row active; `by` may point beyond the ends.
     move(by) {
         if (this.rows.total === 0) return;
         const last = this.shownTotal - 1;
@@ -180,7 +180,7 @@ export class List {
         this.active = {rank, number: this.rows.held.get(rank)?.number ?? null};
     }
 
-    /// After a reload the active event may have got another rank.
+    /// A reload may have changed the rank of the active event.
     #findActive() {
         if (!this.active) return;
         const found = [...this.rows.held].find(([, event]) => event.number === this.active.number);

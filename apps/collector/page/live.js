@@ -1,4 +1,4 @@
-// Listens to the collector: its summary arrives whenever something has changed there.
+// Receives the collector's summary after each change.
 
 const retryAfter = 2000;  // ms
 
@@ -8,7 +8,7 @@ export class Live {
         this.onSummary = onSummary;
         this.onState = onState;
         this.#connect();
-        // Browsers open few connections to one host; tabs that nobody looks at give theirs back.
+        // Browsers open few connections to one host; hidden tabs close theirs.
         document.addEventListener('visibilitychange', () => {
             if (document.hidden) this.#disconnect();
             else if (!this.source) this.#connect();
@@ -27,7 +27,7 @@ export class Live {
         source.addEventListener('change', (event) => this.onSummary(JSON.parse(event.data)));
         source.addEventListener('error', () => {
             this.onState('lost');
-            // A lost connection is retried by the browser, a refused one is not.
+            // The browser retries a lost connection, but not a refused connection.
             if (source.readyState !== EventSource.CLOSED) return;
             this.#disconnect();
             this.retry = setTimeout(() => this.#connect(), retryAfter);

@@ -1,5 +1,5 @@
-// Puts the page together: what the collector tells goes to the counts, the list and the chart;
-// what the user does goes to the address, and from there to everything that shows the view.
+// Connects the parts of the page: the collector's answers go to the counts, the list and the chart;
+// the user's actions go to the address, and from there to all parts that show the view.
 
 import {Address} from './address.js';
 import * as api from './api.js';
@@ -29,7 +29,7 @@ const rows = new Rows({
     onChange: showRows,
     onProblem: (text) => {
         setText(byId('problem'), text);
-        // A collector that is away is told in the header already.
+        // The header shows already that the collector does not answer.
         byId('problem').hidden = text === '' || connection === 'lost';
     },
     wantedRange: () => list.wantedRange(),
@@ -94,7 +94,7 @@ function coverRest() {
     if (isCovered && !byId('panel').contains(document.activeElement)) panel.focus();
 }
 
-/// Makes the row of the open event the active one, so that moving starts there.
+/// Makes the row of the open event active, so that moving starts there.
 async function pointToOpen() {
     const number = address.view.open;
     if (number === null || list.activeEvent?.number === number) return;
@@ -169,7 +169,7 @@ function showConnection(state) {
     connection = state;
     if (state === 'open') {
         byId('problem').hidden = true;
-        // What happened meanwhile may have been anything, also another collector.
+        // Anything may have changed meanwhile, even the collector.
         if (!isFirst || wasLost) {
             rows.reload();
             chart.look();
@@ -188,7 +188,7 @@ function showState() {
     byId('pause').setAttribute('aria-label', !rows.paused ? 'Pause' : `Resume, ${count(rows.pending)} new`);
 }
 
-/// The counts change many times a second; a screen reader hears them now and then.
+/// The counts change many times a second; screen readers get them every few seconds.
 function announce() {
     if (announced !== 0) return;
     announced = setTimeout(() => {

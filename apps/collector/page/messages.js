@@ -1,4 +1,4 @@
-// Shows what is wrong with an event.
+// Shows the messages of an event.
 
 import {element} from './dom.js';
 import {pointerSteps, shortened} from './format.js';
@@ -8,13 +8,13 @@ const quoted = /("(?:[^"\\]|\\.)*")/;
 
 const isDictionary = (value) => typeof value === 'object' && value !== null && !Array.isArray(value);
 
-/// The parts of a message, at most `most` characters. Of the properties that it says are required,
-/// those that the event lacks are marked.
+/// The parts of a message, at most `most` characters. Marks the required properties that the event
+/// lacks.
 export const messageParts = (message, event, most = 2000) =>
     pieces(message, event, most).map(({text, isAbsent}) =>
         (isAbsent ? element('mark', {title: 'missing'}, text) : text));
 
-/// The required properties that the event lacks, as far as `most` characters of the message name them.
+/// The required properties that the event lacks, of those in the first `most` characters.
 export const absentNames = (message, event, most) =>
     pieces(message, event, most).filter(({isAbsent}) => isAbsent).map(({text}) => JSON.parse(text));
 

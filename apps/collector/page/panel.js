@@ -16,8 +16,8 @@ const time = (milliseconds) => element('time', {
 }, shortTime(milliseconds));
 
 export class Panel {
-    /// `find(number)` gives the event or null; `onFilter(changes)`, `onClose()`, `onStep(by)`,
-    /// `onOpen(number)` are asked for by the panel's buttons.
+    /// `find(number)` gives the event or null. The panel's buttons call `onFilter(changes)`,
+    /// `onClose()`, `onStep(by)` and `onOpen(number)`.
     constructor({find, onFilter, onClose, onStep, onOpen}) {
         Object.assign(this, {find, onFilter, onClose, onStep, onOpen});
         this.panel = byId('panel');
@@ -93,7 +93,7 @@ export class Panel {
         this.tabPanel = element('div', {class: 'tabPanel', role: 'tabpanel', id: 'tabPanel', tabindex: 0});
         const body = element('div', {class: 'panelBody'}, this.arrivals, this.#messages(), this.#facts(),
             this.#copies(), this.tabs, this.tabPanel);
-        // Who walks through events with a button of the panel stays on it.
+        // A button of the panel that moves through events keeps the focus.
         const focused = this.panel.contains(document.activeElement)
             ? document.activeElement.getAttribute('aria-label') ?? '' : null;
         this.panel.replaceChildren(this.#head(shortened(event.schema, 80), badges), body);
@@ -232,9 +232,9 @@ export class Panel {
     }
 }
 
-/// The envelope and the request of an event, and the numbers of all its arrivals. What is looked up
-/// by action belongs to the first arrival; a later one has its own envelope, and of its request
-/// what the envelope tells.
+/// The envelope and the request of an event, and the numbers of all its arrivals. The query by action
+/// answers for the first arrival. A later arrival has its own envelope, and of its request only what
+/// the envelope holds.
 async function readDetails(event, signal) {
     try {
         const first = await api.eventByUUID(event.actionUUID, signal).catch((error) => {

@@ -1,4 +1,4 @@
-// What a row tells of its event, in one line.
+// The summary of an event in one row.
 
 import {isExactNumber, numberText} from './api.js';
 import {element} from './dom.js';

@@ -5,15 +5,15 @@ import {byId, element, openDialog, setText} from './dom.js';
 import {count, isoTime, plural, shortTime, shortened} from './format.js';
 import {text} from './json.js';
 
-const pace = 1000;  // ms between two looks
+const pace = 1000;  // ms between two requests
 const mostShown = 50;
 
 export class Refused {
-    /// `onChange()` when `latest`, the latest of them in full, has changed.
+    /// `onChange()` is called when `latest`, the latest refused post in full, has changed.
     constructor({onChange}) {
         this.onChange = onChange;
         this.latest = [];
-        this.known = '';  // what `latest` was asked for
+        this.known = '';  // the request for `latest`
         byId('refused').addEventListener('click', () => this.open());
     }
 
@@ -53,7 +53,7 @@ export class Refused {
     }
 }
 
-/// A refused post with the reason, and the beginning of what was posted.
+/// A refused post with the reason and the beginning of its body.
 export function refusedPost({receivedAt, method, target, status, reason = '', bodySize, body = ''}) {
     const isCut = new Blob([body]).size < bodySize;
     return element('article', {class: 'refusedPost'},

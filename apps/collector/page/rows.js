@@ -1,28 +1,27 @@
-// The events that match the view, as far as they were looked at: a window into the collector's
-// list, not a copy of it.
+// The events of the view that were shown so far: a window into the collector's list, not a copy.
 //
-// A place in the list is a rank, counted in the order in which the collector answers. Sorted by
-// number the rank of an event never changes, as events only come in at one end; then new ones are
-// asked for with "after", and what is held stays. With any other order an arrival can move every
-// row, so what is held is asked for again.
+// A place in the list is a rank, counted in the order of the collector's answer. Sorted by number,
+// ranks never change, because events arrive at one end only: new events are requested with "after",
+// and the rows held so far stay. In any other order an arrival can move every row, so all rows that
+// are held are requested again.
 
 import * as api from './api.js';
 
 const blockSize = 100;
 const mostHeld = 3000;
-const pace = 250;  // ms between the starts of two requests for new rows, at least
+const pace = 250;  // ms; the least time between two requests for new rows
 
 export class Rows {
-    /// `onChange({arrived, reloaded})` after the list has changed, with so many new rows at the end
-    /// of the ranks; `onProblem(text)`, with "" when all is well again; `wantedRange()` gives the
-    /// first and last rank that are on screen.
+    /// `onChange({arrived, reloaded})` is called after the list has changed, with the number of new
+    /// rows at the end of the ranks; `onProblem(text)` with a problem, or "" when it is over.
+    /// `wantedRange()` gives the first and last rank on screen.
     constructor({onChange, onProblem, wantedRange}) {
         Object.assign(this, {onChange, onProblem, wantedRange});
         this.paused = false;
         this.pending = 0;     // new while paused
-        this.lastNumber = 0;  // of the collector, as far as heard
-        this.life = null;     // of the collector, between its starts and resets
-        this.epoch = 0;       // answers to questions of an earlier one are dropped
+        this.lastNumber = 0;  // the latest that the collector has reported
+        this.life = null;     // identifies the time between two starts or resets of the collector
+        this.epoch = 0;       // answers to requests of an earlier epoch are dropped
         this.view = null;
         this.problem = '';
         this.#forget();
@@ -43,7 +42,7 @@ export class Rows {
         this.reload();
     }
 
-    /// Asks for everything anew, keeping what is on screen until the answer is there.
+    /// Requests all rows again. The rows on screen stay until the answer arrives.
     reload() {
         this.epoch += 1;
         this.known = null;
@@ -51,8 +50,8 @@ export class Rows {
         this.#refresh();
     }
 
-    /// The collector holds events up to `lastNumber`, was `started` then, and reset `resets` times
-    /// since. Tells whether it is another one, or was reset, since the last time.
+    /// Takes the number of the collector's last event, the time of its start and the number of its
+    /// resets. Returns whether it was restarted or reset since the last call.
     hear({lastNumber, resets, started}) {
         const life = `${started} ${resets}`;
         const wasReset = this.life !== null && life !== this.life;
@@ -80,7 +79,7 @@ export class Rows {
         this.#loadBlock();
     }
 
-    /// The rank of an event that may not be held; null when it is not in the list.
+    /// The rank of an event, held or not; null if it is not in the list.
     async findRank(number) {
         for (const [rank, event] of this.held) if (event.number === number) return rank;
         if (!this.isByNumber || !this.loaded) return null;
@@ -95,7 +94,7 @@ export class Rows {
 
     #forget() {
         this.held = new Map();
-        this.heldView = null;  // whose rows are held
+        this.heldView = null;  // the view of the rows that are held
         this.total = 0;
         this.known = null;  // events up to this number are counted in `total`
     }
@@ -153,7 +152,7 @@ export class Rows {
     async #takeAll(epoch) {
         const heard = this.lastNumber;
         const {sort, order, filters} = this.view;
-        // By number the newest are asked for whatever the order, for how far `total` counts.
+        // Requests the newest events by number in any order, because `total` counts up to them.
         const offset = this.isByNumber ? 0 : Math.max(0, this.wantedRange()[0] - blockSize / 2);
         const {total, events} = await api.events({
             ...filters, sort, order: this.isByNumber ? 'descending' : order, offset, limit: blockSize,
@@ -204,7 +203,7 @@ export class Rows {
         this.onProblem(problem === '' ? '' : `The events cannot be read: ${problem}`);
     }
 
-    /// Lets go of what is far from the screen.
+    /// Drops the rows that are far from the screen.
     #drop() {
         if (this.held.size <= mostHeld) return;
         const [first, last] = this.wantedRange();

@@ -1,11 +1,11 @@
-// The theme: light, dark, or what the system says. Not a module, so that it is set before the page
-// is painted.
+// The theme: light, dark, or the system's. Not a module, so that the theme is set before the page is
+// painted.
 (() => {
     const key = 'zentara-theme';
     const themes = ['auto', 'light', 'dark'];
     const names = {auto: 'as the system', light: 'light', dark: 'dark'};
 
-    // A browser may refuse its storage; the choice then lasts until the page is left.
+    // A browser may refuse its storage. Then the choice lasts as long as the page.
     let chosen = 'auto';
     try {
         const kept = localStorage.getItem(key);

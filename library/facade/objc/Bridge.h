@@ -40,7 +40,7 @@ void zentaraWarn(ZentaraText line) ZENTARA_NOEXCEPT;
 /// How many bytes of this thread's stack are left; the largest number if it is not known.
 size_t zentaraStackLeft(void) ZENTARA_NOEXCEPT;
 
-/// The endpoints of the library. An absent text leaves the one in force.
+/// The endpoints of the library. An absent text changes nothing.
 typedef struct ZentaraEndpointTexts {
     ZentaraText productionCollector;
     ZentaraText qaCollector;

@@ -53,10 +53,6 @@ ZentaraHeld zentaraHeldObject(id object) {
     return (ZentaraHeld){[object retain], releaseObject};
 }
 
-SendHandler zentaraBeginSend(id handler) {
-    return (SendHandler){.block = zentaraCopyBlock(handler)};
-}
-
 void zentaraEndSend(SendHandler *handler) {
     releaseBlock(handler->block);
 }

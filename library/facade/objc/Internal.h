@@ -88,7 +88,7 @@ typedef struct SendHandler {
     id url;    ///< the url of the event that the block receives
 } SendHandler;
 
-SendHandler zentaraBeginSend(id handler);
+/// Releases the block.
 void zentaraEndSend(SendHandler *handler);
 
 /// Writes to standard error why an event is not queued.
@@ -111,6 +111,3 @@ void zentaraReleaseBlock(id block);
 
 /// The object of the client, retained. Without one, `make` makes it, retained.
 QVNZentaraClient *zentaraClientObject(const void *identity, QVNZentaraClient * (^make)(void));
-
-/// Adds the object of a new client.
-void zentaraAddClientObject(const void *identity, QVNZentaraClient *object);

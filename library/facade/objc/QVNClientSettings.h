@@ -15,7 +15,7 @@ typedef NS_ENUM(NSInteger, UserTokenType) {
 
 /// What a background fetch achieved.
 typedef NS_ENUM(NSUInteger, ZentaraBackgroundFetchResult) {
-    ZentaraBackgroundFetchResultNewData = 0,  ///< all that was taken is delivered
-    ZentaraBackgroundFetchResultNoData = 1,   ///< nothing was waiting
-    ZentaraBackgroundFetchResultFailed = 2,   ///< a batch could not be delivered; it waits
+    ZentaraBackgroundFetchResultNewData = 0,  ///< all events that were taken were delivered
+    ZentaraBackgroundFetchResultNoData = 1,   ///< the queue was empty
+    ZentaraBackgroundFetchResultFailed = 2,   ///< a batch was put back
 };

@@ -2,10 +2,10 @@
 
 #import <Foundation/Foundation.h>
 
-// What the platforms differ in.
+// The differences between platforms.
 
-/// What methods that can fail return: a truth value, "B" in their type encodings. Swift takes such
-/// a method for one that throws only if it returns BOOL, which is a character on other platforms.
+/// The result of methods that can fail: a truth value, "B" in their type encodings. Swift imports
+/// such a method as throwing only if it returns BOOL, which is a character on other platforms.
 #if defined(__APPLE__)
 #define ZENTARA_BOOL BOOL
 #else

@@ -10,8 +10,8 @@ ZENTARA_OBJC_EXPORT NSString *const ZentaraClientErrorDomain;
 /// The domain of the error for use before the settings, of code 1 and without a message.
 ZENTARA_OBJC_EXPORT NSString *const ZentaraClientNotConfiguredErrorDomain;
 
-/// The domain of the error for an argument that does not exist, such as a token type of 3. Its code
-/// is 1, and its message says which argument it is.
+/// The domain of the error for an invalid argument, such as a token type of 3. Its code is 1, and
+/// its message names the argument.
 ZENTARA_OBJC_EXPORT NSString *const ZentaraClientInvalidArgumentErrorDomain;
 
 /// The codes of the library's errors. Codes tell groups apart; classes tell errors apart, because
@@ -27,8 +27,9 @@ typedef NS_ENUM(NSInteger, EventErrorCode) {
 /// Base of the failures that blocks receive: domain @"ZentaraClient", an `EventErrorCode`, and the
 /// message under `NSLocalizedDescriptionKey` as the only entry of the user info.
 ///
-/// The base class can be made with `initWithDomain:code:userInfo:` for errors of the application's
-/// own. For its subclasses this initialiser is a fatal error; the one from an archive is for all.
+/// An application can make errors of the base class with `initWithDomain:code:userInfo:`. For the
+/// subclasses this initialiser is a fatal error. The initialiser from an archive is a fatal error
+/// for all classes.
 ZENTARA_SWIFT_NAME("ZentaraClientError")
 @interface QVNZentaraClientError : NSError
 @end
@@ -40,14 +41,14 @@ ZENTARA_SWIFT_NAME("ZentaraClientNotInitializedError")
 - (instancetype)init;
 @end
 
-/// An event was sent before the schemas were there; the message says what became of it.
+/// An event was sent before the schemas had arrived. The message says what became of it.
 ZENTARA_SWIFT_NAME("ZentaraClientNotReady")
 @interface QVNZentaraClientNotReady : QVNZentaraClientError
 - (instancetype)initWithDetail:(NSString *)detail;
 - (instancetype)init __attribute__((unavailable("use initWithDetail:")));
 @end
 
-/// An event's properties do not satisfy its schema; the message lists why.
+/// An event's properties do not satisfy its schema. The message lists the reasons.
 ZENTARA_SWIFT_NAME("InvalidDataForSpecifiedSchemaError")
 @interface QVNInvalidDataForSpecifiedSchemaError : QVNZentaraClientError
 - (instancetype)initWithDetail:(NSString *)detail;

@@ -3,9 +3,9 @@
 #import <zentara/QVNEvent.h>
 #import <zentara/QVNEventError.h>
 
-// The classes by the names that they have in C++. The runtime does not know these names, so that an
-// application can have classes of its own by them. A source that declares such a class and includes
-// the library is compiled with -DZENTARA_NO_SHORT_NAMES.
+// The C++ names of the classes. The runtime does not know these names, so an application can have
+// classes with them. Compile a source that declares such a class and includes the library with
+// -DZENTARA_NO_SHORT_NAMES.
 #if !defined(ZENTARA_NO_SHORT_NAMES)
 @compatibility_alias Event QVNEvent;
 @compatibility_alias ZentaraClientError QVNZentaraClientError;

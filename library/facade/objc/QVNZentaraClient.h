@@ -35,8 +35,8 @@ NS_ASSUME_NONNULL_BEGIN
 ///
 /// Every operation may be called from any thread, and from inside the library's blocks. Nothing
 /// waits for the network. Blocks are copied before an operation begins and released after their
-/// last call; each call has an autorelease pool of its own. A block may be nil. An exception that
-/// leaves a block ends there, with a line on standard error.
+/// last call. Each call has its own autorelease pool. A block may be nil. An exception that leaves
+/// a block is caught and becomes a line on standard error.
 ///
 /// Objects of the application are converted during the call that takes them and can be changed
 /// afterwards. Strings may hold anything; what is not Unicode becomes U+FFFD. nil in place of a
@@ -46,10 +46,10 @@ NS_ASSUME_NONNULL_BEGIN
 /// Properties are dictionaries with strings for keys, arrays, strings, numbers and `NSNull`, up to
 /// the depth that JSON text may have. Integers of 64 bits and booleans arrive as such. An event
 /// with anything else in it (a date, NaN, a container within itself, an object that raises an
-/// exception when it is looked at) is not queued: its handler receives an `EventNotQueuedError`, or
-/// before the schemas are there a `ZentaraClientNotReady`, and a line on standard error says why.
-/// NaN, infinities and what is only nested too deeply are validated first, as in C++. Nothing else
-/// is affected.
+/// exception when it is read) is not queued: its handler receives an `EventNotQueuedError`, or a
+/// `ZentaraClientNotReady` before the schemas have arrived, and a line on standard error says why.
+/// NaN, infinities and too deep nesting are validated first, as in C++. Other events are not
+/// affected.
 ZENTARA_SWIFT_NAME("ZentaraClient")
 @interface QVNZentaraClient : NSObject {
   @private
@@ -64,16 +64,16 @@ ZENTARA_SWIFT_NAME("ZentaraClient")
 /// The client of this process, built by the first call; nil and an error before the settings, of
 /// the domain `ZentaraClientNotConfiguredErrorDomain`, without a message.
 ///
-/// `readyCallback` belongs to the call that builds: it receives nil each time the schemas are
-/// there and an error each time they could not be had, on a worker thread or before this returns.
-/// When the client exists already, it receives nil at once.
+/// `readyCallback` belongs to the call that builds: it receives nil each time schemas arrive and an
+/// error each time they could not be obtained, on a worker thread or before this returns. If the
+/// client exists already, it receives nil at once.
 + (nullable QVNZentaraClient *)
     getAndReturnError:(NSError *_Nullable *_Nullable)error
         readyCallback:(void (^_Nullable)(QVNZentaraClientError *_Nullable error))readyCallback
     ZENTARA_SWIFT_NAME("get(readyCallback:)");
 
-/// Configures the process; called again, replaces the whole record. An environment that is not one
-/// raises `NSInvalidArgumentException`.
+/// Configures the process; called again, replaces the whole record. An unknown environment raises
+/// `NSInvalidArgumentException`.
 + (void)useSettingsWithTenant:(NSString *)tenant
            zentaraEnvironment:(ZentaraEnvironment)zentaraEnvironment
                 advertisingId:(nullable NSString *)advertisingId
@@ -120,8 +120,8 @@ ZENTARA_SWIFT_NAME("ZentaraClient")
     ZENTARA_SWIFT_NAME("getHsid(callbackHsid:)");
 
 /// Validates, stamps and queues one event. `handler` is called exactly once, on this thread, before
-/// this returns; a nil error means that the event is on disk. The event that it receives has an
-/// empty referer; the one that is queued has the caller's.
+/// this returns; a nil error means that the event is on disk. The handler's event has an empty
+/// referer; the queued event has the caller's.
 - (void)sendWithSchemaId:(NSString *)schemaId
            schemaVersion:(NSString *)schemaVersion
              contentType:(NSString *)contentType
@@ -135,8 +135,8 @@ ZENTARA_SWIFT_NAME("ZentaraClient")
         "send(schemaId:schemaVersion:contentType:url:referer:properties:relationId:handler:)");
 
 /// Sends each event in order, as above, with `relationId` in place of its own, also when nil.
-/// `handler` is called once for each. In place of an object that is not an event it receives an
-/// event without values, and the error of one that JSON cannot hold.
+/// `handler` is called once for each. For an object that is not an event it receives an event
+/// without values and the error of an event that JSON cannot hold.
 - (void)sendWithEvents:(NSArray<QVNEvent *> *)events
             relationId:(nullable NSString *)relationId
                handler:(void (^_Nullable)(QVNEvent *event,
@@ -144,15 +144,15 @@ ZENTARA_SWIFT_NAME("ZentaraClient")
     ZENTARA_SWIFT_NAME("send(events:relationId:handler:)");
 
 /// Lets the shared client deliver up to ten queued events now, for an application's
-/// background-fetch hook or to drain the queue. Events that are held back stay so. `completion`
+/// background-fetch hook or to drain the queue. Events stay held back. `completion`
 /// receives a `ZentaraBackgroundFetchResult` exactly once, on a worker thread or before this
 /// returns.
 - (void)performFetchWith:(void (^_Nullable)(NSUInteger result))completion
     ZENTARA_SWIFT_NAME("performFetch(with:)");
 
-/// A client of its own that works with nothing: events sent through it come back with a
-/// `ZentaraClientNotInitializedError`; the other methods work with the shared client, whichever
-/// object they are sent to. The client to use comes from `getAndReturnError:readyCallback:`.
+/// A separate client without collaborators: events sent through it are refused with a
+/// `ZentaraClientNotInitializedError`. The other methods work with the shared client, whatever
+/// their receiver. Applications use the client from `getAndReturnError:readyCallback:`.
 - (instancetype)init;
 
 @end

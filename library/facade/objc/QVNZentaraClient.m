@@ -43,8 +43,9 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
     self = [super init];
     if (self == nil) return nil;
     _client = zentaraMakePlainClient();
-    zentaraAddClientObject(zentaraClientIdentity(_client), self);
-    return self;
+    return zentaraClientObject(zentaraClientIdentity(_client), ^{
+        return self;
+    });
 }
 
 - (void)dealloc {
@@ -164,7 +165,7 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
               properties:(NSDictionary *)properties
               relationId:(NSString *)relationId
                  handler:(void (^)(QVNEvent *, QVNZentaraClientError *))block {
-    SendHandler handler = zentaraBeginSend(block);
+    SendHandler handler = {.block = zentaraCopyBlock(block)};
     @autoreleasepool {
         const EventInput input = zentaraConvertEvent(schemaId, schemaVersion, contentType, url,
                                                      referer, properties, relationId);
@@ -229,7 +230,7 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
 - (void)sendWithEvents:(NSArray<QVNEvent *> *)events
             relationId:(NSString *)relationId
                handler:(void (^)(QVNEvent *, QVNZentaraClientError *))block {
-    SendHandler handler = zentaraBeginSend(block);
+    SendHandler handler = {.block = zentaraCopyBlock(block)};
     @autoreleasepool {
         NSString *refusal = nil;
         ZentaraText relationText = {NULL, 0};

@@ -4,7 +4,7 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-/// Why a part of the library failed last. Immutable.
+/// The last failure of a part of the library. Immutable.
 ZENTARA_SWIFT_NAME("ZentaraClientFailure")
 @interface QVNZentaraClientFailure : NSObject {
   @private
@@ -48,19 +48,19 @@ ZENTARA_SWIFT_NAME("ZentaraClientStatistics")
 @property(nonatomic, readonly) int64_t refusedUnknownSchema;
 @property(nonatomic, readonly) int64_t refusedNotEncodable;  ///< JSON cannot hold it
 
-// What became of those that were held back.
+// What became of the held-back events.
 @property(nonatomic, readonly) int64_t released;              ///< valid: moved to the queue
 @property(nonatomic, readonly) int64_t droppedInvalid;        ///< the schema refused it
 @property(nonatomic, readonly) int64_t droppedUnknownSchema;  ///< there was no schema for it
 @property(nonatomic, readonly) int64_t heldBackEvicted;       ///< dropped, the oldest of too many
 
-// What became of those that were queued.
+// What became of the queued events.
 @property(nonatomic, readonly) int64_t delivered;  ///< acknowledged by the collector
 @property(nonatomic, readonly) int64_t evicted;    ///< dropped, the oldest of too many
 @property(nonatomic, readonly) int64_t batchesDelivered;
 @property(nonatomic, readonly) int64_t batchesFailed;  ///< put back, to be sent again
 
-// What earlier runs had left.
+// Events of earlier runs.
 @property(nonatomic, readonly) int64_t restored;
 @property(nonatomic, readonly) int64_t heldBackRestored;
 

@@ -4,9 +4,9 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-/// Changes the places that the library talks to, before the first
-/// `+[QVNZentaraClient getAndReturnError:readyCallback:]`. What is left nil stays as it is; the
-/// build gives every place a working default.
+/// Changes the addresses that the library uses, before the first
+/// `+[QVNZentaraClient getAndReturnError:readyCallback:]`. A property that is nil changes nothing.
+/// The build gives every address a working default.
 ///
 ///     QVNZentaraEndpoints *endpoints = [[[QVNZentaraEndpoints alloc] init] autorelease];
 ///     endpoints.qaCollector = @"http://127.0.0.1:8080";

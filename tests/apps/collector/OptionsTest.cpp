@@ -2,7 +2,6 @@
 
 #include <atomic>
 
-#include "collector/FaultText.h"
 #include "collector/Faults.h"
 #include "collector/Options.h"
 #include "support/WaitFor.h"

@@ -10,7 +10,6 @@
 
 #include "track/Drain.h"
 #include "track/EventLine.h"
-#include "track/LineReader.h"
 #include "track/Options.h"
 #include "track/ProgressBar.h"
 

@@ -25,7 +25,7 @@ for source in "$facade"/{,modern/}*.m; do
 done
 
 # What the sources call of each other is there; the bridge to C++ is the same everywhere.
-bridge=$(grep -ohE '\bzentara[A-Z]\w*\(' "$facade"/*Bridge.h | tr -d '(')
+bridge=$(grep -ohE '\bzentara[A-Z]\w*\(' "$facade/Bridge.h" | tr -d '(')
 defined=$(sed -nE 's/^_(zentara\w+):.*/\1/p' "$work"/*.s)
 missing=$(grep -ohE '\b_zentara[A-Z]\w*' "$work"/*.s | sed 's/^_//' | sort -u |
     grep -vxF -e "$bridge" -e "$defined" || true)

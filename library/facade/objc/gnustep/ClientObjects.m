@@ -7,30 +7,19 @@
 static NSMapTable *objects;
 static pthread_mutex_t objectsMutex = PTHREAD_MUTEX_INITIALIZER;
 
-static void add(const void *identity, QVNZentaraClient *object) {
+QVNZentaraClient *zentaraClientObject(const void *identity, QVNZentaraClient * (^make)(void)) {
+    pthread_mutex_lock(&objectsMutex);
     if (objects == nil) {
         objects = NSCreateMapTable(NSNonOwnedPointerMapKeyCallBacks,
                                    NSNonOwnedPointerMapValueCallBacks, 1);
     }
-    NSMapInsert(objects, identity, object);
-}
-
-QVNZentaraClient *zentaraClientObject(const void *identity, QVNZentaraClient * (^make)(void)) {
-    pthread_mutex_lock(&objectsMutex);
-    QVNZentaraClient *object =
-        objects == nil ? nil : [(QVNZentaraClient *)NSMapGet(objects, identity) retain];
+    QVNZentaraClient *object = [(QVNZentaraClient *)NSMapGet(objects, identity) retain];
     if (object == nil) {
         object = make();
-        add(identity, object);
+        NSMapInsert(objects, identity, object);
     }
     pthread_mutex_unlock(&objectsMutex);
     return object;
-}
-
-void zentaraAddClientObject(const void *identity, QVNZentaraClient *object) {
-    pthread_mutex_lock(&objectsMutex);
-    add(identity, object);
-    pthread_mutex_unlock(&objectsMutex);
 }
 
 @implementation QVNZentaraClient (References)

@@ -30,9 +30,7 @@ static NSMethodSignature *signatureWithoutBlocks(Method method) {
 }
 
 - (NSMethodSignature *)methodSignatureForSelector:(SEL)selector {
-    NSMethodSignature *found =
-        signatureWithoutBlocks(class_getInstanceMethod([self class], selector));
-    return found != nil ? found : [super methodSignatureForSelector:selector];
+    return [[self class] instanceMethodSignatureForSelector:selector];
 }
 
 @end

@@ -14,31 +14,18 @@ void zentaraReleaseBlock(id block) {
     if (block != nil) _Block_release(block);
 }
 
-/// Only with the class locked.
-static NSMapTable *objects(void) {
-    static NSMapTable *table;
-    if (table == nil) table = [[NSMapTable strongToWeakObjectsMapTable] retain];
-    return table;
-}
-
 QVNZentaraClient *zentaraClientObject(const void *identity, QVNZentaraClient * (^make)(void)) {
+    static NSMapTable *objects;
     @autoreleasepool {
         NSValue *key = [NSValue valueWithPointer:identity];
         @synchronized([QVNZentaraClient class]) {
-            QVNZentaraClient *object = [[objects() objectForKey:key] retain];
+            if (objects == nil) objects = [[NSMapTable strongToWeakObjectsMapTable] retain];
+            QVNZentaraClient *object = [[objects objectForKey:key] retain];
             if (object == nil) {
                 object = make();
-                [objects() setObject:object forKey:key];
+                [objects setObject:object forKey:key];
             }
             return object;
-        }
-    }
-}
-
-void zentaraAddClientObject(const void *identity, QVNZentaraClient *object) {
-    @autoreleasepool {
-        @synchronized([QVNZentaraClient class]) {
-            [objects() setObject:object forKey:[NSValue valueWithPointer:identity]];
         }
     }
 }

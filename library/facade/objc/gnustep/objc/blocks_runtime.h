@@ -1,7 +1,7 @@
 #pragma once
 
-// What GNUstep's headers look for when blocks are enabled. The functions are those of the
-// Objective-C library of ZentaraClient.
+// GNUstep's headers include this file when blocks are enabled. ZentaraClient's Objective-C library
+// defines the functions.
 
 #if defined(__cplusplus)
 extern "C" {
@@ -9,8 +9,7 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
-/// A block that outlives the call that made it, to be released; the same block, retained, when it
-/// is one already.
+/// A copy of the block on the heap, to be released. A block on the heap is retained instead.
 void* _Block_copy(const void* block);
 void _Block_release(const void* block);
 

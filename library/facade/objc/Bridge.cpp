@@ -1,15 +1,53 @@
+#include "facade/objc/Bridge.h"
+
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include <zentara/ZentaraClient.h>
 #include "facade/ZentaraClientAccess.h"
-#include "facade/objc/Handles.h"
+#include "json/JSONText.h"
+#include "model/EventAccess.h"
 #include "support/Diagnostics.h"
 #include "support/WorkLimits.h"
 
 using namespace zentara;
+
+using Kind = JSONValue::Kind;
+
+static_assert(static_cast<int>(Kind::null) == zentaraNullValue &&
+                  static_cast<int>(Kind::boolean) == zentaraBooleanValue &&
+                  static_cast<int>(Kind::integer) == zentaraSignedValue &&
+                  static_cast<int>(Kind::unsignedInteger) == zentaraUnsignedValue &&
+                  static_cast<int>(Kind::number) == zentaraDoubleValue &&
+                  static_cast<int>(Kind::string) == zentaraTextValue &&
+                  static_cast<int>(Kind::array) == zentaraArrayValue &&
+                  static_cast<int>(Kind::object) == zentaraObjectValue,
+              "the kinds of the bridge are those of JSONValue");
+
+struct ZentaraBuilder {
+    /// The finished object; the empty object for null. Takes `builder` over.
+    [[nodiscard]] static JSONObject finish(ZentaraBuilder* builder) {
+        if (builder == nullptr) return {};
+        const std::unique_ptr<ZentaraBuilder> owned(builder);
+        return std::move(owned->values.back().object());
+    }
+
+    /// Values outside of any container so far. A key is a text before its value.
+    std::vector<JSONValue> values;
+};
+
+struct ZentaraError {
+    ZentaraClientErrorRef error;
+};
+
+struct ZentaraEvent {
+    EventRef event;
+};
 
 struct ZentaraClientHandle {
     /// Owns the client only. The shared pointer may own a keeper too, and with it this handle.
@@ -17,6 +55,52 @@ struct ZentaraClientHandle {
 };
 
 namespace {
+
+/// The text, empty when it is absent.
+std::string string(ZentaraText text) {
+    return text.bytes == nullptr ? std::string() : std::string(text.bytes, text.length);
+}
+
+std::optional<std::string> optionalString(ZentaraText text) {
+    if (text.bytes == nullptr) return std::nullopt;
+    return std::string(text.bytes, text.length);
+}
+
+/// Valid as long as `text`.
+ZentaraText bridged(std::string_view text) noexcept {
+    return {text.data(), text.size()};
+}
+
+ZentaraText optionalBridged(const std::optional<std::string>& text) noexcept {
+    return text ? bridged(*text) : ZentaraText{};
+}
+
+// `ZentaraValue` is never defined: a pointer to it is always a pointer to a `JSONValue`.
+
+const ZentaraValue* handleOf(const JSONValue& value) noexcept {
+    return reinterpret_cast<const ZentaraValue*>(&value);
+}
+const JSONValue& valueOf(const ZentaraValue* value) noexcept {
+    return *reinterpret_cast<const JSONValue*>(value);
+}
+
+ZentaraClientErrorRef makeError(ZentaraErrorKind kind, const std::string& detail) {
+#define MAKE_PLAIN(name) \
+    if (kind == zentaraKindOf##name) return std::make_shared<name>();
+#define MAKE_DETAILED(name) \
+    if (kind == zentaraKindOf##name) return std::make_shared<name>(detail);
+    ZENTARA_EACH_PLAIN_ERROR(MAKE_PLAIN)
+    ZENTARA_EACH_DETAILED_ERROR(MAKE_DETAILED)
+    return nullptr;
+}
+
+ZentaraErrorKind kindOf(const ZentaraClientError& error) {
+#define FIND_KIND(name) \
+    if (dynamic_cast<const name*>(&error) != nullptr) return zentaraKindOf##name;
+    ZENTARA_EACH_PLAIN_ERROR(FIND_KIND)
+    ZENTARA_EACH_DETAILED_ERROR(FIND_KIND)
+    return zentaraOtherError;
+}
 
 using Held = std::shared_ptr<void>;
 
@@ -67,6 +151,155 @@ bool ifConfigured(const Operation& operation) {
 }
 
 }  // namespace
+
+// Values, events and errors.
+
+ZentaraError* zentaraMakeError(ZentaraErrorKind kind, ZentaraText detail) noexcept {
+    return std::make_unique<ZentaraError>(ZentaraError{makeError(kind, string(detail))}).release();
+}
+
+void zentaraReleaseError(ZentaraError* error) noexcept {
+    delete error;
+}
+
+ZentaraErrorView zentaraViewError(const ZentaraError* error) noexcept {
+    const auto& values = *error->error;
+    return {kindOf(values), bridged(values.domain()), values.code(),
+            bridged(values.localizedDescription())};
+}
+
+ZentaraEvent* zentaraMakeEvent(const ZentaraEventTexts* texts,
+                               ZentaraBuilder* properties) noexcept {
+    ZentaraEvent event{ZentaraClient::createEvent(
+        string(texts->schemaId), string(texts->schemaVersion), string(texts->contentType),
+        string(texts->url), string(texts->referer), ZentaraBuilder::finish(properties),
+        optionalString(texts->relationId))};
+    return std::make_unique<ZentaraEvent>(std::move(event)).release();
+}
+
+ZentaraEvent* zentaraKeepEvent(const ZentaraEvent* event) noexcept {
+    return std::make_unique<ZentaraEvent>(*event).release();
+}
+
+void zentaraReleaseEvent(ZentaraEvent* event) noexcept {
+    delete event;
+}
+
+ZentaraEventTexts zentaraEventTexts(const ZentaraEvent* event) noexcept {
+    if (event == nullptr) return {};
+    const auto& values = *event->event;
+    return {bridged(values.schemaId()),         bridged(values.schemaVersion()),
+            bridged(values.contentType()),      bridged(values.url().string()),
+            bridged(values.referer().string()), optionalBridged(values.relationId())};
+}
+
+const ZentaraValue* zentaraEventProperties(const ZentaraEvent* event) noexcept {
+    return handleOf(*EventAccess::values(*event->event).properties);
+}
+
+ZentaraValueView zentaraViewValue(const ZentaraValue* value) noexcept {
+    const auto& json = valueOf(value);
+    ZentaraValueView view{};
+    view.kind = static_cast<ZentaraValueKind>(json.kind());
+    switch (json.kind()) {
+        case Kind::null:
+            break;
+        case Kind::boolean:
+            view.boolean = json.boolean();
+            break;
+        case Kind::integer:
+            view.signedInteger = json.integer();
+            break;
+        case Kind::unsignedInteger:
+            view.unsignedInteger = json.unsignedInteger();
+            break;
+        case Kind::number:
+            view.real = json.number();
+            break;
+        case Kind::string:
+            view.text = bridged(json.string());
+            break;
+        case Kind::array:
+            view.count = json.array().size();
+            break;
+        case Kind::object:
+            view.count = json.object().size();
+            break;
+    }
+    return view;
+}
+
+const ZentaraValue* zentaraElement(const ZentaraValue* array, size_t index) noexcept {
+    return handleOf(valueOf(array).array()[index]);
+}
+
+const ZentaraValue* zentaraMember(const ZentaraValue* object, size_t index,
+                                  ZentaraText* key) noexcept {
+    const auto& member = valueOf(object).object().begin()[static_cast<std::ptrdiff_t>(index)];
+    *key = bridged(member.key());
+    return handleOf(member.value());
+}
+
+ZentaraBuilder* zentaraMakeBuilder() noexcept {
+    return std::make_unique<ZentaraBuilder>().release();
+}
+
+void zentaraDiscardBuilder(ZentaraBuilder* builder) noexcept {
+    delete builder;
+}
+
+void zentaraAdd(ZentaraBuilder* builder, ZentaraValueView scalar) noexcept {
+    auto& value = builder->values.emplace_back();
+    switch (scalar.kind) {
+        case zentaraBooleanValue:
+            value = scalar.boolean;
+            break;
+        case zentaraSignedValue:
+            value = scalar.signedInteger;
+            break;
+        case zentaraUnsignedValue:
+            value = scalar.unsignedInteger;
+            break;
+        case zentaraDoubleValue:
+            value = scalar.real;
+            break;
+        case zentaraTextValue:
+            value = std::string_view(scalar.text.bytes, scalar.text.length);
+            break;
+        case zentaraNullValue:
+        case zentaraArrayValue:
+        case zentaraObjectValue:
+            break;
+    }
+}
+
+void zentaraEndArray(ZentaraBuilder* builder, size_t count) noexcept {
+    auto& values = builder->values;
+    JSONArray array;
+    array.reserve(count);
+    const auto first = values.end() - static_cast<std::ptrdiff_t>(count);
+    for (auto value = first; value != values.end(); ++value)
+        array.push_back(std::move(*value));
+    values.erase(first, values.end());
+    values.emplace_back(std::move(array));
+}
+
+void zentaraEndObject(ZentaraBuilder* builder, size_t count) noexcept {
+    auto& values = builder->values;
+    JSONObject object;
+    object.reserve(count);
+    const auto first = values.end() - static_cast<std::ptrdiff_t>(2 * count);
+    for (auto member = first; member != values.end(); member += 2)
+        object.set(member[0].string(), std::move(member[1]));
+    values.erase(first, values.end());
+    values.emplace_back(std::move(object));
+}
+
+size_t zentaraQueuedDepth() noexcept {
+    return maximumPropertiesDepth;
+}
+
+// Clients and the process.
 
 ZentaraClientHandle* zentaraMakePlainClient() noexcept {
     return handle(ZentaraClientAccess::makePlain());
