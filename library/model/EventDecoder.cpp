@@ -93,14 +93,10 @@ class CompactWalk {
             }
             case ondemand::json_type::string:
                 return visitString(value);
-            case ondemand::json_type::number: {
-                ondemand::number number;
-                return value.get_number().get(number) == simdjson::SUCCESS;
-            }
-            case ondemand::json_type::boolean: {
-                bool boolean = false;
-                return value.get_bool().get(boolean) == simdjson::SUCCESS;
-            }
+            case ondemand::json_type::number:
+                return value.get_number().error() == simdjson::SUCCESS;
+            case ondemand::json_type::boolean:
+                return value.get_bool().error() == simdjson::SUCCESS;
             case ondemand::json_type::null: {
                 bool isNull = false;
                 return value.is_null().get(isNull) == simdjson::SUCCESS && isNull;
@@ -162,8 +158,7 @@ class CompactWalk {
     }
 
     [[nodiscard]] static bool visitString(ondemand::value value) {
-        ondemand::raw_json_string string;
-        return value.get_raw_json_string().get(string) == simdjson::SUCCESS;
+        return value.get_raw_json_string().error() == simdjson::SUCCESS;
     }
 
     /// Visits the value of a member that `Field` holds.
@@ -182,8 +177,7 @@ class CompactWalk {
             return value.type().get(type) == simdjson::SUCCESS &&
                    type == ondemand::json_type::object && visit(value, maximumPropertiesDepth);
         } else {
-            std::int64_t integer = 0;
-            return value.get_int64().get(integer) == simdjson::SUCCESS;
+            return value.get_int64().error() == simdjson::SUCCESS;
         }
     }
 

@@ -158,10 +158,6 @@ void _Block_release(const void *block) {
 
 @implementation ZentaraBlock
 
-- (id)copy {
-    return zentaraCopyBlock(self);
-}
-
 - (id)copyWithZone:(NSZone *)zone {
     (void)zone;
     return zentaraCopyBlock(self);

@@ -1,5 +1,6 @@
 #import "facade/objc/Internal.h"
 
+#import <objc/runtime.h>
 #include <pthread.h>
 
 // GCC's runtime has no weak references. Instead, each release that could be the last of an object
@@ -41,6 +42,39 @@ QVNZentaraClient *zentaraClientObject(const void *identity, QVNZentaraClient * (
     NSMapRemove(objects, zentaraClientIdentity(_client));
     pthread_mutex_unlock(&objectsMutex);
     [super release];
+}
+
+@end
+
+// GCC's runtime aborts at the encoding of a block, @?, when Foundation makes a method signature,
+// for example for an invocation or a key path. These signatures have objects in place of blocks.
+
+static NSMethodSignature *signatureWithoutBlocks(Method method) {
+    if (method == NULL) return nil;
+    const char *encoding = method_getTypeEncoding(method);
+    if (strstr(encoding, "@?") == NULL) return nil;
+    NSMutableString *types = [NSMutableString stringWithUTF8String:encoding];
+    [types replaceOccurrencesOfString:@"@?"
+                           withString:@"@"
+                              options:0
+                                range:NSMakeRange(0, [types length])];
+    return [NSMethodSignature signatureWithObjCTypes:[types UTF8String]];
+}
+
+@implementation QVNZentaraClient (Signatures)
+
++ (NSMethodSignature *)instanceMethodSignatureForSelector:(SEL)selector {
+    NSMethodSignature *found = signatureWithoutBlocks(class_getInstanceMethod(self, selector));
+    return found != nil ? found : [super instanceMethodSignatureForSelector:selector];
+}
+
++ (NSMethodSignature *)methodSignatureForSelector:(SEL)selector {
+    NSMethodSignature *found = signatureWithoutBlocks(class_getClassMethod(self, selector));
+    return found != nil ? found : [super methodSignatureForSelector:selector];
+}
+
+- (NSMethodSignature *)methodSignatureForSelector:(SEL)selector {
+    return [[self class] instanceMethodSignatureForSelector:selector];
 }
 
 @end
