@@ -201,31 +201,14 @@ ZentaraValueView zentaraViewValue(const ZentaraValue* value) noexcept {
     const auto& json = valueOf(value);
     ZentaraValueView view{};
     view.kind = static_cast<ZentaraValueKind>(json.kind());
-    switch (json.kind()) {
-        case Kind::null:
-            break;
-        case Kind::boolean:
-            view.boolean = json.boolean();
-            break;
-        case Kind::integer:
-            view.signedInteger = json.integer();
-            break;
-        case Kind::unsignedInteger:
-            view.unsignedInteger = json.unsignedInteger();
-            break;
-        case Kind::number:
-            view.real = json.number();
-            break;
-        case Kind::string:
-            view.text = bridged(json.string());
-            break;
-        case Kind::array:
-            view.count = json.array().size();
-            break;
-        case Kind::object:
-            view.count = json.object().size();
-            break;
-    }
+    const auto kind = json.kind();
+    if (kind == Kind::boolean) view.boolean = json.boolean();
+    if (kind == Kind::integer) view.signedInteger = json.integer();
+    if (kind == Kind::unsignedInteger) view.unsignedInteger = json.unsignedInteger();
+    if (kind == Kind::number) view.real = json.number();
+    if (kind == Kind::string) view.text = bridged(json.string());
+    if (kind == Kind::array) view.count = json.array().size();
+    if (kind == Kind::object) view.count = json.object().size();
     return view;
 }
 
@@ -250,26 +233,12 @@ void zentaraDiscardBuilder(ZentaraBuilder* builder) noexcept {
 
 void zentaraAdd(ZentaraBuilder* builder, ZentaraValueView scalar) noexcept {
     auto& value = builder->values.emplace_back();
-    switch (scalar.kind) {
-        case zentaraBooleanValue:
-            value = scalar.boolean;
-            break;
-        case zentaraSignedValue:
-            value = scalar.signedInteger;
-            break;
-        case zentaraUnsignedValue:
-            value = scalar.unsignedInteger;
-            break;
-        case zentaraDoubleValue:
-            value = scalar.real;
-            break;
-        case zentaraTextValue:
-            value = std::string_view(scalar.text.bytes, scalar.text.length);
-            break;
-        case zentaraNullValue:
-        case zentaraArrayValue:
-        case zentaraObjectValue:
-            break;
+    if (scalar.kind == zentaraBooleanValue) value = scalar.boolean;
+    if (scalar.kind == zentaraSignedValue) value = scalar.signedInteger;
+    if (scalar.kind == zentaraUnsignedValue) value = scalar.unsignedInteger;
+    if (scalar.kind == zentaraDoubleValue) value = scalar.real;
+    if (scalar.kind == zentaraTextValue) {
+        value = std::string_view(scalar.text.bytes, scalar.text.length);
     }
 }
 

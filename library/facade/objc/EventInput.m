@@ -6,35 +6,34 @@ static void refuse(NSString **refusal, NSString *reason) {
     if (*refusal == nil) *refusal = reason;
 }
 
-ZentaraText zentaraArgument(id value, NSString *name, NSString **refusal) {
-    if (value == nil) return emptyText;
+static NSString *hasClass(NSString *name, id value) {
+    return [NSString
+        stringWithFormat:@"%@ is an object of class %@", name, NSStringFromClass([value class])];
+}
+
+static NSString *hasRaised(NSString *name, id exception) {
+    return
+        [NSString stringWithFormat:@"%@ raised %@", name, zentaraDescriptionOfException(exception)];
+}
+
+/// The text of an argument; `isAny` also takes objects that are not strings.
+static ZentaraText textOf(id value, bool isAny, NSString *name, NSString **refusal) {
     @try {
+        if (isAny && [value isKindOfClass:[NSURL class]]) {
+            value = [(NSURL *)value absoluteString];
+        } else if (isAny && ![value isKindOfClass:[NSString class]]) {
+            value = [value description];
+        }
         if ([value isKindOfClass:[NSString class]]) return zentaraText(value);
-        refuse(refusal, [NSString stringWithFormat:@"%@ is an object of class %@", name,
-                                                   NSStringFromClass([value class])]);
+        if (value != nil) refuse(refusal, hasClass(name, value));
     } @catch (id exception) {
-        refuse(refusal, [NSString stringWithFormat:@"%@ raised %@", name,
-                                                   zentaraDescriptionOfException(exception)]);
+        refuse(refusal, hasRaised(name, exception));
     }
     return emptyText;
 }
 
-/// The text of an argument that may be any object.
-static ZentaraText anyText(id value, NSString *name, NSString **refusal) {
-    if (value == nil) return emptyText;
-    @try {
-        NSString *text = value;
-        if ([value isKindOfClass:[NSURL class]]) {
-            text = [(NSURL *)value absoluteString];
-        } else if (![value isKindOfClass:[NSString class]]) {
-            text = [value description];
-        }
-        return zentaraArgument(text, name, refusal);
-    } @catch (id exception) {
-        refuse(refusal, [NSString stringWithFormat:@"%@ raised %@", name,
-                                                   zentaraDescriptionOfException(exception)]);
-        return emptyText;
-    }
+ZentaraText zentaraArgument(id value, NSString *name, NSString **refusal) {
+    return textOf(value, false, name, refusal);
 }
 
 /// What an event keeps for the object: a copy of a string, or the object.
@@ -47,23 +46,21 @@ static id kept(id value) {
     }
 }
 
-/// Sets `hasRaised` when the properties have raised an exception: they must not be read again.
+/// Sets `isUnreadable` if the properties raise an exception: they must not be read again.
 static ZentaraBuilder *convert(id properties, NSString **flaw, NSString **refusal,
-                               bool *hasRaised) {
+                               bool *isUnreadable) {
     if (properties == nil) return NULL;
     ZentaraBuilder *builder = zentaraMakeBuilder();
     NSString *reason = nil;
     @try {
         if (![properties isKindOfClass:[NSDictionary class]]) {
-            reason = [NSString stringWithFormat:@"properties is an object of class %@",
-                                                NSStringFromClass([properties class])];
+            reason = hasClass(@"properties", properties);
         } else {
             reason = zentaraAddDictionary(builder, properties, flaw);
         }
     } @catch (id exception) {
-        *hasRaised = true;
-        reason = [NSString
-            stringWithFormat:@"properties raised %@", zentaraDescriptionOfException(exception)];
+        *isUnreadable = true;
+        reason = hasRaised(@"properties", exception);
     }
     if (reason == nil) return builder;
     refuse(refusal, reason);
@@ -88,17 +85,17 @@ EventInput zentaraConvertEvent(id schemaId, id schemaVersion, id contentType, id
     input.texts.schemaId = zentaraArgument(schemaId, @"schemaId", &input.refusal);
     input.texts.schemaVersion = zentaraArgument(schemaVersion, @"schemaVersion", &input.refusal);
     input.texts.contentType = zentaraArgument(contentType, @"contentType", &input.refusal);
-    input.texts.url = anyText(url, @"url", &input.refusal);
-    input.texts.referer = anyText(referer, @"referer", &input.refusal);
+    input.texts.url = textOf(url, true, @"url", &input.refusal);
+    input.texts.referer = textOf(referer, true, @"referer", &input.refusal);
     if (relationId != nil) {
         input.texts.relationId = zentaraArgument(relationId, @"relationId", &input.refusal);
     }
-    bool hasRaised = false;
-    input.properties = convert(properties, &input.flaw, &input.refusal, &hasRaised);
+    bool isUnreadable = false;
+    input.properties = convert(properties, &input.flaw, &input.refusal, &isUnreadable);
     if (input.refusal != nil) {
         zentaraDiscardBuilder(input.properties);
         input.properties = NULL;
-        input.ownProperties = copyOf(hasRaised ? nil : properties);
+        input.ownProperties = copyOf(isUnreadable ? nil : properties);
     }
     return input;
 }
