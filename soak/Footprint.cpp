@@ -65,10 +65,10 @@ std::string growth(const std::vector<Footprint>& moments) {
     };
     if (isMemoryMeaningful) compare("memory", &Footprint::residentBytes, megabyte);
     compare("connections", &Footprint::connections, 32);
-    compare("descriptors", &Footprint::descriptors, 0);
+    compare("descriptors", &Footprint::descriptors, 1);
     compare("threads", &Footprint::threads, 0);
     compare("disk", &Footprint::diskBytes, megabyte);
-    compare("files", &Footprint::files, 0);
+    compare("files", &Footprint::files, 1);
     return grown;
 }
 

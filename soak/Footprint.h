@@ -26,7 +26,9 @@ struct Footprint {
 /// - 1 MB of memory, which is not compared under a sanitizer,
 /// - 32 connections, as some stay open for a while after a burst of requests,
 /// - 1 MB in files, as a spare keeps its last list,
-/// - and no other descriptor, thread or file.
+/// - one file and its descriptor: a queue that was delivered whole has no checkpoint, or an empty
+///   one,
+/// - and no thread.
 [[nodiscard]] std::string growth(const std::vector<Footprint>& moments);
 
 }  // namespace zentara::soak
