@@ -36,7 +36,7 @@ void checkText(std::string_view text) {
     const auto characters = characterCount(text);
     check(characters <= UTF16Text(text, text.size()).size(), "a character has at least one unit");
     check((characters == 0) == text.empty(), "only the empty text has no characters");
-    const auto repaired = repairedUTF8(text);
+    const auto repaired = withValidUTF8(std::string(text));
     check(isValidUTF8(repaired), "a repaired text is valid");
     check(isValidUTF8(text) == (repaired == text), "a valid text is not changed");
     check(characterCount(repaired) == characters, "a repair does not change the count");

@@ -8,7 +8,7 @@
 #include "facade/ZentaraClientAccess.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "facade/ZentaraClientImplementation.h"
-#include "json/UTF8Repair.h"
+#include "json/JSONText.h"
 #include "model/EventAccess.h"
 #include "support/ClientSettingsAccess.h"
 #include "support/Diagnostics.h"
@@ -19,6 +19,7 @@
 #include "support/Process.h"
 #include "support/UUID.h"
 #include "support/threads/Strand.h"
+#include "text/Unicode.h"
 
 namespace zentara {
 

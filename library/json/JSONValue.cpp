@@ -4,12 +4,13 @@
 #include <array>
 #include <bit>
 #include <cassert>
-#include <chrono>
 #include <cmath>
 #include <limits>
 #include <memory>
-#include <random>
+#include <span>
 #include <vector>
+
+#include "json/ObjectEquality.h"
 
 namespace zentara {
 
@@ -22,91 +23,6 @@ constexpr std::uint32_t mostValues = std::numeric_limits<std::uint32_t>::max() -
 /// Members that an object has at most while it is searched from end to end. From about here on
 /// hashing a key takes less.
 constexpr std::size_t mostUnindexed = 20;
-
-struct HashKey {
-    std::uint64_t first;
-    std::uint64_t second;
-};
-
-HashKey randomKey() noexcept {
-    try {
-        std::random_device device;
-        const auto word = [&device] {
-            return std::uint64_t{device()} << 32U | std::uint64_t{device()};
-        };
-        const auto first = word();
-        return {first, word()};
-    } catch (...) {
-        // Where the process lies in memory is random, too.
-        static const char place = 0;
-        const auto time = std::chrono::steady_clock::now().time_since_epoch().count();
-        return {static_cast<std::uint64_t>(time), reinterpret_cast<std::uintptr_t>(&place)};
-    }
-}
-
-/// Another one in each process. Needs no destruction, so that it serves until the very end.
-const HashKey& hashKey() noexcept {
-    static const HashKey key = randomKey();
-    return key;
-}
-
-/// The state of SipHash.
-class Sip {
-  public:
-    explicit Sip(const HashKey& key)
-        : a_(key.first ^ 0x736f6d6570736575U),
-          b_(key.second ^ 0x646f72616e646f6dU),
-          c_(key.first ^ 0x6c7967656e657261U),
-          d_(key.second ^ 0x7465646279746573U) {}
-
-    void add(std::uint64_t word) {
-        d_ ^= word;
-        round();
-        a_ ^= word;
-    }
-    [[nodiscard]] std::uint64_t end() {
-        c_ ^= 0xFFU;
-        round();
-        round();
-        round();
-        return a_ ^ b_ ^ c_ ^ d_;
-    }
-
-  private:
-    void round() {
-        a_ += b_;
-        b_ = std::rotl(b_, 13) ^ a_;
-        a_ = std::rotl(a_, 32);
-        c_ += d_;
-        d_ = std::rotl(d_, 16) ^ c_;
-        a_ += d_;
-        d_ = std::rotl(d_, 21) ^ a_;
-        c_ += b_;
-        b_ = std::rotl(b_, 17) ^ c_;
-        c_ = std::rotl(c_, 32);
-    }
-
-    std::uint64_t a_;
-    std::uint64_t b_;
-    std::uint64_t c_;
-    std::uint64_t d_;
-};
-
-/// SipHash-1-3.
-std::uint64_t hashOf(std::string_view text) noexcept {
-    Sip sip(hashKey());
-    const auto size = static_cast<std::uint64_t>(text.size());
-    std::uint64_t word = 0;
-    for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
-        std::memcpy(&word, text.data(), sizeof word);
-        sip.add(word);
-    }
-    word = size << 56U;
-    for (std::size_t i = 0; i < text.size(); ++i)
-        word |= std::uint64_t{static_cast<unsigned char>(text[i])} << (8 * i);
-    sip.add(word);
-    return sip.end();
-}
 
 /// Copies up to 16 bytes, in two pieces that may overlap.
 void copyShort(unsigned char* to, const char* from, std::size_t size) noexcept {
@@ -195,7 +111,7 @@ struct JSONMemory {
         while (chain != nullptr) {
             auto* const block = chain;
             chain = static_cast<JSONBlock*>(block->link);
-            for (auto& value : valuesOf(*block)) {
+            for (const auto& value : valuesOf(*block)) {
                 if (!value.ownsMemory()) continue;
                 if (value.isString()) {
                     ::operator delete(value.load<void*>());
@@ -209,37 +125,27 @@ struct JSONMemory {
 
     /// Null for a block that holds nothing.
     static JSONBlock* copy(const JSONBlock* source) {
-        if (sizeOf(source) == 0) return nullptr;
-        struct Level {
+        struct Copy {
             const JSONBlock* source;
             JSONBlock* target;
         };
-        Owner root(allocateLike(*source));
-        std::vector<Level> outer;
-        Level level{source, root.get()};
-        for (;;) {
-            auto& target = *level.target;
-            if (target.size == level.source->size) {
-                if (outer.empty()) return root.release();
-                level = outer.back();
-                outer.pop_back();
-                continue;
+        Owner root(emptyCopy(source));
+        std::vector<Copy> unfinished;
+        for (Copy copy{source, root.get()}; copy.target != nullptr;) {
+            for (const auto& value : valuesOf(*copy.source)) {
+                const auto* const inner = blockOf(value);
+                auto& place =
+                    append(*copy.target, inner == nullptr ? JSONValue(value) : JSONValue());
+                if (inner == nullptr) continue;
+                auto* const target = emptyCopy(inner);
+                place.store(value.kind(), target);
+                if (target != nullptr) unfinished.push_back({inner, target});
             }
-            const auto& value = level.source->values()[target.size];
-            auto* const place = target.values() + target.size;
-            const auto* const inner = blockOf(value);
-            if (sizeOf(inner) == 0) {
-                copyFlat(place, value);
-                ++target.size;
-                continue;
-            }
-            auto* const innerTarget = allocateLike(*inner);
-            ::new (static_cast<void*>(place)) JSONValue();
-            place->store(value.kind(), innerTarget);
-            ++target.size;
-            outer.push_back(level);
-            level = {inner, innerTarget};
+            if (unfinished.empty()) break;
+            copy = unfinished.back();
+            unfinished.pop_back();
         }
+        return root.release();
     }
 
     static bool equal(const JSONBlock* one, const JSONBlock* other, Kind kind) {
@@ -285,13 +191,8 @@ struct JSONMemory {
     /// For values of the same kind, neither array nor object.
     static bool equalFlat(const JSONValue& one, const JSONValue& other) noexcept {
         if (one.kind() == Kind::number) return one.load<double>() == other.load<double>();
-        if (one.isString()) return sameText(one, other);
+        if (one.isString()) return one.content() == other.content();
         return one.load<std::uint64_t>() == other.load<std::uint64_t>();
-    }
-
-    static bool sameText(const JSONValue& one, const JSONValue& other) noexcept {
-        if (one.ownsMemory()) return one.content() == other.content();
-        return std::memcmp(one.bytes_, other.bytes_, sizeof one.bytes_) == 0;
     }
 
     /// Makes `block` one with room for `capacity` values; the values move along.
@@ -391,43 +292,26 @@ struct JSONMemory {
     }
 
   private:
-    struct Range {
-        JSONValue* first;
-        JSONValue* last;
-        [[nodiscard]] JSONValue* begin() const noexcept { return first; }
-        [[nodiscard]] JSONValue* end() const noexcept { return last; }
-    };
-    static Range valuesOf(JSONBlock& block) noexcept {
-        return {block.values(), block.values() + block.size};
+    static std::span<const JSONValue> valuesOf(const JSONBlock& block) noexcept {
+        return {block.values(), block.size};
     }
 
-    /// An empty block for a copy of `source`, with its index.
-    static JSONBlock* allocateLike(const JSONBlock& source) {
-        Owner block(allocate(source.size));
-        if (auto* const index = indexOf(source)) {
+    /// An empty block for a copy of `source`, with its index; null when there is nothing to copy.
+    static JSONBlock* emptyCopy(const JSONBlock* source) {
+        if (sizeOf(source) == 0) return nullptr;
+        Owner block(allocate(source->size));
+        if (auto* const index = indexOf(*source)) {
             block->link = ::operator new(index->bytes());
             std::memcpy(block->link, index, index->bytes());
         }
         return block.release();
     }
 
-    /// Copies a value that is no array or object with anything in it.
-    static void copyFlat(JSONValue* place, const JSONValue& value) {
-        if (value.isString() && value.ownsMemory()) {
-            ::new (static_cast<void*>(place)) JSONValue(value.content());
-            return;
-        }
-        ::new (static_cast<void*>(place)) JSONValue();
-        std::memcpy(place->bytes_, value.bytes_, sizeof value.bytes_);
-        if (value.kind() >= Kind::array)
-            place->store(value.kind(), static_cast<JSONBlock*>(nullptr));
-    }
-
     /// Where the position of `key` is, or would be.
     static std::uint32_t* placeOf(const JSONBlock& block, Index& index,
                                   std::string_view key) noexcept {
         auto* const places = index.places();
-        for (auto at = hashOf(key) & index.mask;; at = (at + 1) & index.mask)
+        for (auto at = seededHash(key) & index.mask;; at = (at + 1) & index.mask)
             if (places[at] == 0 || keyAt(block, places[at]) == key) return places + at;
     }
     static std::string_view keyAt(const JSONBlock& block, std::uint32_t position) noexcept {
@@ -440,7 +324,7 @@ struct JSONMemory {
         if (index == nullptr ? members <= mostUnindexed : index->hasRoomFor(members)) return;
         auto* const larger = Index::make(std::max<std::size_t>(members, block.capacity / 2));
         for (std::uint32_t position = 1; position < members; ++position) {
-            auto at = hashOf(keyAt(block, position)) & larger->mask;
+            auto at = seededHash(keyAt(block, position)) & larger->mask;
             while (larger->places()[at] != 0)
                 at = (at + 1) & larger->mask;
             larger->places()[at] = position;
@@ -456,7 +340,7 @@ struct JSONMemory {
             placeOf(block, index, keyAt(block, static_cast<std::uint32_t>(position))) - places);
         // What was put further on because the hole was taken comes back to it.
         for (auto at = (hole + 1) & index.mask; places[at] != 0; at = (at + 1) & index.mask) {
-            const auto home = hashOf(keyAt(block, places[at])) & index.mask;
+            const auto home = seededHash(keyAt(block, places[at])) & index.mask;
             if (((at - home) & index.mask) < ((at - hole) & index.mask)) continue;
             places[hole] = places[at];
             hole = at;

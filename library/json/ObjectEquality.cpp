@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <bit>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <optional>
+#include <random>
 #include <string_view>
 
 #include "support/WorkLimits.h"
@@ -15,74 +14,50 @@ namespace zentara {
 
 namespace {
 
-/// A number as it compares: an integer where it holds one, else the double.
-struct Number {
-    bool isInteger = false;
-    bool isNegative = false;
-    std::uint64_t integer = 0;  ///< two's complement when negative
-    double real = 0;
-
-    friend bool operator==(const Number&, const Number&) = default;
+struct HashKey {
+    std::uint64_t first;
+    std::uint64_t second;
 };
 
-Number numberOf(std::int64_t value) {
-    return {true, value < 0, static_cast<std::uint64_t>(value), 0};
-}
-
-std::optional<Number> numberOf(const JSONValue& value) {
-    switch (value.kind()) {
-        case JSONValue::Kind::boolean:
-            return numberOf(std::int64_t{value.boolean()});
-        case JSONValue::Kind::integer:
-            return numberOf(value.integer());
-        case JSONValue::Kind::unsignedInteger:
-            return Number{true, false, value.unsignedInteger(), 0};
-        case JSONValue::Kind::number: {
-            // A double that holds an integer of 64 bits is that integer, so that nothing is lost by
-            // comparing large integers as doubles.
-            const double real = value.number();
-            if (std::trunc(real) == real && real >= -0x1p63 && real < 0x1p64) {
-                if (real < 0) return numberOf(static_cast<std::int64_t>(real));
-                return Number{true, false, static_cast<std::uint64_t>(real), 0};
-            }
-            return Number{false, false, 0, real};
-        }
-        default:
-            return std::nullopt;
-    }
-}
-
-std::uint64_t scrambled(std::uint64_t bits) {
-    bits = (bits ^ (bits >> 30U)) * 0xBF58476D1CE4E5B9U;
-    bits = (bits ^ (bits >> 27U)) * 0x94D049BB133111EBU;
-    return bits ^ (bits >> 31U);
-}
-
-/// Another one in each process, so that nothing can be made to collide beforehand.
-std::uint64_t processSeed() {
-    static const std::uint64_t seed = [] {
+HashKey randomKey() noexcept {
+    try {
+        std::random_device device;
+        const auto word = [&device] {
+            return std::uint64_t{device()} << 32U | std::uint64_t{device()};
+        };
+        const auto first = word();
+        return {first, word()};
+    } catch (...) {
+        // Where the process lies in memory is random, too.
         static const char place = 0;
         const auto time = std::chrono::steady_clock::now().time_since_epoch().count();
-        return scrambled(static_cast<std::uint64_t>(time)) ^
-               scrambled(reinterpret_cast<std::uintptr_t>(&place));
-    }();
-    return seed;
-}
-
-std::uint64_t mixed(std::uint64_t hash, std::uint64_t next) {
-    return scrambled(hash ^ scrambled(next + processSeed()));
-}
-
-std::uint64_t hashOfText(std::string_view text) {
-    auto hash = processSeed() + text.size();
-    std::uint64_t word = 0;
-    for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
-        std::memcpy(&word, text.data(), sizeof word);
-        hash = scrambled(hash ^ word);
+        return {static_cast<std::uint64_t>(time), reinterpret_cast<std::uintptr_t>(&place)};
     }
-    word = 0;
-    std::copy_n(text.data(), text.size(), reinterpret_cast<char*>(&word));
-    return scrambled(hash ^ word);
+}
+
+/// Differs in each process. Needs no destruction, so that it serves until the very end.
+const HashKey& hashKey() noexcept {
+    static const HashKey key = randomKey();
+    return key;
+}
+
+std::uint64_t mixed(std::uint64_t hash, std::uint64_t next) noexcept {
+    const std::uint64_t words[] = {hash, next};
+    return seededHash({reinterpret_cast<const char*>(words), sizeof words});
+}
+
+bool isNumeric(const JSONValue& value) {
+    return value.isNumber() || value.isBoolean();
+}
+
+/// A number as it compares: as an integer if it has the value of one, so that nothing is lost by
+/// comparing large integers as doubles.
+JSONValue canonical(const JSONValue& number) {
+    if (const auto boolean = number.ifBoolean()) return std::int64_t{*boolean};
+    if (const auto integer = number.asInteger()) return *integer;
+    const auto real = number.ifDouble().value_or(-1);
+    if (real >= 0x1p63 && real < 0x1p64) return static_cast<std::uint64_t>(real);
+    return number;
 }
 
 bool spend(WorkAllowance* allowance, std::size_t bytes) {
@@ -91,21 +66,10 @@ bool spend(WorkAllowance* allowance, std::size_t bytes) {
            allowance->spend(unitsPerValue + static_cast<std::int64_t>(bytes / 8));
 }
 
-// The recursions below end at this depth, beyond what is ever read, or where a small stack does,
-// since a host can build deeper values than its stack can take: what lies deeper is not equal.
-constexpr int maximumDepth = 1024;
-constexpr std::size_t leastStackSpace = 64 * 1024;
-constexpr int levelsPerStackCheck = 16;
-
-bool isTooDeep(int depth) {
-    return depth == maximumDepth || (depth % levelsPerStackCheck == levelsPerStackCheck - 1 &&
-                                     remainingStackSpace() < leastStackSpace);
-}
-
 // NOLINTNEXTLINE(misc-no-recursion)
 bool equal(const JSONValue& one, const JSONValue& other, WorkAllowance* allowance, int depth) {
     if (isTooDeep(depth) || !spend(allowance, 0)) return false;
-    if (const auto number = numberOf(one)) return number == numberOf(other);
+    if (isNumeric(one)) return isNumeric(other) && canonical(one) == canonical(other);
     if (one.kind() != other.kind()) return false;
     switch (one.kind()) {
         case JSONValue::Kind::string:
@@ -137,15 +101,15 @@ bool equal(const JSONValue& one, const JSONValue& other, WorkAllowance* allowanc
 // NOLINTNEXTLINE(misc-no-recursion)
 std::uint64_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth) {
     if (isTooDeep(depth) || !spend(allowance, 0)) return 0;
-    if (const auto number = numberOf(value)) {
-        return mixed(
-            0, number->isInteger ? number->integer : std::bit_cast<std::uint64_t>(number->real));
+    if (isNumeric(value)) {
+        const double number = value.isBoolean() ? value.boolean() : *value.asDouble();
+        return mixed(0, std::bit_cast<std::uint64_t>(number + 0.0));  // no negative zero
     }
     const auto kindHash = static_cast<std::uint64_t>(value.kind()) + 1;
     switch (value.kind()) {
         case JSONValue::Kind::string:
             if (!spend(allowance, value.string().size())) return 0;
-            return hashOfText(value.string());
+            return seededHash(value.string());
         case JSONValue::Kind::array: {
             auto hash = kindHash;
             for (const auto& element : value.array())
@@ -158,7 +122,7 @@ std::uint64_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth
             for (const auto& member : value.object()) {
                 if (!spend(allowance, member.key().size())) return 0;
                 hash +=
-                    mixed(hashOfText(member.key()), hashOf(member.value(), allowance, depth + 1));
+                    mixed(seededHash(member.key()), hashOf(member.value(), allowance, depth + 1));
             }
             return hash;
         }
@@ -168,6 +132,46 @@ std::uint64_t hashOf(const JSONValue& value, WorkAllowance* allowance, int depth
 }
 
 }  // namespace
+
+/// SipHash-1-3.
+std::uint64_t seededHash(std::string_view text) noexcept {
+    const auto& key = hashKey();
+    auto a = key.first ^ 0x736f6d6570736575U;
+    auto b = key.second ^ 0x646f72616e646f6dU;
+    auto c = key.first ^ 0x6c7967656e657261U;
+    auto d = key.second ^ 0x7465646279746573U;
+    const auto round = [&] {
+        a += b;
+        b = std::rotl(b, 13) ^ a;
+        a = std::rotl(a, 32);
+        c += d;
+        d = std::rotl(d, 16) ^ c;
+        a += d;
+        d = std::rotl(d, 21) ^ a;
+        c += b;
+        b = std::rotl(b, 17) ^ c;
+        c = std::rotl(c, 32);
+    };
+    const auto add = [&](std::uint64_t word) {
+        d ^= word;
+        round();
+        a ^= word;
+    };
+    std::uint64_t word = 0;
+    const auto size = static_cast<std::uint64_t>(text.size());
+    for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+        std::memcpy(&word, text.data(), sizeof word);
+        add(word);
+    }
+    word = size << 56U;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        word |= std::uint64_t{static_cast<unsigned char>(text[i])} << (8 * i);
+    add(word);
+    c ^= 0xFFU;
+    for (int i = 0; i < 3; ++i)
+        round();
+    return a ^ b ^ c ^ d;
+}
 
 bool objectsEqual(const JSONValue& one, const JSONValue& other, WorkAllowance* allowance) {
     return equal(one, other, allowance, 0);

@@ -1,7 +1,7 @@
 #include "model/AnyText.h"
 
 #include "json/JSONText.h"
-#include "json/UTF8Repair.h"
+#include "text/Unicode.h"
 
 namespace zentara {
 

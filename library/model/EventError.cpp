@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "json/UTF8Repair.h"
+#include "json/JSONText.h"
 
 namespace zentara {
 

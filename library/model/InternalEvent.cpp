@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "json/JSONText.h"
-#include "json/JSONWriter.h"
 #include "json/ObjectEquality.h"
 
 namespace zentara {

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "json/PrintedForm.h"
+#include "json/JSONText.h"
 #include "network/HeaderText.h"
 
 namespace zentara {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-#include "json/PrintedForm.h"
+#include "json/JSONText.h"
 #include "schemas/Keywords.h"
 #include "schemas/Schema.h"
 #include "support/ASCII.h"

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "json/JSONText.h"
 #include "json/ObjectEquality.h"
-#include "json/PrintedForm.h"
 #include "schemas/Keywords.h"
 #include "support/Diagnostics.h"
 #include "support/WorkLimits.h"

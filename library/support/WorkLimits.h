@@ -30,4 +30,12 @@ class WorkAllowance {
 /// Costs a few nanoseconds, except for the first call on a thread.
 [[nodiscard]] std::size_t remainingStackSpace() noexcept;
 
+/// Whether a recursion into a value must end at `depth`: at 1024 levels, which is deeper than any
+/// value that is read, or where the stack is small. A host can build deeper values.
+[[nodiscard]] inline bool isTooDeep(int depth) noexcept {
+    constexpr int levelsPerStackCheck = 16;
+    return depth == 1024 || (depth % levelsPerStackCheck == levelsPerStackCheck - 1 &&
+                             remainingStackSpace() < std::size_t{64} * 1024);
+}
+
 }  // namespace zentara

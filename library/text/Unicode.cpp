@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -22,37 +20,9 @@ constexpr std::uint64_t highBits = 0x8080808080808080U;
 constexpr std::int64_t unitsPerCombinedByte = 6;
 constexpr std::int64_t unitsPerCombinedCharacter = 36;
 
-template <typename Word>
-std::uint64_t wordAt(const char* bytes) noexcept {
-    Word word = 0;
-    std::memcpy(&word, bytes, sizeof(word));
-    return word;
-}
-
-/// How many bytes at the start of `text` are surely ASCII, examined by eights. The last word may
-/// overlap the word before: most strings are short, and their ends would take most of the time.
+/// How many bytes at the start of `text` are surely ASCII.
 std::size_t asciiLength(std::string_view text) noexcept {
-    constexpr std::size_t whole = sizeof(std::uint64_t);
-    constexpr std::size_t half = sizeof(std::uint32_t);
-    const auto* const end = text.data() + text.size();
-    if (text.size() < whole) {
-        const bool isASCII =
-            text.size() >= half &&
-            ((wordAt<std::uint32_t>(text.data()) | wordAt<std::uint32_t>(end - half)) & highBits) ==
-                0;
-        return isASCII ? text.size() : 0;
-    }
-    std::size_t length = 0;
-    for (; length + whole <= text.size(); length += whole) {
-        if ((wordAt<std::uint64_t>(text.data() + length) & highBits) != 0) return length;
-    }
-    return (wordAt<std::uint64_t>(end - whole) & highBits) == 0 ? text.size() : length;
-}
-
-/// Whether each of the eight bytes is at least 14 and below 128. A smaller byte borrows.
-bool isPlain(std::uint64_t word) noexcept {
-    constexpr std::uint64_t lowest = 0x0E0E0E0E0E0E0E0EU;
-    return (((word - lowest) | word) & highBits) == 0;
+    return lengthOfWords(text, [](std::uint64_t word) { return (word & highBits) == 0; });
 }
 
 /// Calls `visit(character)` for each character, U+FFFD for an ill-formed sequence, until it
@@ -129,7 +99,8 @@ bool isValidUTF8(std::string_view text) noexcept {
     return true;
 }
 
-std::string repairedUTF8(std::string_view text) {
+std::string withValidUTF8(std::string text) {
+    if (isValidUTF8(text)) return text;
     std::string repaired;
     repaired.reserve(text.size() + 8);
     forEachCharacter(text, [&repaired](UChar32 character) {
@@ -143,17 +114,12 @@ std::string repairedUTF8(std::string_view text) {
 }
 
 bool isPlainASCII(std::string_view text) noexcept {
-    constexpr std::size_t size = sizeof(std::uint64_t);
-    if (text.size() < size) {
-        std::uint64_t word = 0x2020202020202020U;
-        for (const char c : text)
-            word = word << 8U | static_cast<unsigned char>(c);
-        return isPlain(word);
-    }
-    for (std::size_t i = 0; i + size <= text.size(); i += size) {
-        if (!isPlain(wordAt<std::uint64_t>(text.data() + i))) return false;
-    }
-    return isPlain(wordAt<std::uint64_t>(text.data() + text.size() - size));
+    const auto isPlain = [](std::uint64_t word) {
+        // A byte below U+000E borrows.
+        constexpr std::uint64_t lowest = 0x0E0E0E0E0E0E0E0EU;
+        return (((word - lowest) | word) & highBits) == 0;
+    };
+    return lengthOfWords(text, isPlain) == text.size();
 }
 
 std::size_t characterCount(std::string_view text, WorkAllowance* allowance) {

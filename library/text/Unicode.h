@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -14,7 +16,35 @@ namespace zentara {
 [[nodiscard]] bool isValidUTF8(std::string_view text) noexcept;
 
 /// `text` with each maximal ill-formed sequence replaced by U+FFFD.
-[[nodiscard]] std::string repairedUTF8(std::string_view text);
+[[nodiscard]] std::string withValidUTF8(std::string text);
+
+/// Examines `text` in words of eight bytes and gives the length of those at its start that `passes`
+/// accepts. The last word overlaps the word before; a shorter text is filled up with spaces. Most
+/// texts are short, and their ends would take most of the time.
+template <typename Predicate>
+[[nodiscard]] std::size_t lengthOfWords(std::string_view text, const Predicate& passes) noexcept {
+    const auto* const bytes = text.data();
+    const auto size = text.size();
+    const auto wordAt = [bytes]<typename Word>(Word word, std::size_t position) {
+        std::memcpy(&word, bytes + position, sizeof word);
+        return std::uint64_t{word};
+    };
+    const auto byteAt = [bytes](std::size_t position) {
+        return std::uint64_t{static_cast<unsigned char>(bytes[position])};
+    };
+    constexpr std::uint64_t spaces = 0x2020202020202020U;
+    auto last = spaces;
+    if (size >= 8) {
+        for (std::size_t length = 0; length + 8 <= size; length += 8)
+            if (!passes(wordAt(std::uint64_t{}, length))) return length;
+        last = wordAt(std::uint64_t{}, size - 8);
+    } else if (size >= 4) {
+        last = wordAt(std::uint32_t{}, 0) | wordAt(std::uint32_t{}, size - 4) << 32U;
+    } else if (size > 0) {
+        last = spaces << 24U | byteAt(0) << 16U | byteAt(size / 2) << 8U | byteAt(size - 1);
+    }
+    return passes(last) ? size : size & ~std::size_t{7};
+}
 
 /// Whether `text` is ASCII without the control characters below U+000E. Each byte is then a
 /// character, and none is a line terminator.

@@ -52,6 +52,7 @@ TEST(JSONText, NumberBeyondTheDoublesIsAnInfinityOrZero) {
                                                     {"1e-400", 0},
                                                     {"0.0001e99999999999999", infinity},
                                                     {"0e400", 0},
+                                                    {"1e9223372036854775807", infinity},
                                                     {"1e-99999999999999999999", 0},
                                                     {"1e99999999999999999999", infinity}};
     for (const auto& [text, number] : cases)
@@ -72,12 +73,12 @@ TEST(JSONText, FailureNamesItsCause) {
 TEST(JSONText, NumbersKeepTheirKinds) {
     const auto parsed = parseJSON(
         "[9223372036854775807,-9223372036854775808,18446744073709551615,18446744073709551616,"
-        "2.0,1e2,-0.0]");
+        "2.0,1e2,-0.0,1.66806805967052510986]");
     std::string text;
     EXPECT_TRUE(appendJSON(text, *parsed));
     EXPECT_EQ(text,
               "[9223372036854775807,-9223372036854775808,18446744073709551615,"
-              "1.8446744073709552e+19,2.0,100.0,-0.0]");
+              "1.8446744073709552e+19,2.0,100.0,-0.0,1.668068059670525]");
 }
 
 TEST(JSONText, DoublesAreWrittenPlainAndReadBack) {

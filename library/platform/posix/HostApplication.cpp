@@ -36,11 +36,6 @@ Facts& facts() {
     return *facts;
 }
 
-/// `text` as valid UTF-8.
-std::string repaired(std::string text) {
-    return isValidUTF8(text) ? std::move(text) : repairedUTF8(text);
-}
-
 /// The identifier as the name of one folder, whatever characters it holds.
 std::string folderName(std::string identifier) {
     std::replace_if(
@@ -89,7 +84,7 @@ std::optional<Path> absoluteOrNone(Path directory) {
 
 void HostApplication::setBundleIdentifier(std::string identifier) {
     const MutexLock lock(facts().mutex);
-    facts().bundleIdentifier = repaired(std::move(identifier));
+    facts().bundleIdentifier = withValidUTF8(std::move(identifier));
 }
 
 std::string HostApplication::bundleIdentifier() {
@@ -128,9 +123,9 @@ std::optional<std::filesystem::path> HostApplication::preferencesDirectory() {
 
 void HostApplication::setDevice(Device device) {
     const MutexLock lock(facts().mutex);
-    facts().device =
-        Device{repaired(std::move(device.systemName)), repaired(std::move(device.systemVersion)),
-               repaired(std::move(device.hardwareModel))};
+    facts().device = Device{withValidUTF8(std::move(device.systemName)),
+                            withValidUTF8(std::move(device.systemVersion)),
+                            withValidUTF8(std::move(device.hardwareModel))};
 }
 
 HostApplication::Device HostApplication::device() {
