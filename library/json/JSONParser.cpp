@@ -230,15 +230,10 @@ Result<JSONValue> failure(JSONError::Cause cause, std::string reason) {
     return std::make_shared<JSONError>(cause, std::move(reason));
 }
 
-std::string reasonOf(JSONError::Cause cause) {
-    switch (cause) {
-        case JSONError::Cause::tooDeep:
-            return "the text is nested too deep";
-        case JSONError::Cause::tooManyValues:
-            return "the text holds too many values";
-        default:
-            return "the text is malformed";
-    }
+constexpr const char* reasonOf(JSONError::Cause cause) {
+    if (cause == JSONError::Cause::tooDeep) return "the text is nested too deep";
+    if (cause == JSONError::Cause::tooManyValues) return "the text holds too many values";
+    return "the text is malformed";
 }
 
 Result<JSONValue> Reader::read(std::string_view text, JSONLimits limits) {

@@ -22,7 +22,6 @@ class JSONError final : public Error {
     JSONError(Cause cause, std::string reason) : cause_(cause), reason_(std::move(reason)) {}
 
     [[nodiscard]] Cause cause() const noexcept { return cause_; }
-    [[nodiscard]] const std::string& reason() const noexcept { return reason_; }
     [[nodiscard]] std::string description() const override { return "JSON: " + reason_; }
 
   private:
@@ -30,17 +29,17 @@ class JSONError final : public Error {
     std::string reason_;
 };
 
-/// What a text may hold at most.
+/// The most that a text may hold.
 struct JSONLimits {
     std::size_t depth = maximumJSONDepth;  ///< levels of nesting
-    /// Values, each key counted too.
+    /// Values and keys.
     std::size_t values = std::numeric_limits<std::size_t>::max();
 };
 
-/// Reads a whole JSON text of any kind, UTF-8. Integers that fit 64 bits stay integers; every other
-/// number becomes the double nearest to it, an infinity when it is beyond all of them. Of duplicate
-/// keys the last wins. Fails with a `JSONError`. Throws `std::bad_alloc`, as a lack of memory says
-/// nothing about the text.
+/// Reads a whole JSON text of any kind, UTF-8. Integers that fit 64 bits stay integers; any other
+/// number becomes the nearest double, or an infinity beyond all doubles. Of duplicate keys the last
+/// wins. Fails with a `JSONError`; throws `std::bad_alloc`, since a lack of memory is no fault of
+/// the text.
 Result<JSONValue> parseJSONValue(std::string_view text, JSONLimits limits = {});
 
 /// The same for an object or an array, with or without a byte-order mark.

@@ -6,14 +6,15 @@
 #include <limits>
 #include <utility>
 
+#include "support/WorkLimits.h"
 #include "text/Unicode.h"
 
 namespace zentara {
 
 namespace {
 
-/// For each byte, how a string literal holds it: 0 as it is, 'u' as \u00XX, else the letter after
-/// the backslash.
+/// How a string literal writes each byte: 0 for itself, 'u' for \u00XX, else the letter after the
+/// backslash.
 constexpr std::array<char, 256> escapes = [] {
     std::array<char, 256> table{};
     for (std::size_t control = 0; control < 0x20; ++control)
@@ -28,11 +29,10 @@ constexpr std::array<char, 256> escapes = [] {
     return table;
 }();
 
-/// Whether eight bytes all stand for themselves: none is a control character, a quote or a
-/// backslash.
+/// Whether none of eight bytes needs an escape.
 bool isPlain(std::uint64_t word) noexcept {
     constexpr std::uint64_t ones = 0x0101010101010101;
-    // Sets the high bit of bytes that are below `bound`, and at times of those that follow one.
+    // Sets the high bit of bytes below `bound`, and possibly of the next higher byte.
     const auto below = [](std::uint64_t bytes, std::uint64_t bound) {
         return (bytes - ones * bound) & ~bytes & (ones * 0x80);
     };
@@ -40,8 +40,8 @@ bool isPlain(std::uint64_t word) noexcept {
            0;
 }
 
-/// How many bytes at the start of `text` surely stand for themselves. Most do, and examining them
-/// singly took most of the time of writing an event.
+/// The length of the start of `text` that surely needs no escape. Most bytes need none, and
+/// examining them singly took most of the time of writing an event.
 std::size_t plainLength(std::string_view text) noexcept {
     return lengthOfWords(text, isPlain);
 }
@@ -52,7 +52,7 @@ void JSONWriter::grow(std::size_t size) {
     constexpr std::size_t ahead = 256;
     const auto used = length();
     const auto needed = used + size;
-    // What the caller has reserved is used up before the string moves.
+    // Uses what the caller has reserved before the string is reallocated.
     text_.resize(std::max(needed, std::min(needed + ahead, text_.capacity())));
     cut(used);
 }
@@ -167,6 +167,79 @@ bool appendJSON(std::string& text, const JSONValue& value, std::size_t depth) {
 
 namespace {
 
+/// Prints a value behind the end of a text, or only counts the bytes when there is no text.
+class Printer {
+  public:
+    Printer(std::string* text, std::size_t most) : text_(text), most_(most) {}
+
+    [[nodiscard]] std::size_t size() const noexcept { return size_; }
+
+    // NOLINTNEXTLINE(misc-no-recursion)
+    void print(const JSONValue& value, int depth) {
+        if (size_ > most_) return;
+        switch (value.kind()) {
+            case JSONValue::Kind::null:
+                return add("<null>");
+            case JSONValue::Kind::boolean:
+                return add(value.boolean() ? "true" : "false");
+            case JSONValue::Kind::integer:
+                return add(std::to_string(value.integer()));
+            case JSONValue::Kind::unsignedInteger:
+                return add(std::to_string(value.unsignedInteger()));
+            case JSONValue::Kind::number: {
+                std::string digits;
+                appendDouble(digits, value.number());
+                return add(digits);
+            }
+            case JSONValue::Kind::string:
+                return quote(value.string());
+            case JSONValue::Kind::array:
+            case JSONValue::Kind::object:
+                break;
+        }
+        if (isTooDeep(depth)) return add("...");
+        std::string_view separator = "[";
+        if (const auto* const array = value.ifArray()) {
+            for (const auto& element : *array) {
+                add(std::exchange(separator, ", "));
+                print(element, depth + 1);
+            }
+            return add(array->empty() ? "[]" : "]");
+        }
+        for (const auto& [key, member] : value.object()) {
+            add(std::exchange(separator, ", "));
+            quote(key);
+            add(": ");
+            print(member, depth + 1);
+        }
+        add(value.object().empty() ? "[:]" : "]");
+    }
+
+  private:
+    void add(std::string_view piece) {
+        size_ += piece.size();
+        if (text_ != nullptr) *text_ += piece;
+    }
+
+    void quote(std::string_view text) {
+        constexpr std::string_view escaped("\"\\\n\r\t\0", 6);
+        constexpr std::string_view letters = "\"\\nrt0";
+        add("\"");
+        for (;;) {
+            const auto plain = text.substr(0, text.find_first_of(escaped));
+            add(plain);
+            if (plain.size() == text.size()) return add("\"");
+            const char escape[] = {'\\', letters[escaped.find(text[plain.size()])]};
+            add({escape, sizeof escape});
+            text.remove_prefix(plain.size() + 1);
+        }
+    }
+
+    std::string* const text_;
+    const std::size_t most_;
+    std::size_t size_ = 0;
+};
+
 // NOLINTNEXTLINE(misc-no-recursion)
 void repair(JSONValue& value, std::size_t depth) {
     if (const auto text = value.ifString()) {
@@ -192,6 +265,21 @@ void repair(JSONValue& value, std::size_t depth) {
 }
 
 }  // namespace
+
+std::size_t printedSize(const JSONValue& value, std::size_t most) {
+    if (const auto string = value.ifString()) return string->size();
+    Printer printer(nullptr, most);
+    printer.print(value, 0);
+    return printer.size();
+}
+
+void appendPrinted(std::string& text, const JSONValue& value) {
+    if (const auto string = value.ifString()) {
+        text += *string;
+    } else {
+        Printer(&text, std::string::npos).print(value, 0);
+    }
+}
 
 JSONObject withValidUTF8(JSONObject object) {
     JSONValue value(std::move(object));

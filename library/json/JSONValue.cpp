@@ -20,8 +20,8 @@ using Kind = JSONValue::Kind;
 
 constexpr std::uint32_t mostValues = std::numeric_limits<std::uint32_t>::max() - 1;
 
-/// Members that an object has at most while it is searched from end to end. From about here on
-/// hashing a key takes less.
+/// The most members of an object that is searched from end to end. With more, hashing a key takes
+/// less time.
 constexpr std::size_t mostUnindexed = 20;
 
 /// Copies up to 16 bytes, in two pieces that may overlap.
@@ -43,8 +43,8 @@ const char* nameOf(Kind kind) noexcept {
     return names[static_cast<std::size_t>(kind)];
 }
 
-/// Where the members of a large object are: positions, 0 for none, found by a key's hash and then
-/// one by one. At least half of the places hold none.
+/// A hash table of the members of a large object: their positions from 1 on, 0 for none, with
+/// linear probing. At least half of the places are empty.
 struct Index {
     std::size_t mask;
 
@@ -61,9 +61,7 @@ struct Index {
     static Index* make(std::size_t members) {
         const auto mask = std::bit_ceil(members * 3) - 1;
         const auto bytes = Index{mask}.bytes();
-        auto* const index = ::new (::operator new(bytes)) Index{mask};
-        std::memset(index->places(), 0, bytes - sizeof(Index));
-        return index;
+        return ::new (::operator new(bytes)) Index{mask};
     }
 };
 
@@ -75,8 +73,8 @@ inline void JSONValue::storeShort(std::string_view text) noexcept {
     bytes_[kindAt] = static_cast<unsigned char>(Kind::string);
 }
 
-/// What arrays and objects do with their memory. An object's keys and values are treated alike
-/// where that is enough. Nothing here recurses, since values may be nested to any depth.
+/// The memory of arrays and objects. Treats an object's keys and values alike where possible. No
+/// recursion, since values may be nested to any depth.
 struct JSONMemory {
     struct Free {
         void operator()(JSONBlock* block) const noexcept { free(block); }
@@ -100,7 +98,7 @@ struct JSONMemory {
     }
 
     static void free(JSONBlock* first) noexcept {
-        // Blocks yet to be freed are chained through the place of their indexes.
+        // Blocks that are still to be freed form a chain, in place of their indexes.
         JSONBlock* chain = nullptr;
         const auto add = [&chain](JSONBlock* block) {
             ::operator delete(block->link);
@@ -123,7 +121,7 @@ struct JSONMemory {
         }
     }
 
-    /// Null for a block that holds nothing.
+    /// Null for an empty block.
     static JSONBlock* copy(const JSONBlock* source) {
         struct Copy {
             const JSONBlock* source;
@@ -195,7 +193,7 @@ struct JSONMemory {
         return one.load<std::uint64_t>() == other.load<std::uint64_t>();
     }
 
-    /// Makes `block` one with room for `capacity` values; the values move along.
+    /// Moves the values to a block with room for `capacity` values.
     static void resize(JSONBlock*& block, std::size_t capacity) {
         auto* const larger = allocate(capacity);
         if (block != nullptr) {
@@ -222,7 +220,7 @@ struct JSONMemory {
         resize(block, std::max(needed, doubled));
     }
 
-    /// Expects room.
+    /// There must be room.
     static JSONValue& append(JSONBlock& block, JSONValue&& value) noexcept {
         auto* const place =
             ::new (static_cast<void*>(block.values() + block.size)) JSONValue(std::move(value));
@@ -230,7 +228,7 @@ struct JSONMemory {
         return *place;
     }
 
-    /// Takes out `count` values at `position`.
+    /// Removes `count` values at `position`.
     static void remove(JSONBlock& block, std::size_t position, std::size_t count) noexcept {
         auto* const at = block.values() + position;
         std::destroy_n(at, count);
@@ -258,7 +256,7 @@ struct JSONMemory {
         }
         const auto* const end = values + block->size;
         if (key.size() <= JSONValue::inlineSize) {
-            // As a key is kept, it is found by its 16 bytes.
+            // Compares the 16 bytes of the values.
             JSONValue sought;
             sought.storeShort(key);
             for (const auto* at = values; at != end; at += 2)
@@ -271,7 +269,7 @@ struct JSONMemory {
         return nullptr;
     }
 
-    /// Adds a member; there is none of that key.
+    /// Adds a member with a new key.
     static JSONValue& insert(JSONBlock*& block, std::string_view key, JSONValue&& value) {
         JSONValue ownKey(key);
         makeRoom(block, 2);
@@ -286,8 +284,8 @@ struct JSONMemory {
         const auto* const value = find(block, key);
         if (value == nullptr) return false;
         const auto at = static_cast<std::size_t>(value - block->values()) - 1;
-        if (auto* const index = indexOf(*block)) removeFromIndex(*block, *index, at / 2 + 1);
         remove(*block, at, 2);
+        if (auto* const index = indexOf(*block)) fill(*index, *block);
         return true;
     }
 
@@ -296,7 +294,7 @@ struct JSONMemory {
         return {block.values(), block.size};
     }
 
-    /// An empty block for a copy of `source`, with its index; null when there is nothing to copy.
+    /// A block without values for a copy of `source`, with its index; null when `source` is empty.
     static JSONBlock* emptyCopy(const JSONBlock* source) {
         if (sizeOf(source) == 0) return nullptr;
         Owner block(allocate(source->size));
@@ -307,7 +305,7 @@ struct JSONMemory {
         return block.release();
     }
 
-    /// Where the position of `key` is, or would be.
+    /// The place of `key` in the index, or the empty place where it belongs.
     static std::uint32_t* placeOf(const JSONBlock& block, Index& index,
                                   std::string_view key) noexcept {
         auto* const places = index.places();
@@ -323,31 +321,14 @@ struct JSONMemory {
         auto* const index = indexOf(block);
         if (index == nullptr ? members <= mostUnindexed : index->hasRoomFor(members)) return;
         auto* const larger = Index::make(std::max<std::size_t>(members, block.capacity / 2));
-        for (std::uint32_t position = 1; position < members; ++position) {
-            auto at = seededHash(keyAt(block, position)) & larger->mask;
-            while (larger->places()[at] != 0)
-                at = (at + 1) & larger->mask;
-            larger->places()[at] = position;
-        }
+        fill(*larger, block);
         ::operator delete(std::exchange(block.link, larger));
     }
 
-    /// Takes `position` out; those behind it move down.
-    static void removeFromIndex(const JSONBlock& block, Index& index,
-                                std::size_t position) noexcept {
-        auto* const places = index.places();
-        auto hole = static_cast<std::size_t>(
-            placeOf(block, index, keyAt(block, static_cast<std::uint32_t>(position))) - places);
-        // What was put further on because the hole was taken comes back to it.
-        for (auto at = (hole + 1) & index.mask; places[at] != 0; at = (at + 1) & index.mask) {
-            const auto home = seededHash(keyAt(block, places[at])) & index.mask;
-            if (((at - home) & index.mask) < ((at - hole) & index.mask)) continue;
-            places[hole] = places[at];
-            hole = at;
-        }
-        places[hole] = 0;
-        for (std::size_t at = 0; at <= index.mask; ++at)
-            places[at] -= places[at] > position ? 1 : 0;
+    static void fill(Index& index, const JSONBlock& block) noexcept {
+        std::memset(index.places(), 0, index.bytes() - sizeof(Index));
+        for (std::uint32_t position = 1; position <= block.size / 2; ++position)
+            *placeOf(block, index, keyAt(block, position)) = position;
     }
 };
 
@@ -440,7 +421,7 @@ bool operator==(const JSONValue& one, const JSONValue& other) {
     return JSONMemory::equal(JSONMemory::blockOf(one), JSONMemory::blockOf(other), one.kind());
 }
 
-// What throws in a constructor that calls another is cleared up by the destructor.
+// The constructors below delegate, so that the destructor runs if they throw.
 JSONArray::JSONArray(std::initializer_list<JSONInit> list) : JSONArray() {
     reserve(list.size());
     for (const auto& init : list)
@@ -566,7 +547,7 @@ bool JSONInit::isMember() const noexcept {
     return isList_ && list_.size() == 2 && list_.begin()->value_.isString();
 }
 
-// As deep as braces are nested in the source.
+// As deep as the braces in the source.
 // NOLINTNEXTLINE(misc-no-recursion)
 JSONValue JSONInit::resolve() const {
     if (isList_) return JSONValue(list_);

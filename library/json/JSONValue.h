@@ -23,17 +23,17 @@ class JSONObject;
 class JSONMember;
 class JSONInit;
 
-/// A JSON value was asked for as another kind than it is.
+/// A JSON value is of another kind than requested.
 class ZENTARA_EXPORT JSONKindError : public std::logic_error {
   public:
     using std::logic_error::logic_error;
 };
 
-/// The memory behind an array or an object: this head and the values. An object's are its keys and
-/// its members' values in turn. For the use of the classes below only.
+/// The head of the memory of an array or an object; the values follow. An object's values are its
+/// keys and its members' values in turn. For the classes below only.
 struct JSONBlock {
     std::uint32_t size;      ///< values in use
-    std::uint32_t capacity;  ///< values that there is room for
+    std::uint32_t capacity;  ///< values that fit
     void* link;              ///< the index of a large object
 
     [[nodiscard]] inline JSONValue* values() noexcept;
@@ -47,15 +47,15 @@ struct JSONBlock {
 ///     auto title = page.at("title").string();
 ///
 /// Copies are deep, moves cost nothing and leave null behind. Text of up to 14 bytes takes no
-/// memory of its own. Values may be nested to any depth. Reading one value from several threads at
-/// once is safe. What allocates throws `std::bad_alloc`, and changes nothing then.
+/// memory of its own. Values may be nested to any depth. Several threads may read the same value.
+/// Functions that allocate throw `std::bad_alloc`, and change nothing then.
 class ZENTARA_EXPORT JSONValue {
   public:
     enum class Kind : std::uint8_t {
         null,
         boolean,
         integer,
-        unsignedInteger,  ///< more than a signed integer holds
+        unsignedInteger,  ///< too large for a signed integer
         number,           ///< a double
         string,
         array,
@@ -64,12 +64,12 @@ class ZENTARA_EXPORT JSONValue {
 
     JSONValue() noexcept = default;
     JSONValue(std::nullptr_t /*null*/) noexcept {}
-    /// Takes nothing but a boolean: no pointer becomes true.
+    /// Accepts a boolean only: no pointer becomes true.
     template <std::same_as<bool> Boolean>
     JSONValue(Boolean boolean) noexcept {
         store(Kind::boolean, boolean);
     }
-    /// An unsigned number that fits a signed integer becomes one. Characters are no numbers.
+    /// An unsigned number that fits a signed integer becomes signed. Characters are not numbers.
     template <std::integral Integer>
     requires(!std::same_as<Integer, bool> && !std::same_as<Integer, char> &&
              !std::same_as<Integer, wchar_t> && !std::same_as<Integer, char8_t> &&
@@ -93,9 +93,9 @@ class ZENTARA_EXPORT JSONValue {
         : JSONValue(text == nullptr ? std::string_view() : std::string_view(text)) {}
     inline JSONValue(JSONArray array) noexcept;
     inline JSONValue(JSONObject object) noexcept;
-    /// A list in which everything is a pair that begins with a text, the empty list included, is an
-    /// object; any other list is an array. Therefore `JSONValue{value}` is an array of one value;
-    /// a copy is `JSONValue(value)`.
+    /// A list of pairs that begin with a text, or an empty list, becomes an object; any other list
+    /// becomes an array. Therefore `JSONValue{value}` is an array of one value; a copy is
+    /// `JSONValue(value)`.
     JSONValue(std::initializer_list<JSONInit> list);
 
     JSONValue(const JSONValue& other) {
@@ -112,7 +112,7 @@ class ZENTARA_EXPORT JSONValue {
         return *this;
     }
     JSONValue& operator=(JSONValue&& other) noexcept {
-        // What is moved may lie inside this value.
+        // `other` may be inside this value.
         JSONValue moved(std::move(other));
         swap(*this, moved);
         return *this;
@@ -143,8 +143,8 @@ class ZENTARA_EXPORT JSONValue {
     [[nodiscard]] bool isArray() const noexcept { return kind() == Kind::array; }
     [[nodiscard]] bool isObject() const noexcept { return kind() == Kind::object; }
 
-    // Nothing, or null, when the value is of another kind. Texts, arrays and objects are the
-    // value's own and live no longer.
+    // Nothing, or null, when the value is of another kind. Texts, arrays and objects belong to the
+    // value.
     [[nodiscard]] std::optional<bool> ifBoolean() const noexcept {
         return isBoolean() ? std::optional(load<bool>()) : std::nullopt;
     }
@@ -220,7 +220,7 @@ class ZENTARA_EXPORT JSONValue {
     static constexpr std::size_t inlineSize = 14;
     static constexpr std::size_t lengthAt = 14;
     static constexpr std::size_t kindAt = 15;
-    /// In the place of the length: the content, or a text, lies in memory of its own.
+    /// Instead of the length: the content is in memory of its own.
     static constexpr unsigned char outside = 0xFF;
 
     const JSONValue& checked(Kind expected) const {
@@ -261,9 +261,9 @@ class ZENTARA_EXPORT JSONValue {
         return {reinterpret_cast<const char*>(size + 1), *size};
     }
 
-    /// A number; or up to 14 bytes of text, zeros behind; or the address of a longer text, behind
-    /// its size; or an array or an object, both of which are the address of a block. Then the
-    /// length of the text, or `outside`; then the kind.
+    /// A number; or up to 14 bytes of text and zeros; or the address of the size of a longer text,
+    /// which follows it; or an array or an object, both the address of a block. Then the length of
+    /// the text, or `outside`; then the kind.
     alignas(std::uint64_t) unsigned char bytes_[16] = {};
 };
 
@@ -297,7 +297,7 @@ class ZENTARA_EXPORT JSONArray {
     void push_back(JSONValue value);
     void pop_back() noexcept;
     void clear() noexcept;
-    /// Takes out the element at `position` and returns the position of the next.
+    /// Removes the element at `position` and returns the position of the next.
     JSONValue* erase(const JSONValue* position) noexcept;
 
     [[nodiscard]] const JSONValue& operator[](std::size_t position) const noexcept {
@@ -332,7 +332,7 @@ class ZENTARA_EXPORT JSONArray {
     JSONBlock* block_ = nullptr;
 };
 
-/// A key of an object and its value. Can be taken apart: `for (auto& [key, value] : object)`.
+/// A key of an object and its value. Supports `for (auto& [key, value] : object)`.
 class ZENTARA_EXPORT JSONMember {
   public:
     JSONMember(const JSONMember&) = delete;
@@ -342,7 +342,7 @@ class ZENTARA_EXPORT JSONMember {
     [[nodiscard]] const JSONValue& value() const noexcept { return value_; }
     [[nodiscard]] JSONValue& value() noexcept { return value_; }
 
-    // For taking it apart.
+    // For structured bindings.
     template <std::size_t part>
     [[nodiscard]] decltype(auto) get() const noexcept {
         if constexpr (part == 0) {
@@ -379,9 +379,9 @@ class ZENTARA_EXPORT JSONObject {
     using const_iterator = const JSONMember*;
 
     JSONObject() noexcept = default;
-    /// Of pairs with equal keys the last gives the value, at the place of the first. Throws
-    /// `std::invalid_argument` when the list holds anything but pairs that begin with a text; a
-    /// list of one object is a copy of it.
+    /// Of pairs with equal keys the last gives the value, at the place of the first. A list of one
+    /// object becomes a copy of it. Throws `std::invalid_argument` when the list holds anything but
+    /// pairs that begin with a text.
     JSONObject(std::initializer_list<JSONInit> list);
     JSONObject(const JSONObject& other);
     JSONObject(JSONObject&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
@@ -413,7 +413,7 @@ class ZENTARA_EXPORT JSONObject {
     [[nodiscard]] JSONValue& at(std::string_view key);
     /// Adds a null when there is no such key.
     JSONValue& operator[](std::string_view key);
-    /// Adds a member, or gives the one that there is another value.
+    /// Adds a member, or replaces the value of the existing member.
     JSONValue& set(std::string_view key, JSONValue value);
     /// Whether there was such a key. The others keep their order.
     bool erase(std::string_view key) noexcept;
@@ -434,8 +434,8 @@ class ZENTARA_EXPORT JSONObject {
     JSONBlock* block_ = nullptr;
 };
 
-/// An entry of an initialiser list: a value or another such list. Values are moved out of it, so
-/// that a list serves once.
+/// An entry of an initialiser list: a value or another such list. Values are moved from it, so a
+/// list can be used once.
 class ZENTARA_EXPORT JSONInit {
   public:
     template <typename Value>
@@ -455,7 +455,7 @@ class ZENTARA_EXPORT JSONInit {
     [[nodiscard]] bool isMember() const noexcept;
     [[nodiscard]] JSONValue resolve() const;
 
-    // Of the outer list's constructor, in the same expression, so that what it refers to lives.
+    // Read by the outer list's constructor, in the same expression, so that its elements are alive.
     mutable JSONValue value_;
     std::initializer_list<JSONInit> list_;
     bool isList_ = false;

@@ -6,9 +6,9 @@
 
 namespace zentara {
 
-/// Gives `parser` what reading a text of `size` bytes takes, also while the process ends: a parser
-/// that makes its own memory then could use objects that are destroyed already. Throws
-/// `std::bad_alloc`. False when the text is larger than the parser reads.
+/// Allocates what `parser` needs to read a text of `size` bytes. Safe while the process exits, when
+/// the parser itself would use objects that are already destroyed. Throws `std::bad_alloc`. False
+/// when the text is too long for the parser.
 [[nodiscard]] bool allocateParser(simdjson::ondemand::parser& parser, std::size_t size);
 
 }  // namespace zentara

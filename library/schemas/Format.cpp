@@ -1,5 +1,6 @@
 #include "schemas/Format.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -14,12 +15,10 @@ namespace {
 
 /// The length of the decimal 0 to 255, of up to three digits, at the start of the text; else 0.
 std::size_t octetLength(std::string_view text) noexcept {
-    std::size_t length = 0;
-    int number = 0;
-    while (length < text.size() && length < 3 && isDigit(text[length])) {
-        number = number * 10 + (text[length++] - '0');
-    }
-    return number <= 255 ? length : 0;
+    std::uint8_t octet = 0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + std::min<std::size_t>(text.size(), 3), octet);
+    return error == std::errc() ? static_cast<std::size_t>(end - text.data()) : 0;
 }
 
 /// The number of UTF-16 units, 1, of a line terminator that starts the text; else 0.
@@ -31,9 +30,9 @@ std::size_t lineTerminatorLength(std::string_view text) noexcept {
     return 0;
 }
 
-/// Four octets joined by dots, as an expression that ends in "$" finds them in as many UTF-16 units
-/// as the text has characters: "$" also matches before one last line terminator, and what lies
-/// behind the searched range is not seen.
+/// Accepts four octets joined by dots, as an expression that ends in "$" does. It searches as many
+/// UTF-16 units as the text has characters and ignores the rest. "$" also matches before a final
+/// line terminator.
 bool isIPv4(std::string_view text, WorkAllowance& allowance) {
     std::size_t position = 0;
     for (int octet = 0; octet < 4; ++octet) {
@@ -57,11 +56,9 @@ bool isIPv6(std::string_view text, WorkAllowance& /*allowance*/) {
 /// For each byte whether it is a letter, a digit or one of `others`.
 constexpr std::array<unsigned char, 256> tableOf(std::string_view others) noexcept {
     std::array<unsigned char, 256> table{};
-    for (const auto characters : {std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"
-                                                   "abcdefghijklmnopqrstuvwxyz0123456789"),
-                                  others}) {
-        for (const char c : characters)
-            table[static_cast<unsigned char>(c)] = 1;
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        const auto c = static_cast<char>(i);
+        table[i] = isLetter(c) || isDigit(c) || others.find(c) != std::string_view::npos ? 1 : 0;
     }
     return table;
 }
@@ -80,7 +77,7 @@ bool isWholeURI(std::string_view text) noexcept {
         return unsigned{uriCharacters[static_cast<unsigned char>(text[i])]};
     };
     for (std::size_t i = colon + 1; i < text.size(); ++i) {
-        // Most of them without a branch for each.
+        // Four characters per branch.
         while (i + 4 < text.size() &&
                (mayBeAt(i) & mayBeAt(i + 1) & mayBeAt(i + 2) & mayBeAt(i + 3)) != 0)
             i += 4;
@@ -92,15 +89,15 @@ bool isWholeURI(std::string_view text) noexcept {
     return true;
 }
 
-/// As many UTF-16 units as the text has characters are searched. All of those must be ASCII, so
-/// they are as many bytes.
+/// Searches as many UTF-16 units as the text has characters. All of them must be ASCII, so they are
+/// as many bytes.
 bool isURI(std::string_view text, WorkAllowance& allowance) {
     if (isWholeURI(text)) return true;
     const auto searched = characterCount(text, &allowance);
     return searched < text.size() && isWholeURI(text.substr(0, searched));
 }
 
-/// Digits with exactly one point and at least one digit behind it, which as an integer must fit 64
+/// Accepts digits with exactly one point. The digits behind the point must be an integer of 64
 /// signed bits.
 bool isNumericString(std::string_view text, WorkAllowance& /*allowance*/) {
     if (text.find_first_not_of("0123456789.") != std::string_view::npos) return false;

@@ -13,16 +13,16 @@ struct Format {
     enum class OtherKinds : std::uint8_t { accepted, refused, fatal };
 
     std::string_view name;
-    /// What counting characters costs is taken from the allowance.
+    /// Counting characters takes from the allowance.
     bool (*accepts)(std::string_view text, WorkAllowance& allowance);
-    /// What a message says after the quoted value.
+    /// The message after the quoted value.
     std::string_view complaint;
-    /// What becomes of values that are not strings.
+    /// How values that are not strings are treated.
     OtherKinds otherKinds = OtherKinds::accepted;
 };
 
-/// The formats that every document knows: "ipv4", "ipv6", "uri" and "numericString". For the last
-/// a value that is not a string is fatal: it is meant for properties that can only hold strings.
+/// The formats of every document: "ipv4", "ipv6", "uri" and "numericString". The last is meant for
+/// properties that can only hold strings: any other value is fatal.
 [[nodiscard]] std::span<const Format> standardFormats() noexcept;
 
 }  // namespace zentara

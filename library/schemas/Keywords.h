@@ -9,20 +9,19 @@
 
 namespace zentara {
 
-/// What there is to know of each keyword. A keyword without a line here does not compile.
+/// Everything about a keyword.
+struct KeywordLine {
+    Keyword keyword;
+    std::string_view spelling;
+    std::uint16_t kinds;  ///< the kinds of values that it applies to
+    bool hasSubschemas;
+    void (SchemaCompiler::*compile)(const JSONValue&);  ///< null: compiled with another keyword
+    bool (*check)(ValidationRun&, const SchemaNodes::Check&, const JSONValue&);
+    std::string_view complaint = {};  ///< the message of a bound
+};
+
+/// The keywords. A missing line does not compile.
 struct KeywordTable {
-    using Compile = void (SchemaCompiler::*)(const JSONValue&);
-    using Check = bool (*)(ValidationRun&, const SchemaNodes::Check&, const JSONValue&);
-
-    struct Line {
-        Keyword keyword;
-        std::string_view spelling;
-        std::uint16_t kinds;  ///< the kinds of values that it is for
-        bool hasSubschemas;
-        Compile compile;  ///< null when another keyword's takes it along
-        Check check;
-    };
-
     template <bool (ValidationRun::*check)(const SchemaNodes::Check&, const JSONValue&)>
     static bool run(ValidationRun& validation, const SchemaNodes::Check& demand,
                     const JSONValue& value) {
@@ -31,7 +30,7 @@ struct KeywordTable {
 
     using C = SchemaCompiler;
     using R = ValidationRun;
-    static constexpr std::array<Line, static_cast<std::size_t>(Keyword::count)> lines = {{
+    static constexpr std::array<KeywordLine, static_cast<std::size_t>(Keyword::count)> lines = {{
         {Keyword::format, "format", kinds::all, false, &C::format, &run<&R::format>},
         {Keyword::reference, "$ref", kinds::all, true, &C::reference, &run<&R::reference>},
         {Keyword::type, "type", kinds::all, false, &C::type, &run<&R::type>},
@@ -40,22 +39,28 @@ struct KeywordTable {
         {Keyword::oneOf, "oneOf", kinds::all, true, &C::schemas, &run<&R::oneOf>},
         {Keyword::negation, "not", kinds::all, true, &C::negation, &run<&R::negation>},
         {Keyword::enumeration, "enum", kinds::all, false, &C::enumeration, &run<&R::enumeration>},
-        {Keyword::maxLength, "maxLength", kinds::string, false, &C::integer, &run<&R::maxLength>},
-        {Keyword::minLength, "minLength", kinds::string, false, &C::integer, &run<&R::minLength>},
+        {Keyword::maxLength, "maxLength", kinds::string, false, &C::size, &run<&R::size>,
+         "Length of string is larger than max length "},
+        {Keyword::minLength, "minLength", kinds::string, false, &C::size, &run<&R::size>,
+         "Length of string is smaller than minimum length "},
         {Keyword::pattern, "pattern", kinds::string, false, &C::pattern, &run<&R::pattern>},
         {Keyword::multipleOf, "multipleOf", kinds::number, false, &C::multipleOf,
          &run<&R::multipleOf>},
-        {Keyword::minimum, "minimum", kinds::number, false, &C::bound, &run<&R::minimum>},
-        {Keyword::maximum, "maximum", kinds::number, false, &C::bound, &run<&R::maximum>},
-        {Keyword::minItems, "minItems", kinds::array, false, &C::integer, &run<&R::minItems>},
-        {Keyword::maxItems, "maxItems", kinds::array, false, &C::integer, &run<&R::maxItems>},
+        {Keyword::minimum, "minimum", kinds::number, false, &C::range, &run<&R::range>,
+         "Value is lower than minimum value of "},
+        {Keyword::maximum, "maximum", kinds::number, false, &C::range, &run<&R::range>,
+         "Value exceeds maximum value of "},
+        {Keyword::minItems, "minItems", kinds::array, false, &C::size, &run<&R::size>,
+         "Length of array is smaller than the minimum "},
+        {Keyword::maxItems, "maxItems", kinds::array, false, &C::size, &run<&R::size>,
+         "Length of array is greater than maximum "},
         {Keyword::uniqueItems, "uniqueItems", kinds::array, false, &C::uniqueItems,
          &run<&R::uniqueItems>},
         {Keyword::items, "items", kinds::array, true, &C::items, &run<&R::items>},
-        {Keyword::maxProperties, "maxProperties", kinds::object, false, &C::integer,
-         &run<&R::maxProperties>},
-        {Keyword::minProperties, "minProperties", kinds::object, false, &C::integer,
-         &run<&R::minProperties>},
+        {Keyword::maxProperties, "maxProperties", kinds::object, false, &C::size, &run<&R::size>,
+         "Amount of properties is greater than maximum permitted"},
+        {Keyword::minProperties, "minProperties", kinds::object, false, &C::size, &run<&R::size>,
+         "Amount of properties is less than the required amount"},
         {Keyword::required, "required", kinds::object, false, &C::required, &run<&R::required>},
         {Keyword::properties, "properties", kinds::object, true, &C::properties,
          &run<&R::properties>},
@@ -69,7 +74,7 @@ struct KeywordTable {
         {Keyword::failure, "", kinds::all, false, nullptr, &run<&R::failure>},
     }};
 
-    [[nodiscard]] static const Line& of(Keyword keyword) noexcept {
+    [[nodiscard]] static const KeywordLine& of(Keyword keyword) noexcept {
         return lines[static_cast<std::size_t>(keyword)];
     }
 

@@ -27,8 +27,8 @@ inline constexpr std::array<std::string_view, 7> typeNames = {
 /// The type of that name, letter by letter; nothing for any other text.
 [[nodiscard]] std::optional<Type> typeNamed(std::string_view name) noexcept;
 
-/// The outcome of a validation: valid, or invalid with its messages in the order in which they were
-/// produced. Invalid with no message at all is still not valid.
+/// The outcome of a validation: valid, or invalid with its messages in the order of their creation.
+/// An invalid value may have no message.
 class [[nodiscard]] ValidationResult {
   public:
     /// Valid.
@@ -56,16 +56,16 @@ class [[nodiscard]] ValidationResult {
     std::optional<std::vector<std::string>> errors_;
 };
 
-/// The parts of a value that the messages about it refer to, one for each message: the value that a
-/// subschema refused, or the element or member that is not permitted.
+/// For each message the part of the value that it refers to: the value that a subschema refused, or
+/// the element or member that is not permitted.
 using MessagePlaces = std::vector<const JSONValue*>;
 
 class SchemaNodes;
 class SharedExpressions;
 
-/// One JSON Schema document (the dialect of draft 4). It is compiled at its first use; from then on
-/// a few bytes for each keyword take the place of the document. Safe for use from any thread;
-/// validating takes no lock once the schema is compiled.
+/// A JSON Schema document (the dialect of draft 4), compiled at its first use. The compiled form,
+/// of a few bytes per keyword, replaces the document. Safe for use from any thread; validating
+/// takes no lock once the schema is compiled.
 class Schema {
   public:
     /// `formats` must outlive the schema. `expressions` are those of its table, if it has one.
@@ -75,16 +75,15 @@ class Schema {
     Schema(const Schema&) = delete;
     Schema& operator=(const Schema&) = delete;
 
-    /// As `zentara::validate`, with this document as the root.
+    /// Like `zentara::validate`, with this document as the root.
     [[nodiscard]] ValidationResult validate(const JSONValue& data,
                                             MessagePlaces* places = nullptr) const;
 
-    // What these give lives as long as the schema.
+    // The results live as long as the schema.
     /// The document's "title" and "description" when they are texts.
     [[nodiscard]] std::optional<std::string_view> title() const;
     [[nodiscard]] std::optional<std::string_view> description() const;
-    /// The declared types that are known, in the order given. For information: validation goes by
-    /// all that the document declares.
+    /// The known types among the declared ones, in their order. For information only.
     [[nodiscard]] std::span<const Type> type() const;
     [[nodiscard]] std::span<const Format> formats() const noexcept { return formats_; }
 
@@ -100,17 +99,17 @@ class Schema {
 
 /// Checks `value` against the JSON Schema document `schema`, the root of its own references, and
 /// returns every violation as a message for people, in the order of the keywords. May be called
-/// from any thread. The document is compiled for this call: what is used again is a `Schema`.
+/// from any thread. Compiles the document for this call; use a `Schema` for several calls.
 ///
-/// Never fails otherwise: a fault of the document (an unknown type or format, a bad pattern, a
-/// reference that leads nowhere) is a message too, at the values that reach it. The one exception
-/// is the format "numericString", which ends the process when applied to a value that is no string.
+/// A fault of the document (an unknown type or format, a bad pattern, a reference without a target)
+/// is a message too, at the values that reach it. The only exception is the format "numericString":
+/// it ends the process when it is applied to a value that is not a string.
 ///
-/// Bounded whatever the document and the value: beside compiling, which takes time linear to the
-/// document, one call does at most about half a second of work, messages take at most about 60 MB,
-/// subschemas nest at most 2560 deep (five for each of 512 levels of data) or as deep as the
-/// thread's stack takes with 128 KB to spare. Beyond that, and at a reference that leads back to
-/// itself on the same value, the value is invalid and the last message says why it was given up.
+/// Compiling takes time linear to the document. A validation does at most about half a second of
+/// work; its messages take at most about 60 MB; subschemas nest at most 2560 deep (five for each of
+/// 512 levels of data), or until the thread's stack has 128 KB left. Beyond that, and at a
+/// reference that leads back to itself on the same value, the value is invalid and the last message
+/// gives the reason.
 ///
 ///     const auto result = validate(event, schema);
 ///     if (!result.valid()) report(*result.errors());

@@ -48,7 +48,7 @@ JSONValue textUnder(const JSONObject& document, std::string_view key) {
     return value != nullptr && value->isString() ? JSONValue(*value) : JSONValue();
 }
 
-/// Removes the next component of a path; the path has no text any more after the last one.
+/// Removes the next component of a path; resets the path after the last component.
 std::string_view takeComponent(std::optional<std::string_view>& path) {
     const auto component = path->substr(0, path->find('/'));
     if (component.size() == path->size()) {
@@ -110,7 +110,7 @@ void SchemaCompiler::compileNode(Position node) {
             }
         }
     }
-    // One check serves the three, when any of them is there.
+    // One check serves all three keywords.
     static const JSONValue absent;
     auto& properties = found_[static_cast<std::size_t>(Keyword::properties)];
     if (properties == nullptr && (find(Keyword::patternProperties) != nullptr ||
@@ -198,7 +198,7 @@ void SchemaCompiler::type(const JSONValue& type) {
         const auto accepted = known ? kindsOfTypes[static_cast<std::size_t>(*known)] : 0;
         auto& check = add();
         check.kinds = static_cast<std::uint16_t>(kinds::all & ~accepted);
-        // The name of a known type is not kept.
+        // Messages take the name of a known type from the list of types.
         check.count = static_cast<std::uint32_t>(known ? *known : Type{typeNames.size()});
         if (!known) check.first = valueOf(type);
         return;
@@ -251,7 +251,7 @@ void SchemaCompiler::multipleOf(const JSONValue& divisor) {
 }
 
 /// "minimum" and "maximum".
-void SchemaCompiler::bound(const JSONValue& bound) {
+void SchemaCompiler::range(const JSONValue& bound) {
     const auto number = bound.asDouble();
     if (!number) return;
     auto& check = add();
@@ -261,8 +261,12 @@ void SchemaCompiler::bound(const JSONValue& bound) {
 }
 
 /// The bounds of lengths and sizes.
-void SchemaCompiler::integer(const JSONValue& bound) {
-    if (const auto integer = bound.asInteger()) add().integer = *integer;
+void SchemaCompiler::size(const JSONValue& bound) {
+    const auto integer = bound.asInteger();
+    if (!integer) return;
+    auto& check = add();
+    check.integer = *integer;
+    check.flag = KeywordTable::of(keyword_).spelling.starts_with("min");
 }
 
 void SchemaCompiler::uniqueItems(const JSONValue& isWanted) {
@@ -278,7 +282,7 @@ void SchemaCompiler::items(const JSONValue& schemas) {
     }
     if (listOf(JSONValue::Kind::object, schemas) == nullptr) return;
     this->schemas(schemas);
-    // Behind those for the first elements.
+    // Behind the nodes of the first elements.
     result_->references.push_back(nodeOfAdditional(Keyword::additionalItems));
 }
 
@@ -302,14 +306,14 @@ void SchemaCompiler::addNamedProperties(const JSONObject& schemas, SchemaNodes::
               });
 }
 
-/// Makes "required" part of the check of the properties, which finds them anyway, where it names
-/// nothing else.
+/// If "required" names declared properties only, makes it part of their check, which looks them up
+/// anyway.
 void SchemaCompiler::takeRequired(SchemaNodes::Members& members) {
     auto& all = *result_;
     if (all.checks.size() == firstCheck_ || all.checks.back().keyword != Keyword::required) return;
     if (members.count > ValidationRun::fewMembers) return;
-    // An invalid pattern takes back what was found in the properties, but not that some are
-    // missing.
+    // An invalid pattern replaces the messages of the properties, but not the message of
+    // "required".
     if (find(Keyword::patternProperties) != nullptr) return;
     const auto names = all.checks.back().first;
     std::uint64_t positions = 0;
@@ -412,7 +416,7 @@ const JSONObject* SchemaCompiler::follow(std::string_view path, std::string& fai
 
 /// The element of a list of dictionaries that `component` names; null when it names none.
 const JSONObject* SchemaCompiler::elementNamed(std::string_view component, const JSONArray& array) {
-    // A decimal integer may have either sign, of which only the minus is read below.
+    // std::from_chars does not read a plus.
     if (component.starts_with('+') && !component.starts_with("+-")) component.remove_prefix(1);
     std::int64_t index = 0;
     const auto* const last = component.data() + component.size();
@@ -420,7 +424,7 @@ const JSONObject* SchemaCompiler::elementNamed(std::string_view component, const
     if (error != std::errc() || end != last || index < 0) return nullptr;
     const auto position = static_cast<std::size_t>(index);
     if (position >= array.size()) return nullptr;
-    // Many references may go through one long list.
+    // Many references may lead through the same long list.
     const auto [known, isNew] = holdsObjectsOnly_.try_emplace(&array, false);
     if (isNew) {
         known->second = std::all_of(array.begin(), array.end(),

@@ -13,9 +13,8 @@
 
 namespace zentara {
 
-/// Compiles one document, in time and memory linear to it, and keeps no reference to it. Used once.
-/// Goes through the subschemas in the order in which they are found, without recursion, and through
-/// each only once, however many references lead to it.
+/// Compiles one document, in time and memory linear to it. Used once; the result does not refer to
+/// the document. Visits each subschema once, in the order of discovery, without recursion.
 class SchemaCompiler {
   public:
     SchemaCompiler(const JSONObject& document, std::span<const Format> formats,
@@ -31,7 +30,7 @@ class SchemaCompiler {
     using Check = SchemaNodes::Check;
     using Position = SchemaNodes::Position;
 
-    // A keyword's value into checks; none when the value is of another kind.
+    // Compile the value of a keyword into checks; none when the value is of the wrong kind.
     void format(const JSONValue& name);
     void reference(const JSONValue& reference);
     void type(const JSONValue& type);
@@ -40,8 +39,8 @@ class SchemaCompiler {
     void enumeration(const JSONValue& list);
     void pattern(const JSONValue& pattern);
     void multipleOf(const JSONValue& divisor);
-    void bound(const JSONValue& bound);
-    void integer(const JSONValue& bound);
+    void range(const JSONValue& bound);
+    void size(const JSONValue& bound);
     void uniqueItems(const JSONValue& isWanted);
     void items(const JSONValue& schemas);
     void required(const JSONValue& names);
@@ -74,14 +73,14 @@ class SchemaCompiler {
     std::unique_ptr<SchemaNodes> result_ = std::make_unique<SchemaNodes>();
 
     std::vector<const JSONObject*> schemas_;  ///< of each node
-    /// The node of each schema, kept from the first reference on: without any, the subschemas form
-    /// a tree.
+    /// The node of each schema. Empty before the first reference: until then the subschemas form a
+    /// tree.
     std::unordered_map<const JSONObject*, Position> nodes_;
     std::unordered_map<const JSONArray*, bool> holdsObjectsOnly_;
     bool hasReferences_ = false;
 
     std::size_t firstCheck_ = 0;        ///< of the schema that is being compiled
-    Keyword keyword_ = Keyword::count;  ///< the one that is being compiled
+    Keyword keyword_ = Keyword::count;  ///< that is being compiled
     std::array<const JSONValue*, static_cast<std::size_t>(Keyword::count)> found_{};
 };
 

@@ -19,8 +19,8 @@
 
 namespace zentara {
 
-/// The keywords, those with a check of their own first, in the order in which they are checked.
-/// `Keywords.h` says of each how it is spelled, compiled and checked.
+/// The keywords. Those with a check of their own come first, in the order of the checks.
+/// `Keywords.h` defines how each is spelled, compiled and checked.
 enum class Keyword : std::uint8_t {
     format,
     reference,
@@ -51,13 +51,13 @@ enum class Keyword : std::uint8_t {
     additionalItems,
     patternProperties,
     additionalProperties,
-    // Not spelled in a schema: what fails whatever the value is, with a message that is known.
+    // Not spelled in a schema: fails for every value, with a fixed message.
     failure,
     count
 };
 
 /// The kinds of JSON values, a bit each. A double beyond the range of 64-bit integers has a bit of
-/// its own: integers out there are read as doubles, so it is taken for one of them.
+/// its own and counts as an integer, since the parser reads such integers as doubles.
 namespace kinds {
 constexpr std::uint16_t of(JSONValue::Kind kind) noexcept {
     return static_cast<std::uint16_t>(1U << static_cast<unsigned>(kind));
@@ -82,11 +82,11 @@ inline constexpr std::uint16_t null = of(JSONValue::Kind::null);
 }
 }  // namespace kinds
 
-/// Expressions by their patterns. The schemas of a table share them: they mostly hold the same few.
+/// Expressions by their patterns. The schemas of a table share them, since most use the same few.
 /// Safe for use from any thread.
 class SharedExpressions {
   public:
-    /// Lives as long as this.
+    /// The expression lives as long as this object.
     [[nodiscard]] const RegularExpression& of(std::string_view pattern) {
         const MutexLock lock(mutex_);
         return all_.try_emplace(std::string(pattern), pattern).first->second;
@@ -97,23 +97,23 @@ class SharedExpressions {
     std::map<std::string, RegularExpression> all_ ZENTARA_GUARDED_BY(mutex_);
 };
 
-/// A schema with its references, compiled: a node for each subschema that can be reached, with the
-/// checks of its keywords in their order. What is not valid in the schema has been settled: it has
-/// no check, or one that fails. Everything refers to everything else by position. Never changes.
+/// A compiled schema: a node for each subschema that can be reached, with the checks of its
+/// keywords in their order. An invalid keyword has no check, or a check that fails. The lists refer
+/// to each other by position. Immutable.
 class SchemaNodes {
   public:
     using Position = std::uint32_t;
 
-    // In the place of the node for additional elements or members.
+    // Instead of a node for additional elements or members.
     static constexpr Position permitted = std::numeric_limits<Position>::max();
     static constexpr Position forbidden = permitted - 1;
 
-    /// What one keyword demands.
+    /// What a keyword requires.
     struct Check {
         Keyword keyword;
-        bool flag = false;        ///< of several types; exclusive; one schema for all items
-        std::uint16_t kinds;      ///< the kinds of values that must be looked at
-        std::uint32_t count = 0;  ///< how many `first` is the first of
+        bool flag = false;        ///< several types; exclusive; one schema for all items; at least
+        std::uint16_t kinds;      ///< the kinds of values that it examines
+        std::uint32_t count = 0;  ///< entries from `first` on
         union {
             std::int64_t integer;
             double number;
@@ -127,7 +127,7 @@ class SchemaNodes {
         Position firstCheck;
         std::uint8_t count;
         bool isInner;         ///< has subschemas
-        std::uint16_t kinds;  ///< the kinds of values that any check is for
+        std::uint16_t kinds;  ///< the kinds of values that any check examines
         std::uint32_t cost;
     };
     struct Name {
@@ -146,9 +146,9 @@ class SchemaNodes {
         std::uint32_t patternCount;
         Position patternNodes;
         Position additional;
-        Position byName;  ///< among the references, where there are many: their order by name
-        /// Bits for the properties that must be there, and the value that lists them; none when
-        /// "required" has a check of its own.
+        Position byName;  ///< among the references: their order by name, if they are many
+        /// Bits for the required properties, and the value that lists them. Not set when "required"
+        /// has a check of its own.
         std::uint64_t required;
         Position requiredNames;
     };
@@ -169,7 +169,7 @@ class SchemaNodes {
     std::vector<Members> members;
     std::vector<Dependency> dependencies;
     std::vector<const RegularExpression*> expressions;  ///< of "pattern" and "patternProperties"
-    std::vector<JSONValue> values;  ///< what messages show and values are compared with
+    std::vector<JSONValue> values;  ///< that messages show or values are compared with
     std::string names;
     std::shared_ptr<SharedExpressions> expressionsOwner;
 

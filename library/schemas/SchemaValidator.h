@@ -53,7 +53,11 @@ class SchemaValidatorProtocol {
 /// Checks properties with `Schema::validate`.
 class SchemaValidator final : public SchemaValidatorProtocol {
   public:
-    SchemaValidation validate(const JSONValue& properties, const Schema& schema) const override;
+    SchemaValidation validate(const JSONValue& properties, const Schema& schema) const override {
+        const auto messages = schema.validate(properties).errors();
+        if (!messages) return {};
+        return {false, std::vector<ValidationError>(messages->begin(), messages->end())};
+    }
 };
 
 }  // namespace zentara

@@ -39,7 +39,7 @@ const Schema* SchemasProvider::schema(std::string_view schemaId,
                                       std::string_view schemaVersion) const {
     const auto* const table = schemas_.load(std::memory_order_acquire);
     if (table == nullptr) return nullptr;
-    // On the stack, unless it is unusually long.
+    // On the stack unless it is very long.
     std::array<std::byte, 256> scratch;
     std::pmr::monotonic_buffer_resource memory(scratch.data(), scratch.size());
     std::pmr::string key(&memory);
@@ -62,7 +62,7 @@ std::unique_ptr<const SchemasProvider::Table> SchemasProvider::tableOf(JSONObjec
 
 void SchemasProvider::loadCache() {
     auto cached = storage_->load();
-    // No cache yet, or one that cannot be read: the fetch will tell.
+    // No readable cache: the fetch decides.
     if (!cached.ok()) return;
     if (cached->empty()) {
         reportFailure(std::make_shared<SchemasServiceError>("the cache of schemas is empty"));
@@ -96,8 +96,8 @@ void SchemasProvider::fetch() {
 void SchemasProvider::finishFetch(Result<JSONObject> table) {
     {
         const MutexLock lock(mutex_);
-        // Fetches may overlap. One that ends after the first success has nothing to add, and its
-        // failure must not make a ready library unready for good.
+        // Fetches may overlap. A fetch that ends after the first success is ignored: its failure
+        // must not make a ready library unready.
         if (fetched_ != nullptr) return;
         if (table.ok()) {
             fetched_ = tableOf(*std::move(table));
@@ -111,7 +111,7 @@ void SchemasProvider::finishFetch(Result<JSONObject> table) {
 }
 
 void SchemasProvider::reportFailure(const Status& cause) {
-    // First, so that the host finds the cause when it is called.
+    // First, so that the cause is known when the host is called.
     failures_.report(cause);
     report(std::make_shared<SchemasInitializationError>());
 }

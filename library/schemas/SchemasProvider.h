@@ -27,24 +27,24 @@ class SchemaProviderProtocol {
   public:
     virtual ~SchemaProviderProtocol() = default;
 
-    /// The schema of this id and version, which lives as long as the provider; null, for
-    /// `SchemasProviderError::schemaNotFound`, when there is none. Any thread.
+    /// The schema of this id and version, which lives as long as the provider; null
+    /// (`SchemasProviderError::schemaNotFound`) when there is none. May be called from any thread.
     [[nodiscard]] virtual const Schema* schema(std::string_view schemaId,
                                                std::string_view schemaVersion) const = 0;
 };
 
-/// Holds the table of schemas: the cached one at first, then the one that it fetches, once per tick
-/// until a fetch succeeds. Both stay, so that a look-up takes no lock and an event may be validated
-/// by the table that is being replaced. Safe for use from any thread.
+/// Holds the table of schemas: first the cached table, then the fetched table. Fetches once per
+/// tick until a fetch succeeds. Both tables are kept, so that a look-up takes no lock and an event
+/// may still be validated by the table that is replaced. Safe for use from any thread.
 class SchemasProvider final : public SchemaProviderProtocol,
                               public std::enable_shared_from_this<SchemasProvider> {
   public:
-    /// Null when there is a table, an error when one could not be had. Comes again and again; the
-    /// last one decides. Called without a lock, on the creating thread for the cached table, on a
-    /// worker for fetches.
+    /// Called with null when there is a table, with an error when a table could not be fetched. May
+    /// be called many times; the last call decides. Called without a lock, on the creating thread
+    /// for the cached table, on a worker for fetches.
     using OnReady = std::function<void(ZentaraClientErrorRef)>;
 
-    /// A provider that has looked at its cache and begun to fetch.
+    /// Creates a provider, loads its cache and starts to fetch.
     [[nodiscard]] static std::shared_ptr<SchemasProvider> create(
         std::unique_ptr<SchemaStorageProtocol> storage, std::unique_ptr<TickerProtocol> ticker,
         std::unique_ptr<SchemaServiceProtocol> schemaService, SettingsSource settings,

@@ -10,7 +10,7 @@
 
 namespace zentara {
 
-/// The service's own failure: the response is not a usable table, or the library is not configured.
+/// The response is not a usable table, or the library is not configured.
 class SchemasServiceError final : public Error {
   public:
     explicit SchemasServiceError(std::string reason) : reason_(std::move(reason)) {}
@@ -31,7 +31,7 @@ class SchemaServiceProtocol {
 
     virtual ~SchemaServiceProtocol() = default;
 
-    /// Starts one fetch; the completion is called once, on a worker or before this returns.
+    /// Starts a fetch. Calls the completion once, on a worker or before this function returns.
     virtual void fetch(Completion completion) = 0;
 };
 

@@ -16,7 +16,7 @@
 
 namespace zentara {
 
-/// Short texts mostly differ in size: a call to compare them would take longer.
+/// Compares short texts without a call.
 [[nodiscard]] inline bool isSame(std::string_view one, std::string_view other) noexcept {
     const auto size = one.size();
     if (size != other.size()) return false;
@@ -34,26 +34,26 @@ namespace zentara {
     return one == other;
 }
 
-/// One validation of one value against one compiled schema. Used once, on one thread; refers to the
+/// The validation of one value against one compiled schema. Used once, on one thread; refers to the
 /// nodes and the value.
 ///
-/// A check answers whether the value passes and, while messages are gathered, says why not. Under
-/// "anyOf", "oneOf" and "not" nothing is gathered, and a subschema is left at its first failure.
+/// A check returns whether the value passes, and adds a message if it does not. Under "anyOf",
+/// "oneOf" and "not" no messages are added, and a subschema ends at its first failure.
 class ValidationRun {
   public:
-    /// What one validation may cost, about half a second; then it stops with a message.
+    /// The most work of a validation, about half a second. Beyond it the validation stops with a
+    /// message.
     static constexpr std::int64_t maximumUnits = 500'000'000;
-    /// How many subschemas may be under way inside each other: five for each level of the deepest
-    /// data that is read.
+    /// How deep subschemas may nest: five for each level of the deepest data that is read.
     static constexpr int maximumDepth = 2560;
-    /// What must be left of the stack, which on a small one comes before that depth. Looked at
-    /// every few levels; a level takes less than a kilobyte, or a few where a debugger or sanitizer
-    /// is served.
+    /// Space of the stack that must be left; a small stack is used up before the depth is reached.
+    /// Checked every few levels. A level takes less than a kilobyte, or a few under a debugger or
+    /// sanitizer.
     static constexpr std::size_t leastStackSpace = 128 * 1024;
     static constexpr int levelsPerStackCheck = 8;
-    /// More named properties than these are searched in the order of their names.
+    /// More named properties are searched by their order.
     static constexpr std::size_t fewProperties = 32;
-    /// In larger dictionaries members are looked up, in smaller ones they are gone through.
+    /// More members than these take memory from the heap.
     static constexpr std::size_t fewMembers = 64;
 
     explicit ValidationRun(const SchemaNodes& nodes) : nodes_(nodes), allowance_(maximumUnits) {}
@@ -63,7 +63,7 @@ class ValidationRun {
 
     ValidationResult run(const JSONValue& value);
 
-    /// One for each message of `run`.
+    /// The places of the messages of `run`.
     [[nodiscard]] MessagePlaces& places() noexcept { return places_; }
 
   private:
@@ -72,15 +72,15 @@ class ValidationRun {
     using Check = SchemaNodes::Check;
     using Position = SchemaNodes::Position;
 
-    /// A node that a reference entered, with the value it is applied to.
+    /// A node that a reference entered, and the value that it is applied to.
     struct Entered {
         Position node;
         const JSONValue* value;
         const Entered* outer;
     };
 
-    /// The value against a node. Of what is valid, most values need not be looked at any closer
-    /// than this: they are of the right type and no other check is for it.
+    /// Validates the value against a node. Most valid values need no more than this: they are of
+    /// the right type, and no other check examines it.
     bool validate(Position node, const JSONValue& value) {
         const auto& target = nodes_.nodes[node];
         const auto kind = kinds::of(value);
@@ -91,7 +91,7 @@ class ValidationRun {
     bool runChecks(const SchemaNodes::Node& node, unsigned kind, const JSONValue& value);
     bool passesSilently(Position node, const JSONValue& value);
 
-    // Keywords. The value is of one of the kinds that the check is for.
+    // Keywords. The value is of a kind that the check examines.
     bool failure(const Check& check, const JSONValue& value);
     bool format(const Check& check, const JSONValue& value);
     bool reference(const Check& check, const JSONValue& value);
@@ -101,25 +101,18 @@ class ValidationRun {
     bool oneOf(const Check& check, const JSONValue& value);
     bool negation(const Check& check, const JSONValue& value);
     bool enumeration(const Check& check, const JSONValue& value);
-    bool maxLength(const Check& check, const JSONValue& value);
-    bool minLength(const Check& check, const JSONValue& value);
+    bool size(const Check& check, const JSONValue& value);
+    bool range(const Check& check, const JSONValue& value);
     bool pattern(const Check& check, const JSONValue& value);
     bool multipleOf(const Check& check, const JSONValue& value);
-    bool minimum(const Check& check, const JSONValue& value);
-    bool maximum(const Check& check, const JSONValue& value);
-    bool minItems(const Check& check, const JSONValue& value);
-    bool maxItems(const Check& check, const JSONValue& value);
     bool uniqueItems(const Check& check, const JSONValue& value);
     bool items(const Check& check, const JSONValue& value);
-    bool maxProperties(const Check& check, const JSONValue& value);
-    bool minProperties(const Check& check, const JSONValue& value);
     bool required(const Check& check, const JSONValue& value);
     bool properties(const Check& check, const JSONValue& value);
     bool dependencies(const Check& check, const JSONValue& value);
 
     // Parts of them.
     using Members = SchemaNodes::Members;
-    std::size_t countCharacters(std::string_view text);
     std::size_t countDistinct(const JSONArray& array);
     /// A member that "properties" names.
     struct Named {
@@ -128,8 +121,9 @@ class ValidationRun {
     };
     bool holdsAll(const JSONValue& names, const JSONObject& object);
     Position findProperty(const Members& members, std::string_view name);
-    bool namedMembers(const Members& members, const JSONValue& value, std::size_t& found);
-    bool namedInLargeObject(const Members& members, const JSONValue& value, std::size_t& found);
+    template <typename Buffer>
+    bool namedMembers(const Members& members, const JSONValue& value, Buffer& all,
+                      std::size_t& found);
     bool otherProperties(const Members& members, const JSONValue& value, std::size_t firstMessage);
     bool listedDependencies(const SchemaNodes::Dependency& dependency, const JSONValue& value);
 
@@ -142,27 +136,34 @@ class ValidationRun {
         std::string_view text;
         const JSONValue* value = nullptr;
     };
-    /// A failure of `place`. The message is put together only if it is gathered.
+    /// Adds a message about `place`, unless messages are off. Returns false.
     bool fail(const JSONValue& place, std::initializer_list<Part> parts);
     bool failForMissing(const JSONValue& place, const JSONValue& names);
 
-    /// Ends the whole validation with `message`, whatever is under way.
+    /// Ends the whole validation with `message`. Returns false.
     bool stop(std::string message);
-    /// Takes work off the allowance; false when the validation has been stopped for it.
+    /// Takes work from the allowance; false when that stops the validation.
     bool spend(std::int64_t units) { return allowance_.spend(units) || stopForCost(); }
     bool spend(std::size_t units) { return spend(static_cast<std::int64_t>(units)); }
     bool stopForCost();
     bool mayEnter();
 
-    /// Whether what is left to check cannot change the outcome.
+    /// Whether the remaining checks cannot change the outcome.
     [[nodiscard]] bool isDecided() const noexcept { return isSilent_ || stopMessage_; }
+    /// Adds the outcome of a part to that of the whole; false when the remaining parts cannot
+    /// change it.
+    bool mayContinue(bool partPassed, bool& passed) const noexcept {
+        if (partPassed) return true;
+        passed = false;
+        return !isDecided();
+    }
 
     const SchemaNodes& nodes_;
     WorkAllowance allowance_;
     std::vector<std::string> messages_;
     MessagePlaces places_;              ///< one for each message
     const JSONValue* place_ = nullptr;  ///< the value that a node was entered with last
-    bool isSilent_ = false;             ///< no messages are gathered
+    bool isSilent_ = false;             ///< no messages are added
     std::optional<std::string> stopMessage_;
     const JSONValue* stopPlace_ = nullptr;
     const Entered* entered_ = nullptr;

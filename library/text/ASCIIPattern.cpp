@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <bitset>
 #include <charconv>
 #include <optional>
 
@@ -14,7 +15,7 @@ namespace {
 
 constexpr unsigned maximumPositions = 64;
 constexpr int maximumGroupDepth = 16;
-/// Of the table of states, two bytes each.
+/// Entries of the table of states, two bytes each.
 constexpr std::size_t maximumEntries = 1024;
 
 template <typename Visit>
@@ -24,20 +25,12 @@ void forEachBit(std::uint64_t bits, const Visit& visit) {
 }
 
 /// A set of ASCII characters.
-struct Characters {
-    std::array<std::uint64_t, 2> bits{};
-
-    Characters operator|(const Characters& other) const {
-        return {{bits[0] | other.bits[0], bits[1] | other.bits[1]}};
-    }
-    Characters operator~() const { return {{~bits[0], ~bits[1]}}; }
-};
+using Characters = std::bitset<128>;
 
 Characters range(char from, char to) {
     Characters characters;
-    for (auto c = static_cast<unsigned char>(from); c <= static_cast<unsigned char>(to); ++c) {
-        characters.bits[c / 64U] |= std::uint64_t{1} << (c % 64U);
-    }
+    for (auto c = static_cast<unsigned char>(from); c <= static_cast<unsigned char>(to); ++c)
+        characters.set(c);
     return characters;
 }
 
@@ -47,10 +40,6 @@ Characters only(char c) {
 
 bool isAlphanumeric(char c) {
     return isLetter(c) || isDigit(c);
-}
-
-bool isOneOf(char c, std::string_view characters) {
-    return characters.find(c) != std::string_view::npos;
 }
 
 /// Whether `c` stands for itself without a backslash, outside and inside of a class.
@@ -63,9 +52,9 @@ bool isClassLiteral(char c) {
 
 /// The characters that a backslash and `c` stand for.
 std::optional<Characters> escaped(char c) {
-    const auto digits = range('0', '9');
-    const auto words = digits | range('a', 'z') | range('A', 'Z') | only('_');
-    const auto spaces = only(' ');  // in plain text
+    static const auto digits = range('0', '9');
+    static const auto words = digits | range('a', 'z') | range('A', 'Z') | only('_');
+    static const auto spaces = only(' ');  // in plain text
     switch (c) {
         case 'd':
             return digits;
@@ -107,10 +96,7 @@ class ASCIIPatternParser {
         auto result = std::make_unique<ASCIIPattern>();
         auto& classes = result->readable_;
         for (std::size_t c = 0; c < readable_.size(); ++c) {
-            // Most characters are in the class of the one before.
-            const bool isSame = c > 0 && readable_[c] == readable_[c - 1];
-            const auto found = isSame ? classes.begin() + result->classes_[c - 1]
-                                      : std::find(classes.begin(), classes.end(), readable_[c]);
+            const auto found = std::find(classes.begin(), classes.end(), readable_[c]);
             result->classes_[c] = static_cast<std::uint8_t>(found - classes.begin());
             if (found == classes.end()) classes.push_back(readable_[c]);
         }
@@ -140,6 +126,13 @@ class ASCIIPatternParser {
         if (rest_.empty() || rest_.front() != c) return false;
         rest_.remove_prefix(1);
         return true;
+    }
+
+    /// The next character; NUL, which is no literal, at the end.
+    char read() {
+        const char c = rest_.empty() ? '\0' : rest_.front();
+        rest_.remove_prefix(rest_.empty() ? 0 : 1);
+        return c;
     }
 
     std::optional<Part> alternatives(int depth, bool& hasAlternatives) {
@@ -183,7 +176,7 @@ class ASCIIPatternParser {
         if (!part) return std::nullopt;
         const auto repetition = quantifier();
         if (!repetition) return std::nullopt;
-        // How ICU leaves a loop over the empty text is not known here.
+        // Leave to ICU how a loop over the empty text ends.
         if (part->canBeEmpty && (repetition->isUnbounded || repetition->most > 1)) {
             return std::nullopt;
         }
@@ -191,7 +184,7 @@ class ASCIIPatternParser {
         Part all = *part;
         all.canBeEmpty = part->canBeEmpty || repetition->least == 0;
         for (unsigned copy = 2; copy <= repetition->most; ++copy) {
-            // A copy follows the copy before it only, so that few positions are alive.
+            // A copy follows the previous copy only, so that few positions are active.
             const auto previous = part->last;
             rest_ = start;
             part = single(depth);
@@ -229,7 +222,7 @@ class ASCIIPatternParser {
         } else {
             return repetition;
         }
-        take('?');  // chooses another match, but does not change whether there is one
+        take('?');  // affects which match is found, not whether there is a match
         if (!rest_.empty() && isOneOf(rest_.front(), "?*+{")) return std::nullopt;
         return repetition;
     }
@@ -242,16 +235,12 @@ class ASCIIPatternParser {
     }
 
     std::optional<Part> single(int depth) {
-        if (rest_.empty()) return std::nullopt;
-        const char c = rest_.front();
-        rest_.remove_prefix(1);
+        const char c = read();
         if (c == '(') return group(depth);
         if (c == '[') return characterClass();
         if (c == '.') return position(~Characters());
         if (c == '\\') {
-            if (rest_.empty()) return std::nullopt;
-            const auto characters = escaped(rest_.front());
-            rest_.remove_prefix(1);
+            const auto characters = escaped(read());
             return characters ? position(*characters) : std::nullopt;
         }
         return isLiteral(c) ? position(only(c)) : std::nullopt;
@@ -270,13 +259,9 @@ class ASCIIPatternParser {
         const bool isNegated = take('^');
         if (!rest_.empty() && isOneOf(rest_.front(), ":]")) return std::nullopt;
         for (bool isFirst = true; !take(']'); isFirst = false) {
-            if (rest_.empty()) return std::nullopt;
-            const char c = rest_.front();
-            rest_.remove_prefix(1);
+            const char c = read();
             if (c == '\\') {
-                if (rest_.empty()) return std::nullopt;
-                const auto members = escaped(rest_.front());
-                rest_.remove_prefix(1);
+                const auto members = escaped(read());
                 if (!members || rest_.starts_with('-')) return std::nullopt;
                 characters = characters | *members;
             } else if (c == '-') {
@@ -302,10 +287,8 @@ class ASCIIPatternParser {
     std::optional<Part> position(const Characters& characters) {
         if (count_ == maximumPositions) return std::nullopt;
         const auto bit = std::uint64_t{1} << count_++;
-        for (const std::size_t half : {0U, 1U}) {
-            forEachBit(characters.bits[half],
-                       [&](std::size_t c) { readable_[half * 64 + c] |= bit; });
-        }
+        for (std::size_t c = 0; c < characters.size(); ++c)
+            if (characters[c]) readable_[c] |= bit;
         return Part{bit, bit, false};
     }
 

@@ -9,19 +9,18 @@
 
 namespace zentara {
 
-/// The expressions that schemas are mostly made of, for plain ASCII text (`isPlainASCII`): an
-/// automaton that runs in time linear to the text. Its answers are those of ICU.
+/// A simple expression, as most patterns in schemas are, for plain ASCII text (`isPlainASCII`): an
+/// automaton that runs in time linear to the text. Gives the same answers as ICU.
 ///
 /// Understands literals, character classes, \d \w \s and their opposites, dots, groups, alternation
 /// and greedy or lazy repetition, with at most 64 character positions after repetitions are written
 /// out, and ^ and $ around the whole.
 class ASCIIPattern {
   public:
-    /// Null when the pattern is not such an expression, or possibly not a valid one: whether it is
-    /// valid is for ICU to say.
+    /// Null when the pattern is not such an expression, or may be invalid: ICU decides then.
     [[nodiscard]] static std::unique_ptr<const ASCIIPattern> compile(std::string_view pattern);
 
-    /// About how many nanoseconds a character may take at most.
+    /// The most nanoseconds that a character takes, roughly.
     [[nodiscard]] std::int64_t costPerByte() const noexcept {
         return 3 + static_cast<std::int64_t>(following_.size()) * 5 / 4;
     }
@@ -32,8 +31,8 @@ class ASCIIPattern {
   private:
     friend class ASCIIPatternParser;
 
-    /// The positions of the expression, as bits, that the next character may be read at, and
-    /// whether what has been read is a match.
+    /// The positions of the expression, as bits, where the next character may be read, and whether
+    /// the text so far is a match.
     struct State {
         std::uint64_t next = 0;
         bool isMatch = false;
@@ -48,19 +47,19 @@ class ASCIIPattern {
 
     /// For each character, the index of its class.
     std::array<std::uint8_t, 128> classes_{};
-    /// For each class of characters, the positions that its characters can be read at.
+    /// For each class of characters, the positions where they can be read.
     std::vector<std::uint64_t> readable_;
-    /// For each position, those that may be read next.
+    /// For each position, the positions that may follow.
     std::vector<std::uint64_t> following_;
     std::uint64_t last_ = 0;
     State start_;
     bool isAnchoredAtStart_ = false;
     bool isAnchoredAtEnd_ = false;
 
-    /// The states that can be reached, if they are few: a row for each, with the row after each
-    /// class of characters and then whether the state is a match. Rows go by their offset.
+    /// The states that can be reached, if they are few. Each has a row: for each class of
+    /// characters the offset of the next row, then whether the state is a match.
     std::vector<std::uint16_t> rows_;
-    std::uint16_t undecided_ = 0;  ///< the first row that a further character may lead away from
+    std::uint16_t undecided_ = 0;  ///< the first row that another character can change
     std::uint16_t startRow_ = 0;
 };
 

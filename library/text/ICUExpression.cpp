@@ -11,23 +11,23 @@
 
 #include "text/Unicode.h"
 
-// One search may run twice: first with the small stack of a matcher that is kept, then, if that
-// has overflowed, with as much stack as a search may have.
+// A search may run twice: first in a kept matcher with a small stack, then, if that overflows, with
+// the largest stack.
 
 namespace zentara {
 
 namespace {
 
-/// The work after which a match is given up, at the next report of ICU.
+/// A match ends without a result at the first report of ICU after this work.
 constexpr std::int64_t unitsPerMatch = 70'000'000;
 constexpr std::size_t stackLimit = 8'000'000;
 /// ICU reports after each 10,000 saved states, which usually take this long.
 constexpr std::int64_t statesPerReport = 10'000;
 constexpr std::int64_t unitsPerStep = 200'000;
-/// The most work that may pass between two reports, scans of the text apart. Patterns that may take
-/// more are not matched. The more a saved state may cost, the smaller is the stack.
+/// The most work between two reports, apart from scans of the text. Patterns that may take more are
+/// not matched. The more a saved state may cost, the smaller is the stack.
 constexpr std::int64_t unitsPerReport = 50'000'000;
-/// Before the first report, time of the clock counts as work up to this.
+/// Before the first report, the time by the clock counts as work up to this limit.
 constexpr std::chrono::nanoseconds longestFirstSteps = std::chrono::milliseconds(50);
 constexpr std::int64_t unitsPerCall = 200;
 constexpr std::int64_t unitsPerByte = 2;
@@ -35,14 +35,14 @@ constexpr std::int64_t unitsPerCompilation = 10'000;
 constexpr std::int64_t unitsPerPatternByte = 100;
 
 constexpr std::size_t longestText = 32'768;
-/// A text that takes longer to scan, in nanoseconds, is handed to ICU in pieces: between two
-/// reports, each saved state may come from a scan. Characters beyond Latin-1 take that much longer.
+/// A text that takes more nanoseconds to scan is given to ICU in pieces: between two reports, each
+/// saved state may come from a scan. Characters beyond Latin-1 take longer.
 constexpr std::size_t longestScan = 3'000;
 constexpr std::size_t timePerOtherUnit = 30;
 constexpr char16_t lastLatinUnit = 0xFF;
 
-/// The stack of a matcher that is kept for later matches: it never shrinks. A match that needs more
-/// gets a matcher of its own.
+/// The stack of a matcher that is kept for later matches. It never shrinks, so a match that needs
+/// more has its own matcher.
 constexpr std::size_t keptStack = 32 * 1024;
 
 /// The processor time of this thread. Reading it takes several times as long as reading a clock.
@@ -59,16 +59,16 @@ bool takesLongToScan(const UTF16Text& text) {
     return text.size() + timePerOtherUnit * static_cast<std::size_t>(others) > longestScan;
 }
 
-/// A text that is handed to ICU in pieces, so that a scan over it can be ended: ICU does not report
-/// during a scan, but asks for pieces. `mayGoOn` is called for every few pieces. Once it returns
-/// false, the text becomes a single letter of the whole length, and all scans end soon.
+/// A text that is given to ICU in pieces, so that a scan over it can be ended: ICU does not report
+/// during a scan, but asks for pieces. Every few pieces `mayGoOn` is called. Once it returns false,
+/// the text becomes a single letter of the whole length, and all scans end soon.
 class PiecewiseText {
   public:
     static constexpr std::int64_t piece = 128;
 
     using MayGoOn = bool (*)(void* context);
 
-    /// Refers to `text`, which must outlive this and all clones of what `open` returns.
+    /// `text` must outlive this object and all clones of what `open` opens.
     PiecewiseText(const UTF16Text& text, MayGoOn mayGoOn, void* context) noexcept
         : text_(text), mayGoOn_(mayGoOn), context_(context) {}
 
@@ -77,12 +77,7 @@ class PiecewiseText {
 
     /// Opens `opened`, an initialised text, at the start.
     void open(UText& opened, UErrorCode& status) {
-        utext_setup(&opened, 0, &status);
-        if (U_FAILURE(status)) return;
-        opened.pFuncs = &functions;
-        opened.context = this;
-        opened.a = static_cast<std::int64_t>(text_.size());
-        opened.chunkContents = letter;
+        setUp(&opened, this, static_cast<std::int64_t>(text_.size()), status);
     }
 
   private:
@@ -90,15 +85,19 @@ class PiecewiseText {
     static constexpr char16_t letter[] = u"a";
     static const UTextFuncs functions;
 
+    static UText* setUp(UText* text, const void* self, std::int64_t length, UErrorCode& status) {
+        text = utext_setup(text, 0, &status);
+        if (U_FAILURE(status)) return text;
+        text->pFuncs = &functions;
+        text->context = self;
+        text->a = length;
+        text->chunkContents = letter;
+        return text;
+    }
+
     static UText* U_CALLCONV clone(UText* copy, const UText* source, UBool /*deep*/,
                                    UErrorCode* status) {
-        copy = utext_setup(copy, 0, status);
-        if (U_FAILURE(*status)) return copy;
-        copy->pFuncs = source->pFuncs;
-        copy->context = source->context;
-        copy->a = source->a;
-        copy->chunkContents = letter;
-        return copy;
+        return setUp(copy, source->context, source->a, *status);
     }
 
     static std::int64_t U_CALLCONV length(UText* text) { return text->a; }
@@ -115,7 +114,7 @@ class PiecewiseText {
         return 0;
     }
 
-    // Only the single letter has other indices than its text: where it starts and where it ends.
+    // Only the single letter maps indices: to its start and its end.
     static std::int64_t U_CALLCONV nativeIndex(const UText* text) {
         return text->chunkOffset == 0 ? text->chunkNativeStart : text->chunkNativeLimit;
     }
@@ -178,7 +177,7 @@ const UTextFuncs PiecewiseText::functions = {sizeof(UTextFuncs),
 
 }  // namespace
 
-/// A matcher of ICU, which holds the state of one search, and the limits of that search.
+/// A matcher of ICU and the limits of its search.
 class ICUExpression::Matcher {
   public:
     Matcher(Pointer expression, std::size_t stackSize) : expression_(std::move(expression)) {
@@ -192,8 +191,8 @@ class ICUExpression::Matcher {
     Matcher(const Matcher&) = delete;
     Matcher& operator=(const Matcher&) = delete;
 
-    /// Whether there is a match in `text`, found within `units` of work. A matcher that has had a
-    /// text in pieces must not be used again.
+    /// Whether there is a match in `text`, found within `units` of work. Must not be called again
+    /// after a text in pieces.
     bool find(const UTF16Text& text, bool isPiecewise, std::int64_t units) {
         limit_ = units;
         spent_ = 0;
@@ -201,8 +200,8 @@ class ICUExpression::Matcher {
         isOver_ = false;
         started_ = std::chrono::steady_clock::now();
         threadTimeAtStart_.reset();
-        // Some expressions scan the rest of the text from each place without saving a state. So the
-        // longer the text, the more often the clock is read.
+        // Some expressions scan the rest of the text at each position without saving a state. So
+        // the longer the text, the more often the clock is read.
         attemptsPerClockReading_ = static_cast<std::uint32_t>(
             std::clamp<std::size_t>(65'536 / (text.size() + 1), 1, 1024));
         UErrorCode status = U_ZERO_ERROR;
@@ -219,14 +218,14 @@ class ICUExpression::Matcher {
         }
         const bool isFound = uregex_findNext(expression_.get(), &status) && U_SUCCESS(status);
         hasOverflowed_ = status == U_REGEX_STACK_OVERFLOW;
-        // Once the time is over, ICU is searching another text.
+        // After the time is over, ICU has searched another text.
         return isFound && !isOver_;
     }
 
     /// Whether the search ended because the stack was too small.
     [[nodiscard]] bool hasOverflowed() const noexcept { return hasOverflowed_; }
 
-    /// What the search has cost: its counted steps or its time, whichever is more, since some steps
+    /// The cost of the search: its counted steps or its time, whichever is more, since some steps
     /// scan the text or copy many groups.
     [[nodiscard]] std::int64_t unitsSpent() const {
         return std::max<std::int64_t>(spent_, timeTaken().count());
@@ -249,8 +248,8 @@ class ICUExpression::Matcher {
         return matcher.mayGoOn();
     }
 
-    /// Once the clock says that the time is over, the processor time of the thread decides: no
-    /// match is lost because the machine is busy or the process was stopped.
+    /// When the time by the clock is over, the processor time of the thread decides: no match is
+    /// lost because the machine is busy or the process was stopped.
     [[nodiscard]] bool mayGoOn() {
         if (!threadTimeAtStart_) {
             threadTimeAtStart_ = threadTime() - std::min(timePassed(), longestFirstSteps);

@@ -16,8 +16,8 @@ namespace zentara {
 /// from any thread.
 class ICUExpression {
   public:
-    /// Null when `pattern` is not a valid expression, or takes too long to compile. What compiling
-    /// costs is taken from `allowance`, which may be null.
+    /// Null when `pattern` is not a valid expression, or takes too long to compile. Compiling takes
+    /// from `allowance`, which may be null.
     [[nodiscard]] static std::unique_ptr<const ICUExpression> compile(std::string_view pattern,
                                                                       WorkAllowance* allowance);
 
@@ -25,11 +25,11 @@ class ICUExpression {
     ICUExpression(const ICUExpression&) = delete;
     ICUExpression& operator=(const ICUExpression&) = delete;
 
-    /// How many bytes the expression takes, with the matcher that it keeps.
+    /// The bytes that the expression takes, with the matcher that it keeps.
     [[nodiscard]] std::size_t size() const noexcept;
 
     /// Whether there is a match in the first `searchLength` UTF-16 units of `text`. The text ends
-    /// there for anchors and look-ahead, too. Running into a limit is no match.
+    /// there for anchors and look-ahead, too. A search that reaches a limit finds no match.
     [[nodiscard]] bool matches(std::string_view text, std::size_t searchLength,
                                WorkAllowance* allowance) const;
 

@@ -8,10 +8,14 @@
 
 namespace zentara {
 
-/// What compiling and matching an expression with ICU can cost at most, estimated from its text.
-/// ICU reports on a match only after each 10,000 saved states, so what it may do in between must be
-/// bounded beforehand. The estimate is rounded up: it does not tell where a character has a special
-/// meaning and where it has none.
+[[nodiscard]] inline bool isOneOf(char c, std::string_view characters) noexcept {
+    return characters.find(c) != std::string_view::npos;
+}
+
+/// The most that compiling and matching an expression with ICU can cost, estimated from its text.
+/// ICU reports on a match only after each 10,000 saved states, so its work in between must be
+/// bounded beforehand. The estimate is rounded up: it assumes that every character has its special
+/// meaning.
 class PatternCost {
   public:
     /// Compiling takes time that grows with the square of the length.
@@ -22,17 +26,17 @@ class PatternCost {
     /// Whether compiling, which cannot be interrupted, might take longer than a tenth of a second.
     [[nodiscard]] bool isTooHigh() const noexcept;
 
-    /// How many bytes the compiled form takes.
+    /// The bytes of the compiled form.
     [[nodiscard]] std::size_t compiledSize() const noexcept;
 
-    /// How many bytes each saved state takes.
+    /// The bytes of a saved state.
     [[nodiscard]] std::size_t frameSize() const noexcept { return 8 * (4 + 3 * slots_); }
 
     /// Whether a matcher holds more than its stack: iterators over words or characters.
     [[nodiscard]] bool usesBreakIterators() const noexcept { return clusters_ + wordRules_ > 0; }
 
-    /// How many nanoseconds may pass between two saved states, scans of sets apart, if ICU reports
-    /// after each `piece` units of the text that it looks at.
+    /// The most nanoseconds between two saved states, apart from scans of sets, if ICU reports
+    /// after each `piece` units of the text that it reads.
     [[nodiscard]] std::int64_t timePerState(const UTF16Text& text, std::int64_t piece) const;
 
   private:
@@ -40,7 +44,7 @@ class PatternCost {
     std::size_t sets_ = 0;
     std::size_t largeSets_ = 0;  ///< those that may hold hundreds of ranges
     std::size_t repetitions_ = 0;
-    std::size_t slots_ = 0;       ///< groups and counters, which each state has a copy of
+    std::size_t slots_ = 0;       ///< groups and counters, copied for each state
     std::size_t assertions_ = 0;  ///< what consumes nothing and saves no state
     std::size_t wordBoundaries_ = 0;
     std::size_t backReferences_ = 0;

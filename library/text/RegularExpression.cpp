@@ -2,9 +2,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
-#include <optional>
-#include <unordered_map>
 
 #include "support/Mutex.h"
 #include "support/NoDestructor.h"
@@ -19,9 +18,8 @@ namespace {
 constexpr std::int64_t unitsPerLookUp = 150;
 constexpr std::int64_t unitsPerSimplePatternByte = 100;
 
-/// The expressions that ICU has compiled for this process, null for patterns that are not valid. A
-/// pattern that is used moves to the young generation. When that is full, of patterns or of memory,
-/// it becomes the old generation, and what has stayed in the old generation is dropped.
+/// The expressions that ICU has compiled for this process, null for patterns that are not valid.
+/// Emptied when it is full, of patterns or of memory.
 class ICUCache {
   public:
     using Entry = std::shared_ptr<const ICUExpression>;
@@ -36,67 +34,40 @@ class ICUCache {
         if (allowance != nullptr) {
             allowance->spend(unitsPerLookUp + static_cast<std::int64_t>(pattern.size()));
         }
-        if (auto found = find(pattern)) return *std::move(found);
+        {
+            const MutexLock lock(mutex_);
+            const auto found = entries_.find(pattern);
+            if (found != entries_.end()) return found->second;
+        }
         Entry compiled = ICUExpression::compile(pattern, allowance);
         if (pattern.size() <= PatternCost::longestPattern) add(pattern, compiled);
         return compiled;
     }
 
   private:
-    static constexpr std::size_t patternsPerGeneration = 512;
-    static constexpr std::size_t bytesPerGeneration = 16 * 1024 * 1024;
-
-    struct TextHash {
-        using is_transparent = void;
-        std::size_t operator()(std::string_view text) const noexcept {
-            return std::hash<std::string_view>()(text);
-        }
-    };
-    using Generation = std::unordered_map<std::string, Entry, TextHash, std::equal_to<>>;
-
-    [[nodiscard]] std::optional<Entry> find(std::string_view pattern) {
-        const MutexLock lock(mutex_);
-        if (const auto found = young_.find(pattern); found != young_.end()) return found->second;
-        const auto found = old_.find(pattern);
-        if (found == old_.end()) return std::nullopt;
-        auto node = old_.extract(found);
-        auto entry = node.mapped();
-        makeRoom(sizeOf(pattern, entry));
-        young_.insert(std::move(node));
-        return entry;
-    }
+    static constexpr std::size_t mostPatterns = 1024;
+    static constexpr std::size_t mostBytes = 32 * 1024 * 1024;
 
     void add(std::string_view pattern, const Entry& entry) {
-        const MutexLock lock(mutex_);
-        makeRoom(sizeOf(pattern, entry));
-        young_.emplace(pattern, entry);
-    }
-
-    static std::size_t sizeOf(std::string_view pattern, const Entry& entry) {
         constexpr std::size_t bytesPerNode = 128;
-        return bytesPerNode + pattern.size() + (entry == nullptr ? 0 : entry->size());
-    }
-
-    /// Makes room for another pattern of that size in the young generation.
-    void makeRoom(std::size_t size) ZENTARA_REQUIRES(mutex_) {
-        if (young_.size() == patternsPerGeneration || youngSize_ + size > bytesPerGeneration) {
-            old_ = std::move(young_);
-            young_.clear();
-            youngSize_ = 0;
+        const auto size = bytesPerNode + pattern.size() + (entry == nullptr ? 0 : entry->size());
+        const MutexLock lock(mutex_);
+        if (entries_.size() == mostPatterns || size_ + size > mostBytes) {
+            entries_.clear();
+            size_ = 0;
         }
-        youngSize_ += size;
+        if (entries_.emplace(pattern, entry).second) size_ += size;
     }
 
     Mutex mutex_;
-    Generation young_ ZENTARA_GUARDED_BY(mutex_);
-    Generation old_ ZENTARA_GUARDED_BY(mutex_);
-    std::size_t youngSize_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    std::map<std::string, Entry, std::less<>> entries_ ZENTARA_GUARDED_BY(mutex_);
+    std::size_t size_ ZENTARA_GUARDED_BY(mutex_) = 0;  ///< in bytes, estimated
 };
 
-/// Stands for an expression that is not a simple one.
+/// Marks an expression that is not simple.
 constinit const ASCIIPattern notSimple;
 
-/// How many automata there are. Beyond the limit, which is about 32 MB, ICU matches alone.
+/// The number of automata. Beyond the limit, about 32 MB, only ICU matches.
 std::atomic<int> automata{0};
 constexpr int mostAutomata = 8192;
 
@@ -131,12 +102,12 @@ const ASCIIPattern* RegularExpression::compileSimple(WorkAllowance* allowance) c
         allowance->spend(unitsPerSimplePatternByte * static_cast<std::int64_t>(pattern_.size()));
     }
     auto compiled = automata < mostAutomata ? ASCIIPattern::compile(pattern_) : nullptr;
-    const auto* const made = compiled ? compiled.get() : &notSimple;
+    const auto* const automaton = compiled ? compiled.get() : &notSimple;
     const ASCIIPattern* found = nullptr;
-    // Another thread may have been faster: its automaton is used.
-    if (!simple_.compare_exchange_strong(found, made, std::memory_order_acq_rel)) return found;
+    // If another thread was faster, its automaton is used.
+    if (!simple_.compare_exchange_strong(found, automaton, std::memory_order_acq_rel)) return found;
     if (compiled.release() != nullptr) ++automata;
-    return made;
+    return automaton;
 }
 
 }  // namespace zentara

@@ -17,15 +17,13 @@ namespace zentara {
 ///
 /// - `ASCIIPattern` matches simple expressions, which most patterns of schemas are, on plain ASCII
 ///   text, in time linear to the text. The expression owns it.
-/// - `ICUExpression` matches everything else, within limits. A cache of the process owns these; it
-/// is
-///   bounded to about 32 MB with the matchers that are kept for later matches.
+/// - `ICUExpression` matches everything else, within limits. A cache of the process owns these. It
+///   is bounded to about 32 MB with the matchers that are kept for later matches.
 ///
 /// The limits of a match by ICU: about a tenth of a second of the thread's processor time, 8 MB of
 /// heap for its stack, and 32,768 UTF-16 units of text, so that no pattern from a server can hang
-/// or overflow the host. A match that exceeds a limit counts as no match. So does a match with an
-/// expression that may look at too much for each state that it saves, such as hundreds of word
-/// boundaries or groups.
+/// or overflow the host. A search that exceeds a limit finds no match. Nor does an expression that
+/// may do too much work per saved state, such as hundreds of word boundaries or groups.
 ///
 /// The cost of compiling and matching is taken from `allowance`. Once that is exhausted, nothing
 /// matches.
@@ -39,9 +37,9 @@ class RegularExpression {
 
     [[nodiscard]] std::string_view pattern() const noexcept { return pattern_; }
 
-    /// Whether the pattern is an expression. The empty text is none, nor is one that takes too long
-    /// to compile: of more than 16 KB, with thousands of character sets or repetitions, or with
-    /// more than 15 large sets where case is ignored.
+    /// Whether the pattern is an expression. The empty text is not, nor is a pattern that takes too
+    /// long to compile: of more than 16 KB, with thousands of character sets or repetitions, or
+    /// with more than 15 large sets where case is ignored.
     [[nodiscard]] bool isValid(WorkAllowance* allowance = nullptr) const;
 
     /// Whether the expression matches somewhere in the first UTF-16 units of `text`, as many as the
@@ -50,7 +48,7 @@ class RegularExpression {
     [[nodiscard]] bool matches(std::string_view text, WorkAllowance* allowance = nullptr) const;
 
   private:
-    /// The automaton of a simple expression, and for any other the same placeholder.
+    /// The automaton of a simple expression; a placeholder for any other.
     [[nodiscard]] const ASCIIPattern* simple(WorkAllowance* allowance) const {
         const auto* const found = simple_.load(std::memory_order_acquire);
         return found != nullptr ? found : compileSimple(allowance);

@@ -43,8 +43,8 @@ struct Closer {
 };
 using BreakIterator = std::unique_ptr<UBreakIterator, Closer>;
 
-/// Opening a break iterator costs far more than using it, so the last one used is kept for the
-/// next caller. A plain pointer, so that it survives static destruction.
+/// Opening a break iterator costs far more than using it, so the last iterator is kept for the next
+/// caller. A plain pointer, so that it survives static destruction.
 std::atomic<UBreakIterator*> spareIterator{nullptr};
 
 BreakIterator takeIterator() {
@@ -58,8 +58,8 @@ void giveBack(BreakIterator iterator) {
     const BreakIterator previous(spareIterator.exchange(iterator.release()));
 }
 
-/// The number of characters of text below U+0300 or between U+0380 and U+047F, where nothing
-/// combines but CR LF. Spares European text the break iterator.
+/// The number of characters of text below U+0300 or between U+0380 and U+047F, where only CR LF
+/// combines. European text needs no break iterator then.
 std::optional<std::size_t> countWithoutCombining(std::string_view text) noexcept {
     std::size_t count = 0;
     char previous = '\0';
@@ -84,8 +84,8 @@ std::size_t countCodePoints(std::string_view text) noexcept {
 
 }  // namespace
 
-// Not simdjson's function, which is faster on long text that is not ASCII: what it uses is
-// destroyed at exit, when workers and the host's threads may still send.
+// simdjson is faster on long text that is not ASCII, but its objects are destroyed at exit, when
+// workers and the host's threads may still send.
 bool isValidUTF8(std::string_view text) noexcept {
     const auto* const source = reinterpret_cast<const std::uint8_t*>(text.data());
     const std::size_t length = text.size();
@@ -115,7 +115,7 @@ std::string withValidUTF8(std::string text) {
 
 bool isPlainASCII(std::string_view text) noexcept {
     const auto isPlain = [](std::uint64_t word) {
-        // A byte below U+000E borrows.
+        // A byte below U+000E sets its high bit.
         constexpr std::uint64_t lowest = 0x0E0E0E0E0E0E0E0EU;
         return (((word - lowest) | word) & highBits) == 0;
     };
@@ -133,7 +133,7 @@ std::size_t characterCount(std::string_view text, WorkAllowance* allowance) {
     const UTF16Text units(text, text.size());
     auto iterator =
         units.size() <= std::numeric_limits<std::int32_t>::max() ? takeIterator() : BreakIterator();
-    if (!iterator) return countCodePoints(text);  // beyond ICU's reach, or ICU without its data
+    if (!iterator) return countCodePoints(text);  // too long for ICU, or ICU lacks its data
     UErrorCode status = U_ZERO_ERROR;
     ubrk_setText(iterator.get(), units.data(), static_cast<std::int32_t>(units.size()), &status);
     if (U_FAILURE(status)) return countCodePoints(text);
@@ -147,7 +147,7 @@ std::size_t characterCount(std::string_view text, WorkAllowance* allowance) {
 }
 
 UTF16Text::UTF16Text(std::string_view text, std::size_t limit) {
-    // UTF-16 never takes more units than UTF-8 takes bytes; the spare one is for a cut pair.
+    // UTF-16 never takes more units than UTF-8 takes bytes. A cut pair takes an extra unit.
     const std::size_t capacity = std::min(text.size(), limit) + 1;
     if (capacity > few_.size()) many_.reset(new char16_t[capacity]);
     char16_t* const units = many_ ? many_.get() : few_.data();

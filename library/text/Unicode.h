@@ -18,9 +18,9 @@ namespace zentara {
 /// `text` with each maximal ill-formed sequence replaced by U+FFFD.
 [[nodiscard]] std::string withValidUTF8(std::string text);
 
-/// Examines `text` in words of eight bytes and gives the length of those at its start that `passes`
-/// accepts. The last word overlaps the word before; a shorter text is filled up with spaces. Most
-/// texts are short, and their ends would take most of the time.
+/// The length of the words of eight bytes at the start of `text` that `passes` accepts. The last
+/// word overlaps the previous word, and a short text is padded with spaces: examining the last
+/// bytes singly would take most of the time, since most texts are short.
 template <typename Predicate>
 [[nodiscard]] std::size_t lengthOfWords(std::string_view text, const Predicate& passes) noexcept {
     const auto* const bytes = text.data();
@@ -51,8 +51,8 @@ template <typename Predicate>
 [[nodiscard]] bool isPlainASCII(std::string_view text) noexcept;
 
 /// The number of user-perceived characters (extended grapheme clusters) in UTF-8 text: a family
-/// emoji counts 1, CR LF counts 1. An ill-formed sequence counts as U+FFFD. What counting costs is
-/// taken from `allowance`.
+/// emoji counts 1, CR LF counts 1. An ill-formed sequence counts as U+FFFD. Counting takes from
+/// `allowance`.
 [[nodiscard]] std::size_t characterCount(std::string_view text, WorkAllowance* allowance = nullptr);
 
 /// The first units of UTF-8 text as UTF-16, on the stack when they are few. Ill-formed sequences
@@ -70,7 +70,7 @@ class UTF16Text {
     [[nodiscard]] std::size_t size() const noexcept { return size_; }
 
   private:
-    std::array<char16_t, 256> few_;  // not initialised: that would cost more than most texts
+    std::array<char16_t, 256> few_;  // not initialised, which would take longer than most texts
     std::unique_ptr<char16_t[]> many_;
     std::size_t size_ = 0;
 };

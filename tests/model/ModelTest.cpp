@@ -5,7 +5,6 @@
 #include <filesystem>
 
 #include "json/JSONText.h"
-#include "json/UTF8Repair.h"
 #include "model/EventDecoder.h"
 #include "model/InternalEvent.h"
 #include "model/ZentaraEnvelope.h"
