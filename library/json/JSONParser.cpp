@@ -27,37 +27,25 @@ namespace ondemand = simdjson::ondemand;
 using simdjson::simdjson_result;
 using simdjson::SUCCESS;
 
-/// Allocates simdjson's parsers as long as the process lives.
-class ParserFactory {
-  public:
-    static ParserFactory& shared() {
-        static NoDestructor<ParserFactory> factory;
-        return *factory;
-    }
+/// Held while an implementation of simdjson is in use.
+std::shared_mutex& implementationMutex() {
+    static NoDestructor<std::shared_mutex> mutex;
+    return *mutex;
+}
 
-    ParserFactory() {
-        // simdjson creates its implementations at their first use. Only what was created earlier is
-        // destroyed after the work that is registered here.
-        static_cast<void>(simdjson::get_active_implementation()->description());
-        runAtExit([] {
-            // Slower, but never destroyed.
-            static NoDestructor<simdjson::builtin::implementation> lasting;
-            const std::unique_lock lock(shared().mutex_);
-            simdjson::get_active_implementation() = &*lasting;
-        });
-    }
-
-    [[nodiscard]] simdjson::error_code allocate(ondemand::parser& parser, std::size_t size) {
-        const std::shared_lock lock(mutex_);
-        return parser.allocate(size);
-    }
-
-  private:
-    std::shared_mutex mutex_;  ///< held while an implementation is in use
-};
-
-// Before main: what is created while the process exits can be destroyed again at any moment.
-[[maybe_unused]] const ParserFactory& parserFactory = ParserFactory::shared();
+/// simdjson creates its implementations at their first use. Only what was created earlier is
+/// destroyed after the work that is registered here. Before main: what is created while the process
+/// exits can be destroyed again at any moment.
+[[maybe_unused]] const bool isPreparedForExit = [] {
+    static_cast<void>(simdjson::get_active_implementation()->description());
+    runAtExit([] {
+        // Slower, but never destroyed.
+        static NoDestructor<simdjson::builtin::implementation> lasting;
+        const std::unique_lock lock(implementationMutex());
+        simdjson::get_active_implementation() = &*lasting;
+    });
+    return true;
+}();
 
 /// Reads texts into values. Every token is read to its end, since simdjson does not check what it
 /// skips. No recursion: the open arrays and objects are on a stack.
@@ -79,7 +67,7 @@ class Reader {
         bool isStarted = false;
     };
 
-    /// Reads the array that the document is, as the only one of `values_`.
+    /// Reads the document, an array, into `values_`.
     [[nodiscard]] bool readAll(ondemand::document& document) {
         ondemand::array root;
         if (document.get_array().get(root) != SUCCESS) return false;
@@ -266,7 +254,8 @@ std::atomic<Reader*> spareReader{nullptr};
 }  // namespace
 
 bool allocateParser(ondemand::parser& parser, std::size_t size) {
-    const auto code = ParserFactory::shared().allocate(parser, size);
+    const std::shared_lock lock(implementationMutex());
+    const auto code = parser.allocate(size);
     if (code == simdjson::MEMALLOC) throw std::bad_alloc();
     return code == SUCCESS;
 }

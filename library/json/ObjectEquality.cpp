@@ -41,17 +41,22 @@ const HashKey& hashKey() noexcept {
     return key;
 }
 
+std::uint64_t scrambled(std::uint64_t bits) noexcept {
+    bits = (bits ^ (bits >> 30U)) * 0xBF58476D1CE4E5B9U;
+    bits = (bits ^ (bits >> 27U)) * 0x94D049BB133111EBU;
+    return bits ^ (bits >> 31U);
+}
+
 std::uint64_t mixed(std::uint64_t hash, std::uint64_t next) noexcept {
-    const std::uint64_t words[] = {hash, next};
-    return seededHash({reinterpret_cast<const char*>(words), sizeof words});
+    return scrambled(hash ^ scrambled(next + hashKey().first));
 }
 
 bool isNumeric(const JSONValue& value) {
     return value.isNumber() || value.isBoolean();
 }
 
-/// A number as it compares: as an integer if it has the value of one, so that nothing is lost by
-/// comparing large integers as doubles.
+/// The form in which a number is compared: an integer if its value is integral, since doubles do
+/// not hold every large integer.
 JSONValue canonical(const JSONValue& number) {
     if (const auto boolean = number.ifBoolean()) return std::int64_t{*boolean};
     if (const auto integer = number.asInteger()) return *integer;

@@ -400,11 +400,8 @@ const JSONObject* SchemaCompiler::follow(std::string_view path, std::string& fai
         const auto component = takeComponent(rest);
         const auto* const value = current->find(component);
         current = value == nullptr ? nullptr : value->ifObject();
-        if (value != nullptr && value->isArray() && rest) {
-            auto behind = rest;
-            current = elementNamed(takeComponent(behind), *value->ifArray());
-            rest = behind;
-        }
+        if (value != nullptr && value->isArray() && rest)
+            current = elementNamed(takeComponent(rest), *value->ifArray());
         if (current == nullptr) {
             failure = "Reference not found '";
             failure.append(component).append("' in '").append(path).append("'");

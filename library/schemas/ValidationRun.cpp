@@ -416,24 +416,22 @@ bool ValidationRun::otherProperties(const Members& members, const JSONValue& val
             return fail(value, {"[Schema] '", expression.pattern(),
                                 "' is not a valid regex pattern for patternProperties"});
         }
-        std::size_t position = 0;
-        for (const auto& [name, member] : object) {
-            const auto current = position++;
+        for (std::size_t position = 0; position < object.size(); ++position) {
+            const auto& [name, member] = object.begin()[position];
             if (!expression.matches(name, &allowance_)) {
                 if (allowance_.exhausted()) return stopForCost();
                 continue;
             }
-            covered[current] = true;
+            covered[position] = true;
             if (!mayContinue(validate(nodes_.references[members.patternNodes + i], member), passed))
                 return false;
         }
     }
     if (members.additional == SchemaNodes::permitted) return passed;
-    std::size_t position = 0;
-    for (const auto& [name, member] : object) {
+    for (std::size_t position = 0; position < object.size(); ++position) {
+        const auto& [name, member] = object.begin()[position];
         if (!spend(unitsPerLookUp)) return false;
-        const auto current = position++;
-        if (members.patternCount != 0 && covered[current]) continue;
+        if (members.patternCount != 0 && covered[position]) continue;
         if (findProperty(members, name) < members.count) continue;
         if (allowance_.exhausted()) return stopForCost();
         const bool isPassed =

@@ -55,23 +55,13 @@ std::optional<Characters> escaped(char c) {
     static const auto digits = range('0', '9');
     static const auto words = digits | range('a', 'z') | range('A', 'Z') | only('_');
     static const auto spaces = only(' ');  // in plain text
-    switch (c) {
-        case 'd':
-            return digits;
-        case 'D':
-            return ~digits;
-        case 'w':
-            return words;
-        case 'W':
-            return ~words;
-        case 's':
-            return spaces;
-        case 'S':
-            return ~spaces;
-        default:
-            if (isOneOf(c, "^$\\.*+?()[]{}|-/@:&,;=#%!~<>_'\" ")) return only(c);
-            return std::nullopt;
+    const char letter = lowerCase(c);
+    if (letter == 'd' || letter == 'w' || letter == 's') {
+        const auto& named = letter == 'd' ? digits : letter == 'w' ? words : spaces;
+        return c == letter ? named : ~named;
     }
+    if (!isOneOf(c, "^$\\.*+?()[]{}|-/@:&,;=#%!~<>_'\" ")) return std::nullopt;
+    return only(c);
 }
 
 }  // namespace

@@ -158,22 +158,17 @@ class PiecewiseText {
     bool hasEnded_ = false;
 };
 
-const UTextFuncs PiecewiseText::functions = {sizeof(UTextFuncs),
-                                             0,
-                                             0,
-                                             0,
-                                             &clone,
-                                             &length,
-                                             &access,
-                                             &extract,
-                                             nullptr,
-                                             nullptr,
-                                             &nativeIndex,
-                                             &unitIndex,
-                                             nullptr,
-                                             nullptr,
-                                             nullptr,
-                                             nullptr};
+const UTextFuncs PiecewiseText::functions = [] {
+    UTextFuncs all{};
+    all.tableSize = sizeof all;
+    all.clone = &clone;
+    all.nativeLength = &length;
+    all.access = &access;
+    all.extract = &extract;
+    all.mapOffsetToNative = &nativeIndex;
+    all.mapNativeIndexToUTF16 = &unitIndex;
+    return all;
+}();
 
 }  // namespace
 
