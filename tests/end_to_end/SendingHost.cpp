@@ -2,7 +2,7 @@
 //
 //     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT linger|fork
 //
-// Prints the number of each queued event. With "fork" it forks children meanwhile and prints "child
+// Prints the number of each queued event. With "fork" it also forks children and prints "child
 // STATUS" for each that has ended, and "last ID" for a child that stays.
 
 #include <sys/wait.h>

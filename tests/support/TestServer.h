@@ -92,18 +92,11 @@ class TestServer {
 
     /// Decides the answers from now on.
     void respond(Responder responder);
-    void respond(const TestAnswer& answer) {
-        respond([answer](const RecordedRequest&) { return answer; });
-    }
 
     [[nodiscard]] URL url(std::string_view target = "") const;
 
     /// All requests so far, in the order in which they were read.
     [[nodiscard]] std::vector<RecordedRequest> requests() const { return requests_.values(); }
-    /// Waits for the request at `index`; nothing after the time-out.
-    [[nodiscard]] std::optional<RecordedRequest> waitForRequest(std::size_t index = 0) {
-        return requests_.waitFor(index);
-    }
 
   private:
     TestServer(std::unique_ptr<httplib::Server> server, std::string scheme);

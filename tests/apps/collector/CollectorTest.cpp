@@ -118,20 +118,6 @@ TEST_F(CollectorTest, StopAnswersPendingWaits) {
     EXPECT_EQ(late->answers.waitFor().value().status, 503);
 }
 
-TEST_F(CollectorTest, ResetRestartsTheCountOfAWait) {
-    const auto waiting = std::make_shared<RecordingExchange>(NamedTexts{{"count", "2"}});
-    post(samples::action("a", "u1"));
-    queries.handle(waiting);
-    EXPECT_EQ(client.waitFor({}).total, 1U) << "the pending wait has seen it, too";
-    client.reset();
-    post(samples::action("a", "u2"));
-    EXPECT_EQ(client.waitFor({}).total, 1U);
-    EXPECT_FALSE(waiting->answers.waitFor(0, 0ms));
-    post(samples::action("a", "u3") + "," + samples::action("b", "bad"));
-    const auto body = waiting->answers.waitFor().value().body;
-    EXPECT_THAT(body, testing::AllOf(HasSubstr("\"total\":2"), HasSubstr("\"u2\"")));
-}
-
 TEST_F(CollectorTest, DepartedClientsFreeTheirPlaces) {
     for (std::size_t number = 0; number < Watch::mostWaits; ++number) {
         const auto gone =

@@ -1,6 +1,6 @@
 #include <zentara/CollectorClient.h>
 
-/// Nobody listens on the port, which the client's own error tells.
+/// The port has no listener, so the call throws the client's own error.
 int main() {
     try {
         return static_cast<int>(

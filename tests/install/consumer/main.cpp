@@ -19,8 +19,8 @@ int main(int, char** argv) {
         isRefused = true;
     }
 
-    // The port is reserved and nobody listens on it. Without schemas an event is held back, which
-    // only its error's type tells.
+    // The port is reserved and has no listener. Without schemas an event is held back. Only the
+    // type of the error tells that.
     const std::string nowhere = "http://127.0.0.1:1";
     ZentaraEndpoints::use({nowhere, nowhere, nowhere, nowhere, ""});
     ZentaraClient::useSettings("consumer", ZentaraEnvironment::qa);

@@ -1,7 +1,6 @@
 #include "collector/http/HttpServer.h"
 
 #include <gmock/gmock.h>
-#include <httplib.h>
 
 #include <functional>
 #include <list>
@@ -82,24 +81,6 @@ class HttpServerTest : public testing::Test {
     std::unique_ptr<HttpServer> server;
     int port = 0;
 };
-
-TEST_F(HttpServerTest, EachClientGetsItsOwnAnswers) {
-    start();
-    test::inThreads(16, [this](int number) {
-        httplib::Client kept("127.0.0.1", port);
-        kept.set_keep_alive(true);
-        kept.set_tcp_nodelay(true);
-        // From empty to larger than one read.
-        for (std::size_t size = 0; size < 100'000; size += 4001) {
-            const std::string body(size, static_cast<char>('a' + number));
-            httplib::Client fresh("127.0.0.1", port);
-            for (auto* const client : {&kept, &fresh}) {
-                const auto answer = client->Post("/event", body, "text/plain");
-                EXPECT_TRUE(answer && answer->body == body) << answer.error();
-            }
-        }
-    });
-}
 
 TEST_F(HttpServerTest, RequestReachesTheHandlerDecoded) {
     startWithoutAnswers();
