@@ -15,7 +15,7 @@
 #include "dispatch/storage/FileStorage.h"
 #include "identity/ZentaraIDManager.h"
 #include "network/CurlSession.h"
-#include "network/HeaderText.h"
+#include "network/URLRequestBuilder.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/Ledger.h"
@@ -97,10 +97,10 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
         });
     const auto folder = claimProcessFolder(files, settings.anonymousTokenStorageName);
     const auto tokenName = folder + settings.anonymousTokenStorageName;
-    auto idManager = ZentaraIDManager::create(
+    auto idManager = ZentaraIDManager::create({
         userAgent(bundleIdentifier, settings),
         std::make_unique<FileStorage<Token>>(files, tokenName), std::make_unique<Ticker>(),
-        collector(), nullptr, TickerProtocol::Clock::now);
+        collector(), nullptr, TickerProtocol::Clock::now});
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
     QueueOptions queue{settings.maxEvents, settings.dispatchInterval};
     auto events = repository(files, folder + settings.eventsStorageName, queue, ledger.queue);
@@ -114,8 +114,8 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
                               settings.anonymousTokenStorageName);
     }
     auto eventBus =
-        EventBus::create(std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(),
-                         collector(), ledger, {[] { return ZentaraClock().now(); }, controlTime});
+        EventBus::create({std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(),
+                         collector(), ledger, [] { return ZentaraClock().now(); }, controlTime});
     runAtExit([bus = std::weak_ptr(eventBus)] {
         if (const auto alive = bus.lock()) alive->stopDispatching();
     });

@@ -5,7 +5,6 @@
 
 #include "model/EventAccess.h"
 #include "support/Diagnostics.h"
-#include "support/ReferenceTime.h"
 #include "support/UUID.h"
 
 namespace zentara {

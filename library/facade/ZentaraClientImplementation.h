@@ -11,6 +11,7 @@
 #include <zentara/ZentaraClient.h>
 #include "dispatch/EventBusProtocol.h"
 #include "dispatch/EventRepositoryProtocol.h"
+#include "dispatch/ReferenceTime.h"
 #include "identity/IDManager.h"
 #include "model/InternalEvent.h"
 #include "schemas/SchemaValidator.h"
@@ -20,7 +21,6 @@
 #include "support/Ledger.h"
 #include "support/Mutex.h"
 #include "support/UUID.h"
-#include "support/UserDefaults.h"
 
 namespace zentara {
 
@@ -78,7 +78,7 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     const ClientCollaborators with;
     const std::unique_ptr<SchemaValidatorProtocol> schemaValidator =
         std::make_unique<SchemaValidator>();
-    const UserDefaults defaults;
+    const UserDefaults& defaults = UserDefaults::current();
     const std::string extraAttributes;
 
   private:

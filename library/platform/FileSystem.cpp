@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <initializer_list>
 
+#include "platform/HostApplication.h"
+#include "support/Diagnostics.h"
 #include "support/PlatformError.h"
 
 namespace zentara {
@@ -29,6 +31,14 @@ bool isUnfit(const Status& status) {
 
 bool isUnsupported(const Status& status) {
     return hasCode(status, {EINVAL, ENOSYS, EOPNOTSUPP});
+}
+
+std::filesystem::path documentsFile(std::string_view name) {
+    const auto documents = HostApplication::documentsDirectory();
+    if (documents) return *documents / name;
+    fatalError(
+        "no documents directory: set HOME, XDG_DATA_HOME or "
+        "HostApplication::setDocumentsDirectory");
 }
 
 Status FileSystem::writeAtomically(const Path& path, std::span<const std::string_view> bytes) {

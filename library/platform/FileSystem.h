@@ -115,6 +115,10 @@ class FileSystem {
 /// The files of this system.
 [[nodiscard]] FileSystem& systemFiles();
 
+/// The path of a file of that name in the documents directory. A system that names no such
+/// directory is a fatal error. Touches nothing on disk.
+[[nodiscard]] std::filesystem::path documentsFile(std::string_view name);
+
 /// Makes a folder and those above it that are missing, each for this user only.
 [[nodiscard]] Status makeFolder(const std::filesystem::path& folder);
 

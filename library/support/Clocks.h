@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <functional>
 
-#include "support/NoDestructor.h"
-
 namespace zentara {
 
 /// Source of the monotonic counter behind validated timestamps.
@@ -25,10 +23,6 @@ class ControlTime final : public ControlTimeProtocol {
     [[nodiscard]] static const ControlTime& shared();
 
     [[nodiscard]] std::uint64_t currentMonotonicValue() const override;
-
-  private:
-    friend class NoDestructor<ControlTime>;
-    ControlTime() = default;
 };
 
 /// Source of the current wall-clock date. Any thread.

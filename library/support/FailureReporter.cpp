@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include "support/Diagnostics.h"
 #include "support/Mutex.h"
@@ -14,55 +15,47 @@
 
 namespace zentara {
 
-/// The reporters of a component that have failed, and its last failure.
-struct ComponentState {
-    ComponentFailure last;
-    FailureReporter* failing = nullptr;
-
-    [[nodiscard]] bool hasCause(const std::string& cause) const {
-        const auto* reporter = failing;
-        while (reporter != nullptr && reporter->cause_ != cause)
-            reporter = reporter->next_;
-        return reporter != nullptr;
-    }
-
-    void add(FailureReporter& reporter) noexcept {
-        if (reporter.isFailing_) return;
-        reporter.next_ = std::exchange(failing, &reporter);
-        reporter.isFailing_ = true;
-    }
-
-    /// True when no other reporter of the component has failed.
-    bool remove(FailureReporter& reporter) noexcept {
-        if (!reporter.isFailing_) return false;
-        auto** link = &failing;
-        while (*link != &reporter)
-            link = &(*link)->next_;
-        *link = reporter.next_;
-        reporter.isFailing_ = false;
-        if (failing == nullptr) last.inARow = 0;
-        return failing == nullptr;
-    }
-};
-
-namespace {
-
-struct States {
+/// The reporters that exist, and the last failure of each component.
+struct ReporterList {
     /// Also held while a line is printed, so that lines come in the order of the failures.
     /// Taken before `mutex`.
     Mutex printing;
     Mutex mutex;
-    std::array<ComponentState, componentNames.size()> components ZENTARA_GUARDED_BY(mutex);
+    std::vector<FailureReporter*> reporters ZENTARA_GUARDED_BY(mutex);
+    std::array<ComponentFailure, componentNames.size()> failures ZENTARA_GUARDED_BY(mutex);
 
-    [[nodiscard]] ComponentState& at(Component component) ZENTARA_REQUIRES(mutex) {
-        return components[static_cast<std::size_t>(component)];
+    static ReporterList& shared() noexcept {
+        static NoDestructor<ReporterList> instance;
+        return *instance;
+    }
+
+    [[nodiscard]] ComponentFailure& lastFailure(Component component) ZENTARA_REQUIRES(mutex) {
+        return failures[static_cast<std::size_t>(component)];
+    }
+
+    [[nodiscard]] bool isFailing(Component component) const ZENTARA_REQUIRES(mutex) {
+        return std::ranges::any_of(reporters, [&](const auto* reporter) {
+            return reporter->component_ == component && reporter->isFailing_;
+        });
+    }
+
+    [[nodiscard]] bool isReported(Component component, const std::string& cause) const
+        ZENTARA_REQUIRES(mutex) {
+        return std::ranges::any_of(reporters, [&](const auto* reporter) {
+            return reporter->component_ == component && reporter->isFailing_ &&
+                   reporter->cause_ == cause;
+        });
+    }
+
+    /// Withdraws a failure. True when no other reporter of the component has failed.
+    bool recover(FailureReporter& reporter) noexcept ZENTARA_REQUIRES(mutex) {
+        if (!reporter.isFailing_.exchange(false) || isFailing(reporter.component_)) return false;
+        lastFailure(reporter.component_).inARow = 0;
+        return true;
     }
 };
 
-States& states() noexcept {
-    static NoDestructor<States> instance;
-    return *instance;
-}
+namespace {
 
 /// The part of an error that identifies its cause.
 std::string causeOf(const Error& error) {
@@ -94,14 +87,14 @@ void print(Component component, const std::string& text) noexcept {
 }  // namespace
 
 ComponentFailure lastFailure(Component component) noexcept {
-    auto& all = states();
+    auto& all = ReporterList::shared();
     // In a forked child, a thread of the parent may hold the lock for ever.
     if (!isForkedChild()) {
         all.mutex.lock();
     } else if (!all.mutex.try_lock()) {
         return {};
     }
-    const auto& last = all.at(component).last;
+    const auto& last = all.lastFailure(component);
     ComponentFailure copy{"", last.time, last.inARow};
     try {
         copy.text = last.text;
@@ -113,19 +106,23 @@ ComponentFailure lastFailure(Component component) noexcept {
 }
 
 bool isFailing(Component component) noexcept {
-    auto& all = states();
+    auto& all = ReporterList::shared();
     const MutexLock lock(all.mutex);
-    return all.at(component).failing != nullptr;
+    return all.isFailing(component);
 }
 
 FailureReporter::FailureReporter(Component component, std::string subject)
-    : component_(component), subject_(std::move(subject)) {}
+    : component_(component), subject_(std::move(subject)) {
+    auto& all = ReporterList::shared();
+    const MutexLock lock(all.mutex);
+    all.reporters.push_back(this);
+}
 
 FailureReporter::~FailureReporter() {
-    if (!isFailing_) return;
-    auto& all = states();
+    auto& all = ReporterList::shared();
     const MutexLock lock(all.mutex);
-    all.at(component_).remove(*this);
+    std::erase(all.reporters, this);
+    all.recover(*this);
 }
 
 void FailureReporter::reportFailure(const Error& error) noexcept {
@@ -142,28 +139,28 @@ void FailureReporter::reportFailure(const Error& error) noexcept {
     } catch (const std::bad_alloc&) {
         line.clear();
     }
-    auto& all = states();
+    auto& all = ReporterList::shared();
     const MutexLock printing(all.printing);
     {
         const MutexLock lock(all.mutex);
-        auto& component = all.at(component_);
-        if (component.hasCause(cause)) line.clear();
-        component.last.text = std::move(text);
-        component.last.time = duration_cast<milliseconds>(now).count();
-        ++component.last.inARow;
+        if (all.isReported(component_, cause)) line.clear();
+        auto& last = all.lastFailure(component_);
+        last.text = std::move(text);
+        last.time = duration_cast<milliseconds>(now).count();
+        ++last.inARow;
         cause_ = std::move(cause);
-        component.add(*this);
+        isFailing_ = true;
     }
     if (!line.empty()) print(component_, line);
 }
 
 void FailureReporter::reportSuccess() noexcept {
-    auto& all = states();
+    auto& all = ReporterList::shared();
     const MutexLock printing(all.printing);
     bool hasRecovered = false;
     {
         const MutexLock lock(all.mutex);
-        hasRecovered = all.at(component_).remove(*this);
+        hasRecovered = all.recover(*this);
     }
     if (hasRecovered) print(component_, ": recovered");
 }

@@ -54,16 +54,15 @@ class FailureReporter {
     }
 
   private:
-    friend struct ComponentState;
+    friend struct ReporterList;
 
     void reportFailure(const Error& error) noexcept;
     void reportSuccess() noexcept;
 
     const Component component_;
     const std::string subject_;
-    std::atomic<bool> isFailing_ = false;  // written with the state of all components locked
+    std::atomic<bool> isFailing_ = false;  // written with the list of all reporters locked
     std::string cause_;                    // guarded likewise
-    FailureReporter* next_ = nullptr;      // guarded likewise
 };
 
 }  // namespace zentara

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <mutex>
+#include <utility>
 
 // Clang's thread-safety analysis checks these; other compilers see nothing.
 #if defined(__clang__)
@@ -43,6 +44,27 @@ class ZENTARA_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
 
   private:
     Lockable& lockable_;
+};
+
+/// A value that any thread may read and replace.
+template <typename Value>
+class Guarded {
+  public:
+    Guarded() = default;
+    explicit Guarded(Value value) : value_(std::move(value)) {}
+
+    [[nodiscard]] Value get() const {
+        const MutexLock lock(mutex_);
+        return value_;
+    }
+    void set(Value value) {
+        const MutexLock lock(mutex_);
+        std::swap(value_, value);
+    }
+
+  private:
+    mutable Mutex mutex_;
+    Value value_ ZENTARA_GUARDED_BY(mutex_){};
 };
 
 }  // namespace zentara

@@ -9,16 +9,16 @@
 
 namespace zentara {
 
-/// A failure of the platform below the library: a file operation, the network, a JSON text.
+/// A failure of the platform below the library, or of nothing but what its text says.
 class PlatformError final : public Error {
   public:
-    enum class Domain { file, network, json };
+    enum class Domain { file, network, none };
 
     PlatformError(Domain domain, int code, std::string message)
         : domain_(domain), code_(code), message_(std::move(message)) {}
 
     [[nodiscard]] Domain domain() const noexcept { return domain_; }
-    /// `errno` for files, the HTTP stack's or the parser's own code otherwise.
+    /// `errno` for files, the HTTP stack's own code for the network, 0 otherwise.
     [[nodiscard]] int code() const noexcept { return code_; }
     [[nodiscard]] std::string description() const override { return message_; }
 
@@ -27,6 +27,11 @@ class PlatformError final : public Error {
     int code_;
     std::string message_;
 };
+
+/// A failure that has a text and no code.
+[[nodiscard]] inline ErrorRef plainError(std::string text) {
+    return std::make_shared<PlatformError>(PlatformError::Domain::none, 0, std::move(text));
+}
 
 /// The failure of an operation for lack of memory. It says nothing about what was being read.
 [[nodiscard]] inline ErrorRef outOfMemory(const std::string& operation) {

@@ -16,6 +16,13 @@ void markForkedChildren();
 /// run in a forked child.
 void runAtExit(std::function<void()> work);
 
+/// Starts a thread that is never joined and that leaves the signals of the process to the host's
+/// threads. Returns false when the system gives no more threads.
+[[nodiscard]] bool startDetachedThread(std::function<void()> body);
+
+/// Runs `work` on a thread of the library. An exception that leaves it is a fatal error.
+void runGuarded(const std::function<void()>& work) noexcept;
+
 /// How a component asks for work to run when the process ends.
 using ExitHook = void (*)(std::function<void()> work);
 

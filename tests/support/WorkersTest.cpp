@@ -7,18 +7,18 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <stdexcept>
 
 #include "support/WaitFor.h"
 #include "support/threads/SerialQueue.h"
 #include "support/threads/Ticker.h"
-#include "support/threads/TimerSource.h"
 
 namespace zentara {
 namespace {
 
 using test::Signal;
-using Clock = TimerSource::Clock;
+using Clock = TickerProtocol::Clock;
 using std::chrono::milliseconds;
 
 TEST(SerialQueueTest, LetsOneThreadInAtATime) {
@@ -99,15 +99,16 @@ TEST(WorkerPoolDeathTest, WorksWithoutFreeDescriptors) {
 
 // A handler may still run when its timer is cancelled, so handlers share what they use.
 
-TEST(TimerSourceTest, FiresOnItsGridAndOnceForMissedTimes) {
+TEST(TickerTest, FiresOnItsGridAndOnceForMissedTimes) {
     constexpr milliseconds interval{10};
     for (const int missed : {0, 100}) {
         const auto firings = std::make_shared<test::Mailbox<Clock::time_point>>();
         const auto deadline = Clock::now() + (missed == 0 ? 1 : -missed) * interval;
-        const auto timer =
-            TimerSource::start(deadline, interval, [firings] { firings->put(Clock::now()); });
+        Ticker ticker;
+        ticker.setHandler([firings] { firings->put(Clock::now()); });
+        ticker.start(deadline, 0.01);
         ASSERT_TRUE(firings->waitFor(5));
-        timer->cancel();
+        ticker.cancel();
         auto times = firings->values();
         std::sort(times.begin(), times.end());
         for (int k = 0; k < 6; ++k)
@@ -115,54 +116,60 @@ TEST(TimerSourceTest, FiresOnItsGridAndOnceForMissedTimes) {
     }
 }
 
-TEST(TimerSourceTest, SlowHandlerDoesNotDelayTheNextFiring) {
+TEST(TickerTest, SlowHandlerDoesNotDelayTheNextFiring) {
     const auto begun = std::make_shared<Signal>();
     const auto overlapped = std::make_shared<Signal>();
-    const auto timer = TimerSource::start(Clock::now(), milliseconds(5), [begun, overlapped] {
+    Ticker ticker;
+    ticker.setHandler([begun, overlapped] {
         begun->notify();
         if (begun->waitFor(2)) overlapped->notify();
     });
+    ticker.start(Clock::now(), 0.005);
     EXPECT_TRUE(overlapped->waitFor(2));
 }
 
-TEST(TimerSourceTest, FiresOnceWithoutIntervalAndNotCancelled) {
+TEST(TickerTest, FiresOnceWithoutIntervalAndNotCancelled) {
     const auto runs = std::make_shared<Signal>();
     const auto probes = std::make_shared<Signal>();
-    const auto run = [runs] {
-        runs->notify();
-    };
+    Ticker cancelled;
+    Ticker replaced;
+    Ticker once;
+    Ticker last;
+    for (auto* ticker : {&cancelled, &replaced, &once, &last})
+        ticker->setHandler([runs] { runs->notify(); });
     const auto now = Clock::now();
-    const auto cancelled = TimerSource::start(now + milliseconds(50), milliseconds(1), run);
-    cancelled->cancel();
-    EXPECT_TRUE(cancelled->isCancelled());
-    const auto once = TimerSource::start(now, Clock::duration::zero(), run);
+    cancelled.start(now + milliseconds(50), 0.001);
+    cancelled.cancel();
+    EXPECT_FALSE(cancelled.isRunning());
+    replaced.start(now + milliseconds(50), 0.001);
+    replaced.start(now + std::chrono::hours(1), 0.001);
+    once.start(now, 0);
     // The longest interval must not overflow.
-    const auto last = TimerSource::start(now, Clock::duration::max(), run);
+    last.start(now, std::numeric_limits<double>::max());
     ASSERT_TRUE(runs->waitFor(2));
-    const auto probe =
-        TimerSource::start(now + milliseconds(50), milliseconds(5), [probes] { probes->notify(); });
+    Ticker probe;
+    probe.setHandler([probes] { probes->notify(); });
+    probe.start(now + milliseconds(50), 0.005);
     ASSERT_TRUE(probes->waitFor(3));
     EXPECT_EQ(runs->count(), 2U);
 }
 
-TEST(TimerSourceTest, CancelInsideTheHandlerReleasesIt) {
-    auto own = std::make_shared<std::shared_ptr<TimerSource>>();
-    const auto isSet = std::make_shared<Signal>();
-    *own = TimerSource::start(Clock::now(), std::chrono::hours(1), [own, isSet] {
-        if (isSet->waitFor(1)) (*own)->cancel();
+TEST(TickerTest, HandlerMayCancelItsTicker) {
+    const auto ticker = std::make_shared<Ticker>();
+    ticker->setHandler([weak = std::weak_ptr(ticker)] {
+        if (const auto running = weak.lock()) running->cancel();
     });
-    const std::weak_ptr<TimerSource> watched = *own;
-    isSet->notify();
-    own.reset();
-    EXPECT_TRUE(test::eventually([&] { return watched.expired(); }));
+    ticker->start(Clock::now(), 3600);
+    EXPECT_TRUE(test::eventually([&] { return !ticker->isRunning(); }));
 }
 
-TEST(TimerSourceTest, ManyThreadsStartAndCancelTimers) {
+TEST(TickerTest, ManyThreadsStartAndCancelTimers) {
     test::inThreads(4, [](int) {
         for (int i = 0; i < 100; ++i) {
             const auto runs = std::make_shared<Signal>();
-            const auto timer = TimerSource::start(Clock::now(), std::chrono::microseconds(50),
-                                                  [runs] { runs->notify(); });
+            Ticker ticker;
+            ticker.setHandler([runs] { runs->notify(); });
+            ticker.start(Clock::now(), 0.00005);
             EXPECT_TRUE(i % 10 != 0 || runs->waitFor());
         }
     });

@@ -6,62 +6,36 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <map>
-#include <optional>
 #include <thread>
 #include <utility>
 
 #include "support/Diagnostics.h"
-#include "support/Mutex.h"
-#include "support/NoDestructor.h"
 #include "support/Process.h"
-#include "support/threads/DetachedThread.h"
 
 namespace zentara {
 
 namespace {
+
+constexpr int workerCount = 4;
 
 /// The pause between two looks for work when nothing can wake the worker.
 void rest() {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 
-constexpr int workerCount = 4;
+}  // namespace
 
-/// All work waits in one list, ordered by due time. A timerfd is set to the first entry, and all
-/// idle workers wait for it edge-triggered, so that a tick wakes a single worker. That worker sets
-/// the timer to the next entry before it runs its own. A dedicated timer thread would need two
-/// wake-ups for each tick.
-class TimedWorkers final : public WorkerPool {
-  public:
-    TimedWorkers();
+// All work waits in one list, ordered by due time. A timerfd is set to the first entry, and all
+// idle workers wait for it edge-triggered, so that a tick wakes a single worker. That worker sets
+// the timer to the next entry before it runs its own. A dedicated timer thread would need two
+// wake-ups for each tick.
 
-    Place put(Clock::time_point due, Work work) override ZENTARA_EXCLUDES(mutex_);
-    void remove(const Place& place) noexcept override ZENTARA_EXCLUDES(mutex_);
-    /// No work begins after this.
-    void stop() noexcept ZENTARA_EXCLUDES(mutex_);
-
-  private:
-    [[noreturn]] void run();
-    /// Work that is due; otherwise nothing, and `alarm` is the descriptor to wait on.
-    [[nodiscard]] std::optional<Work> take(int& alarm) ZENTARA_EXCLUDES(mutex_);
-    void openAlarm() noexcept ZENTARA_REQUIRES(mutex_);
-    void setAlarm() noexcept ZENTARA_REQUIRES(mutex_);
-
-    Mutex mutex_;
-    std::map<Place, Work> waiting_ ZENTARA_GUARDED_BY(mutex_);
-    std::uint64_t lastNumber_ ZENTARA_GUARDED_BY(mutex_) = 0;
-    bool isEnding_ ZENTARA_GUARDED_BY(mutex_) = false;
-    int timer_ ZENTARA_GUARDED_BY(mutex_) = -1;
-    int alarm_ ZENTARA_GUARDED_BY(mutex_) = -1;
-};
-
-TimedWorkers& workers() {
-    static NoDestructor<TimedWorkers> workers;
-    return *workers;
+WorkerPool& WorkerPool::shared() {
+    static NoDestructor<WorkerPool> pool;
+    return *pool;
 }
 
-TimedWorkers::TimedWorkers() {
+WorkerPool::WorkerPool() {
     // A forked child has none of these threads.
     markForkedChildren();
     int started = 0;
@@ -69,10 +43,10 @@ TimedWorkers::TimedWorkers() {
         if (startDetachedThread([this] { run(); })) ++started;
     }
     if (started == 0) fatalError("the system gives no thread for the worker pool");
-    runAtExit([] { workers().stop(); });
+    runAtExit([this] { stop(); });
 }
 
-WorkerPool::Place TimedWorkers::put(Clock::time_point due, Work work) {
+WorkerPool::Place WorkerPool::put(Clock::time_point due, Work work) {
     // A forked child has no workers, and shares the timer with its parent.
     if (isForkedChild()) return {};
     const MutexLock lock(mutex_);
@@ -82,7 +56,7 @@ WorkerPool::Place TimedWorkers::put(Clock::time_point due, Work work) {
     return place;
 }
 
-void TimedWorkers::remove(const Place& place) noexcept {
+void WorkerPool::remove(const Place& place) noexcept {
     if (isForkedChild()) return;
     // The work is destroyed after the lock is released.
     std::map<Place, Work>::node_type removed;
@@ -91,7 +65,7 @@ void TimedWorkers::remove(const Place& place) noexcept {
     setAlarm();
 }
 
-void TimedWorkers::run() {
+void WorkerPool::run() {
     // Threads do not end: that would call into OpenSSL if they ever used it, which may be clearing
     // up by then, when the host's process ends.
     for (;;) {
@@ -108,7 +82,7 @@ void TimedWorkers::run() {
     }
 }
 
-std::optional<WorkerPool::Work> TimedWorkers::take(int& alarm) {
+std::optional<WorkerPool::Work> WorkerPool::take(int& alarm) {
     const MutexLock lock(mutex_);
     openAlarm();
     alarm = alarm_;
@@ -123,13 +97,13 @@ std::optional<WorkerPool::Work> TimedWorkers::take(int& alarm) {
     return work;
 }
 
-void TimedWorkers::stop() noexcept {
+void WorkerPool::stop() noexcept {
     const MutexLock lock(mutex_);
     isEnding_ = true;
     setAlarm();
 }
 
-void TimedWorkers::openAlarm() noexcept {
+void WorkerPool::openAlarm() noexcept {
     if (alarm_ >= 0) return;
     // While the process has no descriptor left, workers poll.
     timer_ = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
@@ -144,7 +118,7 @@ void TimedWorkers::openAlarm() noexcept {
     if (alarm_ >= 0) ::close(std::exchange(alarm_, -1));
 }
 
-void TimedWorkers::setAlarm() noexcept {
+void WorkerPool::setAlarm() noexcept {
     itimerspec next{};
     if (!isEnding_ && !waiting_.empty()) {
         using std::chrono::nanoseconds;
@@ -157,12 +131,6 @@ void TimedWorkers::setAlarm() noexcept {
         next.it_value.tv_nsec = static_cast<long>((due - whole).count());
     }
     ::timerfd_settime(timer_, TFD_TIMER_ABSTIME, &next, nullptr);
-}
-
-}  // namespace
-
-WorkerPool& WorkerPool::shared() {
-    return workers();
 }
 
 }  // namespace zentara

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <iterator>
 #include <string>
 
 namespace zentara {
@@ -74,13 +73,8 @@ void fatalError(std::string_view cause) noexcept {
         cause.data(), cause.data() + length, end,
         [](unsigned char character) { return character < ' '; }, ' ');
     *end++ = '\n';
-    const char* next = line;
-    while (next != end) {
-        const ssize_t written = ::write(
-            STDERR_FILENO, next, static_cast<std::size_t>(std::distance<const char*>(next, end)));
-        if (written <= 0) break;
-        next += written;
-    }
+    [[maybe_unused]] const auto written =
+        ::write(STDERR_FILENO, line, static_cast<std::size_t>(end - line));
     std::abort();
 }
 

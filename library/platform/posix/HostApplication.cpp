@@ -24,11 +24,10 @@ using Path = std::filesystem::path;
 
 /// The facts that the host has set.
 struct Facts {
-    Mutex mutex;
-    std::optional<std::string> bundleIdentifier ZENTARA_GUARDED_BY(mutex);
-    std::optional<Path> documentsDirectory ZENTARA_GUARDED_BY(mutex);
-    std::optional<Path> preferencesDirectory ZENTARA_GUARDED_BY(mutex);
-    std::optional<HostApplication::Device> device ZENTARA_GUARDED_BY(mutex);
+    Guarded<std::optional<std::string>> bundleIdentifier;
+    Guarded<std::optional<Path>> documentsDirectory;
+    Guarded<std::optional<Path>> preferencesDirectory;
+    Guarded<std::optional<HostApplication::Device>> device;
 };
 
 Facts& facts() {
@@ -83,56 +82,40 @@ std::optional<Path> absoluteOrNone(Path directory) {
 }  // namespace
 
 void HostApplication::setBundleIdentifier(std::string identifier) {
-    const MutexLock lock(facts().mutex);
-    facts().bundleIdentifier = withValidUTF8(std::move(identifier));
+    facts().bundleIdentifier.set(withValidUTF8(std::move(identifier)));
 }
 
 std::string HostApplication::bundleIdentifier() {
-    {
-        const MutexLock lock(facts().mutex);
-        if (facts().bundleIdentifier) return *facts().bundleIdentifier;
-    }
-    return executableName();
+    auto identifier = facts().bundleIdentifier.get();
+    return identifier ? *std::move(identifier) : executableName();
 }
 
 void HostApplication::setDocumentsDirectory(std::filesystem::path directory) {
-    const MutexLock lock(facts().mutex);
-    facts().documentsDirectory = absoluteOrNone(std::move(directory));
+    facts().documentsDirectory.set(absoluteOrNone(std::move(directory)));
 }
 
 std::optional<std::filesystem::path> HostApplication::documentsDirectory() {
-    {
-        const MutexLock lock(facts().mutex);
-        if (facts().documentsDirectory) return facts().documentsDirectory;
-    }
-    return defaultDirectory("XDG_DATA_HOME", ".local/share");
+    auto directory = facts().documentsDirectory.get();
+    return directory ? directory : defaultDirectory("XDG_DATA_HOME", ".local/share");
 }
 
 void HostApplication::setPreferencesDirectory(std::filesystem::path directory) {
-    const MutexLock lock(facts().mutex);
-    facts().preferencesDirectory = absoluteOrNone(std::move(directory));
+    facts().preferencesDirectory.set(absoluteOrNone(std::move(directory)));
 }
 
 std::optional<std::filesystem::path> HostApplication::preferencesDirectory() {
-    {
-        const MutexLock lock(facts().mutex);
-        if (facts().preferencesDirectory) return facts().preferencesDirectory;
-    }
-    return defaultDirectory("XDG_CONFIG_HOME", ".config");
+    auto directory = facts().preferencesDirectory.get();
+    return directory ? directory : defaultDirectory("XDG_CONFIG_HOME", ".config");
 }
 
 void HostApplication::setDevice(Device device) {
-    const MutexLock lock(facts().mutex);
-    facts().device = Device{withValidUTF8(std::move(device.systemName)),
-                            withValidUTF8(std::move(device.systemVersion)),
-                            withValidUTF8(std::move(device.hardwareModel))};
+    facts().device.set(Device{withValidUTF8(std::move(device.systemName)),
+                              withValidUTF8(std::move(device.systemVersion)),
+                              withValidUTF8(std::move(device.hardwareModel))});
 }
 
 HostApplication::Device HostApplication::device() {
-    {
-        const MutexLock lock(facts().mutex);
-        if (facts().device) return *facts().device;
-    }
+    if (auto device = facts().device.get()) return *std::move(device);
     utsname system{};
     if (::uname(&system) != 0) return {};
     // The version of "6.1.0-18-amd64" is "6.1.0".

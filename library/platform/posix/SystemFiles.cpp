@@ -1,6 +1,7 @@
 #include "platform/posix/SystemFiles.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -8,10 +9,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <map>
 #include <numeric>
 #include <system_error>
 #include <utility>
 
+#include "platform/FileSystem.h"
+#include "support/Mutex.h"
 #include "support/NoDestructor.h"
 #include "support/PlatformError.h"
 
@@ -66,7 +70,10 @@ class Descriptor {
         if (descriptor_ >= 0) ::close(descriptor_);
     }
     Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    Descriptor& operator=(Descriptor&&) = delete;
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
 
     [[nodiscard]] int operator*() const noexcept { return descriptor_; }
 
@@ -157,6 +164,48 @@ Descriptor openNew(const Path& path) {
     return Descriptor(descriptor);
 }
 
+struct Claim {
+    FolderClaim answer = FolderClaim::unknown;
+    Descriptor lock = Descriptor(-1);  ///< of the locked file, while the claim is held
+};
+
+Descriptor openLockFile(const Path& path) {
+    constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    int descriptor = ::open(path.c_str(), flags, privateFile);
+    if (descriptor < 0 && errno == ENOENT) {
+        static_cast<void>(makeFolder(path.parent_path()));
+        descriptor = ::open(path.c_str(), flags, privateFile);
+    }
+    return Descriptor(descriptor);
+}
+
+/// Whether the name still stands for the open file. Another process may have released the folder
+/// between our opening the file and our locking it, and a third one may have made a new one.
+bool isInPlace(const Descriptor& descriptor, const Path& path) {
+    struct stat opened {};
+    struct stat named {};
+    return ::fstat(*descriptor, &opened) == 0 && ::lstat(path.c_str(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+Claim claimByLock(const Path& path) {
+    // Each turn beyond the first means that the folder was released at this very moment.
+    for (int turn = 0; turn < 100; ++turn) {
+        auto descriptor = openLockFile(path);
+        if (*descriptor < 0) {
+            const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
+            return {isForNow ? FolderClaim::heldElsewhere : FolderClaim::unknown};
+        }
+        if (retried([&] { return ::flock(*descriptor, LOCK_EX | LOCK_NB); }) != 0)
+            return {errno == EWOULDBLOCK ? FolderClaim::heldElsewhere : FolderClaim::unknown};
+        if (isInPlace(descriptor, path)) {
+            closeInForkedChildren(*descriptor);
+            return {FolderClaim::held, std::move(descriptor)};
+        }
+    }
+    return {FolderClaim::heldElsewhere};
+}
+
 class SystemFiles final : public FileSystem {
   public:
     Result<std::unique_ptr<File>> create(const Path& path) override {
@@ -240,11 +289,31 @@ class SystemFiles final : public FileSystem {
         return failure(errno, "cannot flush", folder);
     }
 
-    FolderClaim claim(const Path& folder) override { return claimFolder(folder); }
-    void release(const Path& folder) override { releaseFolder(folder); }
+    FolderClaim claim(const Path& folder) override {
+        const MutexLock lock(mutex_);
+        const auto [entry, isNew] = claims_.try_emplace(lockFile(folder));
+        if (isNew) entry->second = claimByLock(entry->first);
+        return entry->second.answer;
+    }
+
+    void release(const Path& folder) override {
+        const MutexLock lock(mutex_);
+        const auto entry = claims_.extract(lockFile(folder));
+        if (!entry || *entry.mapped().lock < 0) return;
+        // While the lock is held, so that what goes is this process's; a process that waits for
+        // the lock sees that the file is not in place any more.
+        ::unlink(entry.key().c_str());
+        ::rmdir(folder.c_str());
+        keepInForkedChildren(*entry.mapped().lock);
+    }
+
     std::string bootIdentity() const override { return zentara::bootIdentity(); }
 
   private:
+    [[nodiscard]] static Path lockFile(const Path& folder) {
+        return (folder / claimName).lexically_normal();
+    }
+
     [[nodiscard]] static Result<std::string> readAll(int descriptor, const Path& path) {
         struct stat status {};
         if (::fstat(descriptor, &status) != 0) return failure(errno, "cannot read", path);
@@ -268,6 +337,9 @@ class SystemFiles final : public FileSystem {
         bytes.resize(filled);
         return bytes;
     }
+
+    Mutex mutex_;
+    std::map<Path, Claim> claims_ ZENTARA_GUARDED_BY(mutex_);  // by the locked file
 };
 
 }  // namespace

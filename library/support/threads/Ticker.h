@@ -4,12 +4,10 @@
 #include <functional>
 #include <memory>
 
-#include "support/Mutex.h"
-#include "support/threads/TimerSource.h"
-
 namespace zentara {
 
-/// A periodic heartbeat that its owner starts and stops. Safe for use from any thread.
+/// A periodic heartbeat that its owner starts and stops. Safe for use from any thread, the handler
+/// included.
 class TickerProtocol {
   public:
     using Clock = std::chrono::steady_clock;
@@ -21,52 +19,39 @@ class TickerProtocol {
     /// on a worker, and runs may overlap. It must not keep the ticker's owner alive.
     virtual void setHandler(Handler handler) = 0;
 
-    /// Starts a timer that fires at `deadline` and then every `interval` seconds.
+    /// Starts a timer that fires at `deadline` and then every `interval` seconds, in place of the
+    /// timer before. An interval of zero or less fires once only.
     virtual void start(Clock::time_point deadline, double interval) = 0;
 
-    /// Cancels the timer, if there is one, and forgets it.
+    /// Cancels the timer, if there is one, and forgets it. No new run starts after this; a run
+    /// that has begun goes on.
     virtual void cancel() = 0;
 
     /// Whether there is a timer that was not cancelled.
     [[nodiscard]] virtual bool isRunning() const = 0;
 };
 
-/// Holds the current timer source of a ticker.
-class DispatchSourceTimerWrapper {
-  public:
-    DispatchSourceTimerWrapper() = default;
-    DispatchSourceTimerWrapper(const DispatchSourceTimerWrapper&) = delete;
-    DispatchSourceTimerWrapper& operator=(const DispatchSourceTimerWrapper&) = delete;
-
-    /// What a timer started from now on calls.
-    void setEventHandler(TickerProtocol::Handler handler);
-
-    /// Creates a timer on the worker pool and starts it, in place of the one before. `interval` is
-    /// in seconds.
-    void start(TickerProtocol::Clock::time_point deadline, double interval);
-
-    void cancel();
-    [[nodiscard]] bool isRunning() const;
-
-  private:
-    mutable Mutex mutex_;
-    std::shared_ptr<TimerSource> timer_ ZENTARA_GUARDED_BY(mutex_);
-    TickerProtocol::Handler eventHandler_ ZENTARA_GUARDED_BY(mutex_) = [] {
-    };
-};
+struct DispatchSourceTimerWrapper;
 
 /// A heartbeat on the worker pool; does nothing until its owner installs a callback and starts it.
+///
+/// It fires at its deadline and then at deadline + k·interval, without drift and without added
+/// leeway. A slow run does not delay the next. Destroying the ticker cancels its timer.
 class Ticker final : public TickerProtocol {
   public:
-    void setHandler(Handler handler) override { timer_.setEventHandler(std::move(handler)); }
-    void start(Clock::time_point deadline, double interval) override {
-        timer_.start(deadline, interval);
-    }
-    void cancel() override { timer_.cancel(); }
-    [[nodiscard]] bool isRunning() const override { return timer_.isRunning(); }
+    Ticker();
+    ~Ticker() override;
+    Ticker(const Ticker&) = delete;
+    Ticker& operator=(const Ticker&) = delete;
+
+    void setHandler(Handler handler) override;
+    void start(Clock::time_point deadline, double interval) override;
+    void cancel() override;
+    [[nodiscard]] bool isRunning() const override;
 
   private:
-    DispatchSourceTimerWrapper timer_;
+    // Shared with the work that waits in the pool.
+    const std::shared_ptr<DispatchSourceTimerWrapper> timer_;
 };
 
 }  // namespace zentara

@@ -4,7 +4,12 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <optional>
 #include <utility>
+
+#include "support/Mutex.h"
+#include "support/NoDestructor.h"
 
 namespace zentara {
 
@@ -28,10 +33,10 @@ class WorkerPool {
 
     /// Runs `work` on a worker at `due`, or when one is free after that. An exception that leaves
     /// it is a fatal error.
-    virtual Place put(Clock::time_point due, Work work) = 0;
+    Place put(Clock::time_point due, Work work) ZENTARA_EXCLUDES(mutex_);
 
     /// Removes work that has not begun.
-    virtual void remove(const Place& place) noexcept = 0;
+    void remove(const Place& place) noexcept ZENTARA_EXCLUDES(mutex_);
 
     /// Runs `work` as soon as a worker is free.
     void async(Work work) { put(Clock::now(), std::move(work)); }
@@ -42,9 +47,26 @@ class WorkerPool {
         put(now + std::min(delay, Clock::time_point::max() - now), std::move(work));
     }
 
-  protected:
-    WorkerPool() = default;
-    ~WorkerPool() = default;
+  private:
+    friend class NoDestructor<WorkerPool>;
+
+    WorkerPool();
+
+    [[noreturn]] void run();
+    /// Work that is due; otherwise nothing, and `alarm` is the descriptor to wait on.
+    [[nodiscard]] std::optional<Work> take(int& alarm) ZENTARA_EXCLUDES(mutex_);
+    /// No work begins after this.
+    void stop() noexcept ZENTARA_EXCLUDES(mutex_);
+    void openAlarm() noexcept ZENTARA_REQUIRES(mutex_);
+    void setAlarm() noexcept ZENTARA_REQUIRES(mutex_);
+
+    Mutex mutex_;
+    std::map<Place, Work> waiting_ ZENTARA_GUARDED_BY(mutex_);
+    std::uint64_t lastNumber_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    bool isEnding_ ZENTARA_GUARDED_BY(mutex_) = false;
+    // Descriptors of the system's timer for the first entry, and of what idle workers wait on.
+    int timer_ ZENTARA_GUARDED_BY(mutex_) = -1;
+    int alarm_ ZENTARA_GUARDED_BY(mutex_) = -1;
 };
 
 }  // namespace zentara

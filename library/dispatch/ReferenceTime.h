@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/UserDefaults.h"
 #include "support/Clocks.h"
-#include "support/UserDefaults.h"
 
 namespace zentara {
 
@@ -25,9 +25,9 @@ inline constexpr std::string_view inicialMonotonicValueKey = "inicialMonotonicVa
 /// not finite or does not fit is a fatal error.
 [[nodiscard]] std::int64_t millisecondsSince1970(double seconds);
 
-/// Takes a new reference from the two clocks and stores it, both values in one step.
-void captureReferenceTime(UserDefaults& defaults, const DateSource& now,
-                          const ControlTimeProtocol& controlTime);
+/// Takes a new reference from the two clocks, stores it, both values in one step, and loads it.
+ReferenceTime captureReferenceTime(UserDefaults& defaults, const DateSource& now,
+                                   const ControlTimeProtocol& controlTime);
 
 /// The stored reference; zero where nothing is stored. A negative monotonic value is a fatal error.
 [[nodiscard]] ReferenceTime loadReferenceTime(const UserDefaults& defaults);

@@ -1,20 +1,16 @@
-#include "support/ReferenceTime.h"
+#include "dispatch/ReferenceTime.h"
 
 #include <cmath>
 
 #include "support/Diagnostics.h"
 #include "support/Mutex.h"
-#include "support/NoDestructor.h"
 
 namespace zentara {
 
 namespace {
 
 /// Held while a reference is stored, so that a reset cannot overwrite a newer one.
-Mutex& storing() {
-    static NoDestructor<Mutex> mutex;
-    return *mutex;
-}
+constinit Mutex storing;
 
 }  // namespace
 
@@ -27,15 +23,16 @@ std::int64_t millisecondsSince1970(double seconds) {
     return static_cast<std::int64_t>(milliseconds);
 }
 
-void captureReferenceTime(UserDefaults& defaults, const DateSource& now,
-                          const ControlTimeProtocol& controlTime) {
+ReferenceTime captureReferenceTime(UserDefaults& defaults, const DateSource& now,
+                                   const ControlTimeProtocol& controlTime) {
     // Nothing in between: the time between the two calls would be missing in every timestamp.
     const auto date = now();
     const auto monotonicValue = controlTime.currentMonotonicValue();
     const std::chrono::duration<double> sinceEpoch = date.time_since_epoch();
-    const MutexLock lock(storing());
-    defaults.set(inicialTimeStampKey, millisecondsSince1970(sinceEpoch.count()),
-                 inicialMonotonicValueKey, monotonicValue);
+    const MutexLock lock(storing);
+    defaults.set({{inicialTimeStampKey, millisecondsSince1970(sinceEpoch.count())},
+                  {inicialMonotonicValueKey, monotonicValue}});
+    return loadReferenceTime(defaults);
 }
 
 ReferenceTime loadReferenceTime(const UserDefaults& defaults) {
@@ -46,9 +43,9 @@ ReferenceTime loadReferenceTime(const UserDefaults& defaults) {
 }
 
 void resetReferenceTime(UserDefaults& defaults, const ReferenceTime& reference) {
-    const MutexLock lock(storing());
+    const MutexLock lock(storing);
     if (loadReferenceTime(defaults) != reference) return;
-    defaults.set(inicialTimeStampKey, 0, inicialMonotonicValueKey, 0);
+    defaults.set({{inicialTimeStampKey, 0}, {inicialMonotonicValueKey, 0}});
 }
 
 std::int64_t validatedTimestamp(const ReferenceTime& reference, std::uint64_t monotonicNow) {

@@ -1,4 +1,4 @@
-#include "support/ReferenceTime.h"
+#include "dispatch/ReferenceTime.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "support/TestHost.h"
-#include "support/UserDefaults.h"
+#include "platform/UserDefaults.h"
 
 namespace zentara {
 namespace {
@@ -37,18 +37,19 @@ TEST(ReferenceTime, OverflowIsFatal) {
     for (const double seconds : {1e300, std::numeric_limits<double>::quiet_NaN()})
         EXPECT_DEATH(static_cast<void>(millisecondsSince1970(seconds)), "wall clock");
     const test::TestHost host;
-    UserDefaults().set(inicialMonotonicValueKey, std::numeric_limits<std::uint64_t>::max());
-    EXPECT_DEATH(static_cast<void>(loadReferenceTime(UserDefaults())),
+    UserDefaults::current().set(
+        {{inicialMonotonicValueKey, std::numeric_limits<std::uint64_t>::max()}});
+    EXPECT_DEATH(static_cast<void>(loadReferenceTime(UserDefaults::current())),
                  "inicialMonotonicValue is negative");
 }
 
 TEST(ReferenceTime, BothValuesAreStoredTogether) {
     const test::TestHost host;
-    UserDefaults defaults;
+    auto& defaults = UserDefaults::current();
     struct Ticks final : ControlTimeProtocol {
         std::atomic<std::int64_t> moment = 0;
         std::uint64_t currentMonotonicValue() const override {
-            EXPECT_EQ(UserDefaults().integer(inicialTimeStampKey), moment - 1) << "stored early";
+            EXPECT_EQ(UserDefaults::current().integer(inicialTimeStampKey), moment - 1) << "stored early";
             return static_cast<std::uint64_t>(moment * 7);
         }
     } ticks;
