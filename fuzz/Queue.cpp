@@ -27,8 +27,8 @@ constexpr const char* name = "events-storage";
 std::vector<std::function<void()>> tasks;
 
 /// Its tasks run in `runTasks`.
-InternalEventStorageImpl openStorage() {
-    return InternalEventStorageImpl(
+std::shared_ptr<InternalEventStorageImpl> openStorage() {
+    return InternalEventStorageImpl::create(
         systemFiles(), name, std::chrono::seconds(10),
         [](auto, std::function<void()> task) { tasks.push_back(std::move(task)); });
 }
@@ -99,7 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto file = host.file(name);
     test::writeTo(file, json);
     auto first = openStorage();
-    first.recover();
+    first->recover();
     // An empty file, which a loss of power can leave, counts as missing.
     if (!decoded.isList && !json.empty()) {
         const auto names = test::namesIn(host.documents());
@@ -109,11 +109,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         check(aside != names.end() && test::contentsOf(host.file(*aside)) == json,
               "a file without a list is set aside unchanged");
     }
-    EventList list(eventsOf(first.load()));
+    EventList list(eventsOf(first->load()));
     const auto texts = textsOf({list.events().begin(), list.events().end()});
     check(texts == textsOf(decoded.events), "the store loads what the decoder finds");
 
-    check(first.save(list).ok(), "a loaded list can be saved");
+    check(first->save(list).ok(), "a loaded list can be saved");
     const auto saved = test::contentsOf(file);
     check(saved == test::fileOf(list.events()), "the file holds the texts of its events");
     runTasks();
@@ -121,8 +121,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
           "checkpoint and file are equal");
 
     auto second = openStorage();
-    second.recover();
-    auto again = second.load();
+    second->recover();
+    auto again = second->load();
     check(again.ok() && textsOf(*again) == texts, "a saved list loads unchanged");
     check(decodeEvents(saved).isCanonical, "a saved list is read without decoding");
     for (std::size_t i = 0; i < texts.size(); ++i)
@@ -132,7 +132,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     EventList grown(*std::move(again));
     grown.append(test::sampleEvent(1));
     grown.dropFront(1);
-    check(second.save(grown).ok() && test::contentsOf(file) == test::fileOf(grown.events()),
+    check(second->save(grown).ok() && test::contentsOf(file) == test::fileOf(grown.events()),
           "file and list are equal");
     checkInFlight(host, json, texts);
     return 0;

@@ -1,6 +1,7 @@
 #include "dispatch/EventBus.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -12,10 +13,6 @@
 namespace zentara {
 
 namespace {
-
-std::int64_t size(const std::vector<InternalEvent>& events) {
-    return static_cast<std::int64_t>(events.size());
-}
 
 Status failure(EventBusError::Case errorCase) {
     return std::make_shared<EventBusError>(errorCase);
@@ -59,51 +56,30 @@ std::optional<ExtraCookie> userCookie(const StringMap& user) {
     return ExtraCookie{*std::move(type), *std::move(token)};
 }
 
-ReferenceTime takeReference(UserDefaults& defaults, const EventBus::Clocks& clocks) {
-    captureReferenceTime(defaults, clocks.now, clocks.controlTime);
-    return loadReferenceTime(defaults);
-}
-
 }  // namespace
 
 std::string EventBusError::description() const {
-    switch (case_) {
-        case Case::clientNotInitialized:
-            return "the client is not initialized";
-        case Case::idManagerNotReady:
-            return "there is no identity yet";
-        case Case::invalidJSONFormat:
-            return "the envelope cannot be turned into JSON";
-        case Case::enqueueError:
-            return "the event cannot be stored";
-    }
-    return "unknown";
+    constexpr const char* texts[] = {"the client is not initialized", "there is no identity yet",
+                                     "the envelope cannot be turned into JSON",
+                                     "the event cannot be stored"};
+    return texts[static_cast<std::size_t>(case_)];
 }
 
-std::shared_ptr<EventBus> EventBus::create(std::shared_ptr<EventRepositoryProtocol> repository,
-                                           std::shared_ptr<IDManager> idManager,
-                                           std::string instanceId,
-                                           std::unique_ptr<TickerProtocol> ticker,
-                                           RemoteService collector, Ledger& ledger, Clocks clocks) {
-    std::shared_ptr<EventBus> bus(new EventBus(std::move(repository), std::move(idManager),
-                                               std::move(instanceId), std::move(ticker),
-                                               std::move(collector), ledger, std::move(clocks)));
+std::shared_ptr<EventBus> EventBus::create(Collaborators collaborators) {
+    std::shared_ptr<EventBus> bus(new EventBus(std::move(collaborators)));
     bus->startTicking();
     return bus;
 }
 
-EventBus::EventBus(std::shared_ptr<EventRepositoryProtocol> repository,
-                   std::shared_ptr<IDManager> idManager, std::string instanceId,
-                   std::unique_ptr<TickerProtocol> ticker, RemoteService collector, Ledger& ledger,
-                   Clocks clocks)
-    : repository_(std::move(repository)),
-      idManager_(std::move(idManager)),
-      instanceId_(std::move(instanceId)),
-      ticker_(std::move(ticker)),
-      collector_(std::move(collector)),
-      ledger_(ledger),
-      clocks_(std::move(clocks)),
-      reference_(takeReference(defaults_, clocks_)) {}
+EventBus::EventBus(Collaborators collaborators)
+    : repository_(std::move(collaborators.repository)),
+      idManager_(std::move(collaborators.idManager)),
+      instanceId_(std::move(collaborators.instanceId)),
+      ticker_(std::move(collaborators.ticker)),
+      collector_(std::move(collaborators.collector)),
+      ledger_(collaborators.ledger),
+      controlTime_(collaborators.controlTime),
+      reference_(captureReferenceTime(defaults_, collaborators.now, controlTime_)) {}
 
 EventBus::~EventBus() {
     ticker_->cancel();
@@ -129,9 +105,7 @@ void EventBus::enqueue(const InternalEvent& event, const EnqueueCompletion& comp
 }
 
 void EventBus::dispatch(DispatchCompletion completion) {
-    if (!completion)
-        completion = [](const DispatchResult&) {
-        };
+    if (!completion) completion = [](const auto&) {};
     const auto settings = collector_.settings();
     if (!settings) {
         const auto status = failure(EventBusError::Case::clientNotInitialized);
@@ -167,7 +141,7 @@ EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     delivery.number = ++lastDispatch_;
     auto& events = inFlight_[delivery.number];
     events = repository_->take(delivery.settings->dispatchBatchSize);
-    ledger_.inFlight += size(events);
+    ledger_.inFlight += std::ssize(events);
     auto taken = events;
     if (events.empty()) inFlight_.erase(delivery.number);
     return taken;
@@ -207,8 +181,8 @@ void EventBus::finishBatch(Delivery& delivery, const Status& status, const Statu
                     return std::ranges::any_of(
                         batch, [&](const auto& delivered) { return event.isCopyOf(delivered); });
                 });
-                ledger_.inFlight -= size(batch);
-                ledger_.delivered += size(batch);
+                ledger_.inFlight -= std::ssize(batch);
+                ledger_.delivered += std::ssize(batch);
                 ++ledger_.batchesDelivered;
             } else {
                 ++ledger_.batchesFailed;
@@ -225,7 +199,7 @@ void EventBus::finish(const Delivery& delivery) {
         if (events != inFlight_.end()) {
             // In this order the counts show each event at every moment.
             repository_->insert(events->second);
-            ledger_.inFlight -= size(events->second);
+            ledger_.inFlight -= std::ssize(events->second);
             inFlight_.erase(events);
         }
     }
@@ -253,7 +227,7 @@ void EventBus::stopDispatching() {
     // The latest first, so that the oldest ends up in front.
     for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
         repository_->insert(entry->second);
-        ledger_.inFlight -= size(entry->second);
+        ledger_.inFlight -= std::ssize(entry->second);
     }
     repository_->save();
 }
@@ -265,12 +239,11 @@ std::optional<std::string> EventBus::envelopeBody(const ClientSettings& settings
     envelope.zentaraClientTenant = settings.tenant;
     envelope.zentaraClientType = settings.clientType;
     envelope.zentaraClientDeviceGroup = settings.deviceGroup;
-    envelope.zentaraActionCounter = static_cast<std::int64_t>(batch.size());
+    envelope.zentaraActionCounter = std::ssize(batch);
     envelope.actions = batch;
     {
         const MutexLock lock(mutex_);
-        validTimestamp_ =
-            validatedTimestamp(reference_, clocks_.controlTime.currentMonotonicValue());
+        validTimestamp_ = validatedTimestamp(reference_, controlTime_.currentMonotonicValue());
         dispatchNumberCounter_ = dispatchNumberCounter_ == std::numeric_limits<std::int64_t>::max()
                                      ? 0
                                      : dispatchNumberCounter_ + 1;

@@ -10,12 +10,11 @@
 
 #include "dispatch/EventBusProtocol.h"
 #include "dispatch/EventRepositoryProtocol.h"
+#include "dispatch/ReferenceTime.h"
 #include "network/RestClient.h"
-#include "support/Clocks.h"
 #include "support/FailureReporter.h"
 #include "support/Ledger.h"
 #include "support/Mutex.h"
-#include "support/ReferenceTime.h"
 #include "support/threads/Ticker.h"
 
 namespace zentara {
@@ -36,19 +35,20 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     static constexpr std::string_view anonymousTokenName = "Anonymous";
     static constexpr std::string_view typeName = "EventBus";
 
-    /// The clocks behind the timestamps.
-    struct Clocks {
+    struct Collaborators {
+        std::shared_ptr<EventRepositoryProtocol> repository;
+        std::shared_ptr<IDManager> idManager;
+        std::string instanceId;
+        std::unique_ptr<TickerProtocol> ticker;
+        RemoteService collector;
+        Ledger& ledger;  ///< counts what becomes of the events
         DateSource now;
         const ControlTimeProtocol& controlTime;
     };
 
-    /// A bus that has taken its reference time and started its timer, which fires at once. What
-    /// becomes of the events is counted in `ledger`. It and the clock of `clocks` must outlive the
-    /// bus and its requests.
-    [[nodiscard]] static std::shared_ptr<EventBus> create(
-        std::shared_ptr<EventRepositoryProtocol> repository, std::shared_ptr<IDManager> idManager,
-        std::string instanceId, std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
-        Ledger& ledger, Clocks clocks);
+    /// A bus that has taken its reference time and started its timer, which fires at once. The
+    /// ledger and `controlTime` must outlive the bus and its requests.
+    [[nodiscard]] static std::shared_ptr<EventBus> create(Collaborators collaborators);
 
     ~EventBus() override;
     EventBus(const EventBus&) = delete;
@@ -65,10 +65,7 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     [[nodiscard]] IDManager& idManager() const override { return *idManager_; }
 
   private:
-    EventBus(std::shared_ptr<EventRepositoryProtocol> repository,
-             std::shared_ptr<IDManager> idManager, std::string instanceId,
-             std::unique_ptr<TickerProtocol> ticker, RemoteService collector, Ledger& ledger,
-             Clocks clocks);
+    explicit EventBus(Collaborators collaborators);
 
     using Batch = std::vector<InternalEvent>;
     /// One dispatch, from the events that it took to their last answer.
@@ -102,10 +99,10 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     const std::unique_ptr<TickerProtocol> ticker_;
     const RemoteService collector_;
     Ledger& ledger_;
-    const Clocks clocks_;
+    const ControlTimeProtocol& controlTime_;
     FailureReporter failures_{Component::delivery};  // synchronises itself
-    UserDefaults defaults_;                          // synchronises itself
-    const ReferenceTime reference_;                  // inicialTimestamp and inicialMonotonicValue
+    UserDefaults& defaults_ = UserDefaults::current();
+    const ReferenceTime reference_;  // inicialTimestamp and inicialMonotonicValue
 
     Mutex mutex_;
     std::int64_t dispatchNumberCounter_ ZENTARA_GUARDED_BY(mutex_) = 0;

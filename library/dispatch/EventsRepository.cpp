@@ -1,6 +1,7 @@
 #include "dispatch/EventsRepository.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 #include <string_view>
 #include <unordered_set>
@@ -20,7 +21,7 @@ bool removeCopies(std::vector<InternalEvent>& events, const InternalEvent& event
 }  // namespace
 
 EventsRepository::EventsRepository(std::int64_t maxEvents,
-                                   std::unique_ptr<InternalEventStorage> storage,
+                                   std::shared_ptr<InternalEventStorage> storage,
                                    Ledger::Queue& counts,
                                    std::unique_ptr<Storage<InternalEvent>> inFlight)
     : maxEvents_(maxEvents),
@@ -33,20 +34,20 @@ EventsRepository::EventsRepository(std::int64_t maxEvents,
     auto returned = inFlight_->load();
     if (!returned.ok() || returned->empty()) return;
     returned_ = *std::move(returned);
-    insertRestored(missing(returned_));
+    const auto restored = missing(returned_);
+    events_.insertAtFront(restored);
+    countRestored(std::ssize(restored));
     saveAll();
 }
 
 EventsRepository::~EventsRepository() {
-    replace({});
+    const MutexLock entry(queue_);
+    countRestored(-std::ssize(events_.events()));
 }
 
-void EventsRepository::replace(EventList events) {
-    const auto more =
-        static_cast<std::int64_t>(events.size()) - static_cast<std::int64_t>(events_.size());
+void EventsRepository::countRestored(std::ptrdiff_t more) {
     counts_.restored += more;
     counts_.waiting += more;
-    events_ = std::move(events);
 }
 
 void EventsRepository::add(const InternalEvent& event, const AddCompletion& completion) {
@@ -54,14 +55,11 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
         if (completion) completion(result);
     };
     const MutexLock entry(queue_);
-    if (!event.jsonText()) {
-        return report(std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
-                                                      "JSON cannot hold the event"));
-    }
+    if (!event.jsonText()) return report(plainError("JSON cannot hold the event"));
     // Without its fields a queued event takes little more memory than its text.
     events_.append(texts_.packed(event));
     ++counts_.waiting;
-    if (static_cast<std::int64_t>(events_.size()) > maxEvents_) {
+    if (std::ssize(events_.events()) > maxEvents_) {
         events_.dropFront(1);
         --counts_.waiting;
         ++counts_.evicted;
@@ -99,7 +97,7 @@ Status EventsRepository::saveList() {
 void EventsRepository::insert(std::span<const InternalEvent> events) {
     const MutexLock entry(queue_);
     events_.insertAtFront(events);
-    counts_.waiting += static_cast<std::int64_t>(events.size());
+    counts_.waiting += std::ssize(events);
     for (const auto& event : events) {
         if (removeCopies(taken_, event)) returned_.push_back(event);
     }
@@ -117,19 +115,23 @@ void EventsRepository::settle(std::span<const InternalEvent> events) {
 Status EventsRepository::restore(std::span<const InternalEvent> events,
                                  const std::function<Status()>& removeSource) {
     const MutexLock entry(queue_);
-    std::size_t count = 0;
+    std::ptrdiff_t count = 0;
+    Status status;
     try {
         const auto restored = missing(events);
-        insertRestored(restored);
-        count = restored.size();
-        auto status = saveList();
+        events_.insertAtFront(restored);
+        count = std::ssize(restored);
+        countRestored(count);
+        status = saveList();
         if (status.ok()) status = removeSource();
-        if (!status.ok()) removeRestored(count);
-        return status;
     } catch (const std::bad_alloc&) {
-        removeRestored(count);
-        return outOfMemory("restore events");
+        status = outOfMemory("restore events");
     }
+    if (!status.ok()) {
+        events_.dropFront(static_cast<std::size_t>(count));
+        countRestored(-count);
+    }
+    return status;
 }
 
 std::vector<InternalEvent> EventsRepository::missing(std::span<const InternalEvent> events) const {
@@ -144,23 +146,12 @@ std::vector<InternalEvent> EventsRepository::missing(std::span<const InternalEve
     return others;
 }
 
-void EventsRepository::insertRestored(std::span<const InternalEvent> events) {
-    events_.insertAtFront(events);
-    const auto count = static_cast<std::int64_t>(events.size());
-    counts_.restored += count;
-    counts_.waiting += count;
-}
-
-void EventsRepository::removeRestored(std::size_t count) {
-    events_.dropFront(count);
-    counts_.restored -= static_cast<std::int64_t>(count);
-    counts_.waiting -= static_cast<std::int64_t>(count);
-}
-
 void EventsRepository::load() {
     const MutexLock entry(queue_);
+    countRestored(-std::ssize(events_.events()));
     auto events = storage_->load();
-    replace(events.ok() ? EventList(*std::move(events)) : EventList());
+    events_ = events.ok() ? EventList(*std::move(events)) : EventList();
+    countRestored(std::ssize(events_.events()));
 }
 
 std::vector<InternalEvent> EventsRepository::take(std::int64_t count) {
@@ -176,7 +167,7 @@ std::vector<InternalEvent> EventsRepository::take(std::int64_t count) {
         saveInFlight();
     }
     events_.dropFront(taken.size());
-    counts_.waiting -= static_cast<std::int64_t>(taken.size());
+    counts_.waiting -= std::ssize(taken);
     return taken;
 }
 

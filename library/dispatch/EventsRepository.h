@@ -25,7 +25,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     /// Starts with what the store holds, and ahead of it what the last run had in flight. What
     /// becomes of the events is counted in `counts`, which must outlive the repository. `inFlight`
     /// may be null.
-    EventsRepository(std::int64_t maxEvents, std::unique_ptr<InternalEventStorage> storage,
+    EventsRepository(std::int64_t maxEvents, std::shared_ptr<InternalEventStorage> storage,
                      Ledger::Queue& counts,
                      std::unique_ptr<Storage<InternalEvent>> inFlight = nullptr);
     ~EventsRepository() override;
@@ -48,18 +48,17 @@ class EventsRepository final : public EventRepositoryProtocol {
                    const std::function<Status()>& removeSource);
 
   private:
-    void replace(EventList events) ZENTARA_REQUIRES(queue_);
     [[nodiscard]] std::vector<InternalEvent> missing(std::span<const InternalEvent> events) const
         ZENTARA_REQUIRES(queue_);
-    void insertRestored(std::span<const InternalEvent> events) ZENTARA_REQUIRES(queue_);
-    void removeRestored(std::size_t count) ZENTARA_REQUIRES(queue_);
+    /// Counts `more` events, which may be negative, as restored and waiting.
+    void countRestored(std::ptrdiff_t more) ZENTARA_REQUIRES(queue_);
     void saveAll() ZENTARA_REQUIRES(queue_);
     Status saveList() ZENTARA_REQUIRES(queue_);
     void saveInFlight() ZENTARA_REQUIRES(queue_);
 
     SerialQueue queue_{"com.kavio.ZentaraClient.EventsRepository"};
     const std::int64_t maxEvents_;
-    const std::unique_ptr<InternalEventStorage> storage_ ZENTARA_GUARDED_BY(queue_);
+    const std::shared_ptr<InternalEventStorage> storage_ ZENTARA_GUARDED_BY(queue_);
     Ledger::Queue& counts_;
     const std::unique_ptr<Storage<InternalEvent>> inFlight_ ZENTARA_GUARDED_BY(queue_);
     ListText::Memory texts_ ZENTARA_GUARDED_BY(queue_);

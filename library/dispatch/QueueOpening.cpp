@@ -6,7 +6,6 @@
 #include <functional>
 #include <string_view>
 
-#include "dispatch/storage/FileStorage.h"
 #include "dispatch/storage/QueueFiles.h"
 #include "support/UUID.h"
 
@@ -125,7 +124,7 @@ std::string claimFolder(FileSystem& files) {
 std::unique_ptr<EventsRepository> openQueue(FileSystem& files, const std::string& name,
                                             const QueueOptions& options, Ledger::Queue& counts) {
     const QueueFiles queue(files, name);
-    auto storage = std::make_unique<InternalEventStorageImpl>(
+    auto storage = InternalEventStorageImpl::create(
         files, name, std::chrono::duration<double>(options.checkpointInterval), options.scheduler);
     storage->recover();
     std::unique_ptr<InFlightFile> inFlight;

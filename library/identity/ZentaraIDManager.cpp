@@ -5,24 +5,12 @@
 #include <span>
 #include <utility>
 
-#include "network/HeaderText.h"
 #include "network/URLRequestBuilder.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 
 namespace {
-
-struct NotConfigured final : Error {
-    [[nodiscard]] std::string description() const override {
-        return "the library is not configured";
-    }
-};
-
-struct NoToken final : Error {
-    [[nodiscard]] std::string description() const override {
-        return "the answer holds no anonymous token";
-    }
-};
 
 std::optional<std::string> stringMember(const JSONObject& object, std::string_view key) {
     std::optional<std::string> text;
@@ -40,27 +28,19 @@ std::optional<Token> tokenIn(const JSONObject& response) {
 
 }  // namespace
 
-std::shared_ptr<ZentaraIDManager> ZentaraIDManager::create(
-    std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-    std::unique_ptr<TickerProtocol> ticker, RemoteService collector, std::function<void()> onReady,
-    TimeSource now) {
-    std::shared_ptr<ZentaraIDManager> manager(
-        new ZentaraIDManager(std::move(userAgent), std::move(anonymousStorage), std::move(ticker),
-                             std::move(collector), std::move(onReady), std::move(now)));
+std::shared_ptr<ZentaraIDManager> ZentaraIDManager::create(Collaborators collaborators) {
+    std::shared_ptr<ZentaraIDManager> manager(new ZentaraIDManager(std::move(collaborators)));
     manager->beginTicking();
     return manager;
 }
 
-ZentaraIDManager::ZentaraIDManager(std::string userAgent,
-                                   std::unique_ptr<Storage<Token>> anonymousStorage,
-                                   std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
-                                   std::function<void()> onReady, TimeSource now)
-    : userAgent_(std::move(userAgent)),
-      ticker_(std::move(ticker)),
-      collector_(std::move(collector)),
-      onReady_(std::move(onReady)),
-      now_(std::move(now)),
-      anonymousStorage_(std::move(anonymousStorage)) {
+ZentaraIDManager::ZentaraIDManager(Collaborators collaborators)
+    : userAgent_(std::move(collaborators.userAgent)),
+      ticker_(std::move(collaborators.ticker)),
+      collector_(std::move(collaborators.collector)),
+      onReady_(std::move(collaborators.onReady)),
+      now_(std::move(collaborators.now)),
+      anonymousStorage_(std::move(collaborators.anonymousStorage)) {
     loadAnonymousToken([this](const std::optional<Token>& stored) {
         if (!stored) return;
         {
@@ -90,8 +70,9 @@ void ZentaraIDManager::beginTicking() {
 }
 
 bool ZentaraIDManager::isReady() const {
+    if (loggedUserToken_.get()) return true;
     const MutexLock lock(mutex_);
-    return anonymousToken_ || loggedUserToken_;
+    return anonymousToken_.has_value();
 }
 
 StringMap ZentaraIDManager::getHeaders(const std::optional<ExtraCookie>& extraCookie) const {
@@ -101,26 +82,11 @@ StringMap ZentaraIDManager::getHeaders(const std::optional<ExtraCookie>& extraCo
         if (anonymousToken_) appendCookie(cookies, anonymousTokenName, anonymousToken_->value);
         if (extraCookie) appendCookie(cookies, extraCookie->name, extraCookie->value);
         if (hsidToken_) appendCookie(cookies, hsidTokenName, *hsidToken_);
-        if (advertisingToken_) appendCookie(cookies, advertisingTokenName, *advertisingToken_);
     }
+    if (const auto id = advertisingToken_.get()) appendCookie(cookies, advertisingTokenName, *id);
     StringMap headers{{"User-Agent", userAgent_}};
     if (!cookies.empty()) headers.emplace("Cookie", std::move(cookies));
     return headers;
-}
-
-void ZentaraIDManager::setLoggedUser(UserTokenType tokenType, std::string token) {
-    const MutexLock lock(mutex_);
-    loggedUserToken_ = LoggedUser{tokenType, std::move(token)};
-}
-
-void ZentaraIDManager::removeLoggedUser() {
-    const MutexLock lock(mutex_);
-    loggedUserToken_.reset();
-}
-
-std::optional<LoggedUser> ZentaraIDManager::getLoggedUser() const {
-    const MutexLock lock(mutex_);
-    return loggedUserToken_;
 }
 
 void ZentaraIDManager::loadAnonymousToken(const TokenCompletion& completion) const {
@@ -128,20 +94,10 @@ void ZentaraIDManager::loadAnonymousToken(const TokenCompletion& completion) con
     {
         const MutexLock lock(storageMutex_);
         auto stored = anonymousStorage_->load();
-        tokenFile_.report(stored.error());
+        tokenFile_.report(stored.status());
         if (stored.ok() && !stored->empty()) token = std::move(stored->front());
     }
     if (completion) completion(std::move(token));
-}
-
-void ZentaraIDManager::setAdvertisingId(std::string advertisingId) {
-    const MutexLock lock(mutex_);
-    advertisingToken_ = std::move(advertisingId);
-}
-
-void ZentaraIDManager::removeAdvertisingId() {
-    const MutexLock lock(mutex_);
-    advertisingToken_.reset();
 }
 
 void ZentaraIDManager::start(HsidCompletion completion) {
@@ -158,7 +114,7 @@ void ZentaraIDManager::start(HsidCompletion completion) {
 void ZentaraIDManager::fetch(FetchCompletion completion) {
     const auto settings = collector_.settings();
     if (!settings) {
-        const Status status = std::make_shared<NotConfigured>();
+        const Status status = plainError("the library is not configured");
         failures_.report(status);
         return completion(status);
     }
@@ -212,8 +168,8 @@ void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url,
         }
     }
     const bool hasNoToken = hsid.ok() && !isReady();
-    const auto outcome = hasNoToken ? Status(std::make_shared<NoToken>()) : hsid.status();
-    failures_.report(withHost(url, outcome));
+    const Status noToken = plainError("the answer holds no anonymous token");
+    failures_.report(withHost(url, hasNoToken ? noToken : hsid.status()));
     if (token) persist(*token);
     for (const auto& fetch : ended) {
         for (const auto& completion : fetch.callers)
@@ -225,7 +181,7 @@ void ZentaraIDManager::persist(const Token& token) {
     {
         const MutexLock lock(storageMutex_);
         // Without its file the token still serves this run.
-        tokenFile_.report(anonymousStorage_->save(std::span(&token, 1)).error());
+        tokenFile_.report(anonymousStorage_->save(std::span(&token, 1)));
     }
     if (onReady_) onReady_();
 }

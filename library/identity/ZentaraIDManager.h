@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "dispatch/storage/Storage.h"
@@ -26,16 +27,20 @@ class ZentaraIDManager final : public IDManager,
     static constexpr std::string_view hsidTokenName = "hsid";
     static constexpr std::string_view advertisingTokenName = "ADVERTISING_ID";
 
-    /// Tells how old a fetch is.
-    using TimeSource = std::function<TickerProtocol::Clock::time_point()>;
+    struct Collaborators {
+        std::string userAgent;
+        std::unique_ptr<Storage<Token>> anonymousStorage;
+        std::unique_ptr<TickerProtocol> ticker;
+        RemoteService collector;
+        /// Called without a lock each time a token has been stored; may be null.
+        std::function<void()> onReady;
+        /// Tells how old a fetch is.
+        std::function<TickerProtocol::Clock::time_point()> now;
+    };
 
     /// A manager that starts with the stored token, if there is one, and that fetches a token at
-    /// once and then on every tick until one fetch succeeds. `onReady`, which may be null, is
-    /// called without a lock each time a token has been stored.
-    [[nodiscard]] static std::shared_ptr<ZentaraIDManager> create(
-        std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-        std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
-        std::function<void()> onReady, TimeSource now);
+    /// once and then on every tick until one fetch succeeds.
+    [[nodiscard]] static std::shared_ptr<ZentaraIDManager> create(Collaborators collaborators);
 
     ~ZentaraIDManager() override;
     ZentaraIDManager(const ZentaraIDManager&) = delete;
@@ -44,12 +49,18 @@ class ZentaraIDManager final : public IDManager,
     [[nodiscard]] bool isReady() const override;
     [[nodiscard]] StringMap getHeaders(
         const std::optional<ExtraCookie>& extraCookie) const override;
-    void setLoggedUser(UserTokenType tokenType, std::string token) override;
-    void removeLoggedUser() override;
-    [[nodiscard]] std::optional<LoggedUser> getLoggedUser() const override;
+    void setLoggedUser(UserTokenType tokenType, std::string token) override {
+        loggedUserToken_.set(LoggedUser{tokenType, std::move(token)});
+    }
+    void removeLoggedUser() override { loggedUserToken_.set({}); }
+    [[nodiscard]] std::optional<LoggedUser> getLoggedUser() const override {
+        return loggedUserToken_.get();
+    }
     void loadAnonymousToken(const TokenCompletion& completion) const override;
-    void setAdvertisingId(std::string advertisingId) override;
-    void removeAdvertisingId() override;
+    void setAdvertisingId(std::string advertisingId) override {
+        advertisingToken_.set(std::move(advertisingId));
+    }
+    void removeAdvertisingId() override { advertisingToken_.set({}); }
     void start(HsidCompletion completion) override;
 
   private:
@@ -57,9 +68,7 @@ class ZentaraIDManager final : public IDManager,
     using FetchResult = Result<std::optional<std::string>>;
     using FetchCompletion = std::function<void(const FetchResult& hsid)>;
 
-    ZentaraIDManager(std::string userAgent, std::unique_ptr<Storage<Token>> anonymousStorage,
-                     std::unique_ptr<TickerProtocol> ticker, RemoteService collector,
-                     std::function<void()> onReady, TimeSource now);
+    explicit ZentaraIDManager(Collaborators collaborators);
 
     /// A request in flight and the callers that it serves.
     struct Fetch {
@@ -77,7 +86,7 @@ class ZentaraIDManager final : public IDManager,
     const std::unique_ptr<TickerProtocol> ticker_;  // synchronises itself
     const RemoteService collector_;
     const std::function<void()> onReady_;
-    const TimeSource now_;
+    const std::function<TickerProtocol::Clock::time_point()> now_;
     FailureReporter failures_{Component::identity};  // synchronises itself
     // Likewise.
     mutable FailureReporter tokenFile_{Component::storage, "the anonymous token"};
@@ -85,11 +94,12 @@ class ZentaraIDManager final : public IDManager,
     mutable Mutex storageMutex_;
     const std::unique_ptr<Storage<Token>> anonymousStorage_ ZENTARA_GUARDED_BY(storageMutex_);
 
+    Guarded<std::optional<std::string>> advertisingToken_;
+    Guarded<std::optional<LoggedUser>> loggedUserToken_;
+
     mutable Mutex mutex_;
     std::optional<Token> anonymousToken_ ZENTARA_GUARDED_BY(mutex_);
-    std::optional<std::string> advertisingToken_ ZENTARA_GUARDED_BY(mutex_);
     std::optional<std::string> hsidToken_ ZENTARA_GUARDED_BY(mutex_);
-    std::optional<LoggedUser> loggedUserToken_ ZENTARA_GUARDED_BY(mutex_);
     std::uint64_t lastFetch_ ZENTARA_GUARDED_BY(mutex_) = 0;
     std::vector<Fetch> fetches_ ZENTARA_GUARDED_BY(mutex_);  // the youngest is the last
 };

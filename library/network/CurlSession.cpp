@@ -8,7 +8,6 @@
 #include <thread>
 #include <utility>
 
-#include "support/threads/DetachedThread.h"
 #include "support/threads/WorkerPool.h"
 
 namespace zentara {
@@ -33,9 +32,7 @@ void CurlSession::start(URLRequest request, Completion completion) {
 }
 
 bool CurlSession::hasThread() {
-    if (!threadStarted_ && hasMulti()) {
-        threadStarted_ = startDetachedThread([this] { run(); });
-    }
+    threadStarted_ = threadStarted_ || (hasMulti() && startDetachedThread([this] { run(); }));
     return threadStarted_;
 }
 

@@ -29,16 +29,6 @@ Status judge(const Result<URLResponse>& response) {
     return status < 200 || status > 299 ? failure(Case::unexpectedStatusCode, status) : Status();
 }
 
-class RequestFailure final : public Error {
-  public:
-    explicit RequestFailure(std::string text) : text_(std::move(text)) {}
-
-    [[nodiscard]] std::string description() const override { return text_; }
-
-  private:
-    std::string text_;
-};
-
 }  // namespace
 
 std::string RestClientError::description() const {
@@ -96,8 +86,7 @@ Status withHost(const URL& url, const Status& status) {
     const auto& error = *status.error();
     const auto* network = dynamic_cast<const PlatformError*>(&error);
     if (network != nullptr && network->domain() == PlatformError::Domain::network) return status;
-    return std::make_shared<RequestFailure>("request to '" + url.host() +
-                                            "' failed: " + error.description());
+    return plainError("request to '" + url.host() + "' failed: " + error.description());
 }
 
 }  // namespace zentara

@@ -9,8 +9,8 @@
 #include <system_error>
 #include <utility>
 
-#include "network/HeaderText.h"
 #include "network/InternetAddress.h"
+#include "network/URLRequestBuilder.h"
 #include "support/ASCII.h"
 #include "support/PlatformError.h"
 
@@ -46,11 +46,11 @@ std::string withoutMeasures(std::string text) {
     return text.erase(start, std::min(rest, text.size()) - start);
 }
 
-/// What the system said to the last attempt to connect; 0 when it said nothing.
-int connectError(CURL* handle) {
-    long code = 0;
-    if (handle != nullptr) ::curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &code);
-    return static_cast<int>(code);
+/// A number that curl knows of the exchange; 0 when there is none.
+int info(CURL* handle, CURLINFO which) {
+    long value = 0;
+    if (handle != nullptr) ::curl_easy_getinfo(handle, which, &value);
+    return static_cast<int>(value);
 }
 
 /// Sets options until the first that fails.
@@ -122,15 +122,19 @@ CURLcode Transfer::prepare() {
     }
     options.set(CURLOPT_CUSTOMREQUEST, request_.method.c_str());
 
-    options.set(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+    options.set(CURLOPT_HEADERFUNCTION, &Transfer::onBytes<&Transfer::acceptsHeaderLine>);
     options.set(CURLOPT_HEADERDATA, this);
-    options.set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+    options.set(CURLOPT_WRITEFUNCTION, &Transfer::onBytes<&Transfer::acceptsBody>);
     options.set(CURLOPT_WRITEDATA, this);
     if (!request_.discardsBody) {
         options.set(CURLOPT_MAXFILESIZE_LARGE,
                     static_cast<curl_off_t>(URLSession::maximumBodySize));
     }
-    options.set(CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
+    // Programs that the host starts must not hold our connections.
+    options.set(CURLOPT_SOCKOPTFUNCTION, +[](void*, curl_socket_t socket, curlsocktype) {
+        ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+        return int{CURL_SOCKOPT_OK};
+    });
     return options.code();
 }
 
@@ -152,13 +156,7 @@ bool Transfer::buildHeaderList() {
         if (!isHeaderName(name) || !isHeaderValue(value)) continue;
         // To curl "Name:" takes a header away; an empty one is spelt "Name;".
         const bool isBlank = value.find_first_not_of(" \t") == std::string::npos;
-        std::string line = name;
-        if (isBlank) {
-            line += ';';
-        } else {
-            line.append(": ").append(value);
-        }
-        if (!addHeaderLine(line)) return false;
+        if (!addHeaderLine(isBlank ? name + ';' : name + ": " + value)) return false;
     }
     // Takes away what curl would add of its own accord.
     for (const char* const name : {"Accept", "Expect", "Content-Type"}) {
@@ -167,23 +165,12 @@ bool Transfer::buildHeaderList() {
     return true;
 }
 
-std::size_t Transfer::onHeader(char* line, std::size_t size, std::size_t count, void* transfer) {
-    const std::size_t length = size * count;
-    return static_cast<Transfer*>(transfer)->acceptsHeaderLine(line, length) ? length : 0;
-}
-
-std::size_t Transfer::onBody(char* bytes, std::size_t size, std::size_t count, void* transfer) {
-    const std::size_t length = size * count;
-    return static_cast<Transfer*>(transfer)->acceptsBody(bytes, length) ? length : 0;
-}
-
-bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
-    headerBytes_ += length;
+bool Transfer::acceptsHeaderLine(std::string_view text) {
+    headerBytes_ += text.size();
     if (headerBytes_ > maximumHeaderSize) {
         refusal_ = Refusal::largeHeaders;
         return false;
     }
-    const std::string_view text(line, length);
     if (text.starts_with("HTTP/")) {
         // A provisional response may have come before this one.
         headersEnded_ = false;
@@ -196,7 +183,8 @@ bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
         headersEnded_ = true;
         // After 100, 102 and 103 the real response follows; other codes of that class have no
         // meaning that would let one wait for more.
-        endedWithStatus_ = status() == 101 || (status() > 103 && status() < 200);
+        const int status = info(handle_.get(), CURLINFO_RESPONSE_CODE);
+        endedWithStatus_ = status == 101 || (status > 103 && status < 200);
         return !endedWithStatus_;
     } else {
         const std::string_view name = text.substr(0, text.find(':'));
@@ -206,39 +194,26 @@ bool Transfer::acceptsHeaderLine(const char* line, std::size_t length) {
     return true;
 }
 
-int Transfer::onSocket(void*, curl_socket_t socket, curlsocktype) {
-    // Programs that the host starts must not hold our connections.
-    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
-    return CURL_SOCKOPT_OK;
-}
-
-bool Transfer::acceptsBody(const char* bytes, std::size_t length) {
+bool Transfer::acceptsBody(std::string_view bytes) {
     if (request_.discardsBody) {
-        discarded_ += length;
+        discarded_ += bytes.size();
         endedWithStatus_ = discarded_ > URLSession::maximumBodySize;
         return !endedWithStatus_;
     }
-    if (length > URLSession::maximumBodySize - body_.size()) {
-        refusal_ = Refusal::largeBody;
-        return false;
-    }
     try {
-        body_.append(bytes, length);
+        if (bytes.size() <= URLSession::maximumBodySize - body_.size()) {
+            body_.append(bytes);
+            return true;
+        }
     } catch (const std::bad_alloc&) {
-        refusal_ = Refusal::largeBody;
-        return false;
+        // As if it were too large.
     }
-    return true;
-}
-
-int Transfer::status() const {
-    long code = 0;
-    ::curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &code);
-    return static_cast<int>(code);
+    refusal_ = Refusal::largeBody;
+    return false;
 }
 
 Result<URLResponse> Transfer::outcome(CURLcode code) {
-    const int statusCode = handle_ ? status() : 0;
+    const int statusCode = info(handle_.get(), CURLINFO_RESPONSE_CODE);
     if (endedWithStatus_) return URLResponse{statusCode, std::nullopt};
     // curl takes headers that break off for whole.
     if (code == CURLE_OK && !headersEnded_) code = CURLE_PARTIAL_FILE;
@@ -264,7 +239,7 @@ Result<URLResponse> Transfer::outcome(CURLcode code) {
         message += "the headers are larger than " + std::to_string(maximumHeaderSize) + " bytes";
     } else {
         message += withoutMeasures(*message_ != '\0' ? message_ : ::curl_easy_strerror(code));
-        const int systemError = connectError(handle_.get());
+        const int systemError = info(handle_.get(), CURLINFO_OS_ERRNO);
         if (code == CURLE_COULDNT_CONNECT && systemError != 0) {
             message += " (" + std::generic_category().message(systemError) + ")";
         }

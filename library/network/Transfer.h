@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "network/URLSession.h"
 
@@ -40,13 +41,15 @@ class Transfer {
     [[nodiscard]] bool buildHeaderList();
     [[nodiscard]] bool addHeaderLine(const std::string& line);
     [[nodiscard]] bool hasHeader(const char* name) const;
-    [[nodiscard]] bool acceptsHeaderLine(const char* line, std::size_t length);
-    [[nodiscard]] bool acceptsBody(const char* bytes, std::size_t length);
-    [[nodiscard]] int status() const;
+    [[nodiscard]] bool acceptsHeaderLine(std::string_view line);
+    [[nodiscard]] bool acceptsBody(std::string_view bytes);
+    /// What curl calls with each line of the headers, or each piece of the body.
+    template <bool (Transfer::*accepts)(std::string_view)>
+    static std::size_t onBytes(char* bytes, std::size_t size, std::size_t count, void* transfer) {
+        const std::string_view text(bytes, size * count);
+        return (static_cast<Transfer*>(transfer)->*accepts)(text) ? text.size() : 0;
+    }
 
-    static std::size_t onHeader(char* line, std::size_t size, std::size_t count, void* transfer);
-    static int onSocket(void* unused, curl_socket_t socket, curlsocktype purpose);
-    static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* transfer);
 
     URLRequest request_;
     URLSession::Completion completion_;

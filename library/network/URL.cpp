@@ -39,18 +39,9 @@ bool isPathCharacter(char c) {
 /// Whether `text` is made of characters of a URL only, with whole percent escapes. curl is more
 /// lenient, and what it lets through would go into the request line as it is.
 bool hasOnlyURLCharacters(std::string_view text) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%') {
-            if (i + 2 >= text.size() || hexDigitValue(text[i + 1]) < 0 ||
-                hexDigitValue(text[i + 2]) < 0) {
-                return false;
-            }
-        } else if (!isPathCharacter(text[i]) &&
-                   std::string_view("?#[]").find(text[i]) == std::string_view::npos) {
-            return false;
-        }
-    }
-    return true;
+    return percentDecoded(text) && std::ranges::all_of(text, [](char c) {
+               return isPathCharacter(c) || std::string_view("%?#[]").find(c) != std::string_view::npos;
+           });
 }
 
 }  // namespace

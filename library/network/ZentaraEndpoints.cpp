@@ -8,19 +8,14 @@ namespace zentara {
 
 namespace {
 
-struct EndpointsRecord {
-    Mutex mutex;
-    ZentaraEndpoints endpoints ZENTARA_GUARDED_BY(mutex) = {
+Guarded<ZentaraEndpoints>& endpointsInForce() {
+    static NoDestructor<Guarded<ZentaraEndpoints>> instance(ZentaraEndpoints{
         ZENTARA_PRODUCTION_COLLECTOR_URL,
         ZENTARA_QA_COLLECTOR_URL,
         ZENTARA_PRODUCTION_SCHEMAS_URL,
         ZENTARA_QA_SCHEMAS_URL,
         "",
-    };
-};
-
-EndpointsRecord& record() {
-    static NoDestructor<EndpointsRecord> instance;
+    });
     return *instance;
 }
 
@@ -42,25 +37,21 @@ void ZentaraEndpoints::use(const ZentaraEndpoints& endpoints) {
                              &endpoints.productionSchemas, &endpoints.qaSchemas}) {
         static_cast<void>(endpoint(*text));
     }
-    const MutexLock lock(record().mutex);
-    record().endpoints = endpoints;
+    endpointsInForce().set(endpoints);
 }
 
 ZentaraEndpoints ZentaraEndpoints::current() {
-    const MutexLock lock(record().mutex);
-    return record().endpoints;
+    return endpointsInForce().get();
 }
 
 URL ZentaraEndpoints::collector(ZentaraEnvironment environment) {
-    const auto all = current();
-    return endpoint(environment == ZentaraEnvironment::production ? all.productionCollector
-                                                                  : all.qaCollector);
+    const bool isProduction = environment == ZentaraEnvironment::production;
+    return endpoint(isProduction ? current().productionCollector : current().qaCollector);
 }
 
 URL ZentaraEndpoints::schemas(ZentaraEnvironment environment) {
-    const auto all = current();
-    return endpoint(environment == ZentaraEnvironment::production ? all.productionSchemas
-                                                                  : all.qaSchemas);
+    const bool isProduction = environment == ZentaraEnvironment::production;
+    return endpoint(isProduction ? current().productionSchemas : current().qaSchemas);
 }
 
 }  // namespace zentara

@@ -164,11 +164,12 @@ TEST_F(FailuresTest, CauseSharedByFilesIsPrintedOnce) {
         SCOPED_TRACE(text);
         std::filesystem::remove_all(documents);
         FaultyDisk disk;
-        InternalEventStorageImpl store(disk, "queue", std::chrono::seconds(10), keep);
+        const auto store =
+            InternalEventStorageImpl::create(disk, "queue", std::chrono::seconds(10), keep);
         InFlightFile inFlight(QueueFiles(disk, "queue"));
         EventList list(sampleEvents(1, 1));
         const auto saveAll = [&] {
-            const bool saved = store.save(list).ok();
+            const bool saved = store->save(list).ok();
             const bool kept = inFlight.save(list.events()).ok();
             if (checkpoint) std::exchange(checkpoint, nullptr)();
             list.append(sampleEvent(2));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <iterator>
 #include <utility>
 
 namespace zentara {
@@ -28,16 +27,6 @@ void EventList::insertAtFront(std::span<const InternalEvent> events) {
         slots_.insert(slots_.begin(), events.begin(), events.end());
     }
     changed();
-}
-
-std::vector<InternalEvent> EventList::takeFront(std::size_t count) {
-    count = std::min(count, size());
-    if (count == 0) return {};
-    const auto begin = slots_.begin() + static_cast<std::ptrdiff_t>(first_);
-    const auto end = begin + static_cast<std::ptrdiff_t>(count);
-    std::vector<InternalEvent> taken(std::make_move_iterator(begin), std::make_move_iterator(end));
-    dropFront(count);
-    return taken;
 }
 
 void EventList::dropFront(std::size_t count) noexcept {

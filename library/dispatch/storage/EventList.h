@@ -44,8 +44,6 @@ class EventList {
     /// Puts `events` ahead of all others, in their order.
     void insertAtFront(std::span<const InternalEvent> events);
 
-    /// Removes the first `count` events and returns them.
-    std::vector<InternalEvent> takeFront(std::size_t count);
     /// Removes the first `count` events.
     void dropFront(std::size_t count) noexcept;
 

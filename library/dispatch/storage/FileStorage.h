@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include "json/JSONValue.h"
 
 #include "dispatch/storage/Storage.h"
 #include "json/JSONText.h"
@@ -19,10 +18,6 @@ namespace zentara {
 /// The place of the store's settings for coding records; both have none but the default.
 struct JSONEncoder {};
 struct JSONDecoder {};
-
-/// The place of a store of that name in the documents directory. A system that names no such
-/// directory is a fatal error. Touches nothing on disk.
-[[nodiscard]] std::filesystem::path documentsFile(std::string_view name);
 
 /// Keeps a list of records in a file that is one compact JSON array, replaced atomically. After a
 /// `load` that failed for want of memory or descriptors `save` fails too, as it would destroy what
@@ -44,8 +39,7 @@ class FileStorage final : public Storage<DataType> {
         for (const auto& record : records) {
             if (text.size() > 1) text += ',';
             if (!appendJSON(text, JSONCoding<DataType>::toDictionary(record))) {
-                return std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
-                                                       "JSON cannot hold one of the records");
+                return plainError("JSON cannot hold one of the records");
             }
         }
         text += ']';
@@ -106,7 +100,11 @@ class SchemasStorage final : public SchemaStorageProtocol {
     [[nodiscard]] Status save(std::span<const JSONObject> tables) override {
         return fileStorage_.save(tables);
     }
-    Result<std::vector<JSONObject>> load() override;
+    Result<std::vector<JSONObject>> load() override {
+        if (files_.state(fileStorage_.fileURL)) return fileStorage_.load();
+        return std::make_shared<PlatformError>(PlatformError::Domain::file, ENOENT,
+                                               "there are no cached schemas");
+    }
 
   private:
     FileSystem& files_;

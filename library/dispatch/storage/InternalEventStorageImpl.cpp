@@ -3,19 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <new>
-#include <optional>
 #include <span>
-#include <string>
-#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
-#include <utility>
-#include <vector>
 
-#include "dispatch/storage/QueueFiles.h"
-#include "dispatch/storage/SwappedFile.h"
-#include "support/FailureReporter.h"
-#include "support/Mutex.h"
 #include "support/PlatformError.h"
 #include "support/threads/WorkerPool.h"
 
@@ -107,260 +98,18 @@ bool complete(StoredEvents& stored, std::span<const InternalEvent> flushed,
 
 }  // namespace
 
-/// What the storage and its background tasks share, so that a task may outlive the storage.
-struct InternalEventStorageImpl::Shared : std::enable_shared_from_this<Shared> {
-    /// Moves away a file that is still there and cannot be read; null when there is none.
-    using Move = std::function<Status()>;
-
-    Shared(QueueFiles queueFiles, std::chrono::duration<double> interval, Scheduler run)
-        : queue(std::move(queueFiles)),
-          checkpointInterval(std::chrono::duration_cast<Clock::duration>(interval)),
-          scheduler(std::move(run)),
-          current(queue.files, queue.list, queue.spare, SwappedFile::Durability::process),
-          checkpoint(queue.files, queue.checkpoint, queue.checkpointSpare,
-                     SwappedFile::Durability::flushed),
-          failures(Component::storage, queue.list.filename().string()),
-          checkpointFailures(Component::storage, queue.checkpoint.filename().string()) {}
-
-    const QueueFiles queue;
-    const Clock::duration checkpointInterval;
-    const Scheduler scheduler;
-
-    Mutex mutex;
-    SwappedFile current ZENTARA_GUARDED_BY(mutex);
-    /// The events in the file, and where in the list that they came from.
-    EventList saved ZENTARA_GUARDED_BY(mutex);
-    std::optional<EventList::Position> savedPosition ZENTARA_GUARDED_BY(mutex);
-    /// What `recover` read, for the first `load`.
-    std::optional<StoredEvents> recovered ZENTARA_GUARDED_BY(mutex);
-    // Saving would destroy these files.
-    Move clearList ZENTARA_GUARDED_BY(mutex);
-    Move clearCheckpoint ZENTARA_GUARDED_BY(mutex);
-    std::vector<InternalEvent> inFlight ZENTARA_GUARDED_BY(mutex);
-    /// Whether the checkpoint has events that the list did not have.
-    bool isInFlightFlushed ZENTARA_GUARDED_BY(mutex) = false;
-    bool spareScheduled ZENTARA_GUARDED_BY(mutex) = false;
-    bool checkpointScheduled ZENTARA_GUARDED_BY(mutex) = false;
-    std::optional<Clock::time_point> lastCheckpoint ZENTARA_GUARDED_BY(mutex);
-
-    Mutex checkpointMutex;
-    SwappedFile checkpoint ZENTARA_GUARDED_BY(checkpointMutex);
-    std::vector<InternalEvent> checkpointed ZENTARA_GUARDED_BY(checkpointMutex);
-
-    FailureReporter failures;            // synchronises itself
-    FailureReporter checkpointFailures;  // likewise
-
-    void recover() ZENTARA_REQUIRES(mutex);
-    [[nodiscard]] Move moveOf(const StoredEvents& stored, const QueueFiles::Path& file,
-                              const std::string& fault) const;
-    [[nodiscard]] static Status clear(Move& move);
-    void setInFlight(std::span<const InternalEvent> events) ZENTARA_REQUIRES(mutex);
-    [[nodiscard]] bool isCheckpointEmpty() const;
-    Result<std::vector<InternalEvent>> load() ZENTARA_REQUIRES(mutex);
-    [[nodiscard]] Status save(const EventList& events) ZENTARA_REQUIRES(mutex);
-    void scheduleSpare() ZENTARA_REQUIRES(mutex);
-    void scheduleCheckpoint() ZENTARA_REQUIRES(mutex);
-    void writeCheckpoint();
-};
-
-void InternalEventStorageImpl::Shared::recover() {
-    const std::string unreadable = "could not be read";
-    const auto boot = queue.files.bootIdentity();
-    const auto lastBoot = queue.files.read(queue.boot);
-    const bool isSameBoot = boot.empty() || (lastBoot.ok() && *lastBoot == boot);
-    auto stored = queue.read(queue.list);
-    StoredEvents flushed;
-    // It has events that were delivered since, so it is left alone without need.
-    if (stored.state != State::unread && !(stored.state == State::list && isSameBoot)) {
-        flushed = queue.read(queue.checkpoint);
-        clearCheckpoint = moveOf(flushed, queue.checkpoint, unreadable);
-        checkpointFailures.report(clear(clearCheckpoint).error());
-    }
-    bool isChanged = false;
-    std::string fault = unreadable;
-    if (stored.state == State::list && flushed.state == State::list) {
-        isChanged = complete(stored, flushed.events, queue.read(queue.inFlight).events);
-        fault = "has parts of two lists";
-    }
-    clearList = moveOf(stored, queue.list, fault);
-    failures.report(clear(clearList).error());
-    if (stored.state != State::list && stored.state != State::unread &&
-        flushed.state == State::list) {
-        recovered = std::move(flushed);
-        isChanged = true;
-    } else if (stored.state == State::list || clearList) {
-        recovered = std::move(stored);
-    }
-    // The next save that can clear the way writes it all.
-    if (clearList) {
-        recovered->isCanonical = false;
-        return;
-    }
-    // A copy, which the next saves may overwrite: until there is a newer checkpoint, this one is
-    // all that the next loss of power would leave. Without a copy the next save writes it all.
-    if (isChanged) {
-        const auto copied = current.write(recovered->events, 0);
-        failures.report(copied.error());
-        if (!copied.ok()) {
-            recovered->isCanonical = false;
-            return;
-        }
-    }
-    if (isSameBoot) return;
-    // Failing it, the next start looks again. Not flushed, as a loss of power means another boot.
-    reportLeft(queue.boot, queue.files.writeAtomically(queue.boot, boot));
-}
-
-InternalEventStorageImpl::Shared::Move InternalEventStorageImpl::Shared::moveOf(
-    const StoredEvents& stored, const QueueFiles::Path& file, const std::string& fault) const {
-    if (stored.state == State::unread)
-        return [this, file, cause = stored.status] {
-            return queue.postpone(file, cause);
-        };
-    if (stored.state == State::damaged)
-        return [this, file, fault] {
-            return queue.setAside(file, fault);
-        };
-    return nullptr;
-}
-
-Status InternalEventStorageImpl::Shared::clear(Move& move) {
-    if (!move) return {};
-    auto status = move();
-    if (status.ok()) move = nullptr;
-    return status;
-}
-
-Result<std::vector<InternalEvent>> InternalEventStorageImpl::Shared::load() {
-    StoredEvents stored;
-    if (recovered) {
-        stored = *std::exchange(recovered, std::nullopt);
-    } else {
-        stored = queue.read(queue.list);
-        if (stored.state == State::list) clearList = nullptr;
-    }
-    savedPosition.reset();
-    saved = EventList();
-    current.forget();
-    if (stored.isCanonical) {
-        saved = EventList(stored.events);
-        current.holds(saved.events());
-        if (!saved.empty()) scheduleSpare();
-        // The events of a checkpoint were delivered, and would come back with the next boot.
-        if (!saved.empty() || !isCheckpointEmpty()) scheduleCheckpoint();
-    }
-    if (!stored.status.ok()) return stored.status;
-    return std::move(stored.events);
-}
-
-Status InternalEventStorageImpl::Shared::save(const EventList& list) {
-    if (auto status = clear(clearList); !status.ok()) return status;
-    const auto events = list.events();
-    const auto position = list.position();
-    const auto left = savedPosition && savedPosition->revision == position.revision
-                          ? std::min(position.first - savedPosition->first, saved.size())
-                          : leftFront(saved.events(), events);
-    const bool isSame = left == 0 && events.size() == saved.size();
-    // Before anything is written, so that what follows the write cannot fail. Taking over what has
-    // changed is a fraction of copying thousands of references.
-    saved.reserveMore(events.size() - (saved.size() - left));
-    if (auto status = current.write(events, left); !status.ok()) return status;
-    savedPosition = position;
-    if (isSame) return {};
-    saved.dropFront(left);
-    for (const auto& event : events.subspan(saved.size()))
-        saved.append(event);
-    if (left > 0) scheduleSpare();
-    scheduleCheckpoint();
-    return {};
-}
-
-bool InternalEventStorageImpl::Shared::isCheckpointEmpty() const {
-    const auto state = queue.files.state(queue.checkpoint);
-    return !state || state->size <= ListText::sizeOf({});
-}
-
-void InternalEventStorageImpl::Shared::setInFlight(std::span<const InternalEvent> events) {
-    inFlight.assign(events.begin(), events.end());
-    if (isInFlightFlushed) scheduleCheckpoint();
-    if (!inFlight.empty() || !saved.empty() || clearCheckpoint || isCheckpointEmpty()) return;
-    // All is delivered, and would come back with it when the system has started anew.
-    const auto removed = queue.files.remove(queue.checkpoint);
-    checkpointFailures.report(removed.error());
-    if (!removed.ok()) scheduleCheckpoint();
-}
-
-void InternalEventStorageImpl::Shared::scheduleSpare() {
-    if (spareScheduled) return;
-    scheduler(sparePreparationDelay, [weak = weak_from_this()] {
-        const auto self = weak.lock();
-        if (!self) return;
-        const MutexLock lock(self->mutex);
-        self->spareScheduled = false;
-        self->current.pause(self->saved.events());
-    });
-    spareScheduled = true;
-}
-
-void InternalEventStorageImpl::Shared::scheduleCheckpoint() {
-    if (checkpointScheduled) return;
-    auto delay = Clock::duration::zero();
-    if (lastCheckpoint) {
-        delay = std::max(delay, *lastCheckpoint + checkpointInterval - Clock::now());
-    }
-    scheduler(delay, [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) self->writeCheckpoint();
-    });
-    checkpointScheduled = true;
-}
-
-void InternalEventStorageImpl::Shared::writeCheckpoint() {
-    const MutexLock checkpointLock(checkpointMutex);
-    Status status;
-    try {
-        std::vector<InternalEvent> events;
-        std::array<std::shared_ptr<File>, 2> files;
-        {
-            const MutexLock lock(mutex);
-            checkpointScheduled = false;
-            lastCheckpoint = Clock::now();
-            status = clear(clearCheckpoint);
-            // The list alone would be the end of what was on the device until it was taken.
-            const auto list = saved.events();
-            for (const auto& event : inFlight) {
-                if (std::none_of(list.begin(), list.end(),
-                                 [&event](const auto& other) { return other.isCopyOf(event); })) {
-                    events.push_back(event);
-                }
-            }
-            isInFlightFlushed = !events.empty();
-            events.insert(events.end(), list.begin(), list.end());
-            current.prepareSpare(saved.events());
-            files = current.openFiles();
-        }
-        // Both files that trade names: with an old list still on the device, a loss of power could
-        // bring back one that is whole and yet older than the checkpoint.
-        for (const auto& file : files) {
-            if (file && status.ok()) status = file->flush();
-        }
-        if (status.ok()) status = checkpoint.write(events, leftFront(checkpointed, events));
-        if (status.ok()) checkpointed = std::move(events);
-    } catch (const std::bad_alloc&) {
-        status = outOfMemory("write the checkpoint");
-    }
-    checkpointFailures.report(status.error());
-    if (status.ok()) return;
-    // The last checkpoint is as it was.
-    const MutexLock lock(mutex);
-    scheduleCheckpoint();
-}
-
-InternalEventStorageImpl::InternalEventStorageImpl(FileSystem& files, std::string_view fileName,
+InternalEventStorageImpl::InternalEventStorageImpl(QueueFiles queue,
                                                    std::chrono::duration<double> checkpointInterval,
                                                    Scheduler scheduler)
-    : fileURL(documentsFile(fileName)),
-      shared_(std::make_shared<Shared>(QueueFiles(files, fileName), checkpointInterval,
-                                       std::move(scheduler))) {}
+    : fileURL(queue.list),
+      queue_(std::move(queue)),
+      checkpointInterval_(std::chrono::duration_cast<Clock::duration>(checkpointInterval)),
+      scheduler_(std::move(scheduler)),
+      failures_(Component::storage, queue_.list.filename().string()),
+      checkpointFailures_(Component::storage, queue_.checkpoint.filename().string()),
+      current_(queue_.files, queue_.list, queue_.spare, SwappedFile::Durability::process),
+      checkpoint_(queue_.files, queue_.checkpoint, queue_.checkpointSpare,
+                  SwappedFile::Durability::flushed) {}
 
 InternalEventStorageImpl::Scheduler InternalEventStorageImpl::defaultScheduler() {
     return [](Clock::duration delay, std::function<void()> work) {
@@ -369,28 +118,209 @@ InternalEventStorageImpl::Scheduler InternalEventStorageImpl::defaultScheduler()
 }
 
 void InternalEventStorageImpl::recover() {
-    const MutexLock lock(shared_->mutex);
-    shared_->recover();
+    const MutexLock lock(mutex_);
+    const std::string unreadable = "could not be read";
+    const auto boot = queue_.files.bootIdentity();
+    const auto lastBoot = queue_.files.read(queue_.boot);
+    const bool isSameBoot = boot.empty() || (lastBoot.ok() && *lastBoot == boot);
+    auto stored = queue_.read(queue_.list);
+    StoredEvents flushed;
+    // It has events that were delivered since, so it is left alone without need.
+    if (stored.state != State::unread && !(stored.state == State::list && isSameBoot)) {
+        flushed = queue_.read(queue_.checkpoint);
+        clearCheckpoint_ = moveOf(flushed, queue_.checkpoint, unreadable);
+        checkpointFailures_.report(clear(clearCheckpoint_));
+    }
+    bool isChanged = false;
+    std::string fault = unreadable;
+    if (stored.state == State::list && flushed.state == State::list) {
+        isChanged = complete(stored, flushed.events, queue_.read(queue_.inFlight).events);
+        fault = "has parts of two lists";
+    }
+    clearList_ = moveOf(stored, queue_.list, fault);
+    failures_.report(clear(clearList_));
+    if (stored.state != State::list && stored.state != State::unread &&
+        flushed.state == State::list) {
+        recovered_ = std::move(flushed);
+        isChanged = true;
+    } else if (stored.state == State::list || clearList_) {
+        recovered_ = std::move(stored);
+    }
+    // The next save that can clear the way writes it all.
+    if (clearList_) {
+        recovered_->isCanonical = false;
+        return;
+    }
+    // A copy, which the next saves may overwrite: until there is a newer checkpoint, this one is
+    // all that the next loss of power would leave. Without a copy the next save writes it all.
+    if (isChanged) {
+        const auto copied = current_.write(recovered_->events, 0);
+        failures_.report(copied);
+        if (!copied.ok()) {
+            recovered_->isCanonical = false;
+            return;
+        }
+    }
+    if (isSameBoot) return;
+    // Failing it, the next start looks again. Not flushed, as a loss of power means another boot.
+    reportLeft(queue_.boot, queue_.files.writeAtomically(queue_.boot, boot));
 }
 
-Status InternalEventStorageImpl::save(const EventList& events) {
-    const MutexLock lock(shared_->mutex);
-    auto status = shared_->save(events);
-    shared_->failures.report(status.error());
+InternalEventStorageImpl::Move InternalEventStorageImpl::moveOf(
+    const StoredEvents& stored, const QueueFiles::Path& file, const std::string& fault) const {
+    if (stored.state != State::unread && stored.state != State::damaged) return nullptr;
+    return [this, state = stored.state, file, fault, cause = stored.status] {
+        return state == State::unread ? queue_.postpone(file, cause) : queue_.setAside(file, fault);
+    };
+}
+
+Status InternalEventStorageImpl::clear(Move& move) {
+    if (!move) return {};
+    auto status = move();
+    if (status.ok()) move = nullptr;
     return status;
 }
 
-void InternalEventStorageImpl::setInFlight(std::span<const InternalEvent> events) {
-    const MutexLock lock(shared_->mutex);
-    shared_->setInFlight(events);
+Result<std::vector<InternalEvent>> InternalEventStorageImpl::load() {
+    const MutexLock lock(mutex_);
+    auto loaded = read();
+    // A file that is still in the way makes each save fail.
+    if (!loaded.ok() || !clearList_) failures_.report(loaded.status());
+    return loaded;
 }
 
-Result<std::vector<InternalEvent>> InternalEventStorageImpl::load() {
-    const MutexLock lock(shared_->mutex);
-    auto loaded = shared_->load();
-    // A file that is still in the way makes each save fail.
-    if (!loaded.ok() || !shared_->clearList) shared_->failures.report(loaded.error());
-    return loaded;
+Result<std::vector<InternalEvent>> InternalEventStorageImpl::read() {
+    StoredEvents stored;
+    if (recovered_) {
+        stored = *std::exchange(recovered_, std::nullopt);
+    } else {
+        stored = queue_.read(queue_.list);
+        if (stored.state == State::list) clearList_ = nullptr;
+    }
+    savedPosition_.reset();
+    saved_ = EventList();
+    current_.forget();
+    if (stored.isCanonical) {
+        saved_ = EventList(stored.events);
+        current_.holds(saved_.events());
+        if (!saved_.empty()) scheduleSpare();
+        // The events of a checkpoint were delivered, and would come back with the next boot.
+        if (!saved_.empty() || !isCheckpointEmpty()) scheduleCheckpoint();
+    }
+    if (!stored.status.ok()) return stored.status;
+    return std::move(stored.events);
+}
+
+Status InternalEventStorageImpl::save(const EventList& events) {
+    const MutexLock lock(mutex_);
+    auto status = write(events);
+    failures_.report(status);
+    return status;
+}
+
+Status InternalEventStorageImpl::write(const EventList& list) {
+    if (auto status = clear(clearList_); !status.ok()) return status;
+    const auto events = list.events();
+    const auto position = list.position();
+    const auto left = savedPosition_ && savedPosition_->revision == position.revision
+                          ? std::min(position.first - savedPosition_->first, saved_.size())
+                          : leftFront(saved_.events(), events);
+    const bool isSame = left == 0 && events.size() == saved_.size();
+    const bool isFull = left == 1 && events.size() == saved_.size();
+    // Before anything is written, so that what follows the write cannot fail. Taking over what has
+    // changed is a fraction of copying thousands of references.
+    saved_.reserveMore(events.size() - (saved_.size() - left));
+    if (auto status = current_.write(events, left); !status.ok()) return status;
+    savedPosition_ = position;
+    if (isSame) return {};
+    saved_.dropFront(left);
+    for (const auto& event : events.subspan(saved_.size()))
+        saved_.append(event);
+    // A full list loses an event with each append, so a prepared spare would be of no use.
+    if (left > 0 && !isFull) scheduleSpare();
+    scheduleCheckpoint();
+    return {};
+}
+
+bool InternalEventStorageImpl::isCheckpointEmpty() const {
+    const auto state = queue_.files.state(queue_.checkpoint);
+    return !state || state->size <= ListText::sizeOf({});
+}
+
+void InternalEventStorageImpl::setInFlight(std::span<const InternalEvent> events) {
+    const MutexLock lock(mutex_);
+    inFlight_.assign(events.begin(), events.end());
+    if (isInFlightFlushed_) scheduleCheckpoint();
+    if (!inFlight_.empty() || !saved_.empty() || clearCheckpoint_ || isCheckpointEmpty()) return;
+    // All is delivered, and would come back with it when the system has started anew.
+    const auto removed = queue_.files.remove(queue_.checkpoint);
+    checkpointFailures_.report(removed);
+    if (!removed.ok()) scheduleCheckpoint();
+}
+
+void InternalEventStorageImpl::scheduleSpare() {
+    if (spareScheduled_) return;
+    scheduler_(sparePreparationDelay, [weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (!self) return;
+        const MutexLock lock(self->mutex_);
+        self->spareScheduled_ = false;
+        self->current_.prepareSpare(self->saved_.events());
+    });
+    spareScheduled_ = true;
+}
+
+void InternalEventStorageImpl::scheduleCheckpoint() {
+    if (checkpointScheduled_) return;
+    auto delay = Clock::duration::zero();
+    if (lastCheckpoint_) {
+        delay = std::max(delay, *lastCheckpoint_ + checkpointInterval_ - Clock::now());
+    }
+    scheduler_(delay, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->writeCheckpoint();
+    });
+    checkpointScheduled_ = true;
+}
+
+void InternalEventStorageImpl::writeCheckpoint() {
+    const MutexLock checkpointLock(checkpointMutex_);
+    Status status;
+    try {
+        std::vector<InternalEvent> events;
+        std::array<std::shared_ptr<File>, 2> files;
+        {
+            const MutexLock lock(mutex_);
+            checkpointScheduled_ = false;
+            lastCheckpoint_ = Clock::now();
+            status = clear(clearCheckpoint_);
+            // The list alone would be the end of what was on the device until it was taken.
+            const auto list = saved_.events();
+            for (const auto& event : inFlight_) {
+                if (std::none_of(list.begin(), list.end(),
+                                 [&event](const auto& other) { return other.isCopyOf(event); })) {
+                    events.push_back(event);
+                }
+            }
+            isInFlightFlushed_ = !events.empty();
+            events.insert(events.end(), list.begin(), list.end());
+            current_.prepareSpare(saved_.events());
+            files = current_.openFiles();
+        }
+        // Both files that trade names: with an old list still on the device, a loss of power could
+        // bring back one that is whole and yet older than the checkpoint.
+        for (const auto& file : files) {
+            if (file && status.ok()) status = file->flush();
+        }
+        if (status.ok()) status = checkpoint_.write(events, leftFront(checkpointed_, events));
+        if (status.ok()) checkpointed_ = std::move(events);
+    } catch (const std::bad_alloc&) {
+        status = outOfMemory("write the checkpoint");
+    }
+    checkpointFailures_.report(status);
+    if (status.ok()) return;
+    // The last checkpoint is as it was.
+    const MutexLock lock(mutex_);
+    scheduleCheckpoint();
 }
 
 }  // namespace zentara

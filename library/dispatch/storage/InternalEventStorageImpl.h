@@ -4,11 +4,17 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "dispatch/storage/FileStorage.h"
-#include "dispatch/storage/Storage.h"
-#include "platform/FileSystem.h"
+#include "dispatch/storage/QueueFiles.h"
+#include "dispatch/storage/SwappedFile.h"
+#include "support/FailureReporter.h"
+#include "support/Mutex.h"
 
 namespace zentara {
 
@@ -33,15 +39,21 @@ namespace zentara {
 /// was written anew more than once since, and each time was partly on the device.
 ///
 /// The owner serialises `save`, `load` and `recover`; the background tasks synchronise themselves.
-class InternalEventStorageImpl final : public InternalEventStorage {
+class InternalEventStorageImpl final
+    : public InternalEventStorage,
+      public std::enable_shared_from_this<InternalEventStorageImpl> {
   public:
     /// Runs work after a delay, away from the caller.
     using Scheduler =
         std::function<void(std::chrono::steady_clock::duration, std::function<void()>)>;
 
-    /// `files` must outlive the storage and its background work.
-    InternalEventStorageImpl(FileSystem& files, std::string_view fileName,
-                             std::chrono::duration<double> checkpointInterval, Scheduler scheduler);
+    /// `files` must outlive the storage and its background work, which ends with the storage.
+    [[nodiscard]] static std::shared_ptr<InternalEventStorageImpl> create(
+        FileSystem& files, std::string_view fileName,
+        std::chrono::duration<double> checkpointInterval, Scheduler scheduler) {
+        return std::shared_ptr<InternalEventStorageImpl>(new InternalEventStorageImpl(
+            QueueFiles(files, fileName), checkpointInterval, std::move(scheduler)));
+    }
 
     const std::filesystem::path fileURL;
     const JSONEncoder jsonEncoder{};
@@ -65,9 +77,49 @@ class InternalEventStorageImpl final : public InternalEventStorage {
     [[nodiscard]] static Scheduler defaultScheduler();
 
   private:
-    struct Shared;
+    using Clock = std::chrono::steady_clock;
+    /// Moves away a file that is still there and cannot be read; null when there is none.
+    using Move = std::function<Status()>;
 
-    const std::shared_ptr<Shared> shared_;
+    InternalEventStorageImpl(QueueFiles queue, std::chrono::duration<double> checkpointInterval,
+                             Scheduler scheduler);
+
+    [[nodiscard]] Move moveOf(const StoredEvents& stored, const QueueFiles::Path& file,
+                              const std::string& fault) const;
+    [[nodiscard]] static Status clear(Move& move);
+    [[nodiscard]] bool isCheckpointEmpty() const;
+    Result<std::vector<InternalEvent>> read() ZENTARA_REQUIRES(mutex_);
+    [[nodiscard]] Status write(const EventList& events) ZENTARA_REQUIRES(mutex_);
+    void scheduleSpare() ZENTARA_REQUIRES(mutex_);
+    void scheduleCheckpoint() ZENTARA_REQUIRES(mutex_);
+    void writeCheckpoint();
+
+    const QueueFiles queue_;
+    const Clock::duration checkpointInterval_;
+    const Scheduler scheduler_;
+    FailureReporter failures_;            // synchronises itself
+    FailureReporter checkpointFailures_;  // likewise
+
+    Mutex mutex_;
+    SwappedFile current_ ZENTARA_GUARDED_BY(mutex_);
+    /// The events in the file, and where in the list that they came from.
+    EventList saved_ ZENTARA_GUARDED_BY(mutex_);
+    std::optional<EventList::Position> savedPosition_ ZENTARA_GUARDED_BY(mutex_);
+    /// What `recover` read, for the first `load`.
+    std::optional<StoredEvents> recovered_ ZENTARA_GUARDED_BY(mutex_);
+    // Saving would destroy these files.
+    Move clearList_ ZENTARA_GUARDED_BY(mutex_);
+    Move clearCheckpoint_ ZENTARA_GUARDED_BY(mutex_);
+    std::vector<InternalEvent> inFlight_ ZENTARA_GUARDED_BY(mutex_);
+    /// Whether the checkpoint has events that the list did not have.
+    bool isInFlightFlushed_ ZENTARA_GUARDED_BY(mutex_) = false;
+    bool spareScheduled_ ZENTARA_GUARDED_BY(mutex_) = false;
+    bool checkpointScheduled_ ZENTARA_GUARDED_BY(mutex_) = false;
+    std::optional<Clock::time_point> lastCheckpoint_ ZENTARA_GUARDED_BY(mutex_);
+
+    Mutex checkpointMutex_;
+    SwappedFile checkpoint_ ZENTARA_GUARDED_BY(checkpointMutex_);
+    std::vector<InternalEvent> checkpointed_ ZENTARA_GUARDED_BY(checkpointMutex_);
 };
 
 }  // namespace zentara

@@ -27,10 +27,7 @@ std::uint64_t ListText::sizeOf(std::span<const InternalEvent> events) {
 Status ListText::follow(std::span<const InternalEvent> events, std::size_t left) {
     dropFront(std::min(left, count_));
     for (const auto& event : events.subspan(count_)) {
-        if (!append(event)) {
-            return std::make_shared<PlatformError>(PlatformError::Domain::json, 0,
-                                                   "JSON cannot hold one of the events");
-        }
+        if (!append(event)) return plainError("JSON cannot hold one of the events");
     }
     return {};
 }

@@ -6,7 +6,6 @@
 #include <new>
 #include <utility>
 
-#include "dispatch/storage/FileStorage.h"
 #include "dispatch/storage/ListText.h"
 #include "model/EventDecoder.h"
 #include "support/Clocks.h"
@@ -122,7 +121,7 @@ InFlightFile::InFlightFile(QueueFiles queue)
 
 Status InFlightFile::save(std::span<const InternalEvent> events) {
     auto status = inTheWay_.ok() ? write(events) : inTheWay_;
-    failures_.report(status.error());
+    failures_.report(status);
     return status;
 }
 
@@ -137,7 +136,7 @@ Result<std::vector<InternalEvent>> InFlightFile::load() {
     auto stored = queue_.read(queue_.inFlight);
     if (stored.state == State::damaged) inTheWay_ = queue_.setAside(queue_.inFlight);
     if (stored.state == State::unread) inTheWay_ = queue_.postpone(queue_.inFlight, stored.status);
-    failures_.report(inTheWay_.error());
+    failures_.report(inTheWay_);
     if (!stored.status.ok()) return stored.status;
     return std::move(stored.events);
 }

@@ -22,7 +22,6 @@ void SwappedFile::holds(std::span<const InternalEvent> events) {
 void SwappedFile::forget() noexcept {
     current_ = {};
     spare_.known = false;
-    isFull_ = false;
     text_ = {};
 }
 
@@ -34,11 +33,9 @@ Status SwappedFile::write(std::span<const InternalEvent> events, std::size_t lef
     // Of an empty list nothing can be lost.
     if (isSame && (events.empty() || isAsLeft(path_, current_))) return {};
 
-    const bool isFull = left == 1 && events.size() == current_.count;
     auto status = fillSpare(events, left);
     if (status.ok()) status = replaceFile();
     if (!status.ok()) return status;
-    isFull_ = isFull;
     spare_.known = spare_.known && onlyAppended;
     return {};
 }

@@ -58,13 +58,8 @@ class SwappedFile {
         return {current_.file, spare_.file};
     }
 
-    /// To be called when writes have paused, with the events that the file holds: makes the next
-    /// append cheap. A list that is full is left alone, as it loses an event with each append.
-    void pause(std::span<const InternalEvent> events) noexcept {
-        if (!isFull_) prepareSpare(events);
-    }
-
-    /// Brings the spare up to `events`, which the file holds, so that both files hold the same.
+    /// Brings the spare up to `events`, which the file holds, so that both files hold the same and
+    /// the next append is cheap.
     void prepareSpare(std::span<const InternalEvent> events) noexcept;
 
   private:
@@ -93,8 +88,7 @@ class SwappedFile {
     const Durability durability_;
     Side current_;
     Side spare_;
-    bool isFull_ = false;  // the last write lost one event and gained one
-    ListText text_;        // of what the file holds, or of nothing
+    ListText text_;  // of what the file holds, or of nothing
 };
 
 }  // namespace zentara
