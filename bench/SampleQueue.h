@@ -37,9 +37,9 @@ inline void writeFile(const std::string& path, const std::string& bytes) {
 
 /// A store without background work, so that only the caller's cost is measured.
 inline std::shared_ptr<InternalEventStorageImpl> quietStorage(const std::string& name) {
-    auto storage = InternalEventStorageImpl::create(
-        systemFiles(), name, std::chrono::hours(1),
-        [](std::chrono::steady_clock::duration, const auto&) {});
+    auto storage =
+        InternalEventStorageImpl::create(systemFiles(), name, std::chrono::hours(1),
+                                         [](std::chrono::steady_clock::duration, const auto&) {});
     storage->recover();
     return storage;
 }

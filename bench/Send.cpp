@@ -55,11 +55,11 @@ class ReadyClient {
         const auto identity = std::make_shared<NoIdentity>();
         client_ = ZentaraClientBuilder::assemble(
             {.schemasProvider = std::make_shared<OneSchema>(),
-             .eventBus = EventBus::create({
-                 queueOf(queued, "queue", host.file("queue").string(), maxEvents), identity,
-                 "instance", std::make_unique<test::ManualTicker>(ticker_),
-                 ZentaraClientBuilder::collector(), Ledger::shared(),
-                 [] { return ZentaraClock().now(); }, ControlTime::shared()}),
+             .eventBus = EventBus::create(
+                 {queueOf(queued, "queue", host.file("queue").string(), maxEvents), identity,
+                  "instance", std::make_unique<test::ManualTicker>(ticker_),
+                  ZentaraClientBuilder::collector(), Ledger::shared(),
+                  [] { return ZentaraClock().now(); }, ControlTime::shared()}),
              .idManager = identity,
              .unvalidatedEventsRepository = std::make_shared<EventsRepository>(
                  maxEvents, quietStorage("unvalidated"), Ledger::shared().heldBackQueue),

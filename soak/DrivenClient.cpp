@@ -46,16 +46,16 @@ void DrivenClient::renew() {
         std::make_unique<SchemasServiceApi>(ZentaraClientBuilder::schemasService()),
         ClientSettings::current,
         [](const ZentaraClientErrorRef& error) { ZentaraClient::setIsReady(error == nullptr); });
-    auto idManager = ZentaraIDManager::create({
-        "soak",
-        std::make_unique<FileStorage<Token>>(files_, ClientSettings().anonymousTokenStorageName),
-        ticker(), ZentaraClientBuilder::collector(), nullptr, TickerProtocol::Clock::now});
+    auto idManager = ZentaraIDManager::create(
+        {"soak",
+         std::make_unique<FileStorage<Token>>(files_, ClientSettings().anonymousTokenStorageName),
+         ticker(), ZentaraClientBuilder::collector(), nullptr, TickerProtocol::Clock::now});
     const auto clock = [this] {
         return std::chrono::system_clock::time_point(timePassed());
     };
     auto bus =
         EventBus::create({events_, idManager, lowerCaseUUID(), ticker(),
-                         ZentaraClientBuilder::collector(), Ledger::shared(), clock, time_});
+                          ZentaraClientBuilder::collector(), Ledger::shared(), clock, time_});
     client_ = ZentaraClientBuilder::assemble({.schemasProvider = std::move(schemas),
                                               .eventBus = std::move(bus),
                                               .idManager = std::move(idManager),

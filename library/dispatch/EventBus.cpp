@@ -105,7 +105,9 @@ void EventBus::enqueue(const InternalEvent& event, const EnqueueCompletion& comp
 }
 
 void EventBus::dispatch(DispatchCompletion completion) {
-    if (!completion) completion = [](const auto&) {};
+    if (!completion)
+        completion = [](const auto&) {
+        };
     const auto settings = collector_.settings();
     if (!settings) {
         const auto status = failure(EventBusError::Case::clientNotInitialized);

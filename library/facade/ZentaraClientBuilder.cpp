@@ -97,10 +97,10 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
         });
     const auto folder = claimProcessFolder(files, settings.anonymousTokenStorageName);
     const auto tokenName = folder + settings.anonymousTokenStorageName;
-    auto idManager = ZentaraIDManager::create({
-        userAgent(bundleIdentifier, settings),
-        std::make_unique<FileStorage<Token>>(files, tokenName), std::make_unique<Ticker>(),
-        collector(), nullptr, TickerProtocol::Clock::now});
+    auto idManager = ZentaraIDManager::create(
+        {userAgent(bundleIdentifier, settings),
+         std::make_unique<FileStorage<Token>>(files, tokenName), std::make_unique<Ticker>(),
+         collector(), nullptr, TickerProtocol::Clock::now});
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
     QueueOptions queue{settings.maxEvents, settings.dispatchInterval};
     auto events = repository(files, folder + settings.eventsStorageName, queue, ledger.queue);
@@ -115,7 +115,7 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
     }
     auto eventBus =
         EventBus::create({std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(),
-                         collector(), ledger, [] { return ZentaraClock().now(); }, controlTime});
+                          collector(), ledger, [] { return ZentaraClock().now(); }, controlTime});
     runAtExit([bus = std::weak_ptr(eventBus)] {
         if (const auto alive = bus.lock()) alive->stopDispatching();
     });

@@ -131,10 +131,11 @@ CURLcode Transfer::prepare() {
                     static_cast<curl_off_t>(URLSession::maximumBodySize));
     }
     // Programs that the host starts must not hold our connections.
-    options.set(CURLOPT_SOCKOPTFUNCTION, +[](void*, curl_socket_t socket, curlsocktype) {
-        ::fcntl(socket, F_SETFD, FD_CLOEXEC);
-        return int{CURL_SOCKOPT_OK};
-    });
+    options.set(
+        CURLOPT_SOCKOPTFUNCTION, +[](void*, curl_socket_t socket, curlsocktype) {
+            ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+            return int{CURL_SOCKOPT_OK};
+        });
     return options.code();
 }
 

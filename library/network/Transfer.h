@@ -50,7 +50,6 @@ class Transfer {
         return (static_cast<Transfer*>(transfer)->*accepts)(text) ? text.size() : 0;
     }
 
-
     URLRequest request_;
     URLSession::Completion completion_;
     const std::string authorityFile_;

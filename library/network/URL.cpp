@@ -40,7 +40,8 @@ bool isPathCharacter(char c) {
 /// lenient, and what it lets through would go into the request line as it is.
 bool hasOnlyURLCharacters(std::string_view text) {
     return percentDecoded(text) && std::ranges::all_of(text, [](char c) {
-               return isPathCharacter(c) || std::string_view("%?#[]").find(c) != std::string_view::npos;
+               return isPathCharacter(c) ||
+                      std::string_view("%?#[]").find(c) != std::string_view::npos;
            });
 }
 

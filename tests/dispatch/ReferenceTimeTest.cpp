@@ -7,8 +7,8 @@
 #include <thread>
 #include <utility>
 
-#include "support/TestHost.h"
 #include "platform/UserDefaults.h"
+#include "support/TestHost.h"
 
 namespace zentara {
 namespace {
@@ -49,7 +49,8 @@ TEST(ReferenceTime, BothValuesAreStoredTogether) {
     struct Ticks final : ControlTimeProtocol {
         std::atomic<std::int64_t> moment = 0;
         std::uint64_t currentMonotonicValue() const override {
-            EXPECT_EQ(UserDefaults::current().integer(inicialTimeStampKey), moment - 1) << "stored early";
+            EXPECT_EQ(UserDefaults::current().integer(inicialTimeStampKey), moment - 1)
+                << "stored early";
             return static_cast<std::uint64_t>(moment * 7);
         }
     } ticks;

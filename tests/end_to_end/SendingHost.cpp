@@ -1,6 +1,6 @@
 // A host application that sends numbered events and waits to be killed:
 //
-//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT linger|fork
+//     zentara_sending_host COLLECTOR SCHEMAS DOCUMENTS FIRST COUNT linger|fork|return
 //
 // Prints the number of each queued event. With "fork" it also forks children and prints "child
 // STATUS" for each that has ended, and "last ID" for a child that stays.
@@ -107,8 +107,14 @@ int main(int argc, char** argv) {
                          });
         }
     };
-    const bool forks = std::string_view(argv[6]) == "fork";
-    forks ? forkWhileSending(*client, send) : send();
+    const std::string_view mode = argv[6];
+    mode == "fork" ? forkWhileSending(*client, send) : send();
+    if (mode == "return") {
+        // With up to ten events in flight.
+        ZentaraClient::setLoggedUser(UserTokenType::guest, "user");
+        client->performFetch([](BackgroundFetchResult) {});
+        return ZentaraClient::statistics().inFlight == count ? 0 : 1;
+    }
     std::promise<void>().get_future().wait();
     return 0;
 }

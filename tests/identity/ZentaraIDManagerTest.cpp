@@ -18,12 +18,16 @@ using namespace test;
 class ZentaraIDManagerTest : public testing::Test {
   protected:
     std::shared_ptr<ZentaraIDManager> makeManager() {
-        return ZentaraIDManager::create({
-            "agent", std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
-            std::make_unique<ManualTicker>(ticker_),
-            {[this] { return settings_; },
-             [](auto) { return URL::parse("http://id.test/base").value(); }, RestClient(session_)},
-            [this] { ++ready_; }, [this] { return now_; }});
+        return ZentaraIDManager::create(
+            {"agent",
+             std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
+             std::make_unique<ManualTicker>(ticker_),
+             {[this] { return settings_; },
+              [](auto) { return URL::parse("http://id.test/base").value(); }, RestClient(session_)},
+             [this] { ++ready_; },
+             [this] {
+                 return now_;
+             }});
     }
 
     /// The report of one fetch, if there is one.

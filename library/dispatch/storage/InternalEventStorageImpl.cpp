@@ -166,8 +166,9 @@ void InternalEventStorageImpl::recover() {
     reportLeft(queue_.boot, queue_.files.writeAtomically(queue_.boot, boot));
 }
 
-InternalEventStorageImpl::Move InternalEventStorageImpl::moveOf(
-    const StoredEvents& stored, const QueueFiles::Path& file, const std::string& fault) const {
+InternalEventStorageImpl::Move InternalEventStorageImpl::moveOf(const StoredEvents& stored,
+                                                                const QueueFiles::Path& file,
+                                                                const std::string& fault) const {
     if (stored.state != State::unread && stored.state != State::damaged) return nullptr;
     return [this, state = stored.state, file, fault, cause = stored.status] {
         return state == State::unread ? queue_.postpone(file, cause) : queue_.setAside(file, fault);
