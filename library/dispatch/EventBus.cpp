@@ -8,7 +8,7 @@
 #include "identity/IDManager.h"
 #include "model/ZentaraEnvelope.h"
 #include "network/URLRequestBuilder.h"
-#include "support/threads/Strand.h"
+#include "support/threads/WorkerPool.h"
 
 namespace zentara {
 
@@ -25,7 +25,7 @@ std::optional<std::string> entry(const StringMap& user, const std::string& key) 
 }
 
 bool isOfSameUser(const InternalEvent& left, const InternalEvent& right) {
-    // Decoding a batch to see this took five times as long as all the rest of its way.
+    // Decoding a batch for this took five times as long as the rest of its delivery.
     if (left.isOfSameUserText(right)) return true;
     const auto& one = left.user();
     const auto& other = right.user();
@@ -83,7 +83,7 @@ EventBus::EventBus(Collaborators collaborators)
 
 EventBus::~EventBus() {
     ticker_->cancel();
-    // A bus that was built after this one has put its own reference there, which is to stay.
+    // Leaves the reference of a later bus.
     resetReferenceTime(defaults_, reference_);
 }
 
@@ -116,7 +116,7 @@ void EventBus::dispatch(DispatchCompletion completion) {
     }
     if (!idManager_->isReady()) {
         const auto status = failure(EventBusError::Case::idManagerNotReady);
-        // Until the first answer comes there is none, and nothing has failed.
+        // Before the first answer there is no identity, and nothing has failed.
         if (isFailing(Component::identity)) failures_.report(status);
         return completion(DispatchResult::failure(status));
     }
@@ -124,7 +124,7 @@ void EventBus::dispatch(DispatchCompletion completion) {
     delivery->settings = settings;
     const auto events = takeEvents(*delivery);
     if (events.empty()) {
-        // Without a number nothing was looked for: the process is ending, and events may wait.
+        // Without a number nothing was taken: the process is ending, and events may be queued.
         const bool nothingIsLeft = delivery->number > 0 && ledger_.inFlight == 0;
         if (nothingIsLeft) failures_.report(Status());
         completion(DispatchResult::emptyRepository());
@@ -137,7 +137,7 @@ void EventBus::dispatch(DispatchCompletion completion) {
 
 EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     // In one step, so that the end of the process never finds events that are neither in the queue
-    // nor in flight. The repository's lock is taken inside of this one, never the other way round.
+    // nor in flight. The lock order is this mutex, then the repository's queue.
     const MutexLock lock(mutex_);
     if (isStopped_) return {};
     delivery.number = ++lastDispatch_;
@@ -155,7 +155,7 @@ bool EventBus::isInFlight(const Delivery& delivery) {
 }
 
 void EventBus::postNext(const std::shared_ptr<Delivery>& delivery) {
-    // At the end of the process the events may have been put back already.
+    // The end of the process may have put the events back.
     while (delivery->next < delivery->batches.size() && isInFlight(*delivery)) {
         auto body = envelopeBody(*delivery->settings, delivery->batches[delivery->next]);
         if (body) return post(delivery, *std::move(body));
@@ -167,8 +167,8 @@ void EventBus::postNext(const std::shared_ptr<Delivery>& delivery) {
 
 void EventBus::finishBatch(Delivery& delivery, const Status& status, const Status& cause) {
     const auto& batch = delivery.batches[delivery.next++];
-    // Only the first one of a dispatch is reported: where the failures of two users differ, each
-    // dispatch would otherwise report both anew.
+    // Only the first failure of a dispatch is reported. Otherwise, when the failures of two users
+    // differ, each dispatch would report both anew.
     if (!status.ok() && delivery.firstFailure.ok()) {
         delivery.firstFailure = status;
         failures_.report(cause);
@@ -176,7 +176,7 @@ void EventBus::finishBatch(Delivery& delivery, const Status& status, const Statu
     {
         const MutexLock lock(mutex_);
         const auto events = inFlight_.find(delivery.number);
-        // At the end of the process the events may have been put back already.
+        // The end of the process may have put the events back.
         if (events != inFlight_.end()) {
             if (status.ok()) {
                 std::erase_if(events->second, [&](const auto& event) {
@@ -226,7 +226,7 @@ void EventBus::stopDispatching() {
         isStopped_ = true;
         interrupted.swap(inFlight_);
     }
-    // The latest first, so that the oldest ends up in front.
+    // The latest dispatch first, so that the oldest events end up in front.
     for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
         repository_->insert(entry->second);
         ledger_.inFlight -= std::ssize(entry->second);
@@ -265,7 +265,7 @@ void EventBus::post(const std::shared_ptr<Delivery>& delivery, std::string body)
         builder.headers[name] = value;
     builder.headers["Content-Type"] = requestContentType;
     builder.body = std::move(body);
-    // Holding the bus: a batch that comes back must find its queue.
+    // Holds the bus: a failed batch must be put back in its queue.
     collector_.client.statusRequest(builder.build(), [self = shared_from_this(), delivery,
                                                       url = builder.url](const Status& status) {
         self->finishBatch(*delivery, status, withHost(url, status));

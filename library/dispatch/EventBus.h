@@ -19,13 +19,13 @@
 
 namespace zentara {
 
-/// Takes a few queued events on every tick and posts them, one envelope for each user, one after
-/// the other in the order of their oldest events. What was not delivered goes back to the front of
-/// the queue, in its order, when the last of them was answered. Dispatches may overlap: a slow post
-/// does not hold up the next tick.
+/// Takes a few queued events on every tick and posts them: one envelope for each user, one after
+/// the other, in the order of their oldest events. After the last answer, events that were not
+/// delivered are put back at the front of the queue, in its order. Dispatches may overlap: a slow
+/// post does not delay the next tick.
 ///
 /// Events in flight are neither in the queue nor, after the next save, in its file; the repository
-/// keeps them in another one. When the process exits they go back into the queue, so that the next
+/// keeps them in a file of their own. When the process exits they are put back, so that the next
 /// run sends them again.
 ///
 /// While a bus exists, the reference time that it took at its creation is in the user defaults.
@@ -51,14 +51,12 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     [[nodiscard]] static std::shared_ptr<EventBus> create(Collaborators collaborators);
 
     ~EventBus() override;
-    EventBus(const EventBus&) = delete;
-    EventBus& operator=(const EventBus&) = delete;
 
     void enqueue(const InternalEvent& event, const EnqueueCompletion& completion) override;
     void dispatch(DispatchCompletion completion) override;
 
-    /// Puts the events in flight back into the queue and takes no more out; their answers no longer
-    /// count. For the end of the process.
+    /// Puts the events in flight back into the queue and takes no more; their answers are ignored.
+    /// For the end of the process.
     void stopDispatching();
 
     void startTicking() override;
@@ -78,8 +76,8 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
         Status firstFailure;
     };
 
-    /// The next events of the queue, in flight from now on; none when nothing waits or the process
-    /// is ending.
+    /// The next events of the queue, in flight from now on; none when the queue is empty or the
+    /// process is ending.
     [[nodiscard]] Batch takeEvents(Delivery& delivery);
     [[nodiscard]] bool isInFlight(const Delivery& delivery);
     /// Posts the next batch, or ends the dispatch after the last one.
@@ -87,10 +85,10 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     void post(const std::shared_ptr<Delivery>& delivery, std::string body);
     [[nodiscard]] std::optional<std::string> envelopeBody(const ClientSettings& settings,
                                                           const Batch& batch);
-    /// Ends the batch that was posted last, or could not be. A failure is reported by `cause`,
-    /// which may say more than `status`.
+    /// Ends the batch that was posted last, or that has no JSON form. A failure is reported with
+    /// `cause`, which may say more than `status`.
     void finishBatch(Delivery& delivery, const Status& status, const Status& cause);
-    /// Puts what was not delivered back at the front, and saves the queue with it.
+    /// Puts undelivered events back at the front, and saves the queue.
     void finish(const Delivery& delivery);
 
     const std::shared_ptr<EventRepositoryProtocol> repository_;

@@ -11,7 +11,7 @@ namespace zentara {
 
 class IDManager;
 
-/// What the event bus itself finds wrong.
+/// A failure of the event bus itself.
 class EventBusError final : public Error {
   public:
     enum class Case {
@@ -49,15 +49,13 @@ class DispatchResult {
     }
 
     [[nodiscard]] Kind kind() const noexcept { return kind_; }
-    /// Why a dispatch failed; null otherwise.
+    /// The cause of a failure; null otherwise.
     [[nodiscard]] const ErrorRef& error() const noexcept { return error_; }
 
     /// Failures are equal when their errors say the same.
     friend bool operator==(const DispatchResult& one, const DispatchResult& other) {
         if (one.kind_ != other.kind_) return false;
-        return one.error_ == other.error_ ||
-               (one.error_ && other.error_ &&
-                one.error_->description() == other.error_->description());
+        return !one.error_ || one.error_->description() == other.error_->description();
     }
 
   private:

@@ -26,10 +26,10 @@ class EventRepositoryProtocol {
 
     virtual ~EventRepositoryProtocol() = default;
 
-    /// Appends an event, drops the oldest one if there are too many, saves, and reports before it
-    /// returns. The completion runs inside the queue and must not call the repository. An event
-    /// that the store failed to write stays in memory; one that JSON cannot hold does not, since it
-    /// would spoil every later save.
+    /// Appends an event, evicts the oldest event if there are too many, saves, and reports before
+    /// it returns. The completion runs inside the queue and must not call the repository. An event
+    /// that the store failed to write stays in memory. An event that JSON cannot hold does not stay,
+    /// since it would spoil every later save.
     virtual void add(const InternalEvent& event, const AddCompletion& completion) = 0;
 
     /// Writes the list to the store. A failure is ignored: the next save writes it all.
@@ -38,15 +38,15 @@ class EventRepositoryProtocol {
     /// Puts events back at the front, in their order. Neither bounds nor saves.
     virtual void insert(std::span<const InternalEvent> events) = 0;
 
-    /// Forgets events that were taken and are not to come back, and saves.
+    /// Settles taken events: removes them from every file.
     virtual void settle(std::span<const InternalEvent> events) = 0;
 
     /// Replaces the list with what the store holds; with nothing when it cannot be read.
     virtual void load() = 0;
 
-    /// Removes up to `count` events from the front and returns them. Does not save; but a
-    /// repository that has a place for it has written the events there before they leave the list,
-    /// and keeps them there until they are settled, or inserted and saved.
+    /// Removes up to `count` events from the front and returns them. Does not save. A repository
+    /// with a file for events in flight writes them there before they leave the list, and keeps
+    /// them there until they are settled, or inserted and saved.
     [[nodiscard]] virtual std::vector<InternalEvent> take(std::int64_t count) = 0;
 };
 

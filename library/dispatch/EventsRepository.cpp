@@ -13,7 +13,7 @@ namespace zentara {
 
 namespace {
 
-/// Whether there was one.
+/// False when there was no copy.
 bool removeCopies(std::vector<InternalEvent>& events, const InternalEvent& event) {
     return std::erase_if(events, [&event](const auto& other) { return other.isCopyOf(event); }) > 0;
 }
@@ -84,12 +84,12 @@ void EventsRepository::saveInFlight() {
     auto all = returned_;
     all.insert(all.end(), taken_.begin(), taken_.end());
     storage_->setInFlight(all);
-    // Failing it, a batch may be lost with the process; failing to send would not be better.
+    // If this fails, the end of the process may lose a batch. Not sending would be no better.
     isInFlightSaved_ = inFlight_->save(all).ok();
 }
 
 Status EventsRepository::saveList() {
-    // First, as this may take those events off the list on disk.
+    // First: the save of the list may remove those events from its file.
     if (!isInFlightSaved_) saveInFlight();
     return storage_->save(events_);
 }

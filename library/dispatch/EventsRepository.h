@@ -14,24 +14,20 @@ namespace zentara {
 
 /// The queue between the moment an event is accepted and the moment it is delivered.
 ///
-/// Promised: an event whose `add` reported success is in the store; events come out in the order in
-/// which they went in, save those that are put back. A taken event leaves the store with the next
-/// `add` or `save`; with a store for events in flight it is in there then, and the next run finds
-/// it unless it was settled. Not promised: that it is found when that store could not be written.
-/// The bound is kept by dropping the oldest event, one per `add`; putting back may exceed it for a
-/// while. Safe for use from any thread.
+/// Promised: an event whose `add` reported success is in the store. Events come out in the order in
+/// which they went in, except for events that are put back. A taken event leaves the store with the
+/// next `add` or `save`. It is then in the store for events in flight, if there is one, and the next
+/// run restores it unless it was settled. Not promised: that it is restored when that store could
+/// not be written. The bound is kept by evicting the oldest event, one per `add`; events that are
+/// put back may exceed it for a while. Safe for use from any thread.
 class EventsRepository final : public EventRepositoryProtocol {
   public:
-    /// Starts with what the store holds, and ahead of it what the last run had in flight. What
-    /// becomes of the events is counted in `counts`, which must outlive the repository. `inFlight`
-    /// may be null.
+    /// Starts with the events of the store, and ahead of them those that the last run had in
+    /// flight. Counts events in `counts`, which must outlive the repository. `inFlight` may be null.
     EventsRepository(std::int64_t maxEvents, std::shared_ptr<InternalEventStorage> storage,
                      Ledger::Queue& counts,
                      std::unique_ptr<Storage<InternalEvent>> inFlight = nullptr);
     ~EventsRepository() override;
-
-    EventsRepository(const EventsRepository&) = delete;
-    EventsRepository& operator=(const EventsRepository&) = delete;
 
     void add(const InternalEvent& event, const AddCompletion& completion) override;
     void save() override;
@@ -40,10 +36,10 @@ class EventsRepository final : public EventRepositoryProtocol {
     void load() override;
     [[nodiscard]] std::vector<InternalEvent> take(std::int64_t count) override;
 
-    /// Puts events of an earlier run at the front, saves, and calls `removeSource`, which makes
-    /// sure that they are nowhere else. Those that the queue holds already, known by their action
-    /// UUID, are left out. After a failure the queue is as it was, though its file may hold them
-    /// until the next save.
+    /// Restores events of an earlier run to the front, saves, and calls `removeSource`, which
+    /// removes them from everywhere else. Events that the queue already holds, known by their
+    /// action UUID, are left out. After a failure the queue is as it was, though its file may hold
+    /// them until the next save.
     Status restore(std::span<const InternalEvent> events,
                    const std::function<Status()>& removeSource);
 
@@ -63,8 +59,8 @@ class EventsRepository final : public EventRepositoryProtocol {
     const std::unique_ptr<Storage<InternalEvent>> inFlight_ ZENTARA_GUARDED_BY(queue_);
     ListText::Memory texts_ ZENTARA_GUARDED_BY(queue_);
     EventList events_ ZENTARA_GUARDED_BY(queue_);
-    // What the store of events in flight holds: what was taken, and what has come back to the list
-    // but is not yet in its store.
+    // The events in the store of events in flight: those taken, and those that were put back but
+    // are not yet in the store of the list.
     std::vector<InternalEvent> taken_ ZENTARA_GUARDED_BY(queue_);
     std::vector<InternalEvent> returned_ ZENTARA_GUARDED_BY(queue_);
     bool isInFlightSaved_ ZENTARA_GUARDED_BY(queue_) = true;

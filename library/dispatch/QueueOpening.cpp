@@ -25,8 +25,9 @@ Status flush(const QueueFiles& queue) {
     return status.ok() ? queue.files.flushFolder(queue.list.parent_path()) : status;
 }
 
-/// Restores the postponed file `file`. It goes when its events are on the device in the list. Where
-/// it cannot go, they are left to a later start, which would repeat what is delivered until then.
+/// Restores the postponed file `file`, which is removed when its events are on the device in the
+/// list. If it cannot be removed, its events are left to a later start: that start would repeat
+/// those delivered until then.
 Status restore(EventsRepository& events, const QueueFiles& queue,
                const std::filesystem::path& file) {
     const auto stored = queue.read(file);
@@ -64,7 +65,7 @@ bool handOverQueue(FileSystem& files, const std::string& from, const std::string
     };
     std::int64_t waiting = 0;
     {
-        // Brings all that is left of it into the list.
+        // Collects all its events in the list.
         const auto events = openQueue(files, from, options, counts);
         waiting = counts.waiting;
     }
@@ -77,7 +78,7 @@ bool handOverQueue(FileSystem& files, const std::string& from, const std::string
     }
     const bool isEmpty = list.events.empty();
     auto status = isEmpty ? Status() : flush(queue);
-    // The checkpoint first: without the list it would be taken for it.
+    // The checkpoint first: without a list, a start would restore the checkpoint.
     for (const auto* const file :
          {&queue.checkpoint, &queue.checkpointSpare, &queue.spare, &queue.inFlight, &queue.boot}) {
         if (status.ok()) status = files.remove(*file);
@@ -95,7 +96,7 @@ std::vector<std::string> processFolders(FileSystem& files) {
         return {};
     }
     std::erase_if(*names, [&](const std::string& name) {
-        // No links: what is restored is removed.
+        // No links: the folder is removed in the end.
         const auto state = files.state(documentsFile(name));
         return !name.starts_with(folderPrefix) || !state || state->kind != FileState::Kind::folder;
     });
@@ -113,8 +114,8 @@ std::string claimFolder(FileSystem& files) {
         if (answer == FolderClaim::held) return folder + "/";
         if (answer == FolderClaim::unknown) break;
     }
-    // No folder can be claimed, for want of descriptors or because the disk is full. Better alone
-    // and unseen than two in one.
+    // No folder can be claimed: there are no descriptors, or the disk is full. A folder without a
+    // claim is better than two processes in one folder.
     static const auto own = std::string(folderPrefix) + lowerCaseUUID() + "/";
     return own;
 }

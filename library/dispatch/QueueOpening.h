@@ -11,7 +11,7 @@
 
 namespace zentara {
 
-/// What makes one queue differ from another.
+/// How queues differ from each other.
 struct QueueOptions {
     /// Where taken events are until they are settled.
     enum class TakenEvents {
@@ -25,19 +25,19 @@ struct QueueOptions {
     InternalEventStorageImpl::Scheduler scheduler = InternalEventStorageImpl::defaultScheduler();
 };
 
-/// The queue of that name in the documents directory, with all that earlier runs left of it: the
-/// list or its checkpoint, what was in flight, and lists that were postponed because they could not
-/// be read. A list that still cannot be read stays for the next start. There must be no other queue
-/// of that name at work. `files` must outlive the queue and its background work.
+/// Opens the queue of that name in the documents directory and restores what earlier runs left: the
+/// list or its checkpoint, the events in flight, and lists that were postponed because they could
+/// not be read. A list that still cannot be read stays for the next start. No other queue of that
+/// name may be open. `files` must outlive the queue and its background work.
 [[nodiscard]] std::unique_ptr<EventsRepository> openQueue(FileSystem& files,
                                                           const std::string& name,
                                                           const QueueOptions& options,
                                                           Ledger::Queue& counts);
 
-/// Where this process keeps its queues and its token, as the beginning of their names in the
-/// documents directory: nothing in the first process that works there. Another process gets a
-/// folder of its own, such as "process-2/", with a copy of the first process's token, so that both
-/// speak for the same user. The answer stays the same as long as the process lives.
+/// Where this process keeps its queues and its token, as a prefix of their names in the documents
+/// directory: empty in the first process that works there. Another process gets a folder of its
+/// own, such as "process-2/", with a copy of the first process's token, so that both send for the
+/// same user. The answer stays the same as long as the process lives.
 [[nodiscard]] std::string claimProcessFolder(FileSystem& files, const std::string& tokenName);
 
 /// A queue of the documents directory itself.
@@ -49,9 +49,9 @@ struct MainQueue {
 /// Restores what ended processes have left in folders of their own to the queues of the documents
 /// directory, and removes those folders. Only for the process that works in that directory.
 ///
-/// A list moves in one step, and the other files of its queue go before it. At each moment an event
-/// is in one of the two folders only, so a kill in between loses nothing, and repeats nothing even
-/// if both queues are opened at once after it.
+/// A list moves in one step, after the other files of its queue were removed. At each moment an
+/// event is in one of the two folders only, so a kill in between loses nothing, and repeats nothing
+/// even if both queues are opened after it.
 void restoreProcessFolders(FileSystem& files, const std::vector<MainQueue>& queues,
                            const std::string& tokenName);
 

@@ -3,7 +3,7 @@
 #include <limits>
 #include <utility>
 
-#include "support/threads/Strand.h"
+#include "support/threads/WorkerPool.h"
 
 namespace zentara {
 

@@ -18,7 +18,7 @@
 #include "support/NoDestructor.h"
 #include "support/Process.h"
 #include "support/UUID.h"
-#include "support/threads/Strand.h"
+#include "support/threads/WorkerPool.h"
 #include "text/Unicode.h"
 
 namespace zentara {

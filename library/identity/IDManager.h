@@ -24,7 +24,7 @@ struct ExtraCookie {
     std::string value;
 };
 
-/// Keeps who the user is. Safe for use from any thread.
+/// Keeps the identity of the user. Safe for use from any thread.
 class IDManager {
   public:
     using TokenCompletion = std::function<void(std::optional<Token>)>;
@@ -35,9 +35,9 @@ class IDManager {
     /// Whether there is an anonymous token or a logged user.
     [[nodiscard]] virtual bool isReady() const = 0;
 
-    /// The "User-Agent" and, unless it were empty, the "Cookie" header that tell who the user is.
-    /// A cookie that could forge another one or a header, by a semicolon or a control character,
-    /// is left out.
+    /// The "User-Agent" header and, unless it is empty, the "Cookie" header of the identity. A
+    /// cookie that could forge another cookie or header, by a semicolon or a control character, is
+    /// left out.
     [[nodiscard]] virtual StringMap getHeaders(
         const std::optional<ExtraCookie>& extraCookie) const = 0;
 
@@ -52,8 +52,9 @@ class IDManager {
     virtual void removeAdvertisingId() = 0;
 
     /// Fetches the anonymous token and reports the session token that came with it, or "" when the
-    /// fetch failed, on a worker thread. Not called when none came. A fetch in flight is shared
-    /// while it is young, so that two requests at start do not make two identities.
+    /// fetch failed, on a worker thread. The completion is not called when the answer has no session
+    /// token. A young fetch in flight is shared, so that two requests at the start do not make two
+    /// identities.
     virtual void start(HsidCompletion completion) = 0;
 };
 

@@ -24,10 +24,13 @@ struct Token {
     }
 
     [[nodiscard]] static Result<Token> fromDictionary(const JSONObject& dictionary) {
-        RecordReader reader(dictionary);
-        Token token{reader.string("type"), reader.string("value"), reader.string("publicValue")};
-        if (reader.failed()) return std::make_shared<DecodingError>();
-        return token;
+        Token token;
+        if (readMember(dictionary, "type", token.type) &&
+            readMember(dictionary, "value", token.value) &&
+            readMember(dictionary, "publicValue", token.publicValue)) {
+            return token;
+        }
+        return std::make_shared<DecodingError>();
     }
 
     friend bool operator==(const Token&, const Token&) = default;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <span>
-#include <utility>
 
 #include "network/URLRequestBuilder.h"
 #include "support/PlatformError.h"
@@ -118,7 +117,7 @@ void ZentaraIDManager::fetch(FetchCompletion completion) {
         failures_.report(status);
         return completion(status);
     }
-    // A tick comes one interval after the last, or a little earlier, and is to begin a fetch.
+    // Each tick must begin a fetch, and may come a little less than an interval after the last.
     const std::chrono::duration<double> sharedFor(settings->identityRefreshInterval * 0.9);
     const auto now = now_();
     URLRequestBuilder builder(
@@ -156,7 +155,7 @@ void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url,
     {
         const MutexLock lock(mutex_);
         const auto fetch = std::ranges::find(fetches_, number, &Fetch::number);
-        // Another fetch was the first to succeed. A second identity must not replace its own.
+        // Another fetch has succeeded, and a second identity must not replace the first.
         if (fetch == fetches_.end()) return;
         if (hsid.ok()) {
             ended.swap(fetches_);

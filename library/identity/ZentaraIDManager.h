@@ -43,8 +43,6 @@ class ZentaraIDManager final : public IDManager,
     [[nodiscard]] static std::shared_ptr<ZentaraIDManager> create(Collaborators collaborators);
 
     ~ZentaraIDManager() override;
-    ZentaraIDManager(const ZentaraIDManager&) = delete;
-    ZentaraIDManager& operator=(const ZentaraIDManager&) = delete;
 
     [[nodiscard]] bool isReady() const override;
     [[nodiscard]] StringMap getHeaders(

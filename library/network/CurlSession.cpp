@@ -8,7 +8,6 @@
 #include <thread>
 #include <utility>
 
-#include "support/threads/WorkerPool.h"
 
 namespace zentara {
 
@@ -38,16 +37,16 @@ bool CurlSession::hasThread() {
 
 bool CurlSession::hasMulti() {
     if (multi_ != nullptr) return true;
-    // OpenSSL would free its tables when the process begins to end, under the feet of the thread
-    // that still uses them. Must come before anything else initialises it.
+    // Otherwise OpenSSL frees its tables when the process begins to end, while the thread still
+    // uses them. Must come before anything else initialises it.
     ::OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     if (::curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return false;
     multi_ = ::curl_multi_init();
     if (multi_ == nullptr) return false;
-    // At exit this stops before the workers do.
+    // Makes the workers register their exit work first, so that they stop after this session.
     static_cast<void>(WorkerPool::shared());
-    // A host that uses OpenSSL itself may have had it initialised with its clean-up. Ours is
-    // registered later and so runs earlier: the thread is out of OpenSSL by then.
+    // A host that uses OpenSSL itself may have registered its clean-up. This work is registered
+    // later and so runs earlier: by then the thread has left OpenSSL.
     atExit_([this] { park(); });
     return true;
 }
@@ -62,7 +61,7 @@ void CurlSession::run() {
         // Returns for a socket, a wake-up or a time-out of curl's own, and for nothing else.
         constexpr int longest = std::numeric_limits<int>::max();
         if (code == CURLM_OK) code = ::curl_multi_poll(multi_, nullptr, 0, longest, nullptr);
-        // Short of memory, most likely; the exchanges end by their time-outs at the latest.
+        // Most likely there is no memory; the exchanges end by their time-outs at the latest.
         if (code != CURLM_OK) std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     // The thread does not end: that too would call OpenSSL.

@@ -14,7 +14,7 @@
 #include "network/URLSession.h"
 #include "support/Mutex.h"
 #include "support/Process.h"
-#include "support/threads/Strand.h"
+#include "support/threads/WorkerPool.h"
 
 namespace zentara {
 
@@ -30,9 +30,6 @@ class CurlSession final : public URLSession {
     /// for the system's. When the process ends, by `atExit`, the thread stops.
     CurlSession(std::function<std::string()> authorityFile, ExitHook atExit);
 
-    CurlSession(const CurlSession&) = delete;
-    CurlSession& operator=(const CurlSession&) = delete;
-
     void start(URLRequest request, Completion completion) override;
 
   private:
@@ -43,7 +40,7 @@ class CurlSession final : public URLSession {
     [[nodiscard]] bool hasThread() ZENTARA_REQUIRES(mutex_);
     [[nodiscard]] bool hasMulti() ZENTARA_REQUIRES(mutex_);
     [[noreturn]] void run();
-    /// The exchanges to begin, or nothing when the process is ending.
+    /// The exchanges to begin; nothing when the process is ending.
     [[nodiscard]] std::optional<Transfers> takeWaiting();
     void begin(std::unique_ptr<Transfer> transfer);
     void finishEnded();

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <new>
-#include <optional>
 #include <utility>
 
 #include "json/JSONText.h"
@@ -12,7 +11,7 @@ namespace zentara {
 
 namespace {
 
-/// A body that consists of the smallest values takes twenty times its size while it is read.
+/// While it is read, a body of the smallest values takes twenty times its size.
 constexpr std::size_t mostValues = 4'000'000;
 
 using Case = RestClientError::Case;
@@ -72,7 +71,7 @@ Result<JSONObject> RestClient::decodeJSON(const Result<std::string>& body) {
         try {
             return parseJSON(*body, {.values = mostValues});
         } catch (const std::bad_alloc&) {
-            // Small texts can need much memory. An answer is not worth the process.
+            // Small texts can need much memory. An answer must not end the process.
             return outOfMemory("read the answer");
         }
     }();

@@ -12,7 +12,7 @@
 
 namespace zentara {
 
-/// What the REST client itself finds wrong with an answer.
+/// A failure of the REST client itself.
 class RestClientError final : public Error {
   public:
     enum class Case {
@@ -70,7 +70,7 @@ class RestClient {
 /// are. Nothing of `url` but the host gets into the text.
 [[nodiscard]] Status withHost(const URL& url, const Status& status);
 
-/// One of the services that the library talks to, as a component reaches it.
+/// A service that the library talks to, as a component reaches it.
 struct RemoteService {
     SettingsSource settings;
     /// Where the service of an environment is, at the moment of use.

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <limits>
 #include <new>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -18,7 +17,7 @@ namespace zentara {
 
 namespace {
 
-/// Of all header lines of one exchange together.
+/// The limit of all header lines of an exchange together.
 constexpr std::size_t maximumHeaderSize = std::size_t{256} * 1024;
 
 /// For example "HTTP/1.1 200 OK" or "HTTP/2 200". curl takes any line that begins with "HTTP/" and
@@ -34,8 +33,8 @@ bool isStatusLine(std::string_view line) {
     return false;
 }
 
-/// curl's words without how long it took and how much came, so that the same failure has the same
-/// text each time: "Failed to connect to host port 80 after 3 ms: Couldn't connect to server".
+/// curl's text without times and sizes, so that the same failure has the same text each time:
+/// "Failed to connect to host port 80 after 3 ms: Couldn't connect to server".
 std::string withoutMeasures(std::string text) {
     const auto start = text.find(" after ");
     if (start == std::string::npos) return text;
@@ -53,23 +52,6 @@ int info(CURL* handle, CURLINFO which) {
     return static_cast<int>(value);
 }
 
-/// Sets options until the first that fails.
-class Options {
-  public:
-    explicit Options(CURL* handle) : handle_(handle) {}
-
-    template <typename Value>
-    void set(CURLoption option, Value value) {
-        if (code_ == CURLE_OK) code_ = ::curl_easy_setopt(handle_, option, value);
-    }
-
-    [[nodiscard]] CURLcode code() const noexcept { return code_; }
-
-  private:
-    CURL* handle_;
-    CURLcode code_ = CURLE_OK;
-};
-
 }  // namespace
 
 Transfer::Transfer(URLRequest request, URLSession::Completion completion, std::string authorityFile)
@@ -82,61 +64,64 @@ CURLcode Transfer::prepare() {
     handle_.reset(::curl_easy_init());
     if (!handle_ || !buildHeaderList()) return CURLE_OUT_OF_MEMORY;
 
-    Options options(handle_.get());
-    options.set(CURLOPT_PRIVATE, this);
-    options.set(CURLOPT_ERRORBUFFER, message_);
-    options.set(CURLOPT_NOSIGNAL, 1L);
-    // A look-up that hangs must not hold up the other exchanges when its own is given up.
-    options.set(CURLOPT_QUICK_EXIT, 1L);
-    options.set(CURLOPT_PROTOCOLS_STR, "http,https");
-    options.set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    options.set(CURLOPT_FOLLOWLOCATION, 0L);
-    options.set(CURLOPT_SSL_VERIFYPEER, 1L);
-    options.set(CURLOPT_SSL_VERIFYHOST, 2L);
-    options.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    auto code = CURLE_OK;
+    const auto set = [&](CURLoption option, auto value) {
+        if (code == CURLE_OK) code = ::curl_easy_setopt(handle_.get(), option, value);
+    };
+    set(CURLOPT_PRIVATE, this);
+    set(CURLOPT_ERRORBUFFER, message_);
+    set(CURLOPT_NOSIGNAL, 1L);
+    // A look-up that hangs must not delay the other exchanges when its own exchange ends.
+    set(CURLOPT_QUICK_EXIT, 1L);
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_FOLLOWLOCATION, 0L);
+    set(CURLOPT_SSL_VERIFYPEER, 1L);
+    set(CURLOPT_SSL_VERIFYHOST, 2L);
+    set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     if (!authorityFile_.empty()) {
-        options.set(CURLOPT_CAINFO, authorityFile_.c_str());
-        // Otherwise the system's folder of authorities would count as well.
-        options.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+        set(CURLOPT_CAINFO, authorityFile_.c_str());
+        // Otherwise the system's folder of authorities would be trusted as well.
+        set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     }
-    if (isLoopbackHost(request_.url.host())) options.set(CURLOPT_PROXY, "");
-    options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    if (isLoopbackHost(request_.url.host())) set(CURLOPT_PROXY, "");
+    set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     const auto longest = std::numeric_limits<int>::max();
-    options.set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::clamp<decltype(request_.timeout)::rep>(
+    set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::clamp<decltype(request_.timeout)::rep>(
                                         request_.timeout.count(), 1, longest)));
 
-    options.set(CURLOPT_URL, request_.url.string().c_str());
-    options.set(CURLOPT_HTTPHEADER, headerList_.get());
-    if (!hasHeader("Accept-Encoding")) options.set(CURLOPT_ACCEPT_ENCODING, "");
+    set(CURLOPT_URL, request_.url.string().c_str());
+    set(CURLOPT_HTTPHEADER, headerList_.get());
+    if (!hasHeader("Accept-Encoding")) set(CURLOPT_ACCEPT_ENCODING, "");
     if (request_.body || request_.method == "POST") {
         const std::string_view body = request_.body ? *request_.body : std::string_view();
-        options.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-        options.set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
-        // When a connection that was used before is closed without an answer, curl sends the
-        // request again by itself, and events would arrive twice.
-        options.set(CURLOPT_FRESH_CONNECT, 1L);
-        // So the next one would not take it either, and after a burst dozens would stay open.
-        options.set(CURLOPT_FORBID_REUSE, 1L);
+        set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+        set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
+        // When a reused connection is closed without an answer, curl repeats the request, and
+        // events would arrive twice.
+        set(CURLOPT_FRESH_CONNECT, 1L);
+        // No later request would reuse it, and after a burst dozens would stay open.
+        set(CURLOPT_FORBID_REUSE, 1L);
     } else if (request_.method == "HEAD") {
-        options.set(CURLOPT_NOBODY, 1L);
+        set(CURLOPT_NOBODY, 1L);
     }
-    options.set(CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+    set(CURLOPT_CUSTOMREQUEST, request_.method.c_str());
 
-    options.set(CURLOPT_HEADERFUNCTION, &Transfer::onBytes<&Transfer::acceptsHeaderLine>);
-    options.set(CURLOPT_HEADERDATA, this);
-    options.set(CURLOPT_WRITEFUNCTION, &Transfer::onBytes<&Transfer::acceptsBody>);
-    options.set(CURLOPT_WRITEDATA, this);
+    set(CURLOPT_HEADERFUNCTION, &Transfer::onBytes<&Transfer::acceptsHeaderLine>);
+    set(CURLOPT_HEADERDATA, this);
+    set(CURLOPT_WRITEFUNCTION, &Transfer::onBytes<&Transfer::acceptsBody>);
+    set(CURLOPT_WRITEDATA, this);
     if (!request_.discardsBody) {
-        options.set(CURLOPT_MAXFILESIZE_LARGE,
+        set(CURLOPT_MAXFILESIZE_LARGE,
                     static_cast<curl_off_t>(URLSession::maximumBodySize));
     }
-    // Programs that the host starts must not hold our connections.
-    options.set(
+    // Programs that the host starts must not inherit the connections.
+    set(
         CURLOPT_SOCKOPTFUNCTION, +[](void*, curl_socket_t socket, curlsocktype) {
             ::fcntl(socket, F_SETFD, FD_CLOEXEC);
             return int{CURL_SOCKOPT_OK};
         });
-    return options.code();
+    return code;
 }
 
 bool Transfer::hasHeader(const char* name) const {
@@ -155,11 +140,11 @@ bool Transfer::addHeaderLine(const std::string& line) {
 bool Transfer::buildHeaderList() {
     for (const auto& [name, value] : request_.headers) {
         if (!isHeaderName(name) || !isHeaderValue(value)) continue;
-        // To curl "Name:" takes a header away; an empty one is spelt "Name;".
+        // In curl's syntax "Name:" removes a header; "Name;" is an empty header.
         const bool isBlank = value.find_first_not_of(" \t") == std::string::npos;
         if (!addHeaderLine(isBlank ? name + ';' : name + ": " + value)) return false;
     }
-    // Takes away what curl would add of its own accord.
+    // Removes the headers that curl would add.
     for (const char* const name : {"Accept", "Expect", "Content-Type"}) {
         if (!hasHeader(name) && !addHeaderLine(std::string(name) + ":")) return false;
     }
@@ -173,7 +158,7 @@ bool Transfer::acceptsHeaderLine(std::string_view text) {
         return false;
     }
     if (text.starts_with("HTTP/")) {
-        // A provisional response may have come before this one.
+        // A provisional response may have come before.
         headersEnded_ = false;
         bodyAnnounced_ = false;
         if (!isStatusLine(text)) {
@@ -182,8 +167,8 @@ bool Transfer::acceptsHeaderLine(std::string_view text) {
         }
     } else if (text == "\r\n" || text == "\n") {
         headersEnded_ = true;
-        // After 100, 102 and 103 the real response follows; other codes of that class have no
-        // meaning that would let one wait for more.
+        // After 100, 102 and 103 the final response follows. For other codes of that class no
+        // further response is defined.
         const int status = info(handle_.get(), CURLINFO_RESPONSE_CODE);
         endedWithStatus_ = status == 101 || (status > 103 && status < 200);
         return !endedWithStatus_;
@@ -216,7 +201,7 @@ bool Transfer::acceptsBody(std::string_view bytes) {
 Result<URLResponse> Transfer::outcome(CURLcode code) {
     const int statusCode = info(handle_.get(), CURLINFO_RESPONSE_CODE);
     if (endedWithStatus_) return URLResponse{statusCode, std::nullopt};
-    // curl takes headers that break off for whole.
+    // curl accepts headers that break off.
     if (code == CURLE_OK && !headersEnded_) code = CURLE_PARTIAL_FILE;
     if (code == CURLE_OK) {
         URLResponse response{statusCode, std::nullopt};

@@ -11,7 +11,7 @@
 
 namespace zentara {
 
-/// One exchange as curl carries it out. Used by one thread at a time.
+/// An HTTP exchange as curl carries it out. Used by one thread at a time.
 class Transfer {
   public:
     /// `authorityFile` names the PEM file of trusted authorities; empty for the system's.
@@ -25,7 +25,7 @@ class Transfer {
 
     [[nodiscard]] CURL* handle() const noexcept { return handle_.get(); }
 
-    /// What came of the exchange that curl ended with `code`. Called once.
+    /// The result of the exchange that curl ended with `code`. Called once.
     [[nodiscard]] Result<URLResponse> outcome(CURLcode code);
 
     [[nodiscard]] URLSession::Completion takeCompletion() { return std::move(completion_); }
@@ -59,7 +59,7 @@ class Transfer {
     bool headersEnded_ = false;
     bool bodyAnnounced_ = false;
     std::size_t discarded_ = 0;
-    bool endedWithStatus_ = false;  ///< given up on purpose: the status is all there is to know
+    bool endedWithStatus_ = false;  ///< ended early on purpose: only the status counts
     Refusal refusal_ = Refusal::none;
     char message_[CURL_ERROR_SIZE] = "";
 

@@ -30,7 +30,7 @@ std::string part(const CurlURL& url, CURLUPart which) {
     return CurlText(text).get();
 }
 
-/// What may stand unencoded in a component of a path.
+/// Whether `c` needs no encoding in a component of a path.
 bool isPathCharacter(char c) {
     return isLetter(c) || isDigit(c) ||
            std::string_view("-._~!$&'()*+,;=:@/").find(c) != std::string_view::npos;
@@ -48,7 +48,7 @@ bool hasOnlyURLCharacters(std::string_view text) {
 }  // namespace
 
 std::optional<URL> URL::parse(std::string_view text) {
-    // curl repairs "http:/host" and "http:///host"; here both are mistakes.
+    // curl repairs "http:/host" and "http:///host"; here both are refused.
     const std::size_t colon = text.find(':');
     if (colon == std::string_view::npos || text.substr(colon, 3) != "://") return std::nullopt;
     if (!isLetter(text.front()) || !hasOnlyURLCharacters(text)) return std::nullopt;

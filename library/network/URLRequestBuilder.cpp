@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <utility>
 
 #include "json/JSONText.h"
 #include "support/ASCII.h"
@@ -12,24 +11,18 @@ namespace zentara {
 namespace {
 
 constexpr std::chrono::seconds requestTimeout{60};
-constexpr const char* cookieHeader = "Cookie";
 
-std::string cookieText(const JSONObject& cookies) {
+}  // namespace
+
+URLRequest URLRequestBuilder::build() {
     std::string text;
     for (const auto& [name, value] : cookies) {
         std::string printed;
         appendPrinted(printed, value);
         appendCookie(text, name, printed);
     }
-    return text;
-}
-
-}  // namespace
-
-URLRequest URLRequestBuilder::build() {
-    std::string text = cookieText(cookies);
     if (!text.empty()) {
-        std::string& header = headers[cookieHeader];
+        std::string& header = headers["Cookie"];
         if (isHeaderValue(header)) text += header;
         header = std::move(text);
     }

@@ -37,14 +37,14 @@ class URLRequestBuilder {
 /// digits and the few signs that separate nothing.
 [[nodiscard]] bool isHeaderName(std::string_view text) noexcept;
 
-/// Whether `text` can be the value of a header field: no control characters but tabs. Anything else
-/// could end the line and forge another one, or have the server refuse the whole request.
+/// Whether `text` can be the value of a header field: no control characters but tabs. Others could
+/// end the line and forge another header, or make the server refuse the request.
 [[nodiscard]] bool isHeaderValue(std::string_view text) noexcept;
 
-/// Appends "name=value;" to `cookies`, the text of a Cookie header. A cookie that a server could
-/// read as another one, or as the beginning of another header, is left out, as browsers do: a name
-/// that separates, a value with a semicolon or a control character. Every other value goes as it
-/// is, since there is no escape that all servers would undo.
+/// Appends "name=value;" to `cookies`, the text of a Cookie header. Leaves out a cookie that a
+/// server could read as another cookie, or as the beginning of another header, as browsers do: a
+/// name with a separator, a value with a semicolon or a control character. Every other value is
+/// sent unchanged, since no escape is undone by all servers.
 void appendCookie(std::string& cookies, std::string_view name, std::string_view value);
 
 }  // namespace zentara

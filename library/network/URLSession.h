@@ -13,7 +13,7 @@
 
 namespace zentara {
 
-/// One HTTP request, ready to go.
+/// An HTTP request, ready to be sent.
 struct URLRequest {
     URL url;
     std::string method = "GET";
@@ -25,7 +25,7 @@ struct URLRequest {
     bool discardsBody = false;
 };
 
-/// What came back.
+/// The answer to a request.
 struct URLResponse {
     /// The status of an HTTP response; nothing when the answer was not HTTP.
     std::optional<int> statusCode;

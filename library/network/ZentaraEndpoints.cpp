@@ -22,7 +22,7 @@ Guarded<ZentaraEndpoints>& endpointsInForce() {
 URL endpoint(const std::string& text) {
     auto url = URL::parse(text);
     if (!url || (url->scheme() != "http" && url->scheme() != "https")) {
-        // What stands before the host may be a password.
+        // The text before the host may hold a password.
         const auto at = text.rfind('@');
         const auto shown = at == std::string::npos ? text : "..." + text.substr(at);
         fatalError("not an http or https URL: '" + shown + "'");

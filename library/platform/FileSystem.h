@@ -13,7 +13,7 @@
 
 namespace zentara {
 
-/// Which file a name stands for, whatever it is called.
+/// Tells files apart, whatever their names.
 struct FileIdentity {
     std::uint64_t device = 0;
     std::uint64_t number = 0;
@@ -21,14 +21,14 @@ struct FileIdentity {
     friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
-/// Which file it is, how long, and when it was written to last, since 1970. Where the clock of
-/// files ticks, as on Linux before 6.13, what is written within a tick of 1 to 10 ms has one time.
+/// The identity of a file, its size, and the time of its last write since 1970. Where the clock of
+/// files ticks, as on Linux before 6.13, all writes within a tick of 1 to 10 ms have the same time.
 struct FileState {
     enum class Kind { regular, folder, other };
 
     FileIdentity identity;
     Kind kind = Kind::regular;
-    std::uint64_t names = 1;  ///< under which what is written to it shows
+    std::uint64_t names = 1;  ///< of the file: its hard links
     std::uint64_t size = 0;
     std::int64_t seconds = 0;
     std::int64_t nanoseconds = 0;  ///< beyond the seconds
@@ -57,8 +57,8 @@ class File {
 /// The right to be the only process that writes in a folder.
 enum class FolderClaim {
     held,           ///< this process has it
-    heldElsewhere,  ///< another process has it, or may: there was no descriptor left to look
-    unknown,        ///< nothing is known of others: no locks there, or no file to lock
+    heldElsewhere,  ///< another process has it, or may have: there was no descriptor left
+    unknown,        ///< other processes cannot be seen: no locks there, or no file to lock
 };
 
 /// The files of the operating system. All operations may be called from any thread, also at once.

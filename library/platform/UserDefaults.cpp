@@ -26,6 +26,13 @@ Status setAside(const Path& file) {
     return systemFiles().rename(file, aside);
 }
 
+std::int64_t integerIn(const JSONObject& values, std::string_view key) {
+    const JSONValue* const value = values.find(key);
+    if (value == nullptr) return 0;
+    if (const auto number = value->ifInteger()) return *number;
+    return static_cast<std::int64_t>(value->ifUnsignedInteger().value_or(0));
+}
+
 /// The preferences of all directories that were current at some time.
 struct AllDefaults {
     Mutex mutex;
@@ -63,23 +70,10 @@ UserDefaults::UserDefaults(const std::optional<Path>& directory) {
     if (status.ok() || isMissing(status)) file_ = file;
 }
 
-std::int64_t UserDefaults::integer(std::string_view key) const {
-    const MutexLock lock(mutex_);
-    return find(key);
-}
-
 std::pair<std::int64_t, std::int64_t> UserDefaults::integers(std::string_view first,
                                                              std::string_view second) const {
     const MutexLock lock(mutex_);
-    return {find(first), find(second)};
-}
-
-std::int64_t UserDefaults::find(std::string_view key) const {
-    const JSONValue* const value = values_.find(key);
-    if (value == nullptr) return 0;
-    if (const auto number = value->ifInteger()) return *number;
-    if (const auto number = value->ifUnsignedInteger()) return static_cast<std::int64_t>(*number);
-    return 0;
+    return {integerIn(values_, first), integerIn(values_, second)};
 }
 
 void UserDefaults::set(const JSONObject& values) {

@@ -26,13 +26,8 @@ class UserDefaults {
     /// The preferences of `directory`; without one they live in memory only.
     explicit UserDefaults(const std::optional<std::filesystem::path>& directory);
 
-    UserDefaults(const UserDefaults&) = delete;
-    UserDefaults& operator=(const UserDefaults&) = delete;
-
-    /// The integer under `key`; 0 when there is none. An unsigned value beyond the
-    /// signed 64-bit range reads as the same bits, hence as negative.
-    [[nodiscard]] std::int64_t integer(std::string_view key) const;
-    /// Both integers, read in one step.
+    /// The integers under two keys, read in one step; 0 when there is none. An unsigned value
+    /// beyond the signed 64-bit range reads as the same bits, hence as negative.
     [[nodiscard]] std::pair<std::int64_t, std::int64_t> integers(std::string_view first,
                                                                  std::string_view second) const;
 
@@ -41,7 +36,6 @@ class UserDefaults {
     void set(const JSONObject& values);
 
   private:
-    [[nodiscard]] std::int64_t find(std::string_view key) const ZENTARA_REQUIRES(mutex_);
     void write() ZENTARA_REQUIRES(mutex_);
 
     FailureReporter failures_{Component::storage, "user-defaults.json"};  // synchronises itself

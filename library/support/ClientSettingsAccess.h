@@ -9,7 +9,7 @@
 
 namespace zentara {
 
-/// Gives a component the settings in force at the moment of use; null means not configured.
+/// Returns the settings in force at the moment of use; null means not configured.
 using SettingsSource = std::function<std::shared_ptr<const ClientSettings>()>;
 
 /// Writes the settings of the process. Any thread.

@@ -33,17 +33,12 @@ struct ReporterList {
         return failures[static_cast<std::size_t>(component)];
     }
 
-    [[nodiscard]] bool isFailing(Component component) const ZENTARA_REQUIRES(mutex) {
-        return std::ranges::any_of(reporters, [&](const auto* reporter) {
-            return reporter->component_ == component && reporter->isFailing_;
-        });
-    }
-
-    [[nodiscard]] bool isReported(Component component, const std::string& cause) const
+    /// Whether a reporter of `component` has failed, for `cause` if there is one.
+    [[nodiscard]] bool isFailing(Component component, const std::string* cause = nullptr) const
         ZENTARA_REQUIRES(mutex) {
         return std::ranges::any_of(reporters, [&](const auto* reporter) {
             return reporter->component_ == component && reporter->isFailing_ &&
-                   reporter->cause_ == cause;
+                   (cause == nullptr || reporter->cause_ == *cause);
         });
     }
 
@@ -143,7 +138,7 @@ void FailureReporter::reportFailure(const Error& error) noexcept {
     const MutexLock printing(all.printing);
     {
         const MutexLock lock(all.mutex);
-        if (all.isReported(component_, cause)) line.clear();
+        if (all.isFailing(component_, &cause)) line.clear();
         auto& last = all.lastFailure(component_);
         last.text = std::move(text);
         last.time = duration_cast<milliseconds>(now).count();

@@ -41,8 +41,6 @@ class FailureReporter {
     explicit FailureReporter(Component component, std::string subject = "");
     /// Withdraws the failure without printing.
     ~FailureReporter();
-    FailureReporter(const FailureReporter&) = delete;
-    FailureReporter& operator=(const FailureReporter&) = delete;
 
     /// The text of an error must not hold a token, cookie, password or property.
     void report(const Status& outcome) noexcept {

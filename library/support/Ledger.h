@@ -26,7 +26,7 @@ struct Ledger {
     ZENTARA_EACH_EVENT_COUNT(ZENTARA_DECLARE_COUNT)
 #undef ZENTARA_DECLARE_COUNT
 
-    /// The one of this process. Lives until the process is gone.
+    /// The ledger of this process, never destroyed.
     [[nodiscard]] static Ledger& shared() noexcept {
         // Constant-initialised and trivially destroyed: workers count while the process ends.
         static constinit Ledger ledger;

@@ -33,7 +33,6 @@ class [[nodiscard]] Status {
     /// Success.
     Status() = default;
     /// A failure. A null `error` is success.
-    Status(ErrorRef error) : error_(std::move(error)) {}
     template <typename Cause>
     requires std::is_base_of_v<Error, Cause> Status(std::shared_ptr<Cause> error)
         : error_(std::move(error)) {}
@@ -54,7 +53,6 @@ class [[nodiscard]] Result {
     /// A failure; `status` is not ok.
     Result(Status status) : status_(std::move(status)) { assert(!status_.ok()); }
     /// A failure; `error` is not null.
-    Result(ErrorRef error) : Result(Status(std::move(error))) {}
     template <typename Cause>
     requires std::is_base_of_v<Error, Cause> Result(std::shared_ptr<Cause> error)
         : Result(Status(std::move(error))) {}

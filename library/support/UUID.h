@@ -7,16 +7,12 @@
 namespace zentara {
 
 /// The text of a UUID, in lower case.
-class UUIDText {
-  public:
+struct UUIDText {
+    std::array<char, 36> characters{};
+
     [[nodiscard]] std::string_view text() const noexcept {
-        return {characters_.data(), characters_.size()};
+        return {characters.data(), characters.size()};
     }
-
-  private:
-    friend UUIDText randomUUID();
-
-    std::array<char, 36> characters_{};
 };
 
 /// A new random UUID. Any thread.

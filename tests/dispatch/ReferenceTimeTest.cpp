@@ -49,7 +49,7 @@ TEST(ReferenceTime, BothValuesAreStoredTogether) {
     struct Ticks final : ControlTimeProtocol {
         std::atomic<std::int64_t> moment = 0;
         std::uint64_t currentMonotonicValue() const override {
-            EXPECT_EQ(UserDefaults::current().integer(inicialTimeStampKey), moment - 1)
+            EXPECT_EQ(loadReferenceTime(UserDefaults::current()).timestamp, moment - 1)
                 << "stored early";
             return static_cast<std::uint64_t>(moment * 7);
         }

@@ -32,7 +32,7 @@ void EventList::insertAtFront(std::span<const InternalEvent> events) {
 void EventList::dropFront(std::size_t count) noexcept {
     count = std::min(count, size());
     if (count == 0) return;
-    // The events go now, and not when the gap is closed.
+    // Destroyed now, not when the gap is closed.
     for (const auto end = first_ + count; first_ < end; ++first_)
         const InternalEvent gone = std::move(slots_[first_]);
     if (first_ > slots_.size() / 2) {

@@ -11,9 +11,9 @@ namespace zentara {
 
 /// Queued events, oldest first.
 ///
-/// The list knows its position: a revision that other changes than appending and taking from the
-/// front draw anew, and how many events have left the front within it. Two looks at a list that
-/// find one revision therefore tell what has changed in between, so that a store need not compare.
+/// The list has a position: a revision, and the number of events that have left the front within
+/// it. Any change but appending and dropping from the front draws a new revision. A store that sees
+/// the same revision twice therefore knows what has changed in between without comparing events.
 class EventList {
   public:
     struct Position {
@@ -38,7 +38,7 @@ class EventList {
 
     void append(InternalEvent event) { slots_.push_back(std::move(event)); }
 
-    /// Makes room, so that as many more can be appended without asking for memory.
+    /// Makes room, so that `count` more can be appended without an allocation.
     void reserveMore(std::size_t count);
 
     /// Puts `events` ahead of all others, in their order.
@@ -50,7 +50,7 @@ class EventList {
   private:
     void changed() noexcept;
 
-    // Taken events leave a gap at the front, so that taking one costs no move of the others.
+    // Dropped events leave a gap at the front, so that dropping an event moves no others.
     std::vector<InternalEvent> slots_;
     std::size_t first_ = 0;
     Position position_;

@@ -15,7 +15,7 @@
 
 namespace zentara {
 
-/// The place of the store's settings for coding records; both have none but the default.
+/// Settings for coding records; there are none but the default.
 struct JSONEncoder {};
 struct JSONDecoder {};
 
@@ -48,7 +48,7 @@ class FileStorage final : public Storage<DataType> {
 
     Result<std::vector<DataType>> load() override {
         auto records = readRecords();
-        // What was read before may be replaced.
+        // A file that has been read once may be replaced.
         isKnown_ = isKnown_ || records.ok();
         unread_ = !isKnown_ && isForTheMoment(*records.error()) ? records.status() : Status();
         return records;
@@ -71,11 +71,10 @@ class FileStorage final : public Storage<DataType> {
         if (!parsed.ok()) return parsed.status();
         std::vector<DataType> records;
         auto* array = parsed->ifArray();
-        if (array == nullptr || !std::all_of(array->begin(), array->end(), [](const auto& element) {
-                return element.isObject();
-            })) {
-            return records;
-        }
+        const auto isObject = [](const auto& element) {
+            return element.isObject();
+        };
+        if (array == nullptr || !std::ranges::all_of(*array, isObject)) return records;
         for (auto& element : *array) {
             auto record = JSONCoding<DataType>::fromDictionary(std::move(element.object()));
             if (record.ok()) records.push_back(*std::move(record));

@@ -17,11 +17,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using State = StoredEvents::State;
 
-/// Appends follow each other closely; the spare is put right when they pause.
+/// Appends follow each other closely; the spare is prepared when they pause.
 constexpr Clock::duration sparePreparationDelay = std::chrono::milliseconds(50);
 
-/// How many events have left the front of `older`, when nothing else but appending has happened to
-/// it since; otherwise all of them.
+/// How many events have left the front of `older` if `newer` is the rest of it with more appended;
+/// otherwise all of them.
 std::size_t leftFront(std::span<const InternalEvent> older, std::span<const InternalEvent> newer) {
     if (newer.empty()) return older.size();
     const auto isCopy = [](const auto& one, const auto& other) {
@@ -37,8 +37,9 @@ std::size_t leftFront(std::span<const InternalEvent> older, std::span<const Inte
 }
 
 /// The events of `flushed` that `list` lacks, if `list` can have come from `flushed` by taking,
-/// putting back and appending: it has the end of it, those `inFlight` apart, or nothing of it, each
-/// event once and as it was, and new ones behind. Nothing if it is a mixture of two lists.
+/// putting back and appending: it has the last event of `flushed` that is not `inFlight`, or none of
+/// `flushed`; each event once and unchanged; and new events behind. Nothing if `list` is a mixture
+/// of two lists.
 std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent> list,
                                                   std::span<const InternalEvent> flushed,
                                                   std::span<const InternalEvent> inFlight) {
@@ -56,13 +57,9 @@ std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent>
         const auto name = nameOf(event);
         if (!names.insert(name).second) return std::nullopt;
         const auto text = texts.find(name);
-        if (text == texts.end()) {
-            isAnyNew = true;
-        } else if (isAnyNew || text->second != event.text().json) {
-            return std::nullopt;
-        } else {
-            isAnyFlushed = true;
-        }
+        const bool isFlushed = text != texts.end();
+        if (isFlushed && (isAnyNew || text->second != event.text().json)) return std::nullopt;
+        (isFlushed ? isAnyFlushed : isAnyNew) = true;
     }
     const auto isInFlight = [&](const InternalEvent& event) {
         return std::ranges::find(inFlight, nameOf(event), nameOf) != inFlight.end();
@@ -78,8 +75,8 @@ std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent>
     return others;
 }
 
-/// Gives a list that a loss of power may have left what it lacks of the checkpoint, or takes it for
-/// damaged. Whether it has changed.
+/// Adds the events of the checkpoint that a list lacks after a loss of power, or marks the list as
+/// damaged. True when events were added.
 bool complete(StoredEvents& stored, std::span<const InternalEvent> flushed,
               std::span<const InternalEvent> inFlight) {
     try {
@@ -125,7 +122,7 @@ void InternalEventStorageImpl::recover() {
     const bool isSameBoot = boot.empty() || (lastBoot.ok() && *lastBoot == boot);
     auto stored = queue_.read(queue_.list);
     StoredEvents flushed;
-    // It has events that were delivered since, so it is left alone without need.
+    // The checkpoint has events that were delivered since, so it is read only when needed.
     if (stored.state != State::unread && !(stored.state == State::list && isSameBoot)) {
         flushed = queue_.read(queue_.checkpoint);
         clearCheckpoint_ = moveOf(flushed, queue_.checkpoint, unreadable);
@@ -146,13 +143,13 @@ void InternalEventStorageImpl::recover() {
     } else if (stored.state == State::list || clearList_) {
         recovered_ = std::move(stored);
     }
-    // The next save that can clear the way writes it all.
+    // The next save that can move the file away writes the whole list.
     if (clearList_) {
         recovered_->isCanonical = false;
         return;
     }
-    // A copy, which the next saves may overwrite: until there is a newer checkpoint, this one is
-    // all that the next loss of power would leave. Without a copy the next save writes it all.
+    // A copy, which the next saves may overwrite: until there is a newer checkpoint, another loss
+    // of power would leave only this one. If copying fails, the next save writes the whole list.
     if (isChanged) {
         const auto copied = current_.write(recovered_->events, 0);
         failures_.report(copied);
@@ -162,7 +159,7 @@ void InternalEventStorageImpl::recover() {
         }
     }
     if (isSameBoot) return;
-    // Failing it, the next start looks again. Not flushed, as a loss of power means another boot.
+    // If this fails, the next start compares again. Not flushed: a loss of power means a new boot.
     reportLeft(queue_.boot, queue_.files.writeAtomically(queue_.boot, boot));
 }
 
@@ -185,7 +182,7 @@ Status InternalEventStorageImpl::clear(Move& move) {
 Result<std::vector<InternalEvent>> InternalEventStorageImpl::load() {
     const MutexLock lock(mutex_);
     auto loaded = read();
-    // A file that is still in the way makes each save fail.
+    // While a file is still in the way, each save fails.
     if (!loaded.ok() || !clearList_) failures_.report(loaded.status());
     return loaded;
 }
@@ -205,7 +202,7 @@ Result<std::vector<InternalEvent>> InternalEventStorageImpl::read() {
         saved_ = EventList(stored.events);
         current_.holds(saved_.events());
         if (!saved_.empty()) scheduleSpare();
-        // The events of a checkpoint were delivered, and would come back with the next boot.
+        // The events of an old checkpoint were delivered; the next boot would restore them.
         if (!saved_.empty() || !isCheckpointEmpty()) scheduleCheckpoint();
     }
     if (!stored.status.ok()) return stored.status;
@@ -228,8 +225,8 @@ Status InternalEventStorageImpl::write(const EventList& list) {
                           : leftFront(saved_.events(), events);
     const bool isSame = left == 0 && events.size() == saved_.size();
     const bool isFull = left == 1 && events.size() == saved_.size();
-    // Before anything is written, so that what follows the write cannot fail. Taking over what has
-    // changed is a fraction of copying thousands of references.
+    // Reserved before the write, so that nothing after it can fail. Applying the changes costs a
+    // fraction of copying thousands of references.
     saved_.reserveMore(events.size() - (saved_.size() - left));
     if (auto status = current_.write(events, left); !status.ok()) return status;
     savedPosition_ = position;
@@ -253,7 +250,7 @@ void InternalEventStorageImpl::setInFlight(std::span<const InternalEvent> events
     inFlight_.assign(events.begin(), events.end());
     if (isInFlightFlushed_) scheduleCheckpoint();
     if (!inFlight_.empty() || !saved_.empty() || clearCheckpoint_ || isCheckpointEmpty()) return;
-    // All is delivered, and would come back with it when the system has started anew.
+    // All events are delivered; the next boot would restore them from the checkpoint.
     const auto removed = queue_.files.remove(queue_.checkpoint);
     checkpointFailures_.report(removed);
     if (!removed.ok()) scheduleCheckpoint();
@@ -294,7 +291,7 @@ void InternalEventStorageImpl::writeCheckpoint() {
             checkpointScheduled_ = false;
             lastCheckpoint_ = Clock::now();
             status = clear(clearCheckpoint_);
-            // The list alone would be the end of what was on the device until it was taken.
+            // Without the events in flight, a loss of power would lose them.
             const auto list = saved_.events();
             for (const auto& event : inFlight_) {
                 if (std::none_of(list.begin(), list.end(),
@@ -308,7 +305,7 @@ void InternalEventStorageImpl::writeCheckpoint() {
             files = current_.openFiles();
         }
         // Both files that trade names: with an old list still on the device, a loss of power could
-        // bring back one that is whole and yet older than the checkpoint.
+        // leave a whole list that is older than the checkpoint.
         for (const auto& file : files) {
             if (file && status.ok()) status = file->flush();
         }

@@ -22,21 +22,21 @@ namespace zentara {
 ///
 /// Files, all in one folder, for a queue named N:
 /// - `N`: the list, one compact JSON array; whole at every moment.
-/// - `.N.spare`: what the next save turns into `N`. Of no other use.
-/// - `.N.checkpoint`, `.N.checkpoint-spare`: the list as it was when it was last flushed to the
-///   device, behind the events that were in flight then; and its spare.
+/// - `.N.spare`: the file that the next save turns into `N`.
+/// - `.N.checkpoint`, `.N.checkpoint-spare`: the events that were in flight and then the list at the
+///   last flush to the device; and the spare of that file.
 /// - `.N.boot`: the boot of the system in which the files were last found in order.
-/// - `N.unreadable-…`: what was read and is not a list, set aside by `recover`.
+/// - `N.unreadable-…`: a damaged file, set aside by `recover`.
 /// - `N.unread-…`: a list that could not be read for the moment, for `restorePostponed`.
 ///
 /// Promised: when `save` has succeeded, the list survives the end of the process by any means.
-/// After a loss of power a whole list comes back that has all events of the checkpoint, which is at
-/// most one interval old, and no event that was not saved, but for the case below.
+/// After a loss of power a whole list is restored that has all events of the checkpoint, which is at
+/// most one interval old, and no event that was not saved, except in the case below.
 ///
 /// Not promised: that a saved list survives a loss of power at once. `save` never waits for the
-/// device; a background task flushes at most once per interval, and only after a change. Nor that
-/// an event that was saved since the checkpoint cannot come back mixed with another, where the list
-/// was written anew more than once since, and each time was partly on the device.
+/// device; a background task flushes at most once per interval, and only after a change. Also not
+/// promised: that events saved since the checkpoint are not mixed up, if the list was rewritten
+/// more than once since then and each time only a part reached the device.
 ///
 /// The owner serialises `save`, `load` and `recover`; the background tasks synchronise themselves.
 class InternalEventStorageImpl final
@@ -59,15 +59,15 @@ class InternalEventStorageImpl final
     const JSONEncoder jsonEncoder{};
     const JSONDecoder jsonDecoder{};
 
-    /// To be called once, before the first `load`: sets aside a file that is damaged, with a line
-    /// on standard error, and puts a copy of the checkpoint in its place, as also when there is no
-    /// file. One that cannot be read for the moment is postponed, and the list begins empty. A
-    /// damaged or unreadable checkpoint that it looks at is moved away likewise.
+    /// Must be called once, before the first `load`. Sets a damaged file aside, with a line on
+    /// standard error. If the file was damaged or missing, a copy of the checkpoint takes its place.
+    /// A file that cannot be read for the moment is postponed, and the list begins empty. A
+    /// checkpoint that is read and found damaged or unreadable is moved away in the same way.
     ///
-    /// If the system has started anew since, the list is held against the checkpoint, as a loss of
-    /// power can leave parts of two lists that read as one. A list that can have come from the
-    /// checkpoint gets those events of it at its front that it lacks: they were delivered, or in
-    /// flight. Any other counts as damaged.
+    /// If the system has started anew since, the list is compared with the checkpoint, because a
+    /// loss of power can leave parts of two lists that read as a list. A list that can have come
+    /// from the checkpoint gets the checkpoint's events that it lacks at its front: they were
+    /// delivered, or in flight. Any other list counts as damaged.
     void recover();
 
     [[nodiscard]] Status save(const EventList& events) override;
@@ -78,7 +78,7 @@ class InternalEventStorageImpl final
 
   private:
     using Clock = std::chrono::steady_clock;
-    /// Moves away a file that is still there and cannot be read; null when there is none.
+    /// Moves a file that cannot be read out of the way; null when no such file is left.
     using Move = std::function<Status()>;
 
     InternalEventStorageImpl(QueueFiles queue, std::chrono::duration<double> checkpointInterval,
@@ -102,16 +102,16 @@ class InternalEventStorageImpl final
 
     Mutex mutex_;
     SwappedFile current_ ZENTARA_GUARDED_BY(mutex_);
-    /// The events in the file, and where in the list that they came from.
+    /// The events in the file, and the position of the list that they came from.
     EventList saved_ ZENTARA_GUARDED_BY(mutex_);
     std::optional<EventList::Position> savedPosition_ ZENTARA_GUARDED_BY(mutex_);
     /// What `recover` read, for the first `load`.
     std::optional<StoredEvents> recovered_ ZENTARA_GUARDED_BY(mutex_);
-    // Saving would destroy these files.
+    // Saving would destroy the files that these move away.
     Move clearList_ ZENTARA_GUARDED_BY(mutex_);
     Move clearCheckpoint_ ZENTARA_GUARDED_BY(mutex_);
     std::vector<InternalEvent> inFlight_ ZENTARA_GUARDED_BY(mutex_);
-    /// Whether the checkpoint has events that the list did not have.
+    /// Whether the checkpoint has events in flight that the list did not have.
     bool isInFlightFlushed_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool spareScheduled_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool checkpointScheduled_ ZENTARA_GUARDED_BY(mutex_) = false;

@@ -65,7 +65,7 @@ void ListText::dropFront(std::size_t left) {
 bool ListText::append(const InternalEvent& event) {
     const auto text = event.text();
     if (text.json.empty()) return false;
-    // Where one owner has both texts, the character between them is its own too.
+    // If both texts have the same owner, it also owns the character between them.
     if (!pieces_.empty() && pieces_.back().owner == text.owner &&
         text.json.data() == pieces_.back().text.data() + pieces_.back().text.size() + 1 &&
         text.json.data()[-1] == comma.front()) {
@@ -86,7 +86,7 @@ void ListText::addFrom(std::span<const InternalEvent> events, std::size_t from) 
     while (first > from)
         first -= (--piece)->count;
     if (piece == pieces_.end()) return;
-    // In the middle of the piece, or where its first events are gone.
+    // The piece may begin before `from`, or with events that have left the list.
     const auto* start = events[from].text().json.data();
     if (first < from) {
         --start;
@@ -109,7 +109,7 @@ InternalEvent ListText::Memory::packed(const InternalEvent& event) {
         block_ = std::shared_ptr<char[]>(new char[blockSize]);
         used_ = 0;
     }
-    // Other threads may be reading what was put here before, but nothing behind it.
+    // Other threads may be reading earlier texts of the block, but nothing behind them.
     char* const start = block_.get() + used_;
     *std::copy(text.json.begin(), text.json.end(), start) = comma.front();
     used_ += text.json.size() + comma.size();

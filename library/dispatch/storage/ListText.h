@@ -15,10 +15,10 @@ namespace zentara {
 /// The text of a list of events as a file holds it: one compact JSON array. Nothing else writes the
 /// bytes around the text of an event.
 ///
-/// Keeps the memory that the texts lie in, in as few and as long pieces as it allows, from one save
-/// to the next: finding the pieces means looking at each event, 160 to 200 us for 8,000 of them, a
-/// fifth of what a save takes that rewrites the whole file. Holds no event, so the list has to
-/// outlive its use here. Not synchronised.
+/// Remembers from save to save which pieces of memory the texts lie in, as few and as long as
+/// possible. Finding the pieces means looking at each event, 160 to 200 us for 8,000 events, a fifth
+/// of a save that rewrites the whole file. Holds no event, so the list must outlive its use here.
+/// Not synchronised.
 class ListText {
   public:
     class Memory;
@@ -33,8 +33,8 @@ class ListText {
     /// The length of the file that holds `events`.
     [[nodiscard]] static std::uint64_t sizeOf(std::span<const InternalEvent> events);
 
-    /// Goes on to `events`: the list of the last call, which has lost its first `left` and may have
-    /// grown at its end. Fails when JSON cannot hold an event; this is then of no further use.
+    /// Moves on to `events`: the list of the last call without its first `left` events, and with
+    /// any number appended. Fails when JSON cannot hold an event; this must not be used after that.
     [[nodiscard]] Status follow(std::span<const InternalEvent> events, std::size_t left);
 
     /// The number of events in the list of the last call.
@@ -42,14 +42,14 @@ class ListText {
 
     /// The whole file of `events`, the list of the last call.
     [[nodiscard]] Part whole(std::span<const InternalEvent> events);
-    /// What a file of `size` bytes lacks that holds the first `from` of `events`.
+    /// The part that is missing in a file of `size` bytes with the first `from` of `events`.
     [[nodiscard]] Part tail(std::span<const InternalEvent> events, std::size_t from,
                             std::uint64_t size);
 
   private:
     struct Piece {
-        std::string_view
-            text;  ///< with commas in between; the front may be of events that are gone
+        /// With commas in between; may begin with events that have left the list.
+        std::string_view text;
         const void* owner;
         std::size_t count;  ///< of its events
     };
@@ -67,17 +67,17 @@ class ListText {
 /// Keeps the texts of queued events one behind the other, as the file holds them.
 ///
 /// A save that rewrites the whole file takes them in a few long pieces. Collecting thousands of
-/// short ones from all over the memory took several times as long as writing them. Memory comes in
-/// blocks; each stays until the last event in it is gone. Not synchronised.
+/// short pieces from all over the memory took several times as long as writing them. Memory comes
+/// in blocks; each block stays until its last event is destroyed. Not synchronised.
 class ListText::Memory {
   public:
-    /// The same event without its fields in memory and with its text in here. An event without a
-    /// text, or with a very long one, keeps its own.
+    /// The same event without its fields and with its text in this memory. An event without a text,
+    /// or with a very long text, keeps its own.
     [[nodiscard]] InternalEvent packed(const InternalEvent& event);
 
   private:
     static constexpr std::size_t blockSize = std::size_t{256} * 1024;
-    /// What is left unused at the end of a block is less than this.
+    /// The unused end of a block is shorter than this.
     static constexpr std::size_t longestText = blockSize / 16;
 
     std::shared_ptr<char[]> block_;

@@ -50,7 +50,7 @@ Status moveAway(FileSystem& files, const Path& from, const Path& to, const std::
         printWarning("ZentaraClient: '" + from.string() + "' " + fault + " '" +
                      to.filename().string() + "'");
     }
-    // It is gone already.
+    // A file that is already gone is no failure.
     return isMissing(status) ? Status() : status;
 }
 
@@ -110,7 +110,7 @@ Result<std::vector<Path>> QueueFiles::postponed() const {
     for (const auto& name : *names) {
         if (name.starts_with(beginning)) found.push_back(folder / name);
     }
-    // So that the oldest events end up in front.
+    // Each is put in front of the others, so the oldest comes last.
     std::ranges::sort(found, std::greater<>());
     return found;
 }
@@ -120,16 +120,16 @@ InFlightFile::InFlightFile(QueueFiles queue)
       failures_(Component::storage, queue_.inFlight.filename().string()) {}
 
 Status InFlightFile::save(std::span<const InternalEvent> events) {
-    auto status = inTheWay_.ok() ? write(events) : inTheWay_;
+    ListText text;
+    auto status = inTheWay_;
+    if (status.ok()) status = text.follow(events, 0);
+    if (status.ok()) {
+        status = events.empty() ? queue_.files.remove(queue_.inFlight)
+                                : queue_.files.writeAtomically(queue_.inFlight,
+                                                               text.whole(events).pieces);
+    }
     failures_.report(status);
     return status;
-}
-
-Status InFlightFile::write(std::span<const InternalEvent> events) {
-    if (events.empty()) return queue_.files.remove(queue_.inFlight);
-    ListText text;
-    if (auto status = text.follow(events, 0); !status.ok()) return status;
-    return queue_.files.writeAtomically(queue_.inFlight, text.whole(events).pieces);
 }
 
 Result<std::vector<InternalEvent>> InFlightFile::load() {

@@ -13,10 +13,10 @@
 
 namespace zentara {
 
-/// What a file of events was found to be.
+/// What reading a file of events has found.
 struct [[nodiscard]] StoredEvents {
     enum class State {
-        missing,  ///< or of 0 bytes, which is what a loss of power leaves of an unflushed file
+        missing,  ///< or of 0 bytes, as a loss of power leaves an unflushed file
         list,
         damaged,  ///< read, and not a list; or nothing that is ever read, such as a folder
         unread,   ///< cannot be read for the moment; its contents are not known
@@ -46,12 +46,12 @@ struct QueueFiles {
 
     [[nodiscard]] StoredEvents read(const Path& file) const;
 
-    /// Moves a damaged file to a name of its own, which no start reads, and says so and what is
-    /// wrong with it on standard error.
+    /// Sets a damaged file aside under a name that no start reads, and tells its `fault` on
+    /// standard error.
     [[nodiscard]] Status setAside(const Path& file,
                                   const std::string& fault = "could not be read") const;
-    /// Moves a file that could not be read for the moment, because of `cause`, to a name under
-    /// which a later start restores it, and says so on standard error.
+    /// Moves a file that could not be read for the moment to a name under which a later start
+    /// restores it, and tells the `cause` on standard error.
     [[nodiscard]] Status postpone(const Path& file, const Status& cause) const;
     /// Moves the list to a name under which a start restores it to the queue `other`.
     [[nodiscard]] Status handOver(const QueueFiles& other) const;
@@ -68,19 +68,18 @@ class InFlightFile final : public Storage<InternalEvent> {
 
     [[nodiscard]] Status save(std::span<const InternalEvent> events) override;
 
-    /// What the last run left. A file that cannot be read is moved out of the way of the next save;
-    /// if that fails, nothing is saved, as that would destroy it.
+    /// The events that the last run left. A file that cannot be read is moved out of the way of the
+    /// next save; if that fails, saving fails, as it would destroy the file.
     [[nodiscard]] Result<std::vector<InternalEvent>> load() override;
 
   private:
-    [[nodiscard]] Status write(std::span<const InternalEvent> events);
-
     const QueueFiles queue_;
+    /// Not ok while a file that cannot be read is in the way.
     Status inTheWay_;
     FailureReporter failures_;
 };
 
-/// Tells why something stays as it is until the next start.
+/// Reports why a file stays as it is until the next start. Nothing when `status` is ok.
 void reportLeft(const std::filesystem::path& file, const Status& status);
 
 }  // namespace zentara

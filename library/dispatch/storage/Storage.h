@@ -22,7 +22,8 @@ class Storage {
     virtual Result<std::vector<DataType>> load() = 0;
 };
 
-/// Keeps the list of cached schemas tables. Unlike others, it fails to load what was never stored.
+/// Keeps the list of cached schemas tables. Unlike other stores, `load` fails when nothing was
+/// stored.
 using SchemaStorageProtocol = Storage<JSONObject>;
 
 /// Keeps one list of events, like `Storage`.
@@ -33,8 +34,8 @@ class InternalEventStorage {
     [[nodiscard]] virtual Status save(const EventList& events) = 0;
     virtual Result<std::vector<InternalEvent>> load() = 0;
 
-    /// Tells which events have left the list, or are about to, and may come back to it. A store
-    /// that flushes lists flushes these with them.
+    /// Names the events in flight: they have left the list, or are about to, and may be put back.
+    /// A store that flushes the list flushes them with it.
     virtual void setInFlight(std::span<const InternalEvent> events) { static_cast<void>(events); }
 };
 

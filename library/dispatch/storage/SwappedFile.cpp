@@ -11,10 +11,10 @@ void SwappedFile::holds(std::span<const InternalEvent> events) {
     current_.known = true;
     current_.count = events.size();
     current_.bytes = ListText::sizeOf(events);
-    // Open, it can become the spare of the next save. It need not.
+    // An open file can become the spare of the next save. Failing to open it is harmless.
     if (auto file = files_.open(path_); file.ok()) current_.file = *std::move(file);
     current_.state = files_.state(path_);
-    // A copy that is a second name of the file must not change with it.
+    // A copy that is a hard link to the file must not change with it.
     if (current_.state && current_.state->names > 1) current_.file.reset();
     if (current_.state && current_.state->size != current_.bytes) current_.state.reset();
 }
@@ -30,7 +30,7 @@ Status SwappedFile::write(std::span<const InternalEvent> events, std::size_t lef
     left = std::min(left, current_.count);
     const bool onlyAppended = current_.known && left == 0;
     const bool isSame = onlyAppended && events.size() == current_.count;
-    // Of an empty list nothing can be lost.
+    // An empty list cannot lose anything.
     if (isSame && (events.empty() || isAsLeft(path_, current_))) return {};
 
     auto status = fillSpare(events, left);
@@ -44,8 +44,8 @@ void SwappedFile::prepareSpare(std::span<const InternalEvent> events) noexcept {
     const bool isReady = spare_.known && spare_.count == events.size() && spare_.file;
     if (!current_.known || current_.count != events.size() || isReady) return;
     try {
-        // A failure shows at the next write, which begins with this same step. Until then the spare
-        // may hold a list of any age, which must not come back under the file's name.
+        // The next write begins with this step and reports the failure. Until then the spare may
+        // hold a list of any age, which must not come back under the file's name.
         if (!fillSpare(events, 0).ok()) spare_ = {};
     } catch (const std::bad_alloc&) {
         spare_ = {};
@@ -53,14 +53,14 @@ void SwappedFile::prepareSpare(std::span<const InternalEvent> events) noexcept {
 }
 
 Status SwappedFile::fillSpare(std::span<const InternalEvent> events, std::size_t left) {
-    // What others did to it while it had the file's name shows here, before it could come back.
+    // Other processes may have changed it while it had the file's name.
     if (!spare_.file || !isAsLeft(sparePath_, spare_)) {
         spare_ = {};
         auto file = files_.create(sparePath_);
         if (!file.ok()) return file.status();
         spare_.file = *std::move(file);
     }
-    // Until the write has succeeded, contents of the spare and text are not known.
+    // Until the write has succeeded, the contents of the spare and the text are not known.
     const bool extends = std::exchange(spare_.known, false) && left == 0;
     auto text = std::exchange(text_, {});
     if (text.count() != current_.count) text = {};
@@ -81,8 +81,8 @@ Status SwappedFile::writeSpare(const ListText::Part& part) {
     if (part.offset > 0) {
         spare_.appended += part.end - part.offset;
     } else if (std::exchange(spare_.appended, 0) > part.end / 4) {
-        // The system caches a file in pieces as small as those it was written in, and overwriting
-        // small pieces takes five times as long. Emptied first, they come back large.
+        // The system caches a file in pieces as small as those that it was written in, and
+        // overwriting small pieces takes five times as long. An emptied file gets large pieces.
         status = spare_.file->truncate(0);
     }
     // Long pieces are written several times as fast as many short ones.
@@ -101,7 +101,7 @@ Status SwappedFile::replaceFile() {
     const bool isExchange = status.ok() || (!isUnsupported(status) && files_.state(path_));
     if (!isExchange) status = files_.rename(sparePath_, path_);
     if (!status.ok()) {
-        // A call that reports an error may have done its work.
+        // A call that reports an error may still have traded the names.
         const auto named = files_.state(path_);
         const auto written = spare_.file->state();
         if (named && written && named->identity == written->identity) status = {};
@@ -111,7 +111,7 @@ Status SwappedFile::replaceFile() {
     if (status.ok() && durability_ == Durability::flushed)
         status = files_.flushFolder(path_.parent_path());
     if (!status.ok()) {
-        // How far it came is not known, so the next write starts from nothing.
+        // The state of both names is not known, so the next write begins with a new spare.
         spare_ = {};
         current_.known = false;
         return status;

@@ -27,9 +27,9 @@ namespace zentara {
 /// exchange names, a fresh file is renamed over the old one.
 ///
 /// Before a file is written to, it must be as the last write left it: the same file, of that size
-/// and time. One that others have cut, overwritten or replaced makes way for a new one.
+/// and time. A file that others have cut, overwritten or replaced is replaced by a new file.
 ///
-/// Not promised: that two writers on one name see each other's lists. Not synchronised.
+/// Not promised: that two writers of the same name see each other's lists. Not synchronised.
 class SwappedFile {
   public:
     using Path = std::filesystem::path;
@@ -42,18 +42,18 @@ class SwappedFile {
           sparePath_(std::move(sparePath)),
           durability_(durability) {}
 
-    /// Tells that the file was read and holds `events`, in canonical form.
+    /// Notes that the file was read and holds `events`, in canonical form.
     void holds(std::span<const InternalEvent> events);
-    /// Tells that the contents of the file are not known.
+    /// Notes that the contents of the file are not known.
     void forget() noexcept;
 
-    /// Makes the file hold `events`: what it holds without the first `left` events, and more at the
-    /// end. On failure the file holds what it held.
+    /// Makes the file hold `events`: those that it holds without the first `left`, and any number
+    /// appended. On failure the file is unchanged.
     ///
-    /// From one call to the next the texts of what the file holds have to stay where they are.
+    /// The texts of the events in the file must stay where they are until the next call.
     [[nodiscard]] Status write(std::span<const InternalEvent> events, std::size_t left);
 
-    /// The files behind both names, for flushing what they hold by now; either may be null.
+    /// The files behind both names, for flushing them; either may be null.
     [[nodiscard]] std::array<std::shared_ptr<File>, 2> openFiles() const {
         return {current_.file, spare_.file};
     }
@@ -68,8 +68,8 @@ class SwappedFile {
         bool known = false;  ///< for the spare: holds the first `count` events of the file
         std::size_t count = 0;
         std::uint64_t bytes = 0;     ///< whole length
-        std::uint64_t appended = 0;  ///< how many of them came in small pieces
-        /// As it was left by the last write; nothing when that is not known.
+        std::uint64_t appended = 0;  ///< how many bytes were written in small pieces
+        /// After the last write; nothing when that is not known.
         std::optional<FileState> state = std::nullopt;
     };
 
@@ -79,7 +79,7 @@ class SwappedFile {
     [[nodiscard]] Status fillSpare(std::span<const InternalEvent> events, std::size_t left);
     /// Makes the spare's file hold what `part` ends.
     [[nodiscard]] Status writeSpare(const ListText::Part& part);
-    /// Puts the spare in the file's place. The old file is the spare then, if there is one still.
+    /// Puts the spare in the file's place. The old file becomes the spare if it still exists.
     [[nodiscard]] Status replaceFile();
 
     FileSystem& files_;

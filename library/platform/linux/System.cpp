@@ -1,9 +1,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <string_view>
 #include <system_error>
 
@@ -19,14 +19,9 @@ int exchangeNames(const char* one, const char* other) noexcept {
 }
 
 std::string bootIdentity() {
-    const int descriptor = ::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return {};
-    std::array<char, 64> text{};
-    const auto length = ::read(descriptor, text.data(), text.size());
-    ::close(descriptor);
-    if (length <= 0) return {};
-    const std::string_view line(text.data(), static_cast<std::size_t>(length));
-    return std::string(line.substr(0, line.find('\n')));
+    std::string identity;
+    std::getline(std::ifstream("/proc/sys/kernel/random/boot_id"), identity);
+    return identity;
 }
 
 const ControlTime& ControlTime::shared() {

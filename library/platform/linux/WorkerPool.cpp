@@ -4,10 +4,8 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <thread>
-#include <utility>
 
 #include "support/Diagnostics.h"
 #include "support/Process.h"
@@ -66,15 +64,15 @@ void WorkerPool::remove(const Place& place) noexcept {
 }
 
 void WorkerPool::run() {
-    // Threads do not end: that would call into OpenSSL if they ever used it, which may be clearing
-    // up by then, when the host's process ends.
+    // Threads do not end: the end of a thread that has used OpenSSL calls it, and OpenSSL may be
+    // cleaning up when the process ends.
     for (;;) {
         int alarm = -1;
         if (const auto work = take(alarm)) {
             runGuarded(*work);
         } else if (alarm >= 0) {
             epoll_event event{};
-            // Fails for good where the host has closed all descriptors, ours among them.
+            // Fails for good if the host has closed all descriptors.
             if (::epoll_wait(alarm, &event, 1, -1) < 0 && errno != EINTR) rest();
         } else {
             rest();

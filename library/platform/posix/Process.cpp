@@ -38,6 +38,14 @@ void enterChild() {
     }
 }
 
+/// Puts `next` in a place that holds `expected`, if there is one.
+void replaceDescriptor(int expected, int next) noexcept {
+    for (auto& place : descriptors) {
+        int current = expected;
+        if (place.compare_exchange_strong(current, next)) return;
+    }
+}
+
 void watchForks() {
     [[maybe_unused]] static const int result = ::pthread_atfork(nullptr, nullptr, enterChild);
 }
@@ -78,17 +86,11 @@ void markForkedChildren() {
 
 void closeInForkedChildren(int descriptor) {
     watchForks();
-    for (auto& place : descriptors) {
-        int expected = 0;
-        if (place.compare_exchange_strong(expected, descriptor + 1)) return;
-    }
+    replaceDescriptor(0, descriptor + 1);
 }
 
 void keepInForkedChildren(int descriptor) noexcept {
-    for (auto& place : descriptors) {
-        int expected = descriptor + 1;
-        if (place.compare_exchange_strong(expected, 0)) return;
-    }
+    replaceDescriptor(descriptor + 1, 0);
 }
 
 void runAtExit(std::function<void()> work) {

@@ -179,8 +179,8 @@ Descriptor openLockFile(const Path& path) {
     return Descriptor(descriptor);
 }
 
-/// Whether the name still stands for the open file. Another process may have released the folder
-/// between our opening the file and our locking it, and a third one may have made a new one.
+/// Whether the name still stands for the open file. Between opening and locking it, another process
+/// may have released the folder, and a third process may have made a new file.
 bool isInPlace(const Descriptor& descriptor, const Path& path) {
     struct stat opened {};
     struct stat named {};
@@ -189,7 +189,7 @@ bool isInPlace(const Descriptor& descriptor, const Path& path) {
 }
 
 Claim claimByLock(const Path& path) {
-    // Each turn beyond the first means that the folder was released at this very moment.
+    // A second turn means that another process has just released the folder.
     for (int turn = 0; turn < 100; ++turn) {
         auto descriptor = openLockFile(path);
         if (*descriptor < 0) {
@@ -210,11 +210,12 @@ class SystemFiles final : public FileSystem {
   public:
     Result<std::unique_ptr<File>> create(const Path& path) override {
         auto descriptor = openNew(path);
-        if (*descriptor >= 0) return fileOf(std::move(descriptor));
-        if (errno != ENOENT) return failure(errno, "cannot create", path);
-        if (auto made = makeFolder(path.parent_path()); !made.ok()) return made;
-        auto again = openNew(path);
-        return *again >= 0 ? fileOf(std::move(again)) : failure(errno, "cannot create", path);
+        if (*descriptor < 0 && errno == ENOENT) {
+            if (auto made = makeFolder(path.parent_path()); !made.ok()) return made;
+            descriptor = openNew(path);
+        }
+        return *descriptor < 0 ? failure(errno, "cannot create", path)
+                               : fileOf(std::move(descriptor));
     }
 
     Result<std::unique_ptr<File>> open(const Path& path) override {
@@ -230,12 +231,12 @@ class SystemFiles final : public FileSystem {
     }
 
     Result<std::string> read(const Path& path) override {
-        // Not blocking, or a pipe in place of the file would hold the caller up.
+        // Not blocking: otherwise a pipe in place of the file would block the caller.
         const Descriptor descriptor(
             retried([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
         if (*descriptor >= 0) return readAll(*descriptor, path);
         const int code = errno;
-        // Out of descriptors, the system does not look whether there is a file.
+        // Without a free descriptor, the system does not check whether the file exists.
         struct stat status {};
         const bool isThere = ::lstat(path.c_str(), &status) == 0;
         const bool isKnownMissing = !isThere && (errno == ENOENT || errno == ENOTDIR);
@@ -300,8 +301,8 @@ class SystemFiles final : public FileSystem {
         const MutexLock lock(mutex_);
         const auto entry = claims_.extract(lockFile(folder));
         if (!entry || *entry.mapped().lock < 0) return;
-        // While the lock is held, so that what goes is this process's; a process that waits for
-        // the lock sees that the file is not in place any more.
+        // Removed while the lock is held, so that the file is this process's. A process that
+        // waits for the lock then sees that the file is not in place any more.
         ::unlink(entry.key().c_str());
         ::rmdir(folder.c_str());
         keepInForkedChildren(*entry.mapped().lock);
@@ -322,7 +323,7 @@ class SystemFiles final : public FileSystem {
         if (static_cast<std::uint64_t>(status.st_size) > maximumFileSize)
             return failure(EFBIG, "cannot read", path);
         std::string bytes;
-        // Parsers want some room behind the text; giving it now spares a copy later.
+        // Parsers need some room behind the text; reserving it now avoids a copy later.
         constexpr std::size_t room = 256;
         bytes.reserve(static_cast<std::size_t>(status.st_size) + room);
         bytes.resize(static_cast<std::size_t>(status.st_size));

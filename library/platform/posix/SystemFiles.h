@@ -15,7 +15,7 @@ namespace zentara {
 /// holds. At most 256 descriptors; children keep any beyond that.
 void closeInForkedChildren(int descriptor);
 
-/// Undoes it. To be called before the descriptor is closed.
+/// Undoes `closeInForkedChildren`. Must be called before the descriptor is closed.
 void keepInForkedChildren(int descriptor) noexcept;
 
 }  // namespace zentara

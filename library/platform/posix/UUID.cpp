@@ -19,7 +19,7 @@ UUIDText randomUUID() {
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3FU) | 0x80U);
     constexpr std::string_view digits = "0123456789abcdef";
     UUIDText uuid;
-    auto* next = uuid.characters_.begin();
+    auto* next = uuid.characters.begin();
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         if (i == 4 || i == 6 || i == 8 || i == 10) *next++ = '-';
         *next++ = digits[bytes[i] >> 4U];

@@ -18,9 +18,6 @@ class ZENTARA_THREAD_ATTRIBUTE(capability("serial queue")) SerialQueue {
   public:
     explicit SerialQueue(std::string label) : label_(std::move(label)) {}
 
-    SerialQueue(const SerialQueue&) = delete;
-    SerialQueue& operator=(const SerialQueue&) = delete;
-
     /// Returns when every earlier entry has ended. Entering the queue again from inside is a fatal
     /// error that names the label, not a deadlock.
     void lock() ZENTARA_THREAD_ATTRIBUTE(acquire_capability()) {

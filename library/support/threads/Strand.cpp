@@ -1,8 +1,4 @@
-#include "support/threads/Strand.h"
 
-#include <utility>
-
-#include "support/NoDestructor.h"
 #include "support/threads/WorkerPool.h"
 
 namespace zentara {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
@@ -16,7 +17,7 @@ namespace zentara {
 /// The process's worker threads: a few, started on first use. They sleep while there is nothing to
 /// do and leave every signal to the host's threads.
 ///
-/// When the process begins to end, workers finish what they run and take up nothing new. In a
+/// When the process begins to end, workers finish what they run and begin no new work. In a
 /// forked child the pool does nothing. Safe for use from any thread.
 class WorkerPool {
   public:
@@ -27,9 +28,6 @@ class WorkerPool {
 
     /// The pool of this process.
     [[nodiscard]] static WorkerPool& shared();
-
-    WorkerPool(const WorkerPool&) = delete;
-    WorkerPool& operator=(const WorkerPool&) = delete;
 
     /// Runs `work` on a worker at `due`, or when one is free after that. An exception that leaves
     /// it is a fatal error.
@@ -67,6 +65,28 @@ class WorkerPool {
     // Descriptors of the system's timer for the first entry, and of what idle workers wait on.
     int timer_ ZENTARA_GUARDED_BY(mutex_) = -1;
     int alarm_ ZENTARA_GUARDED_BY(mutex_) = -1;
+};
+
+/// Runs work on the worker pool one at a time, in order. Must outlive its work. Safe for use from
+/// any thread.
+class Strand {
+  public:
+    using Work = std::function<void()>;
+
+    /// For callbacks of the host. Completions of requests do not run here, so a slow callback
+    /// delays only other callbacks. Never destroyed.
+    [[nodiscard]] static Strand& forHostCallbacks();
+
+
+    void async(Work work) ZENTARA_EXCLUDES(mutex_);
+
+  private:
+    void runNext() ZENTARA_EXCLUDES(mutex_);
+    void runLater();
+
+    Mutex mutex_;
+    std::deque<Work> works_ ZENTARA_GUARDED_BY(mutex_);
+    bool isRunning_ ZENTARA_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace zentara
