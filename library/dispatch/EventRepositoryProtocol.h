@@ -28,8 +28,8 @@ class EventRepositoryProtocol {
 
     /// Appends an event, evicts the oldest event if there are too many, saves, and reports before
     /// it returns. The completion runs inside the queue and must not call the repository. An event
-    /// that the store failed to write stays in memory. An event that JSON cannot hold does not stay,
-    /// since it would spoil every later save.
+    /// that the store failed to write stays in memory. An event that JSON cannot hold does not
+    /// stay, since it would spoil every later save.
     virtual void add(const InternalEvent& event, const AddCompletion& completion) = 0;
 
     /// Writes the list to the store. A failure is ignored: the next save writes it all.

@@ -16,14 +16,15 @@ namespace zentara {
 ///
 /// Promised: an event whose `add` reported success is in the store. Events come out in the order in
 /// which they went in, except for events that are put back. A taken event leaves the store with the
-/// next `add` or `save`. It is then in the store for events in flight, if there is one, and the next
-/// run restores it unless it was settled. Not promised: that it is restored when that store could
-/// not be written. The bound is kept by evicting the oldest event, one per `add`; events that are
-/// put back may exceed it for a while. Safe for use from any thread.
+/// next `add` or `save`. It is then in the store for events in flight, if there is one, and the
+/// next run restores it unless it was settled. Not promised: that it is restored when that store
+/// could not be written. The bound is kept by evicting the oldest event, one per `add`; events that
+/// are put back may exceed it for a while. Safe for use from any thread.
 class EventsRepository final : public EventRepositoryProtocol {
   public:
     /// Starts with the events of the store, and ahead of them those that the last run had in
-    /// flight. Counts events in `counts`, which must outlive the repository. `inFlight` may be null.
+    /// flight. Counts events in `counts`, which must outlive the repository. `inFlight` may be
+    /// null.
     EventsRepository(std::int64_t maxEvents, std::shared_ptr<InternalEventStorage> storage,
                      Ledger::Queue& counts,
                      std::unique_ptr<Storage<InternalEvent>> inFlight = nullptr);

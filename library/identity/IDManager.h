@@ -52,9 +52,9 @@ class IDManager {
     virtual void removeAdvertisingId() = 0;
 
     /// Fetches the anonymous token and reports the session token that came with it, or "" when the
-    /// fetch failed, on a worker thread. The completion is not called when the answer has no session
-    /// token. A young fetch in flight is shared, so that two requests at the start do not make two
-    /// identities.
+    /// fetch failed, on a worker thread. The completion is not called when the answer has no
+    /// session token. A young fetch in flight is shared, so that two requests at the start do not
+    /// make two identities.
     virtual void start(HsidCompletion completion) = 0;
 };
 

@@ -8,7 +8,6 @@
 #include <thread>
 #include <utility>
 
-
 namespace zentara {
 
 CurlSession::CurlSession(std::function<std::string()> authorityFile, ExitHook atExit)

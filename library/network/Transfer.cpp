@@ -88,7 +88,7 @@ CURLcode Transfer::prepare() {
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     const auto longest = std::numeric_limits<int>::max();
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::clamp<decltype(request_.timeout)::rep>(
-                                        request_.timeout.count(), 1, longest)));
+                                request_.timeout.count(), 1, longest)));
 
     set(CURLOPT_URL, request_.url.string().c_str());
     set(CURLOPT_HTTPHEADER, headerList_.get());
@@ -112,8 +112,7 @@ CURLcode Transfer::prepare() {
     set(CURLOPT_WRITEFUNCTION, &Transfer::onBytes<&Transfer::acceptsBody>);
     set(CURLOPT_WRITEDATA, this);
     if (!request_.discardsBody) {
-        set(CURLOPT_MAXFILESIZE_LARGE,
-                    static_cast<curl_off_t>(URLSession::maximumBodySize));
+        set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(URLSession::maximumBodySize));
     }
     // Programs that the host starts must not inherit the connections.
     set(

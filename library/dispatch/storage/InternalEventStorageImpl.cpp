@@ -37,9 +37,9 @@ std::size_t leftFront(std::span<const InternalEvent> older, std::span<const Inte
 }
 
 /// The events of `flushed` that `list` lacks, if `list` can have come from `flushed` by taking,
-/// putting back and appending: it has the last event of `flushed` that is not `inFlight`, or none of
-/// `flushed`; each event once and unchanged; and new events behind. Nothing if `list` is a mixture
-/// of two lists.
+/// putting back and appending: it has the last event of `flushed` that is not `inFlight`, or none
+/// of `flushed`; each event once and unchanged; and new events behind. Nothing if `list` is a
+/// mixture of two lists.
 std::optional<std::vector<InternalEvent>> lacking(std::span<const InternalEvent> list,
                                                   std::span<const InternalEvent> flushed,
                                                   std::span<const InternalEvent> inFlight) {
@@ -224,18 +224,17 @@ Status InternalEventStorageImpl::write(const EventList& list) {
                           ? std::min(position.first - savedPosition_->first, saved_.size())
                           : leftFront(saved_.events(), events);
     const bool isSame = left == 0 && events.size() == saved_.size();
-    const bool isFull = left == 1 && events.size() == saved_.size();
     // Reserved before the write, so that nothing after it can fail. Applying the changes costs a
     // fraction of copying thousands of references.
     saved_.reserveMore(events.size() - (saved_.size() - left));
     if (auto status = current_.write(events, left); !status.ok()) return status;
     savedPosition_ = position;
     if (isSame) return {};
+    isFull_ = left == 1 && events.size() == saved_.size();
     saved_.dropFront(left);
     for (const auto& event : events.subspan(saved_.size()))
         saved_.append(event);
-    // A full list loses an event with each append, so a prepared spare would be of no use.
-    if (left > 0 && !isFull) scheduleSpare();
+    if (left > 0) scheduleSpare();
     scheduleCheckpoint();
     return {};
 }
@@ -263,7 +262,7 @@ void InternalEventStorageImpl::scheduleSpare() {
         if (!self) return;
         const MutexLock lock(self->mutex_);
         self->spareScheduled_ = false;
-        self->current_.prepareSpare(self->saved_.events());
+        if (!self->isFull_) self->current_.prepareSpare(self->saved_.events());
     });
     spareScheduled_ = true;
 }

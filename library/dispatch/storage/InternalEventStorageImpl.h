@@ -23,15 +23,16 @@ namespace zentara {
 /// Files, all in one folder, for a queue named N:
 /// - `N`: the list, one compact JSON array; whole at every moment.
 /// - `.N.spare`: the file that the next save turns into `N`.
-/// - `.N.checkpoint`, `.N.checkpoint-spare`: the events that were in flight and then the list at the
+/// - `.N.checkpoint`, `.N.checkpoint-spare`: the events that were in flight and then the list at
+/// the
 ///   last flush to the device; and the spare of that file.
 /// - `.N.boot`: the boot of the system in which the files were last found in order.
 /// - `N.unreadable-…`: a damaged file, set aside by `recover`.
 /// - `N.unread-…`: a list that could not be read for the moment, for `restorePostponed`.
 ///
 /// Promised: when `save` has succeeded, the list survives the end of the process by any means.
-/// After a loss of power a whole list is restored that has all events of the checkpoint, which is at
-/// most one interval old, and no event that was not saved, except in the case below.
+/// After a loss of power a whole list is restored that has all events of the checkpoint, which is
+/// at most one interval old, and no event that was not saved, except in the case below.
 ///
 /// Not promised: that a saved list survives a loss of power at once. `save` never waits for the
 /// device; a background task flushes at most once per interval, and only after a change. Also not
@@ -60,8 +61,8 @@ class InternalEventStorageImpl final
     const JSONDecoder jsonDecoder{};
 
     /// Must be called once, before the first `load`. Sets a damaged file aside, with a line on
-    /// standard error. If the file was damaged or missing, a copy of the checkpoint takes its place.
-    /// A file that cannot be read for the moment is postponed, and the list begins empty. A
+    /// standard error. If the file was damaged or missing, a copy of the checkpoint takes its
+    /// place. A file that cannot be read for the moment is postponed, and the list begins empty. A
     /// checkpoint that is read and found damaged or unreadable is moved away in the same way.
     ///
     /// If the system has started anew since, the list is compared with the checkpoint, because a
@@ -113,6 +114,8 @@ class InternalEventStorageImpl final
     std::vector<InternalEvent> inFlight_ ZENTARA_GUARDED_BY(mutex_);
     /// Whether the checkpoint has events in flight that the list did not have.
     bool isInFlightFlushed_ ZENTARA_GUARDED_BY(mutex_) = false;
+    /// The last save lost an event and gained one: a prepared spare would be of no use.
+    bool isFull_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool spareScheduled_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool checkpointScheduled_ ZENTARA_GUARDED_BY(mutex_) = false;
     std::optional<Clock::time_point> lastCheckpoint_ ZENTARA_GUARDED_BY(mutex_);

@@ -16,9 +16,9 @@ namespace zentara {
 /// bytes around the text of an event.
 ///
 /// Remembers from save to save which pieces of memory the texts lie in, as few and as long as
-/// possible. Finding the pieces means looking at each event, 160 to 200 us for 8,000 events, a fifth
-/// of a save that rewrites the whole file. Holds no event, so the list must outlive its use here.
-/// Not synchronised.
+/// possible. Finding the pieces means looking at each event, 160 to 200 us for 8,000 events, a
+/// fifth of a save that rewrites the whole file. Holds no event, so the list must outlive its use
+/// here. Not synchronised.
 class ListText {
   public:
     class Memory;

@@ -124,9 +124,9 @@ Status InFlightFile::save(std::span<const InternalEvent> events) {
     auto status = inTheWay_;
     if (status.ok()) status = text.follow(events, 0);
     if (status.ok()) {
-        status = events.empty() ? queue_.files.remove(queue_.inFlight)
-                                : queue_.files.writeAtomically(queue_.inFlight,
-                                                               text.whole(events).pieces);
+        status = events.empty()
+                     ? queue_.files.remove(queue_.inFlight)
+                     : queue_.files.writeAtomically(queue_.inFlight, text.whole(events).pieces);
     }
     failures_.report(status);
     return status;

@@ -77,7 +77,6 @@ class Strand {
     /// delays only other callbacks. Never destroyed.
     [[nodiscard]] static Strand& forHostCallbacks();
 
-
     void async(Work work) ZENTARA_EXCLUDES(mutex_);
 
   private:
