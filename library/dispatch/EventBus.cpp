@@ -109,15 +109,11 @@ void EventBus::dispatch(DispatchCompletion completion) {
         completion = [](const auto&) {
         };
     const auto settings = collector_.settings();
-    if (!settings) {
-        const auto status = failure(EventBusError::Case::clientNotInitialized);
-        failures_.report(status);
-        return completion(DispatchResult::failure(status));
-    }
-    if (!idManager_->isReady()) {
-        const auto status = failure(EventBusError::Case::idManagerNotReady);
+    if (!settings || !idManager_->isReady()) {
+        const auto status = failure(settings ? EventBusError::Case::idManagerNotReady
+                                             : EventBusError::Case::clientNotInitialized);
         // Before the first answer there is no identity, and nothing has failed.
-        if (isFailing(Component::identity)) failures_.report(status);
+        if (!settings || isFailing(Component::identity)) failures_.report(status);
         return completion(DispatchResult::failure(status));
     }
     const auto delivery = std::make_shared<Delivery>();

@@ -31,16 +31,9 @@ Status flush(const QueueFiles& queue) {
 Status restore(EventsRepository& events, const QueueFiles& queue,
                const std::filesystem::path& file) {
     const auto stored = queue.read(file);
-    switch (stored.state) {
-        case State::unread:
-            return stored.status;
-        case State::damaged:
-            return queue.setAside(file);
-        case State::missing:
-            return queue.files.remove(file);
-        case State::list:
-            break;
-    }
+    if (stored.state == State::unread) return stored.status;
+    if (stored.state == State::damaged) return queue.setAside(file);
+    if (stored.state == State::missing) return queue.files.remove(file);
     return events.restore(stored.events, [&] {
         auto flushed = flush(queue);
         return flushed.ok() ? queue.files.remove(file) : flushed;

@@ -89,6 +89,25 @@ URLRequest get(const URL& url) {
     return {URL::parse(text).value(), "GET", {{"Cookie", "qvn_uid=secret;"}}, {}};
 }
 
+TEST(CurlSessionTest, SendsNothingAfterTheExitWork) {
+    static std::function<void()> exitWork;
+    static NoDestructor<CurlSession> parked(
+        [] { return ""s; }, [](std::function<void()> work) { exitWork = std::move(work); });
+    TestServer server;
+    const auto answers = std::make_shared<Signal>();
+    const auto ask = [&] {
+        parked->start(URLRequest{server.url(), "GET", {}, {}},
+                      [answers](const Result<URLResponse>&) { answers->notify(); });
+    };
+    ask();
+    ASSERT_TRUE(answers->waitFor());
+    const auto start = std::chrono::steady_clock::now();
+    exitWork();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(1000)) << "not parked";
+    ask();
+    EXPECT_FALSE(answers->waitFor(2, milliseconds(50)));
+}
+
 TEST(CurlSessionTest, IncompleteAnswersAreErrors) {
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     const std::string chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";

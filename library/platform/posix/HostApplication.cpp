@@ -61,14 +61,12 @@ std::optional<Path> registeredHome() {
 }
 
 std::optional<Path> defaultDirectory(const char* variable, const char* belowHome) {
-    auto base = absoluteDirectory(variable);
-    if (!base) {
-        base = absoluteDirectory("HOME");
-        if (!base) base = registeredHome();
-        if (!base) return std::nullopt;
-        *base /= belowHome;
-    }
-    return *base / folderName(HostApplication::bundleIdentifier());
+    const auto folder = folderName(HostApplication::bundleIdentifier());
+    if (const auto base = absoluteDirectory(variable)) return *base / folder;
+    auto home = absoluteDirectory("HOME");
+    if (!home) home = registeredHome();
+    if (!home) return std::nullopt;
+    return *home / belowHome / folder;
 }
 
 /// The directory made absolute, since the host may change its working directory later.
