@@ -100,9 +100,10 @@ void checkIdentity(const std::string& body) {
     const auto hsid = textAt(Manager::hsidTokenName);
     const bool hasToken = token && textAt(Manager::anonymousPublicTokenName);
     const auto create = [] {
-        return Manager::create(
-            "Mobile App: test", std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
-            std::make_unique<test::ManualTicker>(), service(), nullptr, TickerProtocol::Clock::now);
+        return Manager::create({"Mobile App: test",
+                                std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
+                                std::make_unique<test::ManualTicker>(), service(), nullptr,
+                                TickerProtocol::Clock::now});
     };
     const auto manager = create();
     std::optional<std::string> completed;

@@ -6,12 +6,12 @@
 #include "identity/ZentaraIDManager.h"
 #include "json/JSONText.h"
 #include "model/EventDecoder.h"
+#include "platform/UserDefaults.h"
 #include "support/Files.h"
 #include "support/ManualTicker.h"
 #include "support/RecordingSession.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
-#include "support/UserDefaults.h"
 #include "support/WaitFor.h"
 
 namespace zentara {
@@ -34,9 +34,9 @@ class EventBusTest : public testing::Test {
         const auto now = [] {
             return ZentaraClock::Date(std::chrono::milliseconds(1'700'000'000'123));
         };
-        return EventBus::create(openSampleQueue(ledger_.queue), identity_, "instance",
-                                std::make_unique<ManualTicker>(ticker_), collector_, ledger_,
-                                {now, controlTime_});
+        return EventBus::create({openSampleQueue(ledger_.queue), identity_, "instance",
+                                 std::make_unique<ManualTicker>(ticker_), collector_, ledger_, now,
+                                 controlTime_});
     }
 
     static DispatchResult dispatch(EventBus& bus) {
@@ -78,8 +78,8 @@ class EventBusTest : public testing::Test {
     ManualControlTime controlTime_;
     ManualTicker ticker_;
     const std::shared_ptr<IDManager> identity_ = ZentaraIDManager::create(
-        "agent", std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
-        std::make_unique<ManualTicker>(), collector_, nullptr, TickerProtocol::Clock::now);
+        {"agent", std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
+         std::make_unique<ManualTicker>(), collector_, nullptr, TickerProtocol::Clock::now});
 };
 
 TEST_F(EventBusTest, FailedBatchReturnsFirst) {
@@ -187,17 +187,18 @@ TEST_F(EventBusTest, QueueIsUntouchedUntilSendingIsPossible) {
 }
 
 TEST_F(EventBusTest, DestructorStoresZerosUnlessReplaced) {
-    const UserDefaults defaults;
+    const auto stored = [] {
+        return UserDefaults::current().integers("inicialTimeStamp", "inicialMonotonicValue");
+    };
+    using Pair = std::pair<std::int64_t, std::int64_t>;
     auto bus = makeBus({});
-    EXPECT_EQ(defaults.integer("inicialTimeStamp"), 1'700'000'000'123);
-    EXPECT_EQ(defaults.integer("inicialMonotonicValue"), 50'000'000);
+    EXPECT_EQ(stored(), Pair(1'700'000'000'123, 50'000'000));
     controlTime_.value = 60'000'000;
     auto later = makeBus({});
     bus.reset();
-    EXPECT_EQ(defaults.integer("inicialMonotonicValue"), 60'000'000);
+    EXPECT_EQ(stored().second, 60'000'000);
     later.reset();
-    EXPECT_EQ(defaults.integer("inicialTimeStamp"), 0);
-    EXPECT_EQ(defaults.integer("inicialMonotonicValue"), 0);
+    EXPECT_EQ(stored(), Pair(0, 0));
     EXPECT_FALSE(ticker_.isRunning());
 }
 

@@ -144,11 +144,11 @@ class QueueHistory {
     std::size_t upTo(std::size_t most) { return random_() % (most + 1); }
 
     void open() {
-        auto storage = std::make_unique<InternalEventStorageImpl>(
-            systemFiles(), "queue", std::chrono::seconds(10),
-            [this](Duration, std::function<void()> work) {
-                background_.push_back(std::move(work));
-            });
+        auto storage =
+            InternalEventStorageImpl::create(systemFiles(), "queue", std::chrono::seconds(10),
+                                             [this](Duration, std::function<void()> work) {
+                                                 background_.push_back(std::move(work));
+                                             });
         storage->recover();
         queue_ = std::make_unique<EventsRepository>(maxEvents, std::move(storage),
                                                     Ledger::shared().queue);

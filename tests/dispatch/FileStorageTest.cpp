@@ -4,10 +4,10 @@
 #include <sys/stat.h>
 
 #include "identity/Token.h"
+#include "platform/UserDefaults.h"
 #include "support/Files.h"
 #include "support/SampleEvents.h"
 #include "support/TestHost.h"
-#include "support/UserDefaults.h"
 
 namespace zentara {
 namespace {
@@ -65,7 +65,7 @@ void writeEverything() {
     }
     const Token token{"qvn_uid", "value", "public"};
     EXPECT_TRUE(FileStorage<Token>(systemFiles(), "token").save(std::span(&token, 1)).ok());
-    UserDefaults().set("key", std::int64_t{1});
+    UserDefaults::current().set({{"key", 1}});
 }
 
 TEST(PrivateFilesTest, ObstaclesInPlaceOfFilesAreNotWrittenTo) {

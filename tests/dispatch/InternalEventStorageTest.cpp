@@ -20,8 +20,8 @@ using Duration = std::chrono::steady_clock::duration;
 
 class InternalEventStorageTest : public testing::Test {
   protected:
-    [[nodiscard]] InternalEventStorageImpl storage() {
-        return InternalEventStorageImpl(
+    [[nodiscard]] std::shared_ptr<InternalEventStorageImpl> storage() {
+        return InternalEventStorageImpl::create(
             disk_, "queue", std::chrono::seconds(10),
             [this](Duration delay, auto work) { tasks_.emplace_back(delay, std::move(work)); });
     }
@@ -31,7 +31,14 @@ class InternalEventStorageTest : public testing::Test {
         list_ = EventList(sampleEvents(1, count));
         save();
     }
-    void save() { ASSERT_TRUE(store_.save(list_).ok()); }
+    std::vector<InternalEvent> takeFront(std::size_t count) {
+        const auto front = list_.events().first(count);
+        std::vector<InternalEvent> taken(front.begin(), front.end());
+        list_.dropFront(count);
+        return taken;
+    }
+
+    void save() { ASSERT_TRUE(store_->save(list_).ok()); }
 
     /// Runs the background work that is due within `longest`.
     void runTasks(Duration longest = Duration::max()) {
@@ -49,7 +56,7 @@ class InternalEventStorageTest : public testing::Test {
     TestHost host_;
     FaultyDisk disk_;
     std::vector<std::pair<Duration, std::function<void()>>> tasks_;
-    InternalEventStorageImpl store_ = storage();
+    const std::shared_ptr<InternalEventStorageImpl> store_ = storage();
     EventList list_;
 };
 
@@ -57,7 +64,7 @@ TEST_F(InternalEventStorageTest, SaveOfAnUnchangedListWritesNothing) {
     begin(3);
     disk_.watch([](const DiskStep& step) { ADD_FAILURE() << step.path; });
     save();
-    const auto batch = list_.takeFront(2);
+    const auto batch = takeFront(2);
     list_.insertAtFront(batch);
     save();
 }
@@ -84,7 +91,7 @@ TEST_F(InternalEventStorageTest, ForeignChangesAreOverwritten) {
             writeTo(host_.file("other"), "[]");
             std::filesystem::rename(host_.file("other"), queue);
         },
-        [&] { EXPECT_TRUE(storage().save(EventList(sampleEvents(100, 2))).ok()); },
+        [&] { EXPECT_TRUE(storage()->save(EventList(sampleEvents(100, 2))).ok()); },
     };
     // Short events are appended. Of long events one is dropped each time.
     for (const std::size_t length : {1U, 100'000U}) {
@@ -92,7 +99,7 @@ TEST_F(InternalEventStorageTest, ForeignChangesAreOverwritten) {
         EventList list;
         std::int64_t last = 0;
         const auto save = [&] {
-            EXPECT_TRUE(store.save(list).ok());
+            EXPECT_TRUE(store->save(list).ok());
             EXPECT_TRUE(file() == fileOf(list.events())) << length;
         };
         const auto saveOneMore = [&] {
@@ -122,7 +129,7 @@ TEST_F(InternalEventStorageTest, FailedExchangeLeavesTheOldFile) {
         const bool isDone = number % 4 == 0;
         disk_.fail({{{DiskCall::rename}, EIO, 100, {}, isDone}});
         list_.append(sampleEvent(number));
-        EXPECT_EQ(store_.save(list_).ok(), isDone);
+        EXPECT_EQ(store_->save(list_).ok(), isDone);
         EXPECT_EQ(file(), isDone ? fileOf(list_.events()) : before);
         list_.append(sampleEvent(number + 1));
         save();
@@ -138,7 +145,7 @@ TEST_F(InternalEventStorageTest, SpareIsPreparedInTheBackground) {
     runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.spare")), file());
     // A full queue drops an event with each new one, so its file is written whole.
-    list_.append(list_.takeFront(1).front());
+    list_.append(takeFront(1).front());
     save();
     runTasks(std::chrono::seconds(1));
     EXPECT_NE(contentsOf(host_.file(".queue.spare")), file());
@@ -147,7 +154,7 @@ TEST_F(InternalEventStorageTest, SpareIsPreparedInTheBackground) {
 TEST_F(InternalEventStorageTest, RemovalFromTheMiddleRewritesTheFile) {
     begin(5);
     // The first and the third event leave. The count fits a list without the first two.
-    const auto front = list_.takeFront(3);
+    const auto front = takeFront(3);
     list_.insertAtFront(std::span(front).subspan(1, 1));
     list_.append(sampleEvent(6));
     save();
@@ -180,7 +187,7 @@ TEST_F(InternalEventStorageTest, FileTooLargeToReadIsNotWritten) {
     while (list_.size() < 540)
         list_.append(large);
     InFlightFile inFlight(QueueFiles(disk_, "queue"));
-    for (const auto& status : {store_.save(list_), inFlight.save(list_.events())}) {
+    for (const auto& status : {store_->save(list_), inFlight.save(list_.events())}) {
         ASSERT_FALSE(status.ok());
         EXPECT_EQ(status.error()->description(), "the file would be larger than 512 MiB");
     }
@@ -192,44 +199,44 @@ TEST_F(InternalEventStorageTest, CheckpointHoldsBatchesUntilSettled) {
         runTasks();
         return contentsOf(host_.file(".queue.checkpoint"));
     };
-    store_.recover();
+    store_->recover();
     begin(3);
-    store_.setInFlight(list_.takeFront(2));
+    store_->setInFlight(takeFront(2));
     list_.append(sampleEvent(4));
     save();
     EXPECT_EQ(checkpoint(), fileOf(sampleEvents(1, 4)));
-    store_.setInFlight({});
+    store_->setInFlight({});
     EXPECT_EQ(checkpoint(), fileOf(sampleEvents(3, 2)));
-    ASSERT_TRUE(store_.save(EventList()).ok());
+    ASSERT_TRUE(store_->save(EventList()).ok());
     // The process ends before the next checkpoint.
     tasks_.clear();
     auto next = storage();
-    next.recover();
-    EXPECT_TRUE(next.load()->empty());
+    next->recover();
+    EXPECT_TRUE(next->load()->empty());
     EXPECT_EQ(checkpoint(), "[]");
 
-    ASSERT_TRUE(next.save(EventList(sampleEvents(5, 2))).ok());
+    ASSERT_TRUE(next->save(EventList(sampleEvents(5, 2))).ok());
     EXPECT_EQ(checkpoint(), fileOf(sampleEvents(5, 2)));
-    ASSERT_TRUE(next.save(EventList()).ok());
-    next.setInFlight({});
+    ASSERT_TRUE(next->save(EventList()).ok());
+    next->setInFlight({});
     EXPECT_FALSE(std::filesystem::exists(host_.file(".queue.checkpoint")));
-    ASSERT_TRUE(next.save(EventList(sampleEvents(7, 1))).ok());
+    ASSERT_TRUE(next->save(EventList(sampleEvents(7, 1))).ok());
     EXPECT_EQ(checkpoint(), fileOf(sampleEvents(7, 1)));
 }
 
 TEST_F(InternalEventStorageTest, DamagedCheckpointIsNeverOverwritten) {
     writeTo(host_.file(".queue.checkpoint"), "damaged");
     disk_.fail({{{DiskCall::rename}, EIO, 1, "checkpoint"}});
-    store_.recover();
+    store_->recover();
     EXPECT_TRUE(isFailing(Component::storage));
-    ASSERT_TRUE(store_.load().ok());
+    ASSERT_TRUE(store_->load().ok());
     begin(2);
-    store_.setInFlight({});
+    store_->setInFlight({});
     runTasks();
     EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), "damaged");
     list_ = EventList();
     save();
-    store_.setInFlight({});
+    store_->setInFlight({});
     EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), "damaged");
     disk_.fail({});
     begin(3);
@@ -253,21 +260,21 @@ TEST_F(InternalEventStorageTest, DamagedListIsNeverOverwritten) {
     failOneRename();
     EXPECT_FALSE(inFlight.load().ok());
     failOneRename();
-    store_.recover();
+    store_->recover();
     failOneRename();
-    EXPECT_FALSE(store_.save(EventList(events)).ok());
+    EXPECT_FALSE(store_->save(EventList(events)).ok());
     for (const auto& status : {inFlight.save(events), inFlight.save({})})
         EXPECT_FALSE(status.ok());
     for (const auto* const name : {"queue", ".queue.under-way"})
         EXPECT_EQ(contentsOf(host_.file(name)), "damaged");
-    EXPECT_TRUE(store_.save(EventList(events)).ok());
+    EXPECT_TRUE(store_->save(EventList(events)).ok());
     EXPECT_EQ(file(), fileOf(events));
 }
 
 TEST_F(InternalEventStorageTest, FolderInPlaceOfTheFileIsSetAside) {
     writeTo(host_.file("queue") / "in-the-way", "");
-    store_.recover();
-    EXPECT_TRUE(store_.load()->empty());
+    store_->recover();
+    EXPECT_TRUE(store_->load()->empty());
     begin(1);
     EXPECT_EQ(file(), fileOf(list_.events()));
     const auto names = namesIn(host_.documents());

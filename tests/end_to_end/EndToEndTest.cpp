@@ -12,6 +12,7 @@
 #include "support/ChildProcess.h"
 #include "support/CollectorProcess.h"
 #include "support/Files.h"
+#include "support/RawServer.h"
 #include "support/WaitFor.h"
 
 namespace zentara {
@@ -117,6 +118,17 @@ TEST_F(EndToEndTest, InterruptedRunPrintsQueuedEvents) {
     EXPECT_EQ(sender.wait(), -SIGINT);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 testing::HasSubstr("interrupted after line 1; 1 event is queued in " + documents_));
+}
+
+TEST_F(EndToEndTest, ReturnFromMainPutsEventsInFlightBack) {
+    Collector collector(schemas_);
+    const RawServer silent(RawServer::silence());
+    ChildProcess host({ZENTARA_SENDING_HOST, silent.url().string(), collector.url(), documents_,
+                       "1", "3", "return"});
+    EXPECT_EQ(host.wait(), 0);
+    const auto documents = std::filesystem::path(documents_);
+    EXPECT_EQ(decodeEvents(contentsOf(documents / "events-storage")).events.size(), 3U);
+    EXPECT_FALSE(std::filesystem::exists(documents / ".events-storage.under-way"));
 }
 
 TEST_F(EndToEndTest, ThirdProcessSendsTheEventsOfTwo) {

@@ -14,10 +14,10 @@
 
 #include "platform/FileSystem.h"
 #include "platform/HostApplication.h"
+#include "platform/UserDefaults.h"
 #include "support/Diagnostics.h"
 #include "support/FailureReporter.h"
 #include "support/Files.h"
-#include "support/UserDefaults.h"
 #include "support/WaitFor.h"
 
 namespace zentara {
@@ -141,6 +141,12 @@ TEST(FolderClaimTest, ReleaseRemovesAnEmptyFolderOnly) {
         << "the claim belongs to the other process";
 }
 
+std::int64_t integerIn(const UserDefaults& defaults, std::string_view key) {
+    const auto [value, same] = defaults.integers(key, key);
+    EXPECT_EQ(value, same);
+    return value;
+}
+
 class UserDefaultsTest : public testing::Test {
   protected:
     UserDefaultsTest() { use(first_); }
@@ -157,14 +163,14 @@ class UserDefaultsTest : public testing::Test {
 
 TEST_F(UserDefaultsTest, ValuesAreReadFromAndWrittenToTheFile) {
     writeTo(first_ / fileName, R"({"name": "x", "key": 1, "large": 18446744073709551615})");
-    UserDefaults defaults;
-    EXPECT_EQ(defaults.integer("none"), 0);
-    EXPECT_EQ(defaults.integer("name"), 0);
-    EXPECT_EQ(defaults.integer("key"), 1);
-    EXPECT_EQ(defaults.integer("large"), -1) << "the same bits, read as signed";
-    defaults.set("key", std::int64_t{-5});
-    defaults.set("ticks", std::numeric_limits<std::uint64_t>::max());
-    EXPECT_EQ(defaults.integer("key"), -5);
+    auto& defaults = UserDefaults::current();
+    EXPECT_EQ(integerIn(defaults, "none"), 0);
+    EXPECT_EQ(integerIn(defaults, "name"), 0);
+    EXPECT_EQ(integerIn(defaults, "key"), 1);
+    EXPECT_EQ(integerIn(defaults, "large"), -1) << "the same bits, read as signed";
+    defaults.set({{"key", -5}});
+    defaults.set({{"ticks", std::numeric_limits<std::uint64_t>::max()}});
+    EXPECT_EQ(integerIn(defaults, "key"), -5);
     EXPECT_EQ(contentsOf(first_ / fileName),
               R"({"name":"x","key":-5,"large":18446744073709551615,"ticks":18446744073709551615})");
 }
@@ -177,11 +183,11 @@ TEST_F(UserDefaultsTest, DamagedFileIsSetAside) {
         writeTo(directory / fileName, text);
         writeTo(directory / "user-defaults.json.damaged", "from before");
         use(directory);
-        EXPECT_EQ(UserDefaults().integer("key"), 0);
+        EXPECT_EQ(integerIn(UserDefaults::current(), "key"), 0);
         EXPECT_EQ(lastFailure(Component::storage).text, "user-defaults.json: is damaged");
         EXPECT_EQ(contentsOf(directory / "user-defaults.json.damaged-2"), text);
         EXPECT_EQ(contentsOf(directory / "user-defaults.json.damaged"), "from before");
-        UserDefaults().set("key", std::int64_t{3});
+        UserDefaults::current().set({{"key", 3}});
         EXPECT_EQ(contentsOf(directory / fileName), R"({"key":3})");
         EXPECT_FALSE(isFailing(Component::storage));
     }
@@ -190,8 +196,8 @@ TEST_F(UserDefaultsTest, DamagedFileIsSetAside) {
 TEST_F(UserDefaultsTest, UnwritableFolderCostsPersistenceOnly) {
     writeTo(directory_.path() / "file", "not a folder");
     use(directory_.path() / "file" / "preferences");
-    UserDefaults().set("key", std::int64_t{4});
-    EXPECT_EQ(UserDefaults().integer("key"), 4);
+    UserDefaults::current().set({{"key", 4}});
+    EXPECT_EQ(integerIn(UserDefaults::current(), "key"), 4);
     EXPECT_TRUE(lastFailure(Component::storage).text.ends_with(": Not a directory"));
 
     const std::string others = R"({"key": 1})";
@@ -199,20 +205,20 @@ TEST_F(UserDefaultsTest, UnwritableFolderCostsPersistenceOnly) {
     const int another = ::open((first_ / FileSystem::claimName).c_str(), O_CREAT | O_RDWR, 0600);
     ASSERT_EQ(::flock(another, LOCK_EX | LOCK_NB), 0);
     use(first_);
-    EXPECT_EQ(UserDefaults().integer("key"), 1);
-    UserDefaults().set("key", std::int64_t{5});
-    EXPECT_EQ(UserDefaults().integer("key"), 5);
+    EXPECT_EQ(integerIn(UserDefaults::current(), "key"), 1);
+    UserDefaults::current().set({{"key", 5}});
+    EXPECT_EQ(integerIn(UserDefaults::current(), "key"), 5);
     EXPECT_EQ(contentsOf(first_ / fileName), others) << "the file of another process";
     ::close(another);
 }
 
 TEST_F(UserDefaultsTest, ThreadsReadAndWriteAtTheSameTime) {
     inThreads(4, [](int number) {
-        UserDefaults mine;
+        auto& mine = UserDefaults::current();
         const std::string key = "key" + std::to_string(number);
         for (std::int64_t i = 1; i <= 50; ++i) {
-            mine.set(key, i);
-            EXPECT_EQ(mine.integer(key), i);
+            mine.set({{key, i}});
+            EXPECT_EQ(integerIn(mine, key), i);
         }
     });
     for (int i = 0; i < 4; ++i) {
