@@ -4,7 +4,7 @@ include(CMakePackageConfigHelpers)
 
 set(ZENTARA_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/ZentaraClient")
 
-# Two export sets, so that who links the shared library needs none of the libraries inside it.
+# Two export sets, so that users of the shared library need none of the libraries inside it.
 install(TARGETS ZentaraClient EXPORT ZentaraClientTargets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS ZentaraClientStatic EXPORT ZentaraClientStaticTargets

@@ -65,7 +65,7 @@ function(zentara_set_options target)
     if(ZENTARA_SANITIZER)
         target_compile_options(${target} PRIVATE
             -fsanitize=${ZENTARA_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-        # Whoever links our objects needs the sanitizer's runtime, but only within this build.
+        # Whatever links these objects needs the sanitizer's runtime, but only within this build.
         target_link_options(${target} PUBLIC
             "$<BUILD_INTERFACE:-fsanitize=${ZENTARA_SANITIZER}>")
     endif()
