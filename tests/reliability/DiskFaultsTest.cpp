@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <deque>
 #include <map>
 
 #include <zentara/ZentaraClient.h>
@@ -10,6 +11,7 @@
 #include "support/ClientCalls.h"
 #include "support/FaultyDisk.h"
 #include "support/Files.h"
+#include "support/NoDestructor.h"
 #include "support/Services.h"
 #include "support/TestHost.h"
 
@@ -26,6 +28,12 @@ struct Trouble {
     enum class Told { always, never, maybe } told = Told::always;
     enum class Folder { there, gone, aFile } folder = Folder::there;
 };
+
+/// Never destroyed: the client uses it until the process ends.
+FaultyDisk& lastingDisk() {
+    static NoDestructor<std::deque<FaultyDisk>> disks;
+    return disks->emplace_back();
+}
 
 /// A client on a disk that is faulty for a while.
 class TroubledClient {
@@ -147,8 +155,7 @@ class TroubledClient {
 
     const Trouble& trouble_;
     TestHost host_;
-    // Never destroyed: the client uses it until the process ends.
-    FaultyDisk& disk_ = *new FaultyDisk;
+    FaultyDisk& disk_ = lastingDisk();
     Services services_;
     std::shared_ptr<ZentaraClient> client_;
     bool hasBegun_ = false;
