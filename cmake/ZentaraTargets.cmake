@@ -71,6 +71,15 @@ function(zentara_set_options target)
     endif()
 endfunction()
 
+# zentara_compile_plainly(source): under a sanitizer, which optimises, the source is not optimised.
+# For readers of a command line: CLI11 takes more time to optimise than the rest of the program.
+function(zentara_compile_plainly source)
+    if(ZENTARA_SANITIZER)
+        set_source_files_properties(${source} PROPERTIES
+            COMPILE_OPTIONS -O0 SKIP_PRECOMPILE_HEADERS ON)
+    endif()
+endfunction()
+
 # What a target with Objective-C sources needs beside zentara_configure_target. Debug information of
 # clang's newest kind is more than today's valgrind can read.
 function(zentara_configure_objc target)

@@ -12,8 +12,9 @@ extern "C" __attribute__((visibility("default"))) const char* __tsan_default_sup
            "called_from_lib:libicui18n.so\n";
 }
 
-// A killed program cannot report at its end.
+// A killed program cannot report at its end. A program with threads would sleep for a second before
+// it ends.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {
-    return "halt_on_error=1";
+    return "halt_on_error=1:atexit_sleep_ms=50";
 }
 // NOLINTEND(bugprone-reserved-identifier)
