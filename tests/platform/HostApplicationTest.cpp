@@ -3,6 +3,13 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <set>
+
+#include "support/UUID.h"
 
 namespace {
 
@@ -71,6 +78,27 @@ TEST_F(HostApplicationTest, IdentifierCannotLeaveTheBaseDirectory) {
 TEST_F(HostApplicationTest, RelativeDirectoryStartsAtTheCurrentOne) {
     HostApplication::setDocumentsDirectory("queue");
     EXPECT_EQ(HostApplication::documentsDirectory(), std::filesystem::current_path() / "queue");
+}
+
+TEST(UUIDTest, ForkedChildRepeatsNoneOfItsParent) {
+    std::set<std::string> known{lowerCaseUUID()};
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe(pipe.data()), 0);
+    const auto child = ::fork();
+    if (child == 0) {
+        const auto own = randomUUID();
+        const auto written = ::write(pipe[1], own.characters.data(), own.characters.size());
+        ::_exit(written == 36 ? 0 : 1);
+    }
+    std::string text(36, ' ');
+    EXPECT_EQ(::read(pipe[0], text.data(), text.size()), 36);
+    ::waitpid(child, nullptr, 0);
+    ::close(pipe[0]);
+    ::close(pipe[1]);
+    EXPECT_TRUE(known.insert(text).second);
+    // More than the system is asked for at once.
+    for (int i = 0; i < 40; ++i)
+        EXPECT_TRUE(known.insert(lowerCaseUUID()).second);
 }
 
 }  // namespace
