@@ -19,6 +19,8 @@
 
 namespace zentara {
 
+class IDManager;
+
 /// Takes a few queued events on every tick and posts them: one envelope for each user, one after
 /// the other, in the order of their oldest events. After the last answer, events that were not
 /// delivered are put back at the front of the queue, in its order. Dispatches may overlap: a slow
@@ -60,7 +62,6 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     void stopDispatching();
 
     void startTicking() override;
-    [[nodiscard]] IDManager& idManager() const override { return *idManager_; }
 
   private:
     explicit EventBus(Collaborators collaborators);

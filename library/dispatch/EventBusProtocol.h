@@ -9,8 +9,6 @@
 
 namespace zentara {
 
-class IDManager;
-
 /// A failure of the event bus itself.
 class EventBusError final : public Error {
   public:
@@ -83,8 +81,6 @@ class EventBusProtocol {
 
     /// Starts the dispatch timer unless it runs.
     virtual void startTicking() = 0;
-
-    [[nodiscard]] virtual IDManager& idManager() const = 0;
 };
 
 }  // namespace zentara
