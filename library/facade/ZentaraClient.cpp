@@ -90,7 +90,8 @@ ZentaraClient::~ZentaraClient() {
 }
 
 void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
-                                std::optional<std::string> advertisingId) {
+                                std::optional<std::string> advertisingId,
+                                DeliveryPolicy delivery) {
     if (isForkedChild()) return;
     const auto rawEnvironment = static_cast<std::int64_t>(zentaraEnvironment);
     if (!zentara::zentaraEnvironment(rawEnvironment)) {
@@ -101,6 +102,7 @@ void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEn
     settings->tenant = withValidUTF8(std::move(tenant));
     settings->environment = zentaraEnvironment;
     settings->advertisingId = withValidUTF8(std::move(advertisingId));
+    settings->delivery = delivery;
     ClientSettingsAccess::setCurrent(std::move(settings));
 }
 
@@ -215,9 +217,11 @@ ZentaraClientStatistics ZentaraClient::statistics() noexcept {
 #undef ZENTARA_COPY
     all.restored = ledger.queue.restored;
     all.evicted = ledger.queue.evicted;
+    all.discarded = ledger.queue.discarded;
     all.waiting = ledger.queue.waiting;
     all.heldBackRestored = ledger.heldBackQueue.restored;
     all.heldBackEvicted = ledger.heldBackQueue.evicted;
+    all.heldBackDiscarded = ledger.heldBackQueue.discarded;
     all.heldBackWaiting = ledger.heldBackQueue.waiting;
     all.schemasFailure = failureOf(Component::schemas);
     all.identityFailure = failureOf(Component::identity);

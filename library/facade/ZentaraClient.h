@@ -4,6 +4,7 @@
 #error "ZentaraClient needs C++20: compile with -std=c++20"
 #endif
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,11 +14,17 @@
 
 #include <zentara/AnyText.h>
 #include <zentara/ClientSettings.h>
+#include <zentara/Consent.h>
+#include <zentara/Delivery.h>
+#include <zentara/DeliveryPolicy.h>
 #include <zentara/Event.h>
+#include <zentara/EventDraft.h>
 #include <zentara/EventError.h>
 #include <zentara/Export.h>
+#include <zentara/Hooks.h>
 #include <zentara/HostApplication.h>
 #include <zentara/JSONValue.h>
+#include <zentara/LogSink.h>
 #include <zentara/URL.h>
 #include <zentara/ZentaraClientStatistics.h>
 #include <zentara/ZentaraEndpoints.h>
@@ -74,7 +81,8 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// `setAdvertisingId` and `removeAdvertisingId` change. A value outside `ZentaraEnvironment` is
     /// a fatal error.
     static void useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
-                            std::optional<std::string> advertisingId = std::nullopt);
+                            std::optional<std::string> advertisingId = std::nullopt,
+                            DeliveryPolicy delivery = {});
 
     /// The client of this process, built by the first call.
     ///
@@ -129,6 +137,22 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     void send(std::vector<EventRef> events, std::optional<std::string> relationId,
               SendHandler handler = {});
 
+    /// The same for one event, whose members are named:
+    ///
+    /// ```cpp
+    /// client->send({.schemaId = "page-view", .schemaVersion = "1", .properties = {{"page", 3}}});
+    /// ```
+    void send(EventDraft draft, SendHandler handler = {});
+
+    /// Sends one event with its own relation id. A null pointer is skipped: nothing is called.
+    void send(const EventRef& event, SendHandler handler = {});
+
+    /// What `send` would say of these properties, the global ones merged below them. Sends
+    /// nothing, counts nothing, and calls no function of `setBeforeQueue`. Any thread.
+    [[nodiscard]] ValidationReport validate(const std::string& schemaId,
+                                            const std::string& schemaVersion,
+                                            const JSONObject& properties) const;
+
     /// Starts a new context: the events sent from now on carry another context id.
     void newContextId();
 
@@ -155,6 +179,91 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// moves them to the queue. The completion is called exactly once, on a worker thread or before
     /// this returns.
     void performFetch(FetchCallback completion);
+
+    // Delivery on demand. These work on the shared client.
+
+    /// Delivers batch after batch until the queue is empty, a batch fails, or `deadline` has
+    /// passed. Events that were held back and that the schemas allow by now are queued first. A
+    /// batch in flight at the deadline is not interrupted. The completion, which may be null, is
+    /// called exactly once, on a worker. Without a client, without an identity, while delivery is
+    /// paused or the collector has asked to wait, the flush fails at once. Any thread.
+    static void flush(std::chrono::milliseconds deadline, FlushCallback completion = {});
+
+    /// Ends the library's work: events sent from now on are refused with `ClientShutDownError`;
+    /// the queue is flushed until `deadline`; what is still in flight is put back; the settings
+    /// and all functions that the host has set are forgotten. When this returns, no callback runs
+    /// and no thread of the library holds anything of the host's, unless a callback of the host has
+    /// not returned by then: in that case the outcome is `deadline`. A later `useSettings` and
+    /// `get` build anew.
+    ///
+    /// Blocks the calling thread, for `deadline` and a moment more at most. Any thread but one that
+    /// runs a callback: there it does nothing, and its outcome is `refused`. May be called twice,
+    /// by several threads at once, and while the process exits.
+    static FlushResult shutdown(std::chrono::milliseconds deadline);
+
+    /// Posts no events until `resumeDelivery`, in this process: a costly link, for example. Events
+    /// are queued, identity and schemas are fetched. `performFetch` and `flush` fail. A batch in
+    /// flight is not interrupted. Any thread.
+    static void pauseDelivery() noexcept;
+    /// Posts events again, from the next tick on.
+    static void resumeDelivery() noexcept;
+
+    /// Posts those events again that were passed over (`DeliveryPolicy::isolateRefused`), from the
+    /// next tick on. Any thread.
+    static void retryRefused();
+
+    // The user's will.
+
+    /// Sets what the user allows, for this process at once and for later starts, before it
+    /// returns. May be called before the settings are there, but after
+    /// `HostApplication::setDocumentsDirectory`. Other processes of the application learn it when
+    /// they start.
+    ///
+    /// `pending` and `denied` interrupt the requests under way: when this returns, no further byte
+    /// leaves. `denied` removes the queued, held-back and set-aside events, the identity and the
+    /// logged user, in memory and on disk; also at each start, should anything be left. False if
+    /// the state could not be stored or something could not be removed: the state then holds for
+    /// this process, and `storageFailure` in the statistics says why. A value outside `Consent` is
+    /// a fatal error. Any thread.
+    static bool setConsent(Consent consent);
+
+    /// What was set last, in this run or an earlier one; `granted` if nothing was. `pending` while
+    /// the file that holds it cannot be read.
+    [[nodiscard]] static Consent consent();
+
+    /// Forgets the user: removes the queued, held-back and set-aside events, the anonymous token,
+    /// the session token and the logged user, and begins a new context, a new client UUID and the
+    /// fetch of a new identity. Requests under way are interrupted; events in flight are not sent
+    /// again. Keeps the settings, the advertising id and the consent. False if a file could not be
+    /// removed. Works on the shared client; without one, only the files go. Any thread.
+    static bool forgetUser();
+
+    // Functions and values of the host. They hold for the process, may be set at any moment from
+    // any thread, replace what was set before, and are forgotten by `shutdown`. A function that was
+    // replaced may still run for calls that began before.
+
+    /// Hands every line that the library would print, of `least` level or above, to `sink`. With a
+    /// sink nothing is printed, also not the lines below that level. Null prints again.
+    static void setLogSink(LogLevel least, LogSink sink);
+
+    /// Sets the function that sees each event before it is queued. Null removes it.
+    static void setBeforeQueue(BeforeQueue function);
+
+    /// Sets the properties that every event gets, unless it has a property of that name itself.
+    /// An empty object removes them.
+    static void setGlobalProperties(JSONObject properties);
+
+    /// Sets the function that is told what becomes of events after `send`. Called on a worker, one
+    /// call after the other, and may call the library. Null removes it.
+    static void setDeliveryObserver(DeliveryObserver observer);
+
+    /// For development builds: with true, an event that its schema refuses ends the process, with
+    /// the messages.
+    static void setFailFast(bool enabled) noexcept;
+
+    /// Starts a new context when nothing was sent for `timeout`, with the next event. Measured by
+    /// the monotonic clock. Zero or less, the default, leaves it to `newContextId`.
+    static void setSessionTimeout(std::chrono::seconds timeout) noexcept;
 
     ~ZentaraClient();
     ZentaraClient(const ZentaraClient&) = delete;

@@ -21,9 +21,10 @@ struct ZentaraClientFailure {
 ///
 /// Every event ends in one place, so the counts balance. When nothing is being sent or delivered:
 ///
-/// - `accepted + notSaved + released + restored == delivered + evicted + waiting + inFlight`
+/// - `accepted + notSaved + released + restored == delivered + evicted + discarded +
+///   waiting + inFlight`
 /// - `heldBack + heldBackNotSaved + heldBackRestored == released + droppedInvalid +
-///   droppedUnknownSchema + heldBackEvicted + heldBackWaiting`
+///   droppedUnknownSchema + heldBackEvicted + heldBackDiscarded + heldBackWaiting`
 ///
 /// While events move, each count is right, but the counts are read one after the other. Failures
 /// are not part of the balance.
@@ -37,16 +38,22 @@ struct ZentaraClientStatistics {
     std::int64_t refusedInvalid = 0;
     std::int64_t refusedUnknownSchema = 0;
     std::int64_t refusedNotEncodable = 0;  ///< JSON cannot hold it: NaN, infinity, too deep
+    std::int64_t refusedConsent = 0;       ///< consent is denied
+    std::int64_t refusedShutDown = 0;      ///< after `ZentaraClient::shutdown`
+    std::int64_t refusedByHook = 0;        ///< the function of `setBeforeQueue` has thrown
+    std::int64_t droppedByHook = 0;        ///< the function of `setBeforeQueue` has dropped it
 
     // What became of the held-back events. No handler is told.
     std::int64_t released = 0;              ///< valid: moved to the queue
     std::int64_t droppedInvalid = 0;        ///< the schema refused it
     std::int64_t droppedUnknownSchema = 0;  ///< there was no schema for it
     std::int64_t heldBackEvicted = 0;       ///< dropped as the oldest of too many
+    std::int64_t heldBackDiscarded = 0;     ///< removed: consent was denied, the user forgotten
 
     // What became of the queued events.
     std::int64_t delivered = 0;  ///< acknowledged by the collector
     std::int64_t evicted = 0;    ///< dropped as the oldest of too many
+    std::int64_t discarded = 0;  ///< removed: consent was denied, the user forgotten
     std::int64_t batchesDelivered = 0;
     std::int64_t batchesFailed = 0;  ///< put back, to be sent again
 
@@ -58,6 +65,7 @@ struct ZentaraClientStatistics {
     // Now.
     std::int64_t waiting = 0;          ///< in the queue
     std::int64_t inFlight = 0;         ///< in dispatches that have not ended yet
+    std::int64_t passedOver = 0;       ///< of `waiting`, those that the collector refuses
     std::int64_t heldBackWaiting = 0;  ///< held back
 
     // Why events do not move. Each new cause is also a line on standard error.

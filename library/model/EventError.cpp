@@ -53,6 +53,19 @@ UnknownError::UnknownError() : ZentaraClientError(EventErrorCode::unknown, "Unkn
 EventNotQueuedError::EventNotQueuedError()
     : ZentaraClientError(EventErrorCode::notQueued, "Event Not Queued") {}
 
+ConsentDeniedError::ConsentDeniedError()
+    : ZentaraClientError(EventErrorCode::notQueued, "Event not queued: consent is denied") {}
+
+EventDroppedError::EventDroppedError()
+    : ZentaraClientError(EventErrorCode::notQueued, "Event not queued: the host has dropped it") {}
+
+BeforeQueueError::BeforeQueueError(const std::string& detail)
+    : ZentaraClientError(EventErrorCode::notQueued,
+                         "Event not queued: the host's function has thrown: " + detail) {}
+
+ClientShutDownError::ClientShutDownError()
+    : ZentaraClientError(EventErrorCode::notQueued, "Event not queued: the client is shut down") {}
+
 SchemasInitializationError::SchemasInitializationError()
     : ZentaraClientError(EventErrorCode::notQueued, "Zentara client can not get schemas") {}
 

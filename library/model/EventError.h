@@ -12,7 +12,7 @@
 namespace zentara {
 
 /// The codes of the library's errors. Codes tell groups apart; classes tell errors apart, because
-/// two classes share `notQueued`.
+/// several classes share `notQueued`.
 enum class EventErrorCode : std::int64_t {
     notInitialized = 0,
     notReady = 1,
@@ -91,6 +91,30 @@ class ZENTARA_EXPORT UnknownError final : public ZentaraClientError {
 class ZENTARA_EXPORT EventNotQueuedError final : public ZentaraClientError {
   public:
     EventNotQueuedError();
+};
+
+/// An event was sent while the user's consent is denied.
+class ZENTARA_EXPORT ConsentDeniedError final : public ZentaraClientError {
+  public:
+    ConsentDeniedError();
+};
+
+/// The function of `ZentaraClient::setBeforeQueue` has dropped an event.
+class ZENTARA_EXPORT EventDroppedError final : public ZentaraClientError {
+  public:
+    EventDroppedError();
+};
+
+/// The function of `ZentaraClient::setBeforeQueue` has thrown. The detail is what it threw.
+class ZENTARA_EXPORT BeforeQueueError final : public ZentaraClientError {
+  public:
+    explicit BeforeQueueError(const std::string& detail);
+};
+
+/// An event was sent after `ZentaraClient::shutdown`.
+class ZENTARA_EXPORT ClientShutDownError final : public ZentaraClientError {
+  public:
+    ClientShutDownError();
 };
 
 /// The schemas could not be obtained; delivered to the ready callback.

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <zentara/ClientSettings.h>
@@ -22,12 +24,17 @@ class RestClientError final : public Error {
         unexpectedResponseFormat,  ///< no answer, or one that is not HTTP
     };
 
-    explicit RestClientError(Case kind, int statusCode = 0)
-        : kind_(kind), statusCode_(statusCode) {}
+    explicit RestClientError(Case kind, int statusCode = 0,
+                             std::optional<std::chrono::seconds> retryAfter = std::nullopt)
+        : kind_(kind), statusCode_(statusCode), retryAfter_(retryAfter) {}
 
     [[nodiscard]] Case kind() const noexcept { return kind_; }
     /// The status of `unexpectedStatusCode`; 0 in the other cases.
     [[nodiscard]] int statusCode() const noexcept { return statusCode_; }
+    /// How long the server asks to wait before the next request.
+    [[nodiscard]] std::optional<std::chrono::seconds> retryAfter() const noexcept {
+        return retryAfter_;
+    }
     [[nodiscard]] std::string description() const override;
 
     friend bool operator==(const RestClientError& one, const RestClientError& other) noexcept {
@@ -37,6 +44,7 @@ class RestClientError final : public Error {
   private:
     Case kind_;
     int statusCode_;
+    std::optional<std::chrono::seconds> retryAfter_;
 };
 
 /// Runs requests on a URL session and judges the answers. Copies are the same client; safe for use
@@ -57,6 +65,9 @@ class RestClient {
 
     /// Starts `request`; a 2xx answer is a success, with or without a body.
     void statusRequest(URLRequest request, StatusCompletion completion) const;
+
+    /// Whether requests are made at all. They fail while the session is closed.
+    [[nodiscard]] bool isOpen() const { return session_->isOpen(); }
 
     /// The object in the body that `dataRequest` reported.
     [[nodiscard]] static Result<JSONObject> decodeJSON(const Result<std::string>& body);

@@ -23,6 +23,9 @@ struct URLRequest {
     std::chrono::milliseconds timeout{60'000};
     /// Discards the body, which may be of any size.
     bool discardsBody = false;
+    /// May use a connection of an earlier request, and leave its own for a later one. The body is
+    /// never sent twice: if the server closes the connection, the request fails.
+    bool reusesConnection = false;
 };
 
 /// The answer to a request.
@@ -33,6 +36,8 @@ struct URLResponse {
     /// response without a byte of body has one when it announced it (Content-Length,
     /// Transfer-Encoding).
     std::optional<std::string> body;
+    /// How long the server asks to wait ("Retry-After").
+    std::optional<std::chrono::seconds> retryAfter = std::nullopt;
 };
 
 /// Carries out HTTP exchanges. Safe for use from any thread.
@@ -47,6 +52,12 @@ class URLSession {
 
     /// Starts `request` at once and returns without waiting for it.
     virtual void start(URLRequest request, Completion completion) = 0;
+
+    /// Fails the requests in flight, and every request until `open`, with `cause` in the text. When
+    /// this returns, no byte of them is sent any more. Their completions run as always.
+    virtual void close(std::string cause) = 0;
+    virtual void open() = 0;
+    [[nodiscard]] virtual bool isOpen() const = 0;
 };
 
 }  // namespace zentara

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include <zentara/DeliveryPolicy.h>
 #include <zentara/Export.h>
 
 namespace zentara {
@@ -52,6 +53,7 @@ struct ZENTARA_EXPORT ClientSettings {
     double dispatchInterval = 10.0;        ///< seconds between dispatches
     double schemasRefreshInterval = 10.0;  ///< seconds between attempts to fetch the schemas
     double identityRefreshInterval = 5.0;  ///< seconds between attempts to fetch an identity
+    DeliveryPolicy delivery;
 
     /// The record in force, or null. A record never changes; a change of settings puts another in
     /// its place. Any thread.

@@ -16,6 +16,7 @@ struct Ledger {
     struct Queue {
         Count restored = 0;
         Count evicted = 0;
+        Count discarded = 0;
         Count waiting = 0;
     };
 

@@ -5,14 +5,16 @@
 
 /// Counted by a queue.
 #define ZENTARA_EACH_QUEUE_COUNT(APPLY) \
-    APPLY(restored) APPLY(evicted) APPLY(waiting) \
-    APPLY(heldBackRestored) APPLY(heldBackEvicted) APPLY(heldBackWaiting)
+    APPLY(restored) APPLY(evicted) APPLY(discarded) APPLY(waiting) \
+    APPLY(heldBackRestored) APPLY(heldBackEvicted) APPLY(heldBackDiscarded) \
+    APPLY(heldBackWaiting)
 /// Counted elsewhere.
 #define ZENTARA_EACH_EVENT_COUNT(APPLY) \
     APPLY(accepted) APPLY(heldBack) APPLY(notSaved) APPLY(heldBackNotSaved) \
     APPLY(refusedNotInitialized) APPLY(refusedInvalid) APPLY(refusedUnknownSchema) \
-    APPLY(refusedNotEncodable) APPLY(released) APPLY(droppedInvalid) \
-    APPLY(droppedUnknownSchema) APPLY(delivered) APPLY(inFlight) \
+    APPLY(refusedNotEncodable) APPLY(refusedConsent) APPLY(refusedShutDown) \
+    APPLY(refusedByHook) APPLY(droppedByHook) APPLY(released) APPLY(droppedInvalid) \
+    APPLY(droppedUnknownSchema) APPLY(delivered) APPLY(inFlight) APPLY(passedOver) \
     APPLY(batchesDelivered) APPLY(batchesFailed)
 #define ZENTARA_EACH_COUNT(APPLY) \
     ZENTARA_EACH_EVENT_COUNT(APPLY) ZENTARA_EACH_QUEUE_COUNT(APPLY)

@@ -28,9 +28,11 @@ ZENTARA_SWIFT_NAME("ZentaraClientStatistics")
 @interface QVNZentaraClientStatistics : NSObject {
   @private
     int64_t _accepted, _heldBack, _notSaved, _heldBackNotSaved, _refusedNotInitialized,
-        _refusedInvalid, _refusedUnknownSchema, _refusedNotEncodable, _released, _droppedInvalid,
-        _droppedUnknownSchema, _heldBackEvicted, _delivered, _evicted, _batchesDelivered,
-        _batchesFailed, _restored, _heldBackRestored, _waiting, _inFlight, _heldBackWaiting;
+        _refusedInvalid, _refusedUnknownSchema, _refusedNotEncodable, _refusedConsent,
+        _refusedShutDown, _refusedByHook, _droppedByHook, _released, _droppedInvalid,
+        _droppedUnknownSchema, _heldBackEvicted, _heldBackDiscarded, _delivered, _evicted,
+        _discarded, _batchesDelivered, _batchesFailed, _restored, _heldBackRestored, _waiting,
+        _inFlight, _passedOver, _heldBackWaiting;
     QVNZentaraClientFailure *_schemasFailure, *_identityFailure, *_deliveryFailure,
         *_storageFailure;
 }
@@ -47,16 +49,22 @@ ZENTARA_SWIFT_NAME("ZentaraClientStatistics")
 @property(nonatomic, readonly) int64_t refusedInvalid;
 @property(nonatomic, readonly) int64_t refusedUnknownSchema;
 @property(nonatomic, readonly) int64_t refusedNotEncodable;  ///< JSON cannot hold it
+@property(nonatomic, readonly) int64_t refusedConsent;       ///< consent is denied
+@property(nonatomic, readonly) int64_t refusedShutDown;      ///< after the shutdown
+@property(nonatomic, readonly) int64_t refusedByHook;        ///< the before-queue block has raised
+@property(nonatomic, readonly) int64_t droppedByHook;        ///< the before-queue block dropped it
 
 // What became of the held-back events.
 @property(nonatomic, readonly) int64_t released;              ///< valid: moved to the queue
 @property(nonatomic, readonly) int64_t droppedInvalid;        ///< the schema refused it
 @property(nonatomic, readonly) int64_t droppedUnknownSchema;  ///< there was no schema for it
 @property(nonatomic, readonly) int64_t heldBackEvicted;       ///< dropped, the oldest of too many
+@property(nonatomic, readonly) int64_t heldBackDiscarded;     ///< removed at the user's will
 
 // What became of the queued events.
 @property(nonatomic, readonly) int64_t delivered;  ///< acknowledged by the collector
 @property(nonatomic, readonly) int64_t evicted;    ///< dropped, the oldest of too many
+@property(nonatomic, readonly) int64_t discarded;  ///< removed at the user's will
 @property(nonatomic, readonly) int64_t batchesDelivered;
 @property(nonatomic, readonly) int64_t batchesFailed;  ///< put back, to be sent again
 
@@ -67,6 +75,7 @@ ZENTARA_SWIFT_NAME("ZentaraClientStatistics")
 // Now.
 @property(nonatomic, readonly) int64_t waiting;          ///< in the queue
 @property(nonatomic, readonly) int64_t inFlight;         ///< in batches without an answer yet
+@property(nonatomic, readonly) int64_t passedOver;       ///< of those waiting, refused ones
 @property(nonatomic, readonly) int64_t heldBackWaiting;  ///< held back
 
 // Why events do not move.
