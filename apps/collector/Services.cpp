@@ -8,6 +8,8 @@
 #include "collector/Identity.h"
 #include "collector/Refusal.h"
 #include "collector/data/Envelope.h"
+#include "collector/http/Gunzip.h"
+#include "collector/http/HttpRequestReader.h"
 #include "identity/ZentaraIDManager.h"
 #include "support/ASCII.h"
 
@@ -223,6 +225,26 @@ Services::Answer Services::acceptEnvelope(const HttpRequest& request,
     if (!isJSONContent(request)) {
         return Answer::refused(415, "the content type of an envelope is application/json");
     }
+    const std::string encoding = request.header("Content-Encoding");
+    if (encoding.empty() || equalsIgnoringCase(encoding, "identity"))
+        return storeEnvelope(request, fault, description);
+    if (!equalsIgnoringCase(encoding, "gzip"))
+        return Answer::refused(415, "the content encoding of an envelope is gzip, or none");
+    auto inflated = gunzip(request.body, HttpRequestReader::bodyLimit);
+    if (inflated.isTooLarge) {
+        return Answer::refused(413, "a body has at most " +
+                                        std::to_string(HttpRequestReader::bodyLimit) +
+                                        " bytes, also when it is inflated");
+    }
+    if (!inflated.body) return Answer::refused(400, "the body is not in the gzip format");
+    auto plain = request;
+    plain.body = *std::move(inflated.body);
+    return storeEnvelope(plain, fault, description);
+}
+
+Services::Answer Services::storeEnvelope(const HttpRequest& request,
+                                         const std::optional<Fault>& fault,
+                                         const std::string& description) {
     auto read = readEnvelope(request.body);
     if (const auto* mistake = std::get_if<EnvelopeFault>(&read)) {
         return Answer::refused(mistake->kind == EnvelopeFault::Kind::notJSON ? 400 : 422,

@@ -72,6 +72,10 @@ class Services {
     [[nodiscard]] Answer acceptEnvelope(const HttpRequest& request,
                                         const std::optional<Fault>& fault,
                                         const std::string& description);
+    /// The same with the body inflated.
+    [[nodiscard]] Answer storeEnvelope(const HttpRequest& request,
+                                       const std::optional<Fault>& fault,
+                                       const std::string& description);
     /// Stores and reports a request that reaches no service.
     void note(const HttpRequest& request, const Store::RequestNote& note);
 

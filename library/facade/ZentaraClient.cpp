@@ -90,8 +90,7 @@ ZentaraClient::~ZentaraClient() {
 }
 
 void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
-                                std::optional<std::string> advertisingId,
-                                DeliveryPolicy delivery) {
+                                std::optional<std::string> advertisingId, DeliveryPolicy delivery) {
     if (isForkedChild()) return;
     const auto rawEnvironment = static_cast<std::int64_t>(zentaraEnvironment);
     if (!zentara::zentaraEnvironment(rawEnvironment)) {

@@ -17,7 +17,8 @@ class Required {
   public:
     template <typename U>
     requires(!std::same_as<std::remove_cvref_t<U>, Required> && std::convertible_to<U, T>)
-    Required(U&& value) : value_(std::forward<U>(value)) {}
+        Required(U&& value)
+        : value_(std::forward<U>(value)) {}
 
     operator const T&() const& noexcept { return value_; }
     operator T() && noexcept(std::is_nothrow_move_constructible_v<T>) { return std::move(value_); }
@@ -29,7 +30,8 @@ class Required {
 /// An event to be sent, member by member:
 ///
 /// ```cpp
-/// client->send({.schemaId = "page-view", .schemaVersion = "1", .properties = {{"title", "Home"}}});
+/// client->send({.schemaId = "page-view", .schemaVersion = "1", .properties = {{"title",
+/// "Home"}}});
 /// ```
 struct EventDraft {
     Required<std::string> schemaId;

@@ -18,15 +18,53 @@ void CurlSession::start(URLRequest request, Completion completion) {
     const bool isWeb = scheme == "http" || scheme == "https";
     auto transfer =
         std::make_unique<Transfer>(std::move(request), std::move(completion), authorityFile_());
+    std::optional<std::string> refusal;
     {
         const MutexLock lock(mutex_);
-        if (isWeb && hasThread()) waiting_.push_back(std::move(transfer));
+        if (!isOpen_) {
+            refusal = closingCause_;
+        } else if (isWeb && hasThread()) {
+            waiting_.push_back(std::move(transfer));
+        }
     }
-    if (transfer) {
+    if (refusal) {
+        complete(*transfer, transfer->refused(*refusal));
+    } else if (transfer) {
         complete(*transfer, isWeb ? CURLE_FAILED_INIT : CURLE_UNSUPPORTED_PROTOCOL);
     } else {
         ::curl_multi_wakeup(multi_);
     }
+}
+
+void CurlSession::close(std::string cause) {
+    Transfers waiting;
+    {
+        const MutexLock lock(mutex_);
+        isOpen_ = false;
+        closingCause_ = cause;
+        waiting = std::exchange(waiting_, {});
+        ++closings_;
+        if (threadStarted_) ::curl_multi_wakeup(multi_);
+    }
+    for (const auto& transfer : waiting)
+        complete(*transfer, transfer->refused(cause));
+    const MutexLock lock(mutex_);
+    const auto closing = closings_;
+    // The thread waits for nothing but sockets; the limit is for a system that has stalled.
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (threadStarted_ && !isEnding_ && closingsDone_ < closing &&
+           closed_.wait_until(mutex_, limit) == std::cv_status::no_timeout) {
+    }
+}
+
+void CurlSession::open() {
+    const MutexLock lock(mutex_);
+    isOpen_ = true;
+}
+
+bool CurlSession::isOpen() const {
+    const MutexLock lock(mutex_);
+    return isOpen_;
 }
 
 bool CurlSession::hasThread() {
@@ -52,6 +90,7 @@ bool CurlSession::hasMulti() {
 
 void CurlSession::run() {
     while (auto waiting = takeWaiting()) {
+        endClosed();
         for (auto& transfer : *waiting)
             begin(std::move(transfer));
         int running = 0;
@@ -68,11 +107,31 @@ void CurlSession::run() {
         ::pause();
 }
 
+void CurlSession::endClosed() {
+    std::string cause;
+    std::uint64_t closings = 0;
+    {
+        const MutexLock lock(mutex_);
+        if (closingsDone_ == closings_) return;
+        closings = closings_;
+        cause = closingCause_;
+    }
+    for (const auto& [handle, transfer] : active_) {
+        ::curl_multi_remove_handle(multi_, handle);
+        complete(*transfer, transfer->refused(cause));
+    }
+    active_.clear();
+    const MutexLock lock(mutex_);
+    closingsDone_ = closings;
+    closed_.notify_all();
+}
+
 std::optional<CurlSession::Transfers> CurlSession::takeWaiting() {
     const MutexLock lock(mutex_);
     if (isEnding_) {
         isParked_ = true;
         parked_.notify_all();
+        closed_.notify_all();
         return std::nullopt;
     }
     return std::exchange(waiting_, {});
@@ -100,9 +159,9 @@ void CurlSession::finishEnded() {
     }
 }
 
-void CurlSession::complete(Transfer& transfer, CURLcode code) {
+void CurlSession::complete(Transfer& transfer, Result<URLResponse> outcome) {
     completions_.async(
-        [completion = transfer.takeCompletion(), outcome = transfer.outcome(code)]() mutable {
+        [completion = transfer.takeCompletion(), outcome = std::move(outcome)]() mutable {
             completion(std::move(outcome));
         });
 }

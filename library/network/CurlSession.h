@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -31,6 +32,9 @@ class CurlSession final : public URLSession {
     CurlSession(std::function<std::string()> authorityFile, ExitHook atExit);
 
     void start(URLRequest request, Completion completion) override;
+    void close(std::string cause) override;
+    void open() override;
+    [[nodiscard]] bool isOpen() const override;
 
   private:
     using Transfers = std::vector<std::unique_ptr<Transfer>>;
@@ -40,11 +44,14 @@ class CurlSession final : public URLSession {
     [[nodiscard]] bool hasThread() ZENTARA_REQUIRES(mutex_);
     [[nodiscard]] bool hasMulti() ZENTARA_REQUIRES(mutex_);
     [[noreturn]] void run();
+    /// Ends the exchanges that had begun when the session was closed.
+    void endClosed();
     /// The exchanges to begin; nothing when the process is ending.
     [[nodiscard]] std::optional<Transfers> takeWaiting();
     void begin(std::unique_ptr<Transfer> transfer);
     void finishEnded();
-    void complete(Transfer& transfer, CURLcode code);
+    void complete(Transfer& transfer, CURLcode code) { complete(transfer, transfer.outcome(code)); }
+    void complete(Transfer& transfer, Result<URLResponse> outcome);
     void park() noexcept;
 
     const std::function<std::string()> authorityFile_;
@@ -54,12 +61,18 @@ class CurlSession final : public URLSession {
     // Constant once the thread runs; curl_multi_wakeup may be called on it by any thread.
     CURLM* multi_ = nullptr;
 
-    Mutex mutex_;
+    mutable Mutex mutex_;
     Transfers waiting_ ZENTARA_GUARDED_BY(mutex_);
     bool threadStarted_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool isEnding_ ZENTARA_GUARDED_BY(mutex_) = false;
     bool isParked_ ZENTARA_GUARDED_BY(mutex_) = false;
     std::condition_variable_any parked_;
+    bool isOpen_ ZENTARA_GUARDED_BY(mutex_) = true;
+    std::string closingCause_ ZENTARA_GUARDED_BY(mutex_);
+    /// How often the session was closed, and the last closing that the thread has carried out.
+    std::uint64_t closings_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    std::uint64_t closingsDone_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    std::condition_variable_any closed_;
 
     // Used by the thread only.
     std::unordered_map<CURL*, std::unique_ptr<Transfer>> active_;

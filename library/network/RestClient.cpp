@@ -16,8 +16,8 @@ constexpr std::size_t mostValues = 4'000'000;
 
 using Case = RestClientError::Case;
 
-Status failure(Case kind, int statusCode = 0) {
-    return std::make_shared<RestClientError>(kind, statusCode);
+Status failure(Case kind) {
+    return std::make_shared<RestClientError>(kind);
 }
 
 /// Ok for an HTTP response that reports success.
@@ -25,7 +25,9 @@ Status judge(const Result<URLResponse>& response) {
     if (!response.ok()) return response.status();
     if (!response->statusCode) return failure(Case::unexpectedResponseFormat);
     const int status = *response->statusCode;
-    return status < 200 || status > 299 ? failure(Case::unexpectedStatusCode, status) : Status();
+    if (status >= 200 && status <= 299) return {};
+    return std::make_shared<RestClientError>(Case::unexpectedStatusCode, status,
+                                             response->retryAfter);
 }
 
 }  // namespace

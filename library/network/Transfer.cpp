@@ -96,12 +96,22 @@ CURLcode Transfer::prepare() {
     if (request_.body || request_.method == "POST") {
         const std::string_view body = request_.body ? *request_.body : std::string_view();
         set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-        set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
         // When a reused connection is closed without an answer, curl repeats the request, and
-        // events would arrive twice.
-        set(CURLOPT_FRESH_CONNECT, 1L);
-        // No later request would reuse it, and after a burst dozens would stay open.
-        set(CURLOPT_FORBID_REUSE, 1L);
+        // events would arrive twice. It must go back to the start of the body for that, which the
+        // last of these functions refuses.
+        if (request_.reusesConnection) {
+            set(CURLOPT_POST, 1L);
+            set(CURLOPT_READFUNCTION, &Transfer::readBody);
+            set(CURLOPT_READDATA, this);
+            set(
+                CURLOPT_SEEKFUNCTION,
+                +[](void*, curl_off_t, int) { return int{CURL_SEEKFUNC_FAIL}; });
+        } else {
+            set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
+            set(CURLOPT_FRESH_CONNECT, 1L);
+            // No later request would reuse it, and after a burst dozens would stay open.
+            set(CURLOPT_FORBID_REUSE, 1L);
+        }
     } else if (request_.method == "HEAD") {
         set(CURLOPT_NOBODY, 1L);
     }
@@ -121,6 +131,13 @@ CURLcode Transfer::prepare() {
             return int{CURL_SOCKOPT_OK};
         });
     return code;
+}
+
+std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count, void* transfer) {
+    auto& self = *static_cast<Transfer*>(transfer);
+    const auto copied = self.request_.body->copy(buffer, size * count, self.sent_);
+    self.sent_ += copied;
+    return copied;
 }
 
 bool Transfer::hasHeader(const char* name) const {
@@ -197,13 +214,26 @@ bool Transfer::acceptsBody(std::string_view bytes) {
     return false;
 }
 
+std::optional<std::chrono::seconds> Transfer::retryAfter() const {
+    curl_off_t wait = 0;
+    ::curl_easy_getinfo(handle_.get(), CURLINFO_RETRY_AFTER, &wait);
+    if (wait <= 0) return std::nullopt;
+    return std::chrono::seconds(wait);
+}
+
+Result<URLResponse> Transfer::refused(const std::string& cause) const {
+    return std::make_shared<PlatformError>(
+        PlatformError::Domain::network, CURLE_ABORTED_BY_CALLBACK,
+        "request to '" + request_.url.host() + "' failed: " + cause);
+}
+
 Result<URLResponse> Transfer::outcome(CURLcode code) {
     const int statusCode = info(handle_.get(), CURLINFO_RESPONSE_CODE);
-    if (endedWithStatus_) return URLResponse{statusCode, std::nullopt};
+    if (endedWithStatus_) return URLResponse{statusCode, std::nullopt, retryAfter()};
     // curl accepts headers that break off.
     if (code == CURLE_OK && !headersEnded_) code = CURLE_PARTIAL_FILE;
     if (code == CURLE_OK) {
-        URLResponse response{statusCode, std::nullopt};
+        URLResponse response{statusCode, std::nullopt, retryAfter()};
         if (!body_.empty() || (bodyAnnounced_ && request_.method != "HEAD")) {
             response.body = std::move(body_);
         }
@@ -222,6 +252,8 @@ Result<URLResponse> Transfer::outcome(CURLcode code) {
             "the body is larger than " + std::to_string(URLSession::maximumBodySize) + " bytes";
     } else if (refusal_ == Refusal::largeHeaders) {
         message += "the headers are larger than " + std::to_string(maximumHeaderSize) + " bytes";
+    } else if (code == CURLE_SEND_FAIL_REWIND) {
+        message += "the server closed the connection without an answer";
     } else {
         message += withoutMeasures(*message_ != '\0' ? message_ : ::curl_easy_strerror(code));
         const int systemError = info(handle_.get(), CURLINFO_OS_ERRNO);

@@ -2,8 +2,10 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,6 +30,9 @@ class Transfer {
     /// The result of the exchange that curl ended with `code`. Called once.
     [[nodiscard]] Result<URLResponse> outcome(CURLcode code);
 
+    /// The result of an exchange that was not carried out, or not to its end, for `cause`.
+    [[nodiscard]] Result<URLResponse> refused(const std::string& cause) const;
+
     [[nodiscard]] URLSession::Completion takeCompletion() { return std::move(completion_); }
 
   private:
@@ -43,6 +48,9 @@ class Transfer {
     [[nodiscard]] bool hasHeader(const char* name) const;
     [[nodiscard]] bool acceptsHeaderLine(std::string_view line);
     [[nodiscard]] bool acceptsBody(std::string_view bytes);
+    [[nodiscard]] std::optional<std::chrono::seconds> retryAfter() const;
+    /// Gives curl the next piece of the request's body.
+    static std::size_t readBody(char* buffer, std::size_t size, std::size_t count, void* transfer);
     /// What curl calls with each line of the headers, or each piece of the body.
     template <bool (Transfer::*accepts)(std::string_view)>
     static std::size_t onBytes(char* bytes, std::size_t size, std::size_t count, void* transfer) {
@@ -54,6 +62,7 @@ class Transfer {
     URLSession::Completion completion_;
     const std::string authorityFile_;
 
+    std::size_t sent_ = 0;  ///< of the request's body
     std::string body_;
     std::size_t headerBytes_ = 0;
     bool headersEnded_ = false;

@@ -269,6 +269,87 @@ TEST(CurlSessionTest, ConnectionIsReusedUnlessResendIsPossible) {
     EXPECT_EQ(opened.count(), 3U);
 }
 
+TEST(CurlSessionTest, PostOnAReusedConnectionIsSentOnce) {
+    Mailbox<std::string> bodies;
+    std::atomic<int> connections = 0;
+    RawServer server([&](RawConnection& connection) {
+        ++connections;
+        while (const auto request = connection.readRequest()) {
+            bodies.put(request->substr(request->find("\r\n\r\n") + 4));
+            // As a server does that ends in the middle of a request.
+            if (bodies.values().size() == 3) return;
+            connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
+        }
+    });
+    const auto post = [&](std::string body) {
+        URLRequest request{server.url(), "POST", {{"Content-Type", "a/b"}}, std::move(body)};
+        request.reusesConnection = true;
+        return run(request);
+    };
+    // More than curl sends with the head, so that it would have to go back in the body.
+    const std::string large(300'000, 'c');
+    EXPECT_EQ(post("a"), "200 x");
+    EXPECT_EQ(post("b"), "200 x");
+    EXPECT_EQ(connections, 1);
+    EXPECT_EQ(post(large), failed(CURLE_SEND_FAIL_REWIND));
+    EXPECT_EQ(post("d"), "200 x");
+    EXPECT_TRUE(bodies.values() == std::vector<std::string>({"a", "b", large, "d"}));
+}
+
+TEST(CurlSessionTest, TellsHowLongTheServerAsksToWait) {
+    const auto asked = [](const std::string& header) {
+        RawServer server(
+            RawServer::answer("HTTP/1.1 429 Slow\r\nContent-Length: 0\r\n" + header + "\r\n"));
+        Mailbox<std::int64_t> waits;
+        session().start(
+            URLRequest{server.url(), "GET", {}, {}}, [&](const Result<URLResponse>& response) {
+                waits.put(response.ok() && response->retryAfter ? response->retryAfter->count()
+                                                                : 0);
+            });
+        return waits.waitFor().value_or(-1);
+    };
+    EXPECT_EQ(asked(""), 0);
+    EXPECT_EQ(asked("Retry-After: 7\r\n"), 7);
+    EXPECT_EQ(asked("Retry-After: soon\r\n"), 0);
+    EXPECT_EQ(asked("Retry-After: -5\r\n"), 0);
+    EXPECT_EQ(asked("Retry-After: Sun, 06 Nov 1994 08:49:37 GMT\r\n"), 0);
+    EXPECT_GT(asked("Retry-After: Fri, 01 Jan 2100 00:00:00 GMT\r\n"), 86'400);
+}
+
+TEST(CurlSessionTest, ClosedSessionSendsNothing) {
+    Signal requested;
+    Signal left;
+    RawServer silent([&](RawConnection& connection) {
+        static_cast<void>(connection.readRequest());
+        requested.notify();
+        connection.waitForClose();
+        left.notify();
+    });
+    TestServer server;
+    Mailbox<std::string> ends;
+    const auto ask = [&](const URL& url) {
+        session().start(URLRequest{url, "GET", {}, {}}, [&](const Result<URLResponse>& response) {
+            ends.put(response.ok() ? "ok" : response.error()->description());
+        });
+    };
+    ask(silent.url());
+    ASSERT_TRUE(requested.waitFor());
+    session().close("the reason");
+    EXPECT_FALSE(session().isOpen());
+    ask(server.url());
+    session().close("another reason");
+    ask(server.url());
+    EXPECT_EQ(ends.waitFor(2), "request to 'localhost' failed: another reason");
+    EXPECT_TRUE(left.waitFor());
+    session().open();
+    EXPECT_TRUE(session().isOpen());
+    ask(server.url());
+    EXPECT_EQ(ends.waitFor(3), "ok");
+    EXPECT_EQ(ends.values()[0], "request to '127.0.0.1' failed: the reason");
+    EXPECT_EQ(ends.values()[1], "request to 'localhost' failed: the reason");
+    EXPECT_EQ(server.requests().size(), 1U);
+}
+
 TEST(CurlSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
     TestServer server;
     struct State {

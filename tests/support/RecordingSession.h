@@ -30,6 +30,10 @@ class RecordingSession final : public URLSession {
         answer(request, std::move(completion));
     }
 
+    void close(std::string cause) override { closedFor_ = std::move(cause); }
+    void open() override { closedFor_.reset(); }
+    [[nodiscard]] bool isOpen() const override { return !closedFor_; }
+
     [[nodiscard]] const std::vector<URLRequest>& requests() const { return requests_; }
 
     /// A header of the request at `index`.
@@ -42,6 +46,7 @@ class RecordingSession final : public URLSession {
     }
 
   private:
+    std::optional<std::string> closedFor_;
     std::vector<URLRequest> requests_;
     Answer answer_ = [](const URLRequest&, const Completion& done) {
         done(URLResponse{200, "{}"});

@@ -8,6 +8,7 @@
 #include "apps/collector/http/RawClient.h"
 #include "collector/Front.h"
 #include "collector/http/HttpServer.h"
+#include "network/Gzip.h"
 #include "support/Files.h"
 #include "support/WaitFor.h"
 
@@ -193,6 +194,24 @@ TEST_F(CollectorTest, CookieRenewsItsIdentityOnly) {
     for (const char* member : {"qvn_uid", "qvn_uid_public"})
         EXPECT_EQ(renewed.at(member), first.at(member));
     EXPECT_NE(identity("qvn_uid=<script>").at("qvn_uid"), "<script>");
+}
+
+TEST_F(CollectorTest, CompressedEnvelopeIsInflated) {
+    const auto status = [this](const std::string& encoding, const std::string& body) {
+        auto request = samples::request("POST", "/event", body);
+        request.headers.emplace_back("Content-Encoding", encoding);
+        return services.answer(Service::event, request).response.status;
+    };
+    const std::string compressed = gzip(samples::envelope(samples::action("a", "1")));
+    EXPECT_EQ(status("gzip", compressed), 200);
+    EXPECT_EQ(client.events({.schema = "a-1"}).size(), 1U);
+    EXPECT_EQ(status("GZip", gzip(samples::envelope(""))), 200);
+    EXPECT_EQ(status("identity", samples::envelope("")), 200);
+    EXPECT_EQ(status("br", compressed), 415);
+    EXPECT_EQ(status("gzip", samples::envelope("")), 400);
+    EXPECT_EQ(status("gzip", compressed.substr(0, compressed.size() - 1)), 400);
+    EXPECT_EQ(status("gzip", compressed + "x"), 400);
+    EXPECT_EQ(status("gzip", gzip(std::string(5'000'000, ' '))), 413);
 }
 
 TEST_F(CollectorTest, SlowlyReadRequestIsAlwaysRecorded) {
