@@ -511,6 +511,7 @@ inline JSONMember* JSONObject::end() noexcept {
 
 }  // namespace zentara
 
+/// @cond
 template <>
 struct std::tuple_size<zentara::JSONMember> : std::integral_constant<std::size_t, 2> {};
 template <>
@@ -521,3 +522,4 @@ template <>
 struct std::tuple_element<1, zentara::JSONMember> {
     using type = zentara::JSONValue;
 };
+/// @endcond
