@@ -61,7 +61,7 @@ std::optional<ExtraCookie> userCookie(const StringMap& user) {
 std::string EventBusError::description() const {
     constexpr const char* texts[] = {"the client is not initialized", "there is no identity yet",
                                      "the envelope cannot be turned into JSON",
-                                     "the event cannot be stored"};
+                                     "the event cannot be stored", "the queue takes no events"};
     return texts[static_cast<std::size_t>(case_)];
 }
 
@@ -99,8 +99,12 @@ void EventBus::startTicking() {
 void EventBus::enqueue(const InternalEvent& event, const EnqueueCompletion& completion) {
     repository_->add(event, [&](const EventRepositoryResult& result) {
         if (!completion) return;
-        // The store has reported why.
-        completion(result.ok() ? Status() : failure(EventBusError::Case::enqueueError));
+        if (result.ok()) return completion(Status());
+        const bool isClosed =
+            dynamic_cast<const RepositoryClosedError*>(result.error().get()) != nullptr;
+        // For other failures, the store has reported why.
+        completion(failure(isClosed ? EventBusError::Case::queueClosed
+                                    : EventBusError::Case::enqueueError));
     });
 }
 

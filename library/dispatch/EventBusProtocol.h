@@ -17,6 +17,7 @@ class EventBusError final : public Error {
         idManagerNotReady,     ///< there is no identity to send for yet
         invalidJSONFormat,     ///< the envelope has no JSON form
         enqueueError,          ///< the event could not be stored
+        queueClosed,           ///< the queue takes no events
     };
 
     explicit EventBusError(Case errorCase) : case_(errorCase) {}
@@ -72,7 +73,7 @@ class EventBusProtocol {
     virtual ~EventBusProtocol() = default;
 
     /// Appends an event to the queue and reports before it returns, under the queue's lock. A
-    /// failure is `EventBusError::Case::enqueueError`.
+    /// failure is `EventBusError::Case::enqueueError`, or `queueClosed` while the queue is closed.
     virtual void enqueue(const InternalEvent& event, const EnqueueCompletion& completion) = 0;
 
     /// Tries once to deliver one batch. The completion, which may be null, is called once, on a

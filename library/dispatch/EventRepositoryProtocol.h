@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "model/InternalEvent.h"
@@ -17,6 +18,15 @@ using EventRepositoryResult = Result<InternalEvent>;
 inline bool operator==(const EventRepositoryResult& one, const EventRepositoryResult& other) {
     return one.ok() == other.ok() && (!one.ok() || *one == *other);
 }
+
+/// Whether a repository takes events.
+enum class Admission { open, closed };
+
+/// Why a closed repository has not taken an event.
+class RepositoryClosedError final : public Error {
+  public:
+    [[nodiscard]] std::string description() const override { return "the queue is closed"; }
+};
 
 /// A bounded, persistent queue of events, oldest first. Every operation is one step: operations of
 /// several threads follow each other, and each returns when it is done.
@@ -48,6 +58,14 @@ class EventRepositoryProtocol {
     /// with a file for events in flight writes them there before they leave the list, and keeps
     /// them there until they are settled, or inserted and saved.
     [[nodiscard]] virtual std::vector<InternalEvent> take(std::int64_t count) = 0;
+
+    /// Drops all events, those in flight too, and removes every file of the queue. Counts those
+    /// that were not in flight as discarded. With `Admission::closed`, the repository takes nothing
+    /// and writes nothing until `reopen`: `add` fails with `RepositoryClosedError`, and `insert`
+    /// discards. A failure is that of removing the files; the list is empty all the same.
+    [[nodiscard]] virtual Status clear(Admission afterwards) = 0;
+    /// Takes events again.
+    virtual void reopen() = 0;
 };
 
 }  // namespace zentara

@@ -43,6 +43,8 @@ EventsRepository::EventsRepository(std::int64_t maxEvents,
 EventsRepository::~EventsRepository() {
     const MutexLock entry(queue_);
     countRestored(-std::ssize(events_.events()));
+    // The next queue of this name must find nothing else writing its files.
+    storage_->stop();
 }
 
 void EventsRepository::countRestored(std::ptrdiff_t more) {
@@ -56,6 +58,7 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
     };
     const MutexLock entry(queue_);
     if (!event.jsonText()) return report(plainError("JSON cannot hold the event"));
+    if (admission_ == Admission::closed) return report(std::make_shared<RepositoryClosedError>());
     // Without its fields a queued event takes little more memory than its text.
     events_.append(texts_.packed(event));
     ++counts_.waiting;
@@ -74,6 +77,7 @@ void EventsRepository::save() {
 }
 
 void EventsRepository::saveAll() {
+    if (admission_ == Admission::closed) return;
     if (!saveList().ok() || returned_.empty()) return;
     returned_.clear();
     saveInFlight();
@@ -96,6 +100,10 @@ Status EventsRepository::saveList() {
 
 void EventsRepository::insert(std::span<const InternalEvent> events) {
     const MutexLock entry(queue_);
+    if (admission_ == Admission::closed) {
+        counts_.discarded += std::ssize(events);
+        return;
+    }
     events_.insertAtFront(events);
     counts_.waiting += std::ssize(events);
     for (const auto& event : events) {
@@ -105,6 +113,7 @@ void EventsRepository::insert(std::span<const InternalEvent> events) {
 
 void EventsRepository::settle(std::span<const InternalEvent> events) {
     const MutexLock entry(queue_);
+    if (admission_ == Admission::closed) return;
     for (const auto& event : events)
         removeCopies(taken_, event);
     // Also when the save fails: these events were delivered.
@@ -115,6 +124,7 @@ void EventsRepository::settle(std::span<const InternalEvent> events) {
 Status EventsRepository::restore(std::span<const InternalEvent> events,
                                  const std::function<Status()>& removeSource) {
     const MutexLock entry(queue_);
+    if (admission_ == Admission::closed) return std::make_shared<RepositoryClosedError>();
     std::ptrdiff_t count = 0;
     Status status;
     try {
@@ -148,6 +158,7 @@ std::vector<InternalEvent> EventsRepository::missing(std::span<const InternalEve
 
 void EventsRepository::load() {
     const MutexLock entry(queue_);
+    if (admission_ == Admission::closed) return;
     countRestored(-std::ssize(events_.events()));
     auto events = storage_->load();
     events_ = events.ok() ? EventList(*std::move(events)) : EventList();
@@ -169,6 +180,29 @@ std::vector<InternalEvent> EventsRepository::take(std::int64_t count) {
     events_.dropFront(taken.size());
     counts_.waiting -= std::ssize(taken);
     return taken;
+}
+
+Status EventsRepository::clear(Admission afterwards) {
+    const MutexLock entry(queue_);
+    admission_ = afterwards;
+    const auto count = std::ssize(events_.events());
+    counts_.waiting -= count;
+    counts_.discarded += count;
+    // The texts lie in the memory, so the events go first.
+    events_ = EventList();
+    taken_.clear();
+    returned_.clear();
+    texts_ = {};
+    isInFlightSaved_ = true;
+    auto status = storage_->erase();
+    if (!inFlight_) return status;
+    auto erased = inFlight_->erase();
+    return status.ok() ? erased : status;
+}
+
+void EventsRepository::reopen() {
+    const MutexLock entry(queue_);
+    admission_ = Admission::open;
 }
 
 }  // namespace zentara

@@ -36,6 +36,8 @@ class EventsRepository final : public EventRepositoryProtocol {
     void settle(std::span<const InternalEvent> events) override;
     void load() override;
     [[nodiscard]] std::vector<InternalEvent> take(std::int64_t count) override;
+    [[nodiscard]] Status clear(Admission afterwards) override;
+    void reopen() override;
 
     /// Restores events of an earlier run to the front, saves, and calls `removeSource`, which
     /// removes them from everywhere else. Events that the queue already holds, known by their
@@ -65,6 +67,7 @@ class EventsRepository final : public EventRepositoryProtocol {
     std::vector<InternalEvent> taken_ ZENTARA_GUARDED_BY(queue_);
     std::vector<InternalEvent> returned_ ZENTARA_GUARDED_BY(queue_);
     bool isInFlightSaved_ ZENTARA_GUARDED_BY(queue_) = true;
+    Admission admission_ ZENTARA_GUARDED_BY(queue_) = Admission::open;
 };
 
 }  // namespace zentara

@@ -64,12 +64,17 @@ std::shared_ptr<EventsRepository> repository(FileSystem& files, const std::strin
 }
 
 RemoteService service(std::function<URL(ZentaraEnvironment)> baseURL) {
-    static NoDestructor<CurlSession> session(
-        [] { return ZentaraEndpoints::current().certificateAuthorityFile; }, runAtExit);
-    return {ClientSettings::current, std::move(baseURL), RestClient(*session)};
+    return {ClientSettings::current, std::move(baseURL),
+            RestClient(ZentaraClientBuilder::session())};
 }
 
 }  // namespace
+
+URLSession& ZentaraClientBuilder::session() {
+    static NoDestructor<CurlSession> session(
+        [] { return ZentaraEndpoints::current().certificateAuthorityFile; }, runAtExit);
+    return *session;
+}
 
 RemoteService ZentaraClientBuilder::collector() {
     return service(ZentaraEndpoints::collector);

@@ -5,6 +5,7 @@
 #include "facade/ReadinessRelay.h"
 #include "facade/ZentaraClientImplementation.h"
 #include "network/RestClient.h"
+#include "network/URLSession.h"
 #include "platform/FileSystem.h"
 
 namespace zentara {
@@ -19,6 +20,9 @@ struct ZentaraClientBuilder {
     [[nodiscard]] static std::shared_ptr<ZentaraClient> build(
         const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay,
         FileSystem& files = systemFiles());
+
+    /// The HTTP session of the process; never destroyed.
+    [[nodiscard]] static URLSession& session();
 
     /// The collector and the schemas service of the process, reached by its one HTTP session.
     [[nodiscard]] static RemoteService collector();

@@ -89,8 +89,12 @@ bool CurlSession::hasMulti() {
 }
 
 void CurlSession::run() {
-    while (auto waiting = takeWaiting()) {
+    for (;;) {
+        // First: what is taken after it and then closed is ended by the next turn, and until then
+        // `close` waits.
         endClosed();
+        auto waiting = takeWaiting();
+        if (!waiting) break;
         for (auto& transfer : *waiting)
             begin(std::move(transfer));
         int running = 0;

@@ -53,4 +53,27 @@ Status FileSystem::writeAtomically(const Path& path, std::span<const std::string
     return status;
 }
 
+Status FileSystem::removeAllOf(const Path& path) {
+    const auto folder = path.parent_path();
+    const auto name = path.filename().string();
+    const auto found = names(folder);
+    Status firstFailure = found.status();
+    bool isAnyRemoved = false;
+    const auto removeOne = [&](const Path& file) {
+        if (!state(file)) return;
+        auto status = remove(file);
+        isAnyRemoved = isAnyRemoved || status.ok();
+        if (firstFailure.ok()) firstFailure = std::move(status);
+    };
+    for (const auto& other : found.ok() ? *found : std::vector<std::string>()) {
+        const auto bare = other.substr(std::min(other.find_first_not_of('.'), other.size()));
+        if (other != name && (bare == name || bare.starts_with(name + '.')))
+            removeOne(folder / other);
+    }
+    removeOne(path);
+    if (!isAnyRemoved) return firstFailure;
+    auto flushed = flushFolder(folder);
+    return firstFailure.ok() ? flushed : firstFailure;
+}
+
 }  // namespace zentara

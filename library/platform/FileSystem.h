@@ -110,6 +110,11 @@ class FileSystem {
     [[nodiscard]] Status writeAtomically(const Path& path, std::string_view bytes) {
         return writeAtomically(path, std::span(&bytes, 1));
     }
+
+    /// Removes the file and all files beside it that are named after it: dots, its name, and
+    /// nothing or a dot and more. The file itself goes last. Waits until the names are off the
+    /// device. After a failure it goes on with the others; the first failure is returned.
+    [[nodiscard]] Status removeAllOf(const Path& path);
 };
 
 /// The files of this system.

@@ -54,6 +54,11 @@ class FileStorage final : public Storage<DataType> {
         return records;
     }
 
+    [[nodiscard]] Status erase() override {
+        unread_ = {};
+        return files_.removeAllOf(fileURL);
+    }
+
   private:
     [[nodiscard]] Result<std::vector<DataType>> readRecords() const {
         try {

@@ -228,6 +228,7 @@ Status InternalEventStorageImpl::write(const EventList& list) {
     // fraction of copying thousands of references.
     saved_.reserveMore(events.size() - (saved_.size() - left));
     if (auto status = current_.write(events, left); !status.ok()) return status;
+    isAtRest_ = false;
     savedPosition_ = position;
     if (isSame) return {};
     isFull_ = left == 1 && events.size() == saved_.size();
@@ -244,8 +245,35 @@ bool InternalEventStorageImpl::isCheckpointEmpty() const {
     return !state || state->size <= ListText::sizeOf({});
 }
 
+Status InternalEventStorageImpl::erase() {
+    // A checkpoint is written under the first of these.
+    const MutexLock checkpointLock(checkpointMutex_);
+    const MutexLock lock(mutex_);
+    recovered_.reset();
+    clearList_ = clearCheckpoint_ = nullptr;
+    saved_ = EventList();
+    savedPosition_.reset();
+    inFlight_.clear();
+    isInFlightFlushed_ = isFull_ = false;
+    isAtRest_ = true;
+    checkpointed_.clear();
+    current_.reset();
+    checkpoint_.reset();
+    auto status = queue_.files.removeAllOf(queue_.list);
+    failures_.report(status);
+    if (status.ok()) checkpointFailures_.report(status);
+    return status;
+}
+
+void InternalEventStorageImpl::stop() {
+    const MutexLock checkpointLock(checkpointMutex_);
+    const MutexLock lock(mutex_);
+    isAtRest_ = true;
+}
+
 void InternalEventStorageImpl::setInFlight(std::span<const InternalEvent> events) {
     const MutexLock lock(mutex_);
+    isAtRest_ = isAtRest_ && events.empty();
     inFlight_.assign(events.begin(), events.end());
     if (isInFlightFlushed_) scheduleCheckpoint();
     if (!inFlight_.empty() || !saved_.empty() || clearCheckpoint_ || isCheckpointEmpty()) return;
@@ -262,7 +290,7 @@ void InternalEventStorageImpl::scheduleSpare() {
         if (!self) return;
         const MutexLock lock(self->mutex_);
         self->spareScheduled_ = false;
-        if (!self->isFull_) self->current_.prepareSpare(self->saved_.events());
+        if (!self->isFull_ && !self->isAtRest_) self->current_.prepareSpare(self->saved_.events());
     });
     spareScheduled_ = true;
 }
@@ -288,6 +316,7 @@ void InternalEventStorageImpl::writeCheckpoint() {
         {
             const MutexLock lock(mutex_);
             checkpointScheduled_ = false;
+            if (isAtRest_) return;
             lastCheckpoint_ = Clock::now();
             status = clear(clearCheckpoint_);
             // Without the events in flight, a loss of power would lose them.

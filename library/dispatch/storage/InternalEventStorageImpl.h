@@ -74,6 +74,9 @@ class InternalEventStorageImpl final
     [[nodiscard]] Status save(const EventList& events) override;
     Result<std::vector<InternalEvent>> load() override;
     void setInFlight(std::span<const InternalEvent> events) override;
+    /// These wait for a background task that is writing.
+    [[nodiscard]] Status erase() override;
+    void stop() override;
 
     [[nodiscard]] static Scheduler defaultScheduler();
 
@@ -112,6 +115,8 @@ class InternalEventStorageImpl final
     Move clearList_ ZENTARA_GUARDED_BY(mutex_);
     Move clearCheckpoint_ ZENTARA_GUARDED_BY(mutex_);
     std::vector<InternalEvent> inFlight_ ZENTARA_GUARDED_BY(mutex_);
+    /// Background tasks have nothing to write.
+    bool isAtRest_ ZENTARA_GUARDED_BY(mutex_) = false;
     /// Whether the checkpoint has events in flight that the list did not have.
     bool isInFlightFlushed_ ZENTARA_GUARDED_BY(mutex_) = false;
     /// The last save lost an event and gained one: a prepared spare would be of no use.

@@ -72,6 +72,11 @@ class InFlightFile final : public Storage<InternalEvent> {
     /// next save; if that fails, saving fails, as it would destroy the file.
     [[nodiscard]] Result<std::vector<InternalEvent>> load() override;
 
+    [[nodiscard]] Status erase() override {
+        inTheWay_ = {};
+        return save({});
+    }
+
   private:
     const QueueFiles queue_;
     /// Not ok while a file that cannot be read is in the way.

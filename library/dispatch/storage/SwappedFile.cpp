@@ -25,6 +25,11 @@ void SwappedFile::forget() noexcept {
     text_ = {};
 }
 
+void SwappedFile::reset() noexcept {
+    forget();
+    spare_ = {};
+}
+
 Status SwappedFile::write(std::span<const InternalEvent> events, std::size_t left) {
     if (!current_.known) left = current_.count = 0;
     left = std::min(left, current_.count);

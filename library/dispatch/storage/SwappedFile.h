@@ -46,6 +46,8 @@ class SwappedFile {
     void holds(std::span<const InternalEvent> events);
     /// Notes that the contents of the file are not known.
     void forget() noexcept;
+    /// Notes that both files are gone.
+    void reset() noexcept;
 
     /// Makes the file hold `events`: those that it holds without the first `left`, and any number
     /// appended. On failure the file is unchanged.

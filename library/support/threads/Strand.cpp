@@ -1,10 +1,12 @@
+#include <optional>
 
+#include "support/threads/CallbackScope.h"
 #include "support/threads/WorkerPool.h"
 
 namespace zentara {
 
 Strand& Strand::forHostCallbacks() {
-    static NoDestructor<Strand> strand;
+    static NoDestructor<Strand> strand(Runs::hostCallbacks);
     return *strand;
 }
 
@@ -21,9 +23,13 @@ void Strand::runNext() {
         work = std::move(works_.front());
         works_.pop_front();
     }
-    work();
-    // Its captures are destroyed before the next work begins.
-    work = nullptr;
+    {
+        std::optional<CallbackScope> scope;
+        if (runs_ == Runs::hostCallbacks) scope.emplace();
+        work();
+        // Its captures are destroyed before the next work begins.
+        work = nullptr;
+    }
     // Through the pool again, which starts nothing while the process ends.
     const MutexLock lock(mutex_);
     isRunning_ = !works_.empty();

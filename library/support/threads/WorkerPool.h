@@ -72,9 +72,13 @@ class WorkerPool {
 class Strand {
   public:
     using Work = std::function<void()>;
+    enum class Runs { libraryCode, hostCallbacks };
+
+    explicit Strand(Runs runs = Runs::libraryCode) : runs_(runs) {}
 
     /// For callbacks of the host. Completions of requests do not run here, so a slow callback
-    /// delays only other callbacks. Never destroyed.
+    /// delays only other callbacks. Its work, and the end of that work, is inside a
+    /// `CallbackScope`. Never destroyed.
     [[nodiscard]] static Strand& forHostCallbacks();
 
     void async(Work work) ZENTARA_EXCLUDES(mutex_);
@@ -83,6 +87,7 @@ class Strand {
     void runNext() ZENTARA_EXCLUDES(mutex_);
     void runLater();
 
+    const Runs runs_;
     Mutex mutex_;
     std::deque<Work> works_ ZENTARA_GUARDED_BY(mutex_);
     bool isRunning_ ZENTARA_GUARDED_BY(mutex_) = false;
