@@ -1,9 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <utility>
 
+#include <zentara/Delivery.h>
 #include "model/InternalEvent.h"
 #include "support/Status.h"
 
@@ -18,9 +20,15 @@ class EventBusError final : public Error {
         invalidJSONFormat,     ///< the envelope has no JSON form
         enqueueError,          ///< the event could not be stored
         queueClosed,           ///< the queue takes no events
+        paused,                ///< the host has paused delivery
+        notPermitted,          ///< no request may be made: the user has not consented
+        backingOff,            ///< the collector has asked to wait, or has failed
+        stopped,               ///< the bus posts nothing any more
     };
 
-    explicit EventBusError(Case errorCase) : case_(errorCase) {}
+    /// `detail` is appended to the text of the case.
+    explicit EventBusError(Case errorCase, std::string detail = "")
+        : case_(errorCase), detail_(std::move(detail)) {}
 
     [[nodiscard]] Case errorCase() const noexcept { return case_; }
     [[nodiscard]] std::string description() const override;
@@ -31,6 +39,7 @@ class EventBusError final : public Error {
 
   private:
     Case case_;
+    std::string detail_;
 };
 
 /// The outcome of one attempt to deliver a batch.
@@ -79,6 +88,25 @@ class EventBusProtocol {
     /// Tries once to deliver one batch. The completion, which may be null, is called once, on a
     /// worker or before this returns.
     virtual void dispatch(DispatchCompletion completion) = 0;
+
+    /// Delivers batch after batch until nothing that can be delivered is left, a batch fails, or
+    /// `deadline` has passed. First calls `releaseHeldBack`, which may be null, for as long as it
+    /// returns true, on a worker: it moves a few held-back events to the queue, and returns false
+    /// when it found none. Without an identity, waits for one attempt to fetch it. The completion,
+    /// which may be null, is called once, on a worker, without a lock held, and must not wait.
+    virtual void flush(std::chrono::milliseconds deadline, std::function<bool()> releaseHeldBack,
+                       FlushCallback completion) = 0;
+
+    /// Posts those events again that were passed over, from the next dispatch on.
+    virtual void retryRefused() = 0;
+
+    /// Drops the events in flight: they count as discarded and leave every file, and the answers of
+    /// their requests are ignored. From now on envelopes carry another client UUID.
+    virtual void discardInFlight() = 0;
+
+    /// Puts the events in flight back into the queue and takes no more; their answers are ignored,
+    /// and flushes fail. For the end of the process or of the client.
+    virtual void stopDispatching() = 0;
 
     /// Starts the dispatch timer unless it runs.
     virtual void startTicking() = 0;

@@ -66,6 +66,15 @@ class EventRepositoryProtocol {
     [[nodiscard]] virtual Status clear(Admission afterwards) = 0;
     /// Takes events again.
     virtual void reopen() = 0;
+
+    /// Marks taken events, known by their action UUID, before they are put back: `take` leaves them
+    /// in their place. In memory only.
+    virtual void passOver(std::span<const InternalEvent> events) = 0;
+    /// Lets `take` return all events again.
+    virtual void retryPassedOver() = 0;
+
+    /// Whether `take` would return an event.
+    [[nodiscard]] virtual bool hasEventsToTake() const = 0;
 };
 
 }  // namespace zentara

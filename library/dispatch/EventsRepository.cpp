@@ -18,16 +18,24 @@ bool removeCopies(std::vector<InternalEvent>& events, const InternalEvent& event
     return std::erase_if(events, [&event](const auto& other) { return other.isCopyOf(event); }) > 0;
 }
 
+/// By which an event is passed over: its action UUID, or its text if it has none.
+std::string_view nameOf(const InternalEvent& event) {
+    const auto uuid = event.actionUUIDText();
+    return uuid.empty() ? event.text().json : uuid;
+}
+
 }  // namespace
 
 EventsRepository::EventsRepository(std::int64_t maxEvents,
                                    std::shared_ptr<InternalEventStorage> storage,
                                    Ledger::Queue& counts,
-                                   std::unique_ptr<Storage<InternalEvent>> inFlight)
+                                   std::unique_ptr<Storage<InternalEvent>> inFlight,
+                                   DeliveryListener listener)
     : maxEvents_(maxEvents),
       storage_(std::move(storage)),
       counts_(counts),
-      inFlight_(std::move(inFlight)) {
+      inFlight_(std::move(inFlight)),
+      listener_(std::move(listener)) {
     load();
     if (!inFlight_) return;
     const MutexLock entry(queue_);
@@ -42,6 +50,7 @@ EventsRepository::EventsRepository(std::int64_t maxEvents,
 
 EventsRepository::~EventsRepository() {
     const MutexLock entry(queue_);
+    forgetPassedOver();
     countRestored(-std::ssize(events_.events()));
     // The next queue of this name must find nothing else writing its files.
     storage_->stop();
@@ -56,19 +65,38 @@ void EventsRepository::add(const InternalEvent& event, const AddCompletion& comp
     const auto report = [&](const EventRepositoryResult& result) {
         if (completion) completion(result);
     };
-    const MutexLock entry(queue_);
-    if (!event.jsonText()) return report(plainError("JSON cannot hold the event"));
-    if (admission_ == Admission::closed) return report(std::make_shared<RepositoryClosedError>());
+    std::optional<InternalEvent> evicted;
+    {
+        const MutexLock entry(queue_);
+        if (!event.jsonText()) return report(plainError("JSON cannot hold the event"));
+        if (admission_ == Admission::closed)
+            return report(std::make_shared<RepositoryClosedError>());
+        evicted = append(event);
+        const auto status = saveList();
+        report(status.ok() ? EventRepositoryResult(event) : EventRepositoryResult(status));
+    }
+    if (evicted) tell(DeliveryNotice::Kind::evicted, std::span(&*evicted, 1), queueIsFull);
+}
+
+void EventsRepository::tell(DeliveryNotice::Kind kind, std::span<const InternalEvent> events,
+                            std::string_view reason) const {
+    if (listener_ && !events.empty()) listener_(kind, events, reason);
+}
+
+std::optional<InternalEvent> EventsRepository::append(const InternalEvent& event) {
     // Without its fields a queued event takes little more memory than its text.
     events_.append(texts_.packed(event));
     ++counts_.waiting;
-    if (std::ssize(events_.events()) > maxEvents_) {
-        events_.dropFront(1);
-        --counts_.waiting;
-        ++counts_.evicted;
+    if (std::ssize(events_.events()) <= maxEvents_) return std::nullopt;
+    auto oldest = events_.events().front();
+    events_.dropFront(1);
+    --counts_.waiting;
+    ++counts_.evicted;
+    if (isPassedOver(oldest)) {
+        --counts_.passedOver;
+        passedOver_.erase(passedOver_.find(nameOf(oldest)));
     }
-    const auto status = saveList();
-    report(status.ok() ? EventRepositoryResult(event) : EventRepositoryResult(status));
+    return oldest;
 }
 
 void EventsRepository::save() {
@@ -99,16 +127,31 @@ Status EventsRepository::saveList() {
 }
 
 void EventsRepository::insert(std::span<const InternalEvent> events) {
+    if (putBack(events)) return;
+    tell(DeliveryNotice::Kind::dropped, events, userDataRemoved);
+}
+
+bool EventsRepository::putBack(std::span<const InternalEvent> events) {
     const MutexLock entry(queue_);
     if (admission_ == Admission::closed) {
         counts_.discarded += std::ssize(events);
-        return;
+        return false;
     }
+    // Events that are passed over at the front were there before these were taken.
+    std::vector<InternalEvent> front;
+    for (const auto& event : events_.events()) {
+        if (!isPassedOver(event)) break;
+        front.push_back(event);
+    }
+    events_.dropFront(front.size());
     events_.insertAtFront(events);
+    events_.insertAtFront(front);
     counts_.waiting += std::ssize(events);
+    counts_.passedOver += countPassedOver(events);
     for (const auto& event : events) {
         if (removeCopies(taken_, event)) returned_.push_back(event);
     }
+    return true;
 }
 
 void EventsRepository::settle(std::span<const InternalEvent> events) {
@@ -159,6 +202,7 @@ std::vector<InternalEvent> EventsRepository::missing(std::span<const InternalEve
 void EventsRepository::load() {
     const MutexLock entry(queue_);
     if (admission_ == Admission::closed) return;
+    forgetPassedOver();
     countRestored(-std::ssize(events_.events()));
     auto events = storage_->load();
     events_ = events.ok() ? EventList(*std::move(events)) : EventList();
@@ -168,26 +212,40 @@ void EventsRepository::load() {
 std::vector<InternalEvent> EventsRepository::take(std::int64_t count) {
     if (count < 1) return {};
     const MutexLock entry(queue_);
-    const auto front =
-        events_.events().first(std::min(static_cast<std::size_t>(count), events_.size()));
-    const std::vector<InternalEvent> taken(front.begin(), front.end());
-    if (inFlight_ && !taken.empty()) {
+    std::vector<InternalEvent> taken;
+    std::vector<InternalEvent> left;
+    for (const auto& event : events_.events()) {
+        if (std::ssize(taken) == count) break;
+        (isPassedOver(event) ? left : taken).push_back(event);
+    }
+    if (taken.empty()) return taken;
+    if (inFlight_) {
         for (const auto& event : taken)
             removeCopies(returned_, event);
         taken_.insert(taken_.end(), taken.begin(), taken.end());
         saveInFlight();
     }
-    events_.dropFront(taken.size());
+    events_.dropFront(taken.size() + left.size());
+    events_.insertAtFront(left);
     counts_.waiting -= std::ssize(taken);
     return taken;
 }
 
 Status EventsRepository::clear(Admission afterwards) {
+    std::vector<InternalEvent> dropped;
+    const auto status = removeAll(afterwards, dropped);
+    tell(DeliveryNotice::Kind::dropped, dropped, userDataRemoved);
+    return status;
+}
+
+Status EventsRepository::removeAll(Admission afterwards, std::vector<InternalEvent>& dropped) {
     const MutexLock entry(queue_);
     admission_ = afterwards;
-    const auto count = std::ssize(events_.events());
-    counts_.waiting -= count;
-    counts_.discarded += count;
+    forgetPassedOver();
+    const auto events = events_.events();
+    if (listener_) dropped.assign(events.begin(), events.end());
+    counts_.waiting -= std::ssize(events);
+    counts_.discarded += std::ssize(events);
     // The texts lie in the memory, so the events go first.
     events_ = EventList();
     taken_.clear();
@@ -203,6 +261,39 @@ Status EventsRepository::clear(Admission afterwards) {
 void EventsRepository::reopen() {
     const MutexLock entry(queue_);
     admission_ = Admission::open;
+}
+
+void EventsRepository::passOver(std::span<const InternalEvent> events) {
+    const MutexLock entry(queue_);
+    for (const auto& event : events)
+        passedOver_.emplace(nameOf(event));
+}
+
+void EventsRepository::retryPassedOver() {
+    const MutexLock entry(queue_);
+    forgetPassedOver();
+}
+
+bool EventsRepository::hasEventsToTake() const {
+    const MutexLock entry(queue_);
+    return std::ssize(events_.events()) > countPassedOver(events_.events());
+}
+
+bool EventsRepository::isPassedOver(const InternalEvent& event) const {
+    return !passedOver_.empty() && passedOver_.contains(nameOf(event));
+}
+
+std::ptrdiff_t EventsRepository::countPassedOver(std::span<const InternalEvent> events) const {
+    if (passedOver_.empty()) return 0;
+    std::ptrdiff_t count = 0;
+    for (const auto& event : events)
+        count += isPassedOver(event) ? 1 : 0;
+    return count;
+}
+
+void EventsRepository::forgetPassedOver() {
+    counts_.passedOver -= countPassedOver(events_.events());
+    passedOver_.clear();
 }
 
 }  // namespace zentara

@@ -125,7 +125,7 @@ std::unique_ptr<EventsRepository> openQueue(FileSystem& files, const std::string
     if (options.takenEvents == QueueOptions::TakenEvents::onDisk)
         inFlight = std::make_unique<InFlightFile>(queue);
     auto events = std::make_unique<EventsRepository>(options.maxEvents, std::move(storage), counts,
-                                                     std::move(inFlight));
+                                                     std::move(inFlight), options.listener);
     restorePostponed(*events, queue);
     return events;
 }

@@ -23,6 +23,7 @@ struct QueueOptions {
     double checkpointInterval = 0;  ///< seconds
     TakenEvents takenEvents = TakenEvents::onDisk;
     InternalEventStorageImpl::Scheduler scheduler = InternalEventStorageImpl::defaultScheduler();
+    DeliveryListener listener = nullptr;  ///< of evicted and dropped events
 };
 
 /// Opens the queue of that name in the documents directory and restores what earlier runs left: the

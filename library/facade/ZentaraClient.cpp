@@ -18,6 +18,7 @@
 #include "support/NoDestructor.h"
 #include "support/Process.h"
 #include "support/UUID.h"
+#include "support/threads/HeldFunctions.h"
 #include "support/threads/WorkerPool.h"
 #include "text/Unicode.h"
 
@@ -56,7 +57,9 @@ void refuseInForkedChild(const EventRef& event, const ZentaraClient::SendHandler
 constexpr std::size_t counts = ZENTARA_EACH_COUNT(ZENTARA_ONE);
 constexpr std::size_t failures = ZENTARA_EACH_FAILURE(ZENTARA_ONE);
 #undef ZENTARA_ONE
-static_assert(failures == componentNames.size() && sizeof(Ledger) == counts * sizeof(Ledger::Count),
+// The queue of held-back events has a count without a name: `passedOver`.
+static_assert(failures == componentNames.size() &&
+                  sizeof(Ledger) == (counts + 1) * sizeof(Ledger::Count),
               "each count and each failure has a name");
 static_assert(sizeof(ZentaraClientStatistics) ==
                   counts * sizeof(std::int64_t) + failures * sizeof(ZentaraClientFailure),
@@ -72,6 +75,13 @@ ZentaraClientFailure failureOf(Component component) noexcept {
         // The count and the time are still told.
     }
     return result;
+}
+
+/// The result of a flush without a client.
+FlushResult notFlushed() {
+    const auto& ledger = Ledger::shared();
+    return {FlushResult::Outcome::failed, 0, ledger.queue.waiting + ledger.inFlight,
+            ledger.heldBackQueue.waiting, "there is no client"};
 }
 
 std::optional<std::string> withValidUTF8(std::optional<std::string> text) {
@@ -218,6 +228,7 @@ ZentaraClientStatistics ZentaraClient::statistics() noexcept {
     all.evicted = ledger.queue.evicted;
     all.discarded = ledger.queue.discarded;
     all.waiting = ledger.queue.waiting;
+    all.passedOver = ledger.queue.passedOver;
     all.heldBackRestored = ledger.heldBackQueue.restored;
     all.heldBackEvicted = ledger.heldBackQueue.evicted;
     all.heldBackDiscarded = ledger.heldBackQueue.discarded;
@@ -347,6 +358,44 @@ void ZentaraClient::performFetch(FetchCallback completion) {
                : result.kind() == Kind::emptyRepository ? BackgroundFetchResult::noData
                                                         : BackgroundFetchResult::failed);
     });
+}
+
+void ZentaraClient::flush(std::chrono::milliseconds deadline, FlushCallback completion) {
+    if (isForkedChild()) {
+        if (completion) completion(notFlushed());
+        return;
+    }
+    Implementation::flush(
+        sharedClient(), deadline,
+        [held = HeldFunctions::shared().hold(std::move(completion))](const FlushResult& result) {
+            if (held) Strand::forHostCallbacks().async([held, result] { held(result); });
+        });
+}
+
+void ZentaraClient::Implementation::flush(const std::shared_ptr<ZentaraClient>& client,
+                                          std::chrono::milliseconds deadline,
+                                          FlushCallback completion) {
+    if (!client || !client->isWorking()) {
+        WorkerPool::shared().async(
+            [completion = std::move(completion)] { completion(notFlushed()); });
+        return;
+    }
+    client->implementation_->with.eventBus->flush(
+        deadline, [client] { return client->implementation_->releaseHeldBack(); },
+        std::move(completion));
+}
+
+void ZentaraClient::pauseDelivery() noexcept {
+    if (!isForkedChild()) Implementation::isDeliveryPaused = true;
+}
+
+void ZentaraClient::resumeDelivery() noexcept {
+    if (!isForkedChild()) Implementation::isDeliveryPaused = false;
+}
+
+void ZentaraClient::retryRefused() {
+    const auto client = sharedClient();
+    if (client && client->isWorking()) client->implementation_->with.eventBus->retryRefused();
 }
 
 }  // namespace zentara

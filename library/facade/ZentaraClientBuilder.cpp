@@ -120,7 +120,8 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
     }
     auto eventBus =
         EventBus::create({std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(),
-                          collector(), ledger, [] { return ZentaraClock().now(); }, controlTime});
+                          collector(), ledger, [] { return ZentaraClock().now(); }, controlTime,
+                          ZentaraClient::Implementation::isDeliveryPaused});
     runAtExit([bus = std::weak_ptr(eventBus)] {
         if (const auto alive = bus.lock()) alive->stopDispatching();
     });

@@ -107,11 +107,17 @@ ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEven
     return std::make_shared<ZentaraClientNotReady>(detail);
 }
 
-void ZentaraClient::Implementation::revalidate(std::int64_t count) {
+bool ZentaraClient::Implementation::releaseHeldBack() {
+    const auto current = with.settings();
+    return current && validates() && revalidate(current->dispatchBatchSize);
+}
+
+bool ZentaraClient::Implementation::revalidate(std::int64_t count) {
     // One thread at a time: another thread's save would remove events from the file that this
     // thread has not queued yet.
     const MutexLock lock(heldBackMutex_);
-    for (const auto& event : with.unvalidatedEventsRepository->take(count)) {
+    const auto events = with.unvalidatedEventsRepository->take(count);
+    for (const auto& event : events) {
         // An event in memory only counts as released too: it has left this queue for the other.
         static_cast<void>(
             validateAndQueue(event, event.id(), event.version(), event.properties(),
@@ -119,6 +125,7 @@ void ZentaraClient::Implementation::revalidate(std::int64_t count) {
                               with.ledger.droppedInvalid, with.ledger.droppedUnknownSchema}));
     }
     with.unvalidatedEventsRepository->save();
+    return !events.empty();
 }
 
 ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const InternalEvent& event,

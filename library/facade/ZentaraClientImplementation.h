@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -65,6 +66,14 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
         return isReady() && (!with.readiness || with.readiness->mayValidate);
     }
 
+    /// Flushes the queue of `client`, which may be null. The completion is called once, on a
+    /// worker, without a lock held, and must not wait.
+    static void flush(const std::shared_ptr<ZentaraClient>& client,
+                      std::chrono::milliseconds deadline, FlushCallback completion);
+
+    /// The host has paused delivery, in the whole process.
+    static inline std::atomic<bool> isDeliveryPaused = false;
+
     /// Sends one event on this thread, queued with `referer`. `event` carries none.
     void send(const EventRef& event, const std::string& referer, const SendHandler& handler);
 
@@ -102,7 +111,10 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
                                                          const JSONValue& properties,
                                                          const Tally& tally);
     /// Validates up to `count` held-back events and queues or drops them. Counts the outcomes.
-    void revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
+    /// False when no event was held back.
+    bool revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
+    /// The same for one batch. Also false when the schemas are not there.
+    [[nodiscard]] bool releaseHeldBack();
 
     /// Held while held-back events are added or moved, across calls of both repositories. All
     /// clients of the process share the queues, and so this mutex.

@@ -18,6 +18,7 @@ struct Ledger {
         Count evicted = 0;
         Count discarded = 0;
         Count waiting = 0;
+        Count passedOver = 0;  ///< of `waiting`; no held-back event is
     };
 
     Queue queue;

@@ -5,7 +5,7 @@
 
 /// Counted by a queue.
 #define ZENTARA_EACH_QUEUE_COUNT(APPLY) \
-    APPLY(restored) APPLY(evicted) APPLY(discarded) APPLY(waiting) \
+    APPLY(restored) APPLY(evicted) APPLY(discarded) APPLY(waiting) APPLY(passedOver) \
     APPLY(heldBackRestored) APPLY(heldBackEvicted) APPLY(heldBackDiscarded) \
     APPLY(heldBackWaiting)
 /// Counted elsewhere.
@@ -14,7 +14,7 @@
     APPLY(refusedNotInitialized) APPLY(refusedInvalid) APPLY(refusedUnknownSchema) \
     APPLY(refusedNotEncodable) APPLY(refusedConsent) APPLY(refusedShutDown) \
     APPLY(refusedByHook) APPLY(droppedByHook) APPLY(released) APPLY(droppedInvalid) \
-    APPLY(droppedUnknownSchema) APPLY(delivered) APPLY(inFlight) APPLY(passedOver) \
+    APPLY(droppedUnknownSchema) APPLY(delivered) APPLY(inFlight) \
     APPLY(batchesDelivered) APPLY(batchesFailed)
 #define ZENTARA_EACH_COUNT(APPLY) \
     ZENTARA_EACH_EVENT_COUNT(APPLY) ZENTARA_EACH_QUEUE_COUNT(APPLY)
