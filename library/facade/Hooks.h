@@ -22,7 +22,7 @@ struct OutgoingEvent {
 
 enum class EventDecision : std::int64_t {
     queue = 0,  ///< validate and queue it as it is now
-    drop = 1,   ///< its handler receives `EventDroppedError`
+    drop = 1,   ///< its handler receives `EventDroppedError`; so does any other value
 };
 
 /// Called for each event on the thread that sends it, before it is validated or held back, without

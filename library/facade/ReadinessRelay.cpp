@@ -3,6 +3,7 @@
 #include <limits>
 #include <utility>
 
+#include "support/threads/CallbackScope.h"
 #include "support/threads/WorkerPool.h"
 
 namespace zentara {
@@ -50,6 +51,7 @@ void ReadinessRelay::deliver(std::size_t most) {
             reports_.pop_front();
         }
         try {
+            const CallbackScope scope;
             callback_(std::move(error));
         } catch (...) {
             // The exception is the host's. The reports that follow are still delivered.

@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <new>
+#include <type_traits>
 #include <utility>
 
+#include "facade/HostFunctions.h"
 #include "facade/ReadinessRelay.h"
 #include "facade/ZentaraClientAccess.h"
 #include "facade/ZentaraClientBuilder.h"
@@ -18,6 +20,7 @@
 #include "support/NoDestructor.h"
 #include "support/Process.h"
 #include "support/UUID.h"
+#include "support/threads/CallbackScope.h"
 #include "support/threads/HeldFunctions.h"
 #include "support/threads/WorkerPool.h"
 #include "text/Unicode.h"
@@ -42,6 +45,15 @@ SharedState& state() {
     return *instance;
 }
 
+/// Calls a function of the host on this thread, if there is one.
+template <typename... Arguments>
+void callHost(const std::function<void(Arguments...)>& function,
+              std::type_identity_t<Arguments>... arguments) {
+    if (!function) return;
+    const CallbackScope scope;
+    function(std::forward<Arguments>(arguments)...);
+}
+
 /// In a forked child, locks may be held by threads that exist in the parent only.
 void refuseInForkedChild(const EventRef& event, const ZentaraClient::SendHandler& handler) {
     static std::atomic<bool> hasWarned = false;
@@ -50,7 +62,7 @@ void refuseInForkedChild(const EventRef& event, const ZentaraClient::SendHandler
             "ZentaraClient: this process was forked off from one that uses the library; what is "
             "sent here is refused");
     }
-    if (handler) handler(event, std::make_shared<EventNotQueuedError>());
+    callHost(handler, event, std::make_shared<EventNotQueuedError>());
 }
 
 #define ZENTARA_ONE(name) +1
@@ -118,7 +130,7 @@ void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEn
 std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
     if (isForkedChild()) {
         auto inherited = sharedClient();
-        if (readyCallback) readyCallback(std::make_shared<SchemasInitializationError>());
+        callHost(readyCallback, std::make_shared<SchemasInitializationError>());
         return inherited ? inherited : ZentaraClientAccess::makePlain();
     }
     const auto settings = ClientSettings::current();
@@ -137,8 +149,8 @@ std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
     }
     if (readiness) {
         readiness->open();
-    } else if (readyCallback) {
-        readyCallback(nullptr);
+    } else {
+        callHost(readyCallback, nullptr);
     }
     return client;
 }
@@ -287,12 +299,30 @@ void ZentaraClient::send(std::vector<EventRef> events, std::optional<std::string
     }
 }
 
+void ZentaraClient::send(EventDraft draft, SendHandler handler) {
+    send(draft.schemaId, draft.schemaVersion, std::move(draft.contentType), std::move(draft.url),
+         std::move(draft.referer), std::move(draft.properties), std::move(draft.relationId),
+         std::move(handler));
+}
+
+void ZentaraClient::send(const EventRef& event, SendHandler handler) {
+    if (event) send(std::vector{event}, event->relationId(), std::move(handler));
+}
+
+ValidationReport ZentaraClient::validate(const std::string& schemaId,
+                                         const std::string& schemaVersion,
+                                         const JSONObject& properties) const {
+    if (!isWorking()) return {};
+    return implementation_->validate(withValidUTF8(schemaId), withValidUTF8(schemaVersion),
+                                     withValidUTF8(properties));
+}
+
 void ZentaraClient::sendOne(const EventRef& event, const std::string& referer,
                             const SendHandler& handler) {
     if (isForkedChild()) return refuseInForkedChild(event, handler);
     if (implementation_) return implementation_->send(event, referer, handler);
     ++Ledger::shared().refusedNotInitialized;
-    if (handler) handler(event, std::make_shared<ZentaraClientNotInitializedError>());
+    callHost(handler, event, std::make_shared<ZentaraClientNotInitializedError>());
 }
 
 bool ZentaraClient::isWorking() const noexcept {
@@ -324,10 +354,8 @@ void ZentaraClient::removeAdvertisingId() {
 void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) {
     const auto report = [&callbackUser](const std::optional<Token>& token) {
         const auto user = token.value_or(Token());
-        if (callbackUser) {
-            callbackUser(user.type, user.value,
-                         token ? std::optional(user.publicValue) : std::nullopt);
-        }
+        callHost(callbackUser, user.type, user.value,
+                 token ? std::optional(user.publicValue) : std::nullopt);
     };
     const auto client = get();
     if (!client->isWorking()) return report(std::nullopt);
@@ -336,10 +364,7 @@ void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) 
 
 void ZentaraClient::getHsid(HsidCallback callbackHsid) {
     const auto client = get();
-    if (!client->isWorking()) {
-        if (callbackHsid) callbackHsid("");
-        return;
-    }
+    if (!client->isWorking()) return callHost(callbackHsid, "");
     client->implementation_->with.idManager->start(
         [callback = std::move(callbackHsid)](const std::string& hsid) {
             if (callback) Strand::forHostCallbacks().async([callback, hsid] { callback(hsid); });
@@ -348,7 +373,7 @@ void ZentaraClient::getHsid(HsidCallback callbackHsid) {
 
 void ZentaraClient::performFetch(FetchCallback completion) {
     const auto report = [completion = std::move(completion)](BackgroundFetchResult result) {
-        if (completion) completion(result);
+        callHost(completion, result);
     };
     const auto client = sharedClient();
     if (!client || !client->isWorking()) return report(BackgroundFetchResult::failed);
@@ -361,10 +386,7 @@ void ZentaraClient::performFetch(FetchCallback completion) {
 }
 
 void ZentaraClient::flush(std::chrono::milliseconds deadline, FlushCallback completion) {
-    if (isForkedChild()) {
-        if (completion) completion(notFlushed());
-        return;
-    }
+    if (isForkedChild()) return callHost(completion, notFlushed());
     Implementation::flush(
         sharedClient(), deadline,
         [held = HeldFunctions::shared().hold(std::move(completion))](const FlushResult& result) {
@@ -396,6 +418,40 @@ void ZentaraClient::resumeDelivery() noexcept {
 void ZentaraClient::retryRefused() {
     const auto client = sharedClient();
     if (client && client->isWorking()) client->implementation_->with.eventBus->retryRefused();
+}
+
+void ZentaraClient::setLogSink(LogLevel least, LogSink sink) {
+    zentara::setLogSink(least, std::move(sink));
+}
+
+void ZentaraClient::setBeforeQueue(BeforeQueue function) {
+    if (isForkedChild()) return;
+    auto held = HeldFunctions::shared().hold(std::move(function));
+    HostFunctions::change([&](auto& functions) { functions.beforeQueue = std::move(held); });
+}
+
+void ZentaraClient::setGlobalProperties(JSONObject properties) {
+    if (isForkedChild()) return;
+    auto next = properties.empty()
+                    ? nullptr
+                    : std::make_shared<const JSONObject>(withValidUTF8(std::move(properties)));
+    HostFunctions::change([&](auto& functions) { functions.globalProperties = std::move(next); });
+}
+
+void ZentaraClient::setDeliveryObserver(DeliveryObserver observer) {
+    if (isForkedChild()) return;
+    auto held = HeldFunctions::shared().hold(std::move(observer));
+    HostFunctions::change([&](auto& functions) { functions.deliveryObserver = std::move(held); });
+}
+
+void ZentaraClient::setFailFast(bool enabled) {
+    if (isForkedChild()) return;
+    HostFunctions::change([enabled](auto& functions) { functions.failsFast = enabled; });
+}
+
+void ZentaraClient::setSessionTimeout(std::chrono::seconds timeout) {
+    if (isForkedChild()) return;
+    HostFunctions::change([timeout](auto& functions) { functions.sessionTimeout = timeout; });
 }
 
 }  // namespace zentara

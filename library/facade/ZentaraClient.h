@@ -148,7 +148,8 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     void send(const EventRef& event, SendHandler handler = {});
 
     /// What `send` would say of these properties, the global ones merged below them. Sends
-    /// nothing, counts nothing, and calls no function of `setBeforeQueue`. Any thread.
+    /// nothing, counts nothing, and calls no function of `setBeforeQueue`. Properties that JSON
+    /// cannot hold are invalid. Any thread.
     [[nodiscard]] ValidationReport validate(const std::string& schemaId,
                                             const std::string& schemaVersion,
                                             const JSONObject& properties) const;
@@ -257,13 +258,16 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// call after the other, and may call the library. Null removes it.
     static void setDeliveryObserver(DeliveryObserver observer);
 
-    /// For development builds: with true, an event that its schema refuses ends the process, with
-    /// the messages.
-    static void setFailFast(bool enabled) noexcept;
+    /// For development builds: with true, a fatal error ends the process when an event is sent that
+    /// its schema refuses, or for which there is no schema. Its line holds the messages. Events
+    /// that were held back do not end the process: an earlier build may have sent them.
+    static void setFailFast(bool enabled);
 
     /// Starts a new context when nothing was sent for `timeout`, with the next event. Measured by
-    /// the monotonic clock. Zero or less, the default, leaves it to `newContextId`.
-    static void setSessionTimeout(std::chrono::seconds timeout) noexcept;
+    /// the monotonic clock, which goes on through suspend. Events that the function of
+    /// `setBeforeQueue` drops or refuses are not sent. Zero or less, the default, leaves it to
+    /// `newContextId`.
+    static void setSessionTimeout(std::chrono::seconds timeout);
 
     ~ZentaraClient();
     ZentaraClient(const ZentaraClient&) = delete;

@@ -13,6 +13,7 @@
 #include "dispatch/EventBusProtocol.h"
 #include "dispatch/EventRepositoryProtocol.h"
 #include "dispatch/ReferenceTime.h"
+#include "facade/HostFunctions.h"
 #include "identity/IDManager.h"
 #include "model/InternalEvent.h"
 #include "schemas/SchemaValidator.h"
@@ -77,6 +78,9 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     /// Sends one event on this thread, queued with `referer`. `event` carries none.
     void send(const EventRef& event, const std::string& referer, const SendHandler& handler);
 
+    [[nodiscard]] ValidationReport validate(const std::string& id, const std::string& version,
+                                            JSONObject properties) const;
+
     void setAdvertisingId(std::optional<std::string> advertisingId);
 
     Mutex mutex;
@@ -91,8 +95,28 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     const std::string extraAttributes;
 
   private:
-    [[nodiscard]] InternalEvent stamp(const Event& event, const std::string& referer,
-                                      const ClientSettings& current);
+    /// An event between the call and a queue.
+    struct Outgoing {
+        const Event& event;
+        const std::string& referer;
+        const UUIDText& actionUUID;
+    };
+
+    /// Stamps the event, then queues it or holds it back. Null when it was queued.
+    [[nodiscard]] ZentaraClientErrorRef queueOrHoldBack(const Outgoing& outgoing,
+                                                        const ClientSettings& current);
+    /// The same for an event that the functions of the host may change or refuse.
+    [[nodiscard]] ZentaraClientErrorRef queueByFunctions(const HostFunctions& functions,
+                                                         EventRef& event,
+                                                         const std::string& referer,
+                                                         const ClientSettings& current);
+    /// Calls the before-queue function. Null when it queues the event, as it has changed it.
+    [[nodiscard]] ZentaraClientErrorRef askBeforeQueue(const BeforeQueue& function,
+                                                       OutgoingEvent& outgoing);
+    /// Begins a new context if nothing was sent for `timeout`.
+    void renewContext(std::chrono::seconds timeout) ZENTARA_EXCLUDES(mutex);
+    [[nodiscard]] InternalEvent stamp(const Outgoing& outgoing, const ClientSettings& current)
+        ZENTARA_EXCLUDES(mutex);
     /// Counts an event that was handed to a queue, which takes no event that JSON cannot hold.
     void count(const InternalEvent& event, bool isSaved, Ledger::Count& saved,
                Ledger::Count& notSaved);
@@ -120,6 +144,8 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     /// clients of the process share the queues, and so this mutex.
     static inline Mutex heldBackMutex_;
     std::int64_t zentaraActionSequence_ ZENTARA_GUARDED_BY(mutex) = 0;
+    /// When the last event was stamped, by the monotonic counter.
+    std::optional<std::uint64_t> lastSent_ ZENTARA_GUARDED_BY(mutex);
     std::atomic<std::int64_t> validTimestamp_ = 0;
 
     Mutex advertisingMutex_;

@@ -20,8 +20,7 @@ class Required {
         Required(U&& value)
         : value_(std::forward<U>(value)) {}
 
-    operator const T&() const& noexcept { return value_; }
-    operator T() && noexcept(std::is_nothrow_move_constructible_v<T>) { return std::move(value_); }
+    operator const T&() const noexcept { return value_; }
 
   private:
     T value_;

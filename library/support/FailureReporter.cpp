@@ -72,8 +72,8 @@ std::string printable(std::string text) {
 
 void print(Component component, const std::string& text) noexcept {
     try {
-        printWarning(std::string("ZentaraClient: ") +
-                     componentNames[static_cast<std::size_t>(component)] + text);
+        const std::string name = componentNames[static_cast<std::size_t>(component)];
+        printWarning("ZentaraClient: " + name + text, name);
     } catch (const std::bad_alloc&) {
         // The failure still shows in the statistics.
     }

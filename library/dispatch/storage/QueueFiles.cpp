@@ -47,8 +47,9 @@ Path stamped(const QueueFiles& queue, std::string_view suffix) {
 Status moveAway(FileSystem& files, const Path& from, const Path& to, const std::string& fault) {
     auto status = files.rename(from, to);
     if (status.ok()) {
-        printWarning("ZentaraClient: '" + from.string() + "' " + fault + " '" +
-                     to.filename().string() + "'");
+        printWarning(
+            "ZentaraClient: '" + from.string() + "' " + fault + " '" + to.filename().string() + "'",
+            "storage");
     }
     // A file that is already gone is no failure.
     return isMissing(status) ? Status() : status;

@@ -10,7 +10,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <string>
+
+#include "platform/LogTarget.h"
 
 namespace zentara {
 
@@ -53,28 +56,33 @@ void print(std::FILE* stream, std::string_view line) {
 }  // namespace
 
 void printDiagnostic(std::string_view line) {
-    print(stdout, line);
+    if (!handToSink(LogLevel::info, "client", line)) print(stdout, line);
 }
 
-void printWarning(std::string_view line) {
+void printWarning(std::string_view line, std::string_view component) {
+    if (handToSink(LogLevel::warning, component, line)) return;
     // The caller may hold locks, so the line is dropped when the pipe is full.
     pollfd place{::fileno(stderr), POLLOUT, 0};
     if (::poll(&place, 1, 0) != 0) print(stderr, line);
 }
 
 void fatalError(std::string_view cause) noexcept {
-    // A single write from a fixed buffer needs no memory, and lines of other threads cannot mix
-    // into it.
+    if (handFatalLineToSink(cause)) std::abort();
+    // Fixed buffers need no memory. Lines of other threads cannot mix into a line of one buffer.
     constexpr std::string_view prefix = "ZentaraClient: fatal error: ";
-    char line[1024];
-    const std::size_t length = std::min(cause.size(), sizeof line - prefix.size() - 1);
-    char* end = std::copy(prefix.begin(), prefix.end(), line);
-    end = std::replace_copy_if(
-        cause.data(), cause.data() + length, end,
-        [](unsigned char character) { return character < ' '; }, ' ');
-    *end++ = '\n';
-    [[maybe_unused]] const auto written =
-        ::write(STDERR_FILENO, line, static_cast<std::size_t>(end - line));
+    char buffer[1024];
+    char* end = std::copy(prefix.begin(), prefix.end(), buffer);
+    for (bool isWhole = false; !isWhole; end = buffer) {
+        const auto length =
+            std::min(cause.size(), static_cast<std::size_t>(std::end(buffer) - end));
+        end = std::replace_copy_if(
+            cause.data(), cause.data() + length, end,
+            [](unsigned char character) { return character < ' '; }, ' ');
+        cause.remove_prefix(length);
+        isWhole = end != std::end(buffer);
+        if (isWhole) *end++ = '\n';
+        if (::write(STDERR_FILENO, buffer, static_cast<std::size_t>(end - buffer)) < 0) break;
+    }
     std::abort();
 }
 

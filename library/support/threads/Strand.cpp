@@ -10,6 +10,11 @@ Strand& Strand::forHostCallbacks() {
     return *strand;
 }
 
+Strand& Strand::forLogLines() {
+    static NoDestructor<Strand> strand;
+    return *strand;
+}
+
 void Strand::async(Work work) {
     const MutexLock lock(mutex_);
     works_.push_back(std::move(work));

@@ -81,6 +81,9 @@ class Strand {
     /// `CallbackScope`. Never destroyed.
     [[nodiscard]] static Strand& forHostCallbacks();
 
+    /// For the lines of the log, so that a slow callback does not delay them. Never destroyed.
+    [[nodiscard]] static Strand& forLogLines();
+
     void async(Work work) ZENTARA_EXCLUDES(mutex_);
 
   private:
