@@ -13,6 +13,7 @@
 #include "dispatch/EventsRepository.h"
 #include "dispatch/QueueOpening.h"
 #include "dispatch/storage/FileStorage.h"
+#include "facade/HostFunctions.h"
 #include "identity/ZentaraIDManager.h"
 #include "network/CurlSession.h"
 #include "network/URLRequestBuilder.h"
@@ -108,6 +109,7 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
          collector(), nullptr, TickerProtocol::Clock::now});
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
     QueueOptions queue{settings.maxEvents, settings.dispatchInterval};
+    queue.listener = HostFunctions::notifyObserver;
     auto events = repository(files, folder + settings.eventsStorageName, queue, ledger.queue);
     queue.takenEvents = QueueOptions::TakenEvents::inMemory;
     auto heldBack = repository(files, folder + settings.unvalidatedEventsStorageName, queue,
@@ -118,10 +120,10 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
                                {settings.unvalidatedEventsStorageName, *heldBack}},
                               settings.anonymousTokenStorageName);
     }
-    auto eventBus =
-        EventBus::create({std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(),
-                          collector(), ledger, [] { return ZentaraClock().now(); }, controlTime,
-                          ZentaraClient::Implementation::isDeliveryPaused});
+    auto eventBus = EventBus::create(
+        {std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(), collector(),
+         ledger, [] { return ZentaraClock().now(); }, controlTime,
+         ZentaraClient::Implementation::isDeliveryPaused, HostFunctions::notifyObserver});
     runAtExit([bus = std::weak_ptr(eventBus)] {
         if (const auto alive = bus.lock()) alive->stopDispatching();
     });

@@ -7,12 +7,17 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "dispatch/storage/FileStorage.h"
 #include "facade/HostFunctions.h"
+#include "facade/ZentaraClientBuilder.h"
+#include "identity/ZentaraIDManager.h"
 #include "model/EventDecoder.h"
 #include "support/ClientCalls.h"
 #include "support/Files.h"
+#include "support/SampleEvents.h"
 #include "support/Services.h"
 #include "support/TestHost.h"
+#include "support/threads/Ticker.h"
 
 namespace zentara {
 namespace {
@@ -325,6 +330,81 @@ TEST_F(HooksTest, ObserverIsToldOfDroppedEvents) {
                                    "view-1 schema: Required properties are missing "
                                    "'[\"title\"]'"},
                     DeliveryNotice{dropped, {uuids.at(1)}, "there is no schema nowhere-1"}));
+}
+
+TEST_F(HooksTest, ObserverIsToldOfDeliveredEvents) {
+    const auto notices = std::make_shared<Mailbox<DeliveryNotice>>();
+    ZentaraClient::setDeliveryObserver([notices](const auto& notice) { notices->put(notice); });
+    send("any", {{"n", 1}});
+    send("any", {{"n", 2}});
+    std::vector<std::string> uuids;
+    for (const auto& event : eventsIn("events-storage"))
+        uuids.push_back(event.fields().zentaraActionUUID);
+    services_.idStatus = 200;
+    while (fetchHsid(*client_) == "")
+        continue;
+    EXPECT_EQ(fetch(*client_), BackgroundFetchResult::newData);
+    ASSERT_TRUE(notices->waitFor());
+    EXPECT_THAT(notices->values(),
+                ElementsAre(DeliveryNotice{DeliveryNotice::Kind::delivered, uuids, ""}));
+
+    ZentaraClient::setDeliveryObserver(nullptr);
+    send("any", {{"n", 3}});
+    EXPECT_EQ(fetch(*client_), BackgroundFetchResult::newData);
+    // Its callback comes after those that were due before.
+    EXPECT_EQ(fetchHsid(*client_), "session");
+    EXPECT_EQ(notices->values().size(), 1U);
+}
+
+struct ManualControlTime final : ControlTimeProtocol {
+    std::uint64_t ticks = 1'000'000'000;
+
+    [[nodiscard]] std::uint64_t currentMonotonicValue() const override { return ticks; }
+};
+
+TEST_F(HooksTest, QuietTimeBeginsAContext) {
+    static ManualControlTime time;
+    static Ledger ledger;
+    // Until the client is ready it works with these collaborators only.
+    const auto client = ZentaraClientBuilder::assemble(
+        {.schemasProvider = nullptr,
+         .eventBus = nullptr,
+         .idManager = ZentaraIDManager::create(
+             {"agent", std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
+              std::make_unique<Ticker>(), ZentaraClientBuilder::collector(), nullptr,
+              TickerProtocol::Clock::now}),
+         .unvalidatedEventsRepository = openSampleQueue(ledger.heldBackQueue),
+         .settings = ClientSettings::current,
+         .ledger = ledger,
+         .controlTime = time});
+    ZentaraClient::setIsReady(false);
+    using std::chrono::seconds;
+    constexpr std::int64_t second = 10'000'000;
+    enum class Context { same, another };
+    const std::tuple<seconds, std::int64_t, Context> cases[] = {
+        {seconds(30), 0, Context::same},  // the first event
+        {seconds(30), 30 * second - 1, Context::same},
+        {seconds(30), 30 * second, Context::another},
+        {seconds(30), 30 * second - 1, Context::same},
+        {seconds(30), -second, Context::same},
+        {seconds(30), 31 * second, Context::another},
+        {seconds(0), 3600 * second, Context::same},
+        {seconds(-1), 3600 * second, Context::same},
+        {seconds(30), second, Context::same},
+        {seconds::max(), 3600 * second, Context::same},
+        {seconds(1), second, Context::another},
+    };
+    auto context = client->getContextId();
+    for (const auto& [timeout, passed, expected] : cases) {
+        SCOPED_TRACE(std::to_string(timeout.count()) + ", " + std::to_string(passed));
+        ZentaraClient::setSessionTimeout(timeout);
+        time.ticks += static_cast<std::uint64_t>(passed);
+        client->send({.schemaId = "any", .schemaVersion = "1"});
+        const auto sent = eventsIn("queue").back().fields().zentaraClientContextID;
+        EXPECT_EQ(sent == context, expected == Context::same);
+        EXPECT_EQ(client->getContextId(), sent);
+        context = sent;
+    }
 }
 
 }  // namespace
