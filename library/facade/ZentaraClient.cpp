@@ -230,6 +230,14 @@ void ZentaraClientAccess::holdSharedClient(std::shared_ptr<ZentaraClient> holder
     if (state().client == holder) state().client.swap(holder);
 }
 
+void ZentaraClientAccess::warn(std::string_view line) {
+    printWarning(line);
+}
+
+void ZentaraClientAccess::fail(std::string_view cause) noexcept {
+    fatalError(cause);
+}
+
 ZentaraClientStatistics ZentaraClient::statistics() noexcept {
     const auto& ledger = Ledger::shared();
     ZentaraClientStatistics all;

@@ -26,6 +26,7 @@
 #include <zentara/JSONValue.h>
 #include <zentara/LogSink.h>
 #include <zentara/URL.h>
+#include <zentara/Version.h>
 #include <zentara/ZentaraClientStatistics.h>
 #include <zentara/ZentaraEndpoints.h>
 

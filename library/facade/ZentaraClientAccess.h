@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include <zentara/ZentaraClient.h>
 
@@ -21,6 +22,11 @@ struct ZENTARA_EXPORT ZentaraClientAccess {
     /// Holds the shared client by `holder` from now on, which points to it and may own more.
     /// Nothing happens if it points to another client.
     static void holdSharedClient(std::shared_ptr<ZentaraClient> holder);
+
+    /// Writes one line to the log, as the library does.
+    static void warn(std::string_view line);
+    /// Writes one line that names the cause to the log and aborts the process.
+    [[noreturn]] static void fail(std::string_view cause) noexcept;
 };
 
 }  // namespace zentara

@@ -7,6 +7,7 @@
 
 #include <zentara/DeliveryPolicy.h>
 #include <zentara/Export.h>
+#include <zentara/Version.h>
 
 namespace zentara {
 
@@ -39,7 +40,7 @@ struct ZENTARA_EXPORT ClientSettings {
     std::string clientType = "mobile";
     ZentaraEnvironment environment = ZentaraEnvironment::production;
     std::optional<std::string> advertisingId;
-    std::string clientVersion = "3.3.0";
+    std::string clientVersion = ZENTARA_VERSION;
     std::string deviceGroup = "iOS";
     std::string eventLabel = "event";     ///< path component of the collector for events
     std::string schemasPath = "schemas";  ///< path component of the schemas service

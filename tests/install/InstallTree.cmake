@@ -21,7 +21,7 @@ foreach(header IN LISTS headers)
                 message(SEND_ERROR "${header} includes a private header: ${include}")
             endif()
         elseif(NOT "${header} ${include}" MATCHES
-               "<([a-z_]+)>|/QVN.* <Foundation/Foundation\\.h>")
+               "<([a-z_]+)>|/zentara.h .*<(std(bool|def|int)|string)\\.h>|/QVN.* <Foundation/Foundation\\.h>")
             message(SEND_ERROR "${header} includes what the system may not have: ${include}")
         endif()
     endforeach()
@@ -56,7 +56,20 @@ foreach(file IN LISTS installed)
 endforeach()
 
 expect_symbols(ZentaraClient
-    "(T|V) (typeinfo for |typeinfo name for |vtable for )?zentara::[^\n]*")
+    "(T|V) (typeinfo for |typeinfo name for |vtable for )?zentara::[^\n]*|T zentara_[a-z_]+")
+# The functions that the C header declares, and no others.
+file(READ "${PREFIX}/include/zentara/zentara.h" header)
+string(REGEX MATCHALL "ZENTARA_EXPORT[^;(]*\\(" declared "${header}")
+list(TRANSFORM declared REPLACE ".*[^a-z_](zentara_[a-z_]+)\\($" "\\1")
+execute_process(COMMAND "${NM}" --dynamic --defined-only "${PREFIX}/${LIBDIR}/libZentaraClient.so"
+    OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL " T zentara_[a-z_]+" exported "${symbols}")
+list(TRANSFORM exported REPLACE " T " "")
+list(SORT declared)
+list(SORT exported)
+if(NOT declared STREQUAL exported)
+    message(SEND_ERROR "zentara.h declares ${declared}\nexported are ${exported}")
+endif()
 if(EXISTS "${PREFIX}/${LIBDIR}/libZentaraClientObjC.so")
     # Its classes, and what the compiler calls for blocks.
     string(CONCAT interface

@@ -121,6 +121,10 @@ TEST(ErrorsHaveClassesCodesAndMessages) {
         [[[UnknownError alloc] init] autorelease],
         [[[EventNotQueuedError alloc] init] autorelease],
         [[[SchemasInitializationError alloc] init] autorelease],
+        [[[ConsentDeniedError alloc] init] autorelease],
+        [[[EventDroppedError alloc] init] autorelease],
+        [[[BeforeQueueError alloc] initWithDetail:@"Raised."] autorelease],
+        [[[ClientShutDownError alloc] init] autorelease],
     ];
     NSString *expected[] = {
         @"QVNZentaraClientNotInitializedError 0 Zentara Client not initialized!",

@@ -1,6 +1,6 @@
 #import "facade/objc/Internal.h"
 
-static const ZentaraText emptyText = {"", 0};
+static const zentara_text emptyText = {"", 0};
 
 static void refuse(NSString **refusal, NSString *reason) {
     if (*refusal == nil) *refusal = reason;
@@ -17,7 +17,7 @@ static NSString *hasRaised(NSString *name, id exception) {
 }
 
 /// The text of an argument; `isAny` also takes objects that are not strings.
-static ZentaraText textOf(id value, bool isAny, NSString *name, NSString **refusal) {
+static zentara_text textOf(id value, bool isAny, NSString *name, NSString **refusal) {
     @try {
         if (isAny && [value isKindOfClass:[NSURL class]]) {
             value = [(NSURL *)value absoluteString];
@@ -32,7 +32,7 @@ static ZentaraText textOf(id value, bool isAny, NSString *name, NSString **refus
     return emptyText;
 }
 
-ZentaraText zentaraArgument(id value, NSString *name, NSString **refusal) {
+zentara_text zentaraArgument(id value, NSString *name, NSString **refusal) {
     return textOf(value, false, name, refusal);
 }
 
@@ -47,24 +47,24 @@ static id kept(id value) {
 }
 
 /// Sets `isUnreadable` if the properties raise an exception: they must not be read again.
-static ZentaraBuilder *convert(id properties, NSString **flaw, NSString **refusal,
-                               bool *isUnreadable) {
+static zentara_properties *convert(id properties, NSString **flaw, NSString **refusal,
+                                   bool *isUnreadable) {
     if (properties == nil) return NULL;
-    ZentaraBuilder *builder = zentaraMakeBuilder();
+    zentara_properties *converted = zentara_properties_make();
     NSString *reason = nil;
     @try {
         if (![properties isKindOfClass:[NSDictionary class]]) {
             reason = hasClass(@"properties", properties);
         } else {
-            reason = zentaraAddDictionary(builder, properties, flaw);
+            reason = zentaraAddDictionary(converted, properties, flaw);
         }
     } @catch (id exception) {
         *isUnreadable = true;
         reason = hasRaised(@"properties", exception);
     }
-    if (reason == nil) return builder;
+    if (reason == nil) return converted;
     refuse(refusal, reason);
-    zentaraDiscardBuilder(builder);
+    zentara_properties_release(converted);
     return NULL;
 }
 
@@ -81,20 +81,21 @@ static NSDictionary *copyOf(id properties) {
 
 EventInput zentaraConvertEvent(id schemaId, id schemaVersion, id contentType, id url, id referer,
                                id properties, id relationId) {
-    EventInput input = {.url = kept(url), .referer = kept(referer)};
-    input.texts.schemaId = zentaraArgument(schemaId, @"schemaId", &input.refusal);
-    input.texts.schemaVersion = zentaraArgument(schemaVersion, @"schemaVersion", &input.refusal);
-    input.texts.contentType = zentaraArgument(contentType, @"contentType", &input.refusal);
-    input.texts.url = textOf(url, true, @"url", &input.refusal);
-    input.texts.referer = textOf(referer, true, @"referer", &input.refusal);
+    EventInput input = {
+        .draft = ZENTARA_INIT(zentara_event_draft), .url = kept(url), .referer = kept(referer)};
+    input.draft.schema_id = zentaraArgument(schemaId, @"schemaId", &input.refusal);
+    input.draft.schema_version = zentaraArgument(schemaVersion, @"schemaVersion", &input.refusal);
+    input.draft.content_type = zentaraArgument(contentType, @"contentType", &input.refusal);
+    input.draft.url = textOf(url, true, @"url", &input.refusal);
+    input.draft.referer = textOf(referer, true, @"referer", &input.refusal);
     if (relationId != nil) {
-        input.texts.relationId = zentaraArgument(relationId, @"relationId", &input.refusal);
+        input.draft.relation_id = zentaraArgument(relationId, @"relationId", &input.refusal);
     }
     bool isUnreadable = false;
-    input.properties = convert(properties, &input.flaw, &input.refusal, &isUnreadable);
+    input.draft.properties = convert(properties, &input.flaw, &input.refusal, &isUnreadable);
     if (input.refusal != nil) {
-        zentaraDiscardBuilder(input.properties);
-        input.properties = NULL;
+        zentara_properties_release(input.draft.properties);
+        input.draft.properties = NULL;
         input.ownProperties = copyOf(isUnreadable ? nil : properties);
     }
     return input;

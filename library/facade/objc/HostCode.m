@@ -28,12 +28,12 @@ void zentaraWarnWith(NSString *text) {
         zentaraWarn(zentaraText(text));
     } @catch (id exception) {
         const char line[] = "ZentaraClient: a message that cannot be read";
-        zentaraWarn((ZentaraText){line, sizeof line - 1});
+        zentaraWarn((zentara_text){line, sizeof line - 1});
     }
 }
 
 // Releasing a block releases what it has captured, and so may run code of the application.
-static void releaseBlock(void *block) {
+void zentaraReleaseHeldBlock(void *block) {
     zentaraCallHost("the release of a block", ^{
         zentaraReleaseBlock((id)block);
     });
@@ -45,16 +45,12 @@ static void releaseObject(void *object) {
     });
 }
 
-ZentaraHeld zentaraHeldBlock(id block) {
-    return (ZentaraHeld){zentaraCopyBlock(block), releaseBlock};
-}
-
 ZentaraHeld zentaraHeldObject(id object) {
     return (ZentaraHeld){[object retain], releaseObject};
 }
 
 void zentaraEndSend(SendHandler *handler) {
-    releaseBlock(handler->block);
+    zentaraReleaseHeldBlock(handler->block);
 }
 
 static void tell(id block, QVNEvent *event, QVNZentaraClientError *error) {
@@ -63,55 +59,55 @@ static void tell(id block, QVNEvent *event, QVNZentaraClientError *error) {
     });
 }
 
-void zentaraCallSend(void *context, const ZentaraEvent *event, const ZentaraError *error) {
+void zentaraCallSend(void *context, const zentara_event *event, const zentara_error *error) {
     const SendHandler *handler = context;
     if (handler->block == nil) return;
     @autoreleasepool {
         const EventInput input = {.url = handler->url, .referer = @""};
-        tell(handler->block, zentaraEventObject(zentaraKeepEvent(event), &input),
+        tell(handler->block, zentaraEventObject(zentara_event_copy(event), &input),
              zentaraErrorObject(error));
     }
 }
 
-void zentaraWarnNotQueued(ZentaraText schemaId, NSString *reason) {
+void zentaraWarnNotQueued(zentara_text schemaId, NSString *reason) {
     zentaraWarnWith([NSString stringWithFormat:@"ZentaraClient: event %@ not queued: %@",
                                                zentaraString(schemaId), reason]);
 }
 
-void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler,
-                   const ZentaraEventTexts *texts, NSDictionary *properties, NSString *reason) {
-    zentaraWarnNotQueued(texts->schemaId, reason);
-    ZentaraError *error = zentaraRefuseEvent(client, texts->schemaId);
+void zentaraRefuse(const zentara_client *client, const SendHandler *handler,
+                   const zentara_event_draft *texts, NSDictionary *properties, NSString *reason) {
+    zentaraWarnNotQueued(texts->schema_id, reason);
+    zentara_error *error = zentaraRefuseEvent(client, texts->schema_id);
     if (handler->block != nil) {
         const EventInput input = {
             .url = handler->url, .referer = @"", .refusal = reason, .ownProperties = properties};
-        tell(handler->block, zentaraEventObject(zentaraMakeEvent(texts, NULL), &input),
+        tell(handler->block, zentaraEventObject(zentara_event_make(texts), &input),
              zentaraErrorObject(error));
     }
-    zentaraReleaseError(error);
+    zentara_error_release(error);
 }
 
-void zentaraCallReady(void *block, const ZentaraError *error) {
+void zentaraCallReady(void *block, const zentara_error *error) {
     zentaraCallHost("the ready block", ^{
         ((void (^)(QVNZentaraClientError *))(id)block)(zentaraErrorObject(error));
     });
 }
 
-void zentaraCallAnonymousUser(void *block, ZentaraText type, ZentaraText value,
-                              ZentaraText publicValue) {
+void zentaraCallAnonymousUser(void *block, zentara_text type, zentara_text value,
+                              zentara_text publicValue) {
     zentaraCallHost("the block for the anonymous user", ^{
         ((void (^)(NSString *, NSString *, NSString *))(id)block)(
             zentaraString(type), zentaraString(value), zentaraOptionalString(publicValue));
     });
 }
 
-void zentaraCallHsid(void *block, ZentaraText hsid) {
+void zentaraCallHsid(void *block, zentara_text hsid) {
     zentaraCallHost("the block for the session token", ^{
         ((void (^)(NSString *))(id)block)(zentaraString(hsid));
     });
 }
 
-void zentaraCallFetch(void *block, uint64_t result) {
+void zentaraCallFetch(void *block, zentara_fetch_result result) {
     zentaraCallHost("the block for the fetch", ^{
         ((void (^)(NSUInteger))(id)block)((NSUInteger)result);
     });

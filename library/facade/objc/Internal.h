@@ -2,37 +2,38 @@
 
 #import <zentara/QVNZentaraClient.h>
 
+#include "c/ErrorKinds.h"
 #include "facade/objc/Bridge.h"
 
 // Texts and values, from Foundation's objects to the library's and back.
 
 /// The string as UTF-8, valid as long as the autorelease pool. Lone surrogates become U+FFFD.
 /// Raises what the string raises.
-ZentaraText zentaraText(NSString *string);
+zentara_text zentaraText(NSString *string);
 
 /// The same, and an absent text for nil.
-ZentaraText zentaraOptionalText(NSString *string);
+zentara_text zentaraOptionalText(NSString *string);
 
 /// The text as an autoreleased string, @"" for an absent text.
-NSString *zentaraString(ZentaraText text);
+NSString *zentaraString(zentara_text text);
 
 /// The same, and nil for an absent text.
-NSString *zentaraOptionalString(ZentaraText text);
+NSString *zentaraOptionalString(zentara_text text);
 
-/// Adds the dictionary to the builder as one object. Returns nil, or why JSON cannot hold it: then
-/// the builder can only be discarded. Sets `flaw` to the reason if JSON can hold the dictionary but
-/// the queue will not take it. Raises what the application's objects raise.
-NSString *zentaraAddDictionary(ZentaraBuilder *builder, NSDictionary *dictionary, NSString **flaw);
+/// Puts the dictionary's members into the properties. Returns nil, or why JSON cannot hold it: then
+/// the properties can only be released. Sets `flaw` to the reason if JSON can hold the dictionary
+/// but the queue will not take it. Raises what the application's objects raise.
+NSString *zentaraAddDictionary(zentara_properties *properties, NSDictionary *dictionary,
+                               NSString **flaw);
 
 /// The object as an autoreleased dictionary, immutable at every depth.
-NSDictionary *zentaraDictionary(const ZentaraValue *object);
+NSDictionary *zentaraDictionary(const zentara_value *object);
 
 // Events and errors between the application and the bridge.
 
 /// The converted arguments of an event. Its objects live as long as the autorelease pool.
 typedef struct EventInput {
-    ZentaraEventTexts texts;
-    ZentaraBuilder *properties;  ///< null for none; to be given to an event, or discarded
+    zentara_event_draft draft;  ///< its properties are to be given to an event, or released
     id url;
     id referer;
     NSString *flaw;               ///< why the queue will not take the event, or nil
@@ -46,23 +47,26 @@ EventInput zentaraConvertEvent(id schemaId, id schemaVersion, id contentType, id
 
 /// The text of an argument that must be a string; the empty text for nil. For another object,
 /// returns the empty text and sets `refusal` to the reason, unless it is set.
-ZentaraText zentaraArgument(id value, NSString *name, NSString **refusal);
+zentara_text zentaraArgument(id value, NSString *name, NSString **refusal);
 
 /// An autoreleased object for `event`, with the objects, the flaw and the refusal of `input`. Takes
 /// `event` over.
-QVNEvent *zentaraEventObject(ZentaraEvent *event, const EventInput *input);
+QVNEvent *zentaraEventObject(zentara_event *event, const EventInput *input);
+
+/// The texts of an event; all are absent for null.
+zentara_event_draft zentaraTextsOf(const zentara_event *event);
 
 @interface QVNEvent (Internal)
 
 /// Null in an object that was not initialised.
-- (const ZentaraEvent *)handle;
+- (const zentara_event *)handle;
 - (NSString *)flaw;
 - (NSString *)refusal;
 
 @end
 
 /// The same error as an autoreleased object of the class for its kind; nil for null.
-QVNZentaraClientError *zentaraErrorObject(const ZentaraError *error);
+QVNZentaraClientError *zentaraErrorObject(const zentara_error *error);
 
 // Calls of the application's code.
 
@@ -76,11 +80,21 @@ NSString *zentaraDescriptionOfException(id exception);
 /// Writes the text as one line to standard error.
 void zentaraWarnWith(NSString *text);
 
-/// A copy of the block, which may be nil, for the library to keep.
-ZentaraHeld zentaraHeldBlock(id block);
+/// Releases a copy of a block.
+void zentaraReleaseHeldBlock(void *block);
 
 /// The object, retained until the library releases it.
 ZentaraHeld zentaraHeldObject(id object);
+
+// Functions for the C interface, which call the application's blocks. The arguments belong to the
+// caller.
+void zentaraCallReady(void *block, const zentara_error *error);
+void zentaraCallAnonymousUser(void *block, zentara_text type, zentara_text value,
+                              zentara_text publicValue);
+void zentaraCallHsid(void *block, zentara_text hsid);
+void zentaraCallFetch(void *block, zentara_fetch_result result);
+/// The context is a `SendHandler`.
+void zentaraCallSend(void *context, const zentara_event *event, const zentara_error *error);
 
 /// The handler of one send.
 typedef struct SendHandler {
@@ -92,12 +106,12 @@ typedef struct SendHandler {
 void zentaraEndSend(SendHandler *handler);
 
 /// Writes to standard error why an event is not queued.
-void zentaraWarnNotQueued(ZentaraText schemaId, NSString *reason);
+void zentaraWarnNotQueued(zentara_text schemaId, NSString *reason);
 
 /// Refuses an event that cannot be sent: calls the handler, and writes the reason to standard
 /// error.
-void zentaraRefuse(const ZentaraClientHandle *client, const SendHandler *handler,
-                   const ZentaraEventTexts *texts, NSDictionary *properties, NSString *reason);
+void zentaraRefuse(const zentara_client *client, const SendHandler *handler,
+                   const zentara_event_draft *texts, NSDictionary *properties, NSString *reason);
 
 // What differs between Objective-C runtimes, implemented in `gnustep/` and in `modern/`.
 

@@ -9,7 +9,7 @@ NS_ASSUME_NONNULL_BEGIN
 ZENTARA_SWIFT_NAME("Event")
 @interface QVNEvent : NSObject {
   @private
-    struct ZentaraEvent *_event;
+    struct zentara_event *_event;
     id _url;
     id _referer;
     void *_properties;  // an NSDictionary, made on first use

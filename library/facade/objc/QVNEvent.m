@@ -6,6 +6,12 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
         "createEventWithSchemaId:schemaVersion:contentType:url:referer:properties:relationId:]");
 }
 
+zentara_event_draft zentaraTextsOf(const zentara_event *event) {
+    zentara_event_draft texts = ZENTARA_INIT(zentara_event_draft);
+    if (event != NULL) zentara_event_read(event, &texts);
+    return texts;
+}
+
 @implementation QVNEvent
 
 + (instancetype)new {
@@ -17,7 +23,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 }
 
 - (void)dealloc {
-    zentaraReleaseEvent(_event);
+    zentara_event_release(_event);
     [_url release];
     [_referer release];
     [(id)_properties release];
@@ -27,15 +33,15 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 }
 
 - (NSString *)schemaId {
-    return zentaraString(zentaraEventTexts(_event).schemaId);
+    return zentaraString(zentaraTextsOf(_event).schema_id);
 }
 
 - (NSString *)schemaVersion {
-    return zentaraString(zentaraEventTexts(_event).schemaVersion);
+    return zentaraString(zentaraTextsOf(_event).schema_version);
 }
 
 - (NSString *)contentType {
-    return zentaraString(zentaraEventTexts(_event).contentType);
+    return zentaraString(zentaraTextsOf(_event).content_type);
 }
 
 - (id)url {
@@ -51,7 +57,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
     if (known != NULL) return known;
     if (_event == NULL) return [NSDictionary dictionary];
     // All threads get the first dictionary that is stored.
-    NSDictionary *made = zentaraDictionary(zentaraEventProperties(_event));
+    NSDictionary *made = zentaraDictionary(zentara_event_properties(_event));
     if (__atomic_compare_exchange_n(&_properties, &known, [made retain], false, __ATOMIC_ACQ_REL,
                                     __ATOMIC_ACQUIRE)) {
         return made;
@@ -61,7 +67,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 }
 
 - (NSString *)relationId {
-    return zentaraOptionalString(zentaraEventTexts(_event).relationId);
+    return zentaraOptionalString(zentaraTextsOf(_event).relation_id);
 }
 
 - (NSString *)description {
@@ -72,7 +78,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 
 @implementation QVNEvent (Internal)
 
-- (instancetype)initWithHandle:(ZentaraEvent *)handle input:(const EventInput *)input {
+- (instancetype)initWithHandle:(zentara_event *)handle input:(const EventInput *)input {
     self = [super init];
     _event = handle;
     _url = [input->url retain];
@@ -83,7 +89,7 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
     return self;
 }
 
-- (const ZentaraEvent *)handle {
+- (const zentara_event *)handle {
     return _event;
 }
 
@@ -97,6 +103,6 @@ __attribute__((noreturn)) static void failWithoutValues(void) {
 
 @end
 
-QVNEvent *zentaraEventObject(ZentaraEvent *event, const EventInput *input) {
+QVNEvent *zentaraEventObject(zentara_event *event, const EventInput *input) {
     return [[[QVNEvent alloc] initWithHandle:event input:input] autorelease];
 }

@@ -15,7 +15,7 @@ ZENTARA_OBJC_EXPORT NSString *const ZentaraClientNotConfiguredErrorDomain;
 ZENTARA_OBJC_EXPORT NSString *const ZentaraClientInvalidArgumentErrorDomain;
 
 /// The codes of the library's errors. Codes tell groups apart; classes tell errors apart, because
-/// two classes share `EventErrorCodeNotQueued`.
+/// several classes share `EventErrorCodeNotQueued`.
 typedef NS_ENUM(NSInteger, EventErrorCode) {
     EventErrorCodeNotInitialized = 0,
     EventErrorCodeNotReady = 1,
@@ -64,6 +64,31 @@ ZENTARA_SWIFT_NAME("UnknownError")
 /// An event could not be stored, or holds what JSON cannot.
 ZENTARA_SWIFT_NAME("EventNotQueuedError")
 @interface QVNEventNotQueuedError : QVNZentaraClientError
+- (instancetype)init;
+@end
+
+/// An event was sent while the user's consent is denied.
+ZENTARA_SWIFT_NAME("ConsentDeniedError")
+@interface QVNConsentDeniedError : QVNZentaraClientError
+- (instancetype)init;
+@end
+
+/// The before-queue block has dropped an event.
+ZENTARA_SWIFT_NAME("EventDroppedError")
+@interface QVNEventDroppedError : QVNZentaraClientError
+- (instancetype)init;
+@end
+
+/// The before-queue block has raised an exception. The message names it.
+ZENTARA_SWIFT_NAME("BeforeQueueError")
+@interface QVNBeforeQueueError : QVNZentaraClientError
+- (instancetype)initWithDetail:(NSString *)detail;
+- (instancetype)init __attribute__((unavailable("use initWithDetail:")));
+@end
+
+/// An event was sent after the shutdown.
+ZENTARA_SWIFT_NAME("ClientShutDownError")
+@interface QVNClientShutDownError : QVNZentaraClientError
 - (instancetype)init;
 @end
 

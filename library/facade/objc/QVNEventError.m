@@ -5,19 +5,17 @@ NSString *const ZentaraClientNotConfiguredErrorDomain =
     @"ZentaraClient.ZentaraClientNotConfiguredError";
 NSString *const ZentaraClientInvalidArgumentErrorDomain = @"ZentaraClient.InvalidArgument";
 
-static Class classOfKind(ZentaraErrorKind kind) {
-#define FIND_CLASS(name) \
-    if (kind == zentaraKindOf##name) return [QVN##name class];
+static Class classOfKind(zentara_error_kind kind) {
+#define FIND_CLASS(name, kindOfName) \
+    if (kind == kindOfName) return [QVN##name class];
     ZENTARA_EACH_PLAIN_ERROR(FIND_CLASS)
     ZENTARA_EACH_DETAILED_ERROR(FIND_CLASS)
     return [QVNZentaraClientError class];
 }
 
 static bool isOfTheLibrary(id error) {
-    for (int kind = 0; kind < zentaraOtherError; ++kind) {
-        if ([error isKindOfClass:classOfKind((ZentaraErrorKind)kind)]) return true;
-    }
-    return false;
+#define IS_OF_CLASS(name, kindOfName) [error isKindOfClass:[QVN##name class]] ||
+    return ZENTARA_EACH_PLAIN_ERROR(IS_OF_CLASS) ZENTARA_EACH_DETAILED_ERROR(IS_OF_CLASS) false;
 }
 
 @implementation QVNZentaraClientError
@@ -46,38 +44,38 @@ static bool isOfTheLibrary(id error) {
 }
 
 /// Skips the initialiser above, which is a fatal error for the library's classes.
-- (instancetype)initWithView:(ZentaraErrorView)view {
-    return [super initWithDomain:zentaraString(view.domain)
-                            code:(NSInteger)view.code
-                        userInfo:@{NSLocalizedDescriptionKey : zentaraString(view.message)}];
+- (instancetype)initWithError:(const zentara_error *)error {
+    NSString *message = zentaraString(zentara_error_message(error));
+    return [super initWithDomain:zentaraString(zentara_error_domain(error))
+                            code:(NSInteger)zentara_error_code(error)
+                        userInfo:@{NSLocalizedDescriptionKey : message}];
 }
 
-- (instancetype)initWithKind:(ZentaraErrorKind)kind detail:(NSString *)detail {
-    ZentaraError *error = zentaraMakeError(kind, zentaraText(detail));
-    self = [self initWithView:zentaraViewError(error)];
-    zentaraReleaseError(error);
+- (instancetype)initWithKind:(zentara_error_kind)kind detail:(NSString *)detail {
+    zentara_error *error = zentara_error_make(kind, zentaraText(detail));
+    self = [self initWithError:error];
+    zentara_error_release(error);
     return self;
 }
 
 @end
 
 // clang-format off
-#define IMPLEMENT_PLAIN(name) \
+#define IMPLEMENT_PLAIN(name, kindOfName) \
     @implementation QVN##name \
-    - (instancetype)init { return [self initWithKind:zentaraKindOf##name detail:nil]; } \
+    - (instancetype)init { return [self initWithKind:kindOfName detail:nil]; } \
     @end
-#define IMPLEMENT_DETAILED(name) \
+#define IMPLEMENT_DETAILED(name, kindOfName) \
     @implementation QVN##name \
     - (instancetype)initWithDetail:(NSString *)detail { \
-        return [self initWithKind:zentaraKindOf##name detail:detail]; \
+        return [self initWithKind:kindOfName detail:detail]; \
     } \
     @end
 // clang-format on
 ZENTARA_EACH_PLAIN_ERROR(IMPLEMENT_PLAIN)
 ZENTARA_EACH_DETAILED_ERROR(IMPLEMENT_DETAILED)
 
-QVNZentaraClientError *zentaraErrorObject(const ZentaraError *error) {
+QVNZentaraClientError *zentaraErrorObject(const zentara_error *error) {
     if (error == NULL) return nil;
-    const ZentaraErrorView view = zentaraViewError(error);
-    return [[[classOfKind(view.kind) alloc] initWithView:view] autorelease];
+    return [[[classOfKind(zentara_error_kind_of(error)) alloc] initWithError:error] autorelease];
 }

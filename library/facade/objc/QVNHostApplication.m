@@ -6,19 +6,19 @@
 
 + (void)setBundleIdentifier:(NSString *)identifier {
     @autoreleasepool {
-        zentaraSetBundleIdentifier(zentaraText(identifier));
+        zentara_set_bundle_identifier(zentaraText(identifier));
     }
 }
 
 + (void)setDocumentsDirectory:(NSString *)path {
     @autoreleasepool {
-        zentaraSetDocumentsDirectory(zentaraText(path));
+        zentara_set_documents_directory(zentaraText(path));
     }
 }
 
 + (void)setPreferencesDirectory:(NSString *)path {
     @autoreleasepool {
-        zentaraSetPreferencesDirectory(zentaraText(path));
+        zentara_set_preferences_directory(zentaraText(path));
     }
 }
 

@@ -14,5 +14,9 @@
 @compatibility_alias InvalidDataForSpecifiedSchemaError QVNInvalidDataForSpecifiedSchemaError;
 @compatibility_alias UnknownError QVNUnknownError;
 @compatibility_alias EventNotQueuedError QVNEventNotQueuedError;
+@compatibility_alias ConsentDeniedError QVNConsentDeniedError;
+@compatibility_alias EventDroppedError QVNEventDroppedError;
+@compatibility_alias BeforeQueueError QVNBeforeQueueError;
+@compatibility_alias ClientShutDownError QVNClientShutDownError;
 @compatibility_alias SchemasInitializationError QVNSchemasInitializationError;
 #endif

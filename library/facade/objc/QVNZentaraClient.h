@@ -53,7 +53,7 @@ NS_ASSUME_NONNULL_BEGIN
 ZENTARA_SWIFT_NAME("ZentaraClient")
 @interface QVNZentaraClient : NSObject {
   @private
-    struct ZentaraClientHandle *_client;
+    struct zentara_client *_client;
 }
 
 /// The client that `getAndReturnError:readyCallback:` returns, or nil; the same that C++ code of

@@ -12,27 +12,39 @@ static bool succeeds(bool isConfigured, NSError **error) {
 }
 
 @interface QVNZentaraClient (Internal)
-- (instancetype)initWithHandle:(ZentaraClientHandle *)handle;
+- (instancetype)initWithHandle:(zentara_client *)handle;
 @end
 
 /// The object of this client, autoreleased; nil for null. Takes `handle` over. A shared client
 /// holds its object.
-static QVNZentaraClient *objectOf(ZentaraClientHandle *handle) {
+static QVNZentaraClient *objectOf(zentara_client *handle) {
     if (handle == NULL) return nil;
     QVNZentaraClient *client = zentaraClientObject(zentaraClientIdentity(handle), ^{
-        return [[QVNZentaraClient alloc] initWithHandle:zentaraKeepClient(handle)];
+        return [[QVNZentaraClient alloc] initWithHandle:zentara_client_copy(handle)];
     });
     // Shared objects are often used without being retained.
     zentaraKeepWhileShared(handle, zentaraHeldObject(client));
-    zentaraReleaseClient(handle);
+    zentara_client_release(handle);
     return [client autorelease];
 }
 
-static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
+static const zentara_client *handleOf(zentara_client *handle) {
     if (handle == NULL) {
         zentaraFatalError("a QVNZentaraClient is used that was not initialised");
     }
     return handle;
+}
+
+/// False if there is no such environment.
+static bool useSettings(zentara_text tenant, NSInteger environment, zentara_text advertisingId,
+                        const zentara_delivery_policy *delivery) {
+    return environment == (zentara_environment)environment &&
+           zentara_use_settings(tenant, (zentara_environment)environment, advertisingId,
+                                delivery) == ZENTARA_OK;
+}
+
+static bool isTokenType(NSInteger type) {
+    return type >= ZENTARA_USER_QVN_ID && type <= ZENTARA_USER_EXTERNAL_ID;
 }
 
 @implementation QVNZentaraClient
@@ -49,12 +61,12 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 }
 
 - (void)dealloc {
-    zentaraReleaseClient(_client);
+    zentara_client_release(_client);
     [super dealloc];
 }
 
 + (QVNZentaraClient *)sharedClient {
-    return objectOf(zentaraSharedClient());
+    return objectOf(zentara_shared_client_copy());
 }
 
 + (void)setSharedClient:(QVNZentaraClient *)client {
@@ -72,7 +84,10 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 
 + (QVNZentaraClient *)getAndReturnError:(NSError **)error
                           readyCallback:(void (^)(QVNZentaraClientError *))readyCallback {
-    QVNZentaraClient *client = objectOf(zentaraGetClient(zentaraHeldBlock(readyCallback)));
+    zentara_client *handle = NULL;
+    zentara_get(readyCallback == nil ? NULL : zentaraCallReady, zentaraCopyBlock(readyCallback),
+                zentaraReleaseHeldBlock, &handle);
+    QVNZentaraClient *client = objectOf(handle);
     return succeeds(client != nil, error) ? client : nil;
 }
 
@@ -81,12 +96,12 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
                 advertisingId:(NSString *)advertisingId {
     NSString *refusal = nil;
     @autoreleasepool {
-        const ZentaraText text = zentaraArgument(tenant, @"tenant", &refusal);
-        ZentaraText advertisingText = {NULL, 0};
+        const zentara_text text = zentaraArgument(tenant, @"tenant", &refusal);
+        zentara_text advertisingText = {NULL, 0};
         if (advertisingId != nil) {
             advertisingText = zentaraArgument(advertisingId, @"advertisingId", &refusal);
         }
-        if (refusal == nil && !zentaraUseSettings(text, zentaraEnvironment, advertisingText)) {
+        if (refusal == nil && !useSettings(text, zentaraEnvironment, advertisingText, NULL)) {
             refusal = [NSString
                 stringWithFormat:@"there is no environment %lld", (long long)zentaraEnvironment];
         }
@@ -102,16 +117,17 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 + (ZENTARA_BOOL)setLoggedUserWithTokenType:(UserTokenType)tokenType
                                      token:(NSString *)token
                                      error:(NSError **)error {
-    if (!succeeds(zentaraIsConfigured(), error)) return false;
+    if (!succeeds(zentara_is_configured(), error)) return false;
     NSString *refusal = nil;
     bool isSet = false;
     @autoreleasepool {
-        const ZentaraText text = zentaraArgument(token, @"token", &refusal);
-        if (refusal == nil && !zentaraIsTokenType(tokenType)) {
+        const zentara_text text = zentaraArgument(token, @"token", &refusal);
+        if (refusal == nil && !isTokenType(tokenType)) {
             refusal =
                 [NSString stringWithFormat:@"there is no token type %lld", (long long)tokenType];
         }
-        isSet = refusal == nil && zentaraSetLoggedUser(tokenType, text);
+        isSet = refusal == nil &&
+                zentara_set_logged_user((zentara_user_token_type)tokenType, text) == ZENTARA_OK;
         [refusal retain];
     }
     if (refusal == nil) return succeeds(isSet, error);
@@ -125,7 +141,7 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 }
 
 + (ZENTARA_BOOL)removeLoggedUserAndReturnError:(NSError **)error {
-    return succeeds(zentaraRemoveLoggedUser(), error);
+    return succeeds(zentara_remove_logged_user() == ZENTARA_OK, error);
 }
 
 + (QVNEvent *)createEventWithSchemaId:(NSString *)schemaId
@@ -139,8 +155,7 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
     @autoreleasepool {
         const EventInput input = zentaraConvertEvent(schemaId, schemaVersion, contentType, url,
                                                      referer, properties, relationId);
-        event =
-            [zentaraEventObject(zentaraMakeEvent(&input.texts, input.properties), &input) retain];
+        event = [zentaraEventObject(zentara_event_make_take(&input.draft), &input) retain];
     }
     return [event autorelease];
 }
@@ -148,13 +163,18 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
 - (ZENTARA_BOOL)getAnonymousUserAndReturnError:(NSError **)error
                                   callbackUser:
                                       (void (^)(NSString *, NSString *, NSString *))callbackUser {
-    return succeeds(zentaraGetAnonymousUser(handleOf(_client), zentaraHeldBlock(callbackUser)),
-                    error);
+    const zentara_status status =
+        zentara_get_anonymous_user(callbackUser == nil ? NULL : zentaraCallAnonymousUser,
+                                   zentaraCopyBlock(callbackUser), zentaraReleaseHeldBlock);
+    return succeeds(status == ZENTARA_OK, error);
 }
 
 - (ZENTARA_BOOL)getHsidAndReturnError:(NSError **)error
                          callbackHsid:(void (^)(NSString *))callbackHsid {
-    return succeeds(zentaraGetHsid(handleOf(_client), zentaraHeldBlock(callbackHsid)), error);
+    const zentara_status status =
+        zentara_get_hsid(callbackHsid == nil ? NULL : zentaraCallHsid,
+                         zentaraCopyBlock(callbackHsid), zentaraReleaseHeldBlock);
+    return succeeds(status == ZENTARA_OK, error);
 }
 
 - (void)sendWithSchemaId:(NSString *)schemaId
@@ -171,11 +191,11 @@ static const ZentaraClientHandle *handleOf(ZentaraClientHandle *handle) {
                                                      referer, properties, relationId);
         handler.url = input.url;
         if (input.refusal != nil) {
-            zentaraRefuse(handleOf(_client), &handler, &input.texts, input.ownProperties,
+            zentaraRefuse(handleOf(_client), &handler, &input.draft, input.ownProperties,
                           input.refusal);
         } else {
-            if (input.flaw != nil) zentaraWarnNotQueued(input.texts.schemaId, input.flaw);
-            zentaraSend(handleOf(_client), &input.texts, input.properties, &handler);
+            if (input.flaw != nil) zentaraWarnNotQueued(input.draft.schema_id, input.flaw);
+            zentara_send_take(handleOf(_client), &input.draft, zentaraCallSend, &handler, NULL);
         }
     }
     zentaraEndSend(&handler);
@@ -204,12 +224,14 @@ static NSArray *elementsOf(id events) {
 }
 
 /// Sends one element of an array of events, or refuses it.
-static void sendElement(const ZentaraClientHandle *client, id element, ZentaraText relationId,
+static void sendElement(const zentara_client *client, id element, zentara_text relationId,
                         NSString *refusal, SendHandler *handler) {
-    ZentaraEventTexts texts = {.relationId = relationId};
+    zentara_event_draft texts = ZENTARA_INIT(zentara_event_draft);
+    texts.schema_id = texts.schema_version = texts.content_type = zentara_text_of("");
     QVNEvent *event = eventIn(element);
     if (event == nil) {
         handler->url = @"";
+        texts.relation_id = relationId;
         zentaraRefuse(client, handler, &texts, nil, @"an object that is not an event");
         return;
     }
@@ -217,13 +239,14 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
     if (refusal == nil) refusal = [event refusal];
     if (refusal == nil) {
         if ([event flaw] != nil) {
-            zentaraWarnNotQueued(zentaraEventTexts([event handle]).schemaId, [event flaw]);
+            zentaraWarnNotQueued(zentaraTextsOf([event handle]).schema_id, [event flaw]);
         }
-        zentaraSendEvent(client, [event handle], relationId, handler);
+        const zentara_event *handle = [event handle];
+        zentara_send_events(client, &handle, 1, relationId, zentaraCallSend, handler, NULL);
         return;
     }
-    texts = zentaraEventTexts([event handle]);
-    texts.relationId = relationId;
+    texts = zentaraTextsOf([event handle]);
+    texts.relation_id = relationId;
     zentaraRefuse(client, handler, &texts, event.properties, refusal);
 }
 
@@ -233,7 +256,7 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
     SendHandler handler = {.block = zentaraCopyBlock(block)};
     @autoreleasepool {
         NSString *refusal = nil;
-        ZentaraText relationText = {NULL, 0};
+        zentara_text relationText = {NULL, 0};
         if (relationId != nil) relationText = zentaraArgument(relationId, @"relationId", &refusal);
         for (id element in elementsOf(events)) {
             @autoreleasepool {
@@ -245,14 +268,15 @@ static void sendElement(const ZentaraClientHandle *client, id element, ZentaraTe
 }
 
 - (void)performFetchWith:(void (^)(NSUInteger))completion {
-    zentaraPerformFetch(handleOf(_client), zentaraHeldBlock(completion));
+    zentara_perform_fetch(completion == nil ? NULL : zentaraCallFetch, zentaraCopyBlock(completion),
+                          zentaraReleaseHeldBlock);
 }
 
 @end
 
 @implementation QVNZentaraClient (Internal)
 
-- (instancetype)initWithHandle:(ZentaraClientHandle *)handle {
+- (instancetype)initWithHandle:(zentara_client *)handle {
     self = [super init];
     if (self != nil) _client = handle;
     return self;

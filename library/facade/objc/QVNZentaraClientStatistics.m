@@ -2,15 +2,18 @@
 
 #import "facade/objc/Internal.h"
 
+#include "c/StatisticsMembers.h"
+#include "support/StatisticsNames.h"
+
 @implementation QVNZentaraClientFailure
 
 @synthesize text = _text, time = _time, inARow = _inARow;
 
-- (instancetype)initWithFailure:(const ZentaraFailure *)failure {
+- (instancetype)initWithFailure:(const zentara_failure *)failure {
     self = [super init];
     _text = [zentaraString(failure->text) retain];
     _time = failure->time;
-    _inARow = failure->inARow;
+    _inARow = failure->in_a_row;
     return self;
 }
 
@@ -28,22 +31,19 @@ ZENTARA_EACH_COUNT(SYNTHESIZE)
 ZENTARA_EACH_FAILURE(SYNTHESIZE)
 #undef SYNTHESIZE
 
-void zentaraCopyStatistics(void *object, const ZentaraStatistics *found) {
-    QVNZentaraClientStatistics *statistics = object;
-#define COPY_COUNT(name) statistics->_##name = found->name;
-#define COPY_FAILURE(name) \
-    statistics->_##name = [[QVNZentaraClientFailure alloc] initWithFailure:&found->name];
-    ZENTARA_EACH_COUNT(COPY_COUNT)
-    ZENTARA_EACH_FAILURE(COPY_FAILURE)
-#undef COPY_COUNT
-#undef COPY_FAILURE
-}
-
 + (QVNZentaraClientStatistics *)current {
     QVNZentaraClientStatistics *statistics =
         [[[QVNZentaraClientStatistics alloc] init] autorelease];
     @autoreleasepool {
-        zentaraReadStatistics(statistics);
+        zentara_statistics found = ZENTARA_INIT(zentara_statistics);
+        zentara_read_statistics(&found);
+#define COPY_COUNT(name, nameInC) statistics->_##name = found.nameInC;
+#define COPY_FAILURE(name, nameInC) \
+    statistics->_##name = [[QVNZentaraClientFailure alloc] initWithFailure:&found.nameInC];
+        ZENTARA_EACH_COUNT_IN_C(COPY_COUNT)
+        ZENTARA_EACH_FAILURE_IN_C(COPY_FAILURE)
+#undef COPY_COUNT
+#undef COPY_FAILURE
     }
     return statistics;
 }

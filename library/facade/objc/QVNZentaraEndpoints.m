@@ -10,13 +10,17 @@
 
 - (void)use {
     @autoreleasepool {
-        zentaraUseEndpoints((ZentaraEndpointTexts){
-            .productionCollector = zentaraOptionalText(_productionCollector),
-            .qaCollector = zentaraOptionalText(_qaCollector),
-            .productionSchemas = zentaraOptionalText(_productionSchemas),
-            .qaSchemas = zentaraOptionalText(_qaSchemas),
-            .certificateAuthorityFile = zentaraOptionalText(_certificateAuthorityFile),
-        });
+        const zentara_endpoints endpoints = {
+            .size = sizeof endpoints,
+            .production_collector = zentaraOptionalText(_productionCollector),
+            .qa_collector = zentaraOptionalText(_qaCollector),
+            .production_schemas = zentaraOptionalText(_productionSchemas),
+            .qa_schemas = zentaraOptionalText(_qaSchemas),
+            .certificate_authority_file = zentaraOptionalText(_certificateAuthorityFile),
+        };
+        if (zentara_use_endpoints(&endpoints) != ZENTARA_OK) {
+            zentaraFatalError([zentaraString(zentara_last_problem()) UTF8String]);
+        }
     }
 }
 

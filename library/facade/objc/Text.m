@@ -30,7 +30,7 @@ static size_t encode(uint32_t character, char *bytes) {
     return size;
 }
 
-ZentaraText zentaraText(NSString *string) {
+zentara_text zentaraText(NSString *string) {
     const NSUInteger length = [string length];
     // No unit takes more than three bytes.
     NSMutableData *utf16 = [NSMutableData dataWithLength:length * sizeof(unichar)];
@@ -50,11 +50,11 @@ ZentaraText zentaraText(NSString *string) {
         }
         size += encode(character, bytes + size);
     }
-    return (ZentaraText){bytes, size};
+    return (zentara_text){bytes, size};
 }
 
-ZentaraText zentaraOptionalText(NSString *string) {
-    return string == nil ? (ZentaraText){NULL, 0} : zentaraText(string);
+zentara_text zentaraOptionalText(NSString *string) {
+    return string == nil ? (zentara_text){NULL, 0} : zentaraText(string);
 }
 
 /// The next character of well-formed UTF-8.
@@ -69,7 +69,7 @@ static uint32_t decode(const unsigned char **next) {
     return character;
 }
 
-NSString *zentaraString(ZentaraText text) {
+NSString *zentaraString(zentara_text text) {
     if (text.length == 0) return @"";
     NSMutableData *utf16 = [NSMutableData dataWithLength:(text.length + 1) * sizeof(unichar)];
     unichar *units = [utf16 mutableBytes];
@@ -93,6 +93,6 @@ NSString *zentaraString(ZentaraText text) {
     return [[NSString stringWithCharacters:units length:length] substringFromIndex:1];
 }
 
-NSString *zentaraOptionalString(ZentaraText text) {
+NSString *zentaraOptionalString(zentara_text text) {
     return text.bytes == NULL ? nil : zentaraString(text);
 }

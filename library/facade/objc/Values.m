@@ -26,7 +26,7 @@ static const size_t nowhere = SIZE_MAX;
 
 /// One walk over the application's objects.
 typedef struct Walk {
-    ZentaraBuilder *builder;
+    zentara_properties *properties;
     Class booleanClass;
     size_t valueCount;
     size_t depth;
@@ -37,19 +37,8 @@ typedef struct Walk {
 
 static bool addValue(Walk *walk, id value);
 
-static void addText(Walk *walk, ZentaraText text) {
-    zentaraAdd(walk->builder, (ZentaraValueView){.kind = zentaraTextValue, .text = text});
-}
-
-static void addSigned(Walk *walk, int64_t value) {
-    zentaraAdd(walk->builder,
-               (ZentaraValueView){.kind = zentaraSignedValue, .signedInteger = value});
-}
-
-static void addUnsigned(Walk *walk, uint64_t value) {
-    zentaraAdd(walk->builder,
-               (ZentaraValueView){.kind = zentaraUnsignedValue, .unsignedInteger = value});
-}
+// The key of a member is set before its value is put.
+static const zentara_text noKey = {NULL, 0};
 
 /// A sentence with the path of the current value. Leaves out the outer part of a long path.
 static NSString *sentence(const Walk *walk, NSString *what) {
@@ -70,6 +59,11 @@ static NSString *sentence(const Walk *walk, NSString *what) {
 static bool refuse(Walk *walk, NSString *what) {
     walk->refusal = sentence(walk, what);
     return false;
+}
+
+/// False, and a refusal, if the library did not take a value.
+static bool put(Walk *walk, zentara_status status) {
+    return status == ZENTARA_OK || refuse(walk, zentaraString(zentara_last_problem()));
 }
 
 static void noteFlaw(Walk *walk, NSString *what) {
@@ -96,7 +90,9 @@ static Level *enter(Walk *walk, id container) {
 
 static bool addArray(Walk *walk, NSArray *array) {
     Level *level = enter(walk, array);
-    if (level == NULL) return false;
+    if (level == NULL || !put(walk, zentara_properties_open_array(walk->properties, noKey))) {
+        return false;
+    }
     // The count is read each time: the array may change, or be of the application's own class.
     size_t index = 0;
     for (; index < [array count]; ++index) {
@@ -104,18 +100,17 @@ static bool addArray(Walk *walk, NSArray *array) {
         if (!addValue(walk, [array objectAtIndex:index])) return false;
     }
     --walk->depth;
-    zentaraEndArray(walk->builder, index);
-    return true;
+    return put(walk, zentara_properties_close(walk->properties));
 }
 
-/// Adds the key. Collects keys with U+FFFD, which may have replaced other text, in `replaced`.
+/// Sets the key. Collects keys with U+FFFD, which may have replaced other text, in `replaced`.
 /// False if there is an equal key already.
-static bool addKey(Walk *walk, NSString *key, NSMutableSet **replaced) {
+static bool setKey(Walk *walk, NSString *key, NSMutableSet **replaced) {
     bool isReplaced = false;
     @autoreleasepool {
-        const ZentaraText text = zentaraText(key);
+        const zentara_text text = zentaraText(key);
         isReplaced = memmem(text.bytes, text.length, "\xEF\xBF\xBD", 3) != NULL;
-        addText(walk, text);
+        zentara_properties_set_key(walk->properties, text);
     }
     if (!isReplaced) return true;
     NSString *found = zentaraString(zentaraText(key));
@@ -128,8 +123,11 @@ static bool addKey(Walk *walk, NSString *key, NSMutableSet **replaced) {
 static bool addMembers(Walk *walk, NSDictionary *dictionary) {
     Level *level = enter(walk, dictionary);
     if (level == NULL) return false;
+    // The outermost dictionary is the properties.
+    const bool isInner = walk->depth > 1;
+    if (isInner && !put(walk, zentara_properties_open_object(walk->properties, noKey)))
+        return false;
     NSMutableSet *replaced = nil;
-    size_t count = 0;
     // A dictionary of the application's own class need not have fast enumeration.
     NSEnumerator *keys = [dictionary keyEnumerator];
     for (id key = [keys nextObject]; key != nil; key = [keys nextObject]) {
@@ -138,16 +136,14 @@ static bool addMembers(Walk *walk, NSDictionary *dictionary) {
             return refuse(walk, [NSString stringWithFormat:@"a key of class %@",
                                                            NSStringFromClass([key class])]);
         }
-        if (!addKey(walk, key, &replaced)) {
+        if (!setKey(walk, key, &replaced)) {
             return refuse(walk, @"a dictionary whose keys are equal without what is not Unicode");
         }
         level->key = key;
         if (!addValue(walk, [dictionary objectForKey:key])) return false;
-        ++count;
     }
     --walk->depth;
-    zentaraEndObject(walk->builder, count);
-    return true;
+    return !isInner || put(walk, zentara_properties_close(walk->properties));
 }
 
 /// Parses the text of a decimal number without sign, in any notation. False when it is no integer
@@ -179,7 +175,15 @@ static bool parseInteger(const char *text, uint64_t *value) {
     return *text == '\0' && (exponent == 0 || *value == 0);
 }
 
-/// A decimal number is wider than a double, so an integer is added as one if it fits 64 bits.
+static bool addSigned(Walk *walk, int64_t value) {
+    return put(walk, zentara_properties_put_integer(walk->properties, noKey, value));
+}
+
+static bool addUnsigned(Walk *walk, uint64_t value) {
+    return put(walk, zentara_properties_put_unsigned_integer(walk->properties, noKey, value));
+}
+
+/// Adds the number if it is an integer of 64 bits. A decimal number is wider than a double.
 static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
     const char *text = [[number description] UTF8String];
     if (text == NULL) return false;
@@ -187,23 +191,16 @@ static bool addDecimalInteger(Walk *walk, NSDecimalNumber *number) {
     if (isNegative) ++text;
     uint64_t value = 0;
     if (*text < '0' || *text > '9' || !parseInteger(text, &value)) return false;
-    if (!isNegative) {
-        addUnsigned(walk, value);
-    } else if (value <= (uint64_t)INT64_MAX + 1) {
-        addSigned(walk, (int64_t)(0 - value));
-    } else {
-        return false;
-    }
-    return true;
+    if (!isNegative) return addUnsigned(walk, value);
+    return value <= (uint64_t)INT64_MAX + 1 && addSigned(walk, (int64_t)(0 - value));
 }
 
 static bool addNumber(Walk *walk, NSNumber *number) {
     const char *type = [number objCType];
     const bool isOneLetter = type != NULL && *type != '\0' && type[1] == '\0';
     if ([number isKindOfClass:walk->booleanClass] || (isOneLetter && *type == 'B')) {
-        zentaraAdd(walk->builder,
-                   (ZentaraValueView){.kind = zentaraBooleanValue, .boolean = [number boolValue]});
-        return true;
+        return put(walk,
+                   zentara_properties_put_boolean(walk->properties, noKey, [number boolValue]));
     }
     if ([number isKindOfClass:[NSDecimalNumber class]] &&
         addDecimalInteger(walk, (NSDecimalNumber *)number)) {
@@ -213,31 +210,27 @@ static bool addNumber(Walk *walk, NSNumber *number) {
     if (strchr("fd", *type) != NULL) {
         const double real = [number doubleValue];
         if (!isfinite(real)) noteFlaw(walk, @"a number that is not finite");
-        zentaraAdd(walk->builder, (ZentaraValueView){.kind = zentaraDoubleValue, .real = real});
-    } else if (strchr("CSILQ", *type) != NULL) {
-        addUnsigned(walk, [number unsignedLongLongValue]);
-    } else if (strchr("csilq", *type) != NULL) {
-        addSigned(walk, [number longLongValue]);
-    } else {
-        return refuse(walk, @"a number of an unknown kind");
+        return put(walk, zentara_properties_put_number(walk->properties, noKey, real));
     }
-    return true;
+    if (strchr("CSILQ", *type) != NULL) return addUnsigned(walk, [number unsignedLongLongValue]);
+    if (strchr("csilq", *type) != NULL) return addSigned(walk, [number longLongValue]);
+    return refuse(walk, @"a number of an unknown kind");
 }
 
 static bool addValue(Walk *walk, id value) {
     if (++walk->valueCount > maximumValueCount) return refuse(walk, @"too many values");
     if ([value isKindOfClass:[NSString class]]) {
+        zentara_status status = ZENTARA_OK;
         @autoreleasepool {
-            addText(walk, zentaraText(value));
+            status = zentara_properties_put_text(walk->properties, noKey, zentaraText(value));
         }
-        return true;
+        return put(walk, status);
     }
     if ([value isKindOfClass:[NSNumber class]]) return addNumber(walk, value);
     if ([value isKindOfClass:[NSDictionary class]]) return addMembers(walk, value);
     if ([value isKindOfClass:[NSArray class]]) return addArray(walk, value);
     if ([value isKindOfClass:[NSNull class]]) {
-        zentaraAdd(walk->builder, (ZentaraValueView){.kind = zentaraNullValue});
-        return true;
+        return put(walk, zentara_properties_put_null(walk->properties, noKey));
     }
     return refuse(walk, value == nil
                             ? @"no value for the key"
@@ -245,46 +238,47 @@ static bool addValue(Walk *walk, id value) {
                                                          NSStringFromClass([value class])]);
 }
 
-NSString *zentaraAddDictionary(ZentaraBuilder *builder, NSDictionary *dictionary, NSString **flaw) {
-    Walk walk = {.builder = builder, .booleanClass = [[NSNumber numberWithBool:true] class]};
+NSString *zentaraAddDictionary(zentara_properties *properties, NSDictionary *dictionary,
+                               NSString **flaw) {
+    Walk walk = {.properties = properties, .booleanClass = [[NSNumber numberWithBool:true] class]};
     addMembers(&walk, dictionary);
     *flaw = walk.flaw;
     return walk.refusal;
 }
 
-static id foundationValue(const ZentaraValue *value) {
-    const ZentaraValueView view = zentaraViewValue(value);
+static id foundationValue(const zentara_value *value) {
+    const zentara_value_view view = zentara_value_look(value);
     switch (view.kind) {
-        case zentaraNullValue:
+        case ZENTARA_VALUE_NULL:
             return [NSNull null];
-        case zentaraBooleanValue:
+        case ZENTARA_VALUE_BOOLEAN:
             return [NSNumber numberWithBool:view.boolean];
-        case zentaraSignedValue:
-            return [NSNumber numberWithLongLong:view.signedInteger];
-        case zentaraUnsignedValue:
-            return [NSNumber numberWithUnsignedLongLong:view.unsignedInteger];
-        case zentaraDoubleValue:
-            return [NSNumber numberWithDouble:view.real];
-        case zentaraTextValue:
+        case ZENTARA_VALUE_INTEGER:
+            return [NSNumber numberWithLongLong:view.integer];
+        case ZENTARA_VALUE_UNSIGNED_INTEGER:
+            return [NSNumber numberWithUnsignedLongLong:view.unsigned_integer];
+        case ZENTARA_VALUE_NUMBER:
+            return [NSNumber numberWithDouble:view.number];
+        case ZENTARA_VALUE_TEXT:
             return zentaraString(view.text);
-        case zentaraObjectValue:
+        case ZENTARA_VALUE_OBJECT:
             return zentaraDictionary(value);
-        case zentaraArrayValue:
+        case ZENTARA_VALUE_ARRAY:
             break;
     }
     NSMutableArray *array = [NSMutableArray arrayWithCapacity:view.count];
     for (size_t index = 0; index < view.count; ++index) {
-        [array addObject:foundationValue(zentaraElement(value, index))];
+        [array addObject:foundationValue(zentara_value_element(value, index))];
     }
     return [NSArray arrayWithArray:array];
 }
 
-NSDictionary *zentaraDictionary(const ZentaraValue *object) {
-    const size_t count = zentaraViewValue(object).count;
+NSDictionary *zentaraDictionary(const zentara_value *object) {
+    const size_t count = zentara_value_look(object).count;
     NSMutableDictionary *dictionary = [NSMutableDictionary dictionaryWithCapacity:count];
     for (size_t index = 0; index < count; ++index) {
-        ZentaraText key;
-        const ZentaraValue *member = zentaraMember(object, index, &key);
+        zentara_text key;
+        const zentara_value *member = zentara_value_member(object, index, &key);
         [dictionary setObject:foundationValue(member) forKey:zentaraString(key)];
     }
     return [NSDictionary dictionaryWithDictionary:dictionary];

@@ -25,9 +25,10 @@ for source in "$facade"/{,modern/}*.m; do
 done
 
 # What the sources call of each other is there; the bridge to C++ is the same everywhere.
-bridge=$(grep -ohE '\bzentara[A-Z]\w*\(' "$facade/Bridge.h" | tr -d '(')
+bridge=$(grep -ohE '\bzentara[A-Z_]\w*\(' "$facade/Bridge.h" "$project/library/c/zentara.h" |
+    tr -d '(')
 defined=$(sed -nE 's/^_(zentara\w+):.*/\1/p' "$work"/*.s)
-missing=$(grep -ohE '\b_zentara[A-Z]\w*' "$work"/*.s | sed 's/^_//' | sort -u |
+missing=$(grep -ohE '\b_zentara[A-Z_]\w*' "$work"/*.s | sed 's/^_//' | sort -u |
     grep -vxF -e "$bridge" -e "$defined" || true)
 [[ -z $missing ]] || { echo "not defined: $missing"; exit 1; }
 

@@ -55,6 +55,7 @@ NSString *NSStringFromSelector(SEL selector);
 
 // Of the system's headers that Foundation includes.
 long strtol(const char *text, char **end, int base);
+size_t strlen(const char *text);
 char *strchr(const char *text, int character);
 void *memmem(const void *text, size_t length, const void *part, size_t partLength);
 

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <zentara/ZentaraClient.h>
+#include <zentara/zentara.h>
+
+namespace zentara::c {
+
+enum class HandleKind : std::uint32_t {
+    released = 0,
+    client = 0x5A4E5401,
+    error = 0x5A4E5402,
+    event = 0x5A4E5403,
+    properties = 0x5A4E5404,
+    outgoing = 0x5A4E5405,
+};
+
+/// The head of everything that a handle points to.
+class Handle {
+  public:
+    explicit Handle(HandleKind kind) noexcept : kind_(kind) {}
+    ~Handle() { kind_ = HandleKind::released; }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    [[nodiscard]] bool is(HandleKind kind) const noexcept { return kind_ == kind; }
+
+  private:
+    /// The allocator writes over the first words of what is released, which keeps its kind.
+    [[maybe_unused]] void* unused_[2] = {};
+    /// Volatile, or the compiler leaves out the write of the destructor.
+    volatile HandleKind kind_;
+};
+
+}  // namespace zentara::c
+
+// The types that the handles of the C interface point to.
+
+struct zentara_client : zentara::c::Handle {
+    static constexpr auto kind = zentara::c::HandleKind::client;
+
+    explicit zentara_client(std::shared_ptr<zentara::ZentaraClient> shared)
+        : Handle(kind), client(std::move(shared)) {}
+
+    /// Owns the client only. The shared pointer of the process may own more, and with it a handle.
+    const std::shared_ptr<zentara::ZentaraClient> client;
+};
+
+struct zentara_error : zentara::c::Handle {
+    static constexpr auto kind = zentara::c::HandleKind::error;
+
+    explicit zentara_error(zentara::ZentaraClientErrorRef shared)
+        : Handle(kind), error(std::move(shared)) {}
+
+    const zentara::ZentaraClientErrorRef error;
+};
+
+struct zentara_event : zentara::c::Handle {
+    static constexpr auto kind = zentara::c::HandleKind::event;
+
+    explicit zentara_event(zentara::EventRef shared) : Handle(kind), event(std::move(shared)) {}
+
+    const zentara::EventRef event;
+};
+
+struct zentara_properties : zentara::c::Handle {
+    static constexpr auto kind = zentara::c::HandleKind::properties;
+
+    /// An array or an object that is not closed yet, and its key in the container around it.
+    struct Level {
+        zentara::JSONValue container;
+        std::string key;
+    };
+
+    explicit zentara_properties(zentara::JSONObject object = {}, bool belongsToLibrary = false)
+        : Handle(kind), root(std::move(object)), isBorrowed(belongsToLibrary) {}
+
+    zentara::JSONValue root;  ///< always an object
+    std::vector<Level> open;  ///< from the outermost to the innermost
+    std::optional<std::string> nextKey;
+    const bool isBorrowed;
+};
