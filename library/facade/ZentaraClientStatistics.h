@@ -68,7 +68,7 @@ struct ZentaraClientStatistics {
     std::int64_t passedOver = 0;       ///< of `waiting`, those that the collector refuses
     std::int64_t heldBackWaiting = 0;  ///< held back
 
-    // Why events do not move. Each new cause is also a line on standard error.
+    // Why events do not move. Each new cause is also a line of the log.
     ZentaraClientFailure schemasFailure;   ///< fetching the schemas
     ZentaraClientFailure identityFailure;  ///< fetching the identity
     ZentaraClientFailure deliveryFailure;  ///< posting batches; also that there is no identity

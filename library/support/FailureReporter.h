@@ -29,7 +29,7 @@ struct ComponentFailure {
 
 /// Reports the outcome of one operation that a component repeats.
 ///
-/// A failure with a new cause prints one line on standard error. When the last failing reporter of
+/// A failure with a new cause prints one warning. When the last failing reporter of
 /// the component succeeds, another line says so. The cause of a file error is its code, so that a
 /// full disk is one cause for all files.
 ///

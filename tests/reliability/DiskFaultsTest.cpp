@@ -178,12 +178,21 @@ TEST(DiskFaultsTest, FailedSaveIsReportedAndRetried) {
         {"the folder is gone", {}, never, gone},
         {"a file in place of the folder", {}, always, aFile},
     };
+    // With a sink nothing is printed.
+    const auto lines = std::make_shared<Signal>();
+    ZentaraClient::setLogSink(LogLevel::info, [lines](const LogLine&) { lines->notify(); });
     for (const auto& trouble : troubles) {
         for (const bool fromTheStart : {false, true}) {
             SCOPED_TRACE(std::string(trouble.name) + (fromTheStart ? ", from the start" : ""));
+            testing::internal::CaptureStdout();
+            testing::internal::CaptureStderr();
             TroubledClient(trouble, fromTheStart).run();
+            EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+            EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         }
     }
+    EXPECT_TRUE(lines->waitFor(std::size(troubles)));
+    ZentaraClient::setLogSink(LogLevel::info, nullptr);
 }
 
 }  // namespace
