@@ -3,59 +3,34 @@
 #include <algorithm>
 #include <future>
 #include <memory>
-#include <optional>
 #include <thread>
 #include <utility>
 
 namespace zentara::track {
 
-namespace {
+Drain::Drain(Flush flush, Patience patience) : flush_(std::move(flush)), patience_(patience) {}
 
-using Clock = std::chrono::steady_clock;
-
-/// The result of one fetch; nothing if there is none by `deadline`.
-std::optional<BackgroundFetchResult> fetchUntil(const Drain::Fetch& fetch,
-                                                Clock::time_point deadline) {
-    // The callback may be called after this function has returned.
-    const auto told = std::make_shared<std::promise<BackgroundFetchResult>>();
-    auto result = told->get_future();
-    fetch([told](BackgroundFetchResult outcome) { told->set_value(outcome); });
-    if (result.wait_until(deadline) != std::future_status::ready) return std::nullopt;
-    return result.get();
-}
-
-}  // namespace
-
-Drain::Drain(Fetch fetch, Settled settled, Patience patience)
-    : fetch_(std::move(fetch)), settled_(std::move(settled)), patience_(patience) {}
-
-Drain::Result Drain::run(const Progress& progress) {
-    Result result;
+bool Drain::run(const Progress& progress) {
+    using Clock = std::chrono::steady_clock;
     auto deadline = Clock::now() + patience_.withoutDelivery;
     auto pause = patience_.firstPause;
-    bool wasQuiet = false;
+    std::int64_t delivered = 0;
     for (;;) {
-        const auto outcome = fetchUntil(fetch_, deadline);
-        if (outcome == BackgroundFetchResult::noData && settled_()) {
-            if (wasQuiet) {
-                result.complete = true;
-                return result;
-            }
-            wasQuiet = true;
-            std::this_thread::sleep_for(patience_.moment);
-            continue;
-        }
-        wasQuiet = false;
-        if (outcome == BackgroundFetchResult::newData) {
-            ++result.batches;
-            if (progress) progress(result.batches);
+        const auto told = std::make_shared<std::promise<FlushResult>>();
+        flush_(patience_.flush, [told](const FlushResult& result) { told->set_value(result); });
+        const auto result = told->get_future().get();
+        if (result.delivered > 0) {
+            delivered += result.delivered;
+            if (progress) progress(delivered);
             deadline = Clock::now() + patience_.withoutDelivery;
             pause = patience_.firstPause;
-            continue;
         }
-        if (!outcome || Clock::now() + pause >= deadline) return result;
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, patience_.longestPause);
+        if (result.outcome == FlushResult::Outcome::empty) return true;
+        const bool isFailed = result.outcome != FlushResult::Outcome::deadline;
+        const auto wait = isFailed ? pause : std::chrono::milliseconds(0);
+        if (Clock::now() + wait >= deadline) return false;
+        std::this_thread::sleep_for(wait);
+        if (isFailed) pause = std::min(pause * 2, patience_.longestPause);
     }
 }
 

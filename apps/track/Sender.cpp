@@ -94,7 +94,7 @@ void useEndpoints(const Options& options) {
     ZentaraEndpoints::use(endpoints);
 }
 
-/// Queued or in flight. Held-back events do not count, as no fetch delivers them.
+/// Queued or in flight.
 std::int64_t undelivered() {
     const auto counts = ZentaraClient::statistics();
     return counts.waiting + counts.inFlight;
@@ -160,11 +160,8 @@ Result Sender::send(EventLine event) {
     return result;
 }
 
-Drain::Result Sender::drain(const Drain::Progress& progress) {
-    Drain drain([client = client_](
-                    ZentaraClient::FetchCallback done) { client->performFetch(std::move(done)); },
-                [] { return undelivered() == 0; }, patience_);
-    return drain.run(progress);
+bool Sender::drain(const Drain::Progress& progress) {
+    return Drain(&ZentaraClient::flush, patience_).run(progress);
 }
 
 std::string Sender::queuedEvents() {

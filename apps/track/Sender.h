@@ -27,8 +27,8 @@ class Sender {
 
     [[nodiscard]] Result send(EventLine event);
 
-    /// Delivers all queued events.
-    [[nodiscard]] Drain::Result drain(const Drain::Progress& progress);
+    /// Delivers all queued events. False if it could not.
+    [[nodiscard]] bool drain(const Drain::Progress& progress);
 
     /// How many events are queued for the next run, and where, for the user.
     [[nodiscard]] static std::string queuedEvents();

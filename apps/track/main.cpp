@@ -3,6 +3,7 @@
 #include <zentara/JSONValue.h>
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -15,7 +16,7 @@
 #include <utility>
 #include <variant>
 
-#include <zentara/ClientSettings.h>
+#include <zentara/ZentaraClient.h>
 
 #include "track/EventLine.h"
 #include "track/Interruption.h"
@@ -28,7 +29,7 @@
 namespace {
 
 using namespace zentara::track;
-using zentara::ClientSettings;
+using zentara::ZentaraClient;
 
 constexpr std::size_t eventsBetweenDrains = 1000;
 constexpr std::chrono::milliseconds longestSilence{1000};
@@ -95,12 +96,9 @@ class Run {
         const std::size_t total = std::exchange(queued_, 0);
         if (!options_.drain) return true;
         ProgressBar bar(stderr, ProgressBar::styleFor(stderr), "delivering", total);
-        const auto batchSize = static_cast<std::size_t>(ClientSettings().dispatchBatchSize);
-        const auto result =
-            sender_.drain([&](std::size_t batches) { bar.show(batches * batchSize); });
-        bar.finish(result.complete);
-        batches_ += result.batches;
-        drained_ = result.complete;
+        drained_ = sender_.drain(
+            [&](std::int64_t delivered) { bar.show(static_cast<std::size_t>(delivered)); });
+        bar.finish(drained_);
         if (!drained_) {
             std::cerr << "zentara-track: nothing could be delivered to "
                       << Sender::collectorAddress() << " for " << seconds(options_.drainTimeout)
@@ -117,7 +115,8 @@ class Run {
             std::cout << "  " << outcomeName(outcome) << ' ' << tally_.of(outcome) << '\n';
         }
         if (options_.drain) {
-            std::cout << "batches     " << batches_ << (drained_ ? "" : ", not all") << '\n';
+            std::cout << "batches     " << ZentaraClient::statistics().batchesDelivered
+                      << (drained_ ? "" : ", not all") << '\n';
         }
         std::cout << Sender::failures();
         std::cout.flush();
@@ -129,7 +128,6 @@ class Run {
     Tally tally_;
     std::set<std::string> unknownMembers_;  // that were reported
     std::size_t queued_ = 0;                // accepted since the queue was last empty
-    std::size_t batches_ = 0;
     bool drained_ = true;
 };
 

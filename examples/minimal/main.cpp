@@ -8,19 +8,9 @@
 #include <chrono>
 #include <future>
 #include <iostream>
-#include <thread>
+#include <memory>
 
 using namespace zentara;
-
-namespace {
-
-BackgroundFetchResult deliver(const std::shared_ptr<ZentaraClient>& client) {
-    const auto result = std::make_shared<std::promise<BackgroundFetchResult>>();
-    client->performFetch([result](BackgroundFetchResult outcome) { result->set_value(outcome); });
-    return result->get_future().get();
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 3) {
@@ -54,19 +44,15 @@ int main(int argc, char** argv) {
                                << '\n';
                  });
 
-    // The library delivers every ten seconds. A program that ends requests the delivery itself. The
-    // first attempts may fail until the collector has issued an identity.
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        switch (deliver(client)) {
-            case BackgroundFetchResult::noData:
-                std::cout << "delivered\n";
-                return 0;
-            case BackgroundFetchResult::newData:
-                break;
-            case BackgroundFetchResult::failed:
-                std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        }
+    // The library delivers every ten seconds. A program that ends requests the delivery itself.
+    const auto flushed = std::make_shared<std::promise<FlushResult>>();
+    ZentaraClient::flush(std::chrono::seconds(10),
+                         [flushed](const FlushResult& result) { flushed->set_value(result); });
+    const auto result = flushed->get_future().get();
+    if (result.outcome != FlushResult::Outcome::empty) {
+        std::cerr << "the event stays queued for the next run: " << result.lastFailure << '\n';
+        return 1;
     }
-    std::cerr << "the collector does not answer; the event stays queued for the next run\n";
-    return 1;
+    std::cout << "delivered\n";
+    return 0;
 }

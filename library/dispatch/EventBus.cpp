@@ -414,6 +414,8 @@ void EventBus::stopDispatching() {
     {
         const MutexLock lock(mutex_);
         isStopped_ = true;
+        // A later flush need not wait for the answer that is ignored.
+        isDraining_ = false;
         interrupted.swap(inFlight_);
     }
     // The latest dispatch first, so that the oldest events end up in front.

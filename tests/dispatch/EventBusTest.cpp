@@ -2,85 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include "dispatch/storage/FileStorage.h"
-#include "identity/ZentaraIDManager.h"
-#include "json/JSONText.h"
-#include "model/EventDecoder.h"
 #include "platform/UserDefaults.h"
-#include "support/Files.h"
-#include "support/ManualTicker.h"
-#include "support/RecordingSession.h"
-#include "support/SampleEvents.h"
-#include "support/TestHost.h"
-#include "support/WaitFor.h"
+#include "support/EventBusFixture.h"
 
 namespace zentara {
 namespace {
 
 using namespace test;
-using Numbers = std::vector<std::int64_t>;
-
-struct ManualControlTime final : ControlTimeProtocol {
-    std::atomic<std::uint64_t> value = 50'000'000;
-    std::uint64_t currentMonotonicValue() const override { return value; }
-};
-
-class EventBusTest : public testing::Test {
-  protected:
-    EventBusTest() { identity_->setLoggedUser(UserTokenType::guest, "of events to come"); }
-
-    std::shared_ptr<EventBus> makeBus(const std::vector<InternalEvent>& queued) {
-        writeTo(host_.file("queue"), fileOf(queued));
-        const auto now = [] {
-            return ZentaraClock::Date(std::chrono::milliseconds(1'700'000'000'123));
-        };
-        return EventBus::create({openSampleQueue(ledger_.queue), identity_, "instance",
-                                 std::make_unique<ManualTicker>(ticker_), collector_, ledger_, now,
-                                 controlTime_});
-    }
-
-    static DispatchResult dispatch(EventBus& bus) {
-        return valueFrom<DispatchResult>([&](auto done) { bus.dispatch(done); }).value();
-    }
-
-    [[nodiscard]] JSONObject envelope(std::size_t request) {
-        return parseJSON(session_.requests().at(request).body.value())->object();
-    }
-
-    [[nodiscard]] Numbers actions(std::size_t request) {
-        Numbers numbers;
-        const auto posted = envelope(request);
-        for (const auto& action : posted.at("actions").array())
-            numbers.push_back(action.at("zentaraActionSequence").integer());
-        return numbers;
-    }
-
-    [[nodiscard]] Numbers queued() const {
-        return numbersOf(decodeEvents(contentsOf(host_.file("queue"))).events);
-    }
-
-    static Numbers range(std::int64_t first, std::int64_t count) {
-        return numbersOf(sampleEvents(first, count));
-    }
-
-    TestHost host_;
-    RecordingSession session_;
-    Ledger ledger_;
-    std::shared_ptr<const ClientSettings> settings_ = ClientSettings::current();
-    const RemoteService collector_{[this] { return settings_; },
-                                   [](ZentaraEnvironment environment) {
-                                       return URL::parse(environment == ZentaraEnvironment::qa
-                                                             ? "http://qa.test/base"
-                                                             : "http://production.test")
-                                           .value();
-                                   },
-                                   RestClient(session_)};
-    ManualControlTime controlTime_;
-    ManualTicker ticker_;
-    const std::shared_ptr<IDManager> identity_ = ZentaraIDManager::create(
-        {"agent", std::make_unique<FileStorage<Token>>(systemFiles(), "token"),
-         std::make_unique<ManualTicker>(), collector_, nullptr, TickerProtocol::Clock::now});
-};
+using EventBusTest = EventBusFixture;
 
 TEST_F(EventBusTest, FailedBatchReturnsFirst) {
     const auto bus = makeBus(sampleEvents(1, 12));

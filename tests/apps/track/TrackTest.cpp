@@ -16,19 +16,13 @@
 namespace zentara::track {
 namespace {
 
-using enum BackgroundFetchResult;
 using namespace std::chrono_literals;
-
-constexpr Drain::Patience quick{40ms, 1ms, 4ms, 1ms};
-constexpr Drain::Patience patient{30s, 1ms, 2ms, 1ms};
-
-bool settled() {
-    return true;
-}
+using Outcome = FlushResult::Outcome;
 
 /// Answers from a script, whose last answer repeats.
-Drain::Fetch scripted(std::deque<BackgroundFetchResult> script) {
-    return [script](const ZentaraClient::FetchCallback& done) mutable {
+Drain::Flush scripted(std::deque<FlushResult> script) {
+    return [script](std::chrono::milliseconds deadline, const FlushCallback& done) mutable {
+        EXPECT_EQ(deadline, 7ms);
         const auto answer = script.front();
         if (script.size() > 1) script.pop_front();
         std::thread([=] { done(answer); }).join();
@@ -36,39 +30,21 @@ Drain::Fetch scripted(std::deque<BackgroundFetchResult> script) {
 }
 
 TEST(DrainTest, DrainRetriesUntilTheQueueIsEmpty) {
-    const auto script = scripted({failed, newData, failed, failed, newData, newData, noData});
-    std::size_t told = 0;
-    const auto result = Drain(script, settled, patient).run([&told](auto all) { told += all; });
-    EXPECT_TRUE(result.complete);
-    EXPECT_EQ(told, 1U + 2 + 3);
-}
-
-TEST(DrainTest, DrainWaitsForABatchInFlight) {
-    // The batch returns to the queue after the first look.
-    const auto script = scripted({newData, noData, newData, noData, newData, noData});
-    const auto back = Drain(script, settled, patient).run();
-    EXPECT_TRUE(back.complete);
-    EXPECT_EQ(back.batches, 3U);
-
-    int looks = 0;
-    const auto onDisk = [&looks] {
-        return ++looks > 5;
-    };
-    EXPECT_TRUE(Drain(scripted({noData}), onDisk, patient).run().complete);
-    EXPECT_EQ(looks, 7);
+    const auto flush = scripted({{Outcome::failed, 0, 9, 0, "no identity"},
+                                 {Outcome::deadline, 3, 6, 0, ""},
+                                 {Outcome::failed, 2, 4, 0, "503"},
+                                 {Outcome::deadline, 0, 4, 0, ""},
+                                 {Outcome::empty, 4, 0, 0, ""}});
+    std::vector<std::int64_t> told;
+    EXPECT_TRUE(Drain(flush, {30s, 1ms, 2ms, 7ms}).run([&](auto all) { told.push_back(all); }));
+    EXPECT_THAT(told, testing::ElementsAre(3, 5, 9));
 }
 
 TEST(DrainTest, DrainGivesUpWithoutProgress) {
-    const auto result = Drain(scripted({newData, failed}), settled, quick).run();
-    EXPECT_FALSE(result.complete);
-    EXPECT_EQ(result.batches, 1U);
-    EXPECT_FALSE(Drain(
-                     scripted({noData}), [] { return false; }, quick)
-                     .run()
-                     .complete);
-    ZentaraClient::FetchCallback late;
-    EXPECT_FALSE(Drain([&](const auto& done) { late = done; }, settled, quick).run().complete);
-    late(newData);
+    for (const auto outcome : {Outcome::failed, Outcome::deadline}) {
+        const auto flush = scripted({{Outcome::deadline, 10, 5, 0, ""}, {outcome, 0, 5, 0, ""}});
+        EXPECT_FALSE(Drain(flush, {40ms, 1ms, 4ms, 7ms}).run());
+    }
 }
 
 TEST(ProgressBarTest, BarFitsTheWidth) {
