@@ -1,5 +1,7 @@
 #include "facade/HostFunctions.h"
 
+#include <new>
+#include <string>
 #include <utility>
 
 #include "model/InternalEvent.h"
@@ -49,18 +51,23 @@ void HostFunctions::forgetAll() {
 }
 
 void HostFunctions::notifyObserver(DeliveryNotice::Kind kind, std::span<const InternalEvent> events,
-                                   std::string_view reason) {
-    const auto now = current();
-    if (!now || !now->deliveryObserver || events.empty()) return;
-    DeliveryNotice notice{kind, {}, std::string(reason)};
-    notice.actionUUIDs.reserve(events.size());
-    for (const auto& event : events)
-        notice.actionUUIDs.emplace_back(event.actionUUIDText());
-    // The observer is looked up when it is called: a notice that waits holds nothing of the host's.
-    Strand::forHostCallbacks().async([notice = std::move(notice)] {
-        const auto then = current();
-        if (then && then->deliveryObserver) then->deliveryObserver(notice);
-    });
+                                   std::string_view reason) noexcept {
+    try {
+        const auto now = current();
+        if (!now || !now->deliveryObserver || events.empty()) return;
+        DeliveryNotice notice{kind, {}, std::string(reason)};
+        notice.actionUUIDs.reserve(events.size());
+        for (const auto& event : events)
+            notice.actionUUIDs.emplace_back(event.actionUUIDText());
+        // The observer is looked up when it is called: a notice that waits holds nothing of the
+        // host's.
+        Strand::forHostCallbacks().async([notice = std::move(notice)] {
+            const auto then = current();
+            if (then && then->deliveryObserver) then->deliveryObserver(notice);
+        });
+    } catch (const std::bad_alloc&) {
+        // The statistics still count the events.
+    }
 }
 
 }  // namespace zentara

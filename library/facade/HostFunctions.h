@@ -39,10 +39,10 @@ struct HostFunctions {
     /// Also forgets the log sink.
     static void forgetAll();
 
-    /// Tells the observer, on a worker; without an observer nothing is copied. A
-    /// `DeliveryListener`.
+    /// Tells the observer, on a worker; without an observer nothing is copied, and without memory
+    /// the notice is lost. A `DeliveryListener`.
     static void notifyObserver(DeliveryNotice::Kind kind, std::span<const InternalEvent> events,
-                               std::string_view reason);
+                               std::string_view reason) noexcept;
 
   private:
     [[nodiscard]] static std::shared_ptr<const HostFunctions> load();

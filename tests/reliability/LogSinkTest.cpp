@@ -124,6 +124,24 @@ TEST_F(LogSinkTest, SlowSinkDelaysNoThreadAndKeepsAThousand) {
     EXPECT_EQ(lines_->waitFor(1001)->text, "last");
 }
 
+TEST_F(LogSinkTest, ReplacedSinkLosesNoLine) {
+    const auto count = std::make_shared<Signal>();
+    const auto sink = [count](const LogLine&) {
+        count->notify();
+    };
+    ZentaraClient::setLogSink(info, sink);
+    const auto printed = printedDuring([&] {
+        inThreads(3, [&](int thread) {
+            for (int i = 0; i < 200; ++i) {
+                if (thread == 0) ZentaraClient::setLogSink(info, sink);
+                printWarning("line");
+            }
+        });
+        EXPECT_TRUE(count->waitFor(600));
+    });
+    EXPECT_EQ(printed, (std::pair<std::string, std::string>()));
+}
+
 using LogSinkDeathTest = LogSinkTest;
 
 TEST_F(LogSinkDeathTest, FatalLineReachesTheSinkOnItsThread) {
