@@ -132,10 +132,10 @@ enum class Ownership { copied, taken };
 
 Draft readDraft(const zentara_event_draft* record, Ownership ownership);
 
-/// The object of properties without open containers.
-JSONObject finished(zentara_properties& properties, Ownership ownership);
+/// The object of the properties. Refuses an open container.
+JSONObject copyOf(const zentara_properties& properties);
 
-/// Takes the handle over.
+/// The same; takes the handle over.
 JSONObject taken(zentara_properties* properties);
 
 /// `zentara_value` is never defined: a pointer to it is always a pointer to a `JSONValue`.
@@ -151,7 +151,7 @@ struct ThreadTexts {
     std::string preferencesDirectory;
     std::string contextId;
     std::string json;
-    std::string flushFailure;
+    FlushResult flushResult;
     ZentaraClientStatistics statistics;
     ValidationReport validation;
     std::vector<zentara_text> messages;

@@ -242,11 +242,8 @@ zentara_status zentara_send_event(const zentara_client* client, const zentara_ev
                                   zentara_send_handler handler, void* context,
                                   void (*release)(void*)) noexcept {
     const CallContext owner{context, release};
-    return guarded([&] {
-        const auto& shared = checked(event).event;
-        clientOf(client)->send(std::vector{shared}, shared->relationId(),
-                               sendHandler(handler, context));
-    });
+    return guarded(
+        [&] { clientOf(client)->send(checked(event).event, sendHandler(handler, context)); });
 }
 
 zentara_status zentara_new_context_id(const zentara_client* client) noexcept {

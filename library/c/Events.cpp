@@ -98,8 +98,11 @@ zentara_event* zentara_event_make_take(const zentara_event_draft* draft) noexcep
 }
 
 zentara_event* zentara_event_copy(const zentara_event* event) noexcept {
-    return guardedOr<zentara_event*>(
-        nullptr, [&] { return std::make_unique<zentara_event>(checked(event).event).release(); });
+    return guardedOr<zentara_event*>(nullptr, [&] {
+        auto shared = checked(event).event;
+        if (shared.use_count() == 0) shared = EventAccess::make(EventAccess::values(*shared));
+        return std::make_unique<zentara_event>(std::move(shared)).release();
+    });
 }
 
 void zentara_event_release(zentara_event* event) noexcept {

@@ -66,7 +66,7 @@ struct zentara_event : zentara::c::Handle {
 
     explicit zentara_event(zentara::EventRef shared) : Handle(kind), event(std::move(shared)) {}
 
-    const zentara::EventRef event;
+    const zentara::EventRef event;  ///< owns nothing if the event lives during a call only
 };
 
 struct zentara_properties : zentara::c::Handle {
@@ -78,11 +78,13 @@ struct zentara_properties : zentara::c::Handle {
         std::string key;
     };
 
-    explicit zentara_properties(zentara::JSONObject object = {}, bool belongsToLibrary = false)
-        : Handle(kind), root(std::move(object)), isBorrowed(belongsToLibrary) {}
+    enum class Owner { host, library };
+
+    explicit zentara_properties(zentara::JSONObject object = {}, Owner itsOwner = Owner::host)
+        : Handle(kind), root(std::move(object)), owner(itsOwner) {}
 
     zentara::JSONValue root;  ///< always an object
     std::vector<Level> open;  ///< from the outermost to the innermost
     std::optional<std::string> nextKey;
-    const bool isBorrowed;
+    const Owner owner;
 };

@@ -41,6 +41,12 @@ JSONObject parseObject(zentara_text json) {
     return std::move(value.object());
 }
 
+void checkClosed(const zentara_properties& properties) {
+    if (!properties.open.empty()) {
+        refuse(ZENTARA_INVALID_ARGUMENT, "an array or object of the properties is still open");
+    }
+}
+
 JSONValue& containerOf(zentara_properties& properties) {
     return properties.open.empty() ? properties.root : properties.open.back().container;
 }
@@ -78,28 +84,26 @@ zentara_status open(zentara_properties* handle, zentara_text key, JSONValue cont
 
 }  // namespace
 
-JSONObject zentara::c::finished(zentara_properties& properties, Ownership ownership) {
-    if (!properties.open.empty()) {
-        refuse(ZENTARA_INVALID_ARGUMENT, "an array or object of the properties is still open");
-    }
-    if (ownership == Ownership::taken) return std::move(properties.root.object());
+JSONObject zentara::c::copyOf(const zentara_properties& properties) {
+    checkClosed(properties);
     return properties.root.object();
 }
 
 JSONObject zentara::c::taken(zentara_properties* properties) {
-    if (checked(properties).isBorrowed) {
+    if (checked(properties).owner == zentara_properties::Owner::library) {
         refuse(ZENTARA_INVALID_HANDLE, "properties of an outgoing event cannot be taken over");
     }
     const std::unique_ptr<zentara_properties> owned(properties);
-    return finished(*owned, Ownership::taken);
+    checkClosed(*owned);
+    return std::move(owned->root.object());
 }
 
 Draft zentara::c::readDraft(const zentara_event_draft* record, Ownership ownership) {
     Draft draft{readRecord(record), {}};
     auto* const properties = draft.record.properties;
     if (properties != nullptr) {
-        draft.properties = ownership == Ownership::taken ? taken(properties)
-                                                         : finished(checked(properties), ownership);
+        draft.properties =
+            ownership == Ownership::taken ? taken(properties) : copyOf(checked(properties));
     }
     if (draft.record.properties_json.bytes != nullptr) {
         if (properties != nullptr) {
@@ -196,7 +200,7 @@ zentara_properties* zentara_properties_copy(const zentara_properties* properties
 
 void zentara_properties_release(zentara_properties* properties) noexcept {
     if (properties != nullptr && properties->is(zentara_properties::kind) &&
-        !properties->isBorrowed) {
+        properties->owner == zentara_properties::Owner::host) {
         delete properties;
     }
 }

@@ -454,6 +454,172 @@ ZENTARA_EXPORT zentara_status zentara_perform_fetch(zentara_fetch_callback compl
                                                     void* context, void (*release)(void* context))
     ZENTARA_NOEXCEPT;
 
+// Delivery on demand.
+
+typedef int32_t zentara_flush_outcome;
+enum {
+    ZENTARA_FLUSH_EMPTY = 0,     ///< nothing that can be delivered is left
+    ZENTARA_FLUSH_FAILED = 1,    ///< a batch was not delivered
+    ZENTARA_FLUSH_DEADLINE = 2,  ///< the deadline came first
+    ZENTARA_FLUSH_REFUSED = 3,   ///< wrong use
+};
+
+/// What a flush achieved.
+typedef struct zentara_flush_result {
+    size_t size;
+    zentara_flush_outcome outcome;
+    int64_t delivered;          ///< events that the collector has acknowledged during the flush
+    int64_t waiting;            ///< events left in the queue, those passed over included
+    int64_t held_back;          ///< events that still wait for their schemas
+    zentara_text last_failure;  ///< in words; empty when no batch failed
+} zentara_flush_result;
+
+typedef void (*zentara_flush_callback)(void* context, const zentara_flush_result* result);
+
+/// Delivers batch after batch until the queue is empty, a batch fails, or `deadline` milliseconds
+/// have passed; a negative deadline counts as 0. Held-back events that the schemas allow by now are
+/// queued first. The completion is called exactly once, on a worker. Fails at once without a
+/// client, without an identity, while delivery is paused or the collector has asked to wait.
+ZENTARA_EXPORT zentara_status zentara_flush(int64_t deadline, zentara_flush_callback completion,
+                                            void* context,
+                                            void (*release)(void* context)) ZENTARA_NOEXCEPT;
+/// The same, and waits for it, a second longer than `deadline` at most. In a callback, whose return
+/// the completion would wait for, it does nothing: the outcome is `ZENTARA_FLUSH_REFUSED`. `result`
+/// may be null; its text is valid until the next call on this thread.
+ZENTARA_EXPORT zentara_status zentara_flush_and_wait(int64_t deadline,
+                                                     zentara_flush_result* result) ZENTARA_NOEXCEPT;
+
+/// Posts no events until `zentara_resume_delivery`, in this process. Events are queued.
+ZENTARA_EXPORT void zentara_pause_delivery(void) ZENTARA_NOEXCEPT;
+ZENTARA_EXPORT void zentara_resume_delivery(void) ZENTARA_NOEXCEPT;
+/// Posts those events again that were passed over because the collector refused them alone.
+ZENTARA_EXPORT void zentara_retry_refused(void) ZENTARA_NOEXCEPT;
+
+// Callbacks and values of the host, for the process. They replace what was set before, and
+// `zentara_shutdown` forgets them.
+
+typedef int32_t zentara_log_level;
+enum {
+    ZENTARA_LOG_INFO = 0,     ///< what became of an event
+    ZENTARA_LOG_WARNING = 1,  ///< a failure that the library goes on with, and its end
+    ZENTARA_LOG_FATAL = 2,    ///< the process ends
+};
+
+/// One line that the library would print.
+typedef struct zentara_log_line {
+    size_t size;
+    zentara_log_level level;
+    zentara_text component;  ///< "schemas", "identity", "delivery", "storage" or "client"
+    zentara_text text;       ///< without control characters and line breaks
+} zentara_log_line;
+
+typedef void (*zentara_log_sink)(void* context, const zentara_log_line* line);
+
+/// Hands every line of this level or above to `sink`, on a worker; with a sink nothing is printed.
+/// A fatal line comes on the thread that fails, and must not call the library. Null prints again.
+ZENTARA_EXPORT zentara_status zentara_set_log_sink(zentara_log_level least, zentara_log_sink sink,
+                                                   void* context,
+                                                   void (*release)(void* context)) ZENTARA_NOEXCEPT;
+/// A sink that keeps the library silent.
+ZENTARA_EXPORT void zentara_quiet_log(void* context, const zentara_log_line* line) ZENTARA_NOEXCEPT;
+
+/// An event on its way to the queue, valid during the call that receives it.
+typedef struct zentara_outgoing zentara_outgoing;
+
+/// As it was sent, with an empty referer.
+ZENTARA_EXPORT const zentara_event* zentara_outgoing_event(const zentara_outgoing* outgoing)
+    ZENTARA_NOEXCEPT;
+ZENTARA_EXPORT zentara_text zentara_outgoing_action_uuid(const zentara_outgoing* outgoing)
+    ZENTARA_NOEXCEPT;
+/// The properties that will be queued, merged over the global ones. They belong to the event: they
+/// can be changed, but neither released nor taken over.
+ZENTARA_EXPORT zentara_properties* zentara_outgoing_properties(zentara_outgoing* outgoing)
+    ZENTARA_NOEXCEPT;
+ZENTARA_EXPORT zentara_text zentara_outgoing_url(const zentara_outgoing* outgoing) ZENTARA_NOEXCEPT;
+ZENTARA_EXPORT zentara_text zentara_outgoing_referer(const zentara_outgoing* outgoing)
+    ZENTARA_NOEXCEPT;
+/// Absent texts are empty.
+ZENTARA_EXPORT zentara_status zentara_outgoing_set_url(zentara_outgoing* outgoing,
+                                                       zentara_text url) ZENTARA_NOEXCEPT;
+ZENTARA_EXPORT zentara_status zentara_outgoing_set_referer(zentara_outgoing* outgoing,
+                                                           zentara_text referer) ZENTARA_NOEXCEPT;
+/// The reason for `ZENTARA_DECISION_REFUSE`.
+ZENTARA_EXPORT zentara_status zentara_outgoing_set_reason(zentara_outgoing* outgoing,
+                                                          zentara_text reason) ZENTARA_NOEXCEPT;
+
+typedef int32_t zentara_decision;
+enum {
+    ZENTARA_DECISION_QUEUE = 0,   ///< validate and queue the event as it is now
+    ZENTARA_DECISION_DROP = 1,    ///< its handler receives `ZENTARA_ERROR_EVENT_DROPPED`
+    ZENTARA_DECISION_REFUSE = 2,  ///< its handler receives `ZENTARA_ERROR_BEFORE_QUEUE`
+};
+typedef zentara_decision (*zentara_before_queue)(void* context, zentara_outgoing* outgoing);
+
+/// Sets the function that sees each event before it is queued, on the thread that sends it; several
+/// threads call it at once. An event with an unknown decision, or with an array or object of its
+/// properties still open, is refused. Null removes the function.
+ZENTARA_EXPORT zentara_status zentara_set_before_queue(
+    zentara_before_queue function, void* context, void (*release)(void* context)) ZENTARA_NOEXCEPT;
+
+/// Sets the properties that every event gets, unless it has one of that name itself. Null removes
+/// them.
+ZENTARA_EXPORT zentara_status zentara_set_global_properties(const zentara_properties* properties)
+    ZENTARA_NOEXCEPT;
+ZENTARA_EXPORT zentara_status zentara_set_global_properties_take(zentara_properties* properties)
+    ZENTARA_NOEXCEPT;
+
+typedef int32_t zentara_delivery_kind;
+enum {
+    ZENTARA_DELIVERY_DELIVERED = 0,
+    ZENTARA_DELIVERY_EVICTED = 1,  ///< the oldest of too many
+    ZENTARA_DELIVERY_DROPPED = 2,  ///< refused by its schema, or removed at the user's will
+    ZENTARA_DELIVERY_REFUSED = 3,  ///< refused by the collector while alone, and passed over
+};
+
+/// What became of some events after they were sent.
+typedef struct zentara_delivery_notice {
+    size_t size;
+    zentara_delivery_kind kind;
+    size_t count;                      ///< of the events
+    const zentara_text* action_uuids;  ///< in the order of the queue, lower case
+    zentara_text reason;               ///< in words; empty for delivered events
+} zentara_delivery_notice;
+
+typedef void (*zentara_delivery_observer)(void* context, const zentara_delivery_notice* notice);
+
+/// Sets the function that is told what becomes of events, on a worker. Null removes it.
+ZENTARA_EXPORT zentara_status
+zentara_set_delivery_observer(zentara_delivery_observer observer, void* context,
+                              void (*release)(void* context)) ZENTARA_NOEXCEPT;
+
+typedef int32_t zentara_validation_outcome;
+enum {
+    ZENTARA_VALIDATION_VALID = 0,
+    ZENTARA_VALIDATION_INVALID = 1,
+    ZENTARA_VALIDATION_UNKNOWN_SCHEMA = 2,
+    ZENTARA_VALIDATION_NOT_READY = 3,  ///< the schemas have not arrived yet
+};
+
+/// What the schema says of properties that were not sent.
+typedef struct zentara_validation_report {
+    size_t size;
+    zentara_validation_outcome outcome;
+    size_t count;                  ///< of the messages
+    const zentara_text* messages;  ///< valid until the next call on this thread
+} zentara_validation_report;
+
+/// What `zentara_send` would say of the draft's properties. Sends nothing, counts nothing, and
+/// calls no callback.
+ZENTARA_EXPORT zentara_status zentara_validate(const zentara_client* client,
+                                               const zentara_event_draft* draft,
+                                               zentara_validation_report* report) ZENTARA_NOEXCEPT;
+
+/// For development builds: with true, an event that its schema refuses ends the process.
+ZENTARA_EXPORT void zentara_set_fail_fast(bool enabled) ZENTARA_NOEXCEPT;
+/// Starts a new context with the next event when nothing was sent for this many seconds; not with 0
+/// or less.
+ZENTARA_EXPORT void zentara_set_session_timeout(int64_t seconds) ZENTARA_NOEXCEPT;
+
 // Statistics.
 
 /// The last failure of a part of the library.
