@@ -109,10 +109,9 @@ void EventBus::enqueue(const InternalEvent& event, const EnqueueCompletion& comp
     repository_->add(event, [&](const EventRepositoryResult& result) {
         if (!completion) return;
         if (result.ok()) return completion(Status());
-        const bool isClosed =
-            dynamic_cast<const RepositoryClosedError*>(result.error().get()) != nullptr;
-        // For other failures, the store has reported why.
-        completion(failure(EventBusError(isClosed ? Case::queueClosed : Case::enqueueError)));
+        // Other failures have been reported by the store.
+        const auto errorCase = isClosed(result.status()) ? Case::queueClosed : Case::enqueueError;
+        completion(failure(EventBusError(errorCase)));
     });
 }
 

@@ -28,6 +28,11 @@ class RepositoryClosedError final : public Error {
     [[nodiscard]] std::string description() const override { return "the queue is closed"; }
 };
 
+/// Whether an event was not taken because the repository is closed.
+inline bool isClosed(const Status& status) {
+    return dynamic_cast<const RepositoryClosedError*>(status.error().get()) != nullptr;
+}
+
 /// A bounded, persistent queue of events, oldest first. Every operation is one step: operations of
 /// several threads follow each other, and each returns when it is done.
 class EventRepositoryProtocol {

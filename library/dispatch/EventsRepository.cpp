@@ -157,8 +157,11 @@ bool EventsRepository::putBack(std::span<const InternalEvent> events) {
 void EventsRepository::settle(std::span<const InternalEvent> events) {
     const MutexLock entry(queue_);
     if (admission_ == Admission::closed) return;
+    bool isAnyTaken = false;
     for (const auto& event : events)
-        removeCopies(taken_, event);
+        isAnyTaken = removeCopies(taken_, event) || isAnyTaken;
+    // Events that were cleared are in no file.
+    if (inFlight_ && !isAnyTaken) return;
     // Also when the save fails: these events were delivered.
     if (saveList().ok()) returned_.clear();
     saveInFlight();

@@ -82,19 +82,16 @@ bool handOverQueue(FileSystem& files, const std::string& from, const std::string
     return status.ok();
 }
 
-std::vector<std::string> processFolders(FileSystem& files) {
+Result<std::vector<std::string>> processFolders(FileSystem& files) {
     auto names = files.names(documentsFile(""));
-    if (!names.ok()) {
-        reportLeft(documentsFile(folderPrefix), names.status());
-        return {};
-    }
+    if (!names.ok()) return names;
     std::erase_if(*names, [&](const std::string& name) {
         // No links: the folder is removed in the end.
         const auto state = files.state(documentsFile(name));
         return !name.starts_with(folderPrefix) || !state || state->kind != FileState::Kind::folder;
     });
     std::ranges::sort(*names);
-    return *std::move(names);
+    return names;
 }
 
 std::string claimFolder(FileSystem& files) {
@@ -146,8 +143,10 @@ std::string claimProcessFolder(FileSystem& files, const std::string& tokenName) 
 
 void restoreProcessFolders(FileSystem& files, const std::vector<MainQueue>& queues,
                            const std::string& tokenName) {
+    const auto folders = processFolders(files);
+    if (!folders.ok()) return reportLeft(documentsFile(folderPrefix), folders.status());
     bool isAnyFree = false;
-    for (const auto& folder : processFolders(files)) {
+    for (const auto& folder : *folders) {
         const auto path = documentsFile(folder);
         if (files.claim(path) != FolderClaim::held) continue;
         isAnyFree = true;
@@ -162,6 +161,23 @@ void restoreProcessFolders(FileSystem& files, const std::vector<MainQueue>& queu
     if (!isAnyFree) return;
     for (const auto& queue : queues)
         restorePostponed(queue.events, QueueFiles(files, queue.name));
+}
+
+Status eraseProcessFolders(FileSystem& files, const std::string& ownFolder,
+                           const std::vector<std::string>& names) {
+    const auto folders = processFolders(files);
+    if (!folders.ok()) return folders.status();
+    Status firstFailure;
+    for (const auto& folder : *folders) {
+        const auto path = documentsFile(folder);
+        if (folder + '/' == ownFolder || files.claim(path) != FolderClaim::held) continue;
+        for (const auto& name : names) {
+            auto status = files.removeAllOf(path / name);
+            if (firstFailure.ok()) firstFailure = std::move(status);
+        }
+        files.release(path);
+    }
+    return firstFailure;
 }
 
 }  // namespace zentara

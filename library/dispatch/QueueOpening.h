@@ -56,4 +56,9 @@ struct MainQueue {
 void restoreProcessFolders(FileSystem& files, const std::vector<MainQueue>& queues,
                            const std::string& tokenName);
 
+/// Removes the files that are named after `names`, from all folders of processes but `ownFolder`,
+/// the answer of `claimProcessFolder`, and those of running processes.
+[[nodiscard]] Status eraseProcessFolders(FileSystem& files, const std::string& ownFolder,
+                                         const std::vector<std::string>& names);
+
 }  // namespace zentara

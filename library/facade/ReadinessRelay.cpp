@@ -9,9 +9,9 @@
 namespace zentara {
 
 void ReadinessRelay::report(ZentaraClientErrorRef error) {
-    if (!callback_) return;
     {
         const MutexLock lock(mutex_);
+        if (!callback_) return;
         reports_.push_back(std::move(error));
         if (!isOpen_ && std::this_thread::get_id() == builder_) ++ofBuilder_;
         // A delivery that runs takes the new report along, which keeps the order.
@@ -21,15 +21,22 @@ void ReadinessRelay::report(ZentaraClientErrorRef error) {
 }
 
 void ReadinessRelay::open() {
-    if (!callback_) return;
     std::size_t now = 0;
     {
         const MutexLock lock(mutex_);
         isOpen_ = true;
+        if (!callback_) return;
         isDelivering_ = true;
         now = ofBuilder_;
     }
     deliver(now);
+}
+
+void ReadinessRelay::close() {
+    std::shared_ptr<const Callback> forgotten;
+    const MutexLock lock(mutex_);
+    forgotten.swap(callback_);
+    reports_.clear();
 }
 
 void ReadinessRelay::deliverLater() {
@@ -40,6 +47,7 @@ void ReadinessRelay::deliverLater() {
 void ReadinessRelay::deliver(std::size_t most) {
     for (;; --most) {
         ZentaraClientErrorRef error;
+        std::shared_ptr<const Callback> callback;
         {
             const MutexLock lock(mutex_);
             if (reports_.empty()) {
@@ -49,10 +57,11 @@ void ReadinessRelay::deliver(std::size_t most) {
             if (most == 0) break;
             error = std::move(reports_.front());
             reports_.pop_front();
+            callback = callback_;
         }
         try {
             const CallbackScope scope;
-            callback_(std::move(error));
+            (*callback)(std::move(error));
         } catch (...) {
             // The exception is the host's. The reports that follow are still delivered.
             deliverLater();

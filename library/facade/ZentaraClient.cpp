@@ -5,8 +5,10 @@
 #include <type_traits>
 #include <utility>
 
+#include "facade/ClientLifecycle.h"
 #include "facade/HostFunctions.h"
 #include "facade/ReadinessRelay.h"
+#include "facade/SharedState.h"
 #include "facade/ZentaraClientAccess.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "facade/ZentaraClientImplementation.h"
@@ -29,20 +31,8 @@ namespace zentara {
 
 namespace {
 
-struct SharedState {
-    std::atomic<bool> isReady = false;
-
-    /// Held while a client is built, so that concurrent first calls give one client. No code of the
-    /// host runs under it.
-    Mutex buildMutex;
-
-    Mutex mutex;
-    std::shared_ptr<ZentaraClient> client ZENTARA_GUARDED_BY(mutex);
-};
-
 SharedState& state() {
-    static NoDestructor<SharedState> instance;
-    return *instance;
+    return SharedState::instance();
 }
 
 /// Calls a function of the host on this thread, if there is one.
@@ -103,6 +93,11 @@ std::optional<std::string> withValidUTF8(std::optional<std::string> text) {
 
 }  // namespace
 
+SharedState& SharedState::instance() {
+    static NoDestructor<SharedState> shared;
+    return *shared;
+}
+
 ZentaraClient::ZentaraClient(std::unique_ptr<Implementation> implementation)
     : implementation_(std::move(implementation)) {}
 
@@ -133,8 +128,7 @@ std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
         callHost(readyCallback, std::make_shared<SchemasInitializationError>());
         return inherited ? inherited : ZentaraClientAccess::makePlain();
     }
-    const auto settings = ClientSettings::current();
-    if (!settings) throw ZentaraClientNotConfiguredError();
+    if (!ClientSettings::current()) throw ZentaraClientNotConfiguredError();
 
     std::shared_ptr<ReadinessRelay> readiness;
     auto client = sharedClient();
@@ -142,8 +136,12 @@ std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
         const MutexLock building(state().buildMutex);
         client = sharedClient();
         if (!client) {
-            readiness = std::make_shared<ReadinessRelay>(readyCallback);
-            client = ZentaraClientBuilder::build(*settings, readiness);
+            // `shutdown` may have forgotten the settings since.
+            const auto current = ClientSettings::current();
+            if (!current) throw ZentaraClientNotConfiguredError();
+            readiness = std::make_shared<ReadinessRelay>(
+                HeldFunctions::shared().hold(std::move(readyCallback)));
+            client = ZentaraClientBuilder::build(*current, readiness);
             setSharedClient(client);
         }
     }
@@ -212,6 +210,9 @@ std::shared_ptr<ZentaraClient> ZentaraClientAccess::makePlain() {
 ZentaraClientErrorRef ZentaraClientAccess::refuse(const ZentaraClient& client,
                                                   const std::string& schemaId) {
     if (isForkedChild()) return std::make_shared<EventNotQueuedError>();
+    if (client.implementation_) {
+        if (auto error = client.implementation_->refusal()) return error;
+    }
     if (!client.implementation_ || !ClientSettings::current()) {
         ++Ledger::shared().refusedNotInitialized;
         return std::make_shared<ZentaraClientNotInitializedError>();
@@ -263,8 +264,8 @@ ZentaraClientStatistics ZentaraClient::statistics() noexcept {
 void ZentaraClient::setLoggedUser(UserTokenType tokenType, std::string token) {
     const auto client = get();
     if (!client->isWorking()) return;
-    client->implementation_->with.idManager->setLoggedUser(tokenType,
-                                                           withValidUTF8(std::move(token)));
+    ClientLifecycle::shared().setLoggedUser(*client->implementation_->with.idManager, tokenType,
+                                            withValidUTF8(std::move(token)));
 }
 
 void ZentaraClient::removeLoggedUser() {
@@ -374,17 +375,19 @@ void ZentaraClient::getHsid(HsidCallback callbackHsid) {
     const auto client = get();
     if (!client->isWorking()) return callHost(callbackHsid, "");
     client->implementation_->with.idManager->start(
-        [callback = std::move(callbackHsid)](const std::string& hsid) {
+        [callback =
+             HeldFunctions::shared().hold(std::move(callbackHsid))](const std::string& hsid) {
             if (callback) Strand::forHostCallbacks().async([callback, hsid] { callback(hsid); });
         });
 }
 
 void ZentaraClient::performFetch(FetchCallback completion) {
-    const auto report = [completion = std::move(completion)](BackgroundFetchResult result) {
-        callHost(completion, result);
-    };
     const auto client = sharedClient();
-    if (!client || !client->isWorking()) return report(BackgroundFetchResult::failed);
+    if (!client || !client->isWorking()) return callHost(completion, BackgroundFetchResult::failed);
+    const auto report =
+        [held = HeldFunctions::shared().hold(std::move(completion))](BackgroundFetchResult result) {
+            callHost(held, result);
+        };
     client->implementation_->with.eventBus->dispatch([report](const DispatchResult& result) {
         using Kind = DispatchResult::Kind;
         report(result.kind() == Kind::success           ? BackgroundFetchResult::newData

@@ -275,6 +275,7 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     ZentaraClient& operator=(const ZentaraClient&) = delete;
 
   private:
+    friend class ClientLifecycle;
     friend struct ZentaraClientAccess;
     friend struct ZentaraClientBuilder;
     struct Implementation;

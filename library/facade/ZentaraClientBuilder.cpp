@@ -1,6 +1,7 @@
 #include "facade/ZentaraClientBuilder.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -13,7 +14,7 @@
 #include "dispatch/EventsRepository.h"
 #include "dispatch/QueueOpening.h"
 #include "dispatch/storage/FileStorage.h"
-#include "facade/HostFunctions.h"
+#include "facade/ClientLifecycle.h"
 #include "identity/ZentaraIDManager.h"
 #include "network/CurlSession.h"
 #include "network/URLRequestBuilder.h"
@@ -47,20 +48,40 @@ std::string userAgent(const std::string& bundleIdentifier, const ClientSettings&
 
 /// The repositories of this process, one per file. A new client shares the queues that an earlier
 /// client, or a batch in flight, still uses: two lists on one file would overwrite each other.
+/// For the same reason, a queue is opened again only when the one before has been destroyed.
 struct Repositories {
     Mutex mutex;
+    std::condition_variable_any destroyed;
     std::map<std::filesystem::path, std::weak_ptr<EventsRepository>> byFile
         ZENTARA_GUARDED_BY(mutex);
+
+    static Repositories& shared() {
+        static NoDestructor<Repositories> instance;
+        return *instance;
+    }
+
+    void destroy(EventsRepository* last, const std::filesystem::path& file) {
+        delete last;
+        const MutexLock lock(mutex);
+        byFile.erase(file);
+        destroyed.notify_all();
+    }
 };
 
 std::shared_ptr<EventsRepository> repository(FileSystem& files, const std::string& name,
                                              const QueueOptions& options, Ledger::Queue& counts) {
-    static NoDestructor<Repositories> repositories;
-    const MutexLock lock(repositories->mutex);
-    auto& known = repositories->byFile[documentsFile(name)];
-    if (auto inUse = known.lock()) return inUse;
-    const std::shared_ptr<EventsRepository> opened = openQueue(files, name, options, counts);
-    known = opened;
+    auto& all = Repositories::shared();
+    const auto file = documentsFile(name);
+    const MutexLock lock(all.mutex);
+    for (auto known = all.byFile.find(file); known != all.byFile.end();
+         known = all.byFile.find(file)) {
+        if (auto inUse = known->second.lock()) return inUse;
+        all.destroyed.wait(all.mutex);
+    }
+    const std::shared_ptr<EventsRepository> opened(
+        openQueue(files, name, options, counts).release(),
+        [&all, file](EventsRepository* last) { all.destroy(last, file); });
+    all.byFile.emplace(file, opened);
     return opened;
 }
 
@@ -85,9 +106,29 @@ RemoteService ZentaraClientBuilder::schemasService() {
     return service(ZentaraEndpoints::schemas);
 }
 
+ClientQueues ZentaraClientBuilder::queues(FileSystem& files, const std::string& folder,
+                                          const ClientSettings& settings) {
+    auto& ledger = Ledger::shared();
+    QueueOptions options{settings.maxEvents, settings.dispatchInterval};
+    options.listener = HostFunctions::notifyObserver;
+    ClientQueues queues;
+    queues.events = repository(files, folder + settings.eventsStorageName, options, ledger.queue);
+    options.takenEvents = QueueOptions::TakenEvents::inMemory;
+    queues.heldBack = repository(files, folder + settings.unvalidatedEventsStorageName, options,
+                                 ledger.heldBackQueue);
+    return queues;
+}
+
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
     const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay,
     FileSystem& files) {
+    return ClientLifecycle::shared().build(
+        files, [&](BuiltClient& parts) { return buildParts(settings, relay, files, parts); });
+}
+
+std::shared_ptr<ZentaraClient> ZentaraClientBuilder::buildParts(
+    const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay, FileSystem& files,
+    BuiltClient& parts) {
     const auto bundleIdentifier = HostApplication::bundleIdentifier();
     auto& ledger = Ledger::shared();
     const auto& controlTime = ControlTime::shared();
@@ -108,12 +149,7 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
          std::make_unique<FileStorage<Token>>(files, tokenName), std::make_unique<Ticker>(),
          collector(), nullptr, TickerProtocol::Clock::now});
     if (settings.advertisingId) idManager->setAdvertisingId(*settings.advertisingId);
-    QueueOptions queue{settings.maxEvents, settings.dispatchInterval};
-    queue.listener = HostFunctions::notifyObserver;
-    auto events = repository(files, folder + settings.eventsStorageName, queue, ledger.queue);
-    queue.takenEvents = QueueOptions::TakenEvents::inMemory;
-    auto heldBack = repository(files, folder + settings.unvalidatedEventsStorageName, queue,
-                               ledger.heldBackQueue);
+    auto [events, heldBack] = queues(files, folder, settings);
     if (folder.empty()) {
         restoreProcessFolders(files,
                               {{settings.eventsStorageName, *events},
@@ -127,6 +163,7 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
     runAtExit([bus = std::weak_ptr(eventBus)] {
         if (const auto alive = bus.lock()) alive->stopDispatching();
     });
+    parts = {{}, eventBus, idManager, schemasProvider, relay};
     return assemble({.schemasProvider = std::move(schemasProvider),
                      .eventBus = std::move(eventBus),
                      .idManager = std::move(idManager),
@@ -140,10 +177,13 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::assemble(ClientCollaborators collaborators) {
     std::shared_ptr<ZentaraClient> client(new ZentaraClient(
         std::make_unique<ZentaraClient::Implementation>(std::move(collaborators))));
-    client->implementation_->with.idManager->start([client](const std::string& hsid) {
-        const MutexLock lock(client->implementation_->mutex);
-        client->implementation_->hsid = hsid;
-    });
+    client->implementation_->with.idManager->start(
+        [weak = std::weak_ptr(client)](const std::string& hsid) {
+            const auto alive = weak.lock();
+            if (!alive) return;
+            const MutexLock lock(alive->implementation_->mutex);
+            alive->implementation_->hsid = hsid;
+        });
     return client;
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
+#include "dispatch/EventsRepository.h"
 #include "facade/ReadinessRelay.h"
 #include "facade/ZentaraClientImplementation.h"
 #include "network/RestClient.h"
@@ -9,6 +11,14 @@
 #include "platform/FileSystem.h"
 
 namespace zentara {
+
+struct BuiltClient;
+
+/// The queues of a client.
+struct ClientQueues {
+    std::shared_ptr<EventsRepository> events;
+    std::shared_ptr<EventsRepository> heldBack;
+};
 
 /// Builds the client and everything that it works with. Only the builder names the network, the
 /// settings, the ledger, the clocks and the exit hooks of the process; every other component is
@@ -21,6 +31,11 @@ struct ZentaraClientBuilder {
         const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay,
         FileSystem& files = systemFiles());
 
+    /// The queues in `folder` of the documents directory, opened unless they are open. `folder` is
+    /// the answer of `claimProcessFolder`.
+    [[nodiscard]] static ClientQueues queues(FileSystem& files, const std::string& folder,
+                                             const ClientSettings& settings);
+
     /// The HTTP session of the process; never destroyed.
     [[nodiscard]] static URLSession& session();
 
@@ -30,6 +45,11 @@ struct ZentaraClientBuilder {
 
     /// A client that works with the given collaborators.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> assemble(ClientCollaborators collaborators);
+
+  private:
+    [[nodiscard]] static std::shared_ptr<ZentaraClient> buildParts(
+        const ClientSettings& settings, const std::shared_ptr<ReadinessRelay>& relay,
+        FileSystem& files, BuiltClient& parts);
 };
 
 }  // namespace zentara

@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "facade/ClientLifecycle.h"
 #include "json/JSONText.h"
 #include "model/EventAccess.h"
 #include "support/Diagnostics.h"
@@ -44,6 +45,7 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
         const CallbackScope scope;
         handler(sent, std::move(error));
     };
+    if (auto error = refusal()) return report(event, std::move(error));
     const auto current = with.settings();
     if (!current) {
         ++with.ledger.refusedNotInitialized;
@@ -55,6 +57,19 @@ void ZentaraClient::Implementation::send(const EventRef& event, const std::strin
         return report(sent, std::move(error));
     }
     report(event, queueOrHoldBack({*event, referer, randomUUID()}, *current));
+}
+
+ZentaraClientErrorRef ZentaraClient::Implementation::refusal() {
+    if (isShutDown.load(std::memory_order_relaxed)) {
+        ++with.ledger.refusedShutDown;
+        return std::make_shared<ClientShutDownError>();
+    }
+    return ClientLifecycle::isDenied() ? refuseWithoutConsent() : nullptr;
+}
+
+ZentaraClientErrorRef ZentaraClient::Implementation::refuseWithoutConsent() {
+    ++with.ledger.refusedConsent;
+    return std::make_shared<ConsentDeniedError>();
 }
 
 ZentaraClientErrorRef ZentaraClient::Implementation::queueOrHoldBack(
@@ -187,12 +202,15 @@ void ZentaraClient::Implementation::count(const InternalEvent& event, bool isSav
 
 ZentaraClientErrorRef ZentaraClient::Implementation::holdBack(const InternalEvent& event,
                                                               const std::string& id) {
-    bool isQueued = false;
+    Status queued;
     {
-        const MutexLock lock(heldBackMutex_);
+        const MutexLock lock(heldBackMutex);
         with.unvalidatedEventsRepository->add(
-            event, [&isQueued](const EventRepositoryResult& result) { isQueued = result.ok(); });
+            event, [&queued](const EventRepositoryResult& result) { queued = result.status(); });
     }
+    // Denied since the look at the consent.
+    if (isClosed(queued)) return refuseWithoutConsent();
+    const bool isQueued = queued.ok();
     count(event, isQueued, with.ledger.heldBack, with.ledger.heldBackNotSaved);
     const auto detail =
         (isQueued ? "Event queued to be sent later: " : "Event not queued: ") + id + ".";
@@ -208,7 +226,7 @@ bool ZentaraClient::Implementation::releaseHeldBack() {
 bool ZentaraClient::Implementation::revalidate(std::int64_t count) {
     // One thread at a time: another thread's save would remove events from the file that this
     // thread has not queued yet.
-    const MutexLock lock(heldBackMutex_);
+    const MutexLock lock(heldBackMutex);
     const auto events = with.unvalidatedEventsRepository->take(count);
     for (const auto& event : events) {
         // An event in memory only counts as released too: it has left this queue for the other.
@@ -249,11 +267,16 @@ ZentaraClientErrorRef ZentaraClient::Implementation::validateAndQueue(const Inte
     }
     // The completion runs inside the queue, so it only notes the outcome. The host's handler, which
     // may send the next event, is called when the queue is free again.
-    bool isQueued = false;
-    with.eventBus->enqueue(event, [&isQueued](const Status& status) { isQueued = status.ok(); });
-    count(event, isQueued, tally.queued, tally.notSaved);
+    Status queued;
+    with.eventBus->enqueue(event, [&queued](const Status& status) { queued = status; });
+    const auto* const failure = dynamic_cast<const EventBusError*>(queued.error().get());
+    // Denied since the look at the consent. No held-back event gets here: both queues close at
+    // once.
+    if (failure != nullptr && failure->errorCase() == EventBusError::Case::queueClosed)
+        return refuseWithoutConsent();
+    count(event, queued.ok(), tally.queued, tally.notSaved);
     with.eventBus->startTicking();
-    if (!isQueued) return std::make_shared<EventNotQueuedError>();
+    if (!queued.ok()) return std::make_shared<EventNotQueuedError>();
     return nullptr;
 }
 

@@ -83,6 +83,16 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
 
     void setAdvertisingId(std::optional<std::string> advertisingId);
 
+    /// Why events are refused now, counted; null if they are not.
+    [[nodiscard]] ZentaraClientErrorRef refusal();
+
+    /// The library was shut down since this client was built.
+    std::atomic<bool> isShutDown = false;
+
+    /// Held while held-back events are added or moved, across calls of both repositories. All
+    /// clients of the process share the queues, and so this mutex.
+    static inline Mutex heldBackMutex;
+
     Mutex mutex;
     std::string hsid ZENTARA_GUARDED_BY(mutex);
     UUIDText contextId ZENTARA_GUARDED_BY(mutex) = randomUUID();
@@ -95,6 +105,8 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
     const std::string extraAttributes;
 
   private:
+    [[nodiscard]] ZentaraClientErrorRef refuseWithoutConsent();
+
     /// An event between the call and a queue.
     struct Outgoing {
         const Event& event;
@@ -136,13 +148,10 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
                                                          const Tally& tally);
     /// Validates up to `count` held-back events and queues or drops them. Counts the outcomes.
     /// False when no event was held back.
-    bool revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex_);
+    bool revalidate(std::int64_t count) ZENTARA_EXCLUDES(heldBackMutex);
     /// The same for one batch. Also false when the schemas are not there.
     [[nodiscard]] bool releaseHeldBack();
 
-    /// Held while held-back events are added or moved, across calls of both repositories. All
-    /// clients of the process share the queues, and so this mutex.
-    static inline Mutex heldBackMutex_;
     std::int64_t zentaraActionSequence_ ZENTARA_GUARDED_BY(mutex) = 0;
     /// When the last event was stamped, by the monotonic counter.
     std::optional<std::uint64_t> lastSent_ ZENTARA_GUARDED_BY(mutex);

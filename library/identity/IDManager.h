@@ -7,6 +7,7 @@
 #include <zentara/ClientSettings.h>
 #include "identity/Token.h"
 #include "model/JSONCodable.h"
+#include "support/Status.h"
 
 namespace zentara {
 
@@ -56,6 +57,22 @@ class IDManager {
     /// session token. A young fetch in flight is shared, so that two requests at the start do not
     /// make two identities.
     virtual void start(HsidCompletion completion) = 0;
+
+    /// Ends the fetches in flight: they have failed for their callers, and their answers are
+    /// ignored. Also each fetch fails that begins while the HTTP session is closed. Neither counts
+    /// as a failure of the identity.
+    virtual void interrupt() = 0;
+
+    /// Removes the anonymous token, the session token and the logged user, in memory and on disk,
+    /// interrupts, and goes on with the attempts to fetch an identity. A failure is that of
+    /// removing the file.
+    [[nodiscard]] virtual Status forget() = 0;
+
+    /// Makes the next attempt now, unless one has succeeded.
+    virtual void resume() = 0;
+
+    /// Interrupts, and fetches no more.
+    virtual void stop() = 0;
 };
 
 }  // namespace zentara

@@ -46,7 +46,7 @@ ZentaraIDManager::ZentaraIDManager(Collaborators collaborators)
             const MutexLock lock(mutex_);
             anonymousToken_ = stored;
         }
-        persist(*stored);
+        persist(*stored, 0);
     });
 }
 
@@ -58,14 +58,29 @@ void ZentaraIDManager::beginTicking() {
     ticker_->setHandler([weak = weak_from_this()] {
         const auto self = weak.lock();
         if (!self) return;
-        self->fetch([weak](const FetchResult& hsid) {
+        self->fetch([weak, generation = self->generation()](const FetchResult& hsid) {
             if (!hsid.ok()) return;
-            if (const auto succeeded = weak.lock()) succeeded->ticker_->cancel();
+            if (const auto succeeded = weak.lock()) succeeded->endTicking(generation);
         });
     });
+    startTicker();
+}
+
+void ZentaraIDManager::startTicker() {
     if (const auto settings = collector_.settings()) {
         ticker_->start(TickerProtocol::Clock::now(), settings->identityRefreshInterval);
     }
+}
+
+std::uint64_t ZentaraIDManager::generation() const {
+    const MutexLock lock(mutex_);
+    return generation_;
+}
+
+void ZentaraIDManager::endTicking(std::uint64_t generation) {
+    // Under the lock: `forget` starts the ticker after its next generation has begun.
+    const MutexLock lock(mutex_);
+    if (generation == generation_) ticker_->cancel();
 }
 
 bool ZentaraIDManager::isReady() const {
@@ -110,7 +125,53 @@ void ZentaraIDManager::start(HsidCompletion completion) {
     });
 }
 
+void ZentaraIDManager::interrupt() {
+    std::vector<Fetch> ended;
+    {
+        const MutexLock lock(mutex_);
+        ended.swap(fetches_);
+    }
+    tell(ended, plainError("the fetch was interrupted"));
+}
+
+Status ZentaraIDManager::forget() {
+    interrupt();
+    loggedUserToken_.set({});
+    {
+        const MutexLock lock(mutex_);
+        anonymousToken_.reset();
+        hsidToken_.reset();
+        ++generation_;
+    }
+    Status status;
+    {
+        const MutexLock lock(storageMutex_);
+        status = anonymousStorage_->erase();
+        tokenFile_.report(status);
+    }
+    if (!isStopped_) startTicker();
+    return status;
+}
+
+void ZentaraIDManager::resume() {
+    if (!isStopped_ && ticker_->isRunning()) startTicker();
+}
+
+void ZentaraIDManager::stop() {
+    isStopped_ = true;
+    ticker_->cancel();
+    interrupt();
+}
+
+void ZentaraIDManager::tell(const std::vector<Fetch>& fetches, const FetchResult& hsid) {
+    for (const auto& fetch : fetches) {
+        for (const auto& completion : fetch.callers)
+            completion(hsid);
+    }
+}
+
 void ZentaraIDManager::fetch(FetchCompletion completion) {
+    if (!mayFetch()) return completion(plainError("no request is made"));
     const auto settings = collector_.settings();
     if (!settings) {
         const Status status = plainError("the library is not configured");
@@ -152,10 +213,13 @@ void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url,
         hsid = response.status();
     }
     std::vector<Fetch> ended;
+    std::uint64_t generation = 0;
     {
         const MutexLock lock(mutex_);
+        generation = generation_;
         const auto fetch = std::ranges::find(fetches_, number, &Fetch::number);
-        // Another fetch has succeeded, and a second identity must not replace the first.
+        // Another fetch has succeeded, and a second identity must not replace the first; or the
+        // fetch was interrupted.
         if (fetch == fetches_.end()) return;
         if (hsid.ok()) {
             ended.swap(fetches_);
@@ -168,17 +232,19 @@ void ZentaraIDManager::finishFetch(std::uint64_t number, const URL& url,
     }
     const bool hasNoToken = hsid.ok() && !isReady();
     const Status noToken = plainError("the answer holds no anonymous token");
-    failures_.report(withHost(url, hasNoToken ? noToken : hsid.status()));
-    if (token) persist(*token);
-    for (const auto& fetch : ended) {
-        for (const auto& completion : fetch.callers)
-            completion(hsid);
-    }
+    const bool isInterrupted = !hsid.ok() && !mayFetch();
+    if (!isInterrupted) failures_.report(withHost(url, hasNoToken ? noToken : hsid.status()));
+    if (token) persist(*token, generation);
+    tell(ended, hsid);
 }
 
-void ZentaraIDManager::persist(const Token& token) {
+void ZentaraIDManager::persist(const Token& token, std::uint64_t generation) {
     {
         const MutexLock lock(storageMutex_);
+        {
+            const MutexLock state(mutex_);
+            if (generation != generation_) return;
+        }
         // Without its file the token still serves this run.
         tokenFile_.report(anonymousStorage_->save(std::span(&token, 1)));
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -60,6 +61,10 @@ class ZentaraIDManager final : public IDManager,
     }
     void removeAdvertisingId() override { advertisingToken_.set({}); }
     void start(HsidCompletion completion) override;
+    void interrupt() override;
+    [[nodiscard]] Status forget() override;
+    void resume() override;
+    void stop() override;
 
   private:
     /// The session token that came with a successful fetch, or why the fetch failed.
@@ -76,9 +81,16 @@ class ZentaraIDManager final : public IDManager,
     };
 
     void beginTicking();
+    void startTicker();
+    /// Cancels the ticker, unless the identity was forgotten since `generation`.
+    void endTicking(std::uint64_t generation);
+    [[nodiscard]] std::uint64_t generation() const;
     void fetch(FetchCompletion completion);
+    static void tell(const std::vector<Fetch>& fetches, const FetchResult& hsid);
     void finishFetch(std::uint64_t number, const URL& url, const Result<JSONObject>& response);
-    void persist(const Token& token);
+    [[nodiscard]] bool mayFetch() const { return !isStopped_ && collector_.client.isOpen(); }
+    /// Stores the token, unless it was forgotten since `generation`.
+    void persist(const Token& token, std::uint64_t generation);
 
     const std::string userAgent_;
     const std::unique_ptr<TickerProtocol> ticker_;  // synchronises itself
@@ -89,6 +101,9 @@ class ZentaraIDManager final : public IDManager,
     // Likewise.
     mutable FailureReporter tokenFile_{Component::storage, "the anonymous token"};
 
+    std::atomic<bool> isStopped_ = false;
+
+    // Taken before `mutex_`.
     mutable Mutex storageMutex_;
     const std::unique_ptr<Storage<Token>> anonymousStorage_ ZENTARA_GUARDED_BY(storageMutex_);
 
@@ -99,6 +114,8 @@ class ZentaraIDManager final : public IDManager,
     std::optional<Token> anonymousToken_ ZENTARA_GUARDED_BY(mutex_);
     std::optional<std::string> hsidToken_ ZENTARA_GUARDED_BY(mutex_);
     std::uint64_t lastFetch_ ZENTARA_GUARDED_BY(mutex_) = 0;
+    /// How often the identity was forgotten.
+    std::uint64_t generation_ ZENTARA_GUARDED_BY(mutex_) = 0;
     std::vector<Fetch> fetches_ ZENTARA_GUARDED_BY(mutex_);  // the youngest is the last
 };
 

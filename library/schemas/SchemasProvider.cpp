@@ -83,28 +83,52 @@ void SchemasProvider::startRefresh() {
     ticker_->start(TickerProtocol::Clock::now(), settings->schemasRefreshInterval);
 }
 
+void SchemasProvider::interrupt() {
+    lastInterrupted_ = lastFetch_.load();
+}
+
+void SchemasProvider::resume() {
+    if (!isStopped_ && ticker_->isRunning()) startRefresh();
+}
+
+void SchemasProvider::stop() {
+    isStopped_ = true;
+    ticker_->cancel();
+    interrupt();
+}
+
 void SchemasProvider::fetch() {
+    // Before the look at the session: a fetch that begins while it is being closed is interrupted.
+    const auto number = ++lastFetch_;
+    if (!mayFetch()) return;
     if (!settings_()) {
         reportFailure(std::make_shared<SchemasServiceError>("the library is not configured"));
         return;
     }
-    schemaService_->fetch([weak = weak_from_this()](Result<JSONObject> table) {
-        if (const auto self = weak.lock()) self->finishFetch(std::move(table));
+    schemaService_->fetch([weak = weak_from_this(), number](Result<JSONObject> table) {
+        if (const auto self = weak.lock()) self->finishFetch(number, std::move(table));
     });
 }
 
-void SchemasProvider::finishFetch(Result<JSONObject> table) {
+void SchemasProvider::finishFetch(std::uint64_t number, Result<JSONObject> table) {
+    bool isLate = false;
     {
         const MutexLock lock(mutex_);
         // Fetches may overlap. A fetch that ends after the first success is ignored: its failure
         // must not make a ready library unready.
-        if (fetched_ != nullptr) return;
-        if (table.ok()) {
+        isLate = fetched_ != nullptr;
+        if (!isLate && table.ok()) {
             fetched_ = tableOf(*std::move(table));
             schemas_.store(fetched_.get(), std::memory_order_release);
         }
     }
-    if (!table.ok()) return reportFailure(table.status());
+    // `resume` may have started the timer again.
+    if (isLate) return ticker_->cancel();
+    if (!table.ok()) {
+        const bool isInterrupted = number <= lastInterrupted_ || !mayFetch();
+        if (!isInterrupted) reportFailure(table.status());
+        return;
+    }
     failures_.report(Status());
     report(nullptr);
     ticker_->cancel();

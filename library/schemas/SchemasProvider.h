@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -57,6 +58,14 @@ class SchemasProvider final : public SchemaProviderProtocol,
     [[nodiscard]] const Schema* schema(std::string_view schemaId,
                                        std::string_view schemaVersion) const override;
 
+    /// Ignores failures of the fetches that have begun. Also a fetch that fails because the HTTP
+    /// session is closed is not reported.
+    void interrupt();
+    /// Makes the next attempt now, unless one has succeeded.
+    void resume();
+    /// Interrupts, and fetches no more.
+    void stop();
+
   private:
     using Table = std::map<std::string, Schema, std::less<>>;  ///< by "{id}-{version}"
 
@@ -69,7 +78,8 @@ class SchemasProvider final : public SchemaProviderProtocol,
     void loadCache();
     void startRefresh();
     void fetch();
-    void finishFetch(Result<JSONObject> table);
+    void finishFetch(std::uint64_t number, Result<JSONObject> table);
+    [[nodiscard]] bool mayFetch() const { return !isStopped_ && schemaService_->isOpen(); }
     void reportFailure(const Status& cause);
     void report(ZentaraClientErrorRef error) const;
 
@@ -82,6 +92,9 @@ class SchemasProvider final : public SchemaProviderProtocol,
 
     std::unique_ptr<const Table> cached_;         // set while creating only
     std::atomic<const Table*> schemas_{nullptr};  // one of the two; null when empty
+    std::atomic<bool> isStopped_ = false;
+    std::atomic<std::uint64_t> lastFetch_ = 0;
+    std::atomic<std::uint64_t> lastInterrupted_ = 0;  // of the fetches
     Mutex mutex_;
     std::unique_ptr<const Table> fetched_ ZENTARA_GUARDED_BY(mutex_);
 };

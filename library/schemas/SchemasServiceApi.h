@@ -33,6 +33,9 @@ class SchemaServiceProtocol {
 
     /// Starts a fetch. Calls the completion once, on a worker or before this function returns.
     virtual void fetch(Completion completion) = 0;
+
+    /// Whether requests are made at all. Fetches fail while they are not.
+    [[nodiscard]] virtual bool isOpen() const = 0;
 };
 
 /// The schemas service of the configured environment.
@@ -41,6 +44,7 @@ class SchemasServiceApi final : public SchemaServiceProtocol {
     explicit SchemasServiceApi(RemoteService service) : service_(std::move(service)) {}
 
     void fetch(Completion completion) override;
+    [[nodiscard]] bool isOpen() const override { return service_.client.isOpen(); }
 
   private:
     const RemoteService service_;

@@ -26,11 +26,12 @@ inline void setUpHost(const std::string& folder, const std::string& collector,
 /// How many events have entered the queue and the unvalidated queue, less those that have left or
 /// are still there. 0 and 0 while nothing is under way.
 inline std::pair<std::int64_t, std::int64_t> imbalances(const ZentaraClientStatistics& books) {
-    return {books.accepted + books.notSaved + books.released + books.restored -
-                (books.delivered + books.evicted + books.waiting + books.inFlight),
-            books.heldBack + books.heldBackNotSaved + books.heldBackRestored -
-                (books.released + books.droppedInvalid + books.droppedUnknownSchema +
-                 books.heldBackEvicted + books.heldBackWaiting)};
+    return {
+        books.accepted + books.notSaved + books.released + books.restored -
+            (books.delivered + books.evicted + books.discarded + books.waiting + books.inFlight),
+        books.heldBack + books.heldBackNotSaved + books.heldBackRestored -
+            (books.released + books.droppedInvalid + books.droppedUnknownSchema +
+             books.heldBackEvicted + books.heldBackDiscarded + books.heldBackWaiting)};
 }
 
 }  // namespace zentara::test

@@ -101,6 +101,11 @@ void WorkerPool::stop() noexcept {
     setAlarm();
 }
 
+bool WorkerPool::isEnding() noexcept {
+    const MutexLock lock(mutex_);
+    return isEnding_;
+}
+
 void WorkerPool::openAlarm() noexcept {
     if (alarm_ >= 0) return;
     // While the process has no descriptor left, workers poll.

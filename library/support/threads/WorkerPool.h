@@ -45,6 +45,9 @@ class WorkerPool {
         put(now + std::min(delay, Clock::time_point::max() - now), std::move(work));
     }
 
+    /// Whether no work begins any more, because the process ends.
+    [[nodiscard]] bool isEnding() noexcept ZENTARA_EXCLUDES(mutex_);
+
   private:
     friend class NoDestructor<WorkerPool>;
 

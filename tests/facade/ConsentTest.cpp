@@ -1,0 +1,335 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <random>
+
+#include "facade/ClientLifecycle.h"
+#include "facade/ZentaraClientBuilder.h"
+#include "support/ChildProcess.h"
+#include "support/ClientCalls.h"
+#include "support/FaultyDisk.h"
+#include "support/Files.h"
+#include "support/Services.h"
+#include "support/TestHost.h"
+
+namespace zentara {
+namespace {
+
+using namespace test;
+using testing::IsEmpty;
+using Names = std::set<std::string>;
+
+const Names afterDenial{".zentara-lock", "consent"};
+constexpr const char* denied = "Event not queued: consent is denied";
+
+class ConsentTest : public testing::Test {
+  protected:
+    ConsentTest() {
+        resetClient();
+        server_.respond([this](const RecordedRequest& request) { return answer(request); });
+        TestHost::useServer(server_.url());
+        // Timers that fire once: only what begins at once is seen.
+        auto settings = std::make_shared<ClientSettings>(*ClientSettings::current());
+        settings->dispatchInterval = settings->schemasRefreshInterval =
+            settings->identityRefreshInterval = 1000;
+        ClientSettingsAccess::setCurrent(std::move(settings));
+    }
+    ~ConsentTest() override {
+        expectBalanced(ZentaraClient::statistics());
+        mayAnswer_.notify();
+        EXPECT_TRUE(ZentaraClient::setConsent(Consent::granted));
+        resetClient();
+    }
+
+    TestAnswer answer(const RecordedRequest& request) {
+        if (request.target == "/schemas") return {200, Services::table};
+        if (request.target == "/event") {
+            isAsked_.notify();
+            EXPECT_TRUE(!isHanging_ || mayAnswer_.waitFor());
+            return {};
+        }
+        // A request without a token gets a new identity.
+        const bool isNew = !request.header("Cookie");
+        const auto number = std::to_string(isNew ? ++identities_ : identities_.load());
+        return {200, R"({"qvn_uid":"anon-)" + number + R"(","qvn_uid_public":"public-)" + number +
+                         R"(","hsid":"session-)" + number + "\"}"};
+    }
+
+    /// What the handler gets: an error's class is in its text.
+    static std::string send(ZentaraClient& client, const std::string& title = "secret-title") {
+        std::string outcome;
+        client.send(
+            "view", "1", "type", "https://secret-url", "referer", {{"title", title}}, std::nullopt,
+            [&](const auto&, const auto& error) { outcome = error ? error->what() : "queued"; });
+        return outcome;
+    }
+    static std::optional<FlushResult> flush() {
+        return valueFrom<FlushResult>(
+            [](auto done) { ZentaraClient::flush(generousTimeout, std::move(done)); });
+    }
+
+    /// A client that has posted one event, has a batch in flight, and files with every secret.
+    std::shared_ptr<ZentaraClient> fullClient() {
+        auto client = getClient();
+        EXPECT_EQ(fetchHsid(*client), "session-1");
+        ZentaraClient::setLoggedUser(UserTokenType::externalId, "secret-user");
+        EXPECT_EQ(send(*client), "queued");
+        EXPECT_EQ(flush()->outcome, FlushResult::Outcome::empty);
+        const auto envelope = *parseJSON(server_.requests().back().body);
+        secrets_.emplace_back(envelope.at("zentaraClientUUID").string());
+        secrets_.push_back(client->getContextId());
+        isHanging_ = true;
+        EXPECT_EQ(send(*client), "queued");
+        client->performFetch([this](BackgroundFetchResult result) {
+            EXPECT_EQ(result, BackgroundFetchResult::failed);
+            fetchEnded_.notify();
+        });
+        EXPECT_TRUE(isAsked_.waitFor(2));
+        EXPECT_EQ(send(*client), "queued");
+        ZentaraClient::setIsReady(false);
+        send(*client);
+        ZentaraClient::setIsReady(true);
+        for (const auto* name : {"events-storage.unreadable-5", "process-7/events-storage",
+                                 "process-7/anonymous-token-storage", ".events-storage.new",
+                                 "process-7/.unvalidated-events-storage.checkpoint"})
+            writeTo(host_.file(name), "secret-title anon-1");
+        EXPECT_GT(filesWithSecrets().size(), 6U);
+        return client;
+    }
+
+    [[nodiscard]] std::vector<std::string> filesWithSecrets() const {
+        std::vector<std::string> found;
+        const auto all = host_.documents().parent_path();
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(all)) {
+            if (!entry.is_regular_file()) continue;
+            const auto contents = contentsOf(entry.path());
+            for (const auto& secret : secrets_) {
+                if (contents.find(secret) != std::string::npos)
+                    found.push_back(entry.path().filename().string() + ": " + secret);
+            }
+        }
+        return found;
+    }
+    [[nodiscard]] Names names() const { return namesIn(host_.documents()); }
+
+    TestHost host_;
+    Signal isAsked_;
+    Signal mayAnswer_;
+    Signal fetchEnded_;
+    std::atomic<bool> isHanging_ = false;
+    std::atomic<int> identities_ = 0;
+    std::vector<std::string> secrets_{"secret-title", "secret-url", "secret-user",
+                                      "anon-1",       "public-1",   "session-1"};
+    TestServer server_;
+};
+
+TEST_F(ConsentTest, PendingMakesNoRequestGrantingDoes) {
+    ASSERT_TRUE(ZentaraClient::setConsent(Consent::pending));
+    const auto ready = std::make_shared<Mailbox<ZentaraClientErrorRef>>();
+    const auto client = ZentaraClient::get([ready](const auto& error) { ready->put(error); });
+    EXPECT_EQ(fetchHsid(*client), "");
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
+    EXPECT_EQ(flush()->outcome, FlushResult::Outcome::failed);
+    EXPECT_EQ(send(*client), "Zentara Client is not Ready! Event queued to be sent later: view.");
+    EXPECT_EQ(ZentaraClient::consent(), Consent::pending);
+    EXPECT_EQ(contentsOf(host_.file("consent")), "pending");
+    EXPECT_THAT(server_.requests(), IsEmpty());
+    EXPECT_THAT(ready->values(), IsEmpty());
+    const auto books = ZentaraClient::statistics();
+    EXPECT_EQ(books.schemasFailure.text + books.identityFailure.text, "");
+
+    ASSERT_TRUE(ZentaraClient::setConsent(Consent::granted));
+    EXPECT_EQ(ready->waitFor(), ZentaraClientErrorRef());
+    const auto flushed = flush();
+    EXPECT_EQ(flushed->outcome, FlushResult::Outcome::empty);
+    EXPECT_EQ(flushed->delivered, 1);
+}
+
+TEST_F(ConsentTest, DenialLeavesNoByteAnywhere) {
+    const auto client = fullClient();
+    const auto before = ZentaraClient::statistics();
+    const auto requests = server_.requests().size();
+    ASSERT_TRUE(ZentaraClient::setConsent(Consent::denied));
+    EXPECT_EQ(names(), afterDenial);
+    EXPECT_THAT(filesWithSecrets(), IsEmpty());
+    EXPECT_TRUE(fetchEnded_.waitFor());
+    mayAnswer_.notify();
+
+    EXPECT_EQ(send(*client), denied);
+    ZentaraClient::setIsReady(false);
+    EXPECT_EQ(send(*client), denied);
+    ZentaraClient::setIsReady(true);
+    ZentaraClient::setLoggedUser(UserTokenType::externalId, "secret-user");
+    EXPECT_EQ(fetchHsid(*client), "");
+    EXPECT_EQ(fetch(*client), BackgroundFetchResult::failed);
+    client->getAnonymousUser([](const auto& type, const auto& value, const auto& publicValue) {
+        EXPECT_EQ(type + value + publicValue.value_or(""), "");
+    });
+    EXPECT_EQ(names(), afterDenial);
+    EXPECT_EQ(server_.requests().size(), requests);
+    const auto after = ZentaraClient::statistics();
+    EXPECT_EQ(after.discarded - before.discarded, 2);
+    EXPECT_EQ(after.heldBackDiscarded - before.heldBackDiscarded, 1);
+    EXPECT_EQ(after.refusedConsent - before.refusedConsent, 2);
+    EXPECT_EQ(after.delivered, before.delivered);
+    EXPECT_EQ(after.waiting + after.inFlight + after.heldBackWaiting, 0);
+
+    isHanging_ = false;
+    ASSERT_TRUE(ZentaraClient::setConsent(Consent::granted));
+    EXPECT_EQ(fetchHsid(*client), "session-2");
+    EXPECT_EQ(server_.requests().at(requests).header("Cookie"), std::nullopt);
+    EXPECT_EQ(send(*client, "later"), "queued");
+    EXPECT_EQ(flush()->delivered, 1);
+    const auto post = server_.requests().back();
+    EXPECT_EQ(post.header("Cookie"), "qvn_uid=anon-2;hsid=session-2;");
+    for (const auto& secret : secrets_)
+        EXPECT_EQ(post.body.find(secret == "secret-url" ? "secret-title" : secret),
+                  std::string::npos)
+            << secret;
+}
+
+TEST_F(ConsentTest, ForgottenUserIsReplacedByANewOne) {
+    const auto client = fullClient();
+    const auto requests = server_.requests().size();
+    ASSERT_TRUE(ZentaraClient::forgetUser());
+    EXPECT_EQ(fetchHsid(*client), "session-2");
+    EXPECT_TRUE(fetchEnded_.waitFor());
+    EXPECT_EQ(names(), (Names{".zentara-lock", "anonymous-token-storage"}));
+    EXPECT_THAT(filesWithSecrets(), IsEmpty());
+    isHanging_ = false;
+    mayAnswer_.notify();
+    EXPECT_EQ(send(*client, "later"), "queued");
+    EXPECT_EQ(flush()->delivered, 1);
+    const auto all = server_.requests();
+    EXPECT_EQ(all.at(requests).header("Cookie"), std::nullopt);
+    EXPECT_EQ(all.back().header("Cookie"), "qvn_uid=anon-2;hsid=session-2;");
+    EXPECT_EQ(ZentaraClient::consent(), Consent::granted);
+}
+
+/// After each call of the disk, a copy of the folder is what a kill leaves there.
+TEST_F(ConsentTest, KilledDenialIsEndedByTheNextStart) {
+    FaultyDisk disk;
+    const auto start = [&] {
+        const auto relay = std::make_shared<ReadinessRelay>(nullptr);
+        ZentaraClient::setSharedClient(
+            ZentaraClientBuilder::build(*ClientSettings::current(), relay, disk));
+        relay->open();
+    };
+    start();
+    ZentaraClient::setIsReady(true);
+    for (int i = 0; i < 3; ++i)
+        send(*ZentaraClient::get());
+    std::vector<std::filesystem::path> moments;
+    disk.watch([&, thread = std::this_thread::get_id()](const DiskStep&) {
+        if (std::this_thread::get_id() != thread) return;
+        moments.push_back(host_.documents().parent_path() / std::to_string(moments.size()));
+        std::filesystem::copy(host_.documents(), moments.back(),
+                              std::filesystem::copy_options::recursive);
+    });
+    EXPECT_TRUE(ClientLifecycle::shared().setConsent(Consent::denied, disk));
+    disk.watch(nullptr);
+    EXPECT_EQ(names(), afterDenial);
+    ASSERT_GT(moments.size(), 8U);
+    int granted = 0;
+    for (const auto& moment : moments) {
+        resetClient();
+        HostApplication::setDocumentsDirectory(moment);
+        start();
+        if (ClientLifecycle::consentInForce() == Consent::granted) {
+            ++granted;
+            EXPECT_EQ(namesIn(moment).count("unvalidated-events-storage"), 1U);
+        } else {
+            EXPECT_EQ(namesIn(moment), afterDenial) << moment;
+        }
+    }
+    EXPECT_EQ(granted, 3) << "until the file of the consent has its name";
+    resetClient();
+    HostApplication::setDocumentsDirectory(host_.documents());
+}
+
+TEST_F(ConsentTest, KilledProcessLeavesNothing) {
+    std::mt19937 random(7);
+    for (int run = 0; run < 12; ++run) {
+        const TemporaryDirectory folder;
+        writeTo(folder.path() / "zentara-schemas-storage",
+                "[" + std::string(Services::table) + "]");
+        ChildProcess host({ZENTARA_CONSENT_HOST, folder.path(), "deny"});
+        ASSERT_EQ(host.readLine(), "denying");
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
+        host.signal(SIGKILL);
+        host.wait();
+        EXPECT_EQ(ChildProcess({ZENTARA_CONSENT_HOST, folder.path(), "start"}).wait(), 0);
+        auto left = namesIn(folder.path());
+        left.erase("zentara-schemas-storage");
+        left.erase("user-defaults.json");
+        if (contentsOf(folder.path() / "consent") == "denied")
+            EXPECT_EQ(left, afterDenial);
+        else
+            EXPECT_EQ(left.count("events-storage"), 1U);
+    }
+}
+
+TEST_F(ConsentTest, FailedRemovalIsReportedAndRepeated) {
+    FaultyDisk disk;
+    auto& lifecycle = ClientLifecycle::shared();
+    const auto client = getClient();
+    send(*client);
+    disk.fail({{{DiskCall::flush}, EIO, 1, "consent"}});
+    EXPECT_FALSE(lifecycle.setConsent(Consent::pending, disk));
+    EXPECT_EQ(ZentaraClient::consent(), Consent::pending) << "holds for this process";
+    // Without a client that holds the system's files.
+    writeTo(host_.file("process-7/events-storage"), "secret-title");
+    disk.fail({{{DiskCall::remove}, EPERM, 1, "events-storage"}});
+    EXPECT_FALSE(lifecycle.setConsent(Consent::denied, disk));
+    EXPECT_EQ(names(), (Names{".zentara-lock", "consent", "process-7"}));
+    EXPECT_EQ(send(*client), denied);
+    resetClient();
+    disk.fail({});
+    EXPECT_TRUE(lifecycle.setConsent(Consent::denied, disk));
+    EXPECT_EQ(names(), afterDenial);
+}
+
+TEST_F(ConsentTest, FilesGoWithoutAClientToo) {
+    send(*getClient());
+    resetClient();
+    const auto before = ZentaraClient::statistics();
+    EXPECT_EQ(before.restored, -1);
+    writeTo(host_.file("unvalidated-events-storage"), "damaged secret-title");
+    ASSERT_TRUE(ZentaraClient::forgetUser());
+    EXPECT_EQ(names(), Names{".zentara-lock"});
+    EXPECT_EQ(ZentaraClient::statistics().restored, 0);
+    EXPECT_EQ(ZentaraClient::statistics().discarded - before.discarded, 1);
+}
+
+TEST_F(ConsentTest, ChangesBesideSendsKeepTheBooks) {
+    const auto client = getClient();
+    const auto before = ZentaraClient::statistics();
+    std::atomic<int> handled = 0;
+    inThreads(6, [&](int number) {
+        std::mt19937 random(static_cast<unsigned>(number));
+        for (int i = 0; i < (number < 4 ? 300 : 25); ++i) {
+            if (number == 4) {
+                EXPECT_TRUE(ZentaraClient::setConsent(static_cast<Consent>(random() % 3)));
+            } else if (number == 5) {
+                EXPECT_TRUE(ZentaraClient::forgetUser());
+                client->performFetch(nullptr);
+            } else {
+                ZentaraClient::setIsReady(random() % 4 != 0);
+                client->send("any", "1", "t", "u", "r", {}, std::nullopt,
+                             [&](const auto&, const auto&) { ++handled; });
+            }
+        }
+    });
+    EXPECT_EQ(handled, 1200);
+    EXPECT_TRUE(eventually([] { return ZentaraClient::statistics().inFlight == 0; }));
+    ASSERT_TRUE(ZentaraClient::setConsent(Consent::denied));
+    EXPECT_EQ(names(), afterDenial);
+    const auto after = ZentaraClient::statistics();
+    EXPECT_EQ(after.accepted + after.heldBack + after.refusedConsent - before.accepted -
+                  before.heldBack - before.refusedConsent,
+              1200);
+}
+
+}  // namespace
+}  // namespace zentara
