@@ -214,15 +214,14 @@ std::vector<BuiltClient> ClientLifecycle::currentClients() {
 FlushResult ClientLifecycle::shutDown(std::chrono::milliseconds deadline) {
     deadline = std::clamp(deadline, std::chrono::milliseconds::zero(), longestDeadline);
     const auto latest = Clock::now() + deadline + moment;
-    {
-        const MutexLock lock(shutDownMutex_);
-        if (isShuttingDown_) {
-            const bool hasEnded = waitFor(
-                latest, [this](Clock::time_point until) { return hasShutDownEnded(until); });
-            if (hasEnded) return lastShutDown_;
+    if (!beginShutDown()) {
+        const bool hasEnded =
+            waitFor(latest, [this](Clock::time_point until) { return hasShutDownEnded(until); });
+        if (!hasEnded) {
             return resultWith(FlushResult::Outcome::deadline, "another shutdown has not ended yet");
         }
-        isShuttingDown_ = true;
+        const MutexLock lock(shutDownMutex_);
+        return lastShutDown_;
     }
     const auto result = endWork(deadline, latest);
     const MutexLock lock(shutDownMutex_);
@@ -232,7 +231,13 @@ FlushResult ClientLifecycle::shutDown(std::chrono::milliseconds deadline) {
     return result;
 }
 
+bool ClientLifecycle::beginShutDown() {
+    const MutexLock lock(shutDownMutex_);
+    return !std::exchange(isShuttingDown_, true);
+}
+
 bool ClientLifecycle::hasShutDownEnded(Clock::time_point until) {
+    const MutexLock lock(shutDownMutex_);
     while (isShuttingDown_) {
         if (shutDownEnded_.wait_until(shutDownMutex_, until) == std::cv_status::timeout)
             return !isShuttingDown_;

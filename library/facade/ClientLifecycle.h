@@ -83,7 +83,10 @@ class ClientLifecycle {
     [[nodiscard]] std::vector<BuiltClient> clients() ZENTARA_REQUIRES(mutex_);
     [[nodiscard]] std::vector<BuiltClient> currentClients() ZENTARA_EXCLUDES(mutex_);
 
-    [[nodiscard]] bool hasShutDownEnded(Clock::time_point until) ZENTARA_REQUIRES(shutDownMutex_);
+    /// False while another thread shuts down.
+    [[nodiscard]] bool beginShutDown() ZENTARA_EXCLUDES(shutDownMutex_);
+    /// Waits for that until `until`.
+    [[nodiscard]] bool hasShutDownEnded(Clock::time_point until) ZENTARA_EXCLUDES(shutDownMutex_);
     [[nodiscard]] FlushResult endWork(std::chrono::milliseconds deadline, Clock::time_point latest);
     static void refuseEvents(const std::vector<BuiltClient>& clients);
     static void stop(const std::vector<BuiltClient>& clients);
