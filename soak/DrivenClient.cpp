@@ -4,9 +4,10 @@
 
 #include <zentara/ClientSettings.h>
 #include "dispatch/EventBus.h"
-#include "dispatch/QueueOpening.h"
 #include "dispatch/storage/FileStorage.h"
-#include "facade/ZentaraClientBuilder.h"
+#include "facade/ClientLifecycle.h"
+#include "facade/HostFunctions.h"
+#include "facade/ZentaraClientImplementation.h"
 #include "identity/ZentaraIDManager.h"
 #include "schemas/SchemasProvider.h"
 #include "support/Ledger.h"
@@ -21,18 +22,13 @@ constexpr std::uint64_t ticksOfASecond = 10'000'000;
 
 }  // namespace
 
-DrivenClient::DrivenClient(FileSystem& files, std::int64_t maxEvents) : files_(files) {
-    QueueOptions options;
-    options.maxEvents = maxEvents;
-    options.scheduler = [deferred = deferred_](auto, std::function<void()> work) {
-        const MutexLock lock(deferred->mutex);
-        deferred->work.push_back(std::move(work));
-    };
-    events_ =
-        openQueue(files_, ClientSettings().eventsStorageName, options, Ledger::shared().queue);
-    options.takenEvents = QueueOptions::TakenEvents::inMemory;
-    heldBackEvents_ = openQueue(files_, ClientSettings().unvalidatedEventsStorageName, options,
-                                Ledger::shared().heldBackQueue);
+DrivenClient::DrivenClient(FileSystem& files) : files_(files) {
+    queues_ =
+        ZentaraClientBuilder::queues(files_, "", *ClientSettings::current(),
+                                     [deferred = deferred_](auto, std::function<void()> work) {
+                                         const MutexLock lock(deferred->mutex);
+                                         deferred->work.push_back(std::move(work));
+                                     });
 }
 
 void DrivenClient::renew() {
@@ -54,15 +50,19 @@ void DrivenClient::renew() {
         return std::chrono::system_clock::time_point(timePassed());
     };
     auto bus =
-        EventBus::create({events_, idManager, lowerCaseUUID(), ticker(),
-                          ZentaraClientBuilder::collector(), Ledger::shared(), clock, time_});
-    client_ = ZentaraClientBuilder::assemble({.schemasProvider = std::move(schemas),
-                                              .eventBus = std::move(bus),
-                                              .idManager = std::move(idManager),
-                                              .unvalidatedEventsRepository = heldBackEvents_,
-                                              .settings = ClientSettings::current,
-                                              .ledger = Ledger::shared(),
-                                              .controlTime = time_});
+        EventBus::create({queues_.events, idManager, lowerCaseUUID(), ticker(),
+                          ZentaraClientBuilder::collector(), Ledger::shared(), clock, time_,
+                          ZentaraClientBuilder::isDeliveryPaused(), HostFunctions::notifyObserver});
+    client_ = ClientLifecycle::shared().build(files_, [&](BuiltClient& parts) {
+        parts = {{}, bus, idManager, schemas, {}};
+        return ZentaraClientBuilder::assemble({.schemasProvider = std::move(schemas),
+                                               .eventBus = std::move(bus),
+                                               .idManager = std::move(idManager),
+                                               .unvalidatedEventsRepository = queues_.heldBack,
+                                               .settings = ClientSettings::current,
+                                               .ledger = Ledger::shared(),
+                                               .controlTime = time_});
+    });
     ZentaraClient::setSharedClient(client_);
     for (const auto& each : tickers_)
         each.fire();

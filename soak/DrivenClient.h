@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "dispatch/EventsRepository.h"
+#include "facade/ZentaraClientBuilder.h"
 #include "platform/FileSystem.h"
 #include "support/Clocks.h"
 #include "support/ManualTicker.h"
@@ -22,7 +22,7 @@ namespace zentara::soak {
 class DrivenClient {
   public:
     /// Opens the queues of the documents directory. `files` must not be destroyed.
-    DrivenClient(FileSystem& files, std::int64_t maxEvents);
+    explicit DrivenClient(FileSystem& files);
 
     /// Replaces the client by a new client on the same queues, which starts to fetch its schemas
     /// and an identity.
@@ -51,8 +51,7 @@ class DrivenClient {
     // Leaked, since requests in flight use it.
     Time& time_ = *new Time;
     const std::shared_ptr<Deferred> deferred_ = std::make_shared<Deferred>();
-    std::shared_ptr<EventsRepository> events_;
-    std::shared_ptr<EventsRepository> heldBackEvents_;
+    ClientQueues queues_;
     std::shared_ptr<ZentaraClient> client_;
     std::vector<test::ManualTicker> tickers_;
 };

@@ -10,9 +10,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <future>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -62,7 +65,12 @@ const std::vector<std::pair<std::string, test::DiskFault>> diskFaults{
 };
 
 /// The result that a handler got.
-enum class Report { queued, inMemoryOnly, heldBack, invalid, unknown };
+enum class Report { queued, inMemoryOnly, heldBack, invalid, unknown, dropped, denied };
+
+/// Whether the host itself drops the event.
+bool isDropped(std::int64_t number) {
+    return number % 101 == 7;
+}
 
 Report reportOf(const ZentaraClientError* error) {
     if (error == nullptr) return Report::queued;
@@ -71,6 +79,8 @@ Report reportOf(const ZentaraClientError* error) {
     if (dynamic_cast<const InvalidDataForSpecifiedSchemaError*>(error) != nullptr) {
         return Report::invalid;
     }
+    if (dynamic_cast<const EventDroppedError*>(error) != nullptr) return Report::dropped;
+    if (dynamic_cast<const ConsentDeniedError*>(error) != nullptr) return Report::denied;
     return Report::unknown;
 }
 
@@ -82,16 +92,27 @@ class Driver {
         auto endpoints = ZentaraEndpoints::current();
         endpoints.qaCollector = endpoints.qaSchemas = collector_.url();
         ZentaraEndpoints::use(endpoints);
-        ZentaraClient::useSettings("soak", ZentaraEnvironment::qa);
-        host_ = std::make_unique<DrivenClient>(disk_, eventsOfARound_ / 3);
-        host_->renew();
-        await("an identity", [this] {
-            bool isThere = false;
-            host_->client().getAnonymousUser(
-                [&](const auto& type, const auto&, const auto&) { isThere = !type.empty(); });
-            return isThere;
+        auto settings = std::make_shared<ClientSettings>();
+        settings->tenant = "soak";
+        settings->environment = ZentaraEnvironment::qa;
+        settings->maxEvents = eventsOfARound_ / 4;
+        ClientSettingsAccess::setCurrent(std::move(settings));
+        ZentaraClient::setBeforeQueue([](OutgoingEvent& event) {
+            const auto number = std::stoll(event.url.string());
+            event.referer = "before-queue";
+            return isDropped(number) ? EventDecision::drop : EventDecision::queue;
         });
+        ZentaraClient::setDeliveryObserver([this](const DeliveryNotice& notice) {
+            observed_[static_cast<std::size_t>(notice.kind)] += std::ssize(notice.actionUUIDs);
+        });
+        host_ = std::make_unique<DrivenClient>(disk_);
+        host_->renew();
+        awaitIdentity();
     }
+
+    ~Driver() { ZentaraClient::setDeliveryObserver(nullptr); }
+    Driver(const Driver&) = delete;
+    Driver& operator=(const Driver&) = delete;
 
     void run() {
         for (std::int64_t round = 0; round < rounds; ++round) {
@@ -129,6 +150,9 @@ class Driver {
         send(part);
         drain();
 
+        sendWithheld(part / 4);
+        sendAndRemove(round, part / 4);
+
         // More than the queue holds. None of these events was sent before, so that evicted events
         // do not arrive.
         if (round % 3 == 0) setFault("event", unavailable);
@@ -148,6 +172,49 @@ class Driver {
                 [this](const EventRef&, const auto& error) { ++reports_[reportOf(error.get())]; });
             if (sent_ % batchSize == 0) passInterval();
         }
+    }
+
+    /// The events wait, first while delivery is paused, then for consent, and leave with a flush.
+    void sendWithheld(std::int64_t count) {
+        ZentaraClient::pauseDelivery();
+        send(count);
+        ZentaraClient::resumeDelivery();
+        ZentaraClient::setConsent(Consent::pending);
+        send(count);
+        ZentaraClient::setConsent(Consent::granted);
+        std::promise<FlushResult> flushed;
+        ZentaraClient::flush(std::chrono::minutes(1),
+                             [&flushed](const FlushResult& result) { flushed.set_value(result); });
+        const auto result = flushed.get_future().get();
+        if (result.outcome != FlushResult::Outcome::empty) note("flush: " + result.lastFailure);
+        expectEqual("waiting after a flush", result.waiting, 0);
+    }
+
+    /// The events are removed before any of them is delivered, and never arrive.
+    void sendAndRemove(std::int64_t round, std::int64_t count) {
+        setFault("event", unavailable);
+        send(count);
+        passInterval(0);
+        if (round % 2 == 0) {
+            ZentaraClient::forgetUser();
+        } else {
+            ZentaraClient::setConsent(Consent::denied);
+            send(count);
+            ZentaraClient::setConsent(Consent::granted);
+        }
+        expectEqual("waiting after the removal", ZentaraClient::statistics().waiting, 0);
+        setFault("event", {});
+        awaitIdentity();
+    }
+
+    void awaitIdentity() {
+        await("an identity", [this] {
+            host_->passInterval();
+            bool isThere = false;
+            host_->client().getAnonymousUser(
+                [&](const auto& type, const auto&, const auto&) { isThere = !type.empty(); });
+            return isThere;
+        });
     }
 
     void sendToFaultyDisk(std::int64_t which, std::int64_t count) {
@@ -189,7 +256,8 @@ class Driver {
             ++arrivals_;
             if (arrival.isAcknowledged) ++acknowledged;
             const auto& uuid = arrived.emplace(arrival.number, arrival.actionUUID).first->second;
-            if (arrival.number >= sent_ || !isValid(arrival.number) || uuid != arrival.actionUUID) {
+            if (arrival.number >= sent_ || !isValid(arrival.number) || isDropped(arrival.number) ||
+                uuid != arrival.actionUUID) {
                 note("unexpected event " + std::to_string(arrival.number));
             }
         });
@@ -201,11 +269,19 @@ class Driver {
                     reports_[Report::heldBack]);
         expectEqual("refusedInvalid", books.refusedInvalid, reports_[Report::invalid]);
         expectEqual("refusedUnknownSchema", books.refusedUnknownSchema, reports_[Report::unknown]);
+        expectEqual("droppedByHook", books.droppedByHook, reports_[Report::dropped]);
+        expectEqual("refusedConsent", books.refusedConsent, reports_[Report::denied]);
         expectEqual("delivered", books.delivered, acknowledged);
+        expectObserved(DeliveryNotice::Kind::delivered, books.delivered);
+        expectObserved(DeliveryNotice::Kind::evicted, books.evicted + books.heldBackEvicted);
+        expectObserved(DeliveryNotice::Kind::dropped, books.discarded + books.heldBackDiscarded +
+                                                          books.droppedInvalid +
+                                                          books.droppedUnknownSchema);
+        expectObserved(DeliveryNotice::Kind::refused, 0);
         expectEqual("batches", books.batchesDelivered + books.batchesFailed, requests);
-        expectEqual("arrived at least once", distinct_ + books.evicted,
-                    books.accepted + books.notSaved + books.released);
-        lost_ = books.accepted + books.notSaved + books.released - books.evicted - distinct_;
+        lost_ = books.accepted + books.notSaved + books.released - books.evicted - books.discarded -
+                distinct_;
+        expectEqual("lost", lost_, 0);
         const auto grown = growth(footprints_);
         if (!grown.empty()) note("has grown: " + grown);
     }
@@ -218,6 +294,10 @@ class Driver {
         printRow("  held back", books.heldBack);
         printRow("  kept in memory, as the disk failed", books.notSaved + books.heldBackNotSaved);
         printRow("  refused, wrong on purpose", books.refusedInvalid + books.refusedUnknownSchema);
+        printRow("  dropped by the host", books.droppedByHook);
+        printRow("  refused, consent denied", books.refusedConsent);
+        printRow("removed, consent denied or user forgotten",
+                 books.discarded + books.heldBackDiscarded);
         printRow("held back, then queued", books.released);
         printRow("held back, then refused", books.droppedInvalid + books.droppedUnknownSchema);
         printRow("dropped, the queue being full", books.evicted + books.heldBackEvicted);
@@ -258,6 +338,13 @@ class Driver {
         note(what + ": " + std::to_string(value) + " instead of " + std::to_string(expected));
     }
 
+    /// Compares what the delivery observer has counted, which is told on a worker.
+    void expectObserved(DeliveryNotice::Kind kind, std::int64_t expected) {
+        const auto index = static_cast<std::size_t>(kind);
+        static_cast<void>(test::eventually([&] { return observed_[index] >= expected; }));
+        expectEqual("observed, kind " + std::to_string(index), observed_[index], expected);
+    }
+
     void note(const std::string& problem) {
         ++problems_;
         std::fprintf(stderr, "soak_hours: %s\n", problem.c_str());
@@ -279,6 +366,7 @@ class Driver {
     std::unique_ptr<DrivenClient> host_;
     std::int64_t sent_ = 0;
     std::map<Report, std::int64_t> reports_;
+    std::array<std::atomic<std::int64_t>, 4> observed_{};  ///< by the kind of the notice
     std::map<std::string, std::int64_t> diskFaultsMet_;
     std::vector<Footprint> footprints_;
     std::int64_t arrivals_ = 0;

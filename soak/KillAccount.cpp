@@ -21,6 +21,8 @@ namespace {
 constexpr std::int64_t problemsShown = 20;
 /// The sending threads of a host. Each may have sent one event without reporting it.
 constexpr std::int64_t senders = 3;
+/// Deliveries of a host at a time: those that it requests, and one that the library begins.
+constexpr std::int64_t deliveriesAtOnce = 5;
 const std::int64_t batchSize = ClientSettings().dispatchBatchSize;
 
 }  // namespace
@@ -36,6 +38,8 @@ void KillAccount::take(const std::string& line) {
     words >> word;
     if (word == "fetch") {
         ++runs_.back().deliveriesInFlight;
+    } else if (word == "interrupt") {
+        runs_.back().deliveriesInterrupted += deliveriesAtOnce;
     } else if (word == "leaving") {
         runs_.back().isLeaving = true;
     } else if (word == "fetched") {
@@ -50,7 +54,8 @@ void KillAccount::take(const std::string& line) {
                                               : Outcome::refused;
         std::int64_t number = -1;
         words >> number;
-        if (outcome != Outcome::heldBack && (outcome == Outcome::queued) != isValid(number)) {
+        if (word != "dropped" && outcome != Outcome::heldBack &&
+            (outcome == Outcome::queued) != isValid(number)) {
             note("wrong result of validation: " + line);
         }
         outcomes_[number] = outcome;
@@ -73,7 +78,9 @@ void KillAccount::readFiles(const std::filesystem::path& folder) {
     std::set<std::int64_t> heldBack;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         const auto name = entry.path().filename().string();
-        if (!entry.is_regular_file() || name.ends_with("lock") || name.ends_with(".boot")) continue;
+        if (!entry.is_regular_file() || name.ends_with("lock") || name.ends_with(".boot") ||
+            name == "consent")
+            continue;
         const auto value = parseJSONValue(test::contentsOf(entry.path()));
         if (name.ends_with("spare") || name.ends_with(".new")) {
             if (!value.ok()) ++sparesCutShort_;
@@ -152,10 +159,11 @@ void KillAccount::reconcile(const collector::CollectorClient& collector) {
     }
     for (std::size_t run = 0; run < runs_.size(); ++run) {
         const auto repeated = static_cast<std::int64_t>(runs_[run].repeatedEnvelopes.size());
-        if (repeated > runs_[run].deliveriesInFlight) {
+        if (repeated > runs_[run].deliveriesInFlight + runs_[run].deliveriesInterrupted) {
             note("run " + std::to_string(run) + " had " + std::to_string(repeated) +
                  " acknowledged batches repeated, and " +
-                 std::to_string(runs_[run].deliveriesInFlight) + " in flight when it ended");
+                 std::to_string(runs_[run].deliveriesInFlight) + " in flight when it ended, " +
+                 std::to_string(runs_[run].deliveriesInterrupted) + " interrupted");
         }
     }
     for (const auto* name : {"queue", "held back", "evicted"}) {
@@ -186,15 +194,16 @@ void KillAccount::print() const {
     printRow("  spares found half written", sparesCutShort_);
     printRow("events reported as queued", counts[0]);
     printRow("events reported as held back", counts[1]);
-    printRow("events refused, wrong on purpose", counts[2]);
+    printRow("events refused or dropped on purpose", counts[2]);
     printRow("events at the collector", arrivals_);
     printRow("  distinct", distinct_);
     printRow("  repeated, acknowledgement lost", repeatedForFaults_);
-    printRow("  repeated, in flight at a kill", repeatedForKills_);
+    printRow("  repeated, in flight at a kill or interruption", repeatedForKills_);
     printRow("  repeated, moved on from held back", repeatedForMoves_);
     std::int64_t bound = 0;
     for (const auto& run : runs_)
-        bound += run.deliveriesInFlight * ClientSettings().dispatchBatchSize;
+        bound += (run.deliveriesInFlight + run.deliveriesInterrupted) *
+                 ClientSettings().dispatchBatchSize;
     printRow("events in flight at all ends, at most", bound);
     for (const auto& [kind, count] : faults_)
         printRow("fault met, " + kind, count);

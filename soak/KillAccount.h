@@ -51,6 +51,7 @@ class KillAccount {
     struct Run {
         bool isLeaving = false;
         std::int64_t deliveriesInFlight = 0;       ///< at its end, at most
+        std::int64_t deliveriesInterrupted = 0;    ///< at most
         std::int64_t arrivals = 0;                 ///< stored by the collector, from its envelopes
         std::int64_t acknowledged = 0;             ///< of these
         std::int64_t unreported = 0;               ///< arrived, but not reported by their host

@@ -12,7 +12,9 @@
 //
 //     queued N     the handler of event N reported success
 //     held N       the handler reported that the event is held back
+//     dropped N    the handler reported that the host has dropped the event
 //     refused N    the handler reported another error
+//     interrupt    the host is about to interrupt all requests in flight
 //     fetch        the host requests a delivery
 //     fetched      the delivery has ended
 //     leaving      main returns
@@ -62,6 +64,8 @@ void send(ZentaraClient& client, std::int64_t number) {
                     const char* outcome = "refused ";
                     if (!error) {
                         outcome = "queued ";
+                    } else if (dynamic_cast<const EventDroppedError*>(error.get()) != nullptr) {
+                        outcome = "dropped ";
                     } else if (std::string_view(error->what()).find("queued to be sent later") !=
                                std::string_view::npos) {
                         outcome = "held ";
@@ -90,12 +94,39 @@ void changeUser(std::int64_t number) {
     }
 }
 
+EventDecision mayQueue(const OutgoingEvent& event) {
+    return std::stoll(event.url.string()) % 89 == 0 ? EventDecision::drop : EventDecision::queue;
+}
+
+/// Uses what a host controls while other threads send.
+void control(std::int64_t number) {
+    switch (number % 5) {
+        case 0:
+            tell("interrupt");
+            ZentaraClient::setConsent(Consent::pending);
+            ZentaraClient::setConsent(Consent::granted);
+            break;
+        case 1:
+            ZentaraClient::pauseDelivery();
+            break;
+        case 2:
+            ZentaraClient::resumeDelivery();
+            break;
+        case 3:
+            ZentaraClient::setBeforeQueue(mayQueue);
+            break;
+        default:
+            ZentaraClient::setBeforeQueue(nullptr);
+    }
+}
+
 void sendMany(ZentaraClient& client, std::int64_t end, std::int64_t endOfHaste,
               const std::shared_future<void>& ready) {
     for (std::int64_t number = next++; number < end; number = next++) {
         if (number >= endOfHaste) ready.wait();
         if (number % 61 == 0) changeUser(number / 61);
         if (number % 97 == 0) client.newContextId();
+        if (number % 29 == 0) control(number / 29);
         send(client, number);
         if (number % 4 == 0) fetch(client);
     }
@@ -141,6 +172,8 @@ int main(int argc, char** argv) {
     const auto client = ZentaraClient::get([=](const ZentaraClientErrorRef& error) {
         if (!error && !told->exchange(true)) promise->set_value();
     });
+    // An earlier run may have been killed between the two changes of consent.
+    ZentaraClient::setConsent(Consent::granted);
     if (mode == "drain") {
         ready.wait();
         drain(*client);
@@ -151,6 +184,7 @@ int main(int argc, char** argv) {
         threads.emplace_back([&] { sendMany(*client, end, endOfHaste, ready); });
     for (auto& thread : threads)
         thread.join();
+    ZentaraClient::resumeDelivery();
     while (mode == "linger") {
         fetch(*client);
         std::this_thread::yield();

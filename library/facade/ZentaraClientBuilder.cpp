@@ -107,16 +107,22 @@ RemoteService ZentaraClientBuilder::schemasService() {
 }
 
 ClientQueues ZentaraClientBuilder::queues(FileSystem& files, const std::string& folder,
-                                          const ClientSettings& settings) {
+                                          const ClientSettings& settings,
+                                          InternalEventStorageImpl::Scheduler scheduler) {
     auto& ledger = Ledger::shared();
     QueueOptions options{settings.maxEvents, settings.dispatchInterval};
     options.listener = HostFunctions::notifyObserver;
+    options.scheduler = std::move(scheduler);
     ClientQueues queues;
     queues.events = repository(files, folder + settings.eventsStorageName, options, ledger.queue);
     options.takenEvents = QueueOptions::TakenEvents::inMemory;
     queues.heldBack = repository(files, folder + settings.unvalidatedEventsStorageName, options,
                                  ledger.heldBackQueue);
     return queues;
+}
+
+const std::atomic<bool>& ZentaraClientBuilder::isDeliveryPaused() {
+    return ZentaraClient::Implementation::isDeliveryPaused;
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::build(
@@ -156,10 +162,10 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::buildParts(
                                {settings.unvalidatedEventsStorageName, *heldBack}},
                               settings.anonymousTokenStorageName);
     }
-    auto eventBus = EventBus::create(
-        {std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(), collector(),
-         ledger, [] { return ZentaraClock().now(); }, controlTime,
-         ZentaraClient::Implementation::isDeliveryPaused, HostFunctions::notifyObserver});
+    auto eventBus =
+        EventBus::create({std::move(events), idManager, lowerCaseUUID(), std::make_unique<Ticker>(),
+                          collector(), ledger, [] { return ZentaraClock().now(); }, controlTime,
+                          isDeliveryPaused(), HostFunctions::notifyObserver});
     runAtExit([bus = std::weak_ptr(eventBus)] {
         if (const auto alive = bus.lock()) alive->stopDispatching();
     });

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 
 #include "dispatch/EventsRepository.h"
+#include "dispatch/storage/InternalEventStorageImpl.h"
 #include "facade/ReadinessRelay.h"
 #include "facade/ZentaraClientImplementation.h"
 #include "network/RestClient.h"
@@ -32,9 +34,14 @@ struct ZentaraClientBuilder {
         FileSystem& files = systemFiles());
 
     /// The queues in `folder` of the documents directory, opened unless they are open. `folder` is
-    /// the answer of `claimProcessFolder`.
+    /// the answer of `claimProcessFolder`. `scheduler` runs the background work on their files.
     [[nodiscard]] static ClientQueues queues(FileSystem& files, const std::string& folder,
-                                             const ClientSettings& settings);
+                                             const ClientSettings& settings,
+                                             InternalEventStorageImpl::Scheduler scheduler =
+                                                 InternalEventStorageImpl::defaultScheduler());
+
+    /// What `ZentaraClient::pauseDelivery` has set.
+    [[nodiscard]] static const std::atomic<bool>& isDeliveryPaused();
 
     /// The HTTP session of the process; never destroyed.
     [[nodiscard]] static URLSession& session();
