@@ -93,6 +93,16 @@ zentara_properties* zentara_outgoing_properties(zentara_outgoing* outgoing) noex
     return guardedOr<zentara_properties*>(nullptr, [&] { return &checked(outgoing).properties; });
 }
 
+zentara_status zentara_outgoing_set_properties_take(zentara_outgoing* outgoing,
+                                                    zentara_properties* properties) noexcept {
+    return guarded([&] {
+        auto replacement = properties == nullptr ? JSONObject() : taken(properties);
+        auto& target = checked(outgoing).properties;
+        target.root = JSONValue(std::move(replacement));
+        target.open.clear();
+    });
+}
+
 zentara_text zentara_outgoing_url(const zentara_outgoing* outgoing) noexcept {
     return guardedOr(zentara_text{},
                      [&] { return borrowed(checked(outgoing).values.url.string()); });

@@ -535,6 +535,9 @@ ZENTARA_EXPORT zentara_text zentara_outgoing_action_uuid(const zentara_outgoing*
 /// can be changed, but neither released nor taken over.
 ZENTARA_EXPORT zentara_properties* zentara_outgoing_properties(zentara_outgoing* outgoing)
     ZENTARA_NOEXCEPT;
+/// Replaces all properties; null removes them.
+ZENTARA_EXPORT zentara_status zentara_outgoing_set_properties_take(
+    zentara_outgoing* outgoing, zentara_properties* properties) ZENTARA_NOEXCEPT;
 ZENTARA_EXPORT zentara_text zentara_outgoing_url(const zentara_outgoing* outgoing) ZENTARA_NOEXCEPT;
 ZENTARA_EXPORT zentara_text zentara_outgoing_referer(const zentara_outgoing* outgoing)
     ZENTARA_NOEXCEPT;

@@ -44,6 +44,16 @@ char* settingsInForce() {
     return ::strdup(text.c_str());
 }
 
+char* policyInForce() {
+    const auto policy = ClientSettings::current()->delivery;
+    const auto text =
+        "continue " + std::to_string(policy.continueAtOnce) + " size " +
+        std::to_string(policy.largestBodySize) + " gzip " + std::to_string(policy.compressBodies) +
+        " backOff " + std::to_string(policy.backOff) + " isolate " +
+        std::to_string(policy.isolateRefused) + " reuse " + std::to_string(policy.reuseConnections);
+    return ::strdup(text.c_str());
+}
+
 char* hostInForce() {
     const auto all = ZentaraEndpoints::current();
     const auto text = all.productionCollector + " " + all.qaCollector + " " +

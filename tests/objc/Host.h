@@ -15,6 +15,9 @@ void beginHost(void);
 /// Tenant, environment and advertising id of the settings.
 char* settingsInForce(void);
 
+/// Each member of the delivery policy.
+char* policyInForce(void);
+
 /// The endpoints, the authority file, the bundle identifier and the directories.
 char* hostInForce(void);
 

@@ -133,6 +133,10 @@ TEST(ErrorsHaveClassesCodesAndMessages) {
         @"QVNUnknownError 3 Unknown error",
         @"QVNEventNotQueuedError 4 Event Not Queued",
         @"QVNSchemasInitializationError 4 Zentara client can not get schemas",
+        @"QVNConsentDeniedError 4 Event not queued: consent is denied",
+        @"QVNEventDroppedError 4 Event not queued: the host has dropped it",
+        @"QVNBeforeQueueError 4 Event not queued: the host's function has thrown: Raised.",
+        @"QVNClientShutDownError 4 Event not queued: the client is shut down",
     };
     for (size_t index = 0; index < COUNT_OF(expected); ++index) {
         ZentaraClientError *error = [errors objectAtIndex:index];

@@ -46,9 +46,8 @@ static id kept(id value) {
     }
 }
 
-/// Sets `isUnreadable` if the properties raise an exception: they must not be read again.
-static zentara_properties *convert(id properties, NSString **flaw, NSString **refusal,
-                                   bool *isUnreadable) {
+zentara_properties *zentaraConvertProperties(id properties, NSString **flaw, NSString **refusal,
+                                             bool *isUnreadable) {
     if (properties == nil) return NULL;
     zentara_properties *converted = zentara_properties_make();
     NSString *reason = nil;
@@ -92,7 +91,8 @@ EventInput zentaraConvertEvent(id schemaId, id schemaVersion, id contentType, id
         input.draft.relation_id = zentaraArgument(relationId, @"relationId", &input.refusal);
     }
     bool isUnreadable = false;
-    input.draft.properties = convert(properties, &input.flaw, &input.refusal, &isUnreadable);
+    input.draft.properties =
+        zentaraConvertProperties(properties, &input.flaw, &input.refusal, &isUnreadable);
     if (input.refusal != nil) {
         zentara_properties_release(input.draft.properties);
         input.draft.properties = NULL;

@@ -29,6 +29,11 @@ NSString *zentaraAddDictionary(zentara_properties *properties, NSDictionary *dic
 /// The object as an autoreleased dictionary, immutable at every depth.
 NSDictionary *zentaraDictionary(const zentara_value *object);
 
+NSArray<NSString *> *zentaraStrings(const zentara_text *texts, size_t count);
+
+/// The seconds in milliseconds, 0 for less than that.
+int64_t zentaraMilliseconds(NSTimeInterval seconds);
+
 // Events and errors between the application and the bridge.
 
 /// The converted arguments of an event. Its objects live as long as the autorelease pool.
@@ -40,6 +45,11 @@ typedef struct EventInput {
     NSString *refusal;            ///< why JSON cannot hold the event, or nil
     NSDictionary *ownProperties;  ///< of a refused event: a copy of the application's
 } EventInput;
+
+/// The dictionary as properties, null for nil. Sets `refusal`, unless it is set, if JSON cannot
+/// hold it. Sets `isUnreadable` if it raises an exception: it must not be read again.
+zentara_properties *zentaraConvertProperties(id dictionary, NSString **flaw, NSString **refusal,
+                                             bool *isUnreadable);
 
 /// Never raises: an exception of the application's objects becomes the refusal.
 EventInput zentaraConvertEvent(id schemaId, id schemaVersion, id contentType, id url, id referer,
@@ -64,6 +74,30 @@ zentara_event_draft zentaraTextsOf(const zentara_event *event);
 - (NSString *)refusal;
 
 @end
+
+/// The object if it is an event, otherwise nil. Never raises.
+QVNEvent *zentaraEventIn(id object);
+
+@interface QVNZentaraClient (Internal)
+
+/// Takes the handle over.
+- (instancetype)initWithHandle:(zentara_client *)handle;
+/// A fatal error in an object that was not initialised.
+- (const zentara_client *)clientHandle;
+/// Sends the elements of an array, which need not be events.
+- (void)sendElements:(NSArray *)elements
+          relationId:(zentara_text)relationId
+             refusal:(NSString *)refusal
+             handler:(void (^)(QVNEvent *, QVNZentaraClientError *))block;
+
+@end
+
+/// Raises `NSInvalidArgumentException` for a call of the method.
+__attribute__((noreturn)) void zentaraRaise(SEL method, NSString *reason);
+
+/// Implements `useSettingsWithTenant:...`; raises for the method.
+void zentaraUseSettings(id tenant, NSInteger environment, id advertisingId,
+                        const zentara_delivery_policy *delivery, SEL method);
 
 /// The same error as an autoreleased object of the class for its kind; nil for null.
 QVNZentaraClientError *zentaraErrorObject(const zentara_error *error);

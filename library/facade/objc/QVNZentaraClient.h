@@ -158,3 +158,6 @@ ZENTARA_SWIFT_NAME("ZentaraClient")
 @end
 
 NS_ASSUME_NONNULL_END
+
+#import <zentara/QVNDelivery.h>
+#import <zentara/QVNHooks.h>

@@ -11,10 +11,6 @@ static bool succeeds(bool isConfigured, NSError **error) {
     return isConfigured;
 }
 
-@interface QVNZentaraClient (Internal)
-- (instancetype)initWithHandle:(zentara_client *)handle;
-@end
-
 /// The object of this client, autoreleased; nil for null. Takes `handle` over. A shared client
 /// holds its object.
 static QVNZentaraClient *objectOf(zentara_client *handle) {
@@ -35,12 +31,34 @@ static const zentara_client *handleOf(zentara_client *handle) {
     return handle;
 }
 
-/// False if there is no such environment.
-static bool useSettings(zentara_text tenant, NSInteger environment, zentara_text advertisingId,
-                        const zentara_delivery_policy *delivery) {
-    return environment == (zentara_environment)environment &&
-           zentara_use_settings(tenant, (zentara_environment)environment, advertisingId,
-                                delivery) == ZENTARA_OK;
+void zentaraRaise(SEL method, NSString *reason) {
+    @throw [NSException
+        exceptionWithName:NSInvalidArgumentException
+                   reason:[NSString
+                              stringWithFormat:@"%@: %@", NSStringFromSelector(method), reason]
+                 userInfo:nil];
+}
+
+void zentaraUseSettings(id tenant, NSInteger environment, id advertisingId,
+                        const zentara_delivery_policy *delivery, SEL method) {
+    NSString *refusal = nil;
+    @autoreleasepool {
+        const zentara_text text = zentaraArgument(tenant, @"tenant", &refusal);
+        zentara_text advertisingText = {NULL, 0};
+        if (advertisingId != nil) {
+            advertisingText = zentaraArgument(advertisingId, @"advertisingId", &refusal);
+        }
+        const zentara_environment known = (zentara_environment)environment;
+        if (refusal == nil &&
+            (known != environment ||
+             zentara_use_settings(text, known, advertisingText, delivery) != ZENTARA_OK)) {
+            refusal =
+                [NSString stringWithFormat:@"there is no environment %lld", (long long)environment];
+        }
+        [refusal retain];
+    }
+    [refusal autorelease];
+    if (refusal != nil) zentaraRaise(method, refusal);
 }
 
 static bool isTokenType(NSInteger type) {
@@ -94,24 +112,7 @@ static bool isTokenType(NSInteger type) {
 + (void)useSettingsWithTenant:(NSString *)tenant
            zentaraEnvironment:(ZentaraEnvironment)zentaraEnvironment
                 advertisingId:(NSString *)advertisingId {
-    NSString *refusal = nil;
-    @autoreleasepool {
-        const zentara_text text = zentaraArgument(tenant, @"tenant", &refusal);
-        zentara_text advertisingText = {NULL, 0};
-        if (advertisingId != nil) {
-            advertisingText = zentaraArgument(advertisingId, @"advertisingId", &refusal);
-        }
-        if (refusal == nil && !useSettings(text, zentaraEnvironment, advertisingText, NULL)) {
-            refusal = [NSString
-                stringWithFormat:@"there is no environment %lld", (long long)zentaraEnvironment];
-        }
-        [refusal retain];
-    }
-    [refusal autorelease];
-    if (refusal != nil) {
-        [NSException raise:NSInvalidArgumentException
-                    format:@"%@: %@", NSStringFromSelector(_cmd), refusal];
-    }
+    zentaraUseSettings(tenant, zentaraEnvironment, advertisingId, NULL, _cmd);
 }
 
 + (ZENTARA_BOOL)setLoggedUserWithTokenType:(UserTokenType)tokenType
@@ -202,7 +203,7 @@ static bool isTokenType(NSInteger type) {
 }
 
 /// The element of an array as an event; nil if it is another object.
-static QVNEvent *eventIn(id element) {
+QVNEvent *zentaraEventIn(id element) {
     @try {
         return [element isKindOfClass:[QVNEvent class]] && [element handle] != NULL ? element : nil;
     } @catch (id exception) {
@@ -228,7 +229,7 @@ static void sendElement(const zentara_client *client, id element, zentara_text r
                         NSString *refusal, SendHandler *handler) {
     zentara_event_draft texts = ZENTARA_INIT(zentara_event_draft);
     texts.schema_id = texts.schema_version = texts.content_type = zentara_text_of("");
-    QVNEvent *event = eventIn(element);
+    QVNEvent *event = zentaraEventIn(element);
     if (event == nil) {
         handler->url = @"";
         texts.relation_id = relationId;
@@ -253,18 +254,15 @@ static void sendElement(const zentara_client *client, id element, zentara_text r
 - (void)sendWithEvents:(NSArray<QVNEvent *> *)events
             relationId:(NSString *)relationId
                handler:(void (^)(QVNEvent *, QVNZentaraClientError *))block {
-    SendHandler handler = {.block = zentaraCopyBlock(block)};
     @autoreleasepool {
         NSString *refusal = nil;
         zentara_text relationText = {NULL, 0};
         if (relationId != nil) relationText = zentaraArgument(relationId, @"relationId", &refusal);
-        for (id element in elementsOf(events)) {
-            @autoreleasepool {
-                sendElement(handleOf(_client), element, relationText, refusal, &handler);
-            }
-        }
+        [self sendElements:elementsOf(events)
+                relationId:relationText
+                   refusal:refusal
+                   handler:block];
     }
-    zentaraEndSend(&handler);
 }
 
 - (void)performFetchWith:(void (^)(NSUInteger))completion {
@@ -280,6 +278,23 @@ static void sendElement(const zentara_client *client, id element, zentara_text r
     self = [super init];
     if (self != nil) _client = handle;
     return self;
+}
+
+- (const zentara_client *)clientHandle {
+    return handleOf(_client);
+}
+
+- (void)sendElements:(NSArray *)elements
+          relationId:(zentara_text)relationId
+             refusal:(NSString *)refusal
+             handler:(void (^)(QVNEvent *, QVNZentaraClientError *))block {
+    SendHandler handler = {.block = zentaraCopyBlock(block)};
+    for (id element in elements) {
+        @autoreleasepool {
+            sendElement(handleOf(_client), element, relationId, refusal, &handler);
+        }
+    }
+    zentaraEndSend(&handler);
 }
 
 @end

@@ -93,6 +93,21 @@ NSString *zentaraString(zentara_text text) {
     return [[NSString stringWithCharacters:units length:length] substringFromIndex:1];
 }
 
+NSArray<NSString *> *zentaraStrings(const zentara_text *texts, size_t count) {
+    NSMutableArray *strings = [NSMutableArray arrayWithCapacity:count];
+    for (size_t index = 0; index < count; ++index) {
+        [strings addObject:zentaraString(texts[index])];
+    }
+    return [NSArray arrayWithArray:strings];
+}
+
+int64_t zentaraMilliseconds(NSTimeInterval seconds) {
+    // False for a number that is none, too.
+    if (!(seconds > 0)) return 0;
+    const double most = 1e15;
+    return (int64_t)(seconds * 1000 < most ? seconds * 1000 : most);
+}
+
 NSString *zentaraOptionalString(zentara_text text) {
     return text.bytes == NULL ? nil : zentaraString(text);
 }

@@ -19,6 +19,7 @@ typedef bool BOOL;
 typedef long NSInteger;
 typedef unsigned long NSUInteger;
 typedef unsigned short unichar;
+typedef double NSTimeInterval;
 typedef struct Zone NSZone;
 typedef struct Range {
     NSUInteger location, length;
@@ -63,8 +64,11 @@ void *memmem(const void *text, size_t length, const void *part, size_t partLengt
 #define CLASS(name, base) @interface name : base @end
 @interface NSArray<Element> : NSObject @end
 @interface NSDictionary<Key, Value> : NSObject @end
+@interface NSException : NSObject
+@property(readonly) NSString *reason;
+@end
 CLASS(NSCoder, NSObject) CLASS(NSEnumerator, NSObject) CLASS(NSError, NSObject)
-CLASS(NSException, NSObject) CLASS(NSMapTable, NSObject) CLASS(NSMutableArray, NSArray)
+CLASS(NSMapTable, NSObject) CLASS(NSMutableArray, NSArray)
 CLASS(NSMutableData, NSObject) CLASS(NSMutableDictionary, NSDictionary)
 CLASS(NSMutableSet, NSObject) CLASS(NSNull, NSObject) CLASS(NSString, NSObject)
 CLASS(NSURL, NSObject) CLASS(NSValue, NSObject) CLASS(NSNumber, NSValue)

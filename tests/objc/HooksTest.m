@@ -1,0 +1,213 @@
+// Delivery on demand and the application's blocks, with the real collector.
+
+#include <sched.h>
+#include <stdatomic.h>
+
+#import "Harness.h"
+
+/// A new host with a collector and a client that is ready and has an identity.
+static QVNZentaraClient *readyClient(void) {
+    beginHost();
+    startCollector();
+    QVNDeliveryPolicy *policy = [[[QVNDeliveryPolicy alloc] init] autorelease];
+    policy.largestBodySize = 90000;
+    policy.backOff = true;
+    [QVNZentaraClient useSettingsWithTenant:@"own tenant"
+                         zentaraEnvironment:ZentaraEnvironmentQa
+                              advertisingId:@"own ad"
+                                   delivery:policy];
+    CHECK_EQUAL(taken(settingsInForce()), @"own tenant 1 own ad");
+    CHECK_EQUAL(taken(policyInForce()),
+                @"continue 0 size 90000 gzip 0 backOff 1 isolate 0 reuse 0");
+    __block atomic_bool isReady = false;
+    QVNZentaraClient *client = [QVNZentaraClient getAndReturnError:NULL
+                                                     readyCallback:^(ZentaraClientError *error) {
+                                                         isReady = error == nil;
+                                                     }];
+    __block atomic_bool hasIdentity = false;
+    [client getHsidAndReturnError:NULL
+                     callbackHsid:^(NSString *hsid) {
+                         hasIdentity = [hsid length] > 0;
+                     }];
+    while (!isReady || !hasIdentity)
+        sched_yield();
+    return client;
+}
+
+static QVNFlushResult *flushed(NSTimeInterval deadline) {
+    __block _Atomic(QVNFlushResult *) found = nil;
+    [QVNZentaraClient flushWithDeadline:deadline
+                             completion:^(QVNFlushResult *result) {
+                                 found = [result retain];
+                             }];
+    while (found == nil)
+        sched_yield();
+    return [(QVNFlushResult *)found autorelease];
+}
+
+TEST(EveryMemberOfThePolicyArrives) {
+    NSString *expected[] = {
+        @"continue 1 size 1 gzip 0 backOff 0 isolate 0 reuse 0",
+        @"continue 0 size 2 gzip 1 backOff 0 isolate 0 reuse 0",
+        @"continue 0 size 3 gzip 0 backOff 1 isolate 0 reuse 0",
+        @"continue 0 size 4 gzip 0 backOff 0 isolate 1 reuse 0",
+        @"continue 0 size 5 gzip 0 backOff 0 isolate 0 reuse 1",
+    };
+    for (int index = 0; index < 5; ++index) {
+        QVNDeliveryPolicy *policy = [[[QVNDeliveryPolicy alloc] init] autorelease];
+        policy.largestBodySize = index + 1;
+        policy.continueAtOnce = index == 0;
+        policy.compressBodies = index == 1;
+        policy.backOff = index == 2;
+        policy.isolateRefused = index == 3;
+        policy.reuseConnections = index == 4;
+        [QVNZentaraClient useSettingsWithTenant:@"t"
+                             zentaraEnvironment:ZentaraEnvironmentQa
+                                  advertisingId:nil
+                                       delivery:policy];
+        CHECK_EQUAL(taken(policyInForce()), expected[index]);
+    }
+}
+
+TEST(BlockChangesDropsAndRefusesEvents) {
+    QVNZentaraClient *client = readyClient();
+    NSMutableArray *sent = [NSMutableArray array];
+    NSDictionary *page = @{@"title" : @"own", @"section" : @"home"};
+    [QVNZentaraClient setGlobalProperties:@{@"language" : @"de", @"title" : @"global"}];
+    [QVNZentaraClient setBeforeQueue:^ZentaraEventDecision(QVNOutgoingEvent *outgoing) {
+        NSString *title = [outgoing.properties objectForKey:@"title"];
+        CHECK_EQUAL(outgoing.event.referer, @"");
+        CHECK_EQUAL(outgoing.referer, @"sent referer");
+        CHECK_EQUAL([outgoing.properties objectForKey:@"language"], @"de");
+        if ([title isEqual:@"drop"]) return ZentaraEventDecisionDrop;
+        if ([title isEqual:@"raise"]) [NSException raise:@"Own" format:@"reason"];
+        if ([title isEqual:@"unknown"]) return 5;
+        NSMutableDictionary *changed =
+            [NSMutableDictionary dictionaryWithDictionary:outgoing.properties];
+        [changed setObject:[title isEqual:@"date"] ? (id)[NSDate date] : @"basket"
+                    forKey:@"section"];
+        outgoing.properties = changed;
+        outgoing.url = @"own url";
+        outgoing.referer = @"own referer";
+        [sent addObject:outgoing.actionUUID];
+        return ZentaraEventDecisionQueue;
+    }];
+    __block _Atomic(QVNDeliveryNotice *) notice = nil;
+    [QVNZentaraClient setDeliveryObserver:^(QVNDeliveryNotice *found) {
+        notice = [found retain];
+    }];
+    NSMutableArray *outcomes = [NSMutableArray array];
+    SendBlock handler = ^(Event *event, ZentaraClientError *error) {
+        [outcomes addObject:error ? (id)[error localizedDescription] : @"queued"];
+    };
+    sendTo(client, @"sent url", page, handler);
+    for (NSString *title in @[ @"drop", @"raise", @"unknown" ])
+        sendTo(client, nil, @{@"title" : title, @"section" : @"home"}, handler);
+    [QVNZentaraClient setBeforeQueue:nil];
+    [client sendEvent:[QVNZentaraClient createEventWithSchemaId:@"page-view"
+                                                  schemaVersion:@"1"
+                                                    contentType:@"own/type"
+                                                            url:@"its url"
+                                                        referer:@"its referer"
+                                                     properties:page
+                                                     relationId:@"its relation"]
+              handler:handler];
+    [client sendEvent:(id) @"no event" handler:nil];
+    CHECK_EQUAL(
+        outcomes, (@[
+            @"queued", [[[[EventDroppedError alloc] init] autorelease] localizedDescription],
+            [[[[BeforeQueueError alloc] initWithDetail:@"Own: reason"] autorelease]
+                localizedDescription],
+            [[[[BeforeQueueError alloc] initWithDetail:@"there is no decision 5"] autorelease]
+                localizedDescription],
+            @"queued"
+        ]));
+
+    QVNFlushResult *result = flushed(20);
+    CHECK(result.outcome == ZentaraFlushOutcomeEmpty && result.delivered == 2);
+    CHECK(result.waiting == 0 && result.heldBack == 0);
+    CHECK_EQUAL(result.lastFailure, @"");
+    while (notice == nil)
+        sched_yield();
+    QVNDeliveryNotice *delivered = notice;
+    CHECK(delivered.kind == ZentaraDeliveryKindDelivered && [delivered.actionUUIDs count] == 2);
+    CHECK_EQUAL([delivered.actionUUIDs objectAtIndex:0], [sent objectAtIndex:0]);
+    CHECK_EQUAL(delivered.reason, @"");
+    NSString *events = taken(askCollector("/received/events"));
+    for (NSString *part in @[
+             @"\"total\":2", @"\"url\":\"own url\"", @"\"zentaraClientReferer\":\"own referer\"",
+             @"\"title\":\"own\"", @"\"section\":\"basket\"", @"\"url\":\"its url\"",
+             @"\"zentaraClientReferer\":\"its referer\"", @"\"zentaraRelationId\":\"its relation\"",
+             @"\"contentType\":\"own/type\""
+         ])
+        CHECK_EQUAL(contains(events, part) ? part : events, part);
+    [delivered release];
+}
+
+TEST(ValidationTellsWhatASendWould) {
+    QVNZentaraClient *client = readyClient();
+    NSDictionary *bad = @{@"title" : @5, @"section" : @"home", @"language" : @"en"};
+    QVNValidationReport *report = [client validateWithSchemaId:@"page-view"
+                                                 schemaVersion:@"1"
+                                                    properties:bad];
+    CHECK(report.outcome == ZentaraValidationOutcomeInvalid && [report.messages count] == 1);
+    __block NSString *message = nil;
+    sendTo(client, nil, bad, ^(Event *event, ZentaraClientError *error) {
+        message = [[error localizedDescription] retain];
+    });
+    CHECK([message hasSuffix:[report.messages lastObject]]);
+    [message release];
+    report = [client validateWithSchemaId:@"page-view" schemaVersion:@"2" properties:bad];
+    CHECK(report.outcome == ZentaraValidationOutcomeUnknownSchema && [report.messages count] == 0);
+    NSString *raised = nil;
+    @try {
+        [client validateWithSchemaId:@"page-view"
+                       schemaVersion:@"1"
+                          properties:@{@"when" : [NSDate date]}];
+    } @catch (NSException *exception) {
+        raised = [exception reason];
+    }
+    CHECK(contains(raised, @"properties.when is an object of class"));
+}
+
+TEST(FlushFailsWhileDeliveryIsPaused) {
+    QVNZentaraClient *client = readyClient();
+    [QVNZentaraClient pauseDelivery];
+    sendTo(client, nil, @{@"title" : @"t", @"section" : @"home", @"language" : @"en"}, nil);
+    QVNFlushResult *result = flushed(9);
+    CHECK(result.outcome == ZentaraFlushOutcomeFailed && result.waiting == 1);
+    CHECK([result.lastFailure length] > 0);
+    [QVNZentaraClient retryRefused];
+    [QVNZentaraClient resumeDelivery];
+    result = flushed(9);
+    CHECK(result.outcome == ZentaraFlushOutcomeEmpty && result.waiting == 0);
+    CHECK([QVNZentaraClientStatistics current].delivered == 1);
+}
+
+TEST(SinkReceivesTheLines) {
+    QVNZentaraClient *client = waitingClient();
+    __block _Atomic(QVNLogLine *) first = nil;
+    NSString *printed = standardErrorOf(^{
+        [QVNZentaraClient setLogSinkWithLevel:ZentaraLogLevelWarning
+                                         sink:^(QVNLogLine *line) {
+                                             if ([line.component isEqual:@"client"] && first == nil)
+                                                 first = [line retain];
+                                         }];
+        sendTo(client, nil, @{@"when" : [NSDate date]}, nil);
+        while (first == nil)
+            sched_yield();
+        [QVNZentaraClient setLogSinkWithLevel:ZentaraLogLevelFatal sink:nil];
+    });
+    CHECK_EQUAL(printed, @"");
+    QVNLogLine *line = first;
+    CHECK(line.level == ZentaraLogLevelWarning);
+    CHECK([line.text hasPrefix:@"event page-view not queued: properties.when is an object"]);
+    [line release];
+    NSString *raised = nil;
+    @try {
+        [QVNZentaraClient setLogSinkWithLevel:3 sink:nil];
+    } @catch (NSException *exception) {
+        raised = [exception reason];
+    }
+    CHECK_EQUAL(raised, @"setLogSinkWithLevel:sink:: there is no log level 3");
+}
