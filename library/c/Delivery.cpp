@@ -77,6 +77,10 @@ zentara_status zentara_flush_and_wait(int64_t deadline, zentara_flush_result* re
     return guarded([&] { report(flushAndWait(deadlineOf(deadline)), result); });
 }
 
+zentara_status zentara_shutdown(int64_t deadline, zentara_flush_result* result) noexcept {
+    return guarded([&] { report(ZentaraClient::shutdown(deadlineOf(deadline)), result); });
+}
+
 void zentara_pause_delivery() noexcept {
     ZentaraClient::pauseDelivery();
 }

@@ -489,11 +489,41 @@ ZENTARA_EXPORT zentara_status zentara_flush(int64_t deadline, zentara_flush_call
 ZENTARA_EXPORT zentara_status zentara_flush_and_wait(int64_t deadline,
                                                      zentara_flush_result* result) ZENTARA_NOEXCEPT;
 
+/// Ends the library's work: refuses events from now on, flushes until `deadline` milliseconds have
+/// passed, and forgets the settings and the callbacks of the host. When it returns, no callback
+/// runs and each context is released, unless a callback has not returned by then: the outcome is
+/// then `ZENTARA_FLUSH_DEADLINE`. May be called twice, by several threads, and while the process
+/// exits. In a callback it does nothing: the outcome is `ZENTARA_FLUSH_REFUSED`. `result` may be
+/// null; its text is valid until the next call on this thread.
+ZENTARA_EXPORT zentara_status zentara_shutdown(int64_t deadline,
+                                               zentara_flush_result* result) ZENTARA_NOEXCEPT;
+
 /// Posts no events until `zentara_resume_delivery`, in this process. Events are queued.
 ZENTARA_EXPORT void zentara_pause_delivery(void) ZENTARA_NOEXCEPT;
 ZENTARA_EXPORT void zentara_resume_delivery(void) ZENTARA_NOEXCEPT;
 /// Posts those events again that were passed over because the collector refused them alone.
 ZENTARA_EXPORT void zentara_retry_refused(void) ZENTARA_NOEXCEPT;
+
+// The user's will.
+
+typedef int32_t zentara_consent;
+enum {
+    ZENTARA_CONSENT_GRANTED = 0,
+    ZENTARA_CONSENT_PENDING = 1,  ///< events are queued, and nothing leaves
+    ZENTARA_CONSENT_DENIED = 2,   ///< everything of the user is removed, and events are refused
+};
+
+/// Sets what the user allows, for this process and for later starts, before it returns. To be
+/// called after `zentara_set_documents_directory`; the settings need not be there.
+/// `ZENTARA_FAILED`: it holds for this process, but was not stored, or something could not be
+/// removed.
+ZENTARA_EXPORT zentara_status zentara_set_consent(zentara_consent consent) ZENTARA_NOEXCEPT;
+/// What was set last, in this run or an earlier one.
+ZENTARA_EXPORT zentara_consent zentara_get_consent(void) ZENTARA_NOEXCEPT;
+
+/// Removes the events, the identity and the logged user, and begins anew with another identity.
+/// `ZENTARA_FAILED`: a file could not be removed.
+ZENTARA_EXPORT zentara_status zentara_forget_user(void) ZENTARA_NOEXCEPT;
 
 // Callbacks and values of the host, for the process. They replace what was set before, and
 // `zentara_shutdown` forgets them.

@@ -89,6 +89,13 @@ ZENTARA_SWIFT_NAME("DeliveryNotice")
                completion:(void (^_Nullable)(QVNFlushResult *result))completion
     ZENTARA_SWIFT_NAME("flush(deadline:completion:)");
 
+/// Ends the library's work: refuses events from now on, flushes until the deadline, and forgets the
+/// settings and the blocks of the application. When it returns, no block runs, unless one has not
+/// returned by then: the outcome is then `ZentaraFlushOutcomeDeadline`. May be called twice and by
+/// several threads. In a block it does nothing: the outcome is `ZentaraFlushOutcomeRefused`.
++ (QVNFlushResult *)shutdownWithDeadline:(NSTimeInterval)deadline
+    ZENTARA_SWIFT_NAME("shutdown(deadline:)");
+
 /// Posts no events until `resumeDelivery`, in this process. Events are queued. Any thread.
 + (void)pauseDelivery ZENTARA_SWIFT_NAME("pauseDelivery()");
 + (void)resumeDelivery ZENTARA_SWIFT_NAME("resumeDelivery()");

@@ -30,7 +30,7 @@
 
 @end
 
-QVNFlushResult *zentaraFlushResult(const zentara_flush_result *record) {
+static QVNFlushResult *flushResult(const zentara_flush_result *record) {
     return [[[QVNFlushResult alloc] initWithRecord:record] autorelease];
 }
 
@@ -56,7 +56,7 @@ QVNFlushResult *zentaraFlushResult(const zentara_flush_result *record) {
 
 static void callFlushed(void *block, const zentara_flush_result *result) {
     zentaraCallHost("the block for the flush", ^{
-        ((void (^)(QVNFlushResult *))(id)block)(zentaraFlushResult(result));
+        ((void (^)(QVNFlushResult *))(id)block)(flushResult(result));
     });
 }
 
@@ -87,6 +87,12 @@ static void callObserver(void *block, const zentara_delivery_notice *notice) {
                completion:(void (^)(QVNFlushResult *))completion {
     zentara_flush(zentaraMilliseconds(deadline), completion == nil ? NULL : callFlushed,
                   zentaraCopyBlock(completion), zentaraReleaseHeldBlock);
+}
+
++ (QVNFlushResult *)shutdownWithDeadline:(NSTimeInterval)deadline {
+    zentara_flush_result result = ZENTARA_INIT(zentara_flush_result);
+    zentara_shutdown(zentaraMilliseconds(deadline), &result);
+    return flushResult(&result);
 }
 
 + (void)pauseDelivery {

@@ -159,5 +159,6 @@ ZENTARA_SWIFT_NAME("ZentaraClient")
 
 NS_ASSUME_NONNULL_END
 
+#import <zentara/QVNConsent.h>
 #import <zentara/QVNDelivery.h>
 #import <zentara/QVNHooks.h>

@@ -1,0 +1,429 @@
+"""Event tracking.
+
+    import zentara
+
+    zentara.use_settings("my-tenant", zentara.Environment.QA)
+    with zentara.client(flush=5) as client:
+        client.wait_until_ready()
+        client.send("page-view", "1", {"title": "Home"})
+
+Every function may be called from any thread. Times are seconds. Functions that are set here, such
+as that of `set_before_queue`, are called on the thread that the C interface names, and hold until
+`shutdown`. What they raise is reported as Python reports what it cannot raise, except where the
+function says otherwise.
+
+The library is the file that ZENTARA_LIBRARY names, libZentaraClient.so.3 beside this package, or
+what the loader of the system finds.
+"""
+
+from __future__ import annotations
+
+import atexit
+import ctypes
+import dataclasses
+import itertools
+import json
+import os
+import time
+import weakref
+from collections.abc import Callable, Iterable, Mapping
+from typing import Any
+
+from . import _c
+from ._c import library as _library
+from .errors import (BeforeQueueError, ConsentDeniedError, Error, EventDroppedError,
+                     InvalidDataError, NotConfiguredError, NotInitializedError, NotQueuedError,
+                     NotReadyError, SchemasError, ShutDownError, StorageError, UnknownSchemaError,
+                     check as _check, error_of as _error_of)
+from .records import (AnonymousUser, Consent, Decision, DeliveryKind, DeliveryNotice,
+                      DeliveryPolicy, Environment, Event, Failure, FlushOutcome, FlushResult,
+                      LogLevel, LogLine, Outgoing, Statistics, UserTokenType, ValidationOutcome,
+                      ValidationReport)
+
+__version__: str = _library.zentara_version().decode()
+
+ReadyFunction = Callable[["Error | None"], None]
+LogFunction = Callable[[LogLine], None]
+BeforeQueueFunction = Callable[[Outgoing], "Decision | None"]
+ObserverFunction = Callable[[DeliveryNotice], None]
+
+_DROP, _REFUSE = 1, 2
+
+# The functions that the library holds, by the number that is their context.
+_held: dict[int, Callable[..., Any]] = {}
+_numbers = itertools.count(1)
+
+
+def _hold(function: Callable[..., Any]) -> int:
+    number = next(_numbers)
+    _held[number] = function
+    return number
+
+
+@_c.Release
+def _release(number: int) -> None:
+    del _held[number]
+
+
+@_c.Ready
+def _on_ready(number: int, error: int | None) -> None:
+    _held[number](_error_of(error))
+
+
+@_c.Send
+def _on_sent(number: int, event: int, error: int | None) -> None:
+    _held[number](_error_of(error))
+
+
+@_c.AnonymousUser
+def _on_anonymous_user(number: int, kind: _c.Text, value: _c.Text, public: _c.Text) -> None:
+    _held[number](str(kind), str(value), public.or_none())
+
+
+@_c.LogSink
+def _on_line(number: int, record: Any) -> None:
+    line = record.contents
+    _held[number](LogLine(LogLevel(line.level), str(line.component), str(line.text)))
+
+
+@_c.Observer
+def _on_notice(number: int, record: Any) -> None:
+    notice = record.contents
+    uuids = tuple(str(notice.action_uuids[index]) for index in range(notice.count))
+    _held[number](DeliveryNotice(DeliveryKind(notice.kind), uuids, str(notice.reason)))
+
+
+@_c.BeforeQueue
+def _on_outgoing(number: int, handle: int) -> int:
+    try:
+        draft = _c.Draft()
+        _check(_library.zentara_event_read(_library.zentara_outgoing_event(handle), draft))
+        properties = _library.zentara_outgoing_properties(handle)
+        text = str(_library.zentara_value_json(_library.zentara_properties_value(properties)))
+        outgoing = Outgoing(
+            schema_id=str(draft.schema_id), schema_version=str(draft.schema_version),
+            content_type=str(draft.content_type), relation_id=draft.relation_id.or_none(),
+            action_uuid=str(_library.zentara_outgoing_action_uuid(handle)),
+            properties=json.loads(text), url=str(_library.zentara_outgoing_url(handle)),
+            referer=str(_library.zentara_outgoing_referer(handle)))
+        before = dataclasses.replace(outgoing, properties=json.loads(text))
+        if _held[number](outgoing) == Decision.DROP:
+            return _DROP
+        if outgoing.properties != before.properties:
+            content = _json(outgoing.properties)
+            _check(_library.zentara_properties_replace_json(properties, content))
+        if outgoing.url != before.url:
+            _check(_library.zentara_outgoing_set_url(handle, _c.text(outgoing.url)))
+        if outgoing.referer != before.referer:
+            _check(_library.zentara_outgoing_set_referer(handle, _c.text(outgoing.referer)))
+        return Decision.QUEUE
+    except BaseException as error:
+        reason = f"{type(error).__name__}: {error}"
+        _library.zentara_outgoing_set_reason(handle, _c.text(reason))
+        return _REFUSE
+
+
+# Python cannot be called any more when the interpreter is finalized.
+@atexit.register
+def _forget_functions(process: int = os.getpid()) -> None:
+    if _held and os.getpid() == process:
+        shutdown(0)
+
+
+def _json(properties: Mapping[str, Any]) -> _c.Text:
+    return _c.text(json.dumps(properties, allow_nan=False, ensure_ascii=False))
+
+
+def _milliseconds(seconds: float) -> int:
+    return int(seconds * 1000)
+
+
+def _draft(event: Event) -> _c.Draft:
+    return _c.Draft(
+        schema_id=_c.text(event.schema_id), schema_version=_c.text(event.schema_version),
+        content_type=_c.text(event.content_type), url=_c.text(event.url),
+        referer=_c.text(event.referer), relation_id=_c.text(event.relation_id),
+        properties_json=_json(event.properties))
+
+
+def _send(client: int | None, event: Event) -> Error | None:
+    outcomes: list[Error | None] = []
+    number = _hold(outcomes.append)
+    _check(_library.zentara_send(client, _draft(event), _on_sent, number, _release))
+    return outcomes[0]
+
+
+def _raise(error: Error | None) -> None:
+    if error is not None:
+        raise error
+
+
+class Client:
+    """The client of this process. As a context manager it flushes at its end.
+
+    After `shutdown` it refuses events with `ShutDownError`.
+    """
+
+    def __init__(self, handle: int, flush: float = 10) -> None:
+        self._handle = handle
+        self._flush = flush
+        self.flushed: FlushResult | None = None  #: what the flush at the end of `with` achieved
+        weakref.finalize(self, _library.zentara_client_release, handle)
+
+    def __enter__(self) -> Client:
+        return self
+
+    def __exit__(self, *exception: object) -> None:
+        self.flushed = flush(self._flush)
+
+    def wait_until_ready(self, timeout: float = 30) -> bool:
+        """Whether the schemas have arrived in time. Until then events are held back."""
+        end = time.monotonic() + timeout
+        while not _library.zentara_is_ready():
+            if time.monotonic() > end:
+                return False
+            time.sleep(0.01)
+        return True
+
+    def send(self, schema_id: str, schema_version: str, properties: Mapping[str, Any] = {}, *,
+             url: str = "", referer: str = "", content_type: str = "application/json",
+             relation_id: str | None = None) -> None:
+        """Validates and queues one event. Returns when it is on disk, or raises an `Error`.
+
+        Properties that JSON cannot hold are a `TypeError` or a `ValueError`.
+        """
+        self.send_event(Event(schema_id, schema_version, properties, url, referer, content_type,
+                              relation_id))
+
+    def send_event(self, event: Event) -> None:
+        _raise(_send(self._handle, event))
+
+    def send_events(self, events: Iterable[Event],
+                    relation_id: str | None = None) -> list[Error | None]:
+        """Sends events in order, with this relation id in place of their own. Raises no `Error`:
+        returns one for each event, None for those that are queued."""
+        return [_send(self._handle, dataclasses.replace(event, relation_id=relation_id))
+                for event in events]
+
+    def validate(self, schema_id: str, schema_version: str,
+                 properties: Mapping[str, Any]) -> ValidationReport:
+        """What `send` would say. Sends nothing."""
+        report = _c.ReportRecord()
+        draft = _draft(Event(schema_id, schema_version, properties))
+        _check(_library.zentara_validate(self._handle, draft, report))
+        messages = tuple(str(report.messages[index]) for index in range(report.count))
+        return ValidationReport(ValidationOutcome(report.outcome), messages)
+
+    @property
+    def context_id(self) -> str:
+        return str(_library.zentara_context_id(self._handle))
+
+    def new_context_id(self) -> None:
+        _check(_library.zentara_new_context_id(self._handle))
+
+    def set_advertising_id(self, advertising_id: str | None) -> None:
+        """None removes it."""
+        _check(_library.zentara_set_advertising_id(self._handle, _c.text(advertising_id)))
+
+
+# Configuration.
+
+
+def set_bundle_identifier(identifier: str) -> None:
+    _check(_library.zentara_set_bundle_identifier(_c.text(identifier)))
+
+
+def set_documents_directory(path: str | os.PathLike[str]) -> None:
+    _check(_library.zentara_set_documents_directory(_c.text(os.fspath(path))))
+
+
+def set_preferences_directory(path: str | os.PathLike[str]) -> None:
+    _check(_library.zentara_set_preferences_directory(_c.text(os.fspath(path))))
+
+
+def use_endpoints(*, production_collector: str | None = None, qa_collector: str | None = None,
+                  production_schemas: str | None = None, qa_schemas: str | None = None,
+                  certificate_authority_file: str | None = None) -> None:
+    """Replaces the endpoints that are given. To be called before the first `client`."""
+    _check(_library.zentara_use_endpoints(_c.Endpoints(
+        production_collector=_c.text(production_collector), qa_collector=_c.text(qa_collector),
+        production_schemas=_c.text(production_schemas), qa_schemas=_c.text(qa_schemas),
+        certificate_authority_file=_c.text(certificate_authority_file))))
+
+
+def use_settings(tenant: str, environment: Environment, advertising_id: str | None = None,
+                 delivery: DeliveryPolicy = DeliveryPolicy()) -> None:
+    """Configures the process. Called again, it replaces everything."""
+    _check(_library.zentara_use_settings(_c.text(tenant), environment, _c.text(advertising_id),
+                                         _c.Policy(**dataclasses.asdict(delivery))))
+
+
+def client(*, flush: float = 10, ready: ReadyFunction | None = None) -> Client:
+    """The client of this process, built by the first call.
+
+    `flush` is the deadline of the flush at the end of `with`. `ready` is called each time schemas
+    arrive, with None, or could not be obtained, with the error; on a worker or before this returns.
+    """
+    handle = ctypes.c_void_p()
+    if ready is None:
+        _check(_library.zentara_get(_c.Ready(), None, _c.Release(), handle))
+    else:
+        _check(_library.zentara_get(_on_ready, _hold(ready), _release, handle))
+    assert handle.value is not None
+    return Client(handle.value, flush)
+
+
+# Events, through the client of this process.
+
+
+def send(schema_id: str, schema_version: str, properties: Mapping[str, Any] = {}, *, url: str = "",
+         referer: str = "", content_type: str = "application/json",
+         relation_id: str | None = None) -> None:
+    """Like `Client.send`. Builds the client if needed."""
+    _raise(_send(None, Event(schema_id, schema_version, properties, url, referer, content_type,
+                             relation_id)))
+
+
+def set_logged_user(token_type: UserTokenType, token: str) -> None:
+    """Sets the user whose token goes with the events sent from now on."""
+    _check(_library.zentara_set_logged_user(token_type, _c.text(token)))
+
+
+def remove_logged_user() -> None:
+    _check(_library.zentara_remove_logged_user())
+
+
+def anonymous_user() -> AnonymousUser | None:
+    """The anonymous token that is stored."""
+    users: list[AnonymousUser] = []
+    number = _hold(lambda *values: users.append(AnonymousUser(*values)))
+    _check(_library.zentara_get_anonymous_user(_on_anonymous_user, number, _release))
+    return None if users[0] == AnonymousUser("", "", None) else users[0]
+
+
+# Delivery.
+
+
+def _flush_result(record: _c.FlushRecord) -> FlushResult:
+    return FlushResult(FlushOutcome(record.outcome), record.delivered, record.waiting,
+                       record.held_back, str(record.last_failure))
+
+
+def flush(deadline: float = 10) -> FlushResult:
+    """Delivers until the queue is empty, a batch fails, or the deadline has passed.
+
+    In a function that the library calls it does nothing; the outcome is REFUSED.
+    """
+    record = _c.FlushRecord()
+    _check(_library.zentara_flush_and_wait(_milliseconds(deadline), record))
+    return _flush_result(record)
+
+
+def shutdown(deadline: float = 10) -> FlushResult:
+    """Refuses events from now on, flushes, and forgets the settings and all functions."""
+    record = _c.FlushRecord()
+    _check(_library.zentara_shutdown(_milliseconds(deadline), record))
+    return _flush_result(record)
+
+
+def pause_delivery() -> None:
+    """Posts no events until `resume_delivery`. Events are queued."""
+    _library.zentara_pause_delivery()
+
+
+def resume_delivery() -> None:
+    _library.zentara_resume_delivery()
+
+
+def retry_refused() -> None:
+    """Posts those events again that were passed over because the collector refused them alone."""
+    _library.zentara_retry_refused()
+
+
+# The user's will.
+
+
+def set_consent(consent: Consent) -> None:
+    """Sets what the user allows, for this process and for later starts."""
+    _check(_library.zentara_set_consent(consent))
+
+
+def consent() -> Consent:
+    return Consent(_library.zentara_get_consent())
+
+
+def forget_user() -> None:
+    """Removes the events, the identity and the logged user, and begins anew."""
+    _check(_library.zentara_forget_user())
+
+
+# Functions and values of the host. Each replaces what was set before; None removes it.
+
+
+def set_log_sink(least: LogLevel, sink: LogFunction | None) -> None:
+    """Hands every line of this level or above to `sink`, on a worker; nothing is printed then.
+
+    A fatal line comes on the thread that fails.
+    """
+    if sink is None:
+        _check(_library.zentara_set_log_sink(least, _c.LogSink(), None, _c.Release()))
+    else:
+        _check(_library.zentara_set_log_sink(least, _on_line, _hold(sink), _release))
+
+
+def set_before_queue(function: BeforeQueueFunction | None) -> None:
+    """Sets the function that sees each event before it is queued, on the thread that sends it.
+
+    It may change the properties, the url and the referer; it drops the event with `Decision.DROP`.
+    If it raises, the event is refused with a `BeforeQueueError`.
+    """
+    if function is None:
+        _check(_library.zentara_set_before_queue(_c.BeforeQueue(), None, _c.Release()))
+    else:
+        _check(_library.zentara_set_before_queue(_on_outgoing, _hold(function), _release))
+
+
+def set_global_properties(properties: Mapping[str, Any]) -> None:
+    """Sets the properties that every event gets, unless it has one of that name itself."""
+    handle = _library.zentara_properties_make_from_json(_json(properties))
+    if handle is None:
+        raise ValueError(str(_library.zentara_last_problem()))
+    _check(_library.zentara_set_global_properties_take(handle))
+
+
+def set_delivery_observer(observer: ObserverFunction | None) -> None:
+    """Sets the function that is told what becomes of events, on a worker."""
+    if observer is None:
+        _check(_library.zentara_set_delivery_observer(_c.Observer(), None, _c.Release()))
+    else:
+        _check(_library.zentara_set_delivery_observer(_on_notice, _hold(observer), _release))
+
+
+def set_fail_fast(enabled: bool) -> None:
+    """For development: with True, an event that its schema refuses ends the process."""
+    _library.zentara_set_fail_fast(enabled)
+
+
+def set_session_timeout(seconds: int) -> None:
+    """Starts a new context with the next event when nothing was sent for so long; 0: never."""
+    _library.zentara_set_session_timeout(seconds)
+
+
+def statistics() -> Statistics:
+    """What became of the events of this process so far."""
+    size = _library.zentara_statistics_size()
+    record = ctypes.create_string_buffer(size)
+    ctypes.c_size_t.from_buffer(record).value = size
+    _check(_library.zentara_read_statistics(record))
+    values: dict[str, int | Failure] = {}
+    for field in dataclasses.fields(Statistics):
+        name = _c.text(field.name)
+        if field.type == "Failure":
+            failure = _c.FailureRecord()
+            _check(_library.zentara_failure_of(record, name, failure))
+            values[field.name] = Failure(str(failure.text), failure.time, failure.in_a_row)
+        else:
+            count = ctypes.c_int64()
+            _check(_library.zentara_count_of(record, name, count))
+            values[field.name] = count.value
+    return Statistics(**values)  # type: ignore[arg-type]
