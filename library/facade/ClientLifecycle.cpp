@@ -285,16 +285,21 @@ FlushResult ClientLifecycle::endWork(std::chrono::milliseconds deadline, Clock::
     refuseEvents(clients);
     stop(clients);
     last = nullptr;
-    HostFunctions::forgetAll();
     bool hasDrained = true;
     if (hasWorkers) {
-        const auto reached = std::make_shared<std::promise<void>>();
-        auto earlierCallbacks = reached->get_future();
-        Strand::forHostCallbacks().async([reached] { reached->set_value(); });
-        hasDrained = waitFor(latest, [&](Clock::time_point until) {
-            return earlierCallbacks.wait_until(until) == std::future_status::ready;
-        });
+        // The observer is told of the last events, and the log sink gets its lines, before both are
+        // forgotten.
+        for (auto* const strand : {&Strand::forHostCallbacks(), &Strand::forLogLines()}) {
+            const auto reached = std::make_shared<std::promise<void>>();
+            auto earlierWork = reached->get_future();
+            strand->async([reached] { reached->set_value(); });
+            const bool isReached = waitFor(latest, [&](Clock::time_point until) {
+                return earlierWork.wait_until(until) == std::future_status::ready;
+            });
+            hasDrained = hasDrained && isReached;
+        }
     }
+    HostFunctions::forgetAll();
     const bool holdsNone = waitFor(
         latest, [](Clock::time_point until) { return HeldFunctions::shared().waitForNone(until); });
     hasDrained = hasDrained && holdsNone;

@@ -356,6 +356,48 @@ TEST_F(HooksTest, ObserverIsToldOfDeliveredEvents) {
     EXPECT_EQ(notices->values().size(), 1U);
 }
 
+TEST_F(HooksTest, ShutdownForgetsAfterTheLastNotice) {
+    const auto notices = std::make_shared<Mailbox<DeliveryNotice>>();
+    const auto lines = std::make_shared<Mailbox<std::string>>();
+    services_.idStatus = 200;
+    while (fetchHsid(*client_) == "")
+        continue;
+    services_.eventStatus = 500;
+    send("any", {{"n", 1}});
+    const auto setFunctions = [&] {
+        ZentaraClient::setDeliveryObserver([notices](const auto& notice) { notices->put(notice); });
+        ZentaraClient::setLogSink(LogLevel::info, [lines](const auto& line) {
+            lines->put(line.component + ": " + line.text);
+        });
+    };
+    setFunctions();
+    const auto uuid = lastQueued().fields().zentaraActionUUID;
+    EXPECT_EQ(ZentaraClient::shutdown(generousTimeout).outcome, FlushResult::Outcome::failed);
+    EXPECT_THAT(lines->values(),
+                ElementsAre("delivery: request to 'localhost' failed: unexpected HTTP status 500"));
+    EXPECT_THAT(notices->values(), testing::IsEmpty());
+
+    services_.eventStatus = 200;
+    TestHost::configure();
+    setFunctions();
+    ZentaraClient::pauseDelivery();
+    client_ = getClient();
+    // The notice waits for this callback, which ends when it is too late for a notice, or soon.
+    const auto begun = std::make_shared<Signal>();
+    client_->getHsid([begun](const auto&) {
+        begun->notify();
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+        while (HostFunctions::current() && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+    });
+    ASSERT_TRUE(begun->waitFor());
+    ZentaraClient::resumeDelivery();
+    EXPECT_EQ(ZentaraClient::shutdown(generousTimeout).outcome, FlushResult::Outcome::empty);
+    EXPECT_THAT(notices->values(),
+                ElementsAre(DeliveryNotice{DeliveryNotice::Kind::delivered, {uuid}, ""}));
+    EXPECT_EQ(HostFunctions::current(), nullptr);
+}
+
 struct ManualControlTime final : ControlTimeProtocol {
     std::uint64_t ticks = 1'000'000'000;
 
