@@ -318,13 +318,14 @@ void EventBus::flush(std::chrono::milliseconds deadline, std::function<bool()> r
     });
 }
 
+bool EventBus::hasNothingToDeliver() {
+    const MutexLock lock(mutex_);
+    return inFlight_.empty() && !repository_->hasEventsToTake();
+}
+
 void EventBus::endAtOnce(Flushes::Number flush) {
-    bool isEmpty = false;
-    {
-        const MutexLock lock(mutex_);
-        isEmpty = inFlight_.empty() && !repository_->hasEventsToTake();
-    }
-    flushes_->end(flush, isEmpty ? FlushResult::Outcome::empty : FlushResult::Outcome::deadline);
+    flushes_->end(flush, hasNothingToDeliver() ? FlushResult::Outcome::empty
+                                               : FlushResult::Outcome::deadline);
 }
 
 void EventBus::startDraining(bool isWanted) {
@@ -340,6 +341,9 @@ void EventBus::startDraining(bool isWanted) {
 void EventBus::drainNext() {
     // A flush that begins later may have been preceded by a `send` that this dispatch has missed.
     const auto moment = flushes_->now();
+    // An empty queue is empty also while nothing can be posted.
+    if (hasNothingToDeliver())
+        return continueDraining(moment, DispatchResult::emptyRepository(), false);
     const auto result =
         begin([self = shared_from_this(), moment](const DispatchResult& outcome, bool goesOn) {
             self->continueDraining(moment, outcome, goesOn);

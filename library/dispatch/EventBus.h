@@ -128,6 +128,8 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     void finish(const Delivery& delivery);
     void tell(DeliveryNotice::Kind kind, const Batch& events, std::string_view reason) const;
 
+    /// Neither in the queue nor in flight.
+    [[nodiscard]] bool hasNothingToDeliver();
     /// Ends a flush whose deadline leaves no time.
     void endAtOnce(Flushes::Number flush);
     /// Starts the drain for flushes that await delivery, or if it `isWanted`, unless it runs.

@@ -30,8 +30,7 @@ static void sendProperties(QVNZentaraClient *client, NSString *step, NSDictionar
 }
 
 static void sendPage(QVNZentaraClient *client, NSString *step) {
-    sendProperties(client, step,
-                   @{@"title" : step, @"section" : @"home", @"language" : @"en"});
+    sendProperties(client, step, @{@"title" : step, @"section" : @"home", @"language" : @"en"});
 }
 
 static void tell(NSString *step, QVNFlushResult *result) {
@@ -82,11 +81,10 @@ static void run(NSString *collector, NSString *folder) {
     __block sem_t ready;
     sem_init(&ready, 0, 0);
     NSError *failure = nil;
-    QVNZentaraClient *client =
-        [QVNZentaraClient getAndReturnError:&failure
-                              readyCallback:^(QVNZentaraClientError *error) {
-                                  if (error == nil) sem_post(&ready);
-                              }];
+    QVNZentaraClient *client = [QVNZentaraClient getAndReturnError:&failure
+                                                     readyCallback:^(QVNZentaraClientError *error) {
+                                                         if (error == nil) sem_post(&ready);
+                                                     }];
     sendPage(client, @"held back");
 
     // 3: grant
@@ -95,7 +93,9 @@ static void run(NSString *collector, NSString *folder) {
 
     // 4 and 5: send valid and invalid
     sendPage(client, @"valid");
-    sendProperties(client, @"invalid", @{@"title" : @7});
+    sendProperties(
+        client, @"invalid",
+        @{@"title" : @7});
 
     // 6: global properties
     [QVNZentaraClient setGlobalProperties:@{@"section" : @"help", @"language" : @"en"}];
@@ -103,7 +103,8 @@ static void run(NSString *collector, NSString *folder) {
 
     // 7: drop
     [QVNZentaraClient setBeforeQueue:^(QVNOutgoingEvent *outgoing) {
-        if ([outgoing.properties[@"title"] isEqual:@"drop"]) return ZentaraEventDecisionDrop;
+        if ([[outgoing.properties objectForKey:@"title"] isEqual:@"drop"])
+            return ZentaraEventDecisionDrop;
         outgoing.referer = @"https://example.net/changed";
         return ZentaraEventDecisionQueue;
     }];
@@ -127,7 +128,9 @@ static void run(NSString *collector, NSString *folder) {
     // 12: validate
     for (NSString *message in [client validateWithSchemaId:@"page-view"
                                              schemaVersion:@"1"
-                                                properties:@{@"title" : @7}]
+                                                properties:@{
+                                                    @"title" : @7
+                                                }]
              .messages)
         print([@"validate: " stringByAppendingString:message]);
 
