@@ -18,9 +18,9 @@ struct FlushResult {
 
     Outcome outcome = Outcome::empty;
     std::int64_t delivered = 0;  ///< events that the collector has acknowledged during the flush
-    std::int64_t waiting = 0;    ///< events left in the queue, those passed over included
+    std::int64_t waiting = 0;    ///< events left in the queue, passed over or in flight included
     std::int64_t heldBack = 0;   ///< events that still wait for their schemas
-    /// Why the last batch was not delivered, in words; empty when none failed.
+    /// Why the last batch or event was not delivered, in words; empty when none failed.
     std::string lastFailure;
 
     friend bool operator==(const FlushResult&, const FlushResult&) = default;

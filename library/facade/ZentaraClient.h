@@ -34,8 +34,10 @@ namespace zentara {
 
 /// What a background fetch achieved.
 enum class BackgroundFetchResult : std::uint64_t {
-    newData = 0,  ///< all events that were taken from the queue were delivered
-    noData = 1,   ///< the queue was empty
+    /// All events that were taken from the queue were delivered, except for those that are passed
+    /// over from now on (`DeliveryPolicy::isolateRefused`).
+    newData = 0,
+    noData = 1,  ///< the queue was empty
     /// Some events could not be delivered and were put back; or there is no shared client or no
     /// identity yet.
     failed = 2,
@@ -187,8 +189,9 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// Delivers batch after batch until the queue is empty, a batch fails, or `deadline` has
     /// passed. Events that were held back and that the schemas allow by now are queued first. A
     /// batch in flight at the deadline is not interrupted. The completion, which may be null, is
-    /// called exactly once, on a worker. Without a client, without an identity, while delivery is
-    /// paused or the collector has asked to wait, the flush fails at once. Any thread.
+    /// called exactly once, on a worker. Without an identity, the flush first waits for one attempt
+    /// to fetch it. Without a client, without consent, while delivery is paused or the collector
+    /// has asked to wait, it fails at once. Several flushes share their posts. Any thread.
     static void flush(std::chrono::milliseconds deadline, FlushCallback completion = {});
 
     /// Ends the library's work: events sent from now on are refused with `ClientShutDownError`;

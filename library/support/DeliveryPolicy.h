@@ -7,8 +7,8 @@ namespace zentara {
 /// How queued events are delivered. A part of the settings; as it is made here, ten events leave
 /// every ten seconds, each post on a connection of its own.
 struct DeliveryPolicy {
-    /// After a delivered batch, go on with the next batch without waiting for the next tick, while
-    /// more than one batch waits.
+    /// After a delivered batch that has left events in the queue, go on with the next batch without
+    /// waiting for the next tick.
     bool continueAtOnce = false;
     /// The largest body of a request, in bytes before compression; 0 is no limit. A batch that is
     /// larger is split. An event that is larger alone is posted alone.

@@ -54,7 +54,7 @@ TEST(BackOffTest, WaitDoublesUpToAnHourUnlessTheServerNamesIt) {
 TEST_F(DeliveryPolicyTest, DeliveryGoesOnWhileMoreThanABatchWaits) {
     const auto postsOf = [&](bool continues, std::int64_t count, std::int64_t failing) {
         const auto posts = std::make_shared<Mailbox<Numbers>>();
-        const auto bus = makeBus({.continueAtOnce = continues}, sampleEvents(1, count));
+        auto bus = makeBus({.continueAtOnce = continues}, sampleEvents(1, count));
         session_.respond([&, posts](const URLRequest& request, const auto& done) {
             posts->put(actionsIn(*request.body));
             // Arrives too late to be more than a batch.
@@ -66,6 +66,9 @@ TEST_F(DeliveryPolicyTest, DeliveryGoesOnWhileMoreThanABatchWaits) {
         EXPECT_TRUE(eventually([&] { return bus.use_count() == 1; }));
         auto all = posts->values();
         flush(*bus);
+        // Its end cancels the ticker.
+        bus.reset();
+        EXPECT_TRUE(endedBuses_.waitFor(buses_));
         return all;
     };
     const auto first = range(1, 10);

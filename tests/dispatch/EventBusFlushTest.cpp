@@ -56,10 +56,15 @@ TEST_F(EventBusFlushTest, FailedBatchEndsTheFlush) {
     keepAnswers();
     const auto results = begin(*bus);
     answer(0, 200);
+    ASSERT_TRUE(kept_.waitFor(1));
+    // Has an attempt of its own.
+    const auto late = begin(*bus);
     answer(1, 404);
     EXPECT_EQ(results->waitFor(),
               (FlushResult{Outcome::failed, 10, 15, 7, "unexpected HTTP status 404"}));
-    EXPECT_EQ(queued(), range(11, 15));
+    answer(2, 200);
+    answer(3, 200);
+    EXPECT_EQ(late->waitFor(), (FlushResult{Outcome::empty, 15, 0, 7, ""}));
 }
 
 TEST_F(EventBusFlushTest, FlushesShareTheirPostsAndEndOnce) {

@@ -36,16 +36,29 @@ struct ManualControlTime final : ControlTimeProtocol {
 class EventBusFixture : public testing::Test {
   protected:
     EventBusFixture() { identity_->setLoggedUser(UserTokenType::guest, "of events to come"); }
+    // A worker may be the last to hold a bus, which uses the members.
+    ~EventBusFixture() override { EXPECT_TRUE(endedBuses_.waitFor(buses_)); }
 
     std::shared_ptr<EventBus> makeBus(const std::vector<InternalEvent>& queued) {
         writeTo(host_.file("queue"), fileOf(queued));
         const auto now = [] {
             return ZentaraClock::Date(std::chrono::milliseconds(1'700'000'000'123));
         };
+        ++buses_;
         repository_ = openSampleQueue(ledger_.queue);
-        return EventBus::create({repository_, identity_, "instance",
-                                 std::make_unique<ManualTicker>(ticker_), collector_, ledger_, now,
-                                 controlTime_, isPaused_,
+        const auto release = [this, repository = repository_](auto*) mutable {
+            repository.reset();
+            endedBuses_.notify();
+        };
+        return EventBus::create({{repository_.get(), release},
+                                 identity_,
+                                 "instance",
+                                 std::make_unique<ManualTicker>(ticker_),
+                                 collector_,
+                                 ledger_,
+                                 now,
+                                 controlTime_,
+                                 isPaused_,
                                  [this](DeliveryNotice::Kind kind, auto events, auto reason) {
                                      notices_.put({kind, numbersOf(events), std::string(reason)});
                                  },
@@ -121,6 +134,8 @@ class EventBusFixture : public testing::Test {
     RecordingSession session_;
     Ledger ledger_;
     Mailbox<Notice> notices_;
+    std::size_t buses_ = 0;
+    Signal endedBuses_;
     std::atomic<bool> isPaused_ = false;
     std::shared_ptr<const ClientSettings> settings_ = ClientSettings::current();
     const RemoteService collector_{[this] { return settings_; },
