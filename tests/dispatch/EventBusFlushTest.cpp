@@ -42,8 +42,10 @@ TEST_F(EventBusFlushTest, FlushWaitsForABatchOfATick) {
     const auto bus = makeBus(sampleEvents(1, 12));
     keepAnswers();
     ticker_.fire();
+    const auto holders = bus.use_count();
     const auto results = begin(*bus);
     answer(1, 200);
+    EXPECT_TRUE(eventually([&] { return bus.use_count() == holders; })) << "the drain rests";
     answer(0, 503);
     answer(2, 200);
     EXPECT_EQ(results->waitFor(), (FlushResult{Outcome::empty, 12, 0, 0, ""}));
@@ -103,6 +105,8 @@ TEST_F(EventBusFlushTest, NoBatchBeginsAfterTheDeadline) {
     EXPECT_EQ(begin(*bus, std::chrono::milliseconds(0))->waitFor(),
               (FlushResult{Outcome::deadline, 0, 15, 0, ""}));
     EXPECT_EQ(kept_.values().size(), 1U);
+    bus.reset();
+    ASSERT_TRUE(endedBuses_.waitFor(buses_)) << "its events count until then";
     bus = makeBus({});
     EXPECT_EQ(begin(*bus, std::chrono::milliseconds(-1))->waitFor(),
               (FlushResult{Outcome::empty, 0, 0, 0, ""}));

@@ -53,7 +53,7 @@ TEST_F(FlushTest, FlushDeliversHeldBackAndQueuedEvents) {
     getClient();
     EXPECT_EQ(flush(), (FlushResult{Outcome::empty, 23, 0, 0, ""}));
     EXPECT_EQ(services_.accepted().size(), 23U);
-    EXPECT_EQ(services_.requests("/event").size(), 3U);
+    EXPECT_THAT(services_.accepted(), testing::Each(testing::Pair(testing::_, 1)));
     EXPECT_EQ(ZentaraClient::statistics().droppedUnknownSchema, 2);
 }
 
@@ -65,8 +65,10 @@ TEST_F(FlushTest, FlushSaysWhyNothingIsDelivered) {
     EXPECT_EQ(flush(), (FlushResult{Outcome::failed, 0, 12, 0, "there is no identity yet"}));
     services_.idStatus = 200;
     services_.eventStatus = 503;
-    auto result = flush();
-    EXPECT_EQ(result, (FlushResult{Outcome::failed, 0, 12, 0, "unexpected HTTP status 503"}));
+    // A fetch that began while the service failed may be under way.
+    while (fetchHsid(*ZentaraClient::sharedClient()) == "") {
+    }
+    EXPECT_EQ(flush(), (FlushResult{Outcome::failed, 0, 12, 0, "unexpected HTTP status 503"}));
     services_.eventStatus = 200;
     ZentaraClient::pauseDelivery();
     EXPECT_EQ(flush(), (FlushResult{Outcome::failed, 0, 12, 0, "delivery is paused"}));
@@ -94,9 +96,9 @@ TEST_F(FlushTest, DeadlineInterruptsNoBatch) {
 }
 
 TEST_F(FlushTest, FlushWorksInsideCallbacks) {
-    const auto results = std::make_shared<Mailbox<std::pair<FlushResult, bool>>>();
+    const auto results = std::make_shared<Mailbox<std::pair<Outcome, bool>>>();
     const auto note = [results](const FlushResult& result) {
-        results->put({result, CallbackScope::isInside()});
+        results->put({result.outcome, CallbackScope::isInside()});
     };
     getClient()->send("any", "1", "application/json", "https://a.test/b", "", {{"n", 1}},
                       std::nullopt, [&](const EventRef&, const ZentaraClientErrorRef&) {
@@ -106,8 +108,9 @@ TEST_F(FlushTest, FlushWorksInsideCallbacks) {
                               ZentaraClient::flush(generousTimeout, note);
                           });
                       });
-    EXPECT_EQ(results->waitFor(0), std::pair(FlushResult{Outcome::empty, 1, 0, 0, ""}, true));
-    EXPECT_EQ(results->waitFor(1), std::pair(FlushResult{Outcome::empty, 1, 0, 0, ""}, true));
+    EXPECT_EQ(results->waitFor(0), std::pair(Outcome::empty, true));
+    EXPECT_EQ(results->waitFor(1), std::pair(Outcome::empty, true));
+    EXPECT_EQ(services_.accepted().size(), 2U);
     ZentaraClient::flush(generousTimeout);
 }
 
