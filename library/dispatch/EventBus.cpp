@@ -163,7 +163,10 @@ std::optional<DispatchResult> EventBus::begin(DispatchEnd end) {
     delivery->settings = settings;
     const auto events = takeEvents(*delivery);
     if (events.empty()) {
-        // Without a number nothing was taken: the process is ending, and events may be queued.
+        // Without a number nothing was taken, and events may be queued: the process is ending, or
+        // the session was closed a moment ago.
+        if (delivery->number == 0 && !collector_.client.isOpen())
+            return DispatchResult::failure(failure(EventBusError(Case::notPermitted)));
         const bool nothingIsLeft = delivery->number > 0 && ledger_.inFlight == 0;
         if (nothingIsLeft) failures_.report(Status());
         return DispatchResult::emptyRepository();
@@ -178,7 +181,8 @@ EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     // In one step, so that the end of the process never finds events that are neither in the queue
     // nor in flight. The lock order is this mutex, then the repository's queue.
     const MutexLock lock(mutex_);
-    if (isStopped_) return {};
+    // Once the session is closed and what is in flight is discarded, nothing can be put back.
+    if (isStopped_ || !collector_.client.isOpen()) return {};
     delivery.number = ++lastDispatch_;
     auto& events = inFlight_[delivery.number];
     events = repository_->take(delivery.settings->dispatchBatchSize);

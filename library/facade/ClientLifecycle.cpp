@@ -168,6 +168,10 @@ bool ClientLifecycle::removeUserData(FileSystem& files, Admission afterwards) {
     const auto settings = current ? *current : ClientSettings();
     const auto& token = settings.anonymousTokenStorageName;
     const auto folder = claimProcessFolder(files, token);
+    const auto all = clients();
+    // First: no dispatch takes events while the session is closed, so none puts them back behind
+    // the removal.
+    forEach(all, &BuiltClient::eventBus, [](auto& eventBus) { eventBus.discardInFlight(); });
     bool isAllRemoved = true;
     const auto note = [&](const std::string& name, const Status& status) {
         isAllRemoved = isAllRemoved && status.ok();
@@ -181,9 +185,6 @@ bool ClientLifecycle::removeUserData(FileSystem& files, Admission afterwards) {
         note(settings.unvalidatedEventsStorageName, heldBack->clear(afterwards));
         if (afterwards == Admission::closed) closed_ = {events, heldBack};
     }
-    const auto all = clients();
-    // After the queues: what a dispatch takes from now on was queued later.
-    forEach(all, &BuiltClient::eventBus, [](auto& eventBus) { eventBus.discardInFlight(); });
     forEach(all, &BuiltClient::idManager,
             [&](auto& idManager) { note(token, idManager.forget()); });
     forEach(all, &BuiltClient::client, [](auto& client) {
