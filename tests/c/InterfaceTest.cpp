@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "c/Header.h"
+#include "c/StatisticsMembers.h"
 #include "support/ClientCalls.h"
 #include "support/FailingAllocations.h"
 #include "support/TestHost.h"
@@ -310,6 +311,19 @@ TEST_F(CInterface, StatisticsHaveNames) {
     std::int64_t found = 0;
     EXPECT_EQ(zentara_count_of(&statistics, text("held_back"), &found), ZENTARA_OK);
     EXPECT_EQ(found, before.heldBack + 1);
+    // Each name is that of C++ in the style of C.
+    const auto inStyleOfC = [](const std::string& name) {
+        std::string result;
+        for (const char character : name) {
+            if (character < 'a') result += '_';
+            result += static_cast<char>(character | ' ');
+        }
+        return result;
+    };
+#define CHECK_NAME(name, nameInC) EXPECT_EQ(inStyleOfC(#name), #nameInC);
+    ZENTARA_EACH_COUNT_IN_C(CHECK_NAME)
+    ZENTARA_EACH_FAILURE_IN_C(CHECK_NAME)
+#undef CHECK_NAME
     // Each name leads to a count of its own.
     auto* const counts = &statistics.accepted;
     std::set<std::int64_t> values;

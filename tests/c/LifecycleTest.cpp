@@ -53,12 +53,28 @@ zentara_flush_outcome shutDown() {
 
 TEST_F(CLifecycle, ConsentIsSetAndUserForgotten) {
     const auto before = ZentaraClient::statistics();
+    using Notice = std::pair<zentara_delivery_kind, std::string>;
+    Mailbox<Notice> notices;
+    zentara_set_delivery_observer(
+        [](void* context, const zentara_delivery_notice* notice) {
+            static_cast<Mailbox<Notice>*>(context)->put(
+                {notice->kind, std::string(notice->reason.bytes, notice->reason.length)});
+        },
+        &notices, nullptr);
     EXPECT_EQ(zentara_get_consent(), ZENTARA_CONSENT_GRANTED);
     EXPECT_EQ(zentara_set_consent(ZENTARA_CONSENT_PENDING), ZENTARA_OK);
     EXPECT_EQ(zentara_get_consent(), ZENTARA_CONSENT_PENDING);
     EXPECT_EQ(send(), ZENTARA_ERROR_NOT_READY);
     EXPECT_EQ(zentara_forget_user(), ZENTARA_OK);
     EXPECT_EQ(ZentaraClient::statistics().heldBackDiscarded, before.heldBackDiscarded + 1);
+    const auto notice = notices.waitFor();
+    ASSERT_TRUE(notice);
+    EXPECT_EQ(notice->first, ZENTARA_DELIVERY_DROPPED);
+    EXPECT_NE(notice->second, "");
+    zentara_shutdown(1000, nullptr);
+    TestHost::configure();
+    zentara_client_release(client_);
+    EXPECT_EQ(zentara_get(nullptr, nullptr, nullptr, &client_), ZENTARA_OK);
     EXPECT_EQ(zentara_set_consent(ZENTARA_CONSENT_DENIED), ZENTARA_OK);
     EXPECT_EQ(zentara_get_consent(), ZENTARA_CONSENT_DENIED);
     EXPECT_EQ(send(), ZENTARA_ERROR_CONSENT_DENIED);

@@ -26,9 +26,12 @@ class Collector:
         assert self._process.stdout is not None
         self.url = self._process.stdout.readline().split()[1]
 
+    def received(self, things: str) -> list[dict]:
+        with urllib.request.urlopen(f"{self.url}/received/{things}") as answer:
+            return json.load(answer)[things]
+
     def events(self) -> list[dict]:
-        with urllib.request.urlopen(self.url + "/received/events") as answer:
-            return [received["event"] for received in json.load(answer)["events"]]
+        return [received["event"] for received in self.received("events")]
 
     def stop(self) -> None:
         self._process.kill()
@@ -43,6 +46,7 @@ class CollectorTest(unittest.TestCase):
         self.addCleanup(self.collector.stop)
         # Ends the client that the next test could otherwise see.
         self.addCleanup(zentara.shutdown, 0)
+        self.folder = folder.name
         zentara.set_documents_directory(folder.name)
         zentara.set_preferences_directory(folder.name)
         zentara.use_endpoints(qa_collector=self.collector.url, qa_schemas=self.collector.url)
@@ -60,6 +64,7 @@ class CollectorTest(unittest.TestCase):
     def test_every_value_of_an_event_arrives(self) -> None:
         page = PAGE | {"title": "Ünï \U0001f600", "loadMs": 7, "scrollDepth": 0.5}
         with self.ready_client() as client:
+            zentara.set_logged_user(zentara.UserTokenType.EXTERNAL_ID, "own token")
             client.send("page-view", "1", page, url="own url", referer="own referer",
                         content_type="own/type", relation_id="own relation")
             outcomes = client.send_events([zentara.Event("page-view", "1", PAGE, url="second"),
@@ -75,6 +80,12 @@ class CollectorTest(unittest.TestCase):
             ("page-view", "1", page, "own url", "own referer", "own/type", "own relation"))
         self.assertEqual((second["url"], second["zentaraRelationId"]), ("second", "batch"))
         self.assertEqual(first["zentaraClientContextID"], client.context_id)
+        (envelope,) = self.collector.received("envelopes")
+        self.assertIn("EXT_ID=own token", envelope["headers"]["Cookie"])
+        with open(self.folder + "/anonymous-token-storage", encoding="utf-8") as file:
+            (token,) = json.load(file)
+        self.assertEqual(zentara.anonymous_user(),
+                         zentara.AnonymousUser(token["type"], token["value"], token["publicValue"]))
 
     def test_errors_have_classes(self) -> None:
         client = self.ready_client()

@@ -105,13 +105,13 @@ QVNZentaraClientError *zentaraErrorObject(const zentara_error *error);
 // Calls of the application's code.
 
 /// Runs code of the application with an autorelease pool. Catches its exceptions and writes a line
-/// to standard error that names `where`.
+/// to the log that names `where`.
 void zentaraCallHost(const char *where, void (^code)(void));
 
 /// Name and reason of an exception, or the class of another object that was raised.
 NSString *zentaraDescriptionOfException(id exception);
 
-/// Writes the text as one line to standard error.
+/// Writes the text as one line to the log.
 void zentaraWarnWith(NSString *text);
 
 /// Releases a copy of a block.
@@ -139,11 +139,10 @@ typedef struct SendHandler {
 /// Releases the block.
 void zentaraEndSend(SendHandler *handler);
 
-/// Writes to standard error why an event is not queued.
+/// Writes to the log why an event is not queued.
 void zentaraWarnNotQueued(zentara_text schemaId, NSString *reason);
 
-/// Refuses an event that cannot be sent: calls the handler, and writes the reason to standard
-/// error.
+/// Refuses an event that cannot be sent: calls the handler, and writes the reason to the log.
 void zentaraRefuse(const zentara_client *client, const SendHandler *handler,
                    const zentara_event_draft *texts, NSDictionary *properties, NSString *reason);
 

@@ -36,7 +36,7 @@ NS_ASSUME_NONNULL_BEGIN
 /// Every operation may be called from any thread, and from inside the library's blocks. Nothing
 /// waits for the network. Blocks are copied before an operation begins and released after their
 /// last call. Each call has its own autorelease pool. A block may be nil. An exception that leaves
-/// a block is caught and becomes a line on standard error.
+/// a block is caught and becomes a line of the log.
 ///
 /// Objects of the application are converted during the call that takes them and can be changed
 /// afterwards. Strings may hold anything; what is not Unicode becomes U+FFFD. nil in place of a
@@ -47,7 +47,7 @@ NS_ASSUME_NONNULL_BEGIN
 /// the depth that JSON text may have. Integers of 64 bits and booleans arrive as such. An event
 /// with anything else in it (a date, NaN, a container within itself, an object that raises an
 /// exception when it is read) is not queued: its handler receives an `EventNotQueuedError`, or a
-/// `ZentaraClientNotReady` before the schemas have arrived, and a line on standard error says why.
+/// `ZentaraClientNotReady` before the schemas have arrived, and a line of the log says why.
 /// NaN, infinities and too deep nesting are validated first, as in C++. Other events are not
 /// affected.
 ZENTARA_SWIFT_NAME("ZentaraClient")
