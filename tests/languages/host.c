@@ -8,15 +8,17 @@
 
 enum { deadline = 20000 };
 
-static zentara_text text(const char *characters) { return zentara_text_of(characters); }
+static zentara_text text(const char* characters) {
+    return zentara_text_of(characters);
+}
 
-static void print(const char *before, zentara_text value) {
+static void print(const char* before, zentara_text value) {
     printf("%s%.*s\n", before, (int)value.length, value.bytes == NULL ? "" : value.bytes);
 }
 
-static void tell_sent(void *step, const zentara_event *event, const zentara_error *error) {
+static void tell_sent(void* step, const zentara_event* event, const zentara_error* error) {
     (void)event;
-    printf("%s: ", (const char *)step);
+    printf("%s: ", (const char*)step);
     if (error == NULL) {
         puts("queued");
         return;
@@ -25,7 +27,7 @@ static void tell_sent(void *step, const zentara_event *event, const zentara_erro
     print(" ", zentara_error_message(error));
 }
 
-static void send_json(const zentara_client *client, char *step, const char *json) {
+static void send_json(const zentara_client* client, char* step, const char* json) {
     char url[64];
     char referer[64];
     snprintf(url, sizeof url, "https://example.com/%s", step);
@@ -39,35 +41,36 @@ static void send_json(const zentara_client *client, char *step, const char *json
     zentara_send(client, &draft, tell_sent, step, NULL);
 }
 
-static void send_page(const zentara_client *client, char *step) {
+static void send_page(const zentara_client* client, char* step) {
     char json[128];
-    snprintf(json, sizeof json, "{\"title\":\"%s\",\"section\":\"home\",\"language\":\"en\"}", step);
+    snprintf(json, sizeof json, "{\"title\":\"%s\",\"section\":\"home\",\"language\":\"en\"}",
+             step);
     send_json(client, step, json);
 }
 
-static void tell_flush(const char *step, const zentara_flush_result *result) {
+static void tell_flush(const char* step, const zentara_flush_result* result) {
     printf("%s: outcome %d, %lld held back, ", step, (int)result->outcome,
            (long long)result->held_back);
     print("", result->last_failure);
 }
 
-static void flush(const char *step) {
+static void flush(const char* step) {
     zentara_flush_result result = ZENTARA_INIT(zentara_flush_result);
     zentara_flush_and_wait(deadline, &result);
     tell_flush(step, &result);
 }
 
-static void set_global_properties(const char *json) {
+static void set_global_properties(const char* json) {
     zentara_set_global_properties_take(zentara_properties_make_from_json(text(json)));
 }
 
-static void on_ready(void *ready, const zentara_error *error) {
+static void on_ready(void* ready, const zentara_error* error) {
     if (error == NULL) sem_post(ready);
 }
 
-static zentara_decision decide(void *context, zentara_outgoing *outgoing) {
+static zentara_decision decide(void* context, zentara_outgoing* outgoing) {
     (void)context;
-    const zentara_value *properties =
+    const zentara_value* properties =
         zentara_properties_value(zentara_outgoing_properties(outgoing));
     const zentara_text title =
         zentara_value_look(zentara_value_find(properties, text("title"))).text;
@@ -76,7 +79,7 @@ static zentara_decision decide(void *context, zentara_outgoing *outgoing) {
     return ZENTARA_DECISION_QUEUE;
 }
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
     if (argc != 3) return 2;
     zentara_set_log_sink(ZENTARA_LOG_FATAL, zentara_quiet_log, NULL, NULL);
 
@@ -96,7 +99,7 @@ int main(int argc, char **argv) {
     printf("pending: %d\n", zentara_set_consent(ZENTARA_CONSENT_PENDING) == ZENTARA_OK);
     sem_t ready;
     sem_init(&ready, 0, 0);
-    zentara_client *client = NULL;
+    zentara_client* client = NULL;
     zentara_get(on_ready, &ready, NULL, &client);
     send_page(client, "held back");
 
@@ -138,7 +141,8 @@ int main(int argc, char **argv) {
     draft.properties_json = text("{\"title\":7}");
     zentara_validation_report report = ZENTARA_INIT(zentara_validation_report);
     zentara_validate(client, &draft, &report);
-    for (size_t i = 0; i < report.count; ++i) print("validate: ", report.messages[i]);
+    for (size_t i = 0; i < report.count; ++i)
+        print("validate: ", report.messages[i]);
 
     /* 13: forget */
     printf("forgotten: %d\n", zentara_forget_user() == ZENTARA_OK);
