@@ -458,7 +458,7 @@ ZENTARA_EXPORT zentara_status zentara_perform_fetch(zentara_fetch_callback compl
 
 typedef int32_t zentara_flush_outcome;
 enum {
-    ZENTARA_FLUSH_EMPTY = 0,     ///< nothing that can be delivered is left
+    ZENTARA_FLUSH_EMPTY = 0,     ///< nothing is left but events that were passed over
     ZENTARA_FLUSH_FAILED = 1,    ///< a batch was not delivered
     ZENTARA_FLUSH_DEADLINE = 2,  ///< the deadline came first
     ZENTARA_FLUSH_REFUSED = 3,   ///< wrong use
@@ -478,8 +478,8 @@ typedef void (*zentara_flush_callback)(void* context, const zentara_flush_result
 
 /// Delivers batch after batch until the queue is empty, a batch fails, or `deadline` milliseconds
 /// have passed; a negative deadline counts as 0. Held-back events that the schemas allow by now are
-/// queued first. The completion is called exactly once, on a worker. Fails at once without a
-/// client, without an identity, while delivery is paused or the collector has asked to wait.
+/// queued first. The completion is called exactly once, on a worker. Where
+/// nothing can be posted, the flush of a queue that is not empty fails at once.
 ZENTARA_EXPORT zentara_status zentara_flush(int64_t deadline, zentara_flush_callback completion,
                                             void* context,
                                             void (*release)(void* context)) ZENTARA_NOEXCEPT;

@@ -10,7 +10,7 @@ namespace zentara {
 /// What a flush achieved.
 struct FlushResult {
     enum class Outcome : std::int64_t {
-        empty = 0,     ///< nothing that can be delivered is left
+        empty = 0,     ///< nothing is left in the queue but events that were passed over
         failed = 1,    ///< a batch was not delivered; `lastFailure` says why
         deadline = 2,  ///< the deadline came first
         refused = 3,   ///< wrong use; `lastFailure` says what was wrong

@@ -189,9 +189,11 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// Delivers batch after batch until the queue is empty, a batch fails, or `deadline` has
     /// passed. Events that were held back and that the schemas allow by now are queued first. A
     /// batch in flight at the deadline is not interrupted. The completion, which may be null, is
-    /// called exactly once, on a worker. Without an identity, the flush first waits for one attempt
-    /// to fetch it. Without a client, without consent, while delivery is paused or the collector
-    /// has asked to wait, it fails at once. Several flushes share their posts. Any thread.
+    /// called exactly once, on a worker. Several flushes share their posts. Any thread.
+    ///
+    /// Without an identity, the flush first waits for one attempt to fetch it. If the queue is not
+    /// empty, it fails at once without consent, while delivery is paused, and while the collector
+    /// has asked to wait; without a client it always does.
     static void flush(std::chrono::milliseconds deadline, FlushCallback completion = {});
 
     /// Ends the library's work: events sent from now on are refused with `ClientShutDownError`;

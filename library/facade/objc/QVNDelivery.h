@@ -22,7 +22,7 @@ ZENTARA_SWIFT_NAME("DeliveryPolicy")
 @end
 
 typedef NS_ENUM(NSInteger, ZentaraFlushOutcome) {
-    ZentaraFlushOutcomeEmpty = 0,     ///< nothing that can be delivered is left
+    ZentaraFlushOutcomeEmpty = 0,     ///< nothing is left but events that were passed over
     ZentaraFlushOutcomeFailed = 1,    ///< a batch was not delivered
     ZentaraFlushOutcomeDeadline = 2,  ///< the deadline came first
     ZentaraFlushOutcomeRefused = 3,   ///< wrong use
@@ -83,8 +83,8 @@ ZENTARA_SWIFT_NAME("DeliveryNotice")
 
 /// Delivers batch after batch until the queue is empty, a batch fails, or the deadline has passed.
 /// Held-back events that the schemas allow by now are queued first. `completion` is called exactly
-/// once, on a worker. The flush fails at once without a client, without an identity, and while
-/// delivery is paused.
+/// once, on a worker. Where nothing can be posted, as while delivery is paused, the flush of a
+/// queue that is not empty fails at once.
 + (void)flushWithDeadline:(NSTimeInterval)deadline
                completion:(void (^_Nullable)(QVNFlushResult *result))completion
     ZENTARA_SWIFT_NAME("flush(deadline:completion:)");
