@@ -51,15 +51,14 @@ enum class BackgroundFetchResult : std::uint64_t {
 /// auto client = ZentaraClient::get([](ZentaraClientErrorRef error) {
 ///     if (!error) { /* schemas are there, events are validated and queued from now on */ }
 /// });
-/// client->send("page-view", "1", "application/json", "https://example.com/", "",
-///              {{"title", "Home"}}, std::nullopt,
+/// client->send({.schemaId = "page-view", .schemaVersion = "1", .properties = {{"title", "Home"}}},
 ///              [](EventRef event, ZentaraClientErrorRef error) {
 ///                  if (error) std::cerr << event->schemaId() << ": " << error->what() << '\n';
 ///              });
 /// ```
 ///
 /// Every operation may be called from any thread, and from inside the library's callbacks. Nothing
-/// waits for the network. Callbacks are called without any lock held. Each may be null. Callbacks
+/// waits for the network. `shutdown` is the exception. Callbacks are called without any lock held. Each may be null. Callbacks
 /// must not throw. Callbacks on workers come one after the other, so a callback must not wait for
 /// another; a slow callback delays only other callbacks.
 ///
