@@ -367,7 +367,8 @@ void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) 
                  token ? std::optional(user.publicValue) : std::nullopt);
     };
     const auto client = get();
-    if (!client->isWorking()) return report(std::nullopt);
+    // A token that could not be removed is still on disk.
+    if (!client->isWorking() || ClientLifecycle::isDenied()) return report(std::nullopt);
     client->implementation_->with.idManager->loadAnonymousToken(report);
 }
 

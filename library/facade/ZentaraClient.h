@@ -114,7 +114,8 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     [[nodiscard]] static ZentaraClientStatistics statistics() noexcept;
 
     /// Sets the user whose token goes with the events sent from now on. Builds the client if
-    /// needed; throws `ZentaraClientNotConfiguredError` before `useSettings`.
+    /// needed; throws `ZentaraClientNotConfiguredError` before `useSettings`. Does nothing while
+    /// consent is denied.
     static void setLoggedUser(UserTokenType tokenType, std::string token);
 
     /// Forgets the logged user; otherwise like `setLoggedUser`.
@@ -167,20 +168,21 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     void setAdvertisingId(std::string advertisingIdentifier);
     void removeAdvertisingId();
 
-    /// Reports the anonymous token that the shared client has stored, before it returns. Builds
-    /// that client if needed; throws `ZentaraClientNotConfiguredError` before `useSettings`.
+    /// Reports the anonymous token that the shared client has stored, before it returns; none while
+    /// consent is denied, and that of an earlier run while it is pending. Builds that client if
+    /// needed; throws `ZentaraClientNotConfiguredError` before `useSettings`.
     void getAnonymousUser(const AnonymousUserCallback& callbackUser);
 
     /// Lets the shared client fetch the identity, and reports the session token that came with it:
-    /// "" when the fetch failed. Not called when the fetch succeeded without one. Called on a
-    /// worker thread. Builds that client if needed; throws `ZentaraClientNotConfiguredError` before
-    /// `useSettings`.
+    /// "" when the fetch failed, and while consent is pending or denied. Not called when the fetch
+    /// succeeded without one. Called on a worker thread. Builds that client if needed; throws
+    /// `ZentaraClientNotConfiguredError` before `useSettings`.
     void getHsid(HsidCallback callbackHsid);
 
     /// Lets the shared client deliver up to ten queued events now, for an application's
     /// background-fetch hook or to drain the queue. Events stay held back: only a later `send`
-    /// moves them to the queue. The completion is called exactly once, on a worker thread or before
-    /// this returns.
+    /// moves them to the queue. Fails while consent is pending or denied. The completion is called
+    /// exactly once, on a worker thread or before this returns.
     void performFetch(FetchCallback completion);
 
     // Delivery on demand. These work on the shared client.
@@ -199,7 +201,8 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// the queue is flushed until `deadline`; what is still in flight is put back; the settings
     /// and all functions that the host has set are forgotten. When this returns, no callback runs
     /// and no thread of the library holds anything of the host's, unless a callback of the host has
-    /// not returned by then: in that case the outcome is `deadline`. A later `useSettings` and
+    /// not returned by then: in that case the outcome is `deadline`. Handlers of `send` belong to
+    /// the threads that send, and are not waited for. The consent stays. A later `useSettings` and
     /// `get` build anew.
     ///
     /// Blocks the calling thread, for `deadline` and a moment more at most. Any thread but one that
@@ -234,14 +237,15 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     static bool setConsent(Consent consent);
 
     /// What was set last, in this run or an earlier one; `granted` if nothing was. `pending` while
-    /// the file that holds it cannot be read.
+    /// the file that holds it cannot be read, which each call tries again. Any thread.
     [[nodiscard]] static Consent consent();
 
     /// Forgets the user: removes the queued, held-back and set-aside events, the anonymous token,
     /// the session token and the logged user, and begins a new context, a new client UUID and the
     /// fetch of a new identity. Requests under way are interrupted; events in flight are not sent
     /// again. Keeps the settings, the advertising id and the consent. False if a file could not be
-    /// removed. Works on the shared client; without one, only the files go. Any thread.
+    /// removed. Works on all clients of the process; without one, only the files go. An event whose
+    /// `send` has begun before may be queued after it, for the old user. Any thread.
     static bool forgetUser();
 
     // Functions and values of the host. They hold for the process, may be set at any moment from
