@@ -469,7 +469,7 @@ typedef struct zentara_flush_result {
     size_t size;
     zentara_flush_outcome outcome;
     int64_t delivered;          ///< events that the collector has acknowledged during the flush
-    int64_t waiting;            ///< events left in the queue, those passed over included
+    int64_t waiting;            ///< events left in the queue, passed over or in flight included
     int64_t held_back;          ///< events that still wait for their schemas
     zentara_text last_failure;  ///< in words; empty when no batch failed
 } zentara_flush_result;
@@ -478,8 +478,9 @@ typedef void (*zentara_flush_callback)(void* context, const zentara_flush_result
 
 /// Delivers batch after batch until the queue is empty, a batch fails, or `deadline` milliseconds
 /// have passed; a negative deadline counts as 0. Held-back events that the schemas allow by now are
-/// queued first. The completion is called exactly once, on a worker. Where
-/// nothing can be posted, the flush of a queue that is not empty fails at once.
+/// queued first. The completion is called exactly once, on a worker. Without an identity, first
+/// waits for one attempt to fetch it. Where nothing can be posted, the flush of a queue that is not
+/// empty fails at once.
 ZENTARA_EXPORT zentara_status zentara_flush(int64_t deadline, zentara_flush_callback completion,
                                             void* context,
                                             void (*release)(void* context)) ZENTARA_NOEXCEPT;

@@ -228,8 +228,10 @@ void EventBus::finishPost(Delivery& delivery, const Status& status, const Status
     }
     if (isRefused && !isPassedOver) return plan.halveNext();
     // Only the first failure of a dispatch is reported. Otherwise, when the failures of two users
-    // differ, each dispatch would report both anew.
-    if (delivery.firstFailure.ok() && !delivery.hasRefused) failures_.report(cause);
+    // differ, each dispatch would report both anew. A post that the closing of the session has
+    // interrupted is what the user wants.
+    const bool isFirst = delivery.firstFailure.ok() && !delivery.hasRefused;
+    if (isFirst && collector_.client.isOpen()) failures_.report(cause);
     if (isPassedOver) {
         const auto reason = cause.error()->description();
         delivery.hasRefused = true;

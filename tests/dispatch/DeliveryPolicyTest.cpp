@@ -6,6 +6,7 @@
 #include "dispatch/BackOff.h"
 #include "network/Gzip.h"
 #include "support/EventBusFixture.h"
+#include "support/PlatformError.h"
 
 namespace zentara {
 namespace {
@@ -239,6 +240,13 @@ TEST_F(DeliveryPolicyTest, NothingIsPostedWhilePausedOrClosed) {
     expectNothing("no request is made without the user's consent");
     session_.open();
     identity_->setLoggedUser(UserTokenType::guest, "user");
+    session_.respond([&](const URLRequest&, const URLSession::Completion& done) {
+        session_.close("interrupted");
+        done(plainError("interrupted"));
+    });
+    EXPECT_EQ(textOf(dispatch(*bus)), "interrupted");
+    EXPECT_FALSE(isFailing(Component::delivery));
+    session_.open();
     // The second user's post waits.
     bus->enqueue(sampleEvent(4, {}), nullptr);
     session_.respond([&](const URLRequest&, const URLSession::Completion& done) {

@@ -83,8 +83,9 @@ ZENTARA_SWIFT_NAME("DeliveryNotice")
 
 /// Delivers batch after batch until the queue is empty, a batch fails, or the deadline has passed.
 /// Held-back events that the schemas allow by now are queued first. `completion` is called exactly
-/// once, on a worker. Where nothing can be posted, as while delivery is paused, the flush of a
-/// queue that is not empty fails at once.
+/// once, on a worker. Without an identity, the flush first waits for one attempt to fetch it. Where
+/// nothing can be posted, as while delivery is paused, the flush of a queue that is not empty fails
+/// at once.
 + (void)flushWithDeadline:(NSTimeInterval)deadline
                completion:(void (^_Nullable)(QVNFlushResult *result))completion
     ZENTARA_SWIFT_NAME("flush(deadline:completion:)");
