@@ -6,6 +6,11 @@
 using namespace zentara;
 using namespace zentara::c;
 
+static_assert(static_cast<int>(Consent::granted) == ZENTARA_CONSENT_GRANTED &&
+                  static_cast<int>(Consent::pending) == ZENTARA_CONSENT_PENDING &&
+                  static_cast<int>(Consent::denied) == ZENTARA_CONSENT_DENIED,
+              "the values are those of Consent");
+
 namespace {
 
 void refuseUnless(bool isWhole, const char* problem) {

@@ -36,6 +36,11 @@ zentara_flush_result recordOf(const FlushResult& result) noexcept {
             .last_failure = borrowed(result.lastFailure)};
 }
 
+/// Refuses a record before anything is done.
+void check(const zentara_flush_result* record) {
+    if (record != nullptr) checkRecord(record, record->size);
+}
+
 void report(FlushResult result, zentara_flush_result* record) {
     if (record == nullptr) return;
     auto& kept = ThreadTexts::own().flushResult;
@@ -74,11 +79,17 @@ zentara_status zentara_flush(int64_t deadline, zentara_flush_callback completion
 }
 
 zentara_status zentara_flush_and_wait(int64_t deadline, zentara_flush_result* result) noexcept {
-    return guarded([&] { report(flushAndWait(deadlineOf(deadline)), result); });
+    return guarded([&] {
+        check(result);
+        report(flushAndWait(deadlineOf(deadline)), result);
+    });
 }
 
 zentara_status zentara_shutdown(int64_t deadline, zentara_flush_result* result) noexcept {
-    return guarded([&] { report(ZentaraClient::shutdown(deadlineOf(deadline)), result); });
+    return guarded([&] {
+        check(result);
+        report(ZentaraClient::shutdown(deadlineOf(deadline)), result);
+    });
 }
 
 void zentara_pause_delivery() noexcept {

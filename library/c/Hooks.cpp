@@ -10,6 +10,23 @@
 using namespace zentara;
 using namespace zentara::c;
 
+static_assert(static_cast<int>(LogLevel::info) == ZENTARA_LOG_INFO &&
+                  static_cast<int>(LogLevel::warning) == ZENTARA_LOG_WARNING &&
+                  static_cast<int>(LogLevel::fatal) == ZENTARA_LOG_FATAL,
+              "the levels are those of LogLevel");
+static_assert(static_cast<int>(DeliveryNotice::Kind::delivered) == ZENTARA_DELIVERY_DELIVERED &&
+                  static_cast<int>(DeliveryNotice::Kind::evicted) == ZENTARA_DELIVERY_EVICTED &&
+                  static_cast<int>(DeliveryNotice::Kind::dropped) == ZENTARA_DELIVERY_DROPPED &&
+                  static_cast<int>(DeliveryNotice::Kind::refused) == ZENTARA_DELIVERY_REFUSED,
+              "the kinds are those of DeliveryNotice");
+using Validation = ValidationReport::Outcome;
+static_assert(static_cast<int>(Validation::valid) == ZENTARA_VALIDATION_VALID &&
+                  static_cast<int>(Validation::invalid) == ZENTARA_VALIDATION_INVALID &&
+                  static_cast<int>(Validation::unknownSchema) ==
+                      ZENTARA_VALIDATION_UNKNOWN_SCHEMA &&
+                  static_cast<int>(Validation::notReady) == ZENTARA_VALIDATION_NOT_READY,
+              "the outcomes are those of ValidationReport");
+
 /// An event on its way to the queue. Holds its properties during the call of the host's function.
 struct zentara_outgoing : Handle {
     static constexpr auto kind = HandleKind::outgoing;

@@ -16,8 +16,6 @@ using namespace zentara::test;
 
 namespace {
 
-constexpr zentara_text absent{nullptr, 0};
-
 zentara_text text(const char* content) {
     return zentara_text_of(content);
 }

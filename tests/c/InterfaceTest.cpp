@@ -383,6 +383,7 @@ TEST_F(CInterface, WrongUseHasAnAnswer) {
     auto endpoints = ZENTARA_INIT(zentara_endpoints);
     endpoints.qa_schemas = text("no url");
     zentara_endpoints empty{};
+    zentara_flush_result flushed{};
     auto statistics = ZENTARA_INIT(zentara_statistics);
     std::int64_t count = 0;
     const char* const otherHandle = "a handle that was released, or of another type";
@@ -480,6 +481,30 @@ TEST_F(CInterface, WrongUseHasAnAnswer) {
         {"replace by a number",
          [&] { return zentara_properties_replace_json(properties, text("3")); }, bad,
          "the properties are no JSON object"},
+        {"outgoing null", [] { return statusOf(zentara_outgoing_properties(nullptr)); }, bad,
+         nullHandle},
+        {"url of an outgoing null", [] { return statusOf(zentara_outgoing_url(nullptr).bytes); },
+         bad, nullHandle},
+        {"referer of another outgoing",
+         [&] {
+             return zentara_outgoing_set_referer(reinterpret_cast<zentara_outgoing*>(error),
+                                                 text("r"));
+         },
+         ZENTARA_INVALID_HANDLE, otherHandle},
+        {"global properties that are open", [&] { return zentara_set_global_properties(open); },
+         bad, "an array or object of the properties is still open"},
+        {"other global properties",
+         [&] { return zentara_set_global_properties_take(otherProperties); },
+         ZENTARA_INVALID_HANDLE, otherHandle},
+        {"validation into null", [&] { return zentara_validate(nullptr, &draft, nullptr); }, bad,
+         nullRecord},
+        {"flush into no size", [&] { return zentara_flush_and_wait(0, &flushed); }, bad,
+         "a record of size 0: begin with ZENTARA_INIT"},
+        {"shutdown into no size", [&] { return zentara_shutdown(0, &flushed); }, bad,
+         "a record of size 0: begin with ZENTARA_INIT"},
+        {"consent", [] { return zentara_set_consent(3); }, bad, "there is no consent 3"},
+        {"log level", [] { return zentara_set_log_sink(3, zentara_quiet_log, nullptr, nullptr); },
+         bad, "there is no log level 3"},
         {"statistics of null", [] { return zentara_read_statistics(nullptr); }, bad, nullRecord},
         {"count into null",
          [&] { return zentara_count_of(&statistics, text("accepted"), nullptr); }, bad,
