@@ -58,9 +58,9 @@ enum class BackgroundFetchResult : std::uint64_t {
 /// ```
 ///
 /// Every operation may be called from any thread, and from inside the library's callbacks. Nothing
-/// waits for the network. `shutdown` is the exception. Callbacks are called without any lock held. Each may be null. Callbacks
-/// must not throw. Callbacks on workers come one after the other, so a callback must not wait for
-/// another; a slow callback delays only other callbacks.
+/// waits for the network. `shutdown` is the exception. Callbacks are called without any lock held.
+/// Each may be null. Callbacks must not throw. Callbacks on workers come one after the other, so a
+/// callback must not wait for another; a slow callback delays only other callbacks.
 ///
 /// In a child that was forked off after the first `get` nothing works: events are refused with
 /// `EventNotQueuedError`, fetches and identities report that they failed, and the rest does
