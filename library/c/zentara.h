@@ -146,7 +146,7 @@ enum {
 typedef struct zentara_delivery_policy {
     size_t size;
     int64_t largest_body_size;  ///< in bytes before compression; 0 is no limit
-    bool continue_at_once;      ///< the next batch without waiting, while more than one waits
+    bool continue_at_once;      ///< the next batch without waiting, while events are left
     bool compress_bodies;       ///< gzip
     bool back_off;           ///< after 429 and 5xx, for the time of "Retry-After" or a growing one
     bool isolate_refused;    ///< after 400, 413 and 422; see `zentara_retry_refused`
