@@ -44,6 +44,7 @@ class NoIdentity final : public IDManager {
     void loadAnonymousToken(const TokenCompletion&) const override {}
     void setAdvertisingId(std::string) override {}
     void removeAdvertisingId() override {}
+    void fetchIdentity(std::function<void()>) override {}
     void start(HsidCompletion) override {}
 };
 

@@ -79,7 +79,7 @@ void KillAccount::readFiles(const std::filesystem::path& folder) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         const auto name = entry.path().filename().string();
         if (!entry.is_regular_file() || name.ends_with("lock") || name.ends_with(".boot") ||
-            name == "consent")
+            name == "zentara-consent")
             continue;
         const auto value = parseJSONValue(test::contentsOf(entry.path()));
         if (name.ends_with("spare") || name.ends_with(".new")) {

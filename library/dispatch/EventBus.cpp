@@ -99,6 +99,9 @@ double EventBus::randomFraction() {
 void EventBus::startTicking() {
     const auto settings = collector_.settings();
     if (!settings || ticker_->isRunning()) return;
+    // A `send` that began before the end must not start the timer again.
+    const MutexLock lock(mutex_);
+    if (isStopped_) return;
     ticker_->setHandler([weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->dispatch(nullptr);
     });
@@ -181,6 +184,7 @@ EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     // In one step, so that the end of the process never finds events that are neither in the queue
     // nor in flight. The lock order is this mutex, then the repository's queue.
     const MutexLock lock(mutex_);
+    delivery.closings = collector_.client.closings();
     // Once the session is closed and what is in flight is discarded, nothing can be put back.
     if (isStopped_ || !collector_.client.isOpen()) return {};
     delivery.number = ++lastDispatch_;
@@ -189,7 +193,6 @@ EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     ledger_.inFlight += std::ssize(events);
     auto taken = events;
     if (events.empty()) inFlight_.erase(delivery.number);
-    delivery.wereEventsLeft = !taken.empty() && repository_->hasEventsToTake();
     return taken;
 }
 
@@ -201,8 +204,10 @@ bool EventBus::isInFlight(const Delivery& delivery) {
 void EventBus::postNext(const std::shared_ptr<Delivery>& delivery) {
     // The end of the process may have put the events back.
     while (!delivery->plan.empty() && isInFlight(*delivery)) {
-        // Again for each post: it may have appeared during the last.
-        if (const auto reason = obstacle(delivery->settings.get())) {
+        // Again for each post: it may have appeared during the last. That there was an identity for
+        // the first is enough.
+        const auto reason = obstacle(delivery->settings.get());
+        if (reason && reason->errorCase() != Case::idManagerNotReady) {
             if (delivery->firstFailure.ok()) delivery->firstFailure = failure(*reason);
             break;
         }
@@ -222,6 +227,7 @@ void EventBus::finishPost(Delivery& delivery, const Status& status, const Status
     const bool isPassedOver = isRefused && batch.size() == 1;
     if (!countPost(delivery, batch, status, isPassedOver)) return;
     if (status.ok()) {
+        delivery.hasDelivered = true;
         plan.removeNext();
         repository_->settle(batch);
         return tell(DeliveryNotice::Kind::delivered, batch, "");
@@ -248,7 +254,6 @@ bool EventBus::countPost(const Delivery& delivery, const Batch& batch, const Sta
     const MutexLock lock(mutex_);
     if (status.ok()) {
         failuresInARow_ = 0;
-        backOffEnd_ = {};
     } else if (delivery.settings->delivery.backOff && isOverload(statusCodeOf(status))) {
         const auto& error = dynamic_cast<const RestClientError&>(*status.error());
         backOffEnd_ = std::max(backOffEnd_, backOffUntil(++failuresInARow_, error.retryAfter(),
@@ -302,9 +307,11 @@ void EventBus::finish(const Delivery& delivery) {
     } else {
         failures_.report(Status());
     }
-    const bool isSuccess = result.kind() == DispatchResult::Kind::success;
-    delivery.end(
-        result, isSuccess && delivery.wereEventsLeft && delivery.settings->delivery.continueAtOnce);
+    // When all events were refused, the next would most likely be refused, too.
+    const bool goesOn = delivery.settings->delivery.continueAtOnce && delivery.hasDelivered &&
+                        result.kind() == DispatchResult::Kind::success &&
+                        repository_->hasEventsToTake();
+    delivery.end(result, goesOn);
 }
 
 void EventBus::flush(std::chrono::milliseconds deadline, std::function<bool()> releaseHeldBack,
@@ -373,7 +380,9 @@ void EventBus::continueDraining(Flushes::Number moment, const DispatchResult& re
         } else if (isStopped_) {
             ended = flushes_->endBefore(moment, Outcome::failed,
                                         EventBusError(Case::stopped).description());
-        } else if (result.kind() == Kind::emptyRepository && !awaitsOthers) {
+        } else if (result.kind() == Kind::emptyRepository && !awaitsOthers &&
+                   !repository_->hasEventsToTake()) {
+            // Events that another dispatch has put back meanwhile are left to the next.
             ended = flushes_->endBefore(moment, Outcome::empty, "");
         }
         if (awaitsOthers) return;
@@ -391,7 +400,7 @@ bool EventBus::awaitsIdentity(const DispatchResult& result) {
         isDraining_ = false;
     }
     // Shares the fetch that is under way at the start of a process.
-    idManager_->start([weak = weak_from_this()](const std::string&) {
+    idManager_->fetchIdentity([weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->startDraining(false);
     });
     return true;
@@ -418,21 +427,19 @@ void EventBus::discardInFlight() {
 }
 
 void EventBus::stopDispatching() {
-    ticker_->cancel();
-    decltype(inFlight_) interrupted;
     {
         const MutexLock lock(mutex_);
         isStopped_ = true;
-        // A later flush need not wait for the answer that is ignored.
-        isDraining_ = false;
-        interrupted.swap(inFlight_);
+        ticker_->cancel();
+        // The latest dispatch first, so that the oldest events end up in front. Under the lock, so
+        // that the user who is forgotten meanwhile does not come back with them.
+        for (auto entry = inFlight_.rbegin(); entry != inFlight_.rend(); ++entry) {
+            repository_->insert(entry->second);
+            ledger_.inFlight -= std::ssize(entry->second);
+        }
+        inFlight_.clear();
+        repository_->save();
     }
-    // The latest dispatch first, so that the oldest events end up in front.
-    for (auto entry = interrupted.rbegin(); entry != interrupted.rend(); ++entry) {
-        repository_->insert(entry->second);
-        ledger_.inFlight -= std::ssize(entry->second);
-    }
-    repository_->save();
     flushes_->endAll(FlushResult::Outcome::failed, EventBusError(Case::stopped).description());
 }
 
@@ -480,6 +487,7 @@ void EventBus::post(const std::shared_ptr<Delivery>& delivery, std::string body)
     builder.body = std::move(body);
     auto request = builder.build();
     request.reusesConnection = settings.delivery.reuseConnections;
+    request.closings = delivery->closings;
     // Holds the bus: a failed batch must be put back in its queue.
     collector_.client.statusRequest(std::move(request), [self = shared_from_this(), delivery,
                                                          url = builder.url](const Status& status) {

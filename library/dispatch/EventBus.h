@@ -96,8 +96,9 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
         std::shared_ptr<const ClientSettings> settings;
         DispatchEnd end;
         PostPlan plan;
-        bool wereEventsLeft = false;  ///< in the queue, when it took its own
-        bool hasRefused = false;      ///< an event is passed over
+        std::uint64_t closings = 0;  ///< of the session, when it took its events
+        bool hasDelivered = false;
+        bool hasRefused = false;  ///< an event is passed over
         Status firstFailure;
     };
 

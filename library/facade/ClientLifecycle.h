@@ -99,7 +99,7 @@ class ClientLifecycle {
     /// The queues that were closed by a denial.
     std::vector<std::weak_ptr<EventRepositoryProtocol>> closed_ ZENTARA_GUARDED_BY(mutex_);
     std::vector<BuiltClient> clients_ ZENTARA_GUARDED_BY(mutex_);
-    FailureReporter consentFile_{Component::storage, "consent"};  // synchronises itself
+    FailureReporter consentFile_{Component::storage, "zentara-consent"};  // synchronises itself
 
     Mutex shutDownMutex_;
     std::condition_variable_any shutDownEnded_;

@@ -23,14 +23,14 @@ std::string_view consentName(Consent consent) {
 }
 
 Result<Consent> ConsentFile::load() const {
-    if (!files_.state(path_)) return Consent::granted;
     try {
         const auto stored = files_.read(path_);
-        if (!stored.ok() && !isUnfit(stored.status())) return stored.status();
-        for (const auto consent : {Consent::granted, Consent::denied}) {
-            if (stored.ok() && *stored == consentName(consent)) return consent;
+        if (isMissing(stored.status())) return Consent::granted;
+        if (!stored.ok()) return stored.status();
+        for (const auto consent : {Consent::granted, Consent::pending, Consent::denied}) {
+            if (*stored == consentName(consent)) return consent;
         }
-        return Consent::pending;
+        return plainError("it holds neither granted nor pending nor denied");
     } catch (const std::bad_alloc&) {
         return outOfMemory("read the consent");
     }
@@ -39,7 +39,7 @@ Result<Consent> ConsentFile::load() const {
 Status ConsentFile::save(Consent consent) const {
     const std::string_view text = consentName(consent);
     auto temporary = path_;
-    temporary.replace_filename(".consent.new");
+    temporary.replace_filename(".zentara-consent.new");
     const auto file = files_.create(temporary);
     auto status = file.status();
     if (status.ok()) status = (*file)->write({&text, 1}, 0);

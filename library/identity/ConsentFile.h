@@ -8,17 +8,16 @@
 
 namespace zentara {
 
-/// Keeps the user's consent in the file `consent` of the documents directory: "granted", "pending"
-/// or "denied". Not synchronised.
+/// Keeps the user's consent in the file `zentara-consent` of the documents directory: "granted",
+/// "pending" or "denied". Not synchronised.
 class ConsentFile {
   public:
-    static constexpr std::string_view fileName = "consent";
+    static constexpr std::string_view fileName = "zentara-consent";
 
     /// `files` must outlive this.
     explicit ConsentFile(FileSystem& files) : files_(files), path_(documentsFile(fileName)) {}
 
-    /// `granted` without a file, `pending` if it holds something else. Fails if it cannot be read
-    /// for the moment.
+    /// `granted` without a file. Fails if it cannot be read, or holds something else.
     [[nodiscard]] Result<Consent> load() const;
 
     /// Replaces the file in one step. After a success it is on the device.

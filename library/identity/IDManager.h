@@ -58,6 +58,9 @@ class IDManager {
     /// make two identities.
     virtual void start(HsidCompletion completion) = 0;
 
+    /// Fetches the anonymous token in the same way. The completion is always called.
+    virtual void fetchIdentity(std::function<void()> completion) = 0;
+
     /// Ends the fetches in flight: they have failed for their callers, and their answers are
     /// ignored. Also each fetch fails that begins while the HTTP session is closed. Neither counts
     /// as a failure of the identity.

@@ -171,6 +171,8 @@ void ZentaraIDManager::tell(const std::vector<Fetch>& fetches, const FetchResult
 }
 
 void ZentaraIDManager::fetch(FetchCompletion completion) {
+    // Before the token is read: a user who is forgotten from here on is not asked for.
+    const auto closings = collector_.client.closings();
     if (!mayFetch()) return completion(plainError("no request is made"));
     const auto settings = collector_.settings();
     if (!settings) {
@@ -195,8 +197,10 @@ void ZentaraIDManager::fetch(FetchCompletion completion) {
         fetches_.back().callers.push_back(std::move(completion));
         if (anonymousToken_) builder.cookies[anonymousTokenName] = anonymousToken_->value;
     }
+    auto request = builder.build();
+    request.closings = closings;
     collector_.client.dataRequest(
-        builder.build(),
+        std::move(request),
         [self = shared_from_this(), number, url = builder.url](const Result<std::string>& body) {
             self->finishFetch(number, url, RestClient::decodeJSON(body));
         });

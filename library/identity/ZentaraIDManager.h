@@ -61,6 +61,9 @@ class ZentaraIDManager final : public IDManager,
     }
     void removeAdvertisingId() override { advertisingToken_.set({}); }
     void start(HsidCompletion completion) override;
+    void fetchIdentity(std::function<void()> completion) override {
+        fetch([completion = std::move(completion)](const FetchResult&) { completion(); });
+    }
     void interrupt() override;
     [[nodiscard]] Status forget() override;
     void resume() override;

@@ -15,13 +15,14 @@ CurlSession::CurlSession(std::function<std::string()> authorityFile, ExitHook at
 
 void CurlSession::start(URLRequest request, Completion completion) {
     const std::string scheme = request.url.scheme();
+    const auto closings = request.closings;
     const bool isWeb = scheme == "http" || scheme == "https";
     auto transfer =
         std::make_unique<Transfer>(std::move(request), std::move(completion), authorityFile_());
     std::optional<std::string> refusal;
     {
         const MutexLock lock(mutex_);
-        if (!isOpen_) {
+        if (!isOpen_ || (closings && *closings != closings_)) {
             refusal = closingCause_;
         } else if (isWeb && hasThread()) {
             waiting_.push_back(std::move(transfer));
@@ -65,6 +66,11 @@ void CurlSession::open() {
 bool CurlSession::isOpen() const {
     const MutexLock lock(mutex_);
     return isOpen_;
+}
+
+std::uint64_t CurlSession::closings() const {
+    const MutexLock lock(mutex_);
+    return closings_;
 }
 
 bool CurlSession::hasThread() {

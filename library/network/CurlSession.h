@@ -35,6 +35,7 @@ class CurlSession final : public URLSession {
     void close(std::string cause) override;
     void open() override;
     [[nodiscard]] bool isOpen() const override;
+    [[nodiscard]] std::uint64_t closings() const override;
 
   private:
     using Transfers = std::vector<std::unique_ptr<Transfer>>;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -68,6 +69,8 @@ class RestClient {
 
     /// Whether requests are made at all. They fail while the session is closed.
     [[nodiscard]] bool isOpen() const { return session_->isOpen(); }
+    /// For `URLRequest::closings`.
+    [[nodiscard]] std::uint64_t closings() const { return session_->closings(); }
 
     /// The object in the body that `dataRequest` reported.
     [[nodiscard]] static Result<JSONObject> decodeJSON(const Result<std::string>& body);

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -26,6 +27,9 @@ struct URLRequest {
     /// May use a connection of an earlier request, and leave its own for a later one. The body is
     /// never sent twice: if the server closes the connection, the request fails.
     bool reusesConnection = false;
+    /// If it is there, and `URLSession::closings` is another number at the start, the request
+    /// fails: what it was made from may be forgotten.
+    std::optional<std::uint64_t> closings = std::nullopt;
 };
 
 /// The answer to a request.
@@ -58,6 +62,8 @@ class URLSession {
     virtual void close(std::string cause) = 0;
     virtual void open() = 0;
     [[nodiscard]] virtual bool isOpen() const = 0;
+    /// How often the session was closed.
+    [[nodiscard]] virtual std::uint64_t closings() const = 0;
 };
 
 }  // namespace zentara

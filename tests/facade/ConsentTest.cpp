@@ -20,7 +20,7 @@ using namespace test;
 using testing::IsEmpty;
 using Names = std::set<std::string>;
 
-const Names afterDenial{".zentara-lock", "consent"};
+const Names afterDenial{".zentara-lock", "zentara-consent"};
 constexpr const char* denied = "Event not queued: consent is denied";
 
 class ConsentTest : public testing::Test {
@@ -133,7 +133,7 @@ TEST_F(ConsentTest, PendingMakesNoRequestGrantingDoes) {
     EXPECT_EQ(flush()->outcome, FlushResult::Outcome::empty);
     EXPECT_EQ(send(*client), "Zentara Client is not Ready! Event queued to be sent later: view.");
     EXPECT_EQ(ZentaraClient::consent(), Consent::pending);
-    EXPECT_EQ(contentsOf(host_.file("consent")), "pending");
+    EXPECT_EQ(contentsOf(host_.file("zentara-consent")), "pending");
     EXPECT_THAT(server_.requests(), IsEmpty());
     EXPECT_THAT(ready->values(), IsEmpty());
     const auto books = ZentaraClient::statistics();
@@ -267,7 +267,7 @@ TEST_F(ConsentTest, KilledProcessLeavesNothing) {
         auto left = namesIn(folder.path());
         left.erase("zentara-schemas-storage");
         left.erase("user-defaults.json");
-        if (contentsOf(folder.path() / "consent") == "denied")
+        if (contentsOf(folder.path() / "zentara-consent") == "denied")
             EXPECT_EQ(left, afterDenial);
         else
             EXPECT_EQ(left.count("events-storage"), 1U);
@@ -279,14 +279,14 @@ TEST_F(ConsentTest, FailedRemovalIsReportedAndRepeated) {
     auto& lifecycle = ClientLifecycle::shared();
     const auto client = getClient();
     send(*client);
-    disk.fail({{{DiskCall::flush}, EIO, 1, "consent"}});
+    disk.fail({{{DiskCall::flush}, EIO, 1, "zentara-consent"}});
     EXPECT_FALSE(lifecycle.setConsent(Consent::pending, disk));
     EXPECT_EQ(ZentaraClient::consent(), Consent::pending) << "holds for this process";
     // Without a client that holds the system's files.
     writeTo(host_.file("process-7/events-storage"), "secret-title");
     disk.fail({{{DiskCall::remove}, EPERM, 1, "events-storage"}});
     EXPECT_FALSE(lifecycle.setConsent(Consent::denied, disk));
-    EXPECT_EQ(names(), (Names{".zentara-lock", "consent", "process-7"}));
+    EXPECT_EQ(names(), (Names{".zentara-lock", "zentara-consent", "process-7"}));
     EXPECT_EQ(send(*client), denied);
     resetClient();
     disk.fail({});

@@ -215,7 +215,7 @@ TEST_F(ShutdownTest, ForkedChildRefuses) {
     int status = -1;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(namesIn(host_.documents()).count("consent"), 0U);
+    EXPECT_EQ(namesIn(host_.documents()).count("zentara-consent"), 0U);
 }
 
 TEST_F(ShutdownTest, ExitIsNotHeldUp) {

@@ -22,22 +22,21 @@ TEST(ConsentFileTest, OnlyAMissingFileIsGranted) {
     FaultyDisk disk;
     const ConsentFile file(disk);
     EXPECT_EQ(*file.load(), Consent::granted);
-    const std::pair<const char*, Consent> cases[] = {
-        {"granted", Consent::granted}, {"pending", Consent::pending},
-        {"denied", Consent::denied},   {"", Consent::pending},
-        {"grante", Consent::pending},  {"granted\n", Consent::pending},
-    };
-    for (const auto& [text, consent] : cases) {
-        writeTo(host.file("consent"), text);
-        EXPECT_EQ(*file.load(), consent) << text;
+    for (const auto consent : {Consent::granted, Consent::pending, Consent::denied}) {
+        writeTo(host.file("zentara-consent"), std::string(consentName(consent)));
+        EXPECT_EQ(*file.load(), consent);
     }
-    writeTo(host.file("consent"), "granted");
+    for (const auto* const text : {"", "grante", "granted\n"}) {
+        writeTo(host.file("zentara-consent"), text);
+        EXPECT_FALSE(file.load().ok()) << text;
+    }
+    writeTo(host.file("zentara-consent"), "granted");
     disk.fail({{{DiskCall::read}, EMFILE}});
     EXPECT_FALSE(file.load().ok());
     disk.fail({});
-    std::filesystem::remove(host.file("consent"));
-    std::filesystem::create_directory(host.file("consent"));
-    EXPECT_EQ(*file.load(), Consent::pending);
+    std::filesystem::remove(host.file("zentara-consent"));
+    std::filesystem::create_directory(host.file("zentara-consent"));
+    EXPECT_FALSE(file.load().ok());
 }
 
 TEST(ConsentFileTest, SavedConsentIsOnTheDevice) {
@@ -52,7 +51,7 @@ TEST(ConsentFileTest, SavedConsentIsOnTheDevice) {
     for (const auto call : {DiskCall::open, DiskCall::write, DiskCall::flush, DiskCall::rename}) {
         disk.fail({{{call}, EIO}});
         EXPECT_FALSE(file.save(Consent::granted).ok());
-        EXPECT_EQ(contentsOf(host.file("consent")), "denied");
+        EXPECT_EQ(contentsOf(host.file("zentara-consent")), "denied");
     }
 }
 

@@ -30,9 +30,13 @@ class RecordingSession final : public URLSession {
         answer(request, std::move(completion));
     }
 
-    void close(std::string cause) override { closedFor_ = std::move(cause); }
+    void close(std::string cause) override {
+        closedFor_ = std::move(cause);
+        ++closings_;
+    }
     void open() override { closedFor_.reset(); }
     [[nodiscard]] bool isOpen() const override { return !closedFor_; }
+    [[nodiscard]] std::uint64_t closings() const override { return closings_; }
 
     [[nodiscard]] const std::vector<URLRequest>& requests() const { return requests_; }
 
@@ -47,6 +51,7 @@ class RecordingSession final : public URLSession {
 
   private:
     std::optional<std::string> closedFor_;
+    std::uint64_t closings_ = 0;
     std::vector<URLRequest> requests_;
     Answer answer_ = [](const URLRequest&, const Completion& done) {
         done(URLResponse{200, "{}"});

@@ -158,7 +158,10 @@ void InternalEventStorageImpl::recover() {
             return;
         }
     }
-    if (isSameBoot) return;
+    if (!isSameBoot) noteBoot(boot);
+}
+
+void InternalEventStorageImpl::noteBoot(const std::string& boot) const {
     // If this fails, the next start compares again. Not flushed: a loss of power means a new boot.
     reportLeft(queue_.boot, queue_.files.writeAtomically(queue_.boot, boot));
 }
@@ -229,6 +232,8 @@ Status InternalEventStorageImpl::write(const EventList& list) {
     saved_.reserveMore(events.size() - (saved_.size() - left));
     if (auto status = current_.write(events, left); !status.ok()) return status;
     isAtRest_ = false;
+    // Otherwise the next start would take delivered events back from the checkpoint.
+    if (std::exchange(isBootErased_, false)) noteBoot(queue_.files.bootIdentity());
     savedPosition_ = position;
     if (isSame) return {};
     isFull_ = left == 1 && events.size() == saved_.size();
@@ -255,7 +260,7 @@ Status InternalEventStorageImpl::erase() {
     savedPosition_.reset();
     inFlight_.clear();
     isInFlightFlushed_ = isFull_ = false;
-    isAtRest_ = true;
+    isAtRest_ = isBootErased_ = true;
     checkpointed_.clear();
     current_.reset();
     checkpoint_.reset();

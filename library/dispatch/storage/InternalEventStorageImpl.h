@@ -92,6 +92,7 @@ class InternalEventStorageImpl final
                               const std::string& fault) const;
     [[nodiscard]] static Status clear(Move& move);
     [[nodiscard]] bool isCheckpointEmpty() const;
+    void noteBoot(const std::string& boot) const;
     Result<std::vector<InternalEvent>> read() ZENTARA_REQUIRES(mutex_);
     [[nodiscard]] Status write(const EventList& events) ZENTARA_REQUIRES(mutex_);
     void scheduleSpare() ZENTARA_REQUIRES(mutex_);
@@ -117,6 +118,8 @@ class InternalEventStorageImpl final
     std::vector<InternalEvent> inFlight_ ZENTARA_GUARDED_BY(mutex_);
     /// Background tasks have nothing to write.
     bool isAtRest_ ZENTARA_GUARDED_BY(mutex_) = false;
+    /// The next save writes `.N.boot` again.
+    bool isBootErased_ ZENTARA_GUARDED_BY(mutex_) = false;
     /// Whether the checkpoint has events in flight that the list did not have.
     bool isInFlightFlushed_ ZENTARA_GUARDED_BY(mutex_) = false;
     /// The last save lost an event and gained one: a prepared spare would be of no use.
