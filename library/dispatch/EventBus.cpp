@@ -193,6 +193,8 @@ EventBus::Batch EventBus::takeEvents(Delivery& delivery) {
     ledger_.inFlight += std::ssize(events);
     auto taken = events;
     if (events.empty()) inFlight_.erase(delivery.number);
+    delivery.wereEventsLeft =
+        delivery.settings->delivery.continueAtOnce && repository_->hasEventsToTake();
     return taken;
 }
 
@@ -308,27 +310,28 @@ void EventBus::finish(const Delivery& delivery) {
         failures_.report(Status());
     }
     // When all events were refused, the next would most likely be refused, too.
-    const bool goesOn = delivery.settings->delivery.continueAtOnce && delivery.hasDelivered &&
-                        result.kind() == DispatchResult::Kind::success &&
-                        repository_->hasEventsToTake();
-    delivery.end(result, goesOn);
+    const bool isSuccess = result.kind() == DispatchResult::Kind::success;
+    delivery.end(result, isSuccess && delivery.hasDelivered && delivery.wereEventsLeft);
 }
 
 void EventBus::flush(std::chrono::milliseconds deadline, std::function<bool()> releaseHeldBack,
-                     FlushCallback completion) {
+                     FlushCallback completion, AwaitSchemas awaitSchemas) {
     {
         const MutexLock lock(mutex_);
         isIdentityAsked_ = false;
     }
     const auto flush = flushes_->begin(deadline, makeTimer_(), std::move(completion));
-    WorkerPool::shared().async([self = shared_from_this(), flush, hasTime = deadline.count() > 0,
-                                release = std::move(releaseHeldBack)] {
-        if (!hasTime) return self->endAtOnce(flush);
-        while (release && self->flushes_->isUnderWay(flush) && release()) {
-        }
-        self->flushes_->awaitDelivery(flush);
-        self->startDraining(false);
-    });
+    const bool hasTime = deadline.count() > 0;
+    auto begin = [self = shared_from_this(), flush, hasTime, release = std::move(releaseHeldBack)] {
+        WorkerPool::shared().async([self, flush, hasTime, release] {
+            if (!hasTime) return self->endAtOnce(flush);
+            while (release && self->flushes_->isUnderWay(flush) && release()) {
+            }
+            self->flushes_->awaitDelivery(flush);
+            self->startDraining(false);
+        });
+    };
+    awaitSchemas&& hasTime ? awaitSchemas(std::move(begin)) : begin();
 }
 
 bool EventBus::hasNothingToDeliver() {
@@ -430,6 +433,8 @@ void EventBus::stopDispatching() {
     {
         const MutexLock lock(mutex_);
         isStopped_ = true;
+        // A later flush need not wait for the answer that is ignored.
+        isDraining_ = false;
         ticker_->cancel();
         // The latest dispatch first, so that the oldest events end up in front. Under the lock, so
         // that the user who is forgotten meanwhile does not come back with them.

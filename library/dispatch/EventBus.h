@@ -75,7 +75,7 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
     void enqueue(const InternalEvent& event, const EnqueueCompletion& completion) override;
     void dispatch(DispatchCompletion completion) override;
     void flush(std::chrono::milliseconds deadline, std::function<bool()> releaseHeldBack,
-               FlushCallback completion) override;
+               FlushCallback completion, AwaitSchemas awaitSchemas = nullptr) override;
     void retryRefused() override;
     void discardInFlight() override;
     void stopDispatching() override;
@@ -96,7 +96,8 @@ class EventBus final : public EventBusProtocol, public std::enable_shared_from_t
         std::shared_ptr<const ClientSettings> settings;
         DispatchEnd end;
         PostPlan plan;
-        std::uint64_t closings = 0;  ///< of the session, when it took its events
+        std::uint64_t closings = 0;   ///< of the session, when it took its events
+        bool wereEventsLeft = false;  ///< in the queue, when it took its own
         bool hasDelivered = false;
         bool hasRefused = false;  ///< an event is passed over
         Status firstFailure;

@@ -77,6 +77,7 @@ class DispatchResult {
 class EventBusProtocol {
   public:
     using EnqueueCompletion = std::function<void(const Status&)>;
+    using AwaitSchemas = std::function<void(std::function<void()> action)>;
     using DispatchCompletion = std::function<void(const DispatchResult&)>;
 
     virtual ~EventBusProtocol() = default;
@@ -90,12 +91,14 @@ class EventBusProtocol {
     virtual void dispatch(DispatchCompletion completion) = 0;
 
     /// Delivers batch after batch until nothing that can be delivered is left, a batch fails, or
-    /// `deadline` has passed. First calls `releaseHeldBack`, which may be null, for as long as it
-    /// returns true, on a worker: it moves a few held-back events to the queue, and returns false
-    /// when it found none. Without an identity, waits for one attempt to fetch it. The completion,
-    /// which may be null, is called once, on a worker, without a lock held, and must not wait.
+    /// `deadline` has passed. First hands `awaitSchemas` an action to run when the held-back events
+    /// can be validated, or should not be waited for. Then calls `releaseHeldBack` for as long as
+    /// it returns true, on a worker: it moves a few held-back events to the queue, and returns
+    /// false when it found none. Both may be null. Without an identity, waits for one attempt to
+    /// fetch it. The completion, which may be null, is called once, on a worker or by the end of
+    /// the bus, and must not wait.
     virtual void flush(std::chrono::milliseconds deadline, std::function<bool()> releaseHeldBack,
-                       FlushCallback completion) = 0;
+                       FlushCallback completion, AwaitSchemas awaitSchemas = nullptr) = 0;
 
     /// Posts those events again that were passed over, from the next dispatch on.
     virtual void retryRefused() = 0;

@@ -166,12 +166,21 @@ void ZentaraClient::setIsReady(bool ready) noexcept {
 }
 
 void ZentaraClient::Implementation::report(Readiness& readiness, Readiness::Report report) {
-    const MutexLock lock(state().mutex);
-    readiness.last = report;
-    if (report == Readiness::Report::success) readiness.mayValidate = true;
-    if (readinessOf(state().client.get()) == &readiness) {
-        state().isReady = report == Readiness::Report::success;
+    {
+        const MutexLock lock(state().mutex);
+        readiness.last = report;
+        if (report == Readiness::Report::success) readiness.mayValidate = true;
+        if (readinessOf(state().client.get()) == &readiness) {
+            state().isReady = report == Readiness::Report::success;
+        }
     }
+    std::vector<std::function<void()>> actions;
+    {
+        const MutexLock waiting(readiness.mutex);
+        actions.swap(readiness.waiting);
+    }
+    for (const auto& action : actions)
+        action();
 }
 
 ZentaraClient::Implementation::Readiness* ZentaraClient::Implementation::readinessOf(
@@ -314,7 +323,7 @@ void ZentaraClient::send(EventDraft draft, SendHandler handler) {
          std::move(handler));
 }
 
-void ZentaraClient::send(const EventRef& event, SendHandler handler) {
+void ZentaraClient::sendEvent(const EventRef& event, const SendHandler& handler) {
     if (event) send(std::vector{event}, event->relationId(), std::move(handler));
 }
 
@@ -416,7 +425,10 @@ void ZentaraClient::Implementation::flush(const std::shared_ptr<ZentaraClient>& 
     }
     client->implementation_->with.eventBus->flush(
         deadline, [client] { return client->implementation_->releaseHeldBack(); },
-        std::move(completion));
+        std::move(completion),
+        [client](std::function<void()> action) {
+            client->implementation_->awaitSchemas(std::move(action));
+        });
 }
 
 void ZentaraClient::pauseDelivery() noexcept {

@@ -5,6 +5,7 @@
 #endif
 
 #include <chrono>
+#include <concepts>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -148,7 +149,10 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     void send(EventDraft draft, SendHandler handler = {});
 
     /// Sends one event with its own relation id. A null pointer is skipped: nothing is called.
-    void send(const EventRef& event, SendHandler handler = {});
+    template <std::same_as<EventRef> Ref>  // no `{event}`, which is a list
+    void send(const Ref& event, SendHandler handler = {}) {
+        sendEvent(event, handler);
+    }
 
     /// What `send` would say of these properties, the global ones merged below them. Sends
     /// nothing, counts nothing, and calls no function of `setBeforeQueue`. Properties that JSON
@@ -192,7 +196,8 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// batch in flight at the deadline is not interrupted. The completion, which may be null, is
     /// called exactly once, on a worker. Several flushes share their posts. Any thread.
     ///
-    /// Without an identity, the flush first waits for one attempt to fetch it. If the queue is not
+    /// The flush first waits for the first schemas of the client, if events are held back for them,
+    /// and for one attempt to fetch an identity, if there is none. If the queue is not
     /// empty, it fails at once without consent, while delivery is paused, and while the collector
     /// has asked to wait; without a client it always does.
     static void flush(std::chrono::milliseconds deadline, FlushCallback completion = {});
@@ -289,6 +294,8 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     struct Implementation;
 
     explicit ZentaraClient(std::unique_ptr<Implementation> implementation);
+
+    void sendEvent(const EventRef& event, const SendHandler& handler);
 
     /// Sends one event on this thread, queued with `referer`. `event` carries none.
     void sendOne(const EventRef& event, const std::string& referer, const SendHandler& handler);

@@ -183,13 +183,10 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::buildParts(
 std::shared_ptr<ZentaraClient> ZentaraClientBuilder::assemble(ClientCollaborators collaborators) {
     std::shared_ptr<ZentaraClient> client(new ZentaraClient(
         std::make_unique<ZentaraClient::Implementation>(std::move(collaborators))));
-    client->implementation_->with.idManager->start(
-        [weak = std::weak_ptr(client)](const std::string& hsid) {
-            const auto alive = weak.lock();
-            if (!alive) return;
-            const MutexLock lock(alive->implementation_->mutex);
-            alive->implementation_->hsid = hsid;
-        });
+    client->implementation_->with.idManager->start([client](const std::string& hsid) {
+        const MutexLock lock(client->implementation_->mutex);
+        client->implementation_->hsid = hsid;
+    });
     return client;
 }
 

@@ -72,6 +72,19 @@ ZentaraClientErrorRef ZentaraClient::Implementation::refuseWithoutConsent() {
     return std::make_shared<ConsentDeniedError>();
 }
 
+void ZentaraClient::Implementation::awaitSchemas(std::function<void()> action) {
+    // Without consent no report comes.
+    if (with.readiness && with.ledger.heldBackQueue.waiting > 0 &&
+        ClientLifecycle::consentInForce() == Consent::granted) {
+        const MutexLock lock(with.readiness->mutex);
+        if (with.readiness->last == Readiness::Report::none) {
+            with.readiness->waiting.push_back(std::move(action));
+            return;
+        }
+    }
+    action();
+}
+
 ZentaraClientErrorRef ZentaraClient::Implementation::queueOrHoldBack(
     const Outgoing& outgoing, const ClientSettings& current) {
     const auto& event = outgoing.event;

@@ -33,6 +33,10 @@ struct ClientReadiness {
     /// There has been a table, or the host has set `isReady` for the client. Another client
     /// may have left `isReady` true: without a table every event would be refused.
     std::atomic<bool> mayValidate = false;
+
+    Mutex mutex;
+    /// To be run after the first report.
+    std::vector<std::function<void()>> waiting ZENTARA_GUARDED_BY(mutex);
 };
 
 /// What a client works with. All of it lives as long as the client and its requests.
@@ -80,6 +84,10 @@ struct __attribute__((visibility("hidden"))) ZentaraClient::Implementation {
 
     [[nodiscard]] ValidationReport validate(const std::string& id, const std::string& version,
                                             JSONObject properties) const;
+
+    /// Runs `action` after the first report of the schemas if events are held back for it,
+    /// otherwise at once.
+    void awaitSchemas(std::function<void()> action);
 
     void setAdvertisingId(std::optional<std::string> advertisingId);
 

@@ -62,6 +62,7 @@ TEST_F(ClearedQueueTest, ClearRemovesEveryFileOfTheQueue) {
     EXPECT_EQ(counts_.discarded, 4) << "without those in flight";
 
     ASSERT_TRUE(add(*queue, 7));
+    EXPECT_EQ(names().count(".queue.boot"), 1U) << "the next start would look at the checkpoint";
     runTasks();
     EXPECT_EQ(contentsOf(host_.file("queue")), fileOf(sampleEvents(7, 1)));
     EXPECT_EQ(contentsOf(host_.file(".queue.checkpoint")), fileOf(sampleEvents(7, 1)));

@@ -141,7 +141,8 @@ TEST_F(EventBusFlushTest, FlushFetchesAMissingIdentityOnce) {
     EXPECT_EQ(results->waitFor(),
               (FlushResult{Outcome::failed, 0, 2, 0, "there is no identity yet"}));
     results = begin(*bus);
-    answer(1, 200, R"({"qvn_uid":"a","qvn_uid_public":"b","hsid":"c"})");
+    // Not every answer has a session token.
+    answer(1, 200, R"({"qvn_uid":"a","qvn_uid_public":"b"})");
     answer(2, 200);
     EXPECT_EQ(results->waitFor(), (FlushResult{Outcome::empty, 2, 0, 0, ""}));
     EXPECT_EQ(session_.requests().size(), 3U);

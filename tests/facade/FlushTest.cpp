@@ -57,6 +57,33 @@ TEST_F(FlushTest, FlushDeliversHeldBackAndQueuedEvents) {
     EXPECT_EQ(ZentaraClient::statistics().droppedUnknownSchema, 2);
 }
 
+TEST_F(FlushTest, FlushAwaitsTheFirstSchemas) {
+    for (const int status : {200, 503}) {
+        services_.schemasStatus = status;
+        resetClient();
+        std::filesystem::remove_all(host_.documents());
+        Signal asked;
+        Signal mayAnswer;
+        services_.beforeAnswering(
+            [&] {
+                asked.notify();
+                EXPECT_TRUE(mayAnswer.waitFor());
+            },
+            "/schemas");
+        const auto client = ZentaraClient::get();
+        send(1, 3);
+        ASSERT_TRUE(asked.waitFor());
+        Mailbox<FlushResult> results;
+        ZentaraClient::flush(generousTimeout, [&](const auto& result) { results.put(result); });
+        EXPECT_EQ(flush(1ms), (FlushResult{Outcome::deadline, 0, 0, 3, ""}));
+        mayAnswer.notify();
+        const bool delivers = status == 200;
+        EXPECT_EQ(results.waitFor(),
+                  (FlushResult{Outcome::empty, delivers ? 3 : 0, 0, delivers ? 0 : 3, ""}));
+        services_.beforeAnswering(nullptr, "/schemas");
+    }
+}
+
 TEST_F(FlushTest, FlushSaysWhyNothingIsDelivered) {
     EXPECT_EQ(flush(), (FlushResult{Outcome::failed, 0, 0, 0, "there is no client"}));
     services_.idStatus = 500;

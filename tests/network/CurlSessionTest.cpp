@@ -341,13 +341,23 @@ TEST(CurlSessionTest, ClosedSessionSendsNothing) {
     ask(server.url());
     EXPECT_EQ(ends.waitFor(2), "request to 'localhost' failed: another reason");
     EXPECT_TRUE(left.waitFor());
+    const auto closings = session().closings();
     session().open();
     EXPECT_TRUE(session().isOpen());
     ask(server.url());
     EXPECT_EQ(ends.waitFor(3), "ok");
+    URLRequest made{server.url(), "GET", {}, {}};
+    for (const auto& [seen, status] : {std::pair(closings - 1, 0), {closings, 200}}) {
+        made.closings = seen;
+        Mailbox<int> statuses;
+        session().start(made, [&](const Result<URLResponse>& response) {
+            statuses.put(response.ok() ? response->statusCode.value_or(-1) : 0);
+        });
+        EXPECT_EQ(statuses.waitFor(), status);
+    }
     EXPECT_EQ(ends.values()[0], "request to '127.0.0.1' failed: the reason");
     EXPECT_EQ(ends.values()[1], "request to 'localhost' failed: the reason");
-    EXPECT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests().size(), 2U);
 }
 
 TEST(CurlSessionTest, CompletionsAreSerialAndBlockNoTransfer) {
