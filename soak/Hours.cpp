@@ -95,7 +95,7 @@ class Driver {
         auto settings = std::make_shared<ClientSettings>();
         settings->tenant = "soak";
         settings->environment = ZentaraEnvironment::qa;
-        settings->maxEvents = eventsOfARound_ / 4;
+        settings->maxEvents = eventsOfARound_ / 3;
         ClientSettingsAccess::setCurrent(std::move(settings));
         ZentaraClient::setBeforeQueue([](OutgoingEvent& event) {
             const auto number = std::stoll(event.url.string());
@@ -150,8 +150,8 @@ class Driver {
         send(part);
         drain();
 
-        sendWithheld(part / 4);
-        sendAndRemove(round, part / 4);
+        sendWithheld(part / 8);
+        sendAndRemove(round, part / 8);
 
         // More than the queue holds. None of these events was sent before, so that evicted events
         // do not arrive.

@@ -270,7 +270,7 @@ FlushResult ClientLifecycle::endWork(std::chrono::milliseconds deadline, Clock::
         auto& state = SharedState::instance();
         const MutexLock building(state.buildMutex);
         last = ZentaraClient::sharedClient();
-        ClientSettingsAccess::setCurrent(nullptr);
+        ClientSettingsAccess::suspend();
         ZentaraClient::setSharedClient(nullptr);
         ZentaraClient::setIsReady(false);
         const MutexLock lock(mutex_);

@@ -123,18 +123,24 @@ void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEn
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
+    if (!isForkedChild() && !ClientSettings::current()) ClientSettingsAccess::resume();
+    return ZentaraClientAccess::getConfigured(std::move(readyCallback));
+}
+
+std::shared_ptr<ZentaraClient> ZentaraClientAccess::getConfigured(
+    ZentaraClient::ReadyCallback readyCallback) {
     if (isForkedChild()) {
-        auto inherited = sharedClient();
+        auto inherited = ZentaraClient::sharedClient();
         callHost(readyCallback, std::make_shared<SchemasInitializationError>());
         return inherited ? inherited : ZentaraClientAccess::makePlain();
     }
     if (!ClientSettings::current()) throw ZentaraClientNotConfiguredError();
 
     std::shared_ptr<ReadinessRelay> readiness;
-    auto client = sharedClient();
+    auto client = ZentaraClient::sharedClient();
     if (!client) {
         const MutexLock building(state().buildMutex);
-        client = sharedClient();
+        client = ZentaraClient::sharedClient();
         if (!client) {
             // `shutdown` may have forgotten the settings since.
             const auto current = ClientSettings::current();
@@ -142,7 +148,7 @@ std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {
             readiness = std::make_shared<ReadinessRelay>(
                 HeldFunctions::shared().hold(std::move(readyCallback)));
             client = ZentaraClientBuilder::build(*current, readiness);
-            setSharedClient(client);
+            ZentaraClient::setSharedClient(client);
         }
     }
     if (readiness) {
@@ -271,14 +277,14 @@ ZentaraClientStatistics ZentaraClient::statistics() noexcept {
 }
 
 void ZentaraClient::setLoggedUser(UserTokenType tokenType, std::string token) {
-    const auto client = get();
+    const auto client = ZentaraClientAccess::getConfigured();
     if (!client->isWorking()) return;
     ClientLifecycle::shared().setLoggedUser(*client->implementation_->with.idManager, tokenType,
                                             withValidUTF8(std::move(token)));
 }
 
 void ZentaraClient::removeLoggedUser() {
-    const auto client = get();
+    const auto client = ZentaraClientAccess::getConfigured();
     if (!client->isWorking()) return;
     client->implementation_->with.idManager->removeLoggedUser();
 }
@@ -375,14 +381,14 @@ void ZentaraClient::getAnonymousUser(const AnonymousUserCallback& callbackUser) 
         callHost(callbackUser, user.type, user.value,
                  token ? std::optional(user.publicValue) : std::nullopt);
     };
-    const auto client = get();
+    const auto client = ZentaraClientAccess::getConfigured();
     // A token that could not be removed is still on disk.
     if (!client->isWorking() || ClientLifecycle::isDenied()) return report(std::nullopt);
     client->implementation_->with.idManager->loadAnonymousToken(report);
 }
 
 void ZentaraClient::getHsid(HsidCallback callbackHsid) {
-    const auto client = get();
+    const auto client = ZentaraClientAccess::getConfigured();
     if (!client->isWorking()) return callHost(callbackHsid, "");
     client->implementation_->with.idManager->start(
         [callback =

@@ -39,8 +39,8 @@ enum class BackgroundFetchResult : std::uint64_t {
     /// over from now on (`DeliveryPolicy::isolateRefused`).
     newData = 0,
     noData = 1,  ///< the queue was empty
-    /// Some events could not be delivered and were put back; or there is no shared client or no
-    /// identity yet.
+    /// Some events could not be delivered and were put back; or nothing can be posted now: there is
+    /// no shared client, no identity or no consent, or delivery is paused or waits.
     failed = 2,
 };
 
@@ -59,9 +59,9 @@ enum class BackgroundFetchResult : std::uint64_t {
 /// ```
 ///
 /// Every operation may be called from any thread, and from inside the library's callbacks. Nothing
-/// waits for the network. `shutdown` is the exception. Callbacks are called without any lock held.
-/// Each may be null. Callbacks must not throw. Callbacks on workers come one after the other, so a
-/// callback must not wait for another; a slow callback delays only other callbacks.
+/// waits for the network. `shutdown` is the exception to both. Callbacks are called without any
+/// lock held. Each may be null. Callbacks must not throw. Callbacks on workers come one after the
+/// other, so a callback must not wait for another; a slow callback delays only other callbacks.
 ///
 /// In a child that was forked off after the first `get` nothing works: events are refused with
 /// `EventNotQueuedError`, fetches and identities report that they failed, and the rest does
@@ -203,12 +203,12 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     static void flush(std::chrono::milliseconds deadline, FlushCallback completion = {});
 
     /// Ends the library's work: events sent from now on are refused with `ClientShutDownError`;
-    /// the queue is flushed until `deadline`; what is still in flight is put back; the settings
-    /// and all functions that the host has set are forgotten. When this returns, no callback runs
-    /// and no thread of the library holds anything of the host's, unless a callback of the host has
-    /// not returned by then: in that case the outcome is `deadline`. Handlers of `send` belong to
-    /// the threads that send, and are not waited for. The consent stays. A later `useSettings` and
-    /// `get` build anew.
+    /// the queue is flushed until `deadline`; what is still in flight is put back; all functions
+    /// that the host has set are forgotten. When this returns, no callback runs and no thread of
+    /// the library holds anything of the host's, unless a callback of the host has not returned by
+    /// then: in that case the outcome is `deadline`. Handlers of `send` belong to the threads that
+    /// send, and are not waited for. The consent stays. A later `get` builds anew, with the same
+    /// settings; until then the other calls that build a client throw as before `useSettings`.
     ///
     /// Blocks the calling thread, for `deadline` and a moment more at most. Any thread but one that
     /// runs a callback: there it does nothing, and its outcome is `refused`. May be called twice,

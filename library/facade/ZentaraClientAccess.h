@@ -15,6 +15,10 @@ struct ZENTARA_EXPORT ZentaraClientAccess {
     /// the others do nothing.
     [[nodiscard]] static std::shared_ptr<ZentaraClient> makePlain();
 
+    /// As `ZentaraClient::get`, but throws after a shutdown, too.
+    [[nodiscard]] static std::shared_ptr<ZentaraClient> getConfigured(
+        ZentaraClient::ReadyCallback readyCallback = nullptr);
+
     /// Counts an event that no JSON value can represent. Returns the error for its handler.
     [[nodiscard]] static ZentaraClientErrorRef refuse(const ZentaraClient& client,
                                                       const std::string& schemaId);

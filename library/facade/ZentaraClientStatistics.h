@@ -55,7 +55,7 @@ struct ZentaraClientStatistics {
     std::int64_t evicted = 0;    ///< dropped as the oldest of too many
     std::int64_t discarded = 0;  ///< removed: consent was denied, the user forgotten
     std::int64_t batchesDelivered = 0;
-    std::int64_t batchesFailed = 0;  ///< put back, to be sent again
+    std::int64_t batchesFailed = 0;  ///< refused or without an answer; most are sent again
 
     // Events of earlier runs. Negative while there is no client and an earlier client of this
     // process has left events on disk.

@@ -14,6 +14,7 @@ namespace {
 struct SettingsRecord {
     Mutex mutex;
     std::shared_ptr<const ClientSettings> settings ZENTARA_GUARDED_BY(mutex);
+    std::shared_ptr<const ClientSettings> suspended ZENTARA_GUARDED_BY(mutex);
 };
 
 SettingsRecord& record() {
@@ -65,6 +66,19 @@ std::shared_ptr<const ClientSettings> ClientSettings::current() {
 void ClientSettingsAccess::setCurrent(std::shared_ptr<const ClientSettings> settings) {
     const MutexLock lock(record().mutex);
     record().settings = std::move(settings);
+    record().suspended = nullptr;
+}
+
+void ClientSettingsAccess::suspend() {
+    const MutexLock lock(record().mutex);
+    if (record().settings) record().suspended.swap(record().settings);
+    record().settings = nullptr;
+}
+
+void ClientSettingsAccess::resume() {
+    const MutexLock lock(record().mutex);
+    if (record().suspended) record().settings.swap(record().suspended);
+    record().suspended = nullptr;
 }
 
 bool ClientSettingsAccess::setAdvertisingId(std::optional<std::string> advertisingId) {

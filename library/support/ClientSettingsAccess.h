@@ -17,6 +17,11 @@ struct ClientSettingsAccess {
     /// Puts `settings` in force; null makes the library unconfigured again.
     static void setCurrent(std::shared_ptr<const ClientSettings> settings);
 
+    /// Makes the library unconfigured until `resume` or `setCurrent`.
+    static void suspend();
+    /// Puts the settings in force that were suspended, if there are any.
+    static void resume();
+
     /// Changes the advertising id of the record in force. False when there is none.
     [[nodiscard]] static bool setAdvertisingId(std::optional<std::string> advertisingId);
 };

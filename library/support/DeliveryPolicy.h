@@ -21,7 +21,8 @@ struct DeliveryPolicy {
     bool backOff = false;
     /// After 400, 413 and 422, halve the batch until the event that the collector refuses is
     /// alone, and pass over it: it stays in the queue and on disk, is counted in `passedOver`, and
-    /// is not posted again before `ZentaraClient::retryRefused` or the next start of the process.
+    /// is not posted again before `ZentaraClient::retryRefused` or before its queue is opened anew,
+    /// as by the next start.
     bool isolateRefused = false;
     /// Send many posts on one connection. A post is never repeated by the connection itself: when
     /// the server has closed the connection, the batch goes back to the queue.

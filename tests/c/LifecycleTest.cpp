@@ -102,8 +102,7 @@ TEST_F(CLifecycle, ShutdownReleasesEveryContext) {
     EXPECT_EQ(zentara_shutdown(0, nullptr), ZENTARA_OK);
 
     EXPECT_EQ(send(), ZENTARA_ERROR_SHUT_DOWN);
-    EXPECT_EQ(zentara_get(nullptr, nullptr, nullptr, nullptr), ZENTARA_NOT_CONFIGURED);
-    TestHost::configure();
+    EXPECT_EQ(zentara_remove_logged_user(), ZENTARA_NOT_CONFIGURED);
     zentara_client* another = nullptr;
     EXPECT_EQ(zentara_get(nullptr, nullptr, nullptr, &another), ZENTARA_OK);
     std::swap(client_, another);

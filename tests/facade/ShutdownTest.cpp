@@ -62,13 +62,12 @@ TEST_F(ShutdownTest, DeliversRefusesAndBeginsAnew) {
     EXPECT_EQ(services_.accepted().size(), 25U);
     EXPECT_EQ(ZentaraClient::sharedClient(), nullptr);
     EXPECT_FALSE(ZentaraClient::isReady());
-    EXPECT_THROW(static_cast<void>(ZentaraClient::get()), ZentaraClientNotConfiguredError);
+    EXPECT_THROW(ZentaraClient::removeLoggedUser(), ZentaraClientNotConfiguredError);
     const auto refused = ZentaraClient::statistics().refusedShutDown;
     EXPECT_EQ(send(*client, 26), "Event not queued: the client is shut down");
     EXPECT_EQ(ZentaraClient::statistics().refusedShutDown, refused + 1);
     EXPECT_EQ(ZentaraClient::shutdown(milliseconds(50)).outcome, Outcome::empty) << "again";
 
-    TestHost::configure();
     const auto next = getClient();
     EXPECT_NE(next, client);
     EXPECT_EQ(send(*next, 27), "queued");
