@@ -88,7 +88,8 @@ std::shared_ptr<void> kept(void* context, void (*release)(void*)) {
 std::shared_ptr<ZentaraClient> clientOf(const zentara_client* handle) {
     if (handle != nullptr) return checked(handle).client;
     if (auto shared = ZentaraClient::sharedClient()) return shared;
-    return ClientSettings::current() ? ZentaraClient::get() : ZentaraClientAccess::makePlain();
+    return ClientSettings::current() ? ZentaraClientAccess::getConfigured()
+                                     : ZentaraClientAccess::makePlain();
 }
 
 zentara_client* makeHandle(const std::shared_ptr<ZentaraClient>& client) {

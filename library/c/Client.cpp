@@ -287,12 +287,12 @@ zentara_status zentara_get_anonymous_user(zentara_anonymous_user_callback callba
                                           void (*release)(void*)) noexcept {
     const CallContext owner{context, release};
     return guarded([&] {
-        ZentaraClient::get()->getAnonymousUser([&](const std::string& type,
-                                                   const std::string& value,
-                                                   const std::optional<std::string>& publicValue) {
-            if (callback == nullptr) return;
-            callback(context, borrowed(type), borrowed(value), borrowedIfThere(publicValue));
-        });
+        ZentaraClientAccess::getConfigured()->getAnonymousUser(
+            [&](const std::string& type, const std::string& value,
+                const std::optional<std::string>& publicValue) {
+                if (callback == nullptr) return;
+                callback(context, borrowed(type), borrowed(value), borrowedIfThere(publicValue));
+            });
     });
 }
 
@@ -304,7 +304,7 @@ zentara_status zentara_get_hsid(zentara_hsid_callback callback, void* context,
             [](zentara_hsid_callback function, void* owner, const std::string& hsid) {
                 function(owner, borrowed(hsid));
             });
-        ZentaraClient::get()->getHsid(std::move(report));
+        ZentaraClientAccess::getConfigured()->getHsid(std::move(report));
     });
 }
 

@@ -110,7 +110,7 @@ class CollectorTest(unittest.TestCase):
             client.send("page-view", "1", PAGE)
         with self.assertRaises(zentara.NotInitializedError):
             zentara.send("page-view", "1", PAGE)
-        for call in [zentara.client, zentara.anonymous_user, zentara.remove_logged_user]:
+        for call in [zentara.anonymous_user, zentara.remove_logged_user]:
             with self.assertRaisesRegex(zentara.NotConfiguredError, "zentara_use_settings"):
                 call()
 
