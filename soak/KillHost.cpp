@@ -15,7 +15,7 @@
 //     dropped N    the handler reported that the host has dropped the event
 //     refused N    the handler reported another error
 //     interrupt    the host is about to interrupt all requests in flight
-//     fetch        the host requests a delivery
+//     fetch        the host requests a delivery, by a fetch or a flush
 //     fetched      the delivery has ended
 //     leaving      main returns
 //
@@ -27,6 +27,7 @@
 #include <zentara/ZentaraClient.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <future>
 #include <memory>
@@ -49,6 +50,7 @@ constexpr int mostFetches = 4;
 int output = -1;
 std::atomic<std::int64_t> next = 0;
 std::atomic<int> fetches = 0;
+std::atomic<int> deliveries = 0;
 
 /// Writes to the pipe at once, so that no line is lost with the process.
 void tell(std::string line) {
@@ -80,10 +82,16 @@ void fetch(ZentaraClient& client) {
         return;
     }
     tell("fetch");
-    client.performFetch([](BackgroundFetchResult) {
+    const auto end = [](const auto&) {
         tell("fetched");
         --fetches;
-    });
+    };
+    // A flush has one batch in flight at a time, too.
+    if (++deliveries % 8 == 0) {
+        ZentaraClient::flush(std::chrono::hours(1), end);
+    } else {
+        client.performFetch(end);
+    }
 }
 
 void changeUser(std::int64_t number) {
