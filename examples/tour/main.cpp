@@ -1,7 +1,8 @@
-// The script that the hosts of all languages run, in C++. Prints a line for each result, as
-// expected.txt has them.
+// The whole interface in fifteen steps. Prints a line for each result; main.c, main.m and main.py
+// print the same.
 //
-//     language_host COLLECTOR FOLDER
+//     zentara-collector --port 8080 --schemas examples/schemas &
+//     tour-cpp http://127.0.0.1:8080 "$(mktemp -d)"
 
 #include <zentara/ZentaraClient.h>
 

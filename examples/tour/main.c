@@ -1,4 +1,4 @@
-/* The same script as in host.cpp, in C. */
+/* The same steps as in main.cpp, in C. */
 
 #include <semaphore.h>
 #include <stdio.h>

@@ -1,4 +1,4 @@
-// The same script as in host.cpp, in Objective-C.
+// The same steps as in main.cpp, in Objective-C.
 
 #import <zentara/QVNZentaraClient.h>
 

@@ -1,4 +1,7 @@
-"""The same script as in host.cpp, in Python."""
+"""The same steps as in main.cpp, in Python.
+
+    PYTHONPATH=bindings/python python3 main.py http://127.0.0.1:8080 "$(mktemp -d)"
+"""
 
 import sys
 
