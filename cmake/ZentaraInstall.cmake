@@ -1,5 +1,5 @@
 # What `cmake --install` puts where: both libraries, the public headers as <zentara/Name.h>, and
-# what find_package(ZentaraClient) and pkg-config need to find them.
+# what find_package(ZentaraClient) and pkg-config need to find them. The package for Python, too.
 include(CMakePackageConfigHelpers)
 
 set(ZENTARA_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/ZentaraClient")
@@ -15,6 +15,9 @@ install(FILES ${ZENTARA_PUBLIC_HEADERS} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}
 foreach(set IN ITEMS ZentaraClientTargets ZentaraClientStaticTargets)
     install(EXPORT ${set} NAMESPACE ZentaraClient:: DESTINATION "${ZENTARA_PACKAGE_DIR}")
 endforeach()
+
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/bindings/python/zentara"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/zentara/python" PATTERN __pycache__ EXCLUDE)
 
 set(ZENTARA_GNUSTEP_HEADERS "${CMAKE_INSTALL_INCLUDEDIR}/zentara/gnustep")
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/ZentaraClientConfig.cmake.in"

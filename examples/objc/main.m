@@ -51,16 +51,6 @@
 
 @end
 
-/// The result of one delivery.
-static NSUInteger deliver(QVNZentaraClient *client) {
-    Report *report = [[[Report alloc] init] autorelease];
-    [client performFetchWith:^(NSUInteger result) {
-        [report put:result];
-    }];
-    NSNumber *result = [report wait];
-    return result == nil ? ZentaraBackgroundFetchResultFailed : [result unsignedIntegerValue];
-}
-
 static int run(const char *collector, const char *schemas) {
     // Once, when the application starts.
     QVNZentaraEndpoints *endpoints = [[[QVNZentaraEndpoints alloc] init] autorelease];
@@ -100,21 +90,21 @@ static int run(const char *collector, const char *schemas) {
                          printf("%s: %s\n", [event.schemaId UTF8String], [outcome UTF8String]);
                      }];
 
-    // The library delivers every ten seconds. A program that ends requests the delivery itself. The
-    // first attempts may fail until the collector has issued an identity.
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        switch (deliver(client)) {
-            case ZentaraBackgroundFetchResultNoData:
-                printf("delivered\n");
-                return 0;
-            case ZentaraBackgroundFetchResultNewData:
-                break;
-            default:
-                [NSThread sleepForTimeInterval:0.1];
-        }
+    // The library delivers every ten seconds. A program that ends flushes first.
+    Report *flushed = [[[Report alloc] init] autorelease];
+    [QVNZentaraClient flushWithDeadline:10
+                             completion:^(QVNFlushResult *result) {
+                                 if ([result.lastFailure length] > 0)
+                                     fprintf(stderr, "%s\n", [result.lastFailure UTF8String]);
+                                 [flushed put:result.outcome];
+                             }];
+    NSNumber *outcome = [flushed wait];
+    if (outcome == nil || [outcome unsignedIntegerValue] != ZentaraFlushOutcomeEmpty) {
+        fprintf(stderr, "the event waits for the next run\n");
+        return 1;
     }
-    fprintf(stderr, "the collector does not answer; the event waits for the next run\n");
-    return 1;
+    printf("delivered\n");
+    return 0;
 }
 
 int main(int argc, char **argv) {

@@ -1,10 +1,12 @@
 #include "c/Boundary.h"
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <new>
 
 #include "facade/ZentaraClientAccess.h"
+#include "text/Unicode.h"
 
 namespace zentara::c {
 
@@ -15,16 +17,21 @@ thread_local zentara_status lastStatus = ZENTARA_OK;
 thread_local std::array<char, 512> lastProblem;
 thread_local std::size_t lastProblemLength = 0;
 
+/// The problem is UTF-8.
 zentara_status note(zentara_status status, std::string_view problem) noexcept {
+    auto length = std::min(problem.size(), lastProblem.size());
+    // No character is cut.
+    while (length < problem.size() && (static_cast<unsigned char>(problem[length]) & 0xC0U) == 0x80)
+        --length;
     lastStatus = status;
-    lastProblemLength = problem.copy(lastProblem.data(), lastProblem.size());
+    lastProblemLength = problem.copy(lastProblem.data(), length);
     return status;
 }
 
 }  // namespace
 
 void refuse(zentara_status status, std::string problem) {
-    throw Refusal{status, std::move(problem)};
+    throw Refusal{status, withValidUTF8(std::move(problem))};
 }
 
 zentara_status noteException() noexcept {
@@ -37,7 +44,11 @@ zentara_status noteException() noexcept {
     } catch (const std::bad_alloc&) {
         return note(ZENTARA_NO_MEMORY, "no memory");
     } catch (const std::exception& exception) {
-        return note(ZENTARA_FAILED, exception.what());
+        try {
+            return note(ZENTARA_FAILED, withValidUTF8(exception.what()));
+        } catch (const std::bad_alloc&) {
+            return note(ZENTARA_NO_MEMORY, "no memory");
+        }
     }
 }
 

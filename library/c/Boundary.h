@@ -21,6 +21,7 @@ struct Refusal {
     std::string problem;
 };
 
+/// The problem may hold bytes that are not UTF-8.
 [[noreturn]] void refuse(zentara_status status, std::string problem);
 
 /// Notes the exception that is being handled as the failure of this thread. Returns its status.
@@ -54,10 +55,20 @@ Type& checked(Type* handle) {
     return *handle;
 }
 
-/// Deletes the object behind a handle. Null and what is no such handle are ignored.
+/// The same, for a function that ends the handle. Refuses one that was lent to a callback.
+template <typename Type>
+Type& owned(Type* handle) {
+    if (checked(handle).owner() == HandleOwner::library) {
+        refuse(ZENTARA_INVALID_HANDLE, "a handle that belongs to the library");
+    }
+    return *handle;
+}
+
+/// Deletes the object behind a handle, unless it is null or refused.
 template <typename Type>
 void release(Type* handle) noexcept {
-    if (handle != nullptr && handle->is(Type::kind)) delete handle;
+    if (handle == nullptr) return;
+    static_cast<void>(guarded([&] { delete &owned(handle); }));
 }
 
 /// The text, empty when it is absent.

@@ -9,6 +9,7 @@
 #include <zentara/ZentaraEndpoints.h>
 #include "c/Boundary.h"
 #include "facade/ZentaraClientAccess.h"
+#include "text/Unicode.h"
 
 using namespace zentara;
 using namespace zentara::c;
@@ -24,7 +25,10 @@ void replace(std::string& text, zentara_text other) {
 void checkURL(const std::string& text) {
     const auto url = URL::parse(text);
     if (!url || (url->scheme() != "http" && url->scheme() != "https")) {
-        refuse(ZENTARA_INVALID_ARGUMENT, "an endpoint is not an http or https URL");
+        // The text before the host may hold a password.
+        const auto at = text.rfind('@');
+        const auto shown = at == std::string::npos ? text : "..." + text.substr(at);
+        refuse(ZENTARA_INVALID_ARGUMENT, "not an http or https URL: '" + shown + "'");
     }
 }
 
@@ -42,8 +46,8 @@ DeliveryPolicy policyOf(const zentara_delivery_policy* record) {
 /// Calls the handler with handles that are valid during the call.
 void call(zentara_send_handler handler, void* context, const EventRef& event,
           const ZentaraClientErrorRef& error) {
-    const zentara_event eventHandle(event);
-    const zentara_error errorHandle(error);
+    const zentara_event eventHandle(event, HandleOwner::library);
+    const zentara_error errorHandle(error, HandleOwner::library);
     handler(context, &eventHandle, error ? &errorHandle : nullptr);
 }
 
@@ -107,7 +111,7 @@ zentara_text zentara_documents_directory() noexcept {
         const auto directory = HostApplication::documentsDirectory();
         if (!directory) return zentara_text{};
         auto& text = ThreadTexts::own().documentsDirectory;
-        text = directory->string();
+        text = withValidUTF8(directory->string());
         return borrowed(text);
     });
 }
@@ -117,7 +121,7 @@ zentara_text zentara_preferences_directory() noexcept {
         const auto directory = HostApplication::preferencesDirectory();
         if (!directory) return zentara_text{};
         auto& text = ThreadTexts::own().preferencesDirectory;
-        text = directory->string();
+        text = withValidUTF8(directory->string());
         return borrowed(text);
     });
 }
@@ -169,11 +173,12 @@ bool zentara_is_configured() noexcept {
 
 zentara_status zentara_get(zentara_ready_callback ready, void* context, void (*release)(void*),
                            zentara_client** client) noexcept {
+    if (client != nullptr) *client = nullptr;
     return guarded([&] {
         auto callback = calling<ZentaraClient::ReadyCallback>(
             ready, context, release,
             [](zentara_ready_callback function, void* owner, const ZentaraClientErrorRef& error) {
-                const zentara_error handle(error);
+                const zentara_error handle(error, HandleOwner::library);
                 function(owner, error ? &handle : nullptr);
             });
         auto shared = ZentaraClient::get(std::move(callback));

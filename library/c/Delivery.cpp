@@ -7,6 +7,8 @@
 
 #include "c/Boundary.h"
 #include "support/threads/CallbackScope.h"
+#include "support/threads/WorkerPool.h"
+#include "text/Unicode.h"
 
 using namespace zentara;
 using namespace zentara::c;
@@ -24,6 +26,11 @@ using std::chrono::milliseconds;
 /// A hundred years at most: a moment of the clocks must be able to hold it.
 milliseconds deadlineOf(std::int64_t count) noexcept {
     return milliseconds(std::clamp<std::int64_t>(count, 0, 3'153'600'000'000));
+}
+
+FlushResult withValidTexts(FlushResult result) {
+    result.lastFailure = withValidUTF8(std::move(result.lastFailure));
+    return result;
 }
 
 /// The texts live as long as `result`.
@@ -44,8 +51,19 @@ void check(const zentara_flush_result* record) {
 void report(FlushResult result, zentara_flush_result* record) {
     if (record == nullptr) return;
     auto& kept = ThreadTexts::own().flushResult;
-    kept = std::move(result);
+    kept = withValidTexts(std::move(result));
     writeRecord(record, recordOf(kept));
+}
+
+/// Whether the result arrives before `latest`. Gives up when the process ends, because the workers
+/// begin nothing then.
+bool arrives(std::future<FlushResult>& result, std::chrono::steady_clock::time_point latest) {
+    constexpr milliseconds step{50};
+    for (;;) {
+        const auto until = std::min(latest, std::chrono::steady_clock::now() + step);
+        if (result.wait_until(until) == std::future_status::ready) return true;
+        if (until == latest || WorkerPool::shared().isEnding()) return false;
+    }
 }
 
 /// Waits a second longer than the deadline: callbacks of the host may delay the completion.
@@ -54,11 +72,16 @@ FlushResult flushAndWait(milliseconds deadline) {
     if (CallbackScope::isInside()) {
         return {.outcome = Outcome::refused, .lastFailure = "a callback cannot wait for a flush"};
     }
+    const auto latest = std::chrono::steady_clock::now() + deadline + std::chrono::seconds(1);
     const auto done = std::make_shared<std::promise<FlushResult>>();
     ZentaraClient::flush(deadline, [done](const FlushResult& result) { done->set_value(result); });
     auto result = done->get_future();
-    if (result.wait_for(deadline + std::chrono::seconds(1)) != std::future_status::ready) {
-        return {.outcome = Outcome::deadline, .lastFailure = "callbacks have not returned"};
+    if (!arrives(result, latest)) {
+        const auto left = ZentaraClient::statistics();
+        return {.outcome = Outcome::deadline,
+                .waiting = left.waiting + left.inFlight,
+                .heldBack = left.heldBackWaiting,
+                .lastFailure = "callbacks have not returned, or the process ends"};
     }
     return result.get();
 }
@@ -71,7 +94,8 @@ zentara_status zentara_flush(int64_t deadline, zentara_flush_callback completion
         auto report = calling<FlushCallback>(
             completion, context, release,
             [](zentara_flush_callback function, void* owner, const FlushResult& result) {
-                const auto record = recordOf(result);
+                const auto valid = withValidTexts(result);
+                const auto record = recordOf(valid);
                 function(owner, &record);
             });
         ZentaraClient::flush(deadlineOf(deadline), std::move(report));

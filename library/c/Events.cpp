@@ -112,7 +112,7 @@ void zentara_event_release(zentara_event* event) noexcept {
 zentara_status zentara_event_read(const zentara_event* event, zentara_event_draft* draft) noexcept {
     return guarded([&] {
         const auto& values = *checked(event).event;
-        zentara_event_draft texts{};
+        auto texts = readRecord(draft);
         texts.schema_id = borrowed(values.schemaId());
         texts.schema_version = borrowed(values.schemaVersion());
         texts.content_type = borrowed(values.contentType());

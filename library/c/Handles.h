@@ -21,19 +21,24 @@ enum class HandleKind : std::uint32_t {
     outgoing = 0x5A4E5405,
 };
 
+/// What releases a handle. The library's own are lent to callbacks.
+enum class HandleOwner { host, library };
+
 /// The head of everything that a handle points to.
 class Handle {
   public:
-    explicit Handle(HandleKind kind) noexcept : kind_(kind) {}
+    Handle(HandleKind kind, HandleOwner owner) noexcept : owner_(owner), kind_(kind) {}
     ~Handle() { kind_ = HandleKind::released; }
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
 
     [[nodiscard]] bool is(HandleKind kind) const noexcept { return kind_ == kind; }
+    [[nodiscard]] HandleOwner owner() const noexcept { return owner_; }
 
   private:
     /// The allocator writes over the first words of what is released, which keeps its kind.
     [[maybe_unused]] void* unused_[2] = {};
+    const HandleOwner owner_;
     /// Volatile, or the compiler leaves out the write of the destructor.
     volatile HandleKind kind_;
 };
@@ -46,7 +51,7 @@ struct zentara_client : zentara::c::Handle {
     static constexpr auto kind = zentara::c::HandleKind::client;
 
     explicit zentara_client(std::shared_ptr<zentara::ZentaraClient> shared)
-        : Handle(kind), client(std::move(shared)) {}
+        : Handle(kind, zentara::c::HandleOwner::host), client(std::move(shared)) {}
 
     /// Owns the client only. The shared pointer of the process may own more, and with it a handle.
     const std::shared_ptr<zentara::ZentaraClient> client;
@@ -55,8 +60,9 @@ struct zentara_client : zentara::c::Handle {
 struct zentara_error : zentara::c::Handle {
     static constexpr auto kind = zentara::c::HandleKind::error;
 
-    explicit zentara_error(zentara::ZentaraClientErrorRef shared)
-        : Handle(kind), error(std::move(shared)) {}
+    explicit zentara_error(zentara::ZentaraClientErrorRef shared,
+                           zentara::c::HandleOwner owner = zentara::c::HandleOwner::host)
+        : Handle(kind, owner), error(std::move(shared)) {}
 
     const zentara::ZentaraClientErrorRef error;
 };
@@ -64,7 +70,9 @@ struct zentara_error : zentara::c::Handle {
 struct zentara_event : zentara::c::Handle {
     static constexpr auto kind = zentara::c::HandleKind::event;
 
-    explicit zentara_event(zentara::EventRef shared) : Handle(kind), event(std::move(shared)) {}
+    explicit zentara_event(zentara::EventRef shared,
+                           zentara::c::HandleOwner owner = zentara::c::HandleOwner::host)
+        : Handle(kind, owner), event(std::move(shared)) {}
 
     const zentara::EventRef event;  ///< owns nothing if the event lives during a call only
 };
@@ -78,13 +86,11 @@ struct zentara_properties : zentara::c::Handle {
         std::string key;
     };
 
-    enum class Owner { host, library };
-
-    explicit zentara_properties(zentara::JSONObject object = {}, Owner itsOwner = Owner::host)
-        : Handle(kind), root(std::move(object)), owner(itsOwner) {}
+    explicit zentara_properties(zentara::JSONObject object = {},
+                                zentara::c::HandleOwner owner = zentara::c::HandleOwner::host)
+        : Handle(kind, owner), root(std::move(object)) {}
 
     zentara::JSONValue root;  ///< always an object
     std::vector<Level> open;  ///< from the outermost to the innermost
     std::optional<std::string> nextKey;
-    const Owner owner;
 };

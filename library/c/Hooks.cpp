@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "c/Boundary.h"
+#include "text/Unicode.h"
 
 using namespace zentara;
 using namespace zentara::c;
@@ -32,10 +33,10 @@ struct zentara_outgoing : Handle {
     static constexpr auto kind = HandleKind::outgoing;
 
     explicit zentara_outgoing(OutgoingEvent& outgoing)
-        : Handle(kind),
+        : Handle(kind, HandleOwner::library),
           values(outgoing),
-          event(EventRef(EventRef(), &outgoing.event)),
-          properties(std::move(outgoing.properties), zentara_properties::Owner::library) {}
+          event(EventRef(EventRef(), &outgoing.event), HandleOwner::library),
+          properties(std::move(outgoing.properties), HandleOwner::library) {}
 
     OutgoingEvent& values;
     const zentara_event event;
@@ -47,11 +48,8 @@ namespace {
 
 /// Hands the properties back. Throws what refuses the event.
 EventDecision carryOut(zentara_decision decision, zentara_outgoing& outgoing) {
-    if (decision == ZENTARA_DECISION_DROP) return EventDecision::drop;
     if (decision == ZENTARA_DECISION_REFUSE) throw std::runtime_error(outgoing.reason);
-    if (decision != ZENTARA_DECISION_QUEUE) {
-        throw std::runtime_error("there is no decision " + std::to_string(decision));
-    }
+    if (decision != ZENTARA_DECISION_QUEUE) return EventDecision::drop;
     if (!outgoing.properties.open.empty()) {
         throw std::runtime_error("an array or object of the properties is still open");
     }
@@ -68,11 +66,12 @@ std::vector<zentara_text> borrowedTexts(const std::vector<std::string>& texts) {
 
 void call(zentara_delivery_observer observer, void* context, const DeliveryNotice& notice) {
     const auto actionUUIDs = borrowedTexts(notice.actionUUIDs);
+    const auto reason = withValidUTF8(notice.reason);
     const zentara_delivery_notice record{.size = sizeof record,
                                          .kind = static_cast<zentara_delivery_kind>(notice.kind),
                                          .count = actionUUIDs.size(),
                                          .action_uuids = actionUUIDs.data(),
-                                         .reason = borrowed(notice.reason)};
+                                         .reason = borrowed(reason)};
     observer(context, &record);
 }
 
@@ -141,7 +140,7 @@ zentara_status zentara_outgoing_set_referer(zentara_outgoing* outgoing,
 
 zentara_status zentara_outgoing_set_reason(zentara_outgoing* outgoing,
                                            zentara_text reason) noexcept {
-    return guarded([&] { checked(outgoing).reason = string(reason); });
+    return guarded([&] { checked(outgoing).reason = withValidUTF8(string(reason)); });
 }
 
 zentara_status zentara_set_before_queue(zentara_before_queue function, void* context,
@@ -187,6 +186,8 @@ zentara_status zentara_validate(const zentara_client* client, const zentara_even
         own.validation = clientOf(client)->validate(
             requiredString(event.record.schema_id, "schema id"),
             requiredString(event.record.schema_version, "schema version"), event.properties);
+        for (auto& message : own.validation.messages)
+            message = withValidUTF8(std::move(message));
         own.messages = borrowedTexts(own.validation.messages);
         writeRecord(report,
                     {.size = sizeof *report,
@@ -197,11 +198,11 @@ zentara_status zentara_validate(const zentara_client* client, const zentara_even
 }
 
 void zentara_set_fail_fast(bool enabled) noexcept {
-    ZentaraClient::setFailFast(enabled);
+    static_cast<void>(guarded([&] { ZentaraClient::setFailFast(enabled); }));
 }
 
 void zentara_set_session_timeout(int64_t seconds) noexcept {
     // A hundred years at most: a moment of the clocks must be able to hold it.
-    ZentaraClient::setSessionTimeout(
-        std::chrono::seconds(std::clamp<std::int64_t>(seconds, 0, 3'153'600'000)));
+    const auto timeout = std::chrono::seconds(std::clamp<std::int64_t>(seconds, 0, 3'153'600'000));
+    static_cast<void>(guarded([&] { ZentaraClient::setSessionTimeout(timeout); }));
 }

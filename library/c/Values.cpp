@@ -90,12 +90,9 @@ JSONObject zentara::c::copyOf(const zentara_properties& properties) {
 }
 
 JSONObject zentara::c::taken(zentara_properties* properties) {
-    if (checked(properties).owner == zentara_properties::Owner::library) {
-        refuse(ZENTARA_INVALID_HANDLE, "properties of an outgoing event cannot be taken over");
-    }
-    const std::unique_ptr<zentara_properties> owned(properties);
-    checkClosed(*owned);
-    return std::move(owned->root.object());
+    const std::unique_ptr<zentara_properties> ended(&owned(properties));
+    checkClosed(*ended);
+    return std::move(ended->root.object());
 }
 
 Draft zentara::c::readDraft(const zentara_event_draft* record, Ownership ownership) {
@@ -199,10 +196,7 @@ zentara_properties* zentara_properties_copy(const zentara_properties* properties
 }
 
 void zentara_properties_release(zentara_properties* properties) noexcept {
-    if (properties != nullptr && properties->is(zentara_properties::kind) &&
-        properties->owner == zentara_properties::Owner::host) {
-        delete properties;
-    }
+    release(properties);
 }
 
 zentara_status zentara_properties_put_null(zentara_properties* properties,

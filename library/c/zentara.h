@@ -22,10 +22,10 @@
 /// - **Texts** are UTF-8 with a length, and are copied. Bytes that are not UTF-8 become U+FFFD.
 /// - **Handles** are opaque. `zentara_…_make` and `zentara_…_copy` give the caller a handle or a
 ///   reference, to be released with `zentara_…_release`. `…_take` takes a handle over, whatever the
-///   result. All others borrow. A handle that a callback receives is valid during that call only.
-///   Handles of clients, events and errors may be used by several threads at once. A handle of
-///   another type, and a released handle whose memory is not in use again, is refused with
-///   `ZENTARA_INVALID_HANDLE`; that is a help, not a promise.
+///   result. All others borrow. A handle that a callback receives is valid during that call only;
+///   it can be copied, and `…_release` refuses it. Handles of clients, events and errors may be
+///   used by several threads at once. A handle of another type, and a released handle whose memory
+///   is not in use again, is refused with `ZENTARA_INVALID_HANDLE`; that is a help, not a promise.
 /// - **Records** begin with their size, so that they can grow: `ZENTARA_INIT(type)` makes an empty
 ///   one. A record of an older program is shorter; what it lacks counts as absent.
 /// - **Callbacks** are a function, which may be null, a context that it receives, and a function
@@ -151,6 +151,7 @@ typedef struct zentara_delivery_policy {
     bool back_off;           ///< after 429 and 5xx, for the time of "Retry-After" or a growing one
     bool isolate_refused;    ///< after 400, 413 and 422; see `zentara_retry_refused`
     bool reuse_connections;  ///< many posts on one connection
+    bool reserved[3];        ///< false; room for members to come
 } zentara_delivery_policy;
 
 /// Configures the process. Called again, it replaces everything. An absent tenant is empty, an
@@ -372,9 +373,9 @@ enum {
 typedef void (*zentara_fetch_callback)(void* context, zentara_fetch_result result);
 
 /// Builds the client of this process, unless there is one. `client`, unless it is null, receives a
-/// reference to be released. `ready` is called each time schemas arrive or could not be obtained,
-/// on a worker, with schemas in the cache before this returns; at once if there is a client
-/// already. `ZENTARA_NOT_CONFIGURED` before the settings.
+/// reference to be released, or null on failure. `ready` is called each time schemas arrive or
+/// could not be obtained, on a worker, with schemas in the cache before this returns; at once if
+/// there is a client already. `ZENTARA_NOT_CONFIGURED` before the settings.
 ZENTARA_EXPORT zentara_status zentara_get(zentara_ready_callback ready, void* context,
                                           void (*release)(void* context),
                                           zentara_client** client) ZENTARA_NOEXCEPT;
@@ -437,6 +438,7 @@ enum {
 };
 
 /// Sets the user whose token goes with the events sent from now on. Builds the client if needed.
+/// Does nothing while consent is denied, and returns `ZENTARA_OK`.
 ZENTARA_EXPORT zentara_status zentara_set_logged_user(zentara_user_token_type type,
                                                       zentara_text token) ZENTARA_NOEXCEPT;
 ZENTARA_EXPORT zentara_status zentara_remove_logged_user(void) ZENTARA_NOEXCEPT;
@@ -485,8 +487,9 @@ ZENTARA_EXPORT zentara_status zentara_flush(int64_t deadline, zentara_flush_call
                                             void* context,
                                             void (*release)(void* context)) ZENTARA_NOEXCEPT;
 /// The same, and waits for it, a second longer than `deadline` at most. In a callback, whose return
-/// the completion would wait for, it does nothing: the outcome is `ZENTARA_FLUSH_REFUSED`. `result`
-/// may be null; its text is valid until the next call on this thread.
+/// the completion would wait for, it does nothing: the outcome is `ZENTARA_FLUSH_REFUSED`. While
+/// the process exits, it does not wait for the deadline: the outcome is `ZENTARA_FLUSH_DEADLINE`.
+/// `result` may be null; its text is valid until the next call on this thread.
 ZENTARA_EXPORT zentara_status zentara_flush_and_wait(int64_t deadline,
                                                      zentara_flush_result* result) ZENTARA_NOEXCEPT;
 
@@ -590,8 +593,8 @@ enum {
 typedef zentara_decision (*zentara_before_queue)(void* context, zentara_outgoing* outgoing);
 
 /// Sets the function that sees each event before it is queued, on the thread that sends it; several
-/// threads call it at once. An event with an unknown decision, or with an array or object of its
-/// properties still open, is refused. Null removes the function.
+/// threads call it at once. An event with an unknown decision is dropped. An event with an array or
+/// object of its properties still open is refused. Null removes the function.
 ZENTARA_EXPORT zentara_status zentara_set_before_queue(
     zentara_before_queue function, void* context, void (*release)(void* context)) ZENTARA_NOEXCEPT;
 

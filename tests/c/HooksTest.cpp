@@ -83,6 +83,7 @@ zentara_decision decide(void* context, zentara_outgoing* outgoing) {
               "sent urlsent referer");
     // They belong to the library.
     zentara_properties_release(properties);
+    EXPECT_EQ(zentara_last_status(), ZENTARA_INVALID_HANDLE);
     EXPECT_EQ(zentara_set_global_properties_take(properties), ZENTARA_INVALID_HANDLE);
     if (title == "drop") return ZENTARA_DECISION_DROP;
     if (title == "refuse") {
@@ -128,7 +129,7 @@ TEST_F(CHooks, EventIsChangedDroppedAndRefused) {
     EXPECT_EQ(send("first"), "0 queued");
     EXPECT_EQ(send("drop"), "7 " + std::string(EventDroppedError().what()));
     EXPECT_EQ(send("refuse"), refused + "own reason");
-    EXPECT_EQ(send("unknown"), refused + "there is no decision 7");
+    EXPECT_EQ(send("unknown"), "7 " + std::string(EventDroppedError().what()));
     EXPECT_EQ(send("open"), refused + "an array or object of the properties is still open");
     EXPECT_EQ(send("last", ""), "0 queued");
 
@@ -152,8 +153,8 @@ TEST_F(CHooks, EventIsChangedDroppedAndRefused) {
     zentara_set_before_queue(nullptr, nullptr, nullptr);
     auto statistics = ZENTARA_INIT(zentara_statistics);
     zentara_read_statistics(&statistics);
-    EXPECT_EQ(statistics.refused_by_hook, 3);
-    EXPECT_EQ(statistics.dropped_by_hook, 1);
+    EXPECT_EQ(statistics.refused_by_hook, 2);
+    EXPECT_EQ(statistics.dropped_by_hook, 2);
 }
 
 TEST_F(CHooks, ValidationTellsWhatSendWould) {

@@ -81,7 +81,7 @@ TEST(BlockChangesDropsAndRefusesEvents) {
         CHECK_EQUAL([outgoing.properties objectForKey:@"language"], @"de");
         if ([title isEqual:@"drop"]) return ZentaraEventDecisionDrop;
         if ([title isEqual:@"raise"]) [NSException raise:@"Own" format:@"reason"];
-        if ([title isEqual:@"unknown"]) return 5;
+        if ([title isEqual:@"unknown"]) return 2;
         NSMutableDictionary *changed =
             [NSMutableDictionary dictionaryWithDictionary:outgoing.properties];
         [changed setObject:[title isEqual:@"date"] ? (id)[NSDate date] : @"basket"
@@ -97,8 +97,10 @@ TEST(BlockChangesDropsAndRefusesEvents) {
         notice = [found retain];
     }];
     NSMutableArray *outcomes = [NSMutableArray array];
+    NSMutableArray *urls = [NSMutableArray array];
     SendBlock handler = ^(Event *event, ZentaraClientError *error) {
         [outcomes addObject:error ? (id)[error localizedDescription] : @"queued"];
+        [urls addObject:event.url];
     };
     sendTo(client, @"sent url", page, handler);
     for (NSString *title in @[ @"drop", @"raise", @"unknown" ])
@@ -118,10 +120,10 @@ TEST(BlockChangesDropsAndRefusesEvents) {
             @"queued", [[[[EventDroppedError alloc] init] autorelease] localizedDescription],
             [[[[BeforeQueueError alloc] initWithDetail:@"Own: reason"] autorelease]
                 localizedDescription],
-            [[[[BeforeQueueError alloc] initWithDetail:@"there is no decision 5"] autorelease]
-                localizedDescription],
-            @"queued"
+            [[[[EventDroppedError alloc] init] autorelease] localizedDescription], @"queued"
         ]));
+
+    CHECK_EQUAL(urls, (@[ @"own url", @"", @"", @"", @"its url" ]));
 
     QVNFlushResult *result = flushed(20);
     CHECK(result.outcome == ZentaraFlushOutcomeEmpty && result.delivered == 2);

@@ -2,10 +2,12 @@
 
 from __future__ import annotations
 
+import ctypes
 import datetime
 import gc
 import json
 import os
+import queue
 import subprocess
 import sys
 import tempfile
@@ -102,9 +104,11 @@ class CollectorTest(unittest.TestCase):
                 (ValueError, lambda: zentara.use_settings("t", 2)),  # type: ignore[arg-type]
                 (ValueError, lambda: zentara.set_consent(3)),  # type: ignore[arg-type]
                 (ValueError, lambda: zentara.use_endpoints(qa_schemas="no url")),
+                (ctypes.ArgumentError, lambda: zentara.set_log_sink("all", print)),
                 (ValueError, lambda: zentara.set_logged_user(3, "t"))]:  # type: ignore[arg-type]
             with self.assertRaises(expected):
                 call()
+        self.assertEqual(zentara._held, {})
         zentara.shutdown(0)
         with self.assertRaises(zentara.ShutDownError):
             client.send("page-view", "1", PAGE)
@@ -124,7 +128,12 @@ class CollectorTest(unittest.TestCase):
                 return zentara.Decision.DROP
             if outgoing.properties["title"] == "raise":
                 raise KeyError("own")
+            if outgoing.properties["title"] == "interrupt":
+                raise KeyboardInterrupt
+            if outgoing.properties["title"] == "unknown":
+                return 7  # type: ignore[return-value]
             outgoing.properties["section"] = "basket"
+            outgoing.properties["loadMs"] = int(outgoing.properties["loadMs"])
             outgoing.url = "own url"
             outgoing.referer = "own referer"
             return None
@@ -134,22 +143,28 @@ class CollectorTest(unittest.TestCase):
         zentara.set_delivery_observer(lambda notice: (notices.append(notice), told.set()))
         zentara.set_global_properties({"language": "de"})
         zentara.set_before_queue(decide)
-        client.send("page-view", "1", {"title": "Home", "section": "home"}, url="u", referer="r")
+        client.send("page-view", "1", {"title": "Home", "section": "home", "loadMs": 1.0}, url="u",
+                    referer="r")
+        with self.assertRaises(KeyboardInterrupt):
+            client.send("page-view", "1", PAGE | {"title": "interrupt"})
+        with self.assertRaises(zentara.EventDroppedError):
+            client.send("page-view", "1", PAGE | {"title": "unknown"})
         with self.assertRaises(zentara.EventDroppedError):
             client.send("page-view", "1", PAGE | {"title": "drop"})
         with self.assertRaisesRegex(zentara.BeforeQueueError, "KeyError: 'own'$"):
             client.send("page-view", "1", PAGE | {"title": "raise"})
         zentara.set_before_queue(None)
-        zentara.set_global_properties({})
+        zentara.set_global_properties(None)
         self.assertEqual(zentara.flush(20).delivered, 1)
         self.assertTrue(told.wait(20))
         (event,) = self.collector.events()
         self.assertEqual(event["properties"],
-                         {"language": "de", "title": "Home", "section": "basket"})
+                         {"language": "de", "title": "Home", "section": "basket", "loadMs": 1})
+        self.assertIs(type(event["properties"]["loadMs"]), int)
         self.assertEqual((event["url"], event["zentaraClientReferer"]), ("own url", "own referer"))
         self.assertEqual(notices, [zentara.DeliveryNotice(zentara.DeliveryKind.DELIVERED,
                                                           (seen[0].action_uuid,), "")])
-        self.assertEqual((self.counted("dropped_by_hook"), self.counted("refused_by_hook")), (1, 1))
+        self.assertEqual((self.counted("dropped_by_hook"), self.counted("refused_by_hook")), (2, 2))
 
     def test_consent_is_kept_and_user_forgotten(self) -> None:
         client = self.ready_client()
@@ -180,6 +195,31 @@ class CollectorTest(unittest.TestCase):
         self.assertIn(held_back, lines)
         self.assertEqual(self.counted("held_back"), 1)
 
+    def test_identity_and_fetch_are_reported(self) -> None:
+        client = self.ready_client()
+        self.assertTrue(zentara.is_ready())
+        hsids: queue.Queue[str] = queue.Queue()
+        zentara.get_hsid(hsids.put)
+        self.assertNotEqual(hsids.get(timeout=20), "")
+        results: queue.Queue[zentara.FetchResult] = queue.Queue()
+        client.send("page-view", "1", PAGE)
+        zentara.perform_fetch(results.put)
+        self.assertIs(results.get(timeout=20), zentara.FetchResult.NEW_DATA)
+        zentara.perform_fetch(results.put)
+        self.assertIs(results.get(timeout=20), zentara.FetchResult.NO_DATA)
+
+    def test_forked_child_uses_the_library_first(self) -> None:
+        script = """if True:
+            import os, zentara
+            if os.fork():
+                os._exit(os.waitstatus_to_exitcode(os.wait()[1]))
+            zentara.set_device("OwnOS", "9", "own model")
+            zentara.set_log_sink(zentara.LogLevel.INFO, zentara.quiet_log)
+            """
+        ended = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True,
+                               timeout=60)
+        self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, "", ""))
+
     def test_texts_live_long_enough(self) -> None:
         client = self.ready_client()
         gc.disable()
@@ -191,6 +231,9 @@ class CollectorTest(unittest.TestCase):
 
     def test_process_ends_with_functions_set(self) -> None:
         script = """if True:
+            import atexit
+            # Called after the functions of the package.
+            atexit.register(lambda: print(len(client.context_id)))
             import zentara
             zentara.set_documents_directory(DIRECTORY)
             zentara.set_preferences_directory(DIRECTORY)
@@ -208,7 +251,7 @@ class CollectorTest(unittest.TestCase):
             for _ in range(5):
                 ended = subprocess.run([sys.executable, "-c", script], capture_output=True,
                                        text=True, timeout=60)
-                self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, "", ""))
+                self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, "36\n", ""))
 
 
 class VersionTest(unittest.TestCase):

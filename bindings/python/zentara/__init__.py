@@ -24,6 +24,7 @@ import dataclasses
 import itertools
 import json
 import os
+import threading
 import time
 import weakref
 from collections.abc import Callable, Iterable, Mapping
@@ -36,12 +37,14 @@ from .errors import (BeforeQueueError, ConsentDeniedError, Error, EventDroppedEr
                      NotReadyError, SchemasError, ShutDownError, StorageError, UnknownSchemaError,
                      check as _check, error_of as _error_of)
 from .records import (AnonymousUser, Consent, Decision, DeliveryKind, DeliveryNotice,
-                      DeliveryPolicy, Environment, Event, Failure, FlushOutcome, FlushResult,
-                      LogLevel, LogLine, Outgoing, Statistics, UserTokenType, ValidationOutcome,
+                      DeliveryPolicy, Environment, Event, Failure, FetchResult, FlushOutcome,
+                      FlushResult, LogLevel, LogLine, Outgoing, Statistics, UserTokenType, ValidationOutcome,
                       ValidationReport)
 
 __version__: str = _library.zentara_version().decode()
 
+HsidFunction = Callable[[str], None]
+FetchFunction = Callable[[FetchResult], None]
 ReadyFunction = Callable[["Error | None"], None]
 LogFunction = Callable[[LogLine], None]
 BeforeQueueFunction = Callable[[Outgoing], "Decision | None"]
@@ -54,10 +57,31 @@ _held: dict[int, Callable[..., Any]] = {}
 _numbers = itertools.count(1)
 
 
-def _hold(function: Callable[..., Any]) -> int:
+# What interrupts a function here is raised again by the call of this thread that led to it.
+_thread = threading.local()
+
+
+def _give(function: Callable[..., Any], call: Callable[[int], int]) -> None:
+    """Makes a call of the library, which releases the number of the function that it gets."""
     number = next(_numbers)
     _held[number] = function
-    return number
+    try:
+        status = call(number)
+    except ctypes.ArgumentError:  # The library was not called.
+        del _held[number]
+        raise
+    _check(status)
+
+
+def _reported(call: Callable[[int], int]) -> Any:
+    """What the library reports before its call returns."""
+    reports: list[Any] = []
+    _thread.interrupt = None
+    _give(reports.append, call)
+    interrupt, _thread.interrupt = _thread.interrupt, None
+    if interrupt is not None or not reports:
+        raise interrupt or KeyboardInterrupt
+    return reports[0]
 
 
 @_c.Release
@@ -72,12 +96,25 @@ def _on_ready(number: int, error: int | None) -> None:
 
 @_c.Send
 def _on_sent(number: int, event: int, error: int | None) -> None:
-    _held[number](_error_of(error))
+    try:
+        _held[number](_error_of(error))
+    except BaseException as interrupt:
+        _thread.interrupt = interrupt
 
 
 @_c.AnonymousUser
 def _on_anonymous_user(number: int, kind: _c.Text, value: _c.Text, public: _c.Text) -> None:
-    _held[number](str(kind), str(value), public.or_none())
+    _held[number](AnonymousUser(str(kind), str(value), public.or_none()))
+
+
+@_c.Hsid
+def _on_hsid(number: int, hsid: _c.Text) -> None:
+    _held[number](str(hsid))
+
+
+@_c.Fetch
+def _on_fetched(number: int, result: int) -> None:
+    _held[number](FetchResult(result))
 
 
 @_c.LogSink
@@ -106,32 +143,37 @@ def _on_outgoing(number: int, handle: int) -> int:
             action_uuid=str(_library.zentara_outgoing_action_uuid(handle)),
             properties=json.loads(text), url=str(_library.zentara_outgoing_url(handle)),
             referer=str(_library.zentara_outgoing_referer(handle)))
-        before = dataclasses.replace(outgoing, properties=json.loads(text))
-        if _held[number](outgoing) == Decision.DROP:
+        before = dataclasses.replace(outgoing)
+        # To Python, 1, 1.0 and True are equal.
+        content = _json(outgoing.properties)
+        decision = _held[number](outgoing)
+        if decision is not None and decision != Decision.QUEUE:
             return _DROP
-        if outgoing.properties != before.properties:
-            content = _json(outgoing.properties)
-            _check(_library.zentara_properties_replace_json(properties, content))
+        if (changed := _json(outgoing.properties)) != content:
+            _check(_library.zentara_properties_replace_json(properties, _c.text(changed)))
         if outgoing.url != before.url:
             _check(_library.zentara_outgoing_set_url(handle, _c.text(outgoing.url)))
         if outgoing.referer != before.referer:
             _check(_library.zentara_outgoing_set_referer(handle, _c.text(outgoing.referer)))
         return Decision.QUEUE
-    except BaseException as error:
+    except Exception as error:
         reason = f"{type(error).__name__}: {error}"
         _library.zentara_outgoing_set_reason(handle, _c.text(reason))
+        return _REFUSE
+    except BaseException as interrupt:
+        _thread.interrupt = interrupt
         return _REFUSE
 
 
 # Python cannot be called any more when the interpreter is finalized.
 @atexit.register
-def _forget_functions(process: int = os.getpid()) -> None:
-    if _held and os.getpid() == process:
+def _forget_functions() -> None:
+    if _held:
         shutdown(0)
 
 
-def _json(properties: Mapping[str, Any]) -> _c.Text:
-    return _c.text(json.dumps(properties, allow_nan=False, ensure_ascii=False))
+def _json(properties: Mapping[str, Any]) -> str:
+    return json.dumps(properties, allow_nan=False, ensure_ascii=False)
 
 
 def _milliseconds(seconds: float) -> int:
@@ -143,14 +185,13 @@ def _draft(event: Event) -> _c.Draft:
         schema_id=_c.text(event.schema_id), schema_version=_c.text(event.schema_version),
         content_type=_c.text(event.content_type), url=_c.text(event.url),
         referer=_c.text(event.referer), relation_id=_c.text(event.relation_id),
-        properties_json=_json(event.properties))
+        properties_json=_c.text(_json(event.properties)))
 
 
 def _send(client: int | None, event: Event) -> Error | None:
-    outcomes: list[Error | None] = []
-    number = _hold(outcomes.append)
-    _check(_library.zentara_send(client, _draft(event), _on_sent, number, _release))
-    return outcomes[0]
+    draft = _draft(event)
+    return _reported(
+        lambda number: _library.zentara_send(client, draft, _on_sent, number, _release))
 
 
 def _raise(error: Error | None) -> None:
@@ -168,7 +209,9 @@ class Client:
         self._handle = handle
         self._flush = flush
         self.flushed: FlushResult | None = None  #: what the flush at the end of `with` achieved
-        weakref.finalize(self, _library.zentara_client_release, handle)
+        release = weakref.finalize(self, _library.zentara_client_release, handle)
+        # Threads and other functions of atexit may use the client until the process ends.
+        release.atexit = False
 
     def __enter__(self) -> Client:
         return self
@@ -179,7 +222,7 @@ class Client:
     def wait_until_ready(self, timeout: float = 30) -> bool:
         """Whether the schemas have arrived in time. Until then events are held back."""
         end = time.monotonic() + timeout
-        while not _library.zentara_is_ready():
+        while not is_ready():
             if time.monotonic() > end:
                 return False
             time.sleep(0.01)
@@ -241,6 +284,12 @@ def set_preferences_directory(path: str | os.PathLike[str]) -> None:
     _check(_library.zentara_set_preferences_directory(_c.text(os.fspath(path))))
 
 
+def set_device(system_name: str, system_version: str, hardware_model: str) -> None:
+    """Sets the facts about the device that go into the user agent."""
+    _check(_library.zentara_set_device(_c.text(system_name), _c.text(system_version),
+                                       _c.text(hardware_model)))
+
+
 def use_endpoints(*, production_collector: str | None = None, qa_collector: str | None = None,
                   production_schemas: str | None = None, qa_schemas: str | None = None,
                   certificate_authority_file: str | None = None) -> None:
@@ -268,9 +317,14 @@ def client(*, flush: float = 10, ready: ReadyFunction | None = None) -> Client:
     if ready is None:
         _check(_library.zentara_get(_c.Ready(), None, _c.Release(), handle))
     else:
-        _check(_library.zentara_get(_on_ready, _hold(ready), _release, handle))
+        _give(ready, lambda number: _library.zentara_get(_on_ready, number, _release, handle))
     assert handle.value is not None
     return Client(handle.value, flush)
+
+
+def is_ready() -> bool:
+    """Whether events are validated and queued when sent. Until then they are held back."""
+    return _library.zentara_is_ready()
 
 
 # Events, through the client of this process.
@@ -285,7 +339,10 @@ def send(schema_id: str, schema_version: str, properties: Mapping[str, Any] = {}
 
 
 def set_logged_user(token_type: UserTokenType, token: str) -> None:
-    """Sets the user whose token goes with the events sent from now on."""
+    """Sets the user whose token goes with the events sent from now on.
+
+    Does nothing while consent is denied.
+    """
     _check(_library.zentara_set_logged_user(token_type, _c.text(token)))
 
 
@@ -295,13 +352,26 @@ def remove_logged_user() -> None:
 
 def anonymous_user() -> AnonymousUser | None:
     """The anonymous token that is stored."""
-    users: list[AnonymousUser] = []
-    number = _hold(lambda *values: users.append(AnonymousUser(*values)))
-    _check(_library.zentara_get_anonymous_user(_on_anonymous_user, number, _release))
-    return None if users[0] == AnonymousUser("", "", None) else users[0]
+    user = _reported(lambda number: _library.zentara_get_anonymous_user(
+        _on_anonymous_user, number, _release))
+    return None if user == AnonymousUser("", "", None) else user
+
+
+def get_hsid(function: HsidFunction) -> None:
+    """Fetches the identity and reports the session token that came with it, on a worker.
+
+    The token is empty when the fetch failed. Nothing is reported when the fetch gave none.
+    """
+    _give(function, lambda number: _library.zentara_get_hsid(_on_hsid, number, _release))
 
 
 # Delivery.
+
+
+def perform_fetch(completion: FetchFunction) -> None:
+    """Delivers up to ten queued events. The completion comes on a worker or before this returns."""
+    _give(completion,
+          lambda number: _library.zentara_perform_fetch(_on_fetched, number, _release))
 
 
 def _flush_result(record: _c.FlushRecord) -> FlushResult:
@@ -368,24 +438,31 @@ def set_log_sink(least: LogLevel, sink: LogFunction | None) -> None:
     if sink is None:
         _check(_library.zentara_set_log_sink(least, _c.LogSink(), None, _c.Release()))
     else:
-        _check(_library.zentara_set_log_sink(least, _on_line, _hold(sink), _release))
+        _give(sink, lambda number: _library.zentara_set_log_sink(least, _on_line, number, _release))
+
+
+def quiet_log(line: LogLine) -> None:
+    """A sink that keeps the library silent."""
 
 
 def set_before_queue(function: BeforeQueueFunction | None) -> None:
     """Sets the function that sees each event before it is queued, on the thread that sends it.
 
     It may change the properties, the url and the referer; it drops the event with `Decision.DROP`.
-    If it raises, the event is refused with a `BeforeQueueError`.
+    Any decision but QUEUE and None drops the event, too. If it raises an `Exception`, the event is
+    refused with a `BeforeQueueError`. KeyboardInterrupt, SystemExit and the like refuse the event,
+    and the `send` that led to the call raises them.
     """
     if function is None:
         _check(_library.zentara_set_before_queue(_c.BeforeQueue(), None, _c.Release()))
     else:
-        _check(_library.zentara_set_before_queue(_on_outgoing, _hold(function), _release))
+        _give(function,
+              lambda number: _library.zentara_set_before_queue(_on_outgoing, number, _release))
 
 
-def set_global_properties(properties: Mapping[str, Any]) -> None:
+def set_global_properties(properties: Mapping[str, Any] | None) -> None:
     """Sets the properties that every event gets, unless it has one of that name itself."""
-    handle = _library.zentara_properties_make_from_json(_json(properties))
+    handle = _library.zentara_properties_make_from_json(_c.text(_json(properties or {})))
     if handle is None:
         raise ValueError(str(_library.zentara_last_problem()))
     _check(_library.zentara_set_global_properties_take(handle))
@@ -396,7 +473,8 @@ def set_delivery_observer(observer: ObserverFunction | None) -> None:
     if observer is None:
         _check(_library.zentara_set_delivery_observer(_c.Observer(), None, _c.Release()))
     else:
-        _check(_library.zentara_set_delivery_observer(_on_notice, _hold(observer), _release))
+        _give(observer,
+              lambda number: _library.zentara_set_delivery_observer(_on_notice, number, _release))
 
 
 def set_fail_fast(enabled: bool) -> None:

@@ -14,7 +14,8 @@ class Text(ctypes.Structure):
     _fields_ = [("bytes", POINTER(c_char)), ("length", c_size_t)]
 
     def __str__(self) -> str:
-        return ctypes.string_at(self.bytes, self.length).decode() if self.bytes else ""
+        content = ctypes.string_at(self.bytes, self.length) if self.bytes else b""
+        return content.decode(errors="replace")
 
     def or_none(self) -> str | None:
         return str(self) if self.bytes else None
@@ -53,7 +54,7 @@ class Endpoints(Record):
 class Policy(Record):
     _fields_ = [("size", c_size_t), ("largest_body_size", c_int64), ("continue_at_once", c_bool),
                 ("compress_bodies", c_bool), ("back_off", c_bool), ("isolate_refused", c_bool),
-                ("reuse_connections", c_bool)]
+                ("reuse_connections", c_bool), ("reserved", c_bool * 3)]
 
 
 class Draft(Record):
@@ -90,6 +91,8 @@ Release = CFUNCTYPE(None, c_void_p)
 Ready = CFUNCTYPE(None, c_void_p, c_void_p)
 Send = CFUNCTYPE(None, c_void_p, c_void_p, c_void_p)
 AnonymousUser = CFUNCTYPE(None, c_void_p, Text, Text, Text)
+Hsid = CFUNCTYPE(None, c_void_p, Text)
+Fetch = CFUNCTYPE(None, c_void_p, c_int32)
 LogSink = CFUNCTYPE(None, c_void_p, POINTER(LogRecord))
 BeforeQueue = CFUNCTYPE(c_int32, c_void_p, c_void_p)
 Observer = CFUNCTYPE(None, c_void_p, POINTER(NoticeRecord))
@@ -100,6 +103,7 @@ _SIGNATURES: dict[str, tuple[object, list[object]]] = {
     "zentara_set_bundle_identifier": (c_int32, [Text]),
     "zentara_set_documents_directory": (c_int32, [Text]),
     "zentara_set_preferences_directory": (c_int32, [Text]),
+    "zentara_set_device": (c_int32, [Text, Text, Text]),
     "zentara_use_endpoints": (c_int32, [POINTER(Endpoints)]),
     "zentara_use_settings": (c_int32, [Text, c_int32, Text, POINTER(Policy)]),
     "zentara_is_configured": (c_bool, []),
@@ -121,6 +125,8 @@ _SIGNATURES: dict[str, tuple[object, list[object]]] = {
     "zentara_set_logged_user": (c_int32, [c_int32, Text]),
     "zentara_remove_logged_user": (c_int32, []),
     "zentara_get_anonymous_user": (c_int32, [AnonymousUser, c_void_p, Release]),
+    "zentara_get_hsid": (c_int32, [Hsid, c_void_p, Release]),
+    "zentara_perform_fetch": (c_int32, [Fetch, c_void_p, Release]),
     "zentara_flush_and_wait": (c_int32, [c_int64, POINTER(FlushRecord)]),
     "zentara_shutdown": (c_int32, [c_int64, POINTER(FlushRecord)]),
     "zentara_pause_delivery": (None, []),

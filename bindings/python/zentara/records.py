@@ -43,6 +43,12 @@ class FlushOutcome(enum.IntEnum):
     REFUSED = 3
 
 
+class FetchResult(enum.IntEnum):
+    NEW_DATA = 0
+    NO_DATA = 1
+    FAILED = 2
+
+
 class DeliveryKind(enum.IntEnum):
     DELIVERED = 0
     EVICTED = 1

@@ -1,5 +1,7 @@
 #import "facade/objc/Internal.h"
 
+#include <string.h>
+
 void zentaraCallHost(const char *where, void (^code)(void)) {
     @autoreleasepool {
         @try {
@@ -63,7 +65,12 @@ void zentaraCallSend(void *context, const zentara_event *event, const zentara_er
     const SendHandler *handler = context;
     if (handler->block == nil) return;
     @autoreleasepool {
-        const EventInput input = {.url = handler->url, .referer = @""};
+        const zentara_text url = zentaraTextsOf(event).url;
+        // The before-queue block may have changed it.
+        const bool isAsSent = url.length == handler->urlText.length &&
+                              memcmp(url.bytes, handler->urlText.bytes, url.length) == 0;
+        const EventInput input = {.url = isAsSent ? handler->url : zentaraString(url),
+                                  .referer = @""};
         tell(handler->block, zentaraEventObject(zentara_event_copy(event), &input),
              zentaraErrorObject(error));
     }

@@ -132,8 +132,9 @@ void zentaraCallSend(void *context, const zentara_event *event, const zentara_er
 
 /// The handler of one send.
 typedef struct SendHandler {
-    id block;  ///< a copy of the application's, which may be nil
-    id url;    ///< the url of the event that the block receives
+    id block;              ///< a copy of the application's, which may be nil
+    id url;                ///< the url of the event that the block receives
+    zentara_text urlText;  ///< the same as it is sent
 } SendHandler;
 
 /// Releases the block.

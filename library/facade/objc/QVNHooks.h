@@ -46,7 +46,8 @@ ZENTARA_SWIFT_NAME("OutgoingEvent")
 
 typedef NS_ENUM(NSInteger, ZentaraEventDecision) {
     ZentaraEventDecisionQueue = 0,  ///< validate and queue the event as it is now
-    ZentaraEventDecisionDrop = 1,   ///< its handler receives an `EventDroppedError`
+    /// Its handler receives an `EventDroppedError`. Any other value drops the event, too.
+    ZentaraEventDecisionDrop = 1,
 };
 
 typedef NS_ENUM(NSInteger, ZentaraValidationOutcome) {
@@ -74,8 +75,9 @@ ZENTARA_SWIFT_NAME("ValidationReport")
 @interface QVNZentaraClient (Hooks)
 
 /// Hands every line that the library would print, of this level or above, to the block, on a
-/// worker. With a block nothing is printed. A fatal line comes on the thread that fails; the block
-/// must not call the library then.
+/// worker. With a block nothing is printed: the empty block `^(QVNLogLine *line) {}` keeps the
+/// library silent. A fatal line comes on the thread that fails; the block must not call the library
+/// then.
 + (void)setLogSinkWithLevel:(ZentaraLogLevel)least
                        sink:(void (^_Nullable)(QVNLogLine *line))sink
     ZENTARA_SWIFT_NAME("setLogSink(level:sink:)");

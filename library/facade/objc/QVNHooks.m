@@ -86,20 +86,21 @@ static zentara_properties *propertiesOf(id dictionary, SEL method) {
     zentaraRaise(method, refusal);
 }
 
-/// Calls the block, and takes over what it has set. Raises what refuses the event.
+/// Calls the block, and takes over what it has set. Raises what refuses the event. Every decision
+/// but the first drops it.
 static zentara_decision decide(id block, zentara_outgoing *outgoing) {
     QVNOutgoingEvent *event = [[[QVNOutgoingEvent alloc] initWithOutgoing:outgoing] autorelease];
     NSDictionary *properties = event.properties;
     const ZentaraEventDecision decision =
         ((ZentaraEventDecision(^)(QVNOutgoingEvent *))block)(event);
-    if (decision == ZentaraEventDecisionDrop) return ZENTARA_DECISION_DROP;
+    if (decision != ZentaraEventDecisionQueue) return ZENTARA_DECISION_DROP;
     if (event.properties != properties) {
         zentara_outgoing_set_properties_take(
             outgoing, propertiesOf(event.properties, @selector(setProperties:)));
     }
     zentara_outgoing_set_url(outgoing, zentaraText(event.url));
     zentara_outgoing_set_referer(outgoing, zentaraText(event.referer));
-    return decision == (zentara_decision)decision ? (zentara_decision)decision : -1;
+    return ZENTARA_DECISION_QUEUE;
 }
 
 static zentara_decision callBeforeQueue(void *block, zentara_outgoing *outgoing) {
@@ -144,13 +145,17 @@ static zentara_decision callBeforeQueue(void *block, zentara_outgoing *outgoing)
                                 schemaVersion:(NSString *)schemaVersion
                                    properties:(NSDictionary *)properties {
     zentara_validation_report report = ZENTARA_INIT(zentara_validation_report);
+    report.outcome = ZENTARA_VALIDATION_NOT_READY;
     zentara_event_draft draft = ZENTARA_INIT(zentara_event_draft);
     NSString *refusal = nil;
     draft.schema_id = zentaraArgument(schemaId, @"schemaId", &refusal);
     draft.schema_version = zentaraArgument(schemaVersion, @"schemaVersion", &refusal);
     if (refusal != nil) zentaraRaise(_cmd, refusal);
     draft.properties = propertiesOf(properties, _cmd);
-    zentara_validate([self clientHandle], &draft, &report);
+    if (zentara_validate([self clientHandle], &draft, &report) != ZENTARA_OK) {
+        zentaraWarnWith([@"ZentaraClient: validation failed: "
+            stringByAppendingString:zentaraString(zentara_last_problem())]);
+    }
     zentara_properties_release(draft.properties);
     return [[[QVNValidationReport alloc] initWithRecord:&report] autorelease];
 }

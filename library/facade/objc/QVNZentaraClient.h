@@ -81,7 +81,7 @@ ZENTARA_SWIFT_NAME("ZentaraClient")
 
 /// Sets the user whose token goes with the events sent from now on. false and an error before the
 /// settings, or of the domain `ZentaraClientInvalidArgumentErrorDomain` when there is no such type
-/// of tokens.
+/// of tokens. Does nothing while consent is denied, and returns true.
 + (ZENTARA_BOOL)setLoggedUserWithTokenType:(UserTokenType)tokenType
                                      token:(NSString *)token
                                      error:(NSError *_Nullable *_Nullable)error

@@ -191,6 +191,7 @@ static bool isTokenType(NSInteger type) {
         const EventInput input = zentaraConvertEvent(schemaId, schemaVersion, contentType, url,
                                                      referer, properties, relationId);
         handler.url = input.url;
+        handler.urlText = input.draft.url;
         if (input.refusal != nil) {
             zentaraRefuse(handleOf(_client), &handler, &input.draft, input.ownProperties,
                           input.refusal);
@@ -243,6 +244,7 @@ static void sendElement(const zentara_client *client, id element, zentara_text r
             zentaraWarnNotQueued(zentaraTextsOf([event handle]).schema_id, [event flaw]);
         }
         const zentara_event *handle = [event handle];
+        handler->urlText = zentaraTextsOf(handle).url;
         zentara_send_events(client, &handle, 1, relationId, zentaraCallSend, handler, NULL);
         return;
     }

@@ -57,16 +57,18 @@ zentara_text zentaraOptionalText(NSString *string) {
     return string == nil ? (zentara_text){NULL, 0} : zentaraText(string);
 }
 
-/// The next character of well-formed UTF-8.
-static uint32_t decode(const unsigned char **next) {
+/// The next character of UTF-8; U+FFFD for bytes that are none, and for a character that is cut.
+static uint32_t decode(const unsigned char **next, const unsigned char *end) {
     const uint32_t first = *(*next)++;
     if (first < 0x80) return first;
+    if (first < 0xC0 || first > 0xF4) return replacementCharacter;
     const int more = first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
     uint32_t character = first & (0x3Fu >> more);
     for (int index = 0; index < more; ++index) {
+        if (*next == end || (**next & 0xC0) != 0x80) return replacementCharacter;
         character = (character << 6) | (*(*next)++ & 0x3F);
     }
-    return character;
+    return character <= 0x10FFFF ? character : replacementCharacter;
 }
 
 NSString *zentaraString(zentara_text text) {
@@ -79,7 +81,7 @@ NSString *zentaraString(zentara_text text) {
     const unsigned char *next = (const unsigned char *)text.bytes;
     const unsigned char *end = next + text.length;
     while (next != end) {
-        const uint32_t character = decode(&next);
+        const uint32_t character = decode(&next, end);
         if (character < firstSupplementary) {
             units[length++] = (unichar)character;
         } else {
