@@ -494,11 +494,12 @@ ZENTARA_EXPORT zentara_status zentara_flush_and_wait(int64_t deadline,
                                                      zentara_flush_result* result) ZENTARA_NOEXCEPT;
 
 /// Ends the library's work: refuses events from now on, flushes until `deadline` milliseconds have
-/// passed, and forgets the settings and the callbacks of the host. When it returns, no callback
-/// runs and each context is released, unless a callback has not returned by then: the outcome is
-/// then `ZENTARA_FLUSH_DEADLINE`. May be called twice, by several threads, and while the process
-/// exits. In a callback it does nothing: the outcome is `ZENTARA_FLUSH_REFUSED`. `result` may be
-/// null; its text is valid until the next call on this thread.
+/// passed, and forgets the callbacks of the host. `zentara_get` builds anew, with the same
+/// settings; until then other calls that build a client return `ZENTARA_NOT_CONFIGURED`. When it
+/// returns, no callback runs and each context is released, unless a callback has not returned by
+/// then: the outcome is then `ZENTARA_FLUSH_DEADLINE`. May be called twice, by several threads, and
+/// while the process exits. In a callback it does nothing: the outcome is `ZENTARA_FLUSH_REFUSED`.
+/// `result` may be null; its text is valid until the next call on this thread.
 ZENTARA_EXPORT zentara_status zentara_shutdown(int64_t deadline,
                                                zentara_flush_result* result) ZENTARA_NOEXCEPT;
 

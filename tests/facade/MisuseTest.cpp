@@ -249,6 +249,8 @@ TEST_F(MisuseTest, AfterShutdown) {
 
 TEST_F(MisuseTest, InForkedChild) {
     const auto client = getClient();
+    // Forks while no thread works: the child uses the allocator.
+    EXPECT_TRUE(fetchHsid(*client));
     int channel[2];
     ASSERT_EQ(::pipe(channel), 0);
     const auto child = ::fork();

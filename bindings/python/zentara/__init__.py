@@ -390,7 +390,10 @@ def flush(deadline: float = 10) -> FlushResult:
 
 
 def shutdown(deadline: float = 10) -> FlushResult:
-    """Refuses events from now on, flushes, and forgets the settings and all functions."""
+    """Refuses events from now on, flushes, and forgets all functions.
+
+    A later `client` builds anew, with the same settings.
+    """
     record = _c.FlushRecord()
     _check(_library.zentara_shutdown(_milliseconds(deadline), record))
     return _flush_result(record)
