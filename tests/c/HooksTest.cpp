@@ -157,26 +157,6 @@ TEST_F(CHooks, EventIsChangedDroppedAndRefused) {
     EXPECT_EQ(statistics.dropped_by_hook, 2);
 }
 
-TEST_F(CHooks, ValidationTellsWhatSendWould) {
-    auto draft = ZENTARA_INIT(zentara_event_draft);
-    draft.schema_id = text("page-view");
-    draft.schema_version = text("1");
-    draft.properties_json = text("{\"title\":5,\"section\":\"home\",\"language\":\"en\"}");
-    auto report = ZENTARA_INIT(zentara_validation_report);
-    ASSERT_EQ(zentara_validate(nullptr, &draft, &report), ZENTARA_OK);
-    const auto expected = ZentaraClient::get()->validate(
-        "page-view", "1", {{"title", 5}, {"section", "home"}, {"language", "en"}});
-    EXPECT_EQ(report.outcome, ZENTARA_VALIDATION_INVALID);
-    ASSERT_EQ(report.count, 1u);
-    ASSERT_EQ(expected.messages.size(), 1u);
-    EXPECT_EQ(string(report.messages[0]), expected.messages[0]);
-    draft.schema_version = text("9");
-    ASSERT_EQ(zentara_validate(nullptr, &draft, &report), ZENTARA_OK);
-    EXPECT_EQ(report.outcome, ZENTARA_VALIDATION_UNKNOWN_SCHEMA);
-    EXPECT_EQ(report.count, 0u);
-    EXPECT_EQ(zentara_validate(nullptr, &draft, nullptr), ZENTARA_INVALID_ARGUMENT);
-}
-
 TEST_F(CHooks, SinkReceivesLinesAndNothingIsPrinted) {
     struct Line {
         zentara_log_level level;
@@ -206,44 +186,6 @@ TEST_F(CHooks, SinkReceivesLinesAndNothingIsPrinted) {
     for (const auto level : {-1, 3})
         EXPECT_EQ(zentara_set_log_sink(level, zentara_quiet_log, nullptr, nullptr),
                   ZENTARA_INVALID_ARGUMENT);
-}
-
-TEST_F(CHooks, FlushIsPausedAndRefusedInACallback) {
-    struct Seen {
-        zentara_flush_outcome outcome = -1;
-        std::string failure;
-        std::int64_t waiting = -1;
-    };
-    EXPECT_EQ(send("paused"), "0 queued");
-    zentara_pause_delivery();
-    const auto flushed = [] {
-        return valueFrom<Seen>([](auto done) {
-            auto* const held = new decltype(done)(done);
-            zentara_flush(
-                9000,
-                [](void* context, const zentara_flush_result* result) {
-                    (*static_cast<decltype(held)>(context))(
-                        {result->outcome, string(result->last_failure), result->waiting});
-                    // In a callback nothing waits.
-                    auto inner = ZENTARA_INIT(zentara_flush_result);
-                    EXPECT_EQ(zentara_flush_and_wait(1000, &inner), ZENTARA_OK);
-                    EXPECT_EQ(inner.outcome, ZENTARA_FLUSH_REFUSED);
-                    EXPECT_EQ(string(inner.last_failure), "a callback cannot wait for a flush");
-                },
-                held, [](void* context) { delete static_cast<decltype(held)>(context); });
-        });
-    };
-    const auto paused = flushed();
-    ASSERT_TRUE(paused);
-    EXPECT_EQ(paused->outcome, ZENTARA_FLUSH_FAILED);
-    EXPECT_EQ(paused->waiting, 1);
-    EXPECT_NE(paused->failure, "");
-    zentara_resume_delivery();
-    const auto resumed = flushed();
-    ASSERT_TRUE(resumed);
-    EXPECT_EQ(resumed->outcome, ZENTARA_FLUSH_EMPTY);
-    EXPECT_EQ(resumed->waiting, 0);
-    zentara_retry_refused();
 }
 
 TEST_F(CHooks, ContextOfAReplacedFunctionIsReleased) {

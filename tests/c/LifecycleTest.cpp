@@ -51,39 +51,6 @@ zentara_flush_outcome shutDown() {
 
 }  // namespace
 
-TEST_F(CLifecycle, ConsentIsSetAndUserForgotten) {
-    const auto before = ZentaraClient::statistics();
-    using Notice = std::pair<zentara_delivery_kind, std::string>;
-    Mailbox<Notice> notices;
-    zentara_set_delivery_observer(
-        [](void* context, const zentara_delivery_notice* notice) {
-            static_cast<Mailbox<Notice>*>(context)->put(
-                {notice->kind, std::string(notice->reason.bytes, notice->reason.length)});
-        },
-        &notices, nullptr);
-    EXPECT_EQ(zentara_get_consent(), ZENTARA_CONSENT_GRANTED);
-    EXPECT_EQ(zentara_set_consent(ZENTARA_CONSENT_PENDING), ZENTARA_OK);
-    EXPECT_EQ(zentara_get_consent(), ZENTARA_CONSENT_PENDING);
-    EXPECT_EQ(send(), ZENTARA_ERROR_NOT_READY);
-    EXPECT_EQ(zentara_forget_user(), ZENTARA_OK);
-    EXPECT_EQ(ZentaraClient::statistics().heldBackDiscarded, before.heldBackDiscarded + 1);
-    const auto notice = notices.waitFor();
-    ASSERT_TRUE(notice);
-    EXPECT_EQ(notice->first, ZENTARA_DELIVERY_DROPPED);
-    EXPECT_NE(notice->second, "");
-    zentara_shutdown(1000, nullptr);
-    TestHost::configure();
-    zentara_client_release(client_);
-    EXPECT_EQ(zentara_get(nullptr, nullptr, nullptr, &client_), ZENTARA_OK);
-    EXPECT_EQ(zentara_set_consent(ZENTARA_CONSENT_DENIED), ZENTARA_OK);
-    EXPECT_EQ(zentara_get_consent(), ZENTARA_CONSENT_DENIED);
-    EXPECT_EQ(send(), ZENTARA_ERROR_CONSENT_DENIED);
-    for (const auto unknown : {-1, 3}) {
-        EXPECT_EQ(zentara_set_consent(unknown), ZENTARA_INVALID_ARGUMENT);
-        EXPECT_EQ(zentara_get_consent(), ZENTARA_CONSENT_DENIED);
-    }
-}
-
 TEST_F(CLifecycle, ShutdownReleasesEveryContext) {
     int releases = 0;
     const auto release = [](void* context) {
@@ -120,19 +87,4 @@ TEST_F(CLifecycle, ShutdownIsRefusedInACallback) {
         &outcome);
     EXPECT_EQ(outcome, ZENTARA_FLUSH_REFUSED);
     EXPECT_EQ(send(), ZENTARA_ERROR_NOT_READY);
-}
-
-TEST_F(CLifecycle, ForkedChildIsAnswered) {
-    const auto child = ::fork();
-    if (child == 0) {
-        auto result = ZENTARA_INIT(zentara_flush_result);
-        const bool holds = shutDown() == ZENTARA_FLUSH_REFUSED &&
-                           zentara_flush_and_wait(0, &result) == ZENTARA_OK &&
-                           result.outcome == ZENTARA_FLUSH_FAILED &&
-                           zentara_set_before_queue(nullptr, nullptr, nullptr) == ZENTARA_OK;
-        ::_exit(holds ? 0 : 1);
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
 }

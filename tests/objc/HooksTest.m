@@ -146,46 +146,6 @@ TEST(BlockChangesDropsAndRefusesEvents) {
     [delivered release];
 }
 
-TEST(ValidationTellsWhatASendWould) {
-    QVNZentaraClient *client = readyClient();
-    NSDictionary *bad = @{@"title" : @5, @"section" : @"home", @"language" : @"en"};
-    QVNValidationReport *report = [client validateWithSchemaId:@"page-view"
-                                                 schemaVersion:@"1"
-                                                    properties:bad];
-    CHECK(report.outcome == ZentaraValidationOutcomeInvalid && [report.messages count] == 1);
-    __block NSString *message = nil;
-    sendTo(client, nil, bad, ^(Event *event, ZentaraClientError *error) {
-        message = [[error localizedDescription] retain];
-    });
-    CHECK([message hasSuffix:[report.messages lastObject]]);
-    [message release];
-    report = [client validateWithSchemaId:@"page-view" schemaVersion:@"2" properties:bad];
-    CHECK(report.outcome == ZentaraValidationOutcomeUnknownSchema && [report.messages count] == 0);
-    NSString *raised = nil;
-    @try {
-        [client validateWithSchemaId:@"page-view"
-                       schemaVersion:@"1"
-                          properties:@{@"when" : [NSDate date]}];
-    } @catch (NSException *exception) {
-        raised = [exception reason];
-    }
-    CHECK(contains(raised, @"properties.when is an object of class"));
-}
-
-TEST(FlushFailsWhileDeliveryIsPaused) {
-    QVNZentaraClient *client = readyClient();
-    [QVNZentaraClient pauseDelivery];
-    sendTo(client, nil, @{@"title" : @"t", @"section" : @"home", @"language" : @"en"}, nil);
-    QVNFlushResult *result = flushed(9);
-    CHECK(result.outcome == ZentaraFlushOutcomeFailed && result.waiting == 1);
-    CHECK([result.lastFailure length] > 0);
-    [QVNZentaraClient retryRefused];
-    [QVNZentaraClient resumeDelivery];
-    result = flushed(9);
-    CHECK(result.outcome == ZentaraFlushOutcomeEmpty && result.waiting == 0);
-    CHECK([QVNZentaraClientStatistics current].delivered == 1);
-}
-
 TEST(ConsentIsKeptAndShutDownEndsTheWork) {
     QVNZentaraClient *client = readyClient();
     NSDictionary *page = @{@"title" : @"t", @"section" : @"home", @"language" : @"en"};

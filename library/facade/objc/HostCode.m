@@ -1,7 +1,5 @@
 #import "facade/objc/Internal.h"
 
-#include <string.h>
-
 void zentaraCallHost(const char *where, void (^code)(void)) {
     @autoreleasepool {
         @try {
@@ -65,12 +63,10 @@ void zentaraCallSend(void *context, const zentara_event *event, const zentara_er
     const SendHandler *handler = context;
     if (handler->block == nil) return;
     @autoreleasepool {
-        const zentara_text url = zentaraTextsOf(event).url;
+        NSString *url = zentaraString(zentaraTextsOf(event).url);
         // The before-queue block may have changed it.
-        const bool isAsSent = url.length == handler->urlText.length &&
-                              memcmp(url.bytes, handler->urlText.bytes, url.length) == 0;
-        const EventInput input = {.url = isAsSent ? handler->url : zentaraString(url),
-                                  .referer = @""};
+        const bool isAsSent = [url isEqualToString:zentaraString(handler->urlText)];
+        const EventInput input = {.url = isAsSent ? handler->url : url, .referer = @""};
         tell(handler->block, zentaraEventObject(zentara_event_copy(event), &input),
              zentaraErrorObject(error));
     }
