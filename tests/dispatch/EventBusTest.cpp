@@ -30,7 +30,7 @@ TEST_F(EventBusTest, FailedBatchReturnsFirst) {
     EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
     ASSERT_EQ(session_.requests().size(), 4U);
     for (std::size_t request = 0; request < 4; ++request)
-        EXPECT_EQ(actions(request), request < 3 ? range(1, 10) : range(11, 4));
+        EXPECT_EQ(posts().at(request), request < 3 ? range(1, 10) : range(11, 4));
 }
 
 TEST_F(EventBusTest, EnvelopeHasTheTimeOfItsDispatch) {
@@ -71,7 +71,7 @@ TEST_F(EventBusTest, EachUserHasAnEnvelopeThatFailsAlone) {
     };
     ASSERT_EQ(session_.requests().size(), std::size(expected));
     for (std::size_t request = 0; request < std::size(expected); ++request) {
-        EXPECT_EQ(actions(request), expected[request].first);
+        EXPECT_EQ(posts().at(request), expected[request].first);
         EXPECT_EQ(session_.header(request, "Cookie"), expected[request].second);
         EXPECT_EQ(envelope(request).at("zentaraDispatchNumber"), request + 1);
     }
@@ -112,7 +112,7 @@ TEST_F(EventBusTest, QueueIsUntouchedUntilSendingIsPossible) {
     settings_ = settings;
     identity_->setLoggedUser(UserTokenType::guest, "user");
     EXPECT_EQ(dispatch(*bus), DispatchResult::success());
-    EXPECT_EQ(actions(0), range(1, 2));
+    EXPECT_EQ(posts().at(0), range(1, 2));
 }
 
 TEST_F(EventBusTest, DestructorStoresZerosUnlessReplaced) {

@@ -44,6 +44,16 @@ class ZentaraIDManagerTest : public testing::Test {
         return cookie == headers.end() ? std::nullopt : std::optional(cookie->second);
     }
 
+    /// From now on answers come at the call of `end`, with the number of the request.
+    void hang() {
+        session_.respond([this](const URLRequest&, URLSession::Completion done) {
+            hanging_.push_back(std::move(done));
+        });
+    }
+    void end(std::size_t index, int status, const char* body) {
+        hanging_.at(index)(URLResponse{status, body});
+    }
+
     static constexpr const char* whole = R"({"qvn_uid":"t1","qvn_uid_public":"p1","hsid":"h1"})";
 
     TestHost host_;
@@ -52,6 +62,7 @@ class ZentaraIDManagerTest : public testing::Test {
     ManualTicker ticker_;
     TickerProtocol::Clock::time_point now_;
     int ready_ = 0;
+    std::deque<URLSession::Completion> hanging_;
 };
 
 TEST_F(ZentaraIDManagerTest, TokenIsFetchedStoredAndRenewed) {
@@ -119,13 +130,7 @@ TEST_F(ZentaraIDManagerTest, PartsOfAResponseAreUsed) {
 }
 
 TEST_F(ZentaraIDManagerTest, PendingFetchIsSharedForItsInterval) {
-    std::deque<URLSession::Completion> hanging;
-    session_.respond([&](const URLRequest&, URLSession::Completion done) {
-        hanging.push_back(std::move(done));
-    });
-    const auto end = [&](std::size_t index, int status, const char* body) {
-        hanging.at(index)(URLResponse{status, body});
-    };
+    hang();
     const auto manager = makeManager();
     std::vector<std::string> hsids;
     const auto note = [&](const std::string& hsid) {
@@ -135,11 +140,11 @@ TEST_F(ZentaraIDManagerTest, PendingFetchIsSharedForItsInterval) {
     ticker_.fire();
     now_ += std::chrono::milliseconds(4499);
     manager->start(note);
-    EXPECT_EQ(hanging.size(), 1U);
+    EXPECT_EQ(hanging_.size(), 1U);
     now_ += std::chrono::milliseconds(1);
     ticker_.fire();
     manager->start(note);
-    EXPECT_EQ(hanging.size(), 2U);
+    EXPECT_EQ(hanging_.size(), 2U);
     end(1, 500, "{}");
     EXPECT_TRUE(ticker_.isRunning());
     EXPECT_EQ(hsids, std::vector<std::string>{""}) << "a failure is reported to its own callers";
@@ -152,6 +157,54 @@ TEST_F(ZentaraIDManagerTest, PendingFetchIsSharedForItsInterval) {
     end(0, 200, R"({"qvn_uid":"t9","qvn_uid_public":"p9"})");
     EXPECT_EQ(cookieOf(*manager), "qvn_uid=t1;hsid=h1;") << "a late response is ignored";
     EXPECT_EQ(hsids.size(), 2U);
+}
+
+TEST_F(ZentaraIDManagerTest, ForgetIgnoresAnswersOfOlderFetches) {
+    hang();
+    const auto manager = makeManager();
+    ticker_.fire();
+    end(0, 200, whole);
+    manager->setLoggedUser(UserTokenType::externalId, "user");
+    std::vector<std::string> hsids;
+    manager->start([&](const std::string& hsid) { hsids.push_back(hsid); });
+    writeTo(host_.file(".token.new"), "left by a kill");
+
+    ASSERT_TRUE(manager->forget().ok());
+    EXPECT_EQ(hsids, std::vector<std::string>{""});
+    EXPECT_EQ(manager->getLoggedUser(), std::nullopt);
+    end(1, 200, R"({"qvn_uid":"t2","qvn_uid_public":"p2","hsid":"h2"})");
+    EXPECT_EQ(cookieOf(*manager), std::nullopt);
+    EXPECT_EQ(namesIn(host_.documents()), std::set<std::string>());
+    EXPECT_EQ(ticker_.runningInterval(), 5.0);
+    ticker_.fire();
+    EXPECT_EQ(session_.header(2, "Cookie"), std::nullopt);
+    end(2, 200, whole);
+    std::filesystem::remove(host_.file("token"));
+    writeTo(host_.file("token/other"), "");
+    EXPECT_FALSE(manager->forget().ok());
+    EXPECT_EQ(cookieOf(*manager), std::nullopt);
+}
+
+TEST_F(ZentaraIDManagerTest, ClosedSessionIsNoFailure) {
+    hang();
+    const auto manager = makeManager();
+    ticker_.fire();
+    session_.close("consent is pending");
+    hanging_.at(0)(Status(plainError("consent is pending")));
+    ticker_.fire();
+    EXPECT_EQ(fetch(*manager), "");
+    EXPECT_EQ(session_.requests().size(), 1U);
+    EXPECT_FALSE(isFailing(Component::identity));
+
+    session_.open();
+    std::string hsid = "not called";
+    manager->start([&](const std::string& reported) { hsid = reported; });
+    manager->stop();
+    EXPECT_EQ(hsid, "");
+    manager->resume();
+    EXPECT_FALSE(ticker_.isRunning());
+    manager->start(nullptr);
+    EXPECT_EQ(session_.requests().size(), 2U);
 }
 
 TEST_F(ZentaraIDManagerTest, HeadersHoldTheCookiesInOrder) {

@@ -1,8 +1,8 @@
 // A host application whose library has much to say:
 //
-//     zentara_logging_host COLLECTOR SCHEMAS DOCUMENTS sink|print COUNT
+//     zentara_logging_host COLLECTOR SCHEMAS DOCUMENTS COUNT
 //
-// With "sink" it writes each line of the log to the descriptor 3, as "LEVEL COMPONENT TEXT". It
+// It writes each line of the log to the descriptor 3, as "LEVEL COMPONENT TEXT". It
 // ends by a fatal error, after the sink has got COUNT lines.
 
 #include <signal.h>
@@ -13,13 +13,13 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <future>
+#include <memory>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <thread>
 
 #include "support/HostSetUp.h"
+#include "support/WaitFor.h"
 
 using namespace zentara;
 
@@ -35,35 +35,24 @@ void keep(const LogLine& line) {
     throw std::runtime_error("the library ignores it");
 }
 
-void fetchHsid(ZentaraClient& client) {
-    std::promise<void> done;
-    client.getHsid([&](const std::string&) { done.set_value(); });
-    done.get_future().wait();
-}
-
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count != 6) return EXIT_FAILURE;
-    const bool hasSink = std::string_view(arguments[4]) == "sink";
-    if (hasSink) ZentaraClient::setLogSink(LogLevel::info, keep);
+    if (count != 5) return EXIT_FAILURE;
+    ZentaraClient::setLogSink(LogLevel::info, keep);
     test::setUpHost(arguments[3], arguments[1], arguments[2]);
 
-    std::promise<void> ready;
-    // The ready callback may come again.
-    std::atomic<bool> isReady = false;
-    const auto client = ZentaraClient::get([&](const ZentaraClientErrorRef& error) {
-        if (!error && !isReady.exchange(true)) ready.set_value();
+    const auto ready = std::make_shared<test::Signal>();
+    const auto client = ZentaraClient::get([ready](const ZentaraClientErrorRef& error) {
+        if (!error) ready->notify();
     });
     ZentaraClient::setIsReady(false);
     client->send({.schemaId = "held\nback", .schemaVersion = "1"});
-    ready.get_future().wait();
+    if (!ready->waitFor()) return EXIT_FAILURE;
     ZentaraClient::setIsReady(true);
 
-    fetchHsid(*client);
-    std::promise<void> fetched;
-    client->performFetch([&](BackgroundFetchResult) { fetched.set_value(); });
-    fetched.get_future().wait();
+    test::valueFrom<std::string>([&](auto done) { client->getHsid(done); });
+    test::valueFrom<BackgroundFetchResult>([&](auto done) { client->performFetch(done); });
 
     ZentaraClient::setBeforeQueue([](OutgoingEvent&) -> EventDecision { throw 1; });
     client->send({.schemaId = "any", .schemaVersion = "1"});
@@ -86,7 +75,7 @@ int main(int count, char** arguments) {
     int status = 0;
     if (::waitpid(child, &status, 0) != child || status != 0) return EXIT_FAILURE;
 
-    while (hasSink && lines < std::atoi(arguments[5]))
+    while (lines < std::atoi(arguments[4]))
         std::this_thread::yield();
     ZentaraClient::setFailFast(true);
     client->send({.schemaId = "nowhere", .schemaVersion = "1"});

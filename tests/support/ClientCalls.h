@@ -36,6 +36,25 @@ inline std::optional<BackgroundFetchResult> fetch(ZentaraClient& client) {
         [&](auto done) { client.performFetch(std::move(done)); });
 }
 
+inline FlushResult flush(std::chrono::milliseconds deadline = generousTimeout) {
+    return valueFrom<FlushResult>(
+               [&](auto done) { ZentaraClient::flush(deadline, std::move(done)); })
+        .value();
+}
+
+/// What the handler is told: the text of an error, or "queued".
+inline std::string send(ZentaraClient& client, const EventDraft& draft) {
+    std::string outcome;
+    client.send(
+        draft, [&](const auto&, const auto& error) { outcome = error ? error->what() : "queued"; });
+    return outcome;
+}
+
+/// Sends an event with the property "n".
+inline std::string send(ZentaraClient& client, std::int64_t number) {
+    return send(client, {.schemaId = "any", .schemaVersion = "1", .properties = {{"n", number}}});
+}
+
 inline void expectBalanced(const ZentaraClientStatistics& books) {
     EXPECT_EQ(imbalances(books), std::pair(std::int64_t(0), std::int64_t(0)));
 }

@@ -16,6 +16,7 @@
 #include "json/JSONText.h"
 #include "model/EventDecoder.h"
 #include "support/Files.h"
+#include "support/ManualControlTime.h"
 #include "support/ManualTicker.h"
 #include "support/RecordingSession.h"
 #include "support/SampleEvents.h"
@@ -25,11 +26,6 @@
 namespace zentara::test {
 
 using Numbers = std::vector<std::int64_t>;
-
-struct ManualControlTime final : ControlTimeProtocol {
-    std::atomic<std::uint64_t> value = 50'000'000;
-    std::uint64_t currentMonotonicValue() const override { return value; }
-};
 
 /// A bus over a queue on disk, with an identity, a session without a network, and timers and clocks
 /// that the test moves.
@@ -102,9 +98,6 @@ class EventBusFixture : public testing::Test {
         for (const auto& action : envelope->at("actions").array())
             numbers.push_back(action.at("zentaraActionSequence").integer());
         return numbers;
-    }
-    [[nodiscard]] Numbers actions(std::size_t request) {
-        return actionsIn(session_.requests().at(request).body.value());
     }
     /// Those of all requests.
     [[nodiscard]] std::vector<Numbers> posts() {
