@@ -146,47 +146,6 @@ TEST(BlockChangesDropsAndRefusesEvents) {
     [delivered release];
 }
 
-TEST(ConsentIsKeptAndShutDownEndsTheWork) {
-    QVNZentaraClient *client = readyClient();
-    NSDictionary *page = @{@"title" : @"t", @"section" : @"home", @"language" : @"en"};
-    NSMutableArray *outcomes = [NSMutableArray array];
-    SendBlock handler = ^(Event *event, ZentaraClientError *error) {
-        [outcomes addObject:NSStringFromClass([error class]) ?: @"queued"];
-    };
-    CHECK([QVNZentaraClient consent] == ZentaraConsentGranted);
-    CHECK([QVNZentaraClient setConsent:ZentaraConsentPending]);
-    CHECK([QVNZentaraClient consent] == ZentaraConsentPending);
-    sendTo(client, nil, page, handler);
-    CHECK([QVNZentaraClient setConsent:ZentaraConsentDenied]);
-    sendTo(client, nil, page, handler);
-    CHECK([QVNZentaraClientStatistics current].discarded == 1);
-    CHECK([QVNZentaraClient setConsent:ZentaraConsentGranted]);
-    sendTo(client, nil, page, handler);
-    CHECK([QVNZentaraClient forgetUser]);
-    CHECK([QVNZentaraClientStatistics current].discarded == 2);
-    NSString *raised = nil;
-    @try {
-        [QVNZentaraClient setConsent:3];
-    } @catch (NSException *exception) {
-        raised = [exception reason];
-    }
-    CHECK_EQUAL(raised, @"setConsent:: there is no consent 3");
-    [client sendEvent:eventOf(nil, nil, nil)
-              handler:^(Event *event, ZentaraClientError *error) {
-                  QVNFlushResult *refused = [QVNZentaraClient shutdownWithDeadline:1];
-                  CHECK(refused.outcome == ZentaraFlushOutcomeRefused);
-                  CHECK([refused.lastFailure length] > 0);
-              }];
-    [client retain];
-    CHECK([QVNZentaraClient shutdownWithDeadline:9].outcome == ZentaraFlushOutcomeEmpty);
-    CHECK([QVNZentaraClient shutdownWithDeadline:-1].outcome == ZentaraFlushOutcomeEmpty);
-    sendTo(client, nil, page, handler);
-    [client release];
-    CHECK_EQUAL(outcomes,
-                (@[ @"queued", @"QVNConsentDeniedError", @"queued", @"QVNClientShutDownError" ]));
-    CHECK([QVNZentaraClient sharedClient] == nil);
-}
-
 TEST(SinkReceivesTheLines) {
     QVNZentaraClient *client = waitingClient();
     __block _Atomic(QVNLogLine *) first = nil;

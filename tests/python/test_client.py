@@ -166,21 +166,6 @@ class CollectorTest(unittest.TestCase):
                                                           (seen[0].action_uuid,), "")])
         self.assertEqual((self.counted("dropped_by_hook"), self.counted("refused_by_hook")), (2, 2))
 
-    def test_consent_is_kept_and_user_forgotten(self) -> None:
-        client = self.ready_client()
-        zentara.pause_delivery()
-        client.send("page-view", "1", PAGE)
-        self.assertEqual(zentara.flush(5).outcome, zentara.FlushOutcome.FAILED)
-        zentara.forget_user()
-        self.assertEqual(self.counted("discarded"), 1)
-        zentara.resume_delivery()
-        zentara.set_consent(zentara.Consent.DENIED)
-        self.assertIs(zentara.consent(), zentara.Consent.DENIED)
-        with self.assertRaises(zentara.ConsentDeniedError):
-            client.send("page-view", "1", PAGE)
-        self.assertIsNone(zentara.anonymous_user())
-        zentara.set_consent(zentara.Consent.GRANTED)
-
     def test_sink_receives_lines(self) -> None:
         lines: list[zentara.LogLine] = []
         told = threading.Event()
