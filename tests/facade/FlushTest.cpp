@@ -38,22 +38,23 @@ TEST_F(FlushTest, FlushAwaitsTheFirstSchemas) {
         services_.schemasStatus = status;
         resetClient();
         std::filesystem::remove_all(host_.documents());
-        Signal asked;
-        Signal mayAnswer;
+        // Shared with the server's threads, which may use them for a moment longer.
+        const auto asked = std::make_shared<Signal>();
+        const auto mayAnswer = std::make_shared<Signal>();
         services_.beforeAnswering(
-            [&] {
-                asked.notify();
-                EXPECT_TRUE(mayAnswer.waitFor());
+            [asked, mayAnswer] {
+                asked->notify();
+                EXPECT_TRUE(mayAnswer->waitFor());
             },
             "/schemas");
         const auto client = ZentaraClient::get();
         sendAll(1, 23);
         send(*client, {.schemaId = "unknown", .schemaVersion = "1"});
-        ASSERT_TRUE(asked.waitFor());
+        ASSERT_TRUE(asked->waitFor());
         Mailbox<FlushResult> results;
         ZentaraClient::flush(generousTimeout, [&](const auto& result) { results.put(result); });
         EXPECT_EQ(flush(1ms), (FlushResult{Outcome::deadline, 0, 0, 24, ""}));
-        mayAnswer.notify();
+        mayAnswer->notify();
         const bool delivers = status == 200;
         EXPECT_EQ(results.waitFor(),
                   (FlushResult{Outcome::empty, delivers ? 23 : 0, 0, delivers ? 0 : 24, ""}));
