@@ -436,8 +436,8 @@ void EventBus::stopDispatching() {
         // A later flush need not wait for the answer that is ignored.
         isDraining_ = false;
         ticker_->cancel();
-        // The latest dispatch first, so that the oldest events end up in front. Under the lock, so
-        // that the user who is forgotten meanwhile does not come back with them.
+        // The latest dispatch first, so that the oldest events end up in front. Under the lock: if
+        // the user is forgotten meanwhile, they are discarded.
         for (auto entry = inFlight_.rbegin(); entry != inFlight_.rend(); ++entry) {
             repository_->insert(entry->second);
             ledger_.inFlight -= std::ssize(entry->second);

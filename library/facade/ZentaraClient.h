@@ -94,7 +94,8 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     /// schemas in the cache the first call comes before `get` returns; the others come on a worker
     /// thread. If the client exists already, the callback is called at once with null.
     ///
-    /// Throws `ZentaraClientNotConfiguredError` before `useSettings`.
+    /// Throws `ZentaraClientNotConfiguredError` before `useSettings`, and if it meets a `shutdown`
+    /// that another thread has begun.
     static std::shared_ptr<ZentaraClient> get(ReadyCallback readyCallback = nullptr);
 
     /// Whether events are validated and queued when sent. Until then they are held back, on disk.

@@ -171,7 +171,7 @@ void ZentaraIDManager::tell(const std::vector<Fetch>& fetches, const FetchResult
 }
 
 void ZentaraIDManager::fetch(FetchCompletion completion) {
-    // Before the token is read: a user who is forgotten from here on is not asked for.
+    // Before the token is read: if the user is forgotten from here on, the request fails.
     const auto closings = collector_.client.closings();
     if (!mayFetch()) return completion(plainError("no request is made"));
     const auto settings = collector_.settings();
