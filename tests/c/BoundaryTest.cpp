@@ -23,7 +23,9 @@ TEST(CBoundary, LentHandlesAreCopiedButNotReleased) {
                   [](void* context, const zentara_event* event, const zentara_error* error) {
                       zentara_error_release(const_cast<zentara_error*>(error));
                       EXPECT_EQ(zentara_last_status(), ZENTARA_INVALID_HANDLE);
-                      EXPECT_EQ(zentara_error_kind_of(error), ZENTARA_ERROR_NOT_READY);
+                      auto* const own = zentara_error_copy(error);
+                      EXPECT_EQ(zentara_error_kind_of(own), ZENTARA_ERROR_NOT_READY);
+                      zentara_error_release(own);
                       zentara_event_release(const_cast<zentara_event*>(event));
                       auto* const copy = zentara_event_copy(event);
                       EXPECT_NE(copy, nullptr);
