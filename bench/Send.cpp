@@ -45,6 +45,10 @@ class NoIdentity final : public IDManager {
     void setAdvertisingId(std::string) override {}
     void removeAdvertisingId() override {}
     void fetchIdentity(std::function<void()>) override {}
+    void interrupt() override {}
+    [[nodiscard]] Status forget() override { return {}; }
+    void resume() override {}
+    void stop() override {}
     void start(HsidCompletion) override {}
 };
 
