@@ -9,16 +9,7 @@
 static QVNZentaraClient *readyClient(void) {
     beginHost();
     startCollector();
-    QVNDeliveryPolicy *policy = [[[QVNDeliveryPolicy alloc] init] autorelease];
-    policy.largestBodySize = 90000;
-    policy.backOff = true;
-    [QVNZentaraClient useSettingsWithTenant:@"own tenant"
-                         zentaraEnvironment:ZentaraEnvironmentQa
-                              advertisingId:@"own ad"
-                                   delivery:policy];
-    CHECK_EQUAL(taken(settingsInForce()), @"own tenant 1 own ad");
-    CHECK_EQUAL(taken(policyInForce()),
-                @"continue 0 size 90000 gzip 0 backOff 1 isolate 0 reuse 0");
+    configure();
     __block atomic_bool isReady = false;
     QVNZentaraClient *client = [QVNZentaraClient getAndReturnError:NULL
                                                      readyCallback:^(ZentaraClientError *error) {
@@ -32,17 +23,6 @@ static QVNZentaraClient *readyClient(void) {
     while (!isReady || !hasIdentity)
         sched_yield();
     return client;
-}
-
-static QVNFlushResult *flushed(NSTimeInterval deadline) {
-    __block _Atomic(QVNFlushResult *) found = nil;
-    [QVNZentaraClient flushWithDeadline:deadline
-                             completion:^(QVNFlushResult *result) {
-                                 found = [result retain];
-                             }];
-    while (found == nil)
-        sched_yield();
-    return [(QVNFlushResult *)found autorelease];
 }
 
 TEST(EveryMemberOfThePolicyArrives) {
@@ -72,20 +52,18 @@ TEST(EveryMemberOfThePolicyArrives) {
 TEST(BlockChangesDropsAndRefusesEvents) {
     QVNZentaraClient *client = readyClient();
     NSMutableArray *sent = [NSMutableArray array];
-    NSDictionary *page = @{@"title" : @"own", @"section" : @"home"};
+    NSDictionary *page = @{@"title" : @"Tïtle 😀", @"section" : @"home"};
     [QVNZentaraClient setGlobalProperties:@{@"language" : @"de", @"title" : @"global"}];
     [QVNZentaraClient setBeforeQueue:^ZentaraEventDecision(QVNOutgoingEvent *outgoing) {
         NSString *title = [outgoing.properties objectForKey:@"title"];
         CHECK_EQUAL(outgoing.event.referer, @"");
         CHECK_EQUAL(outgoing.referer, @"sent referer");
         CHECK_EQUAL([outgoing.properties objectForKey:@"language"], @"de");
-        if ([title isEqual:@"drop"]) return ZentaraEventDecisionDrop;
         if ([title isEqual:@"raise"]) [NSException raise:@"Own" format:@"reason"];
         if ([title isEqual:@"unknown"]) return 2;
         NSMutableDictionary *changed =
             [NSMutableDictionary dictionaryWithDictionary:outgoing.properties];
-        [changed setObject:[title isEqual:@"date"] ? (id)[NSDate date] : @"basket"
-                    forKey:@"section"];
+        [changed setObject:@"basket" forKey:@"section"];
         outgoing.properties = changed;
         outgoing.url = @"own url";
         outgoing.referer = @"own referer";
@@ -97,13 +75,13 @@ TEST(BlockChangesDropsAndRefusesEvents) {
         notice = [found retain];
     }];
     NSMutableArray *outcomes = [NSMutableArray array];
-    NSMutableArray *urls = [NSMutableArray array];
     SendBlock handler = ^(Event *event, ZentaraClientError *error) {
-        [outcomes addObject:error ? (id)[error localizedDescription] : @"queued"];
-        [urls addObject:event.url];
+        [outcomes addObject:error ? (id)[error class] : event.url];
+        if ([error isKindOfClass:[BeforeQueueError class]])
+            CHECK([[error localizedDescription] hasSuffix:@": Own: reason"]);
     };
     sendTo(client, @"sent url", page, handler);
-    for (NSString *title in @[ @"drop", @"raise", @"unknown" ])
+    for (NSString *title in @[ @"raise", @"unknown" ])
         sendTo(client, nil, @{@"title" : title, @"section" : @"home"}, handler);
     [QVNZentaraClient setBeforeQueue:nil];
     [client sendEvent:[QVNZentaraClient createEventWithSchemaId:@"page-view"
@@ -115,35 +93,67 @@ TEST(BlockChangesDropsAndRefusesEvents) {
                                                      relationId:@"its relation"]
               handler:handler];
     [client sendEvent:(id) @"no event" handler:nil];
-    CHECK_EQUAL(
-        outcomes, (@[
-            @"queued", [[[[EventDroppedError alloc] init] autorelease] localizedDescription],
-            [[[[BeforeQueueError alloc] initWithDetail:@"Own: reason"] autorelease]
-                localizedDescription],
-            [[[[EventDroppedError alloc] init] autorelease] localizedDescription], @"queued"
-        ]));
+    standardErrorOf(^{
+        sendTo(client, nil, @{@"title" : [NSDate date]}, handler);
+    });
+    sendTo(
+        client, nil,
+        @{@"title" : @5}, handler);
+    [client sendWithEvents:@[ eventOf(nil, nil, nil) ] relationId:nil handler:handler];
+    CHECK_EQUAL(outcomes, (@[
+                    @"own url", [BeforeQueueError class], [EventDroppedError class], @"its url",
+                    [EventNotQueuedError class], [InvalidDataForSpecifiedSchemaError class],
+                    [UnknownError class]
+                ]));
 
-    CHECK_EQUAL(urls, (@[ @"own url", @"", @"", @"", @"its url" ]));
-
-    QVNFlushResult *result = flushed(20);
-    CHECK(result.outcome == ZentaraFlushOutcomeEmpty && result.delivered == 2);
-    CHECK(result.waiting == 0 && result.heldBack == 0);
-    CHECK_EQUAL(result.lastFailure, @"");
+    for (NSUInteger expected = 0; expected < 2; ++expected) {
+        const NSUInteger pending = 99;
+        __block atomic_ulong fetched = pending;
+        [client performFetchWith:^(NSUInteger result) {
+            fetched = result;
+        }];
+        while (fetched == pending)
+            sched_yield();
+        CHECK(fetched == expected);
+    }
     while (notice == nil)
         sched_yield();
     QVNDeliveryNotice *delivered = notice;
     CHECK(delivered.kind == ZentaraDeliveryKindDelivered && [delivered.actionUUIDs count] == 2);
     CHECK_EQUAL([delivered.actionUUIDs objectAtIndex:0], [sent objectAtIndex:0]);
     CHECK_EQUAL(delivered.reason, @"");
+    [delivered release];
     NSString *events = taken(askCollector("/received/events"));
     for (NSString *part in @[
              @"\"total\":2", @"\"url\":\"own url\"", @"\"zentaraClientReferer\":\"own referer\"",
-             @"\"title\":\"own\"", @"\"section\":\"basket\"", @"\"url\":\"its url\"",
+             @"\"title\":\"Tïtle 😀\"", @"\"section\":\"basket\"", @"\"url\":\"its url\"",
              @"\"zentaraClientReferer\":\"its referer\"", @"\"zentaraRelationId\":\"its relation\"",
              @"\"contentType\":\"own/type\""
          ])
         CHECK_EQUAL(contains(events, part) ? part : events, part);
-    [delivered release];
+
+    NSString *token = taken(documentOf("anonymous-token-storage"));
+    id compare = ^(NSString *type, NSString *value, NSString *publicValue) {
+        CHECK_EQUAL(token, ([NSString stringWithFormat:@"[{\"type\":\"%@\",\"value\":\"%@\","
+                                                        "\"publicValue\":\"%@\"}]",
+                                                       type, value, publicValue]));
+    };
+    CHECK([client getAnonymousUserAndReturnError:NULL callbackUser:compare]);
+}
+
+TEST(ReadyBlockReportsMissingSchemas) {
+    beginHost();
+    configure();
+    __block _Atomic(Class) report = Nil;
+    [QVNZentaraClient getAndReturnError:NULL
+                          readyCallback:^(ZentaraClientError *error) {
+                              report = error == nil ? [NSNull class] : [error class];
+                          }];
+    while (report == Nil)
+        sched_yield();
+    CHECK(report == [SchemasInitializationError class]);
+    QVNZentaraClientFailure *failure = [QVNZentaraClientStatistics current].schemasFailure;
+    CHECK(failure.inARow == 1 && failure.time > 0 && contains(failure.text, @"127.0.0.1"));
 }
 
 TEST(SinkReceivesTheLines) {
@@ -165,11 +175,4 @@ TEST(SinkReceivesTheLines) {
     CHECK(line.level == ZentaraLogLevelWarning);
     CHECK([line.text hasPrefix:@"event page-view not queued: properties.when is an object"]);
     [line release];
-    NSString *raised = nil;
-    @try {
-        [QVNZentaraClient setLogSinkWithLevel:3 sink:nil];
-    } @catch (NSException *exception) {
-        raised = [exception reason];
-    }
-    CHECK_EQUAL(raised, @"setLogSinkWithLevel:sink:: there is no log level 3");
 }

@@ -31,70 +31,73 @@ TEST(EverySelectorHasItsTypes) {
             CHECK([client methodSignatureForSelector:selector] != nil);
         }
     }
-    for (NSString *absent in
-         [@"isReady newContextId getContextId removeAdvertisingId "
-           "setAdvertisingIdWithAdvertisingIdentifier:" componentsSeparatedByString:@" "]) {
-        CHECK(![class respondsToSelector:NSSelectorFromString(absent)]);
-        CHECK(![client respondsToSelector:NSSelectorFromString(absent)]);
-    }
 }
 
 TEST(WrongUseIsAnErrorRightUseSetsNone) {
-    NSString *raised = nil;
-    @try {
-        [QVNZentaraClient useSettingsWithTenant:@"tenant" zentaraEnvironment:2 advertisingId:nil];
-    } @catch (NSException *exception) {
-        raised = [exception reason];
-    }
-    CHECK(contains(raised, @"there is no environment 2"));
-    @try {
+    void (^wrong[])(void) = {^{
+        [QVNZentaraClient useSettingsWithTenant:@"t" zentaraEnvironment:2 advertisingId:nil];
+}
+,
+    ^{
         QVNZentaraClient.sharedClient = (id) @"a string";
+    },
+    ^{
+        [QVNZentaraClient setLogSinkWithLevel:3 sink:nil];
+    },
+}
+;
+NSString *reasons[] = {@"there is no environment 2", @"sharedClient cannot be an object of class",
+                       @"setLogSinkWithLevel:sink:: there is no log level 3"};
+for (size_t index = 0; index < COUNT_OF(reasons); ++index) {
+    @try {
+        wrong[index]();
+        CHECK(false && "raises");
     } @catch (NSException *exception) {
-        raised = [exception reason];
+        CHECK(contains([exception reason], reasons[index]));
     }
-    CHECK(contains(raised, @"sharedClient cannot be an object of class"));
-    QVNZentaraClient *plain = [[[QVNZentaraClient alloc] init] autorelease];
-    __block int calls = 0;
-    id block = ^(id value) {
-        ++calls;
-    };
-    NSError *errors[5] = {nil};
-    CHECK([QVNZentaraClient getAndReturnError:&errors[0] readyCallback:block] == nil);
-    CHECK(![QVNZentaraClient setLoggedUserWithTokenType:3 token:@"t" error:&errors[1]]);
-    CHECK(![QVNZentaraClient removeLoggedUserAndReturnError:&errors[2]]);
-    CHECK(![plain getAnonymousUserAndReturnError:&errors[3] callbackUser:block]);
-    CHECK(![plain getHsidAndReturnError:&errors[4] callbackHsid:block]);
-    CHECK(![plain getHsidAndReturnError:NULL callbackHsid:block]);
-    for (int index = 0; index < 5; ++index) {
-        CHECK([errors[index] isMemberOfClass:[NSError class]]);
-        CHECK_EQUAL([errors[index] domain], @"ZentaraClient.ZentaraClientNotConfiguredError");
-        CHECK([errors[index] code] == 1);
-        CHECK([[errors[index] userInfo] count] == 0);
-    }
-    CHECK(calls == 0);
+}
+QVNZentaraClient *plain = [[[QVNZentaraClient alloc] init] autorelease];
+__block int calls = 0;
+id block = ^(id value) {
+    ++calls;
+};
+NSError *errors[5] = {nil};
+CHECK([QVNZentaraClient getAndReturnError:&errors[0] readyCallback:block] == nil);
+CHECK(![QVNZentaraClient setLoggedUserWithTokenType:3 token:@"t" error:&errors[1]]);
+CHECK(![QVNZentaraClient removeLoggedUserAndReturnError:&errors[2]]);
+CHECK(![plain getAnonymousUserAndReturnError:&errors[3] callbackUser:block]);
+CHECK(![plain getHsidAndReturnError:&errors[4] callbackHsid:block]);
+CHECK(![plain getHsidAndReturnError:NULL callbackHsid:block]);
+for (int index = 0; index < 5; ++index) {
+    CHECK([errors[index] isMemberOfClass:[NSError class]]);
+    CHECK_EQUAL([errors[index] domain], @"ZentaraClient.ZentaraClientNotConfiguredError");
+    CHECK([errors[index] code] == 1);
+    CHECK([[errors[index] userInfo] count] == 0);
+}
+CHECK(calls == 0);
 
-    QVNZentaraClient *client = waitingClient();
-    CHECK_EQUAL(taken(settingsInForce()), @"tenänt 1 ad");
-    [QVNZentaraClient useSettingsWithTenant:@"other" zentaraEnvironment:0 advertisingId:nil];
-    CHECK_EQUAL(taken(settingsInForce()), @"other 0 (none)");
-    NSError *error = nil;
-    CHECK([QVNZentaraClient getAndReturnError:&error readyCallback:nil] == client);
-    NSString *types[] = {@"QVNID", @"GST", @"EXT_ID"};
-    for (NSInteger type = 0; type < 3; ++type) {
-        CHECK([QVNZentaraClient setLoggedUserWithTokenType:type token:@"me" error:&error]);
-        sendTo(client, nil, nil, nil);
-        CHECK([heldBack() hasSuffix:[NSString stringWithFormat:@"\"user\":{\"token\":\"me\","
-                                                                "\"type\":\"%@\"}}]",
-                                                               types[type]]]);
-    }
-    CHECK([QVNZentaraClient removeLoggedUserAndReturnError:&error]);
+QVNZentaraClient *client = waitingClient();
+CHECK_EQUAL(taken(settingsInForce()), @"tenänt 1 ad");
+[QVNZentaraClient useSettingsWithTenant:@"other" zentaraEnvironment:0 advertisingId:nil];
+CHECK_EQUAL(taken(settingsInForce()), @"other 0 (none)");
+NSError *error = nil;
+CHECK([QVNZentaraClient getAndReturnError:&error readyCallback:nil] == client);
+NSString *types[] = {@"QVNID", @"GST", @"EXT_ID"};
+for (NSInteger type = 0; type < 3; ++type) {
+    CHECK([QVNZentaraClient setLoggedUserWithTokenType:type token:@"me" error:&error]);
     sendTo(client, nil, nil, nil);
-    CHECK([heldBack() hasSuffix:@"\"user\":{\"token\":\"Anonymous\",\"type\":\"Anonymous\"}}]"]);
-    CHECK(error == nil);
-    CHECK(![QVNZentaraClient setLoggedUserWithTokenType:3 token:@"" error:&error]);
-    CHECK_EQUAL([error localizedDescription], @"there is no token type 3");
-    CHECK_EQUAL([error domain], ZentaraClientInvalidArgumentErrorDomain);
-    CHECK([error code] == 1);
+    CHECK([heldBack() hasSuffix:[NSString stringWithFormat:@"\"user\":{\"token\":\"me\","
+                                                            "\"type\":\"%@\"}}]",
+                                                           types[type]]]);
+}
+CHECK([QVNZentaraClient removeLoggedUserAndReturnError:&error]);
+sendTo(client, nil, nil, nil);
+CHECK([heldBack() hasSuffix:@"\"user\":{\"token\":\"Anonymous\",\"type\":\"Anonymous\"}}]"]);
+CHECK(error == nil);
+CHECK(![QVNZentaraClient setLoggedUserWithTokenType:3 token:@"" error:&error]);
+CHECK_EQUAL([error localizedDescription], @"there is no token type 3");
+CHECK_EQUAL([error domain], ZentaraClientInvalidArgumentErrorDomain);
+CHECK([error code] == 1);
 }
 
 TEST(HostAndEndpointsAreSet) {
