@@ -1,4 +1,4 @@
-// Delivery on demand and the application's blocks, with the real collector.
+// The application's blocks, and delivery to the real collector.
 
 #include <sched.h>
 #include <stdatomic.h>
