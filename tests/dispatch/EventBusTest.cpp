@@ -11,28 +11,6 @@ namespace {
 using namespace test;
 using EventBusTest = EventBusFixture;
 
-TEST_F(EventBusTest, FailedBatchReturnsFirst) {
-    const auto bus = makeBus(sampleEvents(1, 12));
-    session_.respond(503);
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const auto result = dispatch(*bus);
-        const auto* error = dynamic_cast<const RestClientError*>(result.error().get());
-        ASSERT_NE(error, nullptr);
-        EXPECT_EQ(error->statusCode(), 503);
-        EXPECT_EQ(queued(), range(1, 12 + attempt));
-        bus->enqueue(sampleEvent(13 + attempt), nullptr);
-    }
-    session_.respond(200);
-    for (const auto left : {4, 0}) {
-        EXPECT_EQ(dispatch(*bus), DispatchResult::success());
-        EXPECT_EQ(queued(), range(11, left));
-    }
-    EXPECT_EQ(dispatch(*bus), DispatchResult::emptyRepository());
-    ASSERT_EQ(session_.requests().size(), 4U);
-    for (std::size_t request = 0; request < 4; ++request)
-        EXPECT_EQ(posts().at(request), request < 3 ? range(1, 10) : range(11, 4));
-}
-
 TEST_F(EventBusTest, EnvelopeHasTheTimeOfItsDispatch) {
     const auto bus = makeBus(sampleEvents(1, 2));
     controlTime_.value += 25'009'999;

@@ -89,14 +89,6 @@ TEST_F(ZentaraIDManagerTest, TokenIsFetchedStoredAndRenewed) {
     EXPECT_EQ(session_.header(1, "Cookie"), "qvn_uid=t1;");
 }
 
-TEST_F(ZentaraIDManagerTest, StartsWithTheStoredToken) {
-    writeTo(host_.file("token"), R"([{"type":"qvn_uid","value":"t0","publicValue":"p0"},)"
-                                 R"({"type":"qvn_uid","value":"x","publicValue":"y"}])");
-    const auto manager = makeManager();
-    EXPECT_EQ(ready_, 1);
-    EXPECT_EQ(cookieOf(*manager), "qvn_uid=t0;");
-}
-
 TEST_F(ZentaraIDManagerTest, FailedFetchReportsAnEmptySession) {
     const auto manager = makeManager();
     session_.respond(500);

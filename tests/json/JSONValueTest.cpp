@@ -1,6 +1,6 @@
 #include <zentara/JSONValue.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 #include <map>
@@ -53,20 +53,15 @@ TEST(JSONValue, NumbersKeepTheirKinds) {
 }
 
 TEST(JSONValue, WrongKindIsNamed) {
-    const auto messageOf = [](const auto& use) {
-        try {
-            use();
-        } catch (const std::logic_error& error) {
-            return std::string(error.what());
-        }
-        return std::string();
+    const auto says = [](const char* message) {
+        return testing::ThrowsMessage<std::logic_error>(message);
     };
-    EXPECT_EQ(messageOf([] { (void)JSONValue("a").object(); }),
-              "JSON value is a string, not an object");
-    EXPECT_EQ(messageOf([] { (void)JSONValue(1).number(); }),
-              "JSON value is an integer, not a double");
-    EXPECT_EQ(messageOf([] { (void)sample().at("other"); }), "JSON object has no member \"other\"");
-    EXPECT_EQ(messageOf([] { (void)JSONArray{1, 2}.at(2); }), "JSON array of 2 has no element 2");
+    EXPECT_THAT([] { (void)JSONValue("a").object(); },
+                says("JSON value is a string, not an object"));
+    EXPECT_THAT([] { (void)JSONValue(1).number(); },
+                says("JSON value is an integer, not a double"));
+    EXPECT_THAT([] { (void)sample().at("other"); }, says("JSON object has no member \"other\""));
+    EXPECT_THAT([] { (void)(JSONArray{1, 2}).at(2); }, says("JSON array of 2 has no element 2"));
 }
 
 TEST(JSONValue, KeepsTextsOfAnyLength) {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <zentara/AnyText.h>
-#include <zentara/EventError.h>
 
 #include <filesystem>
 
@@ -54,15 +53,6 @@ TEST(UTF8Repair, ReplacesIllFormedBytesAnywhere) {
     };
     for (const auto& [broken, repaired] : cases)
         EXPECT_EQ(withValidUTF8(broken), *parseJSON(repaired));
-}
-
-TEST(EventError, DescriptionThatIsNoTextIsEmpty) {
-    const ZentaraClientError odd("host", 77, JSONObject{{"NSLocalizedDescription", 5}});
-    EXPECT_EQ(odd.domain(), "host");
-    EXPECT_EQ(odd.code(), 77);
-    EXPECT_STREQ(odd.what(), "");
-    for (const std::int64_t raw : {-1, 0, 4, 5})
-        EXPECT_EQ(eventErrorCode(raw).has_value(), raw == 0 || raw == 4);
 }
 
 TEST(InternalEvent, HasFourteenMembersUnderTheirKeys) {
@@ -169,33 +159,6 @@ TEST(EventDecoder, CanonicalFileKeepsItsTexts) {
     EXPECT_FALSE(decodeEvents("[ ]").isCanonical);
 }
 
-TEST(EventDecoder, OtherSpellingsAreRewritten) {
-    const auto event = sampleEvent(1);
-    const std::string text(event.jsonText().value());
-    auto withMore = event.toDictionary();
-    withMore["more"] = 1;
-    std::string reordered;
-    ASSERT_TRUE(appendJSON(reordered, withMore));
-    auto slashes = text;
-    slashes.replace(slashes.find("://"), 3, ":\\/\\/");
-    std::vector<std::string> files{"[" + text + " ]", "[" + text + "]\n", "[" + reordered + "]",
-                                   "[" + slashes + "]", "\xEF\xBB\xBF[" + text + "]"};
-    // With a space before each of these parts.
-    for (const char* const place :
-         {"{", R"("id)", ":", R"("page)", ",", R"("version)", R"({"ti)", R"("a")", ",1", "1,n",
-          "null]", "]", "},", R"("user)", R"("to)", R"("ty)", "}}", "}]"}) {
-        files.push_back("[" + text + "]");
-        files.back().insert(files.back().find(place), " ");
-    }
-    for (const auto& file : files) {
-        const auto decoded = decodeEvents(file);
-        EXPECT_TRUE(decoded.status.ok()) << file;
-        EXPECT_FALSE(decoded.isCanonical) << file;
-        ASSERT_EQ(decoded.events.size(), 1U) << file;
-        EXPECT_EQ(decoded.events[0].jsonText(), text) << file;
-    }
-}
-
 TEST(EventDecoder, ElementsThatAreNoEventsAreLeftOut) {
     const std::string good(sampleEvent(1).jsonText().value());
     const std::pair<std::string_view, const char*> damages[] = {
@@ -225,32 +188,6 @@ TEST(EventDecoder, EveryTruncationIsAnError) {
     const auto file = fileOf(sampleEvents(1, 2));
     for (std::size_t length = 0; length < file.size(); ++length) {
         EXPECT_FALSE(decodeEvents(file.substr(0, length)).status.ok()) << length;
-    }
-}
-
-TEST(EventDecoder, InvalidEscapesAreErrors) {
-    enum class Outcome { kept, rewritten, error };
-    const std::pair<const char*, Outcome> cases[] = {
-        {R"(\\ \" \b\f\n\r\t \u0001 \u00e9)", Outcome::kept},
-        {R"(\ud83d\ude00)", Outcome::kept},
-        {R"(\/)", Outcome::rewritten},
-        {R"(\ud83d)", Outcome::error},
-        {R"(\ud83d\u0041)", Outcome::error},
-        {R"(\ud83dx)", Outcome::error},
-        {R"(\ude00)", Outcome::error},
-        {R"(\u12g4)", Outcome::error},
-        {R"(\u+123)", Outcome::error},
-        {R"(\x)", Outcome::error},
-    };
-    for (const auto& [escape, outcome] : cases) {
-        // In a value and in a name.
-        for (const char* place : {"Home", "title"}) {
-            auto file = fileOf(sampleEvents(1, 2));
-            file.replace(file.rfind(place), std::string_view(place).size(), escape);
-            const auto decoded = decodeEvents(file);
-            EXPECT_EQ(decoded.isCanonical, outcome == Outcome::kept) << file;
-            EXPECT_EQ(decoded.status.ok(), outcome != Outcome::error) << file;
-        }
     }
 }
 

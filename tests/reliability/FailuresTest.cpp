@@ -198,24 +198,5 @@ TEST_F(FailuresTest, CauseSharedByFilesIsPrintedOnce) {
     }
 }
 
-TEST_F(FailuresTest, UnrestoredFilesArePrinted) {
-    const auto left = host_.file("queue.unread-1").string();
-    const std::pair<DiskFault, std::string> cases[] = {
-        {{{DiskCall::read}, EIO, 1, "unread-1"}, "Input/output error"},
-        {{{DiskCall::flush}, ENOSPC}, "No space left on device"},
-        {{{DiskCall::remove}, EPERM, 1, "unread-1"}, "Operation not permitted"},
-    };
-    for (const auto& [fault, text] : cases) {
-        std::filesystem::remove_all(host_.documents());
-        writeTo(left, fileOf(sampleEvents(1, 2)));
-        FaultyDisk disk;
-        disk.fail({fault});
-        Ledger::Queue counts;
-        EXPECT_THAT(linesDuring([&] { static_cast<void>(openSampleQueue(counts, disk)); }),
-                    ElementsAre("ZentaraClient: storage: queue.unread-1: broken disk: " + text));
-        EXPECT_TRUE(std::filesystem::exists(left));
-    }
-}
-
 }  // namespace
 }  // namespace zentara

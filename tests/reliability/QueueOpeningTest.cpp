@@ -112,23 +112,29 @@ TEST_F(QueueOpeningTest, UnreadFilesKeepOrderDamagedSetAside) {
 }
 
 TEST_F(QueueOpeningTest, RestoreRemovesItsSourceOrIsUndone) {
-    const std::pair<DiskFault, bool> cases[] = {
-        {{}, true},
-        {{{DiskCall::flush}, EBADF}, false},
-        {{{DiskCall::flushFolder}, EIO}, false},
-        {{{DiskCall::remove}, EPERM, 1, "unread"}, false},
+    const std::pair<DiskFault, std::string> cases[] = {
+        {{}, ""},
+        {{{DiskCall::read}, EIO, 1, "unread-10"}, "Input/output error"},
+        {{{DiskCall::flush}, ENOSPC}, "No space left on device"},
+        {{{DiskCall::flushFolder}, EIO}, "Input/output error"},
+        {{{DiskCall::remove}, EPERM, 1, "unread"}, "Operation not permitted"},
     };
-    for (const auto& [fault, isRestored] : cases) {
+    for (const auto& [fault, cause] : cases) {
         std::filesystem::remove_all(host_.documents());
         writeTo(host_.file("queue"), fileOf(sampleEvents(3, 1)));
         writeTo(host_.file("queue.unread-10"), fileOf(sampleEvents(1, 2)));
         counts_.restored = 0;
         disk_.fail({fault});
+        testing::internal::CaptureStderr();
         const auto queue = open();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  (cause.empty()
+                       ? ""
+                       : "ZentaraClient: storage: queue.unread-10: broken disk: " + cause + "\n"));
         disk_.fail({});
-        EXPECT_EQ(counts_.restored, isRestored ? 3 : 1) << fault.error;
-        EXPECT_EQ(queue->take(8000).size(), isRestored ? 3U : 1U) << fault.error;
-        EXPECT_EQ(postponed().empty(), isRestored) << fault.error;
+        EXPECT_EQ(counts_.restored, cause.empty() ? 3 : 1) << cause;
+        EXPECT_EQ(queue->take(8000).size(), cause.empty() ? 3U : 1U) << cause;
+        EXPECT_EQ(postponed().empty(), cause.empty()) << cause;
     }
 }
 

@@ -47,13 +47,6 @@ TEST(SerialQueueDeathTest, SecondEntryOfAThreadNamesTheLabel) {
                  "fatal error: serial queue \"com.example.label\" entered again");
 }
 
-TEST(WorkerPoolTest, DelayedWorkDoesNotRunEarly) {
-    const auto due = Clock::now() + milliseconds(30);
-    test::Mailbox<bool> isDue;
-    WorkerPool::shared().asyncAfter(due - Clock::now(), [&] { isDue.put(Clock::now() >= due); });
-    EXPECT_EQ(isDue.waitFor(), true);
-}
-
 TEST(WorkerPoolTest, WorkersBlockSignalsExceptFaults) {
     sigset_t mask;
     Signal done;

@@ -174,18 +174,6 @@ TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
     EXPECT_THAT(refusalOf(words + "1"), HasSubstr("words is at most 100 words"));
 }
 
-TEST_F(CollectorTest, FaultsAreSetAndShown) {
-    client.setFault("all", {{"answer", "dropped"}, {"times", 1}});
-    EXPECT_THAT(refusalOf("/schemas"), HasSubstr("/schemas"));
-    EXPECT_EQ(refusalOf("/schemas"), "");
-    client.setFault("id", {{"status", 418}});
-    EXPECT_THAT(refusalOf("/id"), HasSubstr("a fault was asked for: id: status 418"));
-    client.clearFaults();
-    EXPECT_EQ(refusalOf("/id"), "");
-    EXPECT_EQ(client.summary().requests, 4U);
-    EXPECT_THROW(client.setFault("event", {{"status", 99}}), CollectorError);
-}
-
 TEST_F(CollectorTest, CookieRenewsItsIdentityOnly) {
     const auto first = identity();
     EXPECT_NE(first.at("qvn_uid"), identity().at("qvn_uid"));

@@ -28,14 +28,6 @@ std::string faultOf(const std::string& body) {
 const std::string goodEnvelope =
     samples::envelope(samples::action("page-view", "u1") + "," + samples::action("search", "u2"));
 
-TEST(EnvelopeTest, CopyOfAnEnvelopeKeepsItsProperties) {
-    const Envelope copy = std::get<Envelope>(readEnvelope(goodEnvelope));
-    EXPECT_EQ(copy.actions.at(1).uuid, "u2");
-    EXPECT_EQ(copy.actions[1].actionTs, 1700000000000);
-    EXPECT_EQ(copy.actions[1].json, samples::action("search", "u2"));
-    EXPECT_EQ(copy.actions[1].properties->at("price"), 5.0);
-}
-
 TEST(EnvelopeTest, FaultIsNamedWithItsPlace) {
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {R"("price":5.0)", R"("price":[{"a":1e309}])",
