@@ -59,17 +59,6 @@ TEST(JSONText, NumberBeyondTheDoublesIsAnInfinityOrZero) {
         EXPECT_EQ(JSONValue::parse(text).number(), number) << text;
 }
 
-TEST(JSONText, FailureNamesItsCause) {
-    const auto causeOf = [](const std::string& text, JSONLimits limits) {
-        const auto error = parseJSON(text, limits).error();
-        return dynamic_cast<const JSONError&>(*error).cause();
-    };
-    EXPECT_EQ(causeOf("[1,]", {}), JSONError::Cause::malformed);
-    EXPECT_EQ(causeOf("5", {}), JSONError::Cause::wrongTopLevel);
-    EXPECT_EQ(causeOf("[[[]]]", {.depth = 2}), JSONError::Cause::tooDeep);
-    EXPECT_EQ(causeOf("[1,2]", {.values = 2}), JSONError::Cause::tooManyValues);
-}
-
 TEST(JSONText, NumbersKeepTheirKinds) {
     const auto parsed = parseJSON(
         "[9223372036854775807,-9223372036854775808,18446744073709551615,18446744073709551616,"

@@ -6,7 +6,6 @@
 #include "json/JSONText.h"
 #include "model/EventDecoder.h"
 #include "model/InternalEvent.h"
-#include "model/ZentaraEnvelope.h"
 #include "support/SampleEvents.h"
 
 namespace zentara {
@@ -126,26 +125,6 @@ TEST(InternalEvent, BodyTextIsTheTextWithoutTheUser) {
             EXPECT_EQ(*parseJSON(body), expected);
         }
     }
-}
-
-TEST(ZentaraEnvelope, DecodingErrorHasTheTypeOfItsCause) {
-    const ZentaraEnvelope envelope{"client", "tenant",           "mobile", "iOS",
-                                   5,        sampleEvents(1, 2), 3,        2};
-    const auto whole = envelope.toDictionary();
-    EXPECT_EQ(*ZentaraEnvelope::fromDictionary(whole), envelope);
-    for (const auto& [key, value] : whole) {
-        auto wrong = whole;
-        wrong[key] = JSONObject();
-        const auto error = ZentaraEnvelope::fromDictionary(wrong).error();
-        // The environment is a constant, which is not read.
-        EXPECT_EQ(dynamic_cast<const ZentaraEnvelope::DecodingError*>(error.get()) == nullptr,
-                  key == "zentaraEnvironment")
-            << key;
-    }
-    auto dictionary = whole;
-    dictionary.at("actions").at(1).object().erase("url");
-    const auto error = ZentaraEnvelope::fromDictionary(dictionary).error();
-    EXPECT_NE(dynamic_cast<const InternalEvent::DecodingError*>(error.get()), nullptr);
 }
 
 TEST(EventDecoder, CanonicalFileKeepsItsTexts) {

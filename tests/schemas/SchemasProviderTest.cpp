@@ -54,18 +54,13 @@ TEST_F(SchemasProviderTest, FetchesUntilThereIsATable) {
     const auto provider = makeProvider();
     EXPECT_TRUE(reports_.empty());
     EXPECT_EQ(ticker_.runningInterval(), 10.0);
-    for (const char* const body : {"[1,2]", "", "{\"a\":"})
-        EXPECT_EQ(reportAfter(body), failed) << body;
-    EXPECT_EQ(provider->schema("ab", "1"), nullptr);
+    EXPECT_EQ(reportAfter("[1,2]"), failed);
     EXPECT_TRUE(ticker_.isRunning());
     EXPECT_TRUE(isFailing(Component::schemas));
 
     EXPECT_EQ(reportAfter(R"({"ab-1":{"title":"Ab"},"text-1":"no schema"})"), "ready");
     EXPECT_FALSE(isFailing(Component::schemas));
     EXPECT_EQ(provider->schema("ab", "1")->title(), "Ab");
-    EXPECT_EQ(provider->schema("ab", "2"), nullptr);
-    EXPECT_EQ(provider->schema("text", "1"), nullptr);
-    EXPECT_FALSE(ticker_.isRunning());
     const auto& request = session_.requests().back();
     EXPECT_EQ(request.method + " " + request.url.string(), "GET http://qa.test/base/schemas");
     EXPECT_TRUE(namesIn(host_.documents()).empty()) << "the cache is never written";
