@@ -2,11 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
 #include <zentara/ZentaraClient.h>
+#include "support/ChildProcess.h"
 #include "support/Diagnostics.h"
+#include "support/Files.h"
+#include "support/RawServer.h"
+#include "support/Services.h"
 #include "support/WaitFor.h"
 
 namespace zentara {
@@ -24,6 +29,7 @@ using namespace test;
 using enum LogLevel;
 using namespace std::string_literals;
 using testing::ElementsAre;
+using testing::MatchesRegex;
 
 /// What `run` writes to standard output and to standard error.
 template <typename Run>
@@ -125,6 +131,38 @@ TEST_F(LogSinkDeathTest, FatalLineReachesTheSinkOnItsThread) {
                 "^here 2 client one two\n$");
     setLogSink(fatal, [](const LogLine&) { fatalError("of the sink"); });
     EXPECT_EXIT(fatalError("first"), testing::KilledBySignal(SIGABRT), "^$");
+}
+
+TEST(LoggingHostTest, SinkKeepsBothStreamsEmpty) {
+    Services services;
+    auto closed = std::make_unique<RawServer>(RawServer::silence());
+    const auto collector = closed->url().string();
+    closed.reset();
+    const std::vector<std::string> expected{
+        "1 storage '.*/events-storage' .* 'events-storage\\..*'",
+        "0 client Event queued to be sent later: held back\\.",
+        "1 identity request to '127\\.0\\.0\\.1' failed: .*Connection refused.*",
+        "1 delivery there is no identity yet",
+        "1 storage .*File too large",
+        "1 storage recovered",
+        "2 client there is no schema nowhere-1",
+    };
+    const TemporaryDirectory folder;
+    const auto documents = folder.path() / "documents";
+    writeTo(documents / "events-storage", "damaged");
+    const auto output = folder.path() / "output";
+    const auto errors = folder.path() / "errors";
+    ChildProcess host({"/bin/sh", "-c", R"(exec 3>&1 >"$1" 2>"$2"; shift 2; exec "$@")", "sh",
+                       output, errors, ZENTARA_LOGGING_HOST, collector, services.url().string(),
+                       documents, std::to_string(expected.size() - 1)});
+    const auto lines = host.readLines();
+    EXPECT_EQ(host.wait(), -SIGABRT);
+    EXPECT_EQ(contentsOf(output), "");
+    EXPECT_EQ(contentsOf(errors), "");
+    std::vector<testing::Matcher<std::string>> matchers;
+    for (const auto& line : expected)
+        matchers.emplace_back(MatchesRegex(line));
+    EXPECT_THAT(lines, testing::UnorderedElementsAreArray(matchers));
 }
 
 }  // namespace
