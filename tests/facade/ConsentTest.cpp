@@ -244,7 +244,10 @@ TEST_F(ConsentTest, KilledProcessLeavesNothing) {
                 "[" + std::string(Services::table) + "]");
         ChildProcess host({ZENTARA_CONSENT_HOST, folder.path(), "deny"});
         ASSERT_EQ(host.readLine(), "denying");
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
+        const auto moment =
+            std::chrono::steady_clock::now() + std::chrono::microseconds(random() % 4000);
+        while (std::chrono::steady_clock::now() < moment)
+            std::this_thread::yield();
         host.signal(SIGKILL);
         host.wait();
         EXPECT_EQ(ChildProcess({ZENTARA_CONSENT_HOST, folder.path(), "start"}).wait(), 0);
