@@ -485,7 +485,7 @@ void EventBus::post(const std::shared_ptr<Delivery>& delivery, std::string body)
     for (const auto& [name, value] : idManager_->getHeaders(userCookie(user)))
         builder.headers[name] = value;
     builder.headers["Content-Type"] = requestContentType;
-    if (settings.delivery.compressBodies) {
+    if (settings.delivery.compressBodies && body.size() <= longestToGzip) {
         builder.headers["Content-Encoding"] = "gzip";
         body = gzip(body);
     }
