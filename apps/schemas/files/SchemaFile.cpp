@@ -14,13 +14,12 @@
 #include <utility>
 
 #include "json/JSONParser.h"
+#include "schemas/files/SourceMap.h"
 
 namespace zentara::schemas {
 
 namespace {
 
-/// The library reads up to 512 levels; the table adds one level around the schemas.
-constexpr std::size_t deepestSchema = maximumJSONDepth - 1;
 constexpr std::size_t mostFiles = 10'000;
 constexpr std::size_t mostBytes = std::size_t{64} << 20U;
 
