@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,8 @@ struct ValueType {
     std::shared_ptr<const ValueType> element;
 
     std::size_t position = 0;  ///< of the enumeration or the record in the event
+
+    friend bool operator==(const ValueType& one, const ValueType& other);
 };
 
 /// A property of a record.
@@ -53,6 +56,8 @@ struct Property {
     ValueType type;
     bool isRequired = false;
     std::string description;
+
+    friend bool operator==(const Property&, const Property&) = default;
 };
 
 /// An object with named properties.
@@ -68,23 +73,39 @@ struct Record {
 /// A choice of texts or of integers.
 struct Enumeration {
     std::vector<std::string> words;  ///< of its name
-    std::vector<JSONValue> values;   ///< all texts, or all integers
+    std::vector<JSONValue> values;   ///< all texts, or all integers; no value twice
     std::string description;
 };
+
+/// The words of the name of a value in an enumeration: {"wish", "list"} for "wish-list",
+/// {"value", "240"} for 240 and {"minus", "1"} for -1.
+[[nodiscard]] std::vector<std::string> wordsOfValue(const JSONValue& value);
 
 /// The types of an event: what is the same in all languages.
 struct EventType {
     SchemaName name;
+    std::string path;                ///< of the schema, for messages
+    std::vector<std::string> words;  ///< of its name: {"add", "to", "cart"}
     std::string title, description;
     /// A record comes behind the records that it refers to; the last one is the event itself.
     std::vector<Record> records;
     std::vector<Enumeration> enumerations;
 };
 
-/// The types of a schema. Records and enumerations that are defined alike are one; their names come
-/// from the definition or the property that they were found at first, with as many of the outer
-/// properties in front as needed to tell them apart. What leads back into itself is JSON. Throws
-/// `CommandError` for a document that is no schema of an object.
+/// The types of a schema. Each valid value can be said with them, except integers that are not in
+/// the range of 64 bits, signed. What leads back into itself is JSON.
+///
+/// Records and enumerations of the same name that are alike are one. Their names come from the
+/// definition or the property that they were found at first; an element of a list has the name of
+/// the list and "item". Where names are the same, the outer properties come in front, as many as
+/// are needed; and then a number.
+///
+/// Throws `CommandError` for a document that is no schema of an object, or leads to too many types.
 [[nodiscard]] EventType eventTypeOf(const SchemaFile& schema);
+
+/// The types of all schemas, by id and version. If an id has several versions, each has its version
+/// in its name: {"add", "to", "cart", "v2"}. Throws `CommandError` also if two events have the same
+/// name.
+[[nodiscard]] std::vector<EventType> eventTypesOf(std::span<const SchemaFile> schemas);
 
 }  // namespace zentara::schemas

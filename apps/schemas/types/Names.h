@@ -3,6 +3,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace zentara::schemas {
@@ -15,28 +16,26 @@ enum class NameStyle : unsigned char { lowerCamel, upperCamel, lowerSnake, upper
 /// "code2"}.
 [[nodiscard]] std::vector<std::string> wordsOf(std::string_view text);
 
-/// An identifier made of words. Words that begin with a digit get an underscore in front if they
-/// come first; no words at all give "value" in that style.
+/// An identifier made of words. A digit at its beginning gets an underscore in front, and so does a
+/// word between two digits: {"v1", "2"} is "V1_2". No words at all give "value" in that style.
 [[nodiscard]] std::string identifier(std::span<const std::string> words, NameStyle style);
 
 /// The names of one scope in a language.
 class Scope {
   public:
     /// `reserved`: words of the language, and names that the generated code needs itself. They get
-    /// an underscore at the end.
+    /// an underscore at the end. `what` begins the message of an error: the path of a schema, or
+    /// more.
     Scope(std::string_view what, std::span<const std::string_view> reserved);
 
-    /// The identifier for `original`. Throws `CommandError`, which names both, if another original
-    /// has the same identifier already.
+    /// The identifier for `original`; the same again for the same. Throws `CommandError`, which
+    /// names both, if another original has this identifier already.
     std::string add(std::string_view original, std::span<const std::string> words, NameStyle style);
 
   private:
-    struct Entry {
-        std::string identifier, original;
-    };
     std::string what_;
     std::span<const std::string_view> reserved_;
-    std::vector<Entry> entries_;
+    std::unordered_map<std::string, std::string> originals_;  ///< by identifier
 };
 
 }  // namespace zentara::schemas
