@@ -10,7 +10,12 @@ namespace zentara {
 
 /// A named check of the "format" keyword.
 struct Format {
-    enum class OtherKinds : std::uint8_t { accepted, refused, fatal };
+    enum class OtherKinds : std::uint8_t {
+        accepted,
+        refused,
+        stopping,  ///< end the validation: for tools, which must know but must not die
+        fatal,     ///< end the process
+    };
 
     std::string_view name;
     /// Counting characters takes from the allowance.
@@ -20,6 +25,10 @@ struct Format {
     /// How values that are not strings are treated.
     OtherKinds otherKinds = OtherKinds::accepted;
 };
+
+/// The last message of a validation that a `stopping` format has ended.
+inline constexpr std::string_view stoppedByFormat =
+    "Validation stopped: the format numericString was applied to a value that is not a string";
 
 /// The formats of every document: "ipv4", "ipv6", "uri" and "numericString". The last is meant for
 /// properties that can only hold strings: any other value is fatal.

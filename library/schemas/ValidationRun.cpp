@@ -108,6 +108,8 @@ bool ValidationRun::format(const Check& check, const JSONValue& value) {
         if (allowance_.exhausted()) return stopForCost();
     } else if (format.otherKinds == Format::OtherKinds::fatal) {
         fatalError("The format numericString was applied to a value that is not a string.");
+    } else if (format.otherKinds == Format::OtherKinds::stopping) {
+        return stop(std::string(stoppedByFormat));
     }
     return fail(value, {"'", value, "'", format.complaint});
 }

@@ -1,0 +1,394 @@
+#include "schemas/values/Drawing.h"
+
+#include <algorithm>
+#include <array>
+#include <unordered_map>
+#include <utility>
+
+#include "schemas/values/Scalars.h"
+
+namespace zentara::schemas {
+
+namespace {
+
+/// Parts that may be drawn for a value, and below which optional ones are left out.
+constexpr std::size_t mostParts = 20'000;
+constexpr std::size_t fewParts = 2'000;
+constexpr std::size_t deepest = 500;
+constexpr std::size_t comfortableDepth = 12;
+
+/// What a schema without a type is about.
+unsigned describedKinds(const Demands& all) {
+    constexpr auto hints = std::to_array<std::pair<std::string_view, unsigned>>({
+        {"properties", kind::object},
+        {"required", kind::object},
+        {"patternProperties", kind::object},
+        {"additionalProperties", kind::object},
+        {"minProperties", kind::object},
+        {"maxProperties", kind::object},
+        {"dependencies", kind::object},
+        {"items", kind::array},
+        {"minItems", kind::array},
+        {"maxItems", kind::array},
+        {"uniqueItems", kind::array},
+        {"minLength", kind::text},
+        {"maxLength", kind::text},
+        {"pattern", kind::text},
+        {"format", kind::text},
+        {"minimum", kind::number},
+        {"maximum", kind::number},
+        {"multipleOf", kind::number},
+    });
+    unsigned described = 0;
+    for (const auto* const schema : all)
+        for (const auto& [keyword, kinds] : hints)
+            if (schema->contains(keyword)) described |= kinds;
+    return described;
+}
+
+void addOnce(std::vector<std::string>& names, std::string_view name) {
+    if (std::find(names.begin(), names.end(), name) == names.end()) names.emplace_back(name);
+}
+
+}  // namespace
+
+JSONValue* Drawn::part(JSONValue& value, const std::vector<Place>& places, std::size_t place) {
+    if (place == 0) return &value;
+    auto* const outer = part(value, places, places[place].outer);
+    if (outer == nullptr) return nullptr;
+    if (auto* const object = outer->ifObject()) return object->find(places[place].name);
+    auto* const array = outer->ifArray();
+    return array != nullptr && places[place].index < array->size() ? &(*array)[places[place].index]
+                                                                   : nullptr;
+}
+
+Drawn Drawing::draw(unsigned kinds) {
+    drawn_ = {};
+    budget_ = mostParts;
+    drawn_.value = value({&index_.document()}, kinds, {0, 0, seed_, 0, {}});
+    return std::move(drawn_);
+}
+
+JSONValue Drawing::drawFor(const Demands& demands, std::string_view name) {
+    drawn_ = {};
+    budget_ = fewParts;
+    return value(demands, kind::all, {0, 0, seed_, 0, name});
+}
+
+void Drawing::redraw(const Drawn& drawn, const MessagePlaces& refused) {
+    std::unordered_map<const JSONValue*, std::size_t> known;
+    std::vector<const JSONValue*> parts;
+    for (std::size_t i = 0; i < drawn.places.size(); ++i) {
+        const auto& place = drawn.places[i];
+        const auto* const outer = i == 0 ? nullptr : parts[place.outer];
+        const JSONValue* part = i == 0 ? &drawn.value : nullptr;
+        if (outer != nullptr && outer->isObject()) part = outer->object().find(place.name);
+        if (outer != nullptr && outer->isArray() && place.index < outer->array().size())
+            part = &outer->array()[place.index];
+        parts.push_back(part);
+        if (part != nullptr) known.emplace(part, i);
+    }
+    std::vector<std::uint64_t> paths;
+    for (const auto* const part : refused) {
+        const auto found = known.find(part);
+        // What a schema gives as an example has no places inside.
+        const auto path = found == known.end() ? 0 : drawn.places[found->second].path;
+        if (std::find(paths.begin(), paths.end(), path) != paths.end()) continue;
+        paths.push_back(path);
+        // The value may fit only another choice around it.
+        if (++again_[path] % 8 == 0 && found != known.end())
+            ++again_[drawn.places[drawn.places[found->second].outer].path];
+        if (paths.size() == 100) break;
+    }
+    if (paths.empty()) ++again_[0];
+}
+
+/// With references, all of "allOf", and a choice of "anyOf" and "oneOf".
+Demands Drawing::expanded(Demands demands, Random& random, bool isPleasant) const {
+    constexpr std::size_t mostDemands = 300;
+    for (std::size_t i = 0; i < demands.size() && demands.size() < mostDemands; ++i) {
+        const auto add = [&demands](const JSONObject* schema) {
+            if (std::find(demands.begin(), demands.end(), schema) == demands.end())
+                demands.push_back(schema);
+        };
+        const auto& schema = *demands[i];
+        if (const auto* const target = index_.target(schema)) add(target);
+        const auto choices = [&schema](std::string_view keyword) {
+            return SchemaIndex::list(schema, keyword, JSONValue::Kind::object);
+        };
+        if (const auto* const all = choices("allOf"))
+            for (const auto& each : *all)
+                add(&each.object());
+        for (const auto* const keyword : {"anyOf", "oneOf"}) {
+            const auto* const some = choices(keyword);
+            if (some == nullptr || some->empty()) continue;
+            add(&(*some)[isPleasant ? 0 : random.below(some->size())].object());
+        }
+    }
+    return demands;
+}
+
+unsigned Drawing::chosenKind(const Demands& all, unsigned kinds, Random& random,
+                             const Context& context, bool isPleasant) const {
+    if (const auto described = describedKinds(all) & kinds;
+        described != 0 && (isPleasant || kinds != kind::all || random.chance(75))) {
+        // Null and others stay possible when the type names them.
+        const bool isNarrowed = isPleasant || kinds == kind::all || random.chance(80);
+        if (isNarrowed) kinds = described;
+    }
+    constexpr unsigned nested = kind::array | kind::object;
+    if (context.depth > comfortableDepth && (kinds & ~nested) != 0) kinds &= ~nested;
+    if (isPleasant && kinds == kind::all) return kind::text;
+    constexpr std::array<unsigned, 6> order{kind::object, kind::array,   kind::text,
+                                            kind::number, kind::boolean, kind::null};
+    std::vector<unsigned> possible;
+    for (const auto each : order)
+        if ((kinds & each) != 0) possible.push_back(kinds & each);
+    if (possible.empty()) return kind::null;
+    return isPleasant ? possible.front() : random.oneOf(possible);
+}
+
+/// One of "enum", or in pleasant values what the schema gives as an example.
+std::optional<JSONValue> Drawing::listed(const Demands& all, unsigned kinds, std::uint64_t position,
+                                         bool isPleasant) const {
+    std::vector<const JSONValue*> candidates;
+    bool isFirst = true;
+    for (const auto* const schema : all) {
+        const auto* const list = schema->find("enum");
+        if (list == nullptr || !list->isArray()) continue;
+        const auto isListed = [list](const JSONValue* value) {
+            const auto& array = list->array();
+            return std::find(array.begin(), array.end(), *value) != array.end();
+        };
+        if (isFirst) {
+            for (const auto& each : list->array())
+                if ((kind::of(each) & kinds) != 0) candidates.push_back(&each);
+        } else {
+            std::erase_if(candidates, [&](const JSONValue* each) { return !isListed(each); });
+        }
+        isFirst = false;
+    }
+    if (!isFirst) {
+        if (candidates.empty()) return JSONValue();
+        return *candidates[isPleasant ? 0 : position % candidates.size()];
+    }
+    if (!isPleasant) return std::nullopt;
+    for (const auto* const schema : all) {
+        for (const auto* const keyword : {"example", "examples", "default"}) {
+            const auto* example = schema->find(keyword);
+            if (example != nullptr && example->isArray() && !example->array().empty())
+                example = &example->array().front();
+            if (example == nullptr || example->isArray() || example->isObject()) continue;
+            if ((kind::of(*example) & kinds) != 0) return *example;
+        }
+    }
+    return std::nullopt;
+}
+
+JSONValue Drawing::value(Demands demands, unsigned kinds, Context context, std::size_t index) {
+    if (budget_ == 0 || context.depth > deepest) return {};
+    --budget_;
+    const auto again = again_.find(context.path);
+    const auto count = again == again_.end() ? 0 : again->second;
+    const bool isPleasant = style_ == Style::pleasant && count == 0;
+    const auto unchanged = mixed(context.seed, 0);
+    context.seed = mixed(context.seed, count);
+    Random random(context.seed);
+
+    auto all = expanded(std::move(demands), random, isPleasant);
+    for (const auto* const schema : all)
+        kinds &= SchemaIndex::kinds(*schema);
+    const auto place = drawn_.places.size();
+    drawn_.places.push_back(
+        {context.outer, std::string(context.name), index, context.path, all, kinds});
+    context.outer = place;
+    if (auto value = listed(all, kinds, unchanged + count, isPleasant)) return *std::move(value);
+
+    const auto chosen = chosenKind(all, kinds, random, context, isPleasant);
+    const ScalarDemands scalar{index_, all, context.name, isPleasant};
+    if ((chosen & kind::number) != 0) return drawNumber(scalar, chosen, random);
+    if (chosen == kind::text) return drawText(scalar, random);
+    if (chosen == kind::boolean) return isPleasant || random.chance(50);
+    if (chosen == kind::null) return {};
+
+    const auto opened = open_.size();
+    open_.insert(open_.end(), all.begin(), all.end());
+    auto result = chosen == kind::array ? array(all, random, context, isPleasant)
+                                        : object(all, random, context, isPleasant);
+    open_.resize(opened);
+    drawn_.places[place].demands = std::move(all);
+    return result;
+}
+
+bool Drawing::leadsBack(const Demands& demands) const {
+    return std::any_of(demands.begin(), demands.end(), [this](const JSONObject* schema) {
+        const auto* const target = index_.target(*schema);
+        return std::find(open_.begin(), open_.end(), target == nullptr ? schema : target) !=
+               open_.end();
+    });
+}
+
+JSONValue Drawing::array(const Demands& all, Random& random, const Context& context,
+                         bool isPleasant) {
+    const auto bounds = SchemaIndex::bounds(all, "minItems", "maxItems");
+    const auto least = std::clamp(bounds.least, std::int64_t{0}, std::int64_t{mostParts});
+    constexpr std::int64_t reach = 4;
+    auto most = std::max(least, std::min(bounds.most, least + reach));
+    std::int64_t size = 0;
+    if (isPleasant || style_ == Style::complete) {
+        size = 2;
+        for (const auto* const schema : all)
+            if (const auto* const items =
+                    SchemaIndex::list(*schema, "items", JSONValue::Kind::object))
+                size = std::max(size, static_cast<std::int64_t>(items->size()));
+        if (!isPleasant) size = std::min(size, std::int64_t{1} + random.between(0, 1));
+        size = std::clamp(size, least, std::max(least, bounds.most));
+    } else {
+        if (bounds.most <= 40 && random.chance(20)) most = std::max(least, bounds.most);
+        size = random.chance(25) ? least : random.chance(25) ? most : random.between(least, most);
+    }
+    const bool areUnique = std::any_of(all.begin(), all.end(), [](const JSONObject* schema) {
+        const auto* const unique = schema->find("uniqueItems");
+        return unique != nullptr && unique->ifBoolean() == true;
+    });
+    JSONArray result;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(size) && budget_ > 0; ++i) {
+        auto demands = SchemaIndex::element(all, i);
+        if (!demands) break;
+        const bool isOptional = static_cast<std::int64_t>(i) >= least;
+        if (isOptional && (context.depth > comfortableDepth || budget_ < fewParts)) break;
+        if (isOptional && leadsBack(*demands) && (isPleasant || random.chance(60))) break;
+        const auto path = mixed(context.path, i);
+        Context inner{context.outer, path, mixed(context.seed, i), context.depth + 1, {}};
+        inner.name = context.name;
+        const auto places = drawn_.places.size();
+        auto element = value(*demands, kind::all, inner, i);
+        for (std::uint64_t attempt = 1; areUnique && attempt < 12; ++attempt) {
+            if (std::find(result.begin(), result.end(), element) == result.end()) break;
+            drawn_.places.resize(places);
+            // Pleasant values repeat themselves.
+            const auto style = std::exchange(style_, Style::varied);
+            inner.seed = mixed(inner.seed, attempt);
+            element = value(*demands, kind::all, inner, i);
+            style_ = style;
+        }
+        result.push_back(std::move(element));
+    }
+    return result;
+}
+
+std::vector<std::string> Drawing::names(Demands& all, Random& random, const Context& context,
+                                        bool isPleasant) {
+    std::vector<std::string> declared;
+    std::vector<std::string> needed;
+    for (const auto* const schema : all) {
+        if (const auto* const names =
+                SchemaIndex::list(*schema, "required", JSONValue::Kind::string))
+            for (const auto& name : *names)
+                addOnce(needed, name.string());
+    }
+    for (const auto* const schema : all) {
+        const auto* const properties = SchemaIndex::objects(*schema, "properties");
+        if (properties == nullptr) continue;
+        declared.reserve(declared.size() + std::min(properties->size(), budget_));
+        const bool isAlone = declared.empty();
+        for (const auto& member : *properties) {
+            if (declared.size() >= budget_) break;
+            if (isAlone) {
+                declared.emplace_back(member.key());
+            } else {
+                addOnce(declared, member.key());
+            }
+        }
+    }
+    const auto bounds = SchemaIndex::bounds(all, "minProperties", "maxProperties");
+    const auto least =
+        static_cast<std::size_t>(std::clamp(bounds.least, std::int64_t{0}, std::int64_t{1000}));
+    const bool isWhole = isPleasant || style_ == Style::complete;
+    const unsigned density = isWhole ? 100 : random.oneOf(std::array<unsigned, 4>{0, 30, 60, 100});
+    const bool isDeep = context.depth > comfortableDepth;
+
+    std::vector<std::string> present;
+    std::vector<std::string> absent;
+    for (auto& name : declared) {
+        const bool isNeeded = std::find(needed.begin(), needed.end(), name) != needed.end();
+        bool isPresent = isNeeded || (!isDeep && random.chance(density));
+        if (isPresent && !isNeeded) {
+            const auto demands = index_.member(all, name);
+            isPresent = demands && budget_ > fewParts + present.size() &&
+                        !(leadsBack(*demands) && (isPleasant || random.chance(70)));
+        }
+        (isPresent ? present : absent).push_back(std::move(name));
+    }
+    // Each optional one may be one too many.
+    const auto most =
+        static_cast<std::size_t>(std::clamp(bounds.most, std::int64_t{0}, std::int64_t{mostParts}));
+    for (std::size_t i = present.size(); i > 0 && present.size() > most; --i) {
+        const auto position = isWhole ? i - 1 : random.below(present.size());
+        if (std::find(needed.begin(), needed.end(), present[position]) == needed.end())
+            present.erase(present.begin() + static_cast<std::ptrdiff_t>(position));
+    }
+    for (const auto& name : needed)
+        addOnce(present, name);
+    while (present.size() < least && !absent.empty()) {
+        const auto position = random.below(absent.size());
+        present.push_back(std::move(absent[position]));
+        absent.erase(absent.begin() + static_cast<std::ptrdiff_t>(position));
+    }
+
+    // Names that are not declared.
+    const auto addFree = [&](std::string_view name) {
+        if (present.size() < most && index_.member(all, name)) addOnce(present, name);
+    };
+    if (!isDeep) {
+        for (const auto* const schema : all) {
+            const auto* const patterns = SchemaIndex::objects(*schema, "patternProperties");
+            if (patterns == nullptr) continue;
+            for (const auto& member : *patterns) {
+                if (!isWhole && random.chance(50)) continue;
+                if (const auto name = index_.pattern(member.key()).draw(random, 3)) addFree(*name);
+            }
+        }
+    }
+    constexpr auto freeNames =
+        std::to_array<std::string_view>({"extra", "note", "x", "Other-1", "campaign", "\xC3\xA4"});
+    if (!isWhole && !isDeep && random.chance(15)) addFree(random.oneOf(freeNames));
+    for (std::size_t i = 1; present.size() < least && i <= 2 * least; ++i)
+        addFree("extra" + std::to_string(i));
+
+    // What depends on the names.
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const auto* const entries = all[i]->find("dependencies");
+        if (entries == nullptr || !entries->isObject()) continue;
+        for (const auto& [name, dependency] : entries->object()) {
+            if (std::find(present.begin(), present.end(), name) == present.end()) continue;
+            if (const auto* const schema = dependency.ifObject()) {
+                for (const auto* const each : expanded({schema}, random, isPleasant)) {
+                    if (std::find(all.begin(), all.end(), each) == all.end()) all.push_back(each);
+                    if (const auto* const more =
+                            SchemaIndex::list(*each, "required", JSONValue::Kind::string))
+                        for (const auto& wanted : *more)
+                            addOnce(present, wanted.string());
+                }
+            } else if (dependency.isArray()) {
+                for (const auto& wanted : dependency.array())
+                    if (wanted.isString()) addOnce(present, wanted.string());
+            }
+        }
+    }
+    return present;
+}
+
+JSONValue Drawing::object(Demands& all, Random& random, const Context& context, bool isPleasant) {
+    JSONObject result;
+    for (const auto& name : names(all, random, context, isPleasant)) {
+        const auto demands = index_.member(all, name);
+        const auto hash = hashOf(name);
+        result.set(name, value(demands.value_or(Demands()), kind::all,
+                               {context.outer, mixed(context.path, hash), mixed(context.seed, hash),
+                                context.depth + 1, name}));
+    }
+    return result;
+}
+
+}  // namespace zentara::schemas

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "json/JSONValue.h"
+#include "schemas/Schema.h"
+#include "schemas/values/PatternText.h"
+
+namespace zentara::schemas {
+
+/// The kinds of values as the types of a schema see them, a bit each.
+namespace kind {
+inline constexpr unsigned null = 1, boolean = 2, integer = 4, fraction = 8, text = 16, array = 32,
+                          object = 64, number = integer | fraction, all = 127;
+
+[[nodiscard]] unsigned of(const JSONValue& value) noexcept;
+}  // namespace kind
+
+/// The subschemas that a value must satisfy, all of them.
+using Demands = std::vector<const JSONObject*>;
+
+/// What a schema says about its parts, for drawing values. The engine confirms the values, so this
+/// need not be exact.
+class SchemaIndex {
+  public:
+    struct Verdict {
+        bool isValid = false;
+        bool isStopped = false;  ///< the engine gave up, or the process would have ended
+        std::vector<std::string> messages;
+        MessagePlaces places;  ///< in the value
+    };
+    struct Bounds {
+        std::int64_t least = 0, most = INT64_MAX;
+    };
+
+    /// The document must outlive the index.
+    explicit SchemaIndex(const JSONObject& document);
+
+    [[nodiscard]] Verdict validate(const JSONValue& value) const;
+
+    /// The target of "$ref"; null when there is none.
+    [[nodiscard]] const JSONObject* target(const JSONObject& schema) const;
+
+    /// The kinds that "type" permits.
+    [[nodiscard]] static unsigned kinds(const JSONObject& schema);
+
+    /// The value of a keyword if the engine looks at it.
+    [[nodiscard]] static const JSONObject* objects(const JSONObject& schema, std::string_view key);
+    [[nodiscard]] static const JSONArray* list(const JSONObject& schema, std::string_view key,
+                                               JSONValue::Kind kind);
+    /// Of lengths and sizes.
+    [[nodiscard]] static Bounds bounds(const Demands& all, std::string_view least,
+                                       std::string_view most);
+
+    /// The demands on a member of an object; nothing when the name is not permitted.
+    [[nodiscard]] std::optional<Demands> member(const Demands& all, std::string_view name) const;
+    /// The demands on an element of an array; nothing when there can be no such element.
+    [[nodiscard]] static std::optional<Demands> element(const Demands& all, std::size_t position);
+
+    [[nodiscard]] const PatternText& pattern(std::string_view text) const;
+
+    [[nodiscard]] const JSONObject& document() const noexcept { return document_; }
+
+  private:
+    const JSONObject& document_;
+    Schema schema_;
+    mutable std::map<std::string, PatternText, std::less<>> patterns_;
+};
+
+}  // namespace zentara::schemas
