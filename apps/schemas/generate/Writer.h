@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "schemas/types/EventType.h"
+#include "schemas/types/Names.h"
+
+namespace zentara::schemas {
+
+/// Code under construction, line by line.
+class Writer {
+  public:
+    /// Adds lines, separated by line breaks, with the indentation; without a text, an empty one.
+    void line(std::string_view text = {});
+
+    /// Adds both parts as a line if there is room for it, otherwise the second on a line of its
+    /// own.
+    void breakable(std::string_view first, std::string_view second);
+
+    /// Adds the text as comments that begin with `mark`, such as "/// ", in lines of at most 100
+    /// characters.
+    void comment(std::string_view mark, std::string_view text);
+
+    void indent() { depth_ += 4; }
+    void outdent() { depth_ -= 4; }
+
+    [[nodiscard]] const std::string& text() const noexcept { return text_; }
+
+  private:
+    std::size_t depth_ = 0;  ///< in blanks
+    std::string text_;
+};
+
+/// The text in lines of at most `width` characters, except for longer words. Without what compilers
+/// reject or take for a part of the code: control characters, marks of the writing direction, and a
+/// backslash at the end of a line.
+[[nodiscard]] std::vector<std::string> commentLines(std::string_view text, std::size_t width);
+
+/// A literal for C, C++ and, behind an "@", Objective-C. A zero is "\000".
+[[nodiscard]] std::string literalInC(std::string_view text);
+[[nodiscard]] std::string literalInPython(std::string_view text);
+
+/// A literal of 64 bits for C and the languages that come from it.
+[[nodiscard]] std::string integerInC(std::int64_t value);
+/// In the form of a floating-point number; nothing is lost.
+[[nodiscard]] std::string numberText(double value);
+
+/// What the schema requires of a value beyond its type, in words: "1 to 20." Empty if nothing.
+[[nodiscard]] std::string limitsOf(const ValueType& type);
+
+/// Whether `name` in the code is merely another style of a text in JSON.
+[[nodiscard]] bool isPlainlyCalled(std::string_view key, std::string_view name);
+
+/// The comment for a member that is called `name` in the code: the property's description, its
+/// limits, why it is JSON, and its name in JSON unless it is plainly called that.
+[[nodiscard]] std::string commentOf(const Property& property, std::string_view name);
+
+/// The comment for a type: its title, and its description.
+[[nodiscard]] std::string paragraphs(std::string_view title, std::string_view description);
+
+}  // namespace zentara::schemas
