@@ -5,6 +5,8 @@
 #include <fstream>
 
 #include "apps/schemas/EventTypeText.h"
+#include "apps/schemas/RandomSchemas.h"
+#include "schemas/values/Sampler.h"
 
 namespace zentara::schemas {
 
@@ -12,6 +14,79 @@ namespace {
 
 SchemaFile fileOf(const std::string& path, const std::string& schema) {
     return SchemaFile::fromText(path, schema);
+}
+
+template <typename Number, typename Bound>
+bool isWithin(Number number, const std::optional<Bound>& first, const std::optional<Bound>& last) {
+    return (!first || number >= *first) && (!last || number <= *last);
+}
+
+/// Whether the types can say a value, and their bounds permit it. Integers beyond 64 bits cannot be
+/// said.
+bool canSay(const EventType& event, const ValueType& type, const JSONValue& value) {
+    if (type.shape == Shape::json) return !value.isNull() || type.isNullable;
+    if (value.isNull()) return type.isNullable;
+    const auto integer = value.asInteger();
+    switch (type.shape) {
+        case Shape::text:
+            return value.isString();
+        case Shape::boolean:
+            return value.isBoolean() || integer == 0 || integer == 1;
+        case Shape::integer:
+            if (value.isNumber() && !integer) return !value.isDouble() || *value.ifDouble() > 1e18;
+            [[fallthrough]];
+        case Shape::number: {
+            const auto number = value.asDouble();
+            if (!number || !isWithin(*number, type.minimum, type.maximum)) return false;
+            return !(type.exclusiveMinimum && *number == *type.minimum) &&
+                   !(type.exclusiveMaximum && *number == *type.maximum);
+        }
+        case Shape::enumeration:
+            for (const auto& each : event.enumerations.at(type.position).values) {
+                const bool isSame =
+                    value.isBoolean() ? each == JSONValue(value.boolean() ? 1 : 0) : each == value;
+                if (isSame || (integer && each == JSONValue(*integer))) return true;
+            }
+            return false;
+        case Shape::list: {
+            if (!value.isArray()) return false;
+            const auto& list = value.array();
+            return isWithin(static_cast<std::int64_t>(list.size()), type.minItems, type.maxItems) &&
+                   std::all_of(list.begin(), list.end(), [&](const JSONValue& each) {
+                       return canSay(event, *type.element, each);
+                   });
+        }
+        default:
+            break;
+    }
+    if (!value.isObject()) return false;
+    const auto& record = event.records.at(type.position);
+    std::size_t found = 0;
+    for (const auto& property : record.properties) {
+        const auto* const member = value.object().find(property.key);
+        if (member == nullptr ? property.isRequired : !canSay(event, property.type, *member))
+            return false;
+        found += member == nullptr ? 0 : 1;
+    }
+    return record.hasFreeProperties || found == value.object().size();
+}
+
+/// Draws values for a schema; returns how many there were.
+int drawValues(const JSONObject& schema, std::uint64_t seed, int most) {
+    const auto event = eventTypeOf(fileOf("a-1.json", JSONValue(schema).text()));
+    ValueType root;
+    root.shape = Shape::record;
+    root.position = event.records.size() - 1;
+    Sampler sampler(schema, seed);
+    int count = 0;
+    for (; count < most; ++count) {
+        const auto value = sampler.valid();
+        if (!value) break;
+        EXPECT_TRUE(canSay(event, root, *value)) << JSONValue(schema).text() << '\n'
+                                                 << textOf(event) << '\n'
+                                                 << value->text();
+    }
+    return count;
 }
 
 std::string messageOf(const std::vector<SchemaFile>& files) {
@@ -33,8 +108,16 @@ TEST(EventType, CasesHaveTheirTypes) {
         EXPECT_EQ(textOf(eventTypeOf(fileOf("a-1.json", test.at("schema").text()))),
                   test.at("types").string())
             << line;
+        drawValues(test.at("schema").object(), static_cast<std::uint64_t>(count), 20);
     }
     EXPECT_GT(count, 40);
+}
+
+TEST(EventType, EachValidValueCanBeSaid) {
+    int count = 0;
+    for (std::uint64_t seed = 0; seed < 1000; ++seed)
+        count += drawValues(randomSchema(seed), seed, 50);
+    EXPECT_GT(count, 40'000);
 }
 
 TEST(EventType, VersionsOfAnIdAreInItsName) {
