@@ -47,9 +47,7 @@ constexpr Language languages[] = {
 #if __has_include("schemas/generate/Cpp.cpp")
     {"cpp", generateCpp},
 #endif
-#if __has_include("schemas/generate/C.cpp")
     {"c", generateC},
-#endif
 #if __has_include("schemas/generate/ObjC.cpp")
     {"objc", generateObjC},
 #endif
