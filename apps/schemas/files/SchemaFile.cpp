@@ -61,7 +61,41 @@ std::vector<std::string> filesIn(const std::string& folder) {
     return files;
 }
 
+bool isDigit(char character) {
+    return '0' <= character && character <= '9';
+}
+
+/// The digits at the beginning of `text`, which loses them; without leading zeros.
+std::string_view takeNumber(std::string_view& text) {
+    const auto end = std::find_if_not(text.begin(), text.end(), isDigit);
+    auto digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+    text.remove_prefix(digits.size());
+    digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
+    return digits;
+}
+
+bool isEarlierVersion(std::string_view one, std::string_view other) {
+    const auto whole = std::pair(one, other);
+    while (!one.empty() && !other.empty()) {
+        if (isDigit(one.front()) && isDigit(other.front())) {
+            const auto left = takeNumber(one), right = takeNumber(other);
+            if (left.size() != right.size()) return left.size() < right.size();
+            if (left != right) return left < right;
+        } else {
+            if (one.front() != other.front()) return one.front() < other.front();
+            one.remove_prefix(1);
+            other.remove_prefix(1);
+        }
+    }
+    if (one.empty() != other.empty()) return one.empty();
+    return whole.first < whole.second;
+}
+
 }  // namespace
+
+bool isEarlier(const SchemaName& one, const SchemaName& other) {
+    return one.id == other.id ? isEarlierVersion(one.version, other.version) : one.id < other.id;
+}
 
 std::optional<SchemaName> schemaNamed(std::string_view text) {
     const auto dash = text.rfind('-');

@@ -23,6 +23,10 @@ struct SchemaName {
 /// Nothing if the text is not "{id}-{version}". The version begins behind the last dash.
 [[nodiscard]] std::optional<SchemaName> schemaNamed(std::string_view text);
 
+/// The order of names: by id, then by version. Numbers in versions compare by their value: "9" is
+/// before "10", and "1.2" before "1.10".
+[[nodiscard]] bool isEarlier(const SchemaName& one, const SchemaName& other);
+
 /// A schema as it was read. Of a text that the library would not take as a schema, the document is
 /// absent; `check` tells why.
 struct SchemaFile {

@@ -1,10 +1,8 @@
 #include "schemas/types/EventType.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <map>
-#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -423,19 +421,6 @@ class Builder {
     std::multimap<std::vector<std::string>, std::size_t> knownRecords_, knownEnumerations_;
 };
 
-/// Numbers by their value, other texts behind them.
-bool isEarlier(const SchemaName& one, const SchemaName& other) {
-    const auto key = [](const SchemaName& name) {
-        std::uint64_t number = 0;
-        const auto* const last = name.version.data() + name.version.size();
-        const auto [end, error] = std::from_chars(name.version.data(), last, number);
-        const bool isNumber = error == std::errc() && end == last;
-        return std::tuple(std::string_view(name.id), !isNumber, isNumber ? number : 0,
-                          std::string_view(name.version));
-    };
-    return key(one) < key(other);
-}
-
 }  // namespace
 
 bool operator==(const ValueType& one, const ValueType& other) {
@@ -464,6 +449,12 @@ EventType eventTypeOf(const SchemaFile& schema) {
     return Builder(schema).build();
 }
 
+void addVersionToName(EventType& event) {
+    if (event.words.empty()) event.words.emplace_back("value");
+    for (auto& word : wordsOf('v' + event.name.version))
+        event.words.push_back(std::move(word));
+}
+
 std::vector<EventType> eventTypesOf(std::span<const SchemaFile> schemas) {
     std::vector<EventType> events;
     std::map<std::string, std::size_t> versions;
@@ -476,11 +467,7 @@ std::vector<EventType> eventTypesOf(std::span<const SchemaFile> schemas) {
     });
     Scope scope("the schemas", {});
     for (auto& event : events) {
-        if (versions[event.name.id] > 1) {
-            if (event.words.empty()) event.words.emplace_back("value");
-            for (auto& word : wordsOf('v' + event.name.version))
-                event.words.push_back(std::move(word));
-        }
+        if (versions[event.name.id] > 1) addVersionToName(event);
         scope.add(event.path, event.words, NameStyle::upperCamel);
     }
     return events;

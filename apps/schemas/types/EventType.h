@@ -103,9 +103,12 @@ struct EventType {
 /// Throws `CommandError` for a document that is no schema of an object, or leads to too many types.
 [[nodiscard]] EventType eventTypeOf(const SchemaFile& schema);
 
+/// Adds the version to the words of the name, as it is necessary if an id has several versions:
+/// {"add", "to", "cart", "v2"}.
+void addVersionToName(EventType& event);
+
 /// The types of all schemas, by id and version. If an id has several versions, each has its version
-/// in its name: {"add", "to", "cart", "v2"}. Throws `CommandError` also if two events have the same
-/// name.
+/// in its name. Throws `CommandError` also if two events have the same name.
 [[nodiscard]] std::vector<EventType> eventTypesOf(std::span<const SchemaFile> schemas);
 
 }  // namespace zentara::schemas

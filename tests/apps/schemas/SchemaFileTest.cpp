@@ -12,6 +12,17 @@ TEST(SchemaFile, VersionBeginsBehindTheLastDash) {
         EXPECT_FALSE(schemaNamed(text)) << text;
 }
 
+TEST(SchemaFile, NumbersInVersionsCompareByValue) {
+    const char* const versions[] = {"", "1", "1.02", "01.5", "1.10", "1.10-b", "2a", "2b", "10"};
+    for (std::size_t at = 1; at < std::size(versions); ++at) {
+        const SchemaName one{"a", versions[at - 1]}, other{"a", versions[at]};
+        EXPECT_TRUE(isEarlier(one, other)) << one.version;
+        EXPECT_FALSE(isEarlier(other, one)) << one.version;
+        EXPECT_FALSE(isEarlier(other, other)) << other.version;
+    }
+    EXPECT_TRUE(isEarlier({"a", "2"}, {"b", "1"}));
+}
+
 TEST(SchemaFile, DocumentIsWhatTheLibraryReads) {
     const auto file = SchemaFile::fromText("folder/a-1.json", "\xEF\xBB\xBF{\"title\": \"A\"}");
     EXPECT_EQ(file.name, (SchemaName{"a", "1"}));
