@@ -9,12 +9,9 @@
 
 namespace zentara {
 
-/// A simple expression, as most patterns in schemas are, for plain ASCII text (`isPlainASCII`): an
-/// automaton that runs in time linear to the text. Gives the same answers as ICU.
-///
-/// Understands literals, character classes, \d \w \s and their opposites, dots, groups, alternation
-/// and greedy or lazy repetition, with at most 64 character positions after repetitions are written
-/// out, and ^ and $ around the whole.
+/// A simple expression (`PatternAutomaton`), as most patterns in schemas are, for plain ASCII text
+/// (`isPlainASCII`): an automaton that runs in time linear to the text. Gives the same answers as
+/// ICU.
 class ASCIIPattern {
   public:
     /// Null when the pattern is not such an expression, or may be invalid: ICU decides then.
@@ -29,8 +26,6 @@ class ASCIIPattern {
     [[nodiscard]] bool matches(std::string_view text) const noexcept;
 
   private:
-    friend class ASCIIPatternParser;
-
     /// The positions of the expression, as bits, where the next character may be read, and whether
     /// the text so far is a match.
     struct State {

@@ -11,6 +11,7 @@
 
 #include "support/WaitFor.h"
 #include "text/ASCIIPattern.h"
+#include "text/PatternAutomaton.h"
 #include "text/Unicode.h"
 
 namespace zentara {
@@ -124,6 +125,7 @@ TEST(RegularExpression, QuickMatcherAgreesWithTheEngine) {
             pattern += pieces[random() % pieces.size()];
         if (random() % 3 == 0) pattern += "$";
         if (!ASCIIPattern::compile(pattern)) continue;
+        const auto automaton = PatternAutomaton::compile(pattern);
         const RegularExpression quick(pattern);
         // An empty look-ahead changes nothing but needs the engine.
         const RegularExpression full("(?=)(?:" + pattern + ")");
@@ -134,7 +136,10 @@ TEST(RegularExpression, QuickMatcherAgreesWithTheEngine) {
             for (auto left = random() % 8; left > 0; --left)
                 text += random() % 3 == 0 ? static_cast<char>(random() % 127)
                                           : "ab1-. _]c"[random() % 9];
-            EXPECT_EQ(quick.matches(text), full.matches(text)) << pattern << " on " << text;
+            const bool isMatch = full.matches(text);
+            EXPECT_EQ(quick.matches(text), isMatch) << pattern << " on " << text;
+            if (!PatternAutomaton::isPlain(text)) continue;
+            EXPECT_EQ(automaton->matches(text), isMatch) << pattern << " on " << text;
         }
     }
     EXPECT_GT(simple, 3'000);
