@@ -44,9 +44,7 @@ struct Language {
     std::vector<GeneratedFile> (*generate)(std::span<const EventType>, const GeneratedNames&);
 };
 constexpr Language languages[] = {
-#if __has_include("schemas/generate/Cpp.cpp")
     {"cpp", generateCpp},
-#endif
     {"c", generateC},
 #if __has_include("schemas/generate/ObjC.cpp")
     {"objc", generateObjC},

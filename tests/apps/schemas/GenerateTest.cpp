@@ -37,6 +37,11 @@ TEST(Generate, WritesTheFilesOfTheLanguage) {
         std::string file, line;
     };
     const Case cases[] = {
+        {"--language cpp --scope shop::events --name typed",
+         {"typed.h"},
+         "typed.h",
+         "\nnamespace shop::events {\n"},
+        {"--language cpp", {"events.h"}, "events.h", "\nnamespace events {\n"},
         {"--language c --scope shop::events --name typed",
          {"typed.h"},
          "typed.h",
