@@ -46,13 +46,8 @@ struct Language {
 constexpr Language languages[] = {
     {"cpp", generateCpp},
     {"c", generateC},
-#if __has_include("schemas/generate/ObjC.cpp")
     {"objc", generateObjC},
-#endif
-#if __has_include("schemas/generate/Python.cpp")
     {"python", generatePython},
-#endif
-    {"", nullptr},
 };
 
 bool isIdentifier(std::string_view text) {
@@ -123,7 +118,7 @@ void addGenerate(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     std::vector<std::string> known;
     for (const auto& language : languages)
-        if (language.generate != nullptr) known.emplace_back(language.name);
+        known.emplace_back(language.name);
     command->add_option("--language", options->language, "cpp, c, objc or python")
         ->type_name("LANGUAGE")
         ->check(CLI::IsMember(known).description(""))

@@ -28,11 +28,6 @@ bool isText(Shape shape) {
     return shape == Shape::text || shape == Shape::json;
 }
 
-/// Whether null is more than one of the JSON values.
-bool canBeNull(const ValueType& type) {
-    return type.isNullable && type.shape != Shape::json;
-}
-
 /// A property as a member of a record, with the members that belong to it.
 struct Member {
     const Property* property = nullptr;
@@ -93,12 +88,12 @@ std::vector<Member> membersOf(const Record& record, const std::string& what) {
         return name;
     };
     for (auto& member : members) {
-        const auto isScalarMember = isScalar(member.type().shape);
-        if (isScalarMember && !member.isAlwaysThere())
-            member.present = unused("has_" + member.name);
-        if (canBeNull(member.type()) && !member.property->isRequired)
-            member.isNull = unused(member.name + "_is_null");
-        if (member.type().shape == Shape::list) member.count = unused(member.name + "_count");
+        const auto& type = member.type();
+        const auto name = identifier(wordsOf(member.property->key), NameStyle::lowerSnake);
+        if (isScalar(type.shape) && !member.isAlwaysThere()) member.present = unused("has_" + name);
+        if (canBeNull(type) && !member.property->isRequired)
+            member.isNull = unused(name + "_is_null");
+        if (type.shape == Shape::list) member.count = unused(name + "_count");
     }
     return members;
 }
@@ -109,16 +104,23 @@ class EventInC {
     EventInC(const EventType& event, const GeneratedNames& names, Scope& globals)
         : event_(event), prefix_(names.scope), globals_(globals) {
         for (const auto& enumeration : event.enumerations) {
-            auto& type =
-                enumerations_.emplace_back(named(enumeration.words), valuesOf(enumeration));
+            static constexpr std::array<std::string_view, 1> reserved{"ABSENT"};
+            auto& type = enumerations_.emplace_back(EnumerationInC{
+                named(enumeration.words),
+                namesOfValues(enumeration, event.path, NameStyle::upperSnake, reserved)});
             for (auto& value : type.values)
                 value = global(joined(upperCase(type.name) + '_', value));
         }
         for (const auto& record : event.records) {
-            const auto what = event.path + ", " + record.pointer;
-            records_.push_back({named(record.words), membersOf(record, what)});
+            records_.push_back({named(record.words), membersOf(record, placeOf(event, record))});
         }
-        send_ = global(prefix_ + "send_" + identifier(event.words, NameStyle::lowerSnake));
+        // Functions, so that no type has their name.
+        for (const auto& type : enumerations_)
+            global(putOf(type.name));
+        for (const auto& type : records_)
+            global(putOf(type.name));
+        global(makeOf());
+        global(sendOf());
     }
 
     void declare(Writer& code) const {
@@ -137,7 +139,8 @@ class EventInC {
         const auto last = records_.size() - 1;
         code.line("const " + records_[last].name + " event = " + recordValue(last, properties) +
                   ";");
-        code.line(send_ + "(NULL, &event, zentara_text_of(\"https://example.com/\"), NULL, NULL, " +
+        code.line(sendOf() +
+                  "(NULL, &event, zentara_text_of(\"https://example.com/\"), NULL, NULL, " +
                   "NULL);");
         return code.text();
     }
@@ -165,21 +168,18 @@ class EventInC {
         return global(joined(prefix_, identifier(all, NameStyle::lowerSnake)));
     }
 
-    std::vector<std::string> valuesOf(const Enumeration& enumeration) const {
-        static constexpr std::array<std::string_view, 1> reserved{"ABSENT"};
-        Scope scope(event_.path, reserved);
-        std::vector<std::string> names;
-        for (const auto& value : enumeration.values)
-            names.push_back(scope.add(value.text(), wordsOfValue(value), NameStyle::upperSnake));
-        return names;
-    }
-
     [[nodiscard]] static std::string absentOf(const EnumerationInC& type) {
         return upperCase(type.name) + "_ABSENT";
     }
 
     [[nodiscard]] std::string putOf(const std::string& type) const {
         return prefix_ + "put_" + type.substr(prefix_.size());
+    }
+    [[nodiscard]] std::string makeOf() const {
+        return prefix_ + "properties_of_" + records_.back().name.substr(prefix_.size());
+    }
+    [[nodiscard]] std::string sendOf() const {
+        return prefix_ + "send_" + records_.back().name.substr(prefix_.size());
     }
 
     // Types.
@@ -471,7 +471,7 @@ class EventInC {
         code.comment(mark,
                      "The properties of the event, to be released; null if there is no memory, "
                      "or if a JSON text cannot be read.");
-        code.line("static inline zentara_properties* " + name + "_properties(\n    const " + name +
+        code.line("static inline zentara_properties* " + makeOf() + "(\n    const " + name +
                   "* event) {");
         code.indent();
         code.line("zentara_properties* properties = zentara_properties_make();");
@@ -488,7 +488,7 @@ class EventInC {
         const auto& name = records_.back().name;
         code.comment(mark, "Sends the event, as `zentara_send` does. An absent `url` is empty.");
         code.line(
-            "static inline zentara_status " + send_ +
+            "static inline zentara_status " + sendOf() +
             "(\n    const zentara_client* client, const " + name +
             "* event, zentara_text url,\n"
             "    zentara_send_handler handler, void* context, void (*release)(void* context)) {");
@@ -497,12 +497,13 @@ class EventInC {
         code.line("draft.schema_id = " + text(event_.name.id) + ';');
         code.line("draft.schema_version = " + text(event_.name.version) + ';');
         code.line("draft.url = url;");
-        code.line("draft.properties = " + name + "_properties(event);");
+        code.line("draft.properties = " + makeOf() + "(event);");
         code.line(
             "if (draft.properties != NULL)\n"
             "    return zentara_send_take(client, &draft, handler, context, release);\n"
+            "const zentara_status status = zentara_last_status();\n"
             "if (release != NULL) release(context);\n"
-            "return zentara_last_status();");
+            "return status;");
         code.outdent();
         code.line("}\n\n");
     }
@@ -525,13 +526,8 @@ class EventInC {
             case Shape::boolean:
                 return json.boolean() ? "true" : "false";
             case Shape::enumeration: {
-                const auto& known = event_.enumerations[type.position].values;
-                const auto isSame = [&json](const JSONValue& value) {
-                    return value == json ||
-                           (value.asInteger() && value.asInteger() == json.asInteger());
-                };
-                const auto at = std::find_if(known.begin(), known.end(), isSame) - known.begin();
-                return enumerations_[type.position].values.at(static_cast<std::size_t>(at));
+                const auto at = positionIn(event_.enumerations[type.position], json);
+                return enumerations_[type.position].values[at];
             }
             case Shape::record:
                 return recordValue(type.position, json.object());
@@ -542,12 +538,41 @@ class EventInC {
                ", .count = " + std::to_string(json.array().size()) + '}';
     }
 
+    // Zeros, written so that no compiler misses braces or members.
+
+    [[nodiscard]] std::string emptyRecord(std::size_t position) const {
+        const auto& members = records_[position].members;
+        if (members.empty()) {
+            return event_.records[position].hasFreeProperties
+                       ? "{.other_properties = {.bytes = NULL}}"
+                       : "{.unused = false}";
+        }
+        const auto& first = members.front();
+        const auto& type = first.type();
+        if (!first.present.empty()) return "{." + first.present + " = false}";
+        const bool isNoPointer = type.shape != Shape::list && !first.isPointer();
+        return "{." + first.name + " = " + (isNoPointer ? emptyValue(type) : "NULL") + '}';
+    }
+
+    [[nodiscard]] std::string emptyValue(const ValueType& type) const {
+        if (isText(type.shape)) return "{.bytes = NULL}";
+        if (type.shape == Shape::record) return emptyRecord(type.position);
+        if (type.shape == Shape::enumeration) return absentOf(enumerations_[type.position]);
+        return type.shape == Shape::boolean ? "false" : "0";
+    }
+
+    [[nodiscard]] std::string emptyElement(const ValueType& type) const {
+        if (type.shape == Shape::list) return "{.items = NULL}";
+        if (type.isNullable && isScalar(type.shape)) return "{.has_value = false}";
+        if (type.isNullable && type.shape == Shape::record) return "NULL";
+        return emptyValue(type);
+    }
+
     [[nodiscard]] std::string element(const ValueType& type, const JSONValue& json,
                                       const std::string& hint) const {
         const bool isStruct = type.isNullable && isScalar(type.shape);
         if (json.isNull() && canBeNull(type)) {
-            if (type.shape == Shape::enumeration) return absentOf(enumerations_[type.position]);
-            return type.shape == Shape::record ? "NULL" : "{0}";
+            return type.shape == Shape::record ? "NULL" : emptyElement(type);
         }
         if (isStruct) return "{.has_value = true, .value = " + value(type, json, hint) + '}';
         if (type.isNullable && type.shape == Shape::record)
@@ -560,7 +585,7 @@ class EventInC {
                                     const std::string& hint) const {
         const auto name = pointerTo(elementName(*list.element, hint));
         const auto type = '(' + name.substr(0, name.size() - 1);
-        if (array.empty()) return type + "[1]){0}";
+        if (array.empty()) return type + "[1]){" + emptyElement(*list.element) + '}';
         std::string lines;
         for (const auto& json : array)
             lines += element(*list.element, json, hint) + ",\n";
@@ -603,7 +628,7 @@ class EventInC {
         }
         if (event_.records[position].hasFreeProperties && !others.empty())
             add("other_properties", text(JSONValue(others).text()));
-        return lines.empty() ? "{0}" : "{\n" + indented(lines) + '}';
+        return lines.empty() ? emptyRecord(position) : "{\n" + indented(lines) + '}';
     }
 
     const EventType& event_;
@@ -611,7 +636,6 @@ class EventInC {
     Scope& globals_;
     std::vector<EnumerationInC> enumerations_;
     std::vector<RecordInC> records_;
-    std::string send_;
 };
 
 constexpr std::string_view introduction =

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <stdexcept>
 
 #include "text/Unicode.h"
 
@@ -84,8 +85,11 @@ std::string range(const std::string& least, const std::string& most, std::string
     return text.append(unit) + '.';
 }
 
-std::string textOf(const std::optional<std::int64_t>& number) {
-    return number ? std::to_string(*number) : std::string();
+/// The bounds of a length or a count.
+std::string lengths(const std::optional<std::int64_t>& least,
+                    const std::optional<std::int64_t>& most, std::string_view unit) {
+    return range(least && *least > 0 ? std::to_string(*least) : std::string(),
+                 most ? std::to_string(*most) : std::string(), unit);
 }
 
 /// As people write it.
@@ -212,9 +216,9 @@ std::string numberText(double value) {
 
 std::string limitsOf(const ValueType& type) {
     auto text = numericLimits(type);
-    append(text, " ", range(textOf(type.minLength), textOf(type.maxLength), " characters"));
+    append(text, " ", lengths(type.minLength, type.maxLength, " characters"));
     if (!type.format.empty()) append(text, " ", "Has the format " + type.format + '.');
-    append(text, " ", range(textOf(type.minItems), textOf(type.maxItems), " elements"));
+    append(text, " ", lengths(type.minItems, type.maxItems, " elements"));
     if (type.uniqueItems) append(text, " ", "No element twice.");
     if (type.element) {
         const auto element = limitsOf(*type.element);
@@ -223,6 +227,35 @@ std::string limitsOf(const ValueType& type) {
     for (const auto& pattern : type.patterns)
         append(text, "\n", "Pattern: " + pattern);
     return text;
+}
+
+bool canBeNull(const ValueType& type) {
+    return type.isNullable && type.shape != Shape::json;
+}
+
+std::size_t positionIn(const Enumeration& enumeration, const JSONValue& value) {
+    const auto& known = enumeration.values;
+    const auto found = std::find_if(known.begin(), known.end(), [&value](const JSONValue& each) {
+        return each == value || (each.asInteger() && each.asInteger() == value.asInteger());
+    });
+    if (found == known.end()) throw std::out_of_range(value.text() + " is not in the enumeration");
+    return static_cast<std::size_t>(found - known.begin());
+}
+
+std::vector<std::string> namesOfValues(const Enumeration& enumeration, std::string_view what,
+                                       NameStyle style,
+                                       std::span<const std::string_view> reserved) {
+    Scope scope(what, reserved);
+    std::vector<std::string> names;
+    for (const auto& value : enumeration.values) {
+        const auto original = value.isString() ? std::string(value.string()) : value.text();
+        names.push_back(scope.add(original, wordsOfValue(value), style));
+    }
+    return names;
+}
+
+std::string placeOf(const EventType& event, const Record& record) {
+    return record.pointer.empty() ? event.path : event.path + ", " + record.pointer;
 }
 
 bool isPlainlyCalled(std::string_view key, std::string_view name) {

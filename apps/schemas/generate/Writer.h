@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,6 +51,20 @@ class Writer {
 
 /// What the schema requires of a value beyond its type, in words: "1 to 20." Empty if nothing.
 [[nodiscard]] std::string limitsOf(const ValueType& type);
+
+/// Whether null is permitted, and more than one of the values of `json`.
+[[nodiscard]] bool canBeNull(const ValueType& type);
+
+/// The position of a value in an enumeration. Throws `std::out_of_range` if it is not there.
+[[nodiscard]] std::size_t positionIn(const Enumeration& enumeration, const JSONValue& value);
+
+/// The names of the values of an enumeration. Throws as `Scope::add`; `what` begins the message.
+[[nodiscard]] std::vector<std::string> namesOfValues(
+    const Enumeration& enumeration, std::string_view what, NameStyle style,
+    std::span<const std::string_view> reserved = {});
+
+/// Where a record is defined, for messages.
+[[nodiscard]] std::string placeOf(const EventType& event, const Record& record);
 
 /// Whether `name` in the code is merely another style of a text in JSON.
 [[nodiscard]] bool isPlainlyCalled(std::string_view key, std::string_view name);

@@ -1,0 +1,2 @@
+// The header for C as a program in C++ sees it.
+#include "c/events.h"
