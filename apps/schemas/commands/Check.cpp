@@ -1,7 +1,68 @@
+#include <CLI/CLI.hpp>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "schemas/check/Report.h"
 #include "schemas/commands/Commands.h"
+#include "schemas/files/SchemaFile.h"
 
 namespace zentara::schemas {
 
-void addCheck(CLI::App& /*app*/, int& /*exitCode*/) {}
+namespace {
+
+constexpr const char* details =
+    R"(A fault is what makes the engine refuse every value that reaches it, or end the process; a warning
+is what it ignores or treats otherwise than it looks. Each has a number, which docs/schemas.md
+explains, the place, the reason, and what to write instead.
+
+Exit codes: 0 nothing was found (without --strict: no fault); 1 something was found; 2 the command
+line is wrong, or a file cannot be read or written.
+
+Example: zentara-schemas check --strict schemas/)";
+
+using Report = std::string (*)(std::span<const CheckedFile>);
+
+struct CheckOptions {
+    std::vector<std::string> paths;
+    std::string format = "text";
+    std::string output = "-";
+    bool isStrict = false;
+};
+
+int runCheck(const CheckOptions& options) {
+    static const std::map<std::string, Report> reports = {
+        {"text", &textReport}, {"json", &jsonReport}, {"sarif", &sarifReport}};
+    std::vector<CheckedFile> files;
+    for (const auto& schema : readSchemas(options.paths))
+        files.push_back({schema.path, check(schema)});
+    writeFile(options.output, reports.at(options.format)(files));
+    const auto counts = countOf(files);
+    return counts.faults + (options.isStrict ? counts.warnings : 0) == 0 ? exitClean : exitFindings;
+}
+
+}  // namespace
+
+void addCheck(CLI::App& app, int& exitCode) {
+    const auto options = std::make_shared<CheckOptions>();
+    auto& command = *app.add_subcommand("check", "Tells what the engine will make of schemas");
+    command.footer(details);
+    command
+        .add_option("schemas", options->paths,
+                    "Schemas, and folders of schemas ({id}-{version}.json)")
+        ->type_name("FILE|DIR")
+        ->required();
+    command.add_flag("--strict", options->isStrict, "Exit with 1 for warnings, too");
+    command.add_option("--format", options->format, "text, json or sarif (2.1.0)")
+        ->type_name("NAME")
+        ->check(CLI::IsMember({"text", "json", "sarif"}).description(""))
+        ->capture_default_str();
+    command.add_option("--output", options->output, "Where the report goes; - is standard output")
+        ->type_name("FILE")
+        ->capture_default_str();
+    command.callback([options, &exitCode] { exitCode = runCheck(*options); });
+}
 
 }  // namespace zentara::schemas

@@ -88,14 +88,14 @@ class SourceMap::Scanner {
         std::string text;
         Position position;
     };
-    /// An array or object that has not been read to its end.
+    /// An array or object that has not been read to its end. Small: a text can open many.
     struct Open {
-        bool isObject;
         std::uint64_t path;
-        Position start;
-        std::size_t count = 0;  ///< of its values
+        std::uint32_t line;      ///< where it begins
+        std::uint32_t count;     ///< of its values
+        std::uint32_t firstKey;  ///< in `keys_`
+        bool isObject;
         bool isAfterComma = false;
-        std::vector<Key> keys{};
 
         [[nodiscard]] char end() const noexcept { return isObject ? '}' : ']'; }
     };
@@ -128,6 +128,8 @@ class SourceMap::Scanner {
     }
 
     void add(std::uint64_t path, Position position) {
+        // The library reads nothing of what nests deeper.
+        if (open_.size() > deepestSchema) return;
         map_.places_.push_back({path, static_cast<std::uint32_t>(position.line),
                                 static_cast<std::uint32_t>(position.column)});
     }
@@ -138,7 +140,7 @@ class SourceMap::Scanner {
         skipSpace();
         if (isAtEnd()) {
             return fail(std::string("the text ends, but the ") + (top.isObject ? '{' : '[') +
-                        " of line " + std::to_string(top.start.line) + " is not closed");
+                        " of line " + std::to_string(top.line) + " is not closed");
         }
         if (next() == top.end()) {
             if (top.isAfterComma) {
@@ -182,18 +184,18 @@ class SourceMap::Scanner {
         ++top.count;
         const auto path = pathOf(top.path, key.text);
         add(path, key.position);
-        top.keys.push_back(std::move(key));
+        keys_.push_back(std::move(key));
         return readValue(path);
     }
 
     void close() {
-        auto& keys = open_.back().keys;
         const auto byText = [](const Key& one, const Key& other) {
             return one.text < other.text;
         };
-        std::stable_sort(keys.begin(), keys.end(), byText);
-        for (auto first = keys.begin(); first != keys.end();) {
-            const auto next = std::upper_bound(first, keys.end(), *first, byText);
+        const auto begin = keys_.begin() + open_.back().firstKey;
+        std::stable_sort(begin, keys_.end(), byText);
+        for (auto first = begin; first != keys_.end();) {
+            const auto next = std::upper_bound(first, keys_.end(), *first, byText);
             const bool isKept = map_.repeatedKeys_.size() < mostRepeatedKeys;
             if (next - first > 1 && isKept) {
                 map_.repeatedKeys_.push_back({pointerTo(first->text), first->text, first->position,
@@ -201,6 +203,7 @@ class SourceMap::Scanner {
             }
             first = next;
         }
+        keys_.resize(open_.back().firstKey);
         open_.pop_back();
     }
 
@@ -208,11 +211,10 @@ class SourceMap::Scanner {
     [[nodiscard]] std::string pointerTo(std::string_view key) const {
         std::string pointer;
         for (std::size_t i = 0; i < open_.size(); ++i) {
-            const auto& each = open_[i];
             const bool isLast = i + 1 == open_.size();
-            const auto component = isLast          ? std::string(key)
-                                   : each.isObject ? each.keys.back().text
-                                                   : std::to_string(each.count - 1);
+            const auto component = isLast              ? std::string(key)
+                                   : open_[i].isObject ? keys_[open_[i + 1].firstKey - 1].text
+                                                       : std::to_string(open_[i].count - 1);
             if (!mayExtend(pointer, component)) break;
             pointer = childPointer(pointer, component);
         }
@@ -224,7 +226,8 @@ class SourceMap::Scanner {
     bool readValue(std::uint64_t path) {
         const char first = next();
         if (first == '{' || first == '[') {
-            open_.push_back({first == '{', path, here()});
+            open_.push_back({path, static_cast<std::uint32_t>(here().line), 0,
+                             static_cast<std::uint32_t>(keys_.size()), first == '{'});
             if (open_.size() > deepestSchema && !map_.tooDeep_) map_.tooDeep_ = here();
             ++at_;
             return true;
@@ -392,6 +395,7 @@ class SourceMap::Scanner {
     Position position_;
     Position commaPosition_;
     std::vector<Open> open_;
+    std::vector<Key> keys_;  ///< of the open objects
 };
 
 SourceMap::SourceMap(std::string_view text) {
