@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Follows docs/typed-events.md with the installed package: a piece of code becomes the file that the
+# text before it has named.
+#
+#     typed-events-page.sh PAGE PREFIX FOLDER [CMAKE-OPTION...]
+set -euo pipefail
+
+page=$1 prefix=$2 folder=$3
+shift 3
+
+rm -rf "$folder"
+mkdir -p "$folder/schemas"
+awk -v folder="$folder" '
+    /^```/ && inside { inside = 0; next }
+    /^```(json|cmake|cpp)$/ && named { inside = 1; file = folder "/" named; named = ""; next }
+    inside { print > file; next }
+    match($0, /`[A-Za-z0-9\/-]+\.(json|txt|cpp)`/) { named = substr($0, RSTART + 1, RLENGTH - 2) }
+' "$page"
+cd "$folder"
+test -s schemas/add-to-cart-1.json && test -s CMakeLists.txt && test -s main.cpp
+
+"$prefix/bin/zentara-schemas" check schemas
+cmake -B build -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release "$@"
+cmake --build build
+
+export HOME=$folder XDG_DATA_HOME=$folder/data XDG_CONFIG_HOME=$folder/config
+"$prefix/bin/zentara-collector" --schemas schemas --port 0 --no-https >addresses 2>log &
+collector=$!
+trap 'kill $collector' EXIT
+until grep -q '^listening http:' addresses; do
+    kill -0 $collector
+    sleep 0.05
+done
+./build/shop "$(sed -n 's/^listening \(http:.*\)/\1/p' addresses)" | tee output
+diff - output <<<$'queued\n1 delivered'
+kill $collector
+wait $collector
+trap - EXIT
+grep add-to-cart-1 log
+
+# What the page says does not compile: expect_error TEXT REPLACEMENT ERROR
+expect_error() {
+    cp main.cpp main.good
+    sed -i "s/$1/$2/" main.cpp
+    if cmake --build build >errors 2>&1 || ! grep -E "error: .*$3" errors; then
+        cat errors >&2
+        exit 1
+    fi
+    mv main.good main.cpp
+}
+expect_error '.quantity = 1, ' '' Integer
+expect_error CL-47819 CL-4781 thisTextDoesNotMatchThePattern
+expect_error Size::xs Size::xxl xxl
