@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <filesystem>
 #include <fstream>
 
 #include "apps/schemas/EventTypeText.h"
 #include "apps/schemas/RandomSchemas.h"
 #include "schemas/values/Sampler.h"
+#include "support/Files.h"
 
 namespace zentara::schemas {
 
@@ -33,7 +36,8 @@ bool canSay(const EventType& event, const ValueType& type, const JSONValue& valu
         case Shape::boolean:
             return value.isBoolean() || integer == 0 || integer == 1;
         case Shape::integer:
-            if (value.isNumber() && !integer) return !value.isDouble() || *value.ifDouble() > 1e18;
+            if (value.isNumber() && !integer)
+                return !value.isDouble() || std::abs(*value.ifDouble()) > 1e18;
             [[fallthrough]];
         case Shape::number: {
             const auto number = value.asDouble();
@@ -71,20 +75,24 @@ bool canSay(const EventType& event, const ValueType& type, const JSONValue& valu
     return record.hasFreeProperties || found == value.object().size();
 }
 
-/// Draws values for a schema; returns how many there were.
-int drawValues(const JSONObject& schema, std::uint64_t seed, int most) {
-    const auto event = eventTypeOf(fileOf("a-1.json", JSONValue(schema).text()));
+ValueType rootOf(const EventType& event) {
     ValueType root;
     root.shape = Shape::record;
     root.position = event.records.size() - 1;
+    return root;
+}
+
+/// Draws values for a schema; returns how many there were.
+int drawValues(const JSONObject& schema, std::uint64_t seed, int most) {
+    const auto event = eventTypeOf(fileOf("a-1.json", JSONValue(schema).text()));
     Sampler sampler(schema, seed);
     int count = 0;
     for (; count < most; ++count) {
         const auto value = sampler.valid();
         if (!value) break;
-        EXPECT_TRUE(canSay(event, root, *value)) << JSONValue(schema).text() << '\n'
-                                                 << textOf(event) << '\n'
-                                                 << value->text();
+        EXPECT_TRUE(canSay(event, rootOf(event), *value)) << JSONValue(schema).text() << '\n'
+                                                          << textOf(event) << '\n'
+                                                          << value->text();
     }
     return count;
 }
@@ -118,6 +126,31 @@ TEST(EventType, EachValidValueCanBeSaid) {
     for (std::uint64_t seed = 0; seed < 1000; ++seed)
         count += drawValues(randomSchema(seed), seed, 50);
     EXPECT_GT(count, 40'000);
+}
+
+TEST(EventType, PublishedValidValuesCanBeSaid) {
+    int count = 0;
+    const auto folder = std::filesystem::path(ZENTARA_JSON_SCHEMA_SUITE) / "draft4";
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.path().extension() != ".json") continue;
+        const auto groups = JSONValue::parse(test::contentsOf(entry.path()));
+        for (const auto& group : groups.array()) {
+            // Of a property, so that values of all kinds count.
+            const JSONValue schema = {{"properties", {{"v", {{"$ref", "#/definitions/s"}}}}},
+                                      {"definitions", {{"s", group.at("schema")}}}};
+            const auto event = eventTypeOf(fileOf("a-1.json", schema.text()));
+            const Sampler sampler(schema.object(), 0);
+            for (const auto& each : group.at("tests").array()) {
+                const JSONValue properties = {{"v", each.at("data")}};
+                if (!sampler.accepts(properties)) continue;
+                ++count;
+                EXPECT_TRUE(canSay(event, rootOf(event), properties)) << entry.path() << '\n'
+                                                                      << schema.text() << '\n'
+                                                                      << properties.text();
+            }
+        }
+    }
+    EXPECT_EQ(count, 175);
 }
 
 TEST(EventType, VersionsOfAnIdAreInItsName) {
