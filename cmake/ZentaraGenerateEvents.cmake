@@ -2,9 +2,8 @@
 #     [NAMESPACE shop::events] [LANGUAGE CPP|C|OBJC|PYTHON] [NAME events] [OUTPUT_DIR folder])
 #
 # Generates types for the events of the schemas when the target is built, and again when a schema is
-# changed, added or removed. With C++ and C, the target can then include <NAME.h>; with Objective-C,
-# it is also linked with NAME.m; with Python, the module comes into OUTPUT_DIR, by default the
-# target's folder of generated events:
+# changed, added or removed. The target, and what is linked with it, can then include "NAME.h"; with
+# Objective-C, the target also has NAME.m; with Python, the module comes into OUTPUT_DIR:
 #
 #     zentara_generate_events(app SCHEMAS schemas NAMESPACE shop::events)
 #     # main.cpp: #include "events.h"
@@ -64,6 +63,6 @@ function(zentara_generate_events target)
         VERBATIM)
     target_sources(${target} PRIVATE ${files})
     if(NOT ARG_LANGUAGE STREQUAL "PYTHON")
-        target_include_directories(${target} PRIVATE "${folder}")
+        target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${folder}>")
     endif()
 endfunction()
