@@ -1,12 +1,16 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <span>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
+#include "schemas/check/Check.h"
+#include "schemas/check/Report.h"
 #include "schemas/commands/Commands.h"
 #include "schemas/files/SchemaFile.h"
 #include "schemas/generate/Generators.h"
@@ -87,11 +91,26 @@ std::string scopeIn(const std::string& language, const std::string& scope) {
     return prefix;
 }
 
+/// The reports of those schemas that have faults.
+std::vector<CheckedFile> faultsIn(const std::vector<std::string>& paths) {
+    std::vector<CheckedFile> faulty;
+    for (const auto& schema : readSchemas(paths)) {
+        auto findings = check(schema);
+        std::erase_if(findings, [](const Finding& each) { return !each.isFault(); });
+        if (!findings.empty()) faulty.push_back({schema.path, std::move(findings)});
+    }
+    return faulty;
+}
+
 int run(Options options) {
     auto& names = options.names;
     if (!isIdentifier(names.file))
         throw CommandError("--name: " + names.file + " is no identifier");
     names.scope = scopeIn(options.language, names.scope);
+    if (const auto faulty = faultsIn(options.schemas); !faulty.empty()) {
+        std::cerr << textReport(faulty);
+        return exitFindings;
+    }
     const auto schemas = readValidSchemas(options.schemas);
     const auto events = eventTypesOf(schemas);
     const auto* const language =

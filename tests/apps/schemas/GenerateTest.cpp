@@ -47,6 +47,11 @@ TEST(Generate, WritesTheFilesOfTheLanguage) {
          "typed.h",
          "shop_events_add_to_cart_size;\n"},
         {"--language c --scope shop_", {"events.h"}, "events.h", "} shop_add_to_cart_size;\n"},
+        {"--language objc --scope SHP",
+         {"events.h", "events.m"},
+         "events.h",
+         "@interface SHPAddToCart "},
+        {"--language python", {"events.py"}, "events.py", "\nclass AddToCart"},
     };
     for (const auto& each : cases) {
         const Schemas schemas;
@@ -64,31 +69,35 @@ TEST(Generate, WritesTheFilesOfTheLanguage) {
 
 TEST(Generate, RefusesWhatItCannotGenerate) {
     struct Case {
-        std::string arguments, schema, error;
+        std::string arguments, schema;
+        int exitCode;
+        std::string error;  ///< or its beginning
     };
-    const std::string two = R"({"properties":{"a-b":{"type":"string"},"a_b":{"type":"string"}}})";
+    const std::string program = "zentara-schemas: ";
+    const std::string file = "in/add-to-cart-1.json";
+    const std::string valid = "{}";
     const Case cases[] = {
-        {"--language c --scope 'a b'", "{}",
-         "zentara-schemas: --scope: a b is no name such as shop::events\n"},
-        {"--language c --name a/b", "{}", "zentara-schemas: --name: a/b is no identifier\n"},
-        {"--language c", "[",
-         "zentara-schemas: in/add-to-cart-1.json: is no schema; "
-         "zentara-schemas check tells where and why\n"},
-        {"--language c", R"({"type":"array"})",
-         "zentara-schemas: in/add-to-cart-1.json: the schema permits no object, as the properties "
-         "of an event are\n"},
+        {"--language c --scope 'a b'", valid, 2,
+         program + "--scope: a b is no name such as shop::events\n"},
+        {"--language objc --scope a::b", valid, 2,
+         program + "--scope: a::b is no prefix such as SHP\n"},
+        {"--language python --scope a", valid, 2,
+         program + "--scope: a module of Python has no scope; --name names it\n"},
+        {"--language c --name a/b", valid, 2, program + "--name: a/b is no identifier\n"},
+        {"--language cpp", "[", 1, file + ":1:2: fault ZS101: "},
+        {"--language cpp", R"({"properties":{"a":{"format":"date"}}})", 1,
+         file + ":1:21: fault ZS110: "},
+        {"--language cpp", R"({"properties":{"a-b":{"type":"string"},"a_b":{"type":"string"}}})", 2,
+         program + file + ": \"a-b\" and \"a_b\" would both be called aB\n"},
     };
     for (const auto& each : cases) {
         const Schemas schemas(each.schema);
         const auto run = schemas.generate(each.arguments);
-        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_EQ(run.exitCode, each.exitCode) << each.arguments;
         EXPECT_EQ(run.output, "");
-        EXPECT_EQ(run.errors, each.error);
+        EXPECT_EQ(run.errors.substr(0, each.error.size()), each.error);
         EXPECT_EQ(schemas.written(), std::set<std::string>());
     }
-    const Schemas colliding(two);
-    EXPECT_EQ(colliding.generate("--language c").exitCode, 2);
-    EXPECT_EQ(colliding.written(), std::set<std::string>());
     const Schemas blocked;
     writeTo(blocked.folder.path() / "out", "a file");
     EXPECT_EQ(blocked.generate("--language c").errors,
