@@ -165,6 +165,10 @@ zentara_status zentara_use_settings(zentara_text tenant, zentara_environment env
     });
 }
 
+zentara_status zentara_set_bundled_schemas(zentara_text table) noexcept {
+    return guarded([&] { ZentaraClient::setBundledSchemas(view(table)); });
+}
+
 bool zentara_is_configured() noexcept {
     return ClientSettings::current() != nullptr;
 }

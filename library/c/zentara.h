@@ -160,6 +160,12 @@ ZENTARA_EXPORT zentara_status zentara_use_settings(
     zentara_text tenant, zentara_environment environment, zentara_text advertising_id,
     const zentara_delivery_policy* delivery) ZENTARA_NOEXCEPT;
 
+/// Sets the schemas that the application brings: a table as the schemas service answers it. A
+/// client that is built later begins with it unless there is a cache of schemas, and replaces it by
+/// the first fetch. A text that is no table is reported as `schemas_failure`. Absent: none. Borrows
+/// the text, which must not change until the process ends.
+ZENTARA_EXPORT zentara_status zentara_set_bundled_schemas(zentara_text table) ZENTARA_NOEXCEPT;
+
 /// Whether there are settings.
 ZENTARA_EXPORT bool zentara_is_configured(void) ZENTARA_NOEXCEPT;
 

@@ -14,6 +14,7 @@
 #include "facade/ZentaraClientImplementation.h"
 #include "json/JSONText.h"
 #include "model/EventAccess.h"
+#include "schemas/BundledSchemas.h"
 #include "support/ClientSettingsAccess.h"
 #include "support/Diagnostics.h"
 #include "support/FailureReporter.h"
@@ -120,6 +121,10 @@ void ZentaraClient::useSettings(std::string tenant, ZentaraEnvironment zentaraEn
     settings->advertisingId = withValidUTF8(std::move(advertisingId));
     settings->delivery = delivery;
     ClientSettingsAccess::setCurrent(std::move(settings));
+}
+
+void ZentaraClient::setBundledSchemas(std::string_view table) {
+    BundledSchemas::use(table);
 }
 
 std::shared_ptr<ZentaraClient> ZentaraClient::get(ReadyCallback readyCallback) {

@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <zentara/AnyText.h>
@@ -86,6 +87,15 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     static void useSettings(std::string tenant, ZentaraEnvironment zentaraEnvironment,
                             std::optional<std::string> advertisingId = std::nullopt,
                             DeliveryPolicy delivery = {});
+
+    /// Sets the schemas that the application brings: a table as the schemas service answers it,
+    /// which `zentara_embed_schemas` of CMake compiles in. A client that is built later begins with
+    /// it unless there is a cache of schemas, so that it is ready at its first start without a
+    /// network; the first fetch replaces it. Nothing is written. A text that is no table is
+    /// reported as a failure of the schemas, and otherwise ignored. Empty: none.
+    ///
+    /// Borrows the text, which must not change until the process ends. Any thread.
+    static void setBundledSchemas(std::string_view table);
 
     /// The client of this process, built by the first call.
     ///

@@ -18,6 +18,7 @@
 #include "identity/ZentaraIDManager.h"
 #include "network/CurlSession.h"
 #include "network/URLRequestBuilder.h"
+#include "schemas/BundledSchemas.h"
 #include "schemas/SchemasProvider.h"
 #include "schemas/SchemasServiceApi.h"
 #include "support/Ledger.h"
@@ -141,7 +142,9 @@ std::shared_ptr<ZentaraClient> ZentaraClientBuilder::buildParts(
     using Report = ClientReadiness::Report;
     const auto readiness = std::make_shared<ClientReadiness>();
     auto schemasProvider = SchemasProvider::create(
-        std::make_unique<SchemasStorage>(files, settings.schemasStorageName),
+        std::make_unique<BundledSchemas>(
+            std::make_unique<SchemasStorage>(files, settings.schemasStorageName),
+            BundledSchemas::current()),
         std::make_unique<Ticker>(), std::make_unique<SchemasServiceApi>(schemasService()),
         ClientSettings::current, [relay, readiness](ZentaraClientErrorRef error) {
             ZentaraClient::Implementation::report(*readiness,

@@ -156,6 +156,24 @@ TEST(ReadyBlockReportsMissingSchemas) {
     CHECK(failure.inARow == 1 && failure.time > 0 && contains(failure.text, @"127.0.0.1"));
 }
 
+TEST(BundledSchemasMakeTheFirstStartReady) {
+    beginHost();
+    configure();
+    NSMutableData *table =
+        [NSMutableData dataWithData:[@"{\"own-1\":{}}" dataUsingEncoding:NSUTF8StringEncoding]];
+    [QVNZentaraClient setBundledSchemas:table];
+    [table setLength:0];
+    __block atomic_ulong reports = 0;
+    __block _Atomic(Class) first = Nil;
+    [QVNZentaraClient getAndReturnError:NULL
+                          readyCallback:^(ZentaraClientError *error) {
+                              if (reports++ == 0)
+                                  first = error == nil ? [NSNull class] : [error class];
+                          }];
+    CHECK(first == [NSNull class]);
+    [QVNZentaraClient setBundledSchemas:nil];
+}
+
 TEST(SinkReceivesTheLines) {
     QVNZentaraClient *client = waitingClient();
     __block _Atomic(QVNLogLine *) first = nil;

@@ -44,10 +44,14 @@ TEST(WrongUseIsAnErrorRightUseSetsNone) {
     ^{
         [QVNZentaraClient setLogSinkWithLevel:3 sink:nil];
     },
+    ^{
+        [QVNZentaraClient setBundledSchemas:(NSData *)@"{}"];
+    },
 }
 ;
 NSString *reasons[] = {@"there is no environment 2", @"sharedClient cannot be an object of class",
-                       @"setLogSinkWithLevel:sink:: there is no log level 3"};
+                       @"setLogSinkWithLevel:sink:: there is no log level 3",
+                       @"setBundledSchemas:: the table is not an NSData"};
 for (size_t index = 0; index < COUNT_OF(reasons); ++index) {
     @try {
         wrong[index]();

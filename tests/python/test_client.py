@@ -207,6 +207,16 @@ class CollectorTest(unittest.TestCase):
                                timeout=60)
         self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, "0\n", ""))
 
+    def test_bundled_schemas_make_the_first_start_ready(self) -> None:
+        zentara.use_endpoints(qa_schemas="http://127.0.0.1:1")
+        self.addCleanup(zentara.set_bundled_schemas, "")
+        for table in ('{"own-%d":{}}' % 1, b'{"own-1":{"title":"\xc3\xa4"}}'):
+            zentara.set_bundled_schemas(table)
+            reports: list[zentara.Error | None] = []
+            zentara.client(ready=reports.append)
+            self.assertEqual(reports[:1], [None])
+            zentara.shutdown(0)
+
     def test_texts_live_long_enough(self) -> None:
         client = self.ready_client()
         gc.disable()

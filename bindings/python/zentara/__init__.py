@@ -485,6 +485,20 @@ def set_fail_fast(enabled: bool) -> None:
     _library.zentara_set_fail_fast(enabled)
 
 
+# The library borrows the bytes until the process ends.
+_bundled: list[bytes] = []
+
+
+def set_bundled_schemas(table: str | bytes) -> None:
+    """Sets the schemas that the application brings: a table as the schemas service answers it.
+
+    A client that is built later begins with it unless there is a cache of schemas. Empty: none.
+    """
+    content = _c.utf8(table) if isinstance(table, str) else bytes(table)
+    _bundled.append(content)
+    _check(_library.zentara_set_bundled_schemas(_c.borrowed(content)))
+
+
 def set_session_timeout(seconds: int) -> None:
     """Starts a new context with the next event when nothing was sent for so long; 0: never."""
     _library.zentara_set_session_timeout(seconds)

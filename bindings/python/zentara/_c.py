@@ -33,9 +33,12 @@ def text(value: str | None) -> Text:
     """The text, absent for None. Its bytes live as long as the result."""
     if value is None:
         return Text(None, 0)
-    content = utf8(value)
-    result = Text(ctypes.cast(ctypes.c_char_p(content), POINTER(c_char)), len(content))
-    return result
+    return borrowed(utf8(value))
+
+
+def borrowed(content: bytes) -> Text:
+    """The bytes as a text. They live as long as the result."""
+    return Text(ctypes.cast(ctypes.c_char_p(content), POINTER(c_char)), len(content))
 
 
 class Record(ctypes.Structure):
@@ -106,6 +109,7 @@ _SIGNATURES: dict[str, tuple[object, list[object]]] = {
     "zentara_set_device": (c_int32, [Text, Text, Text]),
     "zentara_use_endpoints": (c_int32, [POINTER(Endpoints)]),
     "zentara_use_settings": (c_int32, [Text, c_int32, Text, POINTER(Policy)]),
+    "zentara_set_bundled_schemas": (c_int32, [Text]),
     "zentara_is_configured": (c_bool, []),
     "zentara_value_json": (Text, [c_void_p]),
     "zentara_properties_make_from_json": (c_void_p, [Text]),

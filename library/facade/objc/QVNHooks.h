@@ -93,6 +93,12 @@ ZENTARA_SWIFT_NAME("ValidationReport")
 + (void)setGlobalProperties:(nullable NSDictionary<NSString *, id> *)properties
     ZENTARA_SWIFT_NAME("setGlobalProperties(_:)");
 
+/// Sets the schemas that the application brings: a table as the schemas service answers it, in
+/// UTF-8. A client that is built later begins with it unless there is a cache of schemas, so that
+/// it is ready at its first start without a network. nil: none. The data is kept until the process
+/// ends.
++ (void)setBundledSchemas:(nullable NSData *)table ZENTARA_SWIFT_NAME("setBundledSchemas(_:)");
+
 /// For development builds: with true, an event that its schema refuses ends the process.
 + (void)setFailFast:(ZENTARA_BOOL)enabled ZENTARA_SWIFT_NAME("setFailFast(_:)");
 

@@ -133,6 +133,23 @@ static zentara_decision callBeforeQueue(void *block, zentara_outgoing *outgoing)
     zentara_set_global_properties_take(propertiesOf(properties, _cmd));
 }
 
++ (void)setBundledSchemas:(NSData *)table {
+    // The library borrows the bytes, and may be reading those of an earlier call.
+    static NSMutableArray *kept = nil;
+    if (table != nil && ![table isKindOfClass:[NSData class]]) {
+        zentaraRaise(_cmd, @"the table is not an NSData");
+        return;
+    }
+    @autoreleasepool {
+        NSData *copy = table == nil ? [NSData data] : [[table copy] autorelease];
+        @synchronized([QVNZentaraClient class]) {
+            if (kept == nil) kept = [[NSMutableArray alloc] init];
+            [kept addObject:copy];
+        }
+        zentara_set_bundled_schemas((zentara_text){[copy bytes], [copy length]});
+    }
+}
+
 + (void)setFailFast:(ZENTARA_BOOL)enabled {
     zentara_set_fail_fast(enabled);
 }
