@@ -28,6 +28,7 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/ZentaraClientConfigVersi
 install(FILES
     "${PROJECT_BINARY_DIR}/ZentaraClientConfig.cmake"
     "${PROJECT_BINARY_DIR}/ZentaraClientConfigVersion.cmake"
+    "${PROJECT_SOURCE_DIR}/cmake/ZentaraEmbedSchemas.cmake"
     "${PROJECT_SOURCE_DIR}/cmake/ZentaraGenerateEvents.cmake"
     "${PROJECT_SOURCE_DIR}/cmake/ZentaraSchemas.cmake"
     DESTINATION "${ZENTARA_PACKAGE_DIR}")

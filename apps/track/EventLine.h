@@ -57,7 +57,7 @@ struct UnreadableLine {
 };
 
 /// Reads a JSON object with "schemaId" and "schemaVersion", and optionally "contentType", "url",
-/// "referer", "properties" and "relationId"; null is the same as absence.
+/// "referer", "properties" and "relationId"; null is the same as absence. Ignores "expected".
 [[nodiscard]] std::variant<EventLine, UnreadableLine> readEventLine(std::string_view line);
 
 }  // namespace zentara::track

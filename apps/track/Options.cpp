@@ -14,7 +14,8 @@ constexpr const char* details = R"(Each line of input is one event, a JSON objec
   {"schemaId":"page-view","schemaVersion":"1","contentType":"application/json",
    "url":"https://example.com/","referer":"","properties":{"title":"Home"},"relationId":null}
 Only schemaId and schemaVersion are required. A line that is not an event (or is longer than 1 MiB)
-is reported and skipped. A member with another name is reported and ignored.
+is reported and skipped. A member with another name is reported and ignored. "expected", in which
+zentara-schemas sample notes why an event will be refused, is ignored without a word.
 
 Without --no-drain events are delivered after every 1000 and at the end, since the queue holds 8000
 and evicts its oldest beyond that. Events that cannot be delivered stay in the documents directory

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
+#include <set>
 #include <unordered_map>
 #include <utility>
 
@@ -46,9 +48,22 @@ unsigned describedKinds(const Demands& all) {
     return described;
 }
 
-void addOnce(std::vector<std::string>& names, std::string_view name) {
-    if (std::find(names.begin(), names.end(), name) == names.end()) names.emplace_back(name);
-}
+/// Names in the order in which they came, each once.
+class Names {
+  public:
+    void add(std::string_view name) {
+        if (known_.emplace(name).second) all_.emplace_back(name);
+    }
+    [[nodiscard]] bool contains(std::string_view name) const {
+        return known_.find(name) != known_.end();
+    }
+    [[nodiscard]] const std::vector<std::string>& all() const noexcept { return all_; }
+    [[nodiscard]] std::size_t size() const noexcept { return all_.size(); }
+
+  private:
+    std::vector<std::string> all_;
+    std::set<std::string, std::less<>> known_;
+};
 
 }  // namespace
 
@@ -113,8 +128,8 @@ Demands Drawing::expanded(Demands demands, Random& random, bool isPleasant) cons
         };
         const auto& schema = *demands[i];
         if (const auto* const target = index_.target(schema)) add(target);
-        const auto choices = [&schema](std::string_view keyword) {
-            return SchemaIndex::list(schema, keyword, JSONValue::Kind::object);
+        const auto choices = [this, &schema](std::string_view keyword) {
+            return index_.list(schema, keyword, JSONValue::Kind::object);
         };
         if (const auto* const all = choices("allOf"))
             for (const auto& each : *all)
@@ -197,7 +212,7 @@ JSONValue Drawing::value(Demands demands, unsigned kinds, Context context, std::
 
     auto all = expanded(std::move(demands), random, isPleasant);
     for (const auto* const schema : all)
-        kinds &= SchemaIndex::kinds(*schema);
+        kinds &= index_.kinds(*schema);
     const auto place = drawn_.places.size();
     drawn_.places.push_back(
         {context.outer, std::string(context.name), index, context.path, all, kinds});
@@ -231,20 +246,22 @@ bool Drawing::leadsBack(const Demands& demands) const {
 JSONValue Drawing::array(const Demands& all, Random& random, const Context& context,
                          bool isPleasant) {
     const auto bounds = SchemaIndex::bounds(all, "minItems", "maxItems");
-    const auto least = std::clamp(bounds.least, std::int64_t{0}, std::int64_t{mostParts});
+    if (bounds.least > std::int64_t{mostParts}) return JSONArray();
+    const auto least = std::max(bounds.least, std::int64_t{0});
     constexpr std::int64_t reach = 4;
     auto most = std::max(least, std::min(bounds.most, least + reach));
     std::int64_t size = 0;
     if (isPleasant || style_ == Style::complete) {
         size = 2;
         for (const auto* const schema : all)
-            if (const auto* const items =
-                    SchemaIndex::list(*schema, "items", JSONValue::Kind::object))
+            if (const auto* const items = index_.list(*schema, "items", JSONValue::Kind::object))
                 size = std::max(size, static_cast<std::int64_t>(items->size()));
         if (!isPleasant) size = std::min(size, std::int64_t{1} + random.between(0, 1));
         size = std::clamp(size, least, std::max(least, bounds.most));
     } else {
-        if (bounds.most <= 40 && random.chance(20)) most = std::max(least, bounds.most);
+        constexpr std::int64_t longReach = 24;
+        if (context.depth < 4 && random.chance(bounds.most <= longReach ? 20 : 6))
+            most = std::max(least, std::min(bounds.most, least + longReach));
         size = random.chance(25) ? least : random.chance(25) ? most : random.between(least, most);
     }
     const bool areUnique = std::any_of(all.begin(), all.end(), [](const JSONObject* schema) {
@@ -253,7 +270,7 @@ JSONValue Drawing::array(const Demands& all, Random& random, const Context& cont
     });
     JSONArray result;
     for (std::size_t i = 0; i < static_cast<std::size_t>(size) && budget_ > 0; ++i) {
-        auto demands = SchemaIndex::element(all, i);
+        auto demands = index_.element(all, i);
         if (!demands) break;
         const bool isOptional = static_cast<std::int64_t>(i) >= least;
         if (isOptional && (context.depth > comfortableDepth || budget_ < fewParts)) break;
@@ -279,72 +296,67 @@ JSONValue Drawing::array(const Demands& all, Random& random, const Context& cont
 
 std::vector<std::string> Drawing::names(Demands& all, Random& random, const Context& context,
                                         bool isPleasant) {
-    std::vector<std::string> declared;
-    std::vector<std::string> needed;
-    for (const auto* const schema : all) {
-        if (const auto* const names =
-                SchemaIndex::list(*schema, "required", JSONValue::Kind::string))
-            for (const auto& name : *names)
-                addOnce(needed, name.string());
-    }
-    for (const auto* const schema : all) {
-        const auto* const properties = SchemaIndex::objects(*schema, "properties");
-        if (properties == nullptr) continue;
-        declared.reserve(declared.size() + std::min(properties->size(), budget_));
-        const bool isAlone = declared.empty();
-        for (const auto& member : *properties) {
-            if (declared.size() >= budget_) break;
-            if (isAlone) {
-                declared.emplace_back(member.key());
-            } else {
-                addOnce(declared, member.key());
-            }
-        }
-    }
     const auto bounds = SchemaIndex::bounds(all, "minProperties", "maxProperties");
-    const auto least =
-        static_cast<std::size_t>(std::clamp(bounds.least, std::int64_t{0}, std::int64_t{1000}));
+    constexpr std::int64_t mostNeeded = 1000;
+    if (bounds.least > mostNeeded) return {};
+    const auto least = static_cast<std::size_t>(std::max(bounds.least, std::int64_t{0}));
+    const auto most =
+        static_cast<std::size_t>(std::clamp(bounds.most, std::int64_t{0}, std::int64_t{mostParts}));
+
+    const auto texts = [this](const JSONObject& schema, std::string_view key) {
+        return index_.list(schema, key, JSONValue::Kind::string);
+    };
+    Names needed;
+    Names declared;
+    for (const auto* const schema : all) {
+        if (const auto* const names = texts(*schema, "required"))
+            for (const auto& name : *names)
+                needed.add(name.string());
+        if (const auto* const properties = index_.objects(*schema, "properties"))
+            for (const auto& member : *properties)
+                if (declared.size() < budget_) declared.add(member.key());
+    }
+    if (needed.size() > budget_) return {};
     const bool isWhole = isPleasant || style_ == Style::complete;
     const unsigned density = isWhole ? 100 : random.oneOf(std::array<unsigned, 4>{0, 30, 60, 100});
     const bool isDeep = context.depth > comfortableDepth;
 
-    std::vector<std::string> present;
+    Names present;
     std::vector<std::string> absent;
-    for (auto& name : declared) {
-        const bool isNeeded = std::find(needed.begin(), needed.end(), name) != needed.end();
-        bool isPresent = isNeeded || (!isDeep && random.chance(density));
-        if (isPresent && !isNeeded) {
+    std::size_t optional = most - std::min(most, needed.size());
+    for (const auto& name : declared.all()) {
+        bool isPresent = needed.contains(name);
+        if (!isPresent && optional > 0 && !isDeep && random.chance(density) &&
+            budget_ > fewParts + present.size()) {
             const auto demands = index_.member(all, name);
-            isPresent = demands && budget_ > fewParts + present.size() &&
-                        !(leadsBack(*demands) && (isPleasant || random.chance(70)));
+            isPresent = demands && !(leadsBack(*demands) && (isPleasant || random.chance(70)));
+            if (isPresent) --optional;
         }
-        (isPresent ? present : absent).push_back(std::move(name));
+        if (isPresent) {
+            present.add(name);
+        } else {
+            absent.push_back(name);
+        }
     }
-    // Each optional one may be one too many.
-    const auto most =
-        static_cast<std::size_t>(std::clamp(bounds.most, std::int64_t{0}, std::int64_t{mostParts}));
-    for (std::size_t i = present.size(); i > 0 && present.size() > most; --i) {
-        const auto position = isWhole ? i - 1 : random.below(present.size());
-        if (std::find(needed.begin(), needed.end(), present[position]) == needed.end())
-            present.erase(present.begin() + static_cast<std::ptrdiff_t>(position));
-    }
-    for (const auto& name : needed)
-        addOnce(present, name);
+    for (const auto& name : needed.all())
+        present.add(name);
     while (present.size() < least && !absent.empty()) {
         const auto position = random.below(absent.size());
-        present.push_back(std::move(absent[position]));
-        absent.erase(absent.begin() + static_cast<std::ptrdiff_t>(position));
+        present.add(absent[position]);
+        absent[position] = std::move(absent.back());
+        absent.pop_back();
     }
 
     // Names that are not declared.
     const auto addFree = [&](std::string_view name) {
-        if (present.size() < most && index_.member(all, name)) addOnce(present, name);
+        if (present.size() < most && index_.member(all, name)) present.add(name);
     };
     if (!isDeep) {
         for (const auto* const schema : all) {
-            const auto* const patterns = SchemaIndex::objects(*schema, "patternProperties");
+            const auto* const patterns = index_.objects(*schema, "patternProperties");
             if (patterns == nullptr) continue;
             for (const auto& member : *patterns) {
+                if (present.size() > fewParts) break;
                 if (!isWhole && random.chance(50)) continue;
                 if (const auto name = index_.pattern(member.key()).draw(random, 3)) addFree(*name);
             }
@@ -361,22 +373,20 @@ std::vector<std::string> Drawing::names(Demands& all, Random& random, const Cont
         const auto* const entries = all[i]->find("dependencies");
         if (entries == nullptr || !entries->isObject()) continue;
         for (const auto& [name, dependency] : entries->object()) {
-            if (std::find(present.begin(), present.end(), name) == present.end()) continue;
-            if (const auto* const schema = dependency.ifObject()) {
-                for (const auto* const each : expanded({schema}, random, isPleasant)) {
-                    if (std::find(all.begin(), all.end(), each) == all.end()) all.push_back(each);
-                    if (const auto* const more =
-                            SchemaIndex::list(*each, "required", JSONValue::Kind::string))
-                        for (const auto& wanted : *more)
-                            addOnce(present, wanted.string());
-                }
-            } else if (dependency.isArray()) {
-                for (const auto& wanted : dependency.array())
-                    if (wanted.isString()) addOnce(present, wanted.string());
+            if (!present.contains(name)) continue;
+            if (const auto* const wanted = texts(entries->object(), name))
+                for (const auto& each : *wanted)
+                    present.add(each.string());
+            if (!dependency.isObject()) continue;
+            for (const auto* const each : expanded({&dependency.object()}, random, isPleasant)) {
+                if (std::find(all.begin(), all.end(), each) == all.end()) all.push_back(each);
+                if (const auto* const wanted = texts(*each, "required"))
+                    for (const auto& other : *wanted)
+                        present.add(other.string());
             }
         }
     }
-    return present;
+    return present.all();
 }
 
 JSONValue Drawing::object(Demands& all, Random& random, const Context& context, bool isPleasant) {

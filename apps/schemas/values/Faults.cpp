@@ -184,7 +184,7 @@ class Candidates {
         auto other = array;
         const auto bound = demand.asInteger();
         const auto more = [this, &other] {
-            const auto demands = SchemaIndex::element(place_.demands, other.size());
+            const auto demands = index_.element(place_.demands, other.size());
             other.push_back(demands ? drawn(*demands) : JSONValue("x"));
         };
         if (keyword == "minItems" && bound) {
@@ -201,7 +201,7 @@ class Candidates {
                 all_.emplace_back(std::move(replaced));
             }
         } else if (keyword == "additionalItems") {
-            while (other.size() < 100 && SchemaIndex::element(place_.demands, other.size()))
+            while (other.size() < 100 && index_.element(place_.demands, other.size()))
                 more();
             other.push_back("x");
         } else {
@@ -229,7 +229,7 @@ class Candidates {
                                                            : (other.end() - 1)->key()));
         } else if (keyword == "maxProperties" && bound && *bound <= mostAdded) {
             for (const auto* const schema : place_.demands) {
-                if (const auto* const named = SchemaIndex::objects(*schema, "properties"))
+                if (const auto* const named = index_.objects(*schema, "properties"))
                     for (const auto& [added, unused] : *named)
                         if (static_cast<std::int64_t>(other.size()) <= *bound &&
                             !other.contains(added))

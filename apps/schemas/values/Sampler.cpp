@@ -27,6 +27,8 @@ struct Sampler::Implementation {
 std::optional<Drawn> Sampler::Implementation::draw(Style style) {
     constexpr int mostStarts = 4;
     constexpr int mostRounds = 24;
+    constexpr std::size_t mostParts = 200'000;
+    std::size_t parts = 0;
     int expensive = 0;
     for (int start = 0; start < mostStarts; ++start) {
         Drawing drawing(index, random.next(), style);
@@ -34,7 +36,8 @@ std::optional<Drawn> Sampler::Implementation::draw(Style style) {
             auto drawn = drawing.draw(kinds);
             const auto verdict = index.validate(drawn.value);
             if (verdict.isValid) return drawn;
-            if (verdict.isStopped && ++expensive == 3) return std::nullopt;
+            parts += drawn.places.size();
+            if (parts > mostParts || (verdict.isStopped && ++expensive == 3)) return std::nullopt;
             drawing.redraw(drawn, verdict.places);
         }
         style = Style::varied;

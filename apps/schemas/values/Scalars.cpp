@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iterator>
+#include <initializer_list>
 #include <optional>
 #include <utility>
 
@@ -116,7 +116,8 @@ double integerUnit(double unit) {
 
 double fractionIn(const Range& range, Random& random, bool isPleasant) {
     const double least = range.hasLeast ? range.least : range.hasMost ? range.most - 100 : -100;
-    const double most = range.hasMost ? range.most : std::max(least, 0.0) + 100;
+    const double reach = isPleasant || random.chance(75) ? 100 : 1'000'000;
+    const double most = range.hasMost ? range.most : std::max(least, 0.0) + reach;
     if (!isPleasant) {
         const auto choice = random.below(6);
         if (choice == 0 && !range.isAboveLeast) return least;
@@ -227,20 +228,24 @@ std::string freeText(Random& random, SchemaIndex::Bounds bounds) {
 
 std::string formatted(std::string_view format, Random& random, SchemaIndex::Bounds bounds,
                       bool isPleasant) {
-    const auto number = [&random](std::int64_t most) {
-        return std::to_string(random.between(0, most));
+    // One after the other: compilers evaluate the parts of an expression in different orders.
+    const auto joined = [&random](std::string text, char separator,
+                                  std::initializer_list<std::int64_t> mosts) {
+        for (const auto most : mosts) {
+            if (!text.empty()) text += separator;
+            text += std::to_string(random.between(0, most));
+        }
+        return text;
     };
     if (format == "ipv4") {
-        if (isPleasant) return "192.0.2.17";
-        return number(255) + '.' + number(255) + '.' + number(255) + '.' + number(255);
+        return isPleasant ? "192.0.2.17" : joined("", '.', {255, 255, 255, 255});
     }
     if (format == "ipv6") {
         if (isPleasant) return "2001:db8::17";
-        return random.chance(30) ? "::" + number(9999)
-                                 : "2001:db8:" + number(9) + "::" + number(9999);
+        return joined(random.chance(30) ? ":" : "2001:db8::1", ':', {9999});
     }
     if (format == "numericString") {
-        auto text = isPleasant ? "64.50" : number(99999) + '.' + number(99);
+        auto text = isPleasant ? "64.50" : joined("", '.', {99999, 99});
         const auto missing = bounds.least - static_cast<std::int64_t>(text.size());
         // In front of the point: behind it, the digits must fit an integer.
         if (missing > 0 && missing < static_cast<std::int64_t>(longestText))
@@ -248,9 +253,10 @@ std::string formatted(std::string_view format, Random& random, SchemaIndex::Boun
         if (static_cast<std::int64_t>(text.size()) > bounds.most) return "1.5";
         return text;
     }
-    if (static_cast<std::int64_t>(26) > bounds.most) return fitted("a:b", bounds);
-    if (isPleasant) return fitted("https://www.alder.example/", bounds);
-    return fitted("https://www.alder.example/" + number(9999), bounds);
+    if (format != "uri") return "";
+    std::string_view page = "https://www.alder.example/";
+    if (static_cast<std::int64_t>(page.size()) > bounds.most) page = "a:b";
+    return fitted(isPleasant ? std::string(page) : joined(std::string(page), '/', {9999}), bounds);
 }
 
 bool fits(const ScalarDemands& demands, const std::string& text, SchemaIndex::Bounds bounds) {
@@ -294,6 +300,7 @@ JSONValue drawNumber(const ScalarDemands& demands, unsigned kinds, Random& rando
 
 std::string drawText(const ScalarDemands& demands, Random& random) {
     const auto bounds = SchemaIndex::bounds(demands.all, "minLength", "maxLength");
+    if (bounds.least > std::int64_t{longestText}) return "";
     std::vector<std::string_view> patterns;
     std::string_view format;
     for (const auto* const schema : demands.all) {

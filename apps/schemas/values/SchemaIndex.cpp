@@ -1,10 +1,9 @@
 #include "schemas/values/SchemaIndex.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "schemas/files/References.h"
 #include "schemas/values/SafeFormats.h"
-#include "support/ASCII.h"
 
 namespace zentara::schemas {
 
@@ -45,32 +44,15 @@ SchemaIndex::Verdict SchemaIndex::validate(const JSONValue& value) const {
 const JSONObject* SchemaIndex::target(const JSONObject& schema) const {
     const auto* const reference = schema.find("$ref");
     if (reference == nullptr || !reference->isString()) return nullptr;
-    if (reference->string() == "#") return &document_;
-    if (!reference->string().starts_with("#/")) return nullptr;
-    const auto path = percentDecoded(reference->string().substr(2));
-    if (!path) return nullptr;
-    const auto* current = &document_;
-    std::string_view rest = *path;
-    for (bool isLast = false; !isLast && current != nullptr;) {
-        const auto next = [&rest, &isLast] {
-            const auto component = rest.substr(0, rest.find('/'));
-            isLast = component.size() == rest.size();
-            rest.remove_prefix(std::min(rest.size(), component.size() + 1));
-            return component;
-        };
-        const auto* value = current->find(next());
-        if (value != nullptr && value->isArray() && !isLast) {
-            const auto component = next();
-            std::size_t position = 0;
-            std::from_chars(component.data(), component.data() + component.size(), position);
-            value = position < value->array().size() ? &value->array()[position] : nullptr;
-        }
-        current = value == nullptr ? nullptr : value->ifObject();
+    const auto [known, isNew] = targets_.try_emplace(&schema, nullptr);
+    if (isNew) {
+        if (const auto found = referenceTarget(document_, reference->string()))
+            known->second = found->schema;
     }
-    return current;
+    return known->second;
 }
 
-unsigned SchemaIndex::kinds(const JSONObject& schema) {
+unsigned SchemaIndex::kinds(const JSONObject& schema) const {
     const auto* const type = schema.find("type");
     if (type == nullptr) return kind::all;
     const auto ofName = [](std::string_view name) -> unsigned {
@@ -102,25 +84,30 @@ unsigned SchemaIndex::kinds(const JSONObject& schema) {
     return all;
 }
 
-const JSONObject* SchemaIndex::objects(const JSONObject& schema, std::string_view key) {
+const JSONObject* SchemaIndex::objects(const JSONObject& schema, std::string_view key) const {
     const auto* const value = schema.find(key);
     const auto* const object = value == nullptr ? nullptr : value->ifObject();
-    const auto isObject = [](const JSONMember& each) {
-        return each.value().isObject();
-    };
-    return object != nullptr && std::all_of(object->begin(), object->end(), isObject) ? object
-                                                                                      : nullptr;
+    if (object == nullptr) return nullptr;
+    const auto [known, isNew] = areOfKind_.try_emplace(value, true);
+    if (isNew) {
+        known->second = std::all_of(object->begin(), object->end(),
+                                    [](const JSONMember& each) { return each.value().isObject(); });
+    }
+    return known->second ? object : nullptr;
 }
 
 const JSONArray* SchemaIndex::list(const JSONObject& schema, std::string_view key,
-                                   JSONValue::Kind kind) {
+                                   JSONValue::Kind kind) const {
     const auto* const value = schema.find(key);
     const auto* const array = value == nullptr ? nullptr : value->ifArray();
-    const auto isOfKind = [kind](const JSONValue& each) {
-        return each.kind() == kind;
-    };
-    return array != nullptr && std::all_of(array->begin(), array->end(), isOfKind) ? array
-                                                                                   : nullptr;
+    if (array == nullptr) return nullptr;
+    // A keyword is asked for one kind only.
+    const auto [known, isNew] = areOfKind_.try_emplace(value, true);
+    if (isNew) {
+        known->second = std::all_of(array->begin(), array->end(),
+                                    [kind](const JSONValue& each) { return each.kind() == kind; });
+    }
+    return known->second ? array : nullptr;
 }
 
 SchemaIndex::Bounds SchemaIndex::bounds(const Demands& all, std::string_view least,
@@ -157,7 +144,7 @@ std::optional<Demands> SchemaIndex::member(const Demands& all, std::string_view 
     return result;
 }
 
-std::optional<Demands> SchemaIndex::element(const Demands& all, std::size_t position) {
+std::optional<Demands> SchemaIndex::element(const Demands& all, std::size_t position) const {
     Demands result;
     for (const auto* const schema : all) {
         const auto* items = schema->find("items");

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "json/JSONValue.h"
@@ -47,12 +48,12 @@ class SchemaIndex {
     [[nodiscard]] const JSONObject* target(const JSONObject& schema) const;
 
     /// The kinds that "type" permits.
-    [[nodiscard]] static unsigned kinds(const JSONObject& schema);
+    [[nodiscard]] unsigned kinds(const JSONObject& schema) const;
 
     /// The value of a keyword if the engine looks at it.
-    [[nodiscard]] static const JSONObject* objects(const JSONObject& schema, std::string_view key);
-    [[nodiscard]] static const JSONArray* list(const JSONObject& schema, std::string_view key,
-                                               JSONValue::Kind kind);
+    [[nodiscard]] const JSONObject* objects(const JSONObject& schema, std::string_view key) const;
+    [[nodiscard]] const JSONArray* list(const JSONObject& schema, std::string_view key,
+                                        JSONValue::Kind kind) const;
     /// Of lengths and sizes.
     [[nodiscard]] static Bounds bounds(const Demands& all, std::string_view least,
                                        std::string_view most);
@@ -60,7 +61,7 @@ class SchemaIndex {
     /// The demands on a member of an object; nothing when the name is not permitted.
     [[nodiscard]] std::optional<Demands> member(const Demands& all, std::string_view name) const;
     /// The demands on an element of an array; nothing when there can be no such element.
-    [[nodiscard]] static std::optional<Demands> element(const Demands& all, std::size_t position);
+    [[nodiscard]] std::optional<Demands> element(const Demands& all, std::size_t position) const;
 
     [[nodiscard]] const PatternText& pattern(std::string_view text) const;
 
@@ -70,6 +71,9 @@ class SchemaIndex {
     const JSONObject& document_;
     Schema schema_;
     mutable std::map<std::string, PatternText, std::less<>> patterns_;
+    mutable std::unordered_map<const JSONObject*, const JSONObject*> targets_;
+    /// Whether the members of a value are of the kind that its keyword takes.
+    mutable std::unordered_map<const JSONValue*, bool> areOfKind_;
 };
 
 }  // namespace zentara::schemas

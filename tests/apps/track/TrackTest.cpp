@@ -58,7 +58,7 @@ TEST(ProgressBarTest, BarFitsTheWidth) {
 TEST(EventLineTest, EveryMemberIsReadOrHasADefault) {
     auto event = std::get<EventLine>(readEventLine(
         R"({"schemaId":"page-view","schemaVersion":"2","contentType":"text/x","url":"u",)"
-        R"("referer":"r","properties":{"b":1,"a":[2.5]},"relationId":"rel","more":1})"));
+        R"("referer":"r","properties":{"b":1,"a":[2.5]},"relationId":"rel","more":1,"expected":"x"})"));
     EXPECT_EQ(event.schema(), "page-view-2");
     EXPECT_EQ(event.contentType, "text/x");
     EXPECT_EQ(event.url, "u");
