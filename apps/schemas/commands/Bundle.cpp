@@ -1,13 +1,16 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "json/JSONText.h"
+#include "schemas/check/Report.h"
 #include "schemas/commands/Commands.h"
 #include "schemas/files/SchemaFile.h"
 #include "support/ASCII.h"
@@ -23,8 +26,8 @@ of an application, it makes the library ready at its first start without a netwo
 A header holds a table for C++: the constant "schemas", a std::string_view, in the namespace --scope.
 zentara_embed_schemas of CMake compiles it into an application.
 
-The same schemas give the same bytes. Exit codes: 0 written; 2 wrong arguments, a file that is no
-schema, or a file that cannot be read or written.
+The same schemas give the same bytes. Exit codes: 0 written; 1 a schema has faults, nothing is written
+without --force; 2 wrong arguments, a file that is no schema, or a file that cannot be read or written.
 
 Example: zentara-schemas bundle schemas/ --as cache --output zentara-schemas-storage)";
 
@@ -33,7 +36,20 @@ struct Options {
     std::string form = "table";
     std::string scope;
     std::string output;
+    bool isForced = false;
 };
+
+/// Prints the faults. Whether there are any.
+bool hasFaults(const std::vector<SchemaFile>& schemas) {
+    std::vector<CheckedFile> faulty;
+    for (const auto& schema : schemas) {
+        auto findings = check(schema);
+        std::erase_if(findings, [](const Finding& finding) { return !finding.isFault(); });
+        if (!findings.empty()) faulty.push_back({schema.path, std::move(findings)});
+    }
+    if (!faulty.empty()) std::cerr << textReport(faulty);
+    return !faulty.empty();
+}
 
 /// A number of a schema may be beyond what JSON text can hold.
 void append(std::string& text, const SchemaFile& schema, std::size_t deepest) {
@@ -100,16 +116,18 @@ std::string headerOf(const std::string& table, const std::string& scope) {
     return text;
 }
 
-void bundle(const Options& options) {
+int bundle(const Options& options) {
     if (!options.scope.empty() && !isScope(options.scope))
         throw CommandError("--scope: " + options.scope + " is no namespace such as shop::events");
     const auto schemas = readValidSchemas(options.paths);
+    if (!options.isForced && hasFaults(schemas)) return exitFindings;
     // The library reads so many levels, the table and the list among them.
     const bool isCache = options.form == "cache";
     auto table = tableOf(schemas, maximumJSONDepth - (isCache ? 2 : 1));
     if (isCache) table = '[' + table + ']';
     writeFile(options.output,
               options.form == "header" ? headerOf(table, options.scope) : table + '\n');
+    return exitClean;
 }
 
 }  // namespace
@@ -131,10 +149,8 @@ void addBundle(CLI::App& app, int& exitCode) {
     command->add_option("--output", options->output, "Where to write; - for standard output")
         ->type_name("FILE")
         ->required();
-    command->callback([options, &exitCode] {
-        bundle(*options);
-        exitCode = exitClean;
-    });
+    command->add_flag("--force", options->isForced, "Also with faults, as check reports them");
+    command->callback([options, &exitCode] { exitCode = bundle(*options); });
 }
 
 }  // namespace zentara::schemas

@@ -134,6 +134,18 @@ TEST(Bundle, RefusesWhatTheLibraryWouldNotRead) {
     }
 }
 
+TEST(Bundle, SchemaWithFaultsNeedsForce) {
+    const Folder folder;
+    folder.add("x-1", R"({"format":"date"})");
+    const auto run = folder.run("bundle in --output out");
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.errors.starts_with("in/x-1.json:1:2: fault ZS110: ")) << run.errors;
+    EXPECT_TRUE(run.errors.ends_with("\n1 schema: 1 fault, 0 warnings\n")) << run.errors;
+    EXPECT_EQ(folder.file("out"), "");
+    EXPECT_EQ(folder.run("bundle in --output out --force").exitCode, 0);
+    EXPECT_TRUE(folder.file("out").ends_with("\"x-1\":{\"format\":\"date\"}\n}\n"));
+}
+
 TEST(Bundle, EmbeddedTableServesTheFirstStart) {
     // Takes connections and never answers.
     const test::RawServer network(test::RawServer::silence());
