@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "schemas/generate/Writer.h"
 #include "schemas/types/Names.h"
 #include "support/ASCII.h"
 
@@ -130,11 +131,9 @@ CppNames::CppNames(const EventType& type) {
     Scope types(type.path, withoutTypes);
     for (const auto& each : type.enumerations) {
         const auto original = "enumeration " + std::to_string(enumerations.size());
-        enumerations.push_back({types.add(original, each.words, NameStyle::upperCamel), {}});
-        Scope choices(type.path, withoutTypes);
-        for (const auto& value : each.values)
-            enumerations.back().choices.push_back(
-                choices.add(value.text(), wordsOfValue(value), NameStyle::lowerCamel));
+        enumerations.push_back(
+            {types.add(original, each.words, NameStyle::upperCamel),
+             namesOfValues(each, type.path, NameStyle::lowerCamel, withoutTypes)});
     }
     for (const auto& each : type.records) {
         const auto original = "record " + std::to_string(records.size());
@@ -148,7 +147,7 @@ CppNames::CppNames(const EventType& type) {
         reserved.push_back(each.type);
     for (std::size_t position = 0; position < records.size(); ++position) {
         auto& names = records[position];
-        Scope members(type.path + type.records[position].pointer, reserved);
+        Scope members(placeOf(type, type.records[position]), reserved);
         for (const auto& property : type.records[position].properties)
             names.members.push_back(
                 members.add(property.key, wordsOf(property.key), NameStyle::lowerCamel));

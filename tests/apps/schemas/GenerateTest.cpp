@@ -89,6 +89,8 @@ TEST(Generate, RefusesWhatItCannotGenerate) {
          file + ":1:21: fault ZS110: "},
         {"--language cpp", R"({"properties":{"a-b":{"type":"string"},"a_b":{"type":"string"}}})", 2,
          program + file + ": \"a-b\" and \"a_b\" would both be called aB\n"},
+        {"--language cpp", R"({"properties":{"a":{"enum":["S","s"]}}})", 2,
+         program + file + ": \"S\" and \"s\" would both be called s\n"},
     };
     for (const auto& each : cases) {
         const Schemas schemas(each.schema);
