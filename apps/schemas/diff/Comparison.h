@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "json/JSONValue.h"
+#include "schemas/values/Sampler.h"
 
 namespace zentara::schemas {
 
@@ -14,7 +15,7 @@ namespace zentara::schemas {
 enum class Change : std::uint8_t {
     none,        ///< nothing that the engine looks at
     compatible,  ///< written differently, accepts the same values
-    wider,       ///< what was valid stays valid; more is valid
+    wider,       ///< what was valid stays valid; nothing says that this is all
     narrower,    ///< something that was valid is not any more
     both,        ///< some values are not valid any more, others are now
     unknown,     ///< could not be decided
@@ -39,8 +40,10 @@ struct Comparison {
     std::optional<JSONValue> onlyOld, onlyNew;
 };
 
-/// Compares two documents. "Wider" and "compatible" are proven from the keywords, "narrower" and
-/// "both" by a value that the engine refused; all else is unknown.
-[[nodiscard]] Comparison compare(const JSONObject& before, const JSONObject& after);
+/// Compares two documents, for the values that an event can have or for all. "Wider" and
+/// "compatible" are proven from the keywords, "narrower" and "both" by a value that the engine
+/// refused; all else is unknown.
+[[nodiscard]] Comparison compare(const JSONObject& before, const JSONObject& after,
+                                 Sampler::Values values = Sampler::Values::properties);
 
 }  // namespace zentara::schemas
