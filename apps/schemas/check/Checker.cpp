@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <set>
 #include <unordered_set>
 #include <utility>
 
-#include "json/JSONText.h"
 #include "schemas/Format.h"
 #include "schemas/Schema.h"
-#include "schemas/ValidationRun.h"
-#include "schemas/check/FatalFormats.h"
+#include "schemas/check/DocumentCheck.h"
+#include "schemas/check/Phrases.h"
 
 namespace zentara::schemas {
 
@@ -19,55 +17,12 @@ namespace {
 
 using Kinds = std::uint16_t;
 
-constexpr std::array<Kinds, typeNames.size()> kindsOfTypes = {
-    kinds::object, kinds::array,   kinds::string, kinds::integer,
-    kinds::number, kinds::boolean, kinds::null};
-
-constexpr std::string_view numericString = "numericString";
-
 /// Integers up to here are exact as doubles.
 constexpr double largestExact = 0x1p53;
 
-std::string quoted(std::string_view text) {
-    constexpr std::size_t longest = 60;
-    if (text.size() <= longest) return '"' + std::string(text) + '"';
-    auto end = longest;
-    while ((static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80)
-        --end;
-    return '"' + std::string(text.substr(0, end)) + "…\"";
-}
-
-std::string shown(double number) {
-    std::string text;
-    if (std::trunc(number) == number && std::abs(number) < largestExact)
-        return std::to_string(static_cast<std::int64_t>(number));
-    appendDouble(text, number);
-    return text;
-}
-
-std::string listed(std::vector<std::string> words, std::string_view conjunction) {
-    std::string text;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        if (i > 0) text += i + 1 == words.size() ? " " + std::string(conjunction) + " " : ", ";
-        text += words[i];
-    }
-    return text;
-}
-
-/// For example: null or an integer.
-std::string namesOf(Kinds set) {
-    std::vector<std::string> names;
-    const auto add = [&](Kinds kind, const char* name) {
-        if ((set & kind) != 0) names.emplace_back(name);
-    };
-    add(kinds::null, "null");
-    add(kinds::boolean, "a boolean");
-    add(kinds::number, "a number");
-    add(kinds::string, "a text");
-    add(kinds::array, "an array");
-    add(kinds::object, "an object");
-    return listed(std::move(names), "or");
-}
+constexpr std::array<Kinds, typeNames.size()> kindsOfTypes = {
+    kinds::object, kinds::array,   kinds::string, kinds::integer,
+    kinds::number, kinds::boolean, kinds::null};
 
 /// The kinds of values that equal a listed value: the engine compares numbers by their value, and
 /// true and false as 1 and 0.
@@ -84,14 +39,10 @@ Kinds kindsEqualTo(const JSONValue& listedValue) {
 void Checker::run() {
     for (const auto node : graph_.order())
         checkNode(node);
-    checkLoops();
-    checkCosts();
-    checkFatalFormats();
-    checkDefinitions("definitions");
-    checkDefinitions("$defs");
-    checkDraft();
-    if (hasUnexamined_) {
-        findings_.add(RuleName::notExamined, "", "The patterns take more than half a second.",
+    checkDocument(document_, graph_, summaries_, findings_);
+    if (hasUnexamined_ || patterns_.hasGuessed()) {
+        findings_.add(RuleName::notExamined, "",
+                      "The patterns take so long that some were not tried.",
                       "Write fewer and simpler patterns.");
     }
 }
@@ -630,118 +581,6 @@ void Checker::checkResult() {
                  "The properties of an event are an object, and no object is valid here.",
                  "Write \"type\": \"object\" and the properties.");
     }
-}
-
-/// Names a "$ref" of each loop, the one that was found first.
-void Checker::checkLoops() {
-    std::unordered_set<std::uint32_t> reported;
-    for (Position node = 0; node < graph_.nodes().size(); ++node) {
-        const auto edges = graph_.edges(node);
-        const bool leadsBack = graph_.isEndless(node) && !edges.empty() &&
-                               edges.front().keyword == Keyword::reference &&
-                               graph_.loop(edges.front().target) == graph_.loop(node);
-        if (!leadsBack || !reported.insert(graph_.loop(node)).second) continue;
-        findings_.add(RuleName::endlessReference, graph_.pointer(node) + "/$ref",
-                      "It leads back to itself on the same value, where validation stops and "
-                      "refuses the value.",
-                      "Refer to it only from \"items\" or \"properties\", deeper in the value.");
-    }
-}
-
-/// Estimates the work for one value, as the engine counts it, and the nesting.
-void Checker::checkCosts() {
-    constexpr double unitsPerNode = 60;
-    constexpr double costly = ValidationRun::maximumUnits / 10.0;
-    constexpr int deep = ValidationRun::maximumDepth / 2;
-    struct Cost {
-        double units = 0;
-        int depth = 0;
-    };
-    std::vector<Cost> costs(graph_.nodes().size());
-    for (const auto node : graph_.order()) {
-        Cost own{unitsPerNode, 0};
-        Cost most;
-        for (const auto& edge : graph_.edges(node)) {
-            own.depth = std::max(own.depth, 1);
-            if (!edge.isSameValue() || graph_.isEndless(node)) continue;
-            const auto& part = costs[edge.target];
-            own.units = std::min(own.units + part.units, 1e18);
-            own.depth = std::max(own.depth, part.depth + 1);
-            most = {std::max(most.units, part.units), std::max(most.depth, part.depth)};
-        }
-        costs[node] = own;
-        // Report only the innermost.
-        if (own.units > costly && most.units <= costly) {
-            const auto percent = 100 * own.units / ValidationRun::maximumUnits;
-            findings_.add(RuleName::costlyShape, graph_.pointer(node),
-                          "A value may take " + shown(std::round(percent)) +
-                              "% or more of the most work of a validation, which then stops and "
-                              "refuses the value.",
-                          "Refer to a schema once rather than from several alternatives.");
-        }
-        if (own.depth > deep && most.depth <= deep) {
-            findings_.add(RuleName::costlyShape, graph_.pointer(node),
-                          "More than " + std::to_string(deep) +
-                              " subschemas nest on the same value; beyond " +
-                              std::to_string(ValidationRun::maximumDepth) +
-                              " validation stops and refuses the value.",
-                          "Refer to the last schema directly.");
-        }
-    }
-}
-
-void Checker::checkFatalFormats() {
-    for (const auto& each : fatalFormats(graph_, summaries_)) {
-        const auto pointer = graph_.pointer(each.node) + "/format";
-        const bool isFault = each.permitted != 0;
-        findings_.add(
-            isFault ? RuleName::fatalFormat : RuleName::fatalForInvalid, pointer,
-            isFault ? "The schema may permit " + namesOf(each.permitted) + " here, and " +
-                          std::string(numericString) +
-                          " ends the process for a value that is not a string."
-                    : "The format is checked before the type: an invalid event with " +
-                          namesOf(each.reached) + " here ends the process.",
-            std::string("Write \"type\": \"string\" with \"pattern\": \"^[0-9]*[.][0-9]+$\", which "
-                        "refuses such a value") +
-                (isFault ? "." : " with a message."));
-    }
-}
-
-void Checker::checkDefinitions(std::string_view keyword) {
-    const auto* const value = document_.find(keyword);
-    const auto* const definitions = value == nullptr ? nullptr : value->ifObject();
-    if (definitions == nullptr) return;
-    for (const auto& [name, definition] : *definitions) {
-        std::vector<const JSONValue*> inside{&definition};
-        bool isUsed = !definition.isObject();
-        while (!inside.empty() && !isUsed) {
-            const auto& each = *inside.back();
-            inside.pop_back();
-            if (const auto* const object = each.ifObject()) {
-                isUsed = graph_.contains(*object);
-                for (const auto& member : *object)
-                    inside.push_back(&member.value());
-            } else if (const auto* const list = each.ifArray()) {
-                for (const auto& element : *list)
-                    inside.push_back(&element);
-            }
-        }
-        if (isUsed) continue;
-        findings_.add(RuleName::unusedDefinition, childPointer(childPointer("", keyword), name),
-                      "No reference leads here from the root, so the engine never reads it.",
-                      "Refer to it, or remove it.");
-    }
-}
-
-void Checker::checkDraft() {
-    const auto* const declared = document_.find("$schema");
-    const auto text = declared == nullptr ? std::nullopt : declared->ifString();
-    if (!text || text->find("json-schema.org") == std::string_view::npos ||
-        text->find("draft-04") != std::string_view::npos)
-        return;
-    findings_.add(RuleName::otherDraft, "/$schema",
-                  "The engine reads every schema as draft 4, whatever it declares.",
-                  "Write \"http://json-schema.org/draft-04/schema#\".");
 }
 
 }  // namespace zentara::schemas

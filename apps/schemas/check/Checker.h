@@ -48,13 +48,6 @@ class Checker {
     void checkPattern(std::string pointer, std::string_view pattern, Kinds refused);
     void checkResult();
 
-    // The document.
-    void checkLoops();
-    void checkCosts();
-    void checkFatalFormats();
-    void checkDefinitions(std::string_view keyword);
-    void checkDraft();
-
     /// The engine refuses values of these kinds.
     void refuse(Kinds kinds) noexcept { own_.fails = static_cast<Kinds>(own_.fails | kinds); }
     /// The engine may refuse values of these kinds.

@@ -28,6 +28,9 @@ class PatternExaminer {
     /// Whether the pattern finds something in the name. True beyond the limit.
     [[nodiscard]] bool mayMatch(std::string_view pattern, std::string_view name);
 
+    /// Whether `mayMatch` has answered true since the limit is reached.
+    [[nodiscard]] bool hasGuessed() const noexcept { return matching_.exhausted(); }
+
     /// Whether no time is left.
     [[nodiscard]] bool isOver() const { return std::chrono::steady_clock::now() > end_; }
 

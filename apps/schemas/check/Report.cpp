@@ -24,6 +24,13 @@ std::string counted(std::size_t count, std::string_view what) {
     return std::to_string(count) + ' ' + std::string(what) + (count == 1 ? "" : "s");
 }
 
+/// Keys and paths may hold line breaks and sequences for a terminal.
+std::string withoutControls(std::string text) {
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < 0x20 || c == '\x7F') c = '?';
+    return text;
+}
+
 /// A path as a reference in a URI.
 std::string uriOf(std::string_view path) {
     constexpr std::string_view hex = "0123456789ABCDEF";
@@ -89,10 +96,10 @@ std::string textReport(std::span<const CheckedFile> files) {
     std::string text;
     for (const auto& file : files) {
         for (const auto& each : file.findings) {
-            text += file.path + ':' + std::to_string(each.position.line) + ':' +
+            text += withoutControls(file.path) + ':' + std::to_string(each.position.line) + ':' +
                     std::to_string(each.position.column) + ": ";
             text.append(nameOf(each.rule->severity)).append(" ").append(each.rule->number);
-            text += ": " + each.reason + ' ' + each.advice + '\n';
+            text += ": " + withoutControls(each.reason + ' ' + each.advice) + '\n';
         }
     }
     const auto counts = countOf(files);

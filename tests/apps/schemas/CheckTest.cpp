@@ -107,6 +107,12 @@ TEST(Check, FindingsHavePlacesInTheirOrder) {
               "x-1.json:5:21: fault ZS104: The key is repeated: only this value counts, not the "
               "value of line 4, column 1. Remove or rename one of them.\n"
               "1 schema: 3 faults, 0 warnings\n");
+    // Nothing in a schema controls the terminal.
+    const auto odd = textReport(
+        std::vector<CheckedFile>{{"a\n-1.json", checkText("{\"anyof\\u001b\":1}", "a\n-1.json")}});
+    EXPECT_EQ(odd,
+              "a?-1.json:1:2: warning ZS202: The engine ignores \"anyof?\", which is no keyword. "
+              "Write \"anyOf\" if that is meant.\n1 schema: 0 faults, 1 warning\n");
     const auto broken = checkText("{\"type\": \"object\",\n}");
     ASSERT_EQ(broken.size(), 1U);
     EXPECT_EQ(broken[0].position, (Position{1, 18}));

@@ -1,0 +1,143 @@
+#include "schemas/check/DocumentCheck.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "schemas/ValidationRun.h"
+#include "schemas/check/FatalFormats.h"
+#include "schemas/check/Phrases.h"
+
+namespace zentara::schemas {
+
+namespace {
+
+/// Names a "$ref" of each loop, the one that was found first.
+void reportLoops(const SchemaGraph& graph, FindingList& findings) {
+    std::unordered_set<std::uint32_t> reported;
+    for (SchemaGraph::Position node = 0; node < graph.nodes().size(); ++node) {
+        const auto edges = graph.edges(node);
+        const bool leadsBack = graph.isEndless(node) && !edges.empty() &&
+                               edges.front().keyword == Keyword::reference &&
+                               graph.loop(edges.front().target) == graph.loop(node);
+        if (!leadsBack || !reported.insert(graph.loop(node)).second) continue;
+        findings.add(RuleName::endlessReference, graph.pointer(node) + "/$ref",
+                     "It leads back to itself on the same value, where validation stops and "
+                     "refuses the value.",
+                     "Refer to it only from \"items\" or \"properties\", deeper in the value.");
+    }
+}
+
+/// Estimates the work for one value, as the engine counts it, and the nesting.
+void reportCosts(const SchemaGraph& graph, FindingList& findings) {
+    constexpr double unitsPerNode = 60;
+    constexpr double costly = ValidationRun::maximumUnits / 10.0;
+    constexpr int deep = ValidationRun::maximumDepth / 2;
+    struct Cost {
+        double units = 0;
+        int depth = 0;
+    };
+    std::vector<Cost> costs(graph.nodes().size());
+    for (const auto node : graph.order()) {
+        Cost own{unitsPerNode, 0};
+        Cost most;
+        for (const auto& edge : graph.edges(node)) {
+            own.depth = std::max(own.depth, 1);
+            if (!edge.isSameValue() || graph.isEndless(node)) continue;
+            const auto& part = costs[edge.target];
+            own.units = std::min(own.units + part.units, 1e18);
+            own.depth = std::max(own.depth, part.depth + 1);
+            most = {std::max(most.units, part.units), std::max(most.depth, part.depth)};
+        }
+        costs[node] = own;
+        // Report only the innermost.
+        if (own.units > costly && most.units <= costly) {
+            const auto percent = 100 * own.units / ValidationRun::maximumUnits;
+            findings.add(RuleName::costlyShape, graph.pointer(node),
+                         "A value may take " + shown(std::round(percent)) +
+                             "% or more of the most work of a validation, which then stops and "
+                             "refuses the value.",
+                         "Refer to a schema once rather than from several alternatives.");
+        }
+        if (own.depth > deep && most.depth <= deep) {
+            findings.add(RuleName::costlyShape, graph.pointer(node),
+                         "More than " + std::to_string(deep) +
+                             " subschemas nest on the same value; beyond " +
+                             std::to_string(ValidationRun::maximumDepth) +
+                             " validation stops and refuses the value.",
+                         "Refer to the last schema directly.");
+        }
+    }
+}
+
+void reportFatalFormats(const SchemaGraph& graph, std::span<const Summary> summaries,
+                        FindingList& findings) {
+    for (const auto& each : fatalFormats(graph, summaries)) {
+        const auto pointer = graph.pointer(each.node) + "/format";
+        const bool isFault = each.permitted != 0;
+        findings.add(
+            isFault ? RuleName::fatalFormat : RuleName::fatalForInvalid, pointer,
+            isFault ? "The schema may permit " + namesOf(each.permitted) +
+                          " here, and "
+                          "numericString ends the process for a value that is not a string."
+                    : "The format is checked before the type: an invalid event with " +
+                          namesOf(each.reached) + " here ends the process.",
+            std::string("Write \"type\": \"string\" with \"pattern\": \"^[0-9]*[.][0-9]+$\", which "
+                        "refuses such a value") +
+                (isFault ? "." : " with a message."));
+    }
+}
+
+void reportDefinitions(const JSONObject& document, std::string_view keyword,
+                       const SchemaGraph& graph, FindingList& findings) {
+    const auto* const value = document.find(keyword);
+    const auto* const definitions = value == nullptr ? nullptr : value->ifObject();
+    if (definitions == nullptr) return;
+    for (const auto& [name, definition] : *definitions) {
+        std::vector<const JSONValue*> inside{&definition};
+        bool isUsed = !definition.isObject();
+        while (!inside.empty() && !isUsed) {
+            const auto& each = *inside.back();
+            inside.pop_back();
+            if (const auto* const object = each.ifObject()) {
+                isUsed = graph.contains(*object);
+                for (const auto& member : *object)
+                    inside.push_back(&member.value());
+            } else if (const auto* const list = each.ifArray()) {
+                for (const auto& element : *list)
+                    inside.push_back(&element);
+            }
+        }
+        if (isUsed) continue;
+        findings.add(RuleName::unusedDefinition, childPointer(childPointer("", keyword), name),
+                     "No reference leads here from the root, so the engine never reads it.",
+                     "Refer to it, or remove it.");
+    }
+}
+
+void reportDraft(const JSONObject& document, FindingList& findings) {
+    const auto* const declared = document.find("$schema");
+    const auto text = declared == nullptr ? std::nullopt : declared->ifString();
+    if (!text || text->find("json-schema.org") == std::string_view::npos ||
+        text->find("draft-04") != std::string_view::npos)
+        return;
+    findings.add(RuleName::otherDraft, "/$schema",
+                 "The engine reads every schema as draft 4, whatever it declares.",
+                 "Write \"http://json-schema.org/draft-04/schema#\".");
+}
+
+}  // namespace
+
+void checkDocument(const JSONObject& document, const SchemaGraph& graph,
+                   std::span<const Summary> summaries, FindingList& findings) {
+    reportLoops(graph, findings);
+    reportCosts(graph, findings);
+    reportFatalFormats(graph, summaries, findings);
+    reportDefinitions(document, "definitions", graph, findings);
+    reportDefinitions(document, "$defs", graph, findings);
+    reportDraft(document, findings);
+}
+
+}  // namespace zentara::schemas
