@@ -1,4 +1,8 @@
+// The calls in Objective-C. With the URL of a collector and a folder, the events are sent.
+
 #import "objc/events.h"
+
+#include <zentara/zentara.h>
 
 #include <stdio.h>
 
@@ -66,9 +70,29 @@ static void print(id value) {
 
 #include "objc/calls.inc"
 
-int main(void) {
+static QVNZentaraClient *clientFor(NSString *collector, NSString *folder) {
+    [QVNHostApplication setDocumentsDirectory:folder];
+    [QVNHostApplication setPreferencesDirectory:folder];
+    QVNZentaraEndpoints *endpoints = [[[QVNZentaraEndpoints alloc] init] autorelease];
+    endpoints.qaCollector = endpoints.qaSchemas = collector;
+    [endpoints use];
+    [QVNZentaraClient useSettingsWithTenant:@"typed"
+                         zentaraEnvironment:ZentaraEnvironmentQa
+                              advertisingId:nil];
+    QVNZentaraClient *client = [QVNZentaraClient getAndReturnError:NULL readyCallback:nil];
+    while (!zentara_is_ready())
+        [NSThread sleepForTimeInterval:0.01];
+    return client;
+}
+
+int main(int argc, char **argv) {
     @autoreleasepool {
-        callAll([[Printer alloc] init]);
+        if (argc == 3) {
+            callAll(clientFor(@(argv[1]), @(argv[2])));
+            zentara_shutdown(30000, NULL);
+        } else {
+            callAll([[Printer alloc] init]);
+        }
     }
     return 0;
 }

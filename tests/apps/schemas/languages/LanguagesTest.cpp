@@ -8,6 +8,7 @@
 #include "schemas/generate/Generators.h"
 #include "schemas/values/Sampler.h"
 #include "support/ChildProcess.h"
+#include "support/CollectorProcess.h"
 #include "support/Files.h"
 
 namespace zentara::schemas {
@@ -61,6 +62,30 @@ TEST_P(LanguagesTest, ValuesComeOutEqualAndValid) {
     EXPECT_EQ(line, lines.end());
 }
 
+TEST_P(LanguagesTest, EventsArriveAtTheCollector) {
+#if defined(ZENTARA_TYPED_PRINTS_PYTHON)
+    if (GetParam().name == std::string_view("Python"))
+        GTEST_SKIP() << "Python cannot load a library that a sanitizer watches.";
+#endif
+    const test::CollectorProcess collector(ZENTARA_SOURCE_DIR "/examples/schemas");
+    const test::TemporaryDirectory folder;
+    auto command = GetParam().host;
+    command.push_back(collector.url());
+    command.push_back(folder.path());
+    test::ChildProcess host(command);
+    EXPECT_EQ(host.wait(), 0);
+    std::size_t count = 0;
+    for (const auto& event : drawnEvents({0, GetParam().draw.valuesEach})) {
+        if (!event.schema.path.starts_with(ZENTARA_SOURCE_DIR "/examples/")) continue;
+        const auto arrived = collector.client().events({.schema = event.type.name.key()});
+        ASSERT_EQ(arrived.size(), event.values.size()) << event.schema.path;
+        for (std::size_t index = 0; index < arrived.size(); ++index, ++count)
+            EXPECT_TRUE(areEqual(arrived[index].at("event").at("properties"), event.values[index]))
+                << event.schema.path << " " << index;
+    }
+    EXPECT_EQ(count, 8 * GetParam().draw.valuesEach);
+}
+
 const std::vector<Language> languages {
     {"C", drawForC, {ZENTARA_TYPED_C}},
 #if defined(ZENTARA_TYPED_OBJC)
@@ -68,7 +93,8 @@ const std::vector<Language> languages {
 #endif
         {"Python",
          drawForPython,
-         {ZENTARA_PYTHON, "-B", "-W", "error", ZENTARA_TYPED_PYTHON "/host.py"}},
+         {"/usr/bin/env", ZENTARA_PYTHON_ENVIRONMENT, ZENTARA_PYTHON, "-B", "-W", "error",
+          ZENTARA_TYPED_PYTHON "/host.py"}},
 };
 INSTANTIATE_TEST_SUITE_P(Generated, LanguagesTest, testing::ValuesIn(languages),
                          [](const auto& language) { return std::string(language.param.name); });
