@@ -1,5 +1,6 @@
 // A whole `send` of a ready client, compared with the minimum for its parts: writing the event's
-// bytes, and validating it. Then with several threads.
+// bytes, and validating it. Then with several threads, and as a typed event compared with the same
+// event by hand.
 
 #include <zentara/ZentaraClient.h>
 
@@ -11,6 +12,7 @@
 #include "Comparison.h"
 #include "SampleQueue.h"
 #include "dispatch/EventBus.h"
+#include "events.h"
 #include "facade/ZentaraClientBuilder.h"
 #include "schemas/Schema.h"
 #include "support/Files.h"
@@ -23,12 +25,14 @@ namespace {
 /// Provides one schema under every name.
 class OneSchema final : public SchemaProviderProtocol {
   public:
+    explicit OneSchema(const JSONObject& schema) : schema_(schema) {}
+
     [[nodiscard]] const Schema* schema(std::string_view, std::string_view) const override {
         return &schema_;
     }
 
   private:
-    const Schema schema_{twentyProperties().schema};
+    const Schema schema_;
 };
 
 /// Never has an identity, so that nothing leaves the queue.
@@ -55,11 +59,13 @@ class NoIdentity final : public IDManager {
 /// A ready client with the given number of queued events.
 class ReadyClient {
   public:
-    ReadyClient(const test::TestHost& host, std::int64_t queued, std::int64_t maxEvents = 8000) {
+    ReadyClient(const test::TestHost& host, std::int64_t queued,
+                const JSONObject& schema = twentyProperties().schema) {
+        constexpr std::int64_t maxEvents = 8000;
         std::filesystem::create_directories(host.documents());
         const auto identity = std::make_shared<NoIdentity>();
         client_ = ZentaraClientBuilder::assemble(
-            {.schemasProvider = std::make_shared<OneSchema>(),
+            {.schemasProvider = std::make_shared<OneSchema>(schema),
              .eventBus = EventBus::create(
                  {queueOf(queued, "queue", host.file("queue").string(), maxEvents), identity,
                   "instance", std::make_unique<test::ManualTicker>(ticker_),
@@ -87,6 +93,8 @@ class ReadyClient {
                       });
         return isQueued;
     }
+
+    [[nodiscard]] ZentaraClient& client() { return *client_; }
 
   private:
     test::ManualTicker ticker_;
@@ -171,7 +179,98 @@ void threads(benchmark::State& state) {
     }
 }
 
+/// What differs from order to order.
+struct Purchase {
+    std::string orderId = "2024-0A1B2C3D";
+    std::string total = "129.80";
+    std::string city = "Winterthur";
+    std::int64_t quantity = 2;
+};
+
+orders::Order typedOrder(const Purchase& purchase) {
+    using orders::Order;
+    orders::Order order{
+        .orderId = purchase.orderId,
+        .lines = {{.productId = "CL-47819",
+                   .quantity = purchase.quantity,
+                   .price = {.amount = "64.90", .currency = Order::Currency::chf}},
+                  {.productId = "SH-14304",
+                   .quantity = 1,
+                   .price = {.amount = "12.50", .currency = Order::Currency::chf}}},
+        .total = {.amount = purchase.total, .currency = Order::Currency::chf},
+        .payment = Order::Payment::bankTransfer,
+        .delivery = {.method = Order::Method::express, .country = "CH", .postcode = "8400"}};
+    order.coupon = nullptr;
+    order.giftWrap = false;
+    order.delivery.city = purchase.city;
+    return order;
+}
+
+EventDraft orderByHand(const Purchase& purchase) {
+    return {.schemaId = "order",
+            .schemaVersion = "1",
+            .properties = {{"orderId", purchase.orderId},
+                           {"lines",
+                            {{{"productId", "CL-47819"},
+                              {"quantity", purchase.quantity},
+                              {"price", {{"amount", "64.90"}, {"currency", "CHF"}}}},
+                             {{"productId", "SH-14304"},
+                              {"quantity", 1},
+                              {"price", {{"amount", "12.50"}, {"currency", "CHF"}}}}}},
+                           {"total", {{"amount", purchase.total}, {"currency", "CHF"}}},
+                           {"payment", "bank-transfer"},
+                           {"coupon", nullptr},
+                           {"giftWrap", false},
+                           {"delivery",
+                            {{"method", "express"},
+                             {"country", "CH"},
+                             {"postcode", "8400"},
+                             {"city", purchase.city}}}}};
+}
+
+void typed(benchmark::State& state) {
+    const auto schema =
+        JSONValue::parse(test::contentsOf(ZENTARA_EXAMPLES "/schemas/order-1.json"));
+    const Purchase purchase;
+    if (EventDraft(typedOrder(purchase)).properties != orderByHand(purchase).properties) {
+        return state.SkipWithError("the two orders differ");
+    }
+    for ([[maybe_unused]] auto _ : state) {
+        const test::TestHost host;
+        Times ours;
+        Times byHand;
+        const auto handler = [&state](const EventRef&, const ZentaraClientErrorRef& error) {
+            if (error) state.SkipWithError("not queued");
+        };
+        for (int repetition = 0; repetition < 10; ++repetition) {
+            ReadyClient ready(host, 7000, schema.object());
+            auto& client = ready.client();
+            for (int round = 0; round < 400; ++round) {
+                ours.measure([&] { client.send(typedOrder(purchase), handler); });
+                byHand.measure([&] { client.send(orderByHand(purchase), handler); });
+            }
+        }
+        report(state, ours, byHand, 1.1);
+    }
+}
+
+void encoded(benchmark::State& state) {
+    const Purchase purchase;
+    for ([[maybe_unused]] auto _ : state) {
+        Times ours;
+        Times byHand;
+        for (int round = 0; round < 500; ++round) {
+            ours.measure(
+                [&] { benchmark::DoNotOptimize(EventDraft(typedOrder(purchase)).properties); }, 20);
+            byHand.measure([&] { benchmark::DoNotOptimize(orderByHand(purchase).properties); }, 20);
+        }
+        report(state, ours, byHand, 0);
+    }
+}
+
 BENCHMARK(send)->Name("send, 20 properties, 7900 queued")->Iterations(1);
+BENCHMARK(typed)->Name("send, typed event against by hand")->Iterations(1);
+BENCHMARK(encoded)->Name("build a typed event against by hand")->Iterations(1);
 BENCHMARK(threads)->Name("send, threads against one")->Arg(2)->Arg(4)->Iterations(1);
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "schemas/files/SchemaFile.h"
 #include "schemas/generate/CppNames.h"
 #include "schemas/generate/Generators.h"
+#include "schemas/generate/Writer.h"
 #include "schemas/types/Names.h"
 
 namespace zentara::schemas {
@@ -15,51 +16,11 @@ namespace {
 
 constexpr std::size_t longestLine = 100;
 
-/// Text for a comment: in lines of one paragraph each, without characters that a compiler or a
-/// reader would stumble over.
-std::string forComment(std::string_view text) {
-    std::string result;
-    for (std::size_t position = 0; position < text.size(); ++position) {
-        const char c = text[position];
-        const auto rest = text.substr(position);
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            result += c == '\n' ? '\n' : ' ';
-        } else if (const auto hidden = hiddenCharacter(rest); hidden > 0) {
-            result += ' ';
-            position += hidden - 1;
-        } else if (c == '?' && result.ends_with('?')) {
-            result += " ?";  // no trigraph
-        } else {
-            result += c;
-        }
-    }
-    return result;
-}
-
-/// Lines of a doc comment.
+/// A doc comment; nothing for an empty text.
 std::string docComment(std::string_view text, std::size_t indent) {
-    const auto start = std::string(indent, ' ') + "///";
-    const auto clean = forComment(text);
     std::string result;
-    std::string line;
-    const auto end = [&] {
-        // A backslash at the end would take the next line into the comment.
-        result += start + line + (line.ends_with('\\') ? " .\n" : "\n");
-        line.clear();
-    };
-    for (std::size_t position = 0; position <= clean.size();) {
-        const auto wordEnd = std::min(clean.find_first_of(" \n", position), clean.size());
-        const auto word = std::string_view(clean).substr(position, wordEnd - position);
-        if (!word.empty()) {
-            if (!line.empty() && start.size() + line.size() + 1 + word.size() > longestLine) end();
-            line += ' ';
-            line += word;
-        }
-        if (wordEnd == clean.size() || clean[wordEnd] == '\n') {
-            if (!line.empty() || wordEnd != clean.size()) end();
-        }
-        position = wordEnd + 1;
-    }
+    for (const auto& line : commentLines(text, longestLine - indent - 4))
+        result += std::string(indent, ' ') + (line.empty() ? "///" : "/// ") + line + '\n';
     return result;
 }
 
@@ -84,25 +45,6 @@ std::string filled(const std::vector<std::string>& items, const std::string& bef
     return result + '\n' + inner + line + after + '\n';
 }
 
-/// A literal of a double.
-std::string number(double value) {
-    auto text = JSONValue(value).text();
-    if (text.find_first_of(".eE") == std::string::npos) text += ".0";
-    return text;
-}
-
-std::string count(std::optional<std::int64_t> least, std::optional<std::int64_t> most,
-                  const std::string& what) {
-    if (least && *least <= 0) least.reset();
-    if (least && most && *least == *most) return std::to_string(*least) + ' ' + what + ".";
-    if (least && most) {
-        return std::to_string(*least) + " to " + std::to_string(*most) + ' ' + what + ".";
-    }
-    if (least) return "At least " + std::to_string(*least) + ' ' + what + ".";
-    if (most) return "At most " + std::to_string(*most) + ' ' + what + ".";
-    return {};
-}
-
 class CppEvent {
   public:
     CppEvent(const EventType& event, std::string scope)
@@ -122,12 +64,10 @@ class CppEvent {
         for (std::size_t position = 0; position < event_.records.size(); ++position)
             members.push_back(recordMembers(position, isEvent(position) ? 4 : 8));
 
-        const auto& root = event_.records.back();
         std::string text =
-            docComment(root.description.empty() ? event_.title : root.description, 0);
-        if (!text.empty()) text += "///\n";
-        text += docComment(
-            "The event \"" + event_.name.id + "\", version \"" + event_.name.version + "\".", 0);
+            docComment(paragraphs(event_.title, event_.description) + "\n\nThe event \"" +
+                           event_.name.id + "\", version \"" + event_.name.version + "\".",
+                       0);
         text += "struct " + names_.event + " {\n";
         for (std::size_t position = 0; position < event_.enumerations.size(); ++position)
             text += enumeration(position);
@@ -146,8 +86,8 @@ class CppEvent {
         for (std::size_t position = 0; position < event_.records.size(); ++position)
             text += recordToJSON(position);
         text += "inline " + names_.event + "::operator zentara::EventDraft() const {\n" +
-                "    return {.schemaId = " + cppLiteral(event_.name.id) +
-                ",\n            .schemaVersion = " + cppLiteral(event_.name.version) +
+                "    return {.schemaId = " + literalInC(event_.name.id) +
+                ",\n            .schemaVersion = " + literalInC(event_.name.version) +
                 ",\n            .properties = toJSON(*this)};\n}\n";
         return text;
     }
@@ -225,7 +165,7 @@ class CppEvent {
         if (!type.patterns.empty()) {
             std::vector<std::string> literals;
             for (const auto& pattern : type.patterns)
-                literals.push_back(cppLiteral(pattern));
+                literals.push_back(literalInC(pattern));
             text += filled(literals, "static constexpr std::string_view patterns[] = {", "};", 8);
         }
         return text;
@@ -234,8 +174,8 @@ class CppEvent {
     static std::string numberRule(const ValueType& type) {
         std::string text;
         const auto bound = [&](const char* name, double value) {
-            text += "        static constexpr double " + std::string(name) + " = " + number(value) +
-                    ";\n";
+            text += "        static constexpr double " + std::string(name) + " = " +
+                    numberText(value) + ";\n";
         };
         if (type.minimum)
             bound(type.exclusiveMinimum ? "exclusiveMinimum" : "minimum", *type.minimum);
@@ -280,9 +220,9 @@ class CppEvent {
                 text += " = " + integer(value) + ",\n";
                 continue;
             }
-            auto comment = docComment('"' + std::string(value.string()) + '"', 0);
-            comment = comment.substr(3, comment.find('\n') - 3);  // the first line says enough
-            text += value.string() == names.choices[choice] ? ",\n" : ",  ///<" + comment + '\n';
+            text += value.string() == names.choices[choice]
+                        ? ",\n"
+                        : ",  ///< " + literalInC(value.string()) + '\n';
         }
         return text + "    };\n";
     }
@@ -298,8 +238,7 @@ class CppEvent {
 
     static std::string integer(const JSONValue& value) {
         if (value.isUnsignedInteger()) return value.text() + 'U';
-        const auto number = value.asInteger().value_or(0);
-        return number == INT64_MIN ? "-9223372036854775807 - 1" : std::to_string(number);
+        return integerInC(value.asInteger().value_or(0));
     }
 
     std::string recordMembers(std::size_t position, std::size_t indent) {
@@ -321,22 +260,10 @@ class CppEvent {
     }
 
     static std::string comment(const Property& property, const std::string& name) {
-        std::string text = property.description;
-        const auto add = [&text](const std::string& sentence) {
-            if (sentence.empty()) return;
-            text += (text.empty() || text.ends_with('\n') ? "" : " ") + sentence;
-        };
-        const auto& type = property.type;
-        if (property.key != name) add('`' + property.key + "` in JSON.");
-        if (type.shape == Shape::json) add("Any JSON value. " + type.whyJSON);
-        if (!type.format.empty()) add("Format `" + type.format + "`.");
-        if (type.shape == Shape::list) {
-            add(count(type.minItems, type.maxItems, "elements"));
-            if (type.uniqueItems) add("No element twice.");
-            if (type.element->shape == Shape::json) add("Of JSON values. " + type.element->whyJSON);
-            if (!type.element->format.empty())
-                add("Elements of format `" + type.element->format + "`.");
-        }
+        auto text = commentOf(property, name);
+        // A key with dashes, for example.
+        if (property.key != name && isPlainlyCalled(property.key, name))
+            text += "\nIn JSON: " + literalInC(property.key);
         return text;
     }
 
@@ -354,7 +281,7 @@ class CppEvent {
         std::vector<std::string> literals;
         for (const auto& value : values) {
             const auto choice = value.string();
-            const auto literal = cppLiteral(choice);
+            const auto literal = literalInC(choice);
             const bool hasNull = choice.find('\0') != std::string_view::npos;
             literals.push_back(hasNull ? "std::string_view(" + literal + ", " +
                                              std::to_string(choice.size()) + ')'
@@ -375,7 +302,7 @@ class CppEvent {
         text += "    zentara::JSONObject object;\n    object.reserve(" +
                 std::to_string(record.properties.size()) + ");\n";
         for (std::size_t each = 0; each < record.properties.size(); ++each) {
-            text += "    zentara::addTyped(object, " + cppLiteral(record.properties[each].key) +
+            text += "    zentara::addTyped(object, " + literalInC(record.properties[each].key) +
                     ", value." + names.members[each] + ");\n";
         }
         if (record.hasFreeProperties) {
@@ -408,7 +335,7 @@ class CppEvent {
                     others.set(key, value);
             }
             items.push_back('.' + names.others + " = zentara::JSONValue::parse(" +
-                            cppLiteral(JSONValue(others).text()) + ").object()");
+                            literalInC(JSONValue(others).text()) + ").object()");
         }
         return braced(items, indent);
     }
@@ -449,12 +376,12 @@ class CppEvent {
             const auto choice = static_cast<std::size_t>(found - values.begin());
             if (found != values.end()) return prefix_ + names.type + "::" + names.choices[choice];
         }
-        if (const auto text = value.ifString()) return cppLiteral(*text);
+        if (const auto text = value.ifString()) return literalInC(*text);
         if (const auto truth = value.ifBoolean()) return *truth ? "true" : "false";
         if (type.shape == Shape::integer && value.asInteger()) return integer(value);
-        if (value.isDouble()) return number(*value.ifDouble());
+        if (value.isDouble()) return numberText(*value.ifDouble());
         if (value.isNumber()) return integer(value);
-        return "zentara::JSONValue::parse(" + cppLiteral(value.text()) + ')';
+        return "zentara::JSONValue::parse(" + literalInC(value.text()) + ')';
     }
 
     const EventType& event_;

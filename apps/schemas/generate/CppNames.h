@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "schemas/generate/Generators.h"
@@ -32,12 +30,5 @@ struct CppNames {
 
 /// The namespace of `names`. Throws `CommandError` if C++ or the generated code cannot have it.
 [[nodiscard]] std::string cppNamespace(const GeneratedNames& names);
-
-/// The bytes of the character at the start of UTF-8 text, if it changes the direction of writing or
-/// separates lines; otherwise 0. Compilers warn about them.
-[[nodiscard]] std::size_t hiddenCharacter(std::string_view text) noexcept;
-
-/// A text as a literal of C++.
-[[nodiscard]] std::string cppLiteral(std::string_view text);
 
 }  // namespace zentara::schemas

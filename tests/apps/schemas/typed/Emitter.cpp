@@ -9,6 +9,7 @@
 
 #include "apps/schemas/RandomSchemas.h"
 #include "schemas/generate/CppNames.h"
+#include "schemas/generate/Writer.h"
 
 namespace zentara::schemas {
 namespace {
@@ -25,7 +26,7 @@ std::string readers(const EventType& event, const std::string& scope) {
         std::string texts;
         std::string choices;
         for (const auto& value : event.enumerations[position].values)
-            texts += cppLiteral(value.text()) + ',';
+            texts += literalInC(value.text()) + ',';
         for (const auto& choice : names.enumerations[position].choices)
             choices += read + "::" + choice + ',';
         begin(read);
@@ -40,7 +41,7 @@ std::string readers(const EventType& event, const std::string& scope) {
         std::string keys;
         for (std::size_t each = 0; each < record.properties.size(); ++each) {
             const auto& name = names.records[position].members[each];
-            const auto key = cppLiteral(record.properties[each].key);
+            const auto key = literalInC(record.properties[each].key);
             keys += key + ',';
             text += "\n        ." + name + " = member<decltype(" + read + "::" + name +
                     ")>(object, " + key + "),";
@@ -79,7 +80,7 @@ void emit(const std::string& folder, int parts, int count, std::vector<SchemaFil
             events.push_back(eventTypeOf(files[file]));
             const auto type = scope + "::" + CppNames(events.back()).event;
             text += readers(events.back(), scope);
-            table += "    {" + cppLiteral(files[file].text) +
+            table += "    {" + literalInC(files[file].text) +
                      ",\n     [](const JSONValue& value) -> EventDraft {\n"
                      "         return fromJSON(value, Of<" +
                      type + ">()); }},\n";
