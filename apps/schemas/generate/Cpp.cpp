@@ -19,8 +19,10 @@ constexpr std::size_t longestLine = 100;
 /// A doc comment; nothing for an empty text.
 std::string docComment(std::string_view text, std::size_t indent) {
     std::string result;
-    for (const auto& line : commentLines(text, longestLine - indent - 4))
+    for (const auto& line : commentLines(text, longestLine - indent - 4)) {
+        if (result.empty() && line.empty()) continue;
         result += std::string(indent, ' ') + (line.empty() ? "///" : "/// ") + line + '\n';
+    }
     return result;
 }
 
@@ -253,8 +255,8 @@ class CppEvent {
                     (property.isRequired ? ";\n" : " = {};\n");
         }
         if (record.hasFreeProperties) {
-            text += docComment("Other properties. " + record.whyFree, indent) + margin +
-                    "zentara::JSONObject " + names.others + " = {};\n";
+            text += docComment(record.whyFree, indent) + margin + "zentara::JSONObject " +
+                    names.others + " = {};\n";
         }
         return text;
     }
