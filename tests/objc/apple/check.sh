@@ -2,11 +2,11 @@
 # Compiles the Objective-C sources and headers for iOS, as far as that is possible anywhere: against
 # a Foundation of our own, and without linking.
 #
-#   check.sh CLANG PROJECT INCLUDE
+#   check.sh CLANG PROJECT INCLUDE TYPED
 #
-# INCLUDE is the folder of the headers <zentara/...>.
+# INCLUDE is the folder of the headers <zentara/...>, TYPED that of generated events.h and events.m.
 set -euo pipefail
-clang=$1 project=$2 include=$3
+clang=$1 project=$2 include=$3 typed=$4
 facade=$project/library/facade/objc
 
 work=$(mktemp -d)
@@ -52,3 +52,7 @@ header='#import <zentara/QVNZentaraClient.h>'
 check_application "$header"$'\nEvent *event;'
 check_application '@import ZentaraClient; Event *event;' -fmodules -fmodules-cache-path="$work"
 check_application "$header"$'\n@interface Event : NSObject @end' -DZENTARA_NO_SHORT_NAMES
+
+# Typed events, with automatic reference counting and without.
+compile -fobjc-arc -fsyntax-only "$typed/events.m"
+compile -fsyntax-only "$typed/events.m"

@@ -12,6 +12,7 @@
 #define NS_ENUM(type, name) \
     enum name : type name;  \
     enum name : type
+#define NS_DESIGNATED_INITIALIZER __attribute__((objc_designated_initializer))
 #define NSMakeRange(location, length) ((NSRange){location, length})
 #define isfinite(number) __builtin_isfinite(number)
 
@@ -35,6 +36,7 @@ __attribute__((objc_root_class))
 @property(readonly) long long longLongValue;
 @property(readonly) unsigned long long unsignedLongLongValue;
 @property(readonly) void *mutableBytes;
+@property(readonly) const void *bytes;
 + (Class)class;
 - (Class)class;
 + (instancetype)alloc;
@@ -43,6 +45,15 @@ __attribute__((objc_root_class))
 - (bool)containsObject:(id)object;
 + (instancetype)dictionaryWithObjects:(id *)objects forKeys:(id *)keys count:(NSUInteger)count;
 - (instancetype)initWithDomain:(id)domain code:(NSInteger)code userInfo:(id)userInfo;
++ (instancetype)dictionary;
++ (instancetype)arrayWithCapacity:(NSUInteger)capacity;
++ (instancetype)null;
++ (instancetype)numberWithBool:(bool)value;
++ (instancetype)numberWithDouble:(double)value;
++ (instancetype)numberWithLongLong:(long long)value;
+- (void)addObject:(id)object;
+- (void)addEntriesFromDictionary:(id)dictionary;
+- (void)setValue:(id)value forKey:(NSString *)key;
 - (NSUInteger)countByEnumeratingWithState:(void *)state objects:(void *)objects count:(int)count;
 #if !__has_feature(objc_arc)
 - (void)dealloc;
@@ -64,12 +75,13 @@ void *memmem(const void *text, size_t length, const void *part, size_t partLengt
 #define CLASS(name, base) @interface name : base @end
 @interface NSArray<Element> : NSObject @end
 @interface NSDictionary<Key, Value> : NSObject @end
+@interface NSMutableDictionary<Key, Value> : NSDictionary<Key, Value> @end
 @interface NSException : NSObject
 @property(readonly) NSString *reason;
 @end
 CLASS(NSCoder, NSObject) CLASS(NSEnumerator, NSObject) CLASS(NSError, NSObject)
 CLASS(NSMapTable, NSObject) CLASS(NSMutableArray, NSArray)
-CLASS(NSMutableData, NSObject) CLASS(NSMutableDictionary, NSDictionary)
+CLASS(NSData, NSObject) CLASS(NSMutableData, NSData)
 CLASS(NSMutableSet, NSObject) CLASS(NSNull, NSObject) CLASS(NSString, NSObject)
 CLASS(NSURL, NSObject) CLASS(NSValue, NSObject) CLASS(NSNumber, NSValue)
 CLASS(NSDecimalNumber, NSNumber)
