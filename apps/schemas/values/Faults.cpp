@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 
 #include "text/Unicode.h"
 
@@ -70,7 +71,7 @@ class Candidates {
             all_.emplace_back("x");
         } else if (const auto integer = value_.ifInteger()) {
             for (const std::int64_t step : {1, -1, 7, 1000})
-                if (*integer < INT64_MAX - step) all_.emplace_back(*integer + step);
+                if (std::abs(*integer / 2) < INT64_MAX / 4) all_.emplace_back(*integer + step);
         } else if (const auto number = value_.asDouble()) {
             all_.emplace_back(*number + 0.5);
         }
@@ -154,8 +155,9 @@ class Candidates {
             all_.emplace_back("");
         } else if (keyword == "minLength" || keyword == "maxLength") {
             const auto bound = demand.asInteger().value_or(-1);
+            if (bound < 0 || bound > mostAdded) return;
             const auto length = keyword == "minLength" ? bound - 1 : bound + 1;
-            if (length < 0 || length > mostAdded) return;
+            if (length < 0) return;
             const auto size = static_cast<std::size_t>(length);
             const bool isPlain = characterCount(text) == text.size();
             auto fitted = isPlain ? text : std::string();
