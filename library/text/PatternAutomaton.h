@@ -12,9 +12,9 @@ namespace zentara {
 /// U+000E or above U+007F. At run time and at compile time, where texts are checked by it
 /// (`<zentara/TypedEvent.h>`).
 ///
-/// Understands literals, character classes, \d \w \s and their opposites, dots, groups, alternation
-/// and greedy or lazy repetition, with at most 64 positions after repetitions are written out, and
-/// ^ and $ around the whole.
+/// Understands literals, character classes, `\d` `\w` `\s` and their opposites, dots, groups,
+/// alternation and greedy or lazy repetition, with at most 64 positions after repetitions are
+/// written out, and ^ and $ around the whole.
 class PatternAutomaton {
   public:
     static constexpr unsigned maximumPositions = 64;
