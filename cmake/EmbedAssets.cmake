@@ -1,14 +1,15 @@
-# zentara_embed_assets(target NAMESPACE zentara::collector FILES page/index.html page/page.css ...)
+# zentara_embed_assets(target HEADER collector/PageAssets.h NAMESPACE zentara::collector
+#                      FILES page/index.html page/page.css ...)
 #
-# Puts the bytes of files into a target, which then defines `pageAssets` of collector/PageAssets.h.
-# The source is made at build time, again whenever one of the files changes. A file is served under
-# its name, index.html under "/".
+# Puts the bytes of files into a target, which then defines `pageAssets` of the header. The source is
+# made at build time, again whenever one of the files changes. The path of a file is its name, of
+# index.html "/".
 
 if(NOT CMAKE_SCRIPT_MODE_FILE)
     set(ZENTARA_EMBED_ASSETS_SCRIPT "${CMAKE_CURRENT_LIST_FILE}")
 
     function(zentara_embed_assets target)
-        cmake_parse_arguments(ARG "" "NAMESPACE" "FILES" ${ARGN})
+        cmake_parse_arguments(ARG "" "HEADER;NAMESPACE" "FILES" ${ARGN})
         set(files)
         foreach(file IN LISTS ARG_FILES)
             list(APPEND files "${CMAKE_CURRENT_SOURCE_DIR}/${file}")
@@ -18,8 +19,8 @@ if(NOT CMAKE_SCRIPT_MODE_FILE)
         list(JOIN files "|" joined)
         add_custom_command(
             OUTPUT "${output}"
-            COMMAND "${CMAKE_COMMAND}" "-DOUTPUT=${output}" "-DNAMESPACE=${ARG_NAMESPACE}"
-                    "-DFILES=${joined}" -P "${ZENTARA_EMBED_ASSETS_SCRIPT}"
+            COMMAND "${CMAKE_COMMAND}" "-DOUTPUT=${output}" "-DHEADER=${ARG_HEADER}"
+                    "-DNAMESPACE=${ARG_NAMESPACE}" "-DFILES=${joined}" -P "${ZENTARA_EMBED_ASSETS_SCRIPT}"
             DEPENDS ${files} "${ZENTARA_EMBED_ASSETS_SCRIPT}"
             COMMENT "Embedding the page"
             VERBATIM)
@@ -61,7 +62,7 @@ endforeach()
 
 file(WRITE "${OUTPUT}"
 "// Made by EmbedAssets.cmake.
-#include \"collector/PageAssets.h\"
+#include \"${HEADER}\"
 
 #include <array>
 #include <cstddef>

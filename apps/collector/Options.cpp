@@ -25,6 +25,7 @@ request to the services.
 
 Services:   GET /schemas, GET /id, POST /event
 Queries:    GET /received/summary, /received/events, /received/wait and others; DELETE /received
+Schemas:    GET /catalogue shows the events to people, GET /received/schemas the faults of schemas
 Faults:     GET /faults, PUT and DELETE /faults/{schemas|id|event|all}
 docs/collector.md describes them.
 
@@ -95,10 +96,10 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
             ->capture_default_str();
     app.add_flag("--no-https", noHttps, "Serve HTTP only; no data folder is needed then");
     app.add_option("--schemas", options.schemas,
-                   "A folder of files {id}-{version}.json, the schemas to serve; changes are seen "
-                   "while running")
-        ->type_name("DIR")
-        ->check(quietly(CLI::ExistingDirectory));
+                   "A folder of files {id}-{version}.json, or a file with one object of them, the "
+                   "schemas to serve; changes are seen while running")
+        ->type_name("DIR|FILE")
+        ->check(quietly(CLI::ExistingPath));
     app.add_option("--database", options.database,
                    "Store what is received in this SQLite file; in memory by default")
         ->type_name("FILE");

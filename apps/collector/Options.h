@@ -25,7 +25,7 @@ struct Options {
     bool https = true;
     std::string data;      ///< folder of the certificate authority; empty for the user's
     std::string database;  ///< empty to keep everything in memory
-    std::string schemas;   ///< empty for no schemas
+    std::string schemas;   ///< folder or bundle; empty for no schemas
     std::string record;    ///< empty for none
     std::vector<std::pair<Service, Fault>> faults;
     bool quiet = false;

@@ -22,6 +22,7 @@ constexpr std::size_t mostNames = 1000;
 
 constexpr std::string_view receivedPath = "/received";
 constexpr std::string_view faultsPath = "/faults";
+constexpr std::string_view cataloguePath = "/catalogue";
 
 constexpr std::size_t longestWait = 600'000;                      // milliseconds
 constexpr std::size_t longestBucket = 366ULL * 24 * 3600 * 1000;  // milliseconds
@@ -166,16 +167,17 @@ std::string answerTimeline(const Store& store, const HttpRequest& request) {
 
 }  // namespace
 
-QueryInterface::QueryInterface(Store& store, Faults& faults)
+QueryInterface::QueryInterface(Store& store, SchemaCatalogue& catalogue, Faults& faults)
     : store_(store),
       faults_(faults),
+      schemas_(catalogue, store),
       started_(std::chrono::duration_cast<std::chrono::milliseconds>(
                    std::chrono::system_clock::now().time_since_epoch())
                    .count()),
       watch_(store, [this] { return summary(); }) {}
 
 bool QueryInterface::owns(std::string_view path) {
-    return below(path, receivedPath) || below(path, faultsPath);
+    return below(path, receivedPath) || below(path, faultsPath) || path == cataloguePath;
 }
 
 void QueryInterface::handle(const std::shared_ptr<Exchange>& exchange) {
@@ -214,6 +216,11 @@ HttpResponse QueryInterface::answer(const HttpRequest& request) {
     if (const auto service = below(request.path, faultsPath)) {
         return answerFaults(request, *service);
     }
+    if (request.path == cataloguePath) {
+        if (!isReading(request)) return wrongMethod(request, "GET");
+        readNoParameters(request);
+        return schemas_.page();
+    }
     const std::string_view what = below(request.path, receivedPath).value_or("");
     if (what.empty()) {
         if (request.method != "DELETE") return wrongMethod(request, "DELETE");
@@ -235,6 +242,7 @@ HttpResponse QueryInterface::answer(const HttpRequest& request) {
         return refusal(404, "no event has the action UUID " + std::string(*uuid));
     }
     if (what == "summary") return json(summary());
+    if (what == "schemas") return json(schemas_.findings());
     if (what == "gaps") return json(gapsText(store_.gaps(), store_.summary().missing));
     return refusal(404, "there is nothing at " + request.path);
 }
@@ -300,7 +308,8 @@ std::string QueryInterface::summary() const {
                           {"started", started_},
                           {"eventsBySchema", firstCounts(counts.eventsBySchema)},
                           {"badBySchema", firstCounts(counts.badBySchema)},
-                          {"faults", firstCounts(counts.faults)}})
+                          {"faults", firstCounts(counts.faults)},
+                          {"schemas", schemas_.counts()}})
         .text();
 }
 

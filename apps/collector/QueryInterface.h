@@ -8,19 +8,21 @@
 #include <string_view>
 
 #include "collector/Faults.h"
+#include "collector/SchemaPages.h"
 #include "collector/Watch.h"
 #include "collector/data/Store.h"
 #include "collector/http/Exchange.h"
 
 namespace zentara::collector {
 
-/// Received requests and current faults as JSON over HTTP, for tests, scripts and the page, as
-/// docs/collector.md describes it. Invalid requests are answered with a 4xx status and
+/// Received requests, current faults and what is known of the schemas as JSON over HTTP, for tests,
+/// scripts and the page, as docs/collector.md describes it; also the catalogue of the events.
+/// Invalid requests are answered with a 4xx status and
 /// {"error": reason}. Any thread.
 class QueryInterface {
   public:
     /// The references outlive the query interface.
-    QueryInterface(Store& store, Faults& faults);
+    QueryInterface(Store& store, SchemaCatalogue& catalogue, Faults& faults);
     QueryInterface(const QueryInterface&) = delete;
     QueryInterface& operator=(const QueryInterface&) = delete;
 
@@ -45,6 +47,7 @@ class QueryInterface {
 
     Store& store_;
     Faults& faults_;
+    SchemaPages schemas_;
     std::atomic<std::uint64_t> resets_ = 0;
     const std::int64_t started_;  // milliseconds since 1970-01-01 UTC; tells processes apart
     Watch watch_;

@@ -110,8 +110,9 @@ void Watch::run() {
 
 Watch::Clock::time_point Watch::nextWakeUp() const {
     auto wakeUp = lastWrite_ + (hasUnwritten_ ? betweenWrites : keepAlive);
-    // Then waits whose client has gone are dropped.
-    if (!waits_.empty()) wakeUp = std::min(wakeUp, Clock::now() + betweenVisits);
+    // Then waits whose client has gone are dropped, and schemas that have changed are seen.
+    if (!waits_.empty() || !streams_.empty())
+        wakeUp = std::min(wakeUp, Clock::now() + betweenVisits);
     for (const Waiting& waiting : waits_)
         wakeUp = std::min(wakeUp, waiting.deadline);
     return wakeUp;
@@ -166,16 +167,20 @@ void Watch::writeStreams(const std::list<std::shared_ptr<Exchange>>& arrived) {
     for (const auto& exchange : arrived)
         streams_.push_back(exchange->openStream());
 
-    const auto sinceLast = Clock::now() - lastWrite_;
+    const auto now = Clock::now();
     std::string text;
-    if (!arrived.empty() || (hasUnwritten_ && sinceLast >= betweenWrites)) {
-        text = "event: change\ndata: " + summary_() + "\n\n";
-        hasUnwritten_ = false;
-    } else if (sinceLast >= keepAlive) {
-        text = ": keep-alive\n\n";
-    } else {
-        return;
+    if (!arrived.empty() || (hasUnwritten_ && now - lastWrite_ >= betweenWrites) ||
+        now - lastSummary_ >= betweenVisits) {
+        auto summary = summary_();
+        lastSummary_ = now;
+        if (!arrived.empty() || hasUnwritten_ || summary != written_) {
+            text = "event: change\ndata: " + summary + "\n\n";
+            written_ = std::move(summary);
+            hasUnwritten_ = false;
+        }
     }
+    if (text.empty() && now - lastWrite_ >= keepAlive) text = ": keep-alive\n\n";
+    if (text.empty()) return;
     for (const auto& stream : streams_)
         stream->write(text);
     lastWrite_ = Clock::now();

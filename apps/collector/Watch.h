@@ -51,7 +51,8 @@ class Watch {
     /// Answers `exchange` once `wait.count` events match or the timeout has passed. Any thread.
     void wait(std::shared_ptr<Exchange> exchange, Wait wait);
 
-    /// Sends `exchange` the summary now and whenever something changes. Any thread.
+    /// Sends `exchange` the summary now and whenever something changes; what `notify` does not
+    /// tell, about a second later. Any thread.
     void follow(const std::shared_ptr<Exchange>& exchange);
 
     /// Answers the remaining waits and ends. The server closes the streams.
@@ -94,6 +95,8 @@ class Watch {
     std::list<std::shared_ptr<EventStream>> streams_;
     bool hasUnwritten_ = false;  // a change was not yet written to the streams
     Clock::time_point lastWrite_ = Clock::now();
+    Clock::time_point lastSummary_ = Clock::now();
+    std::string written_;  // the latest summary
 
     std::thread thread_;
 };

@@ -126,8 +126,7 @@ int serve(const Options& options) {
     };
 
     Store store(unlessEmpty<std::filesystem::path>(options.database));
-    SchemaCatalogue catalogue(unlessEmpty<std::filesystem::path>(options.schemas),
-                              [&](const auto& line) { complain("schema left out: " + line); });
+    SchemaCatalogue catalogue(unlessEmpty<std::filesystem::path>(options.schemas), complain);
     Faults faults;
     for (const auto& [service, fault] : options.faults)
         faults.set(service, fault);
@@ -143,15 +142,15 @@ int serve(const Options& options) {
         };
     }
     Services services(store, catalogue, faults, std::move(serviceOptions));
-    QueryInterface queries(store, faults);
+    QueryInterface queries(store, catalogue, faults);
     store.onChange([&queries] { queries.notify(); });
     Front front(services, queries);
     HttpServer server(front);
     listen(server, options, log);
     if (catalogue.refreshed()->schemas.empty()) {
         complain(options.schemas.empty()
-                     ? "no schemas to serve; --schemas names their folder"
-                     : "no schema in " + options.schemas + ": it has no file {id}-{version}.json");
+                     ? "no schemas to serve; --schemas names their folder or bundle"
+                     : "no schema named {id}-{version} in " + options.schemas);
     }
 
     int signal = 0;

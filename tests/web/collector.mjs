@@ -6,6 +6,7 @@ import {mkdtemp, readFile, rm} from 'node:fs/promises';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {createInterface} from 'node:readline';
+import {pathToFileURL} from 'node:url';
 import {randomUUID} from 'node:crypto';
 import {chromium} from 'playwright-core';
 
@@ -19,9 +20,9 @@ export const launchBrowser = () => chromium.launch({
 });
 
 /// A collector on a free port, or on `port`.
-export async function startCollector(port = 0) {
+export async function startCollector(port = 0, schemas = join(examples, 'schemas')) {
     const child = spawn(process.env.ZENTARA_COLLECTOR,
-        ['--port', String(port), '--no-https', '--schemas', join(examples, 'schemas'), '--quiet'],
+        ['--port', String(port), '--no-https', '--schemas', schemas, '--quiet'],
         {stdio: ['ignore', 'pipe', 'inherit']});
     const ended = once(child, 'exit');
     const {value: line} = await createInterface({input: child.stdout})[Symbol.asyncIterator]().next();
@@ -34,6 +35,17 @@ export async function startCollector(port = 0) {
             {method: 'POST', body, headers: {'Content-Type': type, Cookie: 'GST=guest-1'}})).status,
         stop: () => child.kill('SIGKILL') && ended,
     };
+}
+
+/// A page of these schemas by zentara-schemas, without a collector. Returns its address.
+export async function writeCatalogue(folder, ...schemas) {
+    const file = join(folder, 'catalogue.html');
+    const child = spawn(process.env.ZENTARA_SCHEMAS,
+        ['catalogue', join(examples, 'schemas'), ...schemas, '--output', file, '--title', 'Events of the shop', '--scope', 'shop::events'],
+        {stdio: ['ignore', 'inherit', 'inherit']});
+    const [code] = await once(child, 'exit');
+    if (code !== 0) throw new Error(`zentara-schemas ended with ${code}`);
+    return pathToFileURL(file).href;
 }
 
 /// Sends these lines with zentara-track through the library. Ends when all are delivered.

@@ -1,7 +1,9 @@
-// Takes pictures of the page as it shows the example events: screenshots.mjs FOLDER
+// Takes pictures of the page as it shows the example events, and of the catalogue: screenshots.mjs FOLDER
 
+import {mkdtemp, rm} from 'node:fs/promises';
+import {tmpdir} from 'node:os';
 import {join} from 'node:path';
-import {action, badCart, envelope, exampleLines, launchBrowser, startCollector, track} from './collector.mjs';
+import {action, badCart, envelope, exampleLines, launchBrowser, startCollector, track, writeCatalogue} from './collector.mjs';
 
 const runs = 16;
 const collector = await startCollector();
@@ -28,5 +30,10 @@ for (const colorScheme of ['light', 'dark']) {
     await page.locator('.badBar').first().waitFor();
     await page.screenshot({path: join(process.argv[2], `collector-${colorScheme}.png`)});
 }
+const folder = await mkdtemp(join(tmpdir(), 'zentara-web-'));
+const page = await browser.newPage({viewport: {width: 1280, height: 860}, colorScheme: 'light'});
+await page.goto(await writeCatalogue(folder));
+await page.screenshot({path: join(process.argv[2], 'catalogue-light.png')});
+await rm(folder, {recursive: true});
 await browser.close();
 await collector.stop();

@@ -16,6 +16,12 @@ namespace zentara {
 class Schema;
 }  // namespace zentara
 
+struct stat;
+
+namespace zentara::schemas {
+struct CheckedSchema;
+}  // namespace zentara::schemas
+
 namespace zentara::collector {
 
 /// The schemas at one moment. Never changes.
@@ -24,17 +30,25 @@ struct SchemaSnapshot {
     std::map<std::string, std::shared_ptr<const Schema>, std::less<>> schemas;
     std::vector<std::string>
         problems;  ///< a line for each file whose current content is not in the table
+    /// Every schema that was read, with what the check of schemas finds in it; also schemas that
+    /// cannot be served.
+    std::vector<std::shared_ptr<const schemas::CheckedSchema>> checked;
+    std::uint64_t faults = 0;    ///< of all schemas
+    std::uint64_t warnings = 0;  ///< of all schemas
+    std::uint64_t revision = 0;  ///< counts the changes
 
     /// Null when there is no such schema.
     [[nodiscard]] const Schema* find(std::string_view key) const;
 };
 
-/// The schemas of a folder of files named "{id}-{version}.json", read again when they change.
+/// The schemas of a folder of files named "{id}-{version}.json", or of a bundle: a file with one
+/// object keyed "{id}-{version}". Read again when they change, and checked then.
 ///
-/// A file is left out, with a problem, if it cannot be read, is not JSON or not an object, has a
-/// key twice in one object, or is nested too deep for the library. If a file or the folder exists
-/// but cannot be read, for example with too many open files, the previous content is served. Each
-/// problem is reported once, and again only after it has changed. Any thread.
+/// A schema with faults is served. A file, or a member of a bundle, is left out, with a problem, if
+/// it cannot be read, is not JSON or not an object, has a key twice in one object, or is nested too
+/// deep for the library. If a file or the folder exists but cannot be read, for example with too
+/// many open files, the previous content is served. Each problem is reported once, and again only
+/// after it has changed; so are the findings of a schema. Any thread.
 class SchemaCatalogue {
   public:
     using Snapshot = std::shared_ptr<const SchemaSnapshot>;
@@ -45,8 +59,8 @@ class SchemaCatalogue {
     /// The maximum age of the result of `current`.
     static constexpr std::chrono::milliseconds freshness{100};
 
-    /// Without a folder the table stays empty. Reads the folder at once.
-    explicit SchemaCatalogue(std::optional<std::filesystem::path> folder, Report report = {},
+    /// `place` is a folder or a bundle; without it the table stays empty. Reads it at once.
+    explicit SchemaCatalogue(std::optional<std::filesystem::path> place, Report report = {},
                              Clock clock = &std::chrono::steady_clock::now);
     SchemaCatalogue(const SchemaCatalogue&) = delete;
     SchemaCatalogue& operator=(const SchemaCatalogue&) = delete;
@@ -68,30 +82,45 @@ class SchemaCatalogue {
         friend bool operator==(const Signature&, const Signature&) = default;
     };
 
-    /// A file as it was read.
-    struct File {
+    struct Stamp {
         Signature signature;
-        bool isSettled = false;                ///< any later change shows in the signature
+        bool isSettled = false;  ///< any later change shows in the signature
+    };
+
+    /// A file, or a member of a bundle, as it was read.
+    struct File {
+        Stamp stamp;  ///< of a file
+        /// Null when the text was not read.
+        std::shared_ptr<const schemas::CheckedSchema> checked;
         std::shared_ptr<const Schema> schema;  ///< null when it cannot be served
         std::string json;
         std::string problem;
     };
     using Files = std::map<std::string, std::shared_ptr<const File>>;  ///< by name
 
+    [[nodiscard]] static Stamp stampOf(const struct stat& status);
+    static void addSchema(File& file, const std::string& place, std::string_view text);
     [[nodiscard]] Snapshot look(std::optional<std::chrono::milliseconds> oldestAccepted);
+    /// The current files; the previous ones where they cannot be read. `problem` is that of the
+    /// folder or the bundle as a whole.
+    [[nodiscard]] Files readAll(std::string& problem);
+    [[nodiscard]] Files readBundle(std::string& problem);
     /// The previous names if the folder cannot be read.
     [[nodiscard]] std::vector<std::string> fileNames(std::string& problem) const;
     [[nodiscard]] std::shared_ptr<const File> read(const std::string& name,
                                                    const std::shared_ptr<const File>& known) const;
-    [[nodiscard]] Snapshot snapshotOf(const Files& files, const std::string& folderProblem) const;
+    [[nodiscard]] Snapshot snapshotOf(const Files& files, const std::string& wholeProblem);
 
-    const std::optional<std::filesystem::path> folder_;
+    const std::optional<std::filesystem::path> place_;
     const Report report_;
     const Clock clock_;
 
-    std::mutex looking_;         // one look at a time; taken before mutex_
-    Files files_;                // guarded by looking_
-    std::string folderProblem_;  // guarded by looking_
+    std::mutex looking_;                     // one look at a time; taken before mutex_
+    Files files_;                            // guarded by looking_
+    std::string wholeProblem_;               // guarded by looking_
+    Stamp bundle_;                           // guarded by looking_
+    std::uint64_t changes_ = 0;              // guarded by looking_
+    std::optional<std::string> bundleText_;  // that of files_; guarded by looking_
 
     std::mutex mutex_;
     Snapshot snapshot_ = std::make_shared<const SchemaSnapshot>();  // guarded by mutex_

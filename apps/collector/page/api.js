@@ -55,6 +55,7 @@ export const refusedPosts = (limit) =>
 export const timeline = (parameters, signal) =>
     call('GET', target('/received/timeline', parameters), {signal});
 export const gaps = () => call('GET', '/received/gaps');
+export const schemas = () => call('GET', '/received/schemas');
 export const forgetAll = () => call('DELETE', '/received');
 export const faults = () => call('GET', '/faults');
 export const setFault = (service, fault) => call('PUT', `/faults/${service}`, {body: fault});

@@ -15,6 +15,7 @@ import {Live} from './live.js';
 import {Panel} from './panel.js';
 import {Refused} from './refused.js';
 import {Rows} from './rows.js';
+import {Schemas} from './schemas.js';
 
 const announcePace = 5000;  // ms between two announcements of the counts
 
@@ -44,6 +45,7 @@ const chart = new Chart({onNarrow: (times) => address.filter(times)});
 const filters = new Filters({address, onGaps: () => openGaps((filter) => address.filter(filter))});
 const faults = new Faults();
 const refused = new Refused({onChange: () => showRows({arrived: 0, reloaded: false})});
+const schemas = new Schemas();
 const panel = new Panel({
     find: findEvent,
     onFilter: (filter) => address.filter(filter),
@@ -132,6 +134,7 @@ function showSummary(next) {
     summary = next;
     filters.showSummary(next);
     refused.showSummary(next);
+    schemas.showSummary(next);
     faults.showMet(next.faults);
     faults.look();
     document.title = next.bad > 0 ? `(${count(next.bad)} bad) Zentara collector` : 'Zentara collector';

@@ -1,7 +1,94 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "schemas/catalogue/Describe.h"
+#include "schemas/catalogue/Html.h"
+#include "schemas/catalogue/Markdown.h"
 #include "schemas/commands/Commands.h"
+#include "support/ASCII.h"
 
 namespace zentara::schemas {
 
-void addCatalogue(CLI::App& /*app*/, int& /*exitCode*/) {}
+namespace {
+
+constexpr const char* details = R"(
+The page is one file that requests nothing from anywhere: it can be mailed, put on any web server, or
+opened as it is. Each version of an event has an address in it, such as catalogue.html#add-to-cart-2.
+The same schemas give the same bytes, so that the file can be kept under version control. Faults and
+warnings of "check" are shown beside their event and do not change the exit code.
+
+Exit codes: 0 written; 2 the command line is invalid, or a file cannot be read or written, is no
+schema, or is not named {id}-{version}.json.
+
+Example: zentara-schemas catalogue schemas/ --output catalogue.html --title "Events of the shop")";
+
+struct Options {
+    std::vector<std::string> paths;
+    std::string output;
+    std::string format = "html";
+    std::string title = "Events";
+    std::string scope = "events";
+};
+
+std::string checkScope(const std::string& text) {
+    bool mayBeDigit = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool isSeparator =
+            mayBeDigit && at + 2 < text.size() && text.compare(at, 2, "::") == 0;
+        if (isSeparator) ++at;
+        const bool isPart =
+            isLetter(text[at]) || text[at] == '_' || (mayBeDigit && isDigit(text[at]));
+        if (!isSeparator && !isPart) return text + " is no name such as shop::events";
+        mayBeDigit = !isSeparator;
+    }
+    return "";
+}
+
+void write(const Options& options) {
+    std::vector<CheckedSchema> schemas;
+    for (auto& file : readValidSchemas(options.paths))
+        schemas.emplace_back(std::move(file));
+    std::vector<const CheckedSchema*> places;
+    for (const auto& schema : schemas)
+        places.push_back(&schema);
+    const auto events = describe(places, options.scope);
+    writeFile(options.output, options.format == "html"
+                                  ? catalogueHtml(events, {.title = options.title})
+                                  : catalogueMarkdown(events, options.title));
+}
+
+}  // namespace
+
+void addCatalogue(CLI::App& app, int& exitCode) {
+    auto* command = app.add_subcommand(
+        "catalogue", "Write a page of all events: properties, rules, examples, calls, history");
+    auto options = std::make_shared<Options>();
+    command->footer(details);
+    command->add_option("schemas", options->paths, "Files {id}-{version}.json, or folders of them")
+        ->type_name("FILE|DIR")
+        ->required();
+    command->add_option("--output", options->output, "The file to write; - for standard output")
+        ->type_name("FILE")
+        ->required();
+    command->add_option("--format", options->format, "html or markdown")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"html", "markdown"}).description(""))
+        ->capture_default_str();
+    command->add_option("--title", options->title, "What the page is called")
+        ->type_name("TEXT")
+        ->capture_default_str();
+    command
+        ->add_option("--scope", options->scope,
+                     "The namespace of the generated types in the calls that are shown: "
+                     "shop::events, which is shop_events_ in C and SE in Objective-C")
+        ->type_name("NAME")
+        ->check(CLI::Validator(checkScope, ""));
+    command->callback([options, &exitCode] {
+        write(*options);
+        exitCode = exitClean;
+    });
+}
 
 }  // namespace zentara::schemas

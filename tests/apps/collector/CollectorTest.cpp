@@ -59,7 +59,7 @@ class CollectorTest : public testing::Test {
     SchemaCatalogue catalogue{folder.path()};
     Faults faults;
     Services services{store, catalogue, faults, {}};
-    QueryInterface queries{store, faults};
+    QueryInterface queries{store, catalogue, faults};
     Front front{services, queries};
     HttpServer server{front};
     const int port = server.listen("127.0.0.1", 0);
@@ -172,6 +172,48 @@ TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
         words += "1+";
     EXPECT_EQ(refusalOf(words), "");
     EXPECT_THAT(refusalOf(words + "1"), HasSubstr("words is at most 100 words"));
+}
+
+TEST_F(CollectorTest, FindingsOfSchemasCanBeRead) {
+    test::writeTo(folder.path() / "b-1.json", R"({"properties":{"a/b":{"format":"none"}}})");
+    test::writeTo(folder.path() / "c-1.json", "[]");
+    const auto answer = client.get("/received/schemas");
+    EXPECT_EQ(answer.at("faults"), 2);
+    EXPECT_THAT(answer.at("problems").at(0).string(), HasSubstr("/c-1.json: a schema is"));
+    const auto& schema = answer.at("schemas").at(1);
+    EXPECT_EQ(schema.at("id"), "b");
+    EXPECT_EQ(schema.at("version"), "1");
+    EXPECT_EQ(schema.at("served"), true);
+    EXPECT_EQ(answer.at("schemas").at(2).at("served"), false);
+    const auto& finding = schema.at("findings").at(0);
+    EXPECT_EQ(finding.at("rule"), "ZS110");
+    EXPECT_EQ(finding.at("severity"), "fault");
+    EXPECT_EQ(finding.at("pointer"), "/properties/a~1b/format");
+    EXPECT_EQ(finding.at("line"), 1);
+    EXPECT_EQ(finding.at("column"), 23);
+    const auto counts = client.get("/received/summary").at("schemas");
+    EXPECT_EQ(counts.at("served"), 2);
+    EXPECT_EQ(counts.at("faults"), 2);
+    EXPECT_EQ(counts.at("problems"), 1);
+}
+
+TEST_F(CollectorTest, SchemaChangesReachOpenPages) {
+    RawClient page(port, "GET /received/stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_THAT(page.readUntil("\n\n"), HasSubstr(R"("served":2)"));
+    test::writeTo(folder.path() / "c-1.json", "{}");
+    EXPECT_THAT(page.readUntil(R"("served":3)"), HasSubstr(R"("served":3)"));
+}
+
+TEST_F(CollectorTest, CatalogueCountsArrivals) {
+    post(samples::action("a", "u1") + "," + samples::action("b", "u2"));
+    RawClient page(port, "GET /catalogue HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    const auto text = page.readUntil("</html>");
+    EXPECT_THAT(text, HasSubstr("\r\nContent-Security-Policy: default-src 'none'; "));
+    EXPECT_THAT(text,
+                HasSubstr(R"(<a class="badge bad" href="/?schema=b-1&amp;good=false">1 bad</a>)"));
+    EXPECT_THAT(text, testing::Not(HasSubstr("/?schema=a-1&amp;good=false")));
+    EXPECT_THAT(text, HasSubstr(R"(<a class="badge" href="/?schema=a-1">1 received</a>)"));
+    EXPECT_THAT(refusalOf("/catalogue?x=1"), HasSubstr("does not know the parameter x"));
 }
 
 TEST_F(CollectorTest, CookieRenewsItsIdentityOnly) {

@@ -7,6 +7,7 @@
 
 #include "json/JSONText.h"
 #include "schemas/Schema.h"
+#include "schemas/check/CheckedSchema.h"
 #include "support/Files.h"
 #include "support/WaitFor.h"
 
@@ -27,9 +28,15 @@ class SchemaCatalogueTest : public testing::Test {
 
     const test::TemporaryDirectory directory;
     const fs::path folder = directory.path();
-    std::vector<std::string> reported;
-    const SchemaCatalogue::Report report = [this](const auto& text) {
-        reported.push_back(text);
+    std::vector<std::string> leftOut;
+    std::vector<std::string> found;
+    const SchemaCatalogue::Report report = [this](const std::string& text) {
+        constexpr std::string_view start = "schema left out: ";
+        if (text.starts_with(start)) {
+            leftOut.push_back(text.substr(start.size()));
+        } else {
+            found.push_back(text);
+        }
     };
 };
 
@@ -72,7 +79,7 @@ TEST_F(SchemaCatalogueTest, UnusableFilesAreReportedAndOthersServed) {
                                  R"(,"page-view-2":{"type":"object","maximum":1.5}})");
     EXPECT_FALSE(parseJSON(schemas->json).error()) << "the library reads the whole table";
     EXPECT_THAT(schemas->problems, testing::ElementsAreArray(problems));
-    EXPECT_EQ(reported, schemas->problems);
+    EXPECT_EQ(leftOut, schemas->problems);
 }
 
 TEST_F(SchemaCatalogueTest, TableRefreshesAtOnceArrivalsSoon) {
@@ -112,10 +119,69 @@ TEST_F(SchemaCatalogueTest, ProblemIsReportedOncePerChange) {
     fs::remove(folder);
     EXPECT_EQ(catalogue.refreshed()->json, "{}");
     (void)catalogue.refreshed();
-    EXPECT_THAT(reported,
+    EXPECT_THAT(leftOut,
                 ElementsAre(HasSubstr("JSON object"), HasSubstr("not JSON"),
                             EndsWith("Too many levels of symbolic links"),
                             folder.string() + ": cannot be read: No such file or directory"));
+}
+
+TEST_F(SchemaCatalogueTest, FindingIsReportedOncePerChange) {
+    const std::string fault = R"({"properties":{"a":{"format":"none"}}})";
+    const auto line = (folder / "a-1.json").string() + ":1:21: fault ZS110: ";
+    write("a-1.json", fault);
+    SchemaCatalogue catalogue(folder, report);
+    const auto first = catalogue.refreshed();
+    EXPECT_EQ(first->schemas.size(), 1U);
+    EXPECT_EQ(first->faults, 1U);
+    ASSERT_THAT(found, ElementsAre(testing::StartsWith(line)));
+
+    write("a-1.json", "\n" + fault);  // at another place now
+    const auto second = catalogue.refreshed();
+    EXPECT_EQ(second->revision, first->revision + 1);
+    EXPECT_EQ(second->checked.at(0)->findings.at(0).position.line, 2U);
+    EXPECT_EQ(catalogue.refreshed(), second);
+    EXPECT_EQ(found.size(), 1U);
+
+    write("a-1.json", "{}");
+    EXPECT_EQ(catalogue.refreshed()->faults, 0U);
+    write("a-1.json", fault);
+    EXPECT_EQ(catalogue.refreshed()->faults, 1U);
+    EXPECT_EQ(found.size(), 2U);
+}
+
+TEST_F(SchemaCatalogueTest, BundleIsServedLikeItsFiles) {
+    const auto bundle = folder / "bundle";
+    write("bundle", R"({"b-1": {"title" : "]}\"\\"},
+ "a/~-2": {"properties": {"a": {"format": "none"}}},
+ "c-1": [], "d-1": 5, "a/~-2": {}, "e": {}, "f-1": {"g": 1, "g": 2}})");
+    SchemaCatalogue catalogue(bundle, report);
+    const auto schemas = catalogue.refreshed();
+    EXPECT_EQ(schemas->json,
+              R"({"a/~-2":{"properties":{"a":{"format":"none"}}},"b-1":{"title":"]}\"\\"}})");
+    const auto path = bundle.string();
+    EXPECT_THAT(schemas->problems,
+                ElementsAre(path + ": the key \"a/~-2\" occurs twice",
+                            path + ": c-1: a schema is a JSON object",
+                            path + ": d-1: a schema is a JSON object",
+                            path + ": the key \"e\" is not {id}-{version}",
+                            path + ": f-1: the key \"g\" occurs twice in one object"));
+    EXPECT_THAT(found, testing::Contains(testing::StartsWith(path + ":2:33: fault ZS110: ")));
+    EXPECT_EQ(catalogue.refreshed(), schemas);
+
+    write("bundle", R"({"a-1": {}})");
+    EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":{}})");
+    for (const auto& [text, problem] : {std::pair(R"({"a-1": {})", ": not JSON"),
+                                        std::pair("[]", ": a bundle is a JSON object")}) {
+        write("bundle", text);
+        EXPECT_EQ(catalogue.refreshed()->json, "{}");
+        EXPECT_THAT(catalogue.refreshed()->problems, ElementsAre(HasSubstr(path + problem)));
+    }
+    fs::remove(bundle);
+    EXPECT_THAT(catalogue.refreshed()->problems,
+                ElementsAre(EndsWith("No such file or directory")));
+    fs::create_directory(bundle);
+    write("bundle/a-1.json", "{}");
+    EXPECT_EQ(catalogue.refreshed()->json, R"({"a-1":{}})");
 }
 
 TEST_F(SchemaCatalogueTest, ChangingFolderGivesWholeTables) {
