@@ -186,7 +186,7 @@ TEST(Check, HostileSchemasEndInTime) {
             found.emplace(finding.rule->number);
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
         EXPECT_TRUE(std::ranges::includes(found, each.numbers)) << each.text.substr(0, 40);
-        EXPECT_LT(taken.count(), 5) << each.text.substr(0, 40);
+        EXPECT_LT(taken.count(), 20) << each.text.substr(0, 40);
         if (each.message == nullptr) continue;
         EXPECT_EQ(validate(JSONObject(), *SchemaFile::fromText("", each.text).document).errors(),
                   std::vector<std::string>{each.message});
