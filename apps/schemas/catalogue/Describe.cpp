@@ -19,6 +19,7 @@ namespace {
 // A record that is used in many places is shown in each of them, which could take forever.
 constexpr std::size_t mostRows = 1000;
 constexpr std::size_t mostDepth = 64;
+constexpr std::size_t mostValues = 200;     // of an enumeration
 constexpr std::size_t longestExample = 80;  // bytes
 constexpr std::size_t longestCall = 100'000;
 
@@ -87,8 +88,13 @@ class Rows {
         if (type.shape == Shape::enumeration) {
             const auto& choice = event_.enumerations[type.position];
             if (row.description.empty()) row.description = choice.description;
-            for (const auto& value : choice.values)
-                row.values.push_back(value.text());
+            const auto count = choice.values.size();
+            if (count > mostValues) {
+                row.rules.push_back(prefix + "One of " + std::to_string(count) +
+                                    " values, which begin so:");
+            }
+            for (std::size_t at = 0; at < std::min(count, mostValues); ++at)
+                row.values.push_back(choice.values[at].text());
         }
         if (!type.whyJSON.empty()) row.rules.push_back(type.whyJSON);
     }
@@ -145,6 +151,13 @@ GeneratedNames namesFor(std::string_view scope, std::string_view language) {
     return names;
 }
 
+/// A sentence without the path, which the reader of a catalogue need not know.
+std::string reasonOf(const CommandError& error, const std::string& path) {
+    std::string_view reason = error.what();
+    if (reason.starts_with(path + ": ")) reason.remove_prefix(path.size() + 2);
+    return "Cannot be shown: " + std::string(reason) + '.';
+}
+
 void addCalls(EventVersion& version, const EventType& event, const std::string& scope) {
     using Call = std::string (*)(const EventType&, const JSONObject&, const GeneratedNames&);
     constexpr std::tuple<std::string_view, std::string_view, Call> languages[] = {
@@ -163,7 +176,7 @@ void addCalls(EventVersion& version, const EventType& event, const std::string& 
         }
     } catch (const CommandError& error) {
         version.calls.clear();
-        version.whyNoCalls = error.what();
+        version.whyNoCalls = reasonOf(error, event.path);
     }
 }
 
@@ -189,11 +202,14 @@ EventVersion versionOf(const CheckedSchema& schema, const CheckedSchema* previou
         if (isOneOfMany) addVersionToName(event);
         version.properties = Rows(event, version.sample ? &*version.sample : nullptr).take();
         const auto& record = event.records.back();
-        version.otherProperties = !record.hasFreeProperties ? "Other properties are refused."
-                                                            : "Other properties are permitted.";
+        if (version.properties.size() == mostRows)
+            version.otherProperties =
+                "The table ends after " + std::to_string(mostRows) + " rows. ";
+        version.otherProperties += !record.hasFreeProperties ? "Other properties are refused."
+                                                             : "Other properties are permitted.";
         addCalls(version, event, scope);
     } catch (const CommandError& error) {
-        version.whyNone = error.what();
+        version.whyNone = reasonOf(error, schema.file.path);
     }
     return version;
 }

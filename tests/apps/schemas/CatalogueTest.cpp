@@ -68,7 +68,8 @@ TEST(Catalogue, LatestVersionComesFirstWithItsChange) {
     EXPECT_THAT(latest.calls.at(0).code, HasSubstr("AV10"));
     EXPECT_EQ(JSONValue::parse(trackLine(latest)).at("schemaVersion"), "10");
     // A schema of something else has no properties to show.
-    EXPECT_THAT(pages[1].versions[0].whyNone, HasSubstr("b-1.json"));
+    EXPECT_EQ(pages[1].versions[0].whyNone,
+              "Cannot be shown: the schema permits no object, as the properties of an event are.");
 }
 
 TEST(Catalogue, CallsUseTheScopeOfEachLanguage) {
@@ -182,8 +183,22 @@ TEST(Catalogue, RepeatedRecordsEndInTime) {
                 ",\"r\":" + next + "}},";
     }
     const auto pages = pagesOf({{"a-1", text + R"("40":{"type":"string"}}})"}});
-    EXPECT_LE(pages.at(0).versions.at(0).properties.size(), 1000U);
+    const auto& version = pages.at(0).versions.at(0);
+    EXPECT_EQ(version.properties.size(), 1000U);
+    EXPECT_EQ(version.otherProperties,
+              "The table ends after 1000 rows. Other properties are permitted.");
     EXPECT_LT(catalogueHtml(pages, {}).size(), 4'000'000U);
+}
+
+TEST(Catalogue, LongEnumerationIsShownInPart) {
+    JSONArray values;
+    for (int value = 0; value < 201; ++value)
+        values.push_back(value);
+    const JSONValue schema{{"type", "object"}, {"properties", {{"p", {{"enum", values}}}}}};
+    const auto pages = pagesOf({{"a-1", schema.text()}});
+    const auto& row = pages.at(0).versions.at(0).properties.at(0);
+    EXPECT_EQ(row.values.size(), 200U);
+    EXPECT_THAT(row.rules, ElementsAre("One of 201 values, which begin so:"));
 }
 
 }  // namespace
