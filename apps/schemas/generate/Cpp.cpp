@@ -332,8 +332,9 @@ class CppEvent {
         if (known < properties.size() && record.hasFreeProperties) {
             JSONObject others;
             for (const auto& [key, value] : properties) {
-                if (std::none_of(record.properties.begin(), record.properties.end(),
-                                 [&](const Property& property) { return property.key == key; }))
+                if (std::none_of(
+                        record.properties.begin(), record.properties.end(),
+                        [name = key](const auto& property) { return property.key == name; }))
                     others.set(key, value);
             }
             items.push_back('.' + names.others + " = zentara::JSONValue::parse(" +
