@@ -1,5 +1,18 @@
 # For the functions that run zentara-schemas when a target is built.
 
+# Ends with a message unless `function` was called as it is to be, by what cmake_parse_arguments has
+# set in the caller.
+macro(zentara_check_schemas_arguments function)
+    if(ARG_UNPARSED_ARGUMENTS OR ARG_KEYWORDS_MISSING_VALUES)
+        message(FATAL_ERROR "${function}: not understood: "
+            "${ARG_UNPARSED_ARGUMENTS} ${ARG_KEYWORDS_MISSING_VALUES}")
+    elseif(NOT ARG_TARGET OR NOT ARG_SCHEMAS)
+        message(FATAL_ERROR "${function}: TARGET and SCHEMAS are needed")
+    elseif(NOT TARGET "${ARG_TARGET}")
+        message(FATAL_ERROR "${function}: there is no target ${ARG_TARGET}")
+    endif()
+endmacro()
+
 # The zentara-schemas to run: a target, or a path.
 function(zentara_find_schemas_program result)
     if(ZENTARA_SCHEMAS_PROGRAM)
