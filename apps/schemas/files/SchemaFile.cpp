@@ -166,20 +166,24 @@ void writeFile(const std::string& path, std::string_view content) {
         present << file.rdbuf();
         if (present.view() == content) return;
     }
-    const auto temporary = path + ".partial" + std::to_string(::getpid());
-    errno = 0;
-    {
-        std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
+    const auto write = [&](const std::string& name, std::ios::openmode mode) {
+        errno = 0;
+        std::ofstream file(name, std::ios::binary | mode);
         file << content;
         file.close();
-        if (!file) {
-            const int code = errno;
-            std::filesystem::remove(temporary, error);
-            errno = code;
-            failWithErrno(path, "cannot be written");
-        }
+        return !file.fail();
+    };
+    const auto present = std::filesystem::status(path, error);
+    if (std::filesystem::exists(present) && !std::filesystem::is_regular_file(present)) {
+        // A device or a pipe: a file must not take its place.
+        if (!write(path, std::ios::out)) failWithErrno(path, "cannot be written");
+        return;
     }
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+    // The target of a link is replaced rather than the link.
+    const auto linked = std::filesystem::canonical(path, error);
+    const auto target = error ? path : linked.string();
+    const auto temporary = target + ".partial" + std::to_string(::getpid());
+    if (!write(temporary, std::ios::trunc) || std::rename(temporary.c_str(), target.c_str()) != 0) {
         const int code = errno;
         std::filesystem::remove(temporary, error);
         errno = code;

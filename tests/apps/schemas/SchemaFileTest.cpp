@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "schemas/files/SchemaFile.h"
+#include "support/Files.h"
 
 namespace zentara::schemas {
 
@@ -37,6 +39,25 @@ TEST(SchemaFile, DocumentIsWhatTheLibraryReads) {
     };
     EXPECT_TRUE(nested(511));
     EXPECT_FALSE(nested(512));
+}
+
+TEST(SchemaFile, WritingReplacesNoDeviceAndNoLink) {
+    const test::TemporaryDirectory folder;
+    const auto link = [&](const std::string& name, const std::filesystem::path& target) {
+        std::filesystem::create_symlink(target, folder.path() / name);
+        return (folder.path() / name).string();
+    };
+    test::writeTo(folder.path() / "real", "before");
+    const auto null = link("null", "/dev/null");
+    const auto real = link("linked", "real");
+    writeFile(null, "x");
+    writeFile(real, "after");
+    EXPECT_THROW(writeFile(link("full", "/dev/full"), "y"), CommandError);
+    EXPECT_TRUE(std::filesystem::is_character_file(null));
+    EXPECT_TRUE(std::filesystem::is_symlink(real));
+    EXPECT_EQ(test::contentsOf(folder.path() / "real"), "after");
+    EXPECT_EQ(test::namesIn(folder.path()),
+              (std::set<std::string>{"full", "linked", "null", "real"}));
 }
 
 }  // namespace zentara::schemas
