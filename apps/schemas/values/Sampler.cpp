@@ -35,7 +35,11 @@ std::optional<Drawn> Sampler::Implementation::draw(Style style) {
         for (int round = 0; round < mostRounds; ++round) {
             auto drawn = drawing.draw(kinds);
             const auto verdict = index.validate(drawn.value);
-            if (verdict.isValid) return drawn;
+            if (verdict.isValid) {
+                // The schema may permit only other kinds.
+                if ((kind::of(drawn.value) & kinds) != 0) return drawn;
+                break;
+            }
             parts += drawn.places.size();
             if (parts > mostParts || (verdict.isStopped && ++expensive == 3)) return std::nullopt;
             drawing.redraw(drawn, verdict.places);

@@ -66,6 +66,12 @@ TEST(Sampler, SameSeedGivesSameBytesEverywhere) {
     EXPECT_EQ(hashOf(text), 12828485548393494179U);
 }
 
+TEST(Sampler, PropertiesAreObjects) {
+    const auto any = JSONValue::parse(R"({"oneOf":[{"type":"null"},{"type":"object"}]})");
+    EXPECT_TRUE(Sampler(any.object(), 1).valid().value_or(nullptr).isObject());
+    EXPECT_FALSE(Sampler(JSONObject{{"enum", {"a", nullptr}}}, 2).valid());
+}
+
 TEST(Sampler, FirstValueIsPleasantToRead) {
     const auto schema = readValidSchemas(
         std::vector<std::string>{ZENTARA_SOURCE_DIR "/examples/schemas/add-to-cart-1.json"});
