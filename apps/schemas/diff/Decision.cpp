@@ -92,6 +92,7 @@ class BoundValues {
     }
 
     void addSizes(std::int64_t size, std::string_view what) {
+        if (size < 0 || size > longest) return;
         for (const auto each : {size - 1, size, size + 1}) {
             if (each < 0 || each > longest) continue;
             const auto count = static_cast<std::size_t>(each);
