@@ -73,8 +73,8 @@ SchemaCompiler::SchemaCompiler(const JSONObject& document, std::span<const Forma
     result_->expressionsOwner = std::move(expressions);
 }
 
-std::unique_ptr<const SchemaNodes> SchemaCompiler::compile() {
-    nodeOf(document_);
+std::unique_ptr<const SchemaNodes> SchemaCompiler::compile(const JSONObject& subschema) {
+    nodeOf(subschema);
     for (Position node = 0; node < schemas_.size(); ++node)
         compileNode(node);
     auto& all = *result_;

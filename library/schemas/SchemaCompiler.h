@@ -22,7 +22,9 @@ class SchemaCompiler {
     SchemaCompiler(const SchemaCompiler&) = delete;
     SchemaCompiler& operator=(const SchemaCompiler&) = delete;
 
-    [[nodiscard]] std::unique_ptr<const SchemaNodes> compile();
+    [[nodiscard]] std::unique_ptr<const SchemaNodes> compile() { return compile(document_); }
+    /// Only a subschema of the document, and what it leads to.
+    [[nodiscard]] std::unique_ptr<const SchemaNodes> compile(const JSONObject& subschema);
 
   private:
     friend struct KeywordTable;

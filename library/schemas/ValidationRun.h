@@ -63,6 +63,11 @@ class ValidationRun {
 
     ValidationResult run(const JSONValue& value);
 
+    /// The work that `run` took.
+    [[nodiscard]] std::int64_t units() const noexcept {
+        return maximumUnits - allowance_.remaining();
+    }
+
     /// The places of the messages of `run`.
     [[nodiscard]] MessagePlaces& places() noexcept { return places_; }
 

@@ -2,10 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
+#include "schemas/Format.h"
+#include "schemas/Schema.h"
+#include "schemas/SchemaCompiler.h"
 #include "schemas/ValidationRun.h"
 #include "schemas/check/FatalFormats.h"
 #include "schemas/check/Phrases.h"
@@ -30,15 +36,70 @@ void reportLoops(const SchemaGraph& graph, FindingList& findings) {
     }
 }
 
-/// Estimates the work for one value, as the engine counts it, and the nesting.
-void reportCosts(const SchemaGraph& graph, FindingList& findings) {
-    constexpr double unitsPerNode = 60;
-    constexpr double costly = ValidationRun::maximumUnits / 10.0;
+/// Measures the work of the engine for values that usually pass or fail late.
+class CostMeter {
+  public:
+    struct Measured {
+        std::int64_t units = 0;
+        std::string_view value;  ///< what it is, for messages
+    };
+
+    CostMeter(const JSONObject& document, const SchemaGraph& graph)
+        : document_(document), formats_(standardFormats().begin(), standardFormats().end()) {
+        for (auto& format : formats_)
+            format.otherKinds = Format::OtherKinds::accepted;
+        constexpr std::size_t mostNames = 1000;
+        JSONObject dependent;
+        for (const auto& node : graph.nodes()) {
+            if (node.keyword == "dependencies" && dependent.size() < mostNames)
+                dependent.set(node.name, nullptr);
+        }
+        values_.emplace_back("an object with the names in \"dependencies\"", std::move(dependent));
+    }
+
+    /// The first value that takes `units`, or the costliest; nothing after too many measurements.
+    [[nodiscard]] std::optional<Measured> find(const JSONObject& subschema, std::int64_t units) {
+        if (left_ <= 0) return std::nullopt;
+        left_ -= ValidationRun::maximumUnits / 8;
+        SchemaCompiler compiler(document_, formats_, std::make_shared<SharedExpressions>());
+        const auto nodes = compiler.compile(subschema);
+        Measured most;
+        for (const auto& [name, value] : values_) {
+            ValidationRun run(*nodes);
+            static_cast<void>(run.run(value));
+            left_ -= run.units();
+            if (run.units() > most.units) most = {run.units(), name};
+            if (most.units >= units) break;
+        }
+        return most;
+    }
+
+  private:
+    const JSONObject& document_;
+    std::vector<Format> formats_;  ///< of which none ends the process
+    std::vector<std::pair<std::string_view, JSONValue>> values_ = {
+        {"null", nullptr},
+        {"true", true},
+        {"-1e300", -1e300},
+        {"1e300", 1e300},
+        {"an empty text", ""},
+        {"a text of 1000 letters", std::string(1000, 'a')},
+        {"an empty array", JSONArray()},
+        {"an empty object", JSONObject()}};
+    std::int64_t left_ = 2 * ValidationRun::maximumUnits;
+};
+
+/// Counts the subschemas that may be applied to one value, measures where they are many, and
+/// reports the nesting.
+void reportCosts(const JSONObject& document, const SchemaGraph& graph, FindingList& findings) {
+    constexpr double unitsPerNode = 120;  // rather too many
+    constexpr auto costly = ValidationRun::maximumUnits / 10;
     constexpr int deep = ValidationRun::maximumDepth / 2;
     struct Cost {
         double units = 0;
         int depth = 0;
     };
+    CostMeter meter(document, graph);
     std::vector<Cost> costs(graph.nodes().size());
     for (const auto node : graph.order()) {
         Cost own{unitsPerNode, 0};
@@ -51,13 +112,20 @@ void reportCosts(const SchemaGraph& graph, FindingList& findings) {
             own.depth = std::max(own.depth, part.depth + 1);
             most = {std::max(most.units, part.units), std::max(most.depth, part.depth)};
         }
-        costs[node] = own;
+        std::string value = "By the number of subschemas, a value may take ";
         // Report only the innermost.
-        if (own.units > costly && most.units <= costly) {
-            const auto percent = 100 * own.units / ValidationRun::maximumUnits;
+        if (own.units >= costly && most.units < costly) {
+            if (const auto measured = meter.find(*graph.nodes()[node].schema, costly)) {
+                own.units = static_cast<double>(measured->units);
+                value = "Here, " + std::string(measured->value) + " takes ";
+            }
+        }
+        costs[node] = own;
+        if (own.units >= costly && most.units < costly) {
+            const auto percent = std::min(100.0, 100 * own.units / ValidationRun::maximumUnits);
             findings.add(RuleName::costlyShape, graph.pointer(node),
-                         "A value may take " + shown(std::round(percent)) +
-                             "% or more of the most work of a validation, which then stops and "
+                         value + shown(std::floor(percent)) +
+                             "% of the most work of a validation; beyond it validation stops and "
                              "refuses the value.",
                          "Refer to a schema once rather than from several alternatives.");
         }
@@ -133,7 +201,7 @@ void reportDraft(const JSONObject& document, FindingList& findings) {
 void checkDocument(const JSONObject& document, const SchemaGraph& graph,
                    std::span<const Summary> summaries, FindingList& findings) {
     reportLoops(graph, findings);
-    reportCosts(graph, findings);
+    reportCosts(document, graph, findings);
     reportFatalFormats(graph, summaries, findings);
     reportDefinitions(document, "definitions", graph, findings);
     reportDefinitions(document, "$defs", graph, findings);
