@@ -118,14 +118,16 @@ void Checker::checkKeys() {
             } else if (const auto wrong = wrongValue(keyword->expected, value)) {
                 auto where = wrong->component ? pointer(key, *wrong->component) : pointer(key);
                 const bool isEntry = key == "dependencies" && wrong->component;
+                const std::string expectation(isEntry ? "an object or a list of texts"
+                                                      : wrong->expectation);
                 findings_.add(
                     RuleName::wrongValue, std::move(where),
                     "The engine ignores " +
                         (isEntry ? std::string("this entry") : quoted(key) + " as a whole") +
-                        ", since its value is not " + std::string(wrong->expectation) + '.',
+                        ", since its value is not " + expectation + '.',
                     key == "required" && value.isBoolean()
                         ? "List the name in \"required\" of the object around."
-                        : "Write " + std::string(wrong->expectation) + '.');
+                        : "Write " + expectation + '.');
             } else if (!accepts(keyword->kinds) && accepted_ != 0 && key != "format") {
                 findings_.add(RuleName::irrelevantKeyword, pointer(key),
                               quoted(key) + " applies to " + namesOf(keyword->kinds) +
@@ -405,9 +407,10 @@ void Checker::checkPattern(std::string pointer, std::string_view pattern, Kinds 
     hasUnexamined_ = hasUnexamined_ || !verdict.isExamined;
     if (!verdict.isValid) {
         addFault(RuleName::invalidPattern, std::move(pointer), refused,
-                 pattern.empty() ? "The empty pattern is not valid, so every value is refused."
-                                 : "The pattern does not compile, or takes too long to compile, so "
-                                   "every value is refused.",
+                 (pattern.empty() ? "The empty pattern is not valid, so every "
+                                  : "The pattern does not compile, or takes too long to compile, "
+                                    "so every ") +
+                     std::string(refused == kinds::string ? "text" : "object") + " is refused.",
                  pattern.empty() ? "Remove it, or write \".*\"."
                                  : "Correct it (ICU's dialect), or write a shorter one.");
         return;
@@ -543,8 +546,8 @@ void Checker::checkRequired() {
         names.insert(*each.ifString());
     if (most && *most >= 0 && names.size() > static_cast<std::size_t>(*most)) {
         addFault(RuleName::impossibleBounds, pointer("maxProperties"), kinds::object,
-                 std::to_string(names.size()) + " properties are required, and at most " +
-                     std::to_string(*most) + " are permitted.",
+                 "Only " + std::to_string(*most) + " of " + std::to_string(names.size()) +
+                     " required properties can be present.",
                  "Raise the bound, or require fewer properties.");
     }
     if (!isFalse("additionalProperties")) return;

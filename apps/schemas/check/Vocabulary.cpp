@@ -190,7 +190,7 @@ std::optional<WrongValue> wrongValue(Expected expected, const JSONValue& value) 
         case Expected::number:
             return unless(value.isNumber(), "a number");
         case Expected::integer:
-            return unless(value.asInteger().has_value(), "an integer");
+            return unless(value.asInteger().has_value(), "an integer of 64 bits");
         case Expected::boolean:
             return unless(value.isBoolean(), "true or false");
         case Expected::object:

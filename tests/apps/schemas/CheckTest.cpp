@@ -63,6 +63,9 @@ TEST(CheckDeathTest, EngineDoesWhatCheckSays) {
         EXPECT_EQ(numbersAndPointers(findings), textsOf(parts.at("findings")));
         for (const auto& finding : findings)
             seen.emplace(finding.rule->number);
+        const auto* const reason = parts.find("reason");
+        ASSERT_TRUE(reason == nullptr || *reason == JSONValue(findings.at(0).reason))
+            << findings.at(0).reason;
         const auto* const values = parts.find("engine");
         ASSERT_EQ(values != nullptr, file.document.has_value());
         if (values == nullptr) continue;
@@ -191,6 +194,24 @@ TEST(Check, HostileSchemasEndInTime) {
         EXPECT_EQ(validate(JSONObject(), *SchemaFile::fromText("", each.text).document).errors(),
                   std::vector<std::string>{each.message});
     }
+}
+
+TEST(Check, ShapesAreMeasuredWithTheEngine) {
+    const auto reasons = [](const char* keyword, const char* end) {
+        std::string fan = "{\"$ref\":\"#/0\",\"22\":" + std::string(end);
+        for (int i = 0; i < 22; ++i) {
+            const auto next = "{\"$ref\":\"#/" + std::to_string(i + 1) + "\"}";
+            fan +=
+                ",\"" + std::to_string(i) + "\":{\"" + keyword + "\":[" + next + ',' + next + "]}";
+        }
+        std::string all;
+        for (const auto& each : checkText(fan + '}'))
+            all += each.pointer + ' ' + each.reason.substr(0, each.reason.find(" of"));
+        return all;
+    };
+    EXPECT_EQ(reasons("anyOf", "{}"), "");
+    EXPECT_EQ(reasons("anyOf", "{\"minLength\":5}"), "/4 Here, an empty text takes 20%");
+    EXPECT_EQ(reasons("anyOf", "{\"maximum\":5}"), "/4 Here, 1e300 takes 20%");
 }
 
 TEST(Check, ReportsAreJSON) {
