@@ -252,16 +252,21 @@ void Checker::checkReference() {
         const auto& failure = graph_.failure(node_);
         const bool isRemote = failure.empty();
         const bool isEscaped = text->find('~') != std::string_view::npos;
+        const bool isUndecodable = isRemote && text->starts_with("#/");
         addFault(isRemote ? RuleName::remoteReference : RuleName::referenceNotFound,
                  pointer("$ref"), kinds::all,
-                 isRemote ? "The engine reads no other documents and no names, so every value "
-                            "that reaches " +
-                                quoted(*text) + " is refused."
-                          : "Nothing but an object can be referred to, and " + quoted(*text) +
-                                " is none, so every value is refused.",
-                 isEscaped ? "Give the object a name without / and ~, which cannot be escaped."
-                           : "Copy the schema into \"definitions\" and refer to it as "
-                             "\"#/definitions/name\".");
+                 isUndecodable ? "A % is not followed by the digits of UTF-8, so every value that "
+                                 "reaches " +
+                                     quoted(*text) + " is refused."
+                 : isRemote ? "The engine reads no other documents and no names, so every value "
+                              "that reaches " +
+                                  quoted(*text) + " is refused."
+                            : "Nothing but an object can be referred to, and " + quoted(*text) +
+                                  " is none, so every value is refused.",
+                 isUndecodable ? "Write %25 for a %."
+                 : isEscaped   ? "Give the object a name without / and ~, which cannot be escaped."
+                               : "Copy the schema into \"definitions\" and refer to it as "
+                                 "\"#/definitions/name\".");
     }
     constexpr auto harmless = std::to_array<std::string_view>(
         {"$ref", "title", "description", "default", "definitions", "$defs", "$schema", "id"});

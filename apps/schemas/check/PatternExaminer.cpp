@@ -47,7 +47,9 @@ std::vector<std::string_view> alternatives(std::string_view pattern) {
     std::size_t first = 0;
     for (std::size_t i = 0; i < pattern.size(); ++i) {
         const char c = pattern[i];
-        if (c == '\\') {
+        if (pattern.substr(i).starts_with("\\Q")) {
+            i = std::min(pattern.find("\\E", i), pattern.size());
+        } else if (c == '\\') {
             ++i;
         } else if (c == '[') {
             ++sets;
@@ -72,13 +74,14 @@ bool hasAnchorAtStart(std::string_view text) {
         const bool hasFlags = text.starts_with("(?") && flags != std::string_view::npos;
         text.remove_prefix(hasFlags && text[flags] != '^' ? flags + 1 : 1);
     }
-    return text.starts_with('^') || text.starts_with("\\A");
+    // "Anything" says that what comes before is meant to match.
+    return text.starts_with('^') || text.starts_with("\\A") || text.starts_with(".*");
 }
 
 bool hasAnchorAtEnd(std::string_view text) {
     while (text.ends_with(')') && !text.ends_with("\\)"))
         text.remove_suffix(1);
-    if (text.ends_with("\\z") || text.ends_with("\\Z")) return true;
+    if (text.ends_with("\\z") || text.ends_with("\\Z") || text.ends_with(".*")) return true;
     if (!text.ends_with('$')) return false;
     text.remove_suffix(1);
     const auto other = text.find_last_not_of('\\');

@@ -13,7 +13,7 @@
 #include "schemas/check/Report.h"
 #include "schemas/commands/Commands.h"
 #include "schemas/files/SchemaFile.h"
-#include "support/ASCII.h"
+#include "schemas/generate/CppNames.h"
 
 namespace zentara::schemas {
 
@@ -59,22 +59,6 @@ void append(std::string& text, const SchemaFile& schema, std::size_t deepest) {
         throw CommandError(schema.path + ": a number is too large, or it is nested too deep");
 }
 
-/// Whether it is identifiers with "::" in between.
-bool isScope(std::string_view text) {
-    bool isStart = true;
-    for (; !text.empty(); text.remove_prefix(1)) {
-        if (!isStart && text.starts_with("::")) {
-            text.remove_prefix(1);
-            isStart = true;
-        } else if (isLetter(text[0]) || text[0] == '_' || (!isStart && isDigit(text[0]))) {
-            isStart = false;
-        } else {
-            return false;
-        }
-    }
-    return !isStart;
-}
-
 /// A line for each schema, in the order of their names.
 std::string tableOf(const std::vector<SchemaFile>& schemas, std::size_t deepest) {
     std::map<std::string, const SchemaFile*> sorted;
@@ -117,8 +101,7 @@ std::string headerOf(const std::string& table, const std::string& scope) {
 }
 
 int bundle(const Options& options) {
-    if (!options.scope.empty() && !isScope(options.scope))
-        throw CommandError("--scope: " + options.scope + " is no namespace such as shop::events");
+    static_cast<void>(cppNamespace({.file = "", .scope = options.scope}));
     const auto schemas = readValidSchemas(options.paths);
     if (!options.isForced && hasFaults(schemas)) return exitFindings;
     // The library reads so many levels, the table and the list among them.

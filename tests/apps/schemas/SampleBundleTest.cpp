@@ -119,9 +119,10 @@ TEST(Bundle, RefusesWhatTheLibraryWouldNotRead) {
         {R"({"maximum":1e999})", "",
          "in/x-1.json: a number is too large, or it is nested too deep"},
         {"[]", "", "in/x-1.json: is no schema; zentara-schemas check tells where and why"},
-        {"{}", "--as header --scope a:b", "--scope: a:b is no namespace such as shop::events"},
-        {"{}", "--as header --scope a::1b", "--scope: a::1b is no namespace such as shop::events"},
-        {"{}", "--as header --scope a::", "--scope: a:: is no namespace such as shop::events"},
+        {"{}", "--as header --scope a:b", "\"a:b\" cannot be a namespace of C++"},
+        {"{}", "--as header --scope a::1b", "\"a::1b\" cannot be a namespace of C++"},
+        {"{}", "--as header --scope a::", "\"a::\" cannot be a namespace of C++"},
+        {"{}", "--as header --scope a::class", "\"a::class\" cannot be a namespace of C++"},
         {"{}", "--as header --scope a_1::b", ""},
     };
     for (const auto& each : cases) {
