@@ -171,6 +171,9 @@ class ZENTARA_EXPORT ZentaraClient : public std::enable_shared_from_this<Zentara
     [[nodiscard]] ValidationReport validate(const std::string& schemaId,
                                             const std::string& schemaVersion,
                                             const JSONObject& properties) const;
+    [[nodiscard]] ValidationReport validate(const EventDraft& draft) const {
+        return validate(draft.schemaId, draft.schemaVersion, draft.properties);
+    }
 
     /// Starts a new context: the events sent from now on carry another context id.
     void newContextId();

@@ -243,8 +243,11 @@ TEST_F(HooksTest, ValidateSaysWhatSendWould) {
         {"any", "1", {{"x", std::nan("")}}, {invalid, {unfit}}},
         {"any", "1", {{"x", nested(600)}}, {invalid, {unfit}}},
     };
-    for (const auto& [id, version, properties, report] : cases)
+    for (const auto& [id, version, properties, report] : cases) {
         EXPECT_EQ(client_->validate(id, version, properties), report) << id << "-" << version;
+        const EventDraft draft{id, version, properties};
+        EXPECT_EQ(client_->validate(draft), report) << id << "-" << version;
+    }
 }
 
 using HooksDeathTest = HooksTest;
