@@ -4,8 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,6 +29,9 @@
 // A member of the types below must be given, except for an `Optional`. Constants that the schema
 // refuses do not compile: texts that are literals; numbers with clang; with g++, which warns, when
 // it optimises. Everything else is left to the validation in `send`.
+//
+// Values read back as what they are: an `Integer` as a `std::int64_t`, a `Number` as a `double`, a
+// `Text` as a `std::string_view`, an `Optional` as the `std::optional` that it is.
 
 /// For the classes below: an error or a warning where `value` is a constant that `holds` refuses.
 #if defined(__clang__)
@@ -85,6 +91,12 @@ class Text {
     template <std::size_t size>
     Text(char (&text)[size]) : isOwned_(true), owned_(text) {}
 
+// g++ 12 takes the text for uninitialised where a nested record is moved, or its initialisation
+// undone.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
     constexpr Text(const Text& other) : isOwned_(other.isOwned_), literal_() {
         if (isOwned_) {
             std::construct_at(&owned_, other.owned_);
@@ -99,7 +111,9 @@ class Text {
             literal_ = other.literal_;
         }
     }
-    Text& operator=(const Text& other) { return *this = Text(other); }
+    Text& operator=(const Text& other) {
+        return *this = Text(other);
+    }
     Text& operator=(Text&& other) noexcept {
         if (this != &other) {
             std::destroy_at(this);
@@ -107,11 +121,6 @@ class Text {
         }
         return *this;
     }
-// g++ 12 takes the text for uninitialised where it undoes the initialisation of a nested record.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
     constexpr ~Text() {
         if (isOwned_) std::destroy_at(&owned_);
     }
@@ -121,6 +130,14 @@ class Text {
 
     operator std::string_view() const noexcept {
         return isOwned_ ? std::string_view(owned_) : literal_;
+    }
+    template <std::convertible_to<std::string_view> Other>
+    requires(!std::same_as<Other, std::nullptr_t>) friend bool operator==(const Text& one,
+                                                                          const Other& other) {
+        return static_cast<std::string_view>(one) == static_cast<std::string_view>(other);
+    }
+    friend std::ostream& operator<<(std::ostream& stream, const Text& text) {
+        return stream << static_cast<std::string_view>(text);
     }
     [[nodiscard]] JSONValue json() const {
         return std::string_view(*this);
@@ -235,7 +252,22 @@ class BoundedNumber {
         : json_(value) {
         warnAbout(value);
     }
+    template <typename Other, typename OtherRule>
+    requires(!std::same_as<BoundedNumber<Other, OtherRule>, BoundedNumber> && accepts<Other>)
+        BoundedNumber(const BoundedNumber<Other, OtherRule>& number)
+        : json_(number.json()) {}
+    // No moves, which would leave a null.
+    BoundedNumber(const BoundedNumber&) = default;
+    BoundedNumber& operator=(const BoundedNumber&) = default;
 
+    /// An integer beyond the range of `std::int64_t` reads as the largest of it.
+    operator Kind() const noexcept {
+        if constexpr (std::integral<Kind>) {
+            return json_.ifInteger().value_or(std::numeric_limits<Kind>::max());
+        } else {
+            return json_.asDouble().value_or(0);
+        }
+    }
     [[nodiscard]] const JSONValue& json() const noexcept {
         return json_;
     }
@@ -264,6 +296,13 @@ class List : public std::vector<Element> {
     List(EmptyList) {}
     List(std::initializer_list<Element> elements) : std::vector<Element>(elements) {}
     List(std::vector<Element> elements) : std::vector<Element>(std::move(elements)) {}
+    /// A list of what becomes elements, such as a `std::vector<std::string>`.
+    template <typename Range>
+    requires(!std::same_as<std::remove_cvref_t<Range>, List> &&
+             requires(Range & range) {
+                 { *std::begin(range) } -> std::convertible_to<Element>;
+             }) List(Range&& elements)
+        : std::vector<Element>(std::begin(elements), std::end(elements)) {}
 };
 
 template <typename Value, typename None>
@@ -308,8 +347,10 @@ concept PossibleInput =
 template <typename Value, typename None>
 class Possible : public std::optional<Value> {
     using Base = std::optional<Value>;
-    /// What braces stand for. Those of a JSON value would be read in two ways.
-    using Braced = std::conditional_t<std::same_as<Value, JSONValue>, void, Value>;
+    /// What braces stand for. Those of a JSON value would be read in two ways, and empty braces are
+    /// no choice of an enumeration.
+    using Braced =
+        std::conditional_t<std::same_as<Value, JSONValue> || std::is_enum_v<Value>, void, Value>;
 
   public:
     Possible() requires(!std::same_as<None, std::nullopt_t>) = delete;
@@ -346,6 +387,14 @@ class Possible : public std::optional<Value> {
 
     Possible(std::initializer_list<typename ValueTraits<Value>::Element> elements)
         : Base(std::in_place, elements) {}
+
+    using Base::value_or;
+    /// The text, or the literal.
+    template <std::size_t size>
+    requires std::convertible_to<const Value&, std::string_view>
+    [[nodiscard]] std::string_view value_or(const char (&literal)[size]) const& {
+        return *this ? std::string_view(**this) : literal;
+    }
 };
 
 /// A value that may be absent.
@@ -355,6 +404,17 @@ using Optional = Possible<Value, std::nullopt_t>;
 /// A value that must be given and may be null: `nullptr`.
 template <typename Value>
 using Nullable = Possible<Value, std::nullptr_t>;
+
+// Other comparisons are those of `std::optional`.
+template <typename Value, typename None>
+[[nodiscard]] bool operator==(const Possible<Value, None>& one,
+                              const Possible<Value, None>& other) {
+    return one.has_value() == other.has_value() && (!one.has_value() || *one == *other);
+}
+template <typename Value, std::same_as<std::nullptr_t> Null>
+[[nodiscard]] bool operator==(const Possible<Value, Null>& value, Null /*null*/) noexcept {
+    return !value.has_value();
+}
 
 /// The JSON value of a member of a typed event. Of records and enumerations, `toJSON` of their
 /// namespace gives it.

@@ -77,12 +77,14 @@ class CppEvent {
             text += "    struct " + rule.first + " {\n" + rule.second + "    };\n";
         for (std::size_t position = 0; !isEvent(position); ++position) {
             text += docComment(event_.records[position].description, 4) + "    struct " +
-                    names_.records[position].type + " {\n" + members[position] + "    };\n";
+                    names_.records[position].type + " {\n" + members[position] +
+                    comparison(names_.records[position].type, 8) + "    };\n";
         }
         if (text.ends_with("};\n")) text += '\n';
         text += members.back();
         if (!members.back().empty()) text += '\n';
-        text += "    operator zentara::EventDraft() const;\n};\n\n";
+        text +=
+            "    operator zentara::EventDraft() const;\n" + comparison(names_.event, 4) + "};\n\n";
         for (std::size_t position = 0; position < event_.enumerations.size(); ++position)
             text += enumerationToJSON(position);
         for (std::size_t position = 0; position < event_.records.size(); ++position)
@@ -259,6 +261,11 @@ class CppEvent {
                     names.others + " = {};\n";
         }
         return text;
+    }
+
+    static std::string comparison(const std::string& type, std::size_t indent) {
+        return std::string(indent, ' ') + "friend bool operator==(const " + type + "&, const " +
+               type + "&) = default;\n";
     }
 
     static std::string comment(const Property& property, const std::string& name) {

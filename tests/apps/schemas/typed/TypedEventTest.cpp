@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "apps/schemas/typed/Reading.h"
+#include "apps/schemas/typed/everything.golden"
 #include "schemas/values/Sampler.h"
 
 namespace zentara::test {
@@ -40,6 +43,47 @@ TEST(TypedEvents, DrawnValuesComeOutEqualAndValid) {
     EXPECT_GE(schemas, TYPED_SCHEMAS);
     EXPECT_GE(values, schemas * 40);
     EXPECT_LE(unsayable, values / 50);
+}
+
+TEST(TypedEvents, ValuesReadBackAsWhatTheyAre) {
+    using shop::events::Everything;
+    const std::vector<std::string> names{"abc", "a text that is not short"};
+    Everything event{.productId = "CL-47819",
+                     .class_ = 20,
+                     .size = Everything::Size::s,
+                     .isNew = true,
+                     .coupon = nullptr,
+                     .lines = zentara::emptyList,
+                     .options = Everything::Options{},
+                     .either = 1};
+    const auto first = event;
+    EXPECT_EQ(event, first);
+    event.lines = {{.name = names[1], .amount = event.class_}};
+    event.lines[0].amount = *event.lines[0].amount + event.class_ * 2;
+    EXPECT_NE(event, first);
+    EXPECT_TRUE(event.lines[0].amount == 60 && event.lines[0].name == names[1]);
+    EXPECT_TRUE(event.price == std::nullopt && event.price != 0.5);
+    event.price = 20.5;
+    const double price = event.price.value_or(1);
+    EXPECT_EQ(price, 20.5);
+    const auto moved = std::move(event);
+    EXPECT_EQ(moved.class_, 20);
+    EXPECT_TRUE(moved.size == Everything::Size::s && moved.isNew && moved.coupon == nullptr);
+    event = moved;
+    event.coupon = "half";
+    EXPECT_TRUE(event.coupon == "half" && event.coupon != moved.coupon);
+    EXPECT_TRUE(event.note != nullptr && event.address.value_or("none") == "none");
+    event.note = nullptr;
+    event.origin = {};
+    EXPECT_TRUE(event.note == nullptr && !event.origin);
+    EXPECT_EQ(List<Text<>>(names)[1], names[1]);
+    std::ostringstream stream;
+    stream << event.productId << event.class_;
+    EXPECT_EQ(stream.str(), "CL-4781920");
+    const volatile std::uint64_t largest = UINT64_MAX;
+    event.lines[0].amount = largest + 0;
+    EXPECT_EQ(toJSON(event.lines[0]).at("amount"), UINT64_MAX);
+    EXPECT_EQ(std::int64_t{*event.lines[0].amount}, INT64_MAX);
 }
 
 }  // namespace
