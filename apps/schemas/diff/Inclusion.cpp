@@ -5,6 +5,9 @@
 #include <limits>
 
 #include "json/ObjectEquality.h"
+#include "schemas/Schema.h"
+#include "schemas/SchemaCompiler.h"
+#include "schemas/ValidationRun.h"
 #include "schemas/values/SafeFormats.h"
 
 // The functions call each other as deep as the schemas and the references nest; `holds` bounds it.
@@ -16,6 +19,8 @@ namespace {
 
 /// The work of all patterns together, about a third of a second.
 constexpr std::int64_t mostPatternWork = 300'000'000;
+/// A step takes about as long as these units of the engine's work.
+constexpr std::int64_t unitsPerStep = 300;
 constexpr std::size_t leastStackSpace = std::size_t{512} << 10U;
 constexpr std::size_t mostParts = 100;
 constexpr std::size_t mostCases = 32;
@@ -904,12 +909,13 @@ bool Inclusion::accepts(const Document& document, const JSONObject& schema,
         auto whole = transplant.copy(schema);
         transplant.attachTo(whole);
         spend(static_cast<std::int64_t>(transplant.cost()));
-        compiled = std::make_unique<Schema>(std::move(whole), safeFormats());
+        SchemaCompiler compiler(whole, safeFormats(), std::make_shared<SharedExpressions>());
+        compiled = compiler.compile();
     }
-    const auto* const values = schema.find("enum");
-    const auto* const list = values == nullptr ? nullptr : values->ifArray();
-    spend(5 + static_cast<std::int64_t>(list == nullptr ? 0 : list->size() / 4));
-    return steps_ > 0 && compiled->validate(value).valid();
+    if (steps_ <= 0) return false;
+    ValidationRun run(*compiled);
+    const bool isValid = run.run(value).valid();
+    return spend(5 + run.units() / unitsPerStep) && isValid;
 }
 
 bool Inclusion::matches(std::string_view pattern, std::string_view text) {

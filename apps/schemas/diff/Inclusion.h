@@ -155,7 +155,8 @@ class Inclusion {
     };
     std::unordered_map<std::pair<const JSONObject*, const JSONObject*>, bool, PairHash> alike_;
     std::unordered_map<const JSONObject*, bool> refersToChanges_;
-    std::map<std::pair<const Document*, const JSONObject*>, std::unique_ptr<Schema>> compiled_;
+    std::map<std::pair<const Document*, const JSONObject*>, std::unique_ptr<const SchemaNodes>>
+        compiled_;
     std::unique_ptr<Inclusion> reverse_;
 };
 
