@@ -352,6 +352,11 @@ TEST(Comparison, EndsInTimeForHostileSchemas) {
         all.set("p60", {{"minProperties", minimum}});
         return JSONObject{{"$ref", "#/d/p0"}, {"d", std::move(all)}};
     };
+    const auto exponential = [&](const char* type) {
+        auto all = members(40, [&](int i) { return JSONObject{{"oneOf", {next(i), next(i)}}}; });
+        all.set("p40", {{"type", type}});
+        return JSONObject{{"$ref", "#/d/p0"}, {"d", std::move(all)}};
+    };
     const auto wide = [](std::int64_t minimum) {
         return JSONObject{{"properties", members(10'000, [&](int i) {
                                return JSONObject{{"minimum", i + minimum}};
@@ -379,6 +384,7 @@ TEST(Comparison, EndsInTimeForHostileSchemas) {
     };
     for (const auto& each : {
              Case{"endless", endless(1), endless(2)},
+             Case{"exponential", exponential("null"), exponential("object")},
              {"chain", chain(1), chain(2)},
              {"doubling", doubling(1), doubling(2)},
              {"deep", nested(254, {{"minimum", 1}}), nested(254, {{"minimum", 2}})},
