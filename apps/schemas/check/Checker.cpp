@@ -66,13 +66,11 @@ void Checker::checkNode(Position node) {
 }
 
 std::string Checker::pointer(std::string_view keyword) const {
-    auto all = pointer();
-    return mayExtend(all, keyword) ? childPointer(all, keyword) : all;
+    return graph_.pointer(node_, {keyword});
 }
 
 std::string Checker::pointer(std::string_view keyword, std::string_view component) const {
-    auto all = pointer(keyword);
-    return mayExtend(all, component) ? childPointer(all, component) : all;
+    return graph_.pointer(node_, {keyword, component});
 }
 
 std::optional<std::int64_t> Checker::integer(std::string_view keyword) const {

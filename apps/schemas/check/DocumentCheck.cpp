@@ -29,7 +29,7 @@ void reportLoops(const SchemaGraph& graph, FindingList& findings) {
                                edges.front().keyword == Keyword::reference &&
                                graph.loop(edges.front().target) == graph.loop(node);
         if (!leadsBack || !reported.insert(graph.loop(node)).second) continue;
-        findings.add(RuleName::endlessReference, graph.pointer(node) + "/$ref",
+        findings.add(RuleName::endlessReference, graph.pointer(node, {"$ref"}),
                      "It leads back to itself on the same value, where validation stops and "
                      "refuses the value.",
                      "Refer to it only from \"items\" or \"properties\", deeper in the value.");
@@ -143,7 +143,7 @@ void reportCosts(const JSONObject& document, const SchemaGraph& graph, FindingLi
 void reportFatalFormats(const SchemaGraph& graph, std::span<const Summary> summaries,
                         FindingList& findings) {
     for (const auto& each : fatalFormats(graph, summaries)) {
-        const auto pointer = graph.pointer(each.node) + "/format";
+        const auto pointer = graph.pointer(each.node, {"format"});
         const bool isFault = each.permitted != 0;
         findings.add(
             isFault ? RuleName::fatalFormat : RuleName::fatalForInvalid, pointer,

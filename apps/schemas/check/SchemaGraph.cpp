@@ -145,7 +145,8 @@ const JSONObject* SchemaGraph::follow(std::string_view path, std::string& pointe
     return current;
 }
 
-std::string SchemaGraph::pointer(Position node) const {
+std::string SchemaGraph::pointer(Position node,
+                                 std::initializer_list<std::string_view> inside) const {
     std::vector<Position> path;
     for (; node != 0 && !targets_.contains(node); node = nodes_[node].parent)
         path.push_back(node);
@@ -155,9 +156,13 @@ std::string SchemaGraph::pointer(Position node) const {
         const auto name =
             entered.index == noIndex ? std::string(entered.name) : std::to_string(entered.index);
         const bool hasName = entered.index != noIndex || entered.name.data() != nullptr;
-        if (!mayExtend(pointer, std::string(entered.keyword) + '/' + name)) break;
+        if (!mayExtend(pointer, std::string(entered.keyword) + '/' + name)) return pointer;
         pointer = childPointer(pointer, entered.keyword);
         if (hasName) pointer = childPointer(pointer, name);
+    }
+    for (const auto component : inside) {
+        if (!mayExtend(pointer, component)) break;
+        pointer = childPointer(pointer, component);
     }
     return pointer;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <string_view>
@@ -53,7 +54,9 @@ class SchemaGraph {
     [[nodiscard]] bool contains(const JSONObject& schema) const noexcept {
         return positions_.contains(&schema);
     }
-    [[nodiscard]] std::string pointer(Position node) const;
+    /// To a node, or to what is inside of it; to the nearest value around if it is long.
+    [[nodiscard]] std::string pointer(Position node,
+                                      std::initializer_list<std::string_view> inside = {}) const;
 
     /// The nodes such that each comes behind the nodes that it applies to the same value, if it
     /// does not lead back to itself.

@@ -196,6 +196,12 @@ TEST(Check, HostileSchemasEndInTime) {
     }
 }
 
+TEST(Check, LongPointerEndsAroundThePlace) {
+    EXPECT_EQ(numbersAndPointers(checkText("{\"type\":\"object\",\"properties\":{\"" +
+                                           repeated("x", 1100) + "\":{\"type\":\"t\"}}}")),
+              std::vector<std::string>{"ZS109 "});
+}
+
 TEST(Check, ShapesAreMeasuredWithTheEngine) {
     const auto reasons = [](const char* keyword, const char* end) {
         std::string fan = "{\"$ref\":\"#/0\",\"22\":" + std::string(end);
