@@ -33,7 +33,7 @@ bool holds(const JSONValue& value, std::string_view word) {
 }
 
 std::vector<collector::Finding> findings(const JSONValue& value, const JSONObject& schema) {
-    return collector::checkProperties(value, Schema(schema, collector::arrivalFormats()));
+    return collector::checkProperties(value, Schema(schema, refusingFormats()));
 }
 
 /// How a validation ended: with a result, or stopped at a limit.

@@ -110,18 +110,31 @@ bool isNumericString(std::string_view text, WorkAllowance& /*allowance*/) {
     return error == std::errc() && end == fraction.data() + fraction.size();
 }
 
-constexpr std::array<Format, 4> formats = {{
-    {"ipv4", &isIPv4, " is not valid IPv4 address."},
-    {"ipv6", &isIPv6, " is not valid IPv6 address."},
-    {"uri", &isURI, " is not a valid URI."},
-    {"numericString", &isNumericString, " is not valid NumericString format.",
-     Format::OtherKinds::fatal},
-}};
+constexpr std::array<Format, 4> formatsWith(Format::OtherKinds ofNumericString) {
+    return {{
+        {"ipv4", &isIPv4, " is not valid IPv4 address."},
+        {"ipv6", &isIPv6, " is not valid IPv6 address."},
+        {"uri", &isURI, " is not a valid URI."},
+        {"numericString", &isNumericString, " is not valid NumericString format.", ofNumericString},
+    }};
+}
+
+constexpr auto standard = formatsWith(Format::OtherKinds::fatal);
+constexpr auto refusing = formatsWith(Format::OtherKinds::refused);
+constexpr auto stopping = formatsWith(Format::OtherKinds::stopping);
 
 }  // namespace
 
 std::span<const Format> standardFormats() noexcept {
-    return formats;
+    return standard;
+}
+
+std::span<const Format> refusingFormats() noexcept {
+    return refusing;
+}
+
+std::span<const Format> stoppingFormats() noexcept {
+    return stopping;
 }
 
 }  // namespace zentara

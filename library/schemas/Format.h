@@ -34,4 +34,8 @@ inline constexpr std::string_view stoppedByFormat =
 /// properties that can only hold strings: any other value is fatal.
 [[nodiscard]] std::span<const Format> standardFormats() noexcept;
 
+// For tools: the same formats, except that "numericString" treats other values like this.
+[[nodiscard]] std::span<const Format> refusingFormats() noexcept;
+[[nodiscard]] std::span<const Format> stoppingFormats() noexcept;
+
 }  // namespace zentara

@@ -1,62 +1,22 @@
 #include "schemas/SchemaCompiler.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
 #include <utility>
 
 #include "json/JSONText.h"
+#include "schemas/KeywordValues.h"
 #include "schemas/Keywords.h"
 #include "schemas/Schema.h"
-#include "support/ASCII.h"
-#include "text/Unicode.h"
 
 namespace zentara {
 
 namespace {
 
-constexpr std::array<std::uint16_t, typeNames.size()> kindsOfTypes = {
-    kinds::object, kinds::array,   kinds::string, kinds::integer,
-    kinds::number, kinds::boolean, kinds::null};
-
-bool isTrue(const JSONValue* value) noexcept {
-    return value != nullptr && value->ifBoolean() == true;
-}
-
-/// The list when all of its elements are of that kind; else null.
-const JSONArray* listOf(JSONValue::Kind kind, const JSONValue& value) noexcept {
-    const auto* const list = value.ifArray();
-    const auto isOther = [kind](const JSONValue& each) {
-        return each.kind() != kind;
-    };
-    return list == nullptr || std::any_of(list->begin(), list->end(), isOther) ? nullptr : list;
-}
-
-const JSONObject* dictionaryOfObjects(const JSONValue* value) noexcept {
-    const auto* const object = value == nullptr ? nullptr : value->ifObject();
-    const auto isOther = [](const JSONMember& each) {
-        return !each.value().isObject();
-    };
-    return object == nullptr || std::any_of(object->begin(), object->end(), isOther) ? nullptr
-                                                                                     : object;
-}
-
-JSONValue textUnder(const JSONObject& document, std::string_view key) {
-    const auto* const value = document.find(key);
-    return value != nullptr && value->isString() ? JSONValue(*value) : JSONValue();
-}
-
-/// Removes the next component of a path; resets the path after the last component.
-std::string_view takeComponent(std::optional<std::string_view>& path) {
-    const auto component = path->substr(0, path->find('/'));
-    if (component.size() == path->size()) {
-        path.reset();
-    } else {
-        path->remove_prefix(component.size() + 1);
-    }
-    return component;
+JSONValue copyOf(std::optional<std::string_view> text) {
+    return text ? JSONValue(*text) : JSONValue();
 }
 
 }  // namespace
@@ -69,7 +29,7 @@ std::optional<Type> typeNamed(std::string_view name) noexcept {
 
 SchemaCompiler::SchemaCompiler(const JSONObject& document, std::span<const Format> formats,
                                std::shared_ptr<SharedExpressions> expressions)
-    : document_(document), formats_(formats) {
+    : document_(document), formats_(formats), references_(document) {
     result_->expressionsOwner = std::move(expressions);
 }
 
@@ -78,8 +38,8 @@ std::unique_ptr<const SchemaNodes> SchemaCompiler::compile(const JSONObject& sub
     for (Position node = 0; node < schemas_.size(); ++node)
         compileNode(node);
     auto& all = *result_;
-    all.title = textUnder(document_, "title");
-    all.description = textUnder(document_, "description");
+    all.title = copyOf(textOf(document_.find("title")));
+    all.description = copyOf(textOf(document_.find("description")));
     addTypes(document_.find("type"));
     const auto trim = [](auto&... lists) {
         (lists.shrink_to_fit(), ...);
@@ -96,7 +56,7 @@ void SchemaCompiler::addTypes(const JSONValue* declared) {
     };
     if (declared == nullptr) return;
     if (declared->isString()) add(*declared);
-    if (const auto* const names = listOf(JSONValue::Kind::string, *declared))
+    if (const auto* const names = textsOf(declared))
         std::for_each(names->begin(), names->end(), add);
 }
 
@@ -161,10 +121,9 @@ SchemaCompiler::Position SchemaCompiler::nodeOf(const JSONObject& schema) {
 }
 
 SchemaCompiler::Position SchemaCompiler::nodeOfAdditional(Keyword keyword) {
-    const auto* const value = find(keyword);
-    if (value == nullptr) return SchemaNodes::permitted;
-    if (const auto* const schema = value->ifObject()) return nodeOf(*schema);
-    return value->ifBoolean() == false ? SchemaNodes::forbidden : SchemaNodes::permitted;
+    const auto additional = additionalOf(find(keyword));
+    if (additional.schema != nullptr) return nodeOf(*additional.schema);
+    return additional.isForbidden ? SchemaNodes::forbidden : SchemaNodes::permitted;
 }
 
 SchemaCompiler::Position SchemaCompiler::valueOf(const JSONValue& value) {
@@ -193,35 +152,25 @@ void SchemaCompiler::format(const JSONValue& name) {
 }
 
 void SchemaCompiler::type(const JSONValue& type) {
-    if (const auto name = type.ifString()) {
-        const auto known = typeNamed(*name);
-        const auto accepted = known ? kindsOfTypes[static_cast<std::size_t>(*known)] : 0;
-        auto& check = add();
-        check.kinds = static_cast<std::uint16_t>(kinds::all & ~accepted);
-        // Messages take the name of a known type from the list of types.
-        check.count = static_cast<std::uint32_t>(known ? *known : Type{typeNames.size()});
-        if (!known) check.first = valueOf(type);
-        return;
-    }
-    const auto* const names = listOf(JSONValue::Kind::string, type);
-    if (names == nullptr) {
+    const auto name = type.ifString();
+    if (!name && textsOf(&type) == nullptr) {
         std::string message = "'";
         appendPrinted(message, type);
         return addFailure(message + "' is not a valid 'type'");
     }
-    unsigned accepted = 0;
-    for (const auto& name : *names) {
-        if (const auto known = typeNamed(*name.ifString()))
-            accepted |= kindsOfTypes[static_cast<std::size_t>(*known)];
-    }
     auto& check = add();
-    check.kinds = static_cast<std::uint16_t>(kinds::all & ~accepted);
-    check.flag = true;
+    check.kinds = static_cast<std::uint16_t>(kinds::all & ~kindsOfType(&type));
+    check.flag = !name;
+    if (!name) return;
+    // Messages take the name of a known type from the list of types.
+    const auto known = typeNamed(*name);
+    check.count = static_cast<std::uint32_t>(known ? *known : Type{typeNames.size()});
+    if (!known) check.first = valueOf(type);
 }
 
 /// "allOf", "anyOf" and "oneOf".
 void SchemaCompiler::schemas(const JSONValue& list) {
-    const auto* const schemas = listOf(JSONValue::Kind::object, list);
+    const auto* const schemas = schemasOf(&list);
     if (schemas == nullptr) return;
     auto& check = add();
     check.first = static_cast<Position>(result_->references.size());
@@ -280,14 +229,14 @@ void SchemaCompiler::items(const JSONValue& schemas) {
         check.first = nodeOf(*schema);
         return;
     }
-    if (listOf(JSONValue::Kind::object, schemas) == nullptr) return;
+    if (schemasOf(&schemas) == nullptr) return;
     this->schemas(schemas);
     // Behind the nodes of the first elements.
     result_->references.push_back(nodeOfAdditional(Keyword::additionalItems));
 }
 
 void SchemaCompiler::required(const JSONValue& names) {
-    if (listOf(JSONValue::Kind::string, names) != nullptr) add().first = valueOf(names);
+    if (textsOf(&names) != nullptr) add().first = valueOf(names);
 }
 
 void SchemaCompiler::addNamedProperties(const JSONObject& schemas, SchemaNodes::Members& members) {
@@ -334,13 +283,13 @@ void SchemaCompiler::properties(const JSONValue& schemas) {
     auto& all = *result_;
     SchemaNodes::Members members{};
     members.first = static_cast<Position>(all.properties.size());
-    if (const auto* const named = dictionaryOfObjects(&schemas)) {
+    if (const auto* const named = namedSchemasOf(&schemas)) {
         addNamedProperties(*named, members);
         takeRequired(members);
     }
     members.firstPattern = static_cast<Position>(result_->expressions.size());
     members.patternNodes = static_cast<Position>(all.references.size());
-    if (const auto* const patterns = dictionaryOfObjects(find(Keyword::patternProperties))) {
+    if (const auto* const patterns = namedSchemasOf(find(Keyword::patternProperties))) {
         members.patternCount = static_cast<std::uint32_t>(patterns->size());
         for (const auto& [pattern, schema] : *patterns) {
             all.expressions.push_back(&all.expressionsOwner->of(pattern));
@@ -361,7 +310,7 @@ void SchemaCompiler::dependencies(const JSONValue& entries) {
     for (const auto& [key, dependency] : *object) {
         if (const auto* const schema = dependency.ifObject()) {
             all.dependencies.push_back({nameOf(key), nodeOf(*schema), false});
-        } else if (listOf(JSONValue::Kind::string, dependency) != nullptr) {
+        } else if (textsOf(&dependency) != nullptr) {
             all.dependencies.push_back({nameOf(key), valueOf(dependency), true});
         }
     }
@@ -371,63 +320,16 @@ void SchemaCompiler::dependencies(const JSONValue& entries) {
 void SchemaCompiler::reference(const JSONValue& reference) {
     const auto text = reference.ifString();
     if (!text) return;
-    const JSONObject* target = nullptr;
-    std::string failure;
-    if (*text == "#") {
-        target = &document_;
-    } else if (const auto path =
-                   text->starts_with("#/") ? percentDecoded(text->substr(2)) : std::nullopt;
-               path && isValidUTF8(*path)) {
-        target = follow(*path, failure);
-    } else {
-        failure = "Remote $ref '" + std::string(*text) + "' is not yet supported";
-    }
-    if (target == nullptr) return addFailure(failure);
+    const auto target = references_.follow(*text);
+    if (target.schema == nullptr) return addFailure(target.failure);
     if (!hasReferences_) {
         hasReferences_ = true;
         for (Position node = 0; node < schemas_.size(); ++node)
             nodes_.emplace(schemas_[node], node);
     }
     auto& check = add();
-    check.first = nodeOf(*target);
+    check.first = nodeOf(*target.schema);
     check.count = valueOf(reference);
-}
-
-const JSONObject* SchemaCompiler::follow(std::string_view path, std::string& failure) {
-    const auto* current = &document_;
-    std::optional<std::string_view> rest = path;
-    while (rest) {
-        const auto component = takeComponent(rest);
-        const auto* const value = current->find(component);
-        current = value == nullptr ? nullptr : value->ifObject();
-        if (value != nullptr && value->isArray() && rest)
-            current = elementNamed(takeComponent(rest), *value->ifArray());
-        if (current == nullptr) {
-            failure = "Reference not found '";
-            failure.append(component).append("' in '").append(path).append("'");
-            return nullptr;
-        }
-    }
-    return current;
-}
-
-/// The element of a list of dictionaries that `component` names; null when it names none.
-const JSONObject* SchemaCompiler::elementNamed(std::string_view component, const JSONArray& array) {
-    // std::from_chars does not read a plus.
-    if (component.starts_with('+') && !component.starts_with("+-")) component.remove_prefix(1);
-    std::int64_t index = 0;
-    const auto* const last = component.data() + component.size();
-    const auto [end, error] = std::from_chars(component.data(), last, index);
-    if (error != std::errc() || end != last || index < 0) return nullptr;
-    const auto position = static_cast<std::size_t>(index);
-    if (position >= array.size()) return nullptr;
-    // Many references may lead through the same long list.
-    const auto [known, isNew] = holdsObjectsOnly_.try_emplace(&array, false);
-    if (isNew) {
-        known->second = std::all_of(array.begin(), array.end(),
-                                    [](const JSONValue& element) { return element.isObject(); });
-    }
-    return known->second ? array[position].ifObject() : nullptr;
 }
 
 }  // namespace zentara

@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "schemas/References.h"
 #include "schemas/SchemaNodes.h"
 
 namespace zentara {
@@ -66,10 +67,6 @@ class SchemaCompiler {
         return found_[static_cast<std::size_t>(keyword)];
     }
 
-    [[nodiscard]] const JSONObject* follow(std::string_view path, std::string& failure);
-    [[nodiscard]] const JSONObject* elementNamed(std::string_view component,
-                                                 const JSONArray& array);
-
     const JSONObject& document_;
     const std::span<const Format> formats_;
     std::unique_ptr<SchemaNodes> result_ = std::make_unique<SchemaNodes>();
@@ -78,7 +75,7 @@ class SchemaCompiler {
     /// The node of each schema. Empty before the first reference: until then the subschemas form a
     /// tree.
     std::unordered_map<const JSONObject*, Position> nodes_;
-    std::unordered_map<const JSONArray*, bool> holdsObjectsOnly_;
+    References references_;
     bool hasReferences_ = false;
 
     std::size_t firstCheck_ = 0;        ///< of the schema that is being compiled

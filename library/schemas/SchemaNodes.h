@@ -69,7 +69,8 @@ inline constexpr std::uint16_t array = of(JSONValue::Kind::array);
 inline constexpr std::uint16_t string = of(JSONValue::Kind::string);
 inline constexpr std::uint16_t integer =
     of(JSONValue::Kind::integer) | of(JSONValue::Kind::unsignedInteger) | hugeDouble;
-inline constexpr std::uint16_t number = integer | of(JSONValue::Kind::number);
+inline constexpr std::uint16_t fraction = of(JSONValue::Kind::number);
+inline constexpr std::uint16_t number = integer | fraction;
 inline constexpr std::uint16_t boolean = of(JSONValue::Kind::boolean);
 inline constexpr std::uint16_t null = of(JSONValue::Kind::null);
 

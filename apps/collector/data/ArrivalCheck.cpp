@@ -86,18 +86,6 @@ class Paths {
 
 }  // namespace
 
-std::span<const Format> arrivalFormats() {
-    static const auto formats = [] {
-        std::vector<Format> copies(standardFormats().begin(), standardFormats().end());
-        for (auto& format : copies) {
-            if (format.otherKinds == Format::OtherKinds::fatal)
-                format.otherKinds = Format::OtherKinds::refused;
-        }
-        return copies;
-    }();
-    return formats;
-}
-
 std::vector<Finding> checkProperties(const JSONValue& properties, const Schema& schema) {
     MessagePlaces places;
     auto messages = schema.validate(properties, &places).errors();

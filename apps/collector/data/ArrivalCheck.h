@@ -1,7 +1,6 @@
 #pragma once
 
 #include <zentara/JSONValue.h>
-#include <span>
 #include <vector>
 
 #include "collector/data/Envelope.h"
@@ -9,14 +8,9 @@
 
 namespace zentara {
 class Schema;
-struct Format;
 }  // namespace zentara
 
 namespace zentara::collector {
-
-/// The formats of the library, except that "numericString" refuses values that are not strings: in
-/// an application those are fatal.
-[[nodiscard]] std::span<const Format> arrivalFormats();
 
 /// Checks properties against a schema with the library's own engine. Empty when they fit;
 /// otherwise the engine's messages in its order, each with the path of its value. Beyond 1,000

@@ -340,7 +340,8 @@ void SchemaCatalogue::addSchema(File& file, const std::string& place, std::strin
     if (!schema) {
         file.problem = place + ": " + problem;
     } else {
-        file.schema = std::make_shared<const Schema>(std::move(schema->object()), arrivalFormats());
+        file.schema =
+            std::make_shared<const Schema>(std::move(schema->object()), refusingFormats());
     }
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "schemas/Format.h"
+#include "schemas/KeywordValues.h"
 #include "schemas/Schema.h"
 #include "schemas/check/DocumentCheck.h"
 #include "schemas/check/Phrases.h"
@@ -19,10 +20,6 @@ using Kinds = std::uint16_t;
 
 /// Integers up to here are exact as doubles.
 constexpr double largestExact = 0x1p53;
-
-constexpr std::array<Kinds, typeNames.size()> kindsOfTypes = {
-    kinds::object, kinds::array,   kinds::string, kinds::integer,
-    kinds::number, kinds::boolean, kinds::null};
 
 /// The kinds of values that equal a listed value: the engine compares numbers by their value, and
 /// true and false as 1 and 0.
@@ -71,26 +68,6 @@ std::string Checker::pointer(std::string_view keyword) const {
 
 std::string Checker::pointer(std::string_view keyword, std::string_view component) const {
     return graph_.pointer(node_, {keyword, component});
-}
-
-std::optional<std::int64_t> Checker::integer(std::string_view keyword) const {
-    const auto* const value = find(keyword);
-    return value == nullptr ? std::nullopt : value->asInteger();
-}
-
-std::optional<double> Checker::number(std::string_view keyword) const {
-    const auto* const value = find(keyword);
-    return value == nullptr ? std::nullopt : value->asDouble();
-}
-
-bool Checker::isTrue(std::string_view keyword) const {
-    const auto* const value = find(keyword);
-    return value != nullptr && value->ifBoolean() == true;
-}
-
-bool Checker::isFalse(std::string_view keyword) const {
-    const auto* const value = find(keyword);
-    return value != nullptr && value->ifBoolean() == false;
 }
 
 void Checker::addFault(RuleName rule, std::string pointer, Kinds kinds, std::string reason,
@@ -177,21 +154,16 @@ void Checker::checkType() {
                                      "boolean or null, or leave out the type.")
                                : "Write " + quoted(nearest) + '.';
     };
-    Kinds accepted = 0;
     if (const auto name = type->ifString()) {
-        const auto known = typeNamed(*name);
-        if (known) accepted = kindsOfTypes[static_cast<std::size_t>(*known)];
-        if (!known) {
+        if (!typeNamed(*name)) {
             addFault(RuleName::unknownType, pointer("type"), kinds::all,
                      "No value is of type " + quoted(*name) + ", so every value is refused.",
                      advise(*name));
         }
-    } else if (const auto* const names = listOf(JSONValue::Kind::string, type)) {
+    } else if (const auto* const names = textsOf(type)) {
         for (std::size_t i = 0; i < names->size(); ++i) {
             const auto each = *(*names)[i].ifString();
-            if (const auto known = typeNamed(each)) {
-                accepted |= kindsOfTypes[static_cast<std::size_t>(*known)];
-            } else {
+            if (!typeNamed(each)) {
                 addFault(RuleName::unknownType, pointer("type", std::to_string(i)), 0,
                          "No value is of type " + quoted(each) + '.', advise(each));
             }
@@ -206,6 +178,7 @@ void Checker::checkType() {
                  "The type is neither a text nor a list of texts, so every value is refused.",
                  "Write the name of a type, or a list of names.");
     }
+    const auto accepted = static_cast<Kinds>(kindsOfType(type));
     own_.accepted = accepted;
     const auto refused = static_cast<Kinds>(kinds::all & ~accepted);
     refuse(refused);
@@ -214,8 +187,7 @@ void Checker::checkType() {
 }
 
 void Checker::checkFormat() {
-    const auto* const format = find("format");
-    const auto name = format == nullptr ? std::nullopt : format->ifString();
+    const auto name = textOf(find("format"));
     if (!name) return;
     const auto formats = standardFormats();
     const auto known = std::find_if(formats.begin(), formats.end(),
@@ -243,12 +215,11 @@ void Checker::checkFormat() {
 }
 
 void Checker::checkReference() {
-    const auto* const reference = find("$ref");
-    const auto text = reference == nullptr ? std::nullopt : reference->ifString();
+    const auto text = textOf(find("$ref"));
     if (!text) return;
-    if (graph_.nodes()[node_].failure != SchemaGraph::noIndex) {
-        const auto& failure = graph_.failure(node_);
-        const bool isRemote = failure.empty();
+    const auto fault = graph_.nodes()[node_].fault;
+    if (fault != SchemaGraph::ReferenceFault::none) {
+        const bool isRemote = fault == SchemaGraph::ReferenceFault::remote;
         const bool isEscaped = text->find('~') != std::string_view::npos;
         const bool isUndecodable = isRemote && text->starts_with("#/");
         addFault(isRemote ? RuleName::remoteReference : RuleName::referenceNotFound,
@@ -434,11 +405,10 @@ void Checker::checkPattern(std::string pointer, std::string_view pattern, Kinds 
 
 void Checker::checkTexts() {
     checkPair("minLength", "maxLength", kinds::string, "text");
-    const auto* const pattern = find("pattern");
-    if (pattern == nullptr || !pattern->isString()) return;
+    const auto pattern = textOf(find("pattern"));
+    if (!pattern) return;
     mayRefuse(kinds::string);
-    if (accepts(kinds::string))
-        checkPattern(pointer("pattern"), *pattern->ifString(), kinds::string);
+    if (accepts(kinds::string)) checkPattern(pointer("pattern"), *pattern, kinds::string);
 }
 
 void Checker::checkNumbers() {
@@ -486,7 +456,7 @@ void Checker::checkIntegers(double lowest, double highest) {
 void Checker::checkArrays() {
     checkPair("minItems", "maxItems", kinds::array, "array");
     const auto* const items = find("items");
-    const auto* const list = listOf(JSONValue::Kind::object, items);
+    const auto* const list = schemasOf(items);
     if (isTrue("uniqueItems") || list != nullptr || (items != nullptr && items->isObject()))
         mayRefuse(kinds::array);
     if (!accepts(kinds::array)) return;
@@ -522,13 +492,13 @@ void Checker::checkObjects() {
     if (isFalse("additionalProperties") || (additional != nullptr && additional->isObject()))
         mayRefuse(kinds::object);
     if (!accepts(kinds::object)) return;
-    const auto* const patterns = dictionaryOfObjects(find("patternProperties"));
+    const auto* const patterns = namedSchemasOf(find("patternProperties"));
     if (patterns != nullptr) {
         for (const auto& [pattern, schema] : *patterns)
             checkPattern(pointer("patternProperties", pattern), pattern, kinds::object);
     }
     checkRequired();
-    const auto* const properties = dictionaryOfObjects(find("properties"));
+    const auto* const properties = namedSchemasOf(find("properties"));
     const auto possible = properties == nullptr ? 0 : properties->size();
     const auto least = integer("minProperties").value_or(0);
     if (isFalse("additionalProperties") && (patterns == nullptr || patterns->empty()) &&
@@ -541,7 +511,7 @@ void Checker::checkObjects() {
 }
 
 void Checker::checkRequired() {
-    const auto* const required = listOf(JSONValue::Kind::string, find("required"));
+    const auto* const required = textsOf(find("required"));
     if (required == nullptr) return;
     const auto most = integer("maxProperties");
     std::unordered_set<std::string_view> names;
@@ -554,8 +524,8 @@ void Checker::checkRequired() {
                  "Raise the bound, or require fewer properties.");
     }
     if (!isFalse("additionalProperties")) return;
-    const auto* const properties = dictionaryOfObjects(find("properties"));
-    const auto* const patterns = dictionaryOfObjects(find("patternProperties"));
+    const auto* const properties = namedSchemasOf(find("properties"));
+    const auto* const patterns = namedSchemasOf(find("patternProperties"));
     const auto isPermitted = [&](std::string_view name) {
         if (properties != nullptr && properties->contains(name)) return true;
         return patterns != nullptr &&

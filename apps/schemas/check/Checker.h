@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "schemas/KeywordValues.h"
 #include "schemas/check/FindingList.h"
 #include "schemas/check/PatternExaminer.h"
 #include "schemas/check/SchemaGraph.h"
@@ -60,10 +61,18 @@ class Checker {
     [[nodiscard]] const JSONValue* find(std::string_view keyword) const {
         return schema_->find(keyword);
     }
-    [[nodiscard]] std::optional<std::int64_t> integer(std::string_view keyword) const;
-    [[nodiscard]] std::optional<double> number(std::string_view keyword) const;
-    [[nodiscard]] bool isTrue(std::string_view keyword) const;
-    [[nodiscard]] bool isFalse(std::string_view keyword) const;
+    [[nodiscard]] std::optional<std::int64_t> integer(std::string_view keyword) const {
+        return integerOf(find(keyword));
+    }
+    [[nodiscard]] std::optional<double> number(std::string_view keyword) const {
+        return numberOf(find(keyword));
+    }
+    [[nodiscard]] bool isTrue(std::string_view keyword) const {
+        return zentara::isTrue(find(keyword));
+    }
+    [[nodiscard]] bool isFalse(std::string_view keyword) const {
+        return additionalOf(find(keyword)).isForbidden;
+    }
     /// Whether values of one of these kinds can be valid.
     [[nodiscard]] bool accepts(Kinds kinds) const noexcept { return (accepted_ & kinds) != 0; }
     [[nodiscard]] std::string pointer() const { return graph_.pointer(node_); }

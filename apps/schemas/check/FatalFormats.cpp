@@ -102,7 +102,7 @@ class Flow {
             if (!isTypeChecked) failed(without(kinds::all, own.accepted));
             isTypeChecked = true;
         };
-        if (graph_.nodes()[node].failure != SchemaGraph::noIndex) failed(kinds::all);
+        if (graph_.nodes()[node].fault != SchemaGraph::ReferenceFault::none) failed(kinds::all);
         for (std::size_t i = 0; i < edges.size();) {
             const auto keyword = edges[i].keyword;
             if (keyword != Keyword::reference) checkType();

@@ -1,33 +1,13 @@
 #include "schemas/check/SchemaGraph.h"
 
 #include <algorithm>
-#include <charconv>
-#include <optional>
 
+#include "schemas/KeywordValues.h"
 #include "schemas/files/SourceMap.h"
-#include "support/ASCII.h"
-#include "text/Unicode.h"
 
 namespace zentara::schemas {
 
-const JSONArray* listOf(JSONValue::Kind kind, const JSONValue* value) noexcept {
-    const auto* const list = value == nullptr ? nullptr : value->ifArray();
-    const auto isOther = [kind](const JSONValue& each) {
-        return each.kind() != kind;
-    };
-    return list == nullptr || std::any_of(list->begin(), list->end(), isOther) ? nullptr : list;
-}
-
-const JSONObject* dictionaryOfObjects(const JSONValue* value) noexcept {
-    const auto* const object = value == nullptr ? nullptr : value->ifObject();
-    const auto isOther = [](const JSONMember& each) {
-        return !each.value().isObject();
-    };
-    return object == nullptr || std::any_of(object->begin(), object->end(), isOther) ? nullptr
-                                                                                     : object;
-}
-
-SchemaGraph::SchemaGraph(const JSONObject& document) : document_(document) {
+SchemaGraph::SchemaGraph(const JSONObject& document) : references_(document) {
     nodeOf({&document, 0});
     for (Position node = 0; node < nodes_.size(); ++node)
         expand(node);
@@ -46,24 +26,22 @@ void SchemaGraph::expand(Position node) {
     const auto& schema = *nodes_[node].schema;
     nodes_[node].firstEdge = static_cast<Position>(edges_.size());
     const auto addOne = [&](Keyword keyword, std::string_view spelling) {
-        const auto* const value = schema.find(spelling);
-        const auto* const child = value == nullptr ? nullptr : value->ifObject();
+        const auto* const child = schemaOf(schema.find(spelling));
         if (child != nullptr) addEdge(keyword, nodeOf({child, node, spelling}));
     };
     const auto addList = [&](Keyword keyword, std::string_view spelling) {
-        const auto* const list = listOf(JSONValue::Kind::object, schema.find(spelling));
+        const auto* const list = schemasOf(schema.find(spelling));
         for (std::uint32_t i = 0; list != nullptr && i < list->size(); ++i)
             addEdge(keyword, nodeOf({(*list)[i].ifObject(), node, spelling, {}, i}));
         return list != nullptr;
     };
     const auto addMembers = [&](std::string_view spelling) {
-        const auto* const members = dictionaryOfObjects(schema.find(spelling));
+        const auto* const members = namedSchemasOf(schema.find(spelling));
         if (members == nullptr) return;
         for (const auto& [name, child] : *members)
             addEdge(Keyword::properties, nodeOf({child.ifObject(), node, spelling, name}));
     };
-    const auto* const reference = schema.find("$ref");
-    if (reference != nullptr && reference->isString()) addReference(node, *reference->ifString());
+    if (const auto reference = textOf(schema.find("$ref"))) addReference(node, *reference);
     addList(Keyword::allOf, "allOf");
     addList(Keyword::anyOf, "anyOf");
     addList(Keyword::oneOf, "oneOf");
@@ -73,9 +51,8 @@ void SchemaGraph::expand(Position node) {
     addMembers("properties");
     addMembers("patternProperties");
     addOne(Keyword::properties, "additionalProperties");
-    const auto* const dependencies = schema.find("dependencies");
-    if (dependencies != nullptr && dependencies->isObject()) {
-        for (const auto& [name, child] : *dependencies->ifObject()) {
+    if (const auto* const dependencies = schemaOf(schema.find("dependencies"))) {
+        for (const auto& [name, child] : *dependencies) {
             if (const auto* const object = child.ifObject())
                 addEdge(Keyword::dependencies, nodeOf({object, node, "dependencies", name}));
         }
@@ -84,65 +61,15 @@ void SchemaGraph::expand(Position node) {
 }
 
 void SchemaGraph::addReference(Position node, std::string_view reference) {
-    if (reference == "#") return addEdge(Keyword::reference, 0);
-    const JSONObject* target = nullptr;
-    std::string failure, pointer;
-    const auto path =
-        reference.starts_with("#/") ? percentDecoded(reference.substr(2)) : std::nullopt;
-    if (path && isValidUTF8(*path)) target = follow(*path, pointer, failure);
-    if (target != nullptr) {
-        const auto found = nodeOf({target, noIndex});
-        if (nodes_[found].parent == noIndex) targets_.try_emplace(found, std::move(pointer));
-        return addEdge(Keyword::reference, found);
+    std::vector<std::string> path;
+    const auto target = references_.follow(reference, &path);
+    if (target.schema == nullptr) {
+        nodes_[node].fault = target.isRemote ? ReferenceFault::remote : ReferenceFault::notFound;
+        return;
     }
-    nodes_[node].failure = static_cast<std::uint32_t>(failures_.size());
-    failures_.push_back(std::move(failure));
-}
-
-const JSONObject* SchemaGraph::follow(std::string_view path, std::string& pointer,
-                                      std::string& failure) {
-    const auto* current = &document_;
-    std::optional<std::string_view> rest = path;
-    const auto take = [&rest] {
-        const auto component = rest->substr(0, rest->find('/'));
-        rest = component.size() == rest->size() ? std::nullopt
-                                                : std::optional(rest->substr(component.size() + 1));
-        return component;
-    };
-    const auto enter = [&pointer](std::string_view component) {
-        if (mayExtend(pointer, component)) pointer = childPointer(pointer, component);
-    };
-    const auto elementNamed = [this, &enter](std::string_view component,
-                                             const JSONArray& list) -> const JSONObject* {
-        if (component.starts_with('+') && !component.starts_with("+-")) component.remove_prefix(1);
-        std::int64_t index = 0;
-        const auto* const last = component.data() + component.size();
-        const auto [end, error] = std::from_chars(component.data(), last, index);
-        if (error != std::errc() || end != last || index < 0) return nullptr;
-        const auto position = static_cast<std::size_t>(index);
-        if (position >= list.size()) return nullptr;
-        const auto [known, isNew] = holdsObjectsOnly_.try_emplace(&list, false);
-        if (isNew) {
-            known->second = std::all_of(list.begin(), list.end(),
-                                        [](const JSONValue& each) { return each.isObject(); });
-        }
-        enter(std::to_string(index));
-        return known->second ? list[position].ifObject() : nullptr;
-    };
-    while (rest) {
-        const auto component = take();
-        const auto* const value = current->find(component);
-        enter(component);
-        current = value == nullptr ? nullptr : value->ifObject();
-        if (value != nullptr && value->isArray() && rest)
-            current = elementNamed(take(), *value->ifArray());
-        if (current == nullptr) {
-            failure = "Reference not found '";
-            failure.append(component).append("' in '").append(path).append("'");
-            return nullptr;
-        }
-    }
-    return current;
+    const auto found = nodeOf({target.schema, noIndex});
+    if (nodes_[found].parent == noIndex) targets_.try_emplace(found, pointerTo(path));
+    addEdge(Keyword::reference, found);
 }
 
 std::string SchemaGraph::pointer(Position node,

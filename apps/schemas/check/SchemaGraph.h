@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "json/JSONValue.h"
+#include "schemas/References.h"
 #include "schemas/SchemaNodes.h"
 
 namespace zentara::schemas {
@@ -29,14 +30,15 @@ class SchemaGraph {
             return keyword != Keyword::items && keyword != Keyword::properties;
         }
     };
+    /// Why a "$ref" has no target.
+    enum class ReferenceFault : std::uint8_t { none, notFound, remote };
     struct Node {
         const JSONObject* schema;
         Position parent;  ///< the node that it was found in
         std::string_view keyword = {}, name = {};
         std::uint32_t index = noIndex;
         Position firstEdge = 0, edgeCount = 0;
-        /// Why the "$ref" has no target, as the engine says it; in `failures()`.
-        std::uint32_t failure = noIndex;
+        ReferenceFault fault = ReferenceFault::none;
     };
     static constexpr std::uint32_t noIndex = 0xFFFF'FFFF;
 
@@ -47,9 +49,6 @@ class SchemaGraph {
     [[nodiscard]] std::span<const Node> nodes() const noexcept { return nodes_; }
     [[nodiscard]] std::span<const Edge> edges(Position node) const noexcept {
         return std::span(edges_).subspan(nodes_[node].firstEdge, nodes_[node].edgeCount);
-    }
-    [[nodiscard]] const std::string& failure(Position node) const noexcept {
-        return failures_[nodes_[node].failure];
     }
     [[nodiscard]] bool contains(const JSONObject& schema) const noexcept {
         return positions_.contains(&schema);
@@ -71,23 +70,15 @@ class SchemaGraph {
     void addEdge(Keyword keyword, Position target) { edges_.push_back({keyword, target}); }
     Position nodeOf(const Node& node);
     void addReference(Position node, std::string_view reference);
-    const JSONObject* follow(std::string_view path, std::string& pointer, std::string& failure);
     void sort();
 
-    const JSONObject& document_;
+    References references_;
     std::vector<Node> nodes_;
     std::vector<Edge> edges_;
-    std::vector<std::string> failures_;
     std::unordered_map<const JSONObject*, Position> positions_;
     std::unordered_map<Position, std::string> targets_;  ///< pointers of what a "$ref" found
-    std::unordered_map<const JSONArray*, bool> holdsObjectsOnly_;
     std::vector<Position> order_;
     std::vector<std::uint32_t> loops_;
 };
-
-/// The list if all of its elements are of that kind; else null.
-[[nodiscard]] const JSONArray* listOf(JSONValue::Kind kind, const JSONValue* value) noexcept;
-/// The object if all of its values are objects; else null.
-[[nodiscard]] const JSONObject* dictionaryOfObjects(const JSONValue* value) noexcept;
 
 }  // namespace zentara::schemas

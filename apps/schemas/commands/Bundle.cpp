@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
-#include <iostream>
 #include <map>
 #include <memory>
 #include <string>
@@ -10,8 +9,8 @@
 #include <vector>
 
 #include "json/JSONText.h"
-#include "schemas/check/Report.h"
 #include "schemas/commands/Commands.h"
+#include "schemas/commands/CommonOptions.h"
 #include "schemas/files/SchemaFile.h"
 #include "schemas/generate/CppNames.h"
 
@@ -38,18 +37,6 @@ struct Options {
     std::string output;
     bool isForced = false;
 };
-
-/// Prints the faults. Whether there are any.
-bool hasFaults(const std::vector<SchemaFile>& schemas) {
-    std::vector<CheckedFile> faulty;
-    for (const auto& schema : schemas) {
-        auto findings = check(schema);
-        std::erase_if(findings, [](const Finding& finding) { return !finding.isFault(); });
-        if (!findings.empty()) faulty.push_back({schema.path, std::move(findings)});
-    }
-    if (!faulty.empty()) std::cerr << textReport(faulty);
-    return !faulty.empty();
-}
 
 /// A number of a schema may be beyond what JSON text can hold.
 void append(std::string& text, const SchemaFile& schema, std::size_t deepest) {
@@ -103,7 +90,7 @@ std::string headerOf(const std::string& table, const std::string& scope) {
 int bundle(const Options& options) {
     static_cast<void>(cppNamespace({.file = "", .scope = options.scope}));
     const auto schemas = readValidSchemas(options.paths);
-    if (!options.isForced && hasFaults(schemas)) return exitFindings;
+    if (!options.isForced && reportFaults(schemas)) return exitFindings;
     // The library reads so many levels, the table and the list among them.
     const bool isCache = options.form == "cache";
     auto table = tableOf(schemas, maximumJSONDepth - (isCache ? 2 : 1));
@@ -120,18 +107,12 @@ void addBundle(CLI::App& app, int& exitCode) {
     auto* const command = app.add_subcommand(
         "bundle", "Writes schemas into one file, for an application or a schemas service.");
     command->footer(details);
-    command->add_option("schemas", options->paths, "Folders of schemas, or single ones")
-        ->type_name("DIR|FILE")
-        ->required();
-    command->add_option("--as", options->form, "table, cache or header")
-        ->type_name("FORM")
-        ->check(CLI::IsMember({"table", "cache", "header"}).description(""))
-        ->capture_default_str();
+    addSchemas(*command, options->paths);
+    addChoice(*command, "--as", options->form, {"table", "cache", "header"},
+              "table, cache or header");
     command->add_option("--scope", options->scope, "The namespace of a header")
         ->type_name("NAMESPACE");
-    command->add_option("--output", options->output, "Where to write; - for standard output")
-        ->type_name("FILE")
-        ->required();
+    addOutput(*command, options->output);
     command->add_flag("--force", options->isForced, "Also with faults, as check reports them");
     command->callback([options, &exitCode] { exitCode = bundle(*options); });
 }

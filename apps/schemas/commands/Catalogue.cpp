@@ -7,7 +7,7 @@
 #include "schemas/catalogue/Html.h"
 #include "schemas/catalogue/Markdown.h"
 #include "schemas/commands/Commands.h"
-#include "support/ASCII.h"
+#include "schemas/commands/CommonOptions.h"
 
 namespace zentara::schemas {
 
@@ -33,17 +33,7 @@ struct Options {
 };
 
 std::string checkScope(const std::string& text) {
-    bool mayBeDigit = false;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const bool isSeparator =
-            mayBeDigit && at + 2 < text.size() && text.compare(at, 2, "::") == 0;
-        if (isSeparator) ++at;
-        const bool isPart =
-            isLetter(text[at]) || text[at] == '_' || (mayBeDigit && isDigit(text[at]));
-        if (!isSeparator && !isPart) return text + " is no name such as shop::events";
-        mayBeDigit = !isSeparator;
-    }
-    return "";
+    return text.empty() || isScope(text) ? "" : text + " is no name such as shop::events";
 }
 
 void write(const Options& options) {
@@ -66,16 +56,9 @@ void addCatalogue(CLI::App& app, int& exitCode) {
         "catalogue", "Write a page of all events: properties, rules, examples, calls, history");
     auto options = std::make_shared<Options>();
     command->footer(details);
-    command->add_option("schemas", options->paths, "Files {id}-{version}.json, or folders of them")
-        ->type_name("FILE|DIR")
-        ->required();
-    command->add_option("--output", options->output, "The file to write; - for standard output")
-        ->type_name("FILE")
-        ->required();
-    command->add_option("--format", options->format, "html or markdown")
-        ->type_name("FORMAT")
-        ->check(CLI::IsMember({"html", "markdown"}).description(""))
-        ->capture_default_str();
+    addSchemas(*command, options->paths);
+    addOutput(*command, options->output);
+    addChoice(*command, "--format", options->format, {"html", "markdown"}, "html or markdown");
     command->add_option("--title", options->title, "What the page is called")
         ->type_name("TEXT")
         ->capture_default_str();

@@ -7,6 +7,7 @@
 
 #include "schemas/check/Report.h"
 #include "schemas/commands/Commands.h"
+#include "schemas/commands/CommonOptions.h"
 #include "schemas/files/SchemaFile.h"
 
 namespace zentara::schemas {
@@ -49,19 +50,11 @@ void addCheck(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<CheckOptions>();
     auto& command = *app.add_subcommand("check", "Tells what the engine will make of schemas");
     command.footer(details);
-    command
-        .add_option("schemas", options->paths,
-                    "Schemas, and folders of schemas ({id}-{version}.json)")
-        ->type_name("FILE|DIR")
-        ->required();
+    addSchemas(command, options->paths);
     command.add_flag("--strict", options->isStrict, "Exit with 1 for warnings, too");
-    command.add_option("--format", options->format, "text, json or sarif (2.1.0)")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"text", "json", "sarif"}).description(""))
-        ->capture_default_str();
-    command.add_option("--output", options->output, "Where the report goes; - is standard output")
-        ->type_name("FILE")
-        ->capture_default_str();
+    addChoice(command, "--format", options->format, {"text", "json", "sarif"},
+              "text, json or sarif (2.1.0)");
+    addOutput(command, options->output);
     command.callback([options, &exitCode] { exitCode = runCheck(*options); });
 }
 

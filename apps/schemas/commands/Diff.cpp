@@ -11,9 +11,9 @@
 
 #include "schemas/Schema.h"
 #include "schemas/commands/Commands.h"
+#include "schemas/commands/CommonOptions.h"
 #include "schemas/diff/Comparison.h"
 #include "schemas/files/SchemaFile.h"
-#include "schemas/values/SafeFormats.h"
 #include "text/Unicode.h"
 
 namespace zentara::schemas {
@@ -136,7 +136,7 @@ void judge(Report& report, const Options& options) {
 
 /// The first message of the engine about the value.
 std::string messageAbout(const JSONValue& value, const JSONObject& document) {
-    const auto messages = Schema(JSONObject(document), safeFormats()).validate(value).errors();
+    const auto messages = Schema(JSONObject(document), stoppingFormats()).validate(value).errors();
     return messages && !messages->empty() ? messages->front() : "";
 }
 
@@ -243,10 +243,7 @@ void addDiff(CLI::App& app, int& exitCode) {
     command->add_option("NEW", options->after, "The schemas after the change")
         ->type_name("FILE|DIR")
         ->required();
-    command->add_option("--format", options->format, "text or json")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"text", "json"}).description(""))
-        ->capture_default_str();
+    addChoice(*command, "--format", options->format, {"text", "json"}, "text or json");
     command->add_flag("--gate", options->isGate, "Refuse what breaks senders of events");
     command
         ->add_flag("--allow-unknown", options->allowsUnknown,

@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <span>
 #include <string>
@@ -9,13 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "schemas/check/Check.h"
-#include "schemas/check/Report.h"
 #include "schemas/commands/Commands.h"
+#include "schemas/commands/CommonOptions.h"
 #include "schemas/files/SchemaFile.h"
 #include "schemas/generate/Generators.h"
 #include "schemas/types/EventType.h"
-#include "support/ASCII.h"
 
 namespace zentara::schemas {
 
@@ -54,52 +51,21 @@ constexpr Language languages[] = {
     {"python", generatePython},
 };
 
-bool isIdentifier(std::string_view text) {
-    const auto isPart = [](char character) {
-        return isLetter(character) || isDigit(character) || character == '_';
-    };
-    return !text.empty() && !isDigit(text.front()) && std::all_of(text.begin(), text.end(), isPart);
-}
-
-/// The identifiers between "::".
-std::vector<std::string> partsOf(std::string_view scope) {
-    std::vector<std::string> parts;
-    for (auto end = scope.find("::"); end != std::string_view::npos; end = scope.find("::")) {
-        parts.emplace_back(scope.substr(0, end));
-        scope.remove_prefix(end + 2);
-    }
-    parts.emplace_back(scope);
-    return parts;
-}
-
 /// The scope as the generator of the language takes it.
 std::string scopeIn(const std::string& language, const std::string& scope) {
     if (language == "python" && !scope.empty())
         throw CommandError("--scope: a module of Python has no scope; --name names it");
     if (scope.empty()) return language == "cpp" ? "events" : "";
-    const auto parts = partsOf(scope);
-    const bool mayHaveParts = language != "objc" || parts.size() == 1;
-    if (!mayHaveParts || !std::all_of(parts.begin(), parts.end(), isIdentifier)) {
+    if (language == "objc" ? !isIdentifier(scope) : !isScope(scope)) {
         throw CommandError(
             "--scope: " + scope + " is no " +
             (language == "objc" ? "prefix such as SHP" : "name such as shop::events"));
     }
     if (language != "c") return scope;
     std::string prefix;
-    for (const auto& part : parts)
+    for (const auto& part : partsOf(scope))
         prefix += part + (part.ends_with('_') ? "" : "_");
     return prefix;
-}
-
-/// The reports of those schemas that have faults.
-std::vector<CheckedFile> faultsIn(const std::vector<std::string>& paths) {
-    std::vector<CheckedFile> faulty;
-    for (const auto& schema : readSchemas(paths)) {
-        auto findings = check(schema);
-        std::erase_if(findings, [](const Finding& each) { return !each.isFault(); });
-        if (!findings.empty()) faulty.push_back({schema.path, std::move(findings)});
-    }
-    return faulty;
 }
 
 int run(Options options) {
@@ -107,10 +73,7 @@ int run(Options options) {
     if (!isIdentifier(names.file))
         throw CommandError("--name: " + names.file + " is no identifier");
     names.scope = scopeIn(options.language, names.scope);
-    if (const auto faulty = faultsIn(options.schemas); !faulty.empty()) {
-        std::cerr << textReport(faulty);
-        return exitFindings;
-    }
+    if (reportFaults(readSchemas(options.schemas))) return exitFindings;
     const auto schemas = readValidSchemas(options.schemas);
     const auto events = eventTypesOf(schemas);
     const auto* const language =
@@ -142,11 +105,7 @@ void addGenerate(CLI::App& app, int& exitCode) {
         ->type_name("LANGUAGE")
         ->check(CLI::IsMember(known).description(""))
         ->required();
-    command
-        ->add_option("--schemas", options->schemas,
-                     "Schemas, {id}-{version}.json, and folders of them")
-        ->type_name("FILE|DIR")
-        ->required();
+    addSchemas(*command, options->schemas, "--schemas");
     command
         ->add_option("--output-dir", options->outputFolder,
                      "Where the files are written; made if need be")

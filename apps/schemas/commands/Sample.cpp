@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "schemas/commands/Commands.h"
+#include "schemas/commands/CommonOptions.h"
 #include "schemas/files/SchemaFile.h"
 #include "schemas/values/Random.h"
 #include "schemas/values/Sampler.h"
@@ -82,9 +83,7 @@ void addSample(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     auto* const command = app.add_subcommand("sample", "Writes sample events for zentara-track.");
     command->footer(details);
-    command->add_option("schemas", options->paths, "Schemas, and folders of them")
-        ->type_name("FILE|DIR")
-        ->required();
+    addSchemas(*command, options->paths);
     command->add_option("--count", options->count, "Events per schema")
         ->type_name("N")
         ->check(CLI::Range(1, 1'000'000).description(""))
@@ -93,9 +92,7 @@ void addSample(CLI::App& app, int& exitCode) {
         ->type_name("N")
         ->capture_default_str();
     command->add_flag("--invalid", options->isInvalid, "Events with one fault each");
-    command->add_option("--output", options->output, "Where to write; - for standard output")
-        ->type_name("FILE")
-        ->capture_default_str();
+    addOutput(*command, options->output);
     command->callback([options, &exitCode] { exitCode = sample(*options); });
 }
 

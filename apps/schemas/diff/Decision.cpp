@@ -1,4 +1,5 @@
 #include "schemas/diff/Decision.h"
+#include "schemas/KeywordValues.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,10 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "schemas/KeywordValues.h"
 #include "schemas/Schema.h"
 #include "schemas/diff/Document.h"
 #include "schemas/diff/Inclusion.h"
-#include "schemas/values/SafeFormats.h"
 #include "support/ASCII.h"
 #include "support/WorkLimits.h"
 #include "text/RegularExpression.h"
@@ -60,24 +61,24 @@ class BoundValues {
                 addSizes(*size, std::string_view(keyword).substr(3));
         }
         if (const auto* const names = textsOf(schema.find("required"))) addObjects(*names);
-        if (const auto* const dependencies = schemaOf(schema, "dependencies")) {
+        if (const auto* const dependencies = schemaOf(schema.find("dependencies"))) {
             for (const auto& [key, dependency] : *dependencies) {
                 auto names = textsOf(&dependency) == nullptr ? JSONArray() : *textsOf(&dependency);
                 names.push_back(key);
                 addObjects(names);
             }
         }
-        if (const auto reference = textOf(schema, "$ref")) {
+        if (const auto reference = textOf(schema.find("$ref"))) {
             if (const auto* const target = document.target(*reference))
                 add(document, *target, depth + 1);
         }
         for (const auto* const keyword : {"allOf", "anyOf", "oneOf"}) {
-            const auto* const list = listOf(schema, keyword);
+            const auto* const list = schemasOf(schema.find(keyword));
             if (list == nullptr || list->size() > mostVaried) continue;
             for (const auto& each : *list)
                 add(document, *each.ifObject(), depth + 1);
         }
-        if (const auto* const excluded = schemaOf(schema, "not"))
+        if (const auto* const excluded = schemaOf(schema.find("not")))
             add(document, *excluded, depth + 1);
     }
 
@@ -137,8 +138,8 @@ class BoundValues {
 class Refutation {
   public:
     Refutation(const JSONObject& accepting, const JSONObject& refusing, const Search& search)
-        : accepting_(JSONObject(accepting), safeFormats()),
-          refusing_(JSONObject(refusing), safeFormats()),
+        : accepting_(JSONObject(accepting), stoppingFormats()),
+          refusing_(JSONObject(refusing), stoppingFormats()),
           search_(search) {}
 
     [[nodiscard]] std::optional<JSONValue> find(bool isForOld, const JSONObject& accepting,
@@ -269,8 +270,8 @@ void collectPatterns(const JSONValue& value, std::set<std::string_view>& pattern
 
 // NOLINTNEXTLINE(misc-no-recursion)
 void collectPatterns(const JSONObject& schema, std::set<std::string_view>& patterns) {
-    if (const auto pattern = textOf(schema, "pattern")) patterns.insert(*pattern);
-    if (const auto* const table = tableOf(schema, "patternProperties")) {
+    if (const auto pattern = textOf(schema.find("pattern"))) patterns.insert(*pattern);
+    if (const auto* const table = namedSchemasOf(schema.find("patternProperties"))) {
         for (const auto& each : *table)
             patterns.insert(each.key());
     }

@@ -1,14 +1,10 @@
 #include "schemas/diff/Document.h"
 
-#include <algorithm>
-#include <charconv>
-#include <cstdint>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
-#include "support/ASCII.h"
-#include "text/Unicode.h"
+#include "schemas/KeywordValues.h"
 
 namespace zentara::schemas::diff {
 
@@ -17,17 +13,18 @@ namespace {
 /// Calls `visit(subschema, isSameValue)` for each subschema and for where `$ref` leads.
 template <typename Visit>
 void forEachSubschema(const Document& document, const JSONObject& schema, const Visit& visit) {
-    if (const auto reference = textOf(schema, "$ref")) {
+    if (const auto reference = textOf(schema.find("$ref"))) {
         if (const auto* const target = document.target(*reference)) visit(*target, true);
     }
     for (const auto* const keyword : {"allOf", "anyOf", "oneOf", "items"}) {
-        if (const auto* const list = listOf(schema, keyword)) {
+        if (const auto* const list = schemasOf(schema.find(keyword))) {
             for (const auto& each : *list)
                 visit(*each.ifObject(), *keyword != 'i');
         }
     }
     for (const auto* const keyword : {"not", "items", "additionalItems", "additionalProperties"}) {
-        if (const auto* const inner = schemaOf(schema, keyword)) visit(*inner, *keyword == 'n');
+        if (const auto* const inner = schemaOf(schema.find(keyword)))
+            visit(*inner, *keyword == 'n');
     }
     for (const auto* const keyword : {"properties", "patternProperties", "dependencies"}) {
         const auto* const value = schema.find(keyword);
@@ -39,94 +36,7 @@ void forEachSubschema(const Document& document, const JSONObject& schema, const 
     }
 }
 
-const JSONObject* elementNamed(std::string_view component, const JSONArray& list) {
-    if (component.starts_with('+') && !component.starts_with("+-")) component.remove_prefix(1);
-    std::int64_t index = 0;
-    const auto* const last = component.data() + component.size();
-    const auto [end, error] = std::from_chars(component.data(), last, index);
-    if (error != std::errc() || end != last || index < 0) return nullptr;
-    const auto position = static_cast<std::size_t>(index);
-    const auto isObject = [](const JSONValue& each) {
-        return each.isObject();
-    };
-    return position < list.size() && std::all_of(list.begin(), list.end(), isObject)
-               ? list[position].ifObject()
-               : nullptr;
-}
-
 }  // namespace
-
-std::optional<std::string_view> textOf(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    return value == nullptr ? std::nullopt : value->ifString();
-}
-
-bool isTrue(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    return value != nullptr && value->ifBoolean() == true;
-}
-
-const JSONObject* schemaOf(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    return value == nullptr ? nullptr : value->ifObject();
-}
-
-const JSONArray* listOf(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    const auto* const list = value == nullptr ? nullptr : value->ifArray();
-    const auto isObject = [](const JSONValue& each) {
-        return each.isObject();
-    };
-    return list != nullptr && std::all_of(list->begin(), list->end(), isObject) ? list : nullptr;
-}
-
-const JSONObject* tableOf(const JSONObject& schema, std::string_view keyword) {
-    const auto* const table = schemaOf(schema, keyword);
-    const auto isObject = [](const JSONMember& each) {
-        return each.value().isObject();
-    };
-    return table != nullptr && std::all_of(table->begin(), table->end(), isObject) ? table
-                                                                                   : nullptr;
-}
-
-const JSONArray* textsOf(const JSONValue* value) {
-    const auto* const list = value == nullptr ? nullptr : value->ifArray();
-    const auto isText = [](const JSONValue& each) {
-        return each.isString();
-    };
-    return list != nullptr && std::all_of(list->begin(), list->end(), isText) ? list : nullptr;
-}
-
-Additional additionalOf(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    if (value == nullptr) return {};
-    return {value->ifBoolean() == false, value->ifObject()};
-}
-
-const JSONObject* Document::target(std::string_view reference) const {
-    if (reference == "#") return &root_;
-    if (!reference.starts_with("#/")) return nullptr;
-    const auto decoded = percentDecoded(reference.substr(2));
-    if (!decoded || !isValidUTF8(*decoded)) return nullptr;
-    std::optional<std::string_view> path = *decoded;
-    const auto takeComponent = [&path] {
-        const auto component = path->substr(0, path->find('/'));
-        if (component.size() == path->size()) {
-            path.reset();
-        } else {
-            path->remove_prefix(component.size() + 1);
-        }
-        return component;
-    };
-    const auto* current = &root_;
-    while (path && current != nullptr) {
-        const auto* const value = current->find(takeComponent());
-        if (value == nullptr) return nullptr;
-        current = value->ifObject();
-        if (value->isArray() && path) current = elementNamed(takeComponent(), *value->ifArray());
-    }
-    return current;
-}
 
 bool Document::mayEndValidation(const JSONObject& schema) const {
     // Most documents have nothing of the kind.
@@ -159,7 +69,8 @@ bool Document::mayEnd(const JSONObject& schema) const {
             ++entry->second.entries;
         });
         reached[current].sameValue = std::move(sameValue);
-        if (++visited_ > mostVisits || textOf(*current, "format") == "numericString") return true;
+        if (++visited_ > mostVisits || textOf(current->find("format")) == "numericString")
+            return true;
     }
     // Without a cycle the schemas can be taken away in their order.
     for (const auto& [each, links] : reached) {

@@ -1,45 +1,27 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
 #include "json/JSONValue.h"
+#include "schemas/References.h"
 
 namespace zentara::schemas::diff {
-
-// The value of a keyword if the engine uses it; nothing, or null, if it is absent or ignored
-// because it is of the wrong kind.
-[[nodiscard]] std::optional<std::string_view> textOf(const JSONObject& schema,
-                                                     std::string_view keyword);
-[[nodiscard]] bool isTrue(const JSONObject& schema, std::string_view keyword);
-[[nodiscard]] const JSONObject* schemaOf(const JSONObject& schema, std::string_view keyword);
-/// A list of schemas.
-[[nodiscard]] const JSONArray* listOf(const JSONObject& schema, std::string_view keyword);
-/// Schemas by names or patterns.
-[[nodiscard]] const JSONObject* tableOf(const JSONObject& schema, std::string_view keyword);
-/// The list when all its elements are texts; else null.
-[[nodiscard]] const JSONArray* textsOf(const JSONValue* value);
-
-/// What is required of the values for which `properties` or `items` have no schema of their own.
-struct Additional {
-    bool isForbidden = false;
-    const JSONObject* schema = nullptr;  ///< null: anything, unless forbidden
-};
-[[nodiscard]] Additional additionalOf(const JSONObject& schema, std::string_view keyword);
 
 /// A schema document and where its references lead.
 class Document {
   public:
     /// The document must outlive this object.
-    explicit Document(const JSONObject& root) : root_(root) {}
+    explicit Document(const JSONObject& root) : root_(root), references_(root) {}
 
     [[nodiscard]] const JSONObject& root() const noexcept { return root_; }
 
     /// The subschema that a reference leads to. Null if the engine refuses every value there.
-    [[nodiscard]] const JSONObject* target(std::string_view reference) const;
+    [[nodiscard]] const JSONObject* target(std::string_view reference) const {
+        return references_.follow(reference).schema;
+    }
 
     /// Whether applying the schema may end the validation as a whole, even inside "anyOf" and
     /// "not": by the format "numericString" or a reference that leads back to itself.
@@ -49,6 +31,7 @@ class Document {
     const JSONObject& root_;
     [[nodiscard]] bool mayEnd(const JSONObject& schema) const;
 
+    mutable References references_;
     mutable std::unordered_map<const JSONObject*, bool> mayEnd_;
     mutable std::size_t visited_ = 0;
 };

@@ -8,7 +8,6 @@
 #include "schemas/Schema.h"
 #include "schemas/SchemaCompiler.h"
 #include "schemas/ValidationRun.h"
-#include "schemas/values/SafeFormats.h"
 
 // The functions call each other as deep as the schemas and the references nest; `holds` bounds it.
 // NOLINTBEGIN(misc-no-recursion)
@@ -33,39 +32,8 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double exactIntegers = 0x1p53;
 
 /// Kinds that a proof may treat separately. Integers are read as doubles beyond 64 bits.
-constexpr unsigned groups[] = {kinds::object,  kinds::array, kinds::string,
-                               kinds::integer, kinds::null,  kinds::of(JSONValue::Kind::number),
-                               kinds::boolean};
-
-unsigned kindsOfType(std::string_view name) {
-    constexpr unsigned of[] = {kinds::object, kinds::array,   kinds::string, kinds::integer,
-                               kinds::number, kinds::boolean, kinds::null};
-    const auto type = typeNamed(name);
-    return type ? of[static_cast<std::size_t>(*type)] : 0;
-}
-
-/// What "type" leaves.
-unsigned kindsOfSchema(const JSONObject& schema) {
-    const auto* const type = schema.find("type");
-    if (type == nullptr) return kinds::all;
-    if (const auto name = type->ifString()) return kindsOfType(*name);
-    unsigned accepted = 0;
-    if (const auto* const names = textsOf(type)) {
-        for (const auto& name : *names)
-            accepted |= kindsOfType(*name.ifString());
-    }
-    return accepted;
-}
-
-std::optional<std::int64_t> integerUnder(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    return value == nullptr ? std::nullopt : value->asInteger();
-}
-
-std::optional<double> numberUnder(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    return value == nullptr ? std::nullopt : value->asDouble();
-}
+constexpr unsigned groups[] = {kinds::object, kinds::array,    kinds::string, kinds::integer,
+                               kinds::null,   kinds::fraction, kinds::boolean};
 
 bool isNumeric(const JSONValue& value) {
     return value.isNumber() || value.isBoolean();
@@ -165,18 +133,19 @@ std::int64_t collectReferences(const JSONObject& schema,
 /// What "type" leaves, in the schema and those that hold with it.
 unsigned possibleKinds(const Document& document, const JSONObject& schema, int depth = 0) {
     constexpr int deepest = 4;
-    auto all = kindsOfSchema(schema);
+    auto all = kindsOfType(schema.find("type"));
     if (depth == deepest) return all;
-    if (const auto reference = textOf(schema, "$ref")) {
+    if (const auto reference = textOf(schema.find("$ref"))) {
         const auto* const target = document.target(*reference);
         all &= target == nullptr ? 0 : possibleKinds(document, *target, depth + 1);
     }
-    if (const auto* const list = listOf(schema, "allOf"); list != nullptr && list->size() < 100) {
+    if (const auto* const list = schemasOf(schema.find("allOf"));
+        list != nullptr && list->size() < 100) {
         for (const auto& each : *list)
             all &= possibleKinds(document, *each.ifObject(), depth + 1);
     }
     for (const auto* const keyword : {"anyOf", "oneOf"}) {
-        const auto* const list = listOf(schema, keyword);
+        const auto* const list = schemasOf(schema.find(keyword));
         if (list == nullptr || list->size() >= 100) continue;
         unsigned any = 0;
         for (const auto& each : *list)
@@ -252,12 +221,13 @@ bool Inclusion::holds(const Conjunction& inner, unsigned kinds, const JSONObject
 }
 
 bool Inclusion::holdsByKeywords(const Conjunction& inner, unsigned kinds, const JSONObject& outer) {
-    if ((kinds & ~kindsOfSchema(outer)) != 0 || !formatHolds(inner, kinds, outer)) return false;
+    if ((kinds & ~kindsOfType(outer.find("type"))) != 0 || !formatHolds(inner, kinds, outer))
+        return false;
     if (const auto* const values = outer.find("enum"); values != nullptr && values->isArray())
         return false;
     if (!numbersHold(inner, kinds, outer) || !sizesHold(inner, kinds, outer)) return false;
     if ((kinds & kinds::string) != 0) {
-        const auto pattern = textOf(outer, "pattern");
+        const auto pattern = textOf(outer.find("pattern"));
         if (pattern && !inner.patterns.contains(*pattern)) return false;
     }
     if ((kinds & kinds::array) != 0 && !itemsHold(inner, outer)) return false;
@@ -269,7 +239,7 @@ bool Inclusion::holdsByKeywords(const Conjunction& inner, unsigned kinds, const 
         }
         if (!membersHold(inner, outer) || !dependenciesHold(inner, outer)) return false;
     }
-    if (const auto reference = textOf(outer, "$ref")) {
+    if (const auto reference = textOf(outer.find("$ref"))) {
         const auto* const target = outer_.target(*reference);
         if (target == nullptr || !holds(inner, kinds, *target)) return false;
     }
@@ -281,7 +251,7 @@ bool Inclusion::holdsByCases(const Conjunction& inner, unsigned kinds, const JSO
     if (inner.split.size() == mostSplits) return false;
     for (const auto* const part : inner.parts) {
         for (const auto* const keyword : {"anyOf", "oneOf"}) {
-            const auto* const list = listOf(*part, keyword);
+            const auto* const list = schemasOf(part->find(keyword));
             if (list == nullptr || list->size() > mostCases || holdsValue(inner.split, list))
                 continue;
             auto split = inner.split;
@@ -313,9 +283,9 @@ bool Inclusion::holdsForValues(const Conjunction& inner, unsigned kinds, const J
 }
 
 bool Inclusion::formatHolds(const Conjunction& inner, unsigned kinds, const JSONObject& outer) {
-    const auto name = textOf(outer, "format");
+    const auto name = textOf(outer.find("format"));
     if (!name) return true;
-    const auto formats = safeFormats();
+    const auto formats = stoppingFormats();
     const auto format = std::find_if(formats.begin(), formats.end(),
                                      [&](const Format& each) { return each.name == *name; });
     if (format == formats.end()) return false;
@@ -327,14 +297,14 @@ bool Inclusion::formatHolds(const Conjunction& inner, unsigned kinds, const JSON
 
 bool Inclusion::combinationsHold(const Conjunction& inner, unsigned kinds,
                                  const JSONObject& outer) {
-    if (const auto* const all = listOf(outer, "allOf")) {
+    if (const auto* const all = schemasOf(outer.find("allOf"))) {
         for (const auto& each : *all) {
             if (!holds(inner, kinds, *each.ifObject())) return false;
         }
     }
-    const auto* const anyOf = listOf(outer, "anyOf");
-    const auto* const oneOf = listOf(outer, "oneOf");
-    const auto* const excluded = schemaOf(outer, "not");
+    const auto* const anyOf = schemasOf(outer.find("anyOf"));
+    const auto* const oneOf = schemasOf(outer.find("oneOf"));
+    const auto* const excluded = schemaOf(outer.find("not"));
     // An alternative that ends the validation refuses the value, whatever the others say.
     const auto mayEnd = [this](const JSONValue& each) {
         return outer_.mayEndValidation(*each.ifObject());
@@ -359,7 +329,7 @@ bool Inclusion::combinationsHold(const Conjunction& inner, unsigned kinds,
 bool Inclusion::oneOfHolds(const Conjunction& inner, unsigned kinds,
                            const JSONArray& alternatives) {
     const auto isEquivalentList = [&](const JSONObject* part) {
-        const auto* const list = listOf(*part, "oneOf");
+        const auto* const list = schemasOf(part->find("oneOf"));
         return list != nullptr &&
                std::equal(list->begin(), list->end(), alternatives.begin(), alternatives.end(),
                           [&](const JSONValue& one, const JSONValue& other) {
@@ -384,7 +354,7 @@ bool Inclusion::oneOfHolds(const Conjunction& inner, unsigned kinds,
 bool Inclusion::notHolds(const Conjunction& inner, unsigned kinds, const JSONObject& excluded) {
     if ((possibleKinds(outer_, excluded) & kinds) == 0) return true;
     return std::any_of(inner.parts.begin(), inner.parts.end(), [&](const JSONObject* part) {
-        const auto* const already = schemaOf(*part, "not");
+        const auto* const already = schemaOf(part->find("not"));
         return already != nullptr && !inner_.mayEndValidation(*already) &&
                reverseHolds(*already, excluded);
     });
@@ -399,19 +369,19 @@ bool Inclusion::numbersHold(const Conjunction& inner, unsigned kinds, const JSON
         const double whole = step > 0 ? std::ceil(bound) : std::floor(bound);
         return std::pair(whole == bound && isOpen ? bound + step : whole, false);
     };
-    if (const auto minimum = numberUnder(outer, "minimum")) {
-        const auto [wanted, isOpen] = closed(*minimum, isTrue(outer, "exclusiveMinimum"), 1);
+    if (const auto minimum = numberOf(outer.find("minimum"))) {
+        const auto [wanted, isOpen] = closed(*minimum, isTrue(outer.find("exclusiveMinimum")), 1);
         const auto [sure, isSureOpen] = closed(inner.lower, inner.isLowerOpen, 1);
         const bool isFree = wanted == -infinity && !isOpen;
         if (!isFree && (sure < wanted || (sure == wanted && isOpen && !isSureOpen))) return false;
     }
-    if (const auto maximum = numberUnder(outer, "maximum")) {
-        const auto [wanted, isOpen] = closed(*maximum, isTrue(outer, "exclusiveMaximum"), -1);
+    if (const auto maximum = numberOf(outer.find("maximum"))) {
+        const auto [wanted, isOpen] = closed(*maximum, isTrue(outer.find("exclusiveMaximum")), -1);
         const auto [sure, isSureOpen] = closed(inner.upper, inner.isUpperOpen, -1);
         const bool isFree = wanted == infinity && !isOpen;
         if (!isFree && (sure > wanted || (sure == wanted && isOpen && !isSureOpen))) return false;
     }
-    const auto unit = numberUnder(outer, "multipleOf");
+    const auto unit = numberOf(outer.find("multipleOf"));
     if (!unit || *unit <= 0) return true;
     // The engine divides doubles, whose rounding may let through what is no multiple.
     if (areIntegers && *unit == 1) return true;
@@ -442,7 +412,7 @@ bool Inclusion::sizesHold(const Conjunction& inner, unsigned kinds, const JSONOb
              {"minProperties", kinds::object, inner.minProperties, true},
              {"maxProperties", kinds::object, inner.maxProperties, false},
          }) {
-        const auto wanted = integerUnder(outer, bound.keyword);
+        const auto wanted = integerOf(outer.find(bound.keyword));
         if ((kinds & bound.kinds) == 0 || !wanted) continue;
         if (bound.isMinimum ? bound.sure < *wanted : bound.sure > *wanted) return false;
     }
@@ -450,12 +420,13 @@ bool Inclusion::sizesHold(const Conjunction& inner, unsigned kinds, const JSONOb
 }
 
 bool Inclusion::itemsHold(const Conjunction& inner, const JSONObject& outer) {
-    if (isTrue(outer, "uniqueItems") && !inner.hasUniqueItems && inner.maxItems > 1) return false;
-    const auto* const positional = listOf(outer, "items");
-    const auto* const all = schemaOf(outer, "items");
+    if (isTrue(outer.find("uniqueItems")) && !inner.hasUniqueItems && inner.maxItems > 1)
+        return false;
+    const auto* const positional = schemasOf(outer.find("items"));
+    const auto* const all = schemaOf(outer.find("items"));
     if (positional == nullptr && all == nullptr) return true;
-    const auto others =
-        positional == nullptr ? Additional{false, all} : additionalOf(outer, "additionalItems");
+    const auto others = positional == nullptr ? Additional{false, all}
+                                              : additionalOf(outer.find("additionalItems"));
     std::size_t positions = positional == nullptr ? 0 : positional->size();
     for (const auto& each : inner.items) {
         if (each.positional != nullptr) positions = std::max(positions, each.positional->size());
@@ -484,8 +455,9 @@ bool Inclusion::itemsHold(const Conjunction& inner, const JSONObject& outer) {
 
 bool Inclusion::membersHold(const Conjunction& inner, const JSONObject& outer) {
     if (!hasMembers(outer)) return true;
-    const Members wanted{tableOf(outer, "properties"), tableOf(outer, "patternProperties"),
-                         additionalOf(outer, "additionalProperties")};
+    const Members wanted{namedSchemasOf(outer.find("properties")),
+                         namedSchemasOf(outer.find("patternProperties")),
+                         additionalOf(outer.find("additionalProperties"))};
     const bool isOpen = !wanted.additional.isForbidden && wanted.additional.schema == nullptr;
     if (wanted.patterns != nullptr) {
         for (const auto& each : *wanted.patterns) {
@@ -581,7 +553,7 @@ bool Inclusion::otherMembersHold(const Conjunction& inner, const Members& outer,
 }
 
 bool Inclusion::dependenciesHold(const Conjunction& inner, const JSONObject& outer) {
-    const auto* const dependencies = schemaOf(outer, "dependencies");
+    const auto* const dependencies = schemaOf(outer.find("dependencies"));
     if (dependencies == nullptr) return true;
     for (const auto& [key, dependency] : *dependencies) {
         const auto* const names = textsOf(&dependency);
@@ -634,22 +606,22 @@ void Inclusion::addPart(Conjunction& all, const JSONObject& part) {
         if (all.parts.size() < mostParts && !holdsValue(all.parts, inner))
             all.parts.push_back(inner);
     };
-    if (const auto reference = textOf(part, "$ref")) {
+    if (const auto reference = textOf(part.find("$ref"))) {
         if (const auto* const target = inner_.target(*reference)) {
             add(target);
         } else {
             all.kinds = 0;
         }
     }
-    if (const auto* const list = listOf(part, "allOf")) {
+    if (const auto* const list = schemasOf(part.find("allOf"))) {
         for (const auto& each : *list)
             add(each.ifObject());
     }
     all.kinds &= possibleKinds(inner_, part);
-    if (const auto* const excluded = schemaOf(part, "not"); excluded != nullptr) {
+    if (const auto* const excluded = schemaOf(part.find("not")); excluded != nullptr) {
         if (excluded->empty()) all.kinds = 0;
         if (excluded->size() == 1 && excluded->contains("type"))
-            all.kinds &= ~kindsOfSchema(*excluded);
+            all.kinds &= ~kindsOfType(excluded->find("type"));
     }
     if (const auto* const values = part.find("enum"); values != nullptr && values->isArray()) {
         const auto& list = *values->ifArray();
@@ -657,8 +629,8 @@ void Inclusion::addPart(Conjunction& all, const JSONObject& part) {
         all.kinds &= kindsOfValues(list);
         if (all.values == nullptr || list.size() < all.values->size()) all.values = &list;
     }
-    if (const auto format = textOf(part, "format")) {
-        const auto formats = safeFormats();
+    if (const auto format = textOf(part.find("format"))) {
+        const auto formats = stoppingFormats();
         const auto found = std::find_if(formats.begin(), formats.end(),
                                         [&](const Format& each) { return each.name == *format; });
         if (found == formats.end()) {
@@ -668,17 +640,17 @@ void Inclusion::addPart(Conjunction& all, const JSONObject& part) {
             if (found->otherKinds != Format::OtherKinds::accepted) all.kinds &= kinds::string;
         }
     }
-    if (const auto pattern = textOf(part, "pattern")) {
+    if (const auto pattern = textOf(part.find("pattern"))) {
         if ((all.kinds & kinds::string) != 0 && !isValidPattern(*pattern))
             all.kinds &= ~unsigned{kinds::string};
         all.patterns.insert(*pattern);
     }
     addBounds(all, part);
-    all.hasUniqueItems = all.hasUniqueItems || isTrue(part, "uniqueItems");
-    if (const auto* const items = schemaOf(part, "items"))
+    all.hasUniqueItems = all.hasUniqueItems || isTrue(part.find("uniqueItems"));
+    if (const auto* const items = schemaOf(part.find("items")))
         all.items.push_back({nullptr, {false, items}});
-    if (const auto* const items = listOf(part, "items")) {
-        all.items.push_back({items, additionalOf(part, "additionalItems")});
+    if (const auto* const items = schemasOf(part.find("items"))) {
+        all.items.push_back({items, additionalOf(part.find("additionalItems"))});
         if (all.items.back().others.isForbidden)
             all.maxItems = std::min(all.maxItems, static_cast<std::int64_t>(items->size()));
     }
@@ -687,8 +659,9 @@ void Inclusion::addPart(Conjunction& all, const JSONObject& part) {
             all.required.insert(*name.ifString());
     }
     if (hasMembers(part)) {
-        Members members{tableOf(part, "properties"), tableOf(part, "patternProperties"),
-                        additionalOf(part, "additionalProperties")};
+        Members members{namedSchemasOf(part.find("properties")),
+                        namedSchemasOf(part.find("patternProperties")),
+                        additionalOf(part.find("additionalProperties"))};
         const bool hasPatterns = members.patterns != nullptr && !members.patterns->empty();
         if (hasPatterns) {
             for (const auto& each : *members.patterns) {
@@ -701,7 +674,7 @@ void Inclusion::addPart(Conjunction& all, const JSONObject& part) {
         }
         all.members.push_back(members);
     }
-    if (const auto* const dependencies = schemaOf(part, "dependencies")) {
+    if (const auto* const dependencies = schemaOf(part.find("dependencies"))) {
         for (const auto& key : all.present) {
             const auto* const dependency = dependencies->find(key);
             if (dependency == nullptr) continue;
@@ -715,25 +688,25 @@ void Inclusion::addPart(Conjunction& all, const JSONObject& part) {
 }
 
 void Inclusion::addBounds(Conjunction& all, const JSONObject& part) {
-    if (const auto minimum = numberUnder(part, "minimum")) {
-        const bool isOpen = isTrue(part, "exclusiveMinimum");
+    if (const auto minimum = numberOf(part.find("minimum"))) {
+        const bool isOpen = isTrue(part.find("exclusiveMinimum"));
         if (*minimum > all.lower) all.isLowerOpen = false;
         if (*minimum >= all.lower) all.isLowerOpen = all.isLowerOpen || isOpen;
         all.lower = std::max(all.lower, *minimum);
     }
-    if (const auto maximum = numberUnder(part, "maximum")) {
-        const bool isOpen = isTrue(part, "exclusiveMaximum");
+    if (const auto maximum = numberOf(part.find("maximum"))) {
+        const bool isOpen = isTrue(part.find("exclusiveMaximum"));
         if (*maximum < all.upper) all.isUpperOpen = false;
         if (*maximum <= all.upper) all.isUpperOpen = all.isUpperOpen || isOpen;
         all.upper = std::min(all.upper, *maximum);
     }
-    const auto unit = numberUnder(part, "multipleOf");
+    const auto unit = numberOf(part.find("multipleOf"));
     if (unit && *unit > 0) all.multiples.push_back(*unit);
     const auto raise = [&part](std::int64_t& bound, std::string_view keyword) {
-        if (const auto integer = integerUnder(part, keyword)) bound = std::max(bound, *integer);
+        if (const auto integer = integerOf(part.find(keyword))) bound = std::max(bound, *integer);
     };
     const auto lower = [&part](std::int64_t& bound, std::string_view keyword) {
-        if (const auto integer = integerUnder(part, keyword)) bound = std::min(bound, *integer);
+        if (const auto integer = integerOf(part.find(keyword))) bound = std::min(bound, *integer);
     };
     raise(all.minLength, "minLength");
     lower(all.maxLength, "maxLength");
@@ -909,7 +882,7 @@ bool Inclusion::accepts(const Document& document, const JSONObject& schema,
         auto whole = transplant.copy(schema);
         transplant.attachTo(whole);
         spend(static_cast<std::int64_t>(transplant.cost()));
-        SchemaCompiler compiler(whole, safeFormats(), std::make_shared<SharedExpressions>());
+        SchemaCompiler compiler(whole, stoppingFormats(), std::make_shared<SharedExpressions>());
         compiled = compiler.compile();
     }
     if (steps_ <= 0) return false;

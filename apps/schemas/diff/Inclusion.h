@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "json/JSONValue.h"
+#include "schemas/KeywordValues.h"
 #include "schemas/Schema.h"
 #include "schemas/SchemaNodes.h"
 #include "schemas/diff/Document.h"

@@ -1,4 +1,5 @@
 #include "schemas/diff/Walk.h"
+#include "schemas/KeywordValues.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -136,7 +137,7 @@ Walk::Place Walk::placeOf(const Document& document, const JSONObject& schema, st
     constexpr std::size_t mostParts = 50;
     Place place{{{&schema, std::move(pointer)}}};
     const Place alone = place;
-    while (const auto reference = textOf(*place.parts.back().schema, "$ref")) {
+    while (const auto reference = textOf(place.parts.back().schema->find("$ref"))) {
         const auto* const target = document.target(*reference);
         if (target == nullptr || place.parts.size() == mostParts) return alone;
         for (const auto& [key, value] : *target) {

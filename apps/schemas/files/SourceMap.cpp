@@ -64,6 +64,15 @@ std::string childPointer(std::string_view pointer, std::string_view component) {
     return child;
 }
 
+std::string pointerTo(std::span<const std::string> path) {
+    std::string pointer;
+    for (const auto& component : path) {
+        if (!mayExtend(pointer, component)) break;
+        pointer = childPointer(pointer, component);
+    }
+    return pointer;
+}
+
 /// Reads a text once, from start to end. No recursion: the open arrays and objects are on a stack.
 class SourceMap::Scanner {
   public:

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,5 +84,8 @@ class SourceMap {
 
 /// `pointer` with another component.
 [[nodiscard]] std::string childPointer(std::string_view pointer, std::string_view component);
+
+/// The pointer with these components; of the nearest value around it if it is long (`mayExtend`).
+[[nodiscard]] std::string pointerTo(std::span<const std::string> path);
 
 }  // namespace zentara::schemas

@@ -5,41 +5,15 @@
 #include <unordered_set>
 #include <utility>
 
-#include "schemas/Schema.h"
-#include "schemas/files/References.h"
 #include "schemas/files/SourceMap.h"
 
 namespace zentara::schemas {
 
 namespace {
 
-bool areObjects(const JSONArray& list) {
-    return std::all_of(list.begin(), list.end(),
-                       [](const JSONValue& each) { return each.isObject(); });
-}
-
-Kinds kindsNamed(std::string_view type) {
-    constexpr Kinds kinds[] = {objectKind,  listKind,    textKind, integerKind,
-                               numberKinds, booleanKind, nullKind};
-    const auto known = typeNamed(type);
-    return known ? kinds[static_cast<std::size_t>(*known)] : 0;
-}
-
-Kinds kindsOfType(const JSONObject& schema) {
-    const auto* const type = schema.find("type");
-    if (type == nullptr) return allKinds;
-    if (type->isString()) return kindsNamed(type->string());
-    Kinds kinds = 0;
-    if (const auto* const names = type->ifArray()) {
-        for (const auto& name : *names)
-            if (name.isString()) kinds |= kindsNamed(name.string());
-    }
-    return kinds;
-}
-
 bool permitsOnlyNull(const JSONObject& schema) {
     const auto* const values = schema.find("enum");
-    return kindsOfType(schema) == nullKind ||
+    return kindsOfType(schema.find("type")) == kinds::null ||
            (values != nullptr && *values == JSONValue(JSONArray{nullptr}));
 }
 
@@ -78,50 +52,20 @@ bool saysMore(const JSONObject& schema) {
 /// false for 0, and 2.0 for 2.
 JSONValue asOneOf(Kinds kinds, const JSONValue& value) {
     const auto integer = value.asInteger();
-    if (value.isBoolean() && (kinds & booleanKind) == 0) return value.boolean() ? 1 : 0;
+    if (value.isBoolean() && (kinds & kinds::boolean) == 0) return value.boolean() ? 1 : 0;
     if (!integer) return value;
-    if ((kinds & numberKinds) == 0 && (*integer == 0 || *integer == 1)) return *integer == 1;
+    if ((kinds & kinds::number) == 0 && (*integer == 0 || *integer == 1)) return *integer == 1;
     return *integer;
 }
 
 }  // namespace
 
-const JSONArray* schemasUnder(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    const auto* const list = value == nullptr ? nullptr : value->ifArray();
-    return list != nullptr && areObjects(*list) ? list : nullptr;
-}
-
-const JSONObject* dictionaryUnder(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    const auto* const object = value == nullptr ? nullptr : value->ifObject();
-    if (object == nullptr) return nullptr;
-    const bool isDictionary = std::all_of(object->begin(), object->end(), [](const auto& member) {
-        return member.value().isObject();
-    });
-    return isDictionary ? object : nullptr;
-}
-
-std::string textUnder(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    return value != nullptr && value->isString() ? std::string(value->string()) : "";
-}
-
-bool isTrue(const JSONObject& schema, std::string_view keyword) {
-    const auto* const value = schema.find(keyword);
-    return value != nullptr && value->ifBoolean() == true;
-}
-
 Kinds kindOf(const JSONValue& value) {
-    if (value.isString()) return textKind;
+    if (!value.isNumber()) return kinds::of(value);
     // The engine takes numbers beyond 64 bits for integers, too.
-    if (value.isNumber())
-        return value.asInteger()                       ? integerKind
-               : std::abs(*value.asDouble()) >= 0x1p63 ? numberKinds
-                                                       : fractionKind;
-    if (value.isBoolean()) return booleanKind;
-    if (value.isNull()) return nullKind;
-    return value.isObject() ? objectKind : listKind;
+    return value.asInteger()                       ? kinds::integer
+           : std::abs(*value.asDouble()) >= 0x1p63 ? kinds::number
+                                                   : kinds::fraction;
 }
 
 std::string DemandFinder::pointerTo(const std::string& outer, std::string_view keyword,
@@ -132,17 +76,18 @@ std::string DemandFinder::pointerTo(const std::string& outer, std::string_view k
 }
 
 void DemandFinder::addReference(const Demand& demand, Demands& found) {
-    const auto reference = textUnder(*demand.schema, "$ref");
-    if (reference.empty()) return;
-    work_.spend(1 + reference.size() / 16);
-    if (auto target = referenceTarget(document_, reference)) {
-        found.push_back(
-            {target->schema, std::move(target->pointer), demand.orNull, std::move(target->name)});
-    }
+    const auto reference = textOf(demand.schema->find("$ref"));
+    if (!reference) return;
+    work_.spend(1 + reference->size() / 16);
+    std::vector<std::string> path;
+    const auto* const target = references_.follow(*reference, &path).schema;
+    if (target == nullptr) return;
+    found.push_back({target, zentara::schemas::pointerTo(path), demand.orNull,
+                     path.empty() ? "" : path.back()});
 }
 
 void DemandFinder::addAllOf(const Demand& demand, Demands& found) {
-    const auto* const schemas = schemasUnder(*demand.schema, "allOf");
+    const auto* const schemas = schemasOf(demand.schema->find("allOf"));
     for (std::size_t i = 0; schemas != nullptr && i < schemas->size(); ++i) {
         found.push_back({(*schemas)[i].ifObject(),
                          pointerTo(demand.pointer, "allOf", std::to_string(i)), demand.orNull, ""});
@@ -152,7 +97,7 @@ void DemandFinder::addAllOf(const Demand& demand, Demands& found) {
 bool DemandFinder::addChoices(const Demand& demand, Demands& found) {
     bool hasSeveral = false;
     for (const auto* const keyword : {"anyOf", "oneOf"}) {
-        const auto* const schemas = schemasUnder(*demand.schema, keyword);
+        const auto* const schemas = schemasOf(demand.schema->find(keyword));
         if (schemas == nullptr) continue;
         work_.spend(schemas->size());
         const auto choice = onlyChoice(*schemas);
@@ -185,9 +130,9 @@ Demands DemandFinder::expand(Demands demands) {
 }
 
 Kinds permittedKinds(const Demands& demands) {
-    Kinds kinds = allKinds;
+    Kinds kinds = kinds::all;
     for (const auto& demand : demands)
-        kinds &= kindsOfType(*demand.schema) | (demand.orNull ? nullKind : 0);
+        kinds &= kindsOfType(demand.schema->find("type")) | (demand.orNull ? kinds::null : 0U);
     return kinds;
 }
 
@@ -208,7 +153,7 @@ std::optional<std::vector<JSONValue>> enumeratedValues(const Demands& demands, K
             work.spend(1 + text.size() / 16);
             if (texts.insert(std::move(text)).second) permitted.push_back(std::move(value));
         }
-        if (!hasNull) kinds &= ~nullKind;
+        if (!hasNull) kinds &= kinds::all & ~kinds::null;
         if (!values) {
             values = std::move(permitted);
         } else {

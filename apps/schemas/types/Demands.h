@@ -7,21 +7,14 @@
 #include <vector>
 
 #include "json/JSONValue.h"
+#include "schemas/KeywordValues.h"
+#include "schemas/References.h"
 #include "schemas/types/Work.h"
 
 namespace zentara::schemas {
 
-/// Kinds of values, a bit each.
+/// Kinds of values, a bit each: `zentara::kinds`.
 using Kinds = unsigned;
-inline constexpr Kinds textKind = 1;
-inline constexpr Kinds integerKind = 2;
-inline constexpr Kinds fractionKind = 4;
-inline constexpr Kinds booleanKind = 8;
-inline constexpr Kinds nullKind = 16;
-inline constexpr Kinds objectKind = 32;
-inline constexpr Kinds listKind = 64;
-inline constexpr Kinds numberKinds = integerKind | fractionKind;
-inline constexpr Kinds allKinds = 127;
 
 /// A schema that a value must meet.
 struct Demand {
@@ -36,7 +29,7 @@ using Demands = std::vector<Demand>;
 /// Finds them. The document must outlive it.
 class DemandFinder {
   public:
-    DemandFinder(const JSONObject& document, Work& work) : document_(document), work_(work) {}
+    DemandFinder(const JSONObject& document, Work& work) : references_(document), work_(work) {}
 
     /// Adds the schemas that references, "allOf" and single choices lead to. Leaves out those that
     /// say no more.
@@ -52,7 +45,7 @@ class DemandFinder {
     /// Returns whether there are choices among several schemas.
     bool addChoices(const Demand& demand, Demands& found);
 
-    const JSONObject& document_;
+    References references_;
     Work& work_;
 };
 
@@ -64,13 +57,12 @@ class DemandFinder {
 [[nodiscard]] std::optional<std::vector<JSONValue>> enumeratedValues(const Demands& demands,
                                                                      Kinds& kinds, Work& work);
 
+/// The kinds of the values that equal it in an enumeration, as far as they are numbers.
 [[nodiscard]] Kinds kindOf(const JSONValue& value);
 
-/// The schemas of a list; nothing if the engine would ignore it.
-[[nodiscard]] const JSONArray* schemasUnder(const JSONObject& schema, std::string_view keyword);
-/// The schemas of a dictionary; nothing if the engine would ignore it.
-[[nodiscard]] const JSONObject* dictionaryUnder(const JSONObject& schema, std::string_view keyword);
-[[nodiscard]] std::string textUnder(const JSONObject& schema, std::string_view keyword);
-[[nodiscard]] bool isTrue(const JSONObject& schema, std::string_view keyword);
+/// Empty if it is no text.
+[[nodiscard]] inline std::string textUnder(const JSONValue* value) {
+    return std::string(textOf(value).value_or(""));
+}
 
 }  // namespace zentara::schemas

@@ -21,11 +21,11 @@ namespace {
 constexpr std::size_t mostLevels = 100;
 
 std::string listed(Kinds kinds) {
-    constexpr std::pair<Kinds, std::string_view> names[] = {{textKind, "texts"},
-                                                            {numberKinds, "numbers"},
-                                                            {booleanKind, "booleans"},
-                                                            {objectKind, "objects"},
-                                                            {listKind, "lists"}};
+    constexpr std::pair<Kinds, std::string_view> names[] = {{kinds::string, "texts"},
+                                                            {kinds::number, "numbers"},
+                                                            {kinds::boolean, "booleans"},
+                                                            {kinds::object, "objects"},
+                                                            {kinds::array, "lists"}};
     std::string text;
     for (const auto& [kind, name] : names) {
         if ((kinds & kind) != 0) text.append(text.empty() ? "" : ", ").append(name);
@@ -45,13 +45,13 @@ class Builder {
         type_.name = *file.name;
         type_.path = file.path;
         type_.words = wordsOf(file.name->id);
-        type_.title = textUnder(document_, "title");
-        type_.description = textUnder(document_, "description");
+        type_.title = textUnder(document_.find("title"));
+        type_.description = textUnder(document_.find("description"));
     }
 
     EventType build() {
         const auto demands = finder_.expand({{&document_, "", false, ""}});
-        if ((permittedKinds(demands) & objectKind) == 0)
+        if ((permittedKinds(demands) & kinds::object) == 0)
             throw CommandError(type_.path +
                                ": the schema permits no object, as the properties of an event are");
         auto root = recordOf(demands, TypeNames::event);
@@ -78,19 +78,19 @@ class Builder {
         if (demands.size() == 1 && !demands.front().definition.empty())
             place = names_.addDefinition(demands.front().definition);
         auto values = enumeratedValues(demands, kinds, work_);
-        const bool isNullable = (kinds & nullKind) != 0;
-        kinds &= ~nullKind;
+        const bool isNullable = (kinds & kinds::null) != 0;
+        kinds &= kinds::all & ~kinds::null;
         ValueType type;
         if (values) {
             type = valueAmong(std::move(*values), demands, place, isNullable);
-        } else if (kinds == objectKind || kinds == listKind) {
+        } else if (kinds == kinds::object || kinds == kinds::array) {
             type = nestedValue(demands, place, kinds);
-        } else if (kinds == textKind || kinds == integerKind || kinds == numberKinds ||
-                   kinds == booleanKind) {
-            type.shape = kinds == textKind      ? Shape::text
-                         : kinds == integerKind ? Shape::integer
-                         : kinds == numberKinds ? Shape::number
-                                                : Shape::boolean;
+        } else if (kinds == kinds::string || kinds == kinds::integer || kinds == kinds::number ||
+                   kinds == kinds::boolean) {
+            type.shape = kinds == kinds::string    ? Shape::text
+                         : kinds == kinds::integer ? Shape::integer
+                         : kinds == kinds::number  ? Shape::number
+                                                   : Shape::boolean;
             for (const auto& demand : demands)
                 addBounds(*demand.schema, type);
         } else {
@@ -108,7 +108,7 @@ class Builder {
             }
         }
         if (kinds == 0) return isNullable ? "Only null is permitted." : "No value is permitted.";
-        if ((kinds | nullKind) == allKinds) return "The schema names no type.";
+        if ((kinds | kinds::null) == kinds::all) return "The schema names no type.";
         return "Several types are permitted: " + listed(kinds) + ".";
     }
 
@@ -119,18 +119,18 @@ class Builder {
             kinds |= kindOf(value);
         ValueType type;
         if (kinds == 0) return json(whyJSON(demands, 0, isNullable));
-        if (kinds == booleanKind) {
+        if (kinds == kinds::boolean) {
             type.shape = Shape::boolean;
-        } else if (kinds == textKind || kinds == integerKind) {
+        } else if (kinds == kinds::string || kinds == kinds::integer) {
             type.shape = Shape::enumeration;
             type.position = addEnumeration(std::move(values), demands, place);
-        } else if ((kinds & ~numberKinds) == 0) {
+        } else if ((kinds | kinds::number) == kinds::number) {
             type.shape = Shape::number;
             for (const auto& demand : demands)
                 addBounds(*demand.schema, type);
         } else {
             type = json("\"enum\" lists values of several types: " + listed(kinds) + ".");
-            if (kinds == objectKind || kinds == listKind)
+            if (kinds == kinds::object || kinds == kinds::array)
                 type.whyJSON = "\"enum\" lists whole " + listed(kinds) + ".";
         }
         return type;
@@ -148,27 +148,27 @@ class Builder {
         if (type.shape == Shape::text) {
             tighten(type.minLength, integer("minLength"), false);
             tighten(type.maxLength, integer("maxLength"), true);
-            const auto pattern = textUnder(schema, "pattern");
+            const auto pattern = textUnder(schema.find("pattern"));
             const auto& all = type.patterns;
             if (!pattern.empty() && std::find(all.begin(), all.end(), pattern) == all.end())
                 type.patterns.push_back(pattern);
-            const auto format = textUnder(schema, "format");
+            const auto format = textUnder(schema.find("format"));
             const auto known = standardFormats();
             if (type.format.empty() &&
                 std::any_of(known.begin(), known.end(),
                             [&](const Format& each) { return each.name == format; }))
                 type.format = format;
         } else if (type.shape == Shape::integer || type.shape == Shape::number) {
-            addRange(number("minimum"), isTrue(schema, "exclusiveMinimum"), false, type.minimum,
-                     type.exclusiveMinimum);
-            addRange(number("maximum"), isTrue(schema, "exclusiveMaximum"), true, type.maximum,
+            addRange(number("minimum"), isTrue(schema.find("exclusiveMinimum")), false,
+                     type.minimum, type.exclusiveMinimum);
+            addRange(number("maximum"), isTrue(schema.find("exclusiveMaximum")), true, type.maximum,
                      type.exclusiveMaximum);
             const auto unit = number("multipleOf");
             if (unit && *unit > 0 && !type.multipleOf) type.multipleOf = unit;
         } else if (type.shape == Shape::list) {
             tighten(type.minItems, integer("minItems"), false);
             tighten(type.maxItems, integer("maxItems"), true);
-            type.uniqueItems = type.uniqueItems || isTrue(schema, "uniqueItems");
+            type.uniqueItems = type.uniqueItems || isTrue(schema.find("uniqueItems"));
         }
     }
 
@@ -192,7 +192,7 @@ class Builder {
             return active_.contains(each.schema);
         });
         if (isRecursive) return json("The schema leads back to itself.");
-        if (kinds == listKind) return listValue(demands, place);
+        if (kinds == kinds::array) return listValue(demands, place);
 
         std::vector<const JSONObject*> key;
         for (const auto& demand : demands)
@@ -223,7 +223,7 @@ class Builder {
             if (items != nullptr && items->isObject()) {
                 elements.push_back(
                     {items->ifObject(), childPointer(demand.pointer, "items"), false, ""});
-            } else if (schemasUnder(*demand.schema, "items") != nullptr) {
+            } else if (schemasOf(demand.schema->find("items")) != nullptr) {
                 return json("The elements of the list have a schema each.");
             }
         }
@@ -253,7 +253,7 @@ class Builder {
         for (const auto* const keyword : {"description", "title"}) {
             for (const auto& demand : demands)
                 if (record.description.empty())
-                    record.description = textUnder(*demand.schema, keyword);
+                    record.description = textUnder(demand.schema->find(keyword));
         }
         addFreedom(demands, record);
 
@@ -268,11 +268,11 @@ class Builder {
                 property.type = json("The schema requires the property and does not describe it.");
                 property.type.isNullable = true;
             } else {
-                property.description = textUnder(*schemas.front().schema, "description");
+                property.description = textUnder(schemas.front().schema->find("description"));
                 const auto inner = finder_.expand(std::move(schemas));
                 for (const auto& demand : inner)
                     if (property.description.empty())
-                        property.description = textUnder(*demand.schema, "description");
+                        property.description = textUnder(demand.schema->find("description"));
                 property.type = valueOf(inner, names_.addProperty(key, place));
             }
             record.properties.push_back(std::move(property));
@@ -296,7 +296,7 @@ class Builder {
             return properties[known->second];
         };
         for (const auto& demand : demands) {
-            const auto* const named = dictionaryUnder(*demand.schema, "properties");
+            const auto* const named = namedSchemasOf(demand.schema->find("properties"));
             if (named == nullptr) continue;
             for (const auto& [key, schema] : *named)
                 add(key).demands.push_back({schema.ifObject(),
@@ -333,7 +333,7 @@ class Builder {
         std::vector<const JSONObject*> closed;
         for (const auto& demand : demands) {
             if (isClosed(*demand.schema) && !demand.schema->contains("patternProperties"))
-                closed.push_back(dictionaryUnder(*demand.schema, "properties"));
+                closed.push_back(namedSchemasOf(demand.schema->find("properties")));
         }
         return closed;
     }
@@ -349,7 +349,7 @@ class Builder {
         record.hasFreeProperties = true;
         record.whyFree = "The schema permits other properties.";
         for (const auto& demand : demands) {
-            const auto* const patterns = dictionaryUnder(*demand.schema, "patternProperties");
+            const auto* const patterns = namedSchemasOf(demand.schema->find("patternProperties"));
             const auto* const others = demand.schema->find("additionalProperties");
             if (patterns != nullptr && !patterns->empty()) {
                 record.whyFree = "The schema permits properties by patterns of their names.";
@@ -397,7 +397,7 @@ class Builder {
         enumeration.values = std::move(values);
         for (const auto& demand : demands) {
             if (enumeration.description.empty() && demand.schema->contains("enum"))
-                enumeration.description = textUnder(*demand.schema, "description");
+                enumeration.description = textUnder(demand.schema->find("description"));
         }
         return addNamed(type_.enumerations, places_.enumerations, knownEnumerations_,
                         std::move(enumeration), place,

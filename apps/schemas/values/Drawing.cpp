@@ -22,24 +22,24 @@ constexpr std::size_t comfortableDepth = 12;
 /// What a schema without a type is about.
 unsigned describedKinds(const Demands& all) {
     constexpr auto hints = std::to_array<std::pair<std::string_view, unsigned>>({
-        {"properties", kind::object},
-        {"required", kind::object},
-        {"patternProperties", kind::object},
-        {"additionalProperties", kind::object},
-        {"minProperties", kind::object},
-        {"maxProperties", kind::object},
-        {"dependencies", kind::object},
-        {"items", kind::array},
-        {"minItems", kind::array},
-        {"maxItems", kind::array},
-        {"uniqueItems", kind::array},
-        {"minLength", kind::text},
-        {"maxLength", kind::text},
-        {"pattern", kind::text},
-        {"format", kind::text},
-        {"minimum", kind::number},
-        {"maximum", kind::number},
-        {"multipleOf", kind::number},
+        {"properties", kinds::object},
+        {"required", kinds::object},
+        {"patternProperties", kinds::object},
+        {"additionalProperties", kinds::object},
+        {"minProperties", kinds::object},
+        {"maxProperties", kinds::object},
+        {"dependencies", kinds::object},
+        {"items", kinds::array},
+        {"minItems", kinds::array},
+        {"maxItems", kinds::array},
+        {"uniqueItems", kinds::array},
+        {"minLength", kinds::string},
+        {"maxLength", kinds::string},
+        {"pattern", kinds::string},
+        {"format", kinds::string},
+        {"minimum", kinds::number},
+        {"maximum", kinds::number},
+        {"multipleOf", kinds::number},
     });
     unsigned described = 0;
     for (const auto* const schema : all)
@@ -87,7 +87,7 @@ Drawn Drawing::draw(unsigned kinds) {
 JSONValue Drawing::drawFor(const Demands& demands, std::string_view name) {
     drawn_ = {};
     budget_ = fewParts;
-    return value(demands, kind::all, {0, 0, seed_, 0, name});
+    return value(demands, kinds::all, {0, 0, seed_, 0, name});
 }
 
 void Drawing::redraw(const Drawn& drawn, const MessagePlaces& refused) {
@@ -146,20 +146,20 @@ Demands Drawing::expanded(Demands demands, Random& random, bool isPleasant) cons
 unsigned Drawing::chosenKind(const Demands& all, unsigned kinds, Random& random,
                              const Context& context, bool isPleasant) const {
     if (const auto described = describedKinds(all) & kinds;
-        described != 0 && (isPleasant || kinds != kind::all || random.chance(75))) {
+        described != 0 && (isPleasant || kinds != kinds::all || random.chance(75))) {
         // Null and others stay possible when the type names them.
-        const bool isNarrowed = isPleasant || kinds == kind::all || random.chance(80);
+        const bool isNarrowed = isPleasant || kinds == kinds::all || random.chance(80);
         if (isNarrowed) kinds = described;
     }
-    constexpr unsigned nested = kind::array | kind::object;
+    constexpr unsigned nested = kinds::array | kinds::object;
     if (context.depth > comfortableDepth && (kinds & ~nested) != 0) kinds &= ~nested;
-    if (isPleasant && kinds == kind::all) return kind::text;
-    constexpr std::array<unsigned, 6> order{kind::object, kind::array,   kind::text,
-                                            kind::number, kind::boolean, kind::null};
+    if (isPleasant && kinds == kinds::all) return kinds::string;
+    constexpr std::array<unsigned, 6> order{kinds::object, kinds::array,   kinds::string,
+                                            kinds::number, kinds::boolean, kinds::null};
     std::vector<unsigned> possible;
     for (const auto each : order)
         if ((kinds & each) != 0) possible.push_back(kinds & each);
-    if (possible.empty()) return kind::null;
+    if (possible.empty()) return kinds::null;
     return isPleasant ? possible.front() : random.oneOf(possible);
 }
 
@@ -177,7 +177,7 @@ std::optional<JSONValue> Drawing::listed(const Demands& all, unsigned kinds, std
         };
         if (isFirst) {
             for (const auto& each : list->array())
-                if ((kind::of(each) & kinds) != 0) candidates.push_back(&each);
+                if ((kinds::of(each) & kinds) != 0) candidates.push_back(&each);
         } else {
             std::erase_if(candidates, [&](const JSONValue* each) { return !isListed(each); });
         }
@@ -194,7 +194,7 @@ std::optional<JSONValue> Drawing::listed(const Demands& all, unsigned kinds, std
             if (example != nullptr && example->isArray() && !example->array().empty())
                 example = &example->array().front();
             if (example == nullptr || example->isArray() || example->isObject()) continue;
-            if ((kind::of(*example) & kinds) != 0) return *example;
+            if ((kinds::of(*example) & kinds) != 0) return *example;
         }
     }
     return std::nullopt;
@@ -212,7 +212,7 @@ JSONValue Drawing::value(Demands demands, unsigned kinds, Context context, std::
 
     auto all = expanded(std::move(demands), random, isPleasant);
     for (const auto* const schema : all)
-        kinds &= index_.kinds(*schema);
+        kinds &= kindsOfType(schema->find("type"));
     const auto place = drawn_.places.size();
     drawn_.places.push_back(
         {context.outer, std::string(context.name), index, context.path, all, kinds});
@@ -221,15 +221,15 @@ JSONValue Drawing::value(Demands demands, unsigned kinds, Context context, std::
 
     const auto chosen = chosenKind(all, kinds, random, context, isPleasant);
     const ScalarDemands scalar{index_, all, context.name, isPleasant};
-    if ((chosen & kind::number) != 0) return drawNumber(scalar, chosen, random);
-    if (chosen == kind::text) return drawText(scalar, random);
-    if (chosen == kind::boolean) return isPleasant || random.chance(50);
-    if (chosen == kind::null) return {};
+    if ((chosen & kinds::number) != 0) return drawNumber(scalar, chosen, random);
+    if (chosen == kinds::string) return drawText(scalar, random);
+    if (chosen == kinds::boolean) return isPleasant || random.chance(50);
+    if (chosen == kinds::null) return {};
 
     const auto opened = open_.size();
     open_.insert(open_.end(), all.begin(), all.end());
-    auto result = chosen == kind::array ? array(all, random, context, isPleasant)
-                                        : object(all, random, context, isPleasant);
+    auto result = chosen == kinds::array ? array(all, random, context, isPleasant)
+                                         : object(all, random, context, isPleasant);
     open_.resize(opened);
     drawn_.places[place].demands = std::move(all);
     return result;
@@ -279,14 +279,14 @@ JSONValue Drawing::array(const Demands& all, Random& random, const Context& cont
         Context inner{context.outer, path, mixed(context.seed, i), context.depth + 1, {}};
         inner.name = context.name;
         const auto places = drawn_.places.size();
-        auto element = value(*demands, kind::all, inner, i);
+        auto element = value(*demands, kinds::all, inner, i);
         for (std::uint64_t attempt = 1; areUnique && attempt < 12; ++attempt) {
             if (std::find(result.begin(), result.end(), element) == result.end()) break;
             drawn_.places.resize(places);
             // Pleasant values repeat themselves.
             const auto style = std::exchange(style_, Style::varied);
             inner.seed = mixed(inner.seed, attempt);
-            element = value(*demands, kind::all, inner, i);
+            element = value(*demands, kinds::all, inner, i);
             style_ = style;
         }
         result.push_back(std::move(element));
@@ -394,7 +394,7 @@ JSONValue Drawing::object(Demands& all, Random& random, const Context& context, 
     for (const auto& name : names(all, random, context, isPleasant)) {
         const auto demands = index_.member(all, name);
         const auto hash = hashOf(name);
-        result.set(name, value(demands.value_or(Demands()), kind::all,
+        result.set(name, value(demands.value_or(Demands()), kinds::all,
                                {context.outer, mixed(context.path, hash), mixed(context.seed, hash),
                                 context.depth + 1, name}));
     }

@@ -24,7 +24,7 @@ struct Place {
     std::size_t index = 0;   ///< of an element
     std::uint64_t path = 0;  ///< identifies the place across drawings
     Demands demands;
-    unsigned kinds = kind::all;
+    unsigned kinds = kinds::all;
 };
 
 struct Drawn {

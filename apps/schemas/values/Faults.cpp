@@ -12,27 +12,27 @@ namespace zentara::schemas {
 namespace {
 
 constexpr auto keywords = std::to_array<std::pair<std::string_view, unsigned>>({
-    {"type", kind::all},
-    {"enum", kind::all},
-    {"not", kind::all},
-    {"anyOf", kind::all},
-    {"oneOf", kind::all},
-    {"format", kind::text},
-    {"pattern", kind::text},
-    {"minLength", kind::text},
-    {"maxLength", kind::text},
-    {"minimum", kind::number},
-    {"maximum", kind::number},
-    {"multipleOf", kind::number},
-    {"minItems", kind::array},
-    {"maxItems", kind::array},
-    {"uniqueItems", kind::array},
-    {"additionalItems", kind::array},
-    {"required", kind::object},
-    {"dependencies", kind::object},
-    {"minProperties", kind::object},
-    {"maxProperties", kind::object},
-    {"additionalProperties", kind::object},
+    {"type", kinds::all},
+    {"enum", kinds::all},
+    {"not", kinds::all},
+    {"anyOf", kinds::all},
+    {"oneOf", kinds::all},
+    {"format", kinds::string},
+    {"pattern", kinds::string},
+    {"minLength", kinds::string},
+    {"maxLength", kinds::string},
+    {"minimum", kinds::number},
+    {"maximum", kinds::number},
+    {"multipleOf", kinds::number},
+    {"minItems", kinds::array},
+    {"maxItems", kinds::array},
+    {"uniqueItems", kinds::array},
+    {"additionalItems", kinds::array},
+    {"required", kinds::object},
+    {"dependencies", kinds::object},
+    {"minProperties", kinds::object},
+    {"maxProperties", kinds::object},
+    {"additionalProperties", kinds::object},
 });
 
 constexpr std::int64_t mostAdded = 2000;
@@ -61,7 +61,7 @@ class Candidates {
         for (const JSONValue& other :
              {JSONValue("text"), JSONValue(7), JSONValue(true), JSONValue(1.5), JSONValue(),
               JSONValue(JSONArray()), JSONValue(JSONObject())})
-            if ((kind::of(other) & place_.kinds) == 0) all_.push_back(other);
+            if ((kinds::of(other) & place_.kinds) == 0) all_.push_back(other);
     }
 
     void unlisted() {
@@ -282,8 +282,8 @@ std::vector<Faults::Target> Faults::targets(const Drawn& drawn, unsigned kinds) 
         for (const auto* const schema : drawn.places[place].demands) {
             for (const auto& [keyword, examined] : keywords) {
                 const auto* const demand = schema->find(keyword);
-                if (demand == nullptr || (kind::of(*part) & examined) == 0) continue;
-                if (place == 0 && kinds == kind::object && keyword == "type") continue;
+                if (demand == nullptr || (kinds::of(*part) & examined) == 0) continue;
+                if (place == 0 && kinds == kinds::object && keyword == "type") continue;
                 if (keyword == "required" && demand->isArray()) {
                     for (const auto& name : demand->array())
                         if (name.isString()) add(place, {schema, keyword, name.string()});
@@ -314,7 +314,7 @@ std::optional<std::pair<JSONValue, std::string>> Faults::breakOne(const Drawn& d
         const auto original = *part;
         for (auto& candidate : Candidates(index_, drawn.places[target.place], original, random)
                                    .of(*schema, keyword, name)) {
-            if (target.place == 0 && (kind::of(candidate) & kinds) == 0) continue;
+            if (target.place == 0 && (kinds::of(candidate) & kinds) == 0) continue;
             *part = std::move(candidate);
             auto verdict = index_.validate(broken);
             if (!verdict.isValid && !verdict.isStopped && verdict.messages.size() == 1)

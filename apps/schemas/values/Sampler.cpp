@@ -12,7 +12,7 @@ struct Sampler::Implementation {
     Implementation(const JSONObject& document, std::uint64_t seed, Values values)
         : index(document),
           random(mixed(seed, 0)),
-          kinds(values == Values::properties ? kind::object : kind::all) {}
+          kinds(values == Values::properties ? kinds::object : kinds::all) {}
 
     SchemaIndex index;
     Random random;
@@ -37,7 +37,7 @@ std::optional<Drawn> Sampler::Implementation::draw(Style style) {
             const auto verdict = index.validate(drawn.value);
             if (verdict.isValid) {
                 // The schema may permit only other kinds.
-                if ((kind::of(drawn.value) & kinds) != 0) return drawn;
+                if ((kinds::of(drawn.value) & kinds) != 0) return drawn;
                 break;
             }
             parts += drawn.places.size();

@@ -274,8 +274,8 @@ bool fits(const ScalarDemands& demands, const std::string& text, SchemaIndex::Bo
 JSONValue drawNumber(const ScalarDemands& demands, unsigned kinds, Random& random) {
     const auto range = rangeOf(demands.all);
     const bool isFraction =
-        (kinds & kind::fraction) != 0 &&
-        ((kinds & kind::integer) == 0 || demands.isPleasant || random.chance(60));
+        (kinds & kinds::fraction) != 0 &&
+        ((kinds & kinds::integer) == 0 || demands.isPleasant || random.chance(60));
     if (!isFraction) {
         const auto multiples = multiplesOf(range, integerUnit(range.unit));
         const auto factor = choose(multiples, range, random, demands.isPleasant);

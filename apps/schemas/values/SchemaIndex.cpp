@@ -2,34 +2,10 @@
 
 #include <algorithm>
 
-#include "schemas/files/References.h"
-#include "schemas/values/SafeFormats.h"
-
 namespace zentara::schemas {
 
-unsigned kind::of(const JSONValue& value) noexcept {
-    switch (value.kind()) {
-        case JSONValue::Kind::null:
-            return null;
-        case JSONValue::Kind::boolean:
-            return boolean;
-        case JSONValue::Kind::integer:
-        case JSONValue::Kind::unsignedInteger:
-            return integer;
-        case JSONValue::Kind::number:
-            return fraction;
-        case JSONValue::Kind::string:
-            return text;
-        case JSONValue::Kind::array:
-            return array;
-        case JSONValue::Kind::object:
-            break;
-    }
-    return object;
-}
-
 SchemaIndex::SchemaIndex(const JSONObject& document)
-    : document_(document), schema_(document, safeFormats()) {}
+    : document_(document), schema_(document, stoppingFormats()), references_(document) {}
 
 SchemaIndex::Verdict SchemaIndex::validate(const JSONValue& value) const {
     Verdict verdict;
@@ -42,83 +18,35 @@ SchemaIndex::Verdict SchemaIndex::validate(const JSONValue& value) const {
 }
 
 const JSONObject* SchemaIndex::target(const JSONObject& schema) const {
-    const auto* const reference = schema.find("$ref");
-    if (reference == nullptr || !reference->isString()) return nullptr;
+    const auto reference = textOf(schema.find("$ref"));
+    if (!reference) return nullptr;
     const auto [known, isNew] = targets_.try_emplace(&schema, nullptr);
-    if (isNew) {
-        if (const auto found = referenceTarget(document_, reference->string()))
-            known->second = found->schema;
-    }
+    if (isNew) known->second = references_.follow(*reference).schema;
     return known->second;
-}
-
-unsigned SchemaIndex::kinds(const JSONObject& schema) const {
-    const auto* const type = schema.find("type");
-    if (type == nullptr) return kind::all;
-    const auto ofName = [](std::string_view name) -> unsigned {
-        const auto known = typeNamed(name);
-        if (!known) return 0;
-        switch (*known) {
-            case Type::Object:
-                return kind::object;
-            case Type::Array:
-                return kind::array;
-            case Type::String:
-                return kind::text;
-            case Type::Integer:
-                return kind::integer;
-            case Type::Number:
-                return kind::number;
-            case Type::Boolean:
-                return kind::boolean;
-            case Type::Null:
-                break;
-        }
-        return kind::null;
-    };
-    if (const auto name = type->ifString()) return ofName(*name);
-    unsigned all = 0;
-    if (const auto* const names = list(schema, "type", JSONValue::Kind::string))
-        for (const auto& name : *names)
-            all |= ofName(name.string());
-    return all;
 }
 
 const JSONObject* SchemaIndex::objects(const JSONObject& schema, std::string_view key) const {
     const auto* const value = schema.find(key);
-    const auto* const object = value == nullptr ? nullptr : value->ifObject();
-    if (object == nullptr) return nullptr;
-    const auto [known, isNew] = areOfKind_.try_emplace(value, true);
-    if (isNew) {
-        known->second = std::all_of(object->begin(), object->end(),
-                                    [](const JSONMember& each) { return each.value().isObject(); });
-    }
-    return known->second ? object : nullptr;
+    const auto [known, isNew] = areOfKind_.try_emplace(value, false);
+    if (isNew) known->second = namedSchemasOf(value) != nullptr;
+    return known->second ? value->ifObject() : nullptr;
 }
 
 const JSONArray* SchemaIndex::list(const JSONObject& schema, std::string_view key,
                                    JSONValue::Kind kind) const {
     const auto* const value = schema.find(key);
-    const auto* const array = value == nullptr ? nullptr : value->ifArray();
-    if (array == nullptr) return nullptr;
     // A keyword is asked for one kind only.
-    const auto [known, isNew] = areOfKind_.try_emplace(value, true);
-    if (isNew) {
-        known->second = std::all_of(array->begin(), array->end(),
-                                    [kind](const JSONValue& each) { return each.kind() == kind; });
-    }
-    return known->second ? array : nullptr;
+    const auto [known, isNew] = areOfKind_.try_emplace(value, false);
+    if (isNew) known->second = listOf(kind, value) != nullptr;
+    return known->second ? value->ifArray() : nullptr;
 }
 
 SchemaIndex::Bounds SchemaIndex::bounds(const Demands& all, std::string_view least,
                                         std::string_view most) {
     Bounds result;
     for (const auto* const schema : all) {
-        const auto* const lower = schema->find(least);
-        const auto* const upper = schema->find(most);
-        if (lower != nullptr) result.least = std::max(result.least, lower->asInteger().value_or(0));
-        if (upper != nullptr)
-            result.most = std::min(result.most, upper->asInteger().value_or(INT64_MAX));
+        result.least = std::max(result.least, integerOf(schema->find(least)).value_or(0));
+        result.most = std::min(result.most, integerOf(schema->find(most)).value_or(INT64_MAX));
     }
     return result;
 }
@@ -136,10 +64,10 @@ std::optional<Demands> SchemaIndex::member(const Demands& all, std::string_view 
         if (const auto* const patterns = objects(*schema, "patternProperties"))
             for (const auto& [text, subschema] : *patterns)
                 if (pattern(text).expression().matches(name)) add(subschema);
-        const auto* const additional = schema->find("additionalProperties");
-        if (isNamed || additional == nullptr) continue;
-        if (additional->ifBoolean() == false) return std::nullopt;
-        if (additional->isObject()) add(*additional);
+        const auto additional = additionalOf(schema->find("additionalProperties"));
+        if (isNamed) continue;
+        if (additional.isForbidden) return std::nullopt;
+        if (additional.schema != nullptr) result.push_back(additional.schema);
     }
     return result;
 }

@@ -9,18 +9,12 @@
 #include <vector>
 
 #include "json/JSONValue.h"
+#include "schemas/KeywordValues.h"
+#include "schemas/References.h"
 #include "schemas/Schema.h"
 #include "schemas/values/PatternText.h"
 
 namespace zentara::schemas {
-
-/// The kinds of values as the types of a schema see them, a bit each.
-namespace kind {
-inline constexpr unsigned null = 1, boolean = 2, integer = 4, fraction = 8, text = 16, array = 32,
-                          object = 64, number = integer | fraction, all = 127;
-
-[[nodiscard]] unsigned of(const JSONValue& value) noexcept;
-}  // namespace kind
 
 /// The subschemas that a value must satisfy, all of them.
 using Demands = std::vector<const JSONObject*>;
@@ -47,9 +41,6 @@ class SchemaIndex {
     /// The target of "$ref"; null when there is none.
     [[nodiscard]] const JSONObject* target(const JSONObject& schema) const;
 
-    /// The kinds that "type" permits.
-    [[nodiscard]] unsigned kinds(const JSONObject& schema) const;
-
     /// The value of a keyword if the engine looks at it.
     [[nodiscard]] const JSONObject* objects(const JSONObject& schema, std::string_view key) const;
     [[nodiscard]] const JSONArray* list(const JSONObject& schema, std::string_view key,
@@ -71,6 +62,7 @@ class SchemaIndex {
     const JSONObject& document_;
     Schema schema_;
     mutable std::map<std::string, PatternText, std::less<>> patterns_;
+    mutable References references_;
     mutable std::unordered_map<const JSONObject*, const JSONObject*> targets_;
     /// Whether the members of a value are of the kind that its keyword takes.
     mutable std::unordered_map<const JSONValue*, bool> areOfKind_;

@@ -11,7 +11,6 @@
 #include "schemas/SchemaNodes.h"
 #include "schemas/check/Check.h"
 #include "schemas/check/Vocabulary.h"
-#include "schemas/values/SafeFormats.h"
 #include "schemas/values/Sampler.h"
 #include "support/Files.h"
 
@@ -103,7 +102,7 @@ bool isConfirmed(const JSONObject& document, const Finding& finding,
                  const std::vector<JSONValue>& values, Figures& figures) {
     std::string keyword;
     const auto around = schemaAround(document, finding, keyword);
-    const Schema schema(around, safeFormats());
+    const Schema schema(around, stoppingFormats());
     const auto number = finding.rule->number;
     auto claimed = number == "ZS116" && finding.pointer.empty() ? kinds::object : kinds::all;
     if (number == "ZS108" || number == "ZS112" || number == "ZS114")
@@ -150,7 +149,7 @@ void confirm(const JSONObject& document, const std::vector<JSONValue>& values, F
     }
     if (hasFault) return;
     ++figures.claims;
-    const Schema schema(document, safeFormats());
+    const Schema schema(document, stoppingFormats());
     const auto accepts = [&](const JSONValue& value) {
         return schema.validate(value).valid();
     };
@@ -291,7 +290,7 @@ TEST(CheckClaims, NothingUnannouncedEndsTheProcess) {
         }
         bool endsForValid = false;
         bool endsForAny = false;
-        const Schema safe(document, safeFormats());
+        const Schema safe(document, stoppingFormats());
         const Schema tolerant(document, harmless);
         for (const auto& value : values) {
             const auto errors = safe.validate(value).errors();

@@ -11,7 +11,6 @@
 #include "schemas/Schema.h"
 #include "schemas/check/Check.h"
 #include "schemas/check/Report.h"
-#include "schemas/values/SafeFormats.h"
 #include "support/Files.h"
 
 namespace zentara::schemas {

@@ -15,7 +15,6 @@
 #include "schemas/Schema.h"
 #include "schemas/diff/Comparison.h"
 #include "schemas/files/SchemaFile.h"
-#include "schemas/values/SafeFormats.h"
 #include "schemas/values/Sampler.h"
 #include "support/Files.h"
 
@@ -27,7 +26,7 @@ using Values = Sampler::Values;
 const auto testData = std::filesystem::path(ZENTARA_SOURCE_DIR) / "tests/apps/schemas";
 
 bool accepts(const JSONObject& schema, const JSONValue& value) {
-    return Schema(JSONObject(schema), safeFormats()).validate(value).valid();
+    return Schema(JSONObject(schema), stoppingFormats()).validate(value).valid();
 }
 
 /// What the change is called when the schemas are exchanged.
@@ -230,8 +229,8 @@ struct Claims {
         ++pairs;
         ++changes[static_cast<std::size_t>(found.change)];
         expectConfirmed(found, before, after);
-        const Schema old(JSONObject(before), safeFormats());
-        const Schema now(JSONObject(after), safeFormats());
+        const Schema old(JSONObject(before), stoppingFormats());
+        const Schema now(JSONObject(after), stoppingFormats());
         const bool isKept = found.change <= Change::wider;
         const bool isSame = found.change <= Change::compatible;
         if (!isKept) return;

@@ -64,7 +64,7 @@ TEST(EnvelopeTest, PropertiesNestAsDeepAsTheLibraryAllows) {
 }
 
 std::vector<Finding> findings(const JSONValue& properties, const JSONValue& schema) {
-    return checkProperties(properties, Schema(schema.object(), arrivalFormats()));
+    return checkProperties(properties, Schema(schema.object(), refusingFormats()));
 }
 
 TEST(ArrivalCheckTest, MessagesPointAtTheirValues) {

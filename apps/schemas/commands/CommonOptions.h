@@ -1,0 +1,38 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "schemas/files/SchemaFile.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
+
+namespace zentara::schemas {
+
+/// Adds the schemas that a command reads, which are required. `name` may be that of an option.
+void addSchemas(CLI::App& command, std::vector<std::string>& paths,
+                const std::string& name = "schemas");
+
+/// Adds "--output", which is required unless `path` has a default.
+void addOutput(CLI::App& command, std::string& path);
+
+/// Adds an option that takes one of the names. `chosen` has the default.
+void addChoice(CLI::App& command, const std::string& name, std::string& chosen,
+               const std::vector<std::string>& names, const std::string& description);
+
+/// Prints the faults to standard error, and returns whether there are any.
+[[nodiscard]] bool reportFaults(std::span<const SchemaFile> schemas);
+
+[[nodiscard]] bool isIdentifier(std::string_view text);
+
+/// What is between "::".
+[[nodiscard]] std::vector<std::string> partsOf(std::string_view scope);
+
+/// Whether it is identifiers with "::" in between.
+[[nodiscard]] bool isScope(std::string_view text);
+
+}  // namespace zentara::schemas
