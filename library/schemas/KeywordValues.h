@@ -76,12 +76,11 @@ struct Additional {
     return {value->ifBoolean() == false, value->ifObject()};
 }
 
-/// None for a name that is not known.
-[[nodiscard]] inline unsigned kindsOfType(std::string_view name) noexcept {
+/// None for a type that is not known.
+[[nodiscard]] inline unsigned kindsOf(std::optional<Type> type) noexcept {
     constexpr std::array<unsigned, typeNames.size()> all = {
         kinds::object, kinds::array,   kinds::string, kinds::integer,
         kinds::number, kinds::boolean, kinds::null};
-    const auto type = typeNamed(name);
     return type ? all[static_cast<std::size_t>(*type)] : 0;
 }
 
@@ -89,11 +88,11 @@ struct Additional {
 /// ignores no "type".
 [[nodiscard]] inline unsigned kindsOfType(const JSONValue* type) noexcept {
     if (type == nullptr) return kinds::all;
-    if (const auto name = type->ifString()) return kindsOfType(*name);
+    if (const auto name = type->ifString()) return kindsOf(typeNamed(*name));
     unsigned all = 0;
     if (const auto* const names = textsOf(type)) {
         for (const auto& name : *names)
-            all |= kindsOfType(*name.ifString());
+            all |= kindsOf(typeNamed(*name.ifString()));
     }
     return all;
 }

@@ -152,20 +152,22 @@ void SchemaCompiler::format(const JSONValue& name) {
 }
 
 void SchemaCompiler::type(const JSONValue& type) {
-    const auto name = type.ifString();
-    if (!name && textsOf(&type) == nullptr) {
+    if (const auto name = type.ifString()) {
+        const auto known = typeNamed(*name);
+        auto& check = add();
+        check.kinds = static_cast<std::uint16_t>(kinds::all & ~kindsOf(known));
+        // Messages take the name of a known type from the list of types.
+        check.count = static_cast<std::uint32_t>(known ? *known : Type{typeNames.size()});
+        if (!known) check.first = valueOf(type);
+    } else if (textsOf(&type) != nullptr) {
+        auto& check = add();
+        check.kinds = static_cast<std::uint16_t>(kinds::all & ~kindsOfType(&type));
+        check.flag = true;
+    } else {
         std::string message = "'";
         appendPrinted(message, type);
-        return addFailure(message + "' is not a valid 'type'");
+        addFailure(message + "' is not a valid 'type'");
     }
-    auto& check = add();
-    check.kinds = static_cast<std::uint16_t>(kinds::all & ~kindsOfType(&type));
-    check.flag = !name;
-    if (!name) return;
-    // Messages take the name of a known type from the list of types.
-    const auto known = typeNamed(*name);
-    check.count = static_cast<std::uint32_t>(known ? *known : Type{typeNames.size()});
-    if (!known) check.first = valueOf(type);
 }
 
 /// "allOf", "anyOf" and "oneOf".

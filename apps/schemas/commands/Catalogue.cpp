@@ -8,6 +8,7 @@
 #include "schemas/catalogue/Markdown.h"
 #include "schemas/commands/Commands.h"
 #include "schemas/commands/CommonOptions.h"
+#include "schemas/types/Names.h"
 
 namespace zentara::schemas {
 

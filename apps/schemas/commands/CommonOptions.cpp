@@ -1,12 +1,10 @@
 #include "schemas/commands/CommonOptions.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <iostream>
 #include <utility>
 
 #include "schemas/check/Report.h"
-#include "support/ASCII.h"
 
 namespace zentara::schemas {
 
@@ -44,28 +42,6 @@ bool reportFaults(std::span<const SchemaFile> schemas) {
     }
     if (!faulty.empty()) std::cerr << textReport(faulty);
     return !faulty.empty();
-}
-
-bool isIdentifier(std::string_view text) {
-    const auto isPart = [](char character) {
-        return isLetter(character) || isDigit(character) || character == '_';
-    };
-    return !text.empty() && !isDigit(text.front()) && std::all_of(text.begin(), text.end(), isPart);
-}
-
-std::vector<std::string> partsOf(std::string_view scope) {
-    std::vector<std::string> parts;
-    for (auto end = scope.find("::"); end != std::string_view::npos; end = scope.find("::")) {
-        parts.emplace_back(scope.substr(0, end));
-        scope.remove_prefix(end + 2);
-    }
-    parts.emplace_back(scope);
-    return parts;
-}
-
-bool isScope(std::string_view text) {
-    const auto parts = partsOf(text);
-    return std::all_of(parts.begin(), parts.end(), isIdentifier);
 }
 
 }  // namespace zentara::schemas

@@ -2,7 +2,6 @@
 
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "schemas/files/SchemaFile.h"
@@ -26,13 +25,5 @@ void addChoice(CLI::App& command, const std::string& name, std::string& chosen,
 
 /// Prints the faults to standard error, and returns whether there are any.
 [[nodiscard]] bool reportFaults(std::span<const SchemaFile> schemas);
-
-[[nodiscard]] bool isIdentifier(std::string_view text);
-
-/// What is between "::".
-[[nodiscard]] std::vector<std::string> partsOf(std::string_view scope);
-
-/// Whether it is identifiers with "::" in between.
-[[nodiscard]] bool isScope(std::string_view text);
 
 }  // namespace zentara::schemas

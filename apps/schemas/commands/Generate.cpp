@@ -13,6 +13,7 @@
 #include "schemas/files/SchemaFile.h"
 #include "schemas/generate/Generators.h"
 #include "schemas/types/EventType.h"
+#include "schemas/types/Names.h"
 
 namespace zentara::schemas {
 

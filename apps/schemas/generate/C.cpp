@@ -23,6 +23,9 @@ bool isScalar(Shape shape) {
     return shape == Shape::integer || shape == Shape::number || shape == Shape::boolean;
 }
 
+/// The functions that put values of the first shapes end in these.
+constexpr std::string_view plainNames[] = {"json", "text", "integer", "number", "boolean"};
+
 /// Whether null bytes stand for an absent value.
 bool isText(Shape shape) {
     return shape == Shape::text || shape == Shape::json;
@@ -98,29 +101,32 @@ std::vector<Member> membersOf(const Record& record, const std::string& what) {
     return members;
 }
 
+using EnumerationNames = TypeNamesIn<std::string>;
+using RecordNames = TypeNamesIn<Member>;
+
 /// The names and the code for one event.
 class EventInC {
   public:
     EventInC(const EventType& event, const GeneratedNames& names, Scope& globals)
-        : event_(event), prefix_(names.scope), globals_(globals) {
+        : event_(event), prefix_(names.scope), globals_(event, globals) {
         for (const auto& enumeration : event.enumerations) {
             static constexpr std::array<std::string_view, 1> reserved{"ABSENT"};
-            auto& type = enumerations_.emplace_back(EnumerationInC{
+            auto& type = enumerations_.emplace_back(EnumerationNames{
                 named(enumeration.words),
                 namesOfValues(enumeration, event.path, NameStyle::upperSnake, reserved)});
-            for (auto& value : type.values)
-                value = global(joined(upperCase(type.name) + '_', value));
+            for (auto& value : type.members)
+                value = globals_.take(joined(upperCase(type.name) + '_', value));
         }
         for (const auto& record : event.records) {
             records_.push_back({named(record.words), membersOf(record, placeOf(event, record))});
         }
         // Functions, so that no type has their name.
         for (const auto& type : enumerations_)
-            global(putOf(type.name));
+            globals_.take(putOf(type.name));
         for (const auto& type : records_)
-            global(putOf(type.name));
-        global(makeOf());
-        global(sendOf());
+            globals_.take(putOf(type.name));
+        globals_.take(makeOf());
+        globals_.take(sendOf());
     }
 
     void declare(Writer& code) const {
@@ -146,29 +152,13 @@ class EventInC {
     }
 
   private:
-    struct EnumerationInC {
-        std::string name;
-        std::vector<std::string> values;
-    };
-    struct RecordInC {
-        std::string name;
-        std::vector<Member> members;
-    };
-
     // Names.
 
-    std::string global(const std::string& name) {
-        return globals_.add(event_.name.key() + ": " + name, std::span(&name, 1),
-                            NameStyle::lowerSnake);
-    }
-
     std::string named(const std::vector<std::string>& words) {
-        auto all = event_.words;
-        all.insert(all.end(), words.begin(), words.end());
-        return global(joined(prefix_, identifier(all, NameStyle::lowerSnake)));
+        return globals_.take(joined(prefix_, globals_.typeName(words, NameStyle::lowerSnake)));
     }
 
-    [[nodiscard]] static std::string absentOf(const EnumerationInC& type) {
+    [[nodiscard]] static std::string absentOf(const EnumerationNames& type) {
         return upperCase(type.name) + "_ABSENT";
     }
 
@@ -245,16 +235,16 @@ class EventInC {
     }
 
     void declareEnumeration(Writer& code, const Enumeration& enumeration,
-                            const EnumerationInC& type) const {
+                            const EnumerationNames& type) const {
         code.comment(mark, enumeration.description);
         code.line("typedef enum " + type.name + " {");
         code.indent();
         code.line(absentOf(type) + " = 0,");
-        for (std::size_t index = 0; index < type.values.size(); ++index) {
+        for (std::size_t index = 0; index < type.members.size(); ++index) {
             const auto& value = enumeration.values[index];
-            if (!value.isString() || !isPlainlyCalled(value.string(), type.values[index]))
+            if (!value.isString() || !isPlainlyCalled(value.string(), type.members[index]))
                 code.comment(mark, "In JSON: " + value.text());
-            code.line(type.values[index] + " = " + std::to_string(index + 1) + ',');
+            code.line(type.members[index] + " = " + std::to_string(index + 1) + ',');
         }
         code.outdent();
         code.line("} " + type.name + ";\n\n");
@@ -267,9 +257,9 @@ class EventInC {
         code.line("switch (value) {");
         code.indent();
         code.line("case " + absentOf(type) + ": break;");
-        for (std::size_t index = 0; index < type.values.size(); ++index) {
+        for (std::size_t index = 0; index < type.members.size(); ++index) {
             const auto& value = enumeration.values[index];
-            code.line("case " + type.values[index] + ':');
+            code.line("case " + type.members[index] + ':');
             code.line("    return zentara_properties_put_" +
                       (isOfTexts ? "text(properties, key, " + text(value.string())
                                  : "integer(properties, key, " + integerInC(value.integer())) +
@@ -281,7 +271,7 @@ class EventInC {
         code.line("}\n\n");
     }
 
-    void declareRecord(Writer& code, const Record& record, const RecordInC& type) const {
+    void declareRecord(Writer& code, const Record& record, const RecordNames& type) const {
         for (const auto& member : type.members)
             if (member.type().shape == Shape::list)
                 declareElements(code, member.type(), type.name + '_' + member.name);
@@ -342,20 +332,12 @@ class EventInC {
              const std::string& count, std::size_t depth = 0) const {
         switch (type.shape) {
             case Shape::json:
-                putPlainly(code, "json", key, value);
-                return;
             case Shape::text:
-                putPlainly(code, "text", key, value);
-                return;
             case Shape::integer:
-                putPlainly(code, "integer", key, value);
-                return;
             case Shape::number:
-                putPlainly(code, "number", key, value);
-                return;
             case Shape::boolean:
-                putPlainly(code, "boolean", key, value);
-                return;
+                return putPlainly(code, plainNames[static_cast<std::size_t>(type.shape)], key,
+                                  value);
             case Shape::enumeration:
                 code.breakable("failed |= " + putOf(enumerations_[type.position].name) + '(',
                                "properties, " + key + ", " + value + ");");
@@ -527,7 +509,7 @@ class EventInC {
                 return json.boolean() ? "true" : "false";
             case Shape::enumeration: {
                 const auto at = positionIn(event_.enumerations[type.position], json);
-                return enumerations_[type.position].values[at];
+                return enumerations_[type.position].members[at];
             }
             case Shape::record:
                 return recordValue(type.position, json.object());
@@ -633,9 +615,9 @@ class EventInC {
 
     const EventType& event_;
     std::string prefix_;
-    Scope& globals_;
-    std::vector<EnumerationInC> enumerations_;
-    std::vector<RecordInC> records_;
+    GlobalNames globals_;
+    std::vector<EnumerationNames> enumerations_;
+    std::vector<RecordNames> records_;
 };
 
 constexpr std::string_view introduction =

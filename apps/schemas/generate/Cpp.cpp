@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -29,10 +30,7 @@ std::string docComment(std::string_view text, std::size_t indent) {
 /// Items in as few lines as possible.
 std::string filled(const std::vector<std::string>& items, const std::string& before,
                    const std::string& after, std::size_t indent) {
-    std::string all = before;
-    for (const auto& item : items)
-        all += (&item == items.data() ? "" : ", ") + item;
-    all += after;
+    const auto all = before + listed(items, std::identity()) + after;
     if (indent + all.size() <= longestLine) return std::string(indent, ' ') + all + '\n';
     std::string result = std::string(indent, ' ') + before;
     const std::string inner(indent + 4, ' ');
@@ -134,22 +132,17 @@ class CppEvent {
             }
             return {};
         }();
-        return isNull(type) ? "zentara::Nullable<" + plain + '>' : plain;
-    }
-
-    /// Whether null is a value beside those of the type.
-    static bool isNull(const ValueType& type) {
-        return type.isNullable && type.shape != Shape::json;
+        return canBeNull(type) ? "zentara::Nullable<" + plain + '>' : plain;
     }
 
     /// Whether a member of this type could be left out without an error.
     [[nodiscard]] bool canBeOmitted(const ValueType& type) const {
-        if (type.shape == Shape::record && !isNull(type)) {
+        if (type.shape == Shape::record && !canBeNull(type)) {
             const auto& properties = event_.records[type.position].properties;
             return std::none_of(properties.begin(), properties.end(),
                                 [](const Property& property) { return property.isRequired; });
         }
-        return (type.shape == Shape::enumeration && !isNull(type)) || type.shape == Shape::json;
+        return (type.shape == Shape::enumeration && !canBeNull(type)) || type.shape == Shape::json;
     }
 
     std::string memberType(const Property& property) {
@@ -352,9 +345,7 @@ class CppEvent {
 
     /// Items in braces: in one line if it is short, otherwise one in each.
     static std::string braced(const std::vector<std::string>& items, std::size_t indent) {
-        std::string line;
-        for (const auto& item : items)
-            line += (line.empty() ? "" : ", ") + item;
+        const auto line = listed(items, std::identity());
         if (line.find('\n') == std::string::npos && line.size() <= 60) return '{' + line + '}';
         std::string text = "{\n";
         for (const auto& item : items)
@@ -368,7 +359,7 @@ class CppEvent {
         if (value.isNull()) return "nullptr";
         if (const auto* const properties = value.ifObject();
             properties && type.shape == Shape::record) {
-            const bool isNamed = isWrapped || isNull(type);
+            const bool isNamed = isWrapped || canBeNull(type);
             return (isNamed ? prefix_ + names_.records[type.position].type : "") +
                    object(type.position, *properties, indent);
         }

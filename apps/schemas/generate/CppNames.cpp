@@ -5,19 +5,8 @@
 #include "schemas/generate/ReservedWords.h"
 #include "schemas/generate/Writer.h"
 #include "schemas/types/Names.h"
-#include "support/ASCII.h"
 
 namespace zentara::schemas {
-
-namespace {
-
-bool isIdentifier(std::string_view text) {
-    return !text.empty() && !isDigit(text.front()) &&
-           std::all_of(text.begin(), text.end(),
-                       [](char c) { return isLetter(c) || isDigit(c) || c == '_'; });
-}
-
-}  // namespace
 
 CppNames::CppNames(const EventType& type) {
     auto reserved = wordsIn({wordsOfC});
@@ -58,17 +47,13 @@ CppNames::CppNames(const EventType& type) {
 
 std::string cppNamespace(const GeneratedNames& names) {
     const auto words = wordsIn({wordsOfC});
-    std::string_view rest = names.scope;
-    while (!rest.empty()) {
-        const auto end = rest.find("::");
-        const auto part = rest.substr(0, end);
-        rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 2);
-        const bool isReserved = part == "std" || part == "zentara" ||
-                                std::find(words.begin(), words.end(), part) != words.end();
-        if (!isIdentifier(part) || isReserved || (end != std::string_view::npos && rest.empty())) {
-            throw CommandError('"' + names.scope + "\" cannot be a namespace of C++");
-        }
-    }
+    const auto isForbidden = [&](const std::string& part) {
+        return !isIdentifier(part) || part == "std" || part == "zentara" ||
+               std::find(words.begin(), words.end(), part) != words.end();
+    };
+    const auto parts = partsOf(names.scope);
+    if (!names.scope.empty() && std::any_of(parts.begin(), parts.end(), isForbidden))
+        throw CommandError('"' + names.scope + "\" cannot be a namespace of C++");
     return names.scope;
 }
 

@@ -78,18 +78,15 @@ std::string objectLiteral(const JSONValue& json) {
         case JSONValue::Kind::object:
             break;
     }
-    std::string elements;
-    const auto add = [&elements](const std::string& element) {
-        elements += (elements.empty() ? "" : ", ") + element;
-    };
     if (const auto* const object = json.ifObject()) {
-        for (const auto& [key, value] : *object)
-            add(literal(key) + " : " + objectLiteral(value));
-        return "@{" + elements + '}';
+        return "@{" +
+               listed(*object,
+                      [](const JSONMember& member) {
+                          return literal(member.key()) + " : " + objectLiteral(member.value());
+                      }) +
+               '}';
     }
-    for (const auto& value : json.array())
-        add(objectLiteral(value));
-    return "@[" + elements + ']';
+    return "@[" + listed(json.array(), objectLiteral) + ']';
 }
 
 /// A message or a declaration of labels and what follows each, with the colons below each other.
@@ -108,17 +105,20 @@ std::string aligned(const std::string& start,
     return text;
 }
 
+using EnumerationNames = TypeNamesIn<std::string>;
+using RecordNames = TypeNamesIn<Member>;
+
 /// The names and the code for one event.
 class EventInObjC {
   public:
     EventInObjC(const EventType& event, const GeneratedNames& names, Scope& globals)
-        : event_(event), prefix_(names.scope), globals_(globals) {
+        : event_(event), prefix_(names.scope), globals_(event, globals) {
         for (const auto& enumeration : event.enumerations) {
             auto& type = enumerations_.emplace_back(
-                EnumerationInObjC{named(enumeration.words),
-                                  namesOfValues(enumeration, event.path, NameStyle::upperCamel)});
-            for (auto& value : type.values)
-                value = global(type.name + value);
+                EnumerationNames{named(enumeration.words),
+                                 namesOfValues(enumeration, event.path, NameStyle::upperCamel)});
+            for (auto& value : type.members)
+                value = globals_.take(type.name + value);
         }
         for (const auto& record : event.records)
             records_.push_back({named(record.words), membersOf(record)});
@@ -149,24 +149,8 @@ class EventInObjC {
     }
 
   private:
-    struct EnumerationInObjC {
-        std::string name;
-        std::vector<std::string> values;
-    };
-    struct RecordInObjC {
-        std::string name;
-        std::vector<Member> members;
-    };
-
-    std::string global(const std::string& name) {
-        return globals_.add(event_.name.key() + ": " + name, std::span(&name, 1),
-                            NameStyle::lowerSnake);
-    }
-
     std::string named(const std::vector<std::string>& words) {
-        auto all = event_.words;
-        all.insert(all.end(), words.begin(), words.end());
-        return global(prefix_ + identifier(all, NameStyle::upperCamel));
+        return globals_.take(prefix_ + globals_.typeName(words, NameStyle::upperCamel));
     }
 
     [[nodiscard]] std::vector<Member> membersOf(const Record& record) const {
@@ -242,25 +226,25 @@ class EventInObjC {
     // The header.
 
     void declareEnumeration(Writer& code, const Enumeration& enumeration,
-                            const EnumerationInObjC& type) const {
+                            const EnumerationNames& type) const {
         code.comment(mark, enumeration.description);
         if (enumeration.values.front().isString()) {
             code.line("typedef NSString *" + type.name +
                       " __attribute__((swift_newtype(enum)))\n    " + swiftName(type.name) + ';');
-            for (std::size_t index = 0; index < type.values.size(); ++index) {
+            for (std::size_t index = 0; index < type.members.size(); ++index) {
                 const auto& value = enumeration.values[index];
-                if (!isPlainlyCalled(value.string(), type.values[index]))
+                if (!isPlainlyCalled(value.string(), type.members[index]))
                     code.comment(mark, "In JSON: " + value.text());
                 code.line("ZENTARA_TYPED_EVENTS_EXTERN " + type.name + " const " +
-                          type.values[index] + ';');
+                          type.members[index] + ';');
             }
             code.line();
             return;
         }
         code.line("typedef NS_ENUM(int64_t, " + type.name + ") {");
         code.indent();
-        for (std::size_t index = 0; index < type.values.size(); ++index)
-            code.line(type.values[index] + " = " +
+        for (std::size_t index = 0; index < type.members.size(); ++index)
+            code.line(type.members[index] + " = " +
                       integerInC(enumeration.values[index].asInteger().value_or(0)) + ',');
         code.outdent();
         code.line("} " + swiftName(type.name) + ";\n\n");
@@ -297,7 +281,7 @@ class EventInObjC {
     }
 
     /// The initialiser with the required properties; empty if there are none.
-    [[nodiscard]] std::string initialiser(const RecordInObjC& type) const {
+    [[nodiscard]] std::string initialiser(const RecordNames& type) const {
         std::vector<std::pair<std::string, std::string>> parts;
         for (const auto& member : type.members) {
             const auto& property = *member.property;
@@ -367,10 +351,10 @@ class EventInObjC {
     // The source.
 
     static void defineEnumeration(Writer& code, const Enumeration& enumeration,
-                                  const EnumerationInObjC& type) {
+                                  const EnumerationNames& type) {
         if (!enumeration.values.front().isString()) return;
-        for (std::size_t index = 0; index < type.values.size(); ++index)
-            code.line(type.name + " const " + type.values[index] + " = " +
+        for (std::size_t index = 0; index < type.members.size(); ++index)
+            code.line(type.name + " const " + type.members[index] + " = " +
                       literal(enumeration.values[index].string()) + ';');
         code.line();
     }
@@ -400,7 +384,7 @@ class EventInObjC {
         code.line("@end\n\n");
     }
 
-    void defineDealloc(Writer& code, const Record& record, const RecordInObjC& type) const {
+    void defineDealloc(Writer& code, const Record& record, const RecordNames& type) const {
         std::string releases;
         for (const auto& member : type.members)
             if (!isPlain(*member.property)) releases += "    [_" + member.name + " release];\n";
@@ -410,7 +394,7 @@ class EventInObjC {
                   "    [super dealloc];\n}\n#endif\n\n");
     }
 
-    void defineProperties(Writer& code, const Record& record, const RecordInObjC& type) const {
+    void defineProperties(Writer& code, const Record& record, const RecordNames& type) const {
         code.line("- (NSDictionary<NSString *, id> *)properties {");
         code.indent();
         code.line(
@@ -482,7 +466,7 @@ class EventInObjC {
                 break;
             case Shape::enumeration: {
                 const auto at = positionIn(event_.enumerations[type.position], json);
-                plain = enumerations_[type.position].values[at];
+                plain = enumerations_[type.position].members[at];
                 if (isOfTexts(type)) return plain;
                 break;
             }
@@ -493,14 +477,13 @@ class EventInObjC {
                 makeRecord(code, type.position, json.object(), name, variables);
                 return name;
             }
-            case Shape::list: {
-                std::string elements;
-                for (const auto& element : json.array()) {
-                    const auto separator = elements.empty() ? "" : ", ";
-                    elements += separator + value(code, *type.element, false, element, variables);
-                }
-                return "@[" + elements + ']';
-            }
+            case Shape::list:
+                return "@[" +
+                       listed(json.array(),
+                              [&](const JSONValue& element) {
+                                  return value(code, *type.element, false, element, variables);
+                              }) +
+                       ']';
         }
         return isPlainValue ? plain : "@(" + plain + ')';
     }
@@ -539,9 +522,9 @@ class EventInObjC {
 
     const EventType& event_;
     std::string prefix_;
-    Scope& globals_;
-    std::vector<EnumerationInObjC> enumerations_;
-    std::vector<RecordInObjC> records_;
+    GlobalNames globals_;
+    std::vector<EnumerationNames> enumerations_;
+    std::vector<RecordNames> records_;
 };
 
 constexpr std::string_view introduction =

@@ -38,18 +38,15 @@ std::string literal(const JSONValue& json) {
         case JSONValue::Kind::object:
             break;
     }
-    std::string elements;
-    const auto add = [&elements](const std::string& element) {
-        elements += (elements.empty() ? "" : ", ") + element;
-    };
     if (const auto* const object = json.ifObject()) {
-        for (const auto& [key, value] : *object)
-            add(literalInPython(key) + ": " + literal(value));
-        return '{' + elements + '}';
+        return '{' +
+               listed(*object,
+                      [](const JSONMember& member) {
+                          return literalInPython(member.key()) + ": " + literal(member.value());
+                      }) +
+               '}';
     }
-    for (const auto& value : json.array())
-        add(literal(value));
-    return '[' + elements + ']';
+    return '[' + listed(json.array(), literal) + ']';
 }
 
 void writeDocstring(Writer& code, std::string_view text) {
@@ -97,6 +94,8 @@ std::string inJSON(const ValueType& type, const std::string& value, std::size_t 
     if (type.element->isNullable) element = "None if " + item + " is None else " + element;
     return '[' + element + " for " + item + " in " + value + ']';
 }
+
+using Names = TypeNamesIn<std::string>;
 
 /// The names and the code for one event.
 class EventInPython {
@@ -159,15 +158,6 @@ class EventInPython {
     }
 
   private:
-    struct EnumerationInPython {
-        std::string name;
-        std::vector<std::string> values;
-    };
-    struct RecordInPython {
-        std::string name;
-        std::vector<std::string> members;
-    };
-
     [[nodiscard]] std::vector<std::string> membersOf(const Record& record) const {
         Scope scope(placeOf(event_, record), reservedMembers());
         std::vector<std::string> names;
@@ -176,47 +166,29 @@ class EventInPython {
         return names;
     }
 
-    static void defineEnumeration(Writer& code, const Enumeration& enumeration,
-                                  const EnumerationInPython& type) {
+    static void defineEnumeration(Writer& code, const Enumeration& enumeration, const Names& type) {
         const bool isOfTexts = enumeration.values.front().isString();
         code.line("class " + type.name.substr(type.name.find('.') + 1) +
                   (isOfTexts ? "(enum.StrEnum):" : "(enum.IntEnum):"));
         code.indent();
         writeDocstring(code, enumeration.description);
-        for (std::size_t index = 0; index < type.values.size(); ++index)
-            code.line(type.values[index] + " = " + literal(enumeration.values[index]));
+        for (std::size_t index = 0; index < type.members.size(); ++index)
+            code.line(type.members[index] + " = " + literal(enumeration.values[index]));
         code.outdent();
         code.line();
     }
 
     [[nodiscard]] std::string typeOf(const ValueType& type) const {
-        std::string name;
-        switch (type.shape) {
-            case Shape::json:
-                return "typing.Any";
-            case Shape::text:
-                name = "str";
-                break;
-            case Shape::integer:
-                name = "int";
-                break;
-            case Shape::number:
-                name = "float";
-                break;
-            case Shape::boolean:
-                name = "bool";
-                break;
-            case Shape::enumeration:
-                name = enumerations_[type.position].name;
-                break;
-            case Shape::record:
-                name = records_[type.position].name;
-                break;
-            case Shape::list:
-                name = "list[" + typeOf(*type.element) + ']';
-                break;
-        }
-        return type.isNullable ? name + " | None" : name;
+        if (type.shape == Shape::json) return "typing.Any";
+        return typeWithoutNone(type) + (type.isNullable ? " | None" : "");
+    }
+
+    [[nodiscard]] std::string typeWithoutNone(const ValueType& type) const {
+        constexpr std::string_view plainNames[] = {"typing.Any", "str", "int", "float", "bool"};
+        if (type.shape == Shape::enumeration) return enumerations_[type.position].name;
+        if (type.shape == Shape::record) return records_[type.position].name;
+        if (type.shape == Shape::list) return "list[" + typeOf(*type.element) + ']';
+        return std::string(plainNames[static_cast<std::size_t>(type.shape)]);
     }
 
     void defineMembers(Writer& code, std::size_t position) const {
@@ -280,17 +252,19 @@ class EventInPython {
             case Shape::enumeration: {
                 const auto at = positionIn(event_.enumerations[type.position], json);
                 const auto& names = enumerations_[type.position];
-                return module + names.name + '.' + names.values[at];
+                return module + names.name + '.' + names.members[at];
             }
             case Shape::record:
                 return recordValue(type.position, json.object(), module);
             case Shape::list:
                 break;
         }
-        std::string elements;
-        for (const auto& element : json.array())
-            elements += (elements.empty() ? "" : ", ") + value(*type.element, element, module);
-        return '[' + elements + ']';
+        return '[' +
+               listed(json.array(),
+                      [&](const JSONValue& element) {
+                          return value(*type.element, element, module);
+                      }) +
+               ']';
     }
 
     [[nodiscard]] std::string recordValue(std::size_t position, const JSONObject& object,
@@ -315,8 +289,8 @@ class EventInPython {
 
     const EventType& event_;
     std::string name_;
-    std::vector<EnumerationInPython> enumerations_;
-    std::vector<RecordInPython> records_;
+    std::vector<Names> enumerations_;
+    std::vector<Names> records_;
 };
 
 constexpr std::string_view introduction =

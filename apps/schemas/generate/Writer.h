@@ -44,6 +44,15 @@ class Writer {
 [[nodiscard]] std::string literalInC(std::string_view text);
 [[nodiscard]] std::string literalInPython(std::string_view text);
 
+/// The text that `textOf` makes of each item, with commas in between.
+template <typename Items, typename TextOf>
+[[nodiscard]] std::string listed(const Items& items, const TextOf& textOf) {
+    std::string text;
+    for (const auto& item : items)
+        text.append(text.empty() ? "" : ", ").append(textOf(item));
+    return text;
+}
+
 /// A literal of 64 bits for C and the languages that come from it.
 [[nodiscard]] std::string integerInC(std::int64_t value);
 /// In the form of a floating-point number; nothing is lost.
@@ -62,6 +71,37 @@ class Writer {
 [[nodiscard]] std::vector<std::string> namesOfValues(
     const Enumeration& enumeration, std::string_view what, NameStyle style,
     std::span<const std::string_view> reserved = {});
+
+/// The global names of an event's types and functions, where a prefix stands for the scope.
+class GlobalNames {
+  public:
+    GlobalNames(const EventType& event, Scope& globals) : event_(event), globals_(globals) {}
+
+    /// Takes the name. Throws as `Scope::add`.
+    std::string take(const std::string& name) {
+        return globals_.add(event_.name.key() + ": " + name, std::span(&name, 1),
+                            NameStyle::lowerSnake);
+    }
+
+    /// The words of the event and of a type in it, as an identifier.
+    [[nodiscard]] std::string typeName(const std::vector<std::string>& words,
+                                       NameStyle style) const {
+        auto all = event_.words;
+        all.insert(all.end(), words.begin(), words.end());
+        return identifier(all, style);
+    }
+
+  private:
+    const EventType& event_;
+    Scope& globals_;
+};
+
+/// The names of an enumeration and its values, or of a record and its members.
+template <typename Member>
+struct TypeNamesIn {
+    std::string name;
+    std::vector<Member> members;
+};
 
 /// Where a record is defined, for messages.
 [[nodiscard]] std::string placeOf(const EventType& event, const Record& record);

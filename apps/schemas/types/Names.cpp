@@ -63,6 +63,28 @@ std::string identifier(std::span<const std::string> words, NameStyle style) {
     return name;
 }
 
+bool isIdentifier(std::string_view text) {
+    const auto isPart = [](char character) {
+        return isLetter(character) || isDigit(character) || character == '_';
+    };
+    return !text.empty() && !isDigit(text.front()) && std::all_of(text.begin(), text.end(), isPart);
+}
+
+std::vector<std::string> partsOf(std::string_view scope) {
+    std::vector<std::string> parts;
+    for (auto end = scope.find("::"); end != std::string_view::npos; end = scope.find("::")) {
+        parts.emplace_back(scope.substr(0, end));
+        scope.remove_prefix(end + 2);
+    }
+    parts.emplace_back(scope);
+    return parts;
+}
+
+bool isScope(std::string_view text) {
+    const auto parts = partsOf(text);
+    return std::all_of(parts.begin(), parts.end(), isIdentifier);
+}
+
 Scope::Scope(std::string_view what, std::span<const std::string_view> reserved)
     : what_(what), reserved_(reserved) {}
 

@@ -20,6 +20,15 @@ enum class NameStyle : unsigned char { lowerCamel, upperCamel, lowerSnake, upper
 /// word between two digits: {"v1", "2"} is "V1_2". No words at all give "value" in that style.
 [[nodiscard]] std::string identifier(std::span<const std::string> words, NameStyle style);
 
+/// Whether it is letters, digits and underscores of ASCII, and begins with no digit.
+[[nodiscard]] bool isIdentifier(std::string_view text);
+
+/// What is between "::".
+[[nodiscard]] std::vector<std::string> partsOf(std::string_view scope);
+
+/// Whether it is identifiers with "::" in between.
+[[nodiscard]] bool isScope(std::string_view text);
+
 /// The names of one scope in a language.
 class Scope {
   public:
