@@ -121,17 +121,14 @@ TEST(Check, FindingsHavePlacesInTheirOrder) {
     EXPECT_EQ(broken[0].reason, "The library reads no schema here: there is a comma before the }.");
 }
 
-TEST(Check, ExampleSchemasHaveNoOtherFindings) {
+TEST(Check, ExampleSchemasHaveNoFindings) {
     std::vector<std::string> found;
     for (const auto& schema :
          readSchemas(std::vector<std::string>{ZENTARA_SOURCE_DIR "/examples/schemas"})) {
         for (const auto& each : numbersAndPointers(check(schema)))
             found.push_back(schema.name->key() + ' ' + each);
     }
-    EXPECT_EQ(found, (std::vector<std::string>{
-                         "add-to-cart-1 ZS213 /properties/cartTotal/format",
-                         "order-1 ZS213 /definitions/money/properties/amount/format",
-                         "product-view-2 ZS213 /definitions/money/properties/amount/format"}));
+    EXPECT_EQ(found, std::vector<std::string>());
 }
 
 TEST(Check, HostileSchemasEndInTime) {
