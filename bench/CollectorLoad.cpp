@@ -34,7 +34,7 @@ std::string action(int sender, int request, int index) {
     return R"({"id":"page-view","version":"1","url":"https://shop.example/a/)" + number +
            R"(","contentType":"application/json","properties":{"title":"A page about )" + number +
            R"(","section":"home","language":"en","loadMs":1200,"experiments":["new-search:variant-b","free-shipping:control"]},)"
-           R"("actionTs":1700000000000,"zentaraClientVersion":"3.4.0","zentaraClientReferer":"",)"
+           R"("actionTs":1700000000000,"zentaraClientVersion":"1.2.3","zentaraClientReferer":"",)"
            R"("zentaraRelationId":null,"zentaraClientContextID":"context-)" +
            std::to_string(sender) + R"(","zentaraActionSequence":)" +
            std::to_string(request * eventsPerRequest + index + 1) + R"(,"zentaraActionUUID":")" +

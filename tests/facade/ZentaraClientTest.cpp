@@ -247,9 +247,9 @@ TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {
 
     const auto posts = services_.requests("/event");
     ASSERT_EQ(posts.size(), 3U);
-    EXPECT_EQ(
-        posts[0].header("User-Agent"),
-        "Mobile App: com.example.app - TestOS 1.2 - ZentaraClient 3.4.0 - Device Model: Model3");
+    EXPECT_EQ(posts[0].header("User-Agent"),
+              "Mobile App: com.example.app - TestOS 1.2 - ZentaraClient " ZENTARA_VERSION
+              " - Device Model: Model3");
     EXPECT_EQ(posts[0].method, "POST");
     EXPECT_EQ(posts[0].header("Content-Type"), "application/json");
     EXPECT_EQ(posts[0].header("Cookie"), "qvn_uid=anon;hsid=session;ADVERTISING_ID=ad-1;");
@@ -267,7 +267,7 @@ TEST_F(ZentaraClientTest, StampsAndPostsAnEvent) {
     first.erase("zentaraActionUUID");
     first.erase("actionTs");
     auto expected = JSONValue::parse(R"({"id":"view","version":"1","url":"https://example.com/a",
-        "contentType":"application/json","zentaraClientVersion":"3.4.0",
+        "contentType":"application/json","zentaraClientVersion":")" ZENTARA_VERSION R"(",
         "zentaraClientReferer":"https://from.example","zentaraRelationId":"relation",
         "zentaraActionSequence":1,"zentaraActionExtraAttributes":""})");
     expected.object()["properties"] = properties;

@@ -27,7 +27,8 @@ foreach(header IN LISTS headers)
     endforeach()
 endforeach()
 
-# The symbols of a shared library: its interface, and nothing of what that is made of.
+# The symbols of a shared library: its interface, each with its version, and nothing of what that is
+# made of.
 function(expect_symbols library interface)
     execute_process(COMMAND "${NM}" --dynamic --defined-only --demangle
         "${PREFIX}/${LIBDIR}/lib${library}.so"
@@ -56,7 +57,8 @@ foreach(file IN LISTS installed)
 endforeach()
 
 expect_symbols(ZentaraClient
-    "(T|V) (typeinfo for |typeinfo name for |vtable for )?zentara::[^\n]*|T zentara_[a-z_]+")
+    "(T|V) (typeinfo for |typeinfo name for |vtable for )?zentara::[^\n]*@@ZENTARA_CXX_3|\
+T zentara_[a-z_]+@@ZENTARA_3[.0-9]*|A ZENTARA_(CXX_)?3[.0-9]*")
 # The functions that the C header declares, and no others.
 file(READ "${PREFIX}/include/zentara/zentara.h" header)
 string(REGEX MATCHALL "ZENTARA_EXPORT[^;(]*\\(" declared "${header}")
@@ -73,8 +75,8 @@ endif()
 if(EXISTS "${PREFIX}/${LIBDIR}/libZentaraClientObjC.so")
     # Its classes, and what the compiler calls for blocks.
     string(CONCAT interface
-        "__objc_class_name_QVN[A-Za-z]+|ZentaraClient[A-Za-z]*ErrorDomain|"
+        "(__objc_class_name_QVN[A-Za-z]+|ZentaraClient[A-Za-z]*ErrorDomain|"
         "_Block_(copy|release|object_assign|object_dispose)|"
-        "_NSConcrete(Stack|Global|Malloc)Block")
+        "_NSConcrete(Stack|Global|Malloc)Block)@@ZENTARA_OBJC_3|A ZENTARA_OBJC_3")
     expect_symbols(ZentaraClientObjC "${interface}")
 endif()

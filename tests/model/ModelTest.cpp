@@ -62,7 +62,7 @@ TEST(InternalEvent, HasFourteenMembersUnderTheirKeys) {
         {"contentType", "application/json"},
         {"properties", sampleEvent(3).properties()},
         {"actionTs", 1'700'000'000'003},
-        {"zentaraClientVersion", "3.4.0"},
+        {"zentaraClientVersion", "1.2.3"},
         {"zentaraClientReferer", "https://example.com/"},
         {"zentaraRelationId", nullptr},
         {"user", {{"type", "Anonymous"}, {"token", "Anonymous"}}},

@@ -23,7 +23,7 @@ inline InternalEvent sampleEvent(std::int64_t number,
     fields.contentType = "application/json";
     fields.properties = std::make_shared<const JSONValue>(std::move(properties));
     fields.createdAt = 1'700'000'000'000 + number;
-    fields.clientVersion = "3.4.0";
+    fields.clientVersion = "1.2.3";
     fields.referer = "https://example.com/";
     fields.user = std::move(user);
     fields.zentaraClientContextID = "context";

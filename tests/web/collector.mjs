@@ -65,7 +65,7 @@ let sequence = 0;
 
 export const action = (properties, {id = 'page-view', version = '1', ...members} = {}) => ({
     id, version, url: 'https://shop.example/a', contentType: 'application/json', properties,
-    actionTs: Date.now(), zentaraClientVersion: '3.4.0', zentaraClientReferer: '', zentaraRelationId: null,
+    actionTs: Date.now(), zentaraClientVersion: '1.2.3', zentaraClientReferer: '', zentaraRelationId: null,
     zentaraClientContextID: 'context-1', zentaraActionSequence: ++sequence, zentaraActionUUID: randomUUID(),
     zentaraActionExtraAttributes: '', ...members,
 });

@@ -142,7 +142,7 @@ TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
     EXPECT_EQ(client.events({.client = "client-1", .verdict = Verdict::bad}).size(), 2U);
     EXPECT_EQ(client
                   .get("/received/events?schema=a-1&user=&tenant=shop&context=c-1&client=client-1"
-                       "&good=any&text=U1&words=shop.example+3.4.0&duplicate=true&since=-5&until="
+                       "&good=any&text=U1&words=shop.example+1.2.3&duplicate=true&since=-5&until="
                        "1700000000000&after=1"
                        "&sort=actionTs&order=descending&offset=0&limit=0")
                   .at("total"),

@@ -11,7 +11,7 @@ inline std::string action(const std::string& schemaId, const std::string& uuid) 
     return R"({"id":")" + schemaId +
            R"(","version":"1","url":"https://shop.example/a","contentType":"application/json",)"
            R"("properties":{"price":5.0,"count":5},"actionTs":1700000000000,)"
-           R"("zentaraClientVersion":"3.4.0","zentaraClientReferer":"","zentaraRelationId":null,)"
+           R"("zentaraClientVersion":"1.2.3","zentaraClientReferer":"","zentaraRelationId":null,)"
            R"("zentaraClientContextID":"c-1","zentaraActionSequence":7,"zentaraActionUUID":")" +
            uuid + R"(","zentaraActionExtraAttributes":""})";
 }
