@@ -28,8 +28,7 @@ function(zentara_compile_headers name)
     target_precompile_headers(${name} PRIVATE ${ARGN})
 endfunction()
 
-# The headers of the standard library that many sources include; without <filesystem>, which makes
-# std::quoted a candidate for the name.
+# The headers of the standard library that many sources include.
 set(ZENTARA_STANDARD_HEADERS
     <algorithm> <array> <atomic> <charconv> <chrono> <cstdint> <cstring> <functional>
     <limits> <map> <memory> <mutex> <new> <optional> <span> <stdexcept> <string> <string_view>

@@ -130,7 +130,7 @@ void ClientLifecycle::readConsent(FileSystem& files) {
     const auto stored = ConsentFile(files).load();
     consentFile_.report(stored.status());
     folder_.reset();
-    if (stored.ok()) folder_ = std::move(folder);
+    if (stored.ok()) folder_.emplace(std::move(folder));
     putInForce(stored.ok() ? *stored : Consent::pending);
 }
 

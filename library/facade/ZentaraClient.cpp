@@ -335,7 +335,7 @@ void ZentaraClient::send(EventDraft draft, SendHandler handler) {
 }
 
 void ZentaraClient::sendEvent(const EventRef& event, const SendHandler& handler) {
-    if (event) send(std::vector{event}, event->relationId(), std::move(handler));
+    if (event) send(std::vector{event}, event->relationId(), handler);
 }
 
 ValidationReport ZentaraClient::validate(const std::string& schemaId,

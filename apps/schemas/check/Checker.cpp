@@ -88,8 +88,8 @@ void Checker::checkKeys() {
                 const std::string bound(key == "exclusiveMinimum" ? "minimum" : "maximum");
                 findings_.add(RuleName::numericExclusiveBound, pointer(key),
                               "The engine ignores a number here: the flag excludes the bound.",
-                              "Write " + quoted(bound) + ": " + shown(*value.asDouble()) + ", " +
-                                  quoted(key) + ": true.");
+                              "Write " + inQuotes(bound) + ": " + shown(*value.asDouble()) + ", " +
+                                  inQuotes(key) + ": true.");
             } else if (const auto wrong = wrongValue(keyword->expected, value)) {
                 auto where = wrong->component ? pointer(key, *wrong->component) : pointer(key);
                 const bool isEntry = key == "dependencies" && wrong->component;
@@ -98,14 +98,14 @@ void Checker::checkKeys() {
                 findings_.add(
                     RuleName::wrongValue, std::move(where),
                     "The engine ignores " +
-                        (isEntry ? std::string("this entry") : quoted(key) + " as a whole") +
+                        (isEntry ? std::string("this entry") : inQuotes(key) + " as a whole") +
                         ", since its value is not " + expectation + '.',
                     key == "required" && value.isBoolean()
                         ? "List the name in \"required\" of the object around."
                         : "Write " + expectation + '.');
             } else if (!accepts(keyword->kinds) && accepted_ != 0 && key != "format") {
                 findings_.add(RuleName::irrelevantKeyword, pointer(key),
-                              quoted(key) + " applies to " + namesOf(keyword->kinds) +
+                              inQuotes(key) + " applies to " + namesOf(keyword->kinds) +
                                   ", but the type permits only " + namesOf(accepted_) + '.',
                               "Remove it, or correct the type.");
             } else if (isExclusive && value.ifBoolean() == true &&
@@ -116,15 +116,15 @@ void Checker::checkKeys() {
             }
         } else if (const auto* const other = otherKeyword(key)) {
             findings_.add(RuleName::unsupportedKeyword, pointer(key),
-                          "The engine ignores " + quoted(key) + ", which " +
+                          "The engine ignores " + inQuotes(key) + ", which " +
                               std::string(other->meaning) + " in another dialect.",
                           std::string(other->advice));
         } else if (++unknownKeys_ <= mostUnknownKeys) {
             const auto nearest = resembledKeyword(key);
             if (nearest.empty()) continue;
             findings_.add(RuleName::misspeltKeyword, pointer(key),
-                          "The engine ignores " + quoted(key) + ", which is no keyword.",
-                          "Write " + quoted(nearest) + " if that is meant.");
+                          "The engine ignores " + inQuotes(key) + ", which is no keyword.",
+                          "Write " + inQuotes(nearest) + " if that is meant.");
         }
     }
 }
@@ -152,12 +152,12 @@ void Checker::checkType() {
         return nearest.empty() ? std::string(
                                      "Write object, array, string, integer, number, "
                                      "boolean or null, or leave out the type.")
-                               : "Write " + quoted(nearest) + '.';
+                               : "Write " + inQuotes(nearest) + '.';
     };
     if (const auto name = type->ifString()) {
         if (!typeNamed(*name)) {
             addFault(RuleName::unknownType, pointer("type"), kinds::all,
-                     "No value is of type " + quoted(*name) + ", so every value is refused.",
+                     "No value is of type " + inQuotes(*name) + ", so every value is refused.",
                      advise(*name));
         }
     } else if (const auto* const names = textsOf(type)) {
@@ -165,7 +165,7 @@ void Checker::checkType() {
             const auto each = *(*names)[i].ifString();
             if (!typeNamed(each)) {
                 addFault(RuleName::unknownType, pointer("type", std::to_string(i)), 0,
-                         "No value is of type " + quoted(each) + '.', advise(each));
+                         "No value is of type " + inQuotes(each) + '.', advise(each));
             }
         }
         if (names->empty()) {
@@ -208,10 +208,10 @@ void Checker::checkFormat() {
         std::to_array<std::string_view>({"ipv4", "ipv6", "uri", "numericString"});
     const auto nearest = *name == "url" ? "uri" : resembled(*name, names);
     addFault(RuleName::unknownFormat, pointer("format"), kinds::all,
-             "The engine does not know the format " + quoted(*name) +
+             "The engine does not know the format " + inQuotes(*name) +
                  ", so every value is refused, whatever its type.",
              nearest.empty() ? std::string("Remove it, or write a \"pattern\" instead.")
-                             : "Write " + quoted(nearest) + '.');
+                             : "Write " + inQuotes(nearest) + '.');
 }
 
 void Checker::checkReference() {
@@ -226,11 +226,11 @@ void Checker::checkReference() {
                  pointer("$ref"), kinds::all,
                  isUndecodable ? "A % is not followed by the digits of UTF-8, so every value that "
                                  "reaches " +
-                                     quoted(*text) + " is refused."
+                                     inQuotes(*text) + " is refused."
                  : isRemote ? "The engine reads no other documents and no names, so every value "
                               "that reaches " +
-                                  quoted(*text) + " is refused."
-                            : "Nothing but an object can be referred to, and " + quoted(*text) +
+                                  inQuotes(*text) + " is refused."
+                            : "Nothing but an object can be referred to, and " + inQuotes(*text) +
                                   " is none, so every value is refused.",
                  isUndecodable ? "Write %25 for a %."
                  : isEscaped   ? "Give the object a name without / and ~, which cannot be escaped."
@@ -244,7 +244,7 @@ void Checker::checkReference() {
         if (known == nullptr || std::find(harmless.begin(), harmless.end(), key) != harmless.end())
             continue;
         findings_.add(RuleName::referenceSiblings, pointer(key),
-                      quoted(key) +
+                      inQuotes(key) +
                           " beside \"$ref\" applies to the same value here, while other "
                           "validators of draft 4 ignore it.",
                       "Write \"allOf\" with the reference, and the other keywords beside it.");
@@ -392,7 +392,7 @@ void Checker::checkPattern(std::string pointer, std::string_view pattern, Kinds 
     if (!verdict.costlyText.empty()) {
         findings_.add(RuleName::costlyPattern, pointer,
                       "A text of " + std::to_string(verdict.costlyText.size()) +
-                          " characters such as " + quoted(verdict.costlyText.substr(0, 12)) +
+                          " characters such as " + inQuotes(verdict.costlyText.substr(0, 12)) +
                           " repeated takes " + std::to_string(verdict.percent) +
                           "% of the most work of a match; beyond it a text does not match.",
                       "Avoid repetitions within repetitions, and look-ahead.");
@@ -538,7 +538,7 @@ void Checker::checkRequired() {
         if (names.erase(name) == 0 || isPermitted(name)) continue;
         addFault(RuleName::requiredButForbidden, pointer("required", std::to_string(i)),
                  kinds::object,
-                 quoted(name) +
+                 inQuotes(name) +
                      " is required, but \"additionalProperties\": false forbids it, so "
                      "every object is refused.",
                  "Declare it in \"properties\", or do not require it.");

@@ -8,7 +8,7 @@
 
 namespace zentara::schemas {
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     constexpr std::size_t longest = 60;
     if (text.size() <= longest) return '"' + std::string(text) + '"';
     auto end = longest;

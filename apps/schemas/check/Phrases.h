@@ -9,7 +9,7 @@ namespace zentara::schemas {
 // Parts of the sentences of findings.
 
 /// The text in quotes, cut if it is long.
-[[nodiscard]] std::string quoted(std::string_view text);
+[[nodiscard]] std::string inQuotes(std::string_view text);
 
 /// As JSON has it: 5 rather than 5.0.
 [[nodiscard]] std::string shown(double number);

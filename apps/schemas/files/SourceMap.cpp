@@ -43,7 +43,7 @@ std::size_t sequenceLength(std::string_view text) noexcept {
     return isOverlong || isBeyond ? 0 : length;
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     return '"' + std::string(text) + '"';
 }
 
@@ -163,7 +163,7 @@ class SourceMap::Scanner {
         if (top.count > 0 && !top.isAfterComma) {
             if (next() == '/') return failForComment();
             if (next() != ',')
-                return fail(std::string("a comma or ") + quoted({top.isObject ? "}" : "]"}) +
+                return fail(std::string("a comma or ") + inQuotes({top.isObject ? "}" : "]"}) +
                             " is expected");
             commaPosition_ = here();
             top.isAfterComma = true;
@@ -186,7 +186,7 @@ class SourceMap::Scanner {
         Key key{{}, here()};
         if (!readString(&key.text)) return false;
         skipSpace();
-        if (next() != ':') return fail("a colon is expected behind the key " + quoted(key.text));
+        if (next() != ':') return fail("a colon is expected behind the key " + inQuotes(key.text));
         ++at_;
         skipSpace();
         auto& top = open_.back();
@@ -264,7 +264,7 @@ class SourceMap::Scanner {
                 ++end;
             constexpr std::size_t longestShown = 40;
             const auto word = text_.substr(at_, std::min(end - at_, longestShown));
-            return fail(quoted(word) +
+            return fail(inQuotes(word) +
                         " is no value: a text in double quotes, true, false or null is expected");
         }
         return fail("a value is expected");
