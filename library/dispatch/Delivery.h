@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <zentara/Language.h>
+
 namespace zentara {
 
 /// What a flush achieved.

@@ -8,6 +8,7 @@
 #include <zentara/AnyText.h>
 #include <zentara/Event.h>
 #include <zentara/JSONValue.h>
+#include <zentara/Language.h>
 
 namespace zentara {
 

@@ -1,9 +1,5 @@
 #pragma once
 
-#if defined(__cplusplus) && __cplusplus < 202002L
-#error "ZentaraClient needs C++20: compile with -std=c++20"
-#endif
-
 #include <chrono>
 #include <concepts>
 #include <cstdint>
@@ -26,6 +22,7 @@
 #include <zentara/Hooks.h>
 #include <zentara/HostApplication.h>
 #include <zentara/JSONValue.h>
+#include <zentara/Language.h>
 #include <zentara/LogSink.h>
 #include <zentara/URL.h>
 #include <zentara/Version.h>

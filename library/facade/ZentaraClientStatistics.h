@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include <zentara/Language.h>
+
 namespace zentara {
 
 /// The last failure of a part of the library.

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include <zentara/Export.h>
+#include <zentara/Language.h>
 
 namespace zentara {
 

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include <zentara/Export.h>
+#include <zentara/Language.h>
 #include <zentara/URL.h>
 
 namespace zentara {

@@ -8,6 +8,7 @@
 
 #include <zentara/Export.h>
 #include <zentara/JSONValue.h>
+#include <zentara/Language.h>
 
 namespace zentara {
 

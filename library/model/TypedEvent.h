@@ -18,6 +18,7 @@
 
 #include <zentara/EventDraft.h>
 #include <zentara/JSONValue.h>
+#include <zentara/Language.h>
 #include <zentara/PatternAutomaton.h>
 
 // What the types of events are made of that zentara-schemas generates:

@@ -4,6 +4,7 @@
 
 #include <zentara/ClientSettings.h>
 #include <zentara/Export.h>
+#include <zentara/Language.h>
 #include <zentara/URL.h>
 
 namespace zentara {

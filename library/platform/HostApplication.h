@@ -5,6 +5,7 @@
 #include <string>
 
 #include <zentara/Export.h>
+#include <zentara/Language.h>
 
 namespace zentara {
 

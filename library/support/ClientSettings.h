@@ -7,6 +7,7 @@
 
 #include <zentara/DeliveryPolicy.h>
 #include <zentara/Export.h>
+#include <zentara/Language.h>
 #include <zentara/Version.h>
 
 namespace zentara {

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include <zentara/Language.h>
+
 namespace zentara {
 
 /// What the user allows. Kept on disk, per documents directory.

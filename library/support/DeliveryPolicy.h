@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include <zentara/Language.h>
+
 namespace zentara {
 
 /// How queued events are delivered. A part of the settings; as it is made here, ten events leave

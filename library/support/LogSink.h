@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+#include <zentara/Language.h>
+
 namespace zentara {
 
 /// How much a line of the log matters, from the least to the most.

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string_view>
 
+#include <zentara/Language.h>
+
 namespace zentara {
 
 /// A simple expression as positions where a character is read, for plain ASCII text: no byte below

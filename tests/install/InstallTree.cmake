@@ -21,7 +21,7 @@ foreach(header IN LISTS headers)
                 message(SEND_ERROR "${header} includes a private header: ${include}")
             endif()
         elseif(NOT "${header} ${include}" MATCHES
-               "<([a-z_]+)>|/zentara.h .*<(std(bool|def|int)|string)\\.h>|/QVN.* <Foundation/Foundation\\.h>")
+               "<([a-z_]+)>|/zentara.h .*<(std(bool|def|int)|string)\\.h>|/QVN.* <Foundation/Foundation\\.h>|/Language.h .*\"ZentaraClient needs C")
             message(SEND_ERROR "${header} includes what the system may not have: ${include}")
         endif()
     endforeach()
