@@ -313,7 +313,8 @@ TEST(CurlSessionTest, TellsHowLongTheServerAsksToWait) {
     EXPECT_EQ(asked("Retry-After: soon\r\n"), 0);
     EXPECT_EQ(asked("Retry-After: -5\r\n"), 0);
     EXPECT_EQ(asked("Retry-After: Sun, 06 Nov 1994 08:49:37 GMT\r\n"), 0);
-    EXPECT_GT(asked("Retry-After: Fri, 01 Jan 2100 00:00:00 GMT\r\n"), 86'400);
+    // Newer versions of curl shorten it to six hours, the library to one.
+    EXPECT_GT(asked("Retry-After: Fri, 01 Jan 2100 00:00:00 GMT\r\n"), 3600);
 }
 
 TEST(CurlSessionTest, ClosedSessionSendsNothing) {
