@@ -1,4 +1,5 @@
 #include <stdio.h>
+#include <unistd.h>
 
 #include <zentara/zentara.h>
 
@@ -33,9 +34,8 @@ int main(int count, char** arguments) {
 
     char folder[500];
     char file[600];
-    snprintf(folder, sizeof folder, "%s-documents", arguments[0]);
+    snprintf(folder, sizeof folder, "%s-documents-%d", arguments[0], (int)getpid());
     snprintf(file, sizeof file, "%s/events-storage", folder);
-    remove(file);
     zentara_set_documents_directory(zentara_text_of(folder));
     zentara_set_preferences_directory(zentara_text_of(folder));
     char url[40];
@@ -55,6 +55,9 @@ int main(int count, char** arguments) {
     FILE* const queue = fopen(file, "r");
     char text[400] = "";
     if (queue == NULL || fread(text, 1, sizeof text - 1, queue) == 0) return 3;
-    if (strstr(text, "\"properties\":{\"title\":\"Home\"}") == NULL) return 4;
+    if (strstr(text, "\"properties\":{\"title\":\"Home\"}") == NULL) {
+        fprintf(stderr, "found    %s\nexpected Home\n", text);
+        ++failures;
+    }
     return failures == 0 ? 0 : 1;
 }
