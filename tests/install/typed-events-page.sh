@@ -10,12 +10,7 @@ shift 3
 
 rm -rf "$folder"
 mkdir -p "$folder/schemas"
-awk -v folder="$folder" '
-    /^```/ && inside { inside = 0; next }
-    /^```(json|cmake|cpp)$/ && named { inside = 1; file = folder "/" named; named = ""; next }
-    inside { print > file; next }
-    match($0, /`[A-Za-z0-9\/-]+\.(json|txt|cpp)`/) { named = substr($0, RSTART + 1, RLENGTH - 2) }
-' "$page"
+bash "$(dirname "$0")/page-files.sh" "$page" "$folder"
 cd "$folder"
 test -s schemas/add-to-cart-1.json && test -s CMakeLists.txt && test -s main.cpp
 
