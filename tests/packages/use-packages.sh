@@ -164,7 +164,8 @@ apt-get -q install --yes --no-install-recommends "${extra[@]}"
 look
 unshare --net bash "$PWD/tests/packages/use-packages.sh" use "$all"
 
-apt-get -q purge --yes --auto-remove "*zentara*"
+apt-get -q purge --yes --auto-remove -o APT::AutoRemove::RecommendsImportant=false \
+    -o APT::AutoRemove::SuggestsImportant=false "*zentara*"
 diff <(echo "$before") <(dpkg-query --show)
 files | diff /tmp/before -
 echo "The packages can be installed, used and removed: ${all:-without Objective-C}"
