@@ -103,6 +103,12 @@ function(zentara_library_folder folder)
     list(TRANSFORM ARG_DEPENDS PREPEND "zentara_")
     add_library(${target} OBJECT ${ARG_SOURCES})
     zentara_configure_target(${target})
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+        # Large files, and clocks beyond 2038. No header of the library shows these types, so hosts and
+        # other libraries may have them otherwise, and compiled headers do.
+        target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+        set_target_properties(${target} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
+    endif()
     target_include_directories(${target} PUBLIC
         "${PROJECT_SOURCE_DIR}/library" "${PROJECT_BINARY_DIR}/include")
     target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} ${ARG_USES})

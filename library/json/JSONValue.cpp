@@ -18,7 +18,10 @@ namespace {
 
 using Kind = JSONValue::Kind;
 
-constexpr std::uint32_t mostValues = std::numeric_limits<std::uint32_t>::max() - 1;
+// So many that their count fits 32 bits and their memory an address space of 32 bits.
+constexpr std::size_t mostValues =
+    std::min<std::size_t>(std::numeric_limits<std::uint32_t>::max() - 1,
+                          std::numeric_limits<std::ptrdiff_t>::max() / sizeof(JSONValue) - 1);
 
 /// The most members of an object that is searched from end to end. With more, hashing a key takes
 /// less time.
@@ -215,8 +218,7 @@ struct JSONMemory {
         const std::size_t needed = sizeOf(block) + added;
         if (block != nullptr && needed <= block->capacity) return;
         const std::size_t doubled =
-            block == nullptr ? 4
-                             : std::min<std::size_t>(2 * std::size_t{block->capacity}, mostValues);
+            block == nullptr ? 4 : std::min(2 * std::size_t{block->capacity}, mostValues);
         resize(block, std::max(needed, doubled));
     }
 

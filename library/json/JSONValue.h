@@ -32,7 +32,7 @@ class ZENTARA_EXPORT JSONKindError : public std::logic_error {
 
 /// The head of the memory of an array or an object; the values follow. An object's values are its
 /// keys and its members' values in turn. For the classes below only.
-struct JSONBlock {
+struct alignas(std::uint64_t) JSONBlock {
     std::uint32_t size;      ///< values in use
     std::uint32_t capacity;  ///< values that fit
     void* link;              ///< the index of a large object
@@ -463,6 +463,7 @@ class ZENTARA_EXPORT JSONInit {
 };
 
 static_assert(sizeof(JSONValue) == 16 && sizeof(JSONMember) == 32);
+static_assert(sizeof(JSONBlock) % alignof(JSONValue) == 0);
 static_assert(sizeof(JSONArray) == sizeof(JSONBlock*) && sizeof(JSONObject) == sizeof(JSONBlock*));
 
 inline JSONValue* JSONBlock::values() noexcept {

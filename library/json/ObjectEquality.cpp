@@ -182,7 +182,7 @@ bool objectsEqual(const JSONValue& one, const JSONValue& other, WorkAllowance* a
     return equal(one, other, allowance, 0);
 }
 
-std::size_t objectHash(const JSONValue& value, WorkAllowance* allowance) {
+std::uint64_t objectHash(const JSONValue& value, WorkAllowance* allowance) {
     return hashOf(value, allowance, 0);
 }
 

@@ -250,8 +250,8 @@ void SchemaCompiler::addNamedProperties(const JSONObject& schemas, SchemaNodes::
     members.byName = static_cast<Position>(all.references.size());
     for (Position i = 0; i < members.count; ++i)
         all.references.push_back(i);
-    std::sort(all.references.end() - members.count, all.references.end(),
-              [&](Position one, Position other) {
+    std::sort(all.references.begin() + static_cast<std::ptrdiff_t>(members.byName),
+              all.references.end(), [&](Position one, Position other) {
                   return all.text(all.properties[members.first + one].name) <
                          all.text(all.properties[members.first + other].name);
               });

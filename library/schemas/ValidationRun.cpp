@@ -367,9 +367,9 @@ bool ValidationRun::namedMembers(const Members& members, const JSONValue& value,
         if (isDecided()) return false;
     }
     if (!isInOrder) {
-        std::sort(all.begin(), all.begin() + count, [](const Named& one, const Named& other) {
-            return one.property < other.property;
-        });
+        std::sort(
+            all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count),
+            [](const Named& one, const Named& other) { return one.property < other.property; });
     }
     for (std::uint32_t i = 0; i < count; ++i) {
         const bool isPassed =
