@@ -21,8 +21,10 @@ inline ProgramRun runProgram(const std::string& arguments, const std::filesystem
     const test::TemporaryDirectory streams;
     const auto output = streams.path() / "output";
     const auto errors = streams.path() / "errors";
-    const auto command = "cd '" + folder.string() + "' && '" ZENTARA_SCHEMAS_PROGRAM "' " +
-                         arguments + " > '" + output.string() + "' 2> '" + errors.string() + "'";
+    auto command = "cd '" + folder.string() + "' && ";
+    for (const std::string word : {ZENTARA_SCHEMAS_PROGRAM})
+        command += "'" + word + "' ";
+    command += arguments + " > '" + output.string() + "' 2> '" + errors.string() + "'";
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, test::contentsOf(output),
             test::contentsOf(errors)};

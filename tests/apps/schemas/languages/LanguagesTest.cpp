@@ -97,7 +97,7 @@ const std::vector<Language> languages {
 INSTANTIATE_TEST_SUITE_P(Generated, LanguagesTest, testing::ValuesIn(languages),
                          [](const auto& language) { return std::string(language.param.name); });
 #if defined(ZENTARA_TYPED_PRINTS_PYTHON)
-// Python, the last, cannot load a library that a sanitizer watches.
+// Python, the last, cannot load a library that a sanitizer watches, or of another processor.
 constexpr int languagesThatOnlyPrint = 1;
 #else
 constexpr int languagesThatOnlyPrint = 0;
