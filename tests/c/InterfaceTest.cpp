@@ -354,8 +354,9 @@ TEST_F(CInterface, WrongUseHasAnAnswer) {
          "there is no schema id"},
         {"send without schema version", sent([](auto& its) { its.schema_version = absent; }), bad,
          "there is no schema version"},
-        {"send with half a word", sent([](auto& its) { its.size = 12; }), bad,
-         "a record of size 12: begin with ZENTARA_INIT"},
+        {"send with half a word", sent([](auto& its) { its.size = sizeof(void*) * 3 / 2; }), bad,
+         sizeof(void*) == 8 ? "a record of size 12: begin with ZENTARA_INIT"
+                            : "a record of size 6: begin with ZENTARA_INIT"},
         {"send of open properties", sent([&](auto& its) { its.properties = open; }), bad,
          "an array or object of the properties is still open"},
         {"send of other properties", sent([&](auto& its) { its.properties = otherProperties; }),

@@ -141,7 +141,7 @@ class QueueHistory {
   private:
     using Duration = std::chrono::steady_clock::duration;
 
-    std::size_t upTo(std::size_t most) { return random_() % (most + 1); }
+    std::size_t upTo(std::size_t most) { return static_cast<std::size_t>(random_() % (most + 1)); }
 
     void open() {
         auto storage =
