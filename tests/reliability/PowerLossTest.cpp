@@ -61,9 +61,10 @@ class Device {
         } else if (step.call == DiskCall::write || step.call == DiskCall::truncate) {
             auto& content = contents_.at(open_.at(step.file));
             auto text = content.versions.back();
-            const auto end = step.offset + step.bytes.size();
+            const auto start = static_cast<std::size_t>(step.offset);
+            const auto end = start + step.bytes.size();
             if (step.call == DiskCall::truncate || end > text.size()) text.resize(end);
-            text.replace(step.offset, step.bytes.size(), step.bytes);
+            text.replace(start, step.bytes.size(), step.bytes);
             content.versions.push_back(std::move(text));
             content.isFlushed = false;
         } else if (step.call == DiskCall::flush) {
