@@ -119,9 +119,10 @@ class Endpoint {
     Store store_;
     SchemaCatalogue catalogue_{ZENTARA_FUZZ_SCHEMAS};
     Faults faults_{1};
-    Services services_{store_, catalogue_, faults_, {.complaint = [](const std::string&) {
-                           check(false, "the store can be written");
-                       }}};
+    Services services_{
+        store_, catalogue_, faults_, {.report = {}, .complaint = [](const std::string&) {
+                                          check(false, "the store can be written");
+                                      }}};
 };
 
 }  // namespace

@@ -23,7 +23,6 @@ constexpr std::int64_t problemsShown = 20;
 constexpr std::int64_t senders = 3;
 /// Deliveries of a host at a time: those that it requests, and one that the library begins.
 constexpr std::int64_t deliveriesAtOnce = 5;
-const std::int64_t batchSize = ClientSettings().dispatchBatchSize;
 
 }  // namespace
 
