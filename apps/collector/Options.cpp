@@ -1,10 +1,11 @@
 #include "collector/Options.h"
 
-#include <CLI/CLI.hpp>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <variant>
 
+#include "commandline/CommandLine.h"
 #include "network/InternetAddress.h"
 
 namespace zentara::collector {
@@ -47,14 +48,9 @@ invalid.
 
 Example: zentara-collector --schemas examples/schemas --database events.sqlite)";
 
-/// Uses a check of CLI11 without its text in the help.
-CLI::Validator quietly(CLI::Validator check) {
-    return check.description("");
-}
-
 std::string checkPort(const std::string& text) {
-    int port = -1;
-    if (CLI::detail::lexical_cast(text, port) && 0 <= port && port <= 65535) return "";
+    const auto port = commandline::readNumber(text);
+    if (port && 0 <= *port && *port <= 65535 && std::trunc(*port) == *port) return "";
     return "a port from 0 to 65535 is expected, not " + text;
 }
 
@@ -62,15 +58,14 @@ bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& o
     return std::filesystem::weakly_canonical(one) == std::filesystem::weakly_canonical(other);
 }
 
-CLI::Validator readsFault(Options& options) {
-    return {[&options](const std::string& text) -> std::string {
-                auto read = readFaultOption(text);
-                if (const auto* reason = std::get_if<std::string>(&read)) return *reason;
-                for (const auto& switched : std::get<0>(read))
-                    options.faults.push_back(switched);
-                return {};
-            },
-            ""};
+commandline::Check readsFault(Options& options) {
+    return [&options](const std::string& text) -> std::string {
+        auto read = readFaultOption(text);
+        if (const auto* reason = std::get_if<std::string>(&read)) return *reason;
+        for (const auto& switched : std::get<0>(read))
+            options.faults.push_back(switched);
+        return {};
+    };
 }
 
 }  // namespace
@@ -81,61 +76,55 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     bool noHttps = false;
     std::vector<std::string> faults;
 
-    CLI::App app(description, "zentara-collector");
-    app.footer(details);
-    app.set_version_flag("--version", ZENTARA_VERSION);
-    app.add_option("--port", options.port, "The port for HTTP; 0 for a free one")
-        ->type_name("PORT")
-        ->check(CLI::Validator(checkPort, ""))
-        ->capture_default_str();
-    auto* httpsPort =
-        app.add_option("--https-port", options.httpsPort,
-                       "The port for HTTPS; 0 for a free one, as by default when --port is 0")
-            ->type_name("PORT")
-            ->check(CLI::Validator(checkPort, ""))
-            ->capture_default_str();
-    app.add_flag("--no-https", noHttps, "Serve HTTP only; no data folder is needed then");
-    app.add_option("--schemas", options.schemas,
-                   "A folder of files {id}-{version}.json, or a file with one object of them, the "
-                   "schemas to serve; changes are seen while running")
-        ->type_name("DIR|FILE")
-        ->check(quietly(CLI::ExistingPath));
-    app.add_option("--database", options.database,
-                   "Store what is received in this SQLite file; in memory by default")
-        ->type_name("FILE");
-    app.add_option("--record", options.record,
-                   "Append each received event to this file, as a JSON line")
-        ->type_name("FILE");
-    app.add_option("--data", options.data,
+    commandline::CommandLine program("zentara-collector", description, details);
+    program.option("--port", &options.port, "PORT", "The port for HTTP; 0 for a free one")
+        .check(checkPort)
+        .showDefault();
+    const auto httpsPort =
+        program
+            .option("--https-port", &options.httpsPort, "PORT",
+                    "The port for HTTPS; 0 for a free one, as by default when --port is 0")
+            .check(checkPort)
+            .showDefault();
+    program.flag("--no-https", noHttps, "Serve HTTP only; no data folder is needed then");
+    program
+        .option("--schemas", &options.schemas, "DIR|FILE",
+                "A folder of files {id}-{version}.json, or a file with one object of them, the "
+                "schemas to serve; changes are seen while running")
+        .existingPath();
+    program.option("--database", &options.database, "FILE",
+                   "Store what is received in this SQLite file; in memory by default");
+    program.option("--record", &options.record, "FILE",
+                   "Append each received event to this file, as a JSON line");
+    program.option("--data", &options.data, "DIR",
                    "The folder of the certificate authority; by default "
-                   "$XDG_DATA_HOME/zentara-collector or ~/.local/share/zentara-collector")
-        ->type_name("DIR");
-    app.add_option("--fault", faults, "A fault to imitate, see below; may be repeated")
-        ->type_name("SERVICE:SETTINGS")
-        ->check(readsFault(options));
-    app.add_option("--host", options.host,
-                   "The address to listen on; beyond loopback only with the flag that follows")
-        ->type_name("ADDRESS")
-        ->capture_default_str();
-    app.add_flag("--reachable-from-the-network", reachable,
+                   "$XDG_DATA_HOME/zentara-collector or ~/.local/share/zentara-collector");
+    program
+        .option("--fault", &faults, "SERVICE:SETTINGS",
+                "A fault to imitate, see below; may be repeated")
+        .check(readsFault(options));
+    program
+        .option("--host", &options.host, "ADDRESS",
+                "The address to listen on; beyond loopback only with the flag that follows")
+        .showDefault();
+    program.flag("--reachable-from-the-network", reachable,
                  "Let other machines read, send and delete; there are no passwords");
-    app.add_flag("--quiet", options.quiet, "No line for each event and request");
-    try {
-        app.parse(argc, argv);
+    program.flag("--quiet", options.quiet, "No line for each event and request");
+
+    const auto outcome = program.parse(argc, argv, [&]() -> std::string {
         if (!reachable && !isLoopbackHost(options.host)) {
-            throw CLI::ValidationError(
-                "--host " + options.host +
-                " would let other machines read, send and delete what is here; if that is wanted, "
-                "add --reachable-from-the-network");
+            return "--host " + options.host +
+                   " would let other machines read, send and delete what is here; if that is "
+                   "wanted, add --reachable-from-the-network";
         }
-        if (!options.record.empty() && isSameFile(options.record, options.database)) {
-            throw CLI::ValidationError("--record and --database name the same file");
-        }
-    } catch (const CLI::ParseError& error) {
-        return {std::nullopt, app.exit(error) == 0 ? exitStopped : exitUsage};
-    }
+        if (!options.record.empty() && isSameFile(options.record, options.database))
+            return "--record and --database name the same file";
+        return {};
+    });
+    using enum commandline::CommandLine::Outcome;
+    if (outcome != accepted) return {std::nullopt, outcome == helpShown ? exitStopped : exitUsage};
     options.https = !noHttps;
-    if (options.port == 0 && httpsPort->count() == 0) options.httpsPort = 0;
+    if (options.port == 0 && !httpsPort.isGiven()) options.httpsPort = 0;
     return {options, exitStopped};
 }
 

@@ -1,25 +1,31 @@
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 
+#include "commandline/CommandLine.h"
 #include "schemas/commands/Commands.h"
 
 int main(int argc, char** argv) {
     using namespace zentara::schemas;
-    CLI::App app("Works with the schemas of events, as the library's engine understands them.",
-                 "zentara-schemas");
-    app.set_version_flag("--version", ZENTARA_VERSION);
-    app.require_subcommand(1);
+    using zentara::commandline::CommandLine;
+    CommandLine program("zentara-schemas",
+                        "Works with the schemas of events, as the library's engine understands "
+                        "them.",
+                        "");
+    program.requireSubcommand();
     int exitCode = exitClean;
     for (auto* const add : {addCheck, addDiff, addCatalogue, addSample, addBundle, addGenerate})
-        add(app, exitCode);
+        add(program, exitCode);
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? exitClean : exitUsage;
+        switch (program.parse(argc, argv)) {
+            case CommandLine::Outcome::accepted:
+                return exitCode;
+            case CommandLine::Outcome::helpShown:
+                return exitClean;
+            case CommandLine::Outcome::refused:
+                break;
+        }
     } catch (const std::exception& error) {
         std::cerr << "zentara-schemas: " << error.what() << '\n';
-        return exitUsage;
     }
-    return exitCode;
+    return exitUsage;
 }

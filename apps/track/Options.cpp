@@ -1,7 +1,8 @@
 #include "track/Options.h"
 
-#include <CLI/CLI.hpp>
 #include <cmath>
+
+#include "commandline/CommandLine.h"
 
 namespace zentara::track {
 
@@ -32,9 +33,8 @@ std::string checkLoggedUser(const std::string& text) {
 }
 
 std::string checkSeconds(const std::string& text) {
-    double seconds = -1;
-    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
-    if (isNumber && 0 <= seconds && seconds <= 1e6) return "";
+    const auto seconds = commandline::readNumber(text);
+    if (seconds && 0 <= *seconds && *seconds <= 1e6) return "";
     return "seconds from 0 to 1000000 are expected, not " + text;
 }
 
@@ -63,59 +63,46 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     double drainTimeout = 30;
     bool noDrain = false;
 
-    CLI::App app(description, "zentara-track");
-    app.footer(details);
-    app.set_version_flag("--version", ZENTARA_VERSION);
-    app.add_option("events", options.input, "The file of events; - for standard input")
-        ->type_name("FILE")
-        ->capture_default_str();
-    app.add_option("--tenant", options.tenant, "The tenant that the events belong to")
-        ->type_name("NAME")
-        ->capture_default_str();
-    app.add_option("--environment", environment, "production or qa")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"production", "qa"}).description(""))
-        ->capture_default_str();
-    app.add_option("--collector", options.collector, "The collector of the environment")
-        ->type_name("URL");
-    app.add_option("--schemas", options.schemas,
-                   "The schemas service of the environment (default: --collector when given)")
-        ->type_name("URL");
-    app.add_option("--ca", options.certificateAuthority,
-                   "A PEM file of the certificate authorities to trust, instead of the system's")
-        ->type_name("FILE")
-        ->check(CLI::ExistingFile.description(""));
-    app.add_option("--advertising-id", options.advertisingId, "The advertising id")
-        ->type_name("ID");
-    app.add_option("--logged-user", loggedUser, "The user: QVNID:, GST: or EXT_ID: and a token")
-        ->type_name("TYPE:TOKEN")
-        ->check(CLI::Validator(checkLoggedUser, ""));
-    app.add_option("--bundle-id", options.bundleIdentifier, "The name of the application")
-        ->type_name("ID");
-    app.add_option("--documents", options.documents, "Where the queue and the identity are kept")
-        ->type_name("DIR");
-    app.add_option("--preferences", options.preferences,
-                   "Where the preferences are kept (default: --documents when given)")
-        ->type_name("DIR");
-    app.add_option("--ready-timeout", readyTimeout, "Seconds to wait for the schemas")
-        ->type_name("SECONDS")
-        ->check(CLI::Validator(checkSeconds, ""))
-        ->capture_default_str();
-    app.add_option("--drain-timeout", drainTimeout,
-                   "Seconds without a delivery after which it gives up")
-        ->type_name("SECONDS")
-        ->check(CLI::Validator(checkSeconds, ""))
-        ->capture_default_str();
-    app.add_flag("--no-drain", noDrain, "Leave the events in the queue");
-    app.add_option("--results", options.results,
-                   "Write a JSON line for each line of input: line, schema, outcome, message")
-        ->type_name("FILE");
-    app.add_flag("--verbose", options.verbose, "Print the outcome of every line");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return {std::nullopt, app.exit(error) == 0 ? exitComplete : exitUsage};
-    }
+    commandline::CommandLine program("zentara-track", description, details);
+    program.option("events", &options.input, "FILE", "The file of events; - for standard input")
+        .showDefault();
+    program.option("--tenant", &options.tenant, "NAME", "The tenant that the events belong to")
+        .showDefault();
+    program.option("--environment", &environment, "NAME", "production or qa")
+        .oneOf({"production", "qa"})
+        .showDefault();
+    program.option("--collector", &options.collector, "URL", "The collector of the environment");
+    program.option("--schemas", &options.schemas, "URL",
+                   "The schemas service of the environment (default: --collector when given)");
+    program
+        .option("--ca", &options.certificateAuthority, "FILE",
+                "A PEM file of the certificate authorities to trust, instead of the system's")
+        .existingFile();
+    program.option("--advertising-id", &options.advertisingId, "ID", "The advertising id");
+    program
+        .option("--logged-user", &loggedUser, "TYPE:TOKEN",
+                "The user: QVNID:, GST: or EXT_ID: and a token")
+        .check(checkLoggedUser);
+    program.option("--bundle-id", &options.bundleIdentifier, "ID", "The name of the application");
+    program.option("--documents", &options.documents, "DIR",
+                   "Where the queue and the identity are kept");
+    program.option("--preferences", &options.preferences, "DIR",
+                   "Where the preferences are kept (default: --documents when given)");
+    program.option("--ready-timeout", &readyTimeout, "SECONDS", "Seconds to wait for the schemas")
+        .check(checkSeconds)
+        .showDefault();
+    program
+        .option("--drain-timeout", &drainTimeout, "SECONDS",
+                "Seconds without a delivery after which it gives up")
+        .check(checkSeconds)
+        .showDefault();
+    program.flag("--no-drain", noDrain, "Leave the events in the queue");
+    program.option("--results", &options.results, "FILE",
+                   "Write a JSON line for each line of input: line, schema, outcome, message");
+    program.flag("--verbose", options.verbose, "Print the outcome of every line");
+    using enum commandline::CommandLine::Outcome;
+    if (const auto outcome = program.parse(argc, argv); outcome != accepted)
+        return {std::nullopt, outcome == helpShown ? exitComplete : exitUsage};
 
     options.environment =
         environment == "qa" ? ZentaraEnvironment::qa : ZentaraEnvironment::production;

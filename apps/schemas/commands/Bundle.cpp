@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <map>
@@ -102,19 +101,17 @@ int bundle(const Options& options) {
 
 }  // namespace
 
-void addBundle(CLI::App& app, int& exitCode) {
+void addBundle(commandline::Command& program, int& exitCode) {
     const auto options = std::make_shared<Options>();
-    auto* const command = app.add_subcommand(
-        "bundle", "Writes schemas into one file, for an application or a schemas service.");
-    command->footer(details);
-    addSchemas(*command, options->paths);
-    addChoice(*command, "--as", options->form, {"table", "cache", "header"},
+    auto command = program.subcommand(
+        "bundle", "Writes schemas into one file, for an application or a schemas service.", details,
+        [options, &exitCode] { exitCode = bundle(*options); });
+    addSchemas(command, options->paths);
+    addChoice(command, "--as", options->form, {"table", "cache", "header"},
               "table, cache or header");
-    command->add_option("--scope", options->scope, "The namespace of a header")
-        ->type_name("NAMESPACE");
-    addOutput(*command, options->output);
-    command->add_flag("--force", options->isForced, "Also with faults, as check reports them");
-    command->callback([options, &exitCode] { exitCode = bundle(*options); });
+    command.option("--scope", &options->scope, "NAMESPACE", "The namespace of a header");
+    addOutput(command, options->output);
+    command.flag("--force", options->isForced, "Also with faults, as check reports them");
 }
 
 }  // namespace zentara::schemas

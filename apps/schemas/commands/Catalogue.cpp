@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <vector>
@@ -52,27 +51,23 @@ void write(const Options& options) {
 
 }  // namespace
 
-void addCatalogue(CLI::App& app, int& exitCode) {
-    auto* command = app.add_subcommand(
-        "catalogue", "Write a page of all events: properties, rules, examples, calls, history");
-    auto options = std::make_shared<Options>();
-    command->footer(details);
-    addSchemas(*command, options->paths);
-    addOutput(*command, options->output);
-    addChoice(*command, "--format", options->format, {"html", "markdown"}, "html or markdown");
-    command->add_option("--title", options->title, "What the page is called")
-        ->type_name("TEXT")
-        ->capture_default_str();
+void addCatalogue(commandline::Command& program, int& exitCode) {
+    const auto options = std::make_shared<Options>();
+    auto command = program.subcommand(
+        "catalogue", "Write a page of all events: properties, rules, examples, calls, history",
+        details, [options, &exitCode] {
+            write(*options);
+            exitCode = exitClean;
+        });
+    addSchemas(command, options->paths);
+    addOutput(command, options->output);
+    addChoice(command, "--format", options->format, {"html", "markdown"}, "html or markdown");
+    command.option("--title", &options->title, "TEXT", "What the page is called").showDefault();
     command
-        ->add_option("--scope", options->scope,
-                     "The namespace of the generated types in the calls that are shown: "
-                     "shop::events, which is shop_events_ in C and SE in Objective-C")
-        ->type_name("NAME")
-        ->check(CLI::Validator(checkScope, ""));
-    command->callback([options, &exitCode] {
-        write(*options);
-        exitCode = exitClean;
-    });
+        .option("--scope", &options->scope, "NAME",
+                "The namespace of the generated types in the calls that are shown: "
+                "shop::events, which is shop_events_ in C and SE in Objective-C")
+        .check(checkScope);
 }
 
 }  // namespace zentara::schemas

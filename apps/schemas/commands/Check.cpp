@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <map>
 #include <memory>
 #include <string>
@@ -46,16 +45,16 @@ int runCheck(const CheckOptions& options) {
 
 }  // namespace
 
-void addCheck(CLI::App& app, int& exitCode) {
+void addCheck(commandline::Command& program, int& exitCode) {
     const auto options = std::make_shared<CheckOptions>();
-    auto& command = *app.add_subcommand("check", "Tells what the engine will make of schemas");
-    command.footer(details);
+    auto command =
+        program.subcommand("check", "Tells what the engine will make of schemas", details,
+                           [options, &exitCode] { exitCode = runCheck(*options); });
     addSchemas(command, options->paths);
-    command.add_flag("--strict", options->isStrict, "Exit with 1 for warnings, too");
+    command.flag("--strict", options->isStrict, "Exit with 1 for warnings, too");
     addChoice(command, "--format", options->format, {"text", "json", "sarif"},
               "text, json or sarif (2.1.0)");
     addOutput(command, options->output);
-    command.callback([options, &exitCode] { exitCode = runCheck(*options); });
 }
 
 }  // namespace zentara::schemas

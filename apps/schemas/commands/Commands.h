@@ -1,8 +1,6 @@
 #pragma once
 
-namespace CLI {
-class App;
-}  // namespace CLI
+#include "commandline/CommandLine.h"
 
 namespace zentara::schemas {
 
@@ -13,11 +11,11 @@ inline constexpr int exitUsage = 2;  ///< wrong arguments, or a file that cannot
 
 // Each adds a command with its options. Parsing the command line then carries it out and sets
 // `exitCode`; throws `CommandError`.
-void addCheck(CLI::App& app, int& exitCode);
-void addDiff(CLI::App& app, int& exitCode);
-void addCatalogue(CLI::App& app, int& exitCode);
-void addSample(CLI::App& app, int& exitCode);
-void addBundle(CLI::App& app, int& exitCode);
-void addGenerate(CLI::App& app, int& exitCode);
+void addCheck(commandline::Command& program, int& exitCode);
+void addDiff(commandline::Command& program, int& exitCode);
+void addCatalogue(commandline::Command& program, int& exitCode);
+void addSample(commandline::Command& program, int& exitCode);
+void addBundle(commandline::Command& program, int& exitCode);
+void addGenerate(commandline::Command& program, int& exitCode);
 
 }  // namespace zentara::schemas

@@ -1,6 +1,5 @@
 #include "schemas/commands/CommonOptions.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <utility>
 
@@ -8,29 +7,25 @@
 
 namespace zentara::schemas {
 
-void addSchemas(CLI::App& command, std::vector<std::string>& paths, const std::string& name) {
-    command.add_option(name, paths, "Schemas, {id}-{version}.json, and folders of them")
-        ->type_name("FILE|DIR")
-        ->required();
+void addSchemas(commandline::Command& command, std::vector<std::string>& paths,
+                const std::string& name) {
+    command.option(name, &paths, "FILE|DIR", "Schemas, {id}-{version}.json, and folders of them")
+        .required();
 }
 
-void addOutput(CLI::App& command, std::string& path) {
-    auto* const option =
-        command.add_option("--output", path, "Where to write; - for standard output")
-            ->type_name("FILE");
+void addOutput(commandline::Command& command, std::string& path) {
+    auto option =
+        command.option("--output", &path, "FILE", "Where to write; - for standard output");
     if (path.empty()) {
-        option->required();
+        option.required();
     } else {
-        option->capture_default_str();
+        option.showDefault();
     }
 }
 
-void addChoice(CLI::App& command, const std::string& name, std::string& chosen,
+void addChoice(commandline::Command& command, const std::string& name, std::string& chosen,
                const std::vector<std::string>& names, const std::string& description) {
-    command.add_option(name, chosen, description)
-        ->type_name("NAME")
-        ->check(CLI::IsMember(names).description(""))
-        ->capture_default_str();
+    command.option(name, &chosen, "NAME", description).oneOf(names).showDefault();
 }
 
 bool reportFaults(std::span<const SchemaFile> schemas) {

@@ -4,23 +4,20 @@
 #include <string>
 #include <vector>
 
+#include "commandline/CommandLine.h"
 #include "schemas/files/SchemaFile.h"
-
-namespace CLI {
-class App;
-}  // namespace CLI
 
 namespace zentara::schemas {
 
 /// Adds the schemas that a command reads, which are required. `name` may be that of an option.
-void addSchemas(CLI::App& command, std::vector<std::string>& paths,
+void addSchemas(commandline::Command& command, std::vector<std::string>& paths,
                 const std::string& name = "schemas");
 
 /// Adds "--output", which is required unless `path` has a default.
-void addOutput(CLI::App& command, std::string& path);
+void addOutput(commandline::Command& command, std::string& path);
 
 /// Adds an option that takes one of the names. `chosen` has the default.
-void addChoice(CLI::App& command, const std::string& name, std::string& chosen,
+void addChoice(commandline::Command& command, const std::string& name, std::string& chosen,
                const std::vector<std::string>& names, const std::string& description);
 
 /// Prints the faults to standard error, and returns whether there are any.

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -232,24 +231,18 @@ int run(const Options& options) {
 
 }  // namespace
 
-void addDiff(CLI::App& app, int& exitCode) {
-    auto* const command =
-        app.add_subcommand("diff", "What changed, and whether valid events stay valid");
-    command->footer(details);
+void addDiff(commandline::Command& program, int& exitCode) {
     const auto options = std::make_shared<Options>();
-    command->add_option("OLD", options->before, "The schemas before the change")
-        ->type_name("FILE|DIR")
-        ->required();
-    command->add_option("NEW", options->after, "The schemas after the change")
-        ->type_name("FILE|DIR")
-        ->required();
-    addChoice(*command, "--format", options->format, {"text", "json"}, "text or json");
-    command->add_flag("--gate", options->isGate, "Refuse what breaks senders of events");
+    auto command = program.subcommand("diff", "What changed, and whether valid events stay valid",
+                                      details, [options, &exitCode] { exitCode = run(*options); });
+    command.option("OLD", &options->before, "FILE|DIR", "The schemas before the change").required();
+    command.option("NEW", &options->after, "FILE|DIR", "The schemas after the change").required();
+    addChoice(command, "--format", options->format, {"text", "json"}, "text or json");
+    command.flag("--gate", options->isGate, "Refuse what breaks senders of events");
     command
-        ->add_flag("--allow-unknown", options->allowsUnknown,
-                   "With --gate: accept changes that could not be decided")
-        ->needs("--gate");
-    command->callback([options, &exitCode] { exitCode = run(*options); });
+        .flag("--allow-unknown", options->allowsUnknown,
+              "With --gate: accept changes that could not be decided")
+        .needs("--gate");
 }
 
 }  // namespace zentara::schemas

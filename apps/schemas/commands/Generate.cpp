@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -92,34 +91,25 @@ int run(Options options) {
 
 }  // namespace
 
-void addGenerate(CLI::App& app, int& exitCode) {
-    auto* const command =
-        app.add_subcommand("generate",
-                           "Writes types for events, so that a wrong event does not "
-                           "compile.");
-    command->footer(details);
+void addGenerate(commandline::Command& program, int& exitCode) {
     const auto options = std::make_shared<Options>();
+    auto command = program.subcommand(
+        "generate", "Writes types for events, so that a wrong event does not compile.", details,
+        [options, &exitCode] { exitCode = run(*options); });
     std::vector<std::string> known;
     for (const auto& language : languages)
         known.emplace_back(language.name);
-    command->add_option("--language", options->language, "cpp, c, objc or python")
-        ->type_name("LANGUAGE")
-        ->check(CLI::IsMember(known).description(""))
-        ->required();
-    addSchemas(*command, options->schemas, "--schemas");
+    command.option("--language", &options->language, "LANGUAGE", "cpp, c, objc or python")
+        .oneOf(known)
+        .required();
+    addSchemas(command, options->schemas, "--schemas");
     command
-        ->add_option("--output-dir", options->outputFolder,
-                     "Where the files are written; made if need be")
-        ->type_name("DIR")
-        ->required();
-    command->add_option("--name", options->names.file, "The name of the files")
-        ->type_name("NAME")
-        ->capture_default_str();
-    command
-        ->add_option("--scope", options->names.scope,
-                     "What the names are in, or begin with (cpp: events by default)")
-        ->type_name("NAME");
-    command->callback([options, &exitCode] { exitCode = run(*options); });
+        .option("--output-dir", &options->outputFolder, "DIR",
+                "Where the files are written; made if need be")
+        .required();
+    command.option("--name", &options->names.file, "NAME", "The name of the files").showDefault();
+    command.option("--scope", &options->names.scope, "NAME",
+                   "What the names are in, or begin with (cpp: events by default)");
 }
 
 }  // namespace zentara::schemas

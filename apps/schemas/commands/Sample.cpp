@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <iostream>
 #include <memory>
@@ -79,21 +78,17 @@ int sample(const Options& options) {
 
 }  // namespace
 
-void addSample(CLI::App& app, int& exitCode) {
+void addSample(commandline::Command& program, int& exitCode) {
     const auto options = std::make_shared<Options>();
-    auto* const command = app.add_subcommand("sample", "Writes sample events for zentara-track.");
-    command->footer(details);
-    addSchemas(*command, options->paths);
-    command->add_option("--count", options->count, "Events per schema")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1'000'000).description(""))
-        ->capture_default_str();
-    command->add_option("--seed", options->seed, "Another seed gives other events")
-        ->type_name("N")
-        ->capture_default_str();
-    command->add_flag("--invalid", options->isInvalid, "Events with one fault each");
-    addOutput(*command, options->output);
-    command->callback([options, &exitCode] { exitCode = sample(*options); });
+    auto command = program.subcommand("sample", "Writes sample events for zentara-track.", details,
+                                      [options, &exitCode] { exitCode = sample(*options); });
+    addSchemas(command, options->paths);
+    command.option("--count", &options->count, "N", "Events per schema")
+        .between(1, 1'000'000)
+        .showDefault();
+    command.option("--seed", &options->seed, "N", "Another seed gives other events").showDefault();
+    command.flag("--invalid", options->isInvalid, "Events with one fault each");
+    addOutput(command, options->output);
 }
 
 }  // namespace zentara::schemas
