@@ -64,7 +64,7 @@ std::vector<zentara_text> borrowedTexts(const std::vector<std::string>& texts) {
     return all;
 }
 
-void call(zentara_delivery_observer observer, void* context, const DeliveryNotice& notice) {
+void notify(zentara_delivery_observer observer, void* context, const DeliveryNotice& notice) {
     const auto actionUUIDs = borrowedTexts(notice.actionUUIDs);
     const auto reason = withValidUTF8(notice.reason);
     const zentara_delivery_notice record{.size = sizeof record,
@@ -173,7 +173,7 @@ zentara_status zentara_set_delivery_observer(zentara_delivery_observer observer,
                                              void (*release)(void*)) noexcept {
     return guarded([&] {
         ZentaraClient::setDeliveryObserver(
-            calling<DeliveryObserver>(observer, context, release, call));
+            calling<DeliveryObserver>(observer, context, release, notify));
     });
 }
 

@@ -15,27 +15,27 @@ using namespace zentara::test;
 
 namespace {
 
-constexpr auto text = zentara_text_of;
+constexpr auto textOf = zentara_text_of;
 
-std::string string(zentara_text found) {
+std::string stringOf(zentara_text found) {
     return {found.bytes, found.length};
 }
 
 /// Sends a page view. Returns the kind of error and the message.
 std::string send() {
     auto draft = ZENTARA_INIT(zentara_event_draft);
-    draft.schema_id = text("page-view");
-    draft.schema_version = text("1");
-    draft.url = text("sent url");
-    draft.referer = text("sent referer");
-    draft.properties_json = text("{\"title\":\"own\",\"section\":\"home\"}");
+    draft.schema_id = textOf("page-view");
+    draft.schema_version = textOf("1");
+    draft.url = textOf("sent url");
+    draft.referer = textOf("sent referer");
+    draft.properties_json = textOf("{\"title\":\"own\",\"section\":\"home\"}");
     std::string outcome;
     EXPECT_EQ(zentara_send(
                   nullptr, &draft,
                   [](void* context, const zentara_event*, const zentara_error* error) {
                       *static_cast<std::string*>(context) =
                           std::to_string(zentara_error_kind_of(error)) + " " +
-                          (error ? string(zentara_error_message(error)) : "queued");
+                          (error ? stringOf(zentara_error_message(error)) : "queued");
                   },
                   &outcome, nullptr),
               ZENTARA_OK);
@@ -55,10 +55,10 @@ TEST(CHooks, FunctionDecidesTheOutcome) {
     Case cases[] = {
         {[](auto* outgoing) {
              auto* const properties = zentara_outgoing_properties(outgoing);
-             EXPECT_EQ(string(zentara_value_json(zentara_properties_value(properties))),
+             EXPECT_EQ(stringOf(zentara_value_json(zentara_properties_value(properties))),
                        "{\"title\":\"own\",\"section\":\"home\",\"language\":\"de\"}");
-             EXPECT_EQ(string(zentara_outgoing_url(outgoing)), "sent url");
-             EXPECT_EQ(string(zentara_outgoing_referer(outgoing)), "sent referer");
+             EXPECT_EQ(stringOf(zentara_outgoing_url(outgoing)), "sent url");
+             EXPECT_EQ(stringOf(zentara_outgoing_referer(outgoing)), "sent referer");
              // They belong to the library.
              zentara_properties_release(properties);
              EXPECT_EQ(zentara_last_status(), ZENTARA_INVALID_HANDLE);
@@ -69,13 +69,13 @@ TEST(CHooks, FunctionDecidesTheOutcome) {
          },
          "0 queued"},
         {[](auto* outgoing) {
-             zentara_outgoing_set_reason(outgoing, text("own reason"));
+             zentara_outgoing_set_reason(outgoing, textOf("own reason"));
              return ZENTARA_DECISION_REFUSE;
          },
          refused + "own reason"},
         {[](auto*) { return 7; }, dropped},
         {[](auto* outgoing) {
-             zentara_properties_open_array(zentara_outgoing_properties(outgoing), text("list"));
+             zentara_properties_open_array(zentara_outgoing_properties(outgoing), textOf("list"));
              return ZENTARA_DECISION_QUEUE;
          },
          refused + "an array or object of the properties is still open"},
@@ -84,7 +84,7 @@ TEST(CHooks, FunctionDecidesTheOutcome) {
     const CollectorProcess collector(ZENTARA_EXAMPLES "/schemas");
     TestHost::useServer(*URL::parse(collector.url()));
     getClient();
-    auto* const global = zentara_properties_make_from_json(text("{\"language\":\"de\"}"));
+    auto* const global = zentara_properties_make_from_json(textOf("{\"language\":\"de\"}"));
     EXPECT_EQ(zentara_set_global_properties(global), ZENTARA_OK);
     zentara_properties_release(global);
     for (auto& each : cases) {

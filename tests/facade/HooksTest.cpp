@@ -26,7 +26,7 @@ namespace {
 using namespace test;
 using testing::ElementsAre;
 
-struct Outcome {
+struct Answer {
     EventRef event;
     ZentaraClientErrorRef error;
 
@@ -55,8 +55,8 @@ class HooksTest : public testing::Test {
         expectBalanced(ZentaraClient::statistics());
     }
 
-    Outcome send(const std::string& schema, JSONObject properties) {
-        std::vector<Outcome> outcomes;
+    Answer send(const std::string& schema, JSONObject properties) {
+        std::vector<Answer> outcomes;
         client_->send({.schemaId = schema,
                        .schemaVersion = "1",
                        .properties = std::move(properties),

@@ -20,12 +20,12 @@ namespace {
 using namespace test;
 using testing::ElementsAre;
 
-struct Outcome {
+struct SendResult {
     EventRef event;
     ZentaraClientErrorRef error;
 };
 
-std::string messageOf(const Outcome& outcome) {
+std::string messageOf(const SendResult& outcome) {
     return outcome.error ? outcome.error->what() : "queued";
 }
 
@@ -57,8 +57,9 @@ class ZentaraClientTest : public testing::Test {
         return client;
     }
 
-    static Outcome send(ZentaraClient& client, const std::string& schema, JSONObject properties) {
-        std::vector<Outcome> outcomes;
+    static SendResult send(ZentaraClient& client, const std::string& schema,
+                           JSONObject properties) {
+        std::vector<SendResult> outcomes;
         client.send(schema, "1", "application/json", "https://example.com/a",
                     "https://from.example", std::move(properties), "relation",
                     [&](EventRef event, ZentaraClientErrorRef error) {

@@ -123,13 +123,13 @@ class Device {
     std::vector<std::map<std::string, std::size_t>> names_{{}};  // since the folder was flushed
 };
 
-using Numbers = std::set<std::int64_t>;
+using EventNumbers = std::set<std::int64_t>;
 
 /// `events` must hold each event once, unchanged, and all of `wanted`.
-void expectEventsBack(const std::vector<InternalEvent>& events, const Numbers& wanted,
+void expectEventsBack(const std::vector<InternalEvent>& events, const EventNumbers& wanted,
                       const std::string& left) {
     const auto numbers = numbersOf(events);
-    const Numbers found(numbers.begin(), numbers.end());
+    const EventNumbers found(numbers.begin(), numbers.end());
     ASSERT_TRUE(found.size() == numbers.size() &&
                 std::includes(found.begin(), found.end(), wanted.begin(), wanted.end()))
         << left << "must restore " << testing::PrintToString(wanted) << " but restores "
@@ -143,7 +143,7 @@ void expectEventsBack(const std::vector<InternalEvent>& events, const Numbers& w
 class History {
   public:
     /// The queue starts with `files`, whose events `flushed` are on the device.
-    History(const Files& files, Numbers flushed) : flushed_(std::move(flushed)) {
+    History(const Files& files, EventNumbers flushed) : flushed_(std::move(flushed)) {
         for (const auto& [name, bytes] : files)
             writeTo(host_.file(name), bytes);
         device_.emplace(host_.documents());
@@ -238,11 +238,11 @@ class History {
     FaultyDisk disk_;
     Ledger::Queue counts_;
     std::optional<Device> device_;
-    Numbers accepted_;  // and not settled
-    Numbers flushed_;   // of these
+    EventNumbers accepted_;  // and not settled
+    EventNumbers flushed_;   // of these
     std::deque<std::function<void()>> background_;
     std::deque<std::function<void()>> inTheMiddle_;  // of a checkpoint, one at each flush
-    std::map<Files, Numbers> outcomes_;              // each with the events it must restore
+    std::map<Files, EventNumbers> outcomes_;         // each with the events it must restore
 };
 
 TEST(PowerLossTest, FlushedEventsAreRestored) {
@@ -256,7 +256,7 @@ TEST(PowerLossTest, FlushedEventsAreRestored) {
     };
     for (const auto& [name, files] : cases) {
         SCOPED_TRACE(name);
-        History history(files, files.empty() ? Numbers() : Numbers{11, 12, 13});
+        History history(files, files.empty() ? EventNumbers() : EventNumbers{11, 12, 13});
         history.run();
         // Each list that is set aside prints a line.
         testing::internal::CaptureStderr();
@@ -270,7 +270,7 @@ TEST(PowerLossTest, MixtureOfTwoListsIsDamaged) {
     constexpr std::int64_t count = 20;
     const auto flushed = fileOf(sampleEvents(11, count));
     const auto numbers = numbersOf(sampleEvents(11, count));
-    const Numbers wanted(numbers.begin(), numbers.end());
+    const EventNumbers wanted(numbers.begin(), numbers.end());
     testing::internal::CaptureStderr();
     for (const auto& [left, added] : {std::pair{1, 1}, {3, 2}, {2, 5}, {19, 4}, {20, 6}, {5, 0}}) {
         const auto list = fileOf(sampleEvents(11 + left, count - left + added));

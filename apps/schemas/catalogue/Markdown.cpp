@@ -10,7 +10,7 @@ namespace zentara::schemas {
 namespace {
 
 /// `text` on one line, without a meaning in Markdown, HTML or a table.
-std::string escaped(std::string_view text) {
+std::string escapedMarkdown(std::string_view text) {
     std::string markdown;
     for (const char character : text) {
         const auto byte = static_cast<unsigned char>(character);
@@ -57,73 +57,75 @@ std::string block(std::string_view language, std::string_view text) {
     return markdown + fence + "\n\n";
 }
 
-std::string line(std::string_view text) {
-    return text.empty() ? "" : escaped(text) + "\n\n";
+std::string paragraph(std::string_view text) {
+    return text.empty() ? "" : escapedMarkdown(text) + "\n\n";
 }
 
-std::string rowOf(const PropertyRow& row) {
+std::string tableRowOf(const PropertyRow& row) {
     std::string rules;
     const auto add = [&rules](const std::string& rule) {
         if (!rules.empty()) rules += "; ";
         rules += rule;
     };
     for (const auto& rule : row.rules)
-        add(escaped(rule));
+        add(escapedMarkdown(rule));
     for (const auto& pattern : row.patterns)
         add("matches " + code(pattern));
     std::string values;
     for (const auto& value : row.values)
         values += (values.empty() ? "" : ", ") + code(value);
     if (!values.empty()) add(values);
-    return "| " + code(row.path) + " | " + escaped(row.type) + " | " +
-           (row.isRequired ? "yes" : "") + " | " + rules + " | " + escaped(row.description) +
-           " | " + (row.example.empty() ? "" : code(row.example)) + " |\n";
+    return "| " + code(row.path) + " | " + escapedMarkdown(row.type) + " | " +
+           (row.isRequired ? "yes" : "") + " | " + rules + " | " +
+           escapedMarkdown(row.description) + " | " +
+           (row.example.empty() ? "" : code(row.example)) + " |\n";
 }
 
 std::string sectionOf(const EventVersion& version) {
-    auto markdown = "### Version " + escaped(version.name.version) + "\n\n";
-    markdown += line(version.description);
+    auto markdown = "### Version " + escapedMarkdown(version.name.version) + "\n\n";
+    markdown += paragraph(version.description);
     for (const auto& finding : version.findings) {
-        markdown += "- **" + std::string(finding.rule->number) + "** " + escaped(finding.reason) +
-                    " (" + (finding.pointer.empty() ? "" : code(finding.pointer) + ", ") + "line " +
-                    std::to_string(finding.position.line) + ", column " +
-                    std::to_string(finding.position.column) + ") " + escaped(finding.advice) + '\n';
+        markdown +=
+            "- **" + std::string(finding.rule->number) + "** " + escapedMarkdown(finding.reason) +
+            " (" + (finding.pointer.empty() ? "" : code(finding.pointer) + ", ") + "line " +
+            std::to_string(finding.position.line) + ", column " +
+            std::to_string(finding.position.column) + ") " + escapedMarkdown(finding.advice) + '\n';
     }
     if (!version.findings.empty()) markdown += '\n';
     if (version.change) {
-        markdown += "Compared with version " + escaped(version.previous) + ": **" +
+        markdown += "Compared with version " + escapedMarkdown(version.previous) + ": **" +
                     std::string(changeName(version.change->change)) + "**\n\n";
         for (const auto& difference : version.change->differences) {
             markdown += "- " +
                         (difference.property.empty() ? "" : code(difference.property) + ' ') +
-                        escaped(difference.reason) + '\n';
+                        escapedMarkdown(difference.reason) + '\n';
         }
         if (!version.change->differences.empty()) markdown += '\n';
     }
-    markdown += line(version.whyNone);
+    markdown += paragraph(version.whyNone);
     if (!version.properties.empty()) {
         markdown +=
             "| Property | Type | Required | Rules | Description | Example |\n"
             "|---|---|---|---|---|---|\n";
         for (const auto& row : version.properties)
-            markdown += rowOf(row);
+            markdown += tableRowOf(row);
         markdown += '\n';
     }
-    markdown += line(version.otherProperties);
+    markdown += paragraph(version.otherProperties);
     if (version.sample) markdown += block("json", trackLine(version));
     for (const auto& call : version.calls)
         markdown += std::string(call.language) + ":\n\n" + block(call.markdownName, call.code);
-    return markdown + line(version.whyNoCalls);
+    return markdown + paragraph(version.whyNoCalls);
 }
 
 }  // namespace
 
 std::string catalogueMarkdown(std::span<const EventPage> events, const std::string& title) {
-    auto markdown = "# " + escaped(title) + "\n\n";
+    auto markdown = "# " + escapedMarkdown(title) + "\n\n";
     for (const auto& event : events) {
         const auto& name = event.versions.front().title;
-        markdown +=
-            "## " + escaped(name.empty() ? event.id : name) + "\n\n" + code(event.id) + "\n\n";
+        markdown += "## " + escapedMarkdown(name.empty() ? event.id : name) + "\n\n" +
+                    code(event.id) + "\n\n";
         for (const auto& version : event.versions)
             markdown += sectionOf(version);
     }

@@ -20,7 +20,7 @@ constexpr std::size_t deepest = 500;
 constexpr std::size_t comfortableDepth = 12;
 
 /// What a schema without a type is about.
-unsigned describedKinds(const Demands& all) {
+unsigned describedKinds(const JointSchemas& all) {
     constexpr auto hints = std::to_array<std::pair<std::string_view, unsigned>>({
         {"properties", kinds::object},
         {"required", kinds::object},
@@ -84,7 +84,7 @@ Drawn Drawing::draw(unsigned kinds) {
     return std::move(drawn_);
 }
 
-JSONValue Drawing::drawFor(const Demands& demands, std::string_view name) {
+JSONValue Drawing::drawFor(const JointSchemas& demands, std::string_view name) {
     drawn_ = {};
     budget_ = fewParts;
     return value(demands, kinds::all, {0, 0, seed_, 0, name});
@@ -119,7 +119,7 @@ void Drawing::redraw(const Drawn& drawn, const MessagePlaces& refused) {
 }
 
 /// With references, all of "allOf", and a choice of "anyOf" and "oneOf".
-Demands Drawing::expanded(Demands demands, Random& random, bool isPleasant) const {
+JointSchemas Drawing::expanded(JointSchemas demands, Random& random, bool isPleasant) const {
     constexpr std::size_t mostDemands = 300;
     for (std::size_t i = 0; i < demands.size() && demands.size() < mostDemands; ++i) {
         const auto add = [&demands](const JSONObject* schema) {
@@ -143,7 +143,7 @@ Demands Drawing::expanded(Demands demands, Random& random, bool isPleasant) cons
     return demands;
 }
 
-unsigned Drawing::chosenKind(const Demands& all, unsigned kinds, Random& random,
+unsigned Drawing::chosenKind(const JointSchemas& all, unsigned kinds, Random& random,
                              const Context& context, bool isPleasant) const {
     if (const auto described = describedKinds(all) & kinds;
         described != 0 && (isPleasant || kinds != kinds::all || random.chance(75))) {
@@ -164,8 +164,8 @@ unsigned Drawing::chosenKind(const Demands& all, unsigned kinds, Random& random,
 }
 
 /// One of "enum", or in pleasant values what the schema gives as an example.
-std::optional<JSONValue> Drawing::listed(const Demands& all, unsigned kinds, std::uint64_t position,
-                                         bool isPleasant) const {
+std::optional<JSONValue> Drawing::listed(const JointSchemas& all, unsigned kinds,
+                                         std::uint64_t position, bool isPleasant) const {
     std::vector<const JSONValue*> candidates;
     bool isFirst = true;
     for (const auto* const schema : all) {
@@ -200,7 +200,7 @@ std::optional<JSONValue> Drawing::listed(const Demands& all, unsigned kinds, std
     return std::nullopt;
 }
 
-JSONValue Drawing::value(Demands demands, unsigned kinds, Context context, std::size_t index) {
+JSONValue Drawing::value(JointSchemas demands, unsigned kinds, Context context, std::size_t index) {
     if (budget_ == 0 || context.depth > deepest) return {};
     --budget_;
     const auto again = again_.find(context.path);
@@ -235,7 +235,7 @@ JSONValue Drawing::value(Demands demands, unsigned kinds, Context context, std::
     return result;
 }
 
-bool Drawing::leadsBack(const Demands& demands) const {
+bool Drawing::leadsBack(const JointSchemas& demands) const {
     return std::any_of(demands.begin(), demands.end(), [this](const JSONObject* schema) {
         const auto* const target = index_.target(*schema);
         return std::find(open_.begin(), open_.end(), target == nullptr ? schema : target) !=
@@ -243,7 +243,7 @@ bool Drawing::leadsBack(const Demands& demands) const {
     });
 }
 
-JSONValue Drawing::array(const Demands& all, Random& random, const Context& context,
+JSONValue Drawing::array(const JointSchemas& all, Random& random, const Context& context,
                          bool isPleasant) {
     const auto bounds = SchemaIndex::bounds(all, "minItems", "maxItems");
     if (bounds.least > std::int64_t{mostParts}) return JSONArray();
@@ -294,7 +294,7 @@ JSONValue Drawing::array(const Demands& all, Random& random, const Context& cont
     return result;
 }
 
-std::vector<std::string> Drawing::names(Demands& all, Random& random, const Context& context,
+std::vector<std::string> Drawing::names(JointSchemas& all, Random& random, const Context& context,
                                         bool isPleasant) {
     const auto bounds = SchemaIndex::bounds(all, "minProperties", "maxProperties");
     constexpr std::int64_t mostNeeded = 1000;
@@ -389,12 +389,13 @@ std::vector<std::string> Drawing::names(Demands& all, Random& random, const Cont
     return present.all();
 }
 
-JSONValue Drawing::object(Demands& all, Random& random, const Context& context, bool isPleasant) {
+JSONValue Drawing::object(JointSchemas& all, Random& random, const Context& context,
+                          bool isPleasant) {
     JSONObject result;
     for (const auto& name : names(all, random, context, isPleasant)) {
         const auto demands = index_.member(all, name);
         const auto hash = hashOf(name);
-        result.set(name, value(demands.value_or(Demands()), kinds::all,
+        result.set(name, value(demands.value_or(JointSchemas()), kinds::all,
                                {context.outer, mixed(context.path, hash), mixed(context.seed, hash),
                                 context.depth + 1, name}));
     }

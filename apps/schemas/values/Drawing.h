@@ -23,7 +23,7 @@ struct Place {
     std::string name;        ///< of a member
     std::size_t index = 0;   ///< of an element
     std::uint64_t path = 0;  ///< identifies the place across drawings
-    Demands demands;
+    JointSchemas demands;
     unsigned kinds = kinds::all;
 };
 
@@ -50,7 +50,7 @@ class Drawing {
     void redraw(const Drawn& drawn, const MessagePlaces& refused);
 
     /// A value for some subschemas of the document.
-    [[nodiscard]] JSONValue drawFor(const Demands& demands, std::string_view name);
+    [[nodiscard]] JSONValue drawFor(const JointSchemas& demands, std::string_view name);
 
   private:
     struct Context {
@@ -61,18 +61,19 @@ class Drawing {
         std::string_view name;
     };
 
-    JSONValue value(Demands demands, unsigned kinds, Context context, std::size_t index = 0);
-    Demands expanded(Demands demands, Random& random, bool isPleasant) const;
-    unsigned chosenKind(const Demands& all, unsigned kinds, Random& random, const Context& context,
-                        bool isPleasant) const;
-    std::optional<JSONValue> listed(const Demands& all, unsigned kinds, std::uint64_t position,
+    JSONValue value(JointSchemas demands, unsigned kinds, Context context, std::size_t index = 0);
+    JointSchemas expanded(JointSchemas demands, Random& random, bool isPleasant) const;
+    unsigned chosenKind(const JointSchemas& all, unsigned kinds, Random& random,
+                        const Context& context, bool isPleasant) const;
+    std::optional<JSONValue> listed(const JointSchemas& all, unsigned kinds, std::uint64_t position,
                                     bool isPleasant) const;
-    JSONValue array(const Demands& all, Random& random, const Context& context, bool isPleasant);
-    JSONValue object(Demands& all, Random& random, const Context& context, bool isPleasant);
+    JSONValue array(const JointSchemas& all, Random& random, const Context& context,
+                    bool isPleasant);
+    JSONValue object(JointSchemas& all, Random& random, const Context& context, bool isPleasant);
     /// The names of an object's members. Adds demands that depend on them.
-    std::vector<std::string> names(Demands& all, Random& random, const Context& context,
+    std::vector<std::string> names(JointSchemas& all, Random& random, const Context& context,
                                    bool isPleasant);
-    [[nodiscard]] bool leadsBack(const Demands& demands) const;
+    [[nodiscard]] bool leadsBack(const JointSchemas& demands) const;
 
     const SchemaIndex& index_;
     std::uint64_t seed_;

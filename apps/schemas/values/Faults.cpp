@@ -79,7 +79,7 @@ class Candidates {
     }
 
     void choices(const JSONValue& demand) {
-        Demands together = place_.demands;
+        JointSchemas together = place_.demands;
         const auto add = [&together](const JSONValue& each) {
             if (each.isObject()) together.push_back(&each.object());
         };
@@ -96,7 +96,7 @@ class Candidates {
         others();
     }
 
-    JSONValue drawn(const Demands& demands, std::string_view name = {}) {
+    JSONValue drawn(const JointSchemas& demands, std::string_view name = {}) {
         return Drawing(index_, random_.next(), Style::varied).drawFor(demands, name);
     }
 
@@ -256,7 +256,7 @@ class Candidates {
     }
 
     void addMember(JSONObject& object, std::string_view name) {
-        object.set(name, drawn(index_.member(place_.demands, name).value_or(Demands()), name));
+        object.set(name, drawn(index_.member(place_.demands, name).value_or(JointSchemas()), name));
     }
 
     const SchemaIndex& index_;

@@ -16,14 +16,14 @@ namespace {
 
 constexpr double largest = 9007199254740992;  // integers up to here are exact doubles
 
-struct Range {
+struct NumberRange {
     double least = -largest, most = largest;
     bool hasLeast = false, hasMost = false, isAboveLeast = false, isBelowMost = false;
     double unit = 0;  ///< 0: none
 };
 
-Range rangeOf(const Demands& all) {
-    Range range;
+NumberRange rangeOf(const JointSchemas& all) {
+    NumberRange range;
     for (const auto* const schema : all) {
         const auto numberOf = [schema](std::string_view key) -> std::optional<double> {
             const auto* const value = schema->find(key);
@@ -59,7 +59,7 @@ struct Multiples {
     std::int64_t least, most;
 };
 
-Multiples multiplesOf(const Range& range, double unit) {
+Multiples multiplesOf(const NumberRange& range, double unit) {
     double least = std::ceil(range.least / unit);
     double most = std::floor(range.most / unit);
     if (range.isAboveLeast && least * unit <= range.least) ++least;
@@ -72,7 +72,8 @@ Multiples multiplesOf(const Range& range, double unit) {
     return {unit, integer(least), std::max(integer(least), integer(most))};
 }
 
-std::int64_t choose(const Multiples& all, const Range& range, Random& random, bool isPleasant) {
+std::int64_t choose(const Multiples& all, const NumberRange& range, Random& random,
+                    bool isPleasant) {
     const auto within = [&all](std::int64_t wanted) {
         return std::clamp(wanted, all.least, all.most);
     };
@@ -114,7 +115,7 @@ double integerUnit(double unit) {
     return 1;
 }
 
-double fractionIn(const Range& range, Random& random, bool isPleasant) {
+double fractionIn(const NumberRange& range, Random& random, bool isPleasant) {
     const double least = range.hasLeast ? range.least : range.hasMost ? range.most - 100 : -100;
     const double reach = isPleasant || random.chance(75) ? 100 : 1'000'000;
     const double most = range.hasMost ? range.most : std::max(least, 0.0) + reach;

@@ -11,7 +11,7 @@ namespace zentara::schemas {
 /// What a number or text is drawn for.
 struct ScalarDemands {
     const SchemaIndex& index;
-    const Demands& all;
+    const JointSchemas& all;
     std::string_view name;  ///< of the property
     bool isPleasant;
 };

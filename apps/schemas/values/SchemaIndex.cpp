@@ -41,7 +41,7 @@ const JSONArray* SchemaIndex::list(const JSONObject& schema, std::string_view ke
     return known->second ? value->ifArray() : nullptr;
 }
 
-SchemaIndex::Bounds SchemaIndex::bounds(const Demands& all, std::string_view least,
+SchemaIndex::Bounds SchemaIndex::bounds(const JointSchemas& all, std::string_view least,
                                         std::string_view most) {
     Bounds result;
     for (const auto* const schema : all) {
@@ -51,8 +51,9 @@ SchemaIndex::Bounds SchemaIndex::bounds(const Demands& all, std::string_view lea
     return result;
 }
 
-std::optional<Demands> SchemaIndex::member(const Demands& all, std::string_view name) const {
-    Demands result;
+std::optional<JointSchemas> SchemaIndex::member(const JointSchemas& all,
+                                                std::string_view name) const {
+    JointSchemas result;
     for (const auto* const schema : all) {
         bool isNamed = false;
         const auto add = [&](const JSONValue& subschema) {
@@ -72,8 +73,9 @@ std::optional<Demands> SchemaIndex::member(const Demands& all, std::string_view 
     return result;
 }
 
-std::optional<Demands> SchemaIndex::element(const Demands& all, std::size_t position) const {
-    Demands result;
+std::optional<JointSchemas> SchemaIndex::element(const JointSchemas& all,
+                                                 std::size_t position) const {
+    JointSchemas result;
     for (const auto* const schema : all) {
         const auto* items = schema->find("items");
         if (items == nullptr) continue;

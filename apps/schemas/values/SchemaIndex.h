@@ -17,7 +17,7 @@
 namespace zentara::schemas {
 
 /// The subschemas that a value must satisfy, all of them.
-using Demands = std::vector<const JSONObject*>;
+using JointSchemas = std::vector<const JSONObject*>;
 
 /// What a schema says about its parts, for drawing values. The engine confirms the values, so this
 /// need not be exact.
@@ -46,13 +46,15 @@ class SchemaIndex {
     [[nodiscard]] const JSONArray* list(const JSONObject& schema, std::string_view key,
                                         JSONValue::Kind kind) const;
     /// Of lengths and sizes.
-    [[nodiscard]] static Bounds bounds(const Demands& all, std::string_view least,
+    [[nodiscard]] static Bounds bounds(const JointSchemas& all, std::string_view least,
                                        std::string_view most);
 
     /// The demands on a member of an object; nothing when the name is not permitted.
-    [[nodiscard]] std::optional<Demands> member(const Demands& all, std::string_view name) const;
+    [[nodiscard]] std::optional<JointSchemas> member(const JointSchemas& all,
+                                                     std::string_view name) const;
     /// The demands on an element of an array; nothing when there can be no such element.
-    [[nodiscard]] std::optional<Demands> element(const Demands& all, std::size_t position) const;
+    [[nodiscard]] std::optional<JointSchemas> element(const JointSchemas& all,
+                                                      std::size_t position) const;
 
     [[nodiscard]] const PatternText& pattern(std::string_view text) const;
 

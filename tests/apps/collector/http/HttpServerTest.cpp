@@ -22,7 +22,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 const std::string local = "Host: localhost\r\n";
-const std::string post = "POST / HTTP/1.1\r\n" + local;
+const std::string postHead = "POST / HTTP/1.1\r\n" + local;
 
 std::string get(const std::string& path) {
     return "GET " + path + " HTTP/1.1\r\n" + local + "\r\n";
@@ -112,7 +112,7 @@ TEST_F(HttpServerTest, ConnectionAndBodyFollowTheRequest) {
     start();
     const std::string three = "Content-Length: 3\r\n";
     const std::string close = "Connection: close\r\n\r\n";
-    const auto both = allOf(post + three + "\r\none" + post + three + close + "two");
+    const auto both = allOf(postHead + three + "\r\none" + postHead + three + close + "two");
     EXPECT_THAT(both, testing::ContainsRegex("keep-alive\r\n\r\noneHTTP/1.1 200 OK\r\n"));
     EXPECT_THAT(both, EndsWith(close + "two"));
     EXPECT_THAT(allOf("POST / HTTP/1.0\r\n" + three + "\r\nold"), EndsWith("\r\n\r\nold"));
@@ -123,7 +123,7 @@ TEST_F(HttpServerTest, ConnectionAndBodyFollowTheRequest) {
     EXPECT_EQ(allOf("GET /204 HTTP/1.1\r\n" + local + close),
               "HTTP/1.1 204 No Content\r\nX-Split: aX-Injected: b\r\n" + close);
 
-    RawClient waiting(port, post + three + "Expect: 100-continue\r\n\r\n");
+    RawClient waiting(port, postHead + three + "Expect: 100-continue\r\n\r\n");
     EXPECT_EQ(waiting.readUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
     waiting.send("now");
     EXPECT_THAT(waiting.readUntil("now"), HasSubstr("HTTP/1.1 200 OK\r\n"));
@@ -134,19 +134,19 @@ TEST_F(HttpServerTest, InvalidRequestIsRefusedInJSON) {
     std::string manyFields;
     for (int number = 0; number < 100; ++number)
         manyFields += "a: b\r\n";
-    const std::string chunked = post + "Transfer-Encoding: chunked\r\n";
+    const std::string chunked = postHead + "Transfer-Encoding: chunked\r\n";
     const std::vector<std::pair<std::string, int>> cases{
         {"\x16\x03\x01\x02\x01", 400},
         {get("/%2"), 400},
         {line + local + "no colon\r\n\r\n", 400},
         {line + "\r\n", 400},
         {line + local + local + "\r\n", 400},
-        {post + "Content-Length: 1\r\nContent-Length: 2\r\n\r\nab", 400},
-        {post + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400},
+        {postHead + "Content-Length: 1\r\nContent-Length: 2\r\n\r\nab", 400},
+        {postHead + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400},
         {chunked + "\r\n1\r\nabcde\r\n", 400},
         {chunked + "\r\n1;" + std::string(40'000, 'x'), 400},
-        {post + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 501},
-        {post + "Content-Length: 4194305\r\nExpect: 100-continue\r\n\r\n", 413},
+        {postHead + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 501},
+        {postHead + "Content-Length: 4194305\r\nExpect: 100-continue\r\n\r\n", 413},
         {chunked + "\r\n400001\r\n", 413},
         {get("/" + std::string(17'000, 'a')), 414},
         {line + "Host: evil.example\r\n\r\n", 421},
@@ -184,8 +184,8 @@ TEST_F(HttpServerTest, SendingClientSeesItsRefusal) {
     start();
     const std::string part(0x100000, ' ');
     for (const bool isChunked : {false, true}) {
-        RawClient client(port, post + (isChunked ? "Transfer-Encoding: chunked\r\n\r\n"
-                                                 : "Content-Length: 17825792\r\n\r\n"));
+        RawClient client(port, postHead + (isChunked ? "Transfer-Encoding: chunked\r\n\r\n"
+                                                     : "Content-Length: 17825792\r\n\r\n"));
         for (int sent = 0; sent < 17; ++sent)
             EXPECT_TRUE(client.send(isChunked ? "100000\r\n" + part + "\r\n" : part));
         EXPECT_THAT(client.readToEnd(), StartsWith("HTTP/1.1 413 "));
@@ -259,7 +259,7 @@ TEST_F(HttpServerTest, SlowClientsAreDisconnected) {
     timeouts.linger = 20ms;
     start();
     EXPECT_EQ(allOf(""), "");
-    for (const auto& begun : {std::string("GET / HT"), post + "Content-Length: 5\r\n\r\nfour"})
+    for (const auto& begun : {std::string("GET / HT"), postHead + "Content-Length: 5\r\n\r\nfour"})
         EXPECT_THAT(allOf(begun), StartsWith("HTTP/1.1 408 "));
     const test::TemporaryDirectory folder;
     const LocalAuthority authority(folder.path() / "data");
@@ -307,11 +307,12 @@ TEST_F(HttpServerTest, BodiesBeyondTheBudgetAreRefused) {
         exchange->deliver({});
     };
     start();
-    const std::string chunked = post + "Transfer-Encoding: chunked\r\n\r\n30000\r\n" +
+    const std::string chunked = postHead + "Transfer-Encoding: chunked\r\n\r\n30000\r\n" +
                                 std::string(0x30000, 'x') + "\r\n0\r\n\r\n";
-    const std::string whole = post + "Content-Length: 200000\r\n\r\n" + std::string(200'000, 'x');
+    const std::string whole =
+        postHead + "Content-Length: 200000\r\n\r\n" + std::string(200'000, 'x');
     // An announced body takes nothing of the budget.
-    const RawClient announcing(port, post + "Content-Length: 4000000\r\n\r\n");
+    const RawClient announcing(port, postHead + "Content-Length: 4000000\r\n\r\n");
     const RawClient first(port, whole);
     ASSERT_TRUE(handling.waitFor());
     const auto answer = [this](const std::string& bytes) {
@@ -351,7 +352,7 @@ TEST_F(HttpServerTest, DelayedAnswerBlocksNeitherOthersNorStop) {
     for (auto& client : silent)
         EXPECT_EQ(client.readToEnd(), "");
     notReading.readToEnd();
-    EXPECT_FALSE(RawClient(port).send(post)) << "the listener is closed";
+    EXPECT_FALSE(RawClient(port).send(postHead)) << "the listener is closed";
 }
 
 TEST_F(HttpServerTest, StopWaitsForOpenRequests) {
