@@ -53,6 +53,11 @@ function(zentara_set_options target)
     # g++ 12 reports null dereferences and overflows inside its own inlined headers at -O2.
     target_compile_options(${target} PRIVATE "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:\
 -Wno-null-dereference;-Wno-stringop-overflow;-Wno-stringop-overread;-Wno-restrict>")
+    if(CMAKE_UNITY_BUILD)
+        # Sources that are compiled together look like headers to g++, and see each other's names.
+        target_compile_options(${target} PRIVATE -Wno-shadow
+            "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>")
+    endif()
     if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
         # ccache compares compiled headers, and those of a library serve a program, too. With them
         # g++ 12 also reports array bounds inside of its own headers.

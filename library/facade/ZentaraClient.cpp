@@ -57,15 +57,15 @@ void refuseInForkedChild(const EventRef& event, const ZentaraClient::SendHandler
 }
 
 #define ZENTARA_ONE(name) +1
-constexpr std::size_t counts = ZENTARA_EACH_COUNT(ZENTARA_ONE);
+constexpr std::size_t countMembers = ZENTARA_EACH_COUNT(ZENTARA_ONE);
 constexpr std::size_t failures = ZENTARA_EACH_FAILURE(ZENTARA_ONE);
 #undef ZENTARA_ONE
 // The queue of held-back events has a count without a name: `passedOver`.
 static_assert(failures == componentNames.size() &&
-                  sizeof(Ledger) == (counts + 1) * sizeof(Ledger::Count),
+                  sizeof(Ledger) == (countMembers + 1) * sizeof(Ledger::Count),
               "each count and each failure has a name");
 static_assert(sizeof(ZentaraClientStatistics) ==
-                  counts * sizeof(std::int64_t) + failures * sizeof(ZentaraClientFailure),
+                  countMembers * sizeof(std::int64_t) + failures * sizeof(ZentaraClientFailure),
               "each name is a member of the statistics");
 
 ZentaraClientFailure failureOf(Component component) noexcept {

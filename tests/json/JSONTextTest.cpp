@@ -9,19 +9,34 @@
 namespace zentara {
 namespace {
 
-std::string nested(std::size_t depth) {
+std::string nestedText(std::size_t depth) {
     return std::string(depth, '[') + std::string(depth, ']');
 }
 
 TEST(JSONText, AcceptsValidDocumentsOnly) {
-    const std::string valid[] = {"{}", " [1] \n", "\xEF\xBB\xBF{}", nested(512)};
+    const std::string valid[] = {"{}", " [1] \n", "\xEF\xBB\xBF{}", nestedText(512)};
     for (const auto& text : valid)
         EXPECT_EQ(parseJSON(text).error(), nullptr) << text.substr(0, 40);
-    const std::string invalid[] = {"",          "5",          "null",           "[1,]",
-                                   "[1] [2]",   "[\"\xFF\"]", "[\"\xC0\xAF\"]", "[NaN]",
-                                   "[\"\t\"]",  nested(513),  nested(200'000),  "[1 2]",
-                                   "[\"a\":1]", "[01]",       "[tru]",          "{\"a\":1,}",
-                                   "[1],[2]",   "[1",         R"(["\udc00"])",  R"(["\ud800a"])",
+    const std::string invalid[] = {"",
+                                   "5",
+                                   "null",
+                                   "[1,]",
+                                   "[1] [2]",
+                                   "[\"\xFF\"]",
+                                   "[\"\xC0\xAF\"]",
+                                   "[NaN]",
+                                   "[\"\t\"]",
+                                   nestedText(513),
+                                   nestedText(200'000),
+                                   "[1 2]",
+                                   "[\"a\":1]",
+                                   "[01]",
+                                   "[tru]",
+                                   "{\"a\":1,}",
+                                   "[1],[2]",
+                                   "[1",
+                                   R"(["\udc00"])",
+                                   R"(["\ud800a"])",
                                    R"(["\x"])"};
     for (const auto& text : invalid)
         EXPECT_NE(parseJSON(text).error(), nullptr) << text.substr(0, 40);
@@ -111,10 +126,10 @@ TEST(JSONText, SpecialBytesAreFoundAtEachPlace) {
 }
 
 TEST(JSONText, RefusalLeavesTheTextAsItWas) {
-    const auto deep = *parseJSON(nested(512));
+    const auto deep = *parseJSON(nestedText(512));
     std::string text;
     EXPECT_TRUE(appendJSON(text, deep));
-    EXPECT_EQ(text, nested(512));
+    EXPECT_EQ(text, nestedText(512));
     constexpr auto infinity = std::numeric_limits<double>::infinity();
     for (const JSONValue& value :
          {JSONValue{1, std::nan("")}, JSONValue{{"a", {infinity}}}, JSONValue(JSONArray{deep})}) {

@@ -187,12 +187,12 @@ std::string plausibleText(std::string_view name, Random& random) {
     return std::string(random.oneOf(someWords));
 }
 
-constexpr std::size_t longestText = 100'000;
+constexpr std::size_t longestDrawnText = 100'000;
 
 /// Adds or removes characters of ASCII at the end.
 std::string fitted(std::string text, SchemaIndex::Bounds bounds) {
     const auto least = static_cast<std::size_t>(
-        std::clamp(bounds.least, std::int64_t{0}, static_cast<std::int64_t>(longestText)));
+        std::clamp(bounds.least, std::int64_t{0}, static_cast<std::int64_t>(longestDrawnText)));
     for (std::size_t i = 0; text.size() < least; ++i)
         text += "abcdefghijklmnopqrstuvwxyz"[i % 26];
     if (bounds.most >= 0 && static_cast<std::int64_t>(text.size()) > bounds.most)
@@ -203,7 +203,7 @@ std::string fitted(std::string text, SchemaIndex::Bounds bounds) {
 
 std::string freeText(Random& random, SchemaIndex::Bounds bounds) {
     constexpr std::int64_t reach = 40;
-    const auto least = std::clamp(bounds.least, std::int64_t{0}, std::int64_t{longestText});
+    const auto least = std::clamp(bounds.least, std::int64_t{0}, std::int64_t{longestDrawnText});
     const auto most =
         std::max(least, std::min(bounds.most, std::max(least, std::int64_t{200}) + reach));
     std::int64_t length = random.between(least, std::min(most, least + reach));
@@ -249,7 +249,7 @@ std::string formatted(std::string_view format, Random& random, SchemaIndex::Boun
         auto text = isPleasant ? "64.50" : joined("", '.', {99999, 99});
         const auto missing = bounds.least - static_cast<std::int64_t>(text.size());
         // In front of the point: behind it, the digits must fit an integer.
-        if (missing > 0 && missing < static_cast<std::int64_t>(longestText))
+        if (missing > 0 && missing < static_cast<std::int64_t>(longestDrawnText))
             text.insert(0, static_cast<std::size_t>(missing), '1');
         if (static_cast<std::int64_t>(text.size()) > bounds.most) return "1.5";
         return text;
@@ -301,7 +301,7 @@ JSONValue drawNumber(const ScalarDemands& demands, unsigned kinds, Random& rando
 
 std::string drawText(const ScalarDemands& demands, Random& random) {
     const auto bounds = SchemaIndex::bounds(demands.all, "minLength", "maxLength");
-    if (bounds.least > std::int64_t{longestText}) return "";
+    if (bounds.least > std::int64_t{longestDrawnText}) return "";
     std::vector<std::string_view> patterns;
     std::string_view format;
     for (const auto* const schema : demands.all) {
