@@ -65,8 +65,8 @@ class Command {
     CLI::App* app_;
 };
 
-/// The command line of a program. CLI11 takes seconds to compile, so this is the only source that
-/// includes it.
+/// The command line of a program. CLI11 takes seconds to compile, so no other source of the
+/// programs includes it.
 class CommandLine : public Command {
   public:
     CommandLine(const std::string& program, const std::string& description,
