@@ -36,7 +36,7 @@ std::optional<std::size_t> Front::readingPace(HttpRequest& head) {
 void Front::handle(std::shared_ptr<Exchange> exchange) {
     const HttpRequest& request = exchange->request();
     if (const auto service = Services::at(request.path)) {
-        exchange->deliver(services_.answer(*service, request));
+        services_.answer(*service, exchange);
         return;
     }
     if (QueryInterface::owns(request.path)) {

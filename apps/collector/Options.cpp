@@ -5,6 +5,7 @@
 #include <iostream>
 #include <variant>
 
+#include "collector/forward/SinkModule.h"
 #include "commandline/CommandLine.h"
 #include "network/InternetAddress.h"
 
@@ -54,6 +55,21 @@ std::string checkPort(const std::string& text) {
     return "a port from 0 to 65535 is expected, not " + text;
 }
 
+/// The options of an outbox in the units of the command line.
+struct OutboxOptions {
+    std::string file;
+    std::int64_t megabytes = 1024;
+    std::int64_t hours = 168;
+    std::int64_t shown = 10'000;
+
+    void copyTo(Forwarding::Options& options) const {
+        options.outbox = file;
+        options.limits.bytes = megabytes * 1'000'000;
+        options.limits.age = std::chrono::hours(hours);
+        options.shown = static_cast<std::size_t>(shown);
+    }
+};
+
 bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
     return std::filesystem::weakly_canonical(one) == std::filesystem::weakly_canonical(other);
 }
@@ -70,11 +86,53 @@ commandline::Check readsFault(Options& options) {
 
 }  // namespace
 
+void addForwarding(commandline::CommandLine& program, Forwarding::Options& options,
+                   OutboxOptions& outbox) {
+    program
+        .option("--forward", &options.url, "URL",
+                "Hand every event on to kafka://BROKER,BROKER/TOPIC or to a database, "
+                "postgresql://HOST/NAME")
+        .check([](const std::string& url) {
+            if (!sinkModuleFor(url).empty()) return std::string();
+            return "kafka://BROKER/TOPIC or postgresql://HOST/NAME is expected, not " + url;
+        });
+    program
+        .option("--forward-settings", &options.settings, "FILE",
+                "More about it, with its passwords: lines NAME=VALUE in librdkafka's format")
+        .existingFile()
+        .needs("--forward");
+    program
+        .option("--outbox", &outbox.file, "FILE",
+                "Keep each event in this SQLite file from before its acknowledgement until it is "
+                "handed on")
+        .needs("--forward");
+    program
+        .option("--outbox-megabytes", &outbox.megabytes, "COUNT",
+                "When so much waits, refuse events with 503, so that clients keep them")
+        .between(1, 1'000'000)
+        .showDefault();
+    program
+        .option("--outbox-hours", &outbox.hours, "COUNT",
+                "The same when an event has waited so long")
+        .between(1, 10'000)
+        .showDefault();
+    program.flag(
+        "--flush-before-answer", options.limits.flush,
+        "Write events to the disk before they are acknowledged, so that they survive a loss of "
+        "power");
+    program
+        .option("--show", &outbox.shown, "COUNT",
+                "With --forward, the number of events that the page and the queries know")
+        .between(1, 10'000'000)
+        .showDefault();
+}
+
 ParsedOptions parseOptions(int argc, const char* const* argv) {
     Options options;
     bool reachable = false;
     bool noHttps = false;
     std::vector<std::string> faults;
+    OutboxOptions outbox;
 
     commandline::CommandLine program("zentara-collector", description, details);
     program.option("--port", &options.port, "PORT", "The port for HTTP; 0 for a free one")
@@ -109,6 +167,7 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
         .showDefault();
     program.flag("--reachable-from-the-network", reachable,
                  "Let other machines read, send and delete; there are no passwords");
+    addForwarding(program, options.forwarding, outbox);
     program.flag("--quiet", options.quiet, "No line for each event and request");
 
     const auto outcome = program.parse(argc, argv, [&]() -> std::string {
@@ -117,6 +176,10 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
                    " would let other machines read, send and delete what is here; if that is "
                    "wanted, add --reachable-from-the-network";
         }
+        const bool forwards = !options.forwarding.url.empty();
+        if (forwards && outbox.file.empty()) return "--forward needs --outbox";
+        if (forwards && !(options.record.empty() && options.database.empty()))
+            return "--forward keeps events in --outbox, not in --database or --record";
         if (!options.record.empty() && isSameFile(options.record, options.database))
             return "--record and --database name the same file";
         return {};
@@ -124,6 +187,7 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     using enum commandline::CommandLine::Outcome;
     if (outcome != accepted) return {std::nullopt, outcome == helpShown ? exitStopped : exitUsage};
     options.https = !noHttps;
+    outbox.copyTo(options.forwarding);
     if (options.port == 0 && !httpsPort.isGiven()) options.httpsPort = 0;
     return {options, exitStopped};
 }

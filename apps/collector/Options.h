@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "collector/Faults.h"
+#include "collector/forward/Forwarding.h"
 
 namespace zentara::collector {
 
@@ -29,6 +30,7 @@ struct Options {
     std::string record;    ///< empty for none
     std::vector<std::pair<Service, Fault>> faults;
     bool quiet = false;
+    Forwarding::Options forwarding;  ///< without a URL: none
 };
 
 /// The options, or the code to exit with; help or a message is then already printed.

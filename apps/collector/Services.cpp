@@ -18,8 +18,7 @@ namespace zentara::collector {
 struct Services::Answer {
     HttpResponse response;
     std::string reason;  ///< why the request was refused; empty if it was not
-    std::optional<Envelope> envelope = std::nullopt;  ///< the stored envelope
-    std::vector<std::vector<Finding>> findings = {};
+    TakenEnvelope taken = {};
     std::vector<Store::Arrival> arrivals = {};
 
     static Answer json(std::string body) { return {{200, std::move(body), {}}, ""}; }
@@ -28,9 +27,21 @@ struct Services::Answer {
         return {refusal(status, why), why};
     }
 
+    /// The client keeps the events and comes again.
+    static Answer refusedForNow(const std::string& why) {
+        Answer answer = refused(503, why);
+        answer.response.headers.emplace_back("Retry-After", "30");
+        return answer;
+    }
+
     static Answer wrongMethod(const HttpRequest& request, const std::string& allowed) {
         return {collector::wrongMethod(request, allowed), request.path + " takes " + allowed};
     }
+};
+
+struct Services::MetFault {
+    std::optional<Fault> fault;
+    std::string description;  ///< empty if there was none
 };
 
 /// The fault that a request has met, from its head to its answer.
@@ -149,42 +160,68 @@ std::optional<std::size_t> Services::begin(Service service, HttpRequest& head) {
     return fault->readingPace;
 }
 
-Delivery Services::answer(Service service, const HttpRequest& request) {
-    std::optional<Fault> fault;
-    if (request.tag) fault = std::static_pointer_cast<Meeting>(request.tag)->answer();
-    const std::string description = fault ? descriptionOf(service, *fault) : "";
+void Services::answer(Service service, const std::shared_ptr<Exchange>& exchange) {
+    const HttpRequest& request = exchange->request();
+    MetFault met;
+    if (request.tag) {
+        met.fault = std::static_pointer_cast<Meeting>(request.tag)->answer();
+        met.description = descriptionOf(service, *met.fault);
+    }
     Answer answer;
     try {
-        answer = route(service, request, fault, description);
-        if (fault && fault->answer == Fault::Answer::garbage) {
+        answer = route(service, request, met);
+        if (met.fault && met.fault->answer == Fault::Answer::garbage) {
             answer.response.status = 200;
             answer.response.body = "<html>\x01\xFF{\"not\": JSON";
         }
-        answer.response.status = sentStatus(answer.response.status, fault);
-        if (!answer.envelope) {
-            store_.addRequest(
-                request,
-                {.status = answer.response.status, .reason = answer.reason, .fault = description});
+        answer.response.status = sentStatus(answer.response.status, met.fault);
+        if (!answer.taken.envelope) {
+            store_.addRequest(request, {.status = answer.response.status,
+                                        .reason = answer.reason,
+                                        .fault = met.description});
         }
     } catch (const StoreError& error) {
-        // The client keeps the events and sends them again.
-        answer =
-            Answer::refused(503, std::string("the database cannot be written: ") + error.what());
-        if (options_.complaint) options_.complaint(answer.reason);
+        answer = unstored(error.what());
     }
-    if (options_.report) {
-        options_.report(
-            {request, answer.response.status, answer.reason, description,
-             answer.envelope ? std::move(answer.envelope->actions) : std::vector<Action>(),
-             std::move(answer.findings), std::move(answer.arrivals)});
+    if (options_.forwarding != nullptr && answer.taken.envelope) {
+        forward(exchange, std::move(answer), std::move(met));
+    } else {
+        finish(*exchange, std::move(answer), met);
     }
+}
 
-    Delivery delivery{std::move(answer.response)};
-    if (fault) {
-        delivery.transmission = transmissionOf(fault->answer);
-        delivery.delay = std::chrono::milliseconds(fault->latency);
+// The client keeps the events and sends them again.
+Services::Answer Services::unstored(const std::string& failure) const {
+    Answer answer = Answer::refused(503, "the database cannot be written: " + failure);
+    if (options_.complaint) options_.complaint(answer.reason);
+    return answer;
+}
+
+void Services::forward(const std::shared_ptr<Exchange>& exchange, Answer answer, MetFault met) {
+    TakenEnvelope taken = answer.taken;
+    options_.forwarding->take(std::move(taken), [this, exchange, answer = std::move(answer),
+                                                 met = std::move(met)](const std::string& failure) {
+        finish(*exchange, failure.empty() ? answer : unstored(failure), met);
+    });
+}
+
+void Services::finish(Exchange& exchange, Answer answer, const MetFault& met) {
+    if (options_.report) {
+        RequestReport report{
+            exchange.request(), answer.response.status, answer.reason, met.description, {}, {}, {}};
+        if (answer.taken.envelope) {
+            report.actions = answer.taken.envelope->actions;
+            report.findings = *answer.taken.findings;
+            report.arrivals = answer.arrivals;
+        }
+        options_.report(report);
     }
-    return delivery;
+    Delivery delivery{std::move(answer.response)};
+    if (met.fault) {
+        delivery.transmission = transmissionOf(met.fault->answer);
+        delivery.delay = std::chrono::milliseconds(met.fault->latency);
+    }
+    exchange.deliver(std::move(delivery));
 }
 
 HttpResponse Services::refuse(const HttpRequest& request, int status, const std::string& reason) {
@@ -203,31 +240,28 @@ void Services::note(const HttpRequest& request, const Store::RequestNote& note) 
     }
 }
 
-Services::Answer Services::route(Service service, const HttpRequest& request,
-                                 const std::optional<Fault>& fault,
-                                 const std::string& description) {
-    if (!takesEffect(fault)) {
-        const std::string why = "a fault was asked for: " + description;
-        return Answer::refused(fault->answer == Fault::Answer::status ? fault->status : 503, why);
+Services::Answer Services::route(Service service, const HttpRequest& request, const MetFault& met) {
+    if (!takesEffect(met.fault)) {
+        const bool hasStatus = met.fault->answer == Fault::Answer::status;
+        return Answer::refused(hasStatus ? met.fault->status : 503,
+                               "a fault was asked for: " + met.description);
     }
     if (service == Service::event) {
         if (request.method != "POST") return Answer::wrongMethod(request, "POST");
-        return acceptEnvelope(request, fault, description);
+        return acceptEnvelope(request, met);
     }
     if (!isReading(request)) return Answer::wrongMethod(request, "GET");
     if (service == Service::id) return Answer::json(identityFor(request));
     return Answer::json(catalogue_.refreshed()->json);
 }
 
-Services::Answer Services::acceptEnvelope(const HttpRequest& request,
-                                          const std::optional<Fault>& fault,
-                                          const std::string& description) {
+Services::Answer Services::acceptEnvelope(const HttpRequest& request, const MetFault& met) {
     if (!isJSONContent(request)) {
         return Answer::refused(415, "the content type of an envelope is application/json");
     }
     const std::string encoding = request.header("Content-Encoding");
     if (encoding.empty() || equalsIgnoringCase(encoding, "identity"))
-        return storeEnvelope(request, fault, description);
+        return takeEnvelope(request, met);
     if (!equalsIgnoringCase(encoding, "gzip"))
         return Answer::refused(415, "the content encoding of an envelope is gzip, or none");
     auto inflated = gunzip(request.body, HttpRequestReader::bodyLimit);
@@ -239,24 +273,39 @@ Services::Answer Services::acceptEnvelope(const HttpRequest& request,
     if (!inflated.body) return Answer::refused(400, "the body is not in the gzip format");
     auto plain = request;
     plain.body = *std::move(inflated.body);
-    return storeEnvelope(plain, fault, description);
+    return takeEnvelope(plain, met);
 }
 
-Services::Answer Services::storeEnvelope(const HttpRequest& request,
-                                         const std::optional<Fault>& fault,
-                                         const std::string& description) {
+Services::Answer Services::takeEnvelope(const HttpRequest& request, const MetFault& met) {
+    if (options_.forwarding != nullptr) {
+        const std::string why = options_.forwarding->whyFull(request.receivedAt);
+        if (!why.empty()) return Answer::refusedForNow(why);
+    }
     auto read = readEnvelope(request.body);
     if (const auto* mistake = std::get_if<EnvelopeFault>(&read)) {
         return Answer::refused(mistake->kind == EnvelopeFault::Kind::notJSON ? 400 : 422,
                                mistake->reason);
     }
-    auto& envelope = std::get<Envelope>(read);
-    Answer answer = Answer::json(R"({"received":)" + std::to_string(envelope.actions.size()) + "}");
-    answer.findings = checkEnvelope(envelope, *catalogue_.current());
-    answer.arrivals =
-        store_.addEnvelope(request, envelope, answer.findings,
-                           {.status = sentStatus(200, fault), .reason = "", .fault = description});
-    answer.envelope = std::move(envelope);
+    const auto envelope = std::make_shared<const Envelope>(std::move(std::get<Envelope>(read)));
+    Answer answer =
+        Answer::json(R"({"received":)" + std::to_string(envelope->actions.size()) + "}");
+    const auto findings = std::make_shared<const std::vector<std::vector<Finding>>>(
+        checkEnvelope(*envelope, *catalogue_.current()));
+    const Store::RequestNote note{
+        .status = sentStatus(200, met.fault), .reason = "", .fault = met.description};
+    answer.taken = {nullptr, envelope, findings, note};
+    if (options_.forwarding != nullptr) {
+        answer.taken.request = std::make_shared<const HttpRequest>(request);
+        for (std::size_t i = 0; i < envelope->actions.size(); ++i) {
+            const Action& action = envelope->actions[i];
+            answer.arrivals.push_back({.schema = action.schema,
+                                       .actionUUID = action.uuid,
+                                       .good = findings->at(i).empty(),
+                                       .record = {}});
+        }
+        return answer;
+    }
+    answer.arrivals = store_.addEnvelope(request, *envelope, *findings, note);
     if (options_.recorder != nullptr && !options_.recorder->append(answer.arrivals) &&
         options_.complaint) {
         options_.complaint("the file of --record cannot be written");

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -10,6 +12,7 @@
 #include "collector/data/EventRecorder.h"
 #include "collector/data/SchemaCatalogue.h"
 #include "collector/data/Store.h"
+#include "collector/forward/Forwarding.h"
 #include "collector/http/Exchange.h"
 
 namespace zentara::collector {
@@ -22,9 +25,9 @@ struct RequestReport {
     std::string fault;   ///< the fault that it met; empty if there was none
 
     // The stored events; the three lists have the same length.
-    std::vector<Action> actions;
-    std::vector<std::vector<Finding>> findings;
-    std::vector<Store::Arrival> arrivals;
+    std::span<const Action> actions;
+    std::span<const std::vector<Finding>> findings;
+    std::span<const Store::Arrival> arrivals;
 };
 
 /// The services that the library uses, without a network: requests in, deliveries out.
@@ -33,13 +36,15 @@ struct RequestReport {
 ///     GET  /id        an anonymous identity; renewed when the cookie qvn_uid names one
 ///     POST /event     takes an envelope
 ///
-/// Every request is stored before it is answered, with the fault that it met. Refused requests are
-/// answered with a 4xx status and {"error": reason}. Any thread.
+/// Every request is stored before it is answered, with the fault that it met; with a forwarding,
+/// the events are in its outbox instead. Refused requests are answered with a 4xx status and
+/// {"error": reason}. Any thread.
 class Services {
   public:
     struct Options {
         EventRecorder* recorder = nullptr;                  ///< outlives the services
-        std::function<void(const RequestReport&)> report;   ///< on the thread of the request
+        Forwarding* forwarding = nullptr;                   ///< outlives the requests
+        std::function<void(const RequestReport&)> report;   ///< on any thread
         std::function<void(const std::string&)> complaint;  ///< gets failures of the collector
     };
 
@@ -56,8 +61,9 @@ class Services {
     /// incomplete is stored as unanswered.
     [[nodiscard]] std::optional<std::size_t> begin(Service service, HttpRequest& head);
 
-    /// Answers a request, with the fault that `begin` selected for it.
-    [[nodiscard]] Delivery answer(Service service, const HttpRequest& request);
+    /// Answers a request, with the fault that `begin` selected for it; later, if its events are to
+    /// be committed by another thread.
+    void answer(Service service, const std::shared_ptr<Exchange>& exchange);
 
     /// The answer to a request that reaches no service.
     [[nodiscard]] HttpResponse refuse(const HttpRequest& request, int status,
@@ -65,17 +71,16 @@ class Services {
 
   private:
     struct Answer;
+    struct MetFault;
     class Meeting;
 
-    [[nodiscard]] Answer route(Service service, const HttpRequest& request,
-                               const std::optional<Fault>& fault, const std::string& description);
-    [[nodiscard]] Answer acceptEnvelope(const HttpRequest& request,
-                                        const std::optional<Fault>& fault,
-                                        const std::string& description);
+    [[nodiscard]] Answer route(Service service, const HttpRequest& request, const MetFault& met);
+    [[nodiscard]] Answer acceptEnvelope(const HttpRequest& request, const MetFault& met);
     /// The same with the body inflated.
-    [[nodiscard]] Answer storeEnvelope(const HttpRequest& request,
-                                       const std::optional<Fault>& fault,
-                                       const std::string& description);
+    [[nodiscard]] Answer takeEnvelope(const HttpRequest& request, const MetFault& met);
+    [[nodiscard]] Answer unstored(const std::string& failure) const;
+    void forward(const std::shared_ptr<Exchange>& exchange, Answer answer, MetFault met);
+    void finish(Exchange& exchange, Answer answer, const MetFault& met);
     /// Stores and reports a request that reaches no service.
     void note(const HttpRequest& request, const Store::RequestNote& note);
 

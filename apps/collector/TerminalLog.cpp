@@ -124,7 +124,8 @@ std::string eventLine(const RequestReport& report, std::size_t index,
     Line line(report, style);
     line.add(arrival.good ? "good" : "BAD ", arrival.good ? green : red);
     line.add(arrival.schema);
-    line.add("#" + std::to_string(arrival.number), dim);
+    // Events that are handed on have no number.
+    if (arrival.number > 0) line.add("#" + std::to_string(arrival.number), dim);
     if (arrival.duplicate) line.add("duplicate", yellow);
     for (const Finding& finding : report.findings[index]) {
         line.add(finding.path.empty() ? finding.message : finding.path + ": " + finding.message,

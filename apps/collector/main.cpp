@@ -4,6 +4,7 @@
 #include <zentara/HostApplication.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -29,6 +30,9 @@
 namespace {
 
 using namespace zentara::collector;
+
+// What is not handed on by then stays in the outbox.
+constexpr std::chrono::seconds longestDrain{5};
 
 std::string complaint(const std::string& message) {
     return "zentara-collector: " + message + "\n";
@@ -133,7 +137,11 @@ int serve(const Options& options) {
     std::optional<EventRecorder> recorder;
     if (!options.record.empty()) recorder.emplace(options.record);
 
+    std::optional<Forwarding> forwarding;
+    if (!options.forwarding.url.empty()) forwarding.emplace(options.forwarding, store, complain);
+
     Services::Options serviceOptions;
+    serviceOptions.forwarding = forwarding ? &*forwarding : nullptr;
     serviceOptions.recorder = recorder ? &*recorder : nullptr;
     serviceOptions.complaint = complain;
     if (!options.quiet) {
@@ -158,6 +166,7 @@ int serve(const Options& options) {
     unblock(endSignals);
     queries.stop();
     server.stop();
+    if (forwarding) forwarding->stop(longestDrain);
     return exitStopped;
 }
 

@@ -122,6 +122,13 @@ void Database::execute(const std::string& script) {
     if (result != SQLITE_OK) fail(connection_, result);
 }
 
+void Database::useWriteAheadLog() {
+    auto mode = queryOnce("PRAGMA journal_mode = WAL");
+    if (!mode.step() || mode.text(0) != "wal") {
+        throw StoreError("the file system does not allow a write-ahead log");
+    }
+}
+
 std::int64_t Database::number(std::string_view sql) {
     Query rows = query(sql);
     return rows.step() ? rows.integer(0) : 0;

@@ -95,6 +95,10 @@ class Database {
     /// Runs statements without parameters and rows.
     void execute(const std::string& script);
 
+    /// Lets readers and a writer of a file work at the same time. Throws `StoreError` if the file
+    /// system does not allow it.
+    void useWriteAheadLog();
+
     /// Starts a statement and keeps it prepared; for fixed texts.
     template <typename... Values>
     [[nodiscard]] Query query(std::string_view sql, Values&&... values) {

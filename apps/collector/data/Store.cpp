@@ -88,12 +88,16 @@ Database::Query start(Database& database, const std::string& sql,
     return query;
 }
 
+/// The numbers have no gaps.
+std::size_t countRows(Database& database, const std::string& table) {
+    return static_cast<std::size_t>(database.number("SELECT (SELECT max(number) FROM " + table +
+                                                    ") - (SELECT min(number) FROM " + table +
+                                                    ") + 1"));
+}
+
 std::size_t countIn(Database& database, const SQLCondition& condition,
                     std::optional<std::size_t> most) {
-    // Numbers have no gaps.
-    if (condition.text.empty() && !most) {
-        return static_cast<std::size_t>(database.number("SELECT max(number) FROM events"));
-    }
+    if (condition.text.empty() && !most) return countRows(database, "events");
     auto rows =
         most ? start(database,
                      "SELECT count(*) FROM (SELECT 1 FROM events" + condition.text + " LIMIT ?)",
@@ -240,11 +244,7 @@ void Store::createTables() {
         writer_.execute(refusalsTable + std::string("PRAGMA user_version = 2"));
         transaction.commit();
     }
-    if (file_ == nullptr) return;
-    auto mode = writer_.queryOnce("PRAGMA journal_mode = WAL");
-    if (!mode.step() || mode.text(0) != "wal") {
-        throw StoreError("the file system does not allow a write-ahead log");
-    }
+    if (file_ != nullptr) writer_.useWriteAheadLog();
 }
 
 void Store::rebuildCounts() {
@@ -517,7 +517,7 @@ std::optional<std::string> Store::event(std::string_view actionUUID) const {
 Store::Page Store::envelopes(std::size_t offset, std::optional<std::size_t> limit) const {
     return reading([&](Database& database) {
         Page page;
-        page.total = static_cast<std::size_t>(database.number("SELECT max(number) FROM envelopes"));
+        page.total = countRows(database, "envelopes");
         auto rows = database.query(
             envelopeColumns + std::string(" WHERE n.number > ? ORDER BY n.number LIMIT ?"),
             boundLimit(offset), boundLimit(limit));
@@ -574,6 +574,29 @@ Store::Timeline Store::timeline(const EventFilter& filter,
         }
         return timeline;
     });
+}
+
+void Store::keepLatest(std::size_t events) {
+    const std::lock_guard lock(writing_);
+    const auto kept = static_cast<std::int64_t>(events);
+    // Removing some at a time costs less than removing each.
+    if (static_cast<std::int64_t>(countRows(writer_, "events")) <= kept + kept / 8) return;
+    const UncheckedReferences unchecked(writer_);
+    Database::Transaction transaction(writer_, Database::Transaction::Kind::writing);
+    auto oldest = writer_.query(
+        "SELECT envelope, request FROM events JOIN envelopes n ON "
+        "n.number = envelope WHERE events.number = ?",
+        summary_.lastNumber - kept + 1);
+    if (!oldest.step()) return;
+    const auto envelope = oldest.integer(0);
+    const auto request = oldest.integer(1);
+    writer_.run("DELETE FROM events WHERE envelope < ? AND number <= ?", envelope,
+                summary_.lastNumber - kept);
+    writer_.run("DELETE FROM envelopes WHERE number < ?", envelope);
+    writer_.run("DELETE FROM requests WHERE isStored = 1 AND number < ?", request);
+    transaction.commit();
+    const std::lock_guard counting(counting_);
+    gaps_ = {};
 }
 
 void Store::emptyTables() {

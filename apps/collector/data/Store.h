@@ -156,6 +156,10 @@ class Store {
     [[nodiscard]] Timeline timeline(const EventFilter& filter,
                                     std::optional<std::int64_t> width = std::nullopt) const;
 
+    /// Removes the oldest envelopes, with their events and requests, until about `events` are left.
+    /// The summary keeps counting what was removed; gaps are counted anew. Throws `StoreError`.
+    void keepLatest(std::size_t events);
+
     /// Removes everything, on disk too, and restarts the numbers. Works on a full disk.
     void reset();
 

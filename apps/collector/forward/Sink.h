@@ -1,9 +1,7 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,10 +21,10 @@ struct ForwardedEvent {
     std::string_view userToken;
     std::string_view context;
     std::int64_t sequence = 0;
-    std::int64_t actionTs = 0;       ///< milliseconds since 1970-01-01 UTC
-    std::string_view findings;       ///< JSON array of {path, message}; empty array if good
-    std::string_view json;           ///< the event as posted, compact
-    std::string_view record;         ///< the event with its envelope's fields, one JSON object
+    std::int64_t actionTs = 0;  ///< milliseconds since 1970-01-01 UTC
+    std::string_view findings;  ///< JSON array of {path, message}; empty array if good
+    std::string_view json;      ///< the event as posted, compact
+    std::string_view record;    ///< the event with its envelope's fields, one JSON object
 };
 
 /// What has become of an event.
@@ -59,8 +57,8 @@ class Sink {
     virtual void stop() = 0;
 };
 
-/// What a module exports under the name `zentara_make_sink`. Throws `std::runtime_error` if the
-/// settings cannot be used; does not need the system to be reachable.
-using MakeSink = std::unique_ptr<Sink>(const Sink::Settings& settings);
+/// What a module exports under the name `zentara_make_sink`. The caller deletes the sink. Throws
+/// `std::runtime_error` if the settings cannot be used; does not need the system to be reachable.
+using MakeSink = Sink*(const Sink::Settings& settings);
 
 }  // namespace zentara::collector

@@ -1,0 +1,6 @@
+#include "collector/forward/kafka/KafkaSink.h"
+
+extern "C" __attribute__((visibility("default"))) zentara::collector::Sink* zentara_make_sink(
+    const zentara::collector::Sink::Settings& settings) {
+    return new zentara::collector::KafkaSink(settings);
+}
