@@ -19,6 +19,30 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 using Verdict = EventSelection::Verdict;
 
+class RecordingExchange final : public Exchange {
+  public:
+    explicit RecordingExchange(HttpRequest request) : request_(std::move(request)) {}
+
+    [[nodiscard]] const HttpRequest& request() const override { return request_; }
+    [[nodiscard]] bool isOpen() const override { return !hasGone; }
+    void deliver(Delivery delivery) override { answers.put(std::move(delivery)); }
+    [[nodiscard]] std::shared_ptr<EventStream> openStream() override { return nullptr; }
+
+    [[nodiscard]] HttpResponse response() { return answers.waitFor().value().response; }
+
+    std::atomic<bool> hasGone = false;
+    test::Mailbox<Delivery> answers;
+
+  private:
+    HttpRequest request_;
+};
+
+std::shared_ptr<RecordingExchange> waitExchange(NamedTexts query = {}) {
+    auto request = samples::request("GET", "/received/wait");
+    request.query = std::move(query);
+    return std::make_shared<RecordingExchange>(std::move(request));
+}
+
 /// The collector without its command line. Most tests use its HTTP client.
 class CollectorTest : public testing::Test {
   protected:
@@ -33,16 +57,24 @@ class CollectorTest : public testing::Test {
         server.stop();
     }
 
+    HttpResponse answer(Service service, HttpRequest request) {
+        const auto exchange = std::make_shared<RecordingExchange>(std::move(request));
+        services.answer(service, exchange);
+        return exchange->response();
+    }
+
     Delivery post(const std::string& actions) {
         auto request = samples::request("POST", "/event", samples::envelope(actions));
         (void)services.begin(Service::event, request);
-        return services.answer(Service::event, request);
+        const auto exchange = std::make_shared<RecordingExchange>(std::move(request));
+        services.answer(Service::event, exchange);
+        return exchange->answers.waitFor().value();
     }
 
     JSONValue identity(const std::string& cookie = "") {
         auto request = samples::request("GET", "/id");
         request.headers.emplace_back("Cookie", cookie);
-        return JSONValue::parse(services.answer(Service::id, request).response.body);
+        return JSONValue::parse(answer(Service::id, std::move(request)).body);
     }
 
     std::string refusalOf(const std::string& path) {
@@ -90,47 +122,28 @@ TEST_F(CollectorTest, FailedExpectationNamesWhatArrived) {
     client.expectNoEvent({.schema = "a-1", .verdict = Verdict::any}, 1ms);
 }
 
-class RecordingExchange final : public Exchange {
-  public:
-    explicit RecordingExchange(NamedTexts query = {})
-        : request_(samples::request("GET", "/received/wait")) {
-        request_.query = std::move(query);
-    }
-
-    [[nodiscard]] const HttpRequest& request() const override { return request_; }
-    [[nodiscard]] bool isOpen() const override { return !hasGone; }
-    void deliver(Delivery delivery) override { answers.put(std::move(delivery.response)); }
-    [[nodiscard]] std::shared_ptr<EventStream> openStream() override { return nullptr; }
-
-    std::atomic<bool> hasGone = false;
-    test::Mailbox<HttpResponse> answers;
-
-  private:
-    HttpRequest request_;
-};
-
 TEST_F(CollectorTest, StopAnswersPendingWaits) {
-    const auto early = std::make_shared<RecordingExchange>();
-    const auto late = std::make_shared<RecordingExchange>();
+    const auto early = waitExchange();
+    const auto late = waitExchange();
     queries.handle(early);
     queries.stop();
     queries.handle(late);
-    EXPECT_EQ(early->answers.waitFor().value().status, 503);
-    EXPECT_EQ(late->answers.waitFor().value().status, 503);
+    EXPECT_EQ(early->response().status, 503);
+    EXPECT_EQ(late->response().status, 503);
 }
 
 TEST_F(CollectorTest, DepartedClientsFreeTheirPlaces) {
     for (std::size_t number = 0; number < Watch::mostWaits; ++number) {
         const auto gone =
-            std::make_shared<RecordingExchange>(NamedTexts{{"timeout", "600000"}, {"count", "2"}});
+            waitExchange({{"timeout", "600000"}, {"count", "2"}});
         queries.handle(gone);
         gone->hasGone = true;
     }
     post(samples::action("a", "u1"));
     EXPECT_TRUE(test::eventually([this] {
-        const auto next = std::make_shared<RecordingExchange>();
+        const auto next = waitExchange();
         queries.handle(next);
-        return next->answers.waitFor().value().status == 200;
+        return next->response().status == 200;
     }));
 }
 
@@ -230,7 +243,7 @@ TEST_F(CollectorTest, CompressedEnvelopeIsInflated) {
     const auto status = [this](const std::string& encoding, const std::string& body) {
         auto request = samples::request("POST", "/event", body);
         request.headers.emplace_back("Content-Encoding", encoding);
-        return services.answer(Service::event, request).response.status;
+        return answer(Service::event, std::move(request)).status;
     };
     const std::string compressed = gzip(samples::envelope(samples::action("a", "1")));
     EXPECT_EQ(status("gzip", compressed), 200);

@@ -18,13 +18,14 @@ TEST(TerminalLogTest, EventTextIsNoTerminalCommand) {
     // A CSI as an escape sequence and as one character, DEL, and an override of the text direction.
     const auto properties = JSONValue::parse("{\"a\":\"\\u001b[2J\u009b2J\x7f\u202e\"}");
     HttpRequest request;
-    RequestReport report{request, 200, "", "", {}, {}, {}};
-    report.actions.emplace_back().properties = &properties;
-    report.findings.push_back({{"/a", "'\x1b[31m' is wrong"}});
-    auto& arrival = report.arrivals.emplace_back();
-    arrival.number = 7;
-    arrival.schema = "s\n-1";
-    arrival.good = false;
+    std::vector<Action> actions(1);
+    actions[0].properties = &properties;
+    const std::vector<std::vector<Finding>> findings{{{"/a", "'\x1b[31m' is wrong"}}};
+    std::vector<Store::Arrival> arrivals(1);
+    arrivals[0].number = 7;
+    arrivals[0].schema = "s\n-1";
+    arrivals[0].good = false;
+    const RequestReport report{request, 200, "", "", actions, findings, arrivals};
 
     const auto text = TerminalLog::lines(report, {});
     EXPECT_THAT(text, HasSubstr("BAD  s?-1 #7 /a: '?[31m' is wrong"));
