@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <future>
 #include <utility>
 
 namespace zentara::collector {
@@ -53,10 +52,11 @@ void Forwarder::run() {
     while (outbox_.waitForEvents()) {
         bool isDone = false;
         try {
-            isDone = handOn();
-        } catch (const std::exception& error) {
-            complain(std::string("events cannot be handed on: ") + error.what());
+            isDone = handOnAll();
+        } catch (const StoreError& error) {
+            complain(std::string("the outbox cannot be read: ") + error.what());
         }
+        waitUntilSettled();
         if (isDone) {
             wait = settings_.shortestPause;
             lastComplaint_.clear();
@@ -66,9 +66,22 @@ void Forwarder::run() {
     }
 }
 
-bool Forwarder::handOn() {
-    const Outbox::Batch batch = outbox_.head(mostEventsAtOnce, mostBytesAtOnce);
-    std::vector<Handover> results = sink_->deliver(batch.events());
+// While a batch is handed on, the next is read and the last removed.
+bool Forwarder::handOnAll() {
+    const auto read = [this](const Batch& follows) {
+        return outbox_.read(mostEventsAtOnce, mostBytesAtOnce, follows.get());
+    };
+    Batch batch = read(nullptr);
+    while (!batch->events().empty()) {
+        auto next = std::async(std::launch::async, read, batch);
+        if (!handOn(batch)) return false;
+        batch = next.get();
+    }
+    return true;
+}
+
+bool Forwarder::handOn(const Batch& batch) {
+    std::vector<Handover> results = deliver(*batch);
     bool isDone = true;
     for (const Handover& result : results) {
         if (result.outcome == Handover::Outcome::refused)
@@ -77,24 +90,37 @@ bool Forwarder::handOn() {
         if (isDone) complain("events cannot be handed on: " + result.reason);
         isDone = false;
     }
-    count(batch, results);
+    count(*batch, results);
     settle(batch, std::move(results));
     return isDone;
 }
 
-// Without this they would be handed on again.
-void Forwarder::settle(const Outbox::Batch& batch, std::vector<Handover> results) {
-    for (;;) {
-        std::promise<std::string> settled;
-        outbox_.settle(batch, results,
-                       [&settled](const std::string& failure) { settled.set_value(failure); });
-        const std::string failure = settled.get_future().get();
-        if (failure.empty()) break;
-        complain("the outbox cannot be written: " + failure);
-        if (!pause(settings_.longestPause)) return;
+std::vector<Handover> Forwarder::deliver(const Outbox::Batch& batch) {
+    try {
+        return sink_->deliver(batch.events());
+    } catch (const std::exception& error) {
+        return std::vector<Handover>(batch.events().size(),
+                                     {Handover::Outcome::failed, error.what()});
     }
-    const std::lock_guard lock(mutex_);
-    changed_.notify_all();
+}
+
+// Events that stay in the outbox by mistake are handed on again.
+void Forwarder::settle(const Batch& batch, std::vector<Handover> results) {
+    waitUntilSettled();
+    const auto promise = std::make_shared<std::promise<void>>();
+    settled_ = promise->get_future();
+    outbox_.settle(batch, std::move(results), [this, promise](const std::string& failure) {
+        if (!failure.empty()) settings_.complain("the outbox cannot be written: " + failure);
+        {
+            const std::lock_guard lock(mutex_);
+            changed_.notify_all();
+        }
+        promise->set_value();
+    });
+}
+
+void Forwarder::waitUntilSettled() {
+    if (settled_.valid()) settled_.get();
 }
 
 void Forwarder::count(const Outbox::Batch& batch, const std::vector<Handover>& results) {

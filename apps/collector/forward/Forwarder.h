@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -47,10 +47,15 @@ class Forwarder {
     [[nodiscard]] Statistics statistics() const;
 
   private:
+    using Batch = std::shared_ptr<const Outbox::Batch>;
+
     void run();
-    /// Whether everything was delivered or refused.
-    [[nodiscard]] bool handOn();
-    void settle(const Outbox::Batch& batch, std::vector<Handover> results);
+    // Whether nothing has failed.
+    [[nodiscard]] bool handOnAll();
+    [[nodiscard]] bool handOn(const Batch& batch);
+    [[nodiscard]] std::vector<Handover> deliver(const Outbox::Batch& batch);
+    void settle(const Batch& batch, std::vector<Handover> results);
+    void waitUntilSettled();
     void count(const Outbox::Batch& batch, const std::vector<Handover>& results);
     void complain(const std::string& text);
     /// False once stopped.
@@ -59,7 +64,9 @@ class Forwarder {
     Outbox& outbox_;
     const std::unique_ptr<Sink> sink_;
     const Settings settings_;
-    std::string lastComplaint_;  // used by the thread
+    // Used by the thread.
+    std::string lastComplaint_;
+    std::future<void> settled_;  // the last batch; not valid if there is none
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

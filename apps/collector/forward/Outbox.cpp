@@ -1,8 +1,8 @@
 #include "collector/forward/Outbox.h"
 
-#include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstring>
 #include <exception>
 #include <utility>
 
@@ -126,27 +126,9 @@ void Outbox::add(Entry entry, Done done) {
     post({[this, entry = std::move(entry)] { return insert(entry); }, std::move(done)});
 }
 
-void Outbox::settle(const Batch& batch, std::vector<Handover> results, Done done) {
-    const auto isDelivered = [](const Handover& each) {
-        return each.outcome == Handover::Outcome::delivered;
-    };
-    if (std::all_of(results.begin(), results.end(), isDelivered)) {
-        post({[this, first = batch.ordinals_.front(), last = batch.ordinals_.back()] {
-                  return remove(first, last);
-              },
-              std::move(done)});
-        return;
-    }
-    post({[this, &batch, results = std::move(results)] {
-              Change change;
-              for (std::size_t i = 0; i < results.size(); ++i) {
-                  const auto ordinal = batch.ordinals_[i];
-                  if (results[i].outcome == Handover::Outcome::failed) continue;
-                  if (results[i].outcome == Handover::Outcome::refused)
-                      change += setAside(results[i].reason, batch.events_[i].record);
-                  change += remove(ordinal, ordinal);
-              }
-              return change;
+void Outbox::settle(std::shared_ptr<const Batch> batch, std::vector<Handover> results, Done done) {
+    post({[this, batch = std::move(batch), results = std::move(results)] {
+              return settleEach(*batch, results);
           },
           std::move(done)});
 }
@@ -217,22 +199,33 @@ Outbox::Change Outbox::insert(const Entry& entry) {
     return change;
 }
 
-Outbox::Change Outbox::remove(std::int64_t first, std::int64_t last) {
+Outbox::Change Outbox::settleEach(const Batch& batch, const std::vector<Handover>& results) {
     Change change;
-    auto counts = writer_.query(
-        "SELECT count(*), sum(size) FROM events WHERE ordinal BETWEEN ? AND ?", first, last);
-    if (counts.step()) {
-        change.events = -counts.integer(0);
-        change.bytes = -counts.integer(1);
+    const auto removeBetween = [this](std::int64_t first, std::int64_t last) {
+        writer_.run("DELETE FROM events WHERE ordinal BETWEEN ? AND ?", first, last);
+    };
+    std::size_t first = 0;  // of those that are removed together
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        if (results[i].outcome == Handover::Outcome::failed) {
+            if (first < i) removeBetween(batch.ordinals_[first], batch.ordinals_[i - 1]);
+            first = i + 1;
+            continue;
+        }
+        --change.events;
+        if (results[i].outcome == Handover::Outcome::refused) {
+            setAside(batch.events_[i], batch.sizes_[i], results[i].reason);
+            ++change.refused;
+        } else {
+            change.bytes -= batch.sizes_[i];
+        }
     }
-    writer_.run("DELETE FROM events WHERE ordinal BETWEEN ? AND ?", first, last);
+    if (first < results.size()) removeBetween(batch.ordinals_[first], batch.ordinals_.back());
     return change;
 }
 
-Outbox::Change Outbox::setAside(const std::string& reason, std::string_view record) {
-    const auto size = static_cast<std::int64_t>(record.size()) + rowOverhead;
-    writer_.run("INSERT INTO refused VALUES (NULL, ?, ?, ?, ?)", now(), size, reason, record);
-    return {.refused = 1, .bytes = size};
+void Outbox::setAside(const ForwardedEvent& event, std::int64_t size, const std::string& reason) {
+    writer_.run("INSERT INTO refused VALUES (NULL, ?, ?, ?, ?)", now(), size,
+                std::string_view(reason), event.record);
 }
 
 // The events are in the order of their envelopes.
@@ -245,22 +238,32 @@ void Outbox::removeEmptyEnvelopes() {
     }
 }
 
-Outbox::Batch Outbox::head(std::size_t mostEvents, std::int64_t mostBytes) {
-    Batch batch;
+std::string_view Outbox::Batch::keep(std::string_view text) {
+    if (text.empty()) return {};
+    char* const place = static_cast<char*>(texts_.allocate(text.size(), 1));
+    std::memcpy(place, text.data(), text.size());
+    return {place, text.size()};
+}
+
+std::shared_ptr<const Outbox::Batch> Outbox::read(std::size_t mostEvents, std::int64_t mostBytes,
+                                                  const Batch* follows) {
+    const auto batch = std::make_shared<Batch>();
+    const auto keep = [&batch](std::string_view text) {
+        return batch->keep(text);
+    };
+    const auto after = follows == nullptr ? 0 : follows->ordinals_.back();
     std::int64_t bytes = 0;
     std::int64_t lastEnvelope = 0;
     std::array<std::string_view, 5> shared;  // what the events of an envelope have in common
-    const auto keep = [&batch](std::string_view text) -> std::string_view {
-        return batch.texts_.emplace_back(text);
-    };
     auto rows = reader_.query(
         "SELECT ordinal, size, number, receivedAt, client, tenant, userType, userToken, facts, "
         "schema, actionUUID, context, sequence, actionTs, good, findings, json "
-        "FROM events JOIN envelopes ON number = envelope ORDER BY ordinal LIMIT ?",
-        mostEvents);
+        "FROM events JOIN envelopes ON number = envelope WHERE ordinal > ? ORDER BY ordinal LIMIT "
+        "?",
+        after, mostEvents);
     while (rows.step()) {
         bytes += rows.integer(1);
-        if (bytes > mostBytes && !batch.events_.empty()) break;
+        if (bytes > mostBytes && !batch->events_.empty()) break;
         if (rows.integer(2) != lastEnvelope) {
             lastEnvelope = rows.integer(2);
             for (std::size_t i = 0; i < shared.size(); ++i)
@@ -280,9 +283,10 @@ Outbox::Batch Outbox::head(std::size_t mostEvents, std::int64_t mostBytes) {
         event.good = rows.integer(14) != 0;
         event.findings = keep(rows.text(15));
         event.json = keep(rows.text(16));
-        event.record = batch.texts_.emplace_back(recordOf(event, shared[4]));
-        batch.ordinals_.push_back(rows.integer(0));
-        batch.events_.push_back(event);
+        event.record = keep(recordOf(event, shared[4]));
+        batch->ordinals_.push_back(rows.integer(0));
+        batch->sizes_.push_back(rows.integer(1));
+        batch->events_.push_back(event);
     }
     return batch;
 }

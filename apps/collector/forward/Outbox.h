@@ -4,13 +4,14 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <memory_resource>
 #include <mutex>
 #include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -58,16 +59,19 @@ class Outbox {
         std::int64_t oldest = 0;   ///< when the first that waits was received; 0 if there is none
     };
 
-    /// Events at the head of the outbox.
+    /// Successive events. Owns their texts.
     class Batch {
       public:
         [[nodiscard]] std::span<const ForwardedEvent> events() const { return events_; }
 
       private:
         friend class Outbox;
+        [[nodiscard]] std::string_view keep(std::string_view text);
+
         std::vector<std::int64_t> ordinals_;  // ascending, all that the outbox has between them
-        std::deque<std::string> texts_;       // does not move what it holds
+        std::vector<std::int64_t> sizes_;     // what the outbox counts for each
         std::vector<ForwardedEvent> events_;
+        std::pmr::monotonic_buffer_resource texts_{std::size_t{1} << 20};
     };
 
     /// Called once, with an empty text or the reason of a failure, on the thread that commits.
@@ -88,13 +92,14 @@ class Outbox {
     /// Adds all events of an envelope or none. Any thread.
     void add(Entry entry, Done done);
 
-    /// The oldest events, at most so many and at least one if there are any. One thread at a time.
-    /// Throws `StoreError`.
-    [[nodiscard]] Batch head(std::size_t mostEvents, std::int64_t mostBytes);
+    /// The oldest events, or those that follow a batch: at most so many, and at least one if there
+    /// are any. One thread at a time. Throws `StoreError`.
+    [[nodiscard]] std::shared_ptr<const Batch> read(std::size_t mostEvents, std::int64_t mostBytes,
+                                                    const Batch* follows = nullptr);
 
-    /// Removes what was delivered, sets aside what was refused, keeps what failed. One thread at a
-    /// time.
-    void settle(const Batch& batch, std::vector<Handover> results, Done done);
+    /// Removes what was delivered, sets aside what was refused, keeps what failed. Any thread, but
+    /// once for each event.
+    void settle(std::shared_ptr<const Batch> batch, std::vector<Handover> results, Done done);
 
     [[nodiscard]] Statistics statistics() const;
 
@@ -121,15 +126,15 @@ class Outbox {
     void run();
     [[nodiscard]] std::string commit(const std::vector<Work>& works);
     [[nodiscard]] Change insert(const Entry& entry);
-    [[nodiscard]] Change remove(std::int64_t first, std::int64_t last);
-    [[nodiscard]] Change setAside(const std::string& reason, std::string_view record);
+    [[nodiscard]] Change settleEach(const Batch& batch, const std::vector<Handover>& results);
+    void setAside(const ForwardedEvent& event, std::int64_t size, const std::string& reason);
     void removeEmptyEnvelopes();
     void count();
 
     const Limits limits_;
     const DatabaseFile file_;
     Database writer_;  // used by the thread that commits
-    Database reader_;  // used by `head`
+    Database reader_;  // used by `read`
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

@@ -134,8 +134,7 @@ TEST_F(CollectorTest, StopAnswersPendingWaits) {
 
 TEST_F(CollectorTest, DepartedClientsFreeTheirPlaces) {
     for (std::size_t number = 0; number < Watch::mostWaits; ++number) {
-        const auto gone =
-            waitExchange({{"timeout", "600000"}, {"count", "2"}});
+        const auto gone = waitExchange({{"timeout", "600000"}, {"count", "2"}});
         queries.handle(gone);
         gone->hasGone = true;
     }

@@ -44,17 +44,18 @@ inline std::string add(Outbox& outbox, Outbox::Entry entry) {
     return added.get_future().get();
 }
 
-inline std::string settle(Outbox& outbox, const Outbox::Batch& batch,
-                          std::vector<Handover> results) {
+using Batch = std::shared_ptr<const Outbox::Batch>;
+
+inline std::string settle(Outbox& outbox, const Batch& batch, std::vector<Handover> results) {
     std::promise<std::string> settled;
     outbox.settle(batch, std::move(results),
                   [&](const std::string& failure) { settled.set_value(failure); });
     return settled.get_future().get();
 }
 
-inline std::vector<std::string> uuidsIn(const Outbox::Batch& batch) {
+inline std::vector<std::string> uuidsIn(const Batch& batch) {
     std::vector<std::string> uuids;
-    for (const ForwardedEvent& event : batch.events())
+    for (const ForwardedEvent& event : batch->events())
         uuids.emplace_back(event.actionUUID);
     return uuids;
 }

@@ -23,8 +23,9 @@ inline PostAnswer post(const std::string& collector, const std::string& body) {
     curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.data());
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION,
-                     +[](const char*, std::size_t, std::size_t size, void*) { return size; });
+    curl_easy_setopt(
+        curl.get(), CURLOPT_WRITEFUNCTION,
+        +[](const char*, std::size_t, std::size_t size, void*) { return size; });
     PostAnswer answer;
     if (curl_easy_perform(curl.get()) != CURLE_OK) return answer;
     curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &answer.status);

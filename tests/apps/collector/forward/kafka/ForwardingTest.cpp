@@ -1,4 +1,5 @@
-// The real collector between clients that post until they are answered and brokers that come and go.
+// The real collector between clients that post until they are answered and brokers that come and
+// go.
 
 #include <gmock/gmock.h>
 
@@ -62,7 +63,7 @@ class PersistentClient {
 
     const std::string name_;
     std::mutex mutex_;
-    std::string collector_;              // guarded by mutex_
+    std::string collector_;               // guarded by mutex_
     std::set<std::string> acknowledged_;  // guarded by mutex_
 };
 
@@ -140,10 +141,10 @@ TEST_F(ForwardingTest, FullOutboxAsksClientsToComeAgain) {
 TEST_F(ForwardingTest, LatestEventsAreShown) {
     start({"--show", "16"});
     for (int number = 0; number < 40; ++number)
-        ASSERT_EQ(test::post(collector->url(), envelopeOf("u" + std::to_string(number))).status, 200);
+        ASSERT_EQ(test::post(collector->url(), envelopeOf("u" + std::to_string(number))).status,
+                  200);
     const auto client = collector->client();
-    const auto found = client.waitFor(
-        {.text = "u39", .verdict = EventSelection::Verdict::bad}, 1);
+    const auto found = client.waitFor({.text = "u39", .verdict = EventSelection::Verdict::bad}, 1);
     ASSERT_TRUE(found.satisfied);
     const auto shown = client.events({.verdict = EventSelection::Verdict::any});
     EXPECT_GE(shown.size(), 16U);

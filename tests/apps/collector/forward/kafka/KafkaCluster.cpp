@@ -19,7 +19,8 @@ std::unique_ptr<rd_kafka_t, decltype(&rd_kafka_destroy)> makeClient(
     rd_kafka_conf_t* const configuration = rd_kafka_conf_new();
     for (const auto& [name, value] : properties)
         rd_kafka_conf_set(configuration, name.c_str(), value.c_str(), nullptr, 0);
-    rd_kafka_conf_set_log_cb(configuration, [](const rd_kafka_t*, int, const char*, const char*) {});
+    rd_kafka_conf_set_log_cb(configuration,
+                             [](const rd_kafka_t*, int, const char*, const char*) {});
     std::array<char, 256> reason{};
     rd_kafka_t* const client = rd_kafka_new(type, configuration, reason.data(), reason.size());
     if (client == nullptr) throw std::runtime_error(reason.data());
@@ -33,9 +34,8 @@ std::map<std::string, std::string> headersOf(const rd_kafka_message_t& message) 
     const char* name = nullptr;
     const void* value = nullptr;
     std::size_t size = 0;
-    for (std::size_t i = 0; headers != nullptr && rd_kafka_header_get_all(headers, i, &name, &value,
-                                                                          &size) == 0;
-         ++i)
+    for (std::size_t i = 0;
+         headers != nullptr && rd_kafka_header_get_all(headers, i, &name, &value, &size) == 0; ++i)
         result.emplace(name, std::string(static_cast<const char*>(value), size));
     return result;
 }
@@ -68,8 +68,8 @@ void KafkaCluster::setUp(bool isUp) {
 
 std::vector<KafkaCluster::Message> KafkaCluster::read(const std::string& topic,
                                                       std::size_t count) const {
-    const auto client = makeClient(RD_KAFKA_CONSUMER, {{"bootstrap.servers", brokers()},
-                                                       {"group.id", "test"}});
+    const auto client =
+        makeClient(RD_KAFKA_CONSUMER, {{"bootstrap.servers", brokers()}, {"group.id", "test"}});
     rd_kafka_topic_partition_list_t* const all = rd_kafka_topic_partition_list_new(partitions);
     for (int partition = 0; partition < partitions; ++partition) {
         rd_kafka_topic_partition_list_add(all, topic.c_str(), partition)->offset =

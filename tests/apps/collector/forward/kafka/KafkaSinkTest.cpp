@@ -23,7 +23,8 @@ using testing::ThrowsMessage;
 using testing::UnorderedElementsAre;
 using enum Handover::Outcome;
 
-ForwardedEvent event(std::string_view client, std::string_view uuid, std::string_view record = "{}") {
+ForwardedEvent event(std::string_view client, std::string_view uuid,
+                     std::string_view record = "{}") {
     ForwardedEvent result;
     result.client = client;
     result.actionUUID = uuid;
@@ -37,8 +38,9 @@ ForwardedEvent event(std::string_view client, std::string_view uuid, std::string
 class KafkaSinkTest : public testing::Test {
   protected:
     KafkaSink makeSink(const std::string& settings = {}) {
-        return KafkaSink({cluster.url("events"), settings,
-                          [this](const std::string& text) { complaints.put(text); }});
+        return KafkaSink({cluster.url("events"), settings, [this](const std::string& text) {
+                              complaints.put(text);
+                          }});
     }
     std::string written(const std::string& text) {
         const auto file = folder.path() / "kafka.properties";
@@ -73,10 +75,11 @@ TEST_F(KafkaSinkTest, MessageHasKeyHeadersAndRecord) {
     EXPECT_EQ(good[0].key, "client-1");
     EXPECT_EQ(good[0].value, R"({"n":1})");
     EXPECT_EQ(good[0].timestamp, 1'700'000'000'123);
-    EXPECT_EQ(good[0].headers, (std::map<std::string, std::string>{{"actionUUID", "u1"},
-                                                                   {"schema", "page-view-1"},
-                                                                   {"tenant", "shop"},
-                                                                   {"receivedAt", "1700000000123"}}));
+    EXPECT_EQ(good[0].headers,
+              (std::map<std::string, std::string>{{"actionUUID", "u1"},
+                                                  {"schema", "page-view-1"},
+                                                  {"tenant", "shop"},
+                                                  {"receivedAt", "1700000000123"}}));
     EXPECT_THAT(valuesOf(cluster.read("events.bad", 1), "client-1"), ElementsAre(R"({"n":2})"));
 }
 
