@@ -89,6 +89,13 @@ libgnustep-base-dev, libobjc-${gcc}-dev, clang")
         TEXT "${text}This package holds zentara-collector, a collector for development and tests,
 zentara-track, which sends events from the command line, zentara-schemas, which checks schemas and
 generates types from them, and examples.")
+    # Apart, since the collector needs neither a broker's library nor a database's without it.
+    if(TARGET zentara_forward_kafka_module OR TARGET zentara_forward_postgresql_module)
+        zentara_package(forward COMPILED NAME zentara-forward SECTION devel
+            SUMMARY "modules with which zentara-collector hands events on"
+            TEXT "${text}This package holds the modules for Kafka and PostgreSQL."
+            DEPENDS "zentara-tools (= ${version})")
+    endif()
     zentara_package(python NAME python3-zentara SECTION python
         SUMMARY "event-tracking client library (Python 3)"
         TEXT "${text}This package holds the client for Python 3."
