@@ -170,7 +170,14 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     addForwarding(program, options.forwarding, outbox);
     program.flag("--quiet", options.quiet, "No line for each event and request");
 
+    bool isExpect = false;
+    program.subcommand(std::string(expectSubcommand),
+                       "Waits for events at a running collector, for tests; expect --help lists "
+                       "its options",
+                       "", [&isExpect] { isExpect = true; });
+
     const auto outcome = program.parse(argc, argv, [&]() -> std::string {
+        if (isExpect) return "expect is the first argument, or none";
         if (!reachable && !isLoopbackHost(options.host)) {
             return "--host " + options.host +
                    " would let other machines read, send and delete what is here; if that is "

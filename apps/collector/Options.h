@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -17,6 +18,9 @@ enum ExitCode : int {
     exitFailure = 1,  ///< a port, a file or the data folder cannot be used
     exitUsage = 2,    ///< the command line is invalid
 };
+
+/// As the first argument it selects the program of this name, which has a command line of its own.
+inline constexpr std::string_view expectSubcommand = "expect";
 
 /// The command line.
 struct Options {

@@ -14,6 +14,7 @@
 #include <string>
 #include <utility>
 
+#include "collector/ExpectProgram.h"
 #include "collector/Faults.h"
 #include "collector/Front.h"
 #include "collector/LogWriter.h"
@@ -173,6 +174,7 @@ int serve(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc > 1 && argv[1] == expectSubcommand) return becomeExpectProgram(argv + 1);
     const ParsedOptions parsed = parseOptions(argc, argv);
     if (!parsed.options) return parsed.exitCode;
     try {

@@ -32,10 +32,19 @@ std::size_t append(const char* data, std::size_t, std::size_t size, void* body) 
     return size;
 }
 
+std::vector<JSONObject> eventsOf(JSONValue& answer) {
+    std::vector<JSONObject> events;
+    for (auto& event : answer.at("events").array())
+        events.push_back(std::move(event.object()));
+    return events;
+}
+
+}  // namespace
+
 std::string queryFor(const EventSelection& selection) {
     std::string query;
-    const auto add = [&query](const char* name, const std::optional<std::string>& value) {
-        if (value) query += std::string("&") + name + "=" + escaped(*value);
+    const auto add = [&query](const std::string& name, const std::optional<std::string>& value) {
+        if (value) query += (query.empty() ? "" : "&") + name + "=" + escaped(*value);
     };
     const auto addNumber = [&add](const char* name, const std::optional<std::int64_t>& value) {
         if (value) add(name, std::to_string(*value));
@@ -48,6 +57,8 @@ std::string queryFor(const EventSelection& selection) {
     add("text", selection.text);
     addNumber("since", selection.since);
     addNumber("after", selection.after);
+    for (const auto& [path, value] : selection.properties)
+        add("property." + escaped(path), value);
     if (selection.duplicate) add("duplicate", *selection.duplicate ? "true" : "false");
     using Verdict = EventSelection::Verdict;
     add("good", selection.verdict == Verdict::any    ? "any"
@@ -55,15 +66,6 @@ std::string queryFor(const EventSelection& selection) {
                                                      : "false");
     return query;
 }
-
-std::vector<JSONObject> eventsOf(JSONValue& answer) {
-    std::vector<JSONObject> events;
-    for (auto& event : answer.at("events").array())
-        events.push_back(std::move(event.object()));
-    return events;
-}
-
-}  // namespace
 
 CollectorClient::CollectorClient(std::string url, std::string authorityFile)
     : url_(std::move(url)), authorityFile_(std::move(authorityFile)) {
@@ -76,7 +78,7 @@ FoundEvents CollectorClient::waitFor(const EventSelection& selection, std::size_
                                      milliseconds timeout) const {
     auto answer = ask("GET",
                       "/received/wait?count=" + std::to_string(count) +
-                          "&timeout=" + std::to_string(timeout.count()) + queryFor(selection),
+                          "&timeout=" + std::to_string(timeout.count()) + "&" + queryFor(selection),
                       {}, timeout + patienceForAnswers);
     return {.satisfied = answer.at("satisfied").boolean(),
             .total = static_cast<std::size_t>(answer.at("total").integer()),
@@ -87,7 +89,7 @@ JSONObject CollectorClient::expectEvent(const EventSelection& selection,
                                         milliseconds timeout) const {
     auto found = waitFor(selection, 1, timeout);
     if (found.satisfied) return std::move(found.events.front());
-    throw ExpectationError("no event with " + queryFor(selection).substr(1) + " within " +
+    throw ExpectationError("no event with " + queryFor(selection) + " within " +
                            std::to_string(timeout.count()) +
                            " ms; received: " + get("/received/summary").text());
 }
@@ -95,17 +97,17 @@ JSONObject CollectorClient::expectEvent(const EventSelection& selection,
 void CollectorClient::expectNoEvent(const EventSelection& selection, milliseconds quietTime) const {
     const auto found = waitFor(selection, 1, quietTime);
     if (!found.satisfied) return;
-    throw ExpectationError("an event with " + queryFor(selection).substr(1) +
+    throw ExpectationError("an event with " + queryFor(selection) +
                            " has arrived: " + JSONValue(found.events.front()).text());
 }
 
 std::vector<JSONObject> CollectorClient::events(const EventSelection& selection) const {
-    auto answer = get("/received/events?" + queryFor(selection).substr(1));
+    auto answer = get("/received/events?" + queryFor(selection));
     return eventsOf(answer);
 }
 
 std::size_t CollectorClient::count(const EventSelection& selection) const {
-    const auto answer = get("/received/events?limit=0" + queryFor(selection));
+    const auto answer = get("/received/events?limit=0&" + queryFor(selection));
     return static_cast<std::size_t>(answer.at("total").integer());
 }
 

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zentara::collector {
@@ -39,8 +40,15 @@ struct EventSelection {
     std::optional<std::int64_t> since = {};   ///< received then or later, milliseconds since 1970
     std::optional<std::int64_t> after = {};   ///< with a larger number
     std::optional<bool> duplicate = {};
+    /// Of these properties: {{"section", "home"}, {"variant.size", "L"}}. A number, a boolean or
+    /// null is compared by its JSON text.
+    std::vector<std::pair<std::string, std::string>> properties = {};
     Verdict verdict = Verdict::good;  ///< of the check against the schema on arrival
 };
+
+/// The selection as parameters of a query, for `CollectorClient::get`:
+/// "schema=page-view-1&good=true".
+[[nodiscard]] std::string queryFor(const EventSelection& selection);
 
 /// The result of a wait.
 struct FoundEvents {
