@@ -22,7 +22,13 @@ set(ZENTARA_PYTHON_DIR "${CMAKE_INSTALL_DATADIR}/zentara/python" CACHE STRING
     "Where the package for Python is installed")
 mark_as_advanced(ZENTARA_PYTHON_DIR)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/bindings/python/zentara"
+        "${PROJECT_SOURCE_DIR}/bindings/python/zentara_collector"
     DESTINATION "${ZENTARA_PYTHON_DIR}" COMPONENT python PATTERN __pycache__ EXCLUDE)
+
+if(ZENTARA_BUILD_APPS)
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/bindings/javascript/"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/zentara/javascript" COMPONENT tools)
+endif()
 
 set(ZENTARA_GNUSTEP_HEADERS "${CMAKE_INSTALL_INCLUDEDIR}/zentara/gnustep")
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/ZentaraClientConfig.cmake.in"

@@ -10,7 +10,7 @@ foreach(program IN ITEMS zentara-collector zentara-schemas zentara-track)
     set(page "${PROJECT_BINARY_DIR}/man/${program}.1.gz")
     add_custom_command(OUTPUT "${page}"
         COMMAND bash "${folder}/manual-page" $<TARGET_FILE:${program}> "${page}"
-        DEPENDS ${program} "${folder}/manual-page" VERBATIM)
+        DEPENDS ${program} zentara-collector-expect "${folder}/manual-page" VERBATIM)
     list(APPEND pages "${page}")
     if(NOT program STREQUAL "zentara-collector")
         file(CREATE_LINK zentara-collector "${PROJECT_BINARY_DIR}/completions/${program}" SYMBOLIC)

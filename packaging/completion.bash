@@ -6,7 +6,9 @@ _zentara() {
     commands=$(awk '/^Subcommands:/ { inside = 1; next } /^[^ ]|^$/ { inside = 0 } inside && /^  [a-z]/ { print $1 }' <<<"$help")
     if [[ -n $commands ]]; then
         if ((COMP_CWORD > 1)); then
-            help=$("${command[@]}" "${COMP_WORDS[1]}" --help 2>/dev/null)
+            if grep -qxF -- "${COMP_WORDS[1]}" <<<"$commands"; then
+                help=$("${command[@]}" "${COMP_WORDS[1]}" --help 2>/dev/null)
+            fi
         elif [[ $current != -* ]]; then
             words=$commands
         fi

@@ -11,16 +11,16 @@ import {CollectorProcess} from '../../bindings/javascript/process.js';
 import {Shop, Tracker} from './shop.js';
 
 const schemas = fileURLToPath(new URL('../schemas', import.meta.url));
-let process, collector, tracker, shop;
+let running, collector, tracker, shop;
 
 before(async () => {
-    process = await CollectorProcess.start(schemas);
-    collector = process.client();
+    running = await CollectorProcess.start(schemas);
+    collector = running.client();
 });
-after(() => process.stop());
+after(() => running.stop());
 beforeEach(async () => {
     await collector.reset();
-    tracker = new Tracker(process.url, 'shop');
+    tracker = new Tracker(running.url, 'shop');
     shop = new Shop(tracker);
 });
 afterEach(() => collector.clearFaults());

@@ -82,6 +82,12 @@ with zentara.client(flush=5) as client:
     client.send("page-view", "1", {"title": "Python", "section": "home", "language": "en"})
 END
     expect_events 6
+    python3 - <<'END'
+from zentara_collector import CollectorProcess
+with CollectorProcess("/usr/share/zentara/examples/schemas") as process:
+    process.client().expect_no_event(verdict="any")
+END
+    zentara-collector expect --count 6 --exactly --within 100ms
     # 37 of its 328 lines are wrong on purpose.
     zentara-track --collector "$url" "$examples/events.jsonl" || [[ $? == 1 ]]
     expect_events 297
@@ -121,6 +127,9 @@ look() {
     done
     expect_completion --collector zentara-track --coll
     expect_completion --no-https zentara-collector --port 0 --no-h
+    expect_completion 'expect' zentara-collector ex
+    expect_completion '--junit' zentara-collector expect --ju
+    zgrep -q '^\.SH EXPECT' /usr/share/man/man1/zentara-collector.1.gz
     expect_completion 'sample' zentara-schemas sa
     expect_completion '--schemas' zentara-schemas generate --sch
     export XDG_RUNTIME_DIR=/tmp

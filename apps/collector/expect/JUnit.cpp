@@ -23,7 +23,7 @@ std::string escapedForXML(std::string_view text) {
     for (std::size_t at = 0; at < text.size(); ++at) {
         if (isForeignToXML(text.substr(at))) {
             escaped += '?';
-            at += text[at] == '\xEF' ? 2 : 0;
+            at += text[at] == '\xEF' ? 2U : 0U;
             continue;
         }
         switch (const char character = text[at]; character) {

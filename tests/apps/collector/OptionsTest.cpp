@@ -61,6 +61,7 @@ TEST(CollectorOptionsTest, UsageErrorNamesTheOption) {
         {{"--schemas", "/there/is/no/such/folder"}, "--schemas"},
         {{"--port", "65536"}, "--port: a port from 0 to 65535 is expected, not 65536"},
         {{"--fault", "pages:status=500"}, "pages"},
+        {{"--quiet", "expect"}, "expect is the first argument, or none"},
     };
     for (const auto& [arguments, message] : cases) {
         testing::internal::CaptureStderr();
