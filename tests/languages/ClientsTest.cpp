@@ -81,8 +81,11 @@ class ClientsTest : public testing::TestWithParam<Host> {};
 
 TEST_P(ClientsTest, SameCallsGiveTheSameTexts) {
     const test::PostedEvents events;
-    // Two arrivals make duplicates.
-    events.post();
+    // So that the counts of the summary differ.
+    for (int time = 0; time < 4; ++time)
+        events.postDuplicate();
+    events.refuse();
+    events.refuse();
     const auto expected = linesOf(events.client());
     auto command = GetParam().second;
     command.push_back(events.url());

@@ -10,18 +10,16 @@ namespace zentara::test {
 /// A collector that has received two good page views and a bad one, and refused a post.
 class PostedEvents {
   public:
-    PostedEvents() { post(); }
-
-    void post() const {
-        post(R"({"zentaraClientUUID":"client-1","zentaraClientTenant":"shop & co",)"
-             R"("zentaraClientType":"mobile","zentaraClientDeviceGroup":"iOS",)"
-             R"("zentaraEnvironment":"app","zentaraClientTs":1700000000001,"actions":[)" +
-             action("a-1", R"({"title":"(1) Hôme","section":"home","language":"en"})") + "," +
+    PostedEvents() {
+        post(home_ + "," +
              action("a-2", R"({"title":"Offers","section":"category","language":"en"})") + "," +
-             action("a-3", R"({"title":"","section":"home","language":"en"})") +
-             R"(],"zentaraDispatchNumber":3,"zentaraActionCounter":3})");
-        post("{");
+             action("a-3", R"({"title":"","section":"home","language":"en"})"));
+        refuse();
     }
+
+    /// Posts the first event again.
+    void postDuplicate() const { post(home_); }
+    void refuse() const { send("{"); }
 
     [[nodiscard]] const std::string& url() const { return collector_.url(); }
     [[nodiscard]] collector::CollectorClient client() const { return collector_.client(); }
@@ -38,7 +36,14 @@ class PostedEvents {
                uuid + R"(","zentaraActionExtraAttributes":""})";
     }
 
-    void post(const std::string& body) const {
+    void post(const std::string& actions) const {
+        send(R"({"zentaraClientUUID":"client-1","zentaraClientTenant":"shop & co",)"
+             R"("zentaraClientType":"mobile","zentaraClientDeviceGroup":"iOS",)"
+             R"("zentaraEnvironment":"app","zentaraClientTs":1700000000001,"actions":[)" +
+             actions + R"(],"zentaraDispatchNumber":3,"zentaraActionCounter":3})");
+    }
+
+    void send(const std::string& body) const {
         const int port = std::stoi(url().substr(url().rfind(':') + 1));
         collector::RawClient client(
             port,
@@ -48,6 +53,8 @@ class PostedEvents {
         (void)client.readToEnd();
     }
 
+    const std::string home_ =
+        action("a-1", R"({"title":"(1) Hôme","section":"home","language":"en"})");
     CollectorProcess collector_{ZENTARA_EXAMPLES "/schemas"};
 };
 
