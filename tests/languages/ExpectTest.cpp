@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <regex>
 
 #include "collector/expect/JUnit.h"
@@ -101,6 +102,13 @@ TEST(ExpectTest, MessageNamesWhatArrivedInstead) {
         EXPECT_EQ(ending.code, code) << testing::PrintToString(options);
         EXPECT_THAT(ending.output, testing::ElementsAreArray(joined(output)));
     }
+}
+
+TEST(ExpectTest, ExactNumberTakesTheWholeTime) {
+    const test::PostedEvents events;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(expect(events.url(), {"--count", "2", "--exactly", "--within", "200ms"}).code, 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
 }
 
 TEST(ExpectTest, ExitCodeTellsWhatIsWrong) {
