@@ -103,7 +103,10 @@ export class CollectorClient {
     /** `url` is the address that the collector prints, for example "http://127.0.0.1:8080". */
     constructor(url: string);
 
-    /** Waits until at least `count` events (1) match, at most `timeout` (10,000). */
+    /**
+     * Waits until at least `count` events (1) match, at most `timeout` (10,000), of which fetch in node
+     * waits five minutes.
+     */
     waitFor(selection?: EventSelection, count?: number, timeout?: number): Promise<FoundEvents>;
 
     /** Waits for one event. Rejected with `ExpectationError` if there is none in time (10,000). */
