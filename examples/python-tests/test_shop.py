@@ -34,8 +34,9 @@ class ShopTest(unittest.TestCase):
     def setUp(self) -> None:
         self.collector.reset()
         self.addCleanup(self.collector.clear_faults)
-        # Each test begins without queued events, and with a client of its own.
-        folder = tempfile.TemporaryDirectory()
+        # Each test begins without queued events, and with a client of its own. After `shutdown` the
+        # library may still flush files of the test before.
+        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         self.addCleanup(folder.cleanup)
         zentara.set_documents_directory(folder.name)
         zentara.set_preferences_directory(folder.name)

@@ -42,7 +42,8 @@ class Collector:
 
 class CollectorTest(unittest.TestCase):
     def setUp(self) -> None:
-        folder = tempfile.TemporaryDirectory()
+        # After `shutdown` the library may still flush files.
+        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         self.addCleanup(folder.cleanup)
         self.collector = Collector()
         self.addCleanup(self.collector.stop)
