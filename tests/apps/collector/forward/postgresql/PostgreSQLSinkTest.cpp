@@ -5,14 +5,21 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <deque>
 #include <future>
+#include <iterator>
 #include <memory>
+#include <set>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "apps/collector/forward/PersistentClient.h"
+#include "support/CollectorProcess.h"
+#include "support/Files.h"
 #include "support/PostgreSQLServer.h"
 #include "support/RawServer.h"
 #include "support/WaitFor.h"
@@ -285,6 +292,48 @@ TEST_F(PostgreSQLSinkTest, KilledServerLosesAndDoublesNothing) {
     }
     writer.join();
     EXPECT_EQ(counts(), "3000|3000|3000");
+}
+
+// ZENTARA_KILLS: how often each of the two is killed.
+TEST_F(PostgreSQLSinkTest, KillsOfCollectorsLoseNothing) {
+    const char* const kills = std::getenv("ZENTARA_KILLS");
+    const test::TemporaryDirectory folder;
+    const auto start = [&] {
+        return std::make_unique<test::CollectorProcess>(
+            ZENTARA_EXAMPLES "/schemas",
+            std::vector<std::string>{"--no-https", "--forward", server_->url(), "--outbox",
+                                     folder.path() / "outbox"});
+    };
+    test::PersistentClient client("client");
+    auto posted = [&, before = std::size_t{0}]() mutable {
+        EXPECT_TRUE(test::eventually([&] { return client.acknowledged().size() > before + 20; }));
+        before = client.acknowledged().size();
+    };
+    auto collector = start();
+    client.moveTo(collector->url());
+    std::jthread posting([&](const std::stop_token& end) { client.run(end); });
+    for (int round = 0; round < (kills == nullptr ? 2 : std::atoi(kills)); ++round) {
+        posted();
+        server_->kill();
+        posted();
+        collector->stop(SIGKILL);
+        collector = start();
+        client.moveTo(collector->url());
+        posted();
+        server_->start();
+    }
+    posting.request_stop();
+    posting.join();
+    const auto stored = [] {
+        std::istringstream uuids(rows("SELECT record ->> 'actionUUID' FROM zentara.events"));
+        return std::set<std::string>(std::istream_iterator<std::string>(uuids), {});
+    };
+    EXPECT_TRUE(test::eventually([&] {
+        return !rows("SELECT to_regclass('zentara.events')").empty() &&
+               std::ranges::includes(stored(), client.acknowledged());
+    }));
+    const auto count = std::to_string(stored().size());
+    EXPECT_EQ(counts(), count + '|' + count + '|' + count);
 }
 
 TEST_F(PostgreSQLSinkTest, OlderTablesAreMigrated) {
