@@ -2,6 +2,7 @@
 
 #include <array>
 #include <chrono>
+#include <set>
 #include <stdexcept>
 
 #include "support/WaitFor.h"
@@ -79,8 +80,9 @@ std::vector<KafkaCluster::Message> KafkaCluster::read(const std::string& topic,
     rd_kafka_topic_partition_list_destroy(all);
 
     std::vector<Message> messages;
+    std::set<std::string> uuids;
     const auto end = std::chrono::steady_clock::now() + generousTimeout;
-    while (messages.size() < count && std::chrono::steady_clock::now() < end) {
+    while (uuids.size() < count && std::chrono::steady_clock::now() < end) {
         const std::unique_ptr<rd_kafka_message_t, decltype(&rd_kafka_message_destroy)> message(
             rd_kafka_consumer_poll(client.get(), 100), rd_kafka_message_destroy);
         if (message == nullptr || message->err != RD_KAFKA_RESP_ERR_NO_ERROR) continue;
@@ -90,6 +92,7 @@ std::vector<KafkaCluster::Message> KafkaCluster::read(const std::string& topic,
              .value = std::string(static_cast<const char*>(message->payload), message->len),
              .timestamp = rd_kafka_message_timestamp(message.get(), nullptr),
              .headers = headersOf(*message)});
+        uuids.insert(messages.back().headers.at("actionUUID"));
     }
     rd_kafka_consumer_close(client.get());
     return messages;

@@ -38,7 +38,7 @@ class KafkaCluster {
     void failProducing(const std::vector<rd_kafka_resp_err_t>& errors);
     void setUp(bool isUp);
 
-    /// All messages of a topic; waits until there are `count`.
+    /// The messages of a topic; waits until they have `count` action UUIDs.
     [[nodiscard]] std::vector<Message> read(const std::string& topic, std::size_t count) const;
 
   private:
