@@ -75,7 +75,7 @@ std::vector<std::string> separated(const std::string& list) {
 std::chrono::seconds connectTimeout(pg_conn* connection) {
     const Options options(PQconninfo(connection), PQconninfoFree);
     const int seconds = std::atoi(valueOf(options, "connect_timeout").c_str());
-    return seconds > 0 ? std::chrono::seconds(seconds) : usualConnectTimeout;
+    return seconds > 0 ? std::chrono::seconds(std::min(seconds, 3600)) : usualConnectTimeout;
 }
 
 }  // namespace
