@@ -39,6 +39,55 @@ std::optional<bool> readChoice(std::string_view name, std::string_view value) {
     return std::nullopt;
 }
 
+constexpr std::string_view propertyPrefix = "property.";
+
+std::vector<std::string> readPath(std::string_view name) {
+    std::vector<std::string> path;
+    std::istringstream parts{std::string(name.substr(propertyPrefix.size()))};
+    for (std::string part; std::getline(parts, part, '.');)
+        path.push_back(part);
+    if (path.empty() || path.size() > EventFilter::deepestProperty) {
+        throw ParameterError("a property has a path of at most " +
+                             std::to_string(EventFilter::deepestProperty) + " names, not " +
+                             std::string(name));
+    }
+    return path;
+}
+
+bool isNumber(const std::string& text) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+/// Walks down from the properties, one table for each name, as a path in one text could not hold
+/// every name.
+void appendProperty(std::string& term, std::vector<SQLCondition::Value>& values,
+                    const EventFilter::Property& property) {
+    std::string within = "json_each(events.json, '$.properties')";
+    std::string tables;
+    std::string names;
+    std::string last;
+    for (std::size_t depth = 0; depth < property.path.size(); ++depth) {
+        last = "p" + std::to_string(depth);
+        tables += (depth == 0 ? "" : ", ") + within + " " + last;
+        names += "CAST(" + last + ".key AS TEXT) = ? AND ";
+        values.emplace_back(property.path[depth]);
+        within = "json_each(CASE WHEN " + last + ".type IN ('object', 'array') THEN " + last +
+                 ".value ELSE '{}' END)";
+    }
+    term = "EXISTS (SELECT 1 FROM " + tables + " WHERE " + names + "(" + last +
+           ".type = 'text' AND " + last + ".atom = ? OR " + last +
+           ".type IN ('true', 'false', 'null') AND " + last + ".type = ?";
+    values.insert(values.end(), 2, property.value);
+    if (isNumber(property.value)) {
+        term += " OR " + last + ".type IN ('integer', 'real') AND " + last +
+                ".atom = CAST(? AS NUMERIC)";
+        values.emplace_back(property.value);
+    }
+    term += "))";
+}
+
 }  // namespace
 
 bool EventFilter::take(std::string_view name, std::string_view value) {
@@ -63,6 +112,8 @@ bool EventFilter::take(std::string_view name, std::string_view value) {
     } else if (name == "since" || name == "until") {
         (name == "since" ? since : until) =
             readNumber<std::int64_t>(name, "a time in milliseconds since 1970-01-01 UTC", value);
+    } else if (name.starts_with(propertyPrefix)) {
+        properties.push_back({readPath(name), std::string(value)});
     } else if (name == "after") {
         after = readNumber<std::int64_t>(name, "the number of an event", value);
     } else {
@@ -147,6 +198,11 @@ SQLCondition conditionFor(const EventFilter& filter) {
     if (filter.text) contain(*filter.text);
     for (const auto& word : filter.words)
         contain(word);
+    for (const auto& property : filter.properties) {
+        std::string term;
+        appendProperty(term, condition.values, property);
+        require(term);
+    }
     return condition;
 }
 

@@ -20,6 +20,15 @@ class ParameterError : public std::invalid_argument {
 /// Selects events. All set members must match.
 struct EventFilter {
     static constexpr std::size_t mostWords = 100;
+    static constexpr std::size_t deepestProperty = 8;
+
+    /// A property of that value: a string, or the JSON text of a number, a boolean or null.
+    struct Property {
+        std::vector<std::string> path;  ///< names of members, or places in arrays
+        std::string value;
+
+        friend bool operator==(const Property&, const Property&) = default;
+    };
 
     std::optional<std::string> schema = {};  ///< "{id}-{version}"
     std::optional<std::string> user = {};    ///< the token of the user, or "{type}={token}"
@@ -32,14 +41,15 @@ struct EventFilter {
     /// letters match in either case.
     std::optional<std::string> text = {};
     std::vector<std::string> words = {};     ///< each found as `text` is
+    std::vector<Property> properties = {};
     std::optional<std::int64_t> since = {};  ///< received then or later, in ms since 1970 UTC
     std::optional<std::int64_t> until = {};  ///< received earlier than that
     std::optional<std::int64_t> after = {};  ///< with a higher number
     /// With that number or a lower one. No parameter sets it.
     std::optional<std::int64_t> upTo = {};
 
-    /// Sets the member of that name from a decoded parameter of the query interface. False if there
-    /// is none. The value "any" unsets `good` or `duplicate`. Throws `ParameterError`.
+    /// Sets the member of that name from a decoded parameter of the query interface; that of
+    /// "property.a.b" adds a property. False if there is none. The value "any" unsets `good` or `duplicate`. Throws `ParameterError`.
     [[nodiscard]] bool take(std::string_view name, std::string_view value);
 
     friend bool operator==(const EventFilter&, const EventFilter&) = default;

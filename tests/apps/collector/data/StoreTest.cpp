@@ -151,6 +151,41 @@ TEST_P(StoreTest, EventHasItsEnvelopesFacts) {
     EXPECT_EQ(found.at("request"), JSONValue::parse(store.requests({}).records.at(0)));
 }
 
+TEST_P(StoreTest, PropertiesAreFoundByPathAndValue) {
+    const auto json = [](const char* uuid, const char* text) {
+        Posted event{uuid};
+        event.json = text;
+        return event;
+    };
+    post(store, {json("1", R"({"properties":{"section":"home","n":5.0,"on":true}})"),
+                 json("2", R"({"properties":{"section":"5","a":{"b c":["x","y"]}}})"),
+                 json("3", R"({"properties":{"on":null,"n":"5","'\"":"q"}})"),
+                 json("4", R"({"section":"home","properties":{"a":"home"}})")});
+    const std::vector<std::pair<std::vector<std::pair<std::string, std::string>>, std::string>>
+        cases{
+            {{{"section", "home"}}, "1"},
+            {{{"n", "5"}}, "1 3"},
+            {{{"n", "5e0"}}, "1"},
+            {{{"on", "true"}}, "1"},
+            {{{"on", "null"}}, "3"},
+            {{{"a.b c.1", "y"}}, "2"},
+            {{{"a.b c", "y"}}, ""},
+            {{{"'\"", "q"}}, "3"},
+            {{{"section", "home"}, {"n", "5"}}, "1"},
+            {{{"section", "home"}, {"n", "6"}}, ""},
+        };
+    for (const auto& [properties, expected] : cases) {
+        EventFilter filter;
+        for (const auto& [path, value] : properties)
+            ASSERT_TRUE(filter.take("property." + path, value));
+        EXPECT_EQ(uuidsOf(store.events({.filter = filter})), expected) << properties.front().first;
+        EXPECT_EQ(store.timeline(filter, 1000).buckets.empty(), expected.empty());
+    }
+    EventFilter filter;
+    EXPECT_THROW((void)filter.take("property.", "x"), ParameterError);
+    EXPECT_THROW((void)filter.take("property.1.2.3.4.5.6.7.8.9", "x"), ParameterError);
+}
+
 TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
     post(store,
          {{"1", "a-1", "c-1", 30, true, R"({"Text":"100% OFF"})", 7},
