@@ -40,7 +40,7 @@ struct EventFilter {
     /// Anywhere in the event's JSON text or in the strings that it holds, taken literally; ASCII
     /// letters match in either case.
     std::optional<std::string> text = {};
-    std::vector<std::string> words = {};     ///< each found as `text` is
+    std::vector<std::string> words = {};  ///< each found as `text` is
     std::vector<Property> properties = {};
     std::optional<std::int64_t> since = {};  ///< received then or later, in ms since 1970 UTC
     std::optional<std::int64_t> until = {};  ///< received earlier than that
@@ -49,7 +49,8 @@ struct EventFilter {
     std::optional<std::int64_t> upTo = {};
 
     /// Sets the member of that name from a decoded parameter of the query interface; that of
-    /// "property.a.b" adds a property. False if there is none. The value "any" unsets `good` or `duplicate`. Throws `ParameterError`.
+    /// "property.a.b" adds a property. False if there is none. The value "any" unsets `good` or
+    /// `duplicate`. Throws `ParameterError`.
     [[nodiscard]] bool take(std::string_view name, std::string_view value);
 
     friend bool operator==(const EventFilter&, const EventFilter&) = default;
