@@ -77,6 +77,8 @@ std::shared_ptr<asio::ssl::context> serverContext(const TLSCredentials& credenti
     ::SSL_CTX_set_min_proto_version(native, TLS1_2_VERSION);
     ::SSL_CTX_set_options(native, SSL_OP_NO_RENEGOTIATION);
     ::SSL_CTX_set_mode(native, SSL_MODE_RELEASE_BUFFERS);
+    // Without it OpenSSL would ask for the passphrase of an encrypted key at the terminal.
+    context->set_password_callback([](auto, auto) { return std::string(); });
     try {
         context->use_certificate_chain(asio::buffer(credentials.certificateChain));
         context->use_private_key(asio::buffer(credentials.privateKey), asio::ssl::context::pem);

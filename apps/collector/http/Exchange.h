@@ -62,6 +62,13 @@ class HttpHandler {
   public:
     virtual ~HttpHandler() = default;
 
+    /// An answer to a request that is not served, which is sent instead of reading the body; the
+    /// connection closes afterwards. Called with each valid head, before `readingPace`; may change
+    /// it.
+    [[nodiscard]] virtual std::optional<HttpResponse> turnAway(HttpRequest& /*head*/) {
+        return std::nullopt;
+    }
+
     /// How fast to read the body of a request, in bytes a second; nothing means at once. Called
     /// once for each request with a valid head, before `handle`, even if there is no body. `head`
     /// has no body yet; its tag may be set. If the client gives up or is too slow, `handle` is not

@@ -46,9 +46,10 @@ std::string thrownReason() {
 }  // namespace
 
 HttpConnection::HttpConnection(std::unique_ptr<ByteStream> stream,
-                               std::shared_ptr<const Common> common)
+                               std::shared_ptr<const Common> common, std::string client)
     : stream_(std::move(stream)),
       common_(std::move(common)),
+      client_(std::move(client)),
       executor_(stream_->socket().get_executor()),
       deadline_(executor_),
       pause_(executor_) {}
@@ -144,6 +145,7 @@ void HttpConnection::awaitRequest() {
     reader_.emplace(common_->names);
     share_ = std::make_unique<BodyBudget::Share>(common_->bodies);
     reader_->request().secure = common_->isSecure;
+    reader_->request().client = client_;
     pace_ = 0;
     allowance_ = unlimited;
     if (!input_.empty()) return beginRequest();
@@ -154,6 +156,7 @@ void HttpConnection::awaitRequest() {
 
 void HttpConnection::beginRequest() {
     phase_ = Phase::request;
+    reader_->request().startedAt = std::chrono::steady_clock::now();
     after(deadline_, common_->timeouts.request, &HttpConnection::requestIsLate);
     proceed();
 }
@@ -195,6 +198,9 @@ void HttpConnection::takeSlice() {
 
 void HttpConnection::hasHead() {
     try {
+        if (auto response = common_->handler.turnAway(reader_->request())) {
+            return refuse(*std::move(response));
+        }
         pace_ = common_->handler.readingPace(reader_->request()).value_or(0);
     } catch (...) {
         return refuse(500, thrownReason());
@@ -235,9 +241,12 @@ void HttpConnection::forgetRequest() {
 // Output
 
 void HttpConnection::refuse(int status, const std::string& reason) {
+    refuse(refusal(reader_->request(), status, reason));
+}
+
+void HttpConnection::refuse(HttpResponse response) {
     use_ = ConnectionUse::once;
     isHead_ = reader_->request().method == "HEAD";
-    HttpResponse response = refusal(reader_->request(), status, reason);
     forgetRequest();
     sendAnswer(std::move(response), Transmission::whole);
 }

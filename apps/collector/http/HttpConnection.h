@@ -39,7 +39,9 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
         bool isSecure = false;
     };
 
-    HttpConnection(std::unique_ptr<ByteStream> stream, std::shared_ptr<const Common> common);
+    /// `client` is the address of the other side.
+    HttpConnection(std::unique_ptr<ByteStream> stream, std::shared_ptr<const Common> common,
+                   std::string client);
     ~HttpConnection();
     HttpConnection(const HttpConnection&) = delete;
     HttpConnection& operator=(const HttpConnection&) = delete;
@@ -95,6 +97,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
     // Output
     void refuse(int status, const std::string& reason);
+    void refuse(HttpResponse response);
     [[nodiscard]] HttpResponse refusal(const HttpRequest& request, int status,
                                        const std::string& reason) noexcept;
     void act();
@@ -116,6 +119,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
     const std::unique_ptr<ByteStream> stream_;
     const std::shared_ptr<const Common> common_;
+    const std::string client_;
     const asio::any_io_executor executor_;
 
     // Used on the executor only, except for the atomic members.

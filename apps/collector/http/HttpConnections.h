@@ -4,11 +4,15 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#include "collector/http/HttpSettings.h"
 
 namespace zentara::collector {
 
@@ -17,24 +21,37 @@ class HttpConnection;
 /// The open connections of a server. Any thread.
 class HttpConnections {
   public:
-    explicit HttpConnections(std::size_t most) : most_(most) {}
+    explicit HttpConnections(const HttpLimits& limits);
 
-    /// False, without a change, if the limit is reached or `close` was called.
-    [[nodiscard]] bool add(const std::shared_ptr<HttpConnection>& connection);
+    /// False if a limit is reached, also that of the client's address, or `close` was called.
+    [[nodiscard]] bool add(const std::shared_ptr<HttpConnection>& connection,
+                           const std::string& client);
     void remove(const HttpConnection* connection);
 
     /// No connection is added after this.
     void close();
     [[nodiscard]] std::vector<std::shared_ptr<HttpConnection>> all() const;
     void waitUntilEmpty(std::chrono::milliseconds atMost);
+    [[nodiscard]] HttpConnectionCounts counts() const;
 
   private:
+    struct Entry {
+        std::weak_ptr<HttpConnection> connection;
+        std::string group;  ///< of addresses that count as a client; empty if it has no limit
+    };
+
+    /// False, without a change, if the limit is reached.
+    [[nodiscard]] bool hasPlace(const std::string& group);
+
     const std::size_t most_;
+    const std::size_t mostPerGroup_;
+    const std::vector<std::string> exempt_;
     mutable std::mutex mutex_;
     std::condition_variable isEmpty_;
-    bool isClosed_ = false;  // guarded by mutex_
-    // guarded by mutex_
-    std::unordered_map<const HttpConnection*, std::weak_ptr<HttpConnection>> connections_;
+    bool isClosed_ = false;                                         // guarded by mutex_
+    std::uint64_t refused_ = 0;                                     // guarded by mutex_
+    std::unordered_map<const HttpConnection*, Entry> connections_;  // guarded by mutex_
+    std::unordered_map<std::string, std::size_t> byGroup_;          // guarded by mutex_
 };
 
 /// The memory that the bodies of all requests may take together. Any thread.

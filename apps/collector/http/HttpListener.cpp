@@ -47,7 +47,7 @@ void listen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint, ErrorCode& e
 
 HttpListener::HttpListener(const std::shared_ptr<asio::io_context>& context,
                            const std::string& address, int port,
-                           const std::optional<TLSCredentials>& credentials,
+                           const std::optional<TLSCredentials>& credentials, HostNames names,
                            HttpConnection::Common common)
     : context_(*context), acceptor_(asio::make_strand(*context)), pause_(acceptor_.get_executor()) {
     const std::string where =
@@ -63,8 +63,9 @@ HttpListener::HttpListener(const std::shared_ptr<asio::io_context>& context,
     if (error) throw std::runtime_error(where + reasonOf(error));
     port_ = acceptor_.local_endpoint().port();
 
-    common.names = isLoopbackHost(address) ? HttpRequestReader::Names::loopback
-                                           : HttpRequestReader::Names::any;
+    common.names = names == HostNames::byAddress && isLoopbackHost(address)
+                       ? HttpRequestReader::Names::loopback
+                       : HttpRequestReader::Names::any;
     common.isSecure = credentials.has_value();
     common_ = std::make_shared<HttpConnection::Common>(std::move(common));
 }
@@ -78,6 +79,12 @@ void HttpListener::stop() {
         ErrorCode ignored;
         self->acceptor_.close(ignored);
         self->pause_.cancel();
+    });
+}
+
+void HttpListener::replaceTLS(std::shared_ptr<asio::ssl::context> tls) {
+    asio::post(acceptor_.get_executor(), [self = shared_from_this(), tls = std::move(tls)] {
+        if (self->tls_) self->tls_ = tls;
     });
 }
 
@@ -98,9 +105,10 @@ void HttpListener::accept() {
 void HttpListener::welcome(tcp::socket socket) {
     ErrorCode ignored;
     socket.set_option(tcp::no_delay(true), ignored);
+    const auto peer = socket.remote_endpoint(ignored).address().to_string();
     auto stream = tls_ ? encryptedStream(std::move(socket), tls_) : plainStream(std::move(socket));
-    const auto connection = std::make_shared<HttpConnection>(std::move(stream), common_);
-    if (common_->connections->add(connection)) connection->start();
+    const auto connection = std::make_shared<HttpConnection>(std::move(stream), common_, peer);
+    if (common_->connections->add(connection, peer)) connection->start();
 }
 
 }  // namespace zentara::collector

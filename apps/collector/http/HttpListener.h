@@ -17,7 +17,7 @@ class HttpListener : public std::enable_shared_from_this<HttpListener> {
   public:
     /// Listens. Throws `std::runtime_error` with a message for the user if it cannot.
     HttpListener(const std::shared_ptr<asio::io_context>& context, const std::string& address,
-                 int port, const std::optional<TLSCredentials>& credentials,
+                 int port, const std::optional<TLSCredentials>& credentials, HostNames names,
                  HttpConnection::Common common);
     HttpListener(const HttpListener&) = delete;
     HttpListener& operator=(const HttpListener&) = delete;
@@ -28,6 +28,8 @@ class HttpListener : public std::enable_shared_from_this<HttpListener> {
     void start();
     /// Stops accepting. Any thread.
     void stop();
+    /// For new connections, if they use TLS. Any thread.
+    void replaceTLS(std::shared_ptr<asio::ssl::context> tls);
 
   private:
     void accept();
@@ -37,7 +39,7 @@ class HttpListener : public std::enable_shared_from_this<HttpListener> {
     asio::ip::tcp::acceptor acceptor_;  // like the timer, used on its executor after `start`
     asio::steady_timer pause_;
     int port_ = 0;
-    std::shared_ptr<asio::ssl::context> tls_;
+    std::shared_ptr<asio::ssl::context> tls_;  // used on the acceptor's executor after `start`
     std::shared_ptr<HttpConnection::Common> common_;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -15,7 +16,10 @@ using NamedTexts = std::vector<std::pair<std::string, std::string>>;
 /// A request, independent of the server that received it.
 struct HttpRequest {
     std::int64_t receivedAt = 0;  ///< milliseconds since 1970-01-01 UTC
-    bool secure = false;          ///< came over TLS
+    /// When its first byte was there.
+    std::chrono::steady_clock::time_point startedAt;
+    std::string client;   ///< the IP address of the client
+    bool secure = false;  ///< came over TLS
     std::string method;
     std::string target;  ///< as sent, with the query
     std::string path;    ///< decoded, without the query

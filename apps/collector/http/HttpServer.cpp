@@ -1,6 +1,5 @@
 #include "collector/http/HttpServer.h"
 
-#include <array>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <mutex>
@@ -18,18 +17,19 @@ class HttpServer::Implementation {
     Implementation(HttpHandler& handler, const HttpTimeouts& timeouts, const HttpLimits& limits)
         : handler_(handler),
           timeouts_(timeouts),
-          connections_(std::make_shared<HttpConnections>(limits.connections)),
-          bodies_(std::make_shared<BodyBudget>(limits.bodies)) {
-        for (auto& thread : threads_)
-            thread = std::thread([this] { run(); });
+          connections_(std::make_shared<HttpConnections>(limits)),
+          bodies_(std::make_shared<BodyBudget>(limits.bodies)),
+          context_(std::make_shared<asio::io_context>(static_cast<int>(limits.threads))) {
+        for (std::size_t number = 0; number < limits.threads; ++number)
+            threads_.emplace_back([this] { run(); });
     }
 
     int listen(const std::string& address, int port,
-               const std::optional<TLSCredentials>& credentials) {
+               const std::optional<TLSCredentials>& credentials, HostNames names) {
         const std::lock_guard lock(mutex_);
         if (hasStopped_) throw std::runtime_error("the server has stopped");
         auto listener =
-            std::make_shared<HttpListener>(context_, address, port, credentials,
+            std::make_shared<HttpListener>(context_, address, port, credentials, names,
                                            HttpConnection::Common{.handler = handler_,
                                                                   .timeouts = timeouts_,
                                                                   .connections = connections_,
@@ -39,6 +39,15 @@ class HttpServer::Implementation {
         listeners_.push_back(listener);
         return listener->port();
     }
+
+    void replaceCredentials(const TLSCredentials& credentials) {
+        const auto tls = serverContext(credentials);
+        const std::lock_guard lock(mutex_);
+        for (const auto& listener : listeners_)
+            listener->replaceTLS(tls);
+    }
+
+    [[nodiscard]] HttpConnectionCounts connections() const { return connections_->counts(); }
 
     void stop() {
         const std::lock_guard lock(mutex_);
@@ -71,22 +80,19 @@ class HttpServer::Implementation {
         }
     }
 
-    static constexpr std::size_t threadCount = 4;
-
     HttpHandler& handler_;
     const HttpTimeouts timeouts_;
     const std::shared_ptr<HttpConnections> connections_;
     const std::shared_ptr<BodyBudget> bodies_;
     // Shared with the exchanges, which may outlive the server.
-    const std::shared_ptr<asio::io_context> context_ =
-        std::make_shared<asio::io_context>(static_cast<int>(threadCount));
+    const std::shared_ptr<asio::io_context> context_;
     const asio::executor_work_guard<asio::io_context::executor_type> work_{
         context_->get_executor()};
 
     std::mutex mutex_;
     bool hasStopped_ = false;                               // guarded by mutex_
     std::vector<std::shared_ptr<HttpListener>> listeners_;  // guarded by mutex_
-    std::array<std::thread, threadCount> threads_;          // after all that they use
+    std::vector<std::thread> threads_;                      // after all that they use
 };
 
 HttpServer::HttpServer(HttpHandler& handler, const HttpTimeouts& timeouts, const HttpLimits& limits)
@@ -97,8 +103,16 @@ HttpServer::~HttpServer() {
 }
 
 int HttpServer::listen(const std::string& address, int port,
-                       const std::optional<TLSCredentials>& credentials) {
-    return implementation_->listen(address, port, credentials);
+                       const std::optional<TLSCredentials>& credentials, HostNames names) {
+    return implementation_->listen(address, port, credentials, names);
+}
+
+void HttpServer::replaceCredentials(const TLSCredentials& credentials) {
+    implementation_->replaceCredentials(credentials);
+}
+
+HttpConnectionCounts HttpServer::connections() const {
+    return implementation_->connections();
 }
 
 void HttpServer::stop() {

@@ -267,6 +267,30 @@ TEST_F(HttpServerTest, SlowClientsAreDisconnected) {
     EXPECT_EQ(RawClient(secure, "\x16\x03\x01").readToEnd(), "") << "a handshake without an end";
 }
 
+TEST_F(HttpServerTest, AddressHasALimitOfConnections) {
+    limits.connectionsPerAddress = 2;
+    start();
+    std::list<RawClient> clients;
+    for (int number = 0; number < 2; ++number) {
+        clients.emplace_back(port, get("/"));
+        EXPECT_THAT(clients.back().readUntil("\r\n\r\n"), HasSubstr(" 200 "));
+    }
+    EXPECT_EQ(allOf(get("/")), "");
+    EXPECT_EQ(server->connections().open, 2U);
+    EXPECT_EQ(server->connections().refused, 1U);
+    clients.pop_back();
+    const auto answer = [this] {
+        return RawClient(port, get("/")).readUntil("\r\n\r\n");
+    };
+    EXPECT_TRUE(eventually([&] { return answer().find(" 200 ") != std::string::npos; }));
+    limits.exempt = {"127.0.0.1"};
+    start();
+    for (int number = 0; number < 4; ++number) {
+        clients.emplace_back(port, get("/"));
+        EXPECT_THAT(clients.back().readUntil("\r\n\r\n"), HasSubstr(" 200 "));
+    }
+}
+
 TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreClosed) {
     limits.connections = 5;
     timeouts.idle = later;
