@@ -1,10 +1,13 @@
 #include "collector/Front.h"
 
 #include <algorithm>
+#include <chrono>
+#include <span>
 #include <string>
 
 #include "collector/PageAssets.h"
 #include "collector/Refusal.h"
+#include "collector/http/ClientAddress.h"
 
 namespace zentara::collector {
 
@@ -28,36 +31,57 @@ HttpResponse show(const PageAsset& asset) {
 
 }  // namespace
 
+Front::Front(Targets targets, FrontParts parts, const FrontClients& clients)
+    : targets_(targets), parts_(parts), trustedProxies_(clients.trustedProxies) {
+    if (clients.requestsPerSecond) rate_.emplace(*clients.requestsPerSecond);
+}
+
+std::optional<Service> Front::serviceAt(const std::string& path) const {
+    return parts_.services ? Services::at(path) : std::nullopt;
+}
+
+std::optional<HttpResponse> Front::turnAway(HttpRequest& head) {
+    head.client = clientOf(head, trustedProxies_);
+    if (!rate_ || Health::owns(head.path)) return std::nullopt;
+    const auto wait = rate_->take(addressGroup(head.client));
+    if (!wait) return std::nullopt;
+    auto response = targets_.services.turnAway(head, 429, "the client sends too many requests");
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(*wait).count();
+    response.headers.emplace_back("Retry-After", std::to_string(seconds));
+    return response;
+}
+
 std::optional<std::size_t> Front::readingPace(HttpRequest& head) {
-    const auto service = Services::at(head.path);
-    return service ? services_.begin(*service, head) : std::nullopt;
+    const auto service = serviceAt(head.path);
+    return service ? targets_.services.begin(*service, head) : std::nullopt;
 }
 
 void Front::handle(std::shared_ptr<Exchange> exchange) {
     const HttpRequest& request = exchange->request();
-    if (const auto service = Services::at(request.path)) {
-        services_.answer(*service, exchange);
-        return;
+    if (const auto service = serviceAt(request.path)) {
+        targets_.services.answer(*service, exchange);
+    } else if (parts_.page && QueryInterface::owns(request.path)) {
+        targets_.queries.handle(exchange);
+    } else {
+        exchange->deliver({answer(request)});
     }
-    if (QueryInterface::owns(request.path)) {
-        queries_.handle(exchange);
-        return;
-    }
-    const auto assets = pageAssets();
+}
+
+HttpResponse Front::answer(const HttpRequest& request) {
+    if (Health::owns(request.path)) return targets_.health.answer(request);
+    if (parts_.metrics && request.path == Metrics::path) return targets_.metrics.answer(request);
+    const auto assets = parts_.page ? pageAssets() : std::span<const PageAsset>();
     const auto asset = std::find_if(assets.begin(), assets.end(), [&](const PageAsset& each) {
         return each.path == request.path;
     });
     if (asset == assets.end()) {
-        exchange->deliver({services_.refuse(request, 404, "there is nothing at " + request.path)});
-    } else if (!isReading(request)) {
-        exchange->deliver({wrongMethod(request, "GET")});
-    } else {
-        exchange->deliver({show(*asset)});
+        return targets_.services.refuse(request, 404, "there is nothing at " + request.path);
     }
+    return isReading(request) ? show(*asset) : wrongMethod(request, "GET");
 }
 
 HttpResponse Front::refuse(const HttpRequest& request, int status, const std::string& reason) {
-    return services_.refuse(request, status, reason);
+    return targets_.services.refuse(request, status, reason);
 }
 
 }  // namespace zentara::collector

@@ -17,7 +17,8 @@ constexpr int patience = 50;  // milliseconds
 
 }  // namespace
 
-LogWriter::LogWriter(int descriptor) : descriptor_(descriptor), thread_([this] { run(); }) {}
+LogWriter::LogWriter(int descriptor, DroppedLine droppedLine)
+    : descriptor_(descriptor), droppedLine_(std::move(droppedLine)), thread_([this] { run(); }) {}
 
 LogWriter::~LogWriter() {
     {
@@ -53,7 +54,7 @@ void LogWriter::run() {
             changed_.wait(lock, [this] { return hasEnded_ || !unwritten_.empty(); });
             text.swap(unwritten_);
             if (const auto lines = std::exchange(dropped_, 0); lines > 0) {
-                text += "(" + std::to_string(lines) + " lines dropped)\n";
+                text += droppedLine_(lines);
             }
             if (text.empty()) return;
         }

@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -14,8 +15,11 @@ class LogWriter {
   public:
     static constexpr std::size_t mostUnwritten = 4UL * 1024 * 1024;  ///< bytes
 
+    /// The line that tells how many lines were dropped, with its end of line.
+    using DroppedLine = std::function<std::string(std::size_t)>;
+
     /// `descriptor` is left open.
-    explicit LogWriter(int descriptor);
+    LogWriter(int descriptor, DroppedLine droppedLine);
     /// Writes what the descriptor takes without delay of the rest.
     ~LogWriter();
     LogWriter(const LogWriter&) = delete;
@@ -31,6 +35,7 @@ class LogWriter {
     [[nodiscard]] bool isEnding();
 
     const int descriptor_;
+    const DroppedLine droppedLine_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::string unwritten_;    // guarded by mutex_

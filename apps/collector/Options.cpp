@@ -1,6 +1,5 @@
 #include "collector/Options.h"
 
-#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <variant>
@@ -22,14 +21,15 @@ On standard output, one line each, once connections are accepted:
   listening http://127.0.0.1:8080
   listening https://127.0.0.1:8443
   authority /home/me/.local/share/zentara-collector/ca.pem
-The page is at the first of them. Standard error has a line for each event and for each other
+The page is at the first of them, or at "page URL" if it has a port of its own. Standard error has a line for each event and for each other
 request to the services.
 
 Services:   GET /schemas, GET /id, POST /event
 Queries:    GET /received/summary, /received/events, /received/wait and others; DELETE /received
 Schemas:    GET /catalogue shows the events to people, GET /received/schemas the faults of schemas
 Faults:     GET /faults, PUT and DELETE /faults/{schemas|id|event|all}
-docs/collector.md describes them.
+Operation:  GET /health, /health/live, /health/ready and /metrics
+docs/collector.md describes them, and docs/deployment.md the options of a service.
 
 HTTPS: the certificate is signed by an authority of this machine, which is made at the first start
 and kept in the data folder. Name its file to the application (ZentaraEndpoints), to
@@ -49,10 +49,10 @@ invalid.
 
 Example: zentara-collector --schemas examples/schemas --database events.sqlite)";
 
+constexpr int defaultPagePort = 8081;
+
 std::string checkPort(const std::string& text) {
-    const auto port = commandline::readNumber(text);
-    if (port && 0 <= *port && *port <= 65535 && std::trunc(*port) == *port) return "";
-    return "a port from 0 to 65535 is expected, not " + text;
+    return commandline::readPort(text) ? "" : "a port from 0 to 65535 is expected, not " + text;
 }
 
 /// The options of an outbox in the units of the command line.
@@ -129,7 +129,6 @@ void addForwarding(commandline::CommandLine& program, Forwarding::Options& optio
 
 ParsedOptions parseOptions(int argc, const char* const* argv) {
     Options options;
-    bool reachable = false;
     bool noHttps = false;
     std::vector<std::string> faults;
     OutboxOptions outbox;
@@ -165,10 +164,9 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
         .option("--host", &options.host, "ADDRESS",
                 "The address to listen on; beyond loopback only with the flag that follows")
         .showDefault();
-    program.flag("--reachable-from-the-network", reachable,
-                 "Let other machines read, send and delete; there are no passwords");
     addForwarding(program, options.forwarding, outbox);
     program.flag("--quiet", options.quiet, "No line for each event and request");
+    const ServiceOptions serviceOptions(program, options.service);
 
     bool isExpect = false;
     program.subcommand(std::string(expectSubcommand),
@@ -178,15 +176,17 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
 
     const auto outcome = program.parse(argc, argv, [&]() -> std::string {
         if (isExpect) return "expect is the first argument, or none";
-        if (!reachable && !isLoopbackHost(options.host)) {
+        if (!options.service.isReachable && !isLoopbackHost(options.host)) {
             return "--host " + options.host +
-                   " would let other machines read, send and delete what is here; if that is "
+                   " would let other machines send events and read the schemas; if that is "
                    "wanted, add --reachable-from-the-network";
         }
         const bool forwards = !options.forwarding.url.empty();
         if (forwards && outbox.file.empty()) return "--forward needs --outbox";
         if (forwards && !(options.record.empty() && options.database.empty()))
             return "--forward keeps events in --outbox, not in --database or --record";
+        if (noHttps && !options.service.certificate.empty())
+            return "--certificate is for HTTPS, which --no-https turns off";
         if (!options.record.empty() && isSameFile(options.record, options.database))
             return "--record and --database name the same file";
         return {};
@@ -196,6 +196,8 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     options.https = !noHttps;
     outbox.copyTo(options.forwarding);
     if (options.port == 0 && !httpsPort.isGiven()) options.httpsPort = 0;
+    if (options.service.isReachable && !options.service.pagePort)
+        options.service.pagePort = options.port == 0 ? 0 : defaultPagePort;
     return {options, exitStopped};
 }
 

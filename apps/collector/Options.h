@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "collector/Faults.h"
+#include "collector/ServiceOptions.h"
 #include "collector/forward/Forwarding.h"
 
 namespace zentara::collector {
@@ -35,6 +36,7 @@ struct Options {
     std::vector<std::pair<Service, Fault>> faults;
     bool quiet = false;
     Forwarding::Options forwarding;  ///< without a URL: none
+    ServiceSettings service;
 };
 
 /// The options, or the code to exit with; help or a message is then already printed.

@@ -80,6 +80,10 @@ std::string descriptionOf(Service service, const Fault& fault) {
     return std::string(nameOf(service)) + ": " + fault.description();
 }
 
+std::chrono::nanoseconds elapsedSince(const HttpRequest& request) {
+    return std::chrono::steady_clock::now() - request.startedAt;
+}
+
 bool hasBody(const HttpRequest& head) {
     const std::string length = head.header("Content-Length");
     return !head.header("Transfer-Encoding").empty() ||
@@ -172,6 +176,7 @@ void Services::answer(Service service, const std::shared_ptr<Exchange>& exchange
         answer = route(service, request, met);
         if (met.fault && met.fault->answer == Fault::Answer::garbage) {
             answer.response.status = 200;
+            answer.response.headers.clear();
             answer.response.body = "<html>\x01\xFF{\"not\": JSON";
         }
         answer.response.status = sentStatus(answer.response.status, met.fault);
@@ -209,6 +214,7 @@ void Services::finish(Exchange& exchange, Answer answer, const MetFault& met) {
     if (options_.report) {
         RequestReport report{
             exchange.request(), answer.response.status, answer.reason, met.description, {}, {}, {}};
+        report.took = elapsedSince(exchange.request());
         if (answer.taken.envelope) {
             report.actions = answer.taken.envelope->actions;
             report.findings = *answer.taken.findings;
@@ -235,9 +241,18 @@ void Services::note(const HttpRequest& request, const Store::RequestNote& note) 
     } catch (const StoreError& error) {
         if (options_.complaint) options_.complaint(error.what());
     }
-    if (options_.report) {
-        options_.report({request, note.status, note.reason, note.fault, {}, {}, {}});
-    }
+    report(request, note);
+}
+
+HttpResponse Services::turnAway(const HttpRequest& request, int status, const std::string& reason) {
+    report(request, {.status = status, .reason = reason, .fault = ""});
+    return refusal(status, reason);
+}
+
+void Services::report(const HttpRequest& request, const Store::RequestNote& note) const {
+    if (!options_.report) return;
+    options_.report(
+        {request, note.status, note.reason, note.fault, {}, {}, {}, elapsedSince(request)});
 }
 
 Services::Answer Services::route(Service service, const HttpRequest& request, const MetFault& met) {
@@ -252,7 +267,7 @@ Services::Answer Services::route(Service service, const HttpRequest& request, co
     }
     if (!isReading(request)) return Answer::wrongMethod(request, "GET");
     if (service == Service::id) return Answer::json(identityFor(request));
-    return Answer::json(catalogue_.refreshed()->json);
+    return {schemas_.answer(request, catalogue_.refreshed()), ""};
 }
 
 Services::Answer Services::acceptEnvelope(const HttpRequest& request, const MetFault& met) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "collector/Faults.h"
+#include "collector/SchemaTable.h"
 #include "collector/data/ArrivalCheck.h"
 #include "collector/data/EventRecorder.h"
 #include "collector/data/SchemaCatalogue.h"
@@ -28,6 +30,8 @@ struct RequestReport {
     std::span<const Action> actions;
     std::span<const std::vector<Finding>> findings;
     std::span<const Store::Arrival> arrivals;
+
+    std::chrono::nanoseconds took{0};  ///< from the first byte of the request to the answer
 };
 
 /// The services that the library uses, without a network: requests in, deliveries out.
@@ -69,6 +73,10 @@ class Services {
     [[nodiscard]] HttpResponse refuse(const HttpRequest& request, int status,
                                       const std::string& reason);
 
+    /// The same for a request that is not worth a place in the store.
+    [[nodiscard]] HttpResponse turnAway(const HttpRequest& request, int status,
+                                        const std::string& reason);
+
   private:
     struct Answer;
     struct MetFault;
@@ -84,9 +92,12 @@ class Services {
     /// Stores and reports a request that reaches no service.
     void note(const HttpRequest& request, const Store::RequestNote& note);
 
+    void report(const HttpRequest& request, const Store::RequestNote& note) const;
+
     Store& store_;
     SchemaCatalogue& catalogue_;
     Faults& faults_;
+    SchemaTable schemas_;
     const Options options_;
 };
 

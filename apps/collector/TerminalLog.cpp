@@ -46,23 +46,6 @@ bool isCommand(std::string_view character) {
                              (second == 0x81 && third >= 0xA6 && third <= 0xA9));
 }
 
-/// `text` without characters that control a terminal and bytes that are not UTF-8.
-std::string harmless(std::string_view text) {
-    std::string result;
-    result.reserve(text.size());
-    while (!text.empty()) {
-        const std::size_t size = characterSize(text);
-        const std::string_view character = text.substr(0, std::max<std::size_t>(size, 1));
-        if (size == 0 || isCommand(character)) {
-            result += '?';
-        } else {
-            result += character;
-        }
-        text.remove_prefix(character.size());
-    }
-    return result;
-}
-
 /// At most `columns` characters of `text`.
 std::string_view cut(std::string_view text, std::size_t columns) {
     std::size_t characters = 0;
@@ -92,7 +75,7 @@ class Line {
     void add(std::string_view text, std::string_view color = {}) {
         if (text.empty()) return;
         if (!text_.empty()) append(" ", {});
-        append(harmless(text), style_.color ? color : std::string_view());
+        append(TerminalLog::harmless(text), style_.color ? color : std::string_view());
     }
 
     [[nodiscard]] std::string end() && { return std::move(text_) + "\n"; }
@@ -137,6 +120,22 @@ std::string eventLine(const RequestReport& report, std::size_t index,
 
 }  // namespace
 
+std::string TerminalLog::harmless(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t size = characterSize(text);
+        const std::string_view character = text.substr(0, std::max<std::size_t>(size, 1));
+        if (size == 0 || isCommand(character)) {
+            result += '?';
+        } else {
+            result += character;
+        }
+        text.remove_prefix(character.size());
+    }
+    return result;
+}
+
 TerminalLog::Style TerminalLog::styleFor(std::FILE* stream) {
     Style style;
     if (isatty(fileno(stream)) == 0) return style;
@@ -159,7 +158,7 @@ std::string TerminalLog::lines(const RequestReport& report, const Style& style) 
     line.add(report.request.method);
     line.add(report.request.target);
     line.add(report.status == 0 ? "no answer" : std::to_string(report.status),
-             report.status == 200 ? std::string_view() : yellow);
+             report.status == 200 || report.status == 304 ? std::string_view() : yellow);
     const bool isNamed = report.reason.find(report.fault) != std::string::npos;
     if (!isNamed) line.add("fault: " + report.fault, yellow);
     line.add(report.reason, yellow);

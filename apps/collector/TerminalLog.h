@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "collector/Services.h"
 
@@ -20,6 +21,9 @@ class TerminalLog {
     /// The style for `stream`: color and cut lines on a terminal only, and no color if NO_COLOR is
     /// set.
     [[nodiscard]] static Style styleFor(std::FILE* stream);
+
+    /// `text` without control characters and bytes that are not UTF-8.
+    [[nodiscard]] static std::string harmless(std::string_view text);
 
     /// The lines for `report`, each with its end of line.
     [[nodiscard]] static std::string lines(const RequestReport& report, const Style& style);

@@ -1,12 +1,9 @@
 #include <pthread.h>
 #include <sys/resource.h>
-#include <unistd.h>
-#include <zentara/HostApplication.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -16,17 +13,16 @@
 
 #include "collector/ExpectProgram.h"
 #include "collector/Faults.h"
-#include "collector/Front.h"
-#include "collector/LogWriter.h"
+#include "collector/Health.h"
+#include "collector/Metrics.h"
 #include "collector/Options.h"
+#include "collector/Ports.h"
 #include "collector/QueryInterface.h"
+#include "collector/RequestLog.h"
 #include "collector/Services.h"
-#include "collector/TerminalLog.h"
 #include "collector/data/EventRecorder.h"
 #include "collector/data/SchemaCatalogue.h"
 #include "collector/data/Store.h"
-#include "collector/http/HttpServer.h"
-#include "collector/http/LocalAuthority.h"
 
 namespace {
 
@@ -35,16 +31,13 @@ using namespace zentara::collector;
 // What is not handed on by then stays in the outbox.
 constexpr std::chrono::seconds longestDrain{5};
 
-std::string complaint(const std::string& message) {
-    return "zentara-collector: " + message + "\n";
-}
-
-/// Blocks the signals that end the program, here and in the threads started from now on.
-sigset_t blockEndSignals() {
+/// Blocks the signals that the program waits for, here and in the threads started from now on.
+sigset_t blockSignals(const Options& options) {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
+    if (!options.service.certificate.empty()) sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return signals;
 }
@@ -53,6 +46,7 @@ sigset_t blockEndSignals() {
 void unblock(const sigset_t& signals) {
     std::signal(SIGTERM, SIG_DFL);
     std::signal(SIGINT, SIG_DFL);
+    if (sigismember(&signals, SIGHUP) == 1) std::signal(SIGHUP, SIG_IGN);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
@@ -65,13 +59,8 @@ void raiseDescriptorLimit() {
     (void)setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-std::filesystem::path dataFolder(const Options& options) {
-    if (!options.data.empty()) return options.data;
-    zentara::HostApplication::setBundleIdentifier("zentara-collector");
-    if (auto folder = zentara::HostApplication::documentsDirectory()) return *std::move(folder);
-    throw std::runtime_error(
-        "no home directory for the certificate authority; name a folder with --data, or serve HTTP "
-        "only with --no-https");
+LogFormat formatOf(const Options& options) {
+    return options.service.logsJSON ? LogFormat::json : LogFormat::text;
 }
 
 template <typename Text>
@@ -79,55 +68,34 @@ std::optional<Text> unlessEmpty(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional<Text>(text);
 }
 
-std::string inURL(const std::string& host) {
-    return host.find(':') == std::string::npos ? host : "[" + host + "]";
-}
-
-/// Listens; the message of a failure names `option`.
-int listenOn(HttpServer& server, const std::string& host, int port, const std::string& option,
-             const std::optional<TLSCredentials>& credentials = std::nullopt) {
-    try {
-        return server.listen(host, port, credentials);
-    } catch (const std::runtime_error& error) {
-        throw std::runtime_error(std::string(error.what()) + "; see --host and " + option +
-                                 " (0 selects a free port)");
-    }
-}
-
-/// Starts to listen, and writes the addresses to standard output for programs and to standard
-/// error for users.
-void listen(HttpServer& server, const Options& options, LogWriter& log) {
-    const std::string host = inURL(options.host) + ":";
-    const std::string page =
-        "http://" + host + std::to_string(listenOn(server, options.host, options.port, "--port"));
-    std::string lines = "listening " + page + "\n";
-    std::string trust;
-    if (options.https) {
-        const LocalAuthority authority(dataFolder(options));
-        const int port = listenOn(server, options.host, options.httpsPort, "--https-port",
-                                  authority.issue({options.host}));
-        const std::string file = authority.certificateFile().string();
-        lines += "listening https://" + host + std::to_string(port) + "\nauthority " + file + "\n";
-        if (authority.isNew()) {
-            trust = "made a certificate authority; to trust it on this machine: sudo cp " + file +
-                    " /usr/local/share/ca-certificates/zentara-collector.crt && sudo "
-                    "update-ca-certificates";
+/// Waits for a signal that ends the program. Meanwhile keeps a certificate in files current.
+void waitForEnd(const sigset_t& signals, Ports& ports) {
+    constexpr timespec betweenLooks{1, 0};
+    for (int signal = 0;;) {
+        if (!ports.hasCertificateFiles()) {
+            sigwait(&signals, &signal);
+            return;
+        }
+        signal = sigtimedwait(&signals, nullptr, &betweenLooks);
+        if (signal == SIGHUP) {
+            ports.reloadCertificate();
+        } else if (signal > 0) {
+            return;
+        } else {
+            ports.refreshCertificate();
         }
     }
-    std::cout << lines << std::flush;
-    if (!trust.empty()) log.add(complaint(trust));
-    if (!options.quiet) log.add(complaint("the page is at " + page + "/"));
 }
 
 int serve(const Options& options) {
-    const sigset_t endSignals = blockEndSignals();
+    const sigset_t signals = blockSignals(options);
     // A closed log must not end the collector.
     std::signal(SIGPIPE, SIG_IGN);
 
     raiseDescriptorLimit();
-    LogWriter log(STDERR_FILENO);
+    RequestLog log(formatOf(options));
     const auto complain = [&log](const std::string& message) {
-        log.add(complaint(message));
+        log.write(RequestLog::Level::warning, message);
     };
 
     Store store(unlessEmpty<std::filesystem::path>(options.database));
@@ -141,32 +109,36 @@ int serve(const Options& options) {
     std::optional<Forwarding> forwarding;
     if (!options.forwarding.url.empty()) forwarding.emplace(options.forwarding, store, complain);
 
+    Metrics metrics(catalogue);
+    Health health;
     Services::Options serviceOptions;
     serviceOptions.forwarding = forwarding ? &*forwarding : nullptr;
     serviceOptions.recorder = recorder ? &*recorder : nullptr;
     serviceOptions.complaint = complain;
-    if (!options.quiet) {
-        serviceOptions.report = [&log, style = TerminalLog::styleFor(stderr)](const auto& report) {
-            log.add(TerminalLog::lines(report, style));
-        };
-    }
+    serviceOptions.report = [&, isQuiet = options.quiet](const auto& report) {
+        metrics.count(report);
+        if (!isQuiet) log.write(report);
+    };
     Services services(store, catalogue, faults, std::move(serviceOptions));
     QueryInterface queries(store, catalogue, faults);
     store.onChange([&queries] { queries.notify(); });
-    Front front(services, queries);
-    HttpServer server(front);
-    listen(server, options, log);
+    Ports ports(options, {services, queries, metrics, health}, log);
+    metrics.add([&ports](std::string& text) { appendConnections(text, ports.connections()); });
+    if (forwarding) {
+        metrics.add([&forwarding](std::string& text) { text += forwarding->metrics(); });
+        health.add([&forwarding] { return forwarding->whyFull(RequestLog::now()); });
+    }
+    ports.listen();
     if (catalogue.refreshed()->schemas.empty()) {
         complain(options.schemas.empty()
                      ? "no schemas to serve; --schemas names their folder or bundle"
                      : "no schema named {id}-{version} in " + options.schemas);
     }
 
-    int signal = 0;
-    sigwait(&endSignals, &signal);
-    unblock(endSignals);
-    queries.stop();
-    server.stop();
+    waitForEnd(signals, ports);
+    unblock(signals);
+    health.beginStop();
+    ports.stop();
     if (forwarding) forwarding->stop(longestDrain);
     return exitStopped;
 }
@@ -180,7 +152,8 @@ int main(int argc, char** argv) {
     try {
         return serve(*parsed.options);
     } catch (const std::exception& error) {
-        std::cerr << complaint(error.what());
+        std::cerr << RequestLog::messageLine(formatOf(*parsed.options), RequestLog::Level::error,
+                                             error.what(), RequestLog::now());
         return exitFailure;
     }
 }

@@ -1,6 +1,7 @@
 #include "commandline/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 
 #include "support/Version.h"
 
@@ -109,6 +110,12 @@ std::optional<double> readNumber(const std::string& text) {
     double number = 0;
     if (!CLI::detail::lexical_cast(text, number)) return std::nullopt;
     return number;
+}
+
+std::optional<int> readPort(const std::string& text) {
+    const auto port = readNumber(text);
+    if (!port || !(0 <= *port && *port <= 65535) || std::trunc(*port) != *port) return std::nullopt;
+    return static_cast<int>(*port);
 }
 
 }  // namespace zentara::commandline

@@ -88,4 +88,7 @@ class CommandLine : public Command {
 /// The number that a text is.
 [[nodiscard]] std::optional<double> readNumber(const std::string& text);
 
+/// The port that a text is; 0 included.
+[[nodiscard]] std::optional<int> readPort(const std::string& text);
+
 }  // namespace zentara::commandline

@@ -92,7 +92,10 @@ class CollectorTest : public testing::Test {
     Faults faults;
     Services services{store, catalogue, faults, {}};
     QueryInterface queries{store, catalogue, faults};
-    Front front{services, queries};
+    Metrics metrics{catalogue};
+    Health health;
+    Front front{{services, queries, metrics, health},
+                {.services = true, .page = true, .metrics = true}};
     HttpServer server{front};
     const int port = server.listen("127.0.0.1", 0);
     const CollectorClient client{"http://127.0.0.1:" + std::to_string(port)};

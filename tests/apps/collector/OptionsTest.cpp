@@ -62,6 +62,16 @@ TEST(CollectorOptionsTest, UsageErrorNamesTheOption) {
         {{"--port", "65536"}, "--port: a port from 0 to 65535 is expected, not 65536"},
         {{"--fault", "pages:status=500"}, "pages"},
         {{"--quiet", "expect"}, "expect is the first argument, or none"},
+        {{"--page-port", "-1"}, "--page-port: a port from 0 to 65535 is expected, not -1"},
+        {{"--metrics", "9100"}, "--metrics: HOST:PORT is expected, not 9100"},
+        {{"--certificate", "/dev/null"}, "--certificate requires --key"},
+        {{"--key", "/dev/null"}, "--key requires --certificate"},
+        {{"--certificate", "/dev/null", "--key", "/dev/null", "--no-https"}, "is for HTTPS"},
+        {{"--drain", "-1"}, "--drain: a number of seconds up to 86400 is expected, not -1"},
+        {{"--connections-per-address", "1.5"}, "a number from 1 on is expected, not 1.5"},
+        {{"--requests-per-address", "5/m"}, "a number above 0, or N/s, is expected, not 5/m"},
+        {{"--trusted-proxy", "proxy"}, "--trusted-proxy: an IP address is expected, not proxy"},
+        {{"--log", "xml"}, "--log: text or json is expected, not xml"},
     };
     for (const auto& [arguments, message] : cases) {
         testing::internal::CaptureStderr();
@@ -76,6 +86,27 @@ TEST(CollectorOptionsTest, ForeignAddressesNeedAnOption) {
     EXPECT_TRUE(parse({"--host", "0.0.0.0", "--reachable-from-the-network"}).options);
     for (const char* host : {"127.0.0.1", "127.8.9.10", "::1", "0:0:0:0:0:0:0:1", "localhost"})
         EXPECT_TRUE(parse({"--host", host}).options) << host;
+}
+
+TEST(CollectorOptionsTest, ServiceOptionsAreRead) {
+    const auto plain = parse({}).options->service;
+    EXPECT_EQ(plain.pagePort, std::nullopt);
+    EXPECT_EQ(plain.names(), HostNames::byAddress);
+    EXPECT_EQ(parse({"--reachable-from-the-network"}).options->service.pagePort, 8081);
+    EXPECT_EQ(parse({"--reachable-from-the-network", "--port", "0"}).options->service.pagePort, 0);
+    const auto all = parse({"--reachable-from-the-network", "--page-port", "9001", "--metrics",
+                            "[::1]:9100", "--drain", "2.5", "--connections-per-address", "7",
+                            "--requests-per-address", "0.5/s", "--trusted-proxy", "10.0.0.1",
+                            "--trusted-proxy", "2001:DB8::0:1", "--log", "json"})
+                         .options->service;
+    EXPECT_EQ(all.names(), HostNames::any);
+    EXPECT_EQ(all.pagePort, 9001);
+    EXPECT_EQ(all.metrics, std::pair(std::string("::1"), 9100));
+    EXPECT_EQ(all.drain, std::chrono::milliseconds(2500));
+    EXPECT_EQ(all.connectionsPerAddress, 7U);
+    EXPECT_EQ(all.requestsPerAddress, 0.5);
+    EXPECT_EQ(all.trustedProxies, (std::vector<std::string>{"10.0.0.1", "2001:db8::1"}));
+    EXPECT_TRUE(all.logsJSON);
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ TEST(LogWriterTest, UnreadLogBlocksNoWriterKeepsOrder) {
     ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
     std::string all;
     {
-        LogWriter log(pipe[1]);
+        LogWriter log(pipe[1], [](std::size_t) { return std::string(); });
         for (int number = 0; all.size() < 2 * LogWriter::mostUnwritten; ++number) {
             const std::string line = std::to_string(number) + "\n";
             log.add(line);

@@ -18,14 +18,14 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using enum Handover::Outcome;
-using Delivery = std::vector<std::string>;  // the UUIDs
+using HandOver = std::vector<std::string>;  // the UUIDs
 
 /// Answers with prepared outcomes, and delivers everything when there are no more.
 class ScriptedSink final : public Sink {
   public:
     using Script = std::deque<std::vector<Handover>>;
 
-    ScriptedSink(Script script, test::Mailbox<Delivery>& deliveries)
+    ScriptedSink(Script script, test::Mailbox<HandOver>& deliveries)
         : script_(std::move(script)), deliveries_(deliveries) {}
 
     std::vector<Handover> deliver(std::span<const ForwardedEvent> events) override {
@@ -35,7 +35,7 @@ class ScriptedSink final : public Sink {
             script_.pop_front();
             if (results.empty()) throw std::runtime_error("not reachable");
         }
-        Delivery uuids;
+        HandOver uuids;
         for (const auto& event : events)
             uuids.emplace_back(event.actionUUID);
         deliveries_.put(std::move(uuids));
@@ -46,7 +46,7 @@ class ScriptedSink final : public Sink {
 
   private:
     Script script_;
-    test::Mailbox<Delivery>& deliveries_;
+    test::Mailbox<HandOver>& deliveries_;
 };
 
 class ForwarderTest : public testing::Test {
@@ -66,7 +66,7 @@ class ForwarderTest : public testing::Test {
     }
 
     const test::TemporaryDirectory folder;
-    test::Mailbox<Delivery> deliveries;
+    test::Mailbox<HandOver> deliveries;
     test::Mailbox<std::string> complaints;
     Outbox outbox{folder.path() / "outbox", {}};
 
@@ -79,7 +79,7 @@ TEST_F(ForwarderTest, HandsOnInOrder) {
     for (const char* uuid : {"a", "b", "c"})
         (void)add(outbox, entry(1, "one", {uuid}));
     drain();
-    Delivery all;
+    HandOver all;
     for (const auto& delivery : deliveries.values())
         all.insert(all.end(), delivery.begin(), delivery.end());
     EXPECT_THAT(all, ElementsAre("a", "b", "c"));
