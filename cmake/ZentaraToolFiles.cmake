@@ -24,6 +24,7 @@ install(FILES "${folder}/completion.bash" DESTINATION "${completions}" RENAME ze
 install(FILES "${PROJECT_BINARY_DIR}/completions/zentara-schemas"
     "${PROJECT_BINARY_DIR}/completions/zentara-track" DESTINATION "${completions}")
 install(FILES "${folder}/zentara-collector.service" DESTINATION lib/systemd/user)
+install(DIRECTORY "${folder}/deployment" DESTINATION "${CMAKE_INSTALL_DATADIR}/zentara/examples")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/schemas" "${PROJECT_SOURCE_DIR}/examples/minimal"
         "${PROJECT_SOURCE_DIR}/examples/c"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/zentara/examples")
