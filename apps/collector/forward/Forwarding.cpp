@@ -77,6 +77,7 @@ std::string Forwarding::metrics() const {
 }
 
 void Forwarding::stop(std::chrono::milliseconds time) {
+    outbox_.flush();
     forwarder_.drain(time);
     forwarder_.stop();
 }

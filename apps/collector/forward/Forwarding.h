@@ -39,7 +39,8 @@ class Forwarding {
     /// For metrics: lines in Prometheus' text format.
     [[nodiscard]] std::string metrics() const;
 
-    /// Hands on what it can within `time`, and ends. What remains stays in the outbox.
+    /// To be called after the last `take`. Calls what is to be called when it is committed, hands
+    /// on what it can within `time`, and ends. What remains stays in the outbox.
     void stop(std::chrono::milliseconds time);
 
   private:

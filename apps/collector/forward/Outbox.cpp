@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <exception>
+#include <future>
 #include <utility>
 
 #include "collector/data/JSONText.h"
@@ -131,6 +132,15 @@ void Outbox::settle(std::shared_ptr<const Batch> batch, std::vector<Handover> re
               return settleEach(*batch, results);
           },
           std::move(done)});
+}
+
+void Outbox::flush() {
+    std::promise<void> flushed;
+    post({[] { return Change{}; },
+          [&flushed](const std::string&) {
+              flushed.set_value();
+          }});
+    flushed.get_future().get();
 }
 
 void Outbox::post(Work work) {

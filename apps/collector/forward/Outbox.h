@@ -92,6 +92,9 @@ class Outbox {
     /// Adds all events of an envelope or none. Any thread.
     void add(Entry entry, Done done);
 
+    /// Returns when all that was added before is committed, and its `Done` was called.
+    void flush();
+
     /// The oldest events, or those that follow a batch: at most so many, and at least one if there
     /// are any. One thread at a time. Throws `StoreError`.
     [[nodiscard]] std::shared_ptr<const Batch> read(std::size_t mostEvents, std::int64_t mostBytes,
