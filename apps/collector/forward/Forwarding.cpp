@@ -54,11 +54,11 @@ std::string Forwarding::metrics() const {
     const auto handover = forwarder_.statistics();
     std::string text;
     const auto add = [&text](std::string_view name, std::string_view kind, auto value) {
-        text += "# TYPE zentara_";
+        text += "# TYPE zentara_collector_";
         text += name;
         text += ' ';
         text += kind;
-        text += "\nzentara_";
+        text += "\nzentara_collector_";
         text += name;
         text += ' ';
         text += std::to_string(value);
