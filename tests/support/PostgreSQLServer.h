@@ -16,7 +16,7 @@ class PostgreSQLServer {
   public:
     PostgreSQLServer();
 
-    /// Of its superuser, who needs no password.
+    /// Of its superuser, without a password.
     [[nodiscard]] const std::string& url() const { return url_; }
 
     /// Ends it with SIGKILL. Its data stay.
