@@ -2,7 +2,7 @@
 # Runs in a bare Debian system (scripts/in-root) that has the packages in packages/: installs them as
 # README.md says, follows its first event, sends from each language, and removes them again.
 #
-#     use-packages.sh [all]    all: also the packages for Objective-C and the debugger
+#     use-packages.sh [all]    all: also Objective-C, handing events on, and the debugger
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 all=${1:-}
@@ -26,6 +26,15 @@ expect_lines() {
         kill -0 "$program" || fail "the program has ended: $(cat output)"
         sleep 0.05
     done
+}
+
+# A collector that hands events on, to what is away, starts and ends.
+expect_forwarding() {
+    zentara-collector --port 0 --no-https --forward "$1" --outbox "$(mktemp -d)/outbox" >output &
+    program=$!
+    expect_lines listening 1
+    kill "$program"
+    wait "$program"
 }
 
 # The program of README.md, until the collector has `count` events.
@@ -103,6 +112,8 @@ END
         expect_events 300
         examples/typed-shop "$url" shop sent.jsonl 20
         expect_events 320
+        expect_forwarding kafka://127.0.0.1:9/events
+        expect_forwarding postgresql://127.0.0.1:9/events
     fi
     [[ $(curl -sS "$url/received/summary" | jq .bad) == 0 ]] || fail "the collector has bad events"
     kill "$collector"
@@ -168,7 +179,9 @@ before=$(dpkg-query --show)
 install=$(sed -n 's/^ *sudo apt-get install //p' README.md | head -n 1)
 eval "apt-get -q install --yes ${install:?README.md does not install the packages}"
 extra=(./build/packages/python3-zentara_*.deb)
-if [[ $all ]]; then extra+=(./build/packages/libzentaraclient-objc*.deb ./build/packages/debug/*.deb); fi
+if [[ $all ]]; then
+    extra+=(./build/packages/{libzentaraclient-objc,zentara-forward}*.deb ./build/packages/debug/*.deb)
+fi
 apt-get -q install --yes --no-install-recommends "${extra[@]}"
 look
 unshare --net bash "$PWD/tests/packages/use-packages.sh" use "$all"

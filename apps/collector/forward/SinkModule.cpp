@@ -23,7 +23,7 @@ std::filesystem::path moduleFile(std::string_view name) {
         auto path = (program / folder / file).lexically_normal();
         if (std::filesystem::exists(path)) return path;
     }
-    throw std::runtime_error("this collector was built without " + file);
+    throw std::runtime_error(file + " is not there; the package zentara-forward has it");
 }
 
 }  // namespace
