@@ -10,6 +10,7 @@
 #include "Check.h"
 #include "JSONMutator.h"
 #include "collector/Services.h"
+#include "collector/http/Gunzip.h"
 #include "collector/http/HttpMessage.h"
 #include "collector/http/HttpRequestReader.h"
 #include "json/JSONText.h"
@@ -67,21 +68,54 @@ std::vector<Received> receive(std::string_view bytes, std::size_t step, Names na
     }
 }
 
-void checkResponse(const HttpResponse& response) {
-    const auto parsed = parseJSON(response.body);
+bool isCompressed(const HttpResponse& response) {
+    return std::any_of(response.headers.begin(), response.headers.end(),
+                       [](const auto& header) { return header.first == "Content-Encoding"; });
+}
+
+void checkBody(const HttpResponse& response) {
+    const auto parsed =
+        parseJSON(isCompressed(response)
+                      ? gunzip(response.body, HttpRequestReader::bodyLimit).body.value_or("")
+                      : response.body);
     check(parsed.ok() && parsed->isObject(), "an answer is a JSON object");
     if (response.status != 200) {
         check(response.status >= 400 && response.status < 500, "a refusal has a status of 4xx");
         check(parsed->object().contains("error"), "a refusal has a reason");
     }
+}
+
+void checkResponse(const HttpResponse& response) {
+    const bool hasBody = response.status != 304;
+    if (hasBody) {
+        checkBody(response);
+    } else {
+        check(response.body.empty(), "what has not changed is not sent");
+    }
     // A request must not add a header to an answer.
     const auto head = responseHead(response, ConnectionUse::again);
     const auto lines = std::count(head.begin(), head.end(), '\n');
     check(head.ends_with("\r\n\r\n") && head.find("\r\n\r\n") + 4 == head.size() &&
-              static_cast<std::size_t>(lines) == 6 + response.headers.size() &&
+              static_cast<std::size_t>(lines) == (hasBody ? 6 : 3) + response.headers.size() &&
               std::count(head.begin(), head.end(), '\r') == lines,
           "each header is one line");
 }
+
+/// Keeps its answer, which the services give at once without a forwarding.
+class AnsweredExchange final : public Exchange {
+  public:
+    explicit AnsweredExchange(const HttpRequest& request) : request_(request) {}
+
+    [[nodiscard]] const HttpRequest& request() const override { return request_; }
+    [[nodiscard]] bool isOpen() const override { return true; }
+    void deliver(Delivery delivery) override { response = std::move(delivery.response); }
+    [[nodiscard]] std::shared_ptr<EventStream> openStream() override { return nullptr; }
+
+    HttpResponse response;
+
+  private:
+    const HttpRequest& request_;
+};
 
 /// The collector's services over a store in memory.
 class Endpoint {
@@ -94,7 +128,9 @@ class Endpoint {
         }
         store_.reset();
         check(!services_.begin(*service, request), "there is no fault");
-        const auto response = services_.answer(*service, request).response;
+        const auto exchange = std::make_shared<AnsweredExchange>(request);
+        services_.answer(*service, exchange);
+        const HttpResponse& response = exchange->response;
         checkResponse(response);
         const auto summary = store_.summary();
         check(summary.requests == 1, "each request is counted");
