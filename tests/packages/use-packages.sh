@@ -30,6 +30,7 @@ expect_lines() {
 
 # A collector that hands events on, to what is away, starts and ends.
 expect_forwarding() {
+    : >output
     zentara-collector --port 0 --no-https --forward "$1" --outbox "$(mktemp -d)/outbox" >output &
     program=$!
     expect_lines listening 1
