@@ -51,13 +51,13 @@ void Forwarder::run() {
     auto wait = settings_.shortestPause;
     while (outbox_.waitForEvents()) {
         bool isDone = false;
+        isSettled_ = true;
         try {
             isDone = handOnAll();
         } catch (const StoreError& error) {
             complain(std::string("the outbox cannot be read: ") + error.what());
         }
-        waitUntilSettled();
-        if (isDone) {
+        if (waitUntilSettled() && isDone) {
             wait = settings_.shortestPause;
             lastComplaint_.clear();
         } else if (pause(wait)) {
@@ -92,7 +92,7 @@ bool Forwarder::handOn(const Batch& batch) {
     }
     count(*batch, results);
     settle(batch, std::move(results));
-    return isDone;
+    return isDone && isSettled_;
 }
 
 std::vector<Handover> Forwarder::deliver(const Outbox::Batch& batch) {
@@ -104,10 +104,10 @@ std::vector<Handover> Forwarder::deliver(const Outbox::Batch& batch) {
     }
 }
 
-// Events that stay in the outbox by mistake are handed on again.
+// Events that cannot be removed are handed on again, after a pause.
 void Forwarder::settle(const Batch& batch, std::vector<Handover> results) {
     waitUntilSettled();
-    const auto promise = std::make_shared<std::promise<void>>();
+    const auto promise = std::make_shared<std::promise<bool>>();
     settled_ = promise->get_future();
     outbox_.settle(batch, std::move(results), [this, promise](const std::string& failure) {
         if (!failure.empty()) settings_.complain("the outbox cannot be written: " + failure);
@@ -115,12 +115,13 @@ void Forwarder::settle(const Batch& batch, std::vector<Handover> results) {
             const std::lock_guard lock(mutex_);
             changed_.notify_all();
         }
-        promise->set_value();
+        promise->set_value(failure.empty());
     });
 }
 
-void Forwarder::waitUntilSettled() {
-    if (settled_.valid()) settled_.get();
+bool Forwarder::waitUntilSettled() {
+    if (settled_.valid()) isSettled_ = settled_.get() && isSettled_;
+    return isSettled_;
 }
 
 void Forwarder::count(const Outbox::Batch& batch, const std::vector<Handover>& results) {

@@ -55,7 +55,8 @@ class Forwarder {
     [[nodiscard]] bool handOn(const Batch& batch);
     [[nodiscard]] std::vector<Handover> deliver(const Outbox::Batch& batch);
     void settle(const Batch& batch, std::vector<Handover> results);
-    void waitUntilSettled();
+    /// False if a batch of this round could not be settled.
+    bool waitUntilSettled();
     void count(const Outbox::Batch& batch, const std::vector<Handover>& results);
     void complain(const std::string& text);
     /// False once stopped.
@@ -66,7 +67,8 @@ class Forwarder {
     const Settings settings_;
     // Used by the thread.
     std::string lastComplaint_;
-    std::future<void> settled_;  // the last batch; not valid if there is none
+    std::future<bool> settled_;  // the last batch; not valid if there is none
+    bool isSettled_ = true;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

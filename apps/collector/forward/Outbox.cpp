@@ -103,6 +103,7 @@ void Outbox::setUp() {
 }
 
 void Outbox::count() {
+    lastOrdinal_ = writer_.number("SELECT max(ordinal) FROM events");
     statistics_.events = writer_.number("SELECT count(*) FROM events");
     statistics_.refused = writer_.number("SELECT count(*) FROM refused");
     statistics_.bytes = writer_.number("SELECT sum(size) FROM events") +
@@ -200,9 +201,9 @@ Outbox::Change Outbox::insert(const Entry& entry) {
         const std::string& findings = entry.findings.at(i);
         const auto size = static_cast<std::int64_t>(action.json.size() + findings.size()) +
                           static_cast<std::int64_t>(i == 0 ? entry.facts.size() : 0) + rowOverhead;
-        writer_.run("INSERT INTO events VALUES (NULL, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)", number, size,
-                    action.schema, action.uuid, action.contextID, action.sequence, action.actionTs,
-                    findings == noFindings, findings, action.json);
+        writer_.run("INSERT INTO events VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)", ++lastOrdinal_,
+                    number, size, action.schema, action.uuid, action.contextID, action.sequence,
+                    action.actionTs, findings == noFindings, findings, action.json);
         change.bytes += size;
         ++change.events;
     }

@@ -138,6 +138,8 @@ class Outbox {
     const DatabaseFile file_;
     Database writer_;  // used by the thread that commits
     Database reader_;  // used by `read`
+    // SQLite would give the ordinals of removed events again, before those of a batch being read.
+    std::int64_t lastOrdinal_ = 0;  // used by the thread that commits
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

@@ -14,6 +14,7 @@ namespace {
 using namespace std::chrono_literals;
 using samples::add;
 using samples::entry;
+using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -51,13 +52,13 @@ class ScriptedSink final : public Sink {
 
 class ForwarderTest : public testing::Test {
   protected:
-    void start(ScriptedSink::Script script) {
+    void start(ScriptedSink::Script script, std::chrono::milliseconds pause = 1ms) {
         forwarder_.emplace(
             outbox, std::make_unique<ScriptedSink>(std::move(script), deliveries),
             Forwarder::Settings{
                 .complain = [this](const std::string& text) { complaints.put(text); },
-                .shortestPause = 1ms,
-                .longestPause = 2ms});
+                .shortestPause = pause,
+                .longestPause = 2 * pause});
     }
     Forwarder& forwarder() { return *forwarder_; }
     void drain() {
@@ -105,6 +106,22 @@ TEST_F(ForwarderTest, RefusedEventDoesNotHoldUpTheRest) {
     EXPECT_EQ(deliveries.values().size(), 1U);
     EXPECT_EQ(outbox.statistics().refused, 1);
     EXPECT_THAT(complaints.values(), ElementsAre(HasSubstr("too large")));
+}
+
+TEST_F(ForwarderTest, PausesIfTheOutboxCannotBeWritten) {
+    (void)add(outbox, entry(1, "one", {"a"}));
+    Database(folder.path() / "outbox")
+        .execute(
+            "CREATE TRIGGER stay BEFORE DELETE ON events "
+            "BEGIN SELECT RAISE(ABORT, 'no space'); END");
+    start({}, 1h);
+    ASSERT_TRUE(complaints.waitFor().has_value());
+    for (int i = 0; i < 100; ++i)
+        outbox.flush();
+    EXPECT_THAT(deliveries.values(), ElementsAre(ElementsAre("a")));
+    EXPECT_THAT(complaints.values(),
+                ElementsAre(AllOf(HasSubstr("written"), HasSubstr("no space"))));
+    EXPECT_EQ(outbox.statistics().events, 1);
 }
 
 TEST_F(ForwarderTest, StopLeavesWhatFailsInTheOutbox) {

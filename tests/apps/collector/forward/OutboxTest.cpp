@@ -67,6 +67,16 @@ TEST_F(OutboxTest, BatchIsLimitedButNeverEmpty) {
     EXPECT_THAT(uuidsIn(outbox.read(plenty, 1)), ElementsAre("a"));
 }
 
+TEST_F(OutboxTest, NextEventFollowsOneThatIsGone) {
+    Outbox outbox(file, {});
+    (void)add(outbox, entry(1, "one", {"a"}));
+    const auto first = outbox.read(plenty, roomy);
+    ASSERT_EQ(settle(outbox, first, {{delivered}}), "");
+    (void)add(outbox, entry(2, "one", {"b"}));
+    (void)add(outbox, entry(3, "one", {"c"}));
+    EXPECT_THAT(uuidsIn(outbox.read(plenty, roomy, first.get())), ElementsAre("b", "c"));
+}
+
 TEST_F(OutboxTest, EachOutcomeHasItsPlace) {
     Outbox outbox(file, {});
     (void)add(outbox, entry(1111, "one", {"a", "b"}));
