@@ -121,6 +121,12 @@ class ProxyTest(unittest.TestCase):
         eventually(lambda: '"path":"/id","status":200,"client":"192.0.2.7"' in
                    self.log.read_text())
 
+    def check_absence(self):
+        self.collector.terminate()
+        status, headers, _ = eventually(
+            lambda: (answer := get(self.proxy, "/id"))[0] != 200 and answer)
+        self.assertEqual((status, headers["Retry-After"]), (503, "30"))
+
     def test_nginx(self):
         self.start_nginx()
         self.check_services()
@@ -139,14 +145,14 @@ class ProxyTest(unittest.TestCase):
         self.assertEqual(get(self.proxy, "/schemas", {"If-None-Match": tag})[0], 304)
         (self.schemas / "new-1.json").write_text("{}")
         eventually(lambda: get(self.proxy, "/schemas")[2] == get(self.port, "/schemas")[2] != table)
+        self.check_absence()
 
     def test_haproxy(self):
         self.start_haproxy()
         self.check_services()
         # Its checks see the end of the collector, which still answers its open requests.
         self.assertEqual(get(self.proxy, "/id")[0], 200)
-        self.collector.terminate()
-        eventually(lambda: get(self.proxy, "/id")[0] == 503)
+        self.check_absence()
 
 
 if __name__ == "__main__":
