@@ -33,18 +33,30 @@ std::string freePort() {
 
 }  // namespace
 
-PostgreSQLServer::PostgreSQLServer()
-    : port_(freePort()), url_("postgresql://tester@127.0.0.1:" + port_ + "/postgres") {
-    if (::geteuid() == 0) {
-        const passwd* const user = ::getpwnam("nobody");
-        if (user == nullptr || ::chown(folder_.path().c_str(), user->pw_uid, user->pw_gid) != 0)
-            throw std::runtime_error("the server needs a user of its own");
+PostgreSQLServer::PostgreSQLServer(const collector::Certificate* certificate)
+    : port_(freePort()),
+      url_("postgresql://tester@127.0.0.1:" + port_ + "/postgres"),
+      hasTLS_(certificate != nullptr) {
+    own(folder_.path());
+    if (certificate != nullptr) {
+        writeTo(folder_.path() / "server.crt", certificate->certificateText());
+        writeTo(folder_.path() / "server.key", certificate->keyText());
+        std::filesystem::permissions(folder_.path() / "server.key",
+                                     std::filesystem::perms::owner_read);
+        own(folder_.path() / "server.key");
     }
     ChildProcess initdb(command("initdb", {"-D", "data", "-U", "tester", "-A", "trust", "-N",
                                            "--no-locale", "-E", "UTF8"}));
     (void)initdb.readLines();
     if (initdb.wait() != 0) throw std::runtime_error("initdb has failed");
     start();
+}
+
+void PostgreSQLServer::own(const std::filesystem::path& path) const {
+    if (::geteuid() != 0) return;
+    const passwd* const user = ::getpwnam("nobody");
+    if (user == nullptr || ::chown(path.c_str(), user->pw_uid, user->pw_gid) != 0)
+        throw std::runtime_error("the server needs a user of its own");
 }
 
 std::vector<std::string> PostgreSQLServer::command(const std::string& program,
@@ -78,10 +90,16 @@ void PostgreSQLServer::start() {
         // After a kill it refuses to run until the last of its old processes has ended.
         if (!isRunning()) {
             process_.reset();
-            process_.emplace(
-                command("postgres", {"-D", "data", "-k", folder_.path().string(), "-p", port_, "-c",
-                                     "listen_addresses=127.0.0.1", "-c", "fsync=off", "-c",
-                                     "shared_buffers=32MB", "-c", "log_min_messages=panic"}));
+            process_.emplace(command("postgres", {"-D", "data",
+                                                  "-k", folder_.path().string(),
+                                                  "-p", port_,
+                                                  "-c", "listen_addresses=127.0.0.1",
+                                                  "-c", "fsync=off",
+                                                  "-c", "shared_buffers=32MB",
+                                                  "-c", "log_min_messages=panic",
+                                                  "-c", hasTLS_ ? "ssl=on" : "ssl=off",
+                                                  "-c", "ssl_cert_file=../server.crt",
+                                                  "-c", "ssl_key_file=../server.key"}));
         }
         return PQping(url_.c_str()) == PQPING_OK;
     });

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "collector/http/Certificate.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 
@@ -14,7 +16,8 @@ namespace zentara::test {
 /// whose end the server ends.
 class PostgreSQLServer {
   public:
-    PostgreSQLServer();
+    /// With TLS, too, if there is a certificate.
+    explicit PostgreSQLServer(const collector::Certificate* certificate = nullptr);
 
     /// Of its superuser, without a password.
     [[nodiscard]] const std::string& url() const { return url_; }
@@ -28,10 +31,12 @@ class PostgreSQLServer {
     [[nodiscard]] std::vector<std::string> command(const std::string& program,
                                                    std::vector<std::string> arguments) const;
     [[nodiscard]] bool isRunning() const;
+    void own(const std::filesystem::path& path) const;
 
     const TemporaryDirectory folder_;
     const std::string port_;
     const std::string url_;
+    const bool hasTLS_;
     std::optional<ChildProcess> process_;
 };
 

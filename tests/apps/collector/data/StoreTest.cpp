@@ -1,21 +1,21 @@
 #include "collector/data/Store.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <zentara/JSONValue.h>
 #include <atomic>
-#include <csignal>
 
 #include "apps/collector/Samples.h"
 #include "collector/data/EventRecorder.h"
 #include "support/Files.h"
+#include "support/FullDisk.h"
 #include "support/WaitFor.h"
 
 namespace zentara::collector {
 namespace {
 
 using test::contentsOf;
+using test::withFullDisk;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Pair;
@@ -357,18 +357,6 @@ TEST_F(StoreFileTest, FileInUseOrForeignIsRefusedUntouched) {
     }
     test::writeTo(file, patched(0, 'S').substr(0, 100) + std::string(8000, 'x'));
     EXPECT_THAT(opening, ThrowsMessage<StoreError>(StartsWith(file.string() + ": ")));
-}
-
-/// Runs `action` while no file of this process can grow beyond `size`, as on a full disk.
-void withFullDisk(std::uintmax_t size, const std::function<void()>& action) {
-    auto* const handler = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit before{};
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit limited{size, before.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limited);
-    action();
-    ::setrlimit(RLIMIT_FSIZE, &before);
-    (void)std::signal(SIGXFSZ, handler);
 }
 
 TEST_F(StoreFileTest, FullDiskStoresNothingOfTheEnvelope) {

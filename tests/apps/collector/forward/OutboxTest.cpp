@@ -4,6 +4,7 @@
 
 #include "apps/collector/forward/OutboxSamples.h"
 #include "support/Files.h"
+#include "support/FullDisk.h"
 
 namespace zentara::collector {
 namespace {
@@ -137,6 +138,26 @@ TEST_F(OutboxTest, OnlyAnOutboxIsOpenedAndOnlyOnce) {
     test::writeTo(other, "not a database");
     EXPECT_THAT([&] { Outbox(other, {}); }, ThrowsMessage<StoreError>(HasSubstr("is not a")));
     EXPECT_EQ(test::contentsOf(other), "not a database");
+}
+
+TEST_F(OutboxTest, FullDiskChangesNothing) {
+    Outbox outbox(file, {});
+    ASSERT_EQ(add(outbox, entry(1, "one", {"a", "b"})), "");
+    const auto before = outbox.statistics();
+    const auto used = std::filesystem::file_size(file.string() + "-wal");
+    auto large = entry(2, "two", {"c", "d"});
+    large.findings[1] = '"' + std::string(100'000, 'x') + '"';
+    // Room for the beginning of the transaction only.
+    test::withFullDisk(used + 20'000, [&] { EXPECT_EQ(add(outbox, large), "disk I/O error"); });
+    test::withFullDisk(used, [&] {
+        const auto batch = outbox.read(plenty, roomy);
+        EXPECT_EQ(settle(outbox, batch, {{delivered}, {failed}}), "disk I/O error");
+    });
+    EXPECT_EQ(outbox.statistics().events, 2);
+    EXPECT_EQ(outbox.statistics().bytes, before.bytes);
+    EXPECT_THAT(uuidsIn(outbox.read(plenty, roomy)), ElementsAre("a", "b"));
+    EXPECT_EQ(add(outbox, large), "");
+    EXPECT_THAT(uuidsIn(outbox.read(plenty, roomy)), ElementsAre("a", "b", "c", "d"));
 }
 
 TEST_F(OutboxTest, ManyThreadsShareCommits) {

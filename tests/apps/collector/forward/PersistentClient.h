@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <mutex>
 #include <set>
 #include <stop_token>
@@ -14,6 +15,12 @@ namespace zentara::test {
 inline std::string envelopeOf(const std::string& uuid) {
     // The schema is unknown, so the event is bad.
     return collector::samples::envelope(collector::samples::action("unknown", uuid));
+}
+
+/// How often a test kills what it kills: ZENTARA_KILLS in its long form.
+inline int killsAskedFor(int otherwise) {
+    const char* const kills = std::getenv("ZENTARA_KILLS");
+    return kills == nullptr ? otherwise : std::atoi(kills);
 }
 
 /// Posts an event again until it is acknowledged, then the next.

@@ -53,7 +53,7 @@ TEST_F(ForwardingTest, KillsAndOutagesLoseNothing) {
     start();
     client.moveTo(collector->url());
     std::jthread posting([&client](const std::stop_token& end) { client.run(end); });
-    for (int round = 0; round < ZENTARA_KILLS; ++round) {
+    for (int round = 0; round < test::killsAskedFor(5); ++round) {
         cluster.setUp(round % 2 == 1);
         const std::size_t before = client.acknowledged().size();
         ASSERT_TRUE(test::eventually([&] { return client.acknowledged().size() > before + 20; }));

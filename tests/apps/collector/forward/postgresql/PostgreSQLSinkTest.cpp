@@ -22,6 +22,7 @@
 #include "support/Files.h"
 #include "support/PostgreSQLServer.h"
 #include "support/RawServer.h"
+#include "support/TestServer.h"
 #include "support/WaitFor.h"
 
 namespace zentara::collector {
@@ -73,8 +74,15 @@ std::string makeError(const Sink::Settings& settings) {
 
 class PostgreSQLSinkTest : public testing::Test {
   protected:
-    static void SetUpTestSuite() { server_ = std::make_unique<test::PostgreSQLServer>(); }
-    static void TearDownTestSuite() { server_.reset(); }
+    static void SetUpTestSuite() {
+        authority_ = std::make_unique<test::TestAuthority>();
+        const auto certificate = authority_->issue();
+        server_ = std::make_unique<test::PostgreSQLServer>(&certificate);
+    }
+    static void TearDownTestSuite() {
+        server_.reset();
+        authority_.reset();
+    }
 
     PostgreSQLSinkTest() { (void)rows("DROP SCHEMA IF EXISTS zentara CASCADE"); }
 
@@ -112,6 +120,7 @@ class PostgreSQLSinkTest : public testing::Test {
         return outcomes.get();
     }
 
+    static inline std::unique_ptr<test::TestAuthority> authority_;
     static inline std::unique_ptr<test::PostgreSQLServer> server_;
     static inline const StopSignal never_;
 };
@@ -255,6 +264,17 @@ TEST_F(PostgreSQLSinkTest, UnusableServerFailsTheBatch) {
     }
 }
 
+TEST_F(PostgreSQLSinkTest, ServerIsVerifiedByItsAuthority) {
+    const test::TestAuthority other;
+    const auto events = eventsFrom(1, 2);
+    const std::string verified = "?sslmode=verify-full&sslrootcert=";
+    auto database = sink(verified + authority_->file());
+    EXPECT_EQ(deliver(database, events), "2 delivered\n");
+    auto deceived = sink(verified + other.file());
+    EXPECT_THAT(deliver(deceived, events), testing::HasSubstr("certificate verify failed"));
+    EXPECT_EQ(counts(), "2|2|2");
+}
+
 TEST_F(PostgreSQLSinkTest, LostConnectionIsMadeAnew) {
     const auto events = eventsFrom(1, 5);
     auto database = sink();
@@ -294,9 +314,7 @@ TEST_F(PostgreSQLSinkTest, KilledServerLosesAndDoublesNothing) {
     EXPECT_EQ(counts(), "3000|3000|3000");
 }
 
-// ZENTARA_KILLS: how often each of the two is killed.
 TEST_F(PostgreSQLSinkTest, KillsOfCollectorsLoseNothing) {
-    const char* const kills = std::getenv("ZENTARA_KILLS");
     const test::TemporaryDirectory folder;
     const auto start = [&] {
         return std::make_unique<test::CollectorProcess>(
@@ -312,7 +330,7 @@ TEST_F(PostgreSQLSinkTest, KillsOfCollectorsLoseNothing) {
     auto collector = start();
     client.moveTo(collector->url());
     std::jthread posting([&](const std::stop_token& end) { client.run(end); });
-    for (int round = 0; round < (kills == nullptr ? 2 : std::atoi(kills)); ++round) {
+    for (int round = 0; round < test::killsAskedFor(2); ++round) {
         posted();
         server_->kill();
         posted();
