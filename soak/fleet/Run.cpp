@@ -14,12 +14,13 @@ struct Figures {
     std::int64_t peakAfter = 0;  ///< from the end of the disturbance on
     std::int64_t failed = 0;
     std::int64_t most = 0;  ///< events waiting
-    std::int64_t outbox = 0;
+    std::int64_t peakSchemas = 0;
+    std::int64_t outbox = 0;  ///< events
     double readyAfter = -1;   ///< minutes from the begin of the disturbance; -1 is never
     double normalAfter = -1;  ///< minutes from its end; -1 is not within the run
 };
 
-Figures figuresOf(const Scenario& scenario, const Run& run) {
+Figures measured(const Scenario& scenario, const Run& run) {
     Figures figures;
     const auto begin = static_cast<std::size_t>(scenario.disturbance.begin / second);
     const auto end = static_cast<std::size_t>(scenario.disturbance.end / second);
@@ -33,6 +34,7 @@ Figures figuresOf(const Scenario& scenario, const Run& run) {
         figures.peak = std::max(figures.peak, sample.requests());
         figures.failed += sample.failed;
         figures.most = std::max(figures.most, sample.waiting);
+        figures.peakSchemas = std::max(figures.peakSchemas, sample.schemas);
         figures.outbox = std::max(figures.outbox, sample.fullestOutbox);
         if (at < end) continue;
         figures.peakAfter = std::max(figures.peakAfter, sample.requests());
@@ -73,24 +75,24 @@ Run Run::of(const Scenario& scenario, const Variant& variant) {
     return run;
 }
 
-std::string heading() {
-    return "| Variant | peak, requests/s | peak after | failed requests | most events waiting "
-           "| normal after | lost | fullest outbox, events | schemas everywhere after |\n"
-           "|---|---|---|---|---|---|---|---|---|\n";
-}
-
-std::string row(const Scenario& scenario, const Run& run) {
-    const auto figures = figuresOf(scenario, run);
-    const bool isDisturbed = scenario.disturbance.end > 0;
-    const bool isRelease =
-        run.samples.back().notReady > 0 ||
-        std::ranges::any_of(run.samples, [](const auto& sample) { return sample.schemas > 0; });
-    return "| " + run.name + " | " + grouped(figures.peak) + " | " +
-           (isDisturbed ? grouped(figures.peakAfter) : "") + " | " + grouped(figures.failed) +
-           " | " + grouped(figures.most) + " | " +
-           (isDisturbed ? minutesText(figures.normalAfter) : "") + " | " +
-           grouped(run.books.evicted) + " | " + grouped(figures.outbox) + " | " +
-           (isRelease ? minutesText(figures.readyAfter) : "") + " |\n";
+std::vector<Cell> figuresOf(const Scenario& scenario, const Run& run) {
+    const auto figures = measured(scenario, run);
+    std::vector<Cell> cells{{"Variant", run.name},
+                            {"peak, requests/s", grouped(figures.peak)},
+                            {"failed requests", grouped(figures.failed)},
+                            {"most events waiting", grouped(figures.most)},
+                            {"events lost", grouped(run.books.evicted)},
+                            {"events delivered", grouped(run.books.delivered)}};
+    if (scenario.disturbance.end == 0) return cells;
+    cells.push_back({"peak afterwards, requests/s", grouped(figures.peakAfter)});
+    cells.push_back({"backlog gone after", minutesText(figures.normalAfter)});
+    if (scenario.name == "broker")
+        cells.push_back({"most events in an outbox", grouped(figures.outbox)});
+    if (scenario.name == "release") {
+        cells.push_back({"peak of `/schemas`, requests/s", grouped(figures.peakSchemas)});
+        cells.push_back({"schemas everywhere after", minutesText(figures.readyAfter)});
+    }
+    return cells;
 }
 
 }  // namespace zentara::fleet

@@ -17,8 +17,12 @@ struct Run {
     [[nodiscard]] static Run of(const Scenario& scenario, const Variant& variant);
 };
 
-/// A line of the table, and the line above it.
-[[nodiscard]] std::string heading();
-[[nodiscard]] std::string row(const Scenario& scenario, const Run& run);
+struct Cell {
+    std::string name;
+    std::string value;
+};
+
+/// What the table says of a run; the names are the same for all runs of a scenario.
+[[nodiscard]] std::vector<Cell> figuresOf(const Scenario& scenario, const Run& run);
 
 }  // namespace zentara::fleet

@@ -49,6 +49,7 @@ Scenario outage(const Variant& base) {
     soon.collectors.retryAfter = seconds(30);
     auto late = away;
     late.collectors.retryAfter = seconds(300);
+    auto roomy = withCollectors("", soon, 60);
     const auto withoutJitter = [](Variant& variant) {
         variant.fleet.jitter = Jitter::none;
     };
@@ -63,7 +64,21 @@ Scenario outage(const Variant& base) {
              named("back-off, unreachable", unreachable, {useBackOff}),
              named("back-off, draining", away, {useBackOff, useDraining}),
              named("the same, Retry-After 30", soon, {useBackOff, useDraining}),
+             named("the same, Retry-After 30, 60 collectors", roomy, {useBackOff, useDraining}),
              named("the same, Retry-After 300", late, {useBackOff, useDraining})}};
+}
+
+Scenario longOutage(const Variant& base) {
+    const Span span{10 * minute, 250 * minute};
+    auto away = base;
+    away.collectors.outage = span;
+    away.collectors.retryAfter = seconds(30);
+    return {"long",
+            "No collector for four hours",
+            6 * hour,
+            span,
+            {named("default", away),
+             named("back-off, draining, Retry-After 30", away, {useBackOff, useDraining})}};
 }
 
 Scenario release(const Variant& base) {
@@ -104,7 +119,7 @@ std::vector<Scenario> scenarios(std::int64_t clients, std::uint64_t seed) {
     base.fleet.clients = clients;
     base.fleet.seed = seed;
     base = withCollectors("", base, 40);
-    return {steadyDay(base), outage(base), release(base), slowBroker(base)};
+    return {steadyDay(base), outage(base), longOutage(base), release(base), slowBroker(base)};
 }
 
 }  // namespace zentara::fleet

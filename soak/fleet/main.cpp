@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -38,12 +39,25 @@ Plot plotOf(const Scenario& scenario, const std::vector<Run>& runs, const std::s
     return plot;
 }
 
+void print(const std::vector<Cell>& cells, std::string Cell::*text) {
+    for (const auto& cell : cells)
+        std::printf("| %s ", (cell.*text).c_str());
+    std::puts("|");
+}
+
 void simulate(const Scenario& scenario, const std::string& folder) {
-    std::printf("\n%s\n\n%s", scenario.title.c_str(), heading().c_str());
+    std::printf("\n%s\n\n", scenario.title.c_str());
     std::vector<Run> runs;
     for (const auto& variant : scenario.variants) {
         runs.push_back(Run::of(scenario, variant));
-        std::fputs(row(scenario, runs.back()).c_str(), stdout);
+        const auto cells = figuresOf(scenario, runs.back());
+        if (runs.size() == 1) {
+            print(cells, &Cell::name);
+            for (std::size_t count = 0; count < cells.size(); ++count)
+                std::fputs("|---", stdout);
+            std::puts("|");
+        }
+        print(cells, &Cell::value);
         std::fflush(stdout);
     }
     if (folder.empty()) return;
@@ -65,8 +79,8 @@ int main(int argc, char** argv) {
     std::uint64_t seed = 1;
     std::string folder;
     CLI::App app("Simulates a fleet of clients.");
-    app.add_option("scenarios", names, "day, outage, release, broker; all if none is named")
-        ->check(CLI::IsMember({"day", "outage", "release", "broker"}));
+    app.add_option("scenarios", names, "day, outage, long, release, broker; all if none is named")
+        ->check(CLI::IsMember({"day", "outage", "long", "release", "broker"}));
     app.add_option("--clients", clients)->check(CLI::Range(100, 10'000'000));
     app.add_option("--seed", seed);
     app.add_option("--plots", folder, "folder for SVG files")->check(CLI::ExistingDirectory);
