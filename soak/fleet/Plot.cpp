@@ -16,8 +16,8 @@ constexpr double top = 30;
 constexpr double width = 640;
 constexpr double height = 200;
 constexpr std::size_t points = 320;
-constexpr std::array colors{"#3b82c4", "#d9822b", "#3a9e5c", "#c4476d", "#8a6fc0",
-                            "#8c8c3a", "#2f9e9e", "#b0603a", "#7a7a7a", "#d060c0"};
+constexpr std::array colors{"#3b82c4", "#d9822b", "#3a9e5c", "#c4476d", "#8a6fc0", "#8c8c3a",
+                            "#2f9e9e", "#b0603a", "#7a7a7a", "#d060c0", "#7ac018"};
 
 [[gnu::format(printf, 1, 2)]] std::string formatted(const char* format, ...) {
     std::array<char, 400> text{};
