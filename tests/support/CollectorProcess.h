@@ -24,6 +24,8 @@ class CollectorProcess {
         return collector::CollectorClient(url_);
     }
 
+    [[nodiscard]] pid_t id() const { return process_.id(); }
+
     /// The rest of the next line of its output, which must begin with `beginning`.
     std::string announced(const std::string& beginning);
 

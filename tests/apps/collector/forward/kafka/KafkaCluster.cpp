@@ -67,6 +67,20 @@ void KafkaCluster::setUp(bool isUp) {
         (isUp ? rd_kafka_mock_broker_set_up : rd_kafka_mock_broker_set_down)(cluster_, broker);
 }
 
+std::int64_t KafkaCluster::count(const std::string& topic) const {
+    const auto client = makeClient(RD_KAFKA_CONSUMER, {{"bootstrap.servers", brokers()}});
+    std::int64_t sum = 0;
+    for (int partition = 0; partition < partitions; ++partition) {
+        std::int64_t first = 0;
+        std::int64_t next = 0;
+        if (rd_kafka_query_watermark_offsets(client.get(), topic.c_str(), partition, &first, &next,
+                                             5000) != RD_KAFKA_RESP_ERR_NO_ERROR)
+            throw std::runtime_error("the brokers do not say what they have");
+        sum += next;
+    }
+    return sum;
+}
+
 std::vector<KafkaCluster::Message> KafkaCluster::read(const std::string& topic,
                                                       std::size_t count) const {
     const auto client =

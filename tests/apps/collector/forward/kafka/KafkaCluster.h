@@ -38,6 +38,9 @@ class KafkaCluster {
     void failProducing(const std::vector<rd_kafka_resp_err_t>& errors);
     void setUp(bool isUp);
 
+    /// How many messages a topic was sent. The brokers forget old ones, but not their number.
+    [[nodiscard]] std::int64_t count(const std::string& topic) const;
+
     /// The messages of a topic; waits until they have `count` action UUIDs.
     [[nodiscard]] std::vector<Message> read(const std::string& topic, std::size_t count) const;
 
