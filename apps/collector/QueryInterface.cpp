@@ -25,6 +25,7 @@ constexpr std::string_view faultsPath = "/faults";
 constexpr std::string_view cataloguePath = "/catalogue";
 
 constexpr std::size_t longestWait = 600'000;                      // milliseconds
+constexpr std::size_t exportPart = 1024UL * 1024;                 // bytes
 constexpr std::size_t longestBucket = 366ULL * 24 * 3600 * 1000;  // milliseconds
 
 /// The part of `path` below `root`: "" at the root itself, "summary" for "/received/summary".
@@ -119,6 +120,17 @@ std::string answerEvents(const Store& store, const HttpRequest& request) {
     readParameters(request,
                    [&](const auto& name, const auto& value) { return query.take(name, value); });
     return listed("events", store.events(query), query.offset);
+}
+
+HttpResponse answerExport(const Store& store, const HttpRequest& request) {
+    EventFilter filter;
+    readParameters(request,
+                   [&](const auto& name, const auto& value) { return filter.take(name, value); });
+    HttpResponse response;
+    response.body = store.lines(filter, exportPart);
+    response.contentType = "application/x-ndjson";
+    response.headers = {{"Content-Disposition", "attachment; filename=\"events.jsonl\""}};
+    return response;
 }
 
 std::string answerEnvelopes(const Store& store, const HttpRequest& request) {
@@ -232,6 +244,7 @@ HttpResponse QueryInterface::answer(const HttpRequest& request) {
     }
     if (!isReading(request)) return wrongMethod(request, "GET");
     if (what == "events") return json(answerEvents(store_, request));
+    if (what == "export") return answerExport(store_, request);
     if (what == "envelopes") return json(answerEnvelopes(store_, request));
     if (what == "requests") return json(answerRequests(store_, request));
     if (what == "timeline") return json(answerTimeline(store_, request));

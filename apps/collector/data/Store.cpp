@@ -479,6 +479,21 @@ Store::Page Store::events(const EventQuery& query) const {
     });
 }
 
+std::string Store::lines(const EventFilter& filter, std::size_t size) const {
+    const SQLCondition condition = conditionFor(filter);
+    return reading([&](Database& database) {
+        std::string text;
+        auto rows =
+            start(database, "SELECT number FROM events" + condition.text + " ORDER BY number",
+                  condition.values);
+        while (text.size() < size && rows.step()) {
+            auto row = database.query(eventByNumber, rows.integer(0));
+            if (row.step()) text += eventIn(row) + '\n';
+        }
+        return text;
+    });
+}
+
 std::size_t Store::count(const EventFilter& filter, std::optional<std::size_t> most) const {
     const SQLCondition condition = conditionFor(filter);
     return reading([&](Database& database) { return countIn(database, condition, most); });

@@ -137,6 +137,10 @@ class Store {
 
     [[nodiscard]] Page events(const EventQuery& query) const;
 
+    /// The records of the first events that match, by number, each on a line. Ends after the record
+    /// that reaches `size` bytes.
+    [[nodiscard]] std::string lines(const EventFilter& filter, std::size_t size) const;
+
     /// How many events match; does not count beyond `most`.
     [[nodiscard]] std::size_t count(const EventFilter& filter,
                                     std::optional<std::size_t> most = std::nullopt) const;

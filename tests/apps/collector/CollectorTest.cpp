@@ -189,6 +189,40 @@ TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
     EXPECT_THAT(refusalOf(words + "1"), HasSubstr("words is at most 100 words"));
 }
 
+TEST_F(CollectorTest, ExportHasTheRecordsOfTheQueryInParts) {
+    std::string actions = samples::action("b", "first");
+    for (int number = 2; number <= 3000; ++number)
+        actions += "," + samples::action(number % 3 == 0 ? "b" : "a", std::to_string(number));
+    post(actions);
+    const auto exported = [this](NamedTexts query) {
+        auto request = samples::request("GET", "/received/export");
+        request.query = std::move(query);
+        const auto exchange = std::make_shared<RecordingExchange>(std::move(request));
+        queries.handle(exchange);
+        return exchange->response();
+    };
+    std::string expected;
+    for (const auto& record : store.events({.filter = {.schema = "a-1", .after = 3}}).records)
+        expected += record + "\n";
+
+    std::string all;
+    std::string after = "3";
+    for (std::string part = "?"; !part.empty(); all += part) {
+        const auto answer =
+            exported({{"schema", "a-1"}, {"property.price", "5"}, {"after", after}});
+        EXPECT_EQ(answer.contentType, "application/x-ndjson");
+        part = answer.body;
+        EXPECT_LT(part.size(), 1024U * 1024 + 1000) << "at most one record beyond 1 MiB";
+        if (part.empty()) continue;
+        const auto last = part.rfind('\n', part.size() - 2) + 1;
+        after = JSONValue::parse(part.substr(last)).at("number").text();
+    }
+    EXPECT_EQ(all, expected);
+    EXPECT_GT(all.size(), 1024U * 1024 + 1000) << "the test has several parts";
+    EXPECT_EQ(exported({{"property.price", "6"}}).body, "");
+    EXPECT_EQ(exported({{"sort", "schema"}}).status, 400);
+}
+
 TEST_F(CollectorTest, FindingsOfSchemasCanBeRead) {
     test::writeTo(folder.path() / "b-1.json", R"({"properties":{"a/b":{"format":"none"}}})");
     test::writeTo(folder.path() / "c-1.json", "[]");
