@@ -23,13 +23,17 @@ export function target(path, parameters = {}) {
     return query.size > 0 ? `${path}?${query}` : path;
 }
 
-async function call(method, where, {signal, body, exact = false} = {}) {
+async function request(method, where, {signal, body}) {
     const response = await fetch(where, {
         method, signal, cache: 'no-store',
         body: body === undefined ? undefined : JSON.stringify(body),
         headers: body === undefined ? {} : {'Content-Type': 'application/json'},
     });
-    const text = await response.text();
+    return {response, text: await response.text()};
+}
+
+async function call(method, where, {signal, body, exact = false} = {}) {
+    const {response, text} = await request(method, where, {signal, body});
     let answer = null;
     try {
         answer = parse(text, exact);
@@ -46,6 +50,13 @@ async function call(method, where, {signal, body, exact = false} = {}) {
 
 export const events = (parameters, signal) =>
     call('GET', target('/received/events', parameters), {signal, exact: true});
+/// JSON lines of the first events that match.
+export async function exportPart(parameters) {
+    const {response, text} = await request('GET', target('/received/export', parameters), {});
+    if (!response.ok) throw new Error(`status ${response.status}`);
+    return text;
+}
+export const summary = () => call('GET', '/received/summary');
 export const eventByUUID = (uuid, signal) =>
     call('GET', `/received/events/${encodeURIComponent(uuid)}`, {signal, exact: true});
 export const envelopes = (parameters, signal) =>

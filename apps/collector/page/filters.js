@@ -1,7 +1,8 @@
 // The filter fields, the chips of the active filters, and the counts, which filter when clicked.
 
-import {button, byId, element, icon, setText} from './dom.js';
+import {button, byId, element, icon, setText, toast} from './dom.js';
 import {count, fullTime, isoTime, localInput, shortened} from './format.js';
+import {isPath, pathOf, readProperty} from './properties.js';
 
 const mostSchemas = 500;
 const typingPause = 200;  // ms
@@ -18,6 +19,8 @@ function chipText(name, value) {
     if (name === 'since') return `from ${fullTime(value)}`;
     if (name === 'until') return `until before ${fullTime(value)}`;
     if (name === 'words') return `“${shortened(value, 60)}”`;
+    const path = pathOf(name);
+    if (path !== null) return `${shortened(path, 60)} = ${shortened(value, 60)}`;
     return `${name} ${shortened(value, 60)}`;
 }
 
@@ -43,6 +46,13 @@ export class Filters {
                 set(name, Number.isNaN(time) ? '' : time);
             });
         }
+        this.#entry('filterProperty', 'A property is entered as path=value', (text) => {
+            const property = readProperty(text);
+            if (property) address.filterProperty(property.path, property.value);
+            return property !== null;
+        });
+        this.#entry('addColumn', 'A column is the path of a property, and there are at most 8',
+            (text) => isPath(text) && address.showColumn(text));
         byId('filterSchema').addEventListener('change', ({target}) => set('schema', target.value));
         byId('filterGood').addEventListener('change', ({target}) => set('good', target.value));
         byId('filterDuplicate').addEventListener('change', ({target}) =>
@@ -62,9 +72,20 @@ export class Filters {
         for (const tile of document.querySelectorAll('[data-tile]')) {
             tile.addEventListener('click', tiles[tile.dataset.tile]);
         }
-        if (['user', 'tenant', 'context', 'client', 'since', 'until'].some((name) => address.view.filters[name])) {
+        const {filters, columns} = address.view;
+        if (columns.length > 0 || Object.keys(filters).some((name) => pathOf(name) !== null) ||
+            ['user', 'tenant', 'context', 'client', 'since', 'until'].some((name) => filters[name])) {
             this.#showMore(true);
         }
+    }
+
+    /// A field that is emptied once `take` has accepted its text.
+    #entry(id, rule, take) {
+        byId(id).addEventListener('change', ({target}) => {
+            const text = target.value.trim();
+            if (text === '' || take(text)) target.value = '';
+            else toast(rule);
+        });
     }
 
     clear() {
@@ -78,7 +99,7 @@ export class Filters {
         this.address.go({sort: name, order: sort === name && order === first ? other : first});
     }
 
-    show({filters, sort, order}) {
+    show({filters, sort, order, columns}) {
         for (const [name, id] of Object.entries(textFields)) {
             const field = byId(id);
             if (field.value.trim() !== (filters[name] ?? '')) field.value = filters[name] ?? '';
@@ -100,7 +121,7 @@ export class Filters {
         for (const [name, isOn] of Object.entries(pressed)) {
             document.querySelector(`[data-tile=${name}]`).setAttribute('aria-pressed', String(isOn));
         }
-        this.#chips(filters);
+        this.#chips(filters, columns);
     }
 
     /// Updates the counts and the list of schemas.
@@ -141,16 +162,20 @@ export class Filters {
         byId('toggleMore').setAttribute('aria-expanded', String(open));
     }
 
-    #chips(filters) {
+    #chips(filters, columns) {
         const chips = Object.entries(filters).map(([name, value]) => {
             const text = chipText(name, value);
             const isTime = name === 'since' || name === 'until';
             return button(text, {
                 class: 'chip', 'aria-label': `Remove filter: ${text}`, title: isTime ? isoTime(value) : null,
-                onclick: () => this.address.filter({[name]: ''}),
+                onclick: () => this.address.filter({[name]: null}),
             }, icon('iconClose'));
         });
         if (chips.length > 1) chips.push(button('Remove all', {class: 'quiet', onclick: () => this.clear()}));
+        chips.push(...columns.map((path) => button(`column ${shortened(path, 60)}`, {
+            class: 'chip', 'aria-label': `Remove column: ${shortened(path, 60)}`,
+            onclick: () => this.address.hideColumn(path),
+        }, icon('iconClose'))));
         byId('chips').replaceChildren(...chips);
         byId('chips').hidden = chips.length === 0;
         byId('toggleMore').classList.toggle('some', chips.length > 0);

@@ -4,12 +4,13 @@
 import {numberText} from './api.js';
 import {byId, element, icon, setChildren, setText} from './dom.js';
 import {count, isoTime, plural, shortTime, shortened} from './format.js';
-import {detailParts} from './preview.js';
+import {brief, detailParts} from './preview.js';
+import {valueAt} from './properties.js';
 
 const overscan = 8;
 const mostHeight = 15_000_000;  // px; browsers do not lay out much more
 
-const columns = ['state', 'number', 'time', 'schema', 'detail', 'user', 'sequence'];
+const columnNames = ['state', 'number', 'time', 'schema', 'detail', 'user', 'sequence'];
 
 export class List {
     /// `onOpen(number)` is called to open a row, `onMove(event)` when another row becomes active.
@@ -22,6 +23,7 @@ export class List {
         this.spare = [];
         this.active = null;  // {rank, number}
         this.openNumber = null;
+        this.columns = [];  // paths of properties
         this.unseen = 0;
         this.list.addEventListener('scroll', () => this.draw(), {passive: true});
         this.list.addEventListener('click', (click) => {
@@ -78,6 +80,17 @@ export class List {
         this.draw();
     }
 
+    /// Shows these properties before the rest of the event.
+    setColumns(paths) {
+        this.columns = paths;
+        this.list.style.setProperty('--propertyColumns', 'minmax(0, 0.5fr) '.repeat(paths.length));
+        for (const head of this.list.querySelectorAll('.listHead .property')) head.remove();
+        this.list.querySelector('.listHead .detail').before(...paths.map((path) => element('span',
+            {class: 'property', role: 'columnheader', title: shortened(path, 200)}, shortened(path, 60))));
+        this.#dropRows();
+        this.draw();
+    }
+
     /// Makes another row active; `by` may point beyond the ends.
     move(by) {
         if (this.rows.total === 0) return;
@@ -126,7 +139,7 @@ export class List {
         for (let index = first; index <= last; index += 1) {
             let row = this.elements.get(index);
             if (!row) {
-                row = this.spare.pop() ?? makeRow();
+                row = this.spare.pop() ?? makeRow(this.columns);
                 row.style.transform = `translateY(${index * this.rowHeight}px)`;
                 row.setAttribute('aria-rowindex', index + 2);
                 this.elements.set(index, row);
@@ -164,16 +177,21 @@ export class List {
     }
 
     #measure() {
-        const row = this.spare.at(-1) ?? makeRow();
+        const row = this.spare.at(-1) ?? makeRow(this.columns);
         this.area.append(row);
         const height = row.offsetHeight || 34;
         row.remove();
         this.headHeight = this.list.querySelector('.listHead').offsetHeight;
         if (height === this.rowHeight) return;
         this.rowHeight = height;
+        this.#dropRows();
+        this.#stretch();
+    }
+
+    #dropRows() {
         for (const old of this.elements.values()) old.remove();
         this.elements.clear();
-        this.#stretch();
+        this.spare = [];
     }
 
     #setActive(rank) {
@@ -188,13 +206,14 @@ export class List {
     }
 }
 
-function makeRow() {
+const makeCell = (name) => element('span', {class: name, role: 'gridcell'});
+
+function makeRow(paths) {
     const row = element('div', {class: 'row', role: 'row'});
-    row.cells = {};
-    for (const name of columns) {
-        row.cells[name] = element('span', {class: name, role: 'gridcell'});
-        row.append(row.cells[name]);
-    }
+    row.cells = Object.fromEntries(columnNames.map((name) => [name, makeCell(name)]));
+    row.append(...Object.values(row.cells));
+    row.properties = paths.map((path) => ({path, cell: makeCell('property')}));
+    row.cells.detail.before(...row.properties.map(({cell}) => cell));
     return row;
 }
 
@@ -203,7 +222,7 @@ function fillRow(row, event) {
     row.classList.toggle('waiting', !event);
     row.classList.toggle('bad', event?.good === false);
     if (!event) {
-        for (const cell of Object.values(row.cells)) cell.replaceChildren();
+        for (const cell of row.children) cell.replaceChildren();
         row.removeAttribute('id');
         return;
     }
@@ -217,6 +236,11 @@ function fillRow(row, event) {
     time.title = isoTime(event.receivedAt);
     setText(schema, shortened(event.schema, 80));
     schema.title = schema.textContent;
+    for (const {path, cell} of row.properties) {
+        const value = valueAt(event, path);
+        setText(cell, value === undefined ? '—' : brief(value));
+        cell.title = cell.textContent;
+    }
     setChildren(detail, ...detailParts(event));
     setText(user, event.user ? shortened(`${event.user.type} ${event.user.token}`, 80) : '');
     sequence.textContent = numberText(event.sequence);

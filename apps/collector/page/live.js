@@ -1,17 +1,25 @@
 // Receives the collector's summary after each change.
 
+import * as api from './api.js';
+
 const retryAfter = 2000;  // ms
+const hiddenPace = 2000;  // ms; a browser may make it a minute
 
 export class Live {
-    /// `onSummary(summary)`; `onState(state)` with "open" or "lost".
-    constructor({onSummary, onState}) {
-        this.onSummary = onSummary;
-        this.onState = onState;
+    /// `onSummary(summary)`; `onHidden(summary)` from time to time while the tab is hidden;
+    /// `onState(state)` with "open" or "lost".
+    constructor({onSummary, onHidden, onState}) {
+        Object.assign(this, {onSummary, onHidden, onState});
         this.#connect();
         // Browsers open few connections to one host; hidden tabs close theirs.
         document.addEventListener('visibilitychange', () => {
-            if (document.hidden) this.#disconnect();
-            else if (!this.source) this.#connect();
+            clearInterval(this.looking);
+            if (document.hidden) {
+                this.#disconnect();
+                this.looking = setInterval(() => this.#look(), hiddenPace);
+            } else if (!this.source) {
+                this.#connect();
+            }
         });
         addEventListener('pagehide', () => this.#disconnect());
         addEventListener('pageshow', () => {
@@ -32,6 +40,11 @@ export class Live {
             this.#disconnect();
             this.retry = setTimeout(() => this.#connect(), retryAfter);
         });
+    }
+
+    async #look() {
+        const summary = await api.summary().catch(() => null);
+        if (summary && document.hidden) this.onHidden(summary);
     }
 
     #disconnect() {

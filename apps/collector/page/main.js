@@ -6,6 +6,7 @@ import * as api from './api.js';
 import {Chart} from './chart.js';
 import {openGaps, setUpClear, setUpHelp, showEmpty, tellReset} from './dialogs.js';
 import {byId, setText} from './dom.js';
+import {setUpExport} from './export.js';
 import {Faults} from './faults.js';
 import {Filters} from './filters.js';
 import {count, plural} from './format.js';
@@ -49,12 +50,15 @@ const schemas = new Schemas();
 const panel = new Panel({
     find: findEvent,
     onFilter: (filter) => address.filter(filter),
+    onProperty: (path, value) => address.filterProperty(path, value),
+    onColumn: (path) => address.showColumn(path),
     onClose: closeEvent,
     onStep: (by) => list.move(by),
     onOpen: openEvent,
 });
 
 setUpClear(() => summary);
+setUpExport({filters: () => address.view.filters, last: () => summary?.lastNumber ?? 0});
 const openHelp = setUpHelp();
 listenToKeys(list, {
     move: (by) => list.move(by),
@@ -68,11 +72,12 @@ narrow.addEventListener('change', coverRest);
 byId('pause').addEventListener('click', togglePause);
 setText(byId('origin'), location.host);
 
-showView(address.view, {rows: true, open: true});
-new Live({onSummary: showSummary, onState: showConnection});
+showView(address.view, {rows: true, columns: true, open: true});
+new Live({onSummary: showSummary, onHidden: showTitle, onState: showConnection});
 
 function showView(view, changed) {
     filters.show(view);
+    if (changed.columns) list.setColumns(view.columns);
     if (changed.rows) {
         list.toTop();
         rows.show(view);
@@ -137,7 +142,7 @@ function showSummary(next) {
     schemas.showSummary(next);
     faults.showMet(next.faults);
     faults.look();
-    document.title = next.bad > 0 ? `(${count(next.bad)} bad) Zentara collector` : 'Zentara collector';
+    showTitle(next);
     const wasReset = rows.hear(next);
     if (wasReset) {
         const wasOpen = address.view.open !== null;
@@ -147,6 +152,10 @@ function showSummary(next) {
     if (!rows.paused || wasReset) chart.look();
     if (isFirst) showRows({arrived: 0, reloaded: false});
     announce();
+}
+
+function showTitle({bad}) {
+    document.title = bad > 0 ? `(${count(bad)} bad) Zentara collector` : 'Zentara collector';
 }
 
 function showRows(change) {

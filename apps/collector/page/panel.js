@@ -1,13 +1,16 @@
 // The side panel: one event with its messages, its envelope and its request.
 
 import * as api from './api.js';
-import {button, byId, copyText, element, icon, setText} from './dom.js';
+import {button, byId, copyText, element, icon, setText, toast} from './dom.js';
 import {count, isoTime, plural, pointerText, shortTime, shortened} from './format.js';
 import {jsonTree, text} from './json.js';
 import {messageParts} from './messages.js';
+import {filterText, leafPaths, valueAt} from './properties.js';
+import {curlCommand, trackLine} from './replay.js';
 
 const tabNames = {event: 'Event', envelope: 'Envelope', request: 'Request'};
 const mostMessages = 100;
+const longestValue = 1000;  // characters; it must fit into an address
 const noteId = (index) => `note${index}`;
 const pretty = (value) => JSON.stringify(value, null, 2);
 
@@ -17,11 +20,12 @@ const time = (milliseconds) => element('time', {
 
 export class Panel {
     /// `find(number)` gives the event or null. The panel's buttons call `onFilter(changes)`,
-    /// `onClose()`, `onStep(by)` and `onOpen(number)`.
-    constructor({find, onFilter, onClose, onStep, onOpen}) {
-        Object.assign(this, {find, onFilter, onClose, onStep, onOpen});
+    /// `onProperty(path, value)`, `onColumn(path)`, `onClose()`, `onStep(by)` and `onOpen(number)`.
+    constructor({find, onFilter, onProperty, onColumn, onClose, onStep, onOpen}) {
+        Object.assign(this, {find, onFilter, onProperty, onColumn, onClose, onStep, onOpen});
         this.panel = byId('panel');
         this.tab = 'event';
+        this.property = '';  // the path that was chosen last
         this.number = null;
     }
 
@@ -92,7 +96,7 @@ export class Panel {
         });
         this.tabPanel = element('div', {class: 'tabPanel', role: 'tabpanel', id: 'tabPanel', tabindex: 0});
         const body = element('div', {class: 'panelBody'}, this.arrivals, this.#messages(), this.#facts(),
-            this.#copies(), this.tabs, this.tabPanel);
+            this.#copies(), this.#properties(), this.tabs, this.tabPanel);
         // A button of the panel that moves through events keeps the focus.
         const focused = this.panel.contains(document.activeElement)
             ? document.activeElement.getAttribute('aria-label') ?? '' : null;
@@ -161,14 +165,40 @@ export class Panel {
             ['UUID', 'the action UUID', () => event.actionUUID],
             ['curl', 'the command', () => `curl '${query}'`],
         ];
-        return element('div', {class: 'copies', role: 'group', 'aria-label': 'Copy'},
-            icon('iconCopy'), element('span', {class: 'copyLabel'}, 'Copy'),
-            ...copies.map(([label, what, make]) => button(label, {
-                'aria-label': `Copy ${what}`, onclick: () => {
-                    const text = make();
-                    if (text) copyText(text, what);
+        const replays = [
+            ['curl POST', 'the command that posts it again', () => this.details?.envelope &&
+                curlCommand(event, this.details.envelope.envelope, location.origin)],
+            ['zentara-track', 'the line for zentara-track', () => trackLine(event.event)],
+        ];
+        const group = (label, all) => element('div', {class: 'copies', role: 'group', 'aria-label': label},
+            icon('iconCopy'), element('span', {class: 'copyLabel'}, label), ...all.map(copyButton));
+        return element('div', {}, group('Copy', copies), group('To send again', replays));
+    }
+
+    /// Shows a property as a column, or only events with its value.
+    #properties() {
+        const {event} = this;
+        const paths = leafPaths(event);
+        if (paths.length === 0) return null;
+        const choice = element('select', {
+            'aria-label': 'Property', onchange: () => { this.property = choice.value; },
+        }, ...paths.map((path) => element('option', {value: path}, shortened(path, 60))));
+        if (paths.includes(this.property)) choice.value = this.property;
+        return element('div', {class: 'copies', role: 'group', 'aria-label': 'Property'},
+            element('span', {class: 'copyLabel'}, 'Property'), choice,
+            button('Column', {
+                'aria-label': 'Show the property as a column', onclick: () => {
+                    if (!this.onColumn(choice.value)) toast('There is no room for another column');
                 },
-            })));
+            }),
+            button('Only this value', {
+                'aria-label': 'Show only events with this value',
+                onclick: () => {
+                    const value = filterText(valueAt(event, choice.value));
+                    if (value.length <= longestValue) this.onProperty(choice.value, value);
+                    else toast('The value is too long for a filter');
+                },
+            }));
     }
 
     #drawArrivals() {
@@ -231,6 +261,14 @@ export class Panel {
         requestAnimationFrame(() => note.classList.add('flash'));
     }
 }
+
+/// `make()` gives the text, or nothing while it is unknown.
+const copyButton = ([label, what, make]) => button(label, {
+    'aria-label': `Copy ${what}`, onclick: () => {
+        const text = make();
+        if (text) copyText(text, what);
+    },
+});
 
 /// The envelope and the request of an event, and the numbers of all its arrivals. The query by action
 /// answers for the first arrival. A later arrival has its own envelope, and of its request only what

@@ -8,7 +8,8 @@ import {absentNames, messageParts} from './messages.js';
 const mostMembers = 8;
 const mostOfMessage = 300;  // characters
 
-function brief(value) {
+/// A value in a few characters.
+export function brief(value) {
     if (value === null) return 'null';
     if (isExactNumber(value)) return numberText(value);
     if (Array.isArray(value)) return value.length === 0 ? '[]' : `[…${value.length}]`;
