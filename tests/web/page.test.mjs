@@ -109,16 +109,11 @@ test('filters live in the address and can be shared', async () => {
     assert.ok(Number(since) <= receivedAt && receivedAt < Number(end));
 });
 
-/// The texts of a column in the rows shown, from the top.
-const shownColumn = (number) => page.locator('.rows .row[id]').evaluateAll((rows, at) => rows
-    .sort((one, other) => one.ariaRowIndex - other.ariaRowIndex)
-    .map((row) => row.querySelectorAll('.property')[at].textContent), number);
-
 test('filters and columns of properties live in the address', async () => {
     const evil = `<img src=x onerror="hacked=1">='"\u202e`;
-    const cart = (size, extra = {}) => action({variant: {size}, quantity: 5, ...extra}, {id: 'add-to-cart'});
+    const cart = (size, extra) => action({variant: {size}, quantity: '5.0', ...extra}, {id: 'add-to-cart'});
     const body = envelope([cart('L'), cart('M', {[evil]: evil}), cart('L', {empty: ''}), goodPage('none')]);
-    assert.equal(await collector.post(body.replaceAll('"quantity":5', '"quantity":5.0')), 200);
+    assert.equal(await collector.post(body.replaceAll('"5.0"', '5.0')), 200);
     await page.goto(collector.url);
     await page.click('#toggleMore');
     const enter = async (field, text) => {
@@ -126,25 +121,22 @@ test('filters and columns of properties live in the address', async () => {
         await press('Enter');
         assert.equal(await page.inputValue(field), '');
     };
+    const cells = () => page.locator('.rows .property').allTextContents();
     await enter('#addColumn', 'variant.size');
     await enter('#addColumn', 'quantity');
     await hasRows(4, 3, 2, 1);
-    assert.deepEqual(await shownColumn(0), ['—', 'L', 'M', 'L']);
-    assert.deepEqual(await shownColumn(1), ['—', '5.0', '5.0', '5.0']);
+    assert.deepEqual(await cells(), ['—', '—', 'L', '5.0', 'M', '5.0', 'L', '5.0']);
     await enter('#filterProperty', 'variant.size = L');
-    await hasRows(3, 1);
-    const search = '?property.variant.size=L&column=variant.size&column=quantity';
-    assert.equal(new URL(page.url()).search, search);
-    await page.reload();
-    await hasRows(3, 1);
-    assert.deepEqual(await shownColumn(0), ['L', 'L']);
-    assert.deepEqual(await page.locator('.listHead .property').allTextContents(), ['variant.size', 'quantity']);
     await enter('#filterProperty', 'empty=');
     await hasRows(3);
-    assert.equal(new URL(page.url()).search, search.replace('&', '&property.empty=&'));
-    await page.goBack();
-    await button('Remove column: quantity').click();
-    await button('Remove filter: variant.size = L').click();
+    assert.equal(new URL(page.url()).search,
+        '?property.variant.size=L&property.empty=&column=variant.size&column=quantity');
+    await page.reload();
+    await hasRows(3);
+    assert.deepEqual(await page.locator('.property').allTextContents(), ['variant.size', 'quantity', 'L', '5.0']);
+    for (const name of ['column: quantity', 'filter: variant.size = L', 'filter: empty = ']) {
+        await button(`Remove ${name}`).click();
+    }
     await hasRows(4, 3, 2, 1);
     assert.equal(new URL(page.url()).search, '?column=variant.size');
 
@@ -153,12 +145,9 @@ test('filters and columns of properties live in the address', async () => {
     await button('Show the property as a column').click();
     await button('Show only events with this value').click();
     await hasRows(2);
-    assert.deepEqual(await shownColumn(1), [evil.replace('\u202e', '\\u202e')]);
-    await page.reload();
-    await hasRows(2);
+    assert.deepEqual(await cells(), ['M', evil.replace('\u202e', '\\u202e')]);
     assert.equal(new URL(page.url()).searchParams.get(`property.${evil}`), evil);
     assert.equal(await page.evaluate(() => window.hacked), undefined);
-    assert.equal((await page.textContent('body')).includes('\u202e'), false);
 });
 
 test('a replayed event has the same properties', async () => {
@@ -167,74 +156,67 @@ test('a replayed event has the same properties', async () => {
     await writeFile(join(schemas, 'any-1.json'), '{"type": "object"}');
     await collector.stop();
     collector = await startCollector(0, schemas);
-    const properties = {title: evil, [evil]: [evil, {__proto__: null, ['__proto__']: evil}, null, true]};
-    const hostile = (more) => action({...properties, ...more, number: 'exactly'},
-        {id: 'any', url: `https://shop.example/${encodeURI('é')}`, zentaraClientReferer: 'https://from.example/'});
-    const body = envelope([hostile({}), hostile({long: evil.repeat(8000)})], {zentaraClientTenant: evil})
+    const hostile = (long) => action({[evil]: [evil, {['__proto__']: evil}, null, true], long, number: 'exactly'},
+        {id: 'any', url: 'https://shop.example/é', zentaraClientReferer: 'https://from.example/'});
+    const body = envelope([hostile(''), hostile(evil.repeat(8000))], {zentaraClientTenant: evil})
         .replaceAll('"exactly"', '[5.0,12345678901234567890,1e-7]');
-    const {status} = await fetch(`${collector.url}/event`, {method: 'POST', body, headers: {
-        'Content-Type': 'application/json', Cookie: `GST=o'"$HOME\`id\`\\'`,
-    }});
-    assert.equal(status, 200);
+    const headers = {'Content-Type': 'application/json', Cookie: `GST=o'"$HOME\`id\`\\'`};
+    assert.equal((await fetch(`${collector.url}/event`, {method: 'POST', body, headers})).status, 200);
     await page.context().grantPermissions(['clipboard-read', 'clipboard-write']);
-    /// The stored properties as the collector's text has them, and what else of the event must be the same.
+    /// The properties as the collector's text has them, and what else must be the same.
     const stored = async (number) => {
         const text = await (await fetch(`${collector.url}/received/events?after=${number - 1}&limit=1`)).text();
-        const {tenant, user, event} = JSON.parse(text).events[0];
-        const {url, zentaraClientReferer, contentType, zentaraRelationId} = event;
-        return [/"properties":(.*),"actionTs"/s.exec(text)[1], tenant, user,
-            {url, zentaraClientReferer, contentType, zentaraRelationId}];
+        const {tenant, user, event: {url, zentaraClientReferer}} = JSON.parse(text).events[0];
+        return [[/"properties":(.*),"actionTs"/s.exec(text)[1], url, zentaraClientReferer], tenant, user];
     };
+    const copy = async (what) => {
+        await button(`Copy ${what}`).click();
+        await hasText('#toast', `Copied ${what}`);
+        const text = await page.evaluate(() => navigator.clipboard.readText());
+        assert.match(text, /^[ -~]+$/);
+        return text;
+    };
+    let last = 2;
     for (const number of [1, 2]) {
         await page.goto(`${collector.url}/?open=${number}`);
         await page.getByRole('tab', {name: 'Envelope'}).click();
-        await page.locator('.json', {hasText: '"zentaraClientTenant"'}).waitFor();
-        const copy = async (what) => {
-            await button(`Copy ${what}`).click();
-            await hasText('#toast', `Copied ${what}`);
-            return page.evaluate(() => navigator.clipboard.readText());
-        };
+        await page.locator('.json').waitFor();
         const expected = await stored(number);
-        const last = async () => (await received('summary')).lastNumber;
         const command = await copy('the command that posts it again');
-        assert.match(command, /^[ -~]+$/);
         for (const shell of ['sh', 'bash']) {
             assert.equal(execFileSync(shell, {input: `${command} -sf\n`, encoding: 'utf8'}), '{"received":1}');
-            assert.deepEqual(await stored(await last()), expected);
+            assert.deepEqual(await stored(last += 1), expected);
         }
         const line = await copy('the line for zentara-track');
-        assert.match(line, /^[ -&(-~]+$/, "no quotes");
+        assert.equal(line.includes("'"), false);
         await track(collector.url, [line]);
-        const [text, , , event] = await stored(await last());
-        assert.deepEqual([text, event], [expected[0], expected[3]]);
+        assert.deepEqual((await stored(last += 1))[0], expected[0]);
     }
-    assert.equal((await received('summary')).events, 8);
     await rm(schemas, {recursive: true});
 });
 
 test('the view is exported as the queries give it', async () => {
-    const big = 'x'.repeat(300_000);
-    for (let sent = 0; sent < 8; sent += 1) {
-        await send(goodPage(`é ${sent}`), badCart(), action({section: 'home', sent, big}));
-    }
+    const big = action({section: 'home', big: 'x'.repeat(600_000)});
+    for (let sent = 0; sent < 4; sent += 1) await send(goodPage('é'), badCart(), big);
     await page.goto(`${collector.url}/?property.section=home&sort=schema`);
-    await hasText('#matches', '16 events');
+    await hasText('#matches', '8 events');
     const [download] = await Promise.all([page.waitForEvent('download'), page.click('#export')]);
     assert.equal(download.suggestedFilename(), 'events.jsonl');
-    const lines = (await readFile(await download.path(), 'utf8')).split('\n');
-    assert.equal(lines.pop(), '');
+    const lines = (await readFile(await download.path(), 'utf8')).trimEnd().split('\n');
     const answer = await (await fetch(`${collector.url}/received/events?property.section=home`)).text();
-    assert.equal(`{"total":16,"offset":0,"events":[${lines.join()}]}`, answer);
+    assert.equal(`{"total":8,"offset":0,"events":[${lines.join()}]}`, answer);
 });
 
 test('the title counts bad events, in a hidden tab too', async () => {
+    await page.clock.install();
     await openAfter([badCart()]);
     await until(() => document.title === '(1 bad) Zentara collector');
     await page.evaluate(() => {
-        Object.defineProperty(document, 'hidden', {value: true, configurable: true});
+        Object.defineProperty(document, 'hidden', {value: true});
         document.dispatchEvent(new Event('visibilitychange'));
     });
     await send(badCart());
+    await page.clock.runFor(2000);
     await until(() => document.title === '(2 bad) Zentara collector');
 });
 

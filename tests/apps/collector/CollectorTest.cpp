@@ -175,6 +175,7 @@ TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
         {"/received/events?since=1e3", "since is a time in milliseconds since 1970-01-01 UTC"},
         {"/received/events?sort=json", "sort is number, receivedAt, actionTs, schema or sequence"},
         {"/received/summary?schema=a-1", "does not know the parameter schema"},
+        {"/received/export?sort=number", "does not know the parameter sort"},
         {"/received/requests?fault=1", "fault is true or false"},
         {"/received/requests?order=up&refused=true", "order is ascending or descending"},
         {"/received/wait?timeout=600001", "up to 600000"},
@@ -189,38 +190,13 @@ TEST_F(CollectorTest, QueriesAreAnsweredOrRefusedWithAReason) {
     EXPECT_THAT(refusalOf(words + "1"), HasSubstr("words is at most 100 words"));
 }
 
-TEST_F(CollectorTest, ExportHasTheRecordsOfTheQueryInParts) {
-    std::string actions = samples::action("b", "first");
-    for (int number = 2; number <= 3000; ++number)
-        actions += "," + samples::action(number % 3 == 0 ? "b" : "a", std::to_string(number));
-    post(actions);
-    const auto exported = [this](NamedTexts query) {
-        auto request = samples::request("GET", "/received/export");
-        request.query = std::move(query);
-        const auto exchange = std::make_shared<RecordingExchange>(std::move(request));
-        queries.handle(exchange);
-        return exchange->response();
-    };
-    std::string expected;
-    for (const auto& record : store.events({.filter = {.schema = "a-1", .after = 3}}).records)
-        expected += record + "\n";
-
-    std::string all;
-    std::string after = "3";
-    for (std::string part = "?"; !part.empty(); all += part) {
-        const auto answer =
-            exported({{"schema", "a-1"}, {"property.price", "5"}, {"after", after}});
-        EXPECT_EQ(answer.contentType, "application/x-ndjson");
-        part = answer.body;
-        EXPECT_LT(part.size(), 1024U * 1024 + 1000) << "at most one record beyond 1 MiB";
-        if (part.empty()) continue;
-        const auto last = part.rfind('\n', part.size() - 2) + 1;
-        after = JSONValue::parse(part.substr(last)).at("number").text();
-    }
-    EXPECT_EQ(all, expected);
-    EXPECT_GT(all.size(), 1024U * 1024 + 1000) << "the test has several parts";
-    EXPECT_EQ(exported({{"property.price", "6"}}).body, "");
-    EXPECT_EQ(exported({{"sort", "schema"}}).status, 400);
+TEST_F(CollectorTest, LinesEndAfterTheirSize) {
+    post(samples::action("b", "1") + "," + samples::action("a", "2") + "," +
+         samples::action("a", "3"));
+    const auto records = store.events({.filter = {.schema = "a-1"}}).records;
+    const std::string first = records.at(0) + "\n";
+    EXPECT_EQ(store.lines({.schema = "a-1"}, first.size()), first);
+    EXPECT_EQ(store.lines({.schema = "a-1"}, first.size() + 1), first + records.at(1) + "\n");
 }
 
 TEST_F(CollectorTest, FindingsOfSchemasCanBeRead) {
