@@ -45,9 +45,13 @@ class FaultReader {
         } else if (name == "readingPace") {
             fault_.readingPace.reset();
             if (!value.isNull()) fault_.readingPace = integer(name, value, 1, unbounded);
+        } else if (name == "retryAfter") {
+            fault_.retryAfter.reset();
+            if (!value.isNull())
+                fault_.retryAfter = integer(name, value, 0, Fault::longestRetryAfter);
         } else {
             note("a fault has no member \"" + std::string(name) +
-                 "\", but answer, status, rate, times, latency and readingPace");
+                 "\", but answer, status, rate, times, latency, readingPace and retryAfter");
         }
     }
 
@@ -106,12 +110,14 @@ JSONValue countJSON(const std::optional<std::uint64_t>& count) {
 }
 
 JSONObject faultJSON(const Fault& fault) {
-    return {{"answer", nameOf(fault.answer)},
-            {"status", fault.status},
-            {"rate", fault.rate},
-            {"times", countJSON(fault.times)},
-            {"latency", fault.latency},
-            {"readingPace", countJSON(fault.readingPace)}};
+    JSONObject json{{"answer", nameOf(fault.answer)},
+                    {"status", fault.status},
+                    {"rate", fault.rate},
+                    {"times", countJSON(fault.times)},
+                    {"latency", fault.latency},
+                    {"readingPace", countJSON(fault.readingPace)}};
+    if (fault.retryAfter) json.set("retryAfter", *fault.retryAfter);
+    return json;
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ struct Fault {
     };
 
     static constexpr std::int64_t longestLatency = 10L * 60 * 1000;
+    static constexpr std::int64_t longestRetryAfter = 24L * 3600;
 
     Answer answer = Answer::normal;
     int status = 503;                          ///< 200...599
@@ -45,6 +46,7 @@ struct Fault {
     std::optional<std::uint64_t> times;        ///< ends after this many requests
     std::int64_t latency = 0;                  ///< milliseconds before the answer
     std::optional<std::uint64_t> readingPace;  ///< bytes of the body read a second, at least 1
+    std::optional<std::uint64_t> retryAfter;   ///< seconds, in the header field of a `status`
 
     /// Whether it changes the answer to any request.
     [[nodiscard]] bool isEffective() const;

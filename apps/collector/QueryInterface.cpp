@@ -256,6 +256,12 @@ HttpResponse QueryInterface::answer(const HttpRequest& request) {
     }
     if (what == "summary") return json(summary());
     if (what == "schemas") return json(schemas_.findings());
+    if (what == "messages") return json(schemas_.messages());
+    if (const auto schema = below(what, "schemas")) {
+        auto properties = schemas_.properties(std::string(*schema));
+        if (properties) return json(std::move(*properties));
+        return refusal(404, "there is neither a schema nor an event " + std::string(*schema));
+    }
     if (what == "gaps") return json(gapsText(store_.gaps(), store_.summary().missing));
     return refusal(404, "there is nothing at " + request.path);
 }

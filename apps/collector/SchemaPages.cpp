@@ -4,10 +4,37 @@
 #include <utility>
 
 #include "collector/data/JSONText.h"
+#include "collector/data/MessageGroups.h"
+#include "collector/data/PropertyStatistics.h"
 #include "schemas/catalogue/Html.h"
 #include "schemas/check/Report.h"
 
 namespace zentara::collector {
+
+namespace {
+
+/// Declares the properties of a description, in which "[]" stands for the elements of an array.
+void declare(PropertyStatistics& statistics, const std::vector<schemas::PropertyRow>& rows) {
+    std::vector<std::vector<std::string>> parents(1);  // by depth
+    std::vector<std::size_t> lengths(1);               // of their texts with the dot
+    for (const auto& row : rows) {
+        auto path = parents.at(row.depth);
+        path.push_back(row.key);
+        using Need = PropertyStatistics::Need;
+        statistics.declare(path, row.isRequired ? Need::required : Need::optional);
+        const auto brackets = row.path.size() - lengths[row.depth] - row.key.size();
+        for (std::size_t level = 0; level < brackets / 2; ++level) {
+            path.emplace_back("*");
+            statistics.declare(path, Need::optional);
+        }
+        parents.resize(row.depth + 1);
+        lengths.resize(row.depth + 1);
+        parents.push_back(std::move(path));
+        lengths.push_back(row.path.size() + 1);
+    }
+}
+
+}  // namespace
 
 SchemaPages::SchemaPages(SchemaCatalogue& catalogue, const Store& store)
     : catalogue_(catalogue), store_(store) {}
@@ -59,6 +86,44 @@ SchemaPages::Events SchemaPages::events() {
         std::make_shared<const std::vector<schemas::EventPage>>(schemas::describe(served, ""));
     described_ = now;
     return events_;
+}
+
+std::optional<std::string> SchemaPages::properties(const std::string& schema) {
+    const auto events = this->events();
+    const auto counts = store_.summary().eventsBySchema;
+    const auto received = counts.find(schema);
+    bool isServed = false, isDescribed = false;
+    PropertyStatistics statistics;
+    for (const auto& event : *events) {
+        for (const auto& version : event.versions) {
+            if (version.name.key() != schema) continue;
+            isServed = true;
+            isDescribed = version.whyNone.empty();
+            declare(statistics, version.properties);
+        }
+    }
+    if (!isServed && received == counts.end()) return std::nullopt;
+    const auto examined = store_.visitLatest(
+        schema, [&](const auto& event) { statistics.add(event.text); }, Store::Extent());
+    return JSONValue(JSONObject{{"schema", schema},
+                                {"described", isDescribed},
+                                {"received", received == counts.end() ? 0 : received->second},
+                                {"examined", examined},
+                                {"properties", statistics.result()},
+                                {"more", statistics.hasMore()}})
+        .text();
+}
+
+std::string SchemaPages::messages() const {
+    MessageGroups groups;
+    const auto examined = store_.visitLatestBad(
+        [&](const auto& event) { groups.add(event.schema, event.text, event.receivedAt); },
+        Store::Extent());
+    return JSONValue(JSONObject{{"bad", store_.summary().bad},
+                                {"examined", examined},
+                                {"groups", groups.result()},
+                                {"more", groups.hasMore()}})
+        .text();
 }
 
 HttpResponse SchemaPages::page() {

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,13 @@ class SchemaPages {
 
     /// The findings of all schemas as JSON.
     [[nodiscard]] std::string findings() const;
+
+    /// What was seen of each property in the latest events of the schema "{id}-{version}" as JSON,
+    /// as docs/collector.md describes it. Nothing if there is neither the schema nor an event.
+    [[nodiscard]] std::optional<std::string> properties(const std::string& schema);
+
+    /// The messages of the latest bad events as JSON.
+    [[nodiscard]] std::string messages() const;
 
     /// The catalogue of the events as they are now, with the numbers of what has arrived.
     /// Describing the events takes some milliseconds for each, when the schemas have changed.

@@ -258,8 +258,13 @@ void Services::report(const HttpRequest& request, const Store::RequestNote& note
 Services::Answer Services::route(Service service, const HttpRequest& request, const MetFault& met) {
     if (!takesEffect(met.fault)) {
         const bool hasStatus = met.fault->answer == Fault::Answer::status;
-        return Answer::refused(hasStatus ? met.fault->status : 503,
-                               "a fault was asked for: " + met.description);
+        auto answer = Answer::refused(hasStatus ? met.fault->status : 503,
+                                      "a fault was asked for: " + met.description);
+        if (hasStatus && met.fault->retryAfter) {
+            answer.response.headers.emplace_back("Retry-After",
+                                                 std::to_string(*met.fault->retryAfter));
+        }
+        return answer;
     }
     if (service == Service::event) {
         if (request.method != "POST") return Answer::wrongMethod(request, "POST");

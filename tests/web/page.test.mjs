@@ -288,6 +288,40 @@ test('refused posts show their reason and body', async () => {
     assert.equal((await received('summary')).envelopes, 1);
 });
 
+test('the schemas show their properties and the messages of bad events', async () => {
+    const evil = '<img src=x onerror="window.hacked=1">';
+    await openAfter([goodPage('Tents'), goodPage('Shoes'), badCart(), badCart(),
+        action({title: 'Tents', section: 'home', [evil]: {deep: [evil, 5]}}), action({}, {id: evil})]);
+    await page.click('#openSchemas');
+    const view = page.locator('#schemasList');
+    const texts = (table) => view.getByRole('table', {name: table}).locator('tbody tr').evaluateAll((rows) =>
+        rows.map((row) => [...row.cells].map((cell) => cell.textContent.trim())));
+    await view.getByRole('button', {name: `${evil}-1`, exact: true}).click();
+    await view.getByText('The schema does not tell').waitFor();
+    await page.click('#schemasBack');
+    await view.getByRole('button', {name: 'page-view-1', exact: true}).click();
+    await view.getByText('All 3 events').waitFor();
+    const shown = await texts('Properties');
+    const row = (name) => shown.find(([first]) => first.startsWith(name));
+    assert.deepEqual(row('title'), ['title required', '100 %', 'string 3×', '"Tents" 2×"Shoes" 1×']);
+    assert.deepEqual(row('loadMs'), ['loadMs never sent', '0 %', '', '']);
+    assert.deepEqual(row(`${evil}.deep.*`), [`${evil}.deep.* not in the schema`, '33.3 %',
+        'integer 1×, string 1×', `5 1×${JSON.stringify(evil)} 1×`]);
+    await view.getByRole('button', {name: '"Shoes"'}).click();
+    await hasRows(2);
+    assert.equal(new URL(page.url()).search, '?schema=page-view-1&property.title=Shoes');
+    await page.click('#openSchemas');
+    const {groups} = await received('messages');
+    await view.getByRole('table', {name: 'Bad events by message'}).waitFor();
+    assert.deepEqual((await texts('Bad events by message')).map(([, schema, events]) => [schema, Number(events)]),
+        groups.map(({schema, count}) => [schema, count]));
+    const {message} = groups.find(({schema, count}) => schema === 'add-to-cart-1' && count === 2);
+    await view.getByRole('button', {name: message, exact: true}).click();
+    await hasRows(4, 3);
+    assert.equal(new URL(page.url()).searchParams.get('message'), message);
+    assert.equal(await page.evaluate(() => window.hacked), undefined);
+});
+
 test('whatever an event holds is text', async () => {
     const evil = (mark) =>
         `\u202e</script><img src=x onerror="window.hacked='${mark}'"><script>window.hacked=1;alert(1)</script>`;
@@ -381,6 +415,15 @@ test('faults are switched and shown, and the page survives its collector', async
     await button('Switch the fault of event on').click();
     await hasText('#faultOn', 'event status 418');
     assert.equal(await collector.post(envelope([])), 418);
+    await button('One in ten posts lost').click();
+    await hasText('#faultOn', 'Fault on: event lost after it took effect, 10 % of requests');
+    await button('Too many requests').click();
+    await page.locator('#faultPresets [aria-pressed=true]', {hasText: '429'}).waitFor();
+    assert.equal(await collector.post(envelope([])), 429);
+    assert.equal((await collector.get('/faults')).event.retryAfter, 5);
+    await button('Too many requests').click();
+    await until(() => document.getElementById('faultOn').hidden);
+    assert.deepEqual(await collector.get('/faults'), {schemas: null, id: null, event: null});
     await page.click('#faultsOff');
     await press('Escape');
 

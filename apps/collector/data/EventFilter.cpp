@@ -71,7 +71,9 @@ void appendProperty(std::string& term, std::vector<SQLCondition::Value>& values,
     for (std::size_t depth = 0; depth < property.path.size(); ++depth) {
         last = "p" + std::to_string(depth);
         tables += (depth == 0 ? "" : ", ") + within + " " + last;
-        names += "CAST(" + last + ".key AS TEXT) = ? AND ";
+        const bool isAnyPlace = property.path[depth] == "*";
+        names += "(CAST(" + last + ".key AS TEXT) = ?" +
+                 (isAnyPlace ? " OR typeof(" + last + ".key) = 'integer'" : "") + ") AND ";
         values.emplace_back(property.path[depth]);
         within = "json_each(CASE WHEN " + last + ".type IN ('object', 'array') THEN " + last +
                  ".value ELSE '{}' END)";
@@ -91,12 +93,13 @@ void appendProperty(std::string& term, std::vector<SQLCondition::Value>& values,
 }  // namespace
 
 bool EventFilter::take(std::string_view name, std::string_view value) {
-    const std::array<std::pair<std::string_view, std::optional<std::string>*>, 6> texts{
+    const std::array<std::pair<std::string_view, std::optional<std::string>*>, 7> texts{
         {{"schema", &schema},
          {"user", &user},
          {"tenant", &tenant},
          {"context", &context},
          {"client", &client},
+         {"message", &message},
          {"text", &text}}};
     for (const auto& [known, field] : texts) {
         if (name != known) continue;
@@ -181,6 +184,12 @@ SQLCondition conditionFor(const EventFilter& filter) {
     if (filter.user) {
         require("(userToken = ? OR userType || '=' || userToken = ?)");
         condition.values.insert(condition.values.end(), 2, *filter.user);
+    }
+    if (filter.message) {
+        require(
+            "good = 0 AND EXISTS (SELECT 1 FROM json_each(events.findings) finding "
+            "WHERE json_extract(finding.value, '$.message') = ?)");
+        condition.values.emplace_back(*filter.message);
     }
     // Literals, since the partial indices are defined with them.
     if (filter.good) require(*filter.good ? "good = 1" : "good = 0");

@@ -24,7 +24,7 @@ struct EventFilter {
 
     /// A property of that value: a string, or the JSON text of a number, a boolean or null.
     struct Property {
-        std::vector<std::string> path;  ///< names of members, or places in arrays
+        std::vector<std::string> path;  ///< names of members, places in arrays, "*" for any place
         std::string value;
 
         friend bool operator==(const Property&, const Property&) = default;
@@ -35,6 +35,7 @@ struct EventFilter {
     std::optional<std::string> tenant = {};
     std::optional<std::string> context = {};  ///< zentaraClientContextID
     std::optional<std::string> client = {};   ///< zentaraClientUUID
+    std::optional<std::string> message = {};  ///< of a bad event, the whole text
     std::optional<bool> good = {};
     std::optional<bool> duplicate = {};
     /// Anywhere in the event's JSON text or in the strings that it holds, taken literally; ASCII

@@ -21,6 +21,13 @@ std::string inUTF8(std::string_view text) {
     return utf8;
 }
 
+std::string_view beginningOf(std::string_view text, std::size_t most) {
+    if (text.size() <= most) return text;
+    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0) == 0x80)
+        --most;
+    return text.substr(0, most);
+}
+
 void appendMember(std::string& json, std::string_view name) {
     if (!json.empty() && json.back() != '{') json += ',';
     json += '"';

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
@@ -9,6 +10,9 @@ namespace zentara::collector {
 
 /// `text` if it is UTF-8. Other text, which header fields may hold, is read as Latin-1.
 [[nodiscard]] std::string inUTF8(std::string_view text);
+
+/// The first `most` bytes of `text`, without a part of a character.
+[[nodiscard]] std::string_view beginningOf(std::string_view text, std::size_t most);
 
 // Members of an object that is written as text, for records that contain JSON texts. The names need
 // no escapes.

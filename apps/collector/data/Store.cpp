@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "collector/data/JSONText.h"
 #include "collector/data/Records.h"
 
 namespace zentara::collector {
@@ -12,6 +13,8 @@ namespace zentara::collector {
 namespace {
 
 constexpr DatabaseFile::Kind fileKind{0x5A434F4C, 2};
+
+constexpr Store::Extent partOfVisit{500, std::size_t{1024} * 1024};
 
 /// The indices cover what is counted and sorted by, so that the rows with their long texts are read
 /// only to be shown.
@@ -318,13 +321,7 @@ std::int64_t Store::insertRequest(const HttpRequest& request, const RequestNote&
 }
 
 void Store::insertRefusal(std::int64_t requestNumber, std::string_view body) {
-    if (body.size() > refusedBodySize) {
-        // Does not cut a character.
-        auto end = refusedBodySize;
-        while (end > 0 && (static_cast<unsigned char>(body[end]) & 0xC0) == 0x80)
-            --end;
-        body = body.substr(0, end);
-    }
+    body = beginningOf(body, refusedBodySize);
     const auto ordinal = static_cast<std::int64_t>(summary_.refused) + 1;
     writer_.run("INSERT INTO refusals VALUES (?, ?, ?)", ordinal, requestNumber, body);
     writer_.run("DELETE FROM refusals WHERE ordinal <= ?",
@@ -589,6 +586,45 @@ Store::Timeline Store::timeline(const EventFilter& filter,
         }
         return timeline;
     });
+}
+
+std::size_t Store::visitLatest(const std::string& schema, const Visit& visit,
+                               const Extent& most) const {
+    const SQLCondition condition{"INDEXED BY eventsBySchema WHERE schema = ?", {schema}};
+    return visitParts("json", condition, visit, most);
+}
+
+std::size_t Store::visitLatestBad(const Visit& visit, const Extent& most) const {
+    return visitParts("findings", {"INDEXED BY badEvents WHERE good = 0", {}}, visit, most);
+}
+
+std::size_t Store::visitParts(const std::string& column, const SQLCondition& condition,
+                              const Visit& visit, const Extent& most) const {
+    const std::string sql = "SELECT number, receivedAt, schema, " + column + " FROM events " +
+                            condition.text + " AND number < ? ORDER BY number DESC LIMIT ?";
+    std::size_t visited = 0, size = 0;
+    auto before = std::numeric_limits<std::int64_t>::max();
+    // Events arrive between two parts.
+    while (visited < most.events && size < most.bytes) {
+        std::vector<StoredText> part;
+        reading([&](Database& database) {
+            auto rows = start(database, sql, condition.values);
+            rows.bind(before);
+            rows.bind(boundLimit(std::min(partOfVisit.events, most.events - visited)));
+            const auto end = std::min(size + partOfVisit.bytes, most.bytes);
+            while (size < end && rows.step()) {
+                part.push_back({rows.integer(0), rows.integer(1), std::string(rows.text(2)),
+                                std::string(rows.text(3))});
+                size += part.back().text.size();
+            }
+        });
+        if (part.empty()) break;
+        for (const auto& text : part)
+            visit(text);
+        visited += part.size();
+        before = part.back().number;
+    }
+    return visited;
 }
 
 void Store::keepLatest(std::size_t events) {

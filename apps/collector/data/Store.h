@@ -160,6 +160,30 @@ class Store {
     [[nodiscard]] Timeline timeline(const EventFilter& filter,
                                     std::optional<std::int64_t> width = std::nullopt) const;
 
+    /// A part of an event, for statistics.
+    struct StoredText {
+        std::int64_t number = 0;
+        std::int64_t receivedAt = 0;
+        std::string schema;
+        std::string text;
+    };
+    using Visit = std::function<void(const StoredText&)>;
+
+    /// How much is visited: it ends with the event that reaches a bound.
+    struct Extent {
+        std::size_t events = 10'000;
+        std::size_t bytes = std::size_t{16} * 1024 * 1024;
+    };
+
+    /// Visits the JSON of the latest events of a schema, the latest first, and returns their
+    /// number. Reads them in small parts, between which events are stored; `visit` is called
+    /// without a lock.
+    std::size_t visitLatest(const std::string& schema, const Visit& visit,
+                            const Extent& most) const;
+
+    /// The same for the findings of the latest bad events of all schemas.
+    std::size_t visitLatestBad(const Visit& visit, const Extent& most) const;
+
     /// Removes the oldest envelopes, with their events and requests, until about `events` are left.
     /// The summary keeps counting what was removed; gaps are counted anew. Throws `StoreError`.
     void keepLatest(std::size_t events);
@@ -179,6 +203,9 @@ class Store {
     void recreate();
     void forgetCounts();
     void notify() const;
+
+    std::size_t visitParts(const std::string& column, const SQLCondition& condition,
+                           const Visit& visit, const Extent& most) const;
 
     /// Calls `read` with a connection that sees one state of the database.
     template <typename Read>

@@ -4,7 +4,7 @@
 import {filterOf, isPath, pathOf} from './properties.js';
 
 export const filterNames = [
-    'words', 'schema', 'good', 'duplicate', 'user', 'tenant', 'context', 'client', 'since', 'until',
+    'words', 'schema', 'message', 'good', 'duplicate', 'user', 'tenant', 'context', 'client', 'since', 'until',
 ];
 const mostColumns = 8;
 const sorts = ['number', 'receivedAt', 'actionTs', 'schema', 'sequence'];

@@ -67,6 +67,8 @@ export const timeline = (parameters, signal) =>
     call('GET', target('/received/timeline', parameters), {signal});
 export const gaps = () => call('GET', '/received/gaps');
 export const schemas = () => call('GET', '/received/schemas');
+export const properties = (schema) => call('GET', `/received/schemas/${encodeURIComponent(schema)}`);
+export const messages = () => call('GET', '/received/messages');
 export const forgetAll = () => call('DELETE', '/received');
 export const faults = () => call('GET', '/faults');
 export const setFault = (service, fault) => call('PUT', `/faults/${service}`, {body: fault});

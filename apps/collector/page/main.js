@@ -46,7 +46,7 @@ const chart = new Chart({onNarrow: (times) => address.filter(times)});
 const filters = new Filters({address, onGaps: () => openGaps((filter) => address.filter(filter))});
 const faults = new Faults();
 const refused = new Refused({onChange: () => showRows({arrived: 0, reloaded: false})});
-const schemas = new Schemas();
+const schemas = new Schemas({onFilter: (wanted) => address.go({filters: wanted})});
 const panel = new Panel({
     find: findEvent,
     onFilter: (filter) => address.filter(filter),

@@ -222,6 +222,64 @@ TEST_F(CollectorTest, FindingsOfSchemasCanBeRead) {
     EXPECT_EQ(counts.at("problems"), 1);
 }
 
+TEST_F(CollectorTest, PropertiesOfASchemaAreTold) {
+    test::writeTo(
+        folder.path() / "a-1.json",
+        R"({"type":"object","required":["price"],"properties":{"price":{"type":"number"},)"
+        R"("lines":{"type":"array","items":{"type":"object","properties":)"
+        R"({"n":{"type":"integer"}}}}}})");
+    EXPECT_EQ(client.get("/received/schemas/a-1").at("examined"), 0);
+    post(samples::action("a", "u1") + "," + samples::action("b", "u2"));
+    const auto answer = client.get("/received/schemas/a-1");
+    EXPECT_EQ(answer.at("schema"), "a-1");
+    EXPECT_EQ(answer.at("described"), true);
+    EXPECT_EQ(answer.at("received"), 1);
+    EXPECT_EQ(answer.at("examined"), 1);
+    EXPECT_EQ(answer.at("more"), false);
+    std::string told;
+    for (const auto& property : answer.at("properties").array()) {
+        told += std::string(property.at("path").string()) +
+                (property.at("declared").boolean() ? " declared" : "") +
+                (property.at("required").boolean() ? " required " : " ") +
+                property.at("present").text() + "\n";
+    }
+    EXPECT_EQ(told,
+              "price declared required 1\nlines declared 0\nlines.* declared 0\n"
+              "lines.*.n declared 0\ncount 1\n");
+    EXPECT_THAT(refusalOf("/received/schemas/c-1"), HasSubstr("neither a schema nor an event c-1"));
+}
+
+TEST_F(CollectorTest, BadEventsAreGroupedAndFoundByMessage) {
+    post(samples::action("b", "u1") + "," + samples::action("a", "u2"));
+    post(samples::action("b", "u3"));
+    const auto answer = client.get("/received/messages");
+    EXPECT_EQ(answer.at("bad"), 2);
+    EXPECT_EQ(answer.at("examined"), 2);
+    EXPECT_EQ(answer.at("more"), false);
+    ASSERT_EQ(answer.at("groups").array().size(), 1U);
+    const auto& group = answer.at("groups").at(0);
+    EXPECT_EQ(group.at("schema"), "b-1");
+    EXPECT_EQ(group.at("count"), 2);
+    EXPECT_EQ(group.at("paths").text(), R"(["/price"])");
+    const auto events =
+        store.events({.filter = {.message = std::string(group.at("message").string())}});
+    ASSERT_EQ(events.total, 2U);
+    const auto latest = JSONValue::parse(events.records.back());
+    EXPECT_EQ(group.at("message"), latest.at("messages").at(0).at("message"));
+    EXPECT_EQ(group.at("latest"), latest.at("receivedAt"));
+    EXPECT_EQ(client.get("/received/events?message=value").at("total"), 0);
+}
+
+TEST_F(CollectorTest, StatusMaySayWhenToComeAgain) {
+    faults.set(Service::id, std::get<Fault>(readFault(R"({"status":429,"retryAfter":5})")));
+    const auto current = JSONValue::parse(faultsText(faults)).at("id");
+    EXPECT_EQ(current.at("retryAfter"), 5);
+    RawClient raw(port, "GET /id HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    const auto text = raw.readUntil("\r\n\r\n");
+    EXPECT_THAT(text, HasSubstr("HTTP/1.1 429 "));
+    EXPECT_THAT(text, HasSubstr("\r\nRetry-After: 5\r\n"));
+}
+
 TEST_F(CollectorTest, SchemaChangesReachOpenPages) {
     RawClient page(port, "GET /received/stream HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_THAT(page.readUntil("\n\n"), HasSubstr(R"("served":2)"));

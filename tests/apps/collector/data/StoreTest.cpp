@@ -170,6 +170,8 @@ TEST_P(StoreTest, PropertiesAreFoundByPathAndValue) {
             {{{"on", "null"}}, "3"},
             {{{"a.b c.1", "y"}}, "2"},
             {{{"a.b c", "y"}}, ""},
+            {{{"a.b c.*", "y"}}, "2"},
+            {{{"a.*", "y"}}, ""},
             {{{"'\"", "q"}}, "3"},
             {{{"section", "home"}, {"n", "5"}}, "1"},
             {{{"section", "home"}, {"n", "6"}}, ""},
@@ -184,6 +186,29 @@ TEST_P(StoreTest, PropertiesAreFoundByPathAndValue) {
     EventFilter filter;
     EXPECT_THROW((void)filter.take("property.", "x"), ParameterError);
     EXPECT_THROW((void)filter.take("property.1.2.3.4.5.6.7.8.9", "x"), ParameterError);
+}
+
+TEST_P(StoreTest, LatestAreVisitedUpToTheBounds) {
+    std::vector<Posted> events;
+    for (int event = 1; event <= 1200; ++event)
+        events.push_back({std::to_string(event), event % 2 == 0 ? "a-1" : "b-1", "c", event,
+                          event % 3 != 0, std::to_string(event + 1000)});
+    post(store, events);
+    std::vector<std::string> visited;
+    const Store::Visit visit = [&](const Store::StoredText& text) {
+        visited.push_back(text.schema + " " + std::to_string(text.number) + " " + text.text);
+        (void)store.count({});  // does not wait for a lock
+    };
+    EXPECT_EQ(store.visitLatest("a-1", visit, {}), 600U);
+    EXPECT_EQ(visited.front(), "a-1 1200 2200");
+    EXPECT_EQ(visited.back(), "a-1 2 1002");
+    EXPECT_EQ(store.visitLatest("a-1", visit, {.events = 501}), 501U);
+    EXPECT_EQ(store.visitLatest("a-1", visit, {.bytes = 9}), 3U);
+    EXPECT_EQ(store.visitLatest("c-1", visit, {}), 0U);
+    visited.clear();
+    EXPECT_EQ(store.visitLatestBad(visit, {.events = 2}), 2U);
+    const std::string finding = R"([{"path":"/price","message":"is too low"}])";
+    EXPECT_THAT(visited, ElementsAre("a-1 1200 " + finding, "b-1 1197 " + finding));
 }
 
 TEST_P(StoreTest, FilterAndPageGiveExactlyTheMatches) {
