@@ -83,6 +83,7 @@ export interface Fault {
     times?: number;
     latency?: number;
     readingPace?: number;
+    retryAfter?: number;
 }
 
 /**
