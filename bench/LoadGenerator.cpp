@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <ctime>
 #include <memory>
 #include <thread>
 
@@ -62,6 +63,9 @@ class Sender {
             if (interval > 0ns || result.requests == 0) std::this_thread::sleep_until(due);
             post();
         }
+        timespec time{};
+        ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        result.processorTime = seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
     }
 
     LoadGenerator::Result result;
@@ -118,6 +122,7 @@ LoadGenerator::Result LoadGenerator::run(const std::string& url, long requestsPe
         const Result& part = sender->result;
         sum.requests += part.requests;
         sum.errors += part.errors;
+        sum.processorTime += part.processorTime;
         sum.latencies.insert(sum.latencies.end(), part.latencies.begin(), part.latencies.end());
     }
     std::ranges::sort(sum.latencies);

@@ -15,6 +15,7 @@ struct LoadGenerator {
         long requests = 0;
         long errors = 0;  ///< that were not answered with 200
         std::chrono::duration<double> took{0};
+        std::chrono::duration<double> processorTime{0};   ///< of all threads that post
         std::vector<std::chrono::nanoseconds> latencies;  ///< ascending
 
         [[nodiscard]] long events() const { return requests * eventsPerRequest; }
