@@ -17,7 +17,7 @@ using Options = std::vector<std::string>;
 
 class Memory final : public Downstream {
   public:
-    [[nodiscard]] Options options(const std::filesystem::path&) const override { return {}; }
+    [[nodiscard]] Options options(const std::filesystem::path&) override { return {}; }
     [[nodiscard]] long count(const std::string& url) override {
         return static_cast<long>(collector::CollectorClient(url).summary().good);
     }
@@ -25,7 +25,7 @@ class Memory final : public Downstream {
 
 class DatabaseFile final : public Downstream {
   public:
-    [[nodiscard]] Options options(const std::filesystem::path& folder) const override {
+    [[nodiscard]] Options options(const std::filesystem::path& folder) override {
         file_ = folder / "events.sqlite";
         return {"--database", file_};
     }
@@ -35,14 +35,14 @@ class DatabaseFile final : public Downstream {
     }
 
   private:
-    mutable std::filesystem::path file_;
+    std::filesystem::path file_;
 };
 
 class Kafka final : public Downstream {
   public:
     explicit Kafka(bool flushes) : flushes_(flushes) {}
 
-    [[nodiscard]] Options options(const std::filesystem::path& folder) const override {
+    [[nodiscard]] Options options(const std::filesystem::path& folder) override {
         Options all{"--forward", cluster_.url("events"), "--outbox", folder / "outbox"};
         if (flushes_) all.emplace_back("--flush-before-answer");
         return all;
@@ -56,7 +56,7 @@ class Kafka final : public Downstream {
 
 class PostgreSQL final : public Downstream {
   public:
-    [[nodiscard]] Options options(const std::filesystem::path& folder) const override {
+    [[nodiscard]] Options options(const std::filesystem::path& folder) override {
         return {"--forward", server_.url(), "--outbox", folder / "outbox"};
     }
     [[nodiscard]] long count(const std::string&) override {

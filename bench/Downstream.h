@@ -16,8 +16,7 @@ class Downstream {
     Downstream& operator=(const Downstream&) = delete;
 
     /// For a collector that has `folder` for itself.
-    [[nodiscard]] virtual std::vector<std::string> options(
-        const std::filesystem::path& folder) const = 0;
+    [[nodiscard]] virtual std::vector<std::string> options(const std::filesystem::path& folder) = 0;
 
     /// The events that have arrived, counted there. The collector runs at `url`.
     [[nodiscard]] virtual long count(const std::string& url) = 0;
